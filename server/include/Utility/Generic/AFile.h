@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Utility/Generic/Heap.h"
+#include "Utility/Generic/HostExport.h"
+#include "Utility/Generic/String.h"
+
+/// The host's file object. One thread at a time.
+class XMLAHOST_API AFile {
+ public:
+  /// Bits of an open mode.
+  enum OpenMode : unsigned int {
+    kModeWrite = 0x0001,
+    kModeBinary = 0x0020,
+    kModeCreate = 0x1000,
+    kModeTruncate = 0x2000,
+    kModeWriteFromEmpty = 0x3021,  ///< all four
+  };
+
+  /// A file object that holds no open file yet.
+  static Heap<AFile> MakeFile();
+
+  AFile(const AFile&) = delete;
+  AFile& operator=(const AFile&) = delete;
+  virtual ~AFile();  ///< closes the file
+
+  /// Opens `name` (UTF-8 on the file system). Missing directories are created; a new file gets the
+  /// mode 0600. Throws ErrorMessage, a bare text that names the file and the reason.
+  virtual void Open(const String& name, unsigned int mode) = 0;
+  /// Writes the bytes; false when not all could be written.
+  virtual bool WriteBytes(const char* bytes, std::size_t count) = 0;
+  /// Hands everything written so far to the operating system; false when that fails.
+  virtual bool Flush() = 0;
+  /// Closes the file and removes it from the file system.
+  virtual bool Delete() = 0;
+
+ protected:
+  AFile() = default;
+};

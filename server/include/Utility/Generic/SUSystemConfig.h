@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Utility/Generic/HostExport.h"
+#include "Utility/Generic/String.h"
+
+/// The host's configuration. One object per process; safe to use from several threads.
+class XMLAHOST_API SUSystemConfig {
+ public:
+  static SUSystemConfig& GetSystemConfig();
+
+  /// The directory of the import logs, without a trailing slash: the one set by SetLogDirectory,
+  /// else the environment's XMLA_IMPORT_LOG_DIR, else "xmla-import" in the user's state directory
+  /// (XDG_STATE_HOME, else ~/.local/state, else the temporary directory).
+  String GetLogDirectory() const;
+  /// Sets the directory for import objects connected from now on; an empty text takes it back.
+  void SetLogDirectory(const String& directory);
+
+ private:
+  SUSystemConfig();
+  ~SUSystemConfig();
+};

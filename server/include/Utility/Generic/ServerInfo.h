@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Utility/Generic/HostExport.h"
+#include "Utility/Generic/String.h"
+
+/// The host's kinds of servers and call interfaces. The numbers are stored by the host and must
+/// stay as they are.
+class XMLAHOST_API ServerInfo {
+ public:
+  enum TargetType {
+    kTargetUnknown = 0,
+    kAnalysisServices2000 = 33,
+    kTamarind7 = 34,
+    kSAP_BW = 40,
+    kAnalysisServices2005 = 41,
+    kSAP_BW35 = 43,
+    kTamarind9 = 55,
+    kTessera = 63,  ///< any provider that is not recognised
+    kAnalysisServices2008 = 69,
+    kTamarind11 = 75,
+    kAnalysisServices2012 = 82,
+    kTamarind11_1_2_3_500 = 85,
+  };
+  enum CLIType {
+    kCLIUnknown = 0,
+    kCLIXMLA = 1,
+  };
+
+  /// The kind's name as shown to people, for example "Analysis Services 2005"; "Unknown" for a
+  /// number that is no kind.
+  static String GetTargetNameFromEnum(TargetType target);
+};
