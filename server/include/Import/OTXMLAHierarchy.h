@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Import/OTXMLAUnit.h"
+#include "Utility/Generic/VXStringVector.h"
+
+/// One level of a hierarchy (a row of MDSCHEMA_LEVELS with its rows of MDSCHEMA_PROPERTIES).
+class OTXMLALevel {
+ public:
+  OTXMLALevel() = default;
+  OTXMLALevel(const OTXMLALevel&) = default;
+  OTXMLALevel& operator=(const OTXMLALevel&) = default;
+  ~OTXMLALevel() = default;
+
+  String m_levelName;              ///< display name
+  String m_externalName;           ///< LEVEL_NAME
+  OTXMLAUnit m_level;              ///< the level's own column
+  OTXMLAUnits m_memberProperties;  ///< in the provider's order
+  std::int16_t m_levelNumber = 0;  ///< LEVEL_NUMBER, the depth
+};
+
+using OTXMLALevels = std::vector<OTXMLALevel>;
+
+/// One hierarchy of a cube (a row of MDSCHEMA_HIERARCHIES with its levels).
+class OTXMLAHierarchy {
+ public:
+  enum MemberType {
+    kMemberTypeUnknown = 0,
+    kMemberTypeRegular = 1,
+    kMemberTypeAll = 2,
+    kMemberTypeFormula = 3,
+    kMemberTypeMeasure = 4,
+    kMemberTypeDefault = 0,
+  };
+  enum HierarchyType {
+    kHierarchyTypeUnknown = 0,
+    kHierarchyFullyBalanced = 1,
+    kHierarchyUnBalanced = 2,
+    kHierarchyRaggedBalanced = 3,
+    kHierarchyNetwork = 4,
+    kHierarchyTypeDefault = 0,
+    kHierarchyTypeFirst = 0,
+    kHierarchyTypeLast = 4,
+    kHierarchyTypeValue = 256,
+    kNativeHierarchyTypeFirst = 256,
+    kNativeHierarchyTypeLast = 256,
+    kHierarchyTypeInvalid = 257,
+  };
+  /// Kinds of dimension. The values 1 to 16 and 256 are the codes of the DIMENSION_TYPE column;
+  /// kDimensionInvalid shares its value with kDimensionTypeTime.
+  enum DimensionType {
+    kDimensionTypeUnknown = 0,
+    kDimensionTypeTime = 1,
+    kDimensionTypeMeasure = 2,
+    kDimensionTypeOther = 3,
+    kDimensionQuantitative = 4,
+    kDimensionAccounts = 5,
+    kDimensionCustomers = 6,
+    kDimensionProducts = 7,
+    kDimensionScenario = 8,
+    kDimensionUtiliy = 9,
+    kDimensionCurrency = 10,
+    kDimensionRates = 11,
+    kDimensionChannel = 12,
+    kDimensionPromotion = 13,
+    kDimensionOrganization = 14,
+    kDimensionBill_of_materials = 15,
+    kDimensionGeography = 16,
+    kDimensionAttribute = 256,
+    kDimensionTypeDefault = 0,
+    kDimensionInvalid = 1,
+  };
+
+  OTXMLAHierarchy() = default;
+  OTXMLAHierarchy(const OTXMLAHierarchy&) = default;
+  OTXMLAHierarchy& operator=(const OTXMLAHierarchy&) = default;
+  ~OTXMLAHierarchy() = default;
+
+  String m_hierarchyName;                        ///< display name
+  String m_externalName;                         ///< HIERARCHY_UNIQUE_NAME without brackets
+  String m_dimensionUniqueName;                  ///< DIMENSION_UNIQUE_NAME without brackets
+  OTXMLALevels m_levels;                         ///< top first
+  MemberType m_memberType = kMemberTypeUnknown;  ///< kind of the default member
+  HierarchyType m_hierarchyType = kHierarchyTypeUnknown;
+  DimensionType m_dimensionType = kDimensionTypeUnknown;
+  VXStringVector m_alternateHierarchyNames;  ///< for the host; the XMLA import leaves it empty
+  VXStringVector m_udas;                     ///< for the host; the XMLA import leaves it empty
+  String m_defaultMember;                    ///< for the host; the XMLA import leaves it empty
+};
