@@ -26,7 +26,7 @@ using OTXMLALevels = std::vector<OTXMLALevel>;
 /// One hierarchy of a cube (a row of MDSCHEMA_HIERARCHIES with its levels).
 class OTXMLAHierarchy {
  public:
-  enum MemberType {
+  enum MemberType : int {
     kMemberTypeUnknown = 0,
     kMemberTypeRegular = 1,
     kMemberTypeAll = 2,
@@ -34,7 +34,7 @@ class OTXMLAHierarchy {
     kMemberTypeMeasure = 4,
     kMemberTypeDefault = 0,
   };
-  enum HierarchyType {
+  enum HierarchyType : int {
     kHierarchyTypeUnknown = 0,
     kHierarchyFullyBalanced = 1,
     kHierarchyUnBalanced = 2,
@@ -50,7 +50,7 @@ class OTXMLAHierarchy {
   };
   /// Kinds of dimension. The values 1 to 16 and 256 are the codes of the DIMENSION_TYPE column;
   /// kDimensionInvalid shares its value with kDimensionTypeTime.
-  enum DimensionType {
+  enum DimensionType : int {
     kDimensionTypeUnknown = 0,
     kDimensionTypeTime = 1,
     kDimensionTypeMeasure = 2,

@@ -14,7 +14,7 @@ class OTXMLAUnit {
  public:
   /// Aggregation rules; several names share a value, and the length and time-balance codes stand in
   /// the same enumeration.
-  enum AggrType {
+  enum AggrType : int {
     kAggrUnknown = 0,
     kAggrSum = 1,
     kAggrCount = 2,
@@ -32,7 +32,7 @@ class OTXMLAUnit {
     kTimeBalanceAverage = 258,
   };
   /// Kinds of dimension property.
-  enum DimPropType {
+  enum DimPropType : int {
     kDimPropNone = 0,
     kDimPropUDA = 1,
     kDimPropMemnor = 2,

@@ -10,6 +10,13 @@
 /// reference-counted ones; OTCube keeps copies by value. The codes are stored as the provider sends
 /// them, in or out of the ranges named here.
 class XmlACubeVariable : public RefCountable {
+ private:
+  auto Fields() const {
+    return std::tie(m_Name, m_Caption, m_type, m_selectionType, m_entryType, m_referenceDimension,
+                    m_referenceHierarchy, m_defaultLow, m_defaultHigh, m_overrideDefaultLow,
+                    m_overrideDefaultHigh);
+  }
+
  public:
   enum VariableType : int {
     SAP_VAR_TYPE_MEMBER = 1,
@@ -51,13 +58,6 @@ class XmlACubeVariable : public RefCountable {
   String m_defaultHigh;                                         ///< DEFAULT_HIGH
   String m_overrideDefaultLow;                                  ///< no column; for the host
   String m_overrideDefaultHigh;                                 ///< no column; for the host
-
- private:
-  auto Fields() const {
-    return std::tie(m_Name, m_Caption, m_type, m_selectionType, m_entryType, m_referenceDimension,
-                    m_referenceHierarchy, m_defaultLow, m_defaultHigh, m_overrideDefaultLow,
-                    m_overrideDefaultHigh);
-  }
 };
 
 using XmlACubeVariableVector = std::vector<XmlACubeVariable>;
