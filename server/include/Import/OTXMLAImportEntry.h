@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Import/OTXMLAImportAPI.h"
+#include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 
@@ -16,14 +17,14 @@ extern "C" {
 
 /// A new import object. The caller owns it and destroys it with `delete`, before the library is
 /// unloaded.
-OTXMLAImportAPI* OTXMLACreateImport();
+XMLAHOST_API OTXMLAImportAPI* OTXMLACreateImport();
 
 /// Asks a provider for its name and version (DISCOVER_PROPERTIES); when that yields no name or a
 /// SOAP fault, once more the way of the Tamarind family (name from DISCOVER_DATASOURCES). True when
 /// the provider answered; false with the reason appended to `errors` otherwise. Never logged.
-bool OTXMLAIdentifyProvider(const String& url, const String& user, const String& password,
-                            ServerInfo::CLIType cliType, OTXMLAProviderIdentity& identity,
-                            String& errors);
+XMLAHOST_API bool OTXMLAIdentifyProvider(const String& url, const String& user,
+                                         const String& password, ServerInfo::CLIType cliType,
+                                         OTXMLAProviderIdentity& identity, String& errors);
 }
 
 using OTXMLACreateImportFunction = decltype(OTXMLACreateImport);

@@ -1,0 +1,584 @@
+#include <cstdio>
+#include <cwchar>
+#include <exception>
+#include <utility>
+
+#include "SUXMLASAXConfiguration.h"
+#include "SUXMLASAXLogTitles.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/Generic/SystemUtility.h"
+#include "Utility/XMLASAX/XmlACubeVariableUtility.h"
+#include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
+#include "Utility/XMLASAX/XmlASaxDefs.h"
+
+namespace {
+
+using BaseStringUtil::IsCaseInsensitiveMatch;
+
+constexpr const wchar_t* kSourceFile =
+    L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp";
+constexpr const wchar_t* kDeclaration = L"<?xml version=\"1.0\"?>";
+constexpr const wchar_t* kDeclarationStart = L"<?xml version";
+constexpr const wchar_t* kDeclarationEnd = L"?>";
+
+// Numbers of the host's message catalogue.
+constexpr int kMessageReadCancelled = 46066;
+constexpr int kMessageParseError = 46100;
+constexpr int kMessageSoapFault = 64203;
+
+constexpr std::size_t kLogHeaderCapacity = 256;
+constexpr std::size_t kLogNameCapacity = 512;
+constexpr int kLogTimeDigits = 3;
+
+/// Analysis Services from 2005 on, for which the data source's name stands for its information.
+bool IsModernAnalysisServices(ServerInfo::TargetType target) {
+  return target == ServerInfo::kAnalysisServices2005 ||
+         target == ServerInfo::kAnalysisServices2008 || target == ServerInfo::kAnalysisServices2012;
+}
+
+/// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
+String NormaliseDeclaration(const String& reply, ServerInfo::TargetType target) {
+  // These answer without a declaration. Should one come nevertheless, the reader skips the second.
+  if (IsModernAnalysisServices(target)) return kDeclaration + reply;
+  const std::size_t start = BaseStringUtil::ForwardPatternMatch(reply, kDeclarationStart, 0);
+  if (start == String::npos) return kDeclaration + reply;
+  const std::size_t end = BaseStringUtil::ForwardPatternMatch(reply, kDeclarationEnd, start);
+  return L"<?xml version=\"1.0\"" + reply.substr(end);
+}
+
+std::uint64_t WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
+  const double seconds = VXDateTime::DifferenceInSeconds(to, from);
+  return seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0;  // a clock may be set back
+}
+
+VXDateTime Now() {
+  VXDateTime now;
+  VXDateTime::GetCurrDateTime(now);
+  return now;
+}
+
+}  // namespace
+
+// Creation and import log.
+
+XmlADiscoverAgentHeap XmlADiscoverAgent::Create(const String& url, const String& user,
+                                                const String& password,
+                                                ServerInfo::TargetType target,
+                                                ServerInfo::CLIType cli, bool log) {
+  return XmlADiscoverAgentHeap(new XmlADiscoverAgentImpl(url, user, password, target, cli, log));
+}
+
+XmlADiscoverAgentImpl::XmlADiscoverAgentImpl(String url, String user, String password,
+                                             ServerInfo::TargetType target, ServerInfo::CLIType cli,
+                                             bool log)
+    : m_Url(std::move(url)),
+      m_User(std::move(user)),
+      m_Pwd(std::move(password)),
+      m_TargetType(target),
+      m_CLIType(cli) {
+  m_HttpClient =
+      std::make_unique<HTTPClientWrapper>(m_Url, m_User, m_Pwd, g_kTimeoutDefault, nullptr);
+  m_SoapMessage = std::make_unique<XmlASoapRequest>();
+  m_XmlReaderDriver =
+      SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(SAX2XmlReadDriverFactory::kThreadedReader);
+  if (SystemUtility::hasEnv(OT_XMLA_IMPORT_FROM_TAMARIND)) m_TargetType = ServerInfo::kTamarind7;
+  if (SystemUtility::hasEnv(OT_XMLA_IMPORT_LOGGING_NAME) && log) OpenLog();
+}
+
+XmlADiscoverAgentImpl::~XmlADiscoverAgentImpl() {
+  StopSaxParser();
+  if (!m_Log || !m_LogFile) return;
+  try {
+    WriteLog(DELIMIT_LINE + String(L"Import ends at ") + Now().ToString(kLogTimeDigits) + L"\n");
+  } catch (const std::exception&) {
+    // Out of memory: the log ends without its closing entry.
+  }
+}
+
+void XmlADiscoverAgentImpl::OpenLog() {
+  const VXDateTime now = Now();
+  wchar_t name[kLogNameCapacity] = {};
+  const String directory = SUSystemConfig::GetSystemConfig().GetLogDirectory();
+  const int length =
+      std::swprintf(name, kLogNameCapacity, L"%ls%ls%ls%04hd_%02hu_%02hu_%02hu_%02hu_%02hu%ls",
+                    directory.c_str(), L"/", L"OT_xmla_", now.GetYear(), now.GetMonth(),
+                    now.GetDay(), now.GetHour(), now.GetMinute(), now.GetSecond(), _S_LOG_EXT);
+  if (length < 0) {
+    SUGThrow(
+        ErrorMessage(L"The import log's name is too long: choose a shorter log directory than " +
+                     directory),
+        kSourceFile, __LINE__);
+  }
+  m_LogFile = AFile::MakeFile();
+  m_LogFile->Open(name, AFile::kModeWriteFromEmpty);
+  m_Log = true;
+  m_LogFile->WriteBytes("\xEF\xBB\xBF", 3);
+  WriteLog(FormatLogText(kLogHeaderCapacity,
+                         L"%s, XmlA Import Logging \n\tTarget Service:\t%s\n\tURL:\t%s\n"
+                         L"\tUser:\t%s\r\n",
+                         {now.ToString(kLogTimeDigits),
+                          ServerInfo::GetTargetNameFromEnum(m_TargetType), UrlForLog(), m_User}));
+}
+
+/// The URL as given but for credentials inside it, which must not reach the log.
+String XmlADiscoverAgentImpl::UrlForLog() const {
+  String url = m_Url;
+  String user;
+  String password;
+  HTTPClientWrapper::TakeCredentials(url, user, password);
+  return user.empty() && password.empty() ? m_Url : url;
+}
+
+void XmlADiscoverAgentImpl::WriteLog(const String& text) {
+  const NarrowString bytes = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+  m_LogFile->WriteBytes(bytes.data(), bytes.size());
+  m_LogFile->Flush();
+}
+
+void XmlADiscoverAgentImpl::LogContent(const String& title, const String& request,
+                                       const String& response, const VXDateTime& start,
+                                       const VXDateTime& sent, const VXDateTime& parsed) {
+  String text = DELIMIT_LINE;
+  text += title;
+  text += L"\n";
+  text += start.ToString(kLogTimeDigits) + L"\t";
+  text += sent.ToString(kLogTimeDigits) + L"\t";
+  text += parsed.ToString(kLogTimeDigits) + L"\n";
+  text += L"Requesting time in seconds: ";
+  text += BaseStringUtil::StringFrom(WholeSeconds(start, sent));
+  text += L"\tParsing time in seconds: ";
+  text += BaseStringUtil::StringFrom(WholeSeconds(sent, parsed));
+  text += L"\n======== Request ===========\n";
+  text += request;
+  text += L"\n++++++++ Response ++++++++++\n";
+  text += response;
+  text += L"\n";
+  WriteLog(text);
+}
+
+// The exchange.
+
+String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
+  return L"SOAPAction: \"urn:schemas-microsoft-com:xml-analysis:Discover\"\n"
+         L"Content-Type: text/xml; charset = UTF-8\n";
+}
+
+void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& response) {
+  const NarrowString body =
+      BaseStringUtil::StringToStdString(request, BaseStringUtil::kCodePageUTF8);
+  m_HttpClient->SetRequestHeader(PrepareHttpSizeHeader());
+  NarrowString reply;
+  String error;
+  if (m_HttpClient->ReadBytes(body, reply, error)) {
+    response = NormaliseDeclaration(
+        BaseStringUtil::StdStringToString(reply, BaseStringUtil::kCodePageUTF8), m_TargetType);
+    reply.clear();
+    String faultCode;
+    String faultString;
+    RetrieveSoapFaultString(response, faultCode, faultString);
+    if (IsCaseInsensitiveMatch(faultString, L"null")) return;
+    if (!faultCode.empty() || !faultString.empty())
+      SUGThrow(ErrorMessage(kMessageSoapFault, faultCode, faultString), kSourceFile, __LINE__);
+  }
+  if (!error.empty()) SUGThrow(ErrorMessage(error), kSourceFile, __LINE__);
+}
+
+void XmlADiscoverAgentImpl::StartSaxParser(const String& text) {
+  StopSaxParser();
+  m_SoapParseErrorString.clear();
+  using Job = VXThreadJob_TwoArg<SAX2XmlReadDriver, String, String>;
+  const RefCnt<VXThreadJob> job(new Job(m_XmlReaderDriver.get(), &SAX2XmlReadDriver::ParseInMem,
+                                        text, m_SoapParseErrorString));
+  m_Reader = RefCnt<VXThread>(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
+  m_Reader->Start();
+}
+
+void XmlADiscoverAgentImpl::StopSaxParser() {
+  if (!m_Reader) return;
+  m_Reader->RequestCancellation(0, VXExecutionState::kCancelReasonUnknown);
+  m_Reader->WaitUntilStopped();
+}
+
+/// The next element of the reply, or the empty handle at its end. Throws for a reply that cannot be
+/// parsed and for a cancelled parse.
+RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
+  RefCnt<SAX2XmlElement> element = m_XmlReaderDriver->Read();
+  if (element) {
+    if (element->HasError()) {
+      SUGThrow(ErrorMessage(kMessageParseError, m_SoapParseErrorString), kSourceFile, __LINE__);
+    }
+    if (element->IsCancel()) SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);
+  }
+  return element;
+}
+
+void XmlADiscoverAgentImpl::ReadValue(String& value, const String& propertyName) {
+  bool wanted = false;
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"PropertyName")) {
+      if (IsCaseInsensitiveMatch(element->GetValue(), propertyName)) wanted = true;
+    } else if (IsCaseInsensitiveMatch(element->GetLocalName(), L"Value")) {
+      if (wanted) value = element->GetValue();
+      wanted = false;
+    }
+  }
+}
+
+void XmlADiscoverAgentImpl::RetrieveSoapFaultString(const String& text, String& faultCode,
+                                                    String& faultString) {
+  StartSaxParser(text);
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"faultcode"))
+      faultCode = element->GetValue();
+    else if (IsCaseInsensitiveMatch(element->GetLocalName(), L"faultstring"))
+      faultString += element->GetValue();
+  }
+  StopSaxParser();
+}
+
+void XmlADiscoverAgentImpl::PrintXmlContent() {
+  static constexpr const wchar_t* kHidden[] = {L"element", L"sequence", L"complexType", L"schema"};
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    bool hidden = false;
+    for (const wchar_t* name : kHidden) hidden |= element->GetLocalName() == name;
+    if (hidden) continue;
+    // As bytes: wide output would depend on the locale and change the stream for everybody else.
+    const NarrowString line = BaseStringUtil::StringToStdString(
+        L"\tNAME[" + element->GetLocalName() + L"]\t\tVALUE[" + element->GetValue() + L"]\n",
+        BaseStringUtil::kCodePageUTF8);
+    std::fwrite(line.data(), 1, line.size(), stdout);
+  }
+}
+
+void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& title,
+                                     const VXStringVector& arguments, const String& request,
+                                     const std::function<void()>& consume) {
+  VXDateTime answered;
+  VXDateTime finished;
+  String response;
+  try {
+    SendSoapRequest(request, response);
+    VXDateTime::GetCurrDateTime(answered);
+    StartSaxParser(response);
+    consume();
+    StopSaxParser();
+    VXDateTime::GetCurrDateTime(finished);
+  } catch (const ErrorMessage& error) {
+    if (m_Log && title.failure) {
+      String text;
+      error.RetrieveErrorMessages(text);
+      VXDateTime::GetCurrDateTime(answered);
+      VXDateTime::GetCurrDateTime(finished);
+      VXStringVector all = arguments;
+      all.push_back(text);
+      LogContent(FormatLogText(kTitleCapacity, title.failure, all), request, response, started,
+                 answered, finished);
+    }
+    throw;
+  }
+  if (m_Log) {
+    LogContent(FormatLogText(kTitleCapacity, title.success, arguments), request, response, started,
+               answered, finished);
+  }
+}
+
+// Identification.
+
+bool XmlADiscoverAgentImpl::IsAnalysisServices() const {
+  return m_TargetType == ServerInfo::kAnalysisServices2000 ||
+         IsModernAnalysisServices(m_TargetType) || m_TargetType == ServerInfo::kTessera;
+}
+
+bool XmlADiscoverAgentImpl::IsSAPBW() const {
+  return m_TargetType == ServerInfo::kSAP_BW || m_TargetType == ServerInfo::kSAP_BW35;
+}
+
+bool XmlADiscoverAgentImpl::IsTamarind() const {
+  return m_TargetType == ServerInfo::kTamarind7 || m_TargetType == ServerInfo::kTamarind9 ||
+         m_TargetType == ServerInfo::kTamarind11 ||
+         m_TargetType == ServerInfo::kTamarind11_1_2_3_500;
+}
+
+void XmlADiscoverAgentImpl::GetProviderInfomation(std::pair<String, String>& info) {
+  GetProviderName(info.first);
+  GetProviderVersion(info.second);
+}
+
+void XmlADiscoverAgentImpl::GetProviderName(String& name) {
+  if (!IsTamarind()) {
+    AskProperty(name, L"ProviderName", kProviderNameTitle);
+    return;
+  }
+  // This family does not tell its name as a property.
+  const VXDateTime started = Now();
+  m_SoapMessage->SetRequestType(L"DISCOVER_DATASOURCES");
+  Exchange(started, kProviderNameOfDataSourcesTitle, {UrlForLog()}, m_SoapMessage->GetContent(),
+           [&] { ReadProviderName(name); });
+}
+
+void XmlADiscoverAgentImpl::GetProviderVersion(String& version) {
+  AskProperty(version, L"ProviderVersion", kProviderVersionTitle);
+}
+
+void XmlADiscoverAgentImpl::AskProperty(String& value, const wchar_t* property,
+                                        const LogTitle& title) {
+  const VXDateTime started = Now();
+  m_SoapMessage->SetRequestType(L"DISCOVER_PROPERTIES");
+  m_SoapMessage->PushPropertyRestriction(property);
+  Exchange(started, title, {UrlForLog()}, m_SoapMessage->GetContent(),
+           [&] { ReadValue(value, property); });
+}
+
+void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
+  while (const RefCnt<SAX2XmlElement> element = NextElement())
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"ProviderName"))
+      name = element->GetValue();
+}
+
+// Data sources, catalogs and cubes. Their consumers take every element of the wanted name, wherever
+// it stands in the reply.
+
+void XmlADiscoverAgentImpl::GetDataSourceInfo(VXStringVector& dataSources) {
+  const VXDateTime started = Now();
+  dataSources.clear();
+  m_SoapMessage->SetRequestType(L"DISCOVER_DATASOURCES");
+  Exchange(started, kDataSourcesTitle, {UrlForLog()}, m_SoapMessage->GetContent(), [&] {
+    if (IsModernAnalysisServices(m_TargetType))
+      ReadDataSourceName(dataSources);
+    else
+      ReadDataSourceInfo(dataSources);
+  });
+}
+
+void XmlADiscoverAgentImpl::GetCatalogs(VXStringVector& catalogs, const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  catalogs.clear();
+  m_SoapMessage->SetRequestType(L"DBSCHEMA_CATALOGS");
+  m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
+  const String request = m_SoapMessage->GetContent();
+  PrepareHttpSizeHeader();
+  Exchange(started, kCatalogsTitle, {dataSourceInfo}, request, [&] { ReadCatalogs(catalogs); });
+}
+
+void XmlADiscoverAgentImpl::GetCubesOnCatalog(std::vector<OTCube>& cubes, const String& catalog,
+                                              const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  cubes.clear();
+  m_SoapMessage->SetRequestType(L"MDSCHEMA_CUBES");
+  m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
+  m_SoapMessage->PushCatalogRestriction(catalog);
+  Exchange(started, kCubesTitle, {catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+           [&] { ReadCubes(cubes); });
+}
+
+void XmlADiscoverAgentImpl::GetDataSourceInfoCatalogs(DataSourceCatalogs& dataSources) {
+  dataSources.clear();
+  VXStringVector names;
+  GetDataSourceInfo(names);
+  for (const String& name : names) {
+    VXStringVector catalogs;
+    GetCatalogs(catalogs, name);
+    dataSources.emplace_back(name, catalogs);
+  }
+}
+
+void XmlADiscoverAgentImpl::CollectValues(VXStringVector& values, const wchar_t* column) {
+  while (const RefCnt<SAX2XmlElement> element = NextElement())
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), column))
+      values.push_back(element->GetValue());
+}
+
+void XmlADiscoverAgentImpl::ReadDataSourceInfo(VXStringVector& dataSources) {
+  CollectValues(dataSources, L"DataSourceInfo");
+}
+
+void XmlADiscoverAgentImpl::ReadDataSourceName(VXStringVector& dataSources) {
+  CollectValues(dataSources, L"DataSourceName");
+}
+
+void XmlADiscoverAgentImpl::ReadCatalogs(VXStringVector& catalogs) {
+  CollectValues(catalogs, S_CATALOG_NAME);
+}
+
+void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    if (!IsCaseInsensitiveMatch(element->GetLocalName(), L"CUBE_NAME")) continue;
+    OTCube cube;
+    cube.first = element->GetValue();
+    cube.second = element->GetValue();
+    cube.m_bMemberNameUnique = true;
+    cubes.push_back(cube);
+  }
+}
+
+// What lies inside a cube. Columns go to the current row object; the row element, which ends after
+// its columns, closes it.
+
+template <class Make, class Fill, class Finish>
+void XmlADiscoverAgentImpl::ReadRows(Make make, Fill fill, Finish finish) {
+  auto row = make();
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"Row")) {
+      finish(row);
+      row = make();
+    } else if (!IsSchemaElement(element->GetLocalName())) {
+      fill(*row, element->GetLocalName(), element->GetValue());
+    }
+  }
+}
+
+namespace {
+
+constexpr auto kFillRow = [](auto& row, const String& column, const String& value) {
+  row.AppendValueName(column, value);
+};
+
+}  // namespace
+
+/// Data source, catalog and, when there is one, cube: what most requests inside a cube begin with.
+void XmlADiscoverAgentImpl::SetCubeRequest(const wchar_t* requestType, const String& catalog,
+                                           const String& cube, const String& dataSourceInfo) {
+  m_SoapMessage->SetRequestType(requestType);
+  m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
+  m_SoapMessage->PushCatalogRestriction(catalog);
+  if (!cube.empty()) m_SoapMessage->PushCubeRestriction(cube);
+}
+
+void XmlADiscoverAgentImpl::GetDimensionsOnCatalogCube(
+    std::vector<RefCnt<XmlADimension>>& dimensions, const String& catalog, const String& cube,
+    const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  dimensions.clear();
+  SetCubeRequest(L"MDSCHEMA_DIMENSIONS", catalog, cube, dataSourceInfo);
+  Exchange(started, kDimensionsTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+           [&] { ReadDimensions(dimensions); });
+}
+
+void XmlADiscoverAgentImpl::FindDefaultHierarchiesOnCatalogCube(DefaultHierarchies& defaults,
+                                                                const String& catalog,
+                                                                const String& cube,
+                                                                const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  std::vector<RefCnt<XmlADimension>> dimensions;
+  SetCubeRequest(L"MDSCHEMA_DIMENSIONS", catalog, cube, dataSourceInfo);
+  Exchange(started, kDefaultHierarchiesTitle, {cube, catalog, dataSourceInfo},
+           m_SoapMessage->GetContent(), [&] { ReadDimensions(dimensions); });
+  for (const RefCnt<XmlADimension>& dimension : dimensions)
+    defaults[dimension->GetDefaultHierarchyUniqueName()] = true;
+}
+
+void XmlADiscoverAgentImpl::GetHierarchiesOnCatalogCube(
+    std::vector<RefCnt<XmlAHierarchy>>& hierarchies, const String& catalog, const String& cube,
+    const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  hierarchies.clear();
+  SetCubeRequest(L"MDSCHEMA_HIERARCHIES", catalog, cube, dataSourceInfo);
+  Exchange(started, kHierarchiesTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+           [&] { ReadHierarchies(hierarchies); });
+  if (m_Log) {
+    // Only so that the log shows the cube's dimensions beside its hierarchies.
+    std::vector<RefCnt<XmlADimension>> dimensions;
+    GetDimensionsOnCatalogCube(dimensions, catalog, cube, dataSourceInfo);
+  }
+}
+
+void XmlADiscoverAgentImpl::GetLevelsOnCatalogCubeHierarchy(std::vector<RefCnt<XmlALevel>>& levels,
+                                                            const String& catalog,
+                                                            const String& cube,
+                                                            RefCnt<XmlAHierarchy> hierarchy,
+                                                            const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  levels.clear();
+  const String hierarchyName = hierarchy->GetUniqueName();
+  SetCubeRequest(L"MDSCHEMA_LEVELS", catalog, cube, dataSourceInfo);
+  m_SoapMessage->PushHierarchyRestriction(hierarchyName);
+  Exchange(started, kLevelsTitle, {hierarchyName, cube, catalog, dataSourceInfo},
+           m_SoapMessage->GetContent(), [&] { ReadLevels(levels); });
+  for (const RefCnt<XmlALevel>& level : levels) {
+    const VXDateTime propertiesStarted = Now();
+    SetCubeRequest(L"MDSCHEMA_PROPERTIES", catalog, cube, dataSourceInfo);
+    m_SoapMessage->PushHierarchyRestriction(hierarchyName);
+    m_SoapMessage->PushDimensionRestriction(level->GetDimensionUniqueName());
+    m_SoapMessage->PushLevelRestriction(level->GetUniqueName());
+    Exchange(propertiesStarted, kPropertiesTitle,
+             {level->GetUniqueName(), hierarchyName, cube, catalog, dataSourceInfo},
+             m_SoapMessage->GetContent(), [&] { ReadLevelProperties(level); });
+  }
+}
+
+void XmlADiscoverAgentImpl::GetMemberOnCatalogCubeHierarchy(RefCnt<XmlAMember> member,
+                                                            const String& catalog,
+                                                            const String& cube,
+                                                            const String& hierarchy,
+                                                            const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  SetCubeRequest(L"MDSCHEMA_MEMBERS", catalog, cube, dataSourceInfo);
+  m_SoapMessage->PushHierarchyRestriction(hierarchy);
+  m_SoapMessage->PushMemberRestriction(member->GetUniqueName());
+  Exchange(started, kMembersTitle, {hierarchy, cube, catalog, dataSourceInfo},
+           m_SoapMessage->GetContent(), [&] { ReadMember(member); });
+}
+
+void XmlADiscoverAgentImpl::GetMeasuresOnCatalogCube(std::vector<RefCnt<XmlAMeasure>>& measures,
+                                                     const String& catalog, const String& cube,
+                                                     const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  measures.clear();
+  m_SoapMessage->SetRequestType(L"MDSCHEMA_MEASURES");
+  m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
+  m_SoapMessage->PushCatalogRestriction(catalog);
+  m_SoapMessage->PushCubeRestriction(cube);  // an empty one too, unlike the other requests
+  Exchange(started, kMeasuresTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+           [&] { ReadMeasures(measures); });
+}
+
+void XmlADiscoverAgentImpl::GetVariablesOnCatalogCube(
+    std::vector<RefCnt<XmlACubeVariable>>& variables, const String& cube, const String& catalog,
+    const String& dataSourceInfo) {
+  const VXDateTime started = Now();
+  variables.clear();
+  SetCubeRequest(L"SAP_VARIABLES", catalog, cube, dataSourceInfo);
+  Exchange(started, kVariablesTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+           [&] { ReadVariables(variables); });
+}
+
+void XmlADiscoverAgentImpl::ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions) {
+  ReadRows([] { return RefCnt<XmlADimension>(new XmlADimension); }, kFillRow,
+           [&](const RefCnt<XmlADimension>& row) { dimensions.push_back(row); });
+}
+
+void XmlADiscoverAgentImpl::ReadHierarchies(std::vector<RefCnt<XmlAHierarchy>>& hierarchies) {
+  ReadRows([this] { return RefCnt<XmlAHierarchy>(new XmlAHierarchy(m_TargetType, m_CLIType)); },
+           kFillRow, [&](const RefCnt<XmlAHierarchy>& row) { hierarchies.push_back(row); });
+}
+
+void XmlADiscoverAgentImpl::ReadLevels(std::vector<RefCnt<XmlALevel>>& levels) {
+  ReadRows([this] { return RefCnt<XmlALevel>(new XmlALevel(m_TargetType, m_CLIType)); }, kFillRow,
+           [&](const RefCnt<XmlALevel>& row) { levels.push_back(row); });
+}
+
+void XmlADiscoverAgentImpl::ReadLevelProperties(RefCnt<XmlALevel> level) {
+  ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); }, kFillRow,
+           [&](const RefCnt<XmlALevelProperty>& row) { level->AppendLevelProperty(row); });
+}
+
+void XmlADiscoverAgentImpl::ReadMember(RefCnt<XmlAMember> member) {
+  while (const RefCnt<SAX2XmlElement> element = NextElement())
+    if (!IsSchemaElement(element->GetLocalName()))
+      member->AppendValueName(element->GetLocalName(), element->GetValue());
+}
+
+void XmlADiscoverAgentImpl::ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures) {
+  const bool useUniqueName = IsSAPBW();
+  ReadRows([=] { return RefCnt<XmlAMeasure>(new XmlAMeasure(useUniqueName)); }, kFillRow,
+           [&](const RefCnt<XmlAMeasure>& row) { measures.push_back(row); });
+}
+
+void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables) {
+  ReadRows([] { return RefCnt<XmlACubeVariable>(new XmlACubeVariable); },
+           &XmlACubeVariableUtility::AppendValueName,
+           [&](const RefCnt<XmlACubeVariable>& row) { variables.push_back(row); });
+}

@@ -1,0 +1,51 @@
+#include "SUXMLASAXColumnMap.h"
+#include "Utility/XMLASAX/XmlAMeasure.h"
+
+namespace {
+
+// "[Measures].[" in front, "]" behind.
+constexpr std::size_t kPrefixLength = 12;
+
+/// The measure's name out of its unique name.
+String StripUniqueName(const String& uniqueName) {
+  if (BaseStringUtil::CaseInsensitiveFindPattern(uniqueName, L"[Measures]") == String::npos)
+    return uniqueName;
+  const std::size_t length = uniqueName.size();
+  if (length > kPrefixLength) return uniqueName.substr(kPrefixLength, length - kPrefixLength - 1);
+  return uniqueName.substr(length - 1);
+}
+
+}  // namespace
+
+struct XmlAMeasureColumns {
+  using Row = XmlAMeasure;
+  template <String Row::*field>
+  static constexpr auto kText = &TakeText<Row, field>;
+
+  static void TakeUniqueName(Row& row, const String& value) { row.m_Name = StripUniqueName(value); }
+  static void TakeAggregator(Row& row, const String& value) {
+    row.m_MeasureAggregrator = BaseStringUtil::Int16From(value);
+  }
+  // Only calculated measures have the column at all.
+  static void TakeExpression(Row& row, const String&) { row.m_Caculated = true; }
+
+  static constexpr Column<Row> kNameMap[] = {{L"MEASURE_NAME", kText<&Row::m_Name>}};
+  static constexpr Column<Row> kUniqueNameMap[] = {{L"MEASURE_UNIQUE_NAME", &TakeUniqueName}};
+  static constexpr Column<Row> kMap[] = {
+      {L"MEASURE_CAPTION", kText<&Row::m_Caption>},
+      {L"MEASURE_AGGREGATOR", &TakeAggregator},
+      {L"DATA_TYPE", kText<&Row::m_DataType>},
+      {L"CHARACTER_MAXIMUM_LENGTH", kText<&Row::m_Precision>},
+      {L"NUMERIC_PRECISION", kText<&Row::m_Precision>},
+      {L"NUMERIC_SCALE", kText<&Row::m_Scale>},
+      {L"EXPRESSION", &TakeExpression},
+  };
+};
+
+void XmlAMeasure::AppendValueName(const String& column, const String& value) {
+  TakeColumn(m_bUseUniqueName ? XmlAMeasureColumns::kUniqueNameMap : XmlAMeasureColumns::kNameMap,
+             *this, column, value);
+  TakeColumn(XmlAMeasureColumns::kMap, *this, column, value);
+}
+
+String XmlAMeasure::GetType() const { return m_Caculated ? String(L"5") : m_DataType; }

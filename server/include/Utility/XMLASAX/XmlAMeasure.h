@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Utility/Generic/RefCnt.h"
+#include "Utility/Generic/String.h"
+
+/// A row of MDSCHEMA_MEASURES, filled column by column and then only read.
+class XmlAMeasure : public RefCountable {
+ public:
+  /// With `useUniqueName` the measure is named by MEASURE_UNIQUE_NAME without its prefix and
+  /// brackets, else by MEASURE_NAME; the other column is ignored.
+  explicit XmlAMeasure(bool useUniqueName) : m_bUseUniqueName(useUniqueName) {}
+
+  /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
+  /// keeps the last value.
+  void AppendValueName(const String& column, const String& value);
+
+  String GetName() const { return m_Name; }
+  String GetCaption() const { return m_Caption; }
+  String GetPrecision() const { return m_Precision; }
+  String GetScale() const { return m_Scale; }
+  /// The MEASURE_AGGREGATOR code as the provider sent it; 0 without that column.
+  int GetAggrType() const { return m_MeasureAggregrator; }
+  /// The DATA_TYPE text; "5" for a calculated measure (one with an EXPRESSION column).
+  String GetType() const;
+
+ private:
+  String m_Name;                          // MEASURE_NAME or MEASURE_UNIQUE_NAME
+  String m_Caption;                       // MEASURE_CAPTION
+  std::int16_t m_MeasureAggregrator = 0;  // MEASURE_AGGREGATOR
+  String m_DataType;                      // DATA_TYPE
+  String m_Precision;                     // CHARACTER_MAXIMUM_LENGTH or NUMERIC_PRECISION
+  String m_Scale;                         // NUMERIC_SCALE
+  bool m_Caculated = false;               // EXPRESSION is present
+  bool m_bUseUniqueName;
+
+  friend struct XmlAMeasureColumns;
+};
