@@ -1,0 +1,27 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace support {
+
+/// What a finished child process left behind.
+struct ChildResult {
+  int exitStatus = -1;  ///< -1 when a signal ended it
+  int signal = 0;
+  std::string out;
+  std::string err;
+};
+
+/// Runs a program (a path) with arguments and additional environment variables to its end.
+ChildResult RunChild(const std::string& program, const std::vector<std::string>& arguments,
+                     const std::map<std::string, std::string>& environment = {});
+
+/// Runs one test of this very test program in a child process with additional environment
+/// variables: for what a library reads once, when it is loaded. The test to be run is named
+/// "DISABLED_..." so that it runs in no other way.
+ChildResult RunTestInChild(const std::string& test,
+                           const std::map<std::string, std::string>& environment);
+
+}  // namespace support
