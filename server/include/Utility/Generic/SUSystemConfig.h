@@ -1,5 +1,7 @@
 #pragma once
 
+#include <mutex>
+
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
@@ -18,4 +20,7 @@ class XMLAHOST_API SUSystemConfig {
  private:
   SUSystemConfig();
   ~SUSystemConfig();
+
+  mutable std::mutex m_mutex;
+  String m_logDirectory;  // as set, without a trailing slash; empty when not set
 };

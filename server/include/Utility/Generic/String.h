@@ -91,6 +91,18 @@ class BasicString {
     return *this;
   }
   BasicString& append(const Char* text, std::size_t length) { return append(View(text, length)); }
+  /// Adds what `fill(Char* place)` writes at the place given: at most `most` characters; it returns
+  /// how many, and must not throw. For producers that know beforehand how much they will write.
+  template <class Fill>
+  BasicString& AppendFilled(std::size_t most, Fill&& fill) {
+    const std::size_t old = size();
+    if (most > MaxLength() - old) throw std::length_error("text too long");
+    if (most == 0) return *this;
+    if (!IsUnique() || old + most > m_buffer->capacity)
+      Reallocate(old == 0 ? most : Grown(old + most));
+    SetLength(old + fill(m_buffer->Text() + old));
+    return *this;
+  }
   BasicString& operator+=(const BasicString& text) {
     if (empty()) return *this = text;
     return append(text.view());

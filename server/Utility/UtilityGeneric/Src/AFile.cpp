@@ -1,0 +1,103 @@
+#include "Utility/Generic/AFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "SystemReason.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+
+namespace {
+
+[[noreturn]] void ThrowFor(const wchar_t* what, const String& name, int error) {
+  SUGThrow(ErrorMessage(String(what) + name + L"\": " + SystemReason(error)), L"AFile.cpp",
+           __LINE__);
+}
+
+/// Makes every missing directory above the file.
+void MakeDirectories(const std::string& path) {
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    const std::string directory = path.substr(0, slash);
+    if (::mkdir(directory.c_str(), 0700) == 0 || errno == EEXIST || errno == EISDIR) continue;
+    // A directory that stands above and cannot be written, such as the root of a read-only system,
+    // is no obstacle as long as it exists.
+    const int error = errno;
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) == 0) continue;
+    ThrowFor(L"Cannot create the directory \"",
+             BaseStringUtil::StdStringToString(NarrowString(directory.c_str(), directory.size()),
+                                               BaseStringUtil::kCodePageUTF8),
+             error);
+  }
+}
+
+class SystemFile final : public AFile {
+ public:
+  ~SystemFile() override { Close(); }
+
+  void Open(const String& name, unsigned int mode) override {
+    Close();
+    const NarrowString bytes =
+        BaseStringUtil::StringToStdString(name, BaseStringUtil::kCodePageUTF8);
+    if (bytes.find(std::string_view("\0", 1)) != NarrowString::npos)
+      ThrowFor(L"Cannot open the file \"", name, EINVAL);
+    m_path.assign(bytes.data(), bytes.size());
+    int flags = O_CLOEXEC | ((mode & kModeWrite) != 0 ? O_WRONLY : O_RDONLY);
+    if ((mode & kModeCreate) != 0) {
+      flags |= O_CREAT;
+      MakeDirectories(m_path);
+    }
+    if ((mode & kModeTruncate) != 0) flags |= O_TRUNC;
+    do {
+      m_descriptor = ::open(m_path.c_str(), flags, 0600);
+    } while (m_descriptor < 0 && errno == EINTR);
+    if (m_descriptor < 0) ThrowFor(L"Cannot open the file \"", name, errno);
+  }
+
+  bool WriteBytes(const char* bytes, std::size_t count) override {
+    if (m_descriptor < 0) return false;
+    while (count > 0) {
+      const ssize_t written = ::write(m_descriptor, bytes, count);
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) {
+        m_failed = true;
+        return false;
+      }
+      bytes += written;
+      count -= static_cast<std::size_t>(written);
+    }
+    return true;
+  }
+
+  // Every write goes to the operating system at once: writers hand over whole log entries.
+  bool Flush() override { return m_descriptor >= 0 && !m_failed; }
+
+  bool Delete() override {
+    if (m_descriptor < 0) return false;
+    Close();
+    return ::unlink(m_path.c_str()) == 0;
+  }
+
+ private:
+  void Close() noexcept {
+    if (m_descriptor >= 0) ::close(m_descriptor);
+    m_descriptor = -1;
+    m_failed = false;
+  }
+
+  int m_descriptor = -1;
+  bool m_failed = false;
+  std::string m_path;
+};
+
+}  // namespace
+
+AFile::~AFile() = default;
+
+Heap<AFile> AFile::MakeFile() { return std::make_unique<SystemFile>(); }

@@ -1,0 +1,177 @@
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+#include <atomic>
+
+#include "HTTPStatus.h"
+#include "HTTPTransfer.h"
+#include "HTTPUrl.h"
+#include "MessageCatalogue.h"
+#include "ReplyCharset.h"
+#include "ReplyKind.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+
+namespace {
+
+std::atomic<HTTPExchangeObserver*> g_observer{nullptr};
+
+NarrowString ToUTF8(const String& text) {
+  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+}
+
+String FromUTF8(std::string_view bytes) {
+  return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
+}
+
+String Joined(const std::vector<std::string>& names) {
+  String text;
+  for (const std::string& name : names) {
+    if (!text.empty()) text += L", ";
+    text += FromUTF8(name);
+  }
+  return text;
+}
+
+/// What went wrong and what to try; no text when nothing went wrong.
+struct Verdict {
+  String what;
+  String advice;
+};
+
+Verdict JudgeStatus(const HTTPAnswer& answer) {
+  Verdict verdict{HTTPStatus::Line(answer.status), HTTPStatus::Advice(answer.status)};
+  if (answer.status == 401 || answer.status == 407) {
+    verdict.what += answer.schemes.empty() ? String(L", no way to log in is offered")
+                                           : L", log-in offered: " + Joined(answer.schemes);
+  } else if (!answer.redirectTarget.empty()) {
+    verdict.what += L", points to " + answer.redirectTarget;
+  }
+  return verdict;
+}
+
+/// Judges a body that came with a status of success.
+Verdict JudgeBody(const HTTPAnswer& answer) {
+  const std::string_view body = answer.body.view();
+  const wchar_t* const kCheckURL = L"check that the URL is that of an XML for Analysis service";
+  if (ReplyKind::IsEmpty(body)) {
+    return {HTTPStatus::Line(answer.status) + L", but the reply is empty", kCheckURL};
+  }
+  if (ReplyKind::IsWebPage(body)) {
+    const std::string title = ReplyKind::PageTitle(body);
+    String what = L"A web page came instead of XML";
+    if (!title.empty()) what += L", titled \"" + FromUTF8(title) + L"\"";
+    return {what,
+            L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
+            L"that it is that of an XML for Analysis service"};
+  }
+  if (ReplyKind::IsPlainText(body)) {
+    return {L"Plain text came instead of XML: \"" + FromUTF8(ReplyKind::Beginning(body)) + L"\"",
+            kCheckURL};
+  }
+  return {};
+}
+
+/// Judges the whole answer; on the way its body becomes UTF-8.
+Verdict Judge(HTTPAnswer& answer) {
+  const bool isSuccess = answer.status >= 200 && answer.status < 300;
+  if (!answer.failure.empty()) {
+    // A server that refuses a request often cuts the connection: its status says more than that.
+    if (answer.gaveUp || answer.status < 300) return {answer.failure, answer.advice};
+    return JudgeStatus(answer);
+  }
+  String charset;
+  const bool isText = MakeReplyUTF8(answer.body, answer.contentType, charset);
+  if (isSuccess && !isText) {
+    return {L"The reply is in the charset \"" + charset + L"\", which is not known here",
+            L"have the server answer in UTF-8"};
+  }
+  if (isSuccess) return JudgeBody(answer);
+  return isText && ReplyKind::HoldsSOAPFault(answer.body.view()) ? Verdict{} : JudgeStatus(answer);
+}
+
+}  // namespace
+
+class HTTPClientWrapper::Impl {
+ public:
+  Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
+       const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
+      : m_shownURL(shownURL), m_transfer(url, user, password, timeoutSeconds, options) {}
+
+  void SetHeaderLines(const NarrowString& lines) { m_transfer.SetHeaderLines(lines); }
+
+  bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
+    HTTPAnswer answer;
+    m_transfer.Post(body, answer);
+    const std::uint64_t received = answer.body.size();
+    const Verdict verdict = Judge(answer);
+    const bool ok = verdict.what.empty();
+    reply = ok ? answer.body : NarrowString();
+    if (!ok) error = ErrorText(verdict);
+    if (HTTPExchangeObserver* const observer = g_observer.load(std::memory_order_acquire)) {
+      HTTPExchangeInfo info;
+      info.url = m_shownURL;
+      info.status = answer.status;
+      info.requestBytes = body.size();
+      info.replyBytes = received;
+      info.wireBytes = answer.wireBytes;
+      info.connectSeconds = answer.connectSeconds;
+      info.firstByteSeconds = answer.firstByteSeconds;
+      info.totalSeconds = answer.totalSeconds;
+      info.ok = ok;
+      if (!ok) info.error = error;
+      observer->OnExchange(info);
+    }
+    return ok;
+  }
+
+ private:
+  String ErrorText(const Verdict& verdict) const {
+    String text = verdict.what + L": " + m_shownURL;
+    if (!verdict.advice.empty()) text += L" (" + verdict.advice + L")";
+    return MessageCatalogue::OneLine(text);
+  }
+
+  const String m_shownURL;
+  HTTPTransfer m_transfer;
+};
+
+HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, const String& password,
+                                     std::uint32_t timeoutSeconds,
+                                     const HTTPClientOptions* options) {
+  String cleanURL = url;
+  String urlUser;
+  String urlPassword;
+  const bool usable = TakeCredentials(cleanURL, urlUser, urlPassword);
+  const String shown = HTTPUrl::ForDisplay(cleanURL);
+  if (!usable) {
+    SUGThrow(ErrorMessage(L"The URL of the service cannot be used, it must look like "
+                          L"http://host/path or https://host/path: " +
+                          shown),
+             L"HTTPClientWrapper.cpp", __LINE__);
+  }
+  const bool given = !user.empty();
+  m_impl =
+      std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), ToUTF8(given ? user : urlUser),
+                             ToUTF8(given ? password : urlPassword), timeoutSeconds,
+                             options ? *options : HTTPClientOptions());
+}
+
+HTTPClientWrapper::~HTTPClientWrapper() = default;
+
+void HTTPClientWrapper::SetRequestHeader(const String& lines) {
+  m_impl->SetHeaderLines(ToUTF8(lines));
+}
+
+bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply, String& error) {
+  return m_impl->Exchange(body, reply, error);
+}
+
+bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& password) {
+  HTTPUrl::CutCredentials(url, user, password);
+  return HTTPUrl::LooksUsable(url);
+}
+
+HTTPExchangeObserver* HTTPClientWrapper::SetExchangeObserver(
+    HTTPExchangeObserver* observer) noexcept {
+  return g_observer.exchange(observer, std::memory_order_acq_rel);
+}

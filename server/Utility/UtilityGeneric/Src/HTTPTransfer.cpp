@@ -1,0 +1,489 @@
+#include "HTTPTransfer.h"
+
+#include <curl/curl.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <mutex>
+#include <new>
+
+#include "HTTPStatus.h"
+#include "HTTPUrl.h"
+#include "SystemReason.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/VXThread.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// How long a transfer sleeps before it looks whether it is to stop: a signal handler can set the
+/// execution state but wake nobody.
+constexpr int kSliceMilliseconds = 40;
+constexpr long kReceiveBuffer = 128 * 1024;
+constexpr unsigned long kAllSchemes =
+    CURLAUTH_NEGOTIATE | CURLAUTH_NTLM | CURLAUTH_DIGEST | CURLAUTH_BASIC;
+
+struct Scheme {
+  unsigned long bit;
+  const char* name;
+};
+/// The strongest first, in the order in which libcurl takes them.
+constexpr Scheme kSchemes[] = {
+    {CURLAUTH_NEGOTIATE, "Negotiate"},
+    {CURLAUTH_DIGEST, "Digest"},
+    {CURLAUTH_NTLM, "NTLM"},
+    {CURLAUTH_BASIC, "Basic"},
+};
+
+/// libcurl counts its users itself, but not under a lock in all its builds.
+class LibraryUse {
+ public:
+  LibraryUse() {
+    const std::lock_guard lock(Mutex());
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) throw std::bad_alloc();
+  }
+  ~LibraryUse() {
+    const std::lock_guard lock(Mutex());
+    curl_global_cleanup();
+  }
+  LibraryUse(const LibraryUse&) = delete;
+  LibraryUse& operator=(const LibraryUse&) = delete;
+
+ private:
+  static std::mutex& Mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
+};
+
+/// Keeps SIGPIPE, which a TLS connection may raise when its peer is gone, from this thread, without
+/// touching the process's handlers.
+class PipeSignalBlock {
+ public:
+  PipeSignalBlock() {
+    sigemptyset(&m_pipe);
+    sigaddset(&m_pipe, SIGPIPE);
+    sigset_t pending;
+    sigpending(&pending);
+    m_wasPending = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &m_pipe, &m_former);
+  }
+  ~PipeSignalBlock() {
+    if (!m_wasPending) {
+      const timespec now{};
+      while (sigtimedwait(&m_pipe, nullptr, &now) > 0) {
+      }
+    }
+    pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
+  }
+  PipeSignalBlock(const PipeSignalBlock&) = delete;
+  PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
+
+ private:
+  sigset_t m_pipe{};
+  sigset_t m_former{};
+  bool m_wasPending = false;
+};
+
+struct Failure {
+  CURLcode code;
+  const wchar_t* what;
+  const wchar_t* advice;
+};
+
+constexpr Failure kFailures[] = {
+    {CURLE_COULDNT_RESOLVE_HOST, L"The host of the service is not known",
+     L"check the spelling of the host name"},
+    {CURLE_COULDNT_RESOLVE_PROXY, L"The host of the proxy is not known",
+     L"check the environment's proxy setting"},
+    {CURLE_COULDNT_CONNECT, L"There is no connection to the service",
+     L"check host and port, and that the service is running"},
+    {CURLE_PEER_FAILED_VERIFICATION, L"The server's certificate is not trusted",
+     L"have the certificate put right, or name the file of its authority's certificate in "
+     L"SSL_CERT_FILE"},
+    {CURLE_SSL_CACERT_BADFILE, L"The file of trusted certificates cannot be read",
+     L"check SSL_CERT_FILE"},
+    {CURLE_SSL_CONNECT_ERROR, L"The server does not speak TLS as it should",
+     L"check that the port is one for https"},
+    {CURLE_GOT_NOTHING, L"The server closed the connection without an answer",
+     L"check that the port is that of a web server, and try again"},
+    {CURLE_PARTIAL_FILE, L"The connection was cut in the middle of the reply", L"try again"},
+    {CURLE_RECV_ERROR, L"The connection broke while the reply was read", L"try again"},
+    {CURLE_SEND_ERROR, L"The connection broke while the request was sent", L"try again"},
+    {CURLE_BAD_CONTENT_ENCODING, L"The reply's compression is broken or not known",
+     L"try again, or switch the server's compression off"},
+    {CURLE_WEIRD_SERVER_REPLY, L"The answer is not HTTP",
+     L"check that the port is that of a web server"},
+    {CURLE_UNSUPPORTED_PROTOCOL, L"The answer is not HTTP",
+     L"check that the port is that of a web server"},
+    {CURLE_PROXY, L"The proxy does not let the connection through",
+     L"check the environment's proxy setting"},
+};
+
+String FromBytes(const char* text) {
+  return BaseStringUtil::StdStringToString(NarrowString(text), BaseStringUtil::kCodePageUTF8);
+}
+
+std::uint64_t Unsigned(curl_off_t number) {
+  return number > 0 ? static_cast<std::uint64_t>(number) : 0;
+}
+
+}  // namespace
+
+class HTTPTransfer::Session {
+ public:
+  Session(const NarrowString& url, const NarrowString& user, const NarrowString& password,
+          std::uint32_t timeoutSeconds, const HTTPClientOptions& options);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  void SetHeaderLines(const NarrowString& lines);
+  void Post(const NarrowString& body, HTTPAnswer& answer);
+
+ private:
+  enum class End { kDone, kCancelled, kSilent, kTooLong, kOutOfMemory };
+
+  static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count, void* self);
+  static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+
+  template <class Value>
+  void Set(CURLoption option, Value value) {
+    if (curl_easy_setopt(m_easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+  }
+  template <class Value>
+  Value Get(CURLINFO info, Value value = {}) {
+    curl_easy_getinfo(m_easy, info, &value);
+    return value;
+  }
+  void Configure(const NarrowString& url, const NarrowString& user, const NarrowString& password,
+                 const HTTPClientOptions& options);
+  void Release() noexcept;
+  CURLcode Run();
+  CURLcode RunOnce();
+  CURLcode Wait();
+  bool IsSilent(bool wasActive);
+  bool TryOtherScheme(long status);
+  void RememberScheme();
+  void Describe(CURLcode code, HTTPAnswer& answer);
+  void DescribeFailure(CURLcode code, HTTPAnswer& answer);
+  std::vector<std::string> OfferedSchemes(const char* header);
+
+  const LibraryUse m_library;
+  const std::uint32_t m_timeoutSeconds;
+  const std::uint64_t m_maxReplyBytes;
+  CURL* m_easy = nullptr;
+  CURLM* m_multi = nullptr;
+  curl_slist* m_headers = nullptr;
+  char m_reason[CURL_ERROR_SIZE] = {};
+  bool m_hasCredentials = false;
+  unsigned long m_schemes = kAllSchemes;  // what is offered to the server next
+  NarrowString* m_body = nullptr;         // of the answer that is received
+  End m_end = End::kDone;
+  Clock::time_point m_lastActivity;
+};
+
+HTTPTransfer::Session::Session(const NarrowString& url, const NarrowString& user,
+                               const NarrowString& password, std::uint32_t timeoutSeconds,
+                               const HTTPClientOptions& options)
+    : m_timeoutSeconds(timeoutSeconds), m_maxReplyBytes(options.maxReplyBytes) {
+  try {
+    m_easy = curl_easy_init();
+    m_multi = curl_multi_init();
+    if (!m_easy || !m_multi) throw std::bad_alloc();
+    Configure(url, user, password, options);
+    SetHeaderLines(NarrowString());
+  } catch (...) {
+    Release();
+    throw;
+  }
+}
+
+HTTPTransfer::Session::~Session() { Release(); }
+
+void HTTPTransfer::Session::Release() noexcept {
+  // The connections belong to the multi handle, and closing them may still need the easy one.
+  if (m_multi) curl_multi_cleanup(m_multi);
+  if (m_easy) curl_easy_cleanup(m_easy);
+  curl_slist_free_all(m_headers);
+}
+
+void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowString& user,
+                                      const NarrowString& password,
+                                      const HTTPClientOptions& options) {
+  Set(CURLOPT_NOSIGNAL, 1L);
+  Set(CURLOPT_ERRORBUFFER, m_reason);
+  Set(CURLOPT_PROTOCOLS_STR, "http,https");
+  Set(CURLOPT_URL, url.c_str());
+  Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
+  Set(CURLOPT_FOLLOWLOCATION, 0L);
+  Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  Set(CURLOPT_ACCEPT_ENCODING, "");  // all that this libcurl knows
+  Set(CURLOPT_COOKIEFILE, "");       // cookies in memory alone
+  Set(CURLOPT_POST, 1L);
+  Set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
+  Set(CURLOPT_TCP_KEEPALIVE, 1L);
+  Set(CURLOPT_TCP_NODELAY, 1L);
+  Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  // A name server that does not answer must not hold up a cancelled transfer.
+  Set(CURLOPT_QUICK_EXIT, 1L);
+  const std::uint64_t milliseconds = std::uint64_t{m_timeoutSeconds} * 1000;
+  Set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds == 0 || milliseconds > INT_MAX
+                                     ? long{INT_MAX}
+                                     : static_cast<long>(milliseconds));
+  Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+  Set(CURLOPT_HEADERDATA, this);
+  Set(CURLOPT_WRITEFUNCTION, &OnBody);
+  Set(CURLOPT_WRITEDATA, this);
+  curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 1L);
+  if (!user.empty()) {
+    m_hasCredentials = true;
+    Set(CURLOPT_USERNAME, user.c_str());
+    Set(CURLOPT_PASSWORD, password.c_str());
+  }
+  NarrowString caFile =
+      BaseStringUtil::StringToStdString(options.caFile, BaseStringUtil::kCodePageUTF8);
+  if (caFile.empty()) {
+    if (const char* const environment = std::getenv("SSL_CERT_FILE")) caFile = environment;
+  }
+  if (!caFile.empty()) {
+    Set(CURLOPT_CAINFO, caFile.c_str());
+    Set(CURLOPT_PROXY_CAINFO, caFile.c_str());
+  }
+  Set(CURLOPT_PROXYAUTH, static_cast<long>(kAllSchemes));
+}
+
+void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
+  curl_slist* list = curl_slist_append(nullptr, "Expect:");  // send the body at once
+  std::string_view rest = lines.view();
+  while (list && !rest.empty()) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    std::string line(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    std::erase(line, '\r');
+    if (line.empty()) continue;
+    curl_slist* const longer = curl_slist_append(list, line.c_str());
+    if (!longer) curl_slist_free_all(list);
+    list = longer;
+  }
+  if (!list) throw std::bad_alloc();
+  Set(CURLOPT_HTTPHEADER, list);
+  curl_slist_free_all(m_headers);
+  m_headers = list;
+}
+
+std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_t count,
+                                            void* self) {
+  // Every status line begins another answer: a preliminary one may have had a body.
+  auto& session = *static_cast<Session*>(self);
+  if (std::string_view(bytes, count).starts_with("HTTP/")) session.m_body->clear();
+  return count;
+}
+
+std::size_t HTTPTransfer::Session::OnBody(char* bytes, std::size_t, std::size_t count,
+                                          void* self) noexcept {
+  auto& session = *static_cast<Session*>(self);
+  if (count > session.m_maxReplyBytes - session.m_body->size()) {
+    session.m_end = End::kTooLong;
+    return CURL_WRITEFUNC_ERROR;
+  }
+  try {
+    session.m_body->append(bytes, count);
+  } catch (...) {
+    session.m_end = End::kOutOfMemory;
+    return CURL_WRITEFUNC_ERROR;
+  }
+  return count;
+}
+
+bool HTTPTransfer::Session::IsSilent(bool wasActive) {
+  const Clock::time_point now = Clock::now();
+  // Until the connection stands, libcurl's own time-out holds.
+  if (wasActive || Get<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) == 0) m_lastActivity = now;
+  return m_timeoutSeconds > 0 && now - m_lastActivity >= std::chrono::seconds(m_timeoutSeconds);
+}
+
+CURLcode HTTPTransfer::Session::Wait() {
+  m_lastActivity = Clock::now();
+  for (;;) {
+    int running = 0;
+    if (curl_multi_perform(m_multi, &running) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
+    if (running == 0) break;
+    int active = 0;
+    if (curl_multi_poll(m_multi, nullptr, 0, kSliceMilliseconds, &active) != CURLM_OK)
+      return CURLE_OUT_OF_MEMORY;
+    const VXExecutionState* const state = VXExecutionState::Current();
+    if (state && state->IsCancellationRequested()) {
+      m_end = End::kCancelled;
+      return CURLE_ABORTED_BY_CALLBACK;
+    }
+    if (IsSilent(active > 0)) {
+      m_end = End::kSilent;
+      return CURLE_OPERATION_TIMEDOUT;
+    }
+  }
+  int left = 0;
+  while (const CURLMsg* const message = curl_multi_info_read(m_multi, &left))
+    if (message->msg == CURLMSG_DONE) return message->data.result;
+  return CURLE_OUT_OF_MEMORY;
+}
+
+CURLcode HTTPTransfer::Session::RunOnce() {
+  m_body->clear();
+  m_reason[0] = '\0';
+  if (m_hasCredentials) Set(CURLOPT_HTTPAUTH, static_cast<long>(m_schemes));
+  if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
+  const CURLcode code = Wait();
+  curl_multi_remove_handle(m_multi, m_easy);
+  return code;
+}
+
+CURLcode HTTPTransfer::Session::Run() {
+  CURLcode code = RunOnce();
+  while (code == CURLE_OK && TryOtherScheme(Get<long>(CURLINFO_RESPONSE_CODE))) code = RunOnce();
+  if (code == CURLE_OK) RememberScheme();
+  return code;
+}
+
+/// After a refused log-in: true when it is worth another try with other schemes.
+bool HTTPTransfer::Session::TryOtherScheme(long status) {
+  if (!m_hasCredentials || status != 401) return false;
+  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL));
+  const unsigned long former = m_schemes;
+  if (former != kAllSchemes && (former & (former - 1)) == 0) {
+    m_schemes = kAllSchemes;  // the scheme that served so far serves no longer
+    return true;
+  }
+  m_schemes = kAllSchemes;
+  // Negotiate needs a ticket, which user and password do not give: the next best is no retreat.
+  // A password that a stronger scheme refused is not sent again by a weaker one.
+  if (former == kAllSchemes && (offered & CURLAUTH_NEGOTIATE) != 0 &&
+      (offered & kAllSchemes & ~CURLAUTH_NEGOTIATE) != 0) {
+    m_schemes = kAllSchemes & ~CURLAUTH_NEGOTIATE;
+    return true;
+  }
+  return false;
+}
+
+/// The scheme that the server took is used from the beginning next time: one exchange, not two.
+void HTTPTransfer::Session::RememberScheme() {
+  if (!m_hasCredentials || Get<long>(CURLINFO_RESPONSE_CODE) == 401) return;
+  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL)) & m_schemes;
+  for (const Scheme& scheme : kSchemes) {
+    if ((offered & scheme.bit) == 0) continue;
+    m_schemes = scheme.bit;
+    return;
+  }
+}
+
+std::vector<std::string> HTTPTransfer::Session::OfferedSchemes(const char* header) {
+  std::vector<std::string> schemes;
+  curl_header* entry = nullptr;
+  for (std::size_t i = 0;
+       curl_easy_header(m_easy, header, i, CURLH_HEADER, -1, &entry) == CURLHE_OK; ++i) {
+    const std::string_view value = entry->value;
+    std::string name(value.substr(0, std::min(value.find_first_of(" ,\t"), std::size_t{40})));
+    if (!name.empty() && std::find(schemes.begin(), schemes.end(), name) == schemes.end())
+      schemes.push_back(std::move(name));
+  }
+  return schemes;
+}
+
+void HTTPTransfer::Session::Post(const NarrowString& body, HTTPAnswer& answer) {
+  const PipeSignalBlock noPipeSignal;
+  m_body = &answer.body;
+  m_end = End::kDone;
+  Set(CURLOPT_POSTFIELDS, body.c_str());
+  Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  const CURLcode code = Run();
+  Describe(code, answer);
+  m_body = nullptr;
+}
+
+void HTTPTransfer::Session::Describe(CURLcode code, HTTPAnswer& answer) {
+  answer.status = Get<long>(CURLINFO_RESPONSE_CODE);
+  answer.wireBytes = Unsigned(Get<curl_off_t>(CURLINFO_SIZE_DOWNLOAD_T));
+  if (Get<long>(CURLINFO_NUM_CONNECTS) > 0)
+    answer.connectSeconds = Get<double>(CURLINFO_CONNECT_TIME);
+  answer.firstByteSeconds = Get<double>(CURLINFO_STARTTRANSFER_TIME);
+  answer.totalSeconds = Get<double>(CURLINFO_TOTAL_TIME);
+  if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) answer.contentType = type;
+  if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
+    answer.redirectTarget = HTTPUrl::ForDisplay(FromBytes(target));
+  if (answer.status == 401) answer.schemes = OfferedSchemes("WWW-Authenticate");
+  if (answer.status == 407) answer.schemes = OfferedSchemes("Proxy-Authenticate");
+  if (code != CURLE_OK) DescribeFailure(code, answer);
+}
+
+void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
+  const String seconds = BaseStringUtil::StringFrom(m_timeoutSeconds);
+  answer.gaveUp = m_end != End::kDone;
+  switch (m_end) {
+    case End::kCancelled:
+      answer.failure = L"The request was cancelled before its reply was complete";
+      return;
+    case End::kTooLong:
+      answer.failure = L"The reply is longer than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
+                       L" bytes and was not read to its end";
+      answer.advice = L"choose a smaller part of the server's metadata";
+      return;
+    case End::kOutOfMemory:
+      answer.failure = L"There is not enough memory for the reply";
+      return;
+    case End::kSilent:
+      answer.failure = (answer.status == 0 ? L"The server has sent no answer for "
+                                           : L"The server stopped in the middle of its reply and "
+                                             L"has sent nothing for ") +
+                       seconds + L" seconds";
+      answer.advice = L"try again, or with a longer time-out";
+      return;
+    case End::kDone:
+      break;
+  }
+  const long proxyStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
+  if (answer.status == 0 && proxyStatus >= 300) {
+    answer.failure =
+        L"The proxy does not let the connection through: " + HTTPStatus::Line(proxyStatus);
+    answer.advice = HTTPStatus::Advice(proxyStatus);
+    return;
+  }
+  if (code == CURLE_OPERATION_TIMEDOUT) {
+    answer.failure = L"No connection to the service came about within " + seconds + L" seconds";
+    answer.advice = L"check host and port, or try a longer time-out";
+    return;
+  }
+  const Failure* const known =
+      std::find_if(std::begin(kFailures), std::end(kFailures),
+                   [code](const Failure& failure) { return failure.code == code; });
+  const bool isKnown = known != std::end(kFailures);
+  answer.failure = isKnown ? known->what : L"The request failed";
+  if (isKnown) answer.advice = known->advice;
+  // The system's reason is taken by number: libcurl's text of it may follow the locale.
+  const bool isSystems = code == CURLE_COULDNT_CONNECT || code == CURLE_RECV_ERROR ||
+                         code == CURLE_SEND_ERROR || code == CURLE_GOT_NOTHING;
+  const long systemError = Get<long>(CURLINFO_OS_ERRNO);
+  if (isSystems && systemError != 0)
+    answer.failure += L": " + SystemReason(static_cast<int>(systemError));
+  else if (m_reason[0] != '\0' && code != CURLE_GOT_NOTHING)
+    answer.failure += L": " + FromBytes(m_reason);
+  else if (!isKnown)
+    answer.failure += L": " + FromBytes(curl_easy_strerror(code));
+}
+
+HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
+                           const NarrowString& password, std::uint32_t timeoutSeconds,
+                           const HTTPClientOptions& options)
+    : m_session(std::make_unique<Session>(url, user, password, timeoutSeconds, options)) {}
+
+HTTPTransfer::~HTTPTransfer() = default;
+
+void HTTPTransfer::SetHeaderLines(const NarrowString& lines) { m_session->SetHeaderLines(lines); }
+
+void HTTPTransfer::Post(const NarrowString& body, HTTPAnswer& answer) {
+  m_session->Post(body, answer);
+}

@@ -1,0 +1,92 @@
+#include "MessageCatalogue.h"
+
+#include "Utility/Generic/BaseStringUtil.h"
+
+namespace MessageCatalogue {
+namespace {
+
+struct Message {
+  int number;
+  const wchar_t* pattern;
+};
+
+// Each text says what happened, to which object, and what to try.
+constexpr Message kMessages[] = {
+    {46066,
+     L"Reading the server's reply was cancelled before its end. Run the import again to read it "
+     L"whole."},
+    {46100,
+     L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
+     L"Analysis service; if it is, look for errors in the server's own log."},
+    {62010,
+     L"The connection is configured for {1}, but the server calls itself \"{2}\". The import goes "
+     L"on by the rules for {1}; choose the matching target kind if the result looks wrong or "
+     L"incomplete."},
+    {62011,
+     L"The hierarchy {1} was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", "
+     L"cube \"{4}\"). Import the hierarchy that it is built on instead."},
+    {62012,
+     L"The hierarchy {1} was skipped because it holds measures (data source \"{2}\", catalog "
+     L"\"{3}\", cube \"{4}\"). Nothing is lost: measures are imported separately."},
+    {62013,
+     L"The hierarchy {1} was skipped because its structure is not supported (data source \"{2}\", "
+     L"catalog \"{3}\", cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies "
+     L"can be imported; change the hierarchy on the server if it is needed."},
+    {64203,
+     L"The server refused the request with the SOAP fault {1}: {2}. Check the user's rights and "
+     L"the chosen data source, catalog and cube; the server's own log may say more."},
+};
+
+bool BreaksLine(wchar_t character) {
+  return (character >= L'\t' && character <= L'\r') || character == L'\0' || character == 0x85 ||
+         character == 0x2028 || character == 0x2029;
+}
+
+}  // namespace
+
+const wchar_t* FindPattern(int number) noexcept {
+  for (const Message& message : kMessages)
+    if (message.number == number) return message.pattern;
+  return nullptr;
+}
+
+String OneLine(const String& text) {
+  std::size_t position = 0;
+  while (position < text.size() && !BreaksLine(text[position])) ++position;
+  if (position == text.size()) return text;
+  String line;
+  line.AppendFilled(text.size(), [&text](wchar_t* place) {
+    for (const wchar_t character : text) *place++ = BreaksLine(character) ? L' ' : character;
+    return text.size();
+  });
+  return line;
+}
+
+String Render(int number, const std::vector<String>& arguments) {
+  String text(L"[");
+  if (number < 0) text += L'-';
+  text += BaseStringUtil::StringFrom(static_cast<std::uint64_t>(
+      number < 0 ? -static_cast<std::int64_t>(number) : static_cast<std::int64_t>(number)));
+  text += L"] ";
+  const wchar_t* pattern = FindPattern(number);
+  if (!pattern) {
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+      if (i > 0) text += L", ";
+      text += OneLine(arguments[i]);
+    }
+    return text;
+  }
+  // One pass over the pattern alone: braces inside an argument mean nothing.
+  while (*pattern) {
+    if (pattern[0] == L'{' && pattern[1] >= L'1' && pattern[1] <= L'9' && pattern[2] == L'}') {
+      const auto index = static_cast<std::size_t>(pattern[1] - L'1');
+      if (index < arguments.size()) text += OneLine(arguments[index]);
+      pattern += 3;
+    } else {
+      text += *pattern++;
+    }
+  }
+  return text;
+}
+
+}  // namespace MessageCatalogue

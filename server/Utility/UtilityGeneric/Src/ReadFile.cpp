@@ -1,0 +1,47 @@
+#include "ReadFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "SystemReason.h"
+#include "Utility/Generic/BaseStringUtil.h"
+
+namespace {
+
+constexpr std::size_t kPiece = std::size_t{1} << 16;
+
+class Descriptor {
+ public:
+  explicit Descriptor(const char* path) : m_number(::open(path, O_RDONLY | O_CLOEXEC)) {}
+  ~Descriptor() {
+    if (m_number >= 0) ::close(m_number);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int Number() const { return m_number; }
+
+ private:
+  int m_number;
+};
+
+}  // namespace
+
+bool ReadFile(const String& name, NarrowString& bytes, String& error) {
+  const Descriptor file(
+      BaseStringUtil::StringToStdString(name, BaseStringUtil::kCodePageUTF8).c_str());
+  ssize_t count = file.Number() < 0 ? -1 : 1;
+  while (count > 0) {
+    bytes.AppendFilled(kPiece, [&](char* place) noexcept {
+      do {
+        count = ::read(file.Number(), place, kPiece);
+      } while (count < 0 && errno == EINTR);
+      return count > 0 ? static_cast<std::size_t>(count) : 0;
+    });
+  }
+  if (count == 0) return true;
+  error = L"Cannot read the file \"" + name + L"\": " + SystemReason(errno);
+  bytes.clear();
+  return false;
+}

@@ -1,0 +1,69 @@
+#include "Utility/Generic/SAX2XmlReadDriver.h"
+
+#include <mutex>
+
+#include "ElementNames.h"
+#include "ReadFile.h"
+#include "SAX2ElementChannel.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "XmlPushParser.h"
+
+namespace {
+
+/// The reader whose parse and whose elements' consumer are two threads.
+class ThreadedReadDriver final : public SAX2XmlReadDriver {
+ public:
+  bool ParseFile(String fileName, String& error) override {
+    return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
+      NarrowString bytes;
+      if (!ReadFile(fileName, bytes, error)) return XmlOutcome::kFailed;
+      const String text = BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
+      bytes.clear();
+      return ParseXmlText(text, m_names, Channel(), ticket, error);
+    });
+  }
+
+  bool ParseInMem(String text, String& error) override {
+    return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
+      return ParseXmlText(text, m_names, Channel(), ticket, error);
+    });
+  }
+
+  RefCnt<SAX2XmlElement> Read() override { return Channel().Read(); }
+  void Cancel() override { Channel().Cancel(); }
+
+ private:
+  template <class Work>
+  bool Parse(String& error, Work work) noexcept {
+    const SAX2ElementChannel::Ticket ticket = Channel().Begin();
+    if (ticket == 0) return false;
+    // A parse that this one replaced has lost its ticket, but its thread may still be on its way
+    // out.
+    const std::lock_guard lock(m_parsing);
+    XmlOutcome outcome = XmlOutcome::kFailed;
+    try {
+      outcome = work(ticket);
+    } catch (...) {
+      error = m_outOfMemory;
+    }
+    return Channel().End(ticket, outcome == XmlOutcome::kFailed) &&
+           outcome == XmlOutcome::kWellFormed;
+  }
+
+  std::mutex m_parsing;
+  ElementNames m_names;
+  const String m_outOfMemory{L"not enough memory to read the document"};
+};
+
+}  // namespace
+
+SAX2XmlReadDriver::SAX2XmlReadDriver() : m_channel(std::make_unique<SAX2ElementChannel>()) {}
+SAX2XmlReadDriver::~SAX2XmlReadDriver() = default;
+
+void SAX2XmlReadDriver::Announce() { m_channel->Announce(); }
+
+Heap<SAX2XmlReadDriver> SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(int kind) {
+  if (kind != kThreadedReader)
+    VXAssert::handleLogicError(L"SAX2XmlReadDriver.cpp", __LINE__, L"unknown kind of XML reader");
+  return std::make_unique<ThreadedReadDriver>();
+}

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "Utility/Generic/String.h"
+
+/// What an errno value means, in English whatever the locale.
+String SystemReason(int error);

@@ -1,0 +1,195 @@
+#include "UnicodeConversion.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/VXAssert.h"
+
+namespace UnicodeConversion {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+constexpr std::size_t kBlock = 16;  // characters that the ASCII paths take at a time
+
+struct Decoded {
+  char32_t character;
+  unsigned int bytes;
+};
+
+unsigned char At(const char* position) { return static_cast<unsigned char>(*position); }
+
+bool IsContinuation(unsigned char byte, unsigned char least = 0x80, unsigned char most = 0xBF) {
+  return byte >= least && byte <= most;
+}
+
+/// One character, or U+FFFD for the longest beginning of a well-formed sequence (at least one
+/// byte). REQUIRES: position < end.
+Decoded DecodeOne(const char* position, const char* end) {
+  const unsigned char lead = At(position);
+  if (lead < 0x80) return {lead, 1};
+  const auto left = static_cast<std::size_t>(end - position);
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    if (left < 2 || !IsContinuation(At(position + 1))) return {kReplacement, 1};
+    return {static_cast<char32_t>((lead & 0x1F) << 6 | (At(position + 1) & 0x3F)), 2};
+  }
+  if (lead >= 0xE0 && lead <= 0xEF) {
+    // The second byte's bounds keep out overlong forms and surrogates.
+    const unsigned char least = lead == 0xE0 ? 0xA0 : 0x80;
+    const unsigned char most = lead == 0xED ? 0x9F : 0xBF;
+    if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1};
+    if (left < 3 || !IsContinuation(At(position + 2))) return {kReplacement, 2};
+    return {static_cast<char32_t>((lead & 0x0F) << 12 | (At(position + 1) & 0x3F) << 6 |
+                                  (At(position + 2) & 0x3F)),
+            3};
+  }
+  if (lead >= 0xF0 && lead <= 0xF4) {
+    // The second byte's bounds keep out overlong forms and values above U+10FFFF.
+    const unsigned char least = lead == 0xF0 ? 0x90 : 0x80;
+    const unsigned char most = lead == 0xF4 ? 0x8F : 0xBF;
+    if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1};
+    if (left < 3 || !IsContinuation(At(position + 2))) return {kReplacement, 2};
+    if (left < 4 || !IsContinuation(At(position + 3))) return {kReplacement, 3};
+    return {static_cast<char32_t>((lead & 0x07) << 18 | (At(position + 1) & 0x3F) << 12 |
+                                  (At(position + 2) & 0x3F) << 6 | (At(position + 3) & 0x3F)),
+            4};
+  }
+  return {kReplacement, 1};
+}
+
+bool IsASCIIBlock(const char* position) {
+  std::uint64_t words[2];
+  std::memcpy(words, position, sizeof words);
+  return ((words[0] | words[1]) & 0x8080808080808080u) == 0;
+}
+
+bool IsASCIIBlock(const wchar_t* position) {
+  std::uint32_t all = 0;
+  for (std::size_t i = 0; i < kBlock; ++i) all |= static_cast<std::uint32_t>(position[i]);
+  return all < 0x80;
+}
+
+/// The value to be encoded: what is no Unicode character becomes U+FFFD.
+char32_t Encodable(wchar_t character) {
+  const auto code = static_cast<char32_t>(character);
+  return code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF) ? kReplacement : code;
+}
+
+}  // namespace
+
+std::size_t WideLength(std::string_view bytes) noexcept {
+  const char* position = bytes.data();
+  const char* const end = position + bytes.size();
+  std::size_t length = 0;
+  while (position != end) {
+    if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
+      position += kBlock;
+      length += kBlock;
+      continue;
+    }
+    // To the next block border, or over it with a long sequence; then try whole blocks again.
+    const char* const stop =
+        static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
+    for (; position < stop; ++length) position += DecodeOne(position, end).bytes;
+  }
+  return length;
+}
+
+wchar_t* Decode(std::string_view bytes, wchar_t* place) noexcept {
+  const char* position = bytes.data();
+  const char* const end = position + bytes.size();
+  while (position != end) {
+    if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
+      for (std::size_t i = 0; i < kBlock; ++i) place[i] = At(position + i);
+      position += kBlock;
+      place += kBlock;
+      continue;
+    }
+    const char* const stop =
+        static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
+    while (position < stop) {
+      const Decoded decoded = DecodeOne(position, end);
+      *place++ = static_cast<wchar_t>(decoded.character);
+      position += decoded.bytes;
+    }
+  }
+  return place;
+}
+
+std::size_t UTF8Length(std::wstring_view text) noexcept {
+  std::size_t length = text.size();
+  for (const wchar_t character : text) {
+    const auto code = static_cast<std::uint32_t>(character);
+    // Without branches, so that the compiler can take several at a time. U+FFFD takes three bytes.
+    length += static_cast<std::size_t>(code >= 0x80) + static_cast<std::size_t>(code >= 0x800) +
+              static_cast<std::size_t>(code - 0x10000u < 0x100000u);
+  }
+  return length;
+}
+
+char* Encode(std::wstring_view text, char* place) noexcept {
+  const wchar_t* position = text.data();
+  const wchar_t* const end = position + text.size();
+  while (position != end) {
+    if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
+      for (std::size_t i = 0; i < kBlock; ++i) place[i] = static_cast<char>(position[i]);
+      position += kBlock;
+      place += kBlock;
+      continue;
+    }
+    const wchar_t* const stop =
+        static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
+    while (position != stop) {
+      const char32_t code = Encodable(*position++);
+      if (code < 0x80) {
+        *place++ = static_cast<char>(code);
+      } else if (code < 0x800) {
+        *place++ = static_cast<char>(0xC0 | code >> 6);
+        *place++ = static_cast<char>(0x80 | (code & 0x3F));
+      } else if (code < 0x10000) {
+        *place++ = static_cast<char>(0xE0 | code >> 12);
+        *place++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+        *place++ = static_cast<char>(0x80 | (code & 0x3F));
+      } else {
+        *place++ = static_cast<char>(0xF0 | code >> 18);
+        *place++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
+        *place++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
+        *place++ = static_cast<char>(0x80 | (code & 0x3F));
+      }
+    }
+  }
+  return place;
+}
+
+}  // namespace UnicodeConversion
+
+namespace {
+
+void CheckCodePage(unsigned int codePage) {
+  if (codePage != BaseStringUtil::kCodePageUTF8)
+    VXAssert::handleLogicError(L"UnicodeConversion.cpp", __LINE__, L"only UTF-8 is known");
+}
+
+}  // namespace
+
+NarrowString BaseStringUtil::StringToStdString(const String& text, unsigned int codePage) {
+  CheckCodePage(codePage);
+  NarrowString bytes;
+  const std::size_t length = UnicodeConversion::UTF8Length(text.view());
+  bytes.AppendFilled(length, [&](char* place) noexcept {
+    UnicodeConversion::Encode(text.view(), place);
+    return length;
+  });
+  return bytes;
+}
+
+String BaseStringUtil::StdStringToString(const NarrowString& bytes, unsigned int codePage) {
+  CheckCodePage(codePage);
+  String text;
+  const std::size_t length = UnicodeConversion::WideLength(bytes.view());
+  text.AppendFilled(length, [&](wchar_t* place) noexcept {
+    UnicodeConversion::Decode(bytes.view(), place);
+    return length;
+  });
+  return text;
+}

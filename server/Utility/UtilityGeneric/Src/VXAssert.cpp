@@ -1,0 +1,17 @@
+#include "Utility/Generic/VXAssert.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "Utility/Generic/BaseStringUtil.h"
+
+void VXAssert::handleLogicError(const String& file, int line, const String& message) {
+  String text = file + L":" + BaseStringUtil::StringFrom(static_cast<unsigned int>(line)) + L": ";
+  text += message;
+  text += L'\n';
+  const NarrowString bytes = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+  // One write, past the streams: they may be broken or locked by the thread that failed.
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
+  std::abort();
+}

@@ -1,0 +1,362 @@
+#include "XmlPushParser.h"
+
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/xmlerror.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "UnicodeConversion.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "XmlProlog.h"
+
+namespace {
+
+constexpr std::size_t kMaxDepth = 250;
+constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
+constexpr std::size_t kFeedCharacters = 16384;                 // handed to libxml2 at a time
+constexpr std::size_t kMaxReasonLength = 300;
+
+/// Errors without a parser context, such as exhausted memory inside libxml2's buffers, would be
+/// printed on standard error. The handler is the thread's own; the host's comes back at the end.
+class QuietThread {
+ public:
+  QuietThread() : m_function(xmlStructuredError), m_context(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(nullptr, [](void*, xmlErrorPtr) {});
+  }
+  ~QuietThread() { xmlSetStructuredErrorFunc(m_context, m_function); }
+  QuietThread(const QuietThread&) = delete;
+  QuietThread& operator=(const QuietThread&) = delete;
+
+ private:
+  xmlStructuredErrorFunc m_function;
+  void* m_context;
+};
+
+struct FreeContext {
+  void operator()(xmlParserCtxtPtr context) const noexcept {
+    // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
+    if (context->myDoc) xmlFreeDoc(context->myDoc);
+    context->myDoc = nullptr;
+    xmlFreeParserCtxt(context);
+  }
+};
+
+bool IsBlankText(std::string_view text) {
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+String FromUTF8(std::string_view bytes) {
+  return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
+}
+
+String FromNumber(std::size_t number) { return BaseStringUtil::StringFrom(number); }
+
+/// One parse. Its static members are libxml2's callbacks: no exception may leave them.
+class Parse {
+ public:
+  Parse(const String& text, ElementNames& names, SAX2ElementChannel& channel,
+        SAX2ElementChannel::Ticket ticket, String& error)
+      : m_text(text.view()),
+        m_prolog(FindXmlDocument(m_text)),
+        m_names(names),
+        m_channel(channel),
+        m_ticket(ticket),
+        m_error(error) {}
+
+  XmlOutcome Run();
+
+ private:
+  struct Level {
+    const xmlChar* name;       // lives as long as the parser's dictionary
+    std::size_t textBegin;     // where the element's own text begins in m_characters
+    std::size_t segmentBegin;  // where the text since the last tag begins
+    std::size_t countedEnd;    // up to here the text's characters are counted ...
+    std::size_t counted;       // ... and this is how many they are
+    bool hasChildren;
+  };
+  struct CachedName {
+    const xmlChar* key = nullptr;
+    String name;
+  };
+
+  static Parse& Self(void* self) { return *static_cast<Parse*>(self); }
+  template <class Work>
+  void Guarded(Work work) noexcept;
+  static void OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int,
+                      const xmlChar**, int, int, const xmlChar**) noexcept;
+  static void OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept;
+  static void OnCharacters(void* self, const xmlChar* characters, int length) noexcept;
+  static void OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept;
+  static void OnError(void* self, xmlErrorPtr error) noexcept;
+
+  void Start(const xmlChar* name);
+  void End(const xmlChar* name);
+  void AddText(std::string_view text);
+  void DropBlankSegment(Level& level);
+  const String& NameOf(const xmlChar* name);
+
+  bool MakeContext();
+  bool Feed(std::size_t from, std::size_t to);
+  void Finish();
+  void FailHere(const String& reason);
+  void Fail(const String& reason, std::size_t line, std::size_t column);
+  void FailAtCharacter(std::size_t position);
+  void Stop() noexcept;
+
+  const std::wstring_view m_text;
+  const XmlProlog m_prolog;
+  ElementNames& m_names;
+  SAX2ElementChannel& m_channel;
+  const SAX2ElementChannel::Ticket m_ticket;
+  String& m_error;
+
+  std::unique_ptr<xmlParserCtxt, FreeContext> m_context;
+  std::string m_bytes;       // the piece that is fed
+  std::string m_characters;  // the own text of all open elements, the innermost at the end
+  std::vector<Level> m_levels;
+  std::array<CachedName, 64> m_cachedNames;
+  bool m_anyElement = false;
+  bool m_finishing = false;
+  bool m_failed = false;
+  bool m_stopped = false;
+  bool m_outOfMemory = false;
+};
+
+template <class Work>
+void Parse::Guarded(Work work) noexcept {
+  if (m_failed || m_stopped || m_outOfMemory) return;
+  try {
+    work();
+  } catch (...) {
+    m_outOfMemory = true;  // nothing else is thrown here
+    Stop();
+  }
+}
+
+void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int,
+                    const xmlChar**, int, int, const xmlChar**) noexcept {
+  Self(self).Guarded([=] { Self(self).Start(name); });
+}
+
+void Parse::OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept {
+  Self(self).Guarded([=] { Self(self).End(name); });
+}
+
+void Parse::OnCharacters(void* self, const xmlChar* characters, int length) noexcept {
+  Self(self).Guarded([=] {
+    Self(self).AddText(
+        {reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length)});
+  });
+}
+
+void Parse::OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
+  Self(self).Guarded([=] {
+    Self(self).FailHere(L"a document type declaration is not accepted: SOAP forbids it");
+  });
+}
+
+void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
+  // Warnings and errors against the rules of namespaces, such as an undeclared prefix, are let be.
+  if (error->level != XML_ERR_FATAL) return;
+  Parse& parse = Self(self);
+  if (error->code == XML_ERR_NO_MEMORY) {
+    parse.m_outOfMemory = true;
+    return;
+  }
+  parse.Guarded([&parse, error] {
+    if (parse.m_finishing && error->code == XML_ERR_DOCUMENT_END) return;  // Finish knows better
+    std::string_view reason = error->message ? error->message : "not well-formed";
+    reason = reason.substr(0, std::min(reason.find_last_not_of("\r\n ") + 1, kMaxReasonLength));
+    parse.Fail(FromUTF8(reason), static_cast<std::size_t>(std::max(error->line, 1)),
+               static_cast<std::size_t>(std::max(error->int2, 1)));
+  });
+}
+
+void Parse::Start(const xmlChar* name) {
+  if (m_levels.size() >= kMaxDepth)
+    return FailHere(L"elements are nested deeper than " + FromNumber(kMaxDepth));
+  if (!m_levels.empty()) {
+    DropBlankSegment(m_levels.back());
+    m_levels.back().hasChildren = true;
+  }
+  m_anyElement = true;
+  const std::size_t begin = m_characters.size();
+  m_levels.push_back({name, begin, begin, begin, 0, false});
+}
+
+void Parse::End(const xmlChar* name) {
+  if (m_levels.empty()) return;
+  Level& level = m_levels.back();
+  if (level.hasChildren) DropBlankSegment(level);
+  const std::string_view bytes = std::string_view(m_characters).substr(level.textBegin);
+  String value;
+  const std::size_t length = UnicodeConversion::WideLength(bytes);
+  value.AppendFilled(length, [bytes, length](wchar_t* place) noexcept {
+    UnicodeConversion::Decode(bytes, place);
+    return length;
+  });
+  m_characters.resize(level.textBegin);
+  m_levels.pop_back();
+  if (!m_levels.empty()) m_levels.back().segmentBegin = m_characters.size();
+  if (!m_channel.Push(m_ticket, new SAX2XmlElement(NameOf(name), std::move(value)), length)) {
+    m_stopped = true;
+    Stop();
+  }
+}
+
+void Parse::AddText(std::string_view text) {
+  if (m_levels.empty()) return;
+  m_characters.append(text);
+  Level& level = m_levels.back();
+  // No text has more characters than bytes: counting can wait until there are that many bytes.
+  if (m_characters.size() - level.textBegin <= kMaxElementText) return;
+  level.counted +=
+      UnicodeConversion::WideLength(std::string_view(m_characters).substr(level.countedEnd));
+  level.countedEnd = m_characters.size();
+  if (level.counted > kMaxElementText)
+    FailHere(L"the text of the element " + NameOf(level.name) + L" is longer than " +
+             FromNumber(kMaxElementText) + L" characters");
+}
+
+void Parse::DropBlankSegment(Level& level) {
+  if (!IsBlankText(std::string_view(m_characters).substr(level.segmentBegin))) return;
+  m_characters.resize(level.segmentBegin);
+  if (level.countedEnd > level.segmentBegin) {
+    level.counted -= level.countedEnd - level.segmentBegin;  // blanks are one byte each
+    level.countedEnd = level.segmentBegin;
+  }
+}
+
+const String& Parse::NameOf(const xmlChar* name) {
+  // The parser's dictionary gives equal names one address.
+  const auto address = reinterpret_cast<std::uintptr_t>(name);
+  CachedName& cached = m_cachedNames[(address ^ (address >> 6)) % m_cachedNames.size()];
+  if (cached.key != name) {
+    cached.key = nullptr;
+    cached.name = m_names.Find(reinterpret_cast<const char*>(name));
+    cached.key = name;
+  }
+  return cached.name;
+}
+
+void Parse::Stop() noexcept {
+  if (m_context) xmlStopParser(m_context.get());
+}
+
+void Parse::FailHere(const String& reason) {
+  Fail(reason, static_cast<std::size_t>(std::max(xmlSAX2GetLineNumber(m_context.get()), 1)),
+       static_cast<std::size_t>(std::max(xmlSAX2GetColumnNumber(m_context.get()), 1)));
+}
+
+/// `line` and `column` count from the document's first character; the error's from the text's.
+void Parse::Fail(const String& reason, std::size_t line, std::size_t column) {
+  if (m_failed) return;
+  const std::wstring_view skipped = m_text.substr(0, m_prolog.begin);
+  if (line == 1) column += skipped.size() - (skipped.rfind(L'\n') + 1);
+  line += static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), L'\n'));
+  m_error = reason + L" (line " + FromNumber(line) + L", column " + FromNumber(column) + L")";
+  m_failed = true;
+  Stop();
+}
+
+void Parse::FailAtCharacter(std::size_t position) {
+  static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
+  String code;
+  for (int shift = 12; shift >= 0; shift -= 4)
+    code += kDigits[static_cast<std::size_t>(m_text[position]) >> shift & 0xF];
+  const std::wstring_view before = m_text.substr(m_prolog.begin, position - m_prolog.begin);
+  const std::size_t lineBegin = before.rfind(L'\n') + 1;
+  Fail(L"the character U+" + code + L" is not allowed in XML",
+       static_cast<std::size_t>(std::count(before.begin(), before.end(), L'\n')) + 1,
+       before.size() - lineBegin + 1);
+}
+
+bool Parse::MakeContext() {
+  xmlSAXHandler handler{};
+  handler.initialized = XML_SAX2_MAGIC;
+  handler.startElementNs = &OnStart;
+  handler.endElementNs = &OnEnd;
+  handler.characters = &OnCharacters;
+  handler.ignorableWhitespace = &OnCharacters;
+  handler.cdataBlock = &OnCharacters;
+  handler.internalSubset = &OnDocumentType;
+  handler.serror = &OnError;
+  m_context.reset(xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr));
+  return m_context &&
+         xmlCtxtUseOptions(m_context.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
+         xmlSwitchEncoding(m_context.get(), XML_CHAR_ENCODING_UTF8) == 0;
+}
+
+/// Feeds a part of the text in small pieces; false when the parse is over.
+bool Parse::Feed(std::size_t from, std::size_t to) {
+  const bool asBlanks = from >= m_prolog.blankBegin && from < m_prolog.blankEnd;
+  while (from < to) {
+    if (m_channel.IsStopped(m_ticket)) m_stopped = true;
+    if (m_stopped) return false;
+    const std::wstring_view piece = m_text.substr(from, std::min(kFeedCharacters, to - from));
+    char* end = UnicodeConversion::Encode(piece, m_bytes.data());
+    if (asBlanks) {  // the line numbers stay right
+      std::replace_if(
+          m_bytes.data(), end, [](char byte) { return byte != '\n' && byte != '\r'; }, ' ');
+    }
+    xmlParseChunk(m_context.get(), m_bytes.data(), static_cast<int>(end - m_bytes.data()), 0);
+    if (m_failed || m_stopped || m_outOfMemory) return false;
+    from += piece.size();
+  }
+  return true;
+}
+
+/// Tells the parser that the document ends here.
+void Parse::Finish() {
+  m_finishing = true;
+  xmlParseChunk(m_context.get(), nullptr, 0, 1);
+  if (m_failed || m_stopped || m_outOfMemory || m_context->wellFormed) return;
+  if (!m_levels.empty())
+    FailHere(L"the document ends inside the element " + NameOf(m_levels.back().name));
+  else if (m_anyElement)
+    FailHere(L"something unfinished or out of place stands behind the document's end");
+  else
+    FailHere(L"the document ends before its first element");
+}
+
+XmlOutcome Parse::Run() {
+  static std::once_flag initialized;
+  std::call_once(initialized, xmlInitParser);
+  const QuietThread quiet;
+  if (!MakeContext()) throw std::bad_alloc();
+  m_bytes.resize(kFeedCharacters * UnicodeConversion::kMaxBytesPerCharacter);
+
+  if (m_prolog.begin >= m_prolog.end) {
+    Fail(L"the document is empty", 1, 1);
+    return XmlOutcome::kFailed;
+  }
+  // A null character would make the parser see the text's end.
+  const std::size_t null = std::min(m_text.find(L'\0', m_prolog.begin), m_prolog.end);
+  const std::size_t blankBegin = std::min(m_prolog.blankBegin, null);
+  const std::size_t blankEnd = std::min(m_prolog.blankEnd, null);
+  const bool fed =
+      Feed(m_prolog.begin, blankBegin) && Feed(blankBegin, blankEnd) && Feed(blankEnd, null);
+  if (fed) {
+    if (null < m_prolog.end)
+      FailAtCharacter(null);
+    else
+      Finish();
+  }
+  if (m_stopped) return XmlOutcome::kStopped;
+  if (m_outOfMemory) throw std::bad_alloc();
+  return m_failed ? XmlOutcome::kFailed : XmlOutcome::kWellFormed;
+}
+
+}  // namespace
+
+XmlOutcome ParseXmlText(const String& text, ElementNames& names, SAX2ElementChannel& channel,
+                        SAX2ElementChannel::Ticket ticket, String& error) {
+  return Parse(text, names, channel, ticket, error).Run();
+}

@@ -1,0 +1,227 @@
+// What the reader makes of documents: elements and values, what it tolerates, what it refuses.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "XmlReading.h"
+
+namespace {
+
+using testing::ElementsAre;
+using Item = Reading::Item;
+using Items = std::vector<Item>;
+
+struct Accepted {
+  const char* name;
+  std::wstring text;
+  Items items;
+};
+
+class AcceptedDocument : public testing::TestWithParam<Accepted> {};
+
+TEST_P(AcceptedDocument, GivesItsElements) {
+  const Reading reading = ReadDocument(String(GetParam().text));
+  EXPECT_FALSE(reading.failed) << testing::PrintToString(reading.error);
+  EXPECT_EQ(reading.items, GetParam().items);
+}
+
+const std::wstring kDeclaration = L"<?xml version=\"1.0\"?>";
+const std::wstring kMark = L"\xFEFF";
+
+INSTANTIATE_TEST_SUITE_P(
+    Documents, AcceptedDocument,
+    testing::ValuesIn(std::vector<Accepted>{
+        {"ChildrenFirst", L"<a><b>1</b><c>2</c></a>", {{L"b", L"1"}, {L"c", L"2"}, {L"a", L""}}},
+        {"EmptyElements", L"<a><b/><c></c></a>", {{L"b", L""}, {L"c", L""}, {L"a", L""}}},
+        {"BlanksBetweenChildrenAreNoValue",
+         L"<a>\n  <b>x</b>\r\n\t<c/>\n</a>",
+         {{L"b", L"x"}, {L"c", L""}, {L"a", L""}}},
+        {"BlanksOfALeafStay", L"<a> \n\t</a>", {{L"a", L" \n\t"}}},
+        {"BlanksAroundALeafsTextStay", L"<a>  x y  </a>", {{L"a", L"  x y  "}}},
+        {"OwnTextWithoutThatOfChildren", L"<a>x<b>y</b>z</a>", {{L"b", L"y"}, {L"a", L"xz"}}},
+        {"MixedTextLosesBlankRunsOnly",
+         L"<a> x <b/> <c/>y</a>",
+         {{L"b", L""}, {L"c", L""}, {L"a", L" x y"}}},
+        {"CData", L"<a><![CDATA[<b>&amp;]]></a>", {{L"a", L"<b>&amp;"}}},
+        {"CDataBetweenText", L"<a>1<![CDATA[2]]>3<![CDATA[]]></a>", {{L"a", L"123"}}},
+        {"References",
+         L"<a>&lt;&gt;&amp;&quot;&apos;&#65;&#x1F600;</a>",
+         {{L"a", L"<>&\"'A\x1F600"}}},
+        {"CarriageReturnReferenceStays", L"<a>1&#13;\r\n2\r3</a>", {{L"a", L"1\r\n2\n3"}}},
+        {"CommentsAndInstructionsSplitNothing", L"<a>1<!-- x -->2<?y z?>3</a>", {{L"a", L"123"}}},
+        {"Prefixes", L"<p:a xmlns:p='u'><p:b>1</p:b></p:a>", {{L"b", L"1"}, {L"a", L""}}},
+        {"UndeclaredPrefixes",
+         L"<SOAP:Envelope><SOAP:Body x:y='1'/></SOAP:Envelope>",
+         {{L"Body", L""}, {L"Envelope", L""}}},
+        {"Attributes", L"<a b='1' c=\"&lt;\"/>", {{L"a", L""}}},
+        {"NamesBeyondASCII",
+         L"<\x433\x43E\x434>\x4E2D\x1F600</\x433\x43E\x434>",
+         {{L"\x433\x43E\x434", L"\x4E2D\x1F600"}}},
+        {"SurrogateValues", L"<a>\xD83D</a>", {{L"a", L"\xFFFD"}}},
+        {"Declaration", kDeclaration + L"<a/>", {{L"a", L""}}},
+        {"DoubledDeclaration",
+         kDeclaration + L"<?xml version='1.0' encoding='utf-8'?>\n<a/>",
+         {{L"a", L""}}},
+        {"DoubledDeclarationBehindBlanks",
+         kDeclaration + L"\r\n" + kDeclaration + L"<a/>",
+         {{L"a", L""}}},
+        {"MarkBetweenDeclarations",
+         kDeclaration + kMark + kDeclaration + kMark + L"<a/>",
+         {{L"a", L""}}},
+        {"MarkBehindDeclaration", kDeclaration + kMark + L"<a/>", {{L"a", L""}}},
+        {"MarkInFront", kMark + kDeclaration + L"<a/>", {{L"a", L""}}},
+        {"MarkWithoutDeclaration", kMark + L"<a/>", {{L"a", L""}}},
+        {"BlanksInFront", L" \r\n\t" + kDeclaration + L"<a/>", {{L"a", L""}}},
+        {"BlanksAndMarkInFront", L"\n" + kMark + L"\n<a/>", {{L"a", L""}}},
+        {"EncodingMeansNothing",
+         L"<?xml version='1.0' encoding='UTF-16'?><a>\x442</a>",
+         {{L"a", L"\x442"}}},
+        {"UnknownEncodingMeansNothing",
+         L"<?xml version='1.0' encoding='no-such'?><a>\xE9</a>",
+         {{L"a", L"\xE9"}}},
+        {"NullsBehindTheEnd", std::wstring(L"<a/>\0\0\0", 7), {{L"a", L""}}},
+        {"NullsAndBlanksBehindTheEnd", std::wstring(L"<a/>\r\n\0 \0\n", 10), {{L"a", L""}}},
+        {"MiscBehindTheEnd", L"<a/><!-- x --><?y?>\n", {{L"a", L""}}},
+    }),
+    [](const auto& test) { return test.param.name; });
+
+struct Refused {
+  const char* name;
+  std::wstring text;
+  const wchar_t* error;  // a part of it
+  std::size_t before;    // elements delivered before the error
+};
+
+class RefusedDocument : public testing::TestWithParam<Refused> {};
+
+TEST_P(RefusedDocument, SaysWhatAndWhere) {
+  const Reading reading = ReadDocument(String(GetParam().text));
+  EXPECT_TRUE(reading.failed);
+  EXPECT_FALSE(reading.cancelled);
+  EXPECT_EQ(reading.items.size(), GetParam().before);
+  EXPECT_NE(reading.error.find(GetParam().error), String::npos)
+      << testing::PrintToString(reading.error);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Documents, RefusedDocument,
+    testing::ValuesIn(std::vector<Refused>{
+        {"Empty", L"", L"empty (line 1, column 1)", 0},
+        {"Blank", L" \n\xFEFF\0", L"empty", 0},
+        {"DeclarationAlone", kDeclaration, L"before its first element", 0},
+        {"PlainText", L"\n hello", L"(line 2, column", 0},
+        {"TagsThatDoNotMatch", L"<a>\n<b></a>", L"(line 2, column", 0},
+        {"Truncated", L"<a><b/>\n<c>x", L"inside the element c (line 2, column", 1},
+        {"TruncatedTag", L"<a><b/><c", L"(line 1, column", 1},
+        {"SecondRoot", L"<a/><b/>", L"(line 1, column", 1},
+        {"TextBehindTheEnd", L"<a/>x", L"(line 1, column", 1},
+        {"DocumentType", L"<!DOCTYPE a><a/>", L"document type declaration", 0},
+        {"DocumentTypeWithEntities", L"<!DOCTYPE a [<!ENTITY b 'c'>]><a>&b;</a>",
+         L"document type declaration", 0},
+        {"ExternalDocumentType", L"<!DOCTYPE a SYSTEM \"http://127.0.0.1:9/x.dtd\"><a/>",
+         L"document type declaration", 0},
+        {"UndefinedEntity", L"<a>&b;</a>", L"(line 1, column", 0},
+        {"NullInside", std::wstring(L"<a><b/>\n\0</a>", 13),
+         L"U+0000 is not allowed in XML (line 2, column 1)", 1},
+        {"ControlCharacter", L"<a>\x1</a>", L"(line 1, column", 0},
+        {"NoncharacterFFFE", L"<a>\xFFFE</a>", L"(line 1, column", 0},
+        {"ControlCharacterByReference", L"<a>&#1;</a>", L"(line 1, column", 0},
+        {"MarkInsideMarkup", L"<a \xFEFF b='1'/>", L"(line 1, column", 0},
+        {"AttributeTwice", L"<a b='1' b='2'/>", L"(line 1, column", 0},
+        {"LineAfterSkippedBlanks", L"\n\n  <a>\n</b>", L"(line 4, column", 0},
+        {"LineAfterSecondDeclaration", kDeclaration + L"\n<?xml version='1.0'\n?>\n<a>\n</b>",
+         L"(line 5, column", 0},
+        {"ThirdDeclaration", kDeclaration + kDeclaration + kDeclaration + L"<a/>", L"(line 1", 0},
+    }),
+    [](const auto& test) { return test.param.name; });
+
+std::wstring Nested(std::size_t depth) {
+  std::wstring text;
+  for (std::size_t i = 0; i < depth; ++i) text += L"<e>";
+  for (std::size_t i = 0; i < depth; ++i) text += L"</e>";
+  return text;
+}
+
+TEST(XmlLimits, Takes250LevelsAndRefuses251) {
+  EXPECT_EQ(ReadDocument(String(Nested(250))).items.size(), 250u);
+  const Reading deeper = ReadDocument(String(Nested(251)));
+  EXPECT_TRUE(deeper.failed);
+  EXPECT_NE(deeper.error.find(L"deeper than 250 (line 1, column"), String::npos);
+  EXPECT_TRUE(ReadDocument(String(Nested(100000))).failed);
+}
+
+TEST(XmlLimits, CountsAnElementsTextInCharacters) {
+  constexpr std::size_t kLimit = std::size_t{8} << 20;
+  std::wstring text(kLimit, L'\x4E2D');
+  const Reading longest = ReadDocument(String(L"<a>" + text + L"</a>"));
+  ASSERT_EQ(longest.items.size(), 1u) << testing::PrintToString(longest.error);
+  EXPECT_EQ(longest.items[0].value, text);
+  const Reading longer = ReadDocument(String(L"<a>" + text + L"x</a>"));
+  EXPECT_TRUE(longer.failed);
+  EXPECT_NE(longer.error.find(L"longer than 8388608 characters"), String::npos)
+      << testing::PrintToString(longer.error);
+  // The limit is each element's own.
+  const std::wstring half(kLimit / 2 + 1, L'x');
+  EXPECT_FALSE(ReadDocument(String(L"<a>" + half + L"<b>" + half + L"</b></a>")).failed);
+  EXPECT_TRUE(ReadDocument(String(L"<a>" + half + L"<b/>" + half + L"</a>")).failed);
+}
+
+TEST(XmlLimits, RefusesAHugeAttributeInTime) {
+  const std::wstring value(std::size_t{30} << 20, L'x');
+  EXPECT_TRUE(ReadDocument(String(L"<a b='" + value + L"'/>")).failed);
+}
+
+TEST(XmlDocument, KeepsEveryCharacterOverFeedingBorders) {
+  // Each length moves the borders of the pieces in which the text is fed.
+  for (std::size_t shift = 0; shift < 5; ++shift) {
+    std::wstring value(shift, L'-');
+    for (int i = 0; i < 20000; ++i) value += L"a\x433\x4E2D\x1F600\n";
+    const Reading reading = ReadDocument(String(L"<a>" + value + L"</a>"));
+    ASSERT_EQ(reading.items.size(), 1u) << testing::PrintToString(reading.error);
+    EXPECT_EQ(reading.items[0].value, value);
+  }
+}
+
+TEST(XmlDocument, CutAtEveryCharacterNeverHangsAndAlwaysFails) {
+  const std::wstring text =
+      L"<?xml version='1.0'?><?xml version='1.0' encoding='utf-8'?>\n<S:Envelope xmlns:S='u'>"
+      L"<!-- c --><a b='1'>x &amp; y<![CDATA[z]]></a><?p q?>\x433\x1F600</S:Envelope>";
+  const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  for (std::size_t length = 0; length < text.size(); ++length) {
+    const Reading reading = ReadDocument(*driver, String(text.substr(0, length)));
+    EXPECT_TRUE(reading.failed) << length;
+    EXPECT_NE(reading.error.find(L"column"), String::npos) << length;
+  }
+  EXPECT_FALSE(ReadDocument(*driver, String(text)).failed);
+}
+
+TEST(XmlDocument, ErrorsAreOneLineOfReasonableLength) {
+  const Reading reading = ReadDocument(String(L"<" + std::wstring(40000, L'n') + L">\n</b>"));
+  EXPECT_TRUE(reading.failed);
+  EXPECT_LT(reading.error.size(), 400u);
+  EXPECT_EQ(reading.error.find(L"\n"), String::npos);
+}
+
+TEST(XmlDocument, ElementsOfOneNameShareItsText) {
+  const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  String error;
+  ASSERT_TRUE(driver->ParseInMem(L"<a><b/><b/></a>", error));
+  const RefCnt<SAX2XmlElement> first = driver->Read();
+  const RefCnt<SAX2XmlElement> second = driver->Read();
+  EXPECT_TRUE(first->GetLocalName().SharesBufferWith(second->GetLocalName()));
+  ASSERT_TRUE(driver->ParseInMem(L"<b/>", error));
+  EXPECT_TRUE(driver->Read()->GetLocalName().SharesBufferWith(first->GetLocalName()));
+}
+
+TEST(XmlDocument, ManyNamesAreStillToldApart) {
+  std::wstring text = L"<r>";
+  for (int i = 0; i < 5000; ++i) {
+    const std::wstring name = L"n" + std::to_wstring(i);
+    text += L"<" + name + L"/>";
+  }
+  const Reading reading = ReadDocument(String(text + L"</r>"));
+  ASSERT_EQ(reading.items.size(), 5001u);
+  for (std::size_t i = 0; i < 5000; ++i)
+    ASSERT_EQ(reading.items[i].name, L"n" + std::to_wstring(i));
+}
+
+}  // namespace
