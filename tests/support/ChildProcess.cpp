@@ -73,7 +73,12 @@ ChildResult RunTestInChild(const std::string& test,
                            const std::map<std::string, std::string>& environment) {
   char self[4096] = {};
   if (readlink("/proc/self/exe", self, sizeof self - 1) < 0) throw std::runtime_error("no self");
-  return RunChild(self, {"--gtest_filter=" + test, "--gtest_also_run_disabled_tests"}, environment);
+  ChildResult result =
+      RunChild(self, {"--gtest_filter=" + test, "--gtest_also_run_disabled_tests"}, environment);
+  // A filter that finds nothing is a success to GoogleTest.
+  if (result.out.find("[  PASSED  ] 1 test.") == std::string::npos && result.exitStatus == 0)
+    result.exitStatus = -1;
+  return result;
 }
 
 }  // namespace support

@@ -19,9 +19,18 @@ ChildResult RunChild(const std::string& program, const std::vector<std::string>&
                      const std::map<std::string, std::string>& environment = {});
 
 /// Runs one test of this very test program in a child process with additional environment
-/// variables: for what a library reads once, when it is loaded. The test to be run is named
-/// "DISABLED_..." so that it runs in no other way.
+/// variables: for what a library reads once, when it is loaded.
 ChildResult RunTestInChild(const std::string& test,
                            const std::map<std::string, std::string>& environment);
 
 }  // namespace support
+
+/// A test whose body runs in a child process with the environment variables given behind its name,
+/// as {{"NAME", "value"}, ...}.
+#define TEST_IN_CHILD(suite, name, ...)                                  \
+  TEST(suite, name) {                                                    \
+    const support::ChildResult result =                                  \
+        support::RunTestInChild(#suite ".DISABLED_" #name, __VA_ARGS__); \
+    EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;         \
+  }                                                                      \
+  TEST(suite, DISABLED_##name)

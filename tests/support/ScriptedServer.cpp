@@ -48,7 +48,7 @@ ScriptedServer::ScriptedServer(Handler handler) : m_impl(std::make_unique<Impl>(
   m_impl->server.Get(".*", answer);
   m_impl->port = m_impl->server.bind_to_any_port("127.0.0.1");
   m_impl->thread = std::thread([impl = m_impl.get()] { impl->server.listen_after_bind(); });
-  m_impl->server.wait_until_ready();
+  while (!m_impl->server.is_running()) std::this_thread::yield();  // else it could not be stopped
 }
 
 ScriptedServer::ScriptedServer(std::vector<Reply> replies)

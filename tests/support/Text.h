@@ -11,8 +11,7 @@
 namespace support {
 
 inline std::string Narrow(const String& text) {
-  const NarrowString bytes =
-      BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+  const NarrowString bytes = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
   return {bytes.data(), bytes.size()};
 }
 

@@ -8,8 +8,8 @@
 /// An agent whose inner operations the tests may call.
 class AgentProbe : public XmlADiscoverAgentImpl {
  public:
-  explicit AgentProbe(const std::string& url,
-                      ServerInfo::TargetType target = ServerInfo::kTessera, bool log = false)
+  explicit AgentProbe(const std::string& url, ServerInfo::TargetType target = ServerInfo::kTessera,
+                      bool log = false)
       : XmlADiscoverAgentImpl(support::Wide(url), String(), String(), target, ServerInfo::kCLIXMLA,
                               log) {}
 

@@ -1,20 +1,19 @@
-#include "Utility/XMLASAX/XMLADataTypes.h"
-
 #include <map>
 
+#include "Utility/XMLASAX/XMLADataTypes.h"
 #include "support/Text.h"
 
 namespace {
 
 // The OLE DB type indicators that the import knows.
 const std::map<int, VXDataType> kKnown = {
-    {2, VXDoubleData},       {3, VXDoubleData},        {4, VXDoubleData},
-    {5, VXDoubleData},       {6, VXDoubleData},        {7, VXDateData},
-    {8, VXLongVarCharData},  {11, VXBitData},          {12, VXLongVarCharData},
-    {14, VXDecimalData},     {17, VXInt1Data},         {18, VXNumericData},
-    {19, VXNumericData},     {20, VXDoubleData},       {21, VXNumericData},
-    {129, VXLongVarCharData}, {130, VXCharData},       {131, VXNumericData},
-    {133, VXDateData},       {135, VXDateData},        {16384, VXLongVarBinaryData},
+    {2, VXDoubleData},        {3, VXDoubleData},  {4, VXDoubleData},
+    {5, VXDoubleData},        {6, VXDoubleData},  {7, VXDateData},
+    {8, VXLongVarCharData},   {11, VXBitData},    {12, VXLongVarCharData},
+    {14, VXDecimalData},      {17, VXInt1Data},   {18, VXNumericData},
+    {19, VXNumericData},      {20, VXDoubleData}, {21, VXNumericData},
+    {129, VXLongVarCharData}, {130, VXCharData},  {131, VXNumericData},
+    {133, VXDateData},        {135, VXDateData},  {16384, VXLongVarBinaryData},
 };
 
 TEST(XmlADataType, EveryCodeOfSixteenBitsIsMappedByTheTableAlone) {
@@ -34,7 +33,8 @@ TEST(XmlADataType, TextIsReadAsANumber) {
 }
 
 TEST(SapBwDataType, FltpInAnyCaseIsFloatAndNothingElseIsKnown) {
-  for (const wchar_t* name : {L"FLTP", L"fltp", L"FlTp"}) EXPECT_EQ(SAPBW2VXDataType(name), VXFloatData);
+  for (const wchar_t* name : {L"FLTP", L"fltp", L"FlTp"})
+    EXPECT_EQ(SAPBW2VXDataType(name), VXFloatData);
   for (const wchar_t* name : {L"", L"CHAR", L"FLTPX", L"XFLTP", L"FLT", L"5", L" FLTP"})
     EXPECT_EQ(SAPBW2VXDataType(name), VXUnknown) << support::Narrow(name);
 }

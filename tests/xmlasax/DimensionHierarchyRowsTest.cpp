@@ -6,8 +6,7 @@
 
 namespace {
 
-XmlAHierarchy Hierarchy(
-    std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> columns) {
+XmlAHierarchy Hierarchy(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> columns) {
   XmlAHierarchy row(ServerInfo::kTessera, ServerInfo::kCLIXMLA);
   for (const auto& [column, value] : columns) row.AppendValueName(column, value);
   return row;

@@ -1,4 +1,5 @@
-// One exchange: what goes over the wire, how a reply is brought into form, and what counts as a fault.
+// One exchange: what goes over the wire, how a reply is brought into form, and what counts as a
+// fault.
 
 #include "AgentProbe.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
@@ -63,8 +64,7 @@ const DeclarationCase kDeclarations[] = {
      kPlain + "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + kRest, kPlain + "\n" + kRest},
     {"single quotes and standalone", "<?xml version='1.0' standalone='yes' ?>" + kRest,
      kPlain + "<?xml version='1.0' standalone='yes' ?>" + kRest, kPlain + kRest},
-    {"doubled", kPlain + kPlain + kRest, kPlain + kPlain + kPlain + kRest,
-     kPlain + kPlain + kRest},
+    {"doubled", kPlain + kPlain + kRest, kPlain + kPlain + kPlain + kRest, kPlain + kPlain + kRest},
     {"behind blanks", " \r\n\t" + kPlain + kRest, kPlain + " \r\n\t" + kPlain + kRest,
      kPlain + kRest},
     {"behind a byte-order mark", "\xEF\xBB\xBF" + kPlain + kRest,
@@ -73,11 +73,16 @@ const DeclarationCase kDeclarations[] = {
 
 TEST(Exchange, BringsTheDeclarationIntoOneForm) {
   const std::pair<ServerInfo::TargetType, bool> targets[] = {
-      {ServerInfo::kAnalysisServices2005, true},  {ServerInfo::kAnalysisServices2008, true},
-      {ServerInfo::kAnalysisServices2012, true},  {ServerInfo::kAnalysisServices2000, false},
-      {ServerInfo::kSAP_BW, false},               {ServerInfo::kSAP_BW35, false},
-      {ServerInfo::kTessera, false},              {ServerInfo::kTamarind7, false},
-      {ServerInfo::kTamarind9, false},            {ServerInfo::kTamarind11, false},
+      {ServerInfo::kAnalysisServices2005, true},
+      {ServerInfo::kAnalysisServices2008, true},
+      {ServerInfo::kAnalysisServices2012, true},
+      {ServerInfo::kAnalysisServices2000, false},
+      {ServerInfo::kSAP_BW, false},
+      {ServerInfo::kSAP_BW35, false},
+      {ServerInfo::kTessera, false},
+      {ServerInfo::kTamarind7, false},
+      {ServerInfo::kTamarind9, false},
+      {ServerInfo::kTamarind11, false},
       {ServerInfo::kTamarind11_1_2_3_500, false},
   };
   for (const auto& declaration : kDeclarations) {
@@ -119,18 +124,21 @@ struct FaultCase {
 
 std::string Envelope(const std::string& inner) {
   return "<?xml version=\"1.0\"?><s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\">"
-         "<s:Body>" + inner + "</s:Body></s:Envelope>";
+         "<s:Body>" +
+         inner + "</s:Body></s:Envelope>";
 }
 
 const FaultCase kFaults[] = {
     {"whole, 200", FaultReply("Client.1", "Wrong catalog"), 200, "[64203] "},
     {"whole, 500", FaultReply("Client.1", "Wrong catalog"), 500, "Wrong catalog"},
     {"code is in the text", FaultReply("Client.1", "Wrong catalog"), 200, "Client.1"},
-    {"prefixed names", Envelope("<s:Fault><s:faultcode>P.1</s:faultcode>"
-                                "<s:faultstring>prefixed</s:faultstring></s:Fault>"),
+    {"prefixed names",
+     Envelope("<s:Fault><s:faultcode>P.1</s:faultcode>"
+              "<s:faultstring>prefixed</s:faultstring></s:Fault>"),
      200, "prefixed"},
-    {"any case", Envelope("<s:Fault><FaultCode>c</FaultCode><FAULTSTRING>upper</FAULTSTRING>"
-                          "</s:Fault>"),
+    {"any case",
+     Envelope("<s:Fault><FaultCode>c</FaultCode><FAULTSTRING>upper</FAULTSTRING>"
+              "</s:Fault>"),
      200, "upper"},
     {"code alone", Envelope("<s:Fault><faultcode>only-code</faultcode></s:Fault>"), 200,
      "only-code"},
@@ -139,11 +147,13 @@ const FaultCase kFaults[] = {
     {"null in capitals is none", FaultReply("Client.1", "NULL"), 200, ""},
     {"null in lower case is none", FaultReply("Client.1", "null"), 200, ""},
     {"nullable is one", FaultReply("Client.1", "nullable"), 200, "nullable"},
-    {"two strings are joined", Envelope("<s:Fault><faultcode>c</faultcode><faultstring>one"
-                                        "</faultstring><faultstring>two</faultstring></s:Fault>"),
+    {"two strings are joined",
+     Envelope("<s:Fault><faultcode>c</faultcode><faultstring>one"
+              "</faultstring><faultstring>two</faultstring></s:Fault>"),
      200, "onetwo"},
-    {"the later code counts", Envelope("<s:Fault><faultcode>first</faultcode><faultcode>second"
-                                       "</faultcode><faultstring>t</faultstring></s:Fault>"),
+    {"the later code counts",
+     Envelope("<s:Fault><faultcode>first</faultcode><faultcode>second"
+              "</faultcode><faultstring>t</faultstring></s:Fault>"),
      200, "second"},
     {"empty fault is none", FaultReply("", ""), 200, ""},
 };
@@ -225,15 +235,16 @@ TEST(Exchange, HttpErrorsHaveNoNumber) {
 
 TEST(Exchange, OtherCharsetsArriveAsTheSameText) {
   const std::string utf8 = "<a><CUBE_NAME>Größe</CUBE_NAME></a>";
-  std::string latin = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a><CUBE_NAME>Gr\xF6\xDF"
-                      "e</CUBE_NAME></a>";
+  std::string latin =
+      "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a><CUBE_NAME>Gr\xF6\xDF"
+      "e</CUBE_NAME></a>";
   std::string utf16 = "\xFF\xFE";
   for (const wchar_t c : support::Wide("<?xml version=\"1.0\" encoding=\"UTF-16\"?>" + utf8)) {
     utf16.push_back(static_cast<char>(c & 0xFF));
     utf16.push_back(static_cast<char>(c >> 8));
   }
-  for (const Reply& reply : {Reply{utf8}, Reply{latin}, Reply{latin, 200, "text/xml; charset=iso-8859-1"},
-                             Reply{utf16}}) {
+  for (const Reply& reply : {Reply{utf8}, Reply{latin},
+                             Reply{latin, 200, "text/xml; charset=iso-8859-1"}, Reply{utf16}}) {
     ScriptedServer server({reply});
     AgentProbe agent(server.Url());
     String response;
@@ -251,13 +262,12 @@ TEST(Exchange, IllFormedUtf8BecomesReplacementCharacters) {
 }
 
 TEST(SchemaElements, AreTenNamesInAnyCase) {
-  for (const wchar_t* name :
-       {L"element", L"complexType", L"sequence", L"choice", L"schema", L"root", L"return",
-        L"DiscoverResponse", L"Body", L"Envelope", L"ELEMENT", L"complextype", L"ROOT",
-        L"discoverresponse"})
+  for (const wchar_t* name : {L"element", L"complexType", L"sequence", L"choice", L"schema",
+                              L"root", L"return", L"DiscoverResponse", L"Body", L"Envelope",
+                              L"ELEMENT", L"complextype", L"ROOT", L"discoverresponse"})
     EXPECT_TRUE(IsSchemaElement(name)) << support::Narrow(name);
-  for (const wchar_t* name : {L"", L"row", L"Header", L"simpleType", L"CUBE_NAME", L"elements",
-                              L"xsd:element", L"Fault"})
+  for (const wchar_t* name :
+       {L"", L"row", L"Header", L"simpleType", L"CUBE_NAME", L"elements", L"xsd:element", L"Fault"})
     EXPECT_FALSE(IsSchemaElement(name)) << support::Narrow(name);
 }
 

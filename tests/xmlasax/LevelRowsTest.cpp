@@ -11,7 +11,8 @@ struct TextColumn {
 
 String LowerCase(const wchar_t* text) {
   String lower;
-  for (const wchar_t c : String(text)) lower.push_back(c >= L'A' && c <= L'Z' ? c - L'A' + L'a' : c);
+  for (const wchar_t c : String(text))
+    lower.push_back(c >= L'A' && c <= L'Z' ? c - L'A' + L'a' : c);
   return lower;
 }
 
@@ -84,8 +85,8 @@ TEST(LevelRow, OfLengthAndPrecisionTheLaterWins) {
 TEST(LevelRow, NumberIsReadAsSixteenBits) {
   XmlALevel row = Level();
   EXPECT_EQ(row.GetLevelNumber(), 0);
-  for (const auto& [text, number] : {std::pair{L"3", 3}, {L"-2", -2}, {L"no number", 0},
-                                     {L"40000", 32767}, {L" 7th", 7}}) {
+  for (const auto& [text, number] :
+       {std::pair{L"3", 3}, {L"-2", -2}, {L"no number", 0}, {L"40000", 32767}, {L" 7th", 7}}) {
     row.AppendValueName(L"level_number", text);
     EXPECT_EQ(row.GetLevelNumber(), number);
   }
@@ -105,11 +106,14 @@ TEST(LevelRow, KeepsEveryPropertyInOrderAndShared) {
   XmlALevel row = Level();
   EXPECT_EQ(row.GetNumOfProperties(), 0u);
   const RefCnt<XmlALevelProperty> property(new XmlALevelProperty);
-  for (const auto& [column, value] :
-       {std::pair{L"PROPERTY_CAPTION", L"c"}, {L"PROPERTY_NAME", L"n"}, {L"DATA_TYPE", L"130"},
-        {L"NUMERIC_PRECISION", L"9"}, {L"NUMERIC_SCALE", L"2"},
-        {L"PROPERTY_ATTRIBUTE_HIERARCHY_NAME", L"a"}, {L"KELVORA_ATTRIBUTE_GENERATION", L"4"},
-        {L"KELVORA_PROPERTY_TYPE", L"1"}})
+  for (const auto& [column, value] : {std::pair{L"PROPERTY_CAPTION", L"c"},
+                                      {L"PROPERTY_NAME", L"n"},
+                                      {L"DATA_TYPE", L"130"},
+                                      {L"NUMERIC_PRECISION", L"9"},
+                                      {L"NUMERIC_SCALE", L"2"},
+                                      {L"PROPERTY_ATTRIBUTE_HIERARCHY_NAME", L"a"},
+                                      {L"KELVORA_ATTRIBUTE_GENERATION", L"4"},
+                                      {L"KELVORA_PROPERTY_TYPE", L"1"}})
     property->AppendValueName(column, value);
   row.AppendLevelProperty(property);
   row.AppendLevelProperty(property);

@@ -49,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, MeasureUniqueName,
                                          NameCase{L"[Measures].[]", L""},    // 13
                                          NameCase{L"[Measures].[X]", L"X"},  // 14
                                          // the same cut wherever the pattern stands
-                                         NameCase{L"abc[Measures].[Sales]", L"s].[Sales"},
+                                         NameCase{L"abc[Measures].[Sales]", L"].[Sales"},
                                          NameCase{L"Total of all [Measures]", L" [Measures"}));
 
 struct MeasureColumn {

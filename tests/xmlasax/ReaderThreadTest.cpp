@@ -16,6 +16,12 @@ String Document(int elements) {
   return support::Wide(text + "</root>");
 }
 
+/// More than is handed over at once.
+const String& LargeDocument() {
+  static const String document = Document(100000);
+  return document;
+}
+
 TEST(ReaderThread, DeliversEverythingInOrder) {
   for (const int count : {0, 1, 2, 255, 256, 257, 5000}) {
     AgentProbe agent(kNobody);
@@ -43,7 +49,7 @@ TEST(ReaderThread, AParseErrorComesAfterWhatWasReadBeforeIt) {
 
 TEST(ReaderThread, ACancelledParseIsMessage46066) {
   AgentProbe agent(kNobody);
-  agent.StartSaxParser(Document(100000));  // more than is handed over at once
+  agent.StartSaxParser(LargeDocument());
   agent.StopSaxParser();
   VXStringVector values;
   EXPECT_EQ(ErrorNumberOf([&] { agent.ReadDataSourceInfo(values); }), 46066);
@@ -70,7 +76,7 @@ TEST(ReaderThread, StoppingTwiceOrWithoutAThreadDoesNothing) {
 TEST(ReaderThread, StartingOverARunningReaderReadsTheNewDocumentAlone) {
   AgentProbe agent(kNobody);
   for (int round = 0; round < 50; ++round) {
-    agent.StartSaxParser(Document(100000));
+    agent.StartSaxParser(LargeDocument());
     agent.StartSaxParser(Document(round));
     VXStringVector values;
     agent.ReadDataSourceInfo(values);
@@ -92,7 +98,7 @@ TEST(ReaderThread, AConsumerThatStopsEarlyLeavesNothingForTheNextParse) {
 TEST(ReaderThread, AnAgentMayBeDestroyedOverARunningReader) {
   for (int round = 0; round < 50; ++round) {
     AgentProbe agent(kNobody);
-    agent.StartSaxParser(Document(round % 2 ? 100000 : 1));
+    agent.StartSaxParser(round % 2 ? LargeDocument() : Document(1));
   }
 }
 

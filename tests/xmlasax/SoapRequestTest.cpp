@@ -1,7 +1,6 @@
-#include "Utility/XMLASAX/XmlASoapRequest.h"
-
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
+#include "Utility/XMLASAX/XmlASoapRequest.h"
 #include "support/Text.h"
 
 namespace {
@@ -96,7 +95,8 @@ const RequestCase kCases[] = {
      },
      "",
      "<Restrictions><RestrictionList><CATALOG_NAME></CATALOG_NAME><CUBE_NAME></CUBE_NAME>"
-     "<DIMENSION_UNIQUE_NAME></DIMENSION_UNIQUE_NAME><HIERARCHY_UNIQUE_NAME></HIERARCHY_UNIQUE_NAME>"
+     "<DIMENSION_UNIQUE_NAME></DIMENSION_UNIQUE_NAME><HIERARCHY_UNIQUE_NAME></"
+     "HIERARCHY_UNIQUE_NAME>"
      "<PropertyName></PropertyName></RestrictionList></Restrictions><Properties></Properties>"},
     {"empty level and member make nothing",
      [](R& r) {
@@ -139,18 +139,18 @@ class SoapRequest : public testing::TestWithParam<RequestCase> {};
 TEST_P(SoapRequest, HasExactlyTheseBytes) {
   XmlASoapRequest request;
   GetParam().fill(request);
-  EXPECT_EQ(support::Narrow(request.GetContent()),
-            kPrologue + "<RequestType>" + GetParam().type + "</RequestType>\n" + GetParam().rest +
-                kEpilogue);
+  EXPECT_EQ(support::Narrow(request.GetContent()), kPrologue + "<RequestType>" + GetParam().type +
+                                                       "</RequestType>\n" + GetParam().rest +
+                                                       kEpilogue);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, SoapRequest, testing::ValuesIn(kCases));
 
 TEST(SoapRequestBuilder, EveryListRestrictionAloneCountsEvenWhenEmpty) {
   using Push = void (XmlASoapRequest::*)(const String&);
-  for (const Push push : {&R::PushCatalogRestriction, &R::PushCubeRestriction,
-                          &R::PushDimensionRestriction, &R::PushHierarchyRestriction,
-                          &R::PushPropertyRestriction}) {
+  for (const Push push :
+       {&R::PushCatalogRestriction, &R::PushCubeRestriction, &R::PushDimensionRestriction,
+        &R::PushHierarchyRestriction, &R::PushPropertyRestriction}) {
     XmlASoapRequest request;
     EXPECT_FALSE(request.HasRestriction());
     (request.*push)(L"");

@@ -1,0 +1,246 @@
+// The import log, byte for byte but for the times. The environment switches it on, so every test
+// runs in a process of its own.
+
+#include <sys/stat.h>
+
+#include <regex>
+
+#include "AgentProbe.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using support::FaultReply;
+using support::RowsetReply;
+using support::ScriptedServer;
+using testing::HasSubstr;
+
+const std::map<std::string, std::string> kLogging = {{"OT_XMLA_IMPORT_LOGGING", ""}};
+const std::string kDelimiter = "\n##############################################\n";
+constexpr const char* kBom = "\xEF\xBB\xBF";
+
+/// Sends the logs of agents made while it lives into a directory of its own.
+class LogDir {
+ public:
+  LogDir() { SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(m_dir.Path())); }
+  ~LogDir() { SUSystemConfig::GetSystemConfig().SetLogDirectory(String()); }
+  std::filesystem::path File() const {
+    const auto files = m_dir.Files();
+    return files.size() == 1 ? files[0] : std::filesystem::path("no single log file");
+  }
+  bool Empty() const { return m_dir.Files().empty(); }
+  /// The log with every time replaced by TIME.
+  std::string Text() const {
+    static const std::regex time(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}");
+    return std::regex_replace(support::ReadFile(File()), time, "TIME");
+  }
+
+ private:
+  support::TempDir m_dir;
+};
+
+std::string Header(const std::string& target, const std::string& url,
+                   const std::string& user = "") {
+  return std::string(kBom) + "TIME, XmlA Import Logging \n\tTarget Service:\t" + target +
+         "\n\tURL:\t" + url + "\n\tUser:\t" + user + "\r\n";
+}
+
+std::string Entry(const std::string& title, const std::string& request,
+                  const std::string& response) {
+  return kDelimiter + title + "\nTIME\tTIME\tTIME\n" +
+         "Requesting time in seconds: 0\tParsing time in seconds: 0\n"
+         "======== Request ===========\n" +
+         request + "\n++++++++ Response ++++++++++\n" + response + "\n";
+}
+
+const std::string kClosing = kDelimiter + "Import ends at TIME\n";
+
+TEST_IN_CHILD(ImportLog, HasHeaderEntriesAndClosingEntry, kLogging) {
+  const std::string reply = RowsetReply("CATALOG_NAME", {"Größe", "日"});
+  ScriptedServer server({{reply}});
+  LogDir log;
+  {
+    AgentProbe agent(server.Url(), ServerInfo::kSAP_BW35, true);
+    VXStringVector catalogs;
+    agent.GetCatalogs(catalogs, L"default");
+  }
+  EXPECT_EQ(log.Text(), Header("SAP BW 3.5", server.Url()) +
+                            Entry("Get Catalogs from data source: \"default\"\n",
+                                  server.Requests()[0].body, reply) +
+                            kClosing);
+}
+
+TEST_IN_CHILD(ImportLog, IsNamedAfterTheMomentAndBelongsToItsUserAlone, kLogging) {
+  LogDir log;
+  { AgentProbe agent(kNobody, ServerInfo::kTessera, true); }
+  EXPECT_TRUE(std::regex_match(log.File().filename().string(),
+                               std::regex("OT_xmla_20[0-9]{2}(_[0-9]{2}){5}\\.log")))
+      << log.File();
+  struct stat status {};
+  ASSERT_EQ(stat(log.File().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+TEST_IN_CHILD(ImportLog, WithoutTheArgumentThereIsNone, kLogging) {
+  ScriptedServer server({{RowsetReply("")}});
+  LogDir log;
+  {
+    AgentProbe agent(server.Url(), ServerInfo::kTessera, false);
+    VXStringVector catalogs;
+    agent.GetCatalogs(catalogs, L"d");
+  }
+  EXPECT_TRUE(log.Empty());
+}
+
+TEST(ImportLog, WithoutTheVariableThereIsNone) {
+  LogDir log;
+  { AgentProbe agent(kNobody, ServerInfo::kTessera, true); }
+  EXPECT_TRUE(log.Empty());
+}
+
+TEST_IN_CHILD(ImportLog, TheForcedTamarindKindStandsInTheHeader,
+              {{"OT_XMLA_IMPORT_LOGGING", "0"}, {"OT_XMLA_IMPORT_TAMARIND", ""}}) {
+  LogDir log;
+  { AgentProbe agent(kNobody, ServerInfo::kAnalysisServices2005, true); }
+  EXPECT_EQ(log.Text(), Header("Tamarind 7", kNobody) + kClosing);
+}
+
+TEST_IN_CHILD(ImportLog, ThePasswordIsNowhereInIt, kLogging) {
+  ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
+  LogDir log;
+  std::string url = server.Url();
+  url.insert(url.find("127"), "urluser:c4naryInUrl@");
+  {
+    XmlADiscoverAgentImpl agent(support::Wide(url), L"someone", L"c4nary",
+                                ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA, true);
+    std::pair<String, String> info;
+    agent.GetProviderInfomation(info);
+    VXStringVector names;
+    agent.GetDataSourceInfo(names);
+  }
+  EXPECT_THAT(log.Text(), HasSubstr("\tURL:\t" + server.Url()));
+  EXPECT_THAT(log.Text(), HasSubstr("\tUser:\tsomeone\r\n"));
+  EXPECT_THAT(log.Text(), testing::Not(HasSubstr("c4nary")));
+}
+
+TEST_IN_CHILD(ImportLog, AHeaderThatDoesNotFitIsCut, kLogging) {
+  for (const std::size_t length : {std::size_t{100}, std::size_t{1000}}) {
+    LogDir log;
+    const std::string url = std::string(kNobody) + "/" + std::string(length, 'x');
+    { AgentProbe agent(url, ServerInfo::kTessera, true); }
+    // In the file the time takes 23 characters and the byte-order mark three bytes.
+    const std::string header = Header("Tessera", url).substr(3);
+    const std::size_t room = 255 - 23 + 4;
+    EXPECT_EQ(log.Text(),
+              kBom + (header.size() <= room ? header : header.substr(0, room)) + kClosing);
+  }
+}
+
+TEST_IN_CHILD(ImportLog, ATitleThatDoesNotFitIsCut, kLogging) {
+  const std::string reply = RowsetReply("");
+  ScriptedServer server({{reply}});
+  LogDir log;
+  const std::string name(5000, 'x');
+  {
+    AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
+    VXStringVector catalogs;
+    agent.GetCatalogs(catalogs, support::Wide(name));
+  }
+  const std::string title = "Get Catalogs from data source: \"" + name;
+  EXPECT_EQ(log.Text(), Header("Tessera", server.Url()) +
+                            Entry(title.substr(0, 4095), server.Requests()[0].body, reply) +
+                            kClosing);
+}
+
+TEST_IN_CHILD(ImportLog, ErrorTitlesOfNameAndVersionDifferInABlank, kLogging) {
+  const std::string fault = FaultReply("c", "no such property");
+  ScriptedServer server([&](const support::Request&) { return support::Reply{fault}; });
+  LogDir log;
+  std::string error;
+  {
+    AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
+    String text;
+    error = ErrorOf([&] { agent.GetProviderName(text); });
+    EXPECT_EQ(ErrorOf([&] { agent.GetProviderVersion(text); }), error);
+  }
+  EXPECT_THAT(error, HasSubstr("no such property"));
+  const auto requests = server.Requests();
+  EXPECT_EQ(
+      log.Text(),
+      Header("Tessera", server.Url()) +
+          Entry("Get Provider Name: \"" + server.Url() + "\", errorMessage: \"" + error + "\" \n",
+                requests[0].body, fault) +
+          Entry("Get Provider Version: \"" + server.Url() + "\", errorMessage: \"" + error + "\"\n",
+                requests[1].body, fault) +
+          kClosing);
+}
+
+TEST_IN_CHILD(ImportLog, AFailedSendHasAnEmptyResponse, kLogging) {
+  LogDir log;
+  std::string error;
+  {
+    AgentProbe agent(kNobody, ServerInfo::kTessera, true);
+    VXStringVector names;
+    error = ErrorOf([&] { agent.GetDataSourceInfo(names); });
+  }
+  const std::string text = log.Text();
+  EXPECT_THAT(text, HasSubstr("Get data sources from URL: \"" + std::string(kNobody) +
+                              "\", errorMessage: \"" + error + "\"\n\nTIME"));
+  EXPECT_THAT(text, HasSubstr("\n++++++++ Response ++++++++++\n\n" + kClosing));
+}
+
+TEST_IN_CHILD(ImportLog, CountsWholeSecondsCutNotRounded, kLogging) {
+  LogDir log;
+  {
+    AgentProbe agent(kNobody, ServerInfo::kTessera, true);
+    const auto at = [](int second, int microsecond) {
+      return VXDateTime::FromFields(2016, 6, 15, 13, 46, second, microsecond);
+    };
+    agent.LogContent(L"T", L"q", L"r", at(1, 0), at(3, 999999), at(4, 0));
+    agent.LogContent(L"back", L"q", L"r", at(5, 0), at(3, 0), at(9, 0));
+  }
+  const std::string text = support::ReadFile(log.File());
+  EXPECT_THAT(text, HasSubstr(kDelimiter +
+                              "T\n2016-06-15 13:46:01.000\t2016-06-15 13:46:03.999\t2016-06-15 "
+                              "13:46:04.000\nRequesting time in seconds: 2\tParsing time in "
+                              "seconds: 0\n======== Request ===========\nq\n++++++++ Response "
+                              "++++++++++\nr\n"));
+  EXPECT_THAT(text, HasSubstr("back\n"));
+  EXPECT_THAT(text, HasSubstr("Requesting time in seconds: 0\tParsing time in seconds: 6\n"));
+}
+
+TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLogging) {
+  SUSystemConfig::GetSystemConfig().SetLogDirectory(L"/proc/no-such-directory");
+  OTXMLAAnaTamImportAPI import;
+  EXPECT_THAT(ErrorOf([&] {
+                import.SetupConnInfo(support::Wide(kNobody), L"", L"", ServerInfo::kTessera,
+                                     ServerInfo::kCLIXMLA);
+              }),
+              HasSubstr("/proc/no-such-directory"));
+}
+
+TEST_IN_CHILD(ImportLog, IsWrittenAsTheImportGoes, kLogging) {
+  ScriptedServer server({{RowsetReply("")}});
+  LogDir log;
+  AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
+  EXPECT_EQ(log.Text(), Header("Tessera", server.Url()));
+  VXStringVector catalogs;
+  agent.GetCatalogs(catalogs, L"d");
+  EXPECT_THAT(log.Text(), HasSubstr("Get Catalogs from data source: \"d\"\n"));
+}
+
+TEST_IN_CHILD(ImportLog, TheImportObjectAsksForItAndIdentifyingDoesNot, kLogging) {
+  LogDir log;
+  {
+    OTXMLAAnaTamImportAPI import;
+    import.SetupConnInfo(support::Wide(kNobody), L"", L"", ServerInfo::kTessera,
+                         ServerInfo::kCLIXMLA);
+  }
+  EXPECT_EQ(log.Text(), Header("Tessera", kNobody) + kClosing);
+}
+
+}  // namespace
