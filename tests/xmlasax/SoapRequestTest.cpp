@@ -1,20 +1,10 @@
+#include "DiscoverText.h"
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
 #include "Utility/XMLASAX/XmlASoapRequest.h"
 #include "support/Text.h"
 
 namespace {
-
-// Written out here once more, byte for byte, so that no slip in the builder goes unseen.
-const std::string kPrologue =
-    "<?xml version=\"1.0\"?>\r\n"
-    "                <SOAP-ENV:Envelope\r\n"
-    "                xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"\r\n"
-    "                SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n"
-    "                <SOAP-ENV:Body>\r\n"
-    "                <Discover xmlns=\"urn:schemas-microsoft-com:xml-analysis\"\r\n"
-    "                SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n";
-const std::string kEpilogue = "</Discover>\r\n </SOAP-ENV:Body>\r\n </SOAP-ENV:Envelope>\r\n";
 
 struct RequestCase {
   std::string name;
@@ -139,9 +129,7 @@ class SoapRequest : public testing::TestWithParam<RequestCase> {};
 TEST_P(SoapRequest, HasExactlyTheseBytes) {
   XmlASoapRequest request;
   GetParam().fill(request);
-  EXPECT_EQ(support::Narrow(request.GetContent()), kPrologue + "<RequestType>" + GetParam().type +
-                                                       "</RequestType>\n" + GetParam().rest +
-                                                       kEpilogue);
+  EXPECT_EQ(support::Narrow(request.GetContent()), Discover(GetParam().type, GetParam().rest));
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, SoapRequest, testing::ValuesIn(kCases));
