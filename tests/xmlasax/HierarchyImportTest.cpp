@@ -1,0 +1,634 @@
+// The import of a cube's hierarchies: what is asked, what is skipped, and the records that come
+// out.
+
+#include "CubeScript.h"
+#include "DiscoverText.h"
+#include "ImportProbe.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using support::Request;
+using support::RequestType;
+using support::ScriptedServer;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr auto kAnalysis = ServerInfo::kAnalysisServices2005;
+constexpr auto kTessera = ServerInfo::kTessera;
+constexpr auto kSap = ServerInfo::kSAP_BW35;
+constexpr auto kTamarind = ServerInfo::kTamarind11;
+
+struct Imported {
+  std::vector<OTXMLAHierarchy> hierarchies;
+  std::string errors;
+  std::string warnings;
+  std::vector<std::string> requests;  // bodies
+};
+
+Imported Import(const CubeScript& cube, ServerInfo::TargetType target) {
+  ScriptedServer server(cube);
+  ImportProbe import(server.Url(), target);
+  Imported result;
+  result.hierarchies.resize(3);  // what the host left in it must go
+  String errors;
+  String warnings;
+  import.GetHierarchies(result.hierarchies, errors, warnings);
+  result.errors = support::Narrow(errors);
+  result.warnings = support::Narrow(warnings);
+  for (const Request& request : server.Requests()) result.requests.push_back(request.body);
+  return result;
+}
+
+/// The import of one hierarchy with those columns beside its unique name "[D].[H]".
+Imported ImportOne(std::initializer_list<std::pair<const char*, std::string>> columns,
+                   ServerInfo::TargetType target, CubeScript cube = {}) {
+  std::string row = Row(columns);
+  row.insert(5, "<HIERARCHY_UNIQUE_NAME>[D].[H]</HIERARCHY_UNIQUE_NAME>");
+  cube.hierarchies = row;
+  return Import(cube, target);
+}
+
+std::vector<std::string> Types(const Imported& result) {
+  std::vector<std::string> types;
+  for (const std::string& request : result.requests) types.push_back(RequestType(request));
+  return types;
+}
+
+// What is skipped.
+
+struct SkipCase {
+  const char* name;
+  ServerInfo::TargetType target;
+  const char* columns;
+  int message;  // 0: imported
+};
+
+const SkipCase kSkips[] = {
+    {"measures", kAnalysis, "<DIMENSION_TYPE>2</DIMENSION_TYPE><STRUCTURE>0</STRUCTURE>", 62012},
+    {"measures", kTessera, "<DIMENSION_TYPE>2</DIMENSION_TYPE><STRUCTURE>0</STRUCTURE>", 62012},
+    {"measures", kSap, "<DIMENSION_TYPE>2</DIMENSION_TYPE>", 62012},
+    {"measures", kTamarind, "<DIMENSION_TYPE>2</DIMENSION_TYPE>", 0},
+    {"no structure", kAnalysis, "", 62013},
+    {"no structure", kTessera, "", 62013},
+    {"no structure", kSap, "", 0},
+    {"no structure", kTamarind, "", 0},
+    {"structure 0", kAnalysis, "<STRUCTURE>0</STRUCTURE>", 0},
+    {"structure 1", kAnalysis, "<STRUCTURE>1</STRUCTURE>", 0},
+    {"structure 2", kAnalysis, "<STRUCTURE>2</STRUCTURE>", 0},
+    {"structure 3", kAnalysis, "<STRUCTURE>3</STRUCTURE>", 0},
+    {"structure 4", kAnalysis, "<STRUCTURE>4</STRUCTURE>", 62013},
+    {"structure 4", kSap, "<STRUCTURE>4</STRUCTURE>", 0},
+    {"virtual", kAnalysis, "<STRUCTURE>0</STRUCTURE><IS_VIRTUAL>true</IS_VIRTUAL>", 62011},
+    {"virtual", kSap, "<IS_VIRTUAL>TRUE</IS_VIRTUAL>", 62011},
+    {"virtual", kTamarind, "<DIMENSION_MASTER_UNIQUE_NAME/>", 62011},
+    {"measures before structure", kAnalysis,
+     "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62012},
+    {"structure before virtual", kAnalysis, "<IS_VIRTUAL>true</IS_VIRTUAL>", 62013},
+    {"measures before virtual", kSap,
+     "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62012},
+    {"a virtual measures hierarchy", kTamarind,
+     "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62011},
+};
+
+TEST(HierarchyImport, SkipsByTheRulesOfTheProviderWithOneWarning) {
+  for (const SkipCase& skip : kSkips) {
+    CubeScript cube;
+    cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[D].[H]</HIERARCHY_UNIQUE_NAME>" +
+                       std::string(skip.columns) + "</row>" +
+                       Row({{"HIERARCHY_UNIQUE_NAME", "[next]"}, {"STRUCTURE", "0"}});
+    const Imported result = Import(cube, skip.target);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.hierarchies.size(), skip.message ? 1u : 2u) << skip.name << skip.target;
+    if (!skip.message) {
+      EXPECT_EQ(result.warnings, "") << skip.name << skip.target;
+      continue;
+    }
+    EXPECT_THAT(result.warnings, testing::StartsWith("[" + std::to_string(skip.message) + "] "))
+        << skip.name << skip.target;
+    EXPECT_EQ(std::count(result.warnings.begin(), result.warnings.end(), '\n'), 1);
+    EXPECT_EQ(result.warnings.back(), '\n');
+  }
+}
+
+TEST(HierarchyImport, WarningsNameHierarchySourceCatalogAndCube) {
+  for (const auto& [columns, number] :
+       {std::pair{"<DIMENSION_TYPE>2</DIMENSION_TYPE>", "62012"},
+        {"", "62013"},
+        {"<STRUCTURE>0</STRUCTURE><IS_VIRTUAL>true</IS_VIRTUAL>", "62011"}}) {
+    CubeScript cube;
+    cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[the hierarchy]</HIERARCHY_UNIQUE_NAME>" +
+                       std::string(columns) + "</row>";
+    ScriptedServer server(cube);
+    ImportProbe import(server.Url(), kAnalysis);
+    import.SetImportChoiceInfo(L"the source", L"the catalog", L"the cube");
+    std::vector<OTXMLAHierarchy> hierarchies;
+    String errors;
+    String warnings;
+    import.GetHierarchies(hierarchies, errors, warnings);
+    for (const char* argument :
+         {number, "[the hierarchy]", "the source", "the catalog", "the cube"})
+      EXPECT_THAT(support::Narrow(warnings), HasSubstr(argument));
+  }
+}
+
+// Names and kinds.
+
+TEST(HierarchyImport, KeepsACaptionWhole) {
+  const std::string caption = "A [caption]. with 'everything' * ? " + std::string(200, 'x');
+  const Imported result = ImportOne(
+      {{"HIERARCHY_CAPTION", caption}, {"STRUCTURE", "0"}, {"DIMENSION_UNIQUE_NAME", "[D]"}},
+      kAnalysis);
+  ASSERT_EQ(result.hierarchies.size(), 1u);
+  EXPECT_EQ(support::Narrow(result.hierarchies[0].m_hierarchyName), caption);
+  EXPECT_EQ(result.hierarchies[0].m_externalName, String(L"D.H"));
+  EXPECT_EQ(result.hierarchies[0].m_dimensionUniqueName, String(L"D"));
+}
+
+struct NameCase {
+  const char* uniqueName;
+  const char* external;
+  const char* generated;
+};
+
+TEST(HierarchyImport, GeneratesANameWhereThereIsNoCaption) {
+  const NameCase cases[] = {
+      {"[Product].[Brand Name]", "Product.Brand Name", "ProductBrandName"},
+      {"[a b]\t[c*d]&#13;[e?f'g].h", "a b\tc*d\re?f'g.h", "abcdefgh"},
+      {"[[x]]", "x", "x"},
+      {"[a&#10;b]", "a\nb", "a\nb"},  // line feeds stay
+      {"", "", ""},
+      {"[日本.語]", "日本.語", "日本語"},
+  };
+  for (const NameCase& name : cases) {
+    CubeScript cube;
+    cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", name.uniqueName}, {"STRUCTURE", "0"}});
+    const Imported result = Import(cube, kAnalysis);
+    ASSERT_EQ(result.hierarchies.size(), 1u) << name.uniqueName;
+    EXPECT_EQ(support::Narrow(result.hierarchies[0].m_externalName), name.external);
+    EXPECT_EQ(support::Narrow(result.hierarchies[0].m_hierarchyName), name.generated);
+  }
+}
+
+TEST(HierarchyImport, CutsAGeneratedNameAt128Characters) {
+  const struct {
+    std::string text;
+    std::string kept;
+  } cases[] = {
+      {std::string(200, 'x'), std::string(128, 'x')},
+      {std::string(128, 'x'), std::string(128, 'x')},
+      {std::string(100, ' ') + std::string(128, 'x'), std::string(128, 'x')},
+  };
+  for (const auto& c : cases) {
+    CubeScript cube;
+    cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[" + c.text + "]"}, {"STRUCTURE", "0"}});
+    const Imported result = Import(cube, kAnalysis);
+    EXPECT_EQ(support::Narrow(result.hierarchies.at(0).m_hierarchyName), c.kept);
+    EXPECT_EQ(support::Narrow(result.hierarchies.at(0).m_externalName), c.text);
+  }
+  // Characters, not bytes; one beyond the basic plane counts one.
+  std::string astral;
+  for (int i = 0; i < 200; ++i) astral += "\U0001F4C8";
+  CubeScript cube;
+  cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", astral}, {"STRUCTURE", "0"}});
+  EXPECT_EQ(Import(cube, kAnalysis).hierarchies.at(0).m_hierarchyName.size(), 128u);
+}
+
+TEST(HierarchyImport, TakesStructureAndDimensionTypeOfTheRow) {
+  const int types[] = {1, 3, 2, 4};
+  for (int structure = 0; structure < 4; ++structure) {
+    const Imported result =
+        ImportOne({{"STRUCTURE", std::to_string(structure)}, {"DIMENSION_TYPE", "1"}}, kAnalysis);
+    EXPECT_EQ(result.hierarchies.at(0).m_hierarchyType, types[structure]);
+    EXPECT_EQ(result.hierarchies.at(0).m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
+  }
+}
+
+TEST(HierarchyImport, LeavesTheHostsFieldsEmpty) {
+  const Imported result = ImportOne({{"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[M]"}}, kAnalysis);
+  const OTXMLAHierarchy& hierarchy = result.hierarchies.at(0);
+  EXPECT_TRUE(hierarchy.m_alternateHierarchyNames.empty());
+  EXPECT_TRUE(hierarchy.m_udas.empty());
+  EXPECT_EQ(hierarchy.m_defaultMember, String());
+}
+
+// SAP BW.
+
+TEST(SapHierarchyImport, MakesDefaultHierarchiesAndUnknownOnesBalanced) {
+  CubeScript cube;
+  cube.dimensions = Row({{"DEFAULT_HIERARCHY", "[default]"}});
+  cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[default]"}, {"STRUCTURE", "2"}}) +
+                     Row({{"HIERARCHY_UNIQUE_NAME", "[other]"}, {"STRUCTURE", "2"}}) +
+                     Row({{"HIERARCHY_UNIQUE_NAME", "[unknown]"}}) +
+                     Row({{"HIERARCHY_UNIQUE_NAME", "[DEFAULT]"}, {"STRUCTURE", "3"}});
+  const Imported result = Import(cube, kSap);
+  ASSERT_EQ(result.hierarchies.size(), 4u);
+  EXPECT_EQ(result.hierarchies[0].m_hierarchyType, OTXMLAHierarchy::kHierarchyFullyBalanced);
+  EXPECT_EQ(result.hierarchies[1].m_hierarchyType, OTXMLAHierarchy::kHierarchyUnBalanced);
+  EXPECT_EQ(result.hierarchies[2].m_hierarchyType, OTXMLAHierarchy::kHierarchyFullyBalanced);
+  EXPECT_EQ(result.hierarchies[3].m_hierarchyType, OTXMLAHierarchy::kHierarchyNetwork);
+}
+
+// Tamarind.
+
+TEST(TamarindHierarchyImport, TakesTheTypeOfTheFirstDimensionOfThatName) {
+  CubeScript cube;
+  cube.dimensions = Row({{"DIMENSION_UNIQUE_NAME", "[other]"}, {"DIMENSION_TYPE", "5"}}) +
+                    Row({{"DIMENSION_UNIQUE_NAME", "[d]"},
+                         {"DIMENSION_TYPE", "3"},
+                         {"KELVORA_DIMENSION_IS_ATTRIBUTE", "true"}}) +
+                    Row({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "6"}});
+  cube.hierarchies = Row({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "1"}}) +
+                     Row({{"DIMENSION_UNIQUE_NAME", "[none]"}, {"DIMENSION_TYPE", "1"}}) +
+                     Row({{"DIMENSION_UNIQUE_NAME", "[OTHER]"}});
+  const Imported result = Import(cube, kTamarind);
+  ASSERT_EQ(result.hierarchies.size(), 3u);
+  EXPECT_EQ(result.hierarchies[0].m_dimensionType, OTXMLAHierarchy::kDimensionAttribute);
+  EXPECT_EQ(result.hierarchies[1].m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
+  EXPECT_EQ(result.hierarchies[2].m_dimensionType, OTXMLAHierarchy::kDimensionAccounts);
+}
+
+TEST(TamarindHierarchyImport, WithoutDimensionsKeepsTheHierarchysType) {
+  const Imported result = ImportOne({{"DIMENSION_TYPE", "1"}}, kTamarind);
+  EXPECT_EQ(result.hierarchies.at(0).m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
+}
+
+TEST(TamarindHierarchyImport, OtherKindsKeepTheirOwnType) {
+  CubeScript cube;
+  cube.dimensions = Row({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "6"}});
+  for (const auto target : {kAnalysis, kSap}) {
+    const Imported result =
+        ImportOne({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "1"}, {"STRUCTURE", "0"}},
+                  target, cube);
+    EXPECT_EQ(result.hierarchies.at(0).m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
+  }
+}
+
+struct DefaultMemberCase {
+  const char* columns;
+  bool asked;
+};
+
+TEST(TamarindHierarchyImport, ADefaultMemberThatIsTheAllMemberNeedsNoLookUp) {
+  const DefaultMemberCase cases[] = {
+      {"<DEFAULT_MEMBER>[All]</DEFAULT_MEMBER><ALL_MEMBER>[all]</ALL_MEMBER>", false},
+      {"", false},  // two empty names
+      {"<DEFAULT_MEMBER/><ALL_MEMBER/>", false},
+      {"<DEFAULT_MEMBER>[All]</DEFAULT_MEMBER>", true},
+      {"<DEFAULT_MEMBER>[x]</DEFAULT_MEMBER><ALL_MEMBER>[All]</ALL_MEMBER>", true},
+  };
+  for (const DefaultMemberCase& c : cases) {
+    CubeScript cube;
+    cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[H]</HIERARCHY_UNIQUE_NAME>" +
+                       std::string(c.columns) + "</row>";
+    cube.members["[H]"] = Row({{"MEMBER_TYPE", "3"}});
+    const Imported result = Import(cube, kTamarind);
+    EXPECT_EQ(result.hierarchies.at(0).m_memberType,
+              c.asked ? OTXMLAHierarchy::kMemberTypeFormula : OTXMLAHierarchy::kMemberTypeAll)
+        << c.columns;
+    EXPECT_EQ(std::ranges::count(Types(result), "MDSCHEMA_MEMBERS"), c.asked ? 1 : 0) << c.columns;
+  }
+}
+
+TEST(HierarchyImport, OtherKindsAlwaysLookTheDefaultMemberUp) {
+  for (const auto target : {kAnalysis, kSap}) {
+    CubeScript cube;
+    cube.members["[D].[H]"] = Row({{"MEMBER_TYPE", "2"}});
+    const Imported result = ImportOne({{"STRUCTURE", "0"},
+                                       {"DEFAULT_MEMBER", "[D].[All &amp; more]"},
+                                       {"ALL_MEMBER", "[D].[All &amp; more]"}},
+                                      target, cube);
+    EXPECT_EQ(result.hierarchies.at(0).m_memberType, OTXMLAHierarchy::kMemberTypeAll);
+    EXPECT_THAT(result.requests,
+                testing::Contains(Discover("MDSCHEMA_MEMBERS", "S",
+                                           {{"CATALOG_NAME", "C"},
+                                            {"CUBE_NAME", "Q"},
+                                            {"HIERARCHY_UNIQUE_NAME", "[D].[H]"},
+                                            {"MEMBER_UNIQUE_NAME", "[D].[All &amp; more]"}})));
+  }
+}
+
+TEST(HierarchyImport, KeepsAMemberTypeOutOfRangeAndZeroForNone) {
+  CubeScript cube;
+  cube.members["[D].[H]"] = Row({{"MEMBER_TYPE", "-77"}});
+  EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube).hierarchies.at(0).m_memberType},
+            -77);
+  EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysis).hierarchies.at(0).m_memberType}, 0);
+}
+
+TEST(HierarchyImport, AFailedLookUpIsAWarningAndTheImportGoesOn) {
+  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+    CubeScript cube;
+    cube.hierarchies =
+        Row({{"HIERARCHY_UNIQUE_NAME", "[a]"}, {"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[m]"}}) +
+        Row({{"HIERARCHY_UNIQUE_NAME", "[b]"}, {"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[m]"}});
+    cube.members["[a]"] = "fault:no such member";
+    cube.members["[b]"] = Row({{"MEMBER_TYPE", "1"}});
+    cube.levels["[a]"] = Row({{"LEVEL_NAME", "l"}});
+    const Imported result = Import(cube, target);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(result.warnings, testing::StartsWith("[64203] "));
+    EXPECT_THAT(result.warnings, HasSubstr("no such member"));
+    EXPECT_EQ(std::count(result.warnings.begin(), result.warnings.end(), '\n'), 1);
+    EXPECT_EQ(result.warnings.back(), '\n');
+    ASSERT_EQ(result.hierarchies.size(), 2u);
+    EXPECT_EQ(result.hierarchies[0].m_memberType, OTXMLAHierarchy::kMemberTypeUnknown);
+    EXPECT_EQ(result.hierarchies[0].m_levels.size(), 1u);
+    EXPECT_EQ(result.hierarchies[1].m_memberType, OTXMLAHierarchy::kMemberTypeRegular);
+  }
+}
+
+// Levels.
+
+/// The import of the one level with those columns.
+OTXMLALevel ImportLevel(const std::string& row, ServerInfo::TargetType target = kAnalysis,
+                        const std::string& properties = "") {
+  CubeScript cube;
+  cube.levels["[D].[H]"] = row;
+  cube.properties["[D].[H].[L]"] = properties;
+  Imported result = ImportOne({{"STRUCTURE", "0"}}, target, cube);
+  EXPECT_EQ(result.errors, "");
+  return result.hierarchies.at(0).m_levels.at(0);
+}
+
+struct LevelNameCase {
+  const char* name;
+  const char* caption;
+  const char* display;
+};
+
+TEST(LevelImport, NamesALevelByUniqueNameCaptionOrGeneratedName) {
+  const LevelNameCase cases[] = {
+      {"(All)", "Everything", "[D].[H].[L]"},
+      {"(ALL)", "", "[D].[H].[L]"},
+      {"(all)", "x", "[D].[H].[L]"},
+      {"Year", "Fiscal [Year].", "Fiscal [Year]."},
+      {"[Fiscal].[Year 1]", "", "FiscalYear1"},
+      {" (All)", "", "(All)"},
+      {"", "", ""},
+  };
+  for (const LevelNameCase& c : cases) {
+    const OTXMLALevel level = ImportLevel(Row({{"LEVEL_UNIQUE_NAME", "[D].[H].[L]"},
+                                               {"LEVEL_NAME", c.name},
+                                               {"LEVEL_CAPTION", c.caption}}));
+    EXPECT_EQ(support::Narrow(level.m_levelName), c.display) << c.name;
+    EXPECT_EQ(support::Narrow(level.m_level.m_name), c.display) << c.name;
+    EXPECT_EQ(support::Narrow(level.m_externalName), c.name);
+    EXPECT_EQ(support::Narrow(level.m_level.m_externalName), c.name);
+  }
+}
+
+TEST(LevelImport, CutsAGeneratedLevelNameAndKeepsACaption) {
+  const std::string longText(200, 'x');
+  EXPECT_EQ(ImportLevel(Row({{"LEVEL_NAME", longText}})).m_levelName.size(), 128u);
+  EXPECT_EQ(ImportLevel(Row({{"LEVEL_NAME", longText}})).m_level.m_name.size(), 128u);
+  EXPECT_EQ(ImportLevel(Row({{"LEVEL_CAPTION", longText}})).m_levelName.size(), 200u);
+}
+
+TEST(LevelImport, StartsItsColumnAsANullableText) {
+  const OTXMLALevel level = ImportLevel(Row({{"LEVEL_NAME", "l"},
+                                             {"DATA_TYPE", "7"},
+                                             {"NUMERIC_PRECISION", "9"},
+                                             {"NUMERIC_SCALE", "2"}}));
+  EXPECT_EQ(level.m_level.m_aggrType, OTXMLAUnit::kAggrUnknown);
+  EXPECT_EQ(level.m_level.m_precision, 128);
+  EXPECT_EQ(level.m_level.m_type, VXVarCharData);
+  EXPECT_EQ(level.m_level.m_scale, 0);
+  EXPECT_EQ(level.m_level.m_nullable, 1);
+  EXPECT_EQ(level.m_level.m_dimPropType, OTXMLAUnit::kDimPropNone);
+}
+
+std::string LevelRows(const std::vector<int>& numbers) {
+  std::string rows;
+  for (const int number : numbers) {
+    const std::string text = std::to_string(number);
+    rows += Row({{"LEVEL_NUMBER", text},
+                 {"LEVEL_NAME", "l" + text},
+                 {"LEVEL_UNIQUE_NAME", "[l" + text + "]"}});
+  }
+  return rows;
+}
+
+TEST(LevelImport, OrdersLevelsByNumber) {
+  for (const std::vector<int>& order :
+       {std::vector{2, 0, 1}, {0, 1, 2}, {2, 1, 0}, {5}, {3, -2, 32767, 0}, {}}) {
+    CubeScript cube;
+    cube.levels["[D].[H]"] = LevelRows(order);
+    const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+    std::vector<int> got;
+    for (const OTXMLALevel& level : result.hierarchies.at(0).m_levels) {
+      got.push_back(level.m_levelNumber);
+      EXPECT_EQ(support::Narrow(level.m_levelName), "l" + std::to_string(level.m_levelNumber));
+    }
+    std::vector<int> sorted = order;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(got, sorted);
+  }
+}
+
+TEST(LevelImportDeathTest, TwoLevelsWithOneNumberAbort) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  CubeScript cube;
+  cube.levels["[D].[H]"] = LevelRows({0, 1, 0});
+  EXPECT_DEATH(ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube), "SUXMLASAXAnaTamImport:506: +\n");
+}
+
+// Properties.
+
+TEST(PropertyImport, AsksForTheLevelsOwn) {
+  CubeScript cube;
+  cube.levels["[D].[H]"] =
+      Row({{"LEVEL_UNIQUE_NAME", "[D].[H].[L]"}, {"DIMENSION_UNIQUE_NAME", "[D]"}});
+  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+  EXPECT_EQ(result.requests.back(), Discover("MDSCHEMA_PROPERTIES", "S",
+                                             {{"CATALOG_NAME", "C"},
+                                              {"CUBE_NAME", "Q"},
+                                              {"DIMENSION_UNIQUE_NAME", "[D]"},
+                                              {"HIERARCHY_UNIQUE_NAME", "[D].[H]"},
+                                              {"LEVEL_UNIQUE_NAME", "[D].[H].[L]"}}));
+}
+
+OTXMLAUnit ImportProperty(std::initializer_list<std::pair<const char*, std::string>> columns,
+                          ServerInfo::TargetType target = kAnalysis) {
+  return ImportLevel(Row({{"LEVEL_UNIQUE_NAME", "[D].[H].[L]"}}), target, Row(columns))
+      .m_memberProperties.at(0);
+}
+
+TEST(PropertyImport, NamesAPropertyByCaptionOrGeneratedName) {
+  const OTXMLAUnit captioned =
+      ImportProperty({{"PROPERTY_NAME", "[a].[b c]"}, {"PROPERTY_CAPTION", "The [caption]"}});
+  EXPECT_EQ(captioned.m_name, String(L"The [caption]"));
+  EXPECT_EQ(captioned.m_externalName, String(L"a.b c"));
+  const OTXMLAUnit generated = ImportProperty({{"PROPERTY_NAME", "[a].[b c]"}});
+  EXPECT_EQ(generated.m_name, String(L"abc"));
+  EXPECT_EQ(ImportProperty({{"PROPERTY_NAME", std::string(200, 'x')}}).m_name.size(), 128u);
+}
+
+TEST(PropertyImport, TakesPrecisionAndScaleOnlyWhenTheyAreGiven) {
+  const OTXMLAUnit bare = ImportProperty({{"PROPERTY_NAME", "p"}});
+  EXPECT_EQ(bare.m_precision, 128);
+  EXPECT_EQ(bare.m_scale, 0);
+  EXPECT_EQ(bare.m_nullable, 1);
+  EXPECT_EQ(bare.m_aggrType, OTXMLAUnit::kAggrUnknown);
+  EXPECT_EQ(bare.m_dimPropType, OTXMLAUnit::kDimPropNone);
+  const OTXMLAUnit given =
+      ImportProperty({{"CHARACTER_MAXIMUM_LENGTH", "65535"}, {"NUMERIC_SCALE", "-1"}});
+  EXPECT_EQ(given.m_precision, 65535);
+  EXPECT_EQ(given.m_scale, -1);
+  const OTXMLAUnit empty = ImportProperty({{"NUMERIC_PRECISION", ""}, {"NUMERIC_SCALE", ""}});
+  EXPECT_EQ(empty.m_precision, 128);
+  EXPECT_EQ(empty.m_scale, 0);
+  const OTXMLAUnit extreme =
+      ImportProperty({{"NUMERIC_PRECISION", "9999999999"}, {"NUMERIC_SCALE", "99999"}});
+  EXPECT_EQ(extreme.m_precision, 2147483647);
+  EXPECT_EQ(extreme.m_scale, 32767);
+}
+
+struct PropertyTypeCase {
+  ServerInfo::TargetType target;
+  const char* dataType;
+  VXDataType type;
+};
+
+TEST(PropertyImport, MapsTheDataTypeByTheKindOfProvider) {
+  const PropertyTypeCase cases[] = {
+      {kAnalysis, "130", VXVarCharData}, {kAnalysis, "7", VXDateData},
+      {kAnalysis, "133", VXDateData},    {kAnalysis, "135", VXDateData},
+      {kAnalysis, "5", VXVarCharData},   {kAnalysis, "", VXVarCharData},
+      {kTessera, "135", VXDateData},     {kSap, "7", VXVarCharData},
+      {kSap, "FLTP", VXVarCharData},     {kSap, "DATS", VXVarCharData},
+  };
+  for (const PropertyTypeCase& c : cases)
+    EXPECT_EQ(ImportProperty({{"DATA_TYPE", c.dataType}}, c.target).m_type, c.type)
+        << c.target << " " << c.dataType;
+}
+
+TEST(PropertyImport, KelvoraNumbersAreTamarindsAlone) {
+  for (const auto target : {kAnalysis, kSap}) {
+    const OTXMLAUnit unit = ImportProperty({{"KELVORA_ATTRIBUTE_GENERATION", "1"},
+                                            {"KELVORA_PROPERTY_TYPE", "2"},
+                                            {"PROPERTY_ATTRIBUTE_HIERARCHY_NAME", "[A]"}},
+                                           target);
+    EXPECT_EQ(unit.m_tamarindGenerationNumber, 0);
+    EXPECT_EQ(unit.m_tamarindPropertyType, 0);
+    EXPECT_EQ(unit.m_tamarindAttributeHierarchyName, String(L"[A]"));
+  }
+  const OTXMLAUnit unit = ImportProperty(
+      {{"KELVORA_ATTRIBUTE_GENERATION", "1"}, {"KELVORA_PROPERTY_TYPE", "2"}, {"DATA_TYPE", "3"}},
+      kTamarind);
+  EXPECT_EQ(unit.m_tamarindGenerationNumber, 1);
+  EXPECT_EQ(unit.m_tamarindPropertyType, 2);
+  EXPECT_EQ(unit.m_type, VXVarCharData);
+  EXPECT_EQ(unit.m_tamarindAttributeHierarchyName, String());
+  EXPECT_EQ(ImportProperty({{"KELVORA_ATTRIBUTE_GENERATION", "1"}, {"DATA_TYPE", "130"}}, kTamarind)
+                .m_type,
+            VXDoubleData);
+}
+
+std::string GenerationRows(const std::vector<std::pair<int, int>>& generationsAndTypes) {
+  std::string rows;
+  for (const auto& [generation, type] : generationsAndTypes)
+    rows += Row({{"PROPERTY_NAME", std::to_string(generation) + "/" + std::to_string(type)},
+                 {"KELVORA_ATTRIBUTE_GENERATION", std::to_string(generation)},
+                 {"KELVORA_PROPERTY_TYPE", std::to_string(type)}});
+  return rows;
+}
+
+TEST(PropertyImport, TamarindLevelsKeepTheirOwnGenerationAndNoTypeOne) {
+  CubeScript cube;
+  cube.levels["[D].[H]"] = LevelRows({3, 0, 2, 1});
+  const std::string all =
+      GenerationRows({{4, 2}, {4, 1}, {3, 0}, {1, 5}, {4, 3}, {2, 2}, {0, 2}, {5, 2}});
+  for (const char* level : {"[l0]", "[l1]", "[l2]", "[l3]"}) cube.properties[level] = all;
+  const Imported result = ImportOne({}, kTamarind, cube);
+  std::vector<std::string> kept;
+  for (const OTXMLALevel& level : result.hierarchies.at(0).m_levels) {
+    std::string names = std::to_string(level.m_levelNumber) + ":";
+    for (const OTXMLAUnit& unit : level.m_memberProperties)
+      names += " " + support::Narrow(unit.m_externalName);
+    kept.push_back(names);
+  }
+  EXPECT_THAT(kept, ElementsAre("0: 4/2 4/3", "1: 3/0", "2: 2/2", "3: 1/5"));
+}
+
+TEST(PropertyImport, OtherKindsKeepAllOfThemInOrder) {
+  CubeScript cube;
+  cube.levels["[D].[H]"] = LevelRows({0});
+  cube.properties["[l0]"] = GenerationRows({{4, 2}, {4, 1}, {4, 1}});
+  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+  EXPECT_EQ(result.hierarchies.at(0).m_levels.at(0).m_memberProperties.size(), 3u);
+}
+
+// Requests and errors.
+
+CubeScript WholeCube() {
+  CubeScript cube;
+  cube.dimensions = Row({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DEFAULT_HIERARCHY", "[a]"}});
+  for (const char* name : {"[a]", "[b]"}) {
+    cube.hierarchies +=
+        Row({{"HIERARCHY_UNIQUE_NAME", name}, {"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[m]"}});
+    cube.levels[name] = LevelRows({0, 1});
+  }
+  return cube;
+}
+
+TEST(HierarchyImport, SendsTheseRequestsInThisOrder) {
+  const std::vector<std::string> each = {"MDSCHEMA_MEMBERS", "MDSCHEMA_LEVELS",
+                                         "MDSCHEMA_PROPERTIES", "MDSCHEMA_PROPERTIES"};
+  for (const auto target : {kAnalysis, kTessera, kSap, kTamarind}) {
+    std::vector<std::string> expected;
+    if (target == kSap || target == kTamarind) expected.push_back("MDSCHEMA_DIMENSIONS");
+    expected.push_back("MDSCHEMA_HIERARCHIES");
+    for (int i = 0; i < 2; ++i) expected.insert(expected.end(), each.begin(), each.end());
+    EXPECT_EQ(Types(Import(WholeCube(), target)), expected) << target;
+  }
+}
+
+TEST_IN_CHILD(HierarchyImport, AsksForTheDimensionsTooWhenItIsLogged,
+              {{"OT_XMLA_IMPORT_LOGGING", "1"}}) {
+  support::TempDir dir;
+  SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+  const std::vector<std::string> types = Types(Import(WholeCube(), kAnalysis));
+  ASSERT_GE(types.size(), 3u);
+  EXPECT_EQ(types[0], "MDSCHEMA_HIERARCHIES");
+  EXPECT_EQ(types[1], "MDSCHEMA_DIMENSIONS");
+  EXPECT_EQ(types[2], "MDSCHEMA_MEMBERS");
+}
+
+TEST(HierarchyImport, OfNoHierarchyIsEmptyWithoutMessage) {
+  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+    const Imported result = Import({}, target);
+    EXPECT_TRUE(result.hierarchies.empty());
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.warnings, "");
+  }
+}
+
+struct FailureCase {
+  const char* name;
+  std::function<void(CubeScript&)> breakIt;
+  std::size_t left;
+};
+
+TEST(HierarchyImport, AFailedRequestEndsItAndKeepsWhatWasFinished) {
+  const FailureCase cases[] = {
+      {"dimensions", [](CubeScript& cube) { cube.dimensions = "fault:broken"; }, 0},
+      {"hierarchies", [](CubeScript& cube) { cube.hierarchies = "fault:broken"; }, 0},
+      {"first levels", [](CubeScript& cube) { cube.levels["[a]"] = "fault:broken"; }, 0},
+      {"second levels", [](CubeScript& cube) { cube.levels["[b]"] = "fault:broken"; }, 1},
+      {"properties", [](CubeScript& cube) { cube.properties["[l1]"] = "fault:broken"; }, 0},
+      {"ill-formed", [](CubeScript& cube) { cube.levels["[b]"] = "<row>"; }, 1},
+  };
+  for (const FailureCase& failure : cases) {
+    CubeScript cube = WholeCube();
+    failure.breakIt(cube);
+    const Imported result = Import(cube, kSap);
+    EXPECT_EQ(result.hierarchies.size(), failure.left) << failure.name;
+    EXPECT_NE(result.errors, "") << failure.name;
+    EXPECT_EQ(result.warnings, "") << failure.name;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,226 @@
+// The import of a cube's measures and SAP variables.
+
+#include "CubeScript.h"
+#include "DiscoverText.h"
+#include "ImportProbe.h"
+
+namespace {
+
+using support::ScriptedServer;
+using testing::HasSubstr;
+
+constexpr auto kAnalysis = ServerInfo::kAnalysisServices2005;
+constexpr auto kSap = ServerInfo::kSAP_BW35;
+constexpr auto kTamarind = ServerInfo::kTamarind7;
+
+OTXMLAUnits ImportMeasures(const std::string& rows, ServerInfo::TargetType target = kAnalysis) {
+  CubeScript cube;
+  cube.measures = rows;
+  ScriptedServer server(cube);
+  ImportProbe import(server.Url(), target);
+  OTXMLAUnits units(5);  // what the host left in it must go
+  String errors;
+  String warnings;
+  import.GetMeasuresAndCalcMembers(units, errors, warnings);
+  EXPECT_EQ(errors, String());
+  EXPECT_EQ(warnings, String());
+  EXPECT_EQ(server.Requests().size(), 1u);
+  EXPECT_EQ(server.Requests().at(0).body,
+            Discover("MDSCHEMA_MEASURES", "S", {{"CATALOG_NAME", "C"}, {"CUBE_NAME", "Q"}}));
+  return units;
+}
+
+TEST(MeasureImport, TakesNameCaptionAndTheDefaults) {
+  const OTXMLAUnits units = ImportMeasures(
+      Row({{"MEASURE_NAME", "sales"}, {"MEASURE_CAPTION", "Sales [all]"}, {"DATA_TYPE", "5"}}));
+  ASSERT_EQ(units.size(), 1u);
+  EXPECT_EQ(units[0].m_name, String(L"Sales [all]"));
+  EXPECT_EQ(units[0].m_externalName, String(L"sales"));
+  EXPECT_EQ(units[0].m_precision, 128);
+  EXPECT_EQ(units[0].m_scale, 0);
+  EXPECT_EQ(units[0].m_nullable, 1);
+  EXPECT_EQ(units[0].m_type, VXDoubleData);
+  EXPECT_EQ(units[0].m_dimPropType, OTXMLAUnit::kDimPropNone);
+  EXPECT_EQ(units[0].m_tamarindAttributeHierarchyName, String());
+}
+
+TEST(MeasureImport, KeepsFourAggregationsAndMakesTheOthersExternal) {
+  for (const int code : {-32768, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 127, 256, 32767}) {
+    const OTXMLAUnits units = ImportMeasures(Row({{"MEASURE_AGGREGATOR", std::to_string(code)}}));
+    EXPECT_EQ(units.at(0).m_aggrType, code >= 1 && code <= 4 ? code : 9) << code;
+  }
+  EXPECT_EQ(ImportMeasures("<row/>").at(0).m_aggrType, OTXMLAUnit::kAggrExternal);
+}
+
+TEST(MeasureImport, TakesPrecisionAndScaleOnlyWhenTheyAreGiven) {
+  const OTXMLAUnits units =
+      ImportMeasures(Row({{"NUMERIC_PRECISION", "15"}, {"NUMERIC_SCALE", "2"}}) +
+                     Row({{"NUMERIC_PRECISION", "65535"}, {"NUMERIC_SCALE", "-1"}}) +
+                     Row({{"NUMERIC_PRECISION", ""}, {"NUMERIC_SCALE", ""}}) +
+                     Row({{"NUMERIC_PRECISION", "many"}, {"NUMERIC_SCALE", "few"}}));
+  ASSERT_EQ(units.size(), 4u);
+  EXPECT_EQ(units[0].m_precision, 15);
+  EXPECT_EQ(units[0].m_scale, 2);
+  EXPECT_EQ(units[1].m_precision, 65535);
+  EXPECT_EQ(units[1].m_scale, -1);
+  EXPECT_EQ(units[2].m_precision, 128);
+  EXPECT_EQ(units[2].m_scale, 0);
+  EXPECT_EQ(units[3].m_precision, 0);
+  EXPECT_EQ(units[3].m_scale, 0);
+}
+
+struct TypeCase {
+  ServerInfo::TargetType target;
+  const char* dataType;
+  bool calculated;
+  VXDataType type;
+};
+
+TEST(MeasureImport, MapsTheDataTypeByTheKindOfProvider) {
+  const TypeCase cases[] = {
+      {kAnalysis, "130", false, VXCharData}, {kAnalysis, "130", true, VXDoubleData},
+      {kAnalysis, "7", false, VXDateData},   {kAnalysis, "FLTP", false, VXUnknown},
+      {kSap, "FLTP", false, VXFloatData},    {kSap, "CURR", false, VXUnknown},
+      {kSap, "5", false, VXUnknown},         {kSap, "FLTP", true, VXUnknown},
+      {kTamarind, "3", false, VXDoubleData}, {kTamarind, "130", false, VXCharData},
+      {kTamarind, "99", false, VXUnknown},
+  };
+  for (const TypeCase& c : cases) {
+    const std::string row = "<row><DATA_TYPE>" + std::string(c.dataType) + "</DATA_TYPE>" +
+                            (c.calculated ? "<EXPRESSION/>" : "") + "</row>";
+    EXPECT_EQ(ImportMeasures("<row/>" + row, c.target).back().m_type, c.type)
+        << c.target << c.dataType << c.calculated;
+  }
+}
+
+TEST(MeasureImport, TamarindsFirstRowIsDroppedWhateverItHolds) {
+  const std::string rows =
+      Row({{"MEASURE_NAME", "A"}}) + Row({{"MEASURE_NAME", "B"}}) + Row({{"MEASURE_NAME", "C"}});
+  const OTXMLAUnits units = ImportMeasures(rows, kTamarind);
+  ASSERT_EQ(units.size(), 2u);
+  EXPECT_EQ(units[0].m_externalName, String(L"B"));
+  EXPECT_EQ(units[1].m_externalName, String(L"C"));
+  EXPECT_EQ(ImportMeasures(rows, kAnalysis).size(), 3u);
+  EXPECT_TRUE(ImportMeasures(Row({{"MEASURE_NAME", "A"}}), kTamarind).empty());
+  EXPECT_TRUE(ImportMeasures("", kTamarind).empty());
+  EXPECT_TRUE(ImportMeasures("", kAnalysis).empty());
+}
+
+TEST(MeasureImport, SapNamesAMeasureByItsUniqueName) {
+  const std::string row =
+      Row({{"MEASURE_NAME", "name"}, {"MEASURE_UNIQUE_NAME", "[Measures].[0NETV]"}});
+  EXPECT_EQ(ImportMeasures(row, kSap).at(0).m_externalName, String(L"0NETV"));
+  EXPECT_EQ(ImportMeasures(row, kAnalysis).at(0).m_externalName, String(L"name"));
+}
+
+TEST(MeasureImport, AnErrorIsAppendedAndTheListIsEmpty) {
+  CubeScript cube;
+  cube.measures = "fault:no measures today";
+  ScriptedServer server(cube);
+  ImportProbe import(server.Url(), kAnalysis);
+  OTXMLAUnits units(2);
+  String errors = L"earlier";
+  String warnings;
+  import.GetMeasuresAndCalcMembers(units, errors, warnings);
+  EXPECT_TRUE(units.empty());
+  EXPECT_THAT(support::Narrow(errors), testing::StartsWith("earlier"));
+  EXPECT_THAT(support::Narrow(errors), HasSubstr("no measures today"));
+}
+
+TEST(MeasureImport, OfNoCubeStillRestrictsToTheEmptyName) {
+  ScriptedServer server((CubeScript()));
+  ImportProbe import(server.Url(), kAnalysis);
+  import.SetImportChoiceInfo(L"S", L"C", L"");
+  OTXMLAUnits units;
+  String errors;
+  String warnings;
+  import.GetMeasuresAndCalcMembers(units, errors, warnings);
+  EXPECT_EQ(server.Requests().at(0).body,
+            Discover("MDSCHEMA_MEASURES", "S", {{"CATALOG_NAME", "C"}, {"CUBE_NAME", ""}}));
+}
+
+// SAP variables.
+
+CubeScript VariablesCube() {
+  CubeScript cube;
+  cube.variables = Row({{"VARIABLE_NAME", "[!V1]"}, {"VARIABLE_TYPE", "3"}}) +
+                   Row({{"VARIABLE_NAME", "[!V2]"}, {"DEFAULT_LOW", "1"}});
+  return cube;
+}
+
+TEST(VariableImport, AppendsTheVariablesAndAppendsThemAgain) {
+  ScriptedServer server(VariablesCube());
+  ImportProbe import(server.Url(), kSap);
+  OTCube cube;
+  XmlACubeVariable own;
+  own.m_Name = L"own";
+  cube.m_sapVariables.push_back(own);
+  String errors = L"e";
+  String warnings = L"w";
+  import.GetSAPVariables(cube, errors, warnings);
+  ASSERT_EQ(cube.m_sapVariables.size(), 3u);
+  EXPECT_EQ(cube.m_sapVariables[0].m_Name, String(L"own"));
+  EXPECT_EQ(cube.m_sapVariables[1].m_Name, String(L"[!V1]"));
+  EXPECT_EQ(cube.m_sapVariables[1].m_type, XmlACubeVariable::SAP_VAR_TYPE_HIERARCHY);
+  EXPECT_EQ(cube.m_sapVariables[2].m_defaultLow, String(L"1"));
+  import.GetSAPVariables(cube, errors, warnings);
+  ASSERT_EQ(cube.m_sapVariables.size(), 5u);
+  EXPECT_TRUE(cube.m_sapVariables[3] == cube.m_sapVariables[1]);
+  EXPECT_EQ(errors, String(L"e"));
+  EXPECT_EQ(warnings, String(L"w"));
+  EXPECT_EQ(server.Requests().at(0).body,
+            Discover("SAP_VARIABLES", "S", {{"CATALOG_NAME", "C"}, {"CUBE_NAME", "Q"}}));
+}
+
+TEST(VariableImport, OfNoneLeavesTheCubeAsItIs) {
+  ScriptedServer server((CubeScript()));
+  ImportProbe import(server.Url(), kSap);
+  OTCube cube;
+  String errors;
+  String warnings;
+  import.GetSAPVariables(cube, errors, warnings);
+  EXPECT_TRUE(cube.m_sapVariables.empty());
+}
+
+TEST(VariableImport, WithoutACubeAsksForTheWholeCatalog) {
+  ScriptedServer server(VariablesCube());
+  ImportProbe import(server.Url(), kSap);
+  import.SetImportChoiceInfo(L"S", L"C", L"");
+  OTCube cube;
+  String errors;
+  String warnings;
+  import.GetSAPVariables(cube, errors, warnings);
+  EXPECT_EQ(cube.m_sapVariables.size(), 2u);
+  EXPECT_EQ(server.Requests().at(0).body, Discover("SAP_VARIABLES", "S", {{"CATALOG_NAME", "C"}}));
+}
+
+TEST(VariableImport, IsNotLimitedToSapServers) {
+  ScriptedServer server(VariablesCube());
+  ImportProbe import(server.Url(), kAnalysis);
+  OTCube cube;
+  String errors;
+  String warnings;
+  import.GetSAPVariables(cube, errors, warnings);
+  EXPECT_EQ(cube.m_sapVariables.size(), 2u);
+}
+
+TEST(VariableImport, PassesAFaultToTheCallerAndKeepsTheCube) {
+  CubeScript script;
+  script.variables = "fault:no such rowset";
+  ScriptedServer server(script);
+  ImportProbe import(server.Url(), kSap);
+  OTCube cube;
+  cube.m_sapVariables.resize(1);
+  String errors;
+  String warnings;
+  try {
+    import.GetSAPVariables(cube, errors, warnings);
+    FAIL();
+  } catch (const ErrorMessage& error) {
+    EXPECT_EQ(error.GetNumber(), 64203);
+  }
+  EXPECT_EQ(errors, String());
+  EXPECT_EQ(cube.m_sapVariables.size(), 1u);
+}
+
+}  // namespace
