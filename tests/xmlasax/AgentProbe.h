@@ -18,6 +18,7 @@ class AgentProbe : public XmlADiscoverAgentImpl {
   using XmlADiscoverAgentImpl::PrintXmlContent;
   using XmlADiscoverAgentImpl::ReadCubes;
   using XmlADiscoverAgentImpl::ReadDataSourceInfo;
+  using XmlADiscoverAgentImpl::ReadLevelProperties;
   using XmlADiscoverAgentImpl::ReadValue;
   using XmlADiscoverAgentImpl::RetrieveSoapFaultString;
   using XmlADiscoverAgentImpl::SendSoapRequest;
