@@ -1,7 +1,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <openssl/ssl.h>
-#include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -127,6 +127,10 @@ void ScriptedServer::Accept() {
     ServedConnection& connection = m_connections.emplace_back(socket, tls);
     const std::size_t number = m_connections.size() - 1;
     m_threads.emplace_back([this, &connection, number, tls] {
+      sigset_t pipe;  // OpenSSL writes to connections whose peer has gone
+      sigemptyset(&pipe);
+      sigaddset(&pipe, SIGPIPE);
+      pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
       if (!tls || SSL_accept(tls) == 1) Serve(connection, number);
       connection.ShutDown();
     });

@@ -103,7 +103,7 @@ TEST(TLS, OtherCertificatesAreRefusedWithTheReason) {
   EXPECT_THAT(ErrorOf(Certificate("IP:127.0.0.1", -3600), true),
               HasSubstr("certificate has expired"));
   EXPECT_THAT(ErrorOf(Certificate("DNS:elsewhere.test", kDay), true),
-              HasSubstr("does not match target host name '127.0.0.1'"));
+              HasSubstr("name matches target host name '127.0.0.1'"));
 }
 
 TEST(TLS, ServerWithoutTLSIsToldApart) {
