@@ -12,6 +12,13 @@ struct Status {
 };
 
 constexpr Status kStatuses[] = {
+    {200, L"OK", L""},
+    {201, L"Created", L""},
+    {202, L"Accepted", L""},
+    {203, L"Non-Authoritative Information", L""},
+    {204, L"No Content", L""},
+    {205, L"Reset Content", L""},
+    {206, L"Partial Content", L""},
     {300, L"Multiple Choices", L"use the URL of the service itself"},
     {301, L"Moved Permanently", L"use the new URL"},
     {302, L"Found", L"use the URL that it points to, if that is the service"},

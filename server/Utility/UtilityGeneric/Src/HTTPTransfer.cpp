@@ -9,6 +9,7 @@
 #include <climits>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "HTTPStatus.h"
 #include "HTTPUrl.h"
@@ -28,17 +29,14 @@ constexpr long kReceiveBuffer = 128 * 1024;
 constexpr unsigned long kAllSchemes =
     CURLAUTH_NEGOTIATE | CURLAUTH_NTLM | CURLAUTH_DIGEST | CURLAUTH_BASIC;
 
-struct Scheme {
-  unsigned long bit;
-  const char* name;
-};
-/// The strongest first, in the order in which libcurl takes them.
-constexpr Scheme kSchemes[] = {
-    {CURLAUTH_NEGOTIATE, "Negotiate"},
-    {CURLAUTH_DIGEST, "Digest"},
-    {CURLAUTH_NTLM, "NTLM"},
-    {CURLAUTH_BASIC, "Basic"},
-};
+/// The strongest of the schemes in the mask; 0 when there is none.
+unsigned long Strongest(unsigned long schemes) {
+  constexpr unsigned long kOrder[] = {CURLAUTH_NEGOTIATE, CURLAUTH_DIGEST, CURLAUTH_NTLM,
+                                      CURLAUTH_BASIC};  // libcurl's own
+  for (const unsigned long scheme : kOrder)
+    if ((schemes & scheme) != 0) return scheme;
+  return 0;
+}
 
 /// libcurl counts its users itself, but not under a lock in all its builds.
 class LibraryUse {
@@ -183,6 +181,7 @@ class HTTPTransfer::Session {
   char m_reason[CURL_ERROR_SIZE] = {};
   bool m_hasCredentials = false;
   unsigned long m_schemes = kAllSchemes;  // what is offered to the server next
+  int m_tries = 0;                        // of the request at work
   NarrowString* m_body = nullptr;         // of the answer that is received
   End m_end = End::kDone;
   Clock::time_point m_lastActivity;
@@ -344,8 +343,12 @@ CURLcode HTTPTransfer::Session::RunOnce() {
 }
 
 CURLcode HTTPTransfer::Session::Run() {
-  CURLcode code = RunOnce();
-  while (code == CURLE_OK && TryOtherScheme(Get<long>(CURLINFO_RESPONSE_CODE))) code = RunOnce();
+  m_tries = 0;
+  CURLcode code;
+  do {
+    ++m_tries;
+    code = RunOnce();
+  } while (code == CURLE_OK && TryOtherScheme(Get<long>(CURLINFO_RESPONSE_CODE)));
   if (code == CURLE_OK) RememberScheme();
   return code;
 }
@@ -353,32 +356,30 @@ CURLcode HTTPTransfer::Session::Run() {
 /// After a refused log-in: true when it is worth another try with other schemes.
 bool HTTPTransfer::Session::TryOtherScheme(long status) {
   if (!m_hasCredentials || status != 401) return false;
-  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL));
-  const unsigned long former = m_schemes;
-  if (former != kAllSchemes && (former & (former - 1)) == 0) {
-    m_schemes = kAllSchemes;  // the scheme that served so far serves no longer
+  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL)) & kAllSchemes;
+  const unsigned long former = std::exchange(m_schemes, kAllSchemes);
+  if (m_tries > 1) return false;
+  if (former != kAllSchemes) {
+    // The scheme that served so far does not now: the server wants another one, or a new nonce,
+    // which libcurl has taken from this answer. Basic has nothing new to say.
+    const unsigned long next = (offered & former) != 0 ? former : Strongest(offered);
+    if (next == 0 || (next == former && former == CURLAUTH_BASIC)) return false;
+    m_schemes = next;
     return true;
   }
-  m_schemes = kAllSchemes;
   // Negotiate needs a ticket, which user and password do not give: the next best is no retreat.
   // A password that a stronger scheme refused is not sent again by a weaker one.
-  if (former == kAllSchemes && (offered & CURLAUTH_NEGOTIATE) != 0 &&
-      (offered & kAllSchemes & ~CURLAUTH_NEGOTIATE) != 0) {
-    m_schemes = kAllSchemes & ~CURLAUTH_NEGOTIATE;
-    return true;
-  }
-  return false;
+  const unsigned long others = offered & ~CURLAUTH_NEGOTIATE;
+  if (others == offered || others == 0) return false;
+  m_schemes = kAllSchemes & ~CURLAUTH_NEGOTIATE;
+  return true;
 }
 
 /// The scheme that the server took is used from the beginning next time: one exchange, not two.
 void HTTPTransfer::Session::RememberScheme() {
   if (!m_hasCredentials || Get<long>(CURLINFO_RESPONSE_CODE) == 401) return;
-  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL)) & m_schemes;
-  for (const Scheme& scheme : kSchemes) {
-    if ((offered & scheme.bit) == 0) continue;
-    m_schemes = scheme.bit;
-    return;
-  }
+  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL));
+  if (const unsigned long taken = Strongest(offered & m_schemes)) m_schemes = taken;
 }
 
 std::vector<std::string> HTTPTransfer::Session::OfferedSchemes(const char* header) {
@@ -466,10 +467,12 @@ void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
   // The system's reason is taken by number: libcurl's text of it may follow the locale.
   const bool isSystems = code == CURLE_COULDNT_CONNECT || code == CURLE_RECV_ERROR ||
                          code == CURLE_SEND_ERROR || code == CURLE_GOT_NOTHING;
+  const bool isUnknownHost =
+      code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_RESOLVE_PROXY;
   const long systemError = Get<long>(CURLINFO_OS_ERRNO);
   if (isSystems && systemError != 0)
     answer.failure += L": " + SystemReason(static_cast<int>(systemError));
-  else if (m_reason[0] != '\0' && code != CURLE_GOT_NOTHING)
+  else if (m_reason[0] != '\0' && code != CURLE_GOT_NOTHING && !isUnknownHost)
     answer.failure += L": " + FromBytes(m_reason);
   else if (!isKnown)
     answer.failure += L": " + FromBytes(curl_easy_strerror(code));

@@ -98,7 +98,8 @@ class Converter {
 
   bool IsKnown() const { return m_handle != reinterpret_cast<iconv_t>(-1); }
 
-  NarrowString Convert(std::string_view bytes) {
+  /// `unit` is how many bytes are given up where one is wrong.
+  NarrowString Convert(std::string_view bytes, std::size_t unit) {
     NarrowString text;
     text.reserve(bytes.size() + bytes.size() / 4);
     char* position = const_cast<char*>(bytes.data());  // NOLINT: iconv does not write there
@@ -113,8 +114,8 @@ class Converter {
       if (result != static_cast<std::size_t>(-1) || error == E2BIG) continue;
       text.append(kReplacement);
       if (error == EINVAL) break;  // an unfinished character at the end
-      ++position;
-      --left;
+      position += std::min(unit, left);
+      left -= std::min(unit, left);
     }
     return text;
   }
@@ -143,7 +144,9 @@ bool MakeReplyUTF8(NarrowString& body, std::string_view contentType, String& unk
   if (IsCharsetName(charset)) {
     Converter converter(charset);
     if (converter.IsKnown()) {
-      body = converter.Convert(bytes);
+      const bool isUTF16 = charset.starts_with("UTF-16");
+      const bool isUTF32 = charset.starts_with("UTF-32");
+      body = converter.Convert(bytes, isUTF16 ? 2 : isUTF32 ? 4 : 1);
       return true;
     }
   }

@@ -1,0 +1,143 @@
+// The message catalogue, the error object and the kinds of servers.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/SUStrUtil.h"
+#include "Utility/Generic/ServerInfo.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string Narrow(const String& text) {
+  return std::string(BaseStringUtil::StringToStdString(text, 65001).view());
+}
+
+std::string Load(int number, const std::vector<String>& arguments) {
+  return Narrow(SUStrUtil::LoadMsgStringOnly(number, arguments));
+}
+
+std::string Texts(const ErrorMessage& error, const wchar_t* before = L"") {
+  String texts = before;
+  error.RetrieveErrorMessages(texts);
+  return Narrow(texts);
+}
+
+struct Entry {
+  int number;
+  std::vector<String> arguments;
+};
+
+TEST(Messages, ShowNumberAndEveryArgumentOnOneLine) {
+  const Entry entries[] = {
+      {46066, {}},
+      {46100, {L"arg-1"}},
+      {62010, {L"arg-1", L"arg-2"}},
+      {62011, {L"arg-1", L"arg-2", L"arg-3", L"arg-4"}},
+      {62012, {L"arg-1", L"arg-2", L"arg-3", L"arg-4"}},
+      {62013, {L"arg-1", L"arg-2", L"arg-3", L"arg-4"}},
+      {64203, {L"arg-1", L"arg-2"}},
+  };
+  for (const Entry& entry : entries) {
+    const std::string text = Load(entry.number, entry.arguments);
+    EXPECT_THAT(text, StartsWith("[" + std::to_string(entry.number) + "] "));
+    EXPECT_GT(text.size(), 40u);
+    for (const String& argument : entry.arguments) EXPECT_THAT(text, HasSubstr(Narrow(argument)));
+    EXPECT_EQ(text.find_first_of("\n\r\t{}"), std::string::npos) << text;
+  }
+}
+
+TEST(Messages, NameTheHierarchyFirstThenItsPlace) {
+  EXPECT_THAT(Load(62012, {L"[H]", L"source", L"catalog", L"cube"}),
+              HasSubstr("hierarchy [H] was skipped because it holds measures (data source "
+                        "\"source\", catalog \"catalog\", cube \"cube\")"));
+}
+
+TEST(Messages, LineBreaksInArgumentsBecomeBlanks) {
+  EXPECT_THAT(Load(46100, {L"a\r\nb\tc\x85"
+                           L"d\x2028"
+                           L"e"}),
+              HasSubstr("as XML: a  b c d e."));
+}
+
+TEST(Messages, ArgumentsAreNotPatterns) {
+  EXPECT_THAT(Load(64203, {L"{2}", L"%s{1}"}), HasSubstr("SOAP fault {2}: %s{1}."));
+}
+
+TEST(Messages, MissingAndSurplusArguments) {
+  EXPECT_THAT(Load(64203, {L"code"}), HasSubstr("SOAP fault code: ."));
+  EXPECT_EQ(Load(46066, {L"x"}), Load(46066, {}));
+  EXPECT_EQ(Load(12345, {L"a", L"b\nc"}), "[12345] a, b c");
+  EXPECT_EQ(Load(-7, {}), "[-7] ");
+}
+
+TEST(ErrorMessages, AreRenderedAndAppended) {
+  const ErrorMessage numbered(64203, String(L"c"), L"s");
+  EXPECT_EQ(numbered.GetNumber(), 64203);
+  EXPECT_EQ(Texts(numbered), Load(64203, {L"c", L"s"}));
+  const ErrorMessage bare(String(L"two\nlines"));
+  EXPECT_EQ(bare.GetNumber(), 0);
+  EXPECT_EQ(Texts(bare), "two lines");
+  EXPECT_EQ(Texts(bare, L"before"), "before\ntwo lines");
+  EXPECT_EQ(Texts(bare, L"before\n"), "before\ntwo lines");
+  ErrorMessage several = bare;
+  several.Append(ErrorMessage(String(L"more")));
+  several.Append(several);
+  EXPECT_EQ(Texts(several), "two lines\nmore\ntwo lines\nmore");
+  EXPECT_EQ(Texts(bare), "two lines");
+}
+
+TEST(ErrorMessages, ThrownOnesCarryTheirSource) {
+  const ErrorMessage error(46066);
+  try {
+    SUGThrow(error, L"dir/File.cpp", 17);
+  } catch (const ErrorMessage& caught) {
+    EXPECT_TRUE(caught.GetSourceFile() == L"dir/File.cpp");
+    EXPECT_EQ(caught.GetSourceLine(), 17);
+    EXPECT_EQ(caught.GetNumber(), 46066);
+    EXPECT_EQ(Texts(caught), Load(46066, {}));
+  }
+  EXPECT_TRUE(error.GetSourceFile().empty());
+  EXPECT_EQ(error.GetSourceLine(), 0);
+}
+
+struct Kind {
+  int number;
+  const char* name;
+};
+
+TEST(ServerKinds, HaveFixedNumbersAndNames) {
+  const Kind kinds[] = {
+      {33, "Analysis Services 2000"},
+      {34, "Tamarind 7"},
+      {40, "SAP BW"},
+      {41, "Analysis Services 2005"},
+      {43, "SAP BW 3.5"},
+      {55, "Tamarind 9"},
+      {63, "Tessera"},
+      {69, "Analysis Services 2008"},
+      {75, "Tamarind 11"},
+      {82, "Analysis Services 2012"},
+      {85, "Tamarind 11.1.2.3.500"},
+      {0, "Unknown"},
+      {99, "Unknown"},
+  };
+  for (const Kind& kind : kinds) {
+    const auto target = static_cast<ServerInfo::TargetType>(kind.number);
+    EXPECT_EQ(Narrow(ServerInfo::GetTargetNameFromEnum(target)), kind.name);
+  }
+}
+
+TEST(HostConstants, AreTheHosts) {
+  EXPECT_STREQ(S_CATALOG_NAME, L"CATALOG_NAME");
+  EXPECT_STREQ(_S_KELVORA, L"Kelvora");
+  EXPECT_STREQ(_S_LOG_EXT, L".log");
+  EXPECT_STREQ(s_ksBlank, L" ");
+}
+
+}  // namespace

@@ -1,0 +1,244 @@
+// Date and time, environment, configuration, files.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <iterator>
+
+#include "Utility/Generic/AFile.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/Generic/SystemUtility.h"
+#include "Utility/Generic/VXDateTime.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string Narrow(const String& text) {
+  return std::string(BaseStringUtil::StringToStdString(text, 65001).view());
+}
+
+String Wide(const std::string& text) {
+  return BaseStringUtil::StdStringToString(NarrowString(text.c_str(), text.size()), 65001);
+}
+
+TEST(DateTime, ShowsLocalFieldsWithCutFractions) {
+  const VXDateTime moment = VXDateTime::FromFields(2016, 6, 5, 3, 46, 9, 129987);
+  EXPECT_EQ(Narrow(moment.ToString(3)), "2016-06-05 03:46:09.129");
+  EXPECT_EQ(Narrow(moment.ToString(0)), "2016-06-05 03:46:09");
+  EXPECT_EQ(Narrow(moment.ToString(6)), "2016-06-05 03:46:09.129987");
+  EXPECT_EQ(Narrow(moment.ToString(1)), "2016-06-05 03:46:09.1");
+  EXPECT_EQ(Narrow(moment.ToString(9)), "2016-06-05 03:46:09.129987");
+  EXPECT_EQ(Narrow(moment.ToString(-1)), "2016-06-05 03:46:09");
+  EXPECT_EQ(moment.GetYear(), 2016);
+  EXPECT_EQ(moment.GetMonth(), 6);
+  EXPECT_EQ(moment.GetDay(), 5);
+  EXPECT_EQ(moment.GetHour(), 3);
+  EXPECT_EQ(moment.GetMinute(), 46);
+  EXPECT_EQ(moment.GetSecond(), 9);
+}
+
+TEST(DateTime, MeasuresBothWays) {
+  const VXDateTime early = VXDateTime::FromFields(2016, 6, 15, 13, 46, 41, 900000);
+  const VXDateTime late = VXDateTime::FromFields(2016, 6, 15, 13, 46, 43, 400000);
+  EXPECT_DOUBLE_EQ(VXDateTime::DifferenceInSeconds(late, early), 1.5);
+  EXPECT_DOUBLE_EQ(VXDateTime::DifferenceInSeconds(early, late), -1.5);
+  EXPECT_EQ(Narrow(VXDateTime::FromFields(1969, 12, 30, 0, 0, 0, 5).ToString(6)),
+            "1969-12-30 00:00:00.000005");
+}
+
+TEST(DateTime, NowIsNow) {
+  VXDateTime now;
+  VXDateTime::GetCurrDateTime(now);
+  // Some seconds are left to a system whose clock is being set.
+  EXPECT_NEAR(VXDateTime::DifferenceInSeconds(now, VXDateTime()),
+              static_cast<double>(std::time(nullptr)), 5);
+}
+
+/// Runs `work` in a child process, where the environment may be changed; it returns what is wrong.
+void InChild(const std::function<std::string()>& work) {
+  EXPECT_EXIT(
+      {
+        const std::string wrong = work();
+        std::cerr << wrong;
+        std::_Exit(wrong.empty() ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST(EnvironmentDeathTest, TellsPresenceAndValue) {
+  InChild([]() -> std::string {
+    setenv("XMLA_HOST_TEST", "", 1);
+    setenv("XMLA_HOST_TEST_\xC3\xA9", "\xD0\xB3", 1);
+    unsetenv("XMLA_HOST_TEST_NOT");
+    String value = L"untouched";
+    if (SystemUtility::hasEnv(L"XMLA_HOST_TEST_NOT")) return "present";
+    if (SystemUtility::Getenv(L"XMLA_HOST_TEST_NOT", value) || value != L"untouched")
+      return "value of nothing";
+    if (!SystemUtility::hasEnv(L"XMLA_HOST_TEST")) return "empty one absent";
+    if (!SystemUtility::Getenv(L"XMLA_HOST_TEST", value) || !value.empty()) return "empty value";
+    if (!SystemUtility::Getenv(L"XMLA_HOST_TEST_\xE9", value) || value != L"\x433")
+      return "not read as UTF-8";
+    return "";
+  });
+}
+
+struct LogDirectoryCase {
+  const char* setting;  // by the program; null for none
+  const char* log;      // XMLA_IMPORT_LOG_DIR
+  const char* state;    // XDG_STATE_HOME
+  const char* home;
+  const char* temporary;  // TMPDIR
+  const char* directory;
+};
+
+class LogDirectoryDeathTest : public testing::TestWithParam<LogDirectoryCase> {};
+
+TEST_P(LogDirectoryDeathTest, ComesFromTheFirstThatIsSet) {
+  InChild([]() -> std::string {
+    const LogDirectoryCase& test = GetParam();
+    const std::pair<const char*, const char*> variables[] = {
+        {"XMLA_IMPORT_LOG_DIR", test.log},
+        {"XDG_STATE_HOME", test.state},
+        {"HOME", test.home},
+        {"TMPDIR", test.temporary},
+    };
+    for (const auto& [name, value] : variables) value ? setenv(name, value, 1) : unsetenv(name);
+    if (test.setting)
+      SUSystemConfig::GetSystemConfig().SetLogDirectory(test.setting[0] ? Wide(test.setting)
+                                                                        : String());
+    const std::string found = Narrow(SUSystemConfig::GetSystemConfig().GetLogDirectory());
+    return found == test.directory ? "" : found;
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Config, LogDirectoryDeathTest,
+    testing::Values(
+        LogDirectoryCase{"/set/", "/log", "/state", "/home", "/t", "/set"},
+        LogDirectoryCase{"", "/log//", "/state", "/home", "/t", "/log"},
+        LogDirectoryCase{nullptr, "relative", "/state", "/home", "/t", "relative"},
+        LogDirectoryCase{nullptr, "", "/state/", "/home", "/t", "/state/xmla-import"},
+        LogDirectoryCase{nullptr, nullptr, "relative", "/home", "/t",
+                         "/home/.local/state/xmla-import"},
+        LogDirectoryCase{nullptr, nullptr, nullptr, "/", "/t", "/.local/state/xmla-import"},
+        LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, "/t", "/t/xmla-import"},
+        LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, nullptr, "/tmp/xmla-import"},
+        LogDirectoryCase{"/", nullptr, nullptr, nullptr, nullptr, "/"}));
+
+TEST(Config, SettingIsTakenBackByAnEmptyText) {
+  SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
+  const String before = config.GetLogDirectory();
+  config.SetLogDirectory(L"/somewhere");
+  EXPECT_TRUE(config.GetLogDirectory() == L"/somewhere");
+  config.SetLogDirectory(L"");
+  EXPECT_TRUE(config.GetLogDirectory() == before);
+}
+
+class FileTest : public testing::Test {
+ protected:
+  FileTest() {
+    std::string pattern = testing::TempDir() + "/xmla-host-XXXXXX";
+    m_directory = mkdtemp(pattern.data());
+  }
+  ~FileTest() override { std::filesystem::remove_all(m_directory); }
+
+  std::string Path(const std::string& name) const { return m_directory + "/" + name; }
+  static std::string Contents(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  static unsigned int Mode(const std::string& path) {
+    struct stat status {};
+    stat(path.c_str(), &status);
+    return status.st_mode & 07777u;
+  }
+  static std::string OpenError(const std::string& path, unsigned int mode) {
+    try {
+      AFile::MakeFile()->Open(Wide(path), mode);
+      return "";
+    } catch (const ErrorMessage& error) {
+      EXPECT_EQ(error.GetNumber(), 0);
+      String text;
+      error.RetrieveErrorMessages(text);
+      return Narrow(text);
+    }
+  }
+
+  std::string m_directory;
+};
+
+TEST_F(FileTest, IsMadeWithItsDirectoriesForTheUserAlone) {
+  const mode_t former = umask(0);
+  const std::string path = Path("a/\xC3\xA9/file.log");
+  {
+    const Heap<AFile> file = AFile::MakeFile();
+    file->Open(Wide(path), AFile::kModeWriteFromEmpty);
+    EXPECT_TRUE(file->WriteBytes("ab\0c", 4));
+    EXPECT_TRUE(file->Flush());
+    EXPECT_EQ(Contents(path), std::string("ab\0c", 4));  // before the file is closed
+    EXPECT_TRUE(file->WriteBytes("d", 1));
+  }
+  umask(former);
+  EXPECT_EQ(Contents(path), std::string("ab\0cd", 5));
+  EXPECT_EQ(Mode(path), 0600u);
+  EXPECT_EQ(Mode(Path("a")), 0700u);
+  EXPECT_EQ(Mode(Path("a/\xC3\xA9")), 0700u);
+}
+
+TEST_F(FileTest, ModesSayWhetherItIsMadeAndEmptied) {
+  const std::string path = Path("file");
+  EXPECT_THAT(OpenError(path, AFile::kModeWrite),
+              testing::AllOf(HasSubstr(path), HasSubstr("No such file or directory")));
+  std::ofstream(path) << "old text";
+  {
+    const Heap<AFile> file = AFile::MakeFile();
+    file->Open(Wide(path), AFile::kModeWrite | AFile::kModeBinary);
+    EXPECT_TRUE(file->WriteBytes("new", 3));
+  }
+  EXPECT_EQ(Contents(path), "new text");
+  const Heap<AFile> file = AFile::MakeFile();
+  file->Open(Wide(path), AFile::kModeWriteFromEmpty);
+  EXPECT_EQ(Contents(path), "");
+}
+
+TEST_F(FileTest, ErrorsNameThePathAndTheReason) {
+  std::ofstream(Path("plain")) << "x";
+  EXPECT_EQ(OpenError(Path("plain/below/file"), AFile::kModeWriteFromEmpty),
+            "Cannot create the directory \"" + Path("plain/below") + "\": Not a directory");
+  EXPECT_EQ(OpenError(m_directory, AFile::kModeWriteFromEmpty),
+            "Cannot open the file \"" + m_directory + "\": Is a directory");
+  EXPECT_THAT(OpenError("/proc/no-such/file", AFile::kModeWriteFromEmpty),
+              HasSubstr("Cannot create the directory \"/proc/no-such\": "));
+  EXPECT_THAT(OpenError("", AFile::kModeWriteFromEmpty), HasSubstr("No such file"));
+  EXPECT_THAT(OpenError(Path(std::string("a\0b", 3)), AFile::kModeWriteFromEmpty),
+              HasSubstr("Invalid argument"));
+}
+
+TEST_F(FileTest, WritingThatFailsIsToldAndRemembered) {
+  const Heap<AFile> file = AFile::MakeFile();
+  EXPECT_FALSE(file->WriteBytes("x", 1));
+  EXPECT_FALSE(file->Flush());
+  EXPECT_FALSE(file->Delete());
+  file->Open(L"/dev/full", AFile::kModeWrite);
+  EXPECT_FALSE(file->WriteBytes("x", 1));
+  EXPECT_FALSE(file->Flush());
+}
+
+TEST_F(FileTest, DeleteRemovesIt) {
+  const Heap<AFile> file = AFile::MakeFile();
+  file->Open(Wide(Path("file")), AFile::kModeWriteFromEmpty);
+  EXPECT_TRUE(file->Delete());
+  EXPECT_FALSE(std::filesystem::exists(Path("file")));
+  EXPECT_FALSE(file->WriteBytes("x", 1));
+}
+
+}  // namespace
