@@ -24,7 +24,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kIdleConnection{60'000};
+constexpr std::chrono::seconds kIdleConnection{60};
 constexpr milliseconds kSlowClient{30'000};
 constexpr size_t kRequestsKept = 4096;
 constexpr std::string_view kAcceptEncoding = "Accept-Encoding";
@@ -154,6 +154,10 @@ class HttpServer : public httplib::Server {
  public:
   HttpServer(const StopSignal& stop, bool compress) : stop_(stop), compress_(compress) {}
 
+  // The library lets five connections wait to be accepted; when more come at once, their clients
+  // lose whole seconds until the kernel tries again.
+  void WidenBacklog() { ::listen(svr_sock_, SOMAXCONN); }
+
  private:
   bool process_and_close_socket(socket_t socket) override {
     Connection connection(socket, stop_);
@@ -235,6 +239,7 @@ class Provider::Impl {
     }
     server_->new_task_queue = [] { return new ConnectionThreads; };
     server_->set_keep_alive_max_count(1'000'000);
+    server_->set_keep_alive_timeout(kIdleConnection.count());
     server_->set_tcp_nodelay(true);
     // Without this, a second provider could share the port of the first.
     server_->set_socket_options([](socket_t socket) {
@@ -272,6 +277,7 @@ class Provider::Impl {
       throw std::runtime_error("Cannot listen on 127.0.0.1, port " + std::to_string(options_.port) +
                                ": it is taken or not allowed. Choose another port, or 0.");
     }
+    server_->WidenBacklog();
     thread_ = std::thread([this] { server_->listen_after_bind(); });
     // The server cannot be stopped before it runs.
     while (!server_->is_running()) std::this_thread::sleep_for(milliseconds(1));

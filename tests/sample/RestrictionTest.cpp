@@ -186,20 +186,27 @@ TEST_F(RestrictionTest, OnlySapBwHasVariables) {
 }
 
 TEST_F(RestrictionTest, WhatIsNoDiscoverCallIsAFault) {
-  const char* const bodies[] = {
-      "",
-      "hello",
-      "<a/>",
-      "<E:Envelope xmlns:E='e'><E:Body/></E:Envelope>",
-      "<E:Envelope xmlns:E='e'><E:Body><Execute/></E:Body></E:Envelope>",
-      "<!DOCTYPE a [<!ENTITY e 'x'>]><E:Envelope xmlns:E='e'><E:Body><Discover>"
-      "<RequestType>DISCOVER_DATASOURCES</RequestType></Discover></E:Body></E:Envelope>",
+  struct Case {
+    std::string body;
+    const char* text;
+  };
+  const Case cases[] = {
+      {"", "well-formed"},
+      {"hello", "well-formed"},
+      {"<a/>", "not a Discover call"},
+      {"<E:Envelope xmlns:E='e'><E:Body/></E:Envelope>", "not a Discover call"},
+      {"<E:Envelope xmlns:E='e'><E:Body><Execute/></E:Body></E:Envelope>", "not a Discover call"},
+      {"<E:Envelope xmlns:E='e'><E:Body><Discover/></E:Body></E:Envelope>", "RequestType"},
+      {"<!DOCTYPE a [<!ENTITY e 'x'>]><E:Envelope xmlns:E='e'><E:Body><Discover><RequestType>"
+       "DISCOVER_DATASOURCES</RequestType></Discover></E:Body></E:Envelope>",
+       "document type"},
   };
   for (const Kind kind : kKinds) {
-    for (const char* body : bodies) {
-      const Document document = Parse(Post(Url(kind), body).body);
-      EXPECT_TRUE(document.well_formed) << body;
-      EXPECT_NE(document.fault_code, "") << body;
+    for (const Case& c : cases) {
+      const Document document = Parse(Post(Url(kind), c.body).body);
+      EXPECT_TRUE(document.well_formed) << c.body;
+      EXPECT_NE(document.fault_code, "") << c.body;
+      EXPECT_THAT(document.fault_text, HasSubstr(c.text)) << c.body;
     }
   }
 }
