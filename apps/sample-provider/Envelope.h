@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Metadata.h"
+#include "Rowsets.h"
+
+// The reply texts of the three kinds of server, each in its own habit: prefixes, declaration,
+// inline schema, line breaks and the form of a fault.
+namespace sample {
+
+struct HttpReply {
+  int status = 200;
+  std::string content_type;
+  std::string body;
+};
+
+std::string EscapeXml(std::string_view text);
+
+HttpReply RowsetReply(Kind kind, const Rowset& rowset, const std::vector<const Row*>& rows,
+                      bool with_schema);
+HttpReply FaultReply(Kind kind, std::string_view code, std::string_view text);
+
+}  // namespace sample

@@ -1,0 +1,245 @@
+#include "Metadata.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <stdexcept>
+
+#include "EmbeddedData.h"
+
+namespace sample {
+namespace {
+
+using Json = nlohmann::json;
+
+// Which list of a data file holds the rows of which rowset, the column that a bare text stands
+// for, and the column by which a planned fault knows the row.
+struct ListKind {
+  std::string_view key;
+  std::string_view rowset;
+  std::string_view name;
+  std::string_view identity;
+  std::vector<std::string_view> lists;  // that its rows may hold
+};
+
+const ListKind kLists[] = {
+    {"catalogs", "DBSCHEMA_CATALOGS", "CATALOG_NAME", "CATALOG_NAME", {"cubes"}},
+    {"cubes", "MDSCHEMA_CUBES", "CUBE_NAME", "CUBE_NAME", {"dimensions", "measures", "variables"}},
+    {"dimensions",
+     "MDSCHEMA_DIMENSIONS",
+     "DIMENSION_NAME",
+     "DIMENSION_UNIQUE_NAME",
+     {"hierarchies"}},
+    {"hierarchies", "MDSCHEMA_HIERARCHIES", "HIERARCHY_NAME", "HIERARCHY_UNIQUE_NAME", {"levels"}},
+    {"levels", "MDSCHEMA_LEVELS", "LEVEL_NAME", "LEVEL_UNIQUE_NAME", {"properties", "members"}},
+    {"properties", "MDSCHEMA_PROPERTIES", "PROPERTY_NAME", "PROPERTY_NAME", {}},
+    {"members", "MDSCHEMA_MEMBERS", "MEMBER_NAME", "MEMBER_UNIQUE_NAME", {}},
+    {"measures", "MDSCHEMA_MEASURES", "MEASURE_NAME", "MEASURE_UNIQUE_NAME", {}},
+    {"variables", "SAP_VARIABLES", "VARIABLE_NAME", "VARIABLE_NAME", {}},
+};
+
+constexpr std::string_view kInherited[] = {
+    "CATALOG_NAME",          "CUBE_NAME",         "DIMENSION_UNIQUE_NAME", "DIMENSION_TYPE",
+    "HIERARCHY_UNIQUE_NAME", "LEVEL_UNIQUE_NAME", "LEVEL_NUMBER"};
+
+bool IsListKey(std::string_view key) {
+  return std::ranges::find(kLists, key, &ListKind::key) != std::end(kLists);
+}
+
+std::string ScalarText(const Json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_boolean() || value.is_number_integer()) return value.dump();
+  throw std::runtime_error("a column must be a text, an integer, a boolean or null, not " +
+                           value.dump());
+}
+
+class Loader {
+ public:
+  Loader(const Json& file, Kind kind) : file_(file), kind_(kind) {}
+
+  Metadata Load() {
+    Metadata metadata;
+    if (file_.contains("properties")) {
+      for (const Json& property : file_["properties"]) {
+        Scope scope{&property, nullptr, "DISCOVER_PROPERTIES", "PropertyName", 0};
+        metadata.properties.push_back(MakeRow(scope));
+      }
+    }
+    for (const Json& entry : file_.at("sources")) {
+      source_ = &metadata.sources.emplace_back();
+      Scope scope{&entry, nullptr, "DISCOVER_DATASOURCES", "DataSourceName", 0};
+      source_->row = MakeRow(scope);
+      LoadList(scope, "catalogs");
+    }
+    return metadata;
+  }
+
+ private:
+  struct Scope {
+    const Json* entry;
+    const Scope* parent;
+    std::string_view rowset;
+    std::string_view name_column;
+    size_t index;
+  };
+
+  [[noreturn]] void Fail(const Scope& scope, const std::string& what) const {
+    std::string place;
+    for (const Scope* at = &scope; at; at = at->parent) {
+      place = std::string(at->rowset) + " " + std::to_string(at->index) +
+              (place.empty() ? "" : ", ") + place;
+    }
+    throw std::runtime_error("sample data, at " + place + ": " + what);
+  }
+
+  const Json* OwnValue(const Scope& scope, std::string_view column) const {
+    if (scope.entry->is_string()) return column == scope.name_column ? scope.entry : nullptr;
+    const auto found = scope.entry->find(column);
+    return found == scope.entry->end() ? nullptr : &*found;
+  }
+
+  const Json* Default(const Scope& scope, std::string_view column) const {
+    const auto defaults = file_.find("defaults");
+    if (defaults == file_.end()) return nullptr;
+    const auto rowset = defaults->find(scope.rowset);
+    if (rowset == defaults->end()) return nullptr;
+    const auto found = rowset->find(column);
+    return found == rowset->end() ? nullptr : &*found;
+  }
+
+  // The column's text in the row of the scope, or, for names, in a row around it.
+  std::optional<std::string> Value(const Scope& scope, std::string_view column, int depth) const {
+    if (depth > 32) Fail(scope, "the defaults refer to each other in a circle");
+    if (const Json* own = OwnValue(scope, column)) {
+      if (own->is_null()) return std::nullopt;
+      return ScalarText(*own);
+    }
+    if (const Json* value = Default(scope, column)) {
+      if (!value->is_string()) return ScalarText(*value);
+      return Fill(scope, value->get<std::string>(), depth);
+    }
+    if (scope.parent) return Value(*scope.parent, column, depth + 1);
+    return std::nullopt;
+  }
+
+  // Nothing when a column that the text refers to is absent.
+  std::optional<std::string> Fill(const Scope& scope, const std::string& text, int depth) const {
+    std::string out;
+    size_t at = 0;
+    while (at < text.size()) {
+      const size_t open = text.find('{', at);
+      const size_t close = open == std::string::npos ? open : text.find('}', open);
+      if (close == std::string::npos) break;
+      out.append(text, at, open - at);
+      const std::string column = text.substr(open + 1, close - open - 1);
+      std::optional<std::string> value =
+          column == "#" ? std::to_string(scope.index) : Value(scope, column, depth + 1);
+      if (!value) return std::nullopt;
+      const bool bracketed = open > 0 && text[open - 1] == '[';
+      for (const char c : *value) out.append(bracketed && c == ']' ? 2 : 1, c);
+      at = close + 1;
+    }
+    return out + text.substr(at);
+  }
+
+  Row MakeRow(const Scope& scope) const {
+    const Rowset* rowset = FindRowset(scope.rowset, kind_);
+    if (!rowset) Fail(scope, "this kind of server has no such rowset");
+    if (scope.entry->is_object()) {
+      for (const auto& [key, value] : scope.entry->items()) {
+        const bool structural = IsListKey(key) || key == "use" || key == "faults";
+        if (!structural && !FindColumn(*rowset, key, kind_)) Fail(scope, "no column " + key);
+      }
+    } else if (!scope.entry->is_string()) {
+      Fail(scope, "a row must be an object or a text");
+    }
+    Row row;
+    for (const Column& column : rowset->columns) {
+      if (column.only.value_or(kind_) != kind_) continue;
+      const Json* own = OwnValue(scope, column.name);
+      if (!own) own = Default(scope, column.name);
+      if (own && own->is_array() && column.repeated) {
+        for (const Json& value : *own) row.cells.push_back({&column, ScalarText(value)});
+        continue;
+      }
+      const bool inherits = std::ranges::find(kInherited, column.name) != std::end(kInherited);
+      if (!own && !inherits) continue;
+      if (std::optional<std::string> text = Value(scope, column.name, 0)) {
+        row.cells.push_back({&column, *std::move(text)});
+      }
+    }
+    return row;
+  }
+
+  void PlanFaults(const Scope& scope, const ListKind& list, const Row& row) {
+    if (!scope.entry->is_object() || !scope.entry->contains("faults")) return;
+    for (const auto& [rowset, text] : scope.entry->at("faults").items()) {
+      PlannedFault fault{rowset, {}, text.get<std::string>()};
+      for (const std::string_view column :
+           {std::string_view("CATALOG_NAME"), std::string_view("CUBE_NAME"), list.identity}) {
+        if (const std::string* value = row.Find(column)) fault.values.emplace(column, *value);
+      }
+      source_->faults.push_back(std::move(fault));
+    }
+  }
+
+  void LoadList(const Scope& parent, std::string_view key) {
+    if (!parent.entry->is_object() || !parent.entry->contains(key)) return;
+    const ListKind& list = *std::ranges::find(kLists, key, &ListKind::key);
+    size_t index = 0;
+    for (const Json& written : parent.entry->at(std::string(key))) {
+      const Json entry = WithShared(written);
+      const Scope scope{&entry, &parent, list.rowset, list.name, index++};
+      Row row = MakeRow(scope);
+      PlanFaults(scope, list, row);
+      source_->rows[std::string(list.rowset)].push_back(std::move(row));
+      for (const std::string_view below : list.lists) LoadList(scope, below);
+    }
+  }
+
+  Json WithShared(const Json& written) const {
+    if (!written.is_object() || !written.contains("use")) return written;
+    Json entry = file_.at("shared").at(written["use"].get<std::string>());
+    for (const auto& [key, value] : written.items()) entry[key] = value;
+    return entry;
+  }
+
+  const Json& file_;
+  Kind kind_;
+  DataSource* source_ = nullptr;
+};
+
+}  // namespace
+
+const std::string* Row::Find(std::string_view column) const {
+  const auto found = std::ranges::find(cells, column, [](const Cell& c) { return c.column->name; });
+  return found == cells.end() ? nullptr : &found->text;
+}
+
+Metadata LoadMetadata(std::string_view json, Kind kind) {
+  try {
+    const Json file = Json::parse(json);
+    return Loader(file, kind).Load();
+  } catch (const Json::exception& error) {
+    throw std::runtime_error(std::string("sample data: ") + error.what());
+  }
+}
+
+const Metadata& MetadataOf(Kind kind) {
+  switch (kind) {
+    case Kind::kAnalysisServices: {
+      static const Metadata metadata = LoadMetadata(EmbeddedData(kind), kind);
+      return metadata;
+    }
+    case Kind::kSapBw: {
+      static const Metadata metadata = LoadMetadata(EmbeddedData(kind), kind);
+      return metadata;
+    }
+    case Kind::kTamarind:
+      break;
+  }
+  static const Metadata metadata = LoadMetadata(EmbeddedData(Kind::kTamarind), Kind::kTamarind);
+  return metadata;
+}
+
+}  // namespace sample

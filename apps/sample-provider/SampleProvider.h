@@ -1,0 +1,68 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// An XMLA provider with invented data, served over real HTTP on the loopback interface: something
+// to import from when no server is at hand, and a server that misbehaves on demand for tests.
+namespace sample {
+
+// The three kinds of server that the provider can pass for, each at a path of its own.
+enum class Kind { kAnalysisServices, kSapBw, kTamarind };
+
+// "analysis-services", "sap-bw" or "tamarind"; nothing for any other text.
+std::optional<Kind> KindFromName(std::string_view name);
+std::string_view NameOfKind(Kind kind);
+
+struct Options {
+  int port = 0;                          // 0: a free port
+  std::chrono::milliseconds latency{0};  // waited before every reply
+  bool compress = false;                 // compress replies for clients that accept it
+  std::string user;                      // when not empty, Basic credentials are asked for
+  std::string password;
+  // A misbehaviour for every request, or "". A request can choose its own with `?mood=` on the
+  // URL. The form is NAME[:NUMBER][@REQUEST_TYPE]; with a request type, only requests of that
+  // type are answered so. MoodHelp() lists the names.
+  std::string mood;
+};
+
+// One line for each mood: its name and what it does.
+std::string MoodHelp();
+
+// A request as it arrived; headers in the order of their names, as the HTTP library keeps them.
+struct Request {
+  std::string method;
+  std::string path;  // with the query
+  std::vector<std::pair<std::string, std::string>> headers;
+  std::string body;
+};
+
+// Serves from construction to destruction. Connections have a thread each; destruction ends them
+// all at once, also those in the middle of a slow or stalled reply. The members may be called from
+// any thread.
+class Provider {
+ public:
+  // Throws std::runtime_error when the port cannot be had or an option makes no sense.
+  explicit Provider(Options options = {});
+  ~Provider();
+  Provider(const Provider&) = delete;
+  Provider& operator=(const Provider&) = delete;
+
+  int Port() const;
+  // http://127.0.0.1:PORT/ and the kind's name.
+  std::string Url(Kind kind) const;
+
+  // The requests received since the last call; no more than the newest 4,096 are kept.
+  std::vector<Request> TakeRequests();
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace sample

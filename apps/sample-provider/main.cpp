@@ -1,0 +1,76 @@
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
+
+#include "SampleProvider.h"
+
+namespace {
+
+// The file's first line.
+std::string ReadPassword(const std::string& file) {
+  std::ifstream in(file);
+  std::string line;
+  if (!std::getline(in, line) && !in.eof()) {
+    throw std::runtime_error("Cannot read the password file " + file + ".");
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return line;
+}
+
+// Blocks the two signals in this thread and those that it starts, to wait for them in one place.
+sigset_t HoldSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  sample::Options options;
+  int latency = 0;
+  std::string password_file;
+  CLI::App app(
+      "Serves invented cubes as three kinds of XMLA server on the loopback interface, "
+      "until it is interrupted.",
+      "xmla-sample-provider");
+  app.add_option("--port", options.port, "the port to listen on (0: a free one)")
+      ->check(CLI::Range(0, 65535));
+  app.add_option("--latency", latency, "milliseconds to wait before every reply")
+      ->check(CLI::Range(0, 3'600'000));
+  app.add_flag("--compress", options.compress, "compress replies for clients that accept it");
+  auto* user = app.add_option("--user", options.user, "ask for this user's credentials");
+  auto* file = app.add_option("--password-file", password_file,
+                              "the user's password: the first line of this file");
+  user->needs(file);
+  file->needs(user);
+  app.add_option("--mood", options.mood, "misbehave: NAME[:NUMBER][@REQUEST_TYPE]");
+  app.footer("Moods:\n" + sample::MoodHelp());
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+
+  const sigset_t signals = HoldSignals();
+  try {
+    options.latency = std::chrono::milliseconds(latency);
+    if (!password_file.empty()) options.password = ReadPassword(password_file);
+    const sample::Provider provider(options);
+    for (const char* kind : {"analysis-services", "sap-bw", "tamarind"}) {
+      std::cout << provider.Url(*sample::KindFromName(kind)) << '\n';
+    }
+    std::cout << std::flush;
+    int received = 0;
+    while (sigwait(&signals, &received) != 0) continue;
+  } catch (const std::exception& error) {
+    std::cerr << "xmla-sample-provider: " << error.what() << '\n';
+    return 1;
+  }
+  return 0;
+}

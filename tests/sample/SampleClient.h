@@ -1,0 +1,67 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "SampleProvider.h"
+
+namespace sample_test {
+
+struct Reply {
+  int error = 0;  // of the transfer, as libcurl numbers them
+  long status = 0;
+  std::string headers;
+  std::string body;
+};
+
+struct Call {
+  std::string user_and_password;
+  std::string accept_encoding;  // the body stays as it is, packed or not
+  bool unpack = false;          // accept what libcurl can unpack, and unpack it
+  long timeout_ms = 5000;
+};
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+// The text of a Discover call. Values are escaped.
+std::string Envelope(const std::string& type, const Pairs& restrictions = {},
+                     const Pairs& properties = {});
+
+Reply Post(const std::string& url, const std::string& body, const Call& call = {});
+Reply Get(const std::string& url);
+inline Reply Discover(const std::string& url, const std::string& type,
+                      const Pairs& restrictions = {}, const Pairs& properties = {},
+                      const Call& call = {}) {
+  return Post(url, Envelope(type, restrictions, properties), call);
+}
+
+// A row's columns; a column that comes repeatedly has its texts joined with "|".
+using RowTexts = std::map<std::string, std::string>;
+
+// Parsed with libxml2. `well_formed` is false, with the reason, for anything but a document whose
+// namespaces are declared.
+struct Document {
+  bool well_formed = false;
+  std::string reason;
+  std::string root;  // with its prefix
+  std::vector<std::string> schema_columns;
+  std::vector<RowTexts> rows;
+  std::vector<std::vector<std::string>> column_order;  // of each row
+  std::string fault_code;
+  std::string fault_text;
+};
+Document Parse(const std::string& body);
+
+// The rows of a Discover call; a failed one gives none and fails the test.
+std::vector<RowTexts> Rows(const std::string& url, const std::string& type,
+                           const Pairs& restrictions = {}, const Pairs& properties = {});
+
+// One column of the rows; "(absent)" where a row has none.
+std::vector<std::string> ColumnOf(const std::vector<RowTexts>& rows, const std::string& column);
+
+inline constexpr sample::Kind kKinds[] = {sample::Kind::kAnalysisServices, sample::Kind::kSapBw,
+                                          sample::Kind::kTamarind};
+
+}  // namespace sample_test

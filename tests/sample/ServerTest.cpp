@@ -1,0 +1,293 @@
+#include <curl/curl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "SampleClient.h"
+
+namespace sample_test {
+namespace {
+
+using namespace std::chrono_literals;
+using sample::Kind;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Pair;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kType = "DISCOVER_DATASOURCES";
+
+TEST(ServerTest, KindsHaveNames) {
+  for (const Kind kind : kKinds) EXPECT_EQ(sample::KindFromName(NameOfKind(kind)), kind);
+  EXPECT_EQ(sample::KindFromName("SAP-BW"), std::nullopt);
+  EXPECT_EQ(sample::KindFromName(""), std::nullopt);
+}
+
+TEST(ServerTest, TakesAFreePortOnTheLoopbackInterface) {
+  const sample::Provider one;
+  const sample::Provider two;
+  EXPECT_NE(one.Port(), two.Port());
+  EXPECT_EQ(one.Url(Kind::kSapBw), "http://127.0.0.1:" + std::to_string(one.Port()) + "/sap-bw");
+}
+
+TEST(ServerTest, RefusesAPortThatIsTaken) {
+  const sample::Provider first;
+  sample::Options options;
+  options.port = first.Port();
+  try {
+    const sample::Provider second(options);
+    FAIL() << "two providers share port " << second.Port();
+  } catch (const std::runtime_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr(std::to_string(options.port)));
+  }
+}
+
+TEST(ServerTest, RefusesOptionsThatMakeNoSense) {
+  sample::Options port;
+  port.port = 70000;
+  EXPECT_THROW(sample::Provider{port}, std::runtime_error);
+  sample::Options latency;
+  latency.latency = -1ms;
+  EXPECT_THROW(sample::Provider{latency}, std::runtime_error);
+}
+
+TEST(ServerTest, KeepsTheRequestsAsTheyCame) {
+  sample::Provider provider;
+  const std::string body = Envelope(kType, {{"CATALOG_NAME", "a & b"}});
+  Call call;
+  call.accept_encoding = "gzip";
+  Post(provider.Url(Kind::kTamarind) + "?mood=html", body, call);
+  Get(provider.Url(Kind::kSapBw));
+  const std::vector<sample::Request> requests = provider.TakeRequests();
+  ASSERT_EQ(requests.size(), 2U);
+  EXPECT_EQ(requests[0].method, "POST");
+  EXPECT_EQ(requests[0].path, "/tamarind?mood=html");
+  EXPECT_EQ(requests[0].body, body);
+  EXPECT_THAT(requests[0].headers, Contains(Pair("Content-Type", "text/xml")));
+  EXPECT_THAT(requests[0].headers, Contains(Pair("Accept-Encoding", "gzip")));
+  EXPECT_EQ(requests[1].method, "GET");
+  EXPECT_THAT(provider.TakeRequests(), IsEmpty());
+}
+
+TEST(ServerTest, OnlyTheThreePathsAndPostAreServed) {
+  const sample::Provider provider;
+  const std::string root = "http://127.0.0.1:" + std::to_string(provider.Port());
+  EXPECT_EQ(Discover(root + "/", kType).status, 404);
+  EXPECT_EQ(Discover(root + "/sap-bw/more", kType).status, 404);
+  EXPECT_EQ(Get(provider.Url(Kind::kSapBw)).status, 405);
+}
+
+TEST(ServerTest, AsksForCredentialsWhenItHasAUser) {
+  sample::Options options;
+  options.user = "clerk";
+  options.password = "pass:wörd";
+  const sample::Provider provider(options);
+  const std::string url = provider.Url(Kind::kAnalysisServices);
+  const Reply none = Discover(url, kType);
+  EXPECT_EQ(none.status, 401);
+  EXPECT_THAT(none.headers, HasSubstr("WWW-Authenticate: Basic realm="));
+  EXPECT_EQ(Parse(none.body).rows.size(), 0U);
+  const auto status = [&](const std::string& credentials) {
+    Call call;
+    call.user_and_password = credentials;
+    return Discover(url, kType, {}, {}, call).status;
+  };
+  EXPECT_EQ(status("clerk:pass:wörd"), 200);
+  EXPECT_EQ(status("clerk:pass"), 401);
+  EXPECT_EQ(status("Clerk:pass:wörd"), 401);
+}
+
+TEST(ServerTest, CompressesOnlyWhenToldToAndAccepted) {
+  for (const Kind kind : kKinds) {
+    for (const bool compress : {false, true}) {
+      sample::Options options;
+      options.compress = compress;
+      const sample::Provider provider(options);
+      Call plain;
+      Call packed;
+      packed.accept_encoding = "gzip";
+      Call unpacked;
+      unpacked.unpack = true;
+      const Reply proper = Discover(provider.Url(kind), kType, {}, {}, plain);
+      EXPECT_THAT(proper.headers, Not(HasSubstr("Content-Encoding")));
+      const Reply raw = Discover(provider.Url(kind), kType, {}, {}, packed);
+      EXPECT_EQ(raw.body.starts_with("\x1f\x8b"), compress);
+      EXPECT_EQ(Discover(provider.Url(kind), kType, {}, {}, unpacked).body, proper.body);
+    }
+  }
+}
+
+TEST(ServerTest, WaitsItsLatencyBeforeEveryReply) {
+  sample::Options options;
+  options.latency = 60ms;
+  const sample::Provider provider(options);
+  for (const Kind kind : kKinds) {
+    const auto start = Clock::now();
+    EXPECT_EQ(Discover(provider.Url(kind), kType).status, 200);
+    EXPECT_GE(Clock::now() - start, 60ms);
+  }
+}
+
+TEST(ServerTest, ServesManyConnectionsAtOnce) {
+  sample::Options options;
+  options.latency = 100ms;
+  const sample::Provider provider(options);
+  std::vector<std::thread> clients;
+  std::atomic<int> served = 0;
+  const auto start = Clock::now();
+  for (int i = 0; i < 60; ++i) {
+    clients.emplace_back([&, kind = kKinds[i % 3]] {
+      if (Discover(provider.Url(kind), kType).status == 200) ++served;
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  EXPECT_EQ(served, 60);
+  EXPECT_LT(Clock::now() - start, 2s);  // one after the other takes 6 s
+}
+
+TEST(ServerTest, StopsAtOnceWhateverItIsDoing) {
+  for (const char* mood : {"stall", "stall-body", "drip:60000", "slow:60000", "endless"}) {
+    SCOPED_TRACE(mood);
+    auto provider = std::make_unique<sample::Provider>();
+    const std::string url = provider->Url(Kind::kSapBw);
+    Reply reply;
+    std::thread client([&] { reply = Discover(url + "?mood=" + mood, kType); });
+    while (provider->TakeRequests().empty()) std::this_thread::yield();
+    const auto start = Clock::now();
+    provider.reset();
+    EXPECT_LT(Clock::now() - start, 1s);
+    client.join();
+  }
+}
+
+TEST(ServerTest, StopsAtOnceDuringLatencyAndWithIdleConnections) {
+  sample::Options options;
+  options.latency = 60s;
+  auto provider = std::make_unique<sample::Provider>(options);
+  const std::string url = provider->Url(Kind::kSapBw);
+  std::thread client([&] { Discover(url, kType); });
+  while (provider->TakeRequests().empty()) std::this_thread::yield();
+  const auto start = Clock::now();
+  provider.reset();
+  EXPECT_LT(Clock::now() - start, 1s);
+  client.join();
+}
+
+TEST(ServerTest, LeavesTheProcessSignalHandlersAlone) {
+  struct sigaction before {};
+  struct sigaction fresh {};
+  struct sigaction after {};
+  fresh.sa_handler = SIG_DFL;
+  ::sigaction(SIGPIPE, &fresh, &before);
+  { const sample::Provider provider; }
+  ::sigaction(SIGPIPE, &before, &after);
+  EXPECT_EQ(after.sa_handler, SIG_DFL);
+}
+
+// The server program, which stands beside the test program.
+class Program {
+ public:
+  explicit Program(std::vector<std::string> arguments) {
+    const auto self = std::filesystem::read_symlink("/proc/self/exe");
+    const std::string path = self.parent_path() / "xmla-sample-provider";
+    arguments.insert(arguments.begin(), path);
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    int ends[2];
+    EXPECT_EQ(::pipe(ends), 0);
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      ::dup2(ends[1], 1);
+      ::dup2(ends[1], 2);
+      ::close(ends[0]);
+      ::close(ends[1]);
+      ::execv(path.c_str(), argv.data());
+      ::_exit(127);
+    }
+    ::close(ends[1]);
+    out_ = ::fdopen(ends[0], "r");
+  }
+  ~Program() {
+    if (pid_ > 0) Stop(SIGKILL);
+    ::fclose(out_);
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+
+  std::string Line() {
+    std::string line;
+    for (int c = ::fgetc(out_); c != EOF && c != '\n'; c = ::fgetc(out_)) {
+      line += static_cast<char>(c);
+    }
+    return line;
+  }
+  int Stop(int signal) {
+    if (signal != 0) ::kill(pid_, signal);
+    int status = 0;
+    ::waitpid(pid_, &status, 0);
+    pid_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t pid_ = 0;
+  FILE* out_ = nullptr;
+};
+
+TEST(ServerProgramTest, PrintsItsAddressesAndServesUntilInterrupted) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    Program program({});
+    for (const Kind kind : kKinds) {
+      const std::string url = program.Line();
+      EXPECT_THAT(url, HasSubstr(std::string("/") + std::string(NameOfKind(kind))));
+      EXPECT_EQ(Discover(url, kType).status, 200);
+    }
+    EXPECT_EQ(program.Stop(signal), 0);
+  }
+}
+
+TEST(ServerProgramTest, TakesItsPasswordFromAFile) {
+  const std::filesystem::path file =
+      std::filesystem::temp_directory_path() / ("sample-password-" + std::to_string(::getpid()));
+  std::ofstream(file) << "secret\nanother line\n";
+  Program program({"--user", "clerk", "--password-file", file.string(), "--mood", "fault"});
+  const std::string url = program.Line();
+  Call call;
+  EXPECT_EQ(Discover(url, kType).status, 401);
+  call.user_and_password = "clerk:secret";
+  EXPECT_NE(Parse(Discover(url, kType, {}, {}, call).body).fault_text, "");
+  EXPECT_EQ(program.Stop(SIGTERM), 0);
+  std::filesystem::remove(file);
+}
+
+TEST(ServerProgramTest, AWrongCallEndsWithAClearText) {
+  struct Case {
+    std::vector<std::string> arguments;
+    int status;
+    const char* text;
+  };
+  const Case cases[] = {
+      {{"--port", "70000"}, 2, "70000"},
+      {{"--nonsense"}, 2, "--nonsense"},
+      {{"--user", "clerk"}, 2, "--password-file"},
+      {{"--user", "clerk", "--password-file", "/nowhere/at/all"}, 1, "/nowhere/at/all"},
+      {{"--mood", "grumpy"}, 1, "grumpy"},
+  };
+  for (const Case& c : cases) {
+    Program program(c.arguments);
+    EXPECT_THAT(program.Line(), HasSubstr(c.text));
+    EXPECT_EQ(program.Stop(0), c.status);
+  }
+}
+
+}  // namespace
+}  // namespace sample_test
