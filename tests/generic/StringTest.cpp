@@ -3,10 +3,10 @@
 
 #include <thread>
 
-#include "FailingAllocation.h"
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXStringVector.h"
+#include "support/FailingAllocation.h"
 
 namespace {
 

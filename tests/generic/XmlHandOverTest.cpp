@@ -9,8 +9,8 @@
 #include <future>
 #include <random>
 
-#include "FailingAllocation.h"
 #include "XmlReading.h"
+#include "support/FailingAllocation.h"
 
 namespace {
 

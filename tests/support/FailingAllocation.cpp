@@ -1,8 +1,8 @@
 // The allocator that this test program puts in the place of the language's own.
+#include "support/FailingAllocation.h"
+
 #include <cstdlib>
 #include <new>
-
-#include "FailingAllocation.h"
 
 namespace {
 
