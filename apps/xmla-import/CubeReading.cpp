@@ -1,5 +1,6 @@
 #include "CubeReading.h"
 
+#include "LastRequest.h"
 #include "Text.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/VXThread.h"
@@ -35,6 +36,11 @@ bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& resul
   AddTexts(result.messages, errors, warnings);
   bool whole = errors.empty();
   if (IsInterrupted()) return false;
+  if (!whole) {
+    // A fault's text seldom says what was asked for.
+    const std::string place = PlaceOfLastRequest();
+    if (!place.empty()) result.messages.errors.push_back("the failed request was " + place);
+  }
 
   // What stopped the hierarchies need not stop the rest.
   errors.clear();

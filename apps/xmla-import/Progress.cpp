@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "LastRequest.h"
 #include "TerminalText.h"
 #include "Text.h"
 
@@ -31,7 +32,7 @@ std::string Described(const HTTPExchangeInfo& info) {
   const auto milliseconds = [](double seconds) { return fmt::format("{:.1f} ms", seconds * 1e3); };
   std::string text = fmt::format(
       "exchange with {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
-      Utf8(info.url), info.status, info.requestBytes, info.replyBytes, info.wireBytes);
+      Utf8(info.url), info.status, info.request.size(), info.replyBytes, info.wireBytes);
   text += info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
                                   : std::string("connection kept");
   text += ", first byte after " + milliseconds(info.firstByteSeconds) + ", done after " +
@@ -55,6 +56,7 @@ Progress::~Progress() {
 }
 
 void Progress::OnExchange(const HTTPExchangeInfo& info) {
+  RememberRequest(info.request);
   const std::lock_guard lock(m_mutex);
   ++m_requests;
   m_bytes += info.replyBytes;

@@ -640,7 +640,7 @@ TEST(HTTPObserver, IsToldOfEveryExchange) {
   EXPECT_TRUE(first.ok);
   EXPECT_EQ(Narrow(first.url), "http://" + server.Authority() + "/");
   EXPECT_EQ(first.status, 200);
-  EXPECT_EQ(first.requestBytes, 5u);
+  EXPECT_EQ(first.request.size(), 5u);
   EXPECT_EQ(first.replyBytes, text.size());
   EXPECT_EQ(first.wireBytes, packed.size());
   EXPECT_GT(first.connectSeconds, 0);

@@ -196,7 +196,25 @@ TEST(Cube, KeepsMeasuresWhenTheHierarchiesFail) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.Document()["measures"].size(), 2u);
-  EXPECT_EQ(outcome.Document()["errors"].size(), 1u);
+  ASSERT_EQ(outcome.Document()["errors"].size(), 2u);
+  EXPECT_EQ(outcome.Document()["errors"][1],
+            "the failed request was MDSCHEMA_LEVELS of hierarchy \"[Shop].[Place]\"");
+}
+
+TEST(Cube, NamesTheLevelWhosePropertiesFailed) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_LEVELS"][1][1].second = "[Shop].[&lt;R&amp;D&gt; \"x\" 'y' &amp;amp;]";
+  script.answer = [](const std::string& type, const std::string& body) {
+    const bool second = body.find("R&amp;D") != std::string::npos;
+    return type == "MDSCHEMA_PROPERTIES" && second ? support::FaultReply("Server", "no properties")
+                                                   : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.Document()["errors"][1],
+            "the failed request was MDSCHEMA_PROPERTIES of hierarchy \"[Shop].[Place]\", level "
+            "\"[Shop].[<R&D> \"x\" 'y' &amp;]\"");
 }
 
 TEST(Cube, OfASapBwProviderHasItsVariables) {
