@@ -372,6 +372,16 @@ TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
   EXPECT_TRUE(outcome.ok) << outcome.error;
 }
 
+TEST(HTTPTimeout, OfZeroIsNone) {
+  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+    // The server's pace is what is tested.
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    connection.Send(Answer("<r/>"));
+  });
+  const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 0);
+  EXPECT_TRUE(outcome.ok) << outcome.error;
+}
+
 TEST(HTTPLimit, HoldsForPlainAndCompressedReplies) {
   HTTPClientOptions options;
   options.maxReplyBytes = 1000;
@@ -491,6 +501,16 @@ TEST(HTTPAuthentication, FallsBackFromNegotiateWithoutATicket) {
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary/:@", 10,
                            nullptr);
   EXPECT_TRUE(Post(client).ok);
+}
+
+TEST(HTTPAuthentication, FallsBackFromNegotiateToTheNextStrongest) {
+  ScriptedServer server(Demanding(
+      {"WWW-Authenticate: Negotiate\r\n" + kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
+                           nullptr);
+  EXPECT_TRUE(Post(client).ok);
+  for (const ReceivedRequest& request : server.Requests())
+    EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
 }
 
 TEST(HTTPAuthentication, RefusedPasswordIsNotSentAgainByAWeakerScheme) {
