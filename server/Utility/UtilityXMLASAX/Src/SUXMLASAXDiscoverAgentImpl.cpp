@@ -243,7 +243,8 @@ void XmlADiscoverAgentImpl::PrintXmlContent() {
   static constexpr const wchar_t* kHidden[] = {L"element", L"sequence", L"complexType", L"schema"};
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
     bool hidden = false;
-    for (const wchar_t* name : kHidden) hidden |= element->GetLocalName() == name;
+    for (const wchar_t* name : kHidden)
+      hidden |= IsCaseInsensitiveMatch(element->GetLocalName(), name);
     if (hidden) continue;
     // As bytes: wide output would depend on the locale and change the stream for everybody else.
     const NarrowString line = BaseStringUtil::StringToStdString(
