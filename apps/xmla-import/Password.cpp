@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::size_t kMaxPasswordBytes = 64 * 1024;
+constexpr std::size_t kMaxPasswordBytes = std::size_t{64} * 1024;
 
 /// An open file that is closed at the end, unless it was open before.
 class Descriptor {

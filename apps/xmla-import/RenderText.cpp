@@ -74,7 +74,7 @@ class TextWriter {
 
  private:
   void Line(int depth, const std::string& text) {
-    m_text.append(static_cast<std::size_t>(2 * depth), ' ').append(text).append("\n");
+    m_text.append(2 * static_cast<std::size_t>(depth), ' ').append(text).append("\n");
   }
   std::string Name(const String& name) const {
     return m_forTerminal ? HarmlessOnTerminal(Utf8(name)) : Utf8(name);

@@ -127,5 +127,10 @@ int main(int argc, char** argv) {
   GuardStandardStreams();
   // A reader of standard output that goes away must not kill the tool in the middle of its work.
   std::signal(SIGPIPE, SIG_IGN);
-  return static_cast<int>(Main(argc, argv));
+  try {
+    return static_cast<int>(Main(argc, argv));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "xmla-import: error: %s\n", error.what());  // out of memory, as a rule
+    return static_cast<int>(ExitStatus::kFailed);
+  }
 }

@@ -272,6 +272,29 @@ TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLog
               HasSubstr("/proc/no-such-directory"));
 }
 
+TEST_IN_CHILD(ImportLog, OfTwoAgentsMadeInOneSecondTheSecondStartsTheFileAnew, kLogging) {
+  ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
+  for (;;) {
+    support::TempDir dir;
+    SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+    auto first = std::make_unique<AgentProbe>(server.Url(), ServerInfo::kTessera, true);
+    VXStringVector names;
+    first->GetCatalogs(names, L"of the first");
+    auto second = std::make_unique<AgentProbe>(server.Url(), ServerInfo::kSAP_BW, true);
+    if (dir.Files().size() != 1) continue;  // the second turned over
+    const std::string emptied = support::ReadFile(dir.Files()[0]);
+    EXPECT_THAT(emptied, HasSubstr("\tTarget Service:\tSAP BW\n"));
+    EXPECT_THAT(emptied, testing::Not(HasSubstr("of the first")));
+    first.reset();
+    second.reset();
+    const std::string text = support::ReadFile(dir.Files()[0]);
+    EXPECT_EQ(text.find('\0'), std::string::npos);
+    const std::size_t closing = text.find("Import ends at ");
+    EXPECT_NE(text.find("Import ends at ", closing + 1), std::string::npos);
+    break;
+  }
+}
+
 TEST_IN_CHILD(ImportLog, IsWrittenAsTheImportGoes, kLogging) {
   ScriptedServer server({{RowsetReply("")}});
   LogDir log;

@@ -561,12 +561,12 @@ void XmlADiscoverAgentImpl::ReadLevels(std::vector<RefCnt<XmlALevel>>& levels) {
            [&](const RefCnt<XmlALevel>& row) { levels.push_back(row); });
 }
 
-void XmlADiscoverAgentImpl::ReadLevelProperties(RefCnt<XmlALevel> level) {
+void XmlADiscoverAgentImpl::ReadLevelProperties(const RefCnt<XmlALevel>& level) {
   ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); }, kFillRow,
            [&](const RefCnt<XmlALevelProperty>& row) { level->AppendLevelProperty(row); });
 }
 
-void XmlADiscoverAgentImpl::ReadMember(RefCnt<XmlAMember> member) {
+void XmlADiscoverAgentImpl::ReadMember(const RefCnt<XmlAMember>& member) {
   while (const RefCnt<SAX2XmlElement> element = NextElement())
     if (!IsSchemaElement(element->GetLocalName()))
       member->AppendValueName(element->GetLocalName(), element->GetValue());
