@@ -17,13 +17,13 @@ struct HTTPClientOptions {
 
 /// What one finished exchange was like.
 struct HTTPExchangeInfo {
-  String url;                      ///< without credentials
-  long status = 0;                 ///< HTTP status, 0 when none came
-  NarrowString request;            ///< body sent, shared with the caller
-  std::uint64_t replyBytes = 0;    ///< decoded body received
-  std::uint64_t wireBytes = 0;     ///< body as it came over the wire
-  double connectSeconds = 0;       ///< 0 on a connection that was kept alive
-  double firstByteSeconds = 0;     ///< until the first byte of the reply
+  String url;                    ///< without credentials
+  long status = 0;               ///< HTTP status, 0 when none came
+  NarrowString request;          ///< body sent, shared with the caller
+  std::uint64_t replyBytes = 0;  ///< decoded body received
+  std::uint64_t wireBytes = 0;   ///< body as it came over the wire
+  double connectSeconds = 0;     ///< 0 on a connection that was kept alive
+  double firstByteSeconds = 0;   ///< until the first byte of the reply
   double totalSeconds = 0;
   bool ok = false;
   String error;  ///< the error text handed to the caller, empty when ok
