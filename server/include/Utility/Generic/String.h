@@ -61,6 +61,7 @@ class BasicString {
   bool empty() const noexcept { return size() == 0; }
   /// The characters as a view that is valid until this object is changed or destroyed.
   View view() const noexcept { return View(c_str(), size()); }
+  operator View() const noexcept { return view(); }  // NOLINT: a text is readable as a view
   /// REQUIRES: index < size().
   Char operator[](std::size_t index) const noexcept { return c_str()[index]; }
   const Char* begin() const noexcept { return c_str(); }
