@@ -5,6 +5,7 @@
 
 #include "SUXMLASAXConfiguration.h"
 #include "SUXMLASAXLogTitles.h"
+#include "SUXMLASAXNameMemo.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
@@ -417,26 +418,42 @@ void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
 // What lies inside a cube. Columns go to the current row object; the row element, which ends after
 // its columns, closes it.
 
-template <class Make, class Fill, class Finish>
-void XmlADiscoverAgentImpl::ReadRows(Make make, Fill fill, Finish finish) {
+namespace {
+
+template <class Row>
+auto FindColumn(const Row& row, const String& name) {
+  return row.FindColumn(name);
+}
+
+auto FindColumn(const XmlACubeVariable&, const String& name) {
+  return XmlACubeVariableUtility::FindColumn(name);
+}
+
+}  // namespace
+
+template <class Make, class Finish>
+void XmlADiscoverAgentImpl::ReadRows(Make make, Finish finish) {
   auto row = make();
+  using Take = decltype(FindColumn(*row, String()));
+  struct Meaning {
+    bool endsRow;
+    Take take;  // null for schema elements and unknown columns
+  };
+  NameMemo<Meaning> meanings;
+  const auto resolve = [&](const String& name) {
+    if (IsCaseInsensitiveMatch(name, L"Row")) return Meaning{true, nullptr};
+    return Meaning{false, IsSchemaElement(name) ? Take() : FindColumn(*row, name)};
+  };
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
-    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"Row")) {
+    const Meaning& meaning = meanings.Find(element->GetLocalName(), resolve);
+    if (meaning.endsRow) {
       finish(row);
       row = make();
-    } else if (!IsSchemaElement(element->GetLocalName())) {
-      fill(*row, element->GetLocalName(), element->GetValue());
+    } else if (meaning.take) {
+      meaning.take(*row, element->GetValue());
     }
   }
 }
-
-namespace {
-
-constexpr auto kFillRow = [](auto& row, const String& column, const String& value) {
-  row.AppendValueName(column, value);
-};
-
-}  // namespace
 
 /// Data source, catalog and, when there is one, cube: what most requests inside a cube begin with.
 void XmlADiscoverAgentImpl::SetCubeRequest(const wchar_t* requestType, const String& catalog,
@@ -546,22 +563,22 @@ void XmlADiscoverAgentImpl::GetVariablesOnCatalogCube(
 }
 
 void XmlADiscoverAgentImpl::ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions) {
-  ReadRows([] { return RefCnt<XmlADimension>(new XmlADimension); }, kFillRow,
+  ReadRows([] { return RefCnt<XmlADimension>(new XmlADimension); },
            [&](const RefCnt<XmlADimension>& row) { dimensions.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadHierarchies(std::vector<RefCnt<XmlAHierarchy>>& hierarchies) {
   ReadRows([this] { return RefCnt<XmlAHierarchy>(new XmlAHierarchy(m_TargetType, m_CLIType)); },
-           kFillRow, [&](const RefCnt<XmlAHierarchy>& row) { hierarchies.push_back(row); });
+           [&](const RefCnt<XmlAHierarchy>& row) { hierarchies.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadLevels(std::vector<RefCnt<XmlALevel>>& levels) {
-  ReadRows([this] { return RefCnt<XmlALevel>(new XmlALevel(m_TargetType, m_CLIType)); }, kFillRow,
+  ReadRows([this] { return RefCnt<XmlALevel>(new XmlALevel(m_TargetType, m_CLIType)); },
            [&](const RefCnt<XmlALevel>& row) { levels.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadLevelProperties(RefCnt<XmlALevel> level) {
-  ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); }, kFillRow,
+  ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); },
            [&](const RefCnt<XmlALevelProperty>& row) { level->AppendLevelProperty(row); });
 }
 
@@ -573,12 +590,11 @@ void XmlADiscoverAgentImpl::ReadMember(RefCnt<XmlAMember> member) {
 
 void XmlADiscoverAgentImpl::ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures) {
   const bool useUniqueName = IsSAPBW();
-  ReadRows([=] { return RefCnt<XmlAMeasure>(new XmlAMeasure(useUniqueName)); }, kFillRow,
+  ReadRows([=] { return RefCnt<XmlAMeasure>(new XmlAMeasure(useUniqueName)); },
            [&](const RefCnt<XmlAMeasure>& row) { measures.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables) {
   ReadRows([] { return RefCnt<XmlACubeVariable>(new XmlACubeVariable); },
-           &XmlACubeVariableUtility::AppendValueName,
            [&](const RefCnt<XmlACubeVariable>& row) { variables.push_back(row); });
 }

@@ -103,8 +103,8 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   String UrlForLog() const;
   RefCnt<SAX2XmlElement> NextElement();
   void CollectValues(VXStringVector& values, const wchar_t* column);
-  template <class Make, class Fill, class Finish>
-  void ReadRows(Make make, Fill fill, Finish finish);
+  template <class Make, class Finish>
+  void ReadRows(Make make, Finish finish);
   /// The part that all requests share, from sending to logging. `consume` reads the reply.
   void Exchange(const VXDateTime& started, const LogTitle& title, const VXStringVector& arguments,
                 const String& request, const std::function<void()>& consume);
