@@ -104,6 +104,24 @@ class BasicString {
     SetLength(old + fill(m_buffer->Text() + old));
     return *this;
   }
+  /// Puts `text` in the place of the first `count` characters. In place when there is room.
+  /// REQUIRES: count <= size(); `text` is no part of this text.
+  BasicString& ReplaceFront(std::size_t count, View text) {
+    const std::size_t rest = size() - count;
+    if (text.size() > MaxLength() - rest) throw std::length_error("text too long");
+    const std::size_t length = text.size() + rest;
+    if (!IsUnique() || length > m_buffer->capacity) {
+      BasicString result;
+      result.reserve(length);
+      result.append(text);
+      result.append(view().substr(count));
+      return *this = std::move(result);
+    }
+    std::char_traits<Char>::move(m_buffer->Text() + text.size(), m_buffer->Text() + count, rest);
+    std::char_traits<Char>::copy(m_buffer->Text(), text.data(), text.size());
+    SetLength(length);
+    return *this;
+  }
   BasicString& operator+=(const BasicString& text) {
     if (empty()) return *this = text;
     return append(text.view());
