@@ -25,10 +25,9 @@ bool IsContinuation(unsigned char byte, unsigned char least = 0x80, unsigned cha
 }
 
 /// One character, or U+FFFD for the longest beginning of a well-formed sequence (at least one
-/// byte). REQUIRES: position < end.
-Decoded DecodeOne(const char* position, const char* end) {
+/// byte). REQUIRES: position < end, and no ASCII character stands there.
+Decoded DecodeBeyondASCII(const char* position, const char* end) {
   const unsigned char lead = At(position);
-  if (lead < 0x80) return {lead, 1};
   const auto left = static_cast<std::size_t>(end - position);
   if (lead >= 0xC2 && lead <= 0xDF) {
     if (left < 2 || !IsContinuation(At(position + 1))) return {kReplacement, 1, true};
@@ -56,6 +55,12 @@ Decoded DecodeOne(const char* position, const char* end) {
             4};
   }
   return {kReplacement, 1, true};
+}
+
+/// One character. Most texts are short and ASCII, so that path stays in its callers' loops.
+inline Decoded DecodeOne(const char* position, const char* end) {
+  if (At(position) < 0x80) return {At(position), 1};
+  return DecodeBeyondASCII(position, end);
 }
 
 bool IsASCIIBlock(const char* position) {

@@ -194,7 +194,13 @@ bool XmlADiscoverAgentImpl::PostRequest(const String& request, NarrowString& rep
     String faultCode;
     String faultString;
     m_XmlReaderDriver->KeepElements();
-    StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
+    if (reply.size() <= SAX2XmlReadDriver::kHandedOverWhole) {
+      StopSaxParser();
+      m_SoapParseErrorString.clear();
+      m_XmlReaderDriver->ParseBytesInMem(reply, m_SoapParseErrorString);
+    } else {
+      StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
+    }
     if (!keepReply) reply.clear();  // the reader holds it as long as it needs it
     ReadFault(faultCode, faultString);
     isKept = true;
