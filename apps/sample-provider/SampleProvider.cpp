@@ -334,7 +334,7 @@ class Provider::Impl {
     }
     response.status = reply.status;
     if (kind != Kind::kTamarind) {
-      response.set_content(std::move(reply.body), reply.content_type);
+      response.set_content(reply.body, reply.content_type);
       return;
     }
     // This kind of server does not know the length of a reply when it begins to send it.

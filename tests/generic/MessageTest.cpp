@@ -53,9 +53,22 @@ TEST(Messages, ShowNumberAndEveryArgumentOnOneLine) {
 }
 
 TEST(Messages, NameTheHierarchyFirstThenItsPlace) {
-  EXPECT_THAT(Load(62012, {L"[H]", L"source", L"catalog", L"cube"}),
-              HasSubstr("hierarchy [H] was skipped because it holds measures (data source "
-                        "\"source\", catalog \"catalog\", cube \"cube\")"));
+  const std::pair<int, const char*> reasons[] = {
+      {62011, "it is virtual"},
+      {62012, "it holds measures"},
+      {62013, "its structure is not supported"},
+  };
+  for (const auto& [number, reason] : reasons) {
+    EXPECT_THAT(Load(number, {L"[H]", L"source", L"catalog", L"cube"}),
+                HasSubstr("hierarchy [H] was skipped because " + std::string(reason) +
+                          " (data source \"source\", catalog \"catalog\", cube \"cube\")"));
+  }
+}
+
+TEST(Messages, NameTheConfiguredKindThenTheProvider) {
+  EXPECT_THAT(Load(62010, {L"Kind 1", L"Provider"}),
+              AllOf(HasSubstr("configured for Kind 1, but the server calls itself \"Provider\""),
+                    HasSubstr("by the rules for Kind 1")));
 }
 
 TEST(Messages, LineBreaksInArgumentsBecomeBlanks) {

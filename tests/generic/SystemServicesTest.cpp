@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -72,6 +73,19 @@ void InChild(const std::function<std::string()>& work) {
         std::_Exit(wrong.empty() ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
+}
+
+TEST(DateTimeDeathTest, IsLocalTime) {
+  InChild([]() -> std::string {
+    setenv("TZ", "XST-5:30", 1);  // five and a half hours before Greenwich
+    tzset();
+    const VXDateTime epoch;
+    if (const std::string shown = Narrow(epoch.ToString(0)); shown != "1970-01-01 05:30:00")
+      return shown;
+    if (epoch.GetHour() != 5 || epoch.GetMinute() != 30) return "fields";
+    const VXDateTime same = VXDateTime::FromFields(1970, 1, 1, 5, 30, 0);
+    return VXDateTime::DifferenceInSeconds(same, epoch) == 0 ? "" : "from fields";
+  });
 }
 
 TEST(EnvironmentDeathTest, TellsPresenceAndValue) {

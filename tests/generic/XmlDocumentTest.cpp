@@ -159,6 +159,11 @@ TEST(XmlLimits, CountsAnElementsTextInCharacters) {
   EXPECT_TRUE(longer.failed);
   EXPECT_NE(longer.error.find(L"longer than 8388608 characters"), String::npos)
       << testing::PrintToString(longer.error);
+  // Blanks between children are no text of it, whatever stood before them.
+  const std::wstring part(std::size_t{3} << 20, L'\x4E2D');
+  const std::wstring blanks(std::size_t{4} << 20, L' ');
+  EXPECT_FALSE(
+      ReadDocument(String(L"<a>" + part + L"<b/>" + blanks + L"<b/>" + part + L"</a>")).failed);
   // The limit is each element's own.
   const std::wstring half(kLimit / 2 + 1, L'x');
   EXPECT_FALSE(ReadDocument(String(L"<a>" + half + L"<b>" + half + L"</b></a>")).failed);

@@ -26,6 +26,15 @@ thread_local bool t_failed = false;
 #if XMLA_OWN_ALLOCATOR
 void* operator new(std::size_t bytes) { return Allocate(bytes); }
 void* operator new[](std::size_t bytes) { return Allocate(bytes); }
+// The forms that do not throw as well, since a sanitizer would bring its own.
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  try {
+    return Allocate(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }

@@ -19,9 +19,11 @@ class AgentProbe : public XmlADiscoverAgentImpl {
   using XmlADiscoverAgentImpl::ReadCubes;
   using XmlADiscoverAgentImpl::ReadDataSourceInfo;
   using XmlADiscoverAgentImpl::ReadLevelProperties;
+  using XmlADiscoverAgentImpl::ReadMeasures;
   using XmlADiscoverAgentImpl::ReadValue;
   using XmlADiscoverAgentImpl::RetrieveSoapFaultString;
   using XmlADiscoverAgentImpl::SendSoapRequest;
+  using XmlADiscoverAgentImpl::SoapParseErrorString;
   using XmlADiscoverAgentImpl::StartSaxParser;
   using XmlADiscoverAgentImpl::StopSaxParser;
 };

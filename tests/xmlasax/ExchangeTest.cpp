@@ -2,6 +2,7 @@
 // fault.
 
 #include "AgentProbe.h"
+#include "Utility/Generic/SUStrUtil.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
 
 namespace {
@@ -101,11 +102,13 @@ TEST(Exchange, BringsTheDeclarationIntoOneForm) {
 }
 
 TEST(Exchange, DropsWhatStandsBeforeTheDeclaration) {
-  ScriptedServer server({{"<!-- proxy -->junk<?xml version=\"1.1\" encoding='x'?>" + kRest}});
-  AgentProbe agent(server.Url());
-  String response;
-  agent.SendSoapRequest(L"x", response);
-  EXPECT_EQ(support::Narrow(response), kPlain + kRest);
+  for (const char* const before : {"<!-- proxy -->junk", "<?proxy x?>", "?>"}) {
+    ScriptedServer server({{before + std::string("<?xml version=\"1.1\" encoding='x'?>") + kRest}});
+    AgentProbe agent(server.Url());
+    String response;
+    agent.SendSoapRequest(L"x", response);
+    EXPECT_EQ(support::Narrow(response), kPlain + kRest) << before;
+  }
 }
 
 TEST(Exchange, ADeclarationWithoutEndIsAParseError) {
@@ -173,6 +176,28 @@ TEST(Exchange, FaultsOfEveryFormAreErrors) {
   }
 }
 
+TEST(Exchange, AFaultsTextIsTheMessageOfCodeThenString) {
+  ScriptedServer server({{FaultReply("the code", "the string")}});
+  AgentProbe agent(server.Url());
+  String response;
+  EXPECT_EQ(ErrorOf([&] { agent.SendSoapRequest(L"x", response); }),
+            support::Narrow(SUStrUtil::LoadMsgStringOnly(64203, {L"the code", L"the string"})));
+}
+
+TEST(Exchange, AParseErrorsTextIsThatOfTheReaderAndOfNoEarlierOne) {
+  AgentProbe agent(kNobody);
+  String code;
+  String text;
+  for (const wchar_t* const broken : {L"<a>\n\n<b></a>", L"<a></b>"}) {
+    const std::string error = ErrorOf([&] { agent.RetrieveSoapFaultString(broken, code, text); });
+    ASSERT_NE(agent.SoapParseErrorString(), String());
+    EXPECT_EQ(error,
+              support::Narrow(SUStrUtil::LoadMsgStringOnly(46100, {agent.SoapParseErrorString()})));
+  }
+  agent.RetrieveSoapFaultString(L"<a/>", code, text);
+  EXPECT_EQ(agent.SoapParseErrorString(), String());
+}
+
 TEST(Exchange, TheLaterFaultCodeReplacesTheEarlier) {
   AgentProbe agent(kNobody);
   String code;
@@ -186,17 +211,19 @@ TEST(Exchange, TheLaterFaultCodeReplacesTheEarlier) {
 }
 
 TEST(Exchange, ErrorsSayWhereTheyWereRaised) {
-  ScriptedServer server({{FaultReply("c", "t")}});
+  ScriptedServer server({{FaultReply("c", "t")}, {"<a><b></a>"}, {"busy", 503, "text/plain"}});
   AgentProbe agent(server.Url());
   String response;
-  try {
-    agent.SendSoapRequest(L"x", response);
-    FAIL();
-  } catch (const ErrorMessage& error) {
-    EXPECT_EQ(error.GetNumber(), 64203);
-    EXPECT_EQ(error.GetSourceFile(),
-              String(L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp"));
-    EXPECT_GT(error.GetSourceLine(), 0);
+  for (const int number : {64203, 46100, 0}) {
+    try {
+      agent.SendSoapRequest(L"x", response);
+      FAIL() << number;
+    } catch (const ErrorMessage& error) {
+      EXPECT_EQ(error.GetNumber(), number);
+      EXPECT_EQ(error.GetSourceFile(),
+                String(L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp"));
+      EXPECT_GT(error.GetSourceLine(), 0);
+    }
   }
 }
 

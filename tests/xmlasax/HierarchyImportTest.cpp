@@ -4,6 +4,7 @@
 #include "CubeScript.h"
 #include "DiscoverText.h"
 #include "ImportProbe.h"
+#include "Utility/Generic/SUStrUtil.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -115,9 +116,9 @@ TEST(HierarchyImport, SkipsByTheRulesOfTheProviderWithOneWarning) {
 
 TEST(HierarchyImport, WarningsNameHierarchySourceCatalogAndCube) {
   for (const auto& [columns, number] :
-       {std::pair{"<DIMENSION_TYPE>2</DIMENSION_TYPE>", "62012"},
-        {"", "62013"},
-        {"<STRUCTURE>0</STRUCTURE><IS_VIRTUAL>true</IS_VIRTUAL>", "62011"}}) {
+       {std::pair{"<DIMENSION_TYPE>2</DIMENSION_TYPE>", 62012},
+        {"", 62013},
+        {"<STRUCTURE>0</STRUCTURE><IS_VIRTUAL>true</IS_VIRTUAL>", 62011}}) {
     CubeScript cube;
     cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[the hierarchy]</HIERARCHY_UNIQUE_NAME>" +
                        std::string(columns) + "</row>";
@@ -128,9 +129,10 @@ TEST(HierarchyImport, WarningsNameHierarchySourceCatalogAndCube) {
     String errors;
     String warnings;
     import.GetHierarchies(hierarchies, errors, warnings);
-    for (const char* argument :
-         {number, "[the hierarchy]", "the source", "the catalog", "the cube"})
-      EXPECT_THAT(support::Narrow(warnings), HasSubstr(argument));
+    EXPECT_EQ(support::Narrow(warnings),
+              support::Narrow(SUStrUtil::LoadMsgStringOnly(
+                  number, {L"[the hierarchy]", L"the source", L"the catalog", L"the cube"})) +
+                  "\n");
   }
 }
 
@@ -584,6 +586,35 @@ TEST(HierarchyImport, SendsTheseRequestsInThisOrder) {
     for (int i = 0; i < 2; ++i) expected.insert(expected.end(), each.begin(), each.end());
     EXPECT_EQ(Types(Import(WholeCube(), target)), expected) << target;
   }
+}
+
+TEST(HierarchyImport, EveryRequestIsForTheChosenCube) {
+  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+    const Imported result = Import(WholeCube(), target);
+    EXPECT_GE(result.requests.size(), 9u);
+    for (const std::string& request : result.requests) {
+      EXPECT_THAT(request, HasSubstr("<RestrictionList><CATALOG_NAME>C</CATALOG_NAME>"
+                                     "<CUBE_NAME>Q</CUBE_NAME>"));
+      EXPECT_THAT(request, HasSubstr("<PropertyList><DataSourceInfo>S</DataSourceInfo>"
+                                     "<Catalog>C</Catalog></PropertyList>"));
+    }
+  }
+}
+
+TEST(HierarchyImport, AppendsToTheTextsThatTheHostHas) {
+  CubeScript cube = WholeCube();
+  cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[skipped]"}}) + cube.hierarchies;
+  cube.levels["[b]"] = "fault:broken";
+  cube.members["[a]"] = "fault:no such member";
+  ScriptedServer server(cube);
+  ImportProbe import(server.Url(), kAnalysis);
+  std::vector<OTXMLAHierarchy> hierarchies;
+  String errors = L"earlier error";
+  String warnings = L"earlier warning\n";
+  import.GetHierarchies(hierarchies, errors, warnings);
+  EXPECT_THAT(support::Narrow(errors), testing::StartsWith("earlier error\n[64203] "));
+  EXPECT_THAT(support::Narrow(warnings),
+              testing::MatchesRegex("earlier warning\n\\[62013\\] [^\n]*\n\\[64203\\] [^\n]*\n"));
 }
 
 TEST_IN_CHILD(HierarchyImport, AsksForTheDimensionsTooWhenItIsLogged,

@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "AgentProbe.h"
+#include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "support/ChildProcess.h"
@@ -83,6 +84,54 @@ TEST_IN_CHILD(ImportLog, IsNamedAfterTheMomentAndBelongsToItsUserAlone, kLogging
   struct stat status {};
   ASSERT_EQ(stat(log.File().c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+std::string NowToTheSecond() {
+  VXDateTime now;
+  VXDateTime::GetCurrDateTime(now);
+  return support::Narrow(now.ToString(0));
+}
+
+TEST_IN_CHILD(ImportLog, ItsNameTellsWhenItBegan, kLogging) {
+  LogDir log;
+  const std::string before = NowToTheSecond();
+  { AgentProbe agent(kNobody, ServerInfo::kTessera, true); }
+  std::string name = log.File().filename().string();
+  ASSERT_EQ(name.size(), std::string("OT_xmla_2016_06_15_13_46_41.log").size());
+  name = name.substr(8, 19);
+  for (const std::size_t at : {4, 7}) name[at] = '-';
+  name[10] = ' ';
+  for (const std::size_t at : {13, 16}) name[at] = ':';
+  EXPECT_GE(name, before);
+  EXPECT_LE(name, NowToTheSecond());
+}
+
+/// The three times of the only entry.
+std::vector<std::string> EntryTimes(const LogDir& log) {
+  const std::string text = support::ReadFile(log.File());
+  std::smatch found;
+  static const std::regex line("\n([0-9][^\t\n]*)\t([^\t\n]*)\t([^\t\n]*)\nRequesting");
+  if (!std::regex_search(text, found, line)) return {};
+  return {found[1], found[2], found[3]};
+}
+
+TEST_IN_CHILD(ImportLog, TheTimesOfAnEntryStandInTheirOrder, kLogging) {
+  for (const bool fails : {false, true}) {
+    ScriptedServer server({{RowsetReply("")}});
+    LogDir log;
+    const std::string before = NowToTheSecond();
+    {
+      AgentProbe agent(fails ? kNobody : server.Url(), ServerInfo::kTessera, true);
+      VXStringVector catalogs;
+      EXPECT_EQ(ErrorNumberOf([&] { agent.GetCatalogs(catalogs, L"d"); }), fails ? 0 : -1);
+    }
+    const std::vector<std::string> times = EntryTimes(log);
+    ASSERT_EQ(times.size(), 3u);
+    EXPECT_GE(times[0], before);
+    EXPECT_GE(times[1], times[0]);
+    EXPECT_GE(times[2], times[1]);
+    EXPECT_LE(times[2].substr(0, 19), NowToTheSecond());
+  }
 }
 
 TEST_IN_CHILD(ImportLog, WithoutTheArgumentThereIsNone, kLogging) {
@@ -223,6 +272,29 @@ TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLog
               HasSubstr("/proc/no-such-directory"));
 }
 
+TEST_IN_CHILD(ImportLog, OfTwoAgentsMadeInOneSecondTheSecondStartsTheFileAnew, kLogging) {
+  ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
+  for (;;) {
+    support::TempDir dir;
+    SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+    auto first = std::make_unique<AgentProbe>(server.Url(), ServerInfo::kTessera, true);
+    VXStringVector names;
+    first->GetCatalogs(names, L"of the first");
+    auto second = std::make_unique<AgentProbe>(server.Url(), ServerInfo::kSAP_BW, true);
+    if (dir.Files().size() != 1) continue;  // the second turned over
+    const std::string emptied = support::ReadFile(dir.Files()[0]);
+    EXPECT_THAT(emptied, HasSubstr("\tTarget Service:\tSAP BW\n"));
+    EXPECT_THAT(emptied, testing::Not(HasSubstr("of the first")));
+    first.reset();
+    second.reset();
+    const std::string text = support::ReadFile(dir.Files()[0]);
+    EXPECT_EQ(text.find('\0'), std::string::npos);
+    const std::size_t closing = text.find("Import ends at ");
+    EXPECT_NE(text.find("Import ends at ", closing + 1), std::string::npos);
+    break;
+  }
+}
+
 TEST_IN_CHILD(ImportLog, IsWrittenAsTheImportGoes, kLogging) {
   ScriptedServer server({{RowsetReply("")}});
   LogDir log;
@@ -234,6 +306,14 @@ TEST_IN_CHILD(ImportLog, IsWrittenAsTheImportGoes, kLogging) {
 }
 
 TEST_IN_CHILD(ImportLog, TheImportObjectAsksForItAndIdentifyingDoesNot, kLogging) {
+  {
+    LogDir none;
+    OTXMLAProviderIdentity identity;
+    String errors;
+    EXPECT_FALSE(OTXMLAIdentifyProvider(support::Wide(kNobody), L"", L"", ServerInfo::kCLIXMLA,
+                                        identity, errors));
+    EXPECT_TRUE(none.Empty());
+  }
   LogDir log;
   {
     OTXMLAAnaTamImportAPI import;

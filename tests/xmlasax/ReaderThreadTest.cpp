@@ -154,6 +154,7 @@ TEST(PrintedContent, ShowsAllButSchemaElements) {
   AgentProbe agent(kNobody);
   agent.StartSaxParser(
       L"<root><schema><complexType><sequence><element/></sequence></complexType></schema>"
+      L"<SCHEMA><ComplexType><Sequence><Element/></Sequence></ComplexType></SCHEMA>"
       L"<row><A>ä日</A></row></root>");
   testing::internal::CaptureStdout();
   agent.PrintXmlContent();

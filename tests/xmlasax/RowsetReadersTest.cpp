@@ -206,9 +206,37 @@ TEST(RowsetReaders, EmptyTheirOutputEvenWhenTheRequestFails) {
   VXStringVector names(3, L"old");
   EXPECT_EQ(ErrorNumberOf([&] { agent.GetCatalogs(names, L"D"); }), 0);
   EXPECT_TRUE(names.empty());
-  auto rows = Preset(RefCnt<XmlAMeasure>(new XmlAMeasure(false)));
-  EXPECT_EQ(ErrorNumberOf([&] { agent.GetMeasuresOnCatalogCube(rows, L"C", L"Q", L"D"); }), 0);
-  EXPECT_TRUE(rows.empty());
+  names = VXStringVector(3, L"old");
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetDataSourceInfo(names); }), 0);
+  EXPECT_TRUE(names.empty());
+  std::vector<OTCube> cubes(3);
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetCubesOnCatalog(cubes, L"C", L"D"); }), 0);
+  EXPECT_TRUE(cubes.empty());
+  XmlADiscoverAgent::DataSourceCatalogs sources(3);
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetDataSourceInfoCatalogs(sources); }), 0);
+  EXPECT_TRUE(sources.empty());
+  std::vector<RefCnt<XmlADimension>> dimensions(3);
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetDimensionsOnCatalogCube(dimensions, L"C", L"Q", L"D"); }),
+            0);
+  EXPECT_TRUE(dimensions.empty());
+  std::vector<RefCnt<XmlAHierarchy>> hierarchies(3);
+  EXPECT_EQ(
+      ErrorNumberOf([&] { agent.GetHierarchiesOnCatalogCube(hierarchies, L"C", L"Q", L"D"); }), 0);
+  EXPECT_TRUE(hierarchies.empty());
+  std::vector<RefCnt<XmlALevel>> levels(3);
+  EXPECT_EQ(ErrorNumberOf([&] {
+              agent.GetLevelsOnCatalogCubeHierarchy(levels, L"C", L"Q", HierarchyNamed(L"[H]"),
+                                                    L"D");
+            }),
+            0);
+  EXPECT_TRUE(levels.empty());
+  std::vector<RefCnt<XmlAMeasure>> measures(3);
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetMeasuresOnCatalogCube(measures, L"C", L"Q", L"D"); }), 0);
+  EXPECT_TRUE(measures.empty());
+  std::vector<RefCnt<XmlACubeVariable>> variables(3);
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetVariablesOnCatalogCube(variables, L"Q", L"C", L"D"); }),
+            0);
+  EXPECT_TRUE(variables.empty());
 }
 
 TEST(RowsetReaders, PassFaultsAndParseErrorsOnAndStayUsable) {
@@ -257,6 +285,12 @@ TEST(RowsetReaders, KeepWhatStoodBeforeAParseErrorInTheSecondReading) {
   std::vector<OTCube> cubes;
   EXPECT_EQ(ErrorNumberOf([&] { agent.ReadCubes(cubes); }), 46100);
   EXPECT_EQ(cubes.size(), 2u);
+  // Of rows the finished ones alone.
+  agent.StartSaxParser(L"<r><row/><row><MEASURE_NAME>a</MEASURE_NAME></row><row><x/></r>");
+  std::vector<RefCnt<XmlAMeasure>> measures;
+  EXPECT_EQ(ErrorNumberOf([&] { agent.ReadMeasures(measures); }), 46100);
+  ASSERT_EQ(measures.size(), 2u);
+  EXPECT_EQ(measures[1]->GetName(), String(L"a"));
 }
 
 // Data sources, catalogs, cubes.

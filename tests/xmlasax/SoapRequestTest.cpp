@@ -146,6 +146,19 @@ TEST(SoapRequestBuilder, EveryListRestrictionAloneCountsEvenWhenEmpty) {
   }
 }
 
+TEST(SoapRequestBuilder, EveryRestrictionIsEscapedOnce) {
+  using Push = void (XmlASoapRequest::*)(const String&);
+  for (const Push push :
+       {&R::PushCatalogRestriction, &R::PushCubeRestriction, &R::PushDimensionRestriction,
+        &R::PushHierarchyRestriction, &R::PushPropertyRestriction, &R::PushLevelRestriction,
+        &R::PushMemberRestriction}) {
+    XmlASoapRequest request;
+    (request.*push)(L"R&D <x> &lt;");
+    EXPECT_THAT(support::Narrow(request.GetContent()),
+                testing::HasSubstr(">R&amp;D &lt;x&gt; &amp;lt;</"));
+  }
+}
+
 TEST(SoapRequestBuilder, LevelAndMemberCountOnlyWithAValue) {
   XmlASoapRequest request;
   request.PushLevelRestriction(L"");

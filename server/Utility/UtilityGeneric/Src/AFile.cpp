@@ -53,7 +53,8 @@ class SystemFile final : public AFile {
       flags |= O_CREAT;
       MakeDirectories(m_path);
     }
-    if ((mode & kModeTruncate) != 0) flags |= O_TRUNC;
+    // Written from empty: should another one empty it meanwhile, what comes later leaves no hole.
+    if ((mode & kModeTruncate) != 0) flags |= O_TRUNC | O_APPEND;
     do {
       m_descriptor = ::open(m_path.c_str(), flags, 0600);
     } while (m_descriptor < 0 && errno == EINTR);

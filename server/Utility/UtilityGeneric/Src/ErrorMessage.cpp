@@ -2,7 +2,7 @@
 
 #include "MessageCatalogue.h"
 
-ErrorMessage::ErrorMessage(int number, std::vector<String> arguments)
+ErrorMessage::ErrorMessage(int number, const std::vector<String>& arguments)
     : m_number(number), m_texts{MessageCatalogue::Render(number, arguments)} {}
 
 ErrorMessage::ErrorMessage(const String& text) : m_texts{MessageCatalogue::OneLine(text)} {}

@@ -111,7 +111,7 @@ class HTTPClientWrapper::Impl {
       HTTPExchangeInfo info;
       info.url = m_shownURL;
       info.status = answer.status;
-      info.requestBytes = body.size();
+      info.request = body;
       info.replyBytes = received;
       info.wireBytes = answer.wireBytes;
       info.connectSeconds = answer.connectSeconds;

@@ -25,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 /// How long a transfer sleeps before it looks whether it is to stop: a signal handler can set the
 /// execution state but wake nobody.
 constexpr int kSliceMilliseconds = 40;
-constexpr long kReceiveBuffer = 128 * 1024;
+constexpr long kReceiveBuffer = 128L * 1024;
 constexpr unsigned long kAllSchemes =
     CURLAUTH_NEGOTIATE | CURLAUTH_NTLM | CURLAUTH_DIGEST | CURLAUTH_BASIC;
 

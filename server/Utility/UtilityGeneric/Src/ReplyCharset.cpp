@@ -96,7 +96,9 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  bool IsKnown() const { return m_handle != reinterpret_cast<iconv_t>(-1); }
+  bool IsKnown() const {
+    return m_handle != reinterpret_cast<iconv_t>(-1);  // NOLINT: as iconv_open says it
+  }
 
   /// `unit` is how many bytes are given up where one is wrong.
   NarrowString Convert(std::string_view bytes, std::size_t unit) {

@@ -291,7 +291,8 @@ void XmlADiscoverAgentImpl::PrintXmlContent() {
   static constexpr const wchar_t* kHidden[] = {L"element", L"sequence", L"complexType", L"schema"};
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
     bool hidden = false;
-    for (const wchar_t* name : kHidden) hidden |= element->GetLocalName() == name;
+    for (const wchar_t* name : kHidden)
+      hidden |= IsCaseInsensitiveMatch(element->GetLocalName(), name);
     if (hidden) continue;
     // As bytes: wide output would depend on the locale and change the stream for everybody else.
     const NarrowString line = BaseStringUtil::StringToStdString(
@@ -624,12 +625,12 @@ void XmlADiscoverAgentImpl::ReadLevels(std::vector<RefCnt<XmlALevel>>& levels) {
            [&](const RefCnt<XmlALevel>& row) { levels.push_back(row); });
 }
 
-void XmlADiscoverAgentImpl::ReadLevelProperties(RefCnt<XmlALevel> level) {
+void XmlADiscoverAgentImpl::ReadLevelProperties(const RefCnt<XmlALevel>& level) {
   ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); },
            [&](const RefCnt<XmlALevelProperty>& row) { level->AppendLevelProperty(row); });
 }
 
-void XmlADiscoverAgentImpl::ReadMember(RefCnt<XmlAMember> member) {
+void XmlADiscoverAgentImpl::ReadMember(const RefCnt<XmlAMember>& member) {
   while (const RefCnt<SAX2XmlElement> element = NextElement())
     if (!IsSchemaElement(element->GetLocalName()))
       member->AppendValueName(element->GetLocalName(), element->GetValue());

@@ -14,7 +14,7 @@ class XMLAHOST_API ErrorMessage {
   template <class... Arguments>
   explicit ErrorMessage(int number, const Arguments&... arguments)
       : ErrorMessage(number, std::vector<String>{String(arguments)...}) {}
-  ErrorMessage(int number, std::vector<String> arguments);
+  ErrorMessage(int number, const std::vector<String>& arguments);
   /// A bare text without number; line breaks and tabs inside it become blanks.
   explicit ErrorMessage(const String& text);
   ErrorMessage(const ErrorMessage&);

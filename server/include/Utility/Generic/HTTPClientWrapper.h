@@ -19,7 +19,7 @@ struct HTTPClientOptions {
 struct HTTPExchangeInfo {
   String url;                      ///< without credentials
   long status = 0;                 ///< HTTP status, 0 when none came
-  std::uint64_t requestBytes = 0;  ///< body sent
+  NarrowString request;            ///< body sent, shared with the caller
   std::uint64_t replyBytes = 0;    ///< decoded body received
   std::uint64_t wireBytes = 0;     ///< body as it came over the wire
   double connectSeconds = 0;       ///< 0 on a connection that was kept alive

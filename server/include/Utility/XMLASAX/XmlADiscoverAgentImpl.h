@@ -90,8 +90,8 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions);
   void ReadHierarchies(std::vector<RefCnt<XmlAHierarchy>>& hierarchies);
   void ReadLevels(std::vector<RefCnt<XmlALevel>>& levels);
-  void ReadLevelProperties(RefCnt<XmlALevel> level);
-  void ReadMember(RefCnt<XmlAMember> member);
+  void ReadLevelProperties(const RefCnt<XmlALevel>& level);
+  void ReadMember(const RefCnt<XmlAMember>& member);
   void ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures);
   void ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables);
 

@@ -1,0 +1,110 @@
+#include "Connection.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "Password.h"
+#include "TargetNames.h"
+#include "Text.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+namespace {
+
+/// The option's value, else that of the environment variable.
+std::string OptionOr(const std::string& option, const char* variable) {
+  if (!option.empty()) return option;
+  const char* const value = std::getenv(variable);
+  return value ? value : "";
+}
+
+std::string Origin(bool option, const char* name, const char* variable) {
+  return option ? name : variable;
+}
+
+void ServeSample(const std::string& name, Connection& connection) {
+  const std::optional<sample::Kind> kind = sample::KindFromName(name);
+  if (!kind)
+    throw UsageError("--sample is \"" + OneLine(name) +
+                     "\", but there are: analysis-services, sap-bw, tamarind");
+  try {
+    connection.provider = std::make_unique<sample::Provider>();
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error("the sample provider cannot be served: " + OneLine(error.what()));
+  }
+  connection.url = Wide(connection.provider->Url(*kind));
+}
+
+/// The service of --url or the environment, and the credentials inside it.
+void UseUrl(const Arguments& arguments, Connection& connection) {
+  const std::string url = OptionOr(arguments.url, "XMLA_IMPORT_URL");
+  if (url.empty())
+    throw UsageError(
+        "nothing to import from: give --url URL (or XMLA_IMPORT_URL), or --sample KIND");
+  connection.url = Wide(url);
+  // The URL is not repeated: it may hold a password.
+  if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
+    throw UsageError(Origin(!arguments.url.empty(), "--url", "XMLA_IMPORT_URL") +
+                     " is not an http or https address such as http://server/xmla");
+}
+
+void UseCredentials(const Arguments& arguments, Connection& connection) {
+  const bool fromUrl = !connection.user.empty() || !connection.password.empty();
+  const String user = Wide(arguments.user);
+  if (!arguments.user.empty()) {
+    // A password inside the URL belongs to the user inside it.
+    if (!connection.user.empty() && !(connection.user == user)) connection.password.clear();
+    connection.user = user;
+  } else if (!fromUrl) {
+    connection.user = Wide(OptionOr("", "XMLA_IMPORT_USER"));
+  }
+  if (!arguments.passwordFile.empty()) {
+    if (connection.user.empty())
+      throw UsageError("--password-file needs a user name: give --user NAME");
+    connection.password = Wide(PasswordFromFile(arguments.passwordFile));
+    return;
+  }
+  if (connection.user.empty() || !connection.password.empty()) return;
+  if (const char* const password = std::getenv("XMLA_IMPORT_PASSWORD"))
+    connection.password = Wide(password);
+  else if (const auto typed = PasswordFromTerminal(Utf8(connection.user)))
+    connection.password = Wide(*typed);
+}
+
+std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& arguments) {
+  const std::string name = OptionOr(arguments.target, "XMLA_IMPORT_TARGET");
+  if (name.empty() || name == kAutoTarget) return std::nullopt;
+  const std::optional<ServerInfo::TargetType> target = TargetFromName(name);
+  if (!target)
+    throw UsageError(Origin(!arguments.target.empty(), "--target", "XMLA_IMPORT_TARGET") +
+                     " is \"" + OneLine(name) + "\", but there are: " + TargetNames());
+  return target;
+}
+
+}  // namespace
+
+Connection Connect(const Arguments& arguments) {
+  Connection connection;
+  connection.target = ConfiguredTarget(arguments);
+  if (!arguments.url.empty() && !arguments.sample.empty())
+    throw UsageError("--url and --sample contradict each other; give one of them");
+  if (!arguments.sample.empty()) {
+    ServeSample(arguments.sample, connection);  // it asks for no credentials
+    return connection;
+  }
+  UseUrl(arguments, connection);
+  UseCredentials(arguments, connection);
+  return connection;
+}
+
+void HideCredentials(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    char* const scheme = std::strstr(argv[i], "://");
+    if (!scheme) continue;
+    char* const begin = scheme + 3;
+    char* const authorityEnd = begin + std::strcspn(begin, "/?#");
+    // Careless passwords hold slashes: whatever stands before the last @ may be part of one.
+    char* const at = std::strrchr(begin, '@');
+    if (at && (at < authorityEnd || std::find(begin, at, ':') != at)) std::fill(begin, at, 'x');
+  }
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string_view>
+
+#include "Import/OTXMLAHierarchy.h"
+#include "Import/OTXMLAUnit.h"
+#include "Utility/XMLASAX/XmlACubeVariable.h"
+
+// The name of the first enumerator, in declaration order, with a value; empty when none has it,
+// since providers send whatever code they like.
+
+std::string_view EnumName(OTXMLAUnit::AggrType value);
+std::string_view EnumName(OTXMLAUnit::DimPropType value);
+std::string_view EnumName(VXDataType value);
+std::string_view EnumName(OTXMLAHierarchy::MemberType value);
+std::string_view EnumName(OTXMLAHierarchy::HierarchyType value);
+std::string_view EnumName(OTXMLAHierarchy::DimensionType value);
+std::string_view EnumName(XmlACubeVariable::VariableType value);
+std::string_view EnumName(XmlACubeVariable::VariableSelType value);
+std::string_view EnumName(XmlACubeVariable::VariableEntryType value);

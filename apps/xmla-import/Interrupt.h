@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Utility/Generic/RefCnt.h"
+#include "Utility/Generic/VXThread.h"
+
+/// Makes SIGINT and SIGTERM ask the running import to stop, for as long as this object lives; a
+/// second signal of the kind ends the process at once. One object at a time.
+class Interrupt {
+ public:
+  Interrupt();
+  ~Interrupt();
+  Interrupt(const Interrupt&) = delete;
+  Interrupt& operator=(const Interrupt&) = delete;
+
+  /// To be put in force on every thread that imports.
+  VXExecutionState& State() { return *m_state; }
+  bool Happened() const { return m_state->IsCancellationRequested(); }
+
+ private:
+  RefCnt<VXExecutionState> m_state;
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+/// Tells on standard error how the import goes: with `verbose` each exchange with its timings, else
+/// on a terminal one line that is kept up to date, and nothing with `quiet`. Safe to use from
+/// several threads. Observes the exchanges of the process while it lives.
+class Progress : public HTTPExchangeObserver {
+ public:
+  Progress(bool quiet, bool verbose);
+  ~Progress() override;
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void OnExchange(const HTTPExchangeInfo& info) override;
+  /// From now on the line counts cubes.
+  void BeginCubes(std::size_t count);
+  void BeginCube(const std::string& name);
+  void EndCube();
+  /// Takes the line away, before something else is written.
+  void Clear();
+
+ private:
+  enum class Form { kNone, kLine, kExchanges };
+
+  void Show(bool now);
+
+  const Form m_form;
+  HTTPExchangeObserver* m_former;
+  std::mutex m_mutex;
+  std::chrono::steady_clock::time_point m_shown;
+  bool m_visible = false;
+  std::uint64_t m_requests = 0;
+  std::uint64_t m_bytes = 0;
+  std::size_t m_cubes = 0;
+  std::size_t m_cubesDone = 0;
+  std::string m_atWork;
+};

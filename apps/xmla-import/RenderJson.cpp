@@ -1,0 +1,149 @@
+#include <nlohmann/json.hpp>
+
+#include "EnumNames.h"
+#include "Rendering.h"
+#include "Text.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json JsonOf(const OTXMLAUnit& unit);
+Json JsonOf(const OTXMLALevel& level);
+Json JsonOf(const OTXMLAHierarchy& hierarchy);
+Json JsonOf(const XmlACubeVariable& variable);
+Json JsonOf(const OTCube& cube);
+Json JsonOf(const OTCatalog& catalog);
+Json JsonOf(const OTDataSource& source);
+Json JsonOf(const CubeResult& result);
+Json JsonOf(const String& text) { return Utf8(text); }
+
+template <class List>
+Json ListOf(const List& list) {
+  Json json = Json::array();
+  for (const auto& item : list) json.push_back(JsonOf(item));
+  return json;
+}
+
+template <class Enum>
+Json EnumOf(Enum value) {
+  const std::string_view name = EnumName(value);
+  if (name.empty()) return static_cast<long long>(value);
+  return std::string(name);
+}
+
+Json JsonOf(const XmlACubeVariable& variable) {
+  return {{"name", JsonOf(variable.m_Name)},
+          {"caption", JsonOf(variable.m_Caption)},
+          {"type", EnumOf(variable.m_type)},
+          {"selectionType", EnumOf(variable.m_selectionType)},
+          {"entryType", EnumOf(variable.m_entryType)},
+          {"referenceDimension", JsonOf(variable.m_referenceDimension)},
+          {"referenceHierarchy", JsonOf(variable.m_referenceHierarchy)},
+          {"defaultLow", JsonOf(variable.m_defaultLow)},
+          {"defaultHigh", JsonOf(variable.m_defaultHigh)},
+          {"overrideDefaultLow", JsonOf(variable.m_overrideDefaultLow)},
+          {"overrideDefaultHigh", JsonOf(variable.m_overrideDefaultHigh)}};
+}
+
+Json JsonOf(const OTXMLAUnit& unit) {
+  return {{"name", JsonOf(unit.m_name)},
+          {"externalName", JsonOf(unit.m_externalName)},
+          {"aggrType", EnumOf(unit.m_aggrType)},
+          {"type", EnumOf(unit.m_type)},
+          {"precision", unit.m_precision},
+          {"scale", unit.m_scale},
+          {"nullable", static_cast<int>(unit.m_nullable)},
+          {"dimPropType", EnumOf(unit.m_dimPropType)},
+          {"tamarindAttributeHierarchyName", JsonOf(unit.m_tamarindAttributeHierarchyName)},
+          {"tamarindGenerationNumber", unit.m_tamarindGenerationNumber},
+          {"tamarindPropertyType", unit.m_tamarindPropertyType}};
+}
+
+Json JsonOf(const OTXMLALevel& level) {
+  return {{"name", JsonOf(level.m_levelName)},
+          {"externalName", JsonOf(level.m_externalName)},
+          {"number", level.m_levelNumber},
+          {"unit", JsonOf(level.m_level)},
+          {"memberProperties", ListOf(level.m_memberProperties)}};
+}
+
+Json JsonOf(const OTXMLAHierarchy& hierarchy) {
+  return {{"name", JsonOf(hierarchy.m_hierarchyName)},
+          {"externalName", JsonOf(hierarchy.m_externalName)},
+          {"dimensionUniqueName", JsonOf(hierarchy.m_dimensionUniqueName)},
+          {"memberType", EnumOf(hierarchy.m_memberType)},
+          {"hierarchyType", EnumOf(hierarchy.m_hierarchyType)},
+          {"dimensionType", EnumOf(hierarchy.m_dimensionType)},
+          {"defaultMember", JsonOf(hierarchy.m_defaultMember)},
+          {"alternateHierarchyNames", ListOf(hierarchy.m_alternateHierarchyNames)},
+          {"udas", ListOf(hierarchy.m_udas)},
+          {"levels", ListOf(hierarchy.m_levels)}};
+}
+
+Json JsonOf(const OTCube& cube) {
+  return {{"name", JsonOf(cube.first)},
+          {"secondName", JsonOf(cube.second)},
+          {"variables", ListOf(cube.m_variables)},
+          {"aliases", ListOf(cube.m_aliases)},
+          {"memberNameUnique", cube.m_bMemberNameUnique},
+          {"dateFormat", JsonOf(cube.m_dateFormat)},
+          {"sapVariables", ListOf(cube.m_sapVariables)}};
+}
+
+Json JsonOf(const OTCatalog& catalog) {
+  return {{"name", JsonOf(catalog.m_catalogName)},
+          {"asoType", catalog.m_bASOType},
+          {"variables", ListOf(catalog.m_variables)},
+          {"cubes", ListOf(catalog.m_cubes)}};
+}
+
+Json JsonOf(const OTDataSource& source) {
+  return {{"name", JsonOf(source.m_dataSourceName)},
+          {"variables", ListOf(source.m_variables)},
+          {"catalogs", ListOf(source.m_catalogs)}};
+}
+
+/// A document's last two keys.
+Json With(Json json, const Messages& messages) {
+  json["errors"] = messages.errors;
+  json["warnings"] = messages.warnings;
+  return json;
+}
+
+Json JsonOf(const NoResult& result) { return With(Json::object(), result.messages); }
+
+Json JsonOf(const SourcesResult& result) {
+  return With({{"dataSources", ListOf(result.dataSources)}}, result.messages);
+}
+
+Json JsonOf(const TreeResult& result) {
+  return With({{"dataSources", ListOf(result.dataSources)}}, result.messages);
+}
+
+Json JsonOf(const CubeResult& result) {
+  return With({{"dataSource", JsonOf(result.dataSource)},
+               {"catalog", JsonOf(result.catalog)},
+               {"cube", JsonOf(result.cube)},
+               {"hierarchies", ListOf(result.hierarchies)},
+               {"measures", ListOf(result.measures)},
+               {"sapVariables", ListOf(result.sapVariables)}},
+              result.messages);
+}
+
+Json JsonOf(const ImportResult& result) {
+  return With({{"provider",
+                {{"name", JsonOf(result.providerName)},
+                 {"version", JsonOf(result.providerVersion)},
+                 {"target", result.target}}},
+               {"cubes", ListOf(result.cubes)}},
+              result.messages);
+}
+
+}  // namespace
+
+std::string RenderJson(const Result& result) {
+  const Json json = std::visit([](const auto& any) { return JsonOf(any); }, result);
+  // Nothing but the library's own texts can be ill-formed here; a document is due in any case.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}

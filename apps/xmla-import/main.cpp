@@ -1,0 +1,136 @@
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <optional>
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "Connection.h"
+#include "ExitStatus.h"
+#include "Interrupt.h"
+#include "Output.h"
+#include "Progress.h"
+#include "Rendering.h"
+#include "TerminalText.h"
+#include "Text.h"
+#include "Utility/Generic/ErrorMessage.h"
+
+namespace {
+
+void Tell(const char* kind, const std::string& line) {
+  std::fputs(("xmla-import: " + std::string(kind) + ": " + HarmlessOnTerminal(line) + "\n").c_str(),
+             stderr);
+}
+
+/// The empty result of a command: what a call that fails early still shows.
+Result EmptyResult(Command command) {
+  switch (command) {
+    case Command::kSources:
+      return SourcesResult{};
+    case Command::kTree:
+      return TreeResult{};
+    case Command::kCube:
+      return CubeResult{};
+    case Command::kImport:
+      return ImportResult{};
+    case Command::kNone:
+      break;
+  }
+  return NoResult{};
+}
+
+ExitStatus Run(Session& session, const Arguments& arguments, Progress& progress, Result& result) {
+  if (auto* const sources = std::get_if<SourcesResult>(&result))
+    return RunSources(session, *sources);
+  if (auto* const tree = std::get_if<TreeResult>(&result))
+    return RunTree(session, arguments, *tree);
+  if (auto* const cube = std::get_if<CubeResult>(&result))
+    return RunCube(session, arguments, *cube);
+  return RunImport(session, arguments, progress, std::get<ImportResult>(result));
+}
+
+/// Imports what is asked for into `result`.
+ExitStatus Import(const ImportLibrary& library, const Arguments& arguments, Interrupt& interrupt,
+                  Result& result) {
+  const VXExecutionState::Scope scope(interrupt.State());
+  const Connection connection = Connect(arguments);
+  Session session(library, connection, arguments.log);
+  Progress progress(arguments.quiet, arguments.verbose);
+  return interrupt.Happened() ? ExitStatus::kInterrupted
+                              : Run(session, arguments, progress, result);
+}
+
+/// Says what happened on standard error and writes the result where it goes.
+ExitStatus Report(const Arguments& arguments, const Output& output, Result& result,
+                  ExitStatus status) {
+  const Messages& messages = MessagesOf(result);
+  for (const std::string& line : messages.warnings) Tell("warning", line);
+  if (const auto* const import = std::get_if<ImportResult>(&result))
+    for (const CubeResult& cube : import->cubes) {
+      const std::string name = Listed({Utf8(cube.cube)}) + ": ";
+      for (const std::string& line : cube.messages.warnings) Tell("warning", name + line);
+      for (const std::string& line : cube.messages.errors) Tell("error", name + line);
+    }
+  for (const std::string& line : messages.errors) Tell("error", line);
+  try {
+    output.Write(arguments.json ? RenderJson(result) : RenderText(result, output.IsTerminal()));
+  } catch (const OutputError& error) {
+    Tell("error", error.what());
+    return status == ExitStatus::kDone ? ExitStatus::kFailed : status;
+  }
+  return status;
+}
+
+ExitStatus Main(int argc, char** argv) {
+  Arguments arguments;
+  // Declared before the result: it is unloaded after every record that it made.
+  std::optional<ImportLibrary> library;
+  Result result;
+  ExitStatus status = ExitStatus::kDone;
+  Interrupt interrupt;
+  const auto fail = [&](ExitStatus with, const std::string& text) {
+    MessagesOf(result).errors.push_back(OneLine(text));
+    status = with;
+  };
+  try {
+    ParseArguments(argc, argv, arguments);
+    if (!arguments.information.empty()) {
+      Output("").Write(arguments.information);
+      return ExitStatus::kDone;
+    }
+    HideCredentials(argc, argv);
+    result = EmptyResult(arguments.command);
+    Output(arguments.output).Check();
+    library.emplace();
+    status = Import(*library, arguments, interrupt, result);
+  } catch (const UsageError& error) {
+    if (std::holds_alternative<NoResult>(result)) result = EmptyResult(arguments.command);
+    fail(ExitStatus::kWrongCall, error.what());
+  } catch (const OutputError& error) {
+    Tell("error", error.what());
+    return ExitStatus::kFailed;
+  } catch (const ErrorMessage& error) {
+    for (const std::string& line : Lines(error)) fail(ExitStatus::kFailed, line);
+  } catch (const std::bad_alloc&) {
+    fail(ExitStatus::kFailed, "there is not enough memory");
+  } catch (const std::exception& error) {
+    fail(ExitStatus::kFailed, error.what());
+  }
+  if (interrupt.Happened()) status = ExitStatus::kInterrupted;
+  return Report(arguments, Output(arguments.output), result, status);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  GuardStandardStreams();
+  // A reader of standard output that goes away must not kill the tool in the middle of its work.
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return static_cast<int>(Main(argc, argv));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "xmla-import: error: %s\n", error.what());  // out of memory, as a rule
+    return static_cast<int>(ExitStatus::kFailed);
+  }
+}

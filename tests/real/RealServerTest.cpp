@@ -1,0 +1,196 @@
+// Imports from a real server. What it must yield stands in expected/, held against the server's
+// schemas by hand; see README.md there for the packages that the server needs.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "support/TempDir.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr int kPackageMissing = 77;
+
+/// The server of this folder, from construction to destruction.
+class RealServer {
+ public:
+  RealServer() {
+    int in[2];
+    int out[2];
+    int err[2];
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
+      throw std::runtime_error("no pipe");
+    m_process = fork();
+    if (m_process < 0) throw std::runtime_error("no process");
+    if (m_process == 0) {
+      dup2(in[0], STDIN_FILENO);
+      dup2(out[1], STDOUT_FILENO);
+      dup2(err[1], STDERR_FILENO);
+      execl(REAL_FOLDER "/start", "start", nullptr);
+      _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    close(err[1]);
+    m_input = in[1];
+    m_url = ReadLine(out[0]);
+    // Without an address the process has ended, and has said why.
+    if (m_url.empty()) m_complaint = ReadLine(err[0]);
+    close(out[0]);
+    m_errors = err[0];
+  }
+  ~RealServer() { End(); }
+  RealServer(const RealServer&) = delete;
+  RealServer& operator=(const RealServer&) = delete;
+
+  const std::string& Url() const { return m_url; }
+  const std::string& Complaint() const { return m_complaint; }
+  /// Closes its standard input and waits for its end; the exit status, or -1.
+  int End() {
+    if (m_process <= 0) return m_status;
+    close(m_input);
+    int status = 0;
+    waitpid(m_process, &status, 0);
+    close(m_errors);
+    m_process = 0;
+    return m_status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  static std::string ReadLine(int file) {
+    std::string line;
+    for (char c; read(file, &c, 1) == 1 && c != '\n';) line += c;
+    return line;
+  }
+
+  pid_t m_process = 0;
+  int m_input = -1;
+  int m_errors = -1;
+  int m_status = -1;
+  std::string m_url;
+  std::string m_complaint;
+};
+
+class Real : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { server = new RealServer; }
+  static void TearDownTestSuite() {
+    delete server;
+    server = nullptr;
+  }
+  void SetUp() override {
+    if (!server->Url().empty()) return;
+    const int status = server->End();
+    ASSERT_EQ(status, kPackageMissing) << "the server did not start: " << server->Complaint();
+    GTEST_SKIP() << "SKIPPED: no real server, " << server->Complaint();
+  }
+
+  static Outcome Import(const Arguments& more) {
+    Arguments arguments{"--url", server->Url()};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTool(arguments);
+  }
+
+  static RealServer* server;
+};
+
+RealServer* Real::server = nullptr;
+
+/// One call and the file that holds the whole of its standard output.
+struct Case {
+  Arguments arguments;
+  const char* expected;
+  int status;
+};
+
+const Case kCases[] = {
+    {{"sources", "--target", "tessera"}, "sources.txt", 0},
+    {{"sources", "--target", "auto"}, "sources.txt", 0},
+    {{"sources"}, "sources.txt", 0},
+    {{"sources", "--target", "analysis-services-2000"}, "sources.txt", 0},
+    {{"sources", "--target", "analysis-services-2005"}, "sources.analysis-services-2005.txt", 0},
+    {{"sources", "--format", "json", "--target", "tessera"}, "sources.json", 0},
+    {{"sources", "--format", "json", "--target", "auto"}, "sources.json", 0},
+    {{"sources", "--format", "json", "--target", "analysis-services-2000"},
+     "sources.analysis-services-2000.json",
+     0},
+    {{"sources", "--format", "json", "--target", "analysis-services-2005"},
+     "sources.analysis-services-2005.json",
+     0},
+    {{"tree", "--target", "tessera"}, "tree.txt", 0},
+    {{"tree", "--target", "auto"}, "tree.txt", 0},
+    {{"tree", "--target", "analysis-services-2000"}, "tree.txt", 0},
+    {{"tree", "--target", "analysis-services-2005"}, "tree.analysis-services-2005.txt", 0},
+    {{"tree", "--format", "json", "--target", "tessera"}, "tree.json", 0},
+    {{"tree", "--format", "json", "--target", "auto"}, "tree.json", 0},
+    {{"tree", "--format", "json", "--target", "analysis-services-2000"},
+     "tree.analysis-services-2000.json",
+     0},
+    {{"tree", "--format", "json", "--target", "analysis-services-2005"},
+     "tree.analysis-services-2005.json",
+     0},
+    {{"tree", "--format", "json", "--source", "Provider=mondrian"}, "tree.json", 0},
+    {{"import"}, "import.txt", 3},
+    {{"import", "--format", "json"}, "import.json", 3},
+    {{"import", "--format", "json", "--jobs", "4"}, "import.json", 3},
+};
+
+TEST_F(Real, ImportsAreWholeDocumentsAsExpected) {
+  for (const Case& each : kCases) {
+    SCOPED_TRACE(testing::PrintToString(each.arguments));
+    const Outcome outcome = Import(each.arguments);
+    EXPECT_EQ(outcome.status, each.status) << outcome.err;
+    EXPECT_EQ(outcome.out,
+              support::ReadFile(std::filesystem::path(REAL_FOLDER "/expected") / each.expected));
+  }
+}
+
+TEST_F(Real, AnUnknownCatalogOrCubeListsWhatThereIs) {
+  const Outcome catalog =
+      Import({"cube", "--source", "Provider=mondrian", "--catalog", "Nope", "--cube", "Sales"});
+  EXPECT_EQ(catalog.status, 2);
+  EXPECT_THAT(catalog.err, HasSubstr("there are: \"Skylark\", \"Архив <old>\""));
+  const Outcome cube =
+      Import({"cube", "--source", "Provider=mondrian", "--catalog", "Архив <old>", "--cube", "x"});
+  EXPECT_EQ(cube.status, 2);
+  EXPECT_THAT(cube.err, HasSubstr("there are: \"Старые продажи\""));
+}
+
+TEST_F(Real, AnyOtherPathIsAnErrorThatSaysSo) {
+  // The web server answers there with a page of its own.
+  std::string url = server->Url();
+  url.resize(url.rfind('/'));
+  const Outcome outcome = RunTool({"--url", url + "/elsewhere", "sources"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("HTTP 405 Method Not Allowed"));
+}
+
+TEST_F(Real, TheServerEndsWithItsStandardInput) {
+  RealServer other;
+  ASSERT_FALSE(other.Url().empty()) << other.Complaint();
+  EXPECT_EQ(other.End(), 0);
+  EXPECT_EQ(RunTool({"--url", other.Url(), "sources"}).status, 1);
+}
+
+TEST(RealServerStart, WithoutItsPackagesNamesThemAndEndsWithStatus77) {
+  setenv("XMLA_REAL_JARS", "/no/such/folder", 1);
+  RealServer bare;
+  unsetenv("XMLA_REAL_JARS");
+  EXPECT_EQ(bare.Url(), "");
+  EXPECT_THAT(bare.Complaint(), testing::StartsWith("these Debian packages are missing: "));
+  EXPECT_THAT(bare.Complaint(), HasSubstr("libmondrian-java"));
+  EXPECT_EQ(bare.End(), kPackageMissing);
+}
+
+}  // namespace
+}  // namespace tool

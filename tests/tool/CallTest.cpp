@@ -1,0 +1,245 @@
+// The call itself: commands, options, where they may stand, what contradicts what, and how a wrong
+// call is reported.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Call, HelpGoesToStandardOutputAndNamesCommandsOptionsAndStatuses) {
+  const Outcome outcome = RunTool({"--help"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");
+  for (const char* word :
+       {"sources", "tree", "cube", "import", "--url", "--sample", "--user", "--password-file",
+        "--target", "--log", "--format", "--output", "--quiet", "--verbose", "XMLA_IMPORT_URL",
+        "XMLA_IMPORT_USER", "XMLA_IMPORT_PASSWORD", "XMLA_IMPORT_TARGET", "130"})
+    EXPECT_THAT(outcome.out, HasSubstr(word));
+}
+
+TEST(Call, EachCommandHasHelpOfItsOwn) {
+  EXPECT_THAT(RunTool({"import", "--help"}).out, HasSubstr("xmla-import import [OPTIONS]"));
+  EXPECT_THAT(RunTool({"import", "--help"}).out, HasSubstr("--jobs"));
+  EXPECT_THAT(RunTool({"cube", "--help"}).out, HasSubstr("--catalog"));
+}
+
+TEST(Call, VersionIsOneLine) {
+  const Outcome outcome = RunTool({"--version"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(outcome.out, testing::MatchesRegex("xmla-import [0-9.]+\n"));
+}
+
+TEST(Call, HelpIntoAFullDeviceIsAnError) {
+  Options options;
+  options.out = Stream::kFull;
+  EXPECT_EQ(RunTool({"--help"}, options).status, 1);
+}
+
+struct WrongCall {
+  const char* name;
+  Arguments arguments;
+  std::map<std::string, std::string> environment;
+  std::string says;  ///< part of the one line on standard error
+};
+
+void PrintTo(const WrongCall& call, std::ostream* out) { *out << call.name; }
+
+class WrongCalls : public testing::TestWithParam<WrongCall> {};
+
+TEST_P(WrongCalls, EndWithStatusTwoAndOneLineThatSaysWhatToDo) {
+  Options options;
+  options.environment = GetParam().environment;
+  const Outcome outcome = RunTool(GetParam().arguments, options);
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.out, "");
+  ASSERT_EQ(outcome.ErrorLines().size(), 1u) << outcome.err;
+  EXPECT_THAT(outcome.err, StartsWith("xmla-import: error: "));
+  EXPECT_THAT(outcome.err, HasSubstr(GetParam().says));
+}
+
+const char kUrl[] = "http://127.0.0.1:1/";
+
+INSTANTIATE_TEST_SUITE_P(
+    Call, WrongCalls,
+    testing::Values(
+        WrongCall{"NoCommand", {"--url", kUrl}, {}, "sources, tree, cube, import"},
+        WrongCall{"NothingAtAll", {}, {}, "sources, tree, cube, import"},
+        WrongCall{"UnknownCommand", {"--url", kUrl, "forest"}, {}, "forest"},
+        WrongCall{"TwoCommands", {"--url", kUrl, "sources", "tree"}, {}, "tree"},
+        WrongCall{"UnknownOption", {"--url", kUrl, "sources", "--color"}, {}, "--color"},
+        WrongCall{
+            "OptionOfAnotherCommand", {"--url", kUrl, "sources", "--source", "A"}, {}, "--source"},
+        WrongCall{
+            "NoPasswordOption", {"--url", kUrl, "--password", "x", "sources"}, {}, "--password"},
+        WrongCall{"MissingValue", {"sources", "--url"}, {}, "--url"},
+        WrongCall{"EmptyValue", {"sources", "--url", ""}, {}, "--url needs a value"},
+        WrongCall{"EmptyChoice", {"--url", kUrl, "cube", "--cube", ""}, {}, "--cube needs a value"},
+        WrongCall{"OptionTwice", {"sources", "--url", kUrl, "--url", kUrl}, {}, "--url"},
+        WrongCall{"ChoiceTwice",
+                  {"--url", kUrl, "cube", "--cube", "A", "--cube", "B"},
+                  {},
+                  "--cube: At Most 1 required but received 2"},
+        WrongCall{"SourceOfTheTreeTwice",
+                  {"--url", kUrl, "tree", "--source", "A", "--source", "B"},
+                  {},
+                  "--source: At Most 1 required but received 2"},
+        WrongCall{
+            "NoProvider", {"sources"}, {}, "--url URL (or XMLA_IMPORT_URL), or --sample KIND"},
+        WrongCall{
+            "EmptyVariable", {"sources"}, {{"XMLA_IMPORT_URL", ""}}, "nothing to import from"},
+        WrongCall{"UrlAndSample",
+                  {"--url", kUrl, "--sample", "tamarind", "sources"},
+                  {},
+                  "--url and --sample contradict each other"},
+        WrongCall{"UnknownSample",
+                  {"--sample", "oracle", "sources"},
+                  {},
+                  "analysis-services, sap-bw, tamarind"},
+        WrongCall{"UnknownTarget",
+                  {"--url", kUrl, "--target", "as2005", "sources"},
+                  {},
+                  "--target is \"as2005\", but there are: analysis-services-2000, "
+                  "analysis-services-2005, analysis-services-2008, analysis-services-2012, sap-bw, "
+                  "sap-bw35, tamarind-7, tamarind-9, tamarind-11, tamarind-11.1.2.3.500, tessera, "
+                  "auto"},
+        WrongCall{"UnknownTargetInTheEnvironment",
+                  {"--url", kUrl, "sources"},
+                  {{"XMLA_IMPORT_TARGET", "AUTO"}},
+                  "XMLA_IMPORT_TARGET is \"AUTO\", but there are: "},
+        WrongCall{"UnknownFormat",
+                  {"--url", kUrl, "sources", "--format", "xml"},
+                  {},
+                  "--format is \"xml\", but there are: text, json"},
+        WrongCall{"QuietAndVerbose",
+                  {"--url", kUrl, "sources", "--quiet", "--verbose"},
+                  {},
+                  "--quiet and --verbose contradict each other"},
+        WrongCall{"OtherScheme", {"--url", "ftp://server/", "sources"}, {}, "--url is not an http"},
+        WrongCall{"NoScheme", {"--url", "server/xmla", "sources"}, {}, "--url is not an http"},
+        WrongCall{"BadUrlInTheEnvironment",
+                  {"sources"},
+                  {{"XMLA_IMPORT_URL", "file:///etc/passwd"}},
+                  "XMLA_IMPORT_URL is not an http"},
+        WrongCall{"NoJobs", {"--url", kUrl, "import", "--jobs", "0"}, {}, "--jobs"},
+        WrongCall{"ManyJobs", {"--url", kUrl, "import", "--jobs", "65"}, {}, "--jobs"},
+        WrongCall{"JobsInWords", {"--url", kUrl, "import", "--jobs", "two"}, {}, "--jobs"},
+        WrongCall{"OutputInNoFolder",
+                  {"--url", kUrl, "sources", "-o", "/no/such/folder/file"},
+                  {},
+                  "--output \"/no/such/folder/file\" cannot be written: No such file"},
+        WrongCall{
+            "OutputIsAFolder", {"--url", kUrl, "sources", "-o", "/tmp"}, {}, "is a directory"},
+        WrongCall{"PasswordFileWithoutUser",
+                  {"--url", kUrl, "sources", "--password-file", "-"},
+                  {},
+                  "--password-file needs a user name"},
+        WrongCall{"NoPasswordFile",
+                  {"--url", kUrl, "--user", "u", "--password-file", "/no/such/file", "sources"},
+                  {},
+                  "cannot be read from \"/no/such/file\": No such file"}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST(Call, AWrongCallIsADocumentOnceJsonIsRecognised) {
+  const Json expected = {{"dataSources", Json::array()},
+                         {"errors",
+                          {"--target is \"x\", but there are: analysis-services-2000, "
+                           "analysis-services-2005, analysis-services-2008, "
+                           "analysis-services-2012, sap-bw, sap-bw35, tamarind-7, "
+                           "tamarind-9, tamarind-11, tamarind-11.1.2.3.500, tessera, auto"}},
+                         {"warnings", Json::array()}};
+  for (const char* command : {"sources", "tree"}) {
+    const Outcome outcome = RunTool({command, "--format", "json", "--target", "x", "--url", kUrl});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.Document(), expected) << outcome.out;
+  }
+}
+
+TEST(Call, EveryCommandKeepsItsKeysInAWrongCall) {
+  const std::pair<Arguments, std::vector<std::string>> cases[] = {
+      {{"--format=json", "sources", "--no-such-option"}, {"dataSources", "errors", "warnings"}},
+      {{"tree", "--format", "json"}, {"dataSources", "errors", "warnings"}},
+      {{"--format", "json", "cube", "--cube"},
+       {"dataSource", "catalog", "cube", "hierarchies", "measures", "sapVariables", "errors",
+        "warnings"}},
+      {{"import", "--jobs", "x", "--format", "json"}, {"provider", "cubes", "errors", "warnings"}},
+      {{"--format", "json"}, {"errors", "warnings"}},
+      {{"--format", "json", "forest"}, {"errors", "warnings"}},
+  };
+  for (const auto& [arguments, keys] : cases) {
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    const Json document = outcome.Document();
+    std::vector<std::string> found;
+    for (const auto& [key, value] : document.items()) found.push_back(key);
+    EXPECT_EQ(found, keys);
+    EXPECT_EQ(document["errors"].size(), 1u);
+  }
+}
+
+TEST(Call, OptionsMayStandBeforeOrAfterTheCommand) {
+  const ScriptedProvider provider(TwoSources());
+  const std::string url = provider.Url();
+  for (const Arguments& arguments :
+       {Arguments{"--url", url, "--format", "json", "tree", "--source", "Beta"},
+        Arguments{"tree", "--url", url, "--source", "Beta", "--format", "json"},
+        Arguments{"tree", "--source", "Beta", "--url=" + url, "--format=json"}}) {
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.Document()["dataSources"][0]["name"], "Beta");
+  }
+}
+
+TEST(Call, TheEnvironmentGivesUrlAndTarget) {
+  const ScriptedProvider provider(TwoSources());
+  Options options;
+  options.environment = {{"XMLA_IMPORT_URL", provider.Url()}, {"XMLA_IMPORT_TARGET", "tessera"}};
+  // A tessera provider is known by its sources' information.
+  EXPECT_EQ(RunTool({"sources"}, options).out, "Provider=alpha\nProvider=beta\n");
+}
+
+TEST(Call, OptionsComeBeforeTheEnvironment) {
+  const ScriptedProvider provider(TwoSources());
+  Options options;
+  options.environment = {{"XMLA_IMPORT_URL", "http://127.0.0.1:1/"},
+                         {"XMLA_IMPORT_TARGET", "tessera"}};
+  const Outcome outcome =
+      RunTool({"--url", provider.Url(), "--target", "analysis-services-2005", "sources"}, options);
+  EXPECT_EQ(outcome.out, "Alpha\nBeta\n");
+}
+
+TEST(Call, TheSampleProviderComesBeforeAnUrlOfTheEnvironment) {
+  Options options;
+  options.environment = {{"XMLA_IMPORT_URL", "http://127.0.0.1:1/"}};
+  EXPECT_EQ(RunTool({"--sample", "analysis-services", "sources"}, options).status, 0);
+}
+
+TEST(Call, TheResultIsUtf8InAnyLocale) {
+  ScriptedProvider::Script script = TwoSources();
+  script.rows["DISCOVER_DATASOURCES"] = {{{"DataSourceName", "Größe 店舗 𝄞"}}};
+  const ScriptedProvider provider(std::move(script));
+  for (const char* locale : {"C", "POSIX", "C.UTF-8", "de_DE.ISO-8859-1", "no_SUCH"}) {
+    Options options;
+    options.environment = {{"LC_ALL", locale}, {"LANG", locale}};
+    EXPECT_EQ(RunTool({"--url", provider.Url(), "sources"}, options).out, "Größe 店舗 𝄞\n");
+    EXPECT_EQ(RunTool({"--url", provider.Url(), "sources", "--format", "json"}, options)
+                  .Document()["dataSources"],
+              Json({"Größe 店舗 𝄞"}));
+  }
+}
+
+TEST(Call, ArgumentsThatAreNoUtf8AreReportedAsUtf8) {
+  const ScriptedProvider provider(OneCube());
+  const Outcome outcome =
+      RunTool({"--url", provider.Url(), "tree", "--source", "\xFF\xFE", "--format", "json"});
+  EXPECT_NO_THROW(outcome.Document()) << outcome.out;
+}
+
+}  // namespace
+}  // namespace tool

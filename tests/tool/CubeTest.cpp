@@ -1,0 +1,271 @@
+// The command cube: the whole record of one cube, and the choices that lead to it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+Json Unit(const char* name, const char* externalName, const char* aggregation, const char* type,
+          int precision, int scale) {
+  return {{"name", name},
+          {"externalName", externalName},
+          {"aggrType", aggregation},
+          {"type", type},
+          {"precision", precision},
+          {"scale", scale},
+          {"nullable", 1},
+          {"dimPropType", "kDimPropNone"},
+          {"tamarindAttributeHierarchyName", ""},
+          {"tamarindGenerationNumber", 0},
+          {"tamarindPropertyType", 0}};
+}
+
+Json TextUnit(const char* name, const char* externalName) {
+  return Unit(name, externalName, "kAggrUnknown", "VXVarCharData", 128, 0);
+}
+
+Json Level(const char* name, const char* externalName, int number, Json properties) {
+  return {{"name", name},
+          {"externalName", externalName},
+          {"number", number},
+          {"unit", TextUnit(name, externalName)},
+          {"memberProperties", std::move(properties)}};
+}
+
+/// The only cube of the provider with one cube.
+Json UnitCube() {
+  Json date = TextUnit("Opened on", "Opened");
+  date["type"] = "VXDateData";
+  const Json hierarchy = {{"name", "Ort"},
+                          {"externalName", "Shop.Place"},
+                          {"dimensionUniqueName", "Shop"},
+                          {"memberType", "kMemberTypeAll"},
+                          {"hierarchyType", "kHierarchyFullyBalanced"},
+                          {"dimensionType", "kDimensionTypeOther"},
+                          {"defaultMember", ""},
+                          {"alternateHierarchyNames", Json::array()},
+                          {"udas", Json::array()},
+                          {"levels",
+                           {Level("[Shop].[Place].[(All)]", "(All)", 0, Json::array()),
+                            Level("Stadt", "Town", 1, {date})}}};
+  return {{"dataSource", "Solo"},
+          {"catalog", "Lone"},
+          {"cube", "Unit"},
+          {"hierarchies", {hierarchy}},
+          {"measures",
+           {Unit("Stück", "Pieces", "kAggrSum", "VXDoubleData", 15, 2),
+            Unit("Ratio", "Ratio", "kAggrExternal", "VXCharData", 128, 0)}},
+          {"sapVariables", Json::array()},
+          {"errors", Json::array()},
+          {"warnings", Json::array()}};
+}
+
+TEST(Cube, IsADocumentInJson) {
+  const ScriptedProvider provider(OneCube());
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.Document(), UnitCube()) << outcome.out;
+}
+
+TEST(Cube, IsATreeAPersonCanRead) {
+  const ScriptedProvider provider(OneCube());
+  EXPECT_EQ(RunTool({"--url", provider.Url(), "cube"}).out,
+            "cube Unit\n"
+            "  data source Solo, catalog Lone\n"
+            "  hierarchy Ort (Shop.Place): fully balanced, dimension Shop of kind other, default "
+            "member of kind all\n"
+            "    0 [Shop].[Place].[(All)] ((All))\n"
+            "    1 Stadt (Town)\n"
+            "      property Opened on (Opened): Date(128)\n"
+            "  measures\n"
+            "    Stück (Pieces): sum, Double(15, 2)\n"
+            "    Ratio: external, Char(128)\n");
+}
+
+TEST(Cube, WithAllChoicesLooksNothingUp) {
+  const ScriptedProvider provider(OneCube());
+  const Outcome outcome =
+      RunTool({"--url", provider.Url(), "--target", "analysis-services-2005", "cube", "--source",
+               "Solo", "--catalog", "Lone", "--cube", "Unit", "--format", "json"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.Document(), UnitCube());
+  EXPECT_EQ(provider.RequestTypes().front(), "MDSCHEMA_HIERARCHIES");
+  EXPECT_THAT(provider.RequestTypes(), testing::Not(testing::Contains("DISCOVER_DATASOURCES")));
+}
+
+struct WrongChoice {
+  const char* name;
+  Arguments choices;
+  const char* says;
+};
+
+class WrongChoices : public testing::TestWithParam<WrongChoice> {};
+
+TEST_P(WrongChoices, EndWithStatusTwoAndAListOfWhatThereIs) {
+  ScriptedProvider::Script script = TwoSources();
+  const ScriptedProvider provider(std::move(script));
+  Arguments arguments{"--url", provider.Url(), "--format", "json", "cube"};
+  arguments.insert(arguments.end(), GetParam().choices.begin(), GetParam().choices.end());
+  const Outcome outcome = RunTool(arguments);
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.Document()["errors"].back(), GetParam().says);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cube, WrongChoices,
+    testing::Values(
+        WrongChoice{"OpenSource",
+                    {},
+                    "there are several data sources, choose with --source; there are: \"Alpha\", "
+                    "\"Beta\""},
+        WrongChoice{"UnknownSource",
+                    {"--source", "Gamma"},
+                    "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
+        WrongChoice{
+            "OpenCatalog",
+            {"--source", "Beta", "--cube", "Sales"},
+            "there are several catalogs in the data source \"Beta\", choose with --catalog; "
+            "there are: \"One\", \"Two\""},
+        WrongChoice{
+            "UnknownCatalog",
+            {"--source", "Beta", "--catalog", "Three"},
+            "there is no catalog \"Three\" in the data source \"Beta\"; there are: \"One\", "
+            "\"Two\""},
+        WrongChoice{
+            "OpenCube",
+            {"--source", "Beta", "--catalog", "One"},
+            "there are several cubes in the catalog \"One\", choose with --cube; there are: "
+            "\"Sales\", \"Stock\""},
+        WrongChoice{"UnknownCubeOfAll",
+                    {"--source", "Beta", "--catalog", "One", "--cube", "Nope"},
+                    "there is no cube \"Nope\" in the catalog \"One\"; there are: \"Sales\", "
+                    "\"Stock\""},
+        WrongChoice{
+            "UnknownCatalogOfAll",
+            {"--source", "Beta", "--catalog", "Three", "--cube", "Sales"},
+            "there is no catalog \"Three\" in the data source \"Beta\"; there are: \"One\", "
+            "\"Two\""},
+        WrongChoice{"UnknownSourceOfAll",
+                    {"--source", "Gamma", "--catalog", "One", "--cube", "Sales"},
+                    "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
+        WrongChoice{"CubeOfACatalogWithout",
+                    {"--source", "Beta", "--catalog", "Two", "--cube", "Sales"},
+                    "the provider has no cubes in the catalog \"Two\""}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST(Cube, KeepsChoicesInTheDocumentOfAFailedLookUp) {
+  const ScriptedProvider provider(TwoSources());
+  const Json document =
+      RunTool({"--url", provider.Url(), "--format", "json", "cube", "--source", "Beta"}).Document();
+  EXPECT_EQ(document["dataSource"], "Beta");
+  EXPECT_EQ(document["catalog"], "");
+  EXPECT_EQ(document["cube"], "");
+}
+
+TEST(Cube, OfAProviderWithNothingToChooseFromIsAnError) {
+  const ScriptedProvider provider(ScriptedProvider::Script{});
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("the provider has no data sources"));
+}
+
+TEST(Cube, ThatExistsAndIsEmptyIsNoError) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows.erase("MDSCHEMA_HIERARCHIES");
+  script.rows.erase("MDSCHEMA_MEASURES");
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--source", "Solo", "--catalog",
+                                   "Lone", "--cube", "Unit", "--format", "json"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_THAT(outcome.Document()["errors"], testing::IsEmpty());
+}
+
+TEST(Cube, KeepsMeasuresWhenTheHierarchiesFail) {
+  ScriptedProvider::Script script = OneCube();
+  script.answer = [](const std::string& type, const std::string&) {
+    return type == "MDSCHEMA_LEVELS" ? support::FaultReply("Server", "no levels") : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.Document()["measures"].size(), 2u);
+  ASSERT_EQ(outcome.Document()["errors"].size(), 2u);
+  EXPECT_EQ(outcome.Document()["errors"][1],
+            "the failed request was MDSCHEMA_LEVELS of hierarchy \"[Shop].[Place]\"");
+}
+
+TEST(Cube, NamesTheLevelWhosePropertiesFailed) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_LEVELS"][1][1].second = "[Shop].[&lt;R&amp;D&gt; \"x\" 'y' &amp;amp;]";
+  script.answer = [](const std::string& type, const std::string& body) {
+    const bool second = body.find("R&amp;D") != std::string::npos;
+    return type == "MDSCHEMA_PROPERTIES" && second ? support::FaultReply("Server", "no properties")
+                                                   : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.Document()["errors"][1],
+            "the failed request was MDSCHEMA_PROPERTIES of hierarchy \"[Shop].[Place]\", level "
+            "\"[Shop].[<R&D> \"x\" 'y' &amp;]\"");
+}
+
+TEST(Cube, OfASapBwProviderHasItsVariables) {
+  ScriptedProvider::Script script = OneCube();
+  script.name = "SAP BW";
+  script.rows["SAP_VARIABLES"] = {{{"VARIABLE_NAME", "[V1]"},
+                                   {"VARIABLE_CAPTION", "Year"},
+                                   {"VARIABLE_TYPE", "1"},
+                                   {"VARIABLE_SELECTION_TYPE", "4"},
+                                   {"VARIABLE_ENTRY_TYPE", "9"},
+                                   {"REFERENCE_DIMENSION", "[0YEAR]"},
+                                   {"DEFAULT_LOW", "2020"}}};
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  const Json expected = {{"name", "[V1]"},
+                         {"caption", "Year"},
+                         {"type", "SAP_VAR_TYPE_MEMBER"},
+                         {"selectionType", "SAP_VAR_SEL_TYPE_MULTI_SINGLE_VALUES"},
+                         {"entryType", 9},
+                         {"referenceDimension", "[0YEAR]"},
+                         {"referenceHierarchy", ""},
+                         {"defaultLow", "2020"},
+                         {"defaultHigh", ""},
+                         {"overrideDefaultLow", ""},
+                         {"overrideDefaultHigh", ""}};
+  EXPECT_EQ(outcome.Document()["sapVariables"], Json({expected})) << outcome.out;
+  EXPECT_THAT(RunTool({"--url", provider.Url(), "cube"}).out,
+              HasSubstr("  variables\n"
+                        "    Year ([V1]): member, multi single values, code 9, of [0YEAR], default "
+                        "2020\n"));
+}
+
+TEST(Cube, OfAnotherKindIsNotAskedForVariables) {
+  const ScriptedProvider provider(OneCube());
+  RunTool({"--url", provider.Url(), "cube"});
+  EXPECT_THAT(provider.RequestTypes(), testing::Not(testing::Contains("SAP_VARIABLES")));
+}
+
+TEST(Cube, OfASapBwProviderKeepsTheRestWhenTheVariablesFail) {
+  ScriptedProvider::Script script = OneCube();
+  script.name = "SAP BW";
+  script.answer = [](const std::string& type, const std::string&) {
+    return type == "SAP_VARIABLES" ? support::FaultReply("Server", "none") : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.Document()["hierarchies"].size(), 1u);
+  EXPECT_EQ(outcome.Document()["errors"].size(), 1u);
+}
+
+}  // namespace
+}  // namespace tool

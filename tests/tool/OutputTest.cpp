@@ -1,0 +1,143 @@
+// Where the result goes, and what happens when it cannot go there.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support/TempDir.h"
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::HasSubstr;
+
+class Output : public testing::Test {
+ protected:
+  std::string File(const char* name = "result") const { return m_folder.Path() / name; }
+  Outcome RunInto(const std::string& file, const Arguments& more = {}) const {
+    Arguments arguments{"--url", m_provider.Url(), "sources", "-o", file};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTool(arguments);
+  }
+  /// The folder holds these files and no other: nothing half done is left beside them.
+  void ExpectOnly(const std::vector<std::string>& files) const {
+    std::vector<std::string> found;
+    for (const auto& file : m_folder.Files()) found.push_back(file);
+    EXPECT_EQ(found, files);
+  }
+
+  const ScriptedProvider m_provider{TwoSources()};
+  const support::TempDir m_folder;
+};
+
+TEST_F(Output, IntoAFileIsWhatWouldGoToStandardOutput) {
+  for (const char* format : {"text", "json"}) {
+    const Outcome outcome = RunInto(File(), {"--format", format});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(support::ReadFile(File()),
+              RunTool({"--url", m_provider.Url(), "sources", "--format", format}).out);
+    ExpectOnly({File()});
+  }
+}
+
+TEST_F(Output, ReplacesAFileAndKeepsItsMode) {
+  std::ofstream(File()) << std::string(100000, 'x');
+  chmod(File().c_str(), 0640);
+  EXPECT_EQ(RunInto(File()).status, 0);
+  EXPECT_EQ(support::ReadFile(File()), "Alpha\nBeta\n");
+  struct stat status {};
+  ASSERT_EQ(stat(File().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+}
+
+TEST_F(Output, MakesAFileWithTheUsualMode) {
+  const mode_t mask = umask(027);
+  EXPECT_EQ(RunInto(File()).status, 0);
+  umask(mask);
+  struct stat status {};
+  ASSERT_EQ(stat(File().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+}
+
+TEST_F(Output, FollowsALinkAndLeavesIt) {
+  std::ofstream(File("real")) << "old";
+  std::filesystem::create_symlink("real", File("link"));
+  EXPECT_EQ(RunInto(File("link")).status, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(File("link")));
+  EXPECT_EQ(support::ReadFile(File("real")), "Alpha\nBeta\n");
+}
+
+TEST_F(Output, IntoADeviceLeavesTheDevice) {
+  EXPECT_EQ(RunInto("/dev/null").status, 0);
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  const Outcome full = RunInto("/dev/full");
+  EXPECT_EQ(full.status, 1);
+  EXPECT_THAT(full.err, HasSubstr("\"/dev/full\": No space left on device"));
+}
+
+TEST_F(Output, OfNothingMakesNoFile) {
+  const Outcome outcome = RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File()});
+  EXPECT_EQ(outcome.status, 1);
+  ExpectOnly({});
+}
+
+TEST_F(Output, OfNothingLeavesAFileThatIsThere) {
+  std::ofstream(File()) << "old";
+  RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File()});
+  EXPECT_EQ(support::ReadFile(File()), "old");
+}
+
+TEST_F(Output, OfAFailureInJsonGoesIntoTheFile) {
+  const Outcome outcome =
+      RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File(), "--format", "json"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 1u);
+}
+
+TEST_F(Output, OfAWrongCallInJsonGoesIntoTheFile) {
+  const Outcome outcome = RunInto(File(), {"--format", "json", "--target", "x"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 1u);
+}
+
+TEST_F(Output, IntoAClosedOrFullStandardOutputIsAnError) {
+  for (const Stream stream : {Stream::kClosed, Stream::kFull})
+    for (const char* format : {"text", "json"}) {
+      Options options;
+      options.out = stream;
+      const Outcome outcome =
+          RunTool({"--url", m_provider.Url(), "sources", "--format", format}, options);
+      EXPECT_EQ(outcome.status, 1);
+      EXPECT_THAT(outcome.err, HasSubstr("the result cannot be written to standard output: "));
+    }
+}
+
+TEST_F(Output, WhoseReaderHasGoneIsAQuietSuccess) {
+  Options options;
+  options.out = Stream::kReaderGone;
+  const Outcome outcome = RunTool({"--url", m_provider.Url(), "sources"}, options);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.signal, 0);
+  EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(Output, WithoutStandardErrorGoesOn) {
+  for (const Stream stream : {Stream::kClosed, Stream::kFull, Stream::kReaderGone}) {
+    Options options;
+    options.err = stream;
+    const Outcome outcome = RunTool({"--url", m_provider.Url(), "sources", "--verbose"}, options);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "Alpha\nBeta\n");
+  }
+}
+
+}  // namespace
+}  // namespace tool

@@ -1,0 +1,216 @@
+#include "tool/ToolProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+
+namespace tool {
+namespace {
+
+constexpr std::chrono::seconds kLongestRun{30};
+// What would make a run depend on who runs the tests.
+constexpr std::string_view kDropped[] = {"XMLA_IMPORT_", "OT_XMLA_IMPORT_", "MORVEN_",
+                                         "http_proxy=",  "HTTP_PROXY=",     "all_proxy=",
+                                         "ALL_PROXY="};
+
+/// Our end of a stream of the child, and the child's.
+struct Ends {
+  int ours = -1;
+  int theirs = -1;
+};
+
+Ends Pipe(bool weRead) {
+  int pair[2];
+  if (pipe2(pair, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  return weRead ? Ends{pair[0], pair[1]} : Ends{pair[1], pair[0]};
+}
+
+Ends Terminal() {
+  const int ours = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (ours < 0 || grantpt(ours) != 0 || unlockpt(ours) != 0) throw std::runtime_error("no pty");
+  const int theirs = open(ptsname(ours), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (theirs < 0) throw std::runtime_error("no terminal");
+  return {ours, theirs};
+}
+
+Ends OutputEnds(Stream stream) {
+  switch (stream) {
+    case Stream::kPipe:
+      return Pipe(true);
+    case Stream::kTerminal:
+      return Terminal();
+    case Stream::kFull:
+      return {-1, open("/dev/full", O_WRONLY | O_CLOEXEC)};
+    case Stream::kReaderGone: {
+      Ends ends = Pipe(true);
+      close(ends.ours);
+      ends.ours = -1;
+      return ends;
+    }
+    case Stream::kClosed:
+      break;
+  }
+  return {};
+}
+
+std::vector<std::string> Environment(const std::map<std::string, std::string>& additional) {
+  std::vector<std::string> variables;
+  for (char** entry = environ; *entry; ++entry) {
+    const std::string_view variable = *entry;
+    const auto matches = [&](std::string_view prefix) { return variable.starts_with(prefix); };
+    if (std::any_of(std::begin(kDropped), std::end(kDropped), matches)) continue;
+    if (!additional.contains(std::string(variable.substr(0, variable.find('=')))))
+      variables.emplace_back(variable);
+  }
+  for (const auto& [name, value] : additional) variables.push_back(name + "=" + value);
+  return variables;
+}
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+void PutAt(int theirs, int number) {
+  if (theirs < 0)
+    close(number);
+  else
+    dup2(theirs, number);
+}
+
+/// What a stream of the child says, until it ends.
+class Capture {
+ public:
+  Capture(int file, std::string& text) : m_file(file), m_text(&text) {}
+  bool Open() const { return m_file >= 0; }
+  pollfd Wait() const { return {m_file, POLLIN, 0}; }
+  /// Reads what is there; closes at the end (which a terminal announces with an error).
+  void Read() {
+    char block[8192];
+    const ssize_t count = read(m_file, block, sizeof block);
+    if (count > 0) {
+      m_text->append(block, static_cast<std::size_t>(count));
+      return;
+    }
+    close(m_file);
+    m_file = -1;
+  }
+
+ private:
+  int m_file;
+  std::string* m_text;
+};
+
+void TypeWhenAsked(int terminal, const Outcome& outcome, std::string& typed) {
+  if (typed.empty() || !outcome.terminal.ends_with(": ")) return;
+  if (write(terminal, typed.data(), typed.size()) < 0) throw std::runtime_error("cannot type");
+  typed.clear();
+}
+
+void WriteInput(int file, const std::string& input) {
+  // Small enough for the pipe; a child that does not read it is no error.
+  std::signal(SIGPIPE, SIG_IGN);
+  if (!input.empty() && write(file, input.data(), input.size()) < 0 && errno != EPIPE)
+    throw std::runtime_error("no standard input");
+  close(file);
+}
+
+}  // namespace
+
+std::vector<std::string> Outcome::ErrorLines() const {
+  std::vector<std::string> lines;
+  for (std::size_t begin = 0; begin < err.size();) {
+    const std::size_t end = std::min(err.find('\n', begin), err.size());
+    lines.push_back(err.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
+}
+
+std::string ToolPath() { return XMLA_IMPORT_TOOL; }
+
+Outcome RunTool(const Arguments& arguments, const Options& options) {
+  return RunToolWhile(
+      arguments, [](pid_t) {}, options);
+}
+
+Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)>& meanwhile,
+                     const Options& options) {
+  std::vector<std::string> words{ToolPath()};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  const std::vector<char*> argv = Pointers(words);
+  std::vector<std::string> texts = Environment(options.environment);
+  const std::vector<char*> variables = Pointers(texts);
+  const Ends in = Pipe(false);
+  const Ends out = OutputEnds(options.out);
+  const Ends err = OutputEnds(options.err);
+  const Ends terminal = options.terminal ? Terminal() : Ends{};
+  const std::string terminalName = options.terminal ? ptsname(terminal.ours) : "";
+
+  const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("no process");
+  if (child == 0) {
+    setsid();
+    // The first terminal that a session opens is its own.
+    if (options.terminal && open(terminalName.c_str(), O_RDWR | O_CLOEXEC) < 0) _exit(126);
+    // The descriptors above the standard ones are closed on execution.
+    dup2(in.theirs, STDIN_FILENO);
+    PutAt(out.theirs, STDOUT_FILENO);
+    PutAt(err.theirs, STDERR_FILENO);
+    std::signal(SIGPIPE, SIG_DFL);
+    execve(argv[0], argv.data(), variables.data());
+    _exit(127);
+  }
+  for (const Ends& ends : {in, out, err})
+    if (ends.theirs >= 0) close(ends.theirs);
+  const int process =
+      static_cast<int>(syscall(SYS_pidfd_open, child, 0));  // readable once the child has ended
+  std::thread other([&] { meanwhile(child); });
+  WriteInput(in.ours, options.input);
+
+  Outcome outcome;
+  std::string typed = options.typed;
+  std::vector<Capture> captures;
+  if (out.ours >= 0) captures.emplace_back(out.ours, outcome.out);
+  if (err.ours >= 0) captures.emplace_back(err.ours, outcome.err);
+  Capture shown(terminal.ours, outcome.terminal);
+  const auto deadline = std::chrono::steady_clock::now() + kLongestRun;
+  int status = 0;
+  bool ended = false;
+  // The ends of the captured streams, then that of the process.
+  while (!ended || std::any_of(captures.begin(), captures.end(), std::mem_fn(&Capture::Open))) {
+    if (std::chrono::steady_clock::now() > deadline) kill(child, SIGKILL);
+    std::vector<pollfd> waits;
+    for (const Capture& capture : captures) waits.push_back(capture.Wait());
+    waits.push_back(shown.Wait());
+    waits.push_back({ended ? -1 : process, POLLIN, 0});
+    poll(waits.data(), waits.size(), 1000);
+    for (std::size_t i = 0; i < captures.size(); ++i)
+      if (waits[i].revents && captures[i].Open()) captures[i].Read();
+    if (waits[captures.size()].revents && shown.Open()) shown.Read();
+    TypeWhenAsked(terminal.ours, outcome, typed);
+    if (!ended) ended = waitpid(child, &status, WNOHANG) == child;
+  }
+  close(process);
+  other.join();
+  if (terminal.theirs >= 0) close(terminal.theirs);
+  while (shown.Open()) shown.Read();
+  if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
+  return outcome;
+}
+
+}  // namespace tool
