@@ -662,4 +662,40 @@ TEST(HierarchyImport, AFailedRequestEndsItAndKeepsWhatWasFinished) {
   }
 }
 
+TEST(HierarchyImport, StaysInProportionToWhatTheServerSends) {
+  // Levels in falling order, the costliest to put right, and one with a very long property list.
+  CubeScript cube;
+  std::vector<int> numbers(200);
+  for (int i = 0; i < 200; ++i) numbers[static_cast<std::size_t>(i)] = 199 - i;
+  cube.levels["[D].[H]"] = LevelRows(numbers);
+  std::string& properties = cube.properties["[l100]"];
+  for (int i = 0; i < 50000; ++i)
+    properties += "<row><PROPERTY_NAME>p" + std::to_string(i) + "</PROPERTY_NAME></row>";
+  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+  EXPECT_EQ(result.errors, "");
+  const OTXMLALevels& levels = result.hierarchies.at(0).m_levels;
+  ASSERT_EQ(levels.size(), 200u);
+  for (std::size_t i = 0; i < levels.size(); ++i)
+    ASSERT_EQ(levels[i].m_levelNumber, static_cast<int>(i));
+  ASSERT_EQ(levels[100].m_memberProperties.size(), 50000u);
+  EXPECT_EQ(levels[100].m_memberProperties[49999].m_name, String(L"p49999"));
+}
+
+TEST(HierarchyImport, TakesRowsWithoutColumnsAndNumbersOutOfRange) {
+  CubeScript cube;
+  cube.hierarchies = "<row/>" + Row({{"HIERARCHY_UNIQUE_NAME", "[D].[H]"},
+                                     {"STRUCTURE", "999999999999999999999"},
+                                     {"DIMENSION_TYPE", "-999999999999999999999"}});
+  cube.levels["[D].[H]"] = Row({{"LEVEL_NUMBER", "999999999999999999999"}}) + "<row/>" +
+                           Row({{"LEVEL_NUMBER", "-999999999999999999999"}});
+  const Imported result = Import(cube, kSap);
+  EXPECT_EQ(result.errors, "");
+  ASSERT_EQ(result.hierarchies.size(), 2u);
+  EXPECT_EQ(result.hierarchies[0].m_hierarchyName, String());
+  ASSERT_EQ(result.hierarchies[1].m_levels.size(), 3u);
+  EXPECT_EQ(result.hierarchies[1].m_levels[0].m_levelNumber, -32768);
+  EXPECT_EQ(result.hierarchies[1].m_levels[1].m_levelNumber, 0);
+  EXPECT_EQ(result.hierarchies[1].m_levels[2].m_levelNumber, 32767);
+}
+
 }  // namespace
