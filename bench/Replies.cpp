@@ -1,5 +1,7 @@
 #include "Replies.h"
 
+#include <utility>
+
 namespace replies {
 namespace {
 
@@ -34,8 +36,19 @@ std::string Measures(std::size_t rows) {
   return Envelope(text);
 }
 
-Cube::Cube(std::size_t hierarchies) {
+Provider::Provider(std::size_t cubes, std::size_t hierarchies) {
+  const auto property = [](const char* name, const char* value) {
+    return "<row>" + Column("PropertyName", name) + Column("Value", value) + "</row>";
+  };
+  m_identity = Envelope(property("ProviderName", "Microsoft Analysis Services") +
+                        property("ProviderVersion", "9.0.1399"));
+  m_sources = Envelope("<row>" + Column("DataSourceName", "Local") + "</row>");
+  m_catalogs = Envelope("<row>" + Column("CATALOG_NAME", "Foodmart") + "</row>");
   std::string rows;
+  for (std::size_t i = 0; i < cubes; ++i)
+    rows += "<row>" + Column("CUBE_NAME", "Sales " + std::to_string(i)) + "</row>";
+  m_cubes = Envelope(rows);
+  rows.clear();
   for (std::size_t i = 0; i < hierarchies; ++i) {
     const std::string name = "[Customers].[Region " + std::to_string(i) + "]";
     rows += "<row>" + Column("CATALOG_NAME", "Foodmart") + Column("CUBE_NAME", "Sales") +
@@ -70,15 +83,16 @@ Cube::Cube(std::size_t hierarchies) {
   m_measures = Envelope(rows);
 }
 
-const std::string& Cube::Answer(std::string_view request) const {
-  const auto asks = [&](std::string_view type) {
-    return request.find(type) != std::string_view::npos;
+const std::string& Provider::Answer(std::string_view request) const {
+  const std::pair<std::string_view, const std::string&> answers[] = {
+      {"MDSCHEMA_PROPERTIES", m_properties},   {"MDSCHEMA_LEVELS", m_levels},
+      {"MDSCHEMA_MEMBERS", m_members},         {"MDSCHEMA_MEASURES", m_measures},
+      {"MDSCHEMA_HIERARCHIES", m_hierarchies}, {"MDSCHEMA_CUBES", m_cubes},
+      {"DBSCHEMA_CATALOGS", m_catalogs},       {"DISCOVER_DATASOURCES", m_sources},
   };
-  if (asks("<RequestType>MDSCHEMA_PROPERTIES<")) return m_properties;
-  if (asks("<RequestType>MDSCHEMA_LEVELS<")) return m_levels;
-  if (asks("<RequestType>MDSCHEMA_MEMBERS<")) return m_members;
-  if (asks("<RequestType>MDSCHEMA_MEASURES<")) return m_measures;
-  return m_hierarchies;
+  for (const auto& [type, reply] : answers)
+    if (request.find(type) != std::string_view::npos) return reply;
+  return m_identity;
 }
 
 }  // namespace replies

@@ -9,14 +9,18 @@ namespace replies {
 
 /// MDSCHEMA_MEASURES: that many rows of 13 columns, about 560 bytes and 14 elements each.
 std::string Measures(std::size_t rows);
-/// A whole small cube for an import: the reply to any request of it. Every hierarchy has 5 levels
+/// A provider of equal cubes: the reply to any request of an import. Every hierarchy has 5 levels
 /// with 10 properties each.
-class Cube {
+class Provider {
  public:
-  explicit Cube(std::size_t hierarchies);
+  Provider(std::size_t cubes, std::size_t hierarchies);
   const std::string& Answer(std::string_view request) const;
 
  private:
+  std::string m_identity;
+  std::string m_sources;
+  std::string m_catalogs;
+  std::string m_cubes;
   std::string m_hierarchies;
   std::string m_members;
   std::string m_levels;

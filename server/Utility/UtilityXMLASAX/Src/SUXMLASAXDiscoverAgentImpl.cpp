@@ -631,9 +631,14 @@ void XmlADiscoverAgentImpl::ReadLevelProperties(const RefCnt<XmlALevel>& level) 
 }
 
 void XmlADiscoverAgentImpl::ReadMember(const RefCnt<XmlAMember>& member) {
+  // A server that is asked without a member's name answers with all members of the hierarchy.
+  NameMemo<XmlAMember::Take> columns;
+  const auto resolve = [&](const String& name) {
+    return IsSchemaElement(name) ? XmlAMember::Take() : member->FindColumn(name);
+  };
   while (const RefCnt<SAX2XmlElement> element = NextElement())
-    if (!IsSchemaElement(element->GetLocalName()))
-      member->AppendValueName(element->GetLocalName(), element->GetValue());
+    if (const auto take = columns.Find(element->GetLocalName(), resolve))
+      take(*member, element->GetValue());
 }
 
 void XmlADiscoverAgentImpl::ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures) {
