@@ -20,7 +20,6 @@
 namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
-using std::string_view_literals::operator""sv;
 
 constexpr const wchar_t* kSourceFile =
     L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp";
@@ -278,10 +277,12 @@ void XmlADiscoverAgentImpl::RetrieveSoapFaultString(const String& text, String& 
 }
 
 void XmlADiscoverAgentImpl::ReadFault(String& faultCode, String& faultString) {
+  static constexpr String::View kCode = L"faultcode";  // compared with every element's name
+  static constexpr String::View kString = L"faultstring";
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
-    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"faultcode"sv))
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), kCode))
       faultCode = element->GetValue();
-    else if (IsCaseInsensitiveMatch(element->GetLocalName(), L"faultstring"sv))
+    else if (IsCaseInsensitiveMatch(element->GetLocalName(), kString))
       faultString += element->GetValue();
   }
   StopSaxParser();
