@@ -170,6 +170,30 @@ TEST(ReadTwice, ExchangeGivesRowsAndErrorsOfTheStepsOneByOne) {
   }
 }
 
+TEST(RememberedNames, AreTakenForNoOtherOnesHoweverManyThereAre) {
+  // More names than the reader or the parser remembers, the known ones among them again and again.
+  constexpr int kRows = 300;
+  std::string rows;
+  for (int i = 0; i < kRows; ++i) {
+    const std::string n = std::to_string(i);
+    rows +=
+        "<row><X" + n + ">x</X" + n + "><HIERARCHY_UNIQUE_NAME>[" + n + "]</HIERARCHY_UNIQUE_NAME>";
+    for (int j = 0; j < 10; ++j) rows += "<Y" + n + "_" + std::to_string(j) + "/>";
+    rows += (i % 2 == 0 ? "<HIERARCHY_CAPTION>" : "<hierarchy_caption>") + n +
+            (i % 2 == 0 ? "</HIERARCHY_CAPTION></row>" : "</hierarchy_caption></row>");
+  }
+  ScriptedServer server({{RowsetReply(rows)}});
+  AgentProbe agent(server.Url());
+  Hierarchies hierarchies;
+  agent.GetHierarchiesOnCatalogCube(hierarchies, L"c", L"d", L"e");
+  ASSERT_EQ(hierarchies.size(), std::size_t{kRows});
+  for (std::size_t i = 0; i < hierarchies.size(); ++i) {
+    const String n = Wide(std::to_string(i));
+    ASSERT_EQ(hierarchies[i]->GetUniqueName(), L"[" + n + L"]");
+    ASSERT_EQ(hierarchies[i]->GetCaption(), n);
+  }
+}
+
 TEST(ReadTwice, AReplyThatIsCancelledWhileReadAgainEndsWithTheCancelledElement) {
   const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   const std::string bytes = ManyRows(200);
