@@ -189,8 +189,8 @@ void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int job
       [&](std::string_view request) -> const std::string& { return provider.Answer(request); },
       delay);
   const auto import = [&](int count) {
-    RunProgram("xmla-import", {"--url", server.Url(), "--quiet", "--format", "json", "import",
-                               "--jobs", std::to_string(count)});
+    RunProgram("xmla-import",
+               {"--url", server.Url(), "--quiet", "import", "--jobs", std::to_string(count)});
   };
   const measure::Pairs pairs = measure::InPairs(
       rounds, [&] { import(1); }, [&] { import(jobs); });
