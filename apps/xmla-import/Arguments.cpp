@@ -25,6 +25,7 @@ constexpr std::string_view kFooter =
     "Environment:\n"
     "  XMLA_IMPORT_URL, XMLA_IMPORT_USER, XMLA_IMPORT_TARGET  used when the option is not given\n"
     "  XMLA_IMPORT_PASSWORD        the password, when there is no --password-file\n"
+    "  MORVEN_BI_XMLA_HTTP_TIMEOUT  seconds to wait for a silent server, 120 when not set\n"
     "\n"
     "Exit status:\n"
     "  0 done, 1 errors, 2 wrong call, 3 import: some cubes failed, 130 interrupted";
@@ -121,6 +122,19 @@ void CheckMeaning(const CLI::App& app, const std::string& format, const Argument
     throw UsageError("--quiet and --verbose contradict each other; give one of them");
 }
 
+/// What is wrong with words that belong nowhere. Values are not repeated: one may be a secret.
+std::string AboutExtras(const CLI::App& app) {
+  const std::vector<std::string> extras = app.remaining(true);
+  for (const std::string& word : extras)
+    if (word.starts_with('-') && word != "-")
+      return Listed({OneLine(word.substr(0, word.find('=')))}) +
+             " is no option here; an option of a command stands behind it";
+  const std::string word = extras.empty() ? std::string() : Listed({OneLine(extras.front())});
+  return app.get_subcommands().empty()
+             ? word + " is no command; there are: sources, tree, cube, import"
+             : word + " was not expected";
+}
+
 }  // namespace
 
 void ParseArguments(int argc, const char* const* argv, Arguments& arguments) {
@@ -133,6 +147,8 @@ void ParseArguments(int argc, const char* const* argv, Arguments& arguments) {
   app.fallthrough();
   AddConnectionOptions(app, read, format);
   AddCommands(app, read);
+  for (CLI::App* command : app.get_subcommands(nullptr))
+    command->footer("The options of every command: xmla-import --help");
   app.require_subcommand(0, 1);
   try {
     app.parse(argc, argv);
@@ -146,6 +162,9 @@ void ParseArguments(int argc, const char* const* argv, Arguments& arguments) {
     read.information = app.help();  // that of the command, when one was given
   } catch (const CLI::CallForVersion& version) {
     read.information = std::string(version.what()) + "\n";
+  } catch (const CLI::ExtrasError&) {
+    ScanForReport(argc, argv, arguments);
+    throw UsageError(AboutExtras(app) + "; see xmla-import --help");
   } catch (const CLI::ParseError& error) {
     ScanForReport(argc, argv, arguments);
     throw UsageError(OneLine(error.what()) + "; see xmla-import --help");

@@ -33,6 +33,8 @@ void ServeSample(const std::string& name, Connection& connection) {
     throw std::runtime_error("the sample provider cannot be served: " + OneLine(error.what()));
   }
   connection.url = Wide(connection.provider->Url(*kind));
+  // It is on this machine: no proxy of the environment could reach it.
+  setenv("no_proxy", "*", 1);
 }
 
 /// The service of --url or the environment, and the credentials inside it.

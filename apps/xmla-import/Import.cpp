@@ -149,7 +149,10 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, Progress& pro
     if (status != ExitStatus::kDone) return status;
   }
   if (plan.cubes.empty()) {
-    if (plan.whole) result.messages.errors.push_back("the provider has no cubes to import");
+    const bool filtered = !(arguments.sources.empty() && arguments.catalogs.empty());
+    if (plan.whole)
+      result.messages.errors.push_back(filtered ? "what was named has no cubes to import"
+                                                : "the provider has no cubes to import");
     return ExitStatus::kFailed;
   }
   progress.BeginCubes(plan.cubes.size());

@@ -3,6 +3,8 @@
 #include <string_view>
 #include <utility>
 
+#include "Text.h"
+
 namespace {
 
 thread_local NarrowString t_request;
@@ -29,12 +31,20 @@ std::string ElementText(std::string_view request, const std::string& name) {
 
 void RememberRequest(const NarrowString& body) { t_request = body; }
 
+std::string Described(const NarrowString& request) {
+  std::string text = ElementText(request.view(), "RequestType");
+  constexpr std::pair<const char*, const char*> kRestrictions[] = {
+      {"PropertyName", " of property "}, {"CATALOG_NAME", " of catalog "},
+      {"CUBE_NAME", ", cube "},          {"HIERARCHY_UNIQUE_NAME", ", hierarchy "},
+      {"LEVEL_UNIQUE_NAME", ", level "}, {"MEMBER_UNIQUE_NAME", ", member "}};
+  for (const auto& [element, words] : kRestrictions) {
+    const std::string value = ElementText(request.view(), element);
+    if (!value.empty()) text += words + Listed({OneLine(value)});
+  }
+  return text;
+}
+
 std::string PlaceOfLastRequest() {
-  const std::string_view request = t_request.view();
-  const std::string hierarchy = ElementText(request, "HIERARCHY_UNIQUE_NAME");
-  if (hierarchy.empty()) return {};
-  std::string place = ElementText(request, "RequestType") + " of hierarchy \"" + hierarchy + "\"";
-  const std::string level = ElementText(request, "LEVEL_UNIQUE_NAME");
-  if (!level.empty()) place += ", level \"" + level + "\"";
-  return place;
+  if (ElementText(t_request.view(), "HIERARCHY_UNIQUE_NAME").empty()) return {};
+  return Described(t_request);
 }

@@ -92,7 +92,10 @@ void GuardStandardStreams() {
   }
 }
 
-Output::Output(std::string file) : m_file(std::move(file)) {}
+// Standard output by its names: opened anew it would lose its place, or what stands in it.
+Output::Output(std::string file)
+    : m_file(file == "-" || file == "/dev/stdout" || file == "/dev/fd/1" ? std::string()
+                                                                         : std::move(file)) {}
 
 void Output::Check() const {
   if (m_file.empty()) return;

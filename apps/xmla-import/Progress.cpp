@@ -4,7 +4,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include "LastRequest.h"
@@ -22,6 +21,18 @@ std::size_t TerminalColumns() {
   return known ? size.ws_col : 80;
 }
 
+/// The beginning that fits. The scripts with characters of two columns begin at U+1100; that some
+/// others there are narrow only makes the line shorter.
+String CutToColumns(const String& line, std::size_t columns) {
+  std::size_t length = 0;
+  for (; length < line.size(); ++length) {
+    const std::size_t width = line[length] < 0x1100 ? 1 : 2;
+    if (width > columns) break;
+    columns -= width;
+  }
+  return line.substr(0, length);
+}
+
 std::string Size(std::uint64_t bytes) {
   if (bytes < 10'000) return fmt::format("{} bytes", bytes);
   if (bytes < 10'000'000) return fmt::format("{} kB", bytes / 1000);
@@ -30,11 +41,13 @@ std::string Size(std::uint64_t bytes) {
 
 std::string Described(const HTTPExchangeInfo& info) {
   const auto milliseconds = [](double seconds) { return fmt::format("{:.1f} ms", seconds * 1e3); };
-  std::string text = fmt::format(
-      "exchange with {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
-      Utf8(info.url), info.status, info.request.size(), info.replyBytes, info.wireBytes);
+  std::string text =
+      fmt::format("{} from {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
+                  Described(info.request), Utf8(info.url), info.status, info.request.size(),
+                  info.replyBytes, info.wireBytes);
   text += info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
-                                  : std::string("connection kept");
+          : info.status > 0       ? std::string("connection kept")
+                                  : std::string("not connected");
   text += ", first byte after " + milliseconds(info.firstByteSeconds) + ", done after " +
           milliseconds(info.totalSeconds);
   if (!info.ok) text += ", failed: " + Utf8(info.error);
@@ -95,11 +108,7 @@ void Progress::Show(bool now) {
   std::string line = fmt::format("{} requests, {}", m_requests, Size(m_bytes));
   if (m_cubes > 0) line = fmt::format("{} of {} cubes, ", m_cubesDone, m_cubes) + line;
   if (!m_atWork.empty()) line += ", reading " + HarmlessOnTerminal(OneLine(m_atWork));
-  // Characters may be two columns wide: half the width holds any of them.
-  const String wide = Wide(line);
-  const std::size_t columns = TerminalColumns() - 1;
-  const bool narrow = wide.size() == line.size();
-  line = Utf8(wide.substr(0, narrow ? columns : std::max<std::size_t>(columns / 2, 1)));
+  line = Utf8(CutToColumns(Wide(line), TerminalColumns() - 1));
   std::fputs(("\r\x1b[K" + line).c_str(), stderr);
   m_visible = true;
 }

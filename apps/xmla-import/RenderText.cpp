@@ -54,7 +54,9 @@ class TextWriter {
   void Write(const CubeResult& result) {
     if (result.hierarchies.empty() && result.measures.empty() && result.sapVariables.empty())
       return;
-    Line(0, "cube " + Name(result.cube));
+    Line(0,
+         "cube " + Name(result.cube) +
+             (result.messages.errors.empty() ? "" : " (incomplete: it could not be read whole)"));
     Line(1, "data source " + Name(result.dataSource) + ", catalog " + Name(result.catalog));
     for (const OTXMLAHierarchy& hierarchy : result.hierarchies) Hierarchy(hierarchy);
     if (!result.measures.empty()) Line(1, "measures");

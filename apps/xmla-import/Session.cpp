@@ -1,10 +1,35 @@
 #include "Session.h"
 
+#include <fmt/format.h>
+
+#include <chrono>
 #include <cstdlib>
+#include <filesystem>
+#include <thread>
 
 #include "Text.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/Generic/VXDateTime.h"
+
+namespace {
+
+/// Logs that are begun in one second share a name, and the later one empties the earlier: waits for
+/// a second that has no log in the directory yet.
+void AwaitFreeLogName(const std::string& directory) {
+  for (;;) {
+    VXDateTime now;
+    VXDateTime::GetCurrDateTime(now);
+    const std::string name =
+        fmt::format("{}/OT_xmla_{:04}_{:02}_{:02}_{:02}_{:02}_{:02}.log", directory, now.GetYear(),
+                    now.GetMonth(), now.GetDay(), now.GetHour(), now.GetMinute(), now.GetSecond());
+    std::error_code error;
+    if (!std::filesystem::exists(name, error)) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+}  // namespace
 
 Session::Session(const ImportLibrary& library, const Connection& connection,
                  std::string logDirectory)
@@ -41,9 +66,12 @@ bool Session::IsSapBw() const {
 std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::string& logFolder) {
   const std::lock_guard lock(m_connecting);
   try {
-    if (!m_logDirectory.empty())
-      SUSystemConfig::GetSystemConfig().SetLogDirectory(
-          Wide(logFolder.empty() ? m_logDirectory : m_logDirectory + "/" + logFolder));
+    if (!m_logDirectory.empty()) {
+      const std::string directory =
+          logFolder.empty() ? m_logDirectory : m_logDirectory + "/" + logFolder;
+      AwaitFreeLogName(directory);
+      SUSystemConfig::GetSystemConfig().SetLogDirectory(Wide(directory));
+    }
     std::unique_ptr<OTXMLAImportAPI> import = m_library.CreateImport();
     import->SetupConnInfo(m_connection.url, m_connection.user, m_connection.password,
                           m_target.value(), ServerInfo::kCLIXMLA);

@@ -307,7 +307,8 @@ TEST(HTTPFailure, RefusedConnection) {
   { authority = ScriptedServer("").Authority(); }
   EXPECT_EQ(PostOnce("http://" + authority + "/x").error,
             "There is no connection to the service: Connection refused: http://" + authority +
-                "/x (check host and port, and that the service is running)");
+                "/x (check host and port, that the service is running, and the proxy if the "
+                "environment names one)");
 }
 
 TEST(HTTPFailure, ResetConnection) {

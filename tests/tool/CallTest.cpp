@@ -30,6 +30,19 @@ TEST(Call, EachCommandHasHelpOfItsOwn) {
   EXPECT_THAT(RunTool({"cube", "--help"}).out, HasSubstr("--catalog"));
 }
 
+TEST(Call, ThatIsWrongDoesNotRepeatWhatMayBeASecret) {
+  for (const Arguments& arguments :
+       {Arguments{"--url", "http://127.0.0.1:1/", "--password", "c4nary", "sources"},
+        Arguments{"--url", "http://127.0.0.1:1/", "--password=c4nary", "sources"},
+        Arguments{"--url", "http://127.0.0.1:1/", "sources", "--password", "c4nary", "--format",
+                  "json"}}) {
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("--password"));
+    EXPECT_THAT(outcome.err + outcome.out, testing::Not(HasSubstr("c4nary")));
+  }
+}
+
 TEST(Call, VersionIsOneLine) {
   const Outcome outcome = RunTool({"--version"});
   EXPECT_EQ(outcome.status, 0);
@@ -72,6 +85,14 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"NoCommand", {"--url", kUrl}, {}, "sources, tree, cube, import"},
         WrongCall{"NothingAtAll", {}, {}, "sources, tree, cube, import"},
         WrongCall{"UnknownCommand", {"--url", kUrl, "forest"}, {}, "forest"},
+        WrongCall{"UnknownCommandListsThem",
+                  {"--url", kUrl, "forest"},
+                  {},
+                  "\"forest\" is no command; there are: sources, tree, cube, import"},
+        WrongCall{"OptionBeforeItsCommand",
+                  {"--url", kUrl, "--jobs", "2", "import"},
+                  {},
+                  "\"--jobs\" is no option here; an option of a command stands behind it"},
         WrongCall{"TwoCommands", {"--url", kUrl, "sources", "tree"}, {}, "tree"},
         WrongCall{"UnknownOption", {"--url", kUrl, "sources", "--color"}, {}, "--color"},
         WrongCall{
@@ -99,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {},
                   "--url and --sample contradict each other"},
         WrongCall{"UnknownSample",
-                  {"--sample", "oracle", "sources"},
+                  {"--sample", "other", "sources"},
                   {},
                   "analysis-services, sap-bw, tamarind"},
         WrongCall{"UnknownTarget",

@@ -198,7 +198,8 @@ TEST(Cube, KeepsMeasuresWhenTheHierarchiesFail) {
   EXPECT_EQ(outcome.Document()["measures"].size(), 2u);
   ASSERT_EQ(outcome.Document()["errors"].size(), 2u);
   EXPECT_EQ(outcome.Document()["errors"][1],
-            "the failed request was MDSCHEMA_LEVELS of hierarchy \"[Shop].[Place]\"");
+            "the failed request was MDSCHEMA_LEVELS of catalog \"Lone\", cube \"Unit\", hierarchy "
+            "\"[Shop].[Place]\"");
 }
 
 TEST(Cube, NamesTheLevelWhosePropertiesFailed) {
@@ -213,7 +214,8 @@ TEST(Cube, NamesTheLevelWhosePropertiesFailed) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.Document()["errors"][1],
-            "the failed request was MDSCHEMA_PROPERTIES of hierarchy \"[Shop].[Place]\", level "
+            "the failed request was MDSCHEMA_PROPERTIES of catalog \"Lone\", cube \"Unit\", "
+            "hierarchy \"[Shop].[Place]\", level "
             "\"[Shop].[<R&D> \"x\" 'y' &amp;]\"");
 }
 

@@ -73,6 +73,19 @@ TEST_F(Output, FollowsALinkAndLeavesIt) {
   EXPECT_EQ(support::ReadFile(File("real")), "Alpha\nBeta\n");
 }
 
+TEST_F(Output, IntoStandardOutputByNameKeepsItsPlace) {
+  // Opened anew, a file would lose what stands in it already.
+  for (const char* name : {"-", "/dev/stdout", "/dev/fd/1"}) {
+    const std::string log = File();
+    std::ofstream(log) << "before\n";
+    const std::string call = "'" + ToolPath() + "' --url " + m_provider.Url() + " sources -o " +
+                             name + " >> '" + log + "'; echo after >> '" + log + "'";
+    EXPECT_EQ(std::system(call.c_str()), 0);
+    EXPECT_EQ(support::ReadFile(log), "before\nAlpha\nBeta\nafter\n") << name;
+    ExpectOnly({log});
+  }
+}
+
 TEST_F(Output, IntoADeviceLeavesTheDevice) {
   EXPECT_EQ(RunInto("/dev/null").status, 0);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));

@@ -4,10 +4,14 @@
 #include <gtest/gtest.h>
 
 #include "SampleProvider.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
 #include "tool/ToolProcess.h"
 
 namespace tool {
 namespace {
+
+using testing::HasSubstr;
 
 struct SampleKind {
   const char* name;
@@ -34,6 +38,35 @@ TEST_P(Sample, ShowsTheTreeOfAServerOfItsKind) {
   EXPECT_EQ(embedded.status, 0) << embedded.err;
   EXPECT_EQ(embedded.Document(), served.Document());
   EXPECT_FALSE(embedded.Document()["dataSources"].empty());
+}
+
+TEST(SampleProvider, IsReachedWhateverProxyTheEnvironmentNames) {
+  Options options;
+  options.environment = {{"http_proxy", "http://127.0.0.1:1"}, {"all_proxy", "http://127.0.0.1:1"}};
+  const Outcome outcome = RunTool({"--sample", "sap-bw", "sources"}, options);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.out, "default\n");
+}
+
+TEST(SampleProvider, EveryLoggedRunKeepsItsLog) {
+  const support::TempDir folder;
+  for (int run = 0; run < 3; ++run)
+    EXPECT_EQ(RunTool({"--sample", "sap-bw", "--log", folder.Path(), "sources"}).status, 0);
+  EXPECT_EQ(folder.Files().size(), 3u);
+}
+
+TEST(HostExample, ImportsAndSaysWhatGoesWrong) {
+  const sample::Provider provider;
+  const support::ChildResult good = support::RunChild(
+      HOST_EXAMPLE, {provider.Url(sample::Kind::kAnalysisServices)}, {{"no_proxy", "*"}});
+  EXPECT_EQ(good.exitStatus, 0) << good.err;
+  EXPECT_THAT(good.out, HasSubstr("Sales: hierarchy Calendar"));
+  const support::ChildResult bad = support::RunChild(HOST_EXAMPLE, {"http://127.0.0.1:1/"});
+  EXPECT_EQ(bad.exitStatus, 1);
+  EXPECT_THAT(bad.err, HasSubstr("127.0.0.1:1"));
+  const support::ChildResult wrong = support::RunChild(HOST_EXAMPLE, {"no url"});
+  EXPECT_EQ(wrong.exitStatus, 1);
+  EXPECT_NE(wrong.err, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Sample,

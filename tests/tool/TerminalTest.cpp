@@ -92,9 +92,11 @@ TEST(Verbose, ShowsEachExchangeWithItsTimings) {
   const std::vector<std::string> lines = outcome.ErrorLines();
   ASSERT_EQ(lines.size(), provider.Requests().size());
   for (const std::string& line : lines)
-    EXPECT_THAT(line, testing::MatchesRegex("exchange with http://127.0.0.1:[0-9]+/.*: status 200, "
-                                            "sent [0-9]+ bytes, received [0-9]+ bytes.*, first "
-                                            "byte after [0-9.]+ ms, done after [0-9.]+ ms"));
+    EXPECT_THAT(
+        line, testing::MatchesRegex(
+                  "DISCOVER_[A-Z]+( of property .*)? from http://127.0.0.1:[0-9]+/.*: status 200, "
+                  "sent [0-9]+ bytes, received [0-9]+ bytes.*, first "
+                  "byte after [0-9.]+ ms, done after [0-9.]+ ms"));
   EXPECT_THAT(lines.front(), HasSubstr("connected in "));
 }
 

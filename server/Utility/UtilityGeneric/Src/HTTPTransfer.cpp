@@ -100,7 +100,8 @@ constexpr Failure kFailures[] = {
     {CURLE_COULDNT_RESOLVE_PROXY, L"The host of the proxy is not known",
      L"check the environment's proxy setting"},
     {CURLE_COULDNT_CONNECT, L"There is no connection to the service",
-     L"check host and port, and that the service is running"},
+     L"check host and port, that the service is running, and the proxy if the environment names "
+     L"one"},
     {CURLE_PEER_FAILED_VERIFICATION, L"The server's certificate is not trusted",
      L"have the certificate put right, or name the file of its authority's certificate in "
      L"SSL_CERT_FILE"},

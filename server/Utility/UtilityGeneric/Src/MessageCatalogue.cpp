@@ -33,8 +33,8 @@ constexpr Message kMessages[] = {
      L"catalog \"{3}\", cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies "
      L"can be imported; change the hierarchy on the server if it is needed."},
     {64203,
-     L"The server refused the request with the SOAP fault {1}: {2}. Check the user's rights and "
-     L"the chosen data source, catalog and cube; the server's own log may say more."},
+     L"The server refused the request with the SOAP fault {1}, \"{2}\". Check the user's rights "
+     L"and the chosen data source, catalog and cube; the server's own log may say more."},
 };
 
 bool BreaksLine(wchar_t character) {
