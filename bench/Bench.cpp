@@ -158,12 +158,13 @@ void Growth() {
       const std::vector<double> result = measure::InChild([&] {
         const auto import = MakeImport(servers[i]->Url());
         std::vector<OTXMLAHierarchy> hierarchies;
-        const double before = measure::HeldBytes();
         const double seconds = measure::Seconds([&] {
           for (std::size_t done = 0; done < kMost; done += kSizes[i])
             ImportHierarchies(*import, hierarchies, kSizes[i]);
         });
-        return std::vector<double>{seconds / kMost, measure::HeldBytes() - before};
+        const double held = measure::HeldBytes();
+        hierarchies = {};
+        return std::vector<double>{seconds / kMost, held - measure::HeldBytes()};
       });
       times[i].push_back(result[0]);
       bytes[i] = result[1] / static_cast<double>(kSizes[i]);
