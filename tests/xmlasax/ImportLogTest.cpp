@@ -99,9 +99,9 @@ TEST_IN_CHILD(ImportLog, ItsNameTellsWhenItBegan, kLogging) {
   std::string name = log.File().filename().string();
   ASSERT_EQ(name.size(), std::string("OT_xmla_2016_06_15_13_46_41.log").size());
   name = name.substr(8, 19);
-  for (const std::size_t at : {4, 7}) name[at] = '-';
+  for (const std::size_t at : {4U, 7U}) name[at] = '-';
   name[10] = ' ';
-  for (const std::size_t at : {13, 16}) name[at] = ':';
+  for (const std::size_t at : {13U, 16U}) name[at] = ':';
   EXPECT_GE(name, before);
   EXPECT_LE(name, NowToTheSecond());
 }

@@ -23,8 +23,7 @@ bool IsBlank(wchar_t character) {
 
 }  // namespace
 
-int BaseStringUtil::CaseInsensitiveCompare(const String& a, const String& b) {
-  if (a.SharesBufferWith(b)) return 0;
+int BaseStringUtil::CaseInsensitiveCompare(String::View a, String::View b) {
   const std::size_t common = a.size() < b.size() ? a.size() : b.size();
   const wchar_t* const left = a.data();
   const wchar_t* const right = b.data();
@@ -37,12 +36,12 @@ int BaseStringUtil::CaseInsensitiveCompare(const String& a, const String& b) {
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
-bool BaseStringUtil::IsCaseInsensitiveMatch(const String& a, const String& b) {
+bool BaseStringUtil::IsCaseInsensitiveMatch(String::View a, String::View b) {
   // Folding is one to one: texts of different length never match.
-  return a.size() == b.size() && (a.SharesBufferWith(b) || IsMatch(a.data(), b.data(), a.size()));
+  return a.size() == b.size() && (a.data() == b.data() || IsMatch(a.data(), b.data(), a.size()));
 }
 
-std::size_t BaseStringUtil::CaseInsensitiveFindPattern(const String& text, const String& pattern,
+std::size_t BaseStringUtil::CaseInsensitiveFindPattern(String::View text, String::View pattern,
                                                        std::size_t from) {
   if (from > text.size() || pattern.size() > text.size() - from) return String::npos;
   const wchar_t* const characters = text.data();
@@ -56,17 +55,17 @@ std::size_t BaseStringUtil::CaseInsensitiveFindPattern(const String& text, const
   return String::npos;
 }
 
-std::size_t BaseStringUtil::ForwardPatternMatch(const String& text, const String& pattern,
+std::size_t BaseStringUtil::ForwardPatternMatch(String::View text, String::View pattern,
                                                 std::size_t from) {
-  return text.find(pattern.view(), from);
+  return text.find(pattern, from);
 }
 
-void BaseStringUtil::ReplacePatternInString(String& text, const String& pattern,
-                                            const String& replacement) {
+void BaseStringUtil::ReplacePatternInString(String& text, String::View pattern,
+                                            String::View replacement) {
   if (pattern.empty()) return;
   std::size_t count = 0;
-  for (std::size_t found = text.find(pattern.view()); found != String::npos;
-       found = text.find(pattern.view(), found + pattern.size()))
+  for (std::size_t found = text.find(pattern); found != String::npos;
+       found = text.find(pattern, found + pattern.size()))
     ++count;
   if (count == 0) return;
   String result;
@@ -75,10 +74,10 @@ void BaseStringUtil::ReplacePatternInString(String& text, const String& pattern,
     throw std::length_error("text too long");
   result.reserve(kept + count * replacement.size());
   std::size_t from = 0;
-  for (std::size_t found = text.find(pattern.view()); found != String::npos;
-       found = text.find(pattern.view(), from)) {
+  for (std::size_t found = text.find(pattern); found != String::npos;
+       found = text.find(pattern, from)) {
     result.append(text.view().substr(from, found - from));
-    result.append(replacement.view());
+    result.append(replacement);
     from = found + pattern.size();
   }
   result.append(text.view().substr(from));

@@ -163,6 +163,7 @@ class HTTPTransfer::Session {
   void Configure(const NarrowString& url, const NarrowString& user, const NarrowString& password,
                  const HTTPClientOptions& options);
   void Release() noexcept;
+  void MakeRoom();
   CURLcode Run();
   CURLcode RunOnce();
   CURLcode Wait();
@@ -293,12 +294,23 @@ std::size_t HTTPTransfer::Session::OnBody(char* bytes, std::size_t, std::size_t 
     return CURL_WRITEFUNC_ERROR;
   }
   try {
+    if (session.m_body->empty()) session.MakeRoom();
     session.m_body->append(bytes, count);
   } catch (...) {
     session.m_end = End::kOutOfMemory;
     return CURL_WRITEFUNC_ERROR;
   }
   return count;
+}
+
+/// A long body that says its length is received without moving it about. A server may lie, so there
+/// is a bound.
+void HTTPTransfer::Session::MakeRoom() {
+  constexpr curl_off_t kMostRoom = curl_off_t{256} << 20;
+  constexpr curl_off_t kRoomForDeclaration = 64;  // that its reader may put in front
+  const auto length = Get<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
+  if (length > 0)
+    m_body->reserve(static_cast<std::size_t>(std::min(length, kMostRoom) + kRoomForDeclaration));
 }
 
 bool HTTPTransfer::Session::IsSilent(bool wasActive) {

@@ -1,15 +1,20 @@
 #include "SAX2ElementChannel.h"
 
 #include <chrono>
+#include <utility>
 
 #include "Utility/Generic/VXThread.h"
 
 namespace {
 
 constexpr std::size_t kBatchElements = 256;
-constexpr std::size_t kBatchText = std::size_t{1} << 16;  // characters
+constexpr std::size_t kBatchText = std::size_t{1} << 16;  // bytes
 constexpr std::size_t kReadyElements = 2048;
-constexpr std::size_t kReadyText = std::size_t{1} << 20;  // characters
+constexpr std::size_t kReadyText = std::size_t{1} << 20;  // bytes
+static_assert(SAX2XmlReadDriver::kHandedOverWhole <= kReadyElements * 4 &&
+              SAX2XmlReadDriver::kHandedOverWhole <= kReadyText);
+/// A block has so many elements or so much text, but for the last one.
+constexpr std::size_t kReadyBlocks = kReadyElements / kBatchElements + kReadyText / kBatchText + 2;
 
 /// How long the reader sleeps before it looks at its execution state again: a signal handler can
 /// set that state but wake nobody.
@@ -25,19 +30,23 @@ bool IsReaderToStop() noexcept {
 SAX2ElementChannel::SAX2ElementChannel()
     : m_failedElement(new SAX2XmlElement(SAX2XmlElement::Kind::kError)),
       m_cancelledElement(new SAX2XmlElement(SAX2XmlElement::Kind::kCancelled)) {
-  m_batch.reserve(kBatchElements);
-  // A batch may be added while there is room, and the last one in any case.
-  m_ready.reserve(kReadyElements + 2 * kBatchElements);
-  m_reading.reserve(kReadyElements + 2 * kBatchElements);
+  // The three lists change places, so each has the room.
+  for (SAX2ElementBlocks* blocks : {&m_ready, &m_reading, &m_kept}) blocks->reserve(kReadyBlocks);
+}
+
+void SAX2ElementChannel::DropReadyLocked() noexcept {
+  m_ready.clear();
+  m_readyElements = 0;
+  m_readyText = 0;
 }
 
 void SAX2ElementChannel::AnnounceLocked() noexcept {
   ++m_lastTicket;
   m_live.store(m_lastTicket, std::memory_order_release);
+  if (std::exchange(m_keepNext, false)) m_keptTicket = m_lastTicket;
   m_announced = true;
   m_stream = Stream::kOpen;
-  m_ready.clear();
-  m_readyText = 0;
+  DropReadyLocked();
   // A parser of an earlier parse that still waits for room sees that its ticket is gone.
   m_wakeParser.notify_all();
 }
@@ -58,8 +67,7 @@ void SAX2ElementChannel::CancelLocked() noexcept {
   if (m_stream == Stream::kClosed || m_stream == Stream::kCancelled) return;
   m_stream = Stream::kCancelled;
   m_live.store(0, std::memory_order_release);
-  m_ready.clear();
-  m_readyText = 0;
+  DropReadyLocked();
   m_wakeParser.notify_all();
   m_wakeReader.notify_all();
 }
@@ -69,81 +77,139 @@ void SAX2ElementChannel::Cancel() noexcept {
   CancelLocked();
 }
 
-bool SAX2ElementChannel::Push(Ticket ticket, Element element, std::size_t textLength) noexcept {
-  m_batch.push_back(std::move(element));
-  m_batchText += textLength;
-  if (m_batch.size() < kBatchElements && m_batchText < kBatchText) return !IsStopped(ticket);
-  return HandOver(ticket);
-}
-
-bool SAX2ElementChannel::HandOver(Ticket ticket) noexcept {
+bool SAX2ElementChannel::Push(Ticket ticket, Name& name, std::string_view value) {
+  if (name.block != m_batchNumber) {
+    m_batch.names.push_back(name.text);
+    name.index = static_cast<std::uint32_t>(m_batch.names.size() - 1);
+    name.block = m_batchNumber;
+  }
+  m_batch.text.append(value);
+  m_batch.records.push_back({name.index, static_cast<std::uint32_t>(value.size())});
+  if (m_batch.records.size() < kBatchElements && m_batch.text.size() < kBatchText)
+    return !IsStopped(ticket);
+  Close();
   std::unique_lock lock(m_mutex);
-  while (!IsStopped(ticket) && (m_ready.size() >= kReadyElements || m_readyText >= kReadyText)) {
+  while (!IsStopped(ticket) && IsFullLocked()) {
     m_parserWaits = true;
     m_wakeParser.wait(lock);
     m_parserWaits = false;
   }
   if (IsStopped(ticket)) return false;
-  MoveBatchLocked();
+  HandOverLocked();
   return true;
 }
 
-void SAX2ElementChannel::MoveBatchLocked() noexcept {
-  for (Element& element : m_batch) m_ready.push_back(std::move(element));
-  m_readyText += m_batchText;
-  DropBatch();
+bool SAX2ElementChannel::IsFullLocked() const noexcept {
+  return m_readyElements >= kReadyElements || m_readyText >= kReadyText;
+}
+
+void SAX2ElementChannel::Close() {
+  // A copy has memory of the right size, which matters when it is kept, and leaves the batch its
+  // own to be filled again.
+  if (!m_batch.records.empty()) m_closed = std::make_unique<SAX2ElementBlock>(m_batch);
+  ResetBatch();
+}
+
+void SAX2ElementChannel::ResetBatch() noexcept {
+  m_batch.names.clear();
+  m_batch.records.clear();
+  m_batch.text.clear();
+  ++m_batchNumber;
+}
+
+void SAX2ElementChannel::HandOverLocked() noexcept {
+  if (m_closed) {
+    m_readyElements += m_closed->records.size();
+    m_readyText += m_closed->text.size();
+    m_ready.push_back(std::move(m_closed));
+  }
   if (m_readerWaits) m_wakeReader.notify_one();
 }
 
-void SAX2ElementChannel::DropBatch() noexcept {
-  m_batch.clear();
-  m_batchText = 0;
-}
-
 bool SAX2ElementChannel::End(Ticket ticket, bool failed) noexcept {
+  ResetBatch();
   const std::lock_guard lock(m_mutex);
   if (IsStopped(ticket)) {
-    DropBatch();
+    m_closed.reset();
     return false;
   }
   m_stream = failed ? Stream::kFailed : Stream::kComplete;
-  MoveBatchLocked();
+  HandOverLocked();
   return true;
 }
 
-SAX2ElementChannel::Element SAX2ElementChannel::Read() noexcept {
-  if (m_next < m_reading.size() && !IsStopped(m_readingTicket) && !IsReaderToStop())
-    return std::move(m_reading[m_next++]);
-  return ReadSlowly();
+void SAX2ElementChannel::KeepNext() noexcept {
+  m_kept.clear();
+  m_keptToEnd = false;
+  const std::lock_guard lock(m_mutex);
+  m_keepNext = true;
 }
 
-SAX2ElementChannel::Element SAX2ElementChannel::ReadSlowly() noexcept {
-  // Everything taken was read, or belongs to a parse that is stopped or is to be stopped now.
+bool SAX2ElementChannel::ReadAgain() noexcept {
+  const std::lock_guard lock(m_mutex);
+  if (m_stream != Stream::kClosed || !std::exchange(m_keptToEnd, false)) return false;
+  ++m_lastTicket;
+  m_live.store(m_lastTicket, std::memory_order_release);
+  m_stream = Stream::kComplete;
+  m_ready.swap(m_kept);
+  return true;
+}
+
+SAX2ElementChannel::Element SAX2ElementChannel::Read() {
+  for (;;) {
+    if (IsStopped(m_readingTicket) || IsReaderToStop()) {
+      // What was taken belongs to a parse that is stopped or is to be stopped now.
+      m_keepReading = false;
+      m_cursor.Leave();
+      m_reading.clear();
+      m_nextBlock = 0;
+    } else if (m_cursor.HasNext()) {
+      return m_cursor.Next();
+    }
+    LeaveBlock();
+    if (m_nextBlock == m_reading.size()) {
+      std::unique_lock lock(m_mutex);
+      if (!TakeReadyLocked(lock)) return ReadEndLocked();
+    }
+    m_cursor.Enter(std::move(m_reading[m_nextBlock++]));
+  }
+}
+
+void SAX2ElementChannel::LeaveBlock() {
+  if (auto block = m_cursor.Leave(); block && m_keepReading) m_kept.push_back(std::move(block));
+}
+
+/// Waits for elements, and takes all there are; false at the end.
+bool SAX2ElementChannel::TakeReadyLocked(std::unique_lock<std::mutex>& lock) {
   m_reading.clear();
-  m_next = 0;
-  std::unique_lock lock(m_mutex);
+  m_nextBlock = 0;
   for (;;) {
     if (IsReaderToStop()) CancelLocked();
-    if (m_stream == Stream::kOpen && m_ready.empty()) {
-      m_readerWaits = true;
-      if (VXExecutionState::Current())
-        m_wakeReader.wait_for(lock, kSlice);
-      else
-        m_wakeReader.wait(lock);
-      m_readerWaits = false;
-      continue;
-    }
-    if (!m_ready.empty()) {
-      m_reading.swap(m_ready);
-      m_readyText = 0;
-      m_readingTicket = m_lastTicket;
-      if (m_parserWaits) m_wakeParser.notify_one();
-      return std::move(m_reading[m_next++]);
-    }
-    const Stream ended = m_stream;
-    m_stream = Stream::kClosed;
-    if (ended == Stream::kFailed) return m_failedElement;
-    if (ended == Stream::kCancelled) return m_cancelledElement;
-    return Element();
+    if (!m_ready.empty()) break;
+    if (m_stream != Stream::kOpen) return false;
+    m_readerWaits = true;
+    if (VXExecutionState::Current())
+      m_wakeReader.wait_for(lock, kSlice);
+    else
+      m_wakeReader.wait(lock);
+    m_readerWaits = false;
   }
+  m_reading.swap(m_ready);
+  m_readyElements = 0;
+  m_readyText = 0;
+  if (std::exchange(m_readingTicket, m_lastTicket) != m_lastTicket) {
+    m_kept.clear();
+    m_keepReading = m_keptTicket == m_lastTicket;
+  }
+  if (m_parserWaits) m_wakeParser.notify_one();
+  return true;
+}
+
+SAX2ElementChannel::Element SAX2ElementChannel::ReadEndLocked() noexcept {
+  const Stream ended = m_stream;
+  m_stream = Stream::kClosed;
+  m_keptToEnd = ended == Stream::kComplete && m_keepReading && m_readingTicket == m_lastTicket;
+  if (ended == Stream::kFailed) return m_failedElement;
+  if (ended == Stream::kCancelled) return m_cancelledElement;
+  return Element();
 }

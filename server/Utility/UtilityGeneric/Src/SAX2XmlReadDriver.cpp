@@ -5,6 +5,7 @@
 #include "ElementNames.h"
 #include "ReadFile.h"
 #include "SAX2ElementChannel.h"
+#include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "XmlPushParser.h"
 
@@ -17,15 +18,22 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
     return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
       NarrowString bytes;
       if (!ReadFile(fileName, bytes, error)) return XmlOutcome::kFailed;
-      const String text = BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
-      bytes.clear();
-      return ParseXmlText(text, m_names, Channel(), ticket, error);
+      return ParseXmlText(UnicodeConversion::WellFormed(bytes), m_names, Channel(), ticket, error);
     });
   }
 
   bool ParseInMem(String text, String& error) override {
     return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
-      return ParseXmlText(text, m_names, Channel(), ticket, error);
+      const NarrowString bytes =
+          BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+      text.clear();
+      return ParseXmlText(bytes, m_names, Channel(), ticket, error);
+    });
+  }
+
+  bool ParseBytesInMem(NarrowString bytes, String& error) override {
+    return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
+      return ParseXmlText(UnicodeConversion::WellFormed(bytes), m_names, Channel(), ticket, error);
     });
   }
 
@@ -43,7 +51,9 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
     XmlOutcome outcome = XmlOutcome::kFailed;
     try {
       outcome = work(ticket);
+      Channel().Close();
     } catch (...) {
+      outcome = XmlOutcome::kFailed;
       error = m_outOfMemory;
     }
     return Channel().End(ticket, outcome == XmlOutcome::kFailed) &&
@@ -61,6 +71,8 @@ SAX2XmlReadDriver::SAX2XmlReadDriver() : m_channel(std::make_unique<SAX2ElementC
 SAX2XmlReadDriver::~SAX2XmlReadDriver() = default;
 
 void SAX2XmlReadDriver::Announce() { m_channel->Announce(); }
+void SAX2XmlReadDriver::KeepElements() { m_channel->KeepNext(); }
+bool SAX2XmlReadDriver::ReadAgain() { return m_channel->ReadAgain(); }
 
 Heap<SAX2XmlReadDriver> SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(int kind) {
   if (kind != kThreadedReader)

@@ -15,6 +15,7 @@ constexpr std::size_t kBlock = 16;  // characters that the ASCII paths take at a
 struct Decoded {
   char32_t character;
   unsigned int bytes;
+  bool isIllFormed = false;
 };
 
 unsigned char At(const char* position) { return static_cast<unsigned char>(*position); }
@@ -24,21 +25,20 @@ bool IsContinuation(unsigned char byte, unsigned char least = 0x80, unsigned cha
 }
 
 /// One character, or U+FFFD for the longest beginning of a well-formed sequence (at least one
-/// byte). REQUIRES: position < end.
-Decoded DecodeOne(const char* position, const char* end) {
+/// byte). REQUIRES: position < end, and no ASCII character stands there.
+Decoded DecodeBeyondASCII(const char* position, const char* end) {
   const unsigned char lead = At(position);
-  if (lead < 0x80) return {lead, 1};
   const auto left = static_cast<std::size_t>(end - position);
   if (lead >= 0xC2 && lead <= 0xDF) {
-    if (left < 2 || !IsContinuation(At(position + 1))) return {kReplacement, 1};
+    if (left < 2 || !IsContinuation(At(position + 1))) return {kReplacement, 1, true};
     return {static_cast<char32_t>((lead & 0x1F) << 6 | (At(position + 1) & 0x3F)), 2};
   }
   if (lead >= 0xE0 && lead <= 0xEF) {
     // The second byte's bounds keep out overlong forms and surrogates.
     const unsigned char least = lead == 0xE0 ? 0xA0 : 0x80;
     const unsigned char most = lead == 0xED ? 0x9F : 0xBF;
-    if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1};
-    if (left < 3 || !IsContinuation(At(position + 2))) return {kReplacement, 2};
+    if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1, true};
+    if (left < 3 || !IsContinuation(At(position + 2))) return {kReplacement, 2, true};
     return {static_cast<char32_t>((lead & 0x0F) << 12 | (At(position + 1) & 0x3F) << 6 |
                                   (At(position + 2) & 0x3F)),
             3};
@@ -47,14 +47,20 @@ Decoded DecodeOne(const char* position, const char* end) {
     // The second byte's bounds keep out overlong forms and values above U+10FFFF.
     const unsigned char least = lead == 0xF0 ? 0x90 : 0x80;
     const unsigned char most = lead == 0xF4 ? 0x8F : 0xBF;
-    if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1};
-    if (left < 3 || !IsContinuation(At(position + 2))) return {kReplacement, 2};
-    if (left < 4 || !IsContinuation(At(position + 3))) return {kReplacement, 3};
+    if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1, true};
+    if (left < 3 || !IsContinuation(At(position + 2))) return {kReplacement, 2, true};
+    if (left < 4 || !IsContinuation(At(position + 3))) return {kReplacement, 3, true};
     return {static_cast<char32_t>((lead & 0x07) << 18 | (At(position + 1) & 0x3F) << 12 |
                                   (At(position + 2) & 0x3F) << 6 | (At(position + 3) & 0x3F)),
             4};
   }
-  return {kReplacement, 1};
+  return {kReplacement, 1, true};
+}
+
+/// One character. Most texts are short and ASCII, so that path stays in its callers' loops.
+inline Decoded DecodeOne(const char* position, const char* end) {
+  if (At(position) < 0x80) return {At(position), 1};
+  return DecodeBeyondASCII(position, end);
 }
 
 bool IsASCIIBlock(const char* position) {
@@ -114,6 +120,32 @@ wchar_t* Decode(std::string_view bytes, wchar_t* place) noexcept {
     }
   }
   return place;
+}
+
+bool IsWellFormed(std::string_view bytes) noexcept {
+  const char* position = bytes.data();
+  const char* const end = position + bytes.size();
+  while (position != end) {
+    if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
+      position += kBlock;
+      continue;
+    }
+    const char* const stop =
+        static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
+    while (position < stop) {
+      const Decoded decoded = DecodeOne(position, end);
+      if (decoded.isIllFormed) return false;
+      position += decoded.bytes;
+    }
+  }
+  return true;
+}
+
+NarrowString WellFormed(const NarrowString& bytes) {
+  if (IsWellFormed(bytes.view())) return bytes;
+  return BaseStringUtil::StringToStdString(
+      BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8),
+      BaseStringUtil::kCodePageUTF8);
 }
 
 std::size_t UTF8Length(std::wstring_view text) noexcept {

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "Utility/Generic/String.h"
+
 /// UTF-8 and wide text, without allocation: first the size, then the characters. Ill-formed input
 /// becomes U+FFFD as BaseStringUtil says.
 namespace UnicodeConversion {
@@ -11,6 +13,10 @@ namespace UnicodeConversion {
 std::size_t WideLength(std::string_view bytes) noexcept;
 /// Writes them; returns the end of what was written.
 wchar_t* Decode(std::string_view bytes, wchar_t* place) noexcept;
+
+bool IsWellFormed(std::string_view bytes) noexcept;
+/// The bytes themselves when they are well-formed, else the text that they make.
+NarrowString WellFormed(const NarrowString& bytes);
 
 /// How many bytes the wide characters make.
 std::size_t UTF8Length(std::wstring_view text) noexcept;

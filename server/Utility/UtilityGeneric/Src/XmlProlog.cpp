@@ -2,31 +2,38 @@
 
 namespace {
 
-bool IsBlank(wchar_t character) {
-  return character == L' ' || character == L'\t' || character == L'\r' || character == L'\n';
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool IsBlank(char character) {
+  return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-std::size_t SkipBlanksAndMarks(std::wstring_view text, std::size_t position) {
-  while (position < text.size() && (IsBlank(text[position]) || text[position] == 0xFEFF))
-    ++position;
-  return position;
+std::size_t SkipBlanksAndMarks(std::string_view text, std::size_t position) {
+  for (;;) {
+    if (position < text.size() && IsBlank(text[position]))
+      ++position;
+    else if (text.substr(position, kByteOrderMark.size()) == kByteOrderMark)
+      position += kByteOrderMark.size();
+    else
+      return position;
+  }
 }
 
 /// The position behind the XML declaration that stands at `position`, or `position` itself.
-std::size_t SkipDeclaration(std::wstring_view text, std::size_t position) {
-  constexpr std::wstring_view kStart = L"<?xml";
+std::size_t SkipDeclaration(std::string_view text, std::size_t position) {
+  constexpr std::string_view kStart = "<?xml";
   if (text.compare(position, kStart.size(), kStart) != 0) return position;
   const std::size_t target = position + kStart.size();
   if (target >= text.size() || !IsBlank(text[target])) return position;
-  const std::size_t close = text.find(L"?>", target);
-  return close == std::wstring_view::npos ? position : close + 2;
+  const std::size_t close = text.find("?>", target);
+  return close == std::string_view::npos ? position : close + 2;
 }
 
 }  // namespace
 
-XmlProlog FindXmlDocument(std::wstring_view text) noexcept {
+XmlProlog FindXmlDocument(std::string_view text) noexcept {
   std::size_t end = text.size();
-  while (end > 0 && (IsBlank(text[end - 1]) || text[end - 1] == L'\0')) --end;
+  while (end > 0 && (IsBlank(text[end - 1]) || text[end - 1] == '\0')) --end;
   text = text.substr(0, end);
   const std::size_t begin = SkipBlanksAndMarks(text, 0);
   XmlProlog prolog{begin, end, begin, begin};

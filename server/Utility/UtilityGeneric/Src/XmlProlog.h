@@ -14,4 +14,4 @@ struct XmlProlog {
   std::size_t blankEnd;    ///< to here; both equal `begin` where there is none
 };
 
-XmlProlog FindXmlDocument(std::wstring_view text) noexcept;
+XmlProlog FindXmlDocument(std::string_view text) noexcept;

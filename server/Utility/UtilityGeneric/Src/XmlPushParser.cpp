@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
-constexpr std::size_t kFeedCharacters = 16384;                 // handed to libxml2 at a time
+constexpr std::size_t kFeedBytes = 16384;                      // handed to libxml2 at a time
 constexpr std::size_t kMaxReasonLength = 300;
 
 /// Errors without a parser context, such as exhausted memory inside libxml2's buffers, would be
@@ -48,9 +48,13 @@ struct FreeContext {
   }
 };
 
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
 bool IsBlankText(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
+
+std::string_view LastLine(std::string_view text) { return text.substr(text.rfind('\n') + 1); }
 
 String FromUTF8(std::string_view bytes) {
   return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
@@ -61,7 +65,7 @@ String FromNumber(std::size_t number) { return BaseStringUtil::StringFrom(number
 /// One parse. Its static members are libxml2's callbacks: no exception may leave them.
 class Parse {
  public:
-  Parse(const String& text, ElementNames& names, SAX2ElementChannel& channel,
+  Parse(const NarrowString& text, ElementNames& names, SAX2ElementChannel& channel,
         SAX2ElementChannel::Ticket ticket, String& error)
       : m_text(text.view()),
         m_prolog(FindXmlDocument(m_text)),
@@ -83,7 +87,7 @@ class Parse {
   };
   struct CachedName {
     const xmlChar* key = nullptr;
-    String name;
+    SAX2ElementChannel::Name name;
   };
 
   static Parse& Self(void* self) { return *static_cast<Parse*>(self); }
@@ -100,7 +104,7 @@ class Parse {
   void End(const xmlChar* name);
   void AddText(std::string_view text);
   void DropBlankSegment(Level& level);
-  const String& NameOf(const xmlChar* name);
+  SAX2ElementChannel::Name& NameOf(const xmlChar* name);
 
   bool MakeContext();
   bool Feed(std::size_t from, std::size_t to);
@@ -110,7 +114,7 @@ class Parse {
   void FailAtCharacter(std::size_t position);
   void Stop() noexcept;
 
-  const std::wstring_view m_text;
+  const std::string_view m_text;
   const XmlProlog m_prolog;
   ElementNames& m_names;
   SAX2ElementChannel& m_channel;
@@ -118,7 +122,6 @@ class Parse {
   String& m_error;
 
   std::unique_ptr<xmlParserCtxt, FreeContext> m_context;
-  std::string m_bytes;       // the piece that is fed
   std::string m_characters;  // the own text of all open elements, the innermost at the end
   std::vector<Level> m_levels;
   std::array<CachedName, 64> m_cachedNames;
@@ -195,17 +198,13 @@ void Parse::End(const xmlChar* name) {
   if (m_levels.empty()) return;
   Level& level = m_levels.back();
   if (level.hasChildren) DropBlankSegment(level);
-  const std::string_view bytes = std::string_view(m_characters).substr(level.textBegin);
-  String value;
-  const std::size_t length = UnicodeConversion::WideLength(bytes);
-  value.AppendFilled(length, [bytes, length](wchar_t* place) noexcept {
-    UnicodeConversion::Decode(bytes, place);
-    return length;
-  });
-  m_characters.resize(level.textBegin);
+  const std::size_t begin = level.textBegin;
+  const bool goesOn =
+      m_channel.Push(m_ticket, NameOf(name), std::string_view(m_characters).substr(begin));
+  m_characters.resize(begin);
   m_levels.pop_back();
   if (!m_levels.empty()) m_levels.back().segmentBegin = m_characters.size();
-  if (!m_channel.Push(m_ticket, new SAX2XmlElement(NameOf(name), std::move(value)), length)) {
+  if (!goesOn) {
     m_stopped = true;
     Stop();
   }
@@ -221,7 +220,7 @@ void Parse::AddText(std::string_view text) {
       UnicodeConversion::WideLength(std::string_view(m_characters).substr(level.countedEnd));
   level.countedEnd = m_characters.size();
   if (level.counted > kMaxElementText)
-    FailHere(L"the text of the element " + NameOf(level.name) + L" is longer than " +
+    FailHere(L"the text of the element " + NameOf(level.name).text + L" is longer than " +
              FromNumber(kMaxElementText) + L" characters");
 }
 
@@ -234,13 +233,13 @@ void Parse::DropBlankSegment(Level& level) {
   }
 }
 
-const String& Parse::NameOf(const xmlChar* name) {
+SAX2ElementChannel::Name& Parse::NameOf(const xmlChar* name) {
   // The parser's dictionary gives equal names one address.
   const auto address = reinterpret_cast<std::uintptr_t>(name);
   CachedName& cached = m_cachedNames[(address ^ (address >> 6)) % m_cachedNames.size()];
   if (cached.key != name) {
     cached.key = nullptr;
-    cached.name = m_names.Find(reinterpret_cast<const char*>(name));
+    cached.name = {m_names.Find(reinterpret_cast<const char*>(name))};
     cached.key = name;
   }
   return cached.name;
@@ -258,9 +257,9 @@ void Parse::FailHere(const String& reason) {
 /// `line` and `column` count from the document's first character; the error's from the text's.
 void Parse::Fail(const String& reason, std::size_t line, std::size_t column) {
   if (m_failed) return;
-  const std::wstring_view skipped = m_text.substr(0, m_prolog.begin);
-  if (line == 1) column += skipped.size() - (skipped.rfind(L'\n') + 1);
-  line += static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), L'\n'));
+  const std::string_view skipped = m_text.substr(0, m_prolog.begin);
+  if (line == 1) column += UnicodeConversion::WideLength(LastLine(skipped));
+  line += static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), '\n'));
   m_error = reason + L" (line " + FromNumber(line) + L", column " + FromNumber(column) + L")";
   m_failed = true;
   Stop();
@@ -270,12 +269,11 @@ void Parse::FailAtCharacter(std::size_t position) {
   static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
   String code;
   for (int shift = 12; shift >= 0; shift -= 4)
-    code += kDigits[static_cast<std::size_t>(m_text[position]) >> shift & 0xF];
-  const std::wstring_view before = m_text.substr(m_prolog.begin, position - m_prolog.begin);
-  const std::size_t lineBegin = before.rfind(L'\n') + 1;
+    code += kDigits[static_cast<unsigned char>(m_text[position]) >> shift & 0xF];
+  const std::string_view before = m_text.substr(m_prolog.begin, position - m_prolog.begin);
   Fail(L"the character U+" + code + L" is not allowed in XML",
-       static_cast<std::size_t>(std::count(before.begin(), before.end(), L'\n')) + 1,
-       before.size() - lineBegin + 1);
+       static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1,
+       UnicodeConversion::WideLength(LastLine(before)) + 1);
 }
 
 bool Parse::MakeContext() {
@@ -300,13 +298,17 @@ bool Parse::Feed(std::size_t from, std::size_t to) {
   while (from < to) {
     if (m_channel.IsStopped(m_ticket)) m_stopped = true;
     if (m_stopped) return false;
-    const std::wstring_view piece = m_text.substr(from, std::min(kFeedCharacters, to - from));
-    char* end = UnicodeConversion::Encode(piece, m_bytes.data());
+    std::string_view piece = m_text.substr(from, std::min(kFeedBytes, to - from));
+    // Not in the middle of a character.
+    while (from + piece.size() < to && IsContinuation(m_text[from + piece.size()]))
+      piece.remove_suffix(1);
+    std::string blanks;
     if (asBlanks) {  // the line numbers stay right
-      std::replace_if(
-          m_bytes.data(), end, [](char byte) { return byte != '\n' && byte != '\r'; }, ' ');
+      for (const char byte : piece)
+        if (!IsContinuation(byte)) blanks += byte == '\n' || byte == '\r' ? byte : ' ';
     }
-    xmlParseChunk(m_context.get(), m_bytes.data(), static_cast<int>(end - m_bytes.data()), 0);
+    const std::string_view fed = asBlanks ? blanks : piece;
+    xmlParseChunk(m_context.get(), fed.data(), static_cast<int>(fed.size()), 0);
     if (m_failed || m_stopped || m_outOfMemory) return false;
     from += piece.size();
   }
@@ -319,7 +321,7 @@ void Parse::Finish() {
   xmlParseChunk(m_context.get(), nullptr, 0, 1);
   if (m_failed || m_stopped || m_outOfMemory || m_context->wellFormed) return;
   if (!m_levels.empty())
-    FailHere(L"the document ends inside the element " + NameOf(m_levels.back().name));
+    FailHere(L"the document ends inside the element " + NameOf(m_levels.back().name).text);
   else if (m_anyElement)
     FailHere(L"something unfinished or out of place stands behind the document's end");
   else
@@ -331,14 +333,13 @@ XmlOutcome Parse::Run() {
   std::call_once(initialized, xmlInitParser);
   const QuietThread quiet;
   if (!MakeContext()) throw std::bad_alloc();
-  m_bytes.resize(kFeedCharacters * UnicodeConversion::kMaxBytesPerCharacter);
 
   if (m_prolog.begin >= m_prolog.end) {
     Fail(L"the document is empty", 1, 1);
     return XmlOutcome::kFailed;
   }
   // A null character would make the parser see the text's end.
-  const std::size_t null = std::min(m_text.find(L'\0', m_prolog.begin), m_prolog.end);
+  const std::size_t null = std::min(m_text.find('\0', m_prolog.begin), m_prolog.end);
   const std::size_t blankBegin = std::min(m_prolog.blankBegin, null);
   const std::size_t blankEnd = std::min(m_prolog.blankEnd, null);
   const bool fed =
@@ -356,7 +357,7 @@ XmlOutcome Parse::Run() {
 
 }  // namespace
 
-XmlOutcome ParseXmlText(const String& text, ElementNames& names, SAX2ElementChannel& channel,
+XmlOutcome ParseXmlText(const NarrowString& text, ElementNames& names, SAX2ElementChannel& channel,
                         SAX2ElementChannel::Ticket ticket, String& error) {
   return Parse(text, names, channel, ticket, error).Run();
 }

@@ -157,6 +157,8 @@ void OTXMLAAnaTamImportAPI::GetHierarchies(std::vector<OTXMLAHierarchy>& hierarc
     }
     std::vector<RefCnt<XmlAHierarchy>> rows;
     agent.GetHierarchiesOnCatalogCube(rows, m_choiceCatalog, m_choiceCube, m_choiceDataSource);
+    // A record moves by copying all it holds.
+    hierarchies.reserve(rows.size());
 
     for (const RefCnt<XmlAHierarchy>& row : rows) {
       if (const int reason = ReasonToSkip(*row, kind)) {

@@ -8,21 +8,23 @@
 /// One line of a row object's column map: the rowset's column and what its value does to the row.
 template <class Row>
 struct Column {
-  const wchar_t* name;
+  String::View name;
   void (*take)(Row& row, const String& value);
 };
 
-/// Gives the value to the first line whose name equals `column` ignoring case. An unknown column is
-/// no error: providers add columns of their own.
+/// What the first line whose name equals `column` ignoring case does; null when there is none. An
+/// unknown column is no error: providers add columns of their own.
 template <class Row, std::size_t count>
-void TakeColumn(const Column<Row> (&map)[count], Row& row, const String& column,
-                const String& value) {
-  for (const Column<Row>& line : map) {
-    if (BaseStringUtil::IsCaseInsensitiveMatch(column, line.name)) {
-      line.take(row, value);
-      return;
-    }
-  }
+auto FindTake(const Column<Row> (&map)[count], const String& column) -> decltype(map[0].take) {
+  for (const Column<Row>& line : map)
+    if (BaseStringUtil::IsCaseInsensitiveMatch(column, line.name)) return line.take;
+  return nullptr;
+}
+
+/// Gives the value to what FindColumn names.
+template <class Row>
+void TakeColumn(Row& row, const String& column, const String& value) {
+  if (const auto take = row.FindColumn(column)) take(row, value);
 }
 
 /// Stores the text as it is.

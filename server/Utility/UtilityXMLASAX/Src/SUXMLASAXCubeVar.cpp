@@ -29,5 +29,9 @@ constexpr Column<Row> kMap[] = {
 
 void XmlACubeVariableUtility::AppendValueName(XmlACubeVariable& variable, const String& column,
                                               const String& value) {
-  TakeColumn(kMap, variable, column, value);
+  if (const Take take = FindColumn(column)) take(variable, value);
+}
+
+XmlACubeVariableUtility::Take XmlACubeVariableUtility::FindColumn(const String& column) {
+  return FindTake(kMap, column);
 }

@@ -18,8 +18,12 @@ struct XmlADimensionColumns {
   };
 };
 
+XmlADimension::Take XmlADimension::FindColumn(const String& column) const {
+  return FindTake(XmlADimensionColumns::kMap, column);
+}
+
 void XmlADimension::AppendValueName(const String& column, const String& value) {
-  TakeColumn(XmlADimensionColumns::kMap, *this, column, value);
+  TakeColumn(*this, column, value);
 }
 
 int XmlADimension::GetDimensionType() const {

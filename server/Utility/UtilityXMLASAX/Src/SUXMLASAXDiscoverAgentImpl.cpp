@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <cstdio>
 #include <cwchar>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 #include "SUXMLASAXConfiguration.h"
 #include "SUXMLASAXLogTitles.h"
+#include "SUXMLASAXNameMemo.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
@@ -20,9 +23,10 @@ using BaseStringUtil::IsCaseInsensitiveMatch;
 
 constexpr const wchar_t* kSourceFile =
     L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp";
-constexpr const wchar_t* kDeclaration = L"<?xml version=\"1.0\"?>";
-constexpr const wchar_t* kDeclarationStart = L"<?xml version";
-constexpr const wchar_t* kDeclarationEnd = L"?>";
+constexpr std::string_view kDeclaration = "<?xml version=\"1.0\"?>";
+constexpr std::string_view kDeclarationStart = "<?xml version";
+constexpr std::string_view kDeclarationEnd = "?>";
+constexpr std::string_view kDeclarationKept = "<?xml version=\"1.0\"";  // in front of the end
 
 // Numbers of the host's message catalogue.
 constexpr int kMessageReadCancelled = 46066;
@@ -40,13 +44,20 @@ bool IsModernAnalysisServices(ServerInfo::TargetType target) {
 }
 
 /// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
-String NormaliseDeclaration(const String& reply, ServerInfo::TargetType target) {
+void NormaliseDeclaration(NarrowString& reply, ServerInfo::TargetType target) {
   // These answer without a declaration. Should one come nevertheless, the reader skips the second.
-  if (IsModernAnalysisServices(target)) return kDeclaration + reply;
-  const std::size_t start = BaseStringUtil::ForwardPatternMatch(reply, kDeclarationStart, 0);
-  if (start == String::npos) return kDeclaration + reply;
-  const std::size_t end = BaseStringUtil::ForwardPatternMatch(reply, kDeclarationEnd, start);
-  return L"<?xml version=\"1.0\"" + reply.substr(end);
+  const std::size_t start =
+      IsModernAnalysisServices(target) ? NarrowString::npos : reply.find(kDeclarationStart);
+  if (start == NarrowString::npos) {
+    reply.ReplaceFront(0, kDeclaration);
+    return;
+  }
+  const std::size_t end = reply.find(kDeclarationEnd, start);
+  reply.ReplaceFront(std::min(end, reply.size()), kDeclarationKept);
+}
+
+String Widened(const NarrowString& bytes) {
+  return BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
 }
 
 std::uint64_t WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
@@ -166,34 +177,66 @@ String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
          L"Content-Type: text/xml; charset = UTF-8\n";
 }
 
-void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& response) {
+/// Posts the request; `reply` gets what came, with its declaration in one form. The reader keeps
+/// the elements that it met while it looked for a fault: true when they can be read again.
+/// `keepReply`: the caller wants the reply's text too, which is large, and only the log needs.
+/// Throws as SendSoapRequest does.
+bool XmlADiscoverAgentImpl::PostRequest(const String& request, NarrowString& reply,
+                                        bool keepReply) {
   const NarrowString body =
       BaseStringUtil::StringToStdString(request, BaseStringUtil::kCodePageUTF8);
   m_HttpClient->SetRequestHeader(PrepareHttpSizeHeader());
-  NarrowString reply;
   String error;
+  bool isKept = false;
   if (m_HttpClient->ReadBytes(body, reply, error)) {
-    response = NormaliseDeclaration(
-        BaseStringUtil::StdStringToString(reply, BaseStringUtil::kCodePageUTF8), m_TargetType);
-    reply.clear();
+    NormaliseDeclaration(reply, m_TargetType);
     String faultCode;
     String faultString;
-    RetrieveSoapFaultString(response, faultCode, faultString);
-    if (IsCaseInsensitiveMatch(faultString, L"null")) return;
+    m_XmlReaderDriver->KeepElements();
+    if (reply.size() <= SAX2XmlReadDriver::kHandedOverWhole) {
+      StopSaxParser();
+      m_SoapParseErrorString.clear();
+      m_XmlReaderDriver->ParseBytesInMem(reply, m_SoapParseErrorString);
+    } else {
+      StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
+    }
+    if (!keepReply) reply.clear();  // the reader holds it as long as it needs it
+    ReadFault(faultCode, faultString);
+    isKept = true;
+    if (IsCaseInsensitiveMatch(faultString, L"null")) return isKept;
     if (!faultCode.empty() || !faultString.empty())
       SUGThrow(ErrorMessage(kMessageSoapFault, faultCode, faultString), kSourceFile, __LINE__);
   }
   if (!error.empty()) SUGThrow(ErrorMessage(error), kSourceFile, __LINE__);
+  return isKept;
+}
+
+void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& response) {
+  NarrowString reply;
+  try {
+    PostRequest(request, reply, true);
+  } catch (const ErrorMessage&) {
+    if (!reply.empty()) response = Widened(reply);
+    throw;
+  }
+  if (!reply.empty()) response = Widened(reply);
+}
+
+/// Starts the reader thread on a text, after stopping an earlier one.
+template <class Text>
+void XmlADiscoverAgentImpl::StartReader(const Text& text,
+                                        bool (SAX2XmlReadDriver::*parse)(Text, String&)) {
+  StopSaxParser();
+  m_SoapParseErrorString.clear();
+  using Job = VXThreadJob_TwoArg<SAX2XmlReadDriver, Text, String>;
+  const RefCnt<VXThreadJob> job(
+      new Job(m_XmlReaderDriver.get(), parse, text, m_SoapParseErrorString));
+  m_Reader = RefCnt<VXThread>(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
+  m_Reader->Start();
 }
 
 void XmlADiscoverAgentImpl::StartSaxParser(const String& text) {
-  StopSaxParser();
-  m_SoapParseErrorString.clear();
-  using Job = VXThreadJob_TwoArg<SAX2XmlReadDriver, String, String>;
-  const RefCnt<VXThreadJob> job(new Job(m_XmlReaderDriver.get(), &SAX2XmlReadDriver::ParseInMem,
-                                        text, m_SoapParseErrorString));
-  m_Reader = RefCnt<VXThread>(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
-  m_Reader->Start();
+  StartReader(text, &SAX2XmlReadDriver::ParseInMem);
 }
 
 void XmlADiscoverAgentImpl::StopSaxParser() {
@@ -230,10 +273,16 @@ void XmlADiscoverAgentImpl::ReadValue(String& value, const String& propertyName)
 void XmlADiscoverAgentImpl::RetrieveSoapFaultString(const String& text, String& faultCode,
                                                     String& faultString) {
   StartSaxParser(text);
+  ReadFault(faultCode, faultString);
+}
+
+void XmlADiscoverAgentImpl::ReadFault(String& faultCode, String& faultString) {
+  static constexpr String::View kCode = L"faultcode";  // compared with every element's name
+  static constexpr String::View kString = L"faultstring";
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
-    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"faultcode"))
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), kCode))
       faultCode = element->GetValue();
-    else if (IsCaseInsensitiveMatch(element->GetLocalName(), L"faultstring"))
+    else if (IsCaseInsensitiveMatch(element->GetLocalName(), kString))
       faultString += element->GetValue();
   }
   StopSaxParser();
@@ -259,11 +308,11 @@ void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& 
                                      const std::function<void()>& consume) {
   VXDateTime answered;
   VXDateTime finished;
-  String response;
+  NarrowString reply;
   try {
-    SendSoapRequest(request, response);
+    const bool isKept = PostRequest(request, reply, m_Log);
     VXDateTime::GetCurrDateTime(answered);
-    StartSaxParser(response);
+    if (!isKept || !m_XmlReaderDriver->ReadAgain()) StartSaxParser(String());
     consume();
     StopSaxParser();
     VXDateTime::GetCurrDateTime(finished);
@@ -275,14 +324,14 @@ void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& 
       VXDateTime::GetCurrDateTime(finished);
       VXStringVector all = arguments;
       all.push_back(text);
-      LogContent(FormatLogText(kTitleCapacity, title.failure, all), request, response, started,
-                 answered, finished);
+      LogContent(FormatLogText(kTitleCapacity, title.failure, all), request, Widened(reply),
+                 started, answered, finished);
     }
     throw;
   }
   if (m_Log) {
-    LogContent(FormatLogText(kTitleCapacity, title.success, arguments), request, response, started,
-               answered, finished);
+    LogContent(FormatLogText(kTitleCapacity, title.success, arguments), request, Widened(reply),
+               started, answered, finished);
   }
 }
 
@@ -418,26 +467,42 @@ void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
 // What lies inside a cube. Columns go to the current row object; the row element, which ends after
 // its columns, closes it.
 
-template <class Make, class Fill, class Finish>
-void XmlADiscoverAgentImpl::ReadRows(Make make, Fill fill, Finish finish) {
+namespace {
+
+template <class Row>
+auto FindColumn(const Row& row, const String& name) {
+  return row.FindColumn(name);
+}
+
+auto FindColumn(const XmlACubeVariable&, const String& name) {
+  return XmlACubeVariableUtility::FindColumn(name);
+}
+
+}  // namespace
+
+template <class Make, class Finish>
+void XmlADiscoverAgentImpl::ReadRows(Make make, Finish finish) {
   auto row = make();
+  using Take = decltype(FindColumn(*row, String()));
+  struct Meaning {
+    bool endsRow;
+    Take take;  // null for schema elements and unknown columns
+  };
+  NameMemo<Meaning> meanings;
+  const auto resolve = [&](const String& name) {
+    if (IsCaseInsensitiveMatch(name, L"Row")) return Meaning{true, nullptr};
+    return Meaning{false, IsSchemaElement(name) ? Take() : FindColumn(*row, name)};
+  };
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
-    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"Row")) {
+    const Meaning& meaning = meanings.Find(element->GetLocalName(), resolve);
+    if (meaning.endsRow) {
       finish(row);
       row = make();
-    } else if (!IsSchemaElement(element->GetLocalName())) {
-      fill(*row, element->GetLocalName(), element->GetValue());
+    } else if (meaning.take) {
+      meaning.take(*row, element->GetValue());
     }
   }
 }
-
-namespace {
-
-constexpr auto kFillRow = [](auto& row, const String& column, const String& value) {
-  row.AppendValueName(column, value);
-};
-
-}  // namespace
 
 /// Data source, catalog and, when there is one, cube: what most requests inside a cube begin with.
 void XmlADiscoverAgentImpl::SetCubeRequest(const wchar_t* requestType, const String& catalog,
@@ -547,39 +612,43 @@ void XmlADiscoverAgentImpl::GetVariablesOnCatalogCube(
 }
 
 void XmlADiscoverAgentImpl::ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions) {
-  ReadRows([] { return RefCnt<XmlADimension>(new XmlADimension); }, kFillRow,
+  ReadRows([] { return RefCnt<XmlADimension>(new XmlADimension); },
            [&](const RefCnt<XmlADimension>& row) { dimensions.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadHierarchies(std::vector<RefCnt<XmlAHierarchy>>& hierarchies) {
   ReadRows([this] { return RefCnt<XmlAHierarchy>(new XmlAHierarchy(m_TargetType, m_CLIType)); },
-           kFillRow, [&](const RefCnt<XmlAHierarchy>& row) { hierarchies.push_back(row); });
+           [&](const RefCnt<XmlAHierarchy>& row) { hierarchies.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadLevels(std::vector<RefCnt<XmlALevel>>& levels) {
-  ReadRows([this] { return RefCnt<XmlALevel>(new XmlALevel(m_TargetType, m_CLIType)); }, kFillRow,
+  ReadRows([this] { return RefCnt<XmlALevel>(new XmlALevel(m_TargetType, m_CLIType)); },
            [&](const RefCnt<XmlALevel>& row) { levels.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadLevelProperties(const RefCnt<XmlALevel>& level) {
-  ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); }, kFillRow,
+  ReadRows([] { return RefCnt<XmlALevelProperty>(new XmlALevelProperty); },
            [&](const RefCnt<XmlALevelProperty>& row) { level->AppendLevelProperty(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadMember(const RefCnt<XmlAMember>& member) {
+  // A server that is asked without a member's name answers with all members of the hierarchy.
+  NameMemo<XmlAMember::Take> columns;
+  const auto resolve = [&](const String& name) {
+    return IsSchemaElement(name) ? XmlAMember::Take() : member->FindColumn(name);
+  };
   while (const RefCnt<SAX2XmlElement> element = NextElement())
-    if (!IsSchemaElement(element->GetLocalName()))
-      member->AppendValueName(element->GetLocalName(), element->GetValue());
+    if (const auto take = columns.Find(element->GetLocalName(), resolve))
+      take(*member, element->GetValue());
 }
 
 void XmlADiscoverAgentImpl::ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures) {
   const bool useUniqueName = IsSAPBW();
-  ReadRows([=] { return RefCnt<XmlAMeasure>(new XmlAMeasure(useUniqueName)); }, kFillRow,
+  ReadRows([=] { return RefCnt<XmlAMeasure>(new XmlAMeasure(useUniqueName)); },
            [&](const RefCnt<XmlAMeasure>& row) { measures.push_back(row); });
 }
 
 void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables) {
   ReadRows([] { return RefCnt<XmlACubeVariable>(new XmlACubeVariable); },
-           &XmlACubeVariableUtility::AppendValueName,
            [&](const RefCnt<XmlACubeVariable>& row) { variables.push_back(row); });
 }

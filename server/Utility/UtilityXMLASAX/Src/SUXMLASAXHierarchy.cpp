@@ -41,8 +41,12 @@ constexpr OTXMLAHierarchy::HierarchyType kHierarchyTypes[] = {
 
 }  // namespace
 
+XmlAHierarchy::Take XmlAHierarchy::FindColumn(const String& column) const {
+  return FindTake(XmlAHierarchyColumns::kMap, column);
+}
+
 void XmlAHierarchy::AppendValueName(const String& column, const String& value) {
-  TakeColumn(XmlAHierarchyColumns::kMap, *this, column, value);
+  TakeColumn(*this, column, value);
 }
 
 int XmlAHierarchy::GetHierarchyType() const {

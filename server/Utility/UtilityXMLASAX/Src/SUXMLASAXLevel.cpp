@@ -55,12 +55,20 @@ struct XmlALevelColumns {
   };
 };
 
+XmlALevelProperty::Take XmlALevelProperty::FindColumn(const String& column) const {
+  return FindTake(XmlALevelPropertyColumns::kMap, column);
+}
+
 void XmlALevelProperty::AppendValueName(const String& column, const String& value) {
-  TakeColumn(XmlALevelPropertyColumns::kMap, *this, column, value);
+  TakeColumn(*this, column, value);
+}
+
+XmlALevel::Take XmlALevel::FindColumn(const String& column) const {
+  return FindTake(XmlALevelColumns::kMap, column);
 }
 
 void XmlALevel::AppendValueName(const String& column, const String& value) {
-  TakeColumn(XmlALevelColumns::kMap, *this, column, value);
+  TakeColumn(*this, column, value);
 }
 
 void XmlALevel::AppendLevelProperty(RefCnt<XmlALevelProperty> property) {

@@ -42,10 +42,15 @@ struct XmlAMeasureColumns {
   };
 };
 
+XmlAMeasure::Take XmlAMeasure::FindColumn(const String& column) const {
+  // No name stands in two of the maps.
+  const Take take = FindTake(
+      m_bUseUniqueName ? XmlAMeasureColumns::kUniqueNameMap : XmlAMeasureColumns::kNameMap, column);
+  return take ? take : FindTake(XmlAMeasureColumns::kMap, column);
+}
+
 void XmlAMeasure::AppendValueName(const String& column, const String& value) {
-  TakeColumn(m_bUseUniqueName ? XmlAMeasureColumns::kUniqueNameMap : XmlAMeasureColumns::kNameMap,
-             *this, column, value);
-  TakeColumn(XmlAMeasureColumns::kMap, *this, column, value);
+  TakeColumn(*this, column, value);
 }
 
 String XmlAMeasure::GetType() const { return m_Caculated ? String(L"5") : m_DataType; }

@@ -6,7 +6,8 @@
 #include "Utility/Generic/String.h"
 
 /// Text services. All are pure functions of their arguments, independent of the locale and safe to
-/// call from any thread; unless said otherwise they throw nothing but std::bad_alloc.
+/// call from any thread; unless said otherwise they throw nothing but std::bad_alloc. What only
+/// reads a text takes a view of it, so that a literal costs no allocation.
 namespace BaseStringUtil {
 
 /// The code page number of UTF-8, the only one that the conversions know.
@@ -14,20 +15,20 @@ inline constexpr unsigned int kCodePageUTF8 = 65001;
 
 /// Whole-text comparison after simple (one to one) Unicode case folding of each character:
 /// negative, zero or positive.
-XMLAHOST_API int CaseInsensitiveCompare(const String& a, const String& b);
+XMLAHOST_API int CaseInsensitiveCompare(String::View a, String::View b);
 /// True when both texts are equal ignoring case (simple case folding).
-XMLAHOST_API bool IsCaseInsensitiveMatch(const String& a, const String& b);
+XMLAHOST_API bool IsCaseInsensitiveMatch(String::View a, String::View b);
 /// Position of the first occurrence of `pattern` at or after `from`, ignoring case, or
 /// String::npos. An empty pattern is found at `from`.
-XMLAHOST_API std::size_t CaseInsensitiveFindPattern(const String& text, const String& pattern,
+XMLAHOST_API std::size_t CaseInsensitiveFindPattern(String::View text, String::View pattern,
                                                     std::size_t from = 0);
 /// Position of the first exact occurrence of `pattern` at or after `from`, or String::npos.
-XMLAHOST_API std::size_t ForwardPatternMatch(const String& text, const String& pattern,
+XMLAHOST_API std::size_t ForwardPatternMatch(String::View text, String::View pattern,
                                              std::size_t from);
 /// Replaces every occurrence of `pattern`, from left to right and not overlapping; replacements are
 /// not searched again. An empty pattern changes nothing.
-XMLAHOST_API void ReplacePatternInString(String& text, const String& pattern,
-                                         const String& replacement);
+XMLAHOST_API void ReplacePatternInString(String& text, String::View pattern,
+                                         String::View replacement);
 
 /// `&`, `<`, `>`, `"` and `'` as the five named references of XML, CR as `&#13;`; a character that
 /// XML 1.0 cannot hold at all becomes U+FFFD.

@@ -6,29 +6,39 @@
 #include "Utility/Generic/String.h"
 
 /// One parsed element as handed to the consumer, or the end of a parse by an error or by
-/// cancellation. Immutable.
+/// cancellation. It never changes for its holder. The thread that reads has it to itself until its
+/// next call of the driver; after that any thread may use it.
 class XMLAHOST_API SAX2XmlElement : public RefCountable {
  public:
   enum class Kind : unsigned char { kElement, kError, kCancelled };
 
-  SAX2XmlElement(String localName, String value)
-      : m_localName(std::move(localName)), m_value(std::move(value)) {}
   explicit SAX2XmlElement(Kind kind) : m_kind(kind) {}
 
-  /// The element's name without prefix.
-  const String& GetLocalName() const noexcept { return m_localName; }
+  /// The element's name without prefix. Elements of one name share its text.
+  const String& GetLocalName() const noexcept { return *m_name; }
   /// The element's own character data, CDATA and references resolved, without that of its children.
-  /// White space between children is no value; an element without children keeps its blanks.
-  const String& GetValue() const noexcept { return m_value; }
+  /// White space between children is no value; an element without children keeps its blanks. Made
+  /// when it is first asked for. Throws std::bad_alloc.
+  const String& GetValue() const {
+    if (m_byteCount != 0) Decode();
+    return m_value;
+  }
   /// True when the parse failed; the text is in the error argument of the parse.
   bool HasError() const noexcept { return m_kind == Kind::kError; }
   /// True when the parse was cancelled.
   bool IsCancel() const noexcept { return m_kind == Kind::kCancelled; }
 
  private:
+  friend class SAX2ElementCursor;
+  void Decode() const;
+  void Detach();
+
+  const String* m_name = &m_localName;  // its own, or that in the reader's block
   String m_localName;
-  String m_value;
-  Kind m_kind = Kind::kElement;
+  mutable String m_value;
+  const char* m_bytes = nullptr;        // the value in the reader's block ...
+  mutable std::size_t m_byteCount = 0;  // ... until it is decoded
+  Kind m_kind;
 };
 
 class SAX2ElementChannel;
@@ -47,6 +57,11 @@ class SAX2ElementChannel;
 /// nothing. Limits: 250 elements deep, 8 Mi characters of text in an element.
 class XMLAHOST_API SAX2XmlReadDriver : public RefCountable {
  public:
+  /// The hand-over holds whatever a text of so many bytes can contain (its shortest element takes
+  /// four): a parse of it never waits for the reader, so the reading thread itself may do it before
+  /// it reads. Waking another thread costs more than such a parse.
+  static constexpr std::size_t kHandedOverWhole = 8192;
+
   ~SAX2XmlReadDriver() override;
 
   /// Parses the UTF-8 file of that name; otherwise like ParseInMem.
@@ -64,9 +79,20 @@ class XMLAHOST_API SAX2XmlReadDriver : public RefCountable {
   /// Stops the announced or running parse, from any thread, at once: elements not yet read are
   /// dropped and a cancelled element takes their place. Without such a parse it does nothing.
   virtual void Cancel() = 0;
+  /// Like ParseInMem, for text in UTF-8. Each maximal subpart of an ill-formed sequence counts as
+  /// one U+FFFD.
+  virtual bool ParseBytesInMem(NarrowString bytes, String& error) = 0;
 
   /// Says that a parse is about to begin on another thread; Read waits for it from now on.
   void Announce();
+  /// Keeps what is read of the next parse, in a compact form of about its own size, so that the
+  /// document can be read once more without being parsed again. To be called by the reading thread,
+  /// before the announcement.
+  void KeepElements();
+  /// True when a document so kept has been read to its end: Read then delivers it once more from
+  /// its beginning, can be cancelled like a parse, and lets it go on the way. By the reading
+  /// thread.
+  bool ReadAgain();
 
  protected:
   SAX2XmlReadDriver();

@@ -61,6 +61,7 @@ class BasicString {
   bool empty() const noexcept { return size() == 0; }
   /// The characters as a view that is valid until this object is changed or destroyed.
   View view() const noexcept { return View(c_str(), size()); }
+  operator View() const noexcept { return view(); }  // NOLINT: a text is readable as a view
   /// REQUIRES: index < size().
   Char operator[](std::size_t index) const noexcept { return c_str()[index]; }
   const Char* begin() const noexcept { return c_str(); }
@@ -101,6 +102,24 @@ class BasicString {
     if (!IsUnique() || old + most > m_buffer->capacity)
       Reallocate(old == 0 ? most : Grown(old + most));
     SetLength(old + fill(m_buffer->Text() + old));
+    return *this;
+  }
+  /// Puts `text` in the place of the first `count` characters. In place when there is room.
+  /// REQUIRES: count <= size(); `text` is no part of this text.
+  BasicString& ReplaceFront(std::size_t count, View text) {
+    const std::size_t rest = size() - count;
+    if (text.size() > MaxLength() - rest) throw std::length_error("text too long");
+    const std::size_t length = text.size() + rest;
+    if (!IsUnique() || length > m_buffer->capacity) {
+      BasicString result;
+      result.reserve(length);
+      result.append(text);
+      result.append(view().substr(count));
+      return *this = std::move(result);
+    }
+    std::char_traits<Char>::move(m_buffer->Text() + text.size(), m_buffer->Text() + count, rest);
+    std::char_traits<Char>::copy(m_buffer->Text(), text.data(), text.size());
+    SetLength(length);
     return *this;
   }
   BasicString& operator+=(const BasicString& text) {

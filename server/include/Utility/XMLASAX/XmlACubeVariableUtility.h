@@ -9,4 +9,7 @@ class XmlACubeVariableUtility {
   /// repeated column keeps the last value; codes are not checked for range.
   static void AppendValueName(XmlACubeVariable& variable, const String& column,
                               const String& value);
+  /// The operation that takes this column's values, for many rows; null for an unknown column.
+  using Take = void (*)(XmlACubeVariable& variable, const String& value);
+  static Take FindColumn(const String& column);
 };

@@ -101,10 +101,14 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void OpenLog();
   void WriteLog(const String& text);
   String UrlForLog() const;
+  bool PostRequest(const String& request, NarrowString& reply, bool keepReply);
+  template <class Text>
+  void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
   RefCnt<SAX2XmlElement> NextElement();
+  void ReadFault(String& faultCode, String& faultString);
   void CollectValues(VXStringVector& values, const wchar_t* column);
-  template <class Make, class Fill, class Finish>
-  void ReadRows(Make make, Fill fill, Finish finish);
+  template <class Make, class Finish>
+  void ReadRows(Make make, Finish finish);
   /// The part that all requests share, from sending to logging. `consume` reads the reply.
   void Exchange(const VXDateTime& started, const LogTitle& title, const VXStringVector& arguments,
                 const String& request, const std::function<void()>& consume);

@@ -28,6 +28,9 @@ class XmlAHierarchy : public RefCountable {
   /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
+  /// The operation that takes this column's values, for many rows; null for an unknown column.
+  using Take = void (*)(XmlAHierarchy& row, const String& value);
+  Take FindColumn(const String& column) const;
 
   String GetUniqueName() const { return m_UniqueName; }
   String GetCaption() const { return m_Caption; }

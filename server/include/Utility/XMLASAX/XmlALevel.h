@@ -13,6 +13,9 @@ class XmlALevelProperty : public RefCountable {
   /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
+  /// The operation that takes this column's values, for many rows; null for an unknown column.
+  using Take = void (*)(XmlALevelProperty& row, const String& value);
+  Take FindColumn(const String& column) const;
 
   String GetName() const { return m_Name; }
   String GetCaption() const { return m_Caption; }
@@ -49,6 +52,9 @@ class XmlALevel : public RefCountable {
   /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
+  /// The operation that takes this column's values, for many rows; null for an unknown column.
+  using Take = void (*)(XmlALevel& row, const String& value);
+  Take FindColumn(const String& column) const;
   /// Attaches a property, which is shared; nothing is filtered and order is kept.
   void AppendLevelProperty(RefCnt<XmlALevelProperty> property);
 

@@ -15,6 +15,9 @@ class XmlAMeasure : public RefCountable {
   /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
+  /// The operation that takes this column's values, for many rows; null for an unknown column.
+  using Take = void (*)(XmlAMeasure& row, const String& value);
+  Take FindColumn(const String& column) const;
 
   String GetName() const { return m_Name; }
   String GetCaption() const { return m_Caption; }

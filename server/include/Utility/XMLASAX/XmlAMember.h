@@ -15,8 +15,13 @@ class XmlAMember : public RefCountable {
   int GetMemberType() const { return m_MemberType; }
   /// Takes MEMBER_TYPE, matched ignoring case; every other column is ignored.
   void AppendValueName(const String& column, const String& value);
+  /// The operation that takes this column's values, for many rows; null for an unknown column.
+  using Take = void (*)(XmlAMember& member, const String& value);
+  Take FindColumn(const String& column) const;
 
  private:
   String m_UniqueName;
   std::int16_t m_MemberType = 0;
+
+  friend struct XmlAMemberColumns;
 };

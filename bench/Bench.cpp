@@ -1,0 +1,251 @@
+// Prints the table of what the library's work costs beside what no client can do without.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Floor.h"
+#include "Import/OTXMLAImportEntry.h"
+#include "LoopbackServer.h"
+#include "Measure.h"
+#include "Replies.h"
+#include "Tool.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/XMLASAX/XmlADiscoverAgent.h"
+
+namespace {
+
+String Wide(const std::string& ascii) { return String(std::wstring(ascii.begin(), ascii.end())); }
+
+XmlADiscoverAgentHeap MakeAgent(const std::string& url) {
+  return XmlADiscoverAgent::Create(Wide(url), String(), String(), ServerInfo::kAnalysisServices2005,
+                                   ServerInfo::kCLIXMLA, false);
+}
+
+using Measures = std::vector<RefCnt<XmlAMeasure>>;
+
+void GetMeasures(XmlADiscoverAgent& agent, Measures& measures, std::size_t expected) {
+  agent.GetMeasuresOnCatalogCube(measures, L"Foodmart", L"Sales", L"Local");
+  if (measures.size() != expected) throw std::runtime_error("rows are missing");
+}
+
+/// One line of the table. `met` tells whether `figure` is within what is to be reached.
+void Print(const char* what, const std::string& floor, const std::string& ours,
+           const std::string& figure, const std::string& reach, bool met) {
+  std::printf("%-44s %14s %14s %10s  %-14s %s\n", what, floor.c_str(), ours.c_str(), figure.c_str(),
+              reach.c_str(), met ? "met" : "NOT MET");
+  std::fflush(stdout);
+}
+
+template <class... Arguments>
+std::string Format(const char* format, Arguments... arguments) {
+  char text[64];
+  std::snprintf(text, sizeof text, format, arguments...);
+  return text;
+}
+
+// A request of the size that the library sends.
+const std::string kRequest(1100, ' ');
+
+void LargeReply() {
+  constexpr std::size_t kRows = 178000;
+  const std::string reply = replies::Measures(kRows);
+  LoopbackServer server([&](std::string_view) -> const std::string& { return reply; });
+  const auto size = static_cast<double>(reply.size());
+
+  const std::vector<double> memory = measure::InChild([&] {
+    Measures measures;
+    const auto agent = MakeAgent(server.Url());
+    GetMeasures(*agent, measures, kRows);
+    return std::vector<double>{};
+  });
+  // The child has the server's reply in its own memory, being the server's brother.
+  const std::vector<double> idle = measure::InChild([&] {
+    const auto agent = MakeAgent(server.Url());
+    return std::vector<double>{static_cast<double>(std::count(reply.begin(), reply.end(), '<'))};
+  });
+  const double peak = memory.back() - idle.back() + size;
+
+  const std::vector<double> times = measure::InChild([&] {
+    Floor floor(server.Url());
+    const auto agent = MakeAgent(server.Url());
+    const measure::Pairs pairs = measure::InPairs(
+        5, [&] { Floor::Parse(floor.Receive(kRequest)); },
+        [&] {
+          Measures measures;
+          GetMeasures(*agent, measures, kRows);
+        });
+    return std::vector<double>{pairs.floor, pairs.ours, pairs.ratio};
+  });
+  Print("reply of 100 MB, 13 columns a row", Format("%.0f ms", times[0] * 1e3),
+        Format("%.0f ms", times[1] * 1e3), Format("%.2f x", times[2]), "<= 2.5 x", times[2] <= 2.5);
+  Print("its peak memory", Format("%.0f MB", size / 1e6), Format("%.0f MB", peak / 1e6),
+        Format("%.2f x", peak / size), "<= 6 x", peak <= 6 * size);
+}
+
+void Allocations() {
+  constexpr std::size_t kRows = 20000;
+  const std::string reply = replies::Measures(kRows);
+  LoopbackServer server([&](std::string_view) -> const std::string& { return reply; });
+  const std::vector<double> result = measure::InChild([&] {
+    const auto agent = MakeAgent(server.Url());
+    Measures measures;
+    GetMeasures(*agent, measures, kRows);
+    measures = Measures();
+    return std::vector<double>{
+        static_cast<double>(measure::Allocations([&] { GetMeasures(*agent, measures, kRows); }))};
+  });
+  const double each = result[0] / kRows;
+  Print("heap allocations a row of 13 columns", "-", Format("%.1f", each), Format("%.1f", each),
+        "<= 15", each <= 15);
+}
+
+void SmallReply() {
+  const std::string reply = replies::Measures(3);
+  LoopbackServer server([&](std::string_view) -> const std::string& { return reply; });
+  const std::vector<double> times = measure::InChild([&] {
+    Floor floor(server.Url());
+    const auto agent = MakeAgent(server.Url());
+    const measure::Pairs pairs = measure::InPairs(
+        5000, [&] { Floor::Parse(floor.Receive(kRequest)); },
+        [&] {
+          Measures measures;
+          GetMeasures(*agent, measures, 3);
+        });
+    return std::vector<double>{pairs.floor, pairs.ours, pairs.ratio};
+  });
+  Print("reply of 2 KB, connection kept alive", Format("%.1f us", times[0] * 1e6),
+        Format("%.1f us", times[1] * 1e6), Format("%.2f x", times[2]), "<= 1.5 x", times[2] <= 1.5);
+}
+
+std::unique_ptr<OTXMLAImportAPI> MakeImport(const std::string& url) {
+  std::unique_ptr<OTXMLAImportAPI> import(OTXMLACreateImport());
+  import->SetupConnInfo(Wide(url), String(), String(), ServerInfo::kAnalysisServices2005,
+                        ServerInfo::kCLIXMLA);
+  import->SetImportChoiceInfo(L"Local", L"Foodmart", L"Sales");
+  return import;
+}
+
+void ImportHierarchies(OTXMLAImportAPI& import, std::vector<OTXMLAHierarchy>& hierarchies,
+                       std::size_t expected) {
+  String errors;
+  String warnings;
+  import.GetHierarchies(hierarchies, errors, warnings);
+  if (hierarchies.size() != expected || !errors.empty() || !warnings.empty())
+    throw std::runtime_error("the import failed");
+}
+
+/// Time and memory of each hierarchy must not grow with their number. The floor is the first size.
+void Growth() {
+  constexpr std::size_t kSizes[] = {100, 1000, 10000};
+  constexpr std::size_t kMost = 10000;
+  std::vector<std::unique_ptr<replies::Provider>> providers;
+  std::vector<std::unique_ptr<LoopbackServer>> servers;
+  for (const std::size_t size : kSizes) {
+    const auto& provider = *providers.emplace_back(std::make_unique<replies::Provider>(1, size));
+    servers.push_back(std::make_unique<LoopbackServer>(
+        [&](std::string_view request) -> const std::string& { return provider.Answer(request); }));
+  }
+  // In turn, so that all sizes meet the same weather: each time as many hierarchies in all.
+  std::vector<double> times[std::size(kSizes)];
+  double bytes[std::size(kSizes)] = {};
+  for (int round = 0; round < 3; ++round) {
+    for (std::size_t i = 0; i < std::size(kSizes); ++i) {
+      const std::vector<double> result = measure::InChild([&] {
+        const auto import = MakeImport(servers[i]->Url());
+        std::vector<OTXMLAHierarchy> hierarchies;
+        const double seconds = measure::Seconds([&] {
+          for (std::size_t done = 0; done < kMost; done += kSizes[i])
+            ImportHierarchies(*import, hierarchies, kSizes[i]);
+        });
+        const double held = measure::HeldBytes();
+        hierarchies = {};
+        return std::vector<double>{seconds / kMost, held - measure::HeldBytes()};
+      });
+      times[i].push_back(result[0]);
+      bytes[i] = result[1] / static_cast<double>(kSizes[i]);
+    }
+  }
+  for (std::size_t i = 0; i < std::size(kSizes); ++i) {
+    const double first = measure::Median(times[0]);
+    const double time = measure::Median(times[i]);
+    const std::string count = std::to_string(kSizes[i]);
+    Print((count + " hierarchies, time of each").c_str(), Format("%.0f us", first * 1e6),
+          Format("%.0f us", time * 1e6), Format("%.2f x", time / first), "<= 1.1 x",
+          time <= 1.1 * first);
+    Print((count + " hierarchies, memory of each").c_str(), Format("%.0f B", bytes[0]),
+          Format("%.0f B", bytes[i]), Format("%.2f x", bytes[i] / bytes[0]), "<= 1.1 x",
+          bytes[i] <= 1.1 * bytes[0]);
+  }
+}
+
+/// The tool's import of 64 cubes, some at a time, beside one at a time.
+void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double reach) {
+  const replies::Provider provider(64, 2);
+  LoopbackServer server(
+      [&](std::string_view request) -> const std::string& { return provider.Answer(request); },
+      delay);
+  const auto import = [&](int count) {
+    RunProgram("xmla-import",
+               {"--url", server.Url(), "--quiet", "import", "--jobs", std::to_string(count)});
+  };
+  const measure::Pairs pairs = measure::InPairs(
+      rounds, [&] { import(1); }, [&] { import(jobs); });
+  const double gain = 1 / pairs.ratio;
+  Print(what, Format("%.0f ms", pairs.floor * 1e3), Format("%.0f ms", pairs.ours * 1e3),
+        Format("%.2f x", gain), Format(">= %.1f x", reach), gain >= reach);
+}
+
+void WaitingJobs() {
+  Jobs("import of 64 cubes, 50 ms a reply, 16 jobs", std::chrono::milliseconds(50), 1, 16, 14);
+}
+
+void BusyJobs() { Jobs("import of 64 cubes, no wait, 2 jobs", {}, 15, 2, 1.6); }
+
+void Start() {
+  const measure::Pairs pairs = measure::InPairs(
+      50, [] { RunProgram("/bin/true", {}); }, [] { RunProgram("xmla-import", {"--version"}); });
+  const double more = pairs.ours - pairs.floor;
+  Print("start of xmla-import --version", Format("%.1f ms", pairs.floor * 1e3),
+        Format("%.1f ms", pairs.ours * 1e3), Format("+%.1f ms", more * 1e3), "<= +20 ms",
+        more <= 0.020);
+}
+
+constexpr struct {
+  const char* name;
+  void (*measure)();
+} kRows[] = {
+    {"large", &LargeReply}, {"allocations", &Allocations}, {"small", &SmallReply},
+    {"growth", &Growth},    {"waiting", &WaitingJobs},     {"jobs", &BusyJobs},
+    {"start", &Start},
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  for (int i = 1; i < count; ++i) {
+    const auto isName = [&](const auto& row) { return std::strcmp(row.name, arguments[i]) == 0; };
+    if (std::any_of(std::begin(kRows), std::end(kRows), isName)) continue;
+    std::printf("usage: xmla-bench [ROW...]\nrows:");
+    for (const auto& row : kRows) std::printf(" %s", row.name);
+    std::printf("\n");
+    return std::strcmp(arguments[i], "--help") == 0 ? 0 : 2;
+  }
+  std::printf("%-44s %14s %14s %10s  %s\n", "what", "floor", "ours", "figure", "reach");
+  try {
+    for (const auto& row : kRows) {
+      const bool wanted =
+          count == 1 || std::any_of(arguments + 1, arguments + count, [&](const char* name) {
+            return std::strcmp(row.name, name) == 0;
+          });
+      if (wanted) row.measure();
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "xmla-bench: %s\n", error.what());
+    return 1;
+  }
+}

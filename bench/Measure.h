@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace measure {
+
+/// Wall time of one call in seconds.
+double Seconds(const std::function<void()>& work);
+
+double Median(std::vector<double> values);
+
+/// Two ways of one thing, called in turn so that both meet the same weather. Beyond one pair, a
+/// first one that connects and warms up is not counted.
+struct Pairs {
+  double floor = 0;  ///< median seconds
+  double ours = 0;   ///< median seconds
+  double ratio = 0;  ///< median of the pairs' ratios
+};
+Pairs InPairs(int count, const std::function<void()>& floor, const std::function<void()>& ours);
+
+/// Heap allocations of all threads of this process during the call.
+std::size_t Allocations(const std::function<void()>& work);
+
+/// Calls `work` in a child process and returns the numbers that it returned, followed by the
+/// child's peak memory in bytes. To be called while the process has one thread.
+std::vector<double> InChild(const std::function<std::vector<double>()>& work);
+
+/// Bytes that the heap holds now.
+double HeldBytes();
+
+}  // namespace measure

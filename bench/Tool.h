@@ -1,0 +1,8 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// Runs a program to its end, its output thrown away. A name without slash is a program beside this
+/// one. Throws std::runtime_error when it does not end with status 0.
+void RunProgram(const std::string& program, const std::vector<std::string>& arguments);
