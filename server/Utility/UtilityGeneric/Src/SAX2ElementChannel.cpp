@@ -11,8 +11,6 @@ constexpr std::size_t kBatchElements = 256;
 constexpr std::size_t kBatchText = std::size_t{1} << 16;  // bytes
 constexpr std::size_t kReadyElements = 2048;
 constexpr std::size_t kReadyText = std::size_t{1} << 20;  // bytes
-static_assert(SAX2XmlReadDriver::kHandedOverWhole <= kReadyElements * 4 &&
-              SAX2XmlReadDriver::kHandedOverWhole <= kReadyText);
 /// A block has so many elements or so much text, but for the last one.
 constexpr std::size_t kReadyBlocks = kReadyElements / kBatchElements + kReadyText / kBatchText + 2;
 

@@ -193,13 +193,7 @@ bool XmlADiscoverAgentImpl::PostRequest(const String& request, NarrowString& rep
     String faultCode;
     String faultString;
     m_XmlReaderDriver->KeepElements();
-    if (reply.size() <= SAX2XmlReadDriver::kHandedOverWhole) {
-      StopSaxParser();
-      m_SoapParseErrorString.clear();
-      m_XmlReaderDriver->ParseBytesInMem(reply, m_SoapParseErrorString);
-    } else {
-      StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
-    }
+    StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
     if (!keepReply) reply.clear();  // the reader holds it as long as it needs it
     ReadFault(faultCode, faultString);
     isKept = true;

@@ -57,11 +57,6 @@ class SAX2ElementChannel;
 /// nothing. Limits: 250 elements deep, 8 Mi characters of text in an element.
 class XMLAHOST_API SAX2XmlReadDriver : public RefCountable {
  public:
-  /// The hand-over holds whatever a text of so many bytes can contain (its shortest element takes
-  /// four): a parse of it never waits for the reader, so the reading thread itself may do it before
-  /// it reads. Waking another thread costs more than such a parse.
-  static constexpr std::size_t kHandedOverWhole = 8192;
-
   ~SAX2XmlReadDriver() override;
 
   /// Parses the UTF-8 file of that name; otherwise like ParseInMem.
