@@ -127,7 +127,7 @@ std::string AboutExtras(const CLI::App& app) {
   const std::vector<std::string> extras = app.remaining(true);
   for (const std::string& word : extras)
     if (word.starts_with('-') && word != "-")
-      return Listed({OneLine(word.substr(0, word.find('=')))}) +
+      return Listed({OneLine(word.substr(0, word.starts_with("--") ? word.find('=') : 2))}) +
              " is no option here; an option of a command stands behind it";
   const std::string word = extras.empty() ? std::string() : Listed({OneLine(extras.front())});
   return app.get_subcommands().empty()

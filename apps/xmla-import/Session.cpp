@@ -11,13 +11,15 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/VXDateTime.h"
+#include "Utility/Generic/VXThread.h"
 
 namespace {
 
 /// Logs that are begun in one second share a name, and the later one empties the earlier: waits for
-/// a second that has no log in the directory yet.
+/// a second that has no log in the directory yet, unless the call is interrupted.
 void AwaitFreeLogName(const std::string& directory) {
-  for (;;) {
+  const VXExecutionState* const state = VXExecutionState::Current();
+  while (!state || !state->IsCancellationRequested()) {
     VXDateTime now;
     VXDateTime::GetCurrDateTime(now);
     const std::string name =
@@ -37,6 +39,9 @@ Session::Session(const ImportLibrary& library, const Connection& connection,
       m_connection(connection),
       m_logDirectory(std::move(logDirectory)),
       m_target(connection.target) {
+  // A log that the environment asks for is kept apart cube by cube just like one of the option.
+  if (m_logDirectory.empty() && std::getenv("OT_XMLA_IMPORT_LOGGING"))
+    m_logDirectory = Utf8(SUSystemConfig::GetSystemConfig().GetLogDirectory());
   if (m_logDirectory.empty()) return;
   SUSystemConfig::GetSystemConfig().SetLogDirectory(Wide(m_logDirectory));
   setenv("OT_XMLA_IMPORT_LOGGING", "1", 1);

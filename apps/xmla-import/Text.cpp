@@ -31,6 +31,16 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
+std::string WithoutCredentials(std::string text) {
+  for (std::size_t at = text.find("://"); at != std::string::npos; at = text.find("://", at + 3)) {
+    const std::size_t begin = at + 3;
+    const std::size_t end = std::min(text.find(' ', begin), text.size());
+    const std::size_t last = text.rfind('@', end);
+    if (last != std::string::npos && last >= begin) text.erase(begin, last + 1 - begin);
+  }
+  return text;
+}
+
 std::vector<std::string> Lines(const ErrorMessage& error) {
   String text;
   error.RetrieveErrorMessages(text);

@@ -15,6 +15,9 @@ String Wide(std::string_view bytes);
 std::vector<std::string> Lines(const String& text);
 /// The same text with each control character replaced by a blank.
 std::string OneLine(std::string_view text);
+/// The same text with what stands between "://" and the last "@" of a word taken out: credentials
+/// in a URL that was given in the wrong place.
+std::string WithoutCredentials(std::string text);
 /// The rendered messages of an error.
 std::vector<std::string> Lines(const ErrorMessage& error);
 /// The items in quotation marks, separated by commas.

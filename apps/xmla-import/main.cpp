@@ -90,7 +90,7 @@ ExitStatus Main(int argc, char** argv) {
   ExitStatus status = ExitStatus::kDone;
   Interrupt interrupt;
   const auto fail = [&](ExitStatus with, const std::string& text) {
-    MessagesOf(result).errors.push_back(OneLine(text));
+    MessagesOf(result).errors.push_back(WithoutCredentials(OneLine(text)));
     status = with;
   };
   try {
@@ -101,7 +101,12 @@ ExitStatus Main(int argc, char** argv) {
     }
     HideCredentials(argc, argv);
     result = EmptyResult(arguments.command);
-    Output(arguments.output).Check();
+    try {
+      Output(arguments.output).Check();
+    } catch (const UsageError&) {
+      arguments.output.clear();  // what there is to say goes to standard output
+      throw;
+    }
     library.emplace();
     status = Import(*library, arguments, interrupt, result);
   } catch (const UsageError& error) {

@@ -86,6 +86,13 @@ TEST_F(Output, IntoStandardOutputByNameKeepsItsPlace) {
   }
 }
 
+TEST_F(Output, ThatCannotBeWrittenIsOneErrorAndTheDocumentGoesToStandardOutput) {
+  const Outcome outcome = RunInto("/nonexistent/result", {"--format", "json"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.ErrorLines().size(), 1u) << outcome.err;
+  EXPECT_THAT(outcome.Document()["errors"][0], HasSubstr("/nonexistent/result"));
+}
+
 TEST_F(Output, IntoADeviceLeavesTheDevice) {
   EXPECT_EQ(RunInto("/dev/null").status, 0);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));

@@ -55,18 +55,29 @@ TEST(SampleProvider, EveryLoggedRunKeepsItsLog) {
   EXPECT_EQ(folder.Files().size(), 3u);
 }
 
+TEST(SampleProvider, ALogOfTheEnvironmentIsKeptCubeByCube) {
+  const support::TempDir folder;
+  Options options;
+  options.environment = {{"OT_XMLA_IMPORT_LOGGING", "1"}, {"XMLA_IMPORT_LOG_DIR", folder.Path()}};
+  EXPECT_EQ(RunTool({"--sample", "tamarind", "import", "--jobs", "4"}, options).status, 0);
+  EXPECT_EQ(folder.Files().size(), 5u);  // the tree and four cubes
+}
+
 TEST(HostExample, ImportsAndSaysWhatGoesWrong) {
   const sample::Provider provider;
-  const support::ChildResult good = support::RunChild(
-      HOST_EXAMPLE, {provider.Url(sample::Kind::kAnalysisServices)}, {{"no_proxy", "*"}});
+  const auto run = [](const std::string& url) {
+    return support::RunChild(HOST_EXAMPLE, {url},
+                             {{"LD_LIBRARY_PATH", LIBRARY_FOLDER}, {"no_proxy", "*"}});
+  };
+  const support::ChildResult good = run(provider.Url(sample::Kind::kAnalysisServices));
   EXPECT_EQ(good.exitStatus, 0) << good.err;
   EXPECT_THAT(good.out, HasSubstr("Sales: hierarchy Calendar"));
-  const support::ChildResult bad = support::RunChild(HOST_EXAMPLE, {"http://127.0.0.1:1/"});
+  const support::ChildResult bad = run("http://127.0.0.1:1/");
   EXPECT_EQ(bad.exitStatus, 1);
   EXPECT_THAT(bad.err, HasSubstr("127.0.0.1:1"));
-  const support::ChildResult wrong = support::RunChild(HOST_EXAMPLE, {"no url"});
+  const support::ChildResult wrong = run("no url");
   EXPECT_EQ(wrong.exitStatus, 1);
-  EXPECT_NE(wrong.err, "");
+  EXPECT_THAT(wrong.err, HasSubstr("URL"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Sample,
