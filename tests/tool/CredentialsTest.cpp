@@ -160,6 +160,7 @@ TEST(CredentialsInUse, AreNotInTheListOfProcesses) {
     known.set_value();
   });
   EXPECT_EQ(outcome.status, 0) << outcome.err;
+  const std::lock_guard lock(mutex);
   EXPECT_THAT(commandLine, HasSubstr("sources"));
   EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
 }

@@ -54,11 +54,11 @@ Json UnitCube() {
                           {"udas", Json::array()},
                           {"levels",
                            {Level("[Shop].[Place].[(All)]", "(All)", 0, Json::array()),
-                            Level("Stadt", "Town", 1, {date})}}};
+                            Level("Stadt", "Town", 1, Json::array({date}))}}};
   return {{"dataSource", "Solo"},
           {"catalog", "Lone"},
           {"cube", "Unit"},
-          {"hierarchies", {hierarchy}},
+          {"hierarchies", Json::array({hierarchy})},
           {"measures",
            {Unit("Stück", "Pieces", "kAggrSum", "VXDoubleData", 15, 2),
             Unit("Ratio", "Ratio", "kAggrExternal", "VXCharData", 128, 0)}},
@@ -243,7 +243,7 @@ TEST(Cube, OfASapBwProviderHasItsVariables) {
                          {"defaultHigh", ""},
                          {"overrideDefaultLow", ""},
                          {"overrideDefaultHigh", ""}};
-  EXPECT_EQ(outcome.Document()["sapVariables"], Json({expected})) << outcome.out;
+  EXPECT_EQ(outcome.Document()["sapVariables"], Json::array({expected})) << outcome.out;
   EXPECT_THAT(RunTool({"--url", provider.Url(), "cube"}).out,
               HasSubstr("  variables\n"
                         "    Year ([V1]): member, multi single values, code 9, of [0YEAR], default "

@@ -88,7 +88,7 @@ TEST(Tree, OfOneSourceAsksForThatOneAlone) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "--target", "analysis-services-2005",
                                    "tree", "--source", "Beta", "--format", "json"});
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.Document(), Document({Source("Beta")})) << outcome.out;
+  EXPECT_EQ(outcome.Document(), Document(Json::array({Source("Beta")}))) << outcome.out;
   EXPECT_THAT(provider.RequestTypes(),
               ElementsAre("DISCOVER_PROPERTIES", "DISCOVER_PROPERTIES", "DBSCHEMA_CATALOGS",
                           "MDSCHEMA_CUBES", "MDSCHEMA_CUBES"));
@@ -131,7 +131,7 @@ TEST(Tree, KeepsWhatWasReadBeforeAFault) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "tree", "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
   const Json document = outcome.Document();
-  EXPECT_EQ(document["dataSources"], Json({Source("Alpha")}));
+  EXPECT_EQ(document["dataSources"], Json::array({Source("Alpha")}));
   ASSERT_EQ(document["errors"].size(), 1u);
   EXPECT_THAT(document["errors"][0].get<std::string>(), testing::StartsWith("[64203] "));
   EXPECT_THAT(outcome.err, HasSubstr("xmla-import: error: [64203] "));
