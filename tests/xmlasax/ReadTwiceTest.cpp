@@ -32,7 +32,8 @@ Reading ReadAll(SAX2XmlReadDriver& driver, const String& error) {
   return reading;
 }
 
-/// A document that the hand-over holds as a whole needs no second thread.
+/// The documents here are small enough for the hand-over to hold them whole, so that one thread can
+/// parse and then read.
 void ExpectTheSameEitherWay(const std::string& bytes) {
   static const auto plainDriver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   static const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);

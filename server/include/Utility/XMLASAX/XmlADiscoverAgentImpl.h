@@ -60,7 +60,8 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
  protected:
   // The exchange.
   /// Posts the request and brings the reply's XML declaration into one form. Throws 64203 for a
-  /// SOAP fault and the HTTP client's text; `response` then holds what was received.
+  /// SOAP fault and the HTTP client's text; `response` then holds what was received. The rowset
+  /// readers' exchange does the same without making a wide text of the reply.
   void SendSoapRequest(const String& request, String& response);
   /// The header lines of every request; of no size, in spite of its name.
   String PrepareHttpSizeHeader() const;
