@@ -113,6 +113,11 @@ const MoodEntry kMoods[] = {
        reply.piece = 1;
        reply.pause = milliseconds(number);
      }},
+    {"stall-head", 20, "silence after N bytes of the whole reply, headers included",
+     [](WireReply& reply, Kind, long number) {
+       reply.send_at_most = static_cast<size_t>(number);
+       reply.ending = Ending::kSilence;
+     }},
     {"truncate", kNoNumber, "the connection closes after N bytes of the body (half of it)",
      [](WireReply& reply, Kind, long number) {
        reply.body_at_most = number < 0 ? reply.body.size() / 2 : static_cast<size_t>(number);
@@ -158,6 +163,17 @@ const MoodEntry kMoods[] = {
        reply.body.resize(std::min(reply.body.size(), reply.body.rfind("</root>")));
        reply.framing = Framing::kUntilClose;
        reply.ending = Ending::kEndless;
+       reply.filler = "<row><CATALOG_NAME>again</CATALOG_NAME></row>";
+     }},
+    {"endless-head",
+     {},
+     "the headers never end",
+     [](WireReply& reply, Kind, long) {
+       reply.body.clear();
+       reply.framing = Framing::kUntilClose;
+       reply.head_ends = false;
+       reply.ending = Ending::kEndless;
+       reply.filler = "X-More: and more\r\n";
      }},
     {"bomb", 64, "a small compressed body that unfolds to N mebibytes of blanks",
      [](WireReply& reply, Kind, long number) {
@@ -207,14 +223,62 @@ const MoodEntry kMoods[] = {
        if (DeclarationOf(reply.body).empty()) reply.body.insert(0, kDeclaration);
        reply.body.insert(0, kDeclaration);
      }},
+    {"random", 1, "another mood at every request, most of them good; N is the seed",
+     // Chosen before a reply is made.
+     [](WireReply&, Kind, long) {}},
     {"latin-1", {}, "the reply in ISO-8859-1", ToLatin1},
     {"utf-16", {}, "the reply in UTF-16 with a byte-order mark", ToUtf16},
 };
+
+// For clients under load: nothing that keeps a connection or fills memory for long. What no client
+// can tell from a proper reply is left out too.
+constexpr std::string_view kRandomMoods[] = {
+    "stall",
+    "stall-head",
+    "stall-body",
+    "slow:30",
+    "drip:0",
+    "truncate",
+    "cut:0",
+    "cut:20",
+    "cut:200",
+    "reset",
+    "reset:300",
+    "wrong-length",
+    "no-length",
+    "broken-chunks",
+    "chunked",
+    "bomb:4",
+    "fault",
+    "fault-500",
+    "garble",
+    "html",
+    "empty",
+    "status",
+    "status:401",
+    "status:403",
+    "status:404",
+    "status:407",
+    "status:413",
+    "status:500",
+    "redirect",
+    "utf-16",
+    "wrong-length:-10",
+    "endless-head",
+};
+constexpr uint64_t kGoodOfTen = 8;
 
 std::string Names() {
   std::string names;
   for (const MoodEntry& mood : kMoods) names.append(names.empty() ? "" : ", ").append(mood.name);
   return names;
+}
+
+constexpr long kGreatestNumber = 1'000'000'000;
+
+bool WholeNumber(std::string_view text, long& number) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
 }
 
 }  // namespace
@@ -238,7 +302,16 @@ std::string MoodHelp() {
 std::optional<Mood> ParseMood(std::string_view text) {
   if (text.empty()) return std::nullopt;
   Mood mood;
+  mood.text = text;
   std::string_view name = text;
+  if (const size_t slash = name.find('/'); slash != std::string_view::npos) {
+    const std::string_view nth = name.substr(slash + 1);
+    if (!WholeNumber(nth, mood.nth) || mood.nth < 1 || mood.nth > kGreatestNumber) {
+      throw std::runtime_error("The mood \"" + std::string(text) +
+                               "\" needs a whole number from 1 on after the slash.");
+    }
+    name = name.substr(0, slash);
+  }
   if (const size_t at = name.find('@'); at != std::string_view::npos) {
     mood.request_type = name.substr(at + 1);
     name = name.substr(0, at);
@@ -255,17 +328,22 @@ std::optional<Mood> ParseMood(std::string_view text) {
   mood.entry = entry;
   mood.number = entry->number.value_or(0);
   if (colon == std::string_view::npos) return mood;
-  const auto [end, error] =
-      std::from_chars(number.data(), number.data() + number.size(), mood.number);
-  const bool whole = error == std::errc() && end == number.data() + number.size();
+  const bool whole = WholeNumber(number, mood.number);
   // Only a length can be wrong in both directions.
   const bool negative = mood.number < 0 && name != "wrong-length";
-  if (!entry->number || !whole || negative || mood.number > 1'000'000'000) {
+  if (!entry->number || !whole || negative || mood.number > kGreatestNumber) {
     throw std::runtime_error(
         "The mood \"" + std::string(text) +
         (entry->number ? "\" needs a whole number after the colon." : "\" takes no number."));
   }
   return mood;
+}
+
+bool Mood::IsRandom() const { return entry->name == "random"; }
+
+std::string_view RandomMood(uint64_t choice) {
+  if (choice % 10 < kGoodOfTen) return {};
+  return kRandomMoods[choice / 10 % std::size(kRandomMoods)];
 }
 
 WireReply InMood(const Mood& mood, Kind kind, const HttpReply& proper) {

@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "DiscoverService.h"
-#include "Moods.h"
+#include "MoodMemory.h"
 #include "Wire.h"
 
 namespace sample {
@@ -328,7 +328,8 @@ class Provider::Impl {
       return;
     }
     HttpReply reply = Answer(kind, request.body);
-    if (mood && (mood->request_type.empty() || mood->AppliesTo(RequestTypeOf(request.body)))) {
+    if (mood) mood = memory_.MoodOf(*mood, request.body);
+    if (mood) {
       t_connection->Send(InMood(*mood, kind, reply));
       return;
     }
@@ -350,6 +351,7 @@ class Provider::Impl {
 
   Options options_;
   std::optional<Mood> mood_;
+  MoodMemory memory_;
   StopSignal stop_;
   std::unique_ptr<HttpServer> server_;
   int port_ = 0;

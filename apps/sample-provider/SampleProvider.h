@@ -26,8 +26,10 @@ struct Options {
   std::string user;                      // when not empty, Basic credentials are asked for
   std::string password;
   // A misbehaviour for every request, or "". A request can choose its own with `?mood=` on the
-  // URL. The form is NAME[:NUMBER][@REQUEST_TYPE]; with a request type, only requests of that
-  // type are answered so. MoodHelp() lists the names.
+  // URL. The form is NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a request type, only requests of that
+  // type are answered so, and with a slash, only the NTH of them. MoodHelp() lists the names. The
+  // mood "random:SEED" chooses anew for every request, by the seed, the request's body and how
+  // often that body came before, so that a run can be repeated whatever the order of its requests.
   std::string mood;
 };
 

@@ -50,7 +50,7 @@ std::string Head(const WireReply& reply) {
       break;
   }
   if (reply.ending != Ending::kKeep) head += "Connection: close\r\n";
-  return head + "\r\n";
+  return reply.head_ends ? head + "\r\n" : head;
 }
 
 std::string Chunked(std::string_view body, bool broken) {
@@ -164,7 +164,7 @@ bool SendReply(int socket, const StopSignal& stop, const WireReply& reply) {
       break;
     case Ending::kEndless: {
       std::string filler;
-      while (filler.size() < 60000) filler += "<row><CATALOG_NAME>again</CATALOG_NAME></row>";
+      while (filler.size() < 60000) filler += reply.filler;
       while (SendBytes(socket, stop, filler)) continue;
       break;
     }

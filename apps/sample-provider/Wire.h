@@ -44,6 +44,8 @@ struct WireReply {
   std::chrono::milliseconds pause{0};   // after each piece
   size_t piece = std::string::npos;
   Ending ending = Ending::kKeep;
+  std::string filler;     // what an endless ending repeats
+  bool head_ends = true;  // false: the empty line behind the headers is missing
 };
 
 // True when the connection may serve another request.

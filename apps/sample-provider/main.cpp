@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
                               "the user's password: the first line of this file");
   user->needs(file);
   file->needs(user);
-  app.add_option("--mood", options.mood, "misbehave: NAME[:NUMBER][@REQUEST_TYPE]");
+  app.add_option("--mood", options.mood, "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH]");
   app.footer("Moods:\n" + sample::MoodHelp());
   try {
     app.parse(argc, argv);

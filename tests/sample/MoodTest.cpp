@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <functional>
+#include <set>
 
+#include "MoodMemory.h"
 #include "SampleClient.h"
 
 namespace sample_test {
@@ -90,6 +92,8 @@ const MoodCase kCases[] = {
     {"utf-16", CURLE_OK, 200, IsRowsInAnotherCharset},
     {"fault@DBSCHEMA_CATALOGS", CURLE_OK, 200, IsFault},
     {"fault@MDSCHEMA_CUBES", CURLE_OK, 200, IsProper},
+    {"fault/1", CURLE_OK, 200, IsFault},
+    {"fault/2", CURLE_OK, 200, IsProper},
 };
 
 TEST(MoodTest, EveryMoodDoesToTheReplyWhatItSays) {
@@ -115,7 +119,7 @@ TEST(MoodTest, SilenceLastsUntilTheClientGivesUp) {
   const std::string url = provider.Url(Kind::kAnalysisServices);
   Call call;
   call.timeout_ms = 150;
-  for (const char* mood : {"stall", "stall-body", "drip:60000", "slow:60000"}) {
+  for (const char* mood : {"stall", "stall-head", "stall-body", "drip:60000", "slow:60000"}) {
     EXPECT_EQ(Discover(url + "?mood=" + mood, kType, {}, {}, call).error, CURLE_OPERATION_TIMEDOUT)
         << mood;
   }
@@ -130,6 +134,63 @@ TEST(MoodTest, AnEndlessBodyGoesOnUntilTheClientGivesUp) {
   const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=endless", kType, {}, {}, call);
   EXPECT_EQ(reply.error, CURLE_OPERATION_TIMEDOUT);
   EXPECT_GT(reply.body.size(), 1'000'000U);
+}
+
+TEST(MoodTest, EndlessHeadersGoOnUntilTheClientHasEnough) {
+  const sample::Provider provider;
+  const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=endless-head", kType);
+  EXPECT_NE(reply.error, CURLE_OK);
+  EXPECT_GT(reply.headers.size(), 100'000U);
+}
+
+TEST(MoodTest, ANumberBehindASlashMeansThatRequestAlone) {
+  sample::Options options;
+  options.mood = "status:401@DBSCHEMA_CATALOGS/2";
+  const sample::Provider provider(options);
+  const std::string url = provider.Url(Kind::kSapBw);
+  EXPECT_EQ(Discover(url, "DISCOVER_DATASOURCES").status, 200);
+  EXPECT_EQ(Discover(url, kType).status, 200);
+  EXPECT_EQ(Discover(url, "DISCOVER_DATASOURCES").status, 200);
+  EXPECT_EQ(Discover(url, kType).status, 401);
+  EXPECT_EQ(Discover(url, kType).status, 200);
+}
+
+/// The moods of requests that come in the given order, by request.
+std::multimap<std::string, std::string> RandomMoods(const std::string& mood,
+                                                    const std::vector<std::string>& requests) {
+  sample::MoodMemory memory;
+  std::multimap<std::string, std::string> moods;
+  for (const std::string& request : requests) {
+    const auto chosen = memory.MoodOf(*sample::ParseMood(mood), request);
+    moods.emplace(request, chosen ? chosen->text : "");
+  }
+  return moods;
+}
+
+TEST(MoodTest, RandomMoodsDependOnTheSeedAndTheRequestAndNotOnTheOrder) {
+  std::vector<std::string> requests;
+  for (int i = 0; i < 300; ++i) requests.push_back("<q>" + std::to_string(i % 100) + "</q>");
+  const std::vector<std::string> backwards(requests.rbegin(), requests.rend());
+  const auto moods = RandomMoods("random:7", requests);
+  EXPECT_EQ(moods, RandomMoods("random:7", backwards));
+  EXPECT_NE(moods, RandomMoods("random:8", requests));
+  std::set<std::string> kinds;
+  int good = 0;
+  for (const auto& [request, mood] : moods) {
+    kinds.insert(mood);
+    good += mood.empty();
+  }
+  EXPECT_GT(good, 200);
+  EXPECT_LT(good, 280);
+  EXPECT_GT(kinds.size(), 15U);
+}
+
+TEST(MoodTest, EveryRandomMoodIsAMoodThatEnds) {
+  for (uint64_t choice = 0; choice < 1000; ++choice) {
+    const std::string mood(sample::RandomMood(choice));
+    EXPECT_NO_THROW(sample::ParseMood(mood)) << mood;
+    EXPECT_NE(mood, "endless");
+  }
 }
 
 TEST(MoodTest, ABombUnfoldsToAValidDocumentOfItsSize) {
@@ -157,7 +218,8 @@ TEST(MoodTest, AMoodOfTheProviderHoldsForEveryRequestWithoutItsOwn) {
 
 TEST(MoodTest, AnUnknownMoodIsRefusedWithWhatThereIs) {
   const sample::Provider provider;
-  for (const char* mood : {"grumpy", "garble:x", "slow:-1", "html:3", "slow:", "slow:9999999999"}) {
+  for (const char* mood : {"grumpy", "garble:x", "slow:-1", "html:3", "slow:", "slow:9999999999",
+                           "fault/", "fault/0", "fault/x", "/1"}) {
     const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=" + mood, kType);
     EXPECT_EQ(reply.status, 400) << mood;
     sample::Options options;
@@ -170,7 +232,7 @@ TEST(MoodTest, AnUnknownMoodIsRefusedWithWhatThereIs) {
 
 TEST(MoodTest, TheHelpNamesEveryMood) {
   for (const MoodCase& c : kCases) {
-    EXPECT_THAT(sample::MoodHelp(), HasSubstr(c.mood.substr(0, c.mood.find_first_of(":@"))));
+    EXPECT_THAT(sample::MoodHelp(), HasSubstr(c.mood.substr(0, c.mood.find_first_of(":@/"))));
   }
 }
 

@@ -23,7 +23,7 @@ using testing::Not;
 using testing::Pair;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kType = "DISCOVER_DATASOURCES";
+constexpr const char* kAnyType = "DISCOVER_DATASOURCES";
 
 TEST(ServerTest, KindsHaveNames) {
   for (const Kind kind : kKinds) EXPECT_EQ(sample::KindFromName(NameOfKind(kind)), kind);
@@ -61,7 +61,7 @@ TEST(ServerTest, RefusesOptionsThatMakeNoSense) {
 
 TEST(ServerTest, KeepsTheRequestsAsTheyCame) {
   sample::Provider provider;
-  const std::string body = Envelope(kType, {{"CATALOG_NAME", "a & b"}});
+  const std::string body = Envelope(kAnyType, {{"CATALOG_NAME", "a & b"}});
   Call call;
   call.accept_encoding = "gzip";
   Post(provider.Url(Kind::kTamarind) + "?mood=html", body, call);
@@ -80,8 +80,8 @@ TEST(ServerTest, KeepsTheRequestsAsTheyCame) {
 TEST(ServerTest, OnlyTheThreePathsAndPostAreServed) {
   const sample::Provider provider;
   const std::string root = "http://127.0.0.1:" + std::to_string(provider.Port());
-  EXPECT_EQ(Discover(root + "/", kType).status, 404);
-  EXPECT_EQ(Discover(root + "/sap-bw/more", kType).status, 404);
+  EXPECT_EQ(Discover(root + "/", kAnyType).status, 404);
+  EXPECT_EQ(Discover(root + "/sap-bw/more", kAnyType).status, 404);
   EXPECT_EQ(Get(provider.Url(Kind::kSapBw)).status, 405);
 }
 
@@ -91,14 +91,14 @@ TEST(ServerTest, AsksForCredentialsWhenItHasAUser) {
   options.password = "pass:wörd";
   const sample::Provider provider(options);
   const std::string url = provider.Url(Kind::kAnalysisServices);
-  const Reply none = Discover(url, kType);
+  const Reply none = Discover(url, kAnyType);
   EXPECT_EQ(none.status, 401);
   EXPECT_THAT(none.headers, HasSubstr("WWW-Authenticate: Basic realm="));
   EXPECT_EQ(Parse(none.body).rows.size(), 0U);
   const auto status = [&](const std::string& credentials) {
     Call call;
     call.user_and_password = credentials;
-    return Discover(url, kType, {}, {}, call).status;
+    return Discover(url, kAnyType, {}, {}, call).status;
   };
   EXPECT_EQ(status("clerk:pass:wörd"), 200);
   EXPECT_EQ(status("clerk:pass"), 401);
@@ -116,11 +116,11 @@ TEST(ServerTest, CompressesOnlyWhenToldToAndAccepted) {
       packed.accept_encoding = "gzip";
       Call unpacked;
       unpacked.unpack = true;
-      const Reply proper = Discover(provider.Url(kind), kType, {}, {}, plain);
+      const Reply proper = Discover(provider.Url(kind), kAnyType, {}, {}, plain);
       EXPECT_THAT(proper.headers, Not(HasSubstr("Content-Encoding")));
-      const Reply raw = Discover(provider.Url(kind), kType, {}, {}, packed);
+      const Reply raw = Discover(provider.Url(kind), kAnyType, {}, {}, packed);
       EXPECT_EQ(raw.body.starts_with("\x1f\x8b"), compress);
-      EXPECT_EQ(Discover(provider.Url(kind), kType, {}, {}, unpacked).body, proper.body);
+      EXPECT_EQ(Discover(provider.Url(kind), kAnyType, {}, {}, unpacked).body, proper.body);
     }
   }
 }
@@ -131,7 +131,7 @@ TEST(ServerTest, WaitsItsLatencyBeforeEveryReply) {
   const sample::Provider provider(options);
   for (const Kind kind : kKinds) {
     const auto start = Clock::now();
-    EXPECT_EQ(Discover(provider.Url(kind), kType).status, 200);
+    EXPECT_EQ(Discover(provider.Url(kind), kAnyType).status, 200);
     EXPECT_GE(Clock::now() - start, 60ms);
   }
 }
@@ -145,7 +145,7 @@ TEST(ServerTest, ServesManyConnectionsAtOnce) {
   const auto start = Clock::now();
   for (int i = 0; i < 60; ++i) {
     clients.emplace_back([&, kind = kKinds[i % 3]] {
-      if (Discover(provider.Url(kind), kType).status == 200) ++served;
+      if (Discover(provider.Url(kind), kAnyType).status == 200) ++served;
     });
   }
   for (std::thread& client : clients) client.join();
@@ -159,7 +159,7 @@ TEST(ServerTest, StopsAtOnceWhateverItIsDoing) {
     auto provider = std::make_unique<sample::Provider>();
     const std::string url = provider->Url(Kind::kSapBw);
     Reply reply;
-    std::thread client([&] { reply = Discover(url + "?mood=" + mood, kType); });
+    std::thread client([&] { reply = Discover(url + "?mood=" + mood, kAnyType); });
     while (provider->TakeRequests().empty()) std::this_thread::yield();
     const auto start = Clock::now();
     provider.reset();
@@ -173,7 +173,7 @@ TEST(ServerTest, StopsAtOnceDuringLatencyAndWithIdleConnections) {
   options.latency = 60s;
   auto provider = std::make_unique<sample::Provider>(options);
   const std::string url = provider->Url(Kind::kSapBw);
-  std::thread client([&] { Discover(url, kType); });
+  std::thread client([&] { Discover(url, kAnyType); });
   while (provider->TakeRequests().empty()) std::this_thread::yield();
   const auto start = Clock::now();
   provider.reset();
@@ -249,7 +249,7 @@ TEST(ServerProgramTest, PrintsItsAddressesAndServesUntilInterrupted) {
     for (const Kind kind : kKinds) {
       const std::string url = program.Line();
       EXPECT_THAT(url, HasSubstr(std::string("/") + std::string(NameOfKind(kind))));
-      EXPECT_EQ(Discover(url, kType).status, 200);
+      EXPECT_EQ(Discover(url, kAnyType).status, 200);
     }
     EXPECT_EQ(program.Stop(signal), 0);
   }
@@ -262,9 +262,9 @@ TEST(ServerProgramTest, TakesItsPasswordFromAFile) {
   Program program({"--user", "clerk", "--password-file", file.string(), "--mood", "fault"});
   const std::string url = program.Line();
   Call call;
-  EXPECT_EQ(Discover(url, kType).status, 401);
+  EXPECT_EQ(Discover(url, kAnyType).status, 401);
   call.user_and_password = "clerk:secret";
-  EXPECT_NE(Parse(Discover(url, kType, {}, {}, call).body).fault_text, "");
+  EXPECT_NE(Parse(Discover(url, kAnyType, {}, {}, call).body).fault_text, "");
   EXPECT_EQ(program.Stop(SIGTERM), 0);
   std::filesystem::remove(file);
 }
