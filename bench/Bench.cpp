@@ -184,14 +184,15 @@ void Growth() {
 }
 
 /// The tool's import of 64 cubes, some at a time, beside one at a time.
-void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double reach) {
+void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double reach,
+          const char* format = "text") {
   const replies::Provider provider(64, 2);
   LoopbackServer server(
       [&](std::string_view request) -> const std::string& { return provider.Answer(request); },
       delay);
   const auto import = [&](int count) {
-    RunProgram("xmla-import",
-               {"--url", server.Url(), "--quiet", "import", "--jobs", std::to_string(count)});
+    RunProgram("xmla-import", {"--url", server.Url(), "--quiet", "import", "--format", format,
+                               "--jobs", std::to_string(count)});
   };
   const measure::Pairs pairs = measure::InPairs(
       rounds, [&] { import(1); }, [&] { import(jobs); });
@@ -204,7 +205,10 @@ void WaitingJobs() {
   Jobs("import of 64 cubes, 50 ms a reply, 16 jobs", std::chrono::milliseconds(50), 1, 16, 14);
 }
 
-void BusyJobs() { Jobs("import of 64 cubes, no wait, 2 jobs", {}, 15, 2, 1.6); }
+void BusyJobs() {
+  Jobs("import of 64 cubes, no wait, 2 jobs", {}, 15, 2, 1.6);
+  Jobs("the same as JSON", {}, 15, 2, 1.6, "json");
+}
 
 void Start() {
   const measure::Pairs pairs = measure::InPairs(

@@ -50,6 +50,16 @@ Outcome PostOnce(const std::string& url, std::uint32_t timeout = 10,
   return Post(client);
 }
 
+std::string Repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+/// What is quoted of a long text of characters of two bytes: none is cut in two.
+const std::string kLongQuote =
+    "Plain text came instead of XML: \"" + Repeated("\xC3\xA9", 58) + "...\": ";
+
 std::string Gzip(const std::string& text) {
   z_stream stream{};
   deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
@@ -223,6 +233,8 @@ struct Refused {
   bool closes = false;
 };
 
+constexpr char kCutInTheMiddle[] = "The connection was cut in the middle of the reply: ";
+
 class RefusedReply : public testing::TestWithParam<Refused> {};
 
 TEST_P(RefusedReply, SaysWhatAndNamesTheURLWithoutCredentials) {
@@ -282,6 +294,7 @@ INSTANTIATE_TEST_SUITE_P(
          "A web page came instead of XML: "},
         {"PlainText", Answer("Service\nis down"),
          "Plain text came instead of XML: \"Service is down\": "},
+        {"LongPlainText", Answer(Repeated("\xC3\xA9", 200)), kLongQuote.c_str()},
         {"UnknownCharset", WithCharset("x-no-such", "<r/>"),
          "The reply is in the charset \"X-NO-SUCH\", which is not known here: "},
         {"CharsetThatIsAPath", WithCharset("../../tmp/x", "<r/>"),
@@ -298,7 +311,11 @@ INSTANTIATE_TEST_SUITE_P(
          "The reply's compression is broken or not known: "},
         {"NotHTTP", "SSH-2.0-OpenSSH_9\r\n\r\n", "The answer is not HTTP: ", true},
         {"NothingAtAll", "", "The server closed the connection without an answer: ", true},
-        {"HeaderCut", "HTTP/1.1 200 OK\r\nContent-Le", "", true},
+        {"StatusLineCut", "HTTP/1.1 200",
+         "The server closed the connection without an answer: ", true},
+        {"HeaderCut", "HTTP/1.1 200 OK\r\nContent-Le", kCutInTheMiddle, true},
+        {"HeadersCut", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", kCutInTheMiddle, true},
+        {"RefusalCut", "HTTP/1.1 503 Busy\r\nRetry", "HTTP 503 Service Unavailable: ", true},
     }),
     [](const auto& test) { return test.param.name; });
 

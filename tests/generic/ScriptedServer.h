@@ -47,6 +47,9 @@ class ServedConnection {
   std::atomic<bool> m_closed{false};
 };
 
+/// Answers a CONNECT request for "127.0.0.1:PORT" and passes bytes on both ways until an end comes.
+void Tunnel(ServedConnection& client, const std::string& authority);
+
 /// A server on a free loopback port whose answers are bytes: right ones and broken ones.
 class ScriptedServer {
  public:

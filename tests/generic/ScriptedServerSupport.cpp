@@ -80,6 +80,28 @@ void ServedConnection::AwaitPeerGone() {
 
 void ServedConnection::ShutDown() { ::shutdown(m_socket, SHUT_RDWR); }
 
+void Tunnel(ServedConnection& client, const std::string& authority) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const std::string port = authority.substr(authority.find(':') + 1);
+  address.sin_port = htons(static_cast<std::uint16_t>(std::strtoul(port.c_str(), nullptr, 10)));
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ServedConnection service(socket, nullptr);
+  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return;
+  client.Send("HTTP/1.1 200 Connection established\r\n\r\n");
+  const auto pass = [](ServedConnection& from, ServedConnection& to) {
+    char buffer[65536];
+    for (std::size_t got; (got = from.Receive(buffer, sizeof buffer)) > 0;)
+      if (!to.Send({buffer, got})) break;
+    from.Close();
+    to.Close();
+  };
+  std::thread back(pass, std::ref(service), std::ref(client));
+  pass(client, service);
+  back.join();
+}
+
 ScriptedServer::ScriptedServer(Handler handler, SSL_CTX* tls, std::string greeting)
     : m_handler(std::move(handler)), m_tls(tls), m_greeting(std::move(greeting)) {
   m_listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

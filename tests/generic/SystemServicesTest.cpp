@@ -70,7 +70,7 @@ void InChild(const std::function<std::string()>& work) {
       {
         const std::string wrong = work();
         std::cerr << wrong;
-        std::_Exit(wrong.empty() ? 0 : 1);
+        std::exit(wrong.empty() ? 0 : 1);  // by the way that writes coverage counters, too
       },
       testing::ExitedWithCode(0), "");
 }
@@ -130,7 +130,9 @@ TEST_P(LogDirectoryDeathTest, ComesFromTheFirstThatIsSet) {
       SUSystemConfig::GetSystemConfig().SetLogDirectory(test.setting[0] ? Wide(test.setting)
                                                                         : String());
     const std::string found = Narrow(SUSystemConfig::GetSystemConfig().GetLogDirectory());
-    return found == test.directory ? "" : found;
+    std::string expected = test.directory;
+    if (expected.ends_with('-')) expected += std::to_string(geteuid());
+    return found == expected ? "" : found;
   });
 }
 
@@ -144,9 +146,81 @@ INSTANTIATE_TEST_SUITE_P(
         LogDirectoryCase{nullptr, nullptr, "relative", "/home", "/t",
                          "/home/.local/state/xmla-import"},
         LogDirectoryCase{nullptr, nullptr, nullptr, "/", "/t", "/.local/state/xmla-import"},
-        LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, "/t", "/t/xmla-import"},
-        LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, nullptr, "/tmp/xmla-import"},
+        LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, "/t", "/t/xmla-import-"},
+        LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, nullptr, "/tmp/xmla-import-"},
         LogDirectoryCase{"/", nullptr, nullptr, nullptr, nullptr, "/"}));
+
+/// Prepares the directory "xmla-import-UID" in a temporary directory and asks for the log
+/// directory: the error's text, or the directory's mode as octal digits.
+class SharedLogDirectoryDeathTest : public testing::Test {
+ protected:
+  static std::string Claimed(const std::string& temporary) {
+    unsetenv("XMLA_IMPORT_LOG_DIR");
+    unsetenv("XDG_STATE_HOME");
+    unsetenv("HOME");
+    setenv("TMPDIR", temporary.c_str(), 1);
+    try {
+      const std::string found = Narrow(SUSystemConfig::GetSystemConfig().GetLogDirectory());
+      if (found != Directory(temporary)) return found;
+      struct stat status {};
+      if (lstat(found.c_str(), &status) != 0) return "nothing is there";
+      char mode[16];
+      std::snprintf(mode, sizeof mode, "%o", status.st_mode);
+      return mode;
+    } catch (const ErrorMessage& error) {
+      String text;
+      error.RetrieveErrorMessages(text);
+      return Narrow(text);
+    }
+  }
+  static std::string Directory(const std::string& temporary) {
+    return temporary + "/xmla-import-" + std::to_string(geteuid());
+  }
+  static void ExpectClaim(const std::function<void(const std::string&)>& prepare,
+                          const std::string& outcome) {
+    InChild([&]() -> std::string {
+      std::string temporary = testing::TempDir() + "/xmla-shared-XXXXXX";
+      if (!mkdtemp(temporary.data())) return "no directory";
+      prepare(Directory(temporary));
+      const std::string claimed = Claimed(temporary);
+      std::filesystem::remove_all(temporary);
+      return claimed.find(outcome) != std::string::npos ? "" : claimed;
+    });
+  }
+};
+
+TEST_F(SharedLogDirectoryDeathTest, IsMadeForTheUserAlone) {
+  ExpectClaim([](const std::string&) {}, "40700");
+}
+
+TEST_F(SharedLogDirectoryDeathTest, OfTheUserIsClosedToOthers) {
+  ExpectClaim(
+      [](const std::string& path) {
+        mkdir(path.c_str(), 0700);
+        chmod(path.c_str(), 0777);
+      },
+      "40700");
+}
+
+TEST_F(SharedLogDirectoryDeathTest, ThatIsALinkIsRefused) {
+  ExpectClaim(
+      [](const std::string& path) {
+        mkdir((path + "-elsewhere").c_str(), 0700);
+        if (symlink((path + "-elsewhere").c_str(), path.c_str()) != 0) std::abort();
+      },
+      "is not safe to use: Not a directory. Remove it, or name another one in "
+      "XMLA_IMPORT_LOG_DIR.");
+}
+
+TEST_F(SharedLogDirectoryDeathTest, OfAnotherUserIsRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs the right to give a directory away";
+  ExpectClaim(
+      [](const std::string& path) {
+        mkdir(path.c_str(), 0777);
+        if (chown(path.c_str(), 12345, 12345) != 0) std::abort();
+      },
+      "is not safe to use: it belongs to another user.");
+}
 
 TEST(Config, SettingIsTakenBackByAnEmptyText) {
   SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
@@ -206,6 +280,13 @@ TEST_F(FileTest, IsMadeWithItsDirectoriesForTheUserAlone) {
   EXPECT_EQ(Mode(path), 0600u);
   EXPECT_EQ(Mode(Path("a")), 0700u);
   EXPECT_EQ(Mode(Path("a/\xC3\xA9")), 0700u);
+}
+
+TEST_F(FileTest, ThatIsMadeDoesNotFollowALink) {
+  std::ofstream(Path("precious")) << "text";
+  std::filesystem::create_symlink(Path("precious"), Path("link"));
+  EXPECT_THAT(OpenError(Path("link"), AFile::kModeWriteFromEmpty), HasSubstr(Path("link")));
+  EXPECT_EQ(Contents(Path("precious")), "text");
 }
 
 TEST_F(FileTest, ModesSayWhetherItIsMadeAndEmptied) {

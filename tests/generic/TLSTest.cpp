@@ -1,15 +1,11 @@
 // https: which certificates are taken, and what is said of the others.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/ssl.h>
-#include <openssl/x509v3.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <memory>
+#include <csignal>
+#include <future>
 
+#include "Certificate.h"
 #include "ScriptedServer.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
@@ -20,54 +16,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// A self-signed certificate and a server context that uses it.
-class Certificate {
- public:
-  Certificate(const char* alternativeName, long validSeconds)
-      : m_key(EVP_EC_gen("P-256")),
-        m_certificate(X509_new()),
-        m_context(SSL_CTX_new(TLS_server_method())) {
-    X509_set_version(m_certificate, 2);
-    ASN1_INTEGER_set(X509_get_serialNumber(m_certificate), 1);
-    X509_gmtime_adj(X509_getm_notBefore(m_certificate), -7200);
-    X509_gmtime_adj(X509_getm_notAfter(m_certificate), validSeconds);
-    X509_set_pubkey(m_certificate, m_key);
-    X509_NAME* const name = X509_get_subject_name(m_certificate);
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>("test"), -1, -1, 0);
-    X509_set_issuer_name(m_certificate, name);
-    X509_EXTENSION* const names =
-        X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, alternativeName);
-    X509_add_ext(m_certificate, names, -1);
-    X509_EXTENSION_free(names);
-    X509_sign(m_certificate, m_key, EVP_sha256());
-    SSL_CTX_use_certificate(m_context, m_certificate);
-    SSL_CTX_use_PrivateKey(m_context, m_key);
-    m_path = testing::TempDir() + "/xmla-host-" + std::to_string(getpid()) + ".pem";
-    std::FILE* const file = std::fopen(m_path.c_str(), "w");
-    PEM_write_X509(file, m_certificate);
-    std::fclose(file);
-  }
-  ~Certificate() {
-    std::remove(m_path.c_str());
-    SSL_CTX_free(m_context);
-    X509_free(m_certificate);
-    EVP_PKEY_free(m_key);
-  }
-  Certificate(const Certificate&) = delete;
-  Certificate& operator=(const Certificate&) = delete;
-
-  SSL_CTX* Context() const { return m_context; }
-  String Path() const { return String(std::wstring(m_path.begin(), m_path.end())); }
-
- private:
-  EVP_PKEY* m_key;
-  X509* m_certificate;
-  SSL_CTX* m_context;
-  std::string m_path;
-};
-
-constexpr long kDay = 86400;
+String Wide(const std::string& ascii) { return String(std::wstring(ascii.begin(), ascii.end())); }
 
 void Reply(ServedConnection& connection, const ReceivedRequest&) {
   connection.Send(Answer("<r/>"));
@@ -77,7 +26,7 @@ void Reply(ServedConnection& connection, const ReceivedRequest&) {
 std::string ErrorOf(const Certificate& certificate, bool trusted, int requests = 1) {
   ScriptedServer server(&Reply, certificate.Context());
   HTTPClientOptions options;
-  if (trusted) options.caFile = certificate.Path();
+  if (trusted) options.caFile = Wide(certificate.Path());
   const std::string url = "https://u:canary@" + server.Authority() + "/";
   HTTPClientWrapper client(String(std::wstring(url.begin(), url.end())), L"", L"", 10, &options);
   String error;
@@ -104,6 +53,41 @@ TEST(TLS, OtherCertificatesAreRefusedWithTheReason) {
               HasSubstr("certificate has expired"));
   EXPECT_THAT(ErrorOf(Certificate("DNS:elsewhere.test", kDay), true),
               HasSubstr("name matches target host name '127.0.0.1'"));
+}
+
+volatile std::sig_atomic_t g_pipeSignals = 0;
+pthread_t g_client;
+
+TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
+  g_client = pthread_self();  // the server may get its own
+  const auto former = std::signal(SIGPIPE, [](int) {
+    if (pthread_equal(pthread_self(), g_client)) g_pipeSignals = g_pipeSignals + 1;
+  });
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  std::promise<void> received;
+  std::promise<void> reset;
+  ScriptedServer server(
+      [&](ServedConnection& connection, const ReceivedRequest& request) {
+        Reply(connection, request);
+        received.get_future().wait();
+        connection.Reset();
+        reset.set_value();
+      },
+      certificate.Context());
+  HTTPClientOptions options;
+  options.caFile = Wide(certificate.Path());
+  const std::string url = "https://" + server.Authority() + "/";
+  {
+    HTTPClientWrapper client(String(std::wstring(url.begin(), url.end())), L"", L"", 10, &options);
+    NarrowString reply;
+    String error;
+    EXPECT_TRUE(client.ReadBytes("<q/>", reply, error));
+    received.set_value();
+    reset.get_future().wait();
+    // The client takes its leave of a server that is no longer there.
+  }
+  EXPECT_EQ(g_pipeSignals, 0);
+  std::signal(SIGPIPE, former);
 }
 
 TEST(TLS, ServerWithoutTLSIsToldApart) {

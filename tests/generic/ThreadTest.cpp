@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
+#include <set>
 
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXThread.h"
@@ -13,6 +15,7 @@ class Worker {
  public:
   bool Work(String first, String& second) {
     state = VXExecutionState::Current();
+    id = std::this_thread::get_id();
     second = first + L"!";
     if (waits) cancelled.wait(false);
     ++runs;
@@ -26,6 +29,7 @@ class Worker {
   }
 
   bool waits = false;
+  std::thread::id id;  // to be read after the end
   std::atomic<bool> cancelled{false};
   std::atomic<int> runs{0};
   std::atomic<int> announcements{0};
@@ -121,6 +125,87 @@ TEST(ThreadDeathTest, SecondStartIsALogicError) {
         thread->Start();
       },
       "thread started a second time");
+}
+
+/// The number of this process's threads.
+std::size_t CountThreads() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+TEST(ThreadCarrier, RunsThreadsOneAfterTheOtherOnOneThreadOfTheSystem) {
+  const std::size_t before = CountThreads();
+  {
+    VXThreadCarrier carrier;
+    EXPECT_EQ(CountThreads(), before);  // none until it is needed
+    std::set<std::thread::id> ids;
+    for (int i = 0; i < 3; ++i) {
+      Worker worker;
+      String result;
+      const auto thread = MakeThread(worker, result);
+      thread->Start(carrier);
+      thread->WaitUntilStopped();
+      EXPECT_EQ(worker.runs, 1);
+      ids.insert(worker.id);
+      EXPECT_EQ(CountThreads(), before + 1);
+    }
+    EXPECT_EQ(ids.size(), 1u);
+    EXPECT_EQ(ids.count(std::this_thread::get_id()), 0u);
+  }
+  EXPECT_EQ(CountThreads(), before);
+}
+
+TEST(ThreadCarrier, StartsTheNextWhenTheOneBeforeHasEnded) {
+  VXThreadCarrier carrier;
+  Worker first;
+  first.waits = true;
+  Worker second;
+  String result;
+  const auto running = MakeThread(first, result);
+  running->Start(carrier);
+  std::thread other([&] { running->RequestCancellation(0, VXExecutionState::kCancelReasonHost); });
+  const auto next = MakeThread(second, result);
+  next->Start(carrier);
+  EXPECT_EQ(first.runs, 1);
+  other.join();
+  next->WaitUntilStopped();
+  EXPECT_EQ(second.runs, 1);
+}
+
+TEST(ThreadCarrier, MayExpectAThreadThatComesSoonOrLateOrNever) {
+  const std::size_t before = CountThreads();
+  VXThreadCarrier carrier;
+  carrier.Expect();
+  EXPECT_EQ(CountThreads(), before);
+  for (const auto pause : {0, 0, 1, 200, 2000}) {
+    Worker worker;
+    String result;
+    const auto thread = MakeThread(worker, result);
+    carrier.Expect();
+    std::this_thread::sleep_for(std::chrono::microseconds(pause));
+    thread->Start(carrier);
+    thread->WaitUntilStopped();
+    EXPECT_EQ(worker.runs, 1);
+  }
+  carrier.Expect();
+}
+
+TEST(ThreadCarrier, ReleaseOfAThreadThatRunsCancelsItAlone) {
+  VXThreadCarrier carrier;
+  Worker first;
+  first.waits = true;
+  String result;
+  {
+    const auto thread = MakeThread(first, result);
+    thread->Start(carrier);
+  }
+  EXPECT_EQ(first.runs, 1);
+  EXPECT_EQ(first.cancels, 1);
+  Worker second;
+  const auto next = MakeThread(second, result);
+  next->Start(carrier);
+  next->WaitUntilStopped();
+  EXPECT_EQ(second.runs, 1);
 }
 
 TEST(ExecutionState, KeepsTheFirstRequest) {

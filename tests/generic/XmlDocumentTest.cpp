@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Utility/Generic/BaseStringUtil.h"
 #include "XmlReading.h"
 
 namespace {
@@ -170,6 +171,23 @@ TEST(XmlLimits, CountsAnElementsTextInCharacters) {
   EXPECT_TRUE(ReadDocument(String(L"<a>" + half + L"<b/>" + half + L"</a>")).failed);
 }
 
+TEST(XmlLimits, RefusesWhatWouldMakeTheLibrarySlow) {
+  std::wstring names = L"<r>";
+  for (int i = 0; i < 120000; ++i) names += L"<n" + std::to_wstring(i) + L"/>";
+  std::wstring namespaces = L"<r";
+  for (int i = 0; i < 1001; ++i) namespaces += L" xmlns:n" + std::to_wstring(i) + L"='u'";
+  const std::pair<std::wstring, const wchar_t*> cases[] = {
+      {L"<r><a b='" + std::wstring(100000, L'x') + L"'/></r>", L"a tag is longer than 65536 bytes"},
+      {names + L"</r>", L"more than 100000 different names"},
+      {namespaces + L"/>", L"more than 1000 namespaces are declared"},
+  };
+  for (const auto& [document, error] : cases) {
+    const Reading reading = ReadDocument(String(document));
+    EXPECT_TRUE(reading.failed);
+    EXPECT_NE(reading.error.find(error), String::npos) << testing::PrintToString(reading.error);
+  }
+}
+
 TEST(XmlLimits, RefusesAHugeAttributeInTime) {
   const std::wstring value(std::size_t{30} << 20, L'x');
   EXPECT_TRUE(ReadDocument(String(L"<a b='" + value + L"'/>")).failed);
@@ -200,10 +218,22 @@ TEST(XmlDocument, CutAtEveryCharacterNeverHangsAndAlwaysFails) {
 }
 
 TEST(XmlDocument, ErrorsAreOneLineOfReasonableLength) {
-  const Reading reading = ReadDocument(String(L"<" + std::wstring(40000, L'n') + L">\n</b>"));
-  EXPECT_TRUE(reading.failed);
-  EXPECT_LT(reading.error.size(), 400u);
-  EXPECT_EQ(reading.error.find(L"\n"), String::npos);
+  const std::wstring name(40000, L'n');
+  const std::wstring documents[] = {
+      L"<" + name + L">\n</b>",
+      L"<" + name + L">text",  // ends inside the element
+      L"<" + name + L">" + std::wstring((std::size_t{8} << 20) + 1, L'x') + L"</" + name + L">",
+      L"<a><!-- a comment\r\n\tof some lines",  // which the library's reason quotes
+      L"<a b='" + name + L"\n<",
+  };
+  for (const std::wstring& document : documents) {
+    const Reading reading = ReadDocument(String(document));
+    EXPECT_TRUE(reading.failed);
+    EXPECT_LT(reading.error.size(), 400u) << testing::PrintToString(reading.error);
+    for (const wchar_t* const unwanted : {L"\n", L"\r", L"\t"})
+      EXPECT_EQ(reading.error.find(unwanted), String::npos)
+          << testing::PrintToString(reading.error);
+  }
 }
 
 TEST(XmlDocument, ElementsOfOneNameShareItsText) {
@@ -227,6 +257,38 @@ TEST(XmlDocument, ManyNamesAreStillToldApart) {
   ASSERT_EQ(reading.items.size(), 5001u);
   for (std::size_t i = 0; i < 5000; ++i)
     ASSERT_EQ(reading.items[i].name, L"n" + std::to_wstring(i));
+}
+
+/// The value of the document's one element, read from bytes.
+std::wstring ValueOfBytes(const NarrowString& document) {
+  using Job = VXThreadJob_TwoArg<SAX2XmlReadDriver, NarrowString, String>;
+  const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  String error;
+  const RefCnt<VXThreadJob> job(
+      new Job(driver.get(), &SAX2XmlReadDriver::ParseBytesInMem, document, error));
+  const RefCnt<VXThread> thread(new ReaderThread(ManagedJobFunctor(job)));
+  thread->Start();
+  Reading reading;
+  ReadElements(*driver, reading, [] { return true; });
+  thread->WaitUntilStopped();
+  return reading.items.empty() ? L"" : reading.items.back().value;
+}
+
+TEST(XmlBytes, IllFormedOnesMeanTheSameWhereverTheyStandInALongText) {
+  // Characters of every length, cut ones, and continuations too many; long texts are looked at by
+  // pieces of 256 KiB.
+  const std::string_view odd =
+      "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xF0\x9F\x98\xE2\x82\x80\x80\x80\x80\xC3\xFF\xC2\x80z";
+  const std::size_t border = std::size_t{256} << 10;
+  for (std::size_t begin = border - odd.size() - 4; begin < border + 2; ++begin) {
+    NarrowString text(begin - 3, 'x');  // behind <a>
+    text.append(odd);
+    const String meant = BaseStringUtil::StdStringToString(text, BaseStringUtil::kCodePageUTF8);
+    NarrowString document("<a>");
+    document.append(text.view());
+    document.append("</a>");
+    ASSERT_TRUE(ValueOfBytes(document) == meant.view()) << begin;
+  }
 }
 
 }  // namespace

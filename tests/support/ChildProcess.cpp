@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <stdexcept>
 
 namespace support {
@@ -75,6 +77,12 @@ ChildResult RunTestInChild(const std::string& test,
   if (readlink("/proc/self/exe", self, sizeof self - 1) < 0) throw std::runtime_error("no self");
   ChildResult result =
       RunChild(self, {"--gtest_filter=" + test, "--gtest_also_run_disabled_tests"}, environment);
+  // The figures that the child prints are this program's.
+  for (std::size_t at = result.out.find("figure: "); at != std::string::npos;
+       at = result.out.find("figure: ", at + 1)) {
+    const std::size_t end = std::min(result.out.find('\n', at), result.out.size());
+    std::puts(result.out.substr(at, end - at).c_str());
+  }
   // A filter that finds nothing is a success to GoogleTest.
   if (result.out.find("[  PASSED  ] 1 test.") == std::string::npos && result.exitStatus == 0)
     result.exitStatus = -1;

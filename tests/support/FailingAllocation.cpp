@@ -1,49 +1,137 @@
 // The allocator that this test program puts in the place of the language's own.
 #include "support/FailingAllocation.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace {
 
-thread_local int t_left = 0;  // allocations until the failing one; 0 when none is to fail
-thread_local bool t_failed = false;
+/// What is to happen, written before `armed` is set and read after it was seen.
+struct Plan {
+  std::atomic<bool> armed{false};
+  std::atomic<bool> failed{false};
+  std::atomic<long> seen{0};
+  long nth = 0;
+  FailingAllocation::Which which = FailingAllocation::Which::kFromThenOn;
+  FailingAllocation::Whose whose = FailingAllocation::Whose::kThisThread;
+  FailingAllocation::Action action = nullptr;
+  void* context = nullptr;
+};
 
-[[maybe_unused]] void* Allocate(std::size_t bytes) {
-  if (t_left > 0) {
-    if (t_left == 1) {
-      t_failed = true;
-      throw std::bad_alloc();
-    }
-    --t_left;
-  }
-  if (void* const block = std::malloc(bytes == 0 ? 1 : bytes)) return block;
+constinit Plan g_plan;
+constinit std::atomic<long> g_outstanding{0};
+thread_local bool t_isOwner = false;
+thread_local bool t_isExempt = false;
+
+void Arm(long nth) {
+  g_plan.nth = nth;
+  g_plan.seen = 0;
+  g_plan.failed = false;
+  t_isOwner = true;
+  g_plan.armed.store(true, std::memory_order_release);
+}
+
+/// True when this allocation is to fail.
+bool IsDenied() noexcept {
+  if (!g_plan.armed.load(std::memory_order_acquire) || t_isExempt) return false;
+  if (g_plan.whose == FailingAllocation::Whose::kThisThread && !t_isOwner) return false;
+  const long number = g_plan.seen.fetch_add(1) + 1;
+  if (number < g_plan.nth) return false;
+  if (number > g_plan.nth && g_plan.which == FailingAllocation::Which::kOnlyThat) return false;
+  g_plan.failed = true;
+  if (!g_plan.action) return true;
+  g_plan.action(g_plan.context);
+  return false;
+}
+
+void Count(long change) noexcept {
+  if (!t_isExempt) g_outstanding.fetch_add(change, std::memory_order_relaxed);
+}
+
+}  // namespace
+
+FailingAllocation::FailingAllocation(long nth, Which which, Whose whose) {
+  g_plan.which = which;
+  g_plan.whose = whose;
+  g_plan.action = nullptr;
+  Arm(nth);
+}
+
+FailingAllocation::FailingAllocation(long nth, Action action, void* context) {
+  g_plan.which = Which::kOnlyThat;
+  g_plan.whose = Whose::kAnyThread;
+  g_plan.action = action;
+  g_plan.context = context;
+  Arm(nth);
+}
+
+FailingAllocation::~FailingAllocation() {
+  g_plan.armed = false;
+  t_isOwner = false;
+}
+
+bool FailingAllocation::HasFailed() noexcept { return g_plan.failed; }
+long FailingAllocation::Seen() noexcept { return g_plan.seen; }
+void FailingAllocation::ExemptThisThread() noexcept { t_isExempt = true; }
+long FailingAllocation::Outstanding() noexcept { return g_outstanding; }
+
+void* TracedMemory::Allocate(std::size_t bytes) noexcept {
+  if (IsDenied()) return nullptr;
+  void* const block = std::malloc(bytes == 0 ? 1 : bytes);
+  if (block) Count(1);
+  return block;
+}
+
+void* TracedMemory::AllocateCleared(std::size_t count, std::size_t bytes) noexcept {
+  if (IsDenied()) return nullptr;
+  void* const block = std::calloc(count, bytes);
+  if (block) Count(1);
+  return block;
+}
+
+void* TracedMemory::Reallocate(void* block, std::size_t bytes) noexcept {
+  if (IsDenied()) return nullptr;
+  void* const moved = std::realloc(block, bytes);
+  if (moved && !block) Count(1);
+  return moved;
+}
+
+char* TracedMemory::Duplicate(const char* text) noexcept {
+  const std::size_t bytes = std::strlen(text) + 1;
+  void* const copy = Allocate(bytes);
+  return copy ? static_cast<char*>(std::memcpy(copy, text, bytes)) : nullptr;
+}
+
+void TracedMemory::Free(void* block) noexcept {
+  if (block) Count(-1);
+  std::free(block);
+}
+
+#if XMLA_OWN_ALLOCATOR
+namespace {
+
+void* AllocateOrThrow(std::size_t bytes) {
+  if (void* const block = TracedMemory::Allocate(bytes)) return block;
   throw std::bad_alloc();
 }
 
 }  // namespace
 
-#if XMLA_OWN_ALLOCATOR
-void* operator new(std::size_t bytes) { return Allocate(bytes); }
-void* operator new[](std::size_t bytes) { return Allocate(bytes); }
+void* operator new(std::size_t bytes) { return AllocateOrThrow(bytes); }
+void* operator new[](std::size_t bytes) { return AllocateOrThrow(bytes); }
 // The forms that do not throw as well, since a sanitizer would bring its own.
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
-  try {
-    return Allocate(bytes);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  return TracedMemory::Allocate(bytes);
 }
-void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept {
+  return TracedMemory::Allocate(bytes);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept { TracedMemory::Free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { TracedMemory::Free(block); }
+void operator delete(void* block) noexcept { TracedMemory::Free(block); }
+void operator delete[](void* block) noexcept { TracedMemory::Free(block); }
+void operator delete(void* block, std::size_t) noexcept { TracedMemory::Free(block); }
+void operator delete[](void* block, std::size_t) noexcept { TracedMemory::Free(block); }
 #endif
-
-FailingAllocation::FailingAllocation(int nth) {
-  t_left = nth;
-  t_failed = false;
-}
-FailingAllocation::~FailingAllocation() { t_left = 0; }
-bool FailingAllocation::HasFailed() { return t_failed; }

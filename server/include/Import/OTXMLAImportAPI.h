@@ -24,7 +24,8 @@
 ///
 /// Threads: one import object is used from one thread at a time and holds no lock. Distinct objects
 /// may be used at the same time. Another thread may ask a running operation to stop through the
-/// VXExecutionState that is in force on the calling thread.
+/// VXExecutionState that is in force on the calling thread. After a fork, objects made before it
+/// belong to the parent process: the child makes its own.
 class OTXMLAImportAPI {
  public:
   using ConnectParameters = std::vector<std::pair<String, String>>;

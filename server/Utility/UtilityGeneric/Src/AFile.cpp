@@ -4,15 +4,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <utility>
 
+#include "SignalBlock.h"
 #include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 
 namespace {
+
+std::atomic<AFile::FailureHandler> g_failureHandler{nullptr};
 
 [[noreturn]] void ThrowFor(const wchar_t* what, const String& name, int error) {
   SUGThrow(ErrorMessage(String(what) + name + L"\": " + SystemReason(error)), L"AFile.cpp",
@@ -50,7 +55,8 @@ class SystemFile final : public AFile {
     m_path.assign(bytes.data(), bytes.size());
     int flags = O_CLOEXEC | ((mode & kModeWrite) != 0 ? O_WRONLY : O_RDONLY);
     if ((mode & kModeCreate) != 0) {
-      flags |= O_CREAT;
+      // A link that somebody put in the place of the new file leads elsewhere.
+      flags |= O_CREAT | O_NOFOLLOW;
       MakeDirectories(m_path);
     }
     // Written from empty: should another one empty it meanwhile, what comes later leaves no hole.
@@ -63,11 +69,14 @@ class SystemFile final : public AFile {
 
   bool WriteBytes(const char* bytes, std::size_t count) override {
     if (m_descriptor < 0) return false;
+    // A limit on the size of files, or a pipe that nobody reads, would kill the host.
+    const SignalBlock noLimitSignal(SIGXFSZ);
+    const SignalBlock noPipeSignal(SIGPIPE);
     while (count > 0) {
       const ssize_t written = ::write(m_descriptor, bytes, count);
       if (written < 0 && errno == EINTR) continue;
       if (written <= 0) {
-        m_failed = true;
+        Fail(written < 0 ? errno : ENOSPC);
         return false;
       }
       bytes += written;
@@ -92,6 +101,15 @@ class SystemFile final : public AFile {
     m_failed = false;
   }
 
+  /// The first failure of a file is told; the others follow from it.
+  void Fail(int error) {
+    const AFile::FailureHandler handler = g_failureHandler.load(std::memory_order_acquire);
+    if (std::exchange(m_failed, true) || !handler) return;
+    const NarrowString bytes(m_path.data(), m_path.size());
+    handler(BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8),
+            SystemReason(error));
+  }
+
   int m_descriptor = -1;
   bool m_failed = false;
   std::string m_path;
@@ -102,3 +120,7 @@ class SystemFile final : public AFile {
 AFile::~AFile() = default;
 
 Heap<AFile> AFile::MakeFile() { return std::make_unique<SystemFile>(); }
+
+AFile::FailureHandler AFile::SetFailureHandler(FailureHandler handler) noexcept {
+  return g_failureHandler.exchange(handler, std::memory_order_acq_rel);
+}

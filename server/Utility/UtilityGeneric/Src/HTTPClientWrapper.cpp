@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "Cancellation.h"
 #include "HTTPStatus.h"
 #include "HTTPTransfer.h"
 #include "HTTPUrl.h"
@@ -81,12 +82,15 @@ Verdict Judge(HTTPAnswer& answer) {
   }
   String charset;
   const bool isText = MakeReplyUTF8(answer.body, answer.contentType, charset);
+  if (IsThreadToStop()) return {kCancelledText, L""};  // then the text may be unfinished
   if (isSuccess && !isText) {
     return {L"The reply is in the charset \"" + charset + L"\", which is not known here",
             L"have the server answer in UTF-8"};
   }
   if (isSuccess) return JudgeBody(answer);
-  return isText && ReplyKind::HoldsSOAPFault(answer.body.view()) ? Verdict{} : JudgeStatus(answer);
+  const bool isFault = isText && ReplyKind::HoldsSOAPFault(answer.body.view());
+  if (IsThreadToStop()) return {kCancelledText, L""};
+  return isFault ? Verdict{} : JudgeStatus(answer);
 }
 
 }  // namespace

@@ -1,22 +1,24 @@
 #include "HTTPTransfer.h"
 
 #include <curl/curl.h>
-#include <pthread.h>
-#include <signal.h>
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 
+#include "Cancellation.h"
 #include "HTTPStatus.h"
 #include "HTTPUrl.h"
+#include "SignalBlock.h"
 #include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
-#include "Utility/Generic/VXThread.h"
 
 namespace {
 
@@ -59,34 +61,28 @@ class LibraryUse {
   }
 };
 
-/// Keeps SIGPIPE, which a TLS connection may raise when its peer is gone, from this thread, without
-/// touching the process's handlers.
-class PipeSignalBlock {
- public:
-  PipeSignalBlock() {
-    sigemptyset(&m_pipe);
-    sigaddset(&m_pipe, SIGPIPE);
-    sigset_t pending;
-    sigpending(&pending);
-    m_wasPending = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &m_pipe, &m_former);
-  }
-  ~PipeSignalBlock() {
-    if (!m_wasPending) {
-      const timespec now{};
-      while (sigtimedwait(&m_pipe, nullptr, &now) > 0) {
-      }
-    }
-    pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
-  }
-  PipeSignalBlock(const PipeSignalBlock&) = delete;
-  PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
+/// A thread of libcurl that waits for a name server may outlive its transfer: it must find its code
+/// when the host unloads these libraries. libcurl is then never unloaded; it takes no other harm.
+void KeepLibraryLoaded() noexcept {
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&curl_easy_init), &library) == 0) return;
+  if (void* const handle = dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE))
+    dlclose(handle);
+}
 
- private:
-  sigset_t m_pipe{};
-  sigset_t m_former{};
-  bool m_wasPending = false;
+/// True unless every connection for the URL is plain: not one for https, nor one to a proxy, which
+/// may speak TLS itself.
+bool MayUseTLS(const NarrowString& url) {
+  constexpr const char* kProxies[] = {"http_proxy", "all_proxy", "ALL_PROXY"};
+  const bool isPlain = url.view().substr(0, 5) == "http:";
+  return !isPlain || std::any_of(std::begin(kProxies), std::end(kProxies),
+                                 [](const char* name) { return std::getenv(name) != nullptr; });
+}
+
+struct FreeHeaders {
+  void operator()(curl_slist* headers) const noexcept { curl_slist_free_all(headers); }
 };
+using HeaderList = std::unique_ptr<curl_slist, FreeHeaders>;
 
 struct Failure {
   CURLcode code;
@@ -177,14 +173,17 @@ class HTTPTransfer::Session {
   const LibraryUse m_library;
   const std::uint32_t m_timeoutSeconds;
   const std::uint64_t m_maxReplyBytes;
+  const bool m_mayUseTLS;
   CURL* m_easy = nullptr;
   CURLM* m_multi = nullptr;
-  curl_slist* m_headers = nullptr;
+  HeaderList m_headers;
+  NarrowString m_headerLines;  // of which the list was made
   char m_reason[CURL_ERROR_SIZE] = {};
   bool m_hasCredentials = false;
   unsigned long m_schemes = kAllSchemes;  // what is offered to the server next
   int m_tries = 0;                        // of the request at work
   NarrowString* m_body = nullptr;         // of the answer that is received
+  bool m_isHeadWhole = false;             // all headers of that answer have come
   End m_end = End::kDone;
   Clock::time_point m_lastActivity;
 };
@@ -192,13 +191,20 @@ class HTTPTransfer::Session {
 HTTPTransfer::Session::Session(const NarrowString& url, const NarrowString& user,
                                const NarrowString& password, std::uint32_t timeoutSeconds,
                                const HTTPClientOptions& options)
-    : m_timeoutSeconds(timeoutSeconds), m_maxReplyBytes(options.maxReplyBytes) {
+    : m_timeoutSeconds(timeoutSeconds),
+      m_maxReplyBytes(options.maxReplyBytes),
+      m_mayUseTLS(MayUseTLS(url)) {
   try {
     m_easy = curl_easy_init();
     m_multi = curl_multi_init();
     if (!m_easy || !m_multi) throw std::bad_alloc();
     Configure(url, user, password, options);
     SetHeaderLines(NarrowString());
+    // A multi handle takes CURLOPT_NOSIGNAL from the handles that it has seen. One that has seen
+    // none changes the process's SIGPIPE for a moment when it is cleaned up.
+    if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK ||
+        curl_multi_remove_handle(m_multi, m_easy) != CURLM_OK)
+      throw std::bad_alloc();
   } catch (...) {
     Release();
     throw;
@@ -208,10 +214,11 @@ HTTPTransfer::Session::Session(const NarrowString& url, const NarrowString& user
 HTTPTransfer::Session::~Session() { Release(); }
 
 void HTTPTransfer::Session::Release() noexcept {
+  std::optional<SignalBlock> noPipeSignal;  // a TLS connection takes its leave
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   // The connections belong to the multi handle, and closing them may still need the easy one.
   if (m_multi) curl_multi_cleanup(m_multi);
   if (m_easy) curl_easy_cleanup(m_easy);
-  curl_slist_free_all(m_headers);
 }
 
 void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowString& user,
@@ -229,6 +236,9 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
   Set(CURLOPT_POST, 1L);
   Set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
   Set(CURLOPT_TCP_KEEPALIVE, 1L);
+  // A resumed session would bring back the certificate of its first connection: one that was
+  // refused would stay so after the server got a good one.
+  Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
   Set(CURLOPT_TCP_NODELAY, 1L);
   Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   // A name server that does not answer must not hold up a cancelled transfer.
@@ -260,35 +270,49 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
 }
 
 void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
-  curl_slist* list = curl_slist_append(nullptr, "Expect:");  // send the body at once
+  if (m_headers && lines == m_headerLines) return;
+  HeaderList list;
+  const auto append = [&list](const char* line) {
+    curl_slist* const longer = curl_slist_append(list.get(), line);
+    if (!longer) throw std::bad_alloc();
+    static_cast<void>(list.release());
+    list.reset(longer);
+  };
+  append("Expect:");  // send the body at once
   std::string_view rest = lines.view();
-  while (list && !rest.empty()) {
+  while (!rest.empty()) {
     const std::size_t end = std::min(rest.find('\n'), rest.size());
     std::string line(rest.substr(0, end));
     rest.remove_prefix(std::min(end + 1, rest.size()));
     std::erase(line, '\r');
-    if (line.empty()) continue;
-    curl_slist* const longer = curl_slist_append(list, line.c_str());
-    if (!longer) curl_slist_free_all(list);
-    list = longer;
+    if (!line.empty()) append(line.c_str());
   }
-  if (!list) throw std::bad_alloc();
-  Set(CURLOPT_HTTPHEADER, list);
-  curl_slist_free_all(m_headers);
-  m_headers = list;
+  Set(CURLOPT_HTTPHEADER, list.get());
+  m_headers = std::move(list);
+  m_headerLines = lines;
 }
 
 std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_t count,
                                             void* self) {
-  // Every status line begins another answer: a preliminary one may have had a body.
   auto& session = *static_cast<Session*>(self);
-  if (std::string_view(bytes, count).starts_with("HTTP/")) session.m_body->clear();
+  const std::string_view line(bytes, count);
+  // Every status line begins another answer: a preliminary one may have had a body.
+  if (line.starts_with("HTTP/")) {
+    session.m_body->clear();
+    session.m_isHeadWhole = false;
+  }
+  if (line == "\r\n" || line == "\n") session.m_isHeadWhole = true;
   return count;
 }
 
 std::size_t HTTPTransfer::Session::OnBody(char* bytes, std::size_t, std::size_t count,
                                           void* self) noexcept {
   auto& session = *static_cast<Session*>(self);
+  // A small compressed piece can unfold to very much before anybody else looks.
+  if (IsThreadToStop()) {
+    session.m_end = End::kCancelled;
+    return CURL_WRITEFUNC_ERROR;
+  }
   if (count > session.m_maxReplyBytes - session.m_body->size()) {
     session.m_end = End::kTooLong;
     return CURL_WRITEFUNC_ERROR;
@@ -329,8 +353,7 @@ CURLcode HTTPTransfer::Session::Wait() {
     int active = 0;
     if (curl_multi_poll(m_multi, nullptr, 0, kSliceMilliseconds, &active) != CURLM_OK)
       return CURLE_OUT_OF_MEMORY;
-    const VXExecutionState* const state = VXExecutionState::Current();
-    if (state && state->IsCancellationRequested()) {
+    if (IsThreadToStop()) {
       m_end = End::kCancelled;
       return CURLE_ABORTED_BY_CALLBACK;
     }
@@ -341,16 +364,21 @@ CURLcode HTTPTransfer::Session::Wait() {
   }
   int left = 0;
   while (const CURLMsg* const message = curl_multi_info_read(m_multi, &left))
-    if (message->msg == CURLMSG_DONE) return message->data.result;
+    if (message->msg == CURLMSG_DONE)
+      // libcurl takes headers that end with the connection for a reply without a body.
+      return message->data.result == CURLE_OK && !m_isHeadWhole ? CURLE_PARTIAL_FILE
+                                                                : message->data.result;
   return CURLE_OUT_OF_MEMORY;
 }
 
 CURLcode HTTPTransfer::Session::RunOnce() {
   m_body->clear();
+  m_isHeadWhole = false;
   m_reason[0] = '\0';
   if (m_hasCredentials) Set(CURLOPT_HTTPAUTH, static_cast<long>(m_schemes));
   if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
   const CURLcode code = Wait();
+  if (code != CURLE_OK && Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) KeepLibraryLoaded();
   curl_multi_remove_handle(m_multi, m_easy);
   return code;
 }
@@ -409,7 +437,8 @@ std::vector<std::string> HTTPTransfer::Session::OfferedSchemes(const char* heade
 }
 
 void HTTPTransfer::Session::Post(const NarrowString& body, HTTPAnswer& answer) {
-  const PipeSignalBlock noPipeSignal;
+  std::optional<SignalBlock> noPipeSignal;
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   m_body = &answer.body;
   m_end = End::kDone;
   Set(CURLOPT_POSTFIELDS, body.c_str());
@@ -439,7 +468,7 @@ void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
   answer.gaveUp = m_end != End::kDone;
   switch (m_end) {
     case End::kCancelled:
-      answer.failure = L"The request was cancelled before its reply was complete";
+      answer.failure = kCancelledText;
       return;
     case End::kTooLong:
       answer.failure = L"The reply is longer than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +

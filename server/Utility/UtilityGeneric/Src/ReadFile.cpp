@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "Descriptor.h"
 #include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
 
@@ -12,25 +13,11 @@ namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 16;
 
-class Descriptor {
- public:
-  explicit Descriptor(const char* path) : m_number(::open(path, O_RDONLY | O_CLOEXEC)) {}
-  ~Descriptor() {
-    if (m_number >= 0) ::close(m_number);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Number() const { return m_number; }
-
- private:
-  int m_number;
-};
-
 }  // namespace
 
 bool ReadFile(const String& name, NarrowString& bytes, String& error) {
-  const Descriptor file(
-      BaseStringUtil::StringToStdString(name, BaseStringUtil::kCodePageUTF8).c_str());
+  const NarrowString path = BaseStringUtil::StringToStdString(name, BaseStringUtil::kCodePageUTF8);
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   ssize_t count = file.Number() < 0 ? -1 : 1;
   while (count > 0) {
     bytes.AppendFilled(kPiece, [&](char* place) noexcept {

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <string>
 
+#include "Cancellation.h"
 #include "Utility/Generic/BaseStringUtil.h"
 
 namespace {
@@ -100,14 +101,15 @@ class Converter {
     return m_handle != reinterpret_cast<iconv_t>(-1);  // NOLINT: as iconv_open says it
   }
 
-  /// `unit` is how many bytes are given up where one is wrong.
+  /// `unit` is how many bytes are given up where one is wrong. Unfinished when the host asks the
+  /// thread to stop.
   NarrowString Convert(std::string_view bytes, std::size_t unit) {
     NarrowString text;
     text.reserve(bytes.size() + bytes.size() / 4);
     char* position = const_cast<char*>(bytes.data());  // NOLINT: iconv does not write there
     std::size_t left = bytes.size();
     char buffer[16384];
-    while (left > 0) {
+    while (left > 0 && !IsThreadToStop()) {
       char* place = buffer;
       std::size_t room = sizeof buffer;
       const std::size_t result = iconv(m_handle, &position, &left, &place, &room);

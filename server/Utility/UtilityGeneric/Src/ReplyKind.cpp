@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <iterator>
 
+#include "Cancellation.h"
+
 namespace ReplyKind {
 namespace {
 
 constexpr std::size_t kLongestQuote = 120;
+constexpr std::size_t kTitleWithin = std::size_t{64} << 10;  // bytes at the page's beginning
+constexpr std::size_t kTagsAtATime = 1024;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 char Lower(char character) {
@@ -124,7 +128,9 @@ bool IsWebPage(std::string_view body) noexcept {
 bool HoldsSOAPFault(std::string_view body) noexcept {
   body = FromFirstTag(body);
   if (body.empty() || body.front() != '<' || !IsSame(LocalName(body), "envelope")) return false;
-  while (!body.empty()) {
+  for (std::size_t tags = 1; !body.empty(); ++tags) {
+    // A host that wants to stop is not kept waiting by a very long reply.
+    if (tags % kTagsAtATime == 0 && IsThreadToStop()) return false;
     if (!SkipAside(body)) {
       if (IsSame(LocalName(body), "fault")) return true;
       body.remove_prefix(1);
@@ -136,6 +142,7 @@ bool HoldsSOAPFault(std::string_view body) noexcept {
 }
 
 std::string PageTitle(std::string_view body) {
+  body = body.substr(0, kTitleWithin);
   const std::size_t tag = FindIgnoringCase(body, "<title");
   if (tag == std::string_view::npos) return {};
   const std::size_t open = body.find('>', tag);

@@ -13,6 +13,7 @@ bool IsWebPage(std::string_view body) noexcept;
 /// True when not a single tag is in it.
 bool IsPlainText(std::string_view body) noexcept;
 /// True for a SOAP envelope that holds a fault.
+/// False, too, when the host asks the calling thread to stop meanwhile.
 bool HoldsSOAPFault(std::string_view body) noexcept;
 /// The title of a page as one line of at most 120 bytes, or an empty text.
 std::string PageTitle(std::string_view body);

@@ -3,7 +3,8 @@
 #include <chrono>
 #include <utility>
 
-#include "Utility/Generic/VXThread.h"
+#include "BriefWait.h"
+#include "Cancellation.h"
 
 namespace {
 
@@ -17,11 +18,6 @@ constexpr std::size_t kReadyBlocks = kReadyElements / kBatchElements + kReadyTex
 /// How long the reader sleeps before it looks at its execution state again: a signal handler can
 /// set that state but wake nobody.
 constexpr std::chrono::milliseconds kSlice{40};
-
-bool IsReaderToStop() noexcept {
-  const VXExecutionState* const state = VXExecutionState::Current();
-  return state && state->IsCancellationRequested();
-}
 
 }  // namespace
 
@@ -65,6 +61,7 @@ void SAX2ElementChannel::CancelLocked() noexcept {
   if (m_stream == Stream::kClosed || m_stream == Stream::kCancelled) return;
   m_stream = Stream::kCancelled;
   m_live.store(0, std::memory_order_release);
+  m_handOvers.fetch_add(1, std::memory_order_release);
   DropReadyLocked();
   m_wakeParser.notify_all();
   m_wakeReader.notify_all();
@@ -93,7 +90,9 @@ bool SAX2ElementChannel::Push(Ticket ticket, Name& name, std::string_view value)
     m_parserWaits = false;
   }
   if (IsStopped(ticket)) return false;
-  HandOverLocked();
+  const bool wake = HandOverLocked();
+  lock.unlock();
+  if (wake) m_wakeReader.notify_one();
   return true;
 }
 
@@ -115,24 +114,28 @@ void SAX2ElementChannel::ResetBatch() noexcept {
   ++m_batchNumber;
 }
 
-void SAX2ElementChannel::HandOverLocked() noexcept {
+/// True when the reader is to be woken, which is to be done without the lock: it takes it first.
+bool SAX2ElementChannel::HandOverLocked() noexcept {
   if (m_closed) {
     m_readyElements += m_closed->records.size();
     m_readyText += m_closed->text.size();
     m_ready.push_back(std::move(m_closed));
   }
-  if (m_readerWaits) m_wakeReader.notify_one();
+  m_handOvers.fetch_add(1, std::memory_order_release);
+  return m_readerWaits;
 }
 
 bool SAX2ElementChannel::End(Ticket ticket, bool failed) noexcept {
   ResetBatch();
-  const std::lock_guard lock(m_mutex);
+  std::unique_lock lock(m_mutex);
   if (IsStopped(ticket)) {
     m_closed.reset();
     return false;
   }
   m_stream = failed ? Stream::kFailed : Stream::kComplete;
-  HandOverLocked();
+  const bool wake = HandOverLocked();
+  lock.unlock();
+  if (wake) m_wakeReader.notify_one();
   return true;
 }
 
@@ -155,7 +158,7 @@ bool SAX2ElementChannel::ReadAgain() noexcept {
 
 SAX2ElementChannel::Element SAX2ElementChannel::Read() {
   for (;;) {
-    if (IsStopped(m_readingTicket) || IsReaderToStop()) {
+    if (IsStopped(m_readingTicket) || IsThreadToStop()) {
       // What was taken belongs to a parse that is stopped or is to be stopped now.
       m_keepReading = false;
       m_cursor.Leave();
@@ -181,10 +184,19 @@ void SAX2ElementChannel::LeaveBlock() {
 bool SAX2ElementChannel::TakeReadyLocked(std::unique_lock<std::mutex>& lock) {
   m_reading.clear();
   m_nextBlock = 0;
+  bool isFirst = m_readingTicket != m_lastTicket;
   for (;;) {
-    if (IsReaderToStop()) CancelLocked();
+    if (IsThreadToStop()) CancelLocked();
     if (!m_ready.empty()) break;
     if (m_stream != Stream::kOpen) return false;
+    if (std::exchange(isFirst, false)) {
+      // A small reply is whole soon after its parse has begun.
+      const unsigned former = m_handOvers.load(std::memory_order_relaxed);
+      lock.unlock();
+      WaitBriefly([&] { return m_handOvers.load(std::memory_order_acquire) != former; });
+      lock.lock();
+      continue;
+    }
     m_readerWaits = true;
     if (VXExecutionState::Current())
       m_wakeReader.wait_for(lock, kSlice);

@@ -72,7 +72,7 @@ class SAX2ElementChannel {
   void CancelLocked() noexcept;
   void DropReadyLocked() noexcept;
   bool IsFullLocked() const noexcept;
-  void HandOverLocked() noexcept;
+  bool HandOverLocked() noexcept;
   void ResetBatch() noexcept;
   void LeaveBlock();
   bool TakeReadyLocked(std::unique_lock<std::mutex>& lock);
@@ -91,6 +91,7 @@ class SAX2ElementChannel {
   SAX2ElementBlocks m_ready;          // guarded; room for all there may be is there from the start
   std::size_t m_readyElements = 0;    // guarded
   std::size_t m_readyText = 0;        // guarded
+  std::atomic<unsigned> m_handOvers{0};  // changes when the reader has something to look at
   std::atomic<Ticket> m_live{0};  // the parse that may go on; 0 for none. Written under the lock
 
   SAX2ElementBlock m_batch;  // the parsing thread's

@@ -18,7 +18,7 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
     return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
       NarrowString bytes;
       if (!ReadFile(fileName, bytes, error)) return XmlOutcome::kFailed;
-      return ParseXmlText(UnicodeConversion::WellFormed(bytes), m_names, Channel(), ticket, error);
+      return ParseBytes(bytes, ticket, error);
     });
   }
 
@@ -32,15 +32,20 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
   }
 
   bool ParseBytesInMem(NarrowString bytes, String& error) override {
-    return Parse(error, [&](SAX2ElementChannel::Ticket ticket) {
-      return ParseXmlText(UnicodeConversion::WellFormed(bytes), m_names, Channel(), ticket, error);
-    });
+    return Parse(
+        error, [&](SAX2ElementChannel::Ticket ticket) { return ParseBytes(bytes, ticket, error); });
   }
 
   RefCnt<SAX2XmlElement> Read() override { return Channel().Read(); }
   void Cancel() override { Channel().Cancel(); }
 
  private:
+  XmlOutcome ParseBytes(NarrowString& bytes, SAX2ElementChannel::Ticket ticket, String& error) {
+    const bool isReady =
+        UnicodeConversion::MakeWellFormed(bytes, [&] { return Channel().IsStopped(ticket); });
+    return isReady ? ParseXmlText(bytes, m_names, Channel(), ticket, error) : XmlOutcome::kStopped;
+  }
+
   template <class Work>
   bool Parse(String& error, Work work) noexcept {
     const SAX2ElementChannel::Ticket ticket = Channel().Begin();

@@ -1,5 +1,9 @@
 #include "Utility/Generic/SUSystemConfig.h"
 
+#include <unistd.h>
+
+#include "OwnDirectory.h"
+#include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/SystemUtility.h"
 
 namespace {
@@ -23,12 +27,22 @@ String Below(const String& directory, const wchar_t* name) {
   return directory == L"/" ? directory + name : directory + L"/" + name;
 }
 
-String StateDirectory() {
+constexpr const wchar_t* kFolder = L"xmla-import";
+
+/// Below the user's own directories.
+bool GetStateDirectory(String& directory) {
+  if (GetAbsolutePath(L"XDG_STATE_HOME", directory)) return true;
+  if (!GetAbsolutePath(L"HOME", directory)) return false;
+  directory = Below(directory, L".local/state");
+  return true;
+}
+
+/// Where everybody has a directory, each needs one of their own.
+String TemporaryDirectory() {
   String directory;
-  if (GetAbsolutePath(L"XDG_STATE_HOME", directory)) return directory;
-  if (GetAbsolutePath(L"HOME", directory)) return Below(directory, L".local/state");
-  if (GetAbsolutePath(L"TMPDIR", directory)) return directory;
-  return L"/tmp";
+  if (!GetAbsolutePath(L"TMPDIR", directory)) directory = L"/tmp";
+  return Below(directory, kFolder) + L"-" +
+         BaseStringUtil::StringFrom(static_cast<std::uint64_t>(::geteuid()));
 }
 
 }  // namespace
@@ -49,7 +63,10 @@ String SUSystemConfig::GetLogDirectory() const {
   String directory;
   if (SystemUtility::Getenv(L"XMLA_IMPORT_LOG_DIR", directory) && !directory.empty())
     return WithoutTrailingSlash(directory);
-  return Below(StateDirectory(), L"xmla-import");
+  if (GetStateDirectory(directory)) return Below(directory, kFolder);
+  directory = TemporaryDirectory();
+  ClaimOwnDirectory(directory);
+  return directory;
 }
 
 void SUSystemConfig::SetLogDirectory(const String& directory) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/VXAssert.h"
@@ -75,6 +76,16 @@ bool IsASCIIBlock(const wchar_t* position) {
   return all < 0x80;
 }
 
+/// How much of a long text to look at next: not into the middle of a character, which begins at
+/// most three bytes before the border. A continuation behind three others belongs to none.
+std::size_t SliceLength(std::string_view bytes) {
+  constexpr std::size_t kSlice = std::size_t{256} << 10;
+  if (bytes.size() <= kSlice) return bytes.size();
+  for (std::size_t length = kSlice; length >= kSlice - 3; --length)
+    if (!IsContinuation(At(bytes.data() + length))) return length;
+  return kSlice;
+}
+
 /// The value to be encoded: what is no Unicode character becomes U+FFFD.
 char32_t Encodable(wchar_t character) {
   const auto code = static_cast<char32_t>(character);
@@ -141,20 +152,49 @@ bool IsWellFormed(std::string_view bytes) noexcept {
   return true;
 }
 
-NarrowString WellFormed(const NarrowString& bytes) {
-  if (IsWellFormed(bytes.view())) return bytes;
-  return BaseStringUtil::StringToStdString(
-      BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8),
-      BaseStringUtil::kCodePageUTF8);
+bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop) {
+  const std::string_view all = bytes.view();
+  NarrowString made;
+  bool isMade = false;  // else everything so far was well-formed
+  for (std::size_t at = 0; at < all.size();) {
+    if (isToStop()) return false;
+    const std::string_view slice = all.substr(at, SliceLength(all.substr(at)));
+    const bool isFine = IsWellFormed(slice);
+    if (!isFine && !isMade) {
+      made.reserve(all.size() + all.size() / 4);
+      made.append(all.substr(0, at));
+      isMade = true;
+    }
+    if (isFine && isMade) made.append(slice);
+    if (!isFine)
+      made.append(
+          BaseStringUtil::StringToStdString(
+              BaseStringUtil::StdStringToString(NarrowString(slice), BaseStringUtil::kCodePageUTF8),
+              BaseStringUtil::kCodePageUTF8)
+              .view());
+    at += slice.size();
+  }
+  if (isMade) bytes = std::move(made);
+  return true;
 }
 
 std::size_t UTF8Length(std::wstring_view text) noexcept {
+  const wchar_t* position = text.data();
+  const wchar_t* const end = position + text.size();
   std::size_t length = text.size();
-  for (const wchar_t character : text) {
-    const auto code = static_cast<std::uint32_t>(character);
-    // Without branches, so that the compiler can take several at a time. U+FFFD takes three bytes.
-    length += static_cast<std::size_t>(code >= 0x80) + static_cast<std::size_t>(code >= 0x800) +
-              static_cast<std::size_t>(code - 0x10000u < 0x100000u);
+  while (position != end) {
+    if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
+      position += kBlock;
+      continue;
+    }
+    const wchar_t* const stop =
+        static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
+    for (; position != stop; ++position) {
+      const auto code = static_cast<std::uint32_t>(*position);
+      // Without branches: texts mix scripts. U+FFFD takes three bytes.
+      length += static_cast<std::size_t>(code >= 0x80) + static_cast<std::size_t>(code >= 0x800) +
+                static_cast<std::size_t>(code - 0x10000u < 0x100000u);
+    }
   }
   return length;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string_view>
 
 #include "Utility/Generic/String.h"
@@ -15,8 +16,9 @@ std::size_t WideLength(std::string_view bytes) noexcept;
 wchar_t* Decode(std::string_view bytes, wchar_t* place) noexcept;
 
 bool IsWellFormed(std::string_view bytes) noexcept;
-/// The bytes themselves when they are well-formed, else the text that they make.
-NarrowString WellFormed(const NarrowString& bytes);
+/// Leaves the bytes as they are when they are well-formed, else makes them the text that they mean.
+/// Asks again and again whether it is to stop; false, and the bytes as they were, when it is.
+bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop);
 
 /// How many bytes the wide characters make.
 std::size_t UTF8Length(std::wstring_view text) noexcept;

@@ -1,6 +1,7 @@
 #include "XmlPushParser.h"
 
 #include <libxml/SAX2.h>
+#include <libxml/dict.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
@@ -21,7 +22,12 @@ namespace {
 constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
 constexpr std::size_t kFeedBytes = 16384;                      // handed to libxml2 at a time
+// Beyond these the library's own tables and comparisons take more and more time for every byte.
+constexpr std::size_t kMaxTag = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kMaxNames = 100000;               // different ones
+constexpr std::size_t kMaxNamespaces = 1000;            // declared at one place
 constexpr std::size_t kMaxReasonLength = 300;
+constexpr std::size_t kMaxShownName = 80;  // characters
 
 /// Errors without a parser context, such as exhausted memory inside libxml2's buffers, would be
 /// printed on standard error. The handler is the thread's own; the host's comes back at the end.
@@ -54,10 +60,24 @@ bool IsBlankText(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+/// The library's reason, which may quote some lines of the document.
+std::string OneLine(std::string_view reason) {
+  std::string line(
+      reason.substr(0, std::min(reason.find_last_not_of("\r\n ") + 1, kMaxReasonLength)));
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  return line;
+}
+
 std::string_view LastLine(std::string_view text) { return text.substr(text.rfind('\n') + 1); }
 
 String FromUTF8(std::string_view bytes) {
   return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
+}
+
+/// An element's name for an error text: a server may have made it as long as it likes.
+String ShownName(const String& name) {
+  return name.size() <= kMaxShownName ? name : name.substr(0, kMaxShownName) + L"...";
 }
 
 String FromNumber(std::size_t number) { return BaseStringUtil::StringFrom(number); }
@@ -83,6 +103,7 @@ class Parse {
     std::size_t segmentBegin;  // where the text since the last tag begins
     std::size_t countedEnd;    // up to here the text's characters are counted ...
     std::size_t counted;       // ... and this is how many they are
+    std::size_t namespaces;    // declared by the element and those around it
     bool hasChildren;
   };
   struct CachedName {
@@ -93,14 +114,14 @@ class Parse {
   static Parse& Self(void* self) { return *static_cast<Parse*>(self); }
   template <class Work>
   void Guarded(Work work) noexcept;
-  static void OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int,
-                      const xmlChar**, int, int, const xmlChar**) noexcept;
+  static void OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*,
+                      int namespaces, const xmlChar**, int, int, const xmlChar**) noexcept;
   static void OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept;
   static void OnCharacters(void* self, const xmlChar* characters, int length) noexcept;
   static void OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept;
   static void OnError(void* self, xmlErrorPtr error) noexcept;
 
-  void Start(const xmlChar* name);
+  void Start(const xmlChar* name, std::size_t namespaces);
   void End(const xmlChar* name);
   void AddText(std::string_view text);
   void DropBlankSegment(Level& level);
@@ -108,6 +129,7 @@ class Parse {
 
   bool MakeContext();
   bool Feed(std::size_t from, std::size_t to);
+  void CheckTables();
   void Finish();
   void FailHere(const String& reason);
   void Fail(const String& reason, std::size_t line, std::size_t column);
@@ -143,9 +165,9 @@ void Parse::Guarded(Work work) noexcept {
   }
 }
 
-void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int,
+void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
                     const xmlChar**, int, int, const xmlChar**) noexcept {
-  Self(self).Guarded([=] { Self(self).Start(name); });
+  Self(self).Guarded([=] { Self(self).Start(name, static_cast<std::size_t>(namespaces)); });
 }
 
 void Parse::OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept {
@@ -175,23 +197,25 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
   }
   parse.Guarded([&parse, error] {
     if (parse.m_finishing && error->code == XML_ERR_DOCUMENT_END) return;  // Finish knows better
-    std::string_view reason = error->message ? error->message : "not well-formed";
-    reason = reason.substr(0, std::min(reason.find_last_not_of("\r\n ") + 1, kMaxReasonLength));
-    parse.Fail(FromUTF8(reason), static_cast<std::size_t>(std::max(error->line, 1)),
+    parse.Fail(FromUTF8(OneLine(error->message ? error->message : "not well-formed")),
+               static_cast<std::size_t>(std::max(error->line, 1)),
                static_cast<std::size_t>(std::max(error->int2, 1)));
   });
 }
 
-void Parse::Start(const xmlChar* name) {
+void Parse::Start(const xmlChar* name, std::size_t namespaces) {
   if (m_levels.size() >= kMaxDepth)
     return FailHere(L"elements are nested deeper than " + FromNumber(kMaxDepth));
   if (!m_levels.empty()) {
     DropBlankSegment(m_levels.back());
     m_levels.back().hasChildren = true;
+    namespaces += m_levels.back().namespaces;
   }
+  if (namespaces > kMaxNamespaces)
+    return FailHere(L"more than " + FromNumber(kMaxNamespaces) + L" namespaces are declared");
   m_anyElement = true;
   const std::size_t begin = m_characters.size();
-  m_levels.push_back({name, begin, begin, begin, 0, false});
+  m_levels.push_back({name, begin, begin, begin, 0, namespaces, false});
 }
 
 void Parse::End(const xmlChar* name) {
@@ -220,8 +244,8 @@ void Parse::AddText(std::string_view text) {
       UnicodeConversion::WideLength(std::string_view(m_characters).substr(level.countedEnd));
   level.countedEnd = m_characters.size();
   if (level.counted > kMaxElementText)
-    FailHere(L"the text of the element " + NameOf(level.name).text + L" is longer than " +
-             FromNumber(kMaxElementText) + L" characters");
+    FailHere(L"the text of the element " + ShownName(NameOf(level.name).text) +
+             L" is longer than " + FromNumber(kMaxElementText) + L" characters");
 }
 
 void Parse::DropBlankSegment(Level& level) {
@@ -309,10 +333,22 @@ bool Parse::Feed(std::size_t from, std::size_t to) {
     }
     const std::string_view fed = asBlanks ? blanks : piece;
     xmlParseChunk(m_context.get(), fed.data(), static_cast<int>(fed.size()), 0);
+    CheckTables();
     if (m_failed || m_stopped || m_outOfMemory) return false;
     from += piece.size();
   }
   return true;
+}
+
+/// Refuses what would make the library slow, in time.
+void Parse::CheckTables() {
+  if (m_failed || m_stopped || m_outOfMemory) return;
+  const xmlParserInput& input = *m_context->input;
+  if (m_context->instate == XML_PARSER_START_TAG &&
+      static_cast<std::size_t>(input.end - input.cur) > kMaxTag)
+    FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
+  else if (xmlDictSize(m_context->dict) > static_cast<int>(kMaxNames))
+    FailHere(L"there are more than " + FromNumber(kMaxNames) + L" different names");
 }
 
 /// Tells the parser that the document ends here.
@@ -321,7 +357,8 @@ void Parse::Finish() {
   xmlParseChunk(m_context.get(), nullptr, 0, 1);
   if (m_failed || m_stopped || m_outOfMemory || m_context->wellFormed) return;
   if (!m_levels.empty())
-    FailHere(L"the document ends inside the element " + NameOf(m_levels.back().name).text);
+    FailHere(L"the document ends inside the element " +
+             ShownName(NameOf(m_levels.back().name).text));
   else if (m_anyElement)
     FailHere(L"something unfinished or out of place stands behind the document's end");
   else

@@ -16,11 +16,11 @@ const wchar_t* OT_XMLA_IMPORT_LOGGING_NAME = L"OT_XMLA_IMPORT_LOGGING";
 const wchar_t* DELIMIT_LINE = L"\n##############################################\n";
 
 bool IsSchemaElement(const String& localName) {
-  static constexpr const wchar_t* kNames[] = {
+  static constexpr String::View kNames[] = {
       L"element", L"complexType", L"sequence",         L"choice", L"schema",
       L"root",    L"return",      L"DiscoverResponse", L"Body",   L"Envelope",
   };
-  for (const wchar_t* name : kNames)
+  for (const String::View name : kNames)
     if (BaseStringUtil::IsCaseInsensitiveMatch(localName, name)) return true;
   return false;
 }

@@ -65,6 +65,17 @@ std::uint64_t WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
   return seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0;  // a clock may be set back
 }
 
+/// A host that stops an import is not kept waiting while a very large reply goes to the log: of it,
+/// the beginning is enough.
+void CutWhenStopped(NarrowString& reply) {
+  constexpr std::size_t kMostKept = std::size_t{1} << 20;
+  const VXExecutionState* const state = VXExecutionState::Current();
+  if (!state || !state->IsCancellationRequested() || reply.size() <= kMostKept) return;
+  NarrowString beginning(reply.view().substr(0, kMostKept));
+  beginning += NarrowString("\n(the rest is left out: the import was stopped)");
+  reply = beginning;
+}
+
 VXDateTime Now() {
   VXDateTime now;
   VXDateTime::GetCurrDateTime(now);
@@ -188,6 +199,7 @@ bool XmlADiscoverAgentImpl::PostRequest(const String& request, NarrowString& rep
   m_HttpClient->SetRequestHeader(PrepareHttpSizeHeader());
   String error;
   bool isKept = false;
+  m_ReaderCarrier.Expect();  // a nearby server answers before it would have woken
   if (m_HttpClient->ReadBytes(body, reply, error)) {
     NormaliseDeclaration(reply, m_TargetType);
     String faultCode;
@@ -226,7 +238,7 @@ void XmlADiscoverAgentImpl::StartReader(const Text& text,
   const RefCnt<VXThreadJob> job(
       new Job(m_XmlReaderDriver.get(), parse, text, m_SoapParseErrorString));
   m_Reader = RefCnt<VXThread>(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
-  m_Reader->Start();
+  m_Reader->Start(m_ReaderCarrier);
 }
 
 void XmlADiscoverAgentImpl::StartSaxParser(const String& text) {
@@ -314,6 +326,7 @@ void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& 
     if (m_Log && title.failure) {
       String text;
       error.RetrieveErrorMessages(text);
+      CutWhenStopped(reply);
       VXDateTime::GetCurrDateTime(answered);
       VXDateTime::GetCurrDateTime(finished);
       VXStringVector all = arguments;
@@ -327,6 +340,12 @@ void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& 
     LogContent(FormatLogText(kTitleCapacity, title.success, arguments), request, Widened(reply),
                started, answered, finished);
   }
+}
+
+/// Begins a request of the type. One that ran out of memory half made leaves nothing behind for it.
+void XmlADiscoverAgentImpl::BeginRequest(const wchar_t* requestType) {
+  m_SoapMessage->ClearRestrictions();
+  m_SoapMessage->SetRequestType(requestType);
 }
 
 // Identification.
@@ -358,7 +377,7 @@ void XmlADiscoverAgentImpl::GetProviderName(String& name) {
   }
   // This family does not tell its name as a property.
   const VXDateTime started = Now();
-  m_SoapMessage->SetRequestType(L"DISCOVER_DATASOURCES");
+  BeginRequest(L"DISCOVER_DATASOURCES");
   Exchange(started, kProviderNameOfDataSourcesTitle, {UrlForLog()}, m_SoapMessage->GetContent(),
            [&] { ReadProviderName(name); });
 }
@@ -370,7 +389,7 @@ void XmlADiscoverAgentImpl::GetProviderVersion(String& version) {
 void XmlADiscoverAgentImpl::AskProperty(String& value, const wchar_t* property,
                                         const LogTitle& title) {
   const VXDateTime started = Now();
-  m_SoapMessage->SetRequestType(L"DISCOVER_PROPERTIES");
+  BeginRequest(L"DISCOVER_PROPERTIES");
   m_SoapMessage->PushPropertyRestriction(property);
   Exchange(started, title, {UrlForLog()}, m_SoapMessage->GetContent(),
            [&] { ReadValue(value, property); });
@@ -388,7 +407,7 @@ void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
 void XmlADiscoverAgentImpl::GetDataSourceInfo(VXStringVector& dataSources) {
   const VXDateTime started = Now();
   dataSources.clear();
-  m_SoapMessage->SetRequestType(L"DISCOVER_DATASOURCES");
+  BeginRequest(L"DISCOVER_DATASOURCES");
   Exchange(started, kDataSourcesTitle, {UrlForLog()}, m_SoapMessage->GetContent(), [&] {
     if (IsModernAnalysisServices(m_TargetType))
       ReadDataSourceName(dataSources);
@@ -400,7 +419,7 @@ void XmlADiscoverAgentImpl::GetDataSourceInfo(VXStringVector& dataSources) {
 void XmlADiscoverAgentImpl::GetCatalogs(VXStringVector& catalogs, const String& dataSourceInfo) {
   const VXDateTime started = Now();
   catalogs.clear();
-  m_SoapMessage->SetRequestType(L"DBSCHEMA_CATALOGS");
+  BeginRequest(L"DBSCHEMA_CATALOGS");
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
   const String request = m_SoapMessage->GetContent();
   PrepareHttpSizeHeader();
@@ -411,7 +430,7 @@ void XmlADiscoverAgentImpl::GetCubesOnCatalog(std::vector<OTCube>& cubes, const 
                                               const String& dataSourceInfo) {
   const VXDateTime started = Now();
   cubes.clear();
-  m_SoapMessage->SetRequestType(L"MDSCHEMA_CUBES");
+  BeginRequest(L"MDSCHEMA_CUBES");
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
   m_SoapMessage->PushCatalogRestriction(catalog);
   Exchange(started, kCubesTitle, {catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
@@ -501,7 +520,7 @@ void XmlADiscoverAgentImpl::ReadRows(Make make, Finish finish) {
 /// Data source, catalog and, when there is one, cube: what most requests inside a cube begin with.
 void XmlADiscoverAgentImpl::SetCubeRequest(const wchar_t* requestType, const String& catalog,
                                            const String& cube, const String& dataSourceInfo) {
-  m_SoapMessage->SetRequestType(requestType);
+  BeginRequest(requestType);
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
   m_SoapMessage->PushCatalogRestriction(catalog);
   if (!cube.empty()) m_SoapMessage->PushCubeRestriction(cube);
@@ -587,7 +606,7 @@ void XmlADiscoverAgentImpl::GetMeasuresOnCatalogCube(std::vector<RefCnt<XmlAMeas
                                                      const String& dataSourceInfo) {
   const VXDateTime started = Now();
   measures.clear();
-  m_SoapMessage->SetRequestType(L"MDSCHEMA_MEASURES");
+  BeginRequest(L"MDSCHEMA_MEASURES");
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
   m_SoapMessage->PushCatalogRestriction(catalog);
   m_SoapMessage->PushCubeRestriction(cube);  // an empty one too, unlike the other requests

@@ -11,9 +11,11 @@
 
 /// The cancellation state of a thread of execution. The host makes one, puts it in force on the
 /// thread that runs an import (VXExecutionState::Scope), and may then ask the import to stop from
-/// any other thread or from a signal handler: a transfer ends with an error text, a reader that
-/// waits for elements gets a cancelled element, and the import operation returns with its error
-/// text within a tenth of a second. One state may be in force on several threads at once.
+/// any other thread or from a signal handler: a transfer ends with an error text, a reader of
+/// elements gets a cancelled element, which is message 46066, and the import operation returns with
+/// that text within a tenth of a second, however large the reply. What it had read before stays in
+/// its output; a new state makes the import object as good as before. One state may be in force on
+/// several threads at once.
 class XMLAHOST_API VXExecutionState : public RefCountable {
  public:
   enum CancelReason {
@@ -77,6 +79,40 @@ class VXThreadJob_TwoArg : public VXThreadJob {
   Second& m_second;
 };
 
+class VXThread;
+
+/// A thread of the system on which VXThreads run one after the other: starting one then costs a
+/// wake-up, not a new thread. The system's thread is made for the first of them and
+/// sleeps in between; the carrier's destructor ends it. One VXThread at a time: starting one waits
+/// for the end of the one before. The carrier outlives the VXThreads that are started on it.
+class XMLAHOST_API VXThreadCarrier {
+ public:
+  VXThreadCarrier() noexcept;
+  ~VXThreadCarrier();
+  VXThreadCarrier(const VXThreadCarrier&) = delete;
+  VXThreadCarrier& operator=(const VXThreadCarrier&) = delete;
+
+  /// Says that a VXThread may be started within the next 100 microseconds, such as when a nearby
+  /// server has answered a request that is about to be sent: the system's thread, when there is
+  /// one, wakes meanwhile and stays awake for that moment. Any thread.
+  void Expect() noexcept;
+
+ private:
+  friend class VXThread;
+  void Carry(VXThread& thread);
+  bool IsCarrying(const VXThread& thread) noexcept;
+  void AwaitEndOf(const VXThread& thread) noexcept;
+  void Loop() noexcept;
+
+  std::mutex m_mutex;
+  std::condition_variable m_wakeCarrier;
+  std::condition_variable m_wakeWaiting;
+  std::atomic<VXThread*> m_carried{nullptr};  // written under the lock; begun or about to begin
+  bool m_isExpected = false;                  // guarded
+  bool m_ending = false;                      // guarded
+  std::thread m_thread;                       // guarded, but for the destructor
+};
+
 /// A thread that is started once. Reference-counted; the last release of a thread that runs cancels
 /// it and waits for it, so that none is left over. Operations may be called from any thread but the
 /// thread's own.
@@ -89,6 +125,8 @@ class XMLAHOST_API VXThread : public RefCountable {
   /// Starts the thread. Throws ErrorMessage when the system has none to give; a second call is a
   /// logic error.
   void Start();
+  /// The same, on the carrier's thread.
+  void Start(VXThreadCarrier& carrier);
   /// Asks the thread's job to end soon. `requester` is for the host's traces only. Harmless before
   /// the start, after the end, and when called again.
   void RequestCancellation(unsigned long requester, VXExecutionState::CancelReason reason) noexcept;
@@ -101,14 +139,15 @@ class XMLAHOST_API VXThread : public RefCountable {
   void CancelAndWait() noexcept;
 
  private:
+  friend class VXThreadCarrier;
   virtual void Announce() = 0;
   virtual void Run() noexcept = 0;
   virtual void Cancel() noexcept = 0;
+  void RunInItsState() noexcept;
 
   VXExecutionState m_state;
-  std::mutex m_joining;
-  std::thread m_thread;
-  bool m_started = false;
+  std::atomic<VXThreadCarrier*> m_carrier{nullptr};  // set by the start
+  VXThreadCarrier m_own;                             // for a start on no other
 };
 
 /// Keeps a job alive for as long as its thread may run it.

@@ -113,6 +113,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   /// The part that all requests share, from sending to logging. `consume` reads the reply.
   void Exchange(const VXDateTime& started, const LogTitle& title, const VXStringVector& arguments,
                 const String& request, const std::function<void()>& consume);
+  void BeginRequest(const wchar_t* requestType);
   void SetCubeRequest(const wchar_t* requestType, const String& catalog, const String& cube,
                       const String& dataSourceInfo);
   void AskProperty(String& value, const wchar_t* property, const LogTitle& title);
@@ -123,6 +124,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   Heap<HTTPClientWrapper> m_HttpClient;
   Heap<XmlASoapRequest> m_SoapMessage;
   Heap<SAX2XmlReadDriver> m_XmlReaderDriver;
+  VXThreadCarrier m_ReaderCarrier;
   RefCnt<VXThread> m_Reader;  // the latest, kept after its end until the next replaces it
   String m_SoapParseErrorString;
   ServerInfo::TargetType m_TargetType;
