@@ -91,7 +91,10 @@ Connection Connect(const Arguments& arguments) {
   if (!arguments.url.empty() && !arguments.sample.empty())
     throw UsageError("--url and --sample contradict each other; give one of them");
   if (!arguments.sample.empty()) {
-    ServeSample(arguments.sample, connection);  // it asks for no credentials
+    if (!arguments.user.empty() || !arguments.passwordFile.empty())
+      throw UsageError(
+          "--user and --password-file contradict --sample: it asks for no credentials");
+    ServeSample(arguments.sample, connection);
     return connection;
   }
   UseUrl(arguments, connection);
@@ -107,6 +110,7 @@ void HideCredentials(int argc, char** argv) {
     char* const authorityEnd = begin + std::strcspn(begin, "/?#");
     // Careless passwords hold slashes: whatever stands before the last @ may be part of one.
     char* const at = std::strrchr(begin, '@');
-    if (at && (at < authorityEnd || std::find(begin, at, ':') != at)) std::fill(begin, at, 'x');
+    const bool isInAuthority = std::find(begin, authorityEnd, '@') != authorityEnd;
+    if (at && (isInAuthority || std::find(begin, at, ':') != at)) std::fill(begin, at, 'x');
   }
 }

@@ -1,6 +1,9 @@
 #include <algorithm>
 #include <atomic>
+#include <exception>
+#include <new>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 #include "Choices.h"
@@ -98,6 +101,16 @@ ExitStatus MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Plan& p
   return catalogStatus != ExitStatus::kDone ? catalogStatus : cubes.CheckSeen(messages);
 }
 
+/// What kept a cube from being read, other than its server.
+void Tell(Messages& messages, const std::exception& error) noexcept {
+  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  try {
+    messages.errors.push_back(isMemory ? "there is not enough memory" : OneLine(error.what()));
+  } catch (const std::bad_alloc&) {
+    // Not even for that; the cube is still counted as failed.
+  }
+}
+
 enum class CubeFate { kUnread, kRead, kFailed };
 
 /// Reads the planned cubes, so many at a time; each worker has an import object of its own.
@@ -112,9 +125,15 @@ std::vector<CubeFate> ReadCubes(Session& session, std::vector<CubeResult>& cubes
     if (state) scope.emplace(*state);
     for (std::size_t i = next++; i < cubes.size() && !interrupted(); i = next++) {
       CubeResult& cube = cubes[i];
-      progress.BeginCube(Utf8(cube.cube));
-      const auto import = session.Import(cube.messages, "cube-" + std::to_string(i + 1));
-      const bool whole = import && ReadCube(session, *import, cube);
+      bool whole = false;
+      try {
+        progress.BeginCube(Utf8(cube.cube));
+        const auto import = session.Import(cube.messages, "cube-" + std::to_string(i + 1));
+        whole = import && ReadCube(session, *import, cube);
+      } catch (const std::exception& error) {
+        // Memory, as a rule: the other cubes may be smaller, and those that were read stay.
+        Tell(cube.messages, error);
+      }
       if (whole)
         fates[i] = CubeFate::kRead;
       else if (!interrupted())
@@ -124,7 +143,11 @@ std::vector<CubeFate> ReadCubes(Session& session, std::vector<CubeResult>& cubes
   };
   const std::size_t workers = std::min(static_cast<std::size_t>(jobs), cubes.size());
   std::vector<std::jthread> others;
-  for (std::size_t i = 1; i < workers; ++i) others.emplace_back(work);
+  try {
+    for (std::size_t i = 1; i < workers; ++i) others.emplace_back(work);
+  } catch (const std::system_error&) {
+    // No thread is left: those that there are do the work.
+  }
   work();
   others.clear();  // waits for them
   return fates;

@@ -1,11 +1,18 @@
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 /// The result could not be written; the text says where and why.
 class OutputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// An interruption kept the result, or its end, from its place; the text says what is there now.
+class OutputInterrupted : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -25,8 +32,12 @@ class Output {
   /// True when what is written will be seen on a terminal.
   bool IsTerminal() const;
   /// Writes the whole result; an empty one writes nothing and makes no file. A reader of standard
-  /// output that has gone is no error. Throws OutputError.
-  void Write(std::string_view text) const;
+  /// output that has gone is no error. False when `isInterrupted` was so before all of it was in
+  /// place. `isPartial` says that the text itself comes from an interrupted call: a file is
+  /// replaced by it all the same. Throws OutputError, and OutputInterrupted when a file is left as
+  /// it was or, after an interruption, nobody reads.
+  bool Write(std::string_view text, const std::function<bool()>& isInterrupted,
+             bool isPartial = false) const;
 
  private:
   std::string m_file;

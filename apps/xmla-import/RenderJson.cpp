@@ -1,4 +1,8 @@
+#include <algorithm>
+#include <atomic>
+#include <future>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "EnumNames.h"
 #include "Rendering.h"
@@ -121,29 +125,96 @@ Json JsonOf(const TreeResult& result) {
   return With({{"dataSources", ListOf(result.dataSources)}}, result.messages);
 }
 
+/// Without its long lists.
 Json JsonOf(const CubeResult& result) {
   return With({{"dataSource", JsonOf(result.dataSource)},
                {"catalog", JsonOf(result.catalog)},
                {"cube", JsonOf(result.cube)},
-               {"hierarchies", ListOf(result.hierarchies)},
-               {"measures", ListOf(result.measures)},
+               {"hierarchies", nullptr},
+               {"measures", nullptr},
                {"sapVariables", ListOf(result.sapVariables)}},
               result.messages);
 }
 
+/// Without its cubes.
 Json JsonOf(const ImportResult& result) {
   return With({{"provider",
                 {{"name", JsonOf(result.providerName)},
                  {"version", JsonOf(result.providerVersion)},
                  {"target", result.target}}},
-               {"cubes", ListOf(result.cubes)}},
+               {"cubes", nullptr}},
               result.messages);
+}
+
+std::string Dump(const Json& json) {
+  // Nothing but the library's own texts can be ill-formed here; a document is due in any case.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
+/// Adds an element to a list that stands in an object, two levels in. A line feed in the element
+/// begins a line of its own, since those in texts are escaped.
+void AddElement(std::string& list, std::string_view element) {
+  list += list.empty() ? "[\n    " : ",\n    ";
+  for (const char character : element) {
+    list += character;
+    if (character == '\n') list += "    ";
+  }
+}
+
+/// Puts a list in the place of the null that the object has for it.
+void PutList(std::string& object, std::string_view key, std::string_view elements) {
+  constexpr std::string_view kNull = "null";
+  const std::string begin = "\n  \"" + std::string(key) + "\": ";
+  const std::size_t place = object.find(begin) + begin.size();
+  object.replace(place, kNull.size(), elements.empty() ? "[]" : std::string(elements) + "\n  ]");
+}
+
+/// Element by element, since JSON values take many times the memory of their text.
+template <class List>
+std::string Elements(const List& list) {
+  std::string elements;
+  for (const auto& item : list) AddElement(elements, Dump(JsonOf(item)));
+  return elements;
+}
+
+std::string TextOf(const CubeResult& cube) {
+  std::string text = Dump(JsonOf(cube));
+  PutList(text, "hierarchies", Elements(cube.hierarchies));
+  PutList(text, "measures", Elements(cube.measures));
+  return text;
+}
+
+/// So many cubes are rendered at a time.
+std::string Elements(const std::vector<CubeResult>& cubes, int jobs) {
+  std::vector<std::string> texts(cubes.size());
+  std::atomic<std::size_t> next{0};
+  const auto work = [&] {
+    for (std::size_t i = next++; i < cubes.size(); i = next++) texts[i] = TextOf(cubes[i]);
+  };
+  const std::size_t workers = std::min(static_cast<std::size_t>(jobs), cubes.size());
+  std::vector<std::future<void>> others;
+  try {
+    for (std::size_t i = 1; i < workers; ++i)
+      others.push_back(std::async(std::launch::async, work));
+  } catch (const std::system_error&) {
+    // No thread is left: those that there are do the work.
+  }
+  work();
+  for (std::future<void>& other : others) other.get();
+  std::string elements;
+  for (std::string& text : texts) {
+    AddElement(elements, text);
+    text = std::string();
+  }
+  return elements;
 }
 
 }  // namespace
 
-std::string RenderJson(const Result& result) {
-  const Json json = std::visit([](const auto& any) { return JsonOf(any); }, result);
-  // Nothing but the library's own texts can be ill-formed here; a document is due in any case.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+std::string RenderJson(const Result& result, int jobs) {
+  if (const auto* const cube = std::get_if<CubeResult>(&result)) return TextOf(*cube) + "\n";
+  std::string text = Dump(std::visit([](const auto& any) { return JsonOf(any); }, result));
+  if (const auto* const import = std::get_if<ImportResult>(&result))
+    PutList(text, "cubes", Elements(import->cubes, jobs));
+  return text + "\n";
 }

@@ -16,8 +16,8 @@
 namespace {
 
 /// Logs that are begun in one second share a name, and the later one empties the earlier: waits for
-/// a second that has no log in the directory yet, unless the call is interrupted.
-void AwaitFreeLogName(const std::string& directory) {
+/// a second that has no log in the directory yet; false when the call is interrupted before.
+bool AwaitFreeLogName(const std::string& directory) {
   const VXExecutionState* const state = VXExecutionState::Current();
   while (!state || !state->IsCancellationRequested()) {
     VXDateTime now;
@@ -26,9 +26,10 @@ void AwaitFreeLogName(const std::string& directory) {
         fmt::format("{}/OT_xmla_{:04}_{:02}_{:02}_{:02}_{:02}_{:02}.log", directory, now.GetYear(),
                     now.GetMonth(), now.GetDay(), now.GetHour(), now.GetMinute(), now.GetSecond());
     std::error_code error;
-    if (!std::filesystem::exists(name, error)) return;
+    if (!std::filesystem::exists(name, error)) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
+  return false;
 }
 
 }  // namespace
@@ -74,7 +75,7 @@ std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::
     if (!m_logDirectory.empty()) {
       const std::string directory =
           logFolder.empty() ? m_logDirectory : m_logDirectory + "/" + logFolder;
-      AwaitFreeLogName(directory);
+      if (!AwaitFreeLogName(directory)) return nullptr;
       SUSystemConfig::GetSystemConfig().SetLogDirectory(Wide(directory));
     }
     std::unique_ptr<OTXMLAImportAPI> import = m_library.CreateImport();

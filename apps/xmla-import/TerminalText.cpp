@@ -43,3 +43,14 @@ std::string HarmlessOnTerminal(std::string_view text) {
   }
   return Utf8(result);
 }
+
+std::string HarmlessLinesOnTerminal(std::string_view text) {
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    result += HarmlessOnTerminal(text.substr(0, end));
+    if (end < text.size()) result += '\n';
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return result;
+}

@@ -7,3 +7,5 @@
 /// change the direction of writing are shown as \u followed by four hexadecimal digits, so that a
 /// name can neither move the cursor nor disguise another. Everything else stays as it is.
 std::string HarmlessOnTerminal(std::string_view text);
+/// The same for a text of several lines, whose line feeds stay.
+std::string HarmlessLinesOnTerminal(std::string_view text);

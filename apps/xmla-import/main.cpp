@@ -9,6 +9,7 @@
 #include "Connection.h"
 #include "ExitStatus.h"
 #include "Interrupt.h"
+#include "LogFailures.h"
 #include "Output.h"
 #include "Progress.h"
 #include "Rendering.h"
@@ -57,13 +58,21 @@ ExitStatus Import(const ImportLibrary& library, const Arguments& arguments, Inte
   const Connection connection = Connect(arguments);
   Session session(library, connection, arguments.log);
   Progress progress(arguments.quiet, arguments.verbose);
+  const LogFailures logFailures(MessagesOf(result).warnings);
   return interrupt.Happened() ? ExitStatus::kInterrupted
                               : Run(session, arguments, progress, result);
 }
 
+std::string Rendered(const Arguments& arguments, const Result& result, bool forTerminal) {
+  if (!arguments.json) return RenderText(result, forTerminal);
+  const std::string text = RenderJson(result, arguments.jobs);
+  // Active characters stand in JSON's strings alone, where the escape means the character.
+  return forTerminal ? HarmlessLinesOnTerminal(text) : text;
+}
+
 /// Says what happened on standard error and writes the result where it goes.
-ExitStatus Report(const Arguments& arguments, const Output& output, Result& result,
-                  ExitStatus status) {
+ExitStatus Report(const Arguments& arguments, const Output& output, Interrupt& interrupt,
+                  Result& result, ExitStatus status) {
   const Messages& messages = MessagesOf(result);
   for (const std::string& line : messages.warnings) Tell("warning", line);
   if (const auto* const import = std::get_if<ImportResult>(&result))
@@ -74,7 +83,28 @@ ExitStatus Report(const Arguments& arguments, const Output& output, Result& resu
     }
   for (const std::string& line : messages.errors) Tell("error", line);
   try {
-    output.Write(arguments.json ? RenderJson(result) : RenderText(result, output.IsTerminal()));
+    std::string text;
+    try {
+      text = Rendered(arguments, result, output.IsTerminal());
+    } catch (const std::bad_alloc&) {
+      // Its errors are a document in any case.
+      std::vector<std::string> errors = messages.errors;
+      errors.emplace_back("there is not enough memory to write the result");
+      Tell("error", errors.back());
+      result = EmptyResult(arguments.command);
+      MessagesOf(result).errors = std::move(errors);
+      text = Rendered(arguments, result, output.IsTerminal());
+      if (status != ExitStatus::kInterrupted) status = ExitStatus::kFailed;
+    }
+    // What is complete after an interruption is still written; the next signal ends the process.
+    // One that came after the import, and of which the result says nothing, leaves a file alone.
+    const bool isPartial = status == ExitStatus::kInterrupted;
+    if (!output.Write(
+            text, [&] { return interrupt.Happened(); }, isPartial))
+      return ExitStatus::kInterrupted;
+  } catch (const OutputInterrupted& interruption) {
+    Tell("error", interruption.what());
+    return ExitStatus::kInterrupted;
   } catch (const OutputError& error) {
     Tell("error", error.what());
     return status == ExitStatus::kDone ? ExitStatus::kFailed : status;
@@ -96,7 +126,7 @@ ExitStatus Main(int argc, char** argv) {
   try {
     ParseArguments(argc, argv, arguments);
     if (!arguments.information.empty()) {
-      Output("").Write(arguments.information);
+      Output("").Write(arguments.information, [] { return false; });
       return ExitStatus::kDone;
     }
     HideCredentials(argc, argv);
@@ -122,8 +152,13 @@ ExitStatus Main(int argc, char** argv) {
   } catch (const std::exception& error) {
     fail(ExitStatus::kFailed, error.what());
   }
-  if (interrupt.Happened()) status = ExitStatus::kInterrupted;
-  return Report(arguments, Output(arguments.output), result, status);
+  if (interrupt.Happened()) {
+    status = ExitStatus::kInterrupted;
+    // A document without errors would pass for a whole one.
+    std::vector<std::string>& errors = MessagesOf(result).errors;
+    if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
+  }
+  return Report(arguments, Output(arguments.output), interrupt, result, status);
 }
 
 }  // namespace
@@ -132,6 +167,7 @@ int main(int argc, char** argv) {
   GuardStandardStreams();
   // A reader of standard output that goes away must not kill the tool in the middle of its work.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // nor a limit on the size of files: writing says so
   try {
     return static_cast<int>(Main(argc, argv));
   } catch (const std::exception& error) {

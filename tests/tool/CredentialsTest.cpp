@@ -138,7 +138,9 @@ TEST_F(Credentials, OfAnUnusableUrlAreNotShown) {
   }
 }
 
-TEST(CredentialsInUse, AreNotInTheListOfProcesses) {
+class CredentialsInUse : public testing::TestWithParam<std::pair<const char*, const char*>> {};
+
+TEST_P(CredentialsInUse, AreNotInTheListOfProcesses) {
   // The provider looks at the tool's own command line while the tool waits for its answer.
   std::mutex mutex;
   std::string commandLine;
@@ -153,7 +155,8 @@ TEST(CredentialsInUse, AreNotInTheListOfProcesses) {
     return {};
   };
   const ScriptedProvider provider(std::move(script));
-  const std::string url = "http://ann:s3cret@" + provider.Url().substr(7);
+  const auto& [before, behind] = GetParam();
+  const std::string url = std::string("http://") + before + provider.Url().substr(7) + behind;
   const Outcome outcome = RunToolWhile({"--url", url, "sources"}, [&](pid_t process) {
     const std::lock_guard lock(mutex);
     running = process;
@@ -164,6 +167,11 @@ TEST(CredentialsInUse, AreNotInTheListOfProcesses) {
   EXPECT_THAT(commandLine, HasSubstr("sources"));
   EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
 }
+
+INSTANTIATE_TEST_SUITE_P(InUrl, CredentialsInUse,
+                         testing::Values(std::pair("ann:s3cret@", ""),
+                                         std::pair("ann:s3cret@", "?mail=a@b"),
+                                         std::pair("s3cret@", "?mail=a@b")));
 
 }  // namespace
 }  // namespace tool

@@ -114,8 +114,10 @@ class Capture {
   std::string* m_text;
 };
 
-void TypeWhenAsked(int terminal, const Outcome& outcome, std::string& typed) {
+void TypeWhenAsked(int terminal, Outcome& outcome, std::string& typed) {
   if (typed.empty() || !outcome.terminal.ends_with(": ")) return;
+  termios settings{};
+  if (tcgetattr(terminal, &settings) == 0) outcome.echoed = (settings.c_lflag & ECHO) != 0;
   if (write(terminal, typed.data(), typed.size()) < 0) throw std::runtime_error("cannot type");
   typed.clear();
 }
@@ -206,7 +208,11 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   }
   close(process);
   other.join();
-  if (terminal.theirs >= 0) close(terminal.theirs);
+  if (terminal.theirs >= 0) {
+    termios settings{};
+    outcome.echoes = tcgetattr(terminal.theirs, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+    close(terminal.theirs);
+  }
   while (shown.Open()) shown.Read();
   if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);

@@ -39,6 +39,8 @@ struct Outcome {
   std::string out;
   std::string err;
   std::string terminal;  ///< what the terminal showed
+  bool echoed = false;   ///< the terminal showed what was typed
+  bool echoes = false;   ///< the terminal shows what is typed, now that the process has ended
 
   Json Document() const { return Json::parse(out); }
   std::vector<std::string> ErrorLines() const;
