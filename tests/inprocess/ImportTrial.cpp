@@ -1,0 +1,77 @@
+#include "inprocess/ImportTrial.h"
+
+#include "Utility/Generic/ErrorMessage.h"
+#include "inprocess/SampleReplies.h"
+
+namespace inprocess {
+namespace {
+
+ServerInfo::TargetType SampleOf(ServerInfo::TargetType target) {
+  switch (target) {
+    case ServerInfo::kSAP_BW:
+    case ServerInfo::kSAP_BW35:
+      return ServerInfo::kSAP_BW35;
+    case ServerInfo::kTamarind7:
+    case ServerInfo::kTamarind9:
+    case ServerInfo::kTamarind11:
+    case ServerInfo::kTamarind11_1_2_3_500:
+      return ServerInfo::kTamarind7;
+    default:
+      return ServerInfo::kAnalysisServices2005;
+  }
+}
+
+}  // namespace
+
+ImportTrial::ImportTrial(ServerInfo::TargetType target)
+    : m_sample(SampleOf(target)), m_import(MakeImport(target)) {
+  std::string complaint;
+  for (const ImportOperation& operation : ImportOperations())
+    m_proper[operation.name] = Run(
+        operation, [](std::string_view, std::size_t) { return std::string(); }, complaint);
+}
+
+std::string ImportTrial::Run(const ImportOperation& operation, const Hostile& hostile,
+                             std::string& complaint) {
+  SampleReplies();  // which needs the server's place, once
+  SetServer([&, number = std::size_t{0}](std::string_view request) mutable {
+    if (number == kMostRequests) return Answer{"", 503, "text/plain"};
+    const std::string_view type = RequestTypeOf(request);
+    const std::string reply = hostile(type, number++);
+    return Answer{reply.empty() ? ShortReply(m_sample, type).body : reply};
+  });
+  std::string result;
+  String errors;
+  String warnings;
+  m_outcome = Outcome::kDone;
+  try {
+    operation.run(*m_import, result, errors, warnings);
+  } catch (const ErrorMessage& error) {
+    error.RetrieveErrorMessages(errors);
+    if (std::string_view(operation.name) != "GetSAPVariables")
+      complaint = "an error passes through";
+    if (errors.empty()) complaint = "an error without text";
+  } catch (const LogicError& error) {
+    m_outcome = Outcome::kLevelNumbers;
+    if (!error.IsOfLevelNumbers()) complaint = "a logic error at " + error.Where();
+  }
+  SetServer([](std::string_view) { return Answer{"", 503, "text/plain"}; });
+  if (!errors.empty()) m_outcome = Outcome::kErrors;
+  if (errors.find(L"\n") != String::npos) complaint = "an error of several lines";
+  if (!warnings.empty() && warnings.view().back() != L'\n')
+    complaint = "a warning without its line feed";
+  return result + (errors.empty() ? "" : "failed");
+}
+
+std::string ImportTrial::Try(const ImportOperation& operation, const Hostile& hostile) {
+  std::string complaint;
+  Run(operation, hostile, complaint);
+  const Outcome outcome = m_outcome;
+  const std::string after = Run(
+      operation, [](std::string_view, std::size_t) { return std::string(); }, complaint);
+  m_outcome = outcome;
+  if (complaint.empty() && after != m_proper[operation.name]) complaint = "the next import differs";
+  return complaint;
+}
+
+}  // namespace inprocess

@@ -1,0 +1,170 @@
+#include "inprocess/Oracle.h"
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "inprocess/PlainText.h"
+
+namespace inprocess {
+namespace {
+
+constexpr std::size_t kMaxDepth = 250;
+constexpr std::string_view kMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBlanks = " \t\r\n";
+
+std::string_view AsText(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
+
+bool IsAscii(std::string_view text) {
+  return std::none_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
+}
+
+void SkipBlanksAndMarks(std::string_view& text) {
+  while (!text.empty()) {
+    if (text.starts_with(kMark))
+      text.remove_prefix(kMark.size());
+    else if (kBlanks.find(text.front()) != std::string_view::npos)
+      text.remove_prefix(1);
+    else
+      return;
+  }
+}
+
+/// Takes an XML declaration off the front; false when there is none.
+bool SkipDeclaration(std::string_view& text) {
+  if (!text.starts_with("<?xml") || text.size() < 6 ||
+      kBlanks.find(text[5]) == std::string_view::npos)
+    return false;
+  const std::size_t end = text.find("?>", 6);
+  if (end == std::string_view::npos) return false;
+  text.remove_prefix(end + 2);
+  return true;
+}
+
+/// What the reading of a whole tree gathers.
+struct Census {
+  struct NameKind {
+    bool isCounted = false;
+    bool isFaultCode = false;
+    bool isFaultText = false;
+  };
+
+  String::View countedName;
+  std::size_t counted = 0;
+  std::size_t depth = 0;
+  std::wstring faultCode;
+  std::wstring faultText;
+
+  std::unordered_map<const xmlChar*, NameKind> kinds;
+
+  void Visit(const xmlNode* node, std::size_t level);
+  const NameKind& KindOf(const xmlChar* name);
+};
+
+/// The element's own text; runs of blanks beside child elements do not count.
+std::wstring OwnText(const xmlNode* element) {
+  bool hasChildren = false;
+  for (const xmlNode* node = element->children; node; node = node->next)
+    hasChildren = hasChildren || node->type == XML_ELEMENT_NODE;
+  std::string text;
+  std::string run;
+  const auto closeRun = [&] {
+    if (!hasChildren || run.find_first_not_of(kBlanks) != std::string::npos) text += run;
+    run.clear();
+  };
+  for (const xmlNode* node = element->children; node; node = node->next) {
+    if (node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE)
+      run += AsText(node->content);
+    else if (node->type == XML_ELEMENT_NODE)
+      closeRun();
+  }
+  closeRun();
+  return PlainDecode(text);
+}
+
+void Census::Visit(const xmlNode* node, std::size_t level) {
+  for (; node; node = node->next) {
+    if (node->type != XML_ELEMENT_NODE) continue;
+    depth = std::max(depth, level);
+    Visit(node->children, level + 1);
+    const NameKind& kind = KindOf(node->name);
+    counted += kind.isCounted ? 1 : 0;
+    if (kind.isFaultCode) faultCode = OwnText(node);
+    if (kind.isFaultText) faultText += OwnText(node);
+  }
+}
+
+/// Equal names of a document have one address.
+const Census::NameKind& Census::KindOf(const xmlChar* name) {
+  const auto [found, isNew] = kinds.try_emplace(name);
+  if (isNew) {
+    using BaseStringUtil::IsCaseInsensitiveMatch;
+    const std::wstring text = PlainDecode(AsText(name));
+    found->second = {IsCaseInsensitiveMatch(text, countedName),
+                     IsCaseInsensitiveMatch(text, L"faultcode"),
+                     IsCaseInsensitiveMatch(text, L"faultstring")};
+  }
+  return found->second;
+}
+
+/// The XML declaration as the exchange leaves it.
+std::string WithOneDeclaration(std::string_view reply, bool isBare) {
+  const std::string start = "<?xml version=\"1.0\"";
+  const std::size_t found = isBare ? std::string_view::npos : reply.find("<?xml version");
+  if (found == std::string_view::npos) return start + "?>" + std::string(reply);
+  const std::size_t end = reply.find("?>", found);
+  return end == std::string_view::npos ? start : start + std::string(reply.substr(end));
+}
+
+/// The document without what the reader skips: marks and blanks in front, null characters and
+/// blanks at the end, a second declaration and what lies between the two.
+std::string WithoutExtras(std::string_view text) {
+  while (!text.empty() && (text.back() == '\0' || kBlanks.find(text.back()) != text.npos))
+    text.remove_suffix(1);
+  SkipBlanksAndMarks(text);
+  const std::string_view whole = text;
+  // A null character is refused wherever it stands; the library would take it for the text's end.
+  if (text.find('\0') != text.npos) return {};
+  if (!SkipDeclaration(text)) return std::string(text);
+  const std::string_view declaration = whole.substr(0, whole.size() - text.size());
+  SkipBlanksAndMarks(text);
+  if (SkipDeclaration(text)) SkipBlanksAndMarks(text);
+  return std::string(declaration) + std::string(text);
+}
+
+}  // namespace
+
+Verdict JudgeDocument(std::string_view given, String::View countedName) {
+  const std::string text =
+      WithoutExtras(IsAscii(given) ? std::string(given) : PlainEncode(PlainDecode(given)));
+  Verdict verdict;
+  const std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)> context(xmlNewParserCtxt(),
+                                                                             &xmlFreeParserCtxt);
+  const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
+      xmlCtxtReadMemory(
+          context.get(), text.data(), static_cast<int>(text.size()), nullptr, nullptr,
+          XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_IGNORE_ENC),
+      &xmlFreeDoc);
+  if (!document) return verdict;
+  Census census;
+  census.countedName = countedName;
+  census.Visit(document->children, 1);
+  verdict.counted = census.counted;
+  const bool isFault = !(census.faultCode.empty() && census.faultText.empty()) &&
+                       !BaseStringUtil::IsCaseInsensitiveMatch(census.faultText, L"null");
+  verdict.kind = document->intSubset || census.depth > kMaxDepth ? Verdict::kRefused
+                 : isFault                                       ? Verdict::kFault
+                                                                 : Verdict::kRows;
+  return verdict;
+}
+
+Verdict JudgeReply(std::string_view reply, bool isBare, String::View countedName) {
+  return JudgeDocument(WithOneDeclaration(reply, isBare), countedName);
+}
+
+}  // namespace inprocess

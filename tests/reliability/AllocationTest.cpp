@@ -1,0 +1,145 @@
+// Memory that runs out: every operation, at each of its allocations.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <random>
+
+#include "OperationsSupport.h"
+#include "WireServerSupport.h"
+#include "support/Effort.h"
+#include "support/FailingAllocation.h"
+#include "support/TempDir.h"
+
+namespace reliability {
+namespace {
+
+using Which = FailingAllocation::Which;
+using Whose = FailingAllocation::Whose;
+
+struct Mode {
+  const char* name;
+  Which which;
+  Whose whose;
+};
+const Mode kModes[] = {
+    {"from then on, calling thread", Which::kFromThenOn, Whose::kThisThread},
+    {"only that, calling thread", Which::kOnlyThat, Whose::kThisThread},
+    {"from then on, any thread", Which::kFromThenOn, Whose::kAnyThread},
+    {"only that, any thread", Which::kOnlyThat, Whose::kAnyThread},
+};
+
+/// What the tries came to.
+struct Tally {
+  long tries = 0;
+  long outOfMemory = 0;
+  long errors = 0;
+  long whole = 0;
+
+  void Add(const Outcome& outcome, const Outcome& undisturbed) {
+    ++tries;
+    if (outcome.end == Outcome::End::kOutOfMemory)
+      ++outOfMemory;
+    else if (outcome == undisturbed)
+      ++whole;
+    else
+      ++errors;
+  }
+  void Print(const std::string& what) const {
+    if (testing::Test::HasFailure()) return;
+    support::PrintFigure(
+        what, std::to_string(tries) + " tried: " + std::to_string(outOfMemory) +
+                  " ended by bad_alloc, " + std::to_string(errors) + " by an error text, " +
+                  std::to_string(whole) +
+                  " did without; 0 crashes, leaks, wrong records, unusable objects");
+  }
+};
+
+/// One operation on a fresh subject while the n-th allocation fails; then once more without.
+Outcome Try(const Operation& operation, const Kind& kind, const std::string& url,
+            const Outcome& whole, const Mode& mode, long nth) {
+  Subject subject(kind, url);
+  Outcome outcome;
+  {
+    Outputs outputs;
+    outcome = OutcomeOf(outputs, [&] {
+      const FailingAllocation failing(nth, mode.which, mode.whose);
+      operation.run(subject, outputs);
+    });
+  }
+  EXPECT_EQ(Complaint(operation, outcome, whole), "");
+  Outputs outputs;
+  const Outcome again = OutcomeOf(outputs, [&] { operation.run(subject, outputs); });
+  EXPECT_TRUE(again == whole) << "the object is not usable: " << ToText(again);
+  return outcome;
+}
+
+/// The allocation numbers to try: all of them, or a spread with a random start.
+std::vector<long> Numbers(long count, long quick, std::minstd_rand& random) {
+  const long tries = support::Effort(std::min(quick, count), count);
+  std::vector<long> numbers;
+  for (long i = 0; i < tries; ++i) {
+    const long begin = i * count / tries;
+    const long width = std::max((i + 1) * count / tries - begin, 1L);
+    numbers.push_back(begin + 1 + static_cast<long>(random()) % width);
+  }
+  return numbers;
+}
+
+void FailEverywhere(const std::vector<Operation>& operations, const Mode& mode, long quick,
+                    Tally& tally) {
+  WireServer server;
+  std::minstd_rand random(std::random_device{}());
+  for (const Kind& kind : kKinds)
+    for (const Operation& operation : operations) {
+      const std::string url = server.Url(kind.path);
+      Outcome whole;
+      long count = 0;
+      for (int i = 0; i < 2; ++i) {  // the first one fills what is kept for good
+        Subject subject(kind, url);
+        Outputs outputs;
+        whole = OutcomeOf(outputs, [&] {
+          const FailingAllocation counting(1L << 40, mode.which, mode.whose);
+          operation.run(subject, outputs);
+        });
+        count = FailingAllocation::Seen();
+      }
+      // Only what a kind of provider does not know ends in its fault.
+      ASSERT_TRUE(whole.IsWhole() || whole.thrown.starts_with("[64203] ")) << ToText(whole);
+      for (const long nth : Numbers(count, quick, random)) {
+        SCOPED_TRACE(std::string(kind.name) + ", " + operation.name + ", " + mode.name +
+                     ", allocation " + std::to_string(nth) + " of " + std::to_string(count));
+        const long before = FailingAllocation::Outstanding();
+        tally.Add(Try(operation, kind, url, whole, mode, nth), whole);
+        ASSERT_EQ(FailingAllocation::Outstanding(), before) << "a leak";
+        if (testing::Test::HasFailure()) return;
+      }
+    }
+}
+
+class Allocation : public testing::TestWithParam<Mode> {};
+
+TEST_P(Allocation, ThatFailsInAnyOperationLeavesAUsableObject) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
+  Tally tally;
+  FailEverywhere(kOperations, GetParam(), 4, tally);
+  tally.Print("allocation fails (" + std::string(GetParam().name) + ")");
+}
+
+TEST_P(Allocation, ThatFailsWithTheImportLogOnLeavesAUsableObject) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
+  const support::TempDir folder;
+  setenv("OT_XMLA_IMPORT_LOGGING", "1", 1);
+  setenv("XMLA_IMPORT_LOG_DIR", folder.Path().c_str(), 1);
+  Tally tally;
+  FailEverywhere(kOperations, GetParam(), 1, tally);
+  unsetenv("OT_XMLA_IMPORT_LOGGING");
+  unsetenv("XMLA_IMPORT_LOG_DIR");
+  tally.Print("allocation fails, import log on (" + std::string(GetParam().name) + ")");
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, Allocation, testing::ValuesIn(kModes),
+                         [](const auto& mode) { return std::to_string(mode.index); });
+
+}  // namespace
+}  // namespace reliability

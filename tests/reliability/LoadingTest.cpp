@@ -1,0 +1,84 @@
+// The libraries come and go with a host that is a plug-in: nothing of them stays in the process.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "WireServerSupport.h"
+#include "support/ChildProcess.h"
+#include "support/Effort.h"
+#include "support/FailingAllocation.h"
+
+namespace reliability {
+namespace {
+
+struct Loaded {
+  support::ChildResult child;
+  long records = 0;
+  long resident = 0;
+  long threads = 0;
+  std::vector<std::string> mapped;
+};
+
+Loaded LoadAndUnload(const std::string& url, long times, int cancelAfterMilliseconds) {
+  Loaded run;
+  run.child =
+      support::RunChild(LOAD_AND_UNLOAD, {LOADED_HOST, XMLASAX_LIBRARY, url, std::to_string(times),
+                                          std::to_string(cancelAfterMilliseconds)});
+  std::istringstream lines(run.child.out);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t blank = line.find(' ');
+    const std::string value = blank == std::string::npos ? "" : line.substr(blank + 1);
+    if (line.starts_with("records ")) run.records = std::atol(value.c_str());
+    if (line.starts_with("resident ")) run.resident = std::atol(value.c_str());
+    if (line.starts_with("threads ")) run.threads = std::atol(value.c_str());
+    if (line.starts_with("mapped ")) run.mapped.push_back(value);
+  }
+  return run;
+}
+
+/// A file that is part of the product, or a library that only the product brings.
+[[maybe_unused]] bool IsOurs(const std::string& file) {
+  for (const char* name : {"libUtilityXMLASAX", "libxmlahost", "loaded-host", "libcurl", "libxml2"})
+    if (file.find(name) != std::string::npos) return true;
+  return false;
+}
+
+TEST(Loading, AndUnloadingManyTimesLeavesNothing) {
+  WireServer server;
+  const std::string url = server.Url("/analysis-services");
+  const long times = support::Effort(30L, 1000L);
+  const Loaded run = LoadAndUnload(url, times, -1);
+  ASSERT_EQ(run.child.exitStatus, 0) << run.child.signal << run.child.out << run.child.err;
+  const long each = LoadAndUnload(url, 1, -1).records;
+  EXPECT_GT(each, 10);
+  EXPECT_EQ(run.records, times * each);
+  EXPECT_EQ(run.threads, 0);
+#if !defined(__SANITIZE_ADDRESS__) && XMLA_OWN_ALLOCATOR
+  EXPECT_LT(run.resident, 1024) << "KiB";
+  for (const std::string& file : run.mapped) EXPECT_FALSE(IsOurs(file)) << file;
+#endif
+  support::PrintFigure("the libraries loaded, an import, and unloaded",
+                       std::to_string(times) + " times: " + std::to_string(run.resident) +
+                           " KiB more in memory, 0 threads and 0 mappings of them left");
+}
+
+TEST(Loading, MayEndWhileTheResolverStillWorksForAnInterruptedImport) {
+  WireServer server;
+  const std::string url = "http://slow.test:" + std::to_string(server.Port()) + "/";
+  const long times = support::Effort(5L, 100L);
+  const Loaded run = LoadAndUnload(url, times, 20);
+  ASSERT_EQ(run.child.exitStatus, 0) << run.child.signal << run.child.out << run.child.err;
+  EXPECT_EQ(run.records, 0);
+  EXPECT_GT(run.threads, 0) << "no resolver was at work when the library was unloaded";
+  EXPECT_THAT(run.child.out, testing::HasSubstr("ended\n"));
+  support::PrintFigure("unloaded while the name resolver is at work",
+                       std::to_string(times) + " times: 0 crashes, every thread ended");
+}
+
+}  // namespace
+}  // namespace reliability

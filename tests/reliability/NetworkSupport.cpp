@@ -1,0 +1,63 @@
+#include "NetworkSupport.h"
+
+#include <gmock/gmock.h>
+
+#include "support/Effort.h"
+#include "tool/ToolProcess.h"
+
+namespace network {
+namespace {
+
+tool::Outcome RunSources(const std::string& url,
+                         const std::vector<std::pair<std::string, std::string>>& environment) {
+  tool::Options options;
+  options.environment = {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}};
+  for (const auto& variable : environment) options.environment.insert(variable);
+  // The kind is given, so that the first request is the one for the data sources.
+  return tool::RunTool({"--url", url, "--target", "analysis-services-2005", "sources"}, options);
+}
+
+}  // namespace
+
+Import::Import(const std::string& url, const std::string& user, const std::string& password) {
+  m_import.SetupConnInfo(support::Wide(url), support::Wide(user), support::Wide(password),
+                         ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
+}
+
+Outcome Import::DataSources() {
+  VXStringVector names;
+  String errors;
+  String warnings;
+  const Clock::time_point begin = Clock::now();
+  m_import.GetDataSourceNames(names, errors, warnings);
+  const Clock::time_point returned = Clock::now();
+  Outcome outcome{{}, support::Narrow(errors), SecondsSince(begin), returned};
+  for (const String& name : names) outcome.names.push_back(support::Narrow(name));
+  return outcome;
+}
+
+void ExpectOneErrorLine(const std::string& url, const std::string& says, double seconds,
+                        const std::vector<std::pair<std::string, std::string>>& environment) {
+  const Clock::time_point begin = Clock::now();
+  const tool::Outcome outcome = RunSources(url, environment);
+  EXPECT_LT(SecondsSince(begin), (seconds + 0.5) * Slack());
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  ASSERT_EQ(outcome.ErrorLines().size(), 1u) << outcome.err;
+  EXPECT_THAT(outcome.err, testing::StartsWith("xmla-import: error: "));
+  EXPECT_THAT(outcome.err, testing::HasSubstr(says));
+}
+
+void ExpectDataSources(const std::string& url,
+                       const std::vector<std::pair<std::string, std::string>>& environment) {
+  const tool::Outcome outcome = RunSources(url, environment);
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out, "NORTHQUAY\n");
+}
+
+void Figure(const std::string& what, const std::string& outcome) {
+  if (!testing::Test::HasFailure()) support::PrintFigure(what, outcome);
+}
+
+}  // namespace network

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <chrono>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "support/Text.h"
+
+/// What tests against misbehaving networks share.
+namespace network {
+
+using Clock = std::chrono::steady_clock;
+
+inline double SecondsSince(Clock::time_point begin) {
+  return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+/// One operation of an import and what came of it.
+struct Outcome {
+  std::vector<std::string> names;
+  std::string errors;
+  double seconds = 0;
+  Clock::time_point returned;
+};
+
+/// An import object that is asked for the data sources again and again.
+class Import {
+ public:
+  explicit Import(const std::string& url, const std::string& user = "",
+                  const std::string& password = "");
+  Outcome DataSources();
+
+ private:
+  OTXMLAAnaTamImportAPI m_import;
+};
+
+/// A variable of this process's environment, taken back at the end.
+class Variable {
+ public:
+  Variable(const char* name, const std::string& value) : m_name(name) {
+    if (const char* const former = std::getenv(name)) m_former = former;
+    setenv(name, value.c_str(), 1);
+  }
+  ~Variable() {
+    if (m_former.empty())
+      unsetenv(m_name);
+    else
+      setenv(m_name, m_former.c_str(), 1);
+  }
+  Variable(const Variable&) = delete;
+  Variable& operator=(const Variable&) = delete;
+
+ private:
+  const char* m_name;
+  std::string m_former;
+};
+
+/// Fails the test unless the tool's call ended with status 1, nothing on standard output, and one
+/// line on standard error, an error that says so.
+void ExpectOneErrorLine(const std::string& url, const std::string& says, double seconds,
+                        const std::vector<std::pair<std::string, std::string>>& environment = {});
+
+/// Lists the data sources through the tool; fails the test unless that goes well.
+void ExpectDataSources(const std::string& url,
+                       const std::vector<std::pair<std::string, std::string>>& environment = {});
+
+/// The parts one behind the other.
+template <class... Parts>
+std::string Text(const Parts&... parts) {
+  std::ostringstream text;
+  (text << ... << parts);
+  return text.str();
+}
+
+/// Prints a figure unless the test has failed.
+void Figure(const std::string& what, const std::string& outcome);
+
+/// The slack that a sanitized build is given.
+constexpr double Slack() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return 5;
+#elif defined(__has_feature)
+#  if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+  return 5;
+#  else
+  return 1;
+#  endif
+#else
+  return 1;
+#endif
+}
+
+}  // namespace network

@@ -1,0 +1,117 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
+
+// Everything that a host or the front end can ask for, as a table, with outcomes that can be
+// compared.
+namespace reliability {
+
+/// A kind of provider, and a cube of its sample data.
+struct Kind {
+  const char* name;
+  const char* path;  // at WireServer
+  ServerInfo::TargetType target;
+  const wchar_t* source;
+  const wchar_t* catalog;
+  const wchar_t* cube;
+  const wchar_t* hierarchy;  // one of the cube's
+  const wchar_t* member;     // one of the hierarchy's
+};
+extern const Kind kKinds[3];
+
+/// Where the operations put what they read.
+struct Outputs {
+  VXStringVector names;
+  std::vector<OTDataSource> dataSources;
+  std::vector<OTXMLAHierarchy> hierarchies;
+  std::vector<OTXMLAUnit> units;
+  OTCube cube;
+  std::pair<String, String> identity;
+  XmlADiscoverAgent::DataSourceCatalogs sourceCatalogs;
+  std::vector<OTCube> cubes;
+  std::vector<RefCnt<XmlACubeVariable>> variables;
+  std::vector<RefCnt<XmlADimension>> dimensions;
+  XmlADiscoverAgent::DefaultHierarchies defaults;
+  std::vector<RefCnt<XmlAMeasure>> measures;
+  std::vector<RefCnt<XmlAHierarchy>> rows;
+  std::vector<RefCnt<XmlALevel>> levels;
+  RefCnt<XmlAMember> member;
+  String errors = L"before\n";
+  String warnings = L"before\n";
+
+  Outputs();
+  /// One text for each record, in order.
+  std::vector<std::string> Records() const;
+};
+
+/// An import object and an agent of its own, connected to a provider, with a cube chosen.
+class Subject {
+ public:
+  Subject(const Kind& kind, std::string url);
+  const Kind& kind;
+  const String url;
+  const String source;
+  const String catalog;
+  const String cube;
+  const String hierarchy;
+  const String member;
+  OTXMLAAnaTamImportAPI import;
+  XmlADiscoverAgentHeap agent;
+  const RefCnt<XmlAHierarchy> hierarchyRow;
+};
+
+struct Operation {
+  const char* name;
+  bool throwsErrors;  ///< an ErrorMessage passes to the caller
+  bool isPrefix;      ///< what a failure leaves is the beginning of the whole
+  void (*run)(Subject& subject, Outputs& outputs);
+};
+/// The operations of the import interface, the two exports, and the agent's readers.
+extern const std::vector<Operation> kOperations;
+
+/// How an operation ended, and what it left behind.
+struct Outcome {
+  enum class End { kReturned, kErrorMessage, kOutOfMemory, kOtherException };
+  End end = End::kReturned;
+  std::string thrown;
+  std::vector<std::string> records;
+  std::string errors;
+  std::string warnings;
+
+  bool IsWhole() const { return end == End::kReturned && errors == "before\n"; }
+};
+std::string ToText(const Outcome& outcome);
+bool operator==(const Outcome& a, const Outcome& b);
+
+/// Turns what `run` does into an outcome; `run` may throw.
+template <class Run>
+Outcome OutcomeOf(Outputs& outputs, Run run);
+
+/// Checks the outcome of a disturbed operation against the undisturbed one; an empty text when it
+/// is as the interface promises.
+std::string Complaint(const Operation& operation, const Outcome& outcome, const Outcome& whole);
+
+std::string ThrownText(Outcome::End& end);
+void TakeTexts(const Outputs& outputs, Outcome& outcome);
+
+template <class Run>
+Outcome OutcomeOf(Outputs& outputs, Run run) {
+  Outcome outcome;
+  Outcome::End end = Outcome::End::kReturned;
+  try {
+    run();
+  } catch (...) {
+    outcome.thrown = ThrownText(end);
+  }
+  outcome.end = end;
+  TakeTexts(outputs, outcome);
+  return outcome;
+}
+
+}  // namespace reliability

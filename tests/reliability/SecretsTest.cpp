@@ -1,0 +1,331 @@
+// One canary user and password through every path into the tool: they reach the server that asks
+// for them and nothing else. The user's name stands in the prompt and in the log's heading alone.
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "DiscoverService.h"
+#include "NetworkSupport.h"
+#include "SampleProvider.h"
+#include "generic/Certificate.h"
+#include "generic/ScriptedServer.h"
+#include "support/ScriptedServer.h"
+#include "support/TempDir.h"
+#include "tool/ToolProcess.h"
+
+namespace network {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+constexpr char kUser[] = "canary-user";
+constexpr char kPassword[] = "canary/p@ss:w\xC3\xB6rd";
+constexpr char kUserInUrl[] = "canary-user";
+constexpr char kPasswordInUrl[] = "canary%2Fp%40ss%3Aw%C3%B6rd";
+
+/// Every form in which the secret might leak: as it is, in a URL, and in base64 with and without
+/// the user (the latter at each of the three offsets that a longer text gives it).
+const std::vector<std::string>& SecretForms() {
+  static const std::vector<std::string> forms{
+      kPassword,
+      "p@ss",
+      "p%40ss",
+      "p\\u0040ss",
+      kPasswordInUrl,
+      "Y2FuYXJ5L3BAc3M6d8O2cmQ",                  // the password
+      "Y2FuYXJ5LXVzZXI6Y2FuYXJ5L3BAc3M6d8O2cmQ",  // the user, a colon and the password
+      "NhbmFyeS9wQHNzOnfDtnJk",
+      "jYW5hcnkvcEBzczp3w7ZyZ",
+  };
+  return forms;
+}
+
+void ExpectNoSecret(const std::string& text, const std::string& where) {
+  for (const std::string& form : SecretForms())
+    EXPECT_EQ(text.find(form), std::string::npos) << form << " is in " << where << ":\n" << text;
+}
+
+void ExpectNoUser(const std::string& text, const std::string& where) {
+  EXPECT_EQ(text.find("canary"), std::string::npos) << "the user is in " << where << ":\n" << text;
+}
+
+int g_searched = 0;
+
+/// Runs the tool with a log, looks at its command line meanwhile, and searches all it left behind.
+class Search {
+ public:
+  /// To be called by the server at a request: the tool is running then.
+  void LookAtProcess() {
+    for (const pid_t process = m_process; process != 0;) {
+      ExpectNoSecret(support::ReadFile("/proc/" + std::to_string(process) + "/cmdline"),
+                     "the list of processes");
+      m_looked = true;
+      break;
+    }
+  }
+
+  tool::Outcome Run(tool::Arguments arguments, tool::Options options = {},
+                    const std::string& command = "tree") {
+    const support::TempDir folder;
+    const std::string output = folder.Path() / "result";
+    arguments.insert(arguments.end(), {"--log", folder.Path() / "log", "-o", output});
+    arguments.push_back(command);
+    const tool::Outcome outcome = tool::RunToolWhile(
+        arguments, [this](pid_t process) { m_process = process; }, options);
+    m_process = 0;
+    std::string shown = outcome.terminal;
+    const std::string prompt = std::string("Password of ") + kUser + ": ";
+    if (shown.starts_with(prompt)) shown.erase(0, prompt.size());
+    for (const auto& [text, where] : {std::pair(outcome.out, "standard output"),
+                                      {outcome.err, "standard error"},
+                                      {shown, "the terminal"}}) {
+      ExpectNoSecret(text, where);
+      ExpectNoUser(text, where);
+    }
+    for (const fs::path& file : folder.Files()) {
+      std::string text = support::ReadFile(file);
+      ExpectNoSecret(text, file);
+      // The heading of a log says who imported.
+      const std::string heading = std::string("User:\t") + kUser;
+      if (const std::size_t at = text.find(heading); at != std::string::npos)
+        text.erase(at, heading.size());
+      ExpectNoUser(text, file);
+    }
+    ++g_searched;
+    return outcome;
+  }
+
+  bool HasLooked() const { return m_looked; }
+
+ private:
+  std::atomic<pid_t> m_process{0};
+  std::atomic<bool> m_looked{false};
+};
+
+/// A way into the tool.
+struct Entrance {
+  const char* name;
+  std::function<void(const std::string& url, const fs::path& folder, tool::Arguments& arguments,
+                     tool::Options& options)>
+      use;
+};
+
+std::string UrlWithCredentials(const std::string& url) {
+  const std::size_t host = url.find("://") + 3;
+  return url.substr(0, host) + kUserInUrl + ":" + kPasswordInUrl + "@" + url.substr(host);
+}
+
+const Entrance kEntrances[] = {
+    {"URL",
+     [](const std::string& url, const fs::path&, tool::Arguments& arguments, tool::Options&) {
+       arguments = {"--url", UrlWithCredentials(url)};
+     }},
+    {"URL behind an equals sign",
+     [](const std::string& url, const fs::path&, tool::Arguments& arguments, tool::Options&) {
+       arguments = {"--url=" + UrlWithCredentials(url)};
+     }},
+    {"URL of the environment",
+     [](const std::string& url, const fs::path&, tool::Arguments&, tool::Options& options) {
+       options.environment["XMLA_IMPORT_URL"] = UrlWithCredentials(url);
+     }},
+    {"file",
+     [](const std::string& url, const fs::path& folder, tool::Arguments& arguments,
+        tool::Options&) {
+       std::ofstream(folder / "password") << kPassword << "\n";
+       arguments = {"--url", url, "--user", kUser, "--password-file", folder / "password"};
+     }},
+    {"standard input",
+     [](const std::string& url, const fs::path&, tool::Arguments& arguments,
+        tool::Options& options) {
+       arguments = {"--url", url, "--user", kUser, "--password-file", "-"};
+       options.input = std::string(kPassword) + "\n";
+     }},
+    {"variable",
+     [](const std::string& url, const fs::path&, tool::Arguments& arguments,
+        tool::Options& options) {
+       arguments = {"--url", url};
+       options.environment["XMLA_IMPORT_USER"] = kUser;
+       options.environment["XMLA_IMPORT_PASSWORD"] = kPassword;
+     }},
+    {"prompt",
+     [](const std::string& url, const fs::path&, tool::Arguments& arguments,
+        tool::Options& options) {
+       arguments = {"--url", url, "--user", kUser};
+       options.terminal = true;
+       options.typed = std::string(kPassword) + "\n";
+     }},
+};
+
+/// Calls in every form of output through every entrance.
+template <class Check>
+void ThroughEveryEntrance(const std::string& url, Search& search, Check check,
+                          const std::map<std::string, std::string>& environment = {}) {
+  for (const Entrance& entrance : kEntrances)
+    for (const char* format : {"text", "json"}) {
+      SCOPED_TRACE(std::string(entrance.name) + ", " + format);
+      const support::TempDir folder;
+      tool::Arguments arguments;
+      tool::Options options;
+      options.environment = environment;
+      entrance.use(url, folder.Path(), arguments, options);
+      arguments.insert(arguments.end(), {"--verbose", "--format", format});
+      check(search.Run(arguments, options));
+    }
+}
+
+/// What the server answers to log-ins.
+struct Gate {
+  const char* name;
+  const char* status;
+  const char* headers;
+  int exit;
+};
+
+constexpr Gate kGates[] = {
+    {"Basic", "401 Unauthorized", "WWW-Authenticate: Basic realm=\"r\"\r\n", 0},
+    {"Digest", "401 Unauthorized",
+     "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\", algorithm=SHA-256\r\n", 0},
+    {"refused", "401 Unauthorized", "WWW-Authenticate: Basic realm=\"r\"\r\n", 1},
+    {"forbidden", "403 Forbidden", "", 1},
+    {"a proxy's refusal", "407 Proxy Authentication Required",
+     "Proxy-Authenticate: Basic realm=\"r\"\r\n", 1},
+    {"not found", "404 Not Found", "", 1},
+    {"broken", "500 Internal Server Error", "", 1},
+};
+
+TEST(Secrets, OfALogInReachTheServerAlone) {
+  g_searched = 0;
+  for (const Gate& gate : kGates) {
+    SCOPED_TRACE(gate.name);
+    Search search;
+    std::atomic<int> admitted{0};
+    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+      search.LookAtProcess();
+      const bool isKnown = !request.Header("authorization").empty();
+      if (gate.exit == 0 && isKnown) {
+        ++admitted;
+        connection.Send(Answer(sample::Answer(sample::Kind::kAnalysisServices, request.body).body));
+      } else {
+        connection.Send(Answer("no", gate.status, gate.headers));
+      }
+      // The URL and every header but that of the log-in are free of it.
+      ExpectNoUser(request.head.substr(0, request.head.find('\n')), "the request line");
+      ExpectNoUser(request.Header("referer") + request.Header("cookie"), "headers");
+    });
+    ThroughEveryEntrance(
+        "http://" + server.Authority() + "/xmla", search,
+        [&](const tool::Outcome& outcome) { EXPECT_EQ(outcome.status, gate.exit) << outcome.err; });
+    EXPECT_EQ(admitted > 0, gate.exit == 0);
+    EXPECT_TRUE(search.HasLooked());
+  }
+  Figure("secrets in log-ins",
+         Text(g_searched, " calls through ", std::size(kEntrances), " entrances and ",
+              std::size(kGates),
+              " kinds of answer: in no output, terminal, log, file or list of processes"));
+}
+
+TEST(Secrets, DoNotFollowARedirectToAnotherOrigin) {
+  Search search;
+  ::ScriptedServer other(Answer("<r/>"));
+  for (const char* status : {"301 Moved Permanently", "302 Found", "307 Temporary Redirect"}) {
+    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+      const std::string target = UrlWithCredentials("http://" + other.Authority() + "/");
+      connection.Send(request.Header("authorization").empty()
+                          ? Answer("", "401 Unauthorized", "WWW-Authenticate: Basic\r\n")
+                          : Answer("", status, "Location: " + target + "\r\n"));
+    });
+    ThroughEveryEntrance(
+        "http://" + server.Authority() + "/xmla", search, [&](const tool::Outcome& outcome) {
+          EXPECT_EQ(outcome.status, 1);
+          EXPECT_THAT(outcome.err, HasSubstr("points to http://" + other.Authority() + "/"));
+        });
+  }
+  EXPECT_EQ(other.Connections(), 0u);
+}
+
+TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  ::ScriptedServer service(
+      [](ServedConnection& connection, const ReceivedRequest& request) {
+        connection.Send(
+            request.Header("authorization").empty()
+                ? Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=\"r\"\r\n")
+                : Answer(sample::Answer(sample::Kind::kAnalysisServices, request.body).body));
+      },
+      certificate.Context());
+  ::ScriptedServer proxy([](ServedConnection& connection, const ReceivedRequest& request) {
+    if (request.Header("proxy-authorization").empty())
+      connection.Send(Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"));
+    else
+      Tunnel(connection, request.head.substr(8, request.head.find(' ', 8) - 8));
+  });
+  Search search;
+  const std::string proxyUrl = "http://proxy-user:proxy-secret@" + proxy.Authority();
+  ThroughEveryEntrance(
+      "https://" + service.Authority() + "/xmla", search,
+      [&](const tool::Outcome& outcome) {
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_THAT(outcome.err, testing::Not(HasSubstr("proxy-")));
+      },
+      {{"https_proxy", proxyUrl}, {"no_proxy", ""}, {"SSL_CERT_FILE", certificate.Path()}});
+  EXPECT_FALSE(service.Requests().empty());
+  for (const ReceivedRequest& request : service.Requests())
+    EXPECT_EQ(request.Header("proxy-authorization"), "");
+  for (const ReceivedRequest& request : proxy.Requests()) {
+    ExpectNoSecret(request.head, "a request to the proxy");
+    EXPECT_EQ(request.Header("authorization"), "");
+  }
+}
+
+TEST(Secrets, OfAProxyThatRefusesThemAreNotTold) {
+  ::ScriptedServer proxy(Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"));
+  for (const char* scheme : {"http", "https"}) {
+    tool::Options options;
+    options.environment = {
+        {std::string(scheme) + "_proxy", UrlWithCredentials("http://" + proxy.Authority())},
+        {"no_proxy", ""}};
+    Search search;
+    const tool::Outcome outcome =
+        search.Run({"--url", std::string(scheme) + "://service.test/xmla", "--verbose"}, options);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("HTTP 407 Proxy Authentication Required"));
+  }
+}
+
+TEST(Secrets, OfUnusableCallsAreNotTold) {
+  Search search;
+  const std::string secret = std::string(kUser) + ":" + kPassword;
+  for (const std::string& url :
+       {"ftp://" + secret + "@host/", secret + "@host", "http://" + secret + "@",
+        "http://" + secret + "@host:99999/", "http://" + secret + "@ho st/"})
+    for (const char* format : {"text", "json"}) {
+      const tool::Outcome outcome = search.Run({"--url", url, "--format", format});
+      EXPECT_EQ(outcome.status, 2) << outcome.err;
+    }
+}
+
+TEST(Secrets, AreInNoMessageOfTheCatalogue) {
+  // A server of another kind, faults, skipped hierarchies, no XML: each message the library has.
+  sample::Options options;
+  options.user = kUser;
+  options.password = kPassword;
+  const sample::Provider provider(options);
+  Search search;
+  std::string all;
+  for (const char* mood : {"", "?mood=fault@MDSCHEMA_HIERARCHIES", "?mood=garble:50/9"})
+    for (const char* target : {"tessera", "sap-bw", "tamarind-7"}) {
+      const std::string url =
+          UrlWithCredentials(provider.Url(sample::Kind::kAnalysisServices) + mood);
+      all += search.Run({"--url", url, "--target", target}, {}, "import").err;
+    }
+  for (const char* number : {"[62010] ", "[62012] ", "[64203] ", "[46100] "})
+    EXPECT_THAT(all, HasSubstr(number));
+}
+
+}  // namespace
+}  // namespace network

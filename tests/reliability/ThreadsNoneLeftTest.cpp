@@ -1,0 +1,59 @@
+// A system that has no thread left to give.
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cerrno>
+
+#include "OperationsSupport.h"
+#include "WireServerSupport.h"
+#include "support/FailingAllocation.h"
+
+namespace {
+
+thread_local bool t_hasNone = false;
+
+}  // namespace
+
+#if XMLA_OWN_ALLOCATOR
+// Stands before the system's in the order in which the loader looks.
+extern "C" __attribute__((visibility("default"))) int pthread_create(
+    pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
+  using Function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pthread_create"));
+  return t_hasNone ? EAGAIN : next(thread, attributes, run, argument);
+}
+#endif
+
+namespace reliability {
+namespace {
+
+TEST(NoThreadLeft, IsAnErrorTextAndTheObjectWorksOnceThereIsOne) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "threads cannot be made to fail";
+  WireServer server;
+  for (const Kind& kind : kKinds)
+    for (const Operation& operation : kOperations) {
+      if (std::string(operation.name).find("create") != std::string::npos) continue;
+      Subject subject(kind, server.Url(kind.path));
+      Outputs outputs;
+      t_hasNone = true;
+      const Outcome none = OutcomeOf(outputs, [&] { operation.run(subject, outputs); });
+      t_hasNone = false;
+      if (std::string(operation.name) != "SetupConnInfo") {  // which needs none
+        EXPECT_THAT(none.thrown + none.errors,
+                    testing::HasSubstr("The system has no thread left to read the server's reply"))
+            << operation.name;
+      }
+      Subject fresh(kind, server.Url(kind.path));
+      Outputs again;
+      Outputs expected;
+      const Outcome usable = OutcomeOf(again, [&] { operation.run(subject, again); });
+      EXPECT_TRUE(usable == OutcomeOf(expected, [&] { operation.run(fresh, expected); }))
+          << operation.name << ToText(usable);
+    }
+}
+
+}  // namespace
+}  // namespace reliability

@@ -1,0 +1,94 @@
+// A process that loads and unloads a host and the import library with it, again and again, and says
+// what is left of them.
+//
+//   load-and-unload PLUGIN LIBRARY URL TIMES CANCEL-AFTER-MILLISECONDS
+
+#include <dlfcn.h>
+#include <netdb.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace {
+
+/// Answers late, as the system's resolver does when no name server answers.
+bool isSlow = false;
+
+std::set<std::string> MappedLibraries() {
+  std::set<std::string> files;
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    const std::size_t path = line.find('/');
+    if (path != std::string::npos) files.insert(line.substr(path));
+  }
+  return files;
+}
+
+long Resident() {
+  std::ifstream file("/proc/self/statm");
+  long size = 0;
+  long resident = 0;
+  file >> size >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+long Threads() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with("Threads:")) return std::atol(line.c_str() + 8);
+  return -1;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node,
+                                                                  const char* service,
+                                                                  const addrinfo* hints,
+                                                                  addrinfo** result) {
+  using Function = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
+  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  if (isSlow) usleep(300'000);
+  return next(isSlow ? "127.0.0.1" : node, service, hints, result);
+}
+
+int main(int, char** arguments) {
+  const std::string url = arguments[3];
+  const long times = std::atol(arguments[4]);
+  const int cancelAfter = std::atoi(arguments[5]);
+  isSlow = cancelAfter >= 0;
+  const std::wstring wide(url.begin(), url.end());
+  const std::set<std::string> before = MappedLibraries();
+  std::thread([] {}).join();  // a sanitizer starts one of its own with the first
+  const long ownThreads = Threads();
+  long records = 0;
+  long resident = 0;
+  for (long i = 0; i < times; ++i) {
+    void* const plugin = dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL);
+    if (!plugin) {
+      std::puts(dlerror());
+      return 1;
+    }
+    using Work = int (*)(const char*, const wchar_t*, int);
+    records +=
+        reinterpret_cast<Work>(dlsym(plugin, "WorkOnce"))(arguments[2], wide.c_str(), cancelAfter);
+    dlclose(plugin);
+    if (i == times / 3) resident = Resident();
+  }
+  std::printf("records %ld\nresident %ld\nthreads %ld\n", records, Resident() - resident,
+              Threads() - ownThreads);
+  if (isSlow) {
+    // Threads of the resolver that were left behind come to their end meanwhile.
+    while (Threads() > ownThreads) usleep(10'000);
+    std::puts("ended");
+  }
+  for (const std::string& file : MappedLibraries())
+    if (!before.contains(file)) std::printf("mapped %s\n", file.c_str());
+  std::fflush(stdout);
+  return 0;
+}
