@@ -323,20 +323,9 @@ TEST_P(HugeDocument, IsReadOrRefusedInTimeAndInSpace) {
   EXPECT_LT(outcome.size(), GetParam().outcome == std::string("[64203]") ? size : 2000u);
   EXPECT_LT(seconds, 60);
   const long megabytes = usage.ru_maxrss / 1024;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr bool kIsMeasured = false;
-#elif defined(__has_feature)
-#  if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-  constexpr bool kIsMeasured = false;
-#  else
-  constexpr bool kIsMeasured = true;
-#  endif
-#else
-  constexpr bool kIsMeasured = true;
-#endif
   // The document, what of it passes between server, client and reader, and its wide text where it
   // is ill-formed.
-  if (kIsMeasured) {
+  if (!support::kIsSanitized) {
     EXPECT_LT(megabytes, 300 + 12 * static_cast<long>(document.size() / 1000000));
   }
   std::string time = std::to_string(seconds);

@@ -51,8 +51,7 @@ TEST(MalformedImports, EndWithAResultOrErrorsAndLeaveTheImportUsable) {
     trials.push_back(std::make_unique<ImportTrial>(kind.target));
   const std::vector<Attack> attacks = Attacks();
   constexpr std::size_t kQuick = 1500;
-  std::size_t step =
-      std::max<std::size_t>(1, attacks.size() / support::Effort(kQuick, attacks.size()));
+  std::size_t step = support::Stride(attacks.size(), kQuick);
   while (step > 1 && (step % 5 == 0 || step % 11 == 0)) ++step;
   std::size_t counts[3] = {};
   std::size_t tried = 0;

@@ -101,8 +101,7 @@ TEST(ReadTwice, RepliesCutAtAnyByteGiveWhatParsingTwiceGives) {
     replies.push_back(reply);
   std::size_t bytes = 0;
   for (const Reply& reply : replies) bytes += reply.body.size();
-  const std::size_t step =
-      std::max<std::size_t>(1, bytes / support::Effort<std::size_t>(6000, bytes));
+  const std::size_t step = support::Stride<std::size_t>(bytes, 6000);
   Comparison comparison;
   std::size_t position = 0;
   for (const Reply& reply : replies) {
@@ -128,8 +127,7 @@ TEST(ReadTwice, RearrangedRepliesCutAtAnyByteToo) {
     }
   std::size_t bytes = 0;
   for (const std::string& text : texts) bytes += text.size();
-  const std::size_t step =
-      std::max<std::size_t>(1, bytes / support::Effort<std::size_t>(6000, bytes));
+  const std::size_t step = support::Stride<std::size_t>(bytes, 6000);
   Comparison comparison;
   std::size_t position = 0;
   for (const std::string& text : texts) {

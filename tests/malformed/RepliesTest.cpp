@@ -92,8 +92,7 @@ class Trials {
 /// and with so many, evenly spread, in the quick one.
 template <class Visit>
 void ForEachByte(std::size_t quick, Visit visit) {
-  const std::size_t step =
-      std::max<std::size_t>(1, TotalSize() / support::Effort(quick, TotalSize()));
+  const std::size_t step = support::Stride(TotalSize(), quick);
   std::size_t position = 0;
   for (const Reply& reply : Replies()) {
     for (; position < reply.body.size(); position += step) visit(reply, position);
@@ -148,7 +147,7 @@ TEST(MalformedReplies, WithElementsRearrangedGiveRowsOrAnError) {
   std::size_t total = 0;
   for (const Reply& reply : Replies()) total += malformed::Elements(reply.body).size();
   total *= malformed::Mutations().size();
-  std::size_t step = std::max<std::size_t>(1, total / support::Effort(kQuick, total));
+  std::size_t step = support::Stride(total, kQuick);
   if (step % malformed::Mutations().size() == 0) ++step;  // not the same one again and again
   Trials trials;
   std::size_t number = 0;

@@ -8,6 +8,7 @@
 
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "support/Sanitized.h"
 #include "support/Text.h"
 
 /// What tests against misbehaving networks share.
@@ -80,18 +81,6 @@ std::string Text(const Parts&... parts) {
 void Figure(const std::string& what, const std::string& outcome);
 
 /// The slack that a sanitized build is given.
-constexpr double Slack() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return 5;
-#elif defined(__has_feature)
-#  if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-  return 5;
-#  else
-  return 1;
-#  endif
-#else
-  return 1;
-#endif
-}
+constexpr double Slack() { return support::kIsSanitized ? 5 : 1; }
 
 }  // namespace network

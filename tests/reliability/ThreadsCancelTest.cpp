@@ -40,7 +40,7 @@ TEST(Cancelling, AtAnyAllocationOfAnyThreadEndsTheOperationAndLeavesAUsableObjec
       Subject first(kind, server.Url(kind.path));
       const Outcome whole = run(first, never, 1L << 40);
       const long count = FailingAllocation::Seen();
-      const long step = support::Effort(std::max(count / 3, 1L), 1L);
+      const long step = support::Stride(count, 3L);
       for (long nth = 1 + static_cast<long>(random()) % step; nth <= count; nth += step) {
         SCOPED_TRACE(std::string(kind.name) + ", " + operation.name + ", at allocation " +
                      std::to_string(nth) + " of " + std::to_string(count));
@@ -103,7 +103,7 @@ class CancellingAtElements : public testing::TestWithParam<long> {};
 
 TEST_P(CancellingAtElements, EndsTheReadingAndLeavesAUsableReader) {
   const long size = GetParam();
-  const long step = support::Effort(std::max(size / 25, 1L), 1L);
+  const long step = support::Stride(size, 25L);
   long tries = 0;
   long dropped = 0;
   Reading reading(size);
@@ -130,7 +130,7 @@ TEST_P(CancellingAtElements, EndsTheReadingAndLeavesAUsableReader) {
 
 TEST_P(CancellingAtElements, AReaderMayBeDestroyedAtAnyOfThem) {
   const long size = GetParam();
-  const long step = support::Effort(std::max(size / 15, 1L), std::max(size / 2000, 1L));
+  const long step = support::Stride(size, 15L);
   long tries = 0;
   for (long k = 0; k <= size; k += step, ++tries) {
     Reading reading(size);
@@ -142,7 +142,7 @@ TEST_P(CancellingAtElements, AReaderMayBeDestroyedAtAnyOfThem) {
 
 TEST_P(CancellingAtElements, TheCallersStateEndsTheReadingAtAnyOfThem) {
   const long size = GetParam();
-  const long step = support::Effort(std::max(size / 15, 1L), std::max(size / 2000, 1L));
+  const long step = support::Stride(size, 15L);
   for (long k = 0; k < size; k += step) {
     Reading reading(size);
     VXExecutionState state;

@@ -1,6 +1,7 @@
 // Every reply is read twice, for a fault and for its rows, but parsed once. What comes of it must
 // be what parsing it twice gives: here replies, whole and cut at every byte, go both ways.
 
+#include <atomic>
 #include <filesystem>
 
 #include "AgentProbe.h"
@@ -153,7 +154,7 @@ TEST(ReadTwice, ExchangeGivesRowsAndErrorsOfTheStepsOneByOne) {
   for (const bool isModern : {false, true}) {
     const auto target = isModern ? ServerInfo::kAnalysisServices2008 : ServerInfo::kTessera;
     for (const std::string& whole : replies) {
-      std::size_t length = 0;
+      std::atomic<std::size_t> length = 0;
       ScriptedServer server([&](const support::Request&) {
         return support::Reply{whole.substr(0, length), 200, "text/xml"};
       });
