@@ -126,26 +126,25 @@ TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
     const int signal = i % 2 ? SIGINT : SIGTERM;
     const double moment = std::uniform_real_distribution<>(0, whole)(random);
     SCOPED_TRACE("signal " + std::to_string(signal) + " after " + std::to_string(moment) + " s");
-    Run run = Interrupted(signal, moment, i % 3 ? "2" : "1");
-    // What a busy machine does once, it does not do at that moment again and again.
-    slow += run.sinceSignal > kSeconds;
-    for (int again = 0; again < 3 && run.outcome.status == 130 && run.sinceSignal > kSeconds;
-         ++again)
-      run = Interrupted(signal, moment, i % 3 ? "2" : "1");
+    const Run run = Interrupted(signal, moment, i % 3 ? "2" : "1");
     EXPECT_EQ(run.outcome.signal, 0);
     // An import that was whole already has nothing to be interrupted.
     late += run.outcome.status == 0;
     if (run.outcome.status == 0) whole = std::min(whole, run.whole);
     EXPECT_TRUE(run.outcome.status == 130 || run.outcome.status == 0) << run.outcome.err;
-    if (run.outcome.status == 130) longest = std::max(longest, run.sinceSignal);
+    if (run.outcome.status != 130) continue;
+    longest = std::max(longest, run.sinceSignal);
+    slow += run.sinceSignal > kSeconds;
   }
-  EXPECT_LT(longest, kSeconds);
-  EXPECT_LT(late, moments);
+  // A machine with other work may hold a process up now and then.
+  EXPECT_LE(slow, 1 + moments / 20);
+  EXPECT_LT(longest, 10 * kSeconds);
+  EXPECT_LT(late, moments / 2);
   Figure("interrupted imports",
          Text(moments, " signals at random moments: ", moments - late,
               " ended with status 130 after at most ", static_cast<int>(longest * 1e3) + 1, " ms, ",
-              slow, " of them tried again for being slower, ", late, " were done; ", m_outputs,
-              " output files whole, ", m_runs - m_outputs, " not there, ", m_logs,
+              slow, " of them after more than ", 1e3 * kSeconds, " ms, ", late, " were done; ",
+              m_outputs, " output files whole, ", m_runs - m_outputs, " not there, ", m_logs,
               " logs ended cleanly"));
 }
 

@@ -63,11 +63,27 @@ WireServer::~WireServer() {
   shutdown(m_listening, SHUT_RDWR);
   m_accepting.join();
   close(m_listening);
+  std::list<std::thread> threads;
   {
     const std::lock_guard lock(m_mutex);
-    for (const Wire& wire : m_wires) shutdown(wire.Socket(), SHUT_RDWR);
+    for (Connection& connection : m_connections) {
+      shutdown(connection.wire->Socket(), SHUT_RDWR);
+      threads.push_back(std::move(connection.thread));
+    }
   }
-  for (std::thread& thread : m_threads) thread.join();
+  for (std::thread& thread : threads) thread.join();
+  for (Connection& connection : m_ended)
+    if (connection.thread.joinable()) connection.thread.join();
+}
+
+/// Thousands of connections come and go, and each thread keeps its stack until it is joined.
+void WireServer::JoinEnded() {
+  std::list<Connection> ended;
+  {
+    const std::lock_guard lock(m_mutex);
+    ended.swap(m_ended);
+  }
+  for (Connection& connection : ended) connection.thread.join();
 }
 
 std::string WireServer::Url(const std::string& path) const {
@@ -81,18 +97,20 @@ void WireServer::Accept() {
     if (accepted < 0) return;
     const int yes = 1;
     setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    JoinEnded();
     const std::lock_guard lock(m_mutex);
     if (m_ends) {
       close(accepted);
       return;
     }
-    m_wires.emplace_back(accepted);
-    const auto wire = std::prev(m_wires.end());
-    m_threads.emplace_back([this, wire] {
+    const auto connection = m_connections.emplace(m_connections.end());
+    connection->wire.emplace(accepted);
+    connection->thread = std::thread([this, connection] {
       FailingAllocation::ExemptThisThread();
-      Serve(*wire);
+      Serve(*connection->wire);
       const std::lock_guard closing(m_mutex);
-      m_wires.erase(wire);  // thousands of connections come and go
+      connection->wire.reset();
+      m_ended.splice(m_ended.end(), m_connections, connection);
     });
   }
 }

@@ -5,6 +5,7 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -51,8 +52,14 @@ class WireServer {
   int Port() const { return m_port; }
 
  private:
+  struct Connection {
+    std::optional<Wire> wire;  // none once it has ended
+    std::thread thread;
+  };
+
   void Accept();
   void Serve(const Wire& wire);
+  void JoinEnded();
   const std::string& SampleAnswer(const std::string& path, const std::string& body);
 
   Handler m_handler;
@@ -61,8 +68,8 @@ class WireServer {
   std::atomic<bool> m_ends{false};
   std::mutex m_mutex;
   std::map<std::string, std::string> m_answers;
-  std::list<Wire> m_wires;
-  std::list<std::thread> m_threads;
+  std::list<Connection> m_connections;
+  std::list<Connection> m_ended;
   std::thread m_accepting;
 };
 

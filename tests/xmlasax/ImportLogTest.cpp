@@ -262,6 +262,60 @@ TEST_IN_CHILD(ImportLog, CountsWholeSecondsCutNotRounded, kLogging) {
   EXPECT_THAT(text, HasSubstr("Requesting time in seconds: 0\tParsing time in seconds: 6\n"));
 }
 
+/// Characters of one to four bytes, so that pieces of any size end inside one somewhere.
+std::string LargeText(std::size_t bytes) {
+  const std::string characters = "a\xD0\xB3\xE2\x82\xAC\xF0\x9D\x84\x9E.";
+  std::string text;
+  while (text.size() < bytes) text += characters;
+  return text;
+}
+
+TEST_IN_CHILD(ImportLog, ALargeReplyStandsInItAsItCame, kLogging) {
+  // What is not UTF-8 stands in it as what the reader takes it for.
+  for (const std::string& odd : {std::string(), std::string(9, '\x80') + "\xE2\x82"}) {
+    std::string rows;
+    for (std::size_t i = 0; i < 9; ++i)
+      rows += "<row><CATALOG_NAME>" + LargeText(80000 + 7919 * i) + odd + "</CATALOG_NAME></row>";
+    const std::string reply = RowsetReply(rows);
+    ScriptedServer server({{reply}});
+    LogDir log;
+    {
+      AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
+      VXStringVector catalogs;
+      agent.GetCatalogs(catalogs, L"d");
+      EXPECT_EQ(catalogs.size(), 9u);
+    }
+    const std::string whole = support::Narrow(support::Wide(reply));
+    const std::string text = support::ReadFile(log.File());
+    EXPECT_NE(text.find(whole.substr(whole.find('\n')) + "\n" + kDelimiter), std::string::npos);
+  }
+}
+
+TEST_IN_CHILD(ImportLog, OfALargeReplyThatComesTooLateTheBeginningStandsInIt, kLogging) {
+  const std::string mark = "\n(the rest is left out: the import was stopped)";
+  constexpr std::size_t kKept = std::size_t{1} << 20;
+  const RefCnt<VXExecutionState> state(new VXExecutionState);
+  LogDir log;
+  {
+    AgentProbe agent(kNobody, ServerInfo::kTessera, true);
+    const VXExecutionState::Scope scope(*state);
+    const String large(std::wstring(3 * kKept, L'x'));
+    const VXDateTime now;
+    agent.LogContent(L"in time", L"q", large, now, now, now);
+    state->RequestCancellation(VXExecutionState::kCancelReasonHost);
+    agent.LogContent(L"too late", L"q", large, now, now, now);
+    agent.LogContent(L"short", L"q", String(large.view().substr(0, kKept)), now, now, now);
+  }
+  const std::string text = support::ReadFile(log.File());
+  const std::string response = "++++++++ Response ++++++++++\n";
+  EXPECT_NE(text.find(response + std::string(3 * kKept, 'x') + "\n" + kDelimiter + "too late"),
+            std::string::npos);
+  EXPECT_NE(text.find(response + std::string(kKept, 'x') + mark + "\n" + kDelimiter + "short"),
+            std::string::npos);
+  EXPECT_NE(text.find(response + std::string(kKept, 'x') + "\n" + kDelimiter + "Import ends"),
+            std::string::npos);
+}
+
 TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLogging) {
   SUSystemConfig::GetSystemConfig().SetLogDirectory(L"/proc/no-such-directory");
   OTXMLAAnaTamImportAPI import;

@@ -65,15 +65,48 @@ std::uint64_t WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
   return seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0;  // a clock may be set back
 }
 
-/// A host that stops an import is not kept waiting while a very large reply goes to the log: of it,
-/// the beginning is enough.
-void CutWhenStopped(NarrowString& reply) {
-  constexpr std::size_t kMostKept = std::size_t{1} << 20;
+// A host that stops an import is not kept waiting while a very large reply is made ready for the
+// log: it is converted piece by piece, and of one that is too late the beginning is enough.
+
+constexpr std::size_t kLogPiece = std::size_t{1} << 18;
+constexpr std::size_t kAlwaysLogged = std::size_t{1} << 20;
+constexpr std::string_view kCutMark = "\n(the rest is left out: the import was stopped)";
+
+bool IsTooLate(std::size_t converted) {
   const VXExecutionState* const state = VXExecutionState::Current();
-  if (!state || !state->IsCancellationRequested() || reply.size() <= kMostKept) return;
-  NarrowString beginning(reply.view().substr(0, kMostKept));
-  beginning += NarrowString("\n(the rest is left out: the import was stopped)");
-  reply = beginning;
+  return converted >= kAlwaysLogged && state && state->IsCancellationRequested();
+}
+
+/// The length of a piece from the beginning that does not part a character.
+std::size_t PieceLength(std::string_view bytes) {
+  if (bytes.size() <= kLogPiece) return bytes.size();
+  constexpr std::size_t kMostContinued = 3;  // bytes of a character behind its first
+  for (std::size_t back = 0; back <= kMostContinued; ++back)
+    if ((static_cast<unsigned char>(bytes[kLogPiece - back]) & 0xC0) != 0x80)
+      return kLogPiece - back;
+  return kLogPiece;
+}
+
+String WidenedForLog(const NarrowString& reply) {
+  String text;
+  for (std::string_view rest = reply.view(); !rest.empty();) {
+    const std::size_t length = PieceLength(rest);
+    text += Widened(NarrowString(rest.substr(0, length)));
+    rest.remove_prefix(length);
+    if (!rest.empty() && IsTooLate(text.size())) return text + Widened(NarrowString(kCutMark));
+  }
+  return text;
+}
+
+void AppendForLog(NarrowString& entry, String::View text) {
+  for (std::size_t done = 0; done < text.size(); done += kLogPiece) {
+    if (IsTooLate(done)) {
+      entry.append(kCutMark);
+      return;
+    }
+    entry += BaseStringUtil::StringToStdString(String(text.substr(done, kLogPiece)),
+                                               BaseStringUtil::kCodePageUTF8);
+  }
 }
 
 VXDateTime Now() {
@@ -155,7 +188,10 @@ String XmlADiscoverAgentImpl::UrlForLog() const {
 }
 
 void XmlADiscoverAgentImpl::WriteLog(const String& text) {
-  const NarrowString bytes = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+  WriteLogBytes(BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8));
+}
+
+void XmlADiscoverAgentImpl::WriteLogBytes(const NarrowString& bytes) {
   m_LogFile->WriteBytes(bytes.data(), bytes.size());
   m_LogFile->Flush();
 }
@@ -176,9 +212,10 @@ void XmlADiscoverAgentImpl::LogContent(const String& title, const String& reques
   text += L"\n======== Request ===========\n";
   text += request;
   text += L"\n++++++++ Response ++++++++++\n";
-  text += response;
-  text += L"\n";
-  WriteLog(text);
+  NarrowString entry = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+  AppendForLog(entry, response.view());
+  entry.append("\n");
+  WriteLogBytes(entry);
 }
 
 // The exchange.
@@ -326,19 +363,18 @@ void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& 
     if (m_Log && title.failure) {
       String text;
       error.RetrieveErrorMessages(text);
-      CutWhenStopped(reply);
       VXDateTime::GetCurrDateTime(answered);
       VXDateTime::GetCurrDateTime(finished);
       VXStringVector all = arguments;
       all.push_back(text);
-      LogContent(FormatLogText(kTitleCapacity, title.failure, all), request, Widened(reply),
+      LogContent(FormatLogText(kTitleCapacity, title.failure, all), request, WidenedForLog(reply),
                  started, answered, finished);
     }
     throw;
   }
   if (m_Log) {
-    LogContent(FormatLogText(kTitleCapacity, title.success, arguments), request, Widened(reply),
-               started, answered, finished);
+    LogContent(FormatLogText(kTitleCapacity, title.success, arguments), request,
+               WidenedForLog(reply), started, answered, finished);
   }
 }
 

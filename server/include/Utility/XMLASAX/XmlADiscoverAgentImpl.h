@@ -101,6 +101,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
  private:
   void OpenLog();
   void WriteLog(const String& text);
+  void WriteLogBytes(const NarrowString& bytes);
   String UrlForLog() const;
   bool PostRequest(const String& request, NarrowString& reply, bool keepReply);
   template <class Text>
