@@ -9,6 +9,7 @@
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/VXThread.h"
 #include "inprocess/Oracle.h"
+#include "inprocess/PlainText.h"
 
 namespace {
 
@@ -100,10 +101,13 @@ void ReadStopped(SAX2XmlReadDriver& driver, std::string_view bytes, Stop way, st
 }
 
 void CompareWithLibrary(std::string_view bytes, const Reading& reading, const String& error) {
-  const inprocess::Verdict verdict = inprocess::JudgeDocument(bytes);
+  std::wstring elements;
+  const inprocess::Verdict verdict = inprocess::JudgeDocument(bytes, {}, &elements);
   const bool isRefused = verdict.kind == inprocess::Verdict::kIllFormed ||
                          verdict.kind == inprocess::Verdict::kRefused;
   Require(reading.failed == isRefused, "not the XML library's opinion", bytes);
+  Require(reading.failed || reading.elements == inprocess::PlainEncode(elements),
+          "other elements than the XML library's", bytes);
   Require(reading.failed == !error.empty(), "an error without text, or a text without error",
           bytes);
   Require(error.find(L"\n") == String::npos && error.size() < 400, "a form of error text", bytes);

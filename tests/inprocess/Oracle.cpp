@@ -59,6 +59,7 @@ struct Census {
   std::size_t depth = 0;
   std::wstring faultCode;
   std::wstring faultText;
+  std::wstring* elements = nullptr;
 
   std::unordered_map<const xmlChar*, NameKind> kinds;
 
@@ -87,6 +88,12 @@ std::wstring OwnText(const xmlNode* element) {
   return PlainDecode(text);
 }
 
+/// A prefix that the document does not declare is left in the name by the XML library.
+std::wstring LocalName(const xmlChar* name) {
+  const std::wstring text = PlainDecode(AsText(name));
+  return text.substr(text.find(L':') + 1);
+}
+
 void Census::Visit(const xmlNode* node, std::size_t level) {
   for (; node; node = node->next) {
     if (node->type != XML_ELEMENT_NODE) continue;
@@ -96,6 +103,7 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
     counted += kind.isCounted ? 1 : 0;
     if (kind.isFaultCode) faultCode = OwnText(node);
     if (kind.isFaultText) faultText += OwnText(node);
+    if (elements) *elements += LocalName(node->name) + L"|" + OwnText(node) + L"|";
   }
 }
 
@@ -139,7 +147,7 @@ std::string WithoutExtras(std::string_view text) {
 
 }  // namespace
 
-Verdict JudgeDocument(std::string_view given, String::View countedName) {
+Verdict JudgeDocument(std::string_view given, String::View countedName, std::wstring* elements) {
   const std::string text =
       WithoutExtras(IsAscii(given) ? std::string(given) : PlainEncode(PlainDecode(given)));
   Verdict verdict;
@@ -153,6 +161,7 @@ Verdict JudgeDocument(std::string_view given, String::View countedName) {
   if (!document) return verdict;
   Census census;
   census.countedName = countedName;
+  census.elements = elements;
   census.Visit(document->children, 1);
   verdict.counted = census.counted;
   const bool isFault = !(census.faultCode.empty() && census.faultText.empty()) &&

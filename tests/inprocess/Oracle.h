@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "Utility/Generic/String.h"
@@ -23,7 +24,9 @@ struct Verdict {
 /// one is put in front of them. `countedName` is compared ignoring case and prefix.
 Verdict JudgeReply(std::string_view reply, bool isBare, String::View countedName);
 
-/// Judges a document as the reader gets it.
-Verdict JudgeDocument(std::string_view document, String::View countedName = {});
+/// Judges a document as the reader gets it. `elements`, unless null, is given each element's local
+/// name and own text, "NAME|TEXT|", in the order in which the elements end.
+Verdict JudgeDocument(std::string_view document, String::View countedName = {},
+                      std::wstring* elements = nullptr);
 
 }  // namespace inprocess

@@ -68,7 +68,9 @@ std::string Trial::Compare(std::string_view reply, const Result& result) const {
     case Outcome::kParseError:
       return isRows || verdict.kind == Verdict::kFault ? "refused, though it is well-formed" : "";
     case Outcome::kNotXml:
-      break;
+      return isKnownCharset && verdict.kind != Verdict::kIllFormed
+                 ? "refused as no XML, though it is"
+                 : "";
   }
   return {};
 }
