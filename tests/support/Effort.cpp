@@ -1,5 +1,7 @@
 #include "support/Effort.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -11,6 +13,7 @@ bool IsLong() {
 }
 
 void PrintFigure(const std::string& what, const std::string& outcome) {
+  if (testing::Test::HasFailure()) return;
   std::printf("figure: %s: %s\n", what.c_str(), outcome.c_str());
   std::fflush(stdout);
 }

@@ -27,7 +27,8 @@ Number Stride(Number total, Number quick) {
 }
 
 /// Prints what was tried and what came of it, as one line "figure: WHAT: OUTCOME" on standard
-/// output: `./check` gathers these lines, and docs/reliability.md quotes them.
+/// output: `./check` gathers these lines, and docs/reliability.md quotes them. A test that has
+/// failed prints none.
 void PrintFigure(const std::string& what, const std::string& outcome);
 
 }  // namespace support
