@@ -88,10 +88,20 @@ std::wstring OwnText(const xmlNode* element) {
   return PlainDecode(text);
 }
 
-/// A prefix that the document does not declare is left in the name by the XML library.
-std::wstring LocalName(const xmlChar* name) {
-  const std::wstring text = PlainDecode(AsText(name));
-  return text.substr(text.find(L':') + 1);
+/// A prefix that the document does not declare is left in the name by the XML library. A name that
+/// only looks like one with a prefix has none.
+std::wstring LocalName(const xmlNode* element) {
+  const std::string name(AsText(element->name));
+  const std::size_t colon = name.find(':');
+  if (element->ns || colon == std::string::npos) return PlainDecode(name);
+  const std::string prefix = name.substr(0, colon);
+  const std::string local = name.substr(colon + 1);
+  const auto bytes = [](const std::string& text) {
+    return reinterpret_cast<const xmlChar*>(text.c_str());
+  };
+  const bool hasPrefix = xmlValidateNCName(bytes(prefix), 0) == 0 && !local.starts_with(':') &&
+                         xmlValidateName(bytes(local), 0) == 0;
+  return PlainDecode(hasPrefix ? local : name);
 }
 
 void Census::Visit(const xmlNode* node, std::size_t level) {
@@ -103,7 +113,7 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
     counted += kind.isCounted ? 1 : 0;
     if (kind.isFaultCode) faultCode = OwnText(node);
     if (kind.isFaultText) faultText += OwnText(node);
-    if (elements) *elements += LocalName(node->name) + L"|" + OwnText(node) + L"|";
+    if (elements) *elements += LocalName(node) + L"|" + OwnText(node) + L"|";
   }
 }
 
