@@ -88,20 +88,21 @@ std::wstring OwnText(const xmlNode* element) {
   return PlainDecode(text);
 }
 
+/// True for characters that a name may hold but not begin with (XML 1.0, productions 4 and 4a), and
+/// for the colon.
+bool IsInsideNamesOnly(wchar_t c) {
+  return (c >= L'0' && c <= L'9') || c == L'-' || c == L'.' || c == L':' || c == L'\x00B7' ||
+         (c >= L'\x0300' && c <= L'\x036F') || c == L'\x203F' || c == L'\x2040';
+}
+
 /// A prefix that the document does not declare is left in the name by the XML library. A name that
 /// only looks like one with a prefix has none.
 std::wstring LocalName(const xmlNode* element) {
-  const std::string name(AsText(element->name));
-  const std::size_t colon = name.find(':');
-  if (element->ns || colon == std::string::npos) return PlainDecode(name);
-  const std::string prefix = name.substr(0, colon);
-  const std::string local = name.substr(colon + 1);
-  const auto bytes = [](const std::string& text) {
-    return reinterpret_cast<const xmlChar*>(text.c_str());
-  };
-  const bool hasPrefix = xmlValidateNCName(bytes(prefix), 0) == 0 && !local.starts_with(':') &&
-                         xmlValidateName(bytes(local), 0) == 0;
-  return PlainDecode(hasPrefix ? local : name);
+  const std::wstring name = PlainDecode(AsText(element->name));
+  const std::size_t colon = name.find(L':');
+  if (element->ns || colon == std::wstring::npos || colon == 0) return name;
+  const std::wstring local = name.substr(colon + 1);
+  return local.empty() || IsInsideNamesOnly(local.front()) ? name : local;
 }
 
 void Census::Visit(const xmlNode* node, std::size_t level) {
