@@ -52,9 +52,11 @@ TEST(ToolMemory, CubeThatDoesNotFitFailsAloneAndTheOthersStay) {
                                 jobs});
       ASSERT_EQ(result.signal, 0) << result.err;
       EXPECT_THAT(result.err, testing::HasSubstr("here is not enough memory"));
-      const Json document = Json::parse(result.out);
+      const Json document = Json::parse(result.out, nullptr, false);
+      ASSERT_TRUE(document.is_object()) << result.out.substr(0, 500);
       if (result.exitStatus == 1) {  // read, but too large to be written
         ++unwritten;
+        ASSERT_FALSE(document["errors"].empty()) << result.out.substr(0, 500);
         EXPECT_EQ(document["errors"].back(), "there is not enough memory to write the result");
         continue;
       }
