@@ -87,6 +87,9 @@ constexpr std::string_view kCalls[] = {
     "tree|--version||||||||",
     "-ofile|--log=dir|tree|--source|||http://[::1]:80/|||x| -1|//|",
     "--format|xml|--jobs|99|nothing||||||||\n",
+    "cube|--cube|\x1B["
+    "2J\t\r\n\x7F\xC2\x9B\xD8\x9C\xE2\x80\x8E\xE2\x80\xA8\xE2\x80\xAE\xE2\x81\xA6\xEF\xBB\xBF"
+    "||||||||",
 };
 
 }  // namespace

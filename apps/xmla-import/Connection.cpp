@@ -117,15 +117,17 @@ Connection Connect(const Arguments& arguments) {
 }
 
 void HideCredentials(int argc, char** argv) {
-  constexpr std::string_view kUser = "--user";
+  constexpr std::string_view kOption = "--user";
+  constexpr std::string_view kOptionWithValue = "--user=";
   // From the back: a word is recognized by the one before it, which may be a value as well.
   for (int i = argc - 1; i > 0; --i) {
     char* const word = argv[i];
     char* const end = word + std::strlen(word);
-    if (i > 1 && argv[i - 1] == kUser)
+    // An equals sign without a value takes the next word, too.
+    if (i > 1 && (argv[i - 1] == kOption || argv[i - 1] == kOptionWithValue))
       Hide(word, end);
-    else if (std::string_view(word).starts_with("--user="))
-      Hide(word + kUser.size() + 1, end);
+    else if (std::string_view(word).starts_with(kOptionWithValue))
+      Hide(word + kOptionWithValue.size(), end);
     else
       HideInUrl(word);
   }
