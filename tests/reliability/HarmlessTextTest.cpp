@@ -238,6 +238,7 @@ TEST(HarmlessText, OfMessagesAndLogsStaysAsItCame) {
   const tool::Json errors = outcome.Document()["errors"];
   ASSERT_EQ(errors.size(), 1u);
   EXPECT_THAT(errors[0].get<std::string>(), HasSubstr("text " + Hostile(InMessage)));
+  EXPECT_THAT(outcome.out, HasSubstr("text " + Hostile(InMessage)));
   ASSERT_EQ(folder.Files().size(), 1u);
   EXPECT_THAT(support::ReadFile(folder.Files()[0]), HasSubstr(reply));
 }
