@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "Arguments.h"
 #include "Connection.h"
@@ -165,6 +166,9 @@ void CheckLogDirectory() {
   while (plain.size() > 1 && plain.back() == L'/') plain.pop_back();
   Require(SUSystemConfig::GetSystemConfig().GetLogDirectory().view() == plain,
           "another directory than the environment's");
+  // Most inputs differ elsewhere, and files are slow.
+  static std::string last;
+  if (std::exchange(last, value) == value) return;
   // Nothing is written outside of the folder.
   if (("/" + value + "/").find("/../") != std::string::npos || value.size() > 1000) return;
   std::filesystem::remove_all(OwnFolder());
