@@ -1,13 +1,20 @@
 // The tool's call: its arguments, its environment and its password file.
 //
 // An input is words, each ended by a null character: those of the command line up to an empty one,
-// then the values of four environment variables, then the bytes of the password file.
+// then the values of environment variables, four of the tool and two of the library, then the bytes
+// of the password file.
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <cwchar>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <utility>
 
 #include "Arguments.h"
 #include "Connection.h"
@@ -15,14 +22,22 @@
 #include "Password.h"
 #include "TerminalText.h"
 #include "Text.h"
+#include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/Generic/SystemUtility.h"
+#include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "inprocess/PlainText.h"
+#include "inprocess/Server.h"
 
 namespace {
 
 using fuzz::Require;
 
-constexpr std::array kVariables{"XMLA_IMPORT_URL", "XMLA_IMPORT_USER", "XMLA_IMPORT_TARGET",
-                                "XMLA_IMPORT_PASSWORD"};
+constexpr const char* kTimeout = "MORVEN_BI_XMLA_HTTP_TIMEOUT";
+constexpr const char* kLogDirectory = "XMLA_IMPORT_LOG_DIR";
+constexpr std::array kVariables{"XMLA_IMPORT_URL",      "XMLA_IMPORT_USER", "XMLA_IMPORT_TARGET",
+                                "XMLA_IMPORT_PASSWORD", kTimeout,           kLogDirectory};
 
 bool IsOneLine(std::string_view text) {
   return !text.empty() && std::none_of(text.begin(), text.end(), [](char c) {
@@ -87,14 +102,127 @@ void CheckConnecting(const Arguments& arguments) {
   Require(ErrorOfConnecting(arguments) == text, "an error that knows the password", text);
 }
 
-void CheckHiding(const std::vector<std::string>& words) {
-  std::vector<std::string> changed = words;
+std::wstring Variable(const char* name) { return inprocess::PlainDecode(std::getenv(name)); }
+
+/// The library reads it once, when it is loaded; here its two steps are repeated.
+void CheckTimeout() {
+  String value;
+  Require(SystemUtility::Getenv(L"MORVEN_BI_XMLA_HTTP_TIMEOUT", value) &&
+              value.view() == Variable(kTimeout),
+          "another value than the environment's");
+  const std::wstring text(value.view());
+  const std::size_t begin = text.find_first_not_of(L" \t\r\n");
+  if (begin == text.npos || text[begin] < L'0' || text[begin] > L'9') return;
+  std::uint64_t seconds = 0;
+  for (std::size_t i = begin; i < text.size() && text[i] >= L'0' && text[i] <= L'9'; ++i)
+    seconds = std::min<std::uint64_t>(seconds * 10 + static_cast<std::uint64_t>(text[i] - L'0'),
+                                      0xFFFFFFFF);
+  Require(BaseStringUtil::UIntFrom(value) == seconds, "another number of seconds");
+}
+
+/// A folder of this process, emptied before each use.
+const std::filesystem::path& OwnFolder() {
+  static const struct Folder {
+    Folder() {
+      std::string name = std::filesystem::temp_directory_path() / "fuzz-call.XXXXXX";
+      Require(mkdtemp(name.data()) != nullptr, "no folder");
+      path = name;
+    }
+    ~Folder() { std::filesystem::remove_all(path); }
+    std::filesystem::path path;
+  } folder;
+  return folder.path;
+}
+
+/// A log below a folder of our own: the import begins, or one error says why not.
+void WriteLog(const std::string& directory) {
+  setenv(kLogDirectory, directory.c_str(), 1);
+  try {
+    OTXMLAAnaTamImportAPI import;
+    import.SetupConnInfo(inprocess::kUrl, L"ann", L"secret123", ServerInfo::kSAP_BW,
+                         ServerInfo::kCLIXMLA);
+  } catch (const ErrorMessage& error) {
+    Require(Lines(error).size() == 1, "an error that is not one line", Lines(error).back());
+    return;
+  }
+  std::size_t logs = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(OwnFolder())) {
+    if (entry.is_directory()) continue;
+    Require(entry.path().filename().string().starts_with("OT_xmla_"), "another file than a log",
+            entry.path().string());
+    std::ifstream file(entry.path());
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    Require(text.starts_with("\xEF\xBB\xBF") && text.find("secret123") == text.npos, "the log",
+            text);
+    ++logs;
+  }
+  Require(logs == 1, "no log, or several");
+}
+
+void CheckLogDirectory() {
+  const std::string value = std::getenv(kLogDirectory);
+  if (value.empty()) return;
+  std::wstring plain = Variable(kLogDirectory);
+  while (plain.size() > 1 && plain.back() == L'/') plain.pop_back();
+  Require(SUSystemConfig::GetSystemConfig().GetLogDirectory().view() == plain,
+          "another directory than the environment's");
+  // Most inputs differ elsewhere, and files are slow.
+  static std::string last;
+  if (std::exchange(last, value) == value) return;
+  // Nothing is written outside of the folder.
+  if (("/" + value + "/").find("/../") != std::string::npos || value.size() > 1000) return;
+  std::filesystem::remove_all(OwnFolder());
+  std::filesystem::create_directory(OwnFolder());
+  WriteLog(OwnFolder().string() + "/" + value);
+}
+
+/// What the terminal would act upon, as the standards list it, and no more than that.
+bool IsActive(wchar_t c) {
+  const bool isControl = c < 0x20 || (0x7F <= c && c < 0xA0);  // general category Cc
+  const bool breaksLine = c == 0x2028 || c == 0x2029;          // Zl, Zp
+  // Bidi_Control
+  const bool directs = c == 0x061C || c == 0x200E || c == 0x200F || (0x202A <= c && c <= 0x202E) ||
+                       (0x2066 <= c && c <= 0x2069);
+  return isControl || breaksLine || directs || c == 0xFEFF;
+}
+
+/// Each active character gives way to its number, and nothing else changes.
+void CheckTerminal(std::string_view bytes) {
+  std::wstring plain;
+  for (const wchar_t c : inprocess::PlainDecode(bytes)) {
+    wchar_t number[8];
+    if (IsActive(c)) std::swprintf(number, std::size(number), L"\\u%04X", static_cast<unsigned>(c));
+    plain += IsActive(c) ? std::wstring(number) : std::wstring(1, c);
+  }
+  const std::string shown = HarmlessOnTerminal(bytes);
+  const std::wstring text = inprocess::PlainDecode(shown);
+  Require(std::none_of(text.begin(), text.end(), IsActive), "a character that acts on a terminal");
+  Require(shown == inprocess::PlainEncode(plain), "another text on a terminal", shown);
+  const std::string lines = HarmlessLinesOnTerminal(bytes);
+  Require(
+      std::count(lines.begin(), lines.end(), '\n') == std::count(bytes.begin(), bytes.end(), '\n'),
+      "another number of lines");
+  const std::wstring all = inprocess::PlainDecode(lines);
+  Require(std::none_of(all.begin(), all.end(), [](wchar_t c) { return c != L'\n' && IsActive(c); }),
+          "a character that acts on a terminal, in lines");
+}
+
+/// The words of the line as a list of processes shows them later.
+std::vector<std::string> Hidden(std::vector<std::string> words) {
   std::vector<char*> argv;
-  for (std::string& word : changed) argv.push_back(word.data());
+  for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   HideCredentials(static_cast<int>(words.size()), argv.data());
+  return words;
+}
+
+void CheckHiding(const std::vector<std::string>& words) {
+  const std::vector<std::string> changed = Hidden(words);
   for (std::size_t i = 1; i < words.size(); ++i) {
     Require(changed[i].size() == words[i].size(), "a word of another length");
+    // The value of --user, whatever it is.
+    const std::size_t value = words[i].starts_with("--user=") ? std::strlen("--user=") : 0;
+    if (changed[i].find_first_not_of('x', value) == std::string::npos) continue;
     String url = Wide(words[i]);
     String user;
     String password;
@@ -107,7 +235,23 @@ void CheckHiding(const std::vector<std::string>& words) {
   }
 }
 
+/// One word less gives away the user of a call that is right.
+void CheckHidingOf(const std::string& user, const std::vector<std::string>& words) {
+  if (user.find_first_not_of('x') == std::string::npos) return;
+  const auto showing = [&](const std::vector<std::string>& line) {
+    return std::count(line.begin(), line.end(), user) +
+           std::count(line.begin(), line.end(), "--user=" + user);
+  };
+  Require(showing(Hidden(words)) < showing(words), "a user name left in the list of processes",
+          user);
+}
+
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  setenv("OT_XMLA_IMPORT_LOGGING", "1", 1);
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
@@ -128,7 +272,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   CheckPassword(file);
   CheckHiding(words);
-  Require(HarmlessOnTerminal(bytes).find('\x1B') == std::string::npos, "an escape character");
+  CheckTerminal(bytes);
+  CheckTimeout();
+  CheckLogDirectory();
 
   std::vector<const char*> argv;
   for (const std::string& word : words) argv.push_back(word.c_str());
@@ -141,6 +287,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   if (!arguments.information.empty()) return 0;
   Require(arguments.command != Command::kNone, "no command");
+  CheckHidingOf(arguments.user, words);
   Require(arguments.jobs >= 1 && arguments.jobs <= 64, "a number of jobs");
   if (sample::KindFromName(arguments.sample)) return 0;  // it would be served
   const MemoryFile password(file);

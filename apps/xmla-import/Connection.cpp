@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "Password.h"
 #include "TargetNames.h"
@@ -83,6 +84,19 @@ std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& argument
   return target;
 }
 
+void Hide(char* begin, char* end) { std::fill(begin, end, 'x'); }
+
+void HideInUrl(char* word) {
+  char* const scheme = std::strstr(word, "://");
+  if (!scheme) return;
+  char* const begin = scheme + 3;
+  char* const authorityEnd = begin + std::strcspn(begin, "/?#");
+  // Careless passwords hold slashes: whatever stands before the last @ may be part of one.
+  char* const at = std::strrchr(begin, '@');
+  const bool isInAuthority = std::find(begin, authorityEnd, '@') != authorityEnd;
+  if (at && (isInAuthority || std::find(begin, at, ':') != at)) Hide(begin, at);
+}
+
 }  // namespace
 
 Connection Connect(const Arguments& arguments) {
@@ -103,14 +117,18 @@ Connection Connect(const Arguments& arguments) {
 }
 
 void HideCredentials(int argc, char** argv) {
-  for (int i = 1; i < argc; ++i) {
-    char* const scheme = std::strstr(argv[i], "://");
-    if (!scheme) continue;
-    char* const begin = scheme + 3;
-    char* const authorityEnd = begin + std::strcspn(begin, "/?#");
-    // Careless passwords hold slashes: whatever stands before the last @ may be part of one.
-    char* const at = std::strrchr(begin, '@');
-    const bool isInAuthority = std::find(begin, authorityEnd, '@') != authorityEnd;
-    if (at && (isInAuthority || std::find(begin, at, ':') != at)) std::fill(begin, at, 'x');
+  constexpr std::string_view kOption = "--user";
+  constexpr std::string_view kOptionWithValue = "--user=";
+  // From the back: a word is recognized by the one before it, which may be a value as well.
+  for (int i = argc - 1; i > 0; --i) {
+    char* const word = argv[i];
+    char* const end = word + std::strlen(word);
+    // An equals sign without a value takes the next word, too.
+    if (i > 1 && (argv[i - 1] == kOption || argv[i - 1] == kOptionWithValue))
+      Hide(word, end);
+    else if (std::string_view(word).starts_with(kOptionWithValue))
+      Hide(word + kOptionWithValue.size(), end);
+    else
+      HideInUrl(word);
   }
 }

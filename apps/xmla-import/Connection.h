@@ -24,6 +24,6 @@ struct Connection {
 /// UsageError.
 Connection Connect(const Arguments& arguments);
 
-/// Overwrites user names and passwords inside URLs on the command line, so that a list of processes
-/// no longer shows them.
+/// Overwrites the value of --user, and user names and passwords inside URLs, on the command line,
+/// so that a list of processes no longer shows them.
 void HideCredentials(int argc, char** argv);

@@ -1,15 +1,18 @@
 #include "Interrupt.h"
 
+#include <atomic>
 #include <csignal>
 
 namespace {
 
+std::atomic<bool> happened{false};
 std::atomic<VXExecutionState*> interrupted{nullptr};
 static_assert(std::atomic<VXExecutionState*>::is_always_lock_free, "used in a signal handler");
 
 constexpr int kSignals[] = {SIGINT, SIGTERM};
 
 extern "C" void OnSignal(int) {
+  happened.store(true);
   if (VXExecutionState* const state = interrupted.load())
     state->RequestCancellation(VXExecutionState::kCancelReasonHost);
 }
@@ -32,3 +35,5 @@ Interrupt::Interrupt() : m_state(new VXExecutionState) {
 }
 
 Interrupt::~Interrupt() { interrupted.store(nullptr); }
+
+bool Interrupt::Happened() { return happened.load(); }

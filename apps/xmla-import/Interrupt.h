@@ -14,7 +14,8 @@ class Interrupt {
 
   /// To be put in force on every thread that imports.
   VXExecutionState& State() { return *m_state; }
-  bool Happened() const { return m_state->IsCancellationRequested(); }
+  /// True once one of the signals has come; for good.
+  static bool Happened();
 
  private:
   RefCnt<VXExecutionState> m_state;

@@ -1,23 +1,23 @@
 #include "Output.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "Arguments.h"
+#include "Interrupt.h"
+#include "PatientWriting.h"
 #include "Text.h"
 
 namespace {
@@ -28,100 +28,18 @@ bool standardOutputIsClosed = false;
   throw OutputError("the result cannot be written to " + place + ": " + std::strerror(error));
 }
 
-/// Writes everything; 0 or the error number.
-int WriteAll(int file, std::string_view text) {
+/// Writes everything; 0 or the error number, EINTR when it was to stop.
+int WriteAll(int file, std::string_view text, const std::function<bool()>& isToStop) {
+  constexpr std::size_t kBlock = std::size_t{1} << 20;
   while (!text.empty()) {
-    const ssize_t count = write(file, text.data(), text.size());
+    if (isToStop()) return EINTR;
+    const ssize_t count = write(file, text.data(), std::min(text.size(), kBlock));
     if (count >= 0)
       text.remove_prefix(static_cast<std::size_t>(count));
     else if (errno != EINTR)
       return errno;
   }
-  return 0;
-}
-
-/// How long a reader who does not read is waited for: for ever, but a moment after an interruption.
-class Patience {
- public:
-  explicit Patience(const std::function<bool()>& isInterrupted) : m_isInterrupted(&isInterrupted) {}
-
-  /// To be asked whenever nobody has read for a slice of time.
-  bool IsOver() {
-    if (!IsInterrupted()) return false;
-    const auto now = std::chrono::steady_clock::now();
-    if (!std::exchange(m_isEnding, true)) m_since = now;
-    return now - m_since >= kGrace;
-  }
-  void Renew() { m_isEnding = false; }
-  bool IsInterrupted() const { return (*m_isInterrupted)(); }
-
-  /// A signal may come just before a wait begins, so no wait is longer.
-  static constexpr std::chrono::milliseconds kSlice{50};
-
- private:
-  // A reader that is merely slow, or waits for its turn on a busy machine, gets the whole.
-  static constexpr std::chrono::milliseconds kGrace{500};
-
-  const std::function<bool()>* m_isInterrupted;
-  bool m_isEnding = false;
-  std::chrono::steady_clock::time_point m_since;
-};
-
-/// How writing ended.
-struct Ending {
-  int error = 0;               ///< 0, or why not all is written; EINTR when patience was over
-  bool isInterrupted = false;  ///< there was an interruption before the last piece was written
-};
-
-/// A descriptor of our own for the pipe or terminal that `file` is, on which writing never waits;
-/// -1 when there is none. The flag is not set on `file` itself: others share that.
-int OpenWithoutWaiting(int file) {
-  struct stat status {};
-  if (fstat(file, &status) != 0) return -1;
-  char name[64];
-  // The name of a terminal's other side makes a new terminal.
-  const bool isTerminal = isatty(file) == 1 && ptsname_r(file, name, sizeof name) != 0;
-  if (!S_ISFIFO(status.st_mode) && !isTerminal) return -1;
-  const std::string self = "/proc/self/fd/" + std::to_string(file);
-  return open(self.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-}
-
-/// Writes what the place takes now.
-ssize_t WritePiece(int file, std::string_view piece) {
-  const ssize_t count = send(file, piece.data(), piece.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-  if (count >= 0 || errno != ENOTSOCK) return count;
-  return write(file, piece.data(), piece.size());
-}
-
-/// Writes to a place that may make us wait: a pipe, a terminal, a socket.
-Ending WritePatiently(int file, std::string_view text, Patience patience) {
-  // A pipe that can be written at all takes so much without waiting.
-  constexpr std::size_t kPiece = PIPE_BUF;
-  // A terminal may say that it can be written, and yet have no room for a line's end.
-  constexpr std::chrono::milliseconds kPause{1};
-  Ending ending;
-  while (!text.empty()) {
-    pollfd wait{file, POLLOUT, 0};
-    const int ready = poll(&wait, 1, static_cast<int>(Patience::kSlice.count()));
-    if (ready == 0 || (ready < 0 && errno == EINTR)) {
-      if (patience.IsOver()) return {EINTR, true};
-      continue;
-    }
-    ending.isInterrupted = patience.IsInterrupted();
-    const ssize_t count = WritePiece(file, text.substr(0, kPiece));
-    if (count > 0) {
-      text.remove_prefix(static_cast<std::size_t>(count));
-      patience.Renew();
-      continue;
-    }
-    if (count < 0 && errno != EAGAIN && errno != EINTR) {
-      ending.error = errno;
-      return ending;
-    }
-    if (patience.IsOver()) return {EINTR, true};
-    std::this_thread::sleep_for(kPause);
-  }
-  return ending;
+  return isToStop() ? EINTR : 0;
 }
 
 /// False when there was an interruption, and yet all is written.
@@ -157,8 +75,9 @@ mode_t FileMode(const std::filesystem::path& file) {
 }
 
 /// Opens a device or a pipe, and awaits the pipe's reader; throws when that takes too long.
-int OpenSpecial(const std::filesystem::path& file, const std::string& shown, Patience patience) {
+int OpenSpecial(const std::filesystem::path& file, const std::string& shown) {
   for (;;) {
+    const bool isOver = Patience::IsOver();
     const int special = open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (special >= 0) return special;
     const int failure = errno;
@@ -166,7 +85,7 @@ int OpenSpecial(const std::filesystem::path& file, const std::string& shown, Pat
     // A pipe without a reader; a socket's name fails in the same way, and always will.
     const bool canWait = failure == ENXIO && std::filesystem::is_fifo(file, error);
     if (!canWait && failure != EINTR) Fail(shown, failure);
-    if (patience.IsOver())
+    if (isOver)
       throw OutputInterrupted("interrupted while nobody read " + shown +
                               "; the result is not written");
     std::this_thread::sleep_for(Patience::kSlice);
@@ -174,19 +93,17 @@ int OpenSpecial(const std::filesystem::path& file, const std::string& shown, Pat
 }
 
 bool WriteSpecial(const std::filesystem::path& file, const std::string& shown,
-                  std::string_view text, const Patience& patience) {
-  const int special = OpenSpecial(file, shown, patience);
-  const Ending ending = WritePatiently(special, text, patience);
+                  std::string_view text) {
+  const int special = OpenSpecial(file, shown);
+  const Ending ending = WritePatiently(special, text);
   close(special);
   return Judge(ending, shown);
 }
 
-bool WriteToStandardOutput(std::string_view text, const Patience& patience) {
+bool WriteToStandardOutput(std::string_view text) {
   const std::string shown = "standard output";
   if (standardOutputIsClosed) Fail(shown, EBADF);
-  const int ours = OpenWithoutWaiting(STDOUT_FILENO);
-  Ending ending = WritePatiently(ours < 0 ? STDOUT_FILENO : ours, text, patience);
-  if (ours >= 0) close(ours);
+  Ending ending = WriteToStream(STDOUT_FILENO, text);
   if (ending.error == EPIPE) ending.error = 0;
   return Judge(ending, shown);
 }
@@ -196,11 +113,11 @@ void WriteAndRename(const std::filesystem::path& file, const std::string& shown,
   std::string beside = file.string() + ".XXXXXX";
   const int unfinished = mkostemp(beside.data(), O_CLOEXEC);
   if (unfinished < 0) Fail(shown, errno);
-  int failure = WriteAll(unfinished, text);
+  int failure = WriteAll(unfinished, text, isToStop);
   if (failure == 0 && fchmod(unfinished, FileMode(file)) != 0) failure = errno;
   if (failure == 0 && fsync(unfinished) != 0) failure = errno;
   if (close(unfinished) != 0 && failure == 0) failure = errno;
-  const bool isStopped = failure == 0 && isToStop();
+  const bool isStopped = failure == EINTR || (failure == 0 && isToStop());
   if (failure == 0 && !isStopped && std::rename(beside.c_str(), file.c_str()) != 0) failure = errno;
   if (failure == 0 && !isStopped) return;
   unlink(beside.c_str());
@@ -250,13 +167,14 @@ bool Output::IsTerminal() const {
   return isTerminal;
 }
 
-bool Output::Write(std::string_view text, const std::function<bool()>& isInterrupted,
-                   bool isPartial) const {
-  if (text.empty()) return !isInterrupted();
-  if (m_file.empty()) return WriteToStandardOutput(text, Patience(isInterrupted));
+bool Output::ReplacesAFile() const { return !m_file.empty() && !IsSpecial(Target(m_file)); }
+
+bool Output::Write(std::string_view text, bool isPartial) const {
+  if (text.empty()) return !Interrupt::Happened();
+  if (m_file.empty()) return WriteToStandardOutput(text);
   const std::filesystem::path file = Target(m_file);
   const std::string shown = Listed({m_file});
-  if (IsSpecial(file)) return WriteSpecial(file, shown, text, Patience(isInterrupted));
-  WriteAndRename(file, shown, text, [&] { return !isPartial && isInterrupted(); });
+  if (IsSpecial(file)) return WriteSpecial(file, shown, text);
+  WriteAndRename(file, shown, text, [&] { return !isPartial && Interrupt::Happened(); });
   return true;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -31,13 +30,14 @@ class Output {
   void Check() const;
   /// True when what is written will be seen on a terminal.
   bool IsTerminal() const;
+  /// True when the result is written to a file that exists under its name only once it is whole.
+  bool ReplacesAFile() const;
   /// Writes the whole result; an empty one writes nothing and makes no file. A reader of standard
-  /// output that has gone is no error. False when `isInterrupted` was so before all of it was in
+  /// output that has gone is no error. False when there was an interruption before all of it was in
   /// place. `isPartial` says that the text itself comes from an interrupted call: a file is
   /// replaced by it all the same. Throws OutputError, and OutputInterrupted when a file is left as
   /// it was or, after an interruption, nobody reads.
-  bool Write(std::string_view text, const std::function<bool()>& isInterrupted,
-             bool isPartial = false) const;
+  bool Write(std::string_view text, bool isPartial = false) const;
 
  private:
   std::string m_file;

@@ -4,9 +4,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cstdio>
-
 #include "LastRequest.h"
+#include "PatientWriting.h"
 #include "TerminalText.h"
 #include "Text.h"
 
@@ -73,7 +72,7 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   const std::lock_guard lock(m_mutex);
   ++m_requests;
   m_bytes += info.replyBytes;
-  if (m_form == Form::kExchanges) std::fputs(Described(info).c_str(), stderr);
+  if (m_form == Form::kExchanges) WriteToStandardError(Described(info));
   Show(false);
 }
 
@@ -97,7 +96,7 @@ void Progress::EndCube() {
 
 void Progress::Clear() {
   const std::lock_guard lock(m_mutex);
-  if (m_visible) std::fputs("\r\x1b[K", stderr);
+  if (m_visible) WriteToStandardError("\r\x1b[K");
   m_visible = false;
 }
 
@@ -109,6 +108,6 @@ void Progress::Show(bool now) {
   if (m_cubes > 0) line = fmt::format("{} of {} cubes, ", m_cubesDone, m_cubes) + line;
   if (!m_atWork.empty()) line += ", reading " + HarmlessOnTerminal(OneLine(m_atWork));
   line = Utf8(CutToColumns(Wide(line), TerminalColumns() - 1));
-  std::fputs(("\r\x1b[K" + line).c_str(), stderr);
+  WriteToStandardError("\r\x1b[K" + line);
   m_visible = true;
 }

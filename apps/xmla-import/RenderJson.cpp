@@ -95,17 +95,19 @@ Json JsonOf(const OTCube& cube) {
           {"sapVariables", ListOf(cube.m_sapVariables)}};
 }
 
+/// Without its cubes.
 Json JsonOf(const OTCatalog& catalog) {
   return {{"name", JsonOf(catalog.m_catalogName)},
           {"asoType", catalog.m_bASOType},
           {"variables", ListOf(catalog.m_variables)},
-          {"cubes", ListOf(catalog.m_cubes)}};
+          {"cubes", nullptr}};
 }
 
+/// Without its catalogs.
 Json JsonOf(const OTDataSource& source) {
   return {{"name", JsonOf(source.m_dataSourceName)},
           {"variables", ListOf(source.m_variables)},
-          {"catalogs", ListOf(source.m_catalogs)}};
+          {"catalogs", nullptr}};
 }
 
 /// A document's last two keys.
@@ -117,13 +119,13 @@ Json With(Json json, const Messages& messages) {
 
 Json JsonOf(const NoResult& result) { return With(Json::object(), result.messages); }
 
+/// Without its list.
 Json JsonOf(const SourcesResult& result) {
-  return With({{"dataSources", ListOf(result.dataSources)}}, result.messages);
+  return With({{"dataSources", nullptr}}, result.messages);
 }
 
-Json JsonOf(const TreeResult& result) {
-  return With({{"dataSources", ListOf(result.dataSources)}}, result.messages);
-}
+/// Without its list.
+Json JsonOf(const TreeResult& result) { return With({{"dataSources", nullptr}}, result.messages); }
 
 /// Without its long lists.
 Json JsonOf(const CubeResult& result) {
@@ -169,52 +171,94 @@ void PutList(std::string& object, std::string_view key, std::string_view element
   object.replace(place, kNull.size(), elements.empty() ? "[]" : std::string(elements) + "\n  ]");
 }
 
-/// Element by element, since JSON values take many times the memory of their text.
-template <class List>
-std::string Elements(const List& list) {
-  std::string elements;
-  for (const auto& item : list) AddElement(elements, Dump(JsonOf(item)));
-  return elements;
-}
+/// Writes a document with its long lists, element by element: JSON values take many times the
+/// memory of their text, and whoever stops the rendering need not wait for long.
+class Writer {
+ public:
+  /// Of an import's cubes, `jobs` are rendered at a time.
+  Writer(const StopCheck& isToStop, int jobs)
+      : m_isToStop(isToStop), m_jobs(static_cast<std::size_t>(jobs)) {}
 
-std::string TextOf(const CubeResult& cube) {
-  std::string text = Dump(JsonOf(cube));
-  PutList(text, "hierarchies", Elements(cube.hierarchies));
-  PutList(text, "measures", Elements(cube.measures));
-  return text;
-}
+  std::string TextOf(const NoResult& result) const { return Dump(JsonOf(result)); }
 
-/// So many cubes are rendered at a time.
-std::string Elements(const std::vector<CubeResult>& cubes, int jobs) {
-  std::vector<std::string> texts(cubes.size());
-  std::atomic<std::size_t> next{0};
-  const auto work = [&] {
-    for (std::size_t i = next++; i < cubes.size(); i = next++) texts[i] = TextOf(cubes[i]);
-  };
-  const std::size_t workers = std::min(static_cast<std::size_t>(jobs), cubes.size());
-  std::vector<std::future<void>> others;
-  try {
-    for (std::size_t i = 1; i < workers; ++i)
-      others.push_back(std::async(std::launch::async, work));
-  } catch (const std::system_error&) {
-    // No thread is left: those that there are do the work.
+  template <class Listing>  // SourcesResult, TreeResult
+  std::string TextOf(const Listing& result) const {
+    std::string text = Dump(JsonOf(result));
+    PutList(text, "dataSources", Elements(result.dataSources));
+    return text;
   }
-  work();
-  for (std::future<void>& other : others) other.get();
-  std::string elements;
-  for (std::string& text : texts) {
-    AddElement(elements, text);
-    text = std::string();
+
+  std::string TextOf(const CubeResult& cube) const {
+    std::string text = Dump(JsonOf(cube));
+    PutList(text, "hierarchies", Elements(cube.hierarchies));
+    PutList(text, "measures", Elements(cube.measures));
+    return text;
   }
-  return elements;
-}
+
+  std::string TextOf(const ImportResult& result) const {
+    std::vector<std::string> texts(result.cubes.size());
+    std::atomic<std::size_t> next{0};
+    const auto work = [&] {
+      for (std::size_t i = next++; i < texts.size(); i = next++) texts[i] = TextOf(result.cubes[i]);
+    };
+    const std::size_t workers = std::min(m_jobs, texts.size());
+    std::vector<std::future<void>> others;
+    try {
+      for (std::size_t i = 1; i < workers; ++i)
+        others.push_back(std::async(std::launch::async, work));
+    } catch (const std::system_error&) {
+      // No thread is left: those that there are do the work.
+    }
+    work();
+    for (std::future<void>& other : others) other.get();
+    std::string elements;
+    for (std::string& text : texts) {
+      Check();
+      AddElement(elements, text);
+      text = std::string();
+    }
+    std::string text = Dump(JsonOf(result));
+    PutList(text, "cubes", elements);
+    return text;
+  }
+
+ private:
+  void Check() const {
+    if (m_isToStop()) throw RenderingStopped();
+  }
+
+  template <class Item>
+  std::string ElementOf(const Item& item) const {
+    return Dump(JsonOf(item));
+  }
+  std::string ElementOf(const OTDataSource& source) const {
+    std::string text = Dump(JsonOf(source));
+    PutList(text, "catalogs", Elements(source.m_catalogs));
+    return text;
+  }
+  std::string ElementOf(const OTCatalog& catalog) const {
+    std::string text = Dump(JsonOf(catalog));
+    PutList(text, "cubes", Elements(catalog.m_cubes));
+    return text;
+  }
+
+  template <class List>
+  std::string Elements(const List& list) const {
+    std::string elements;
+    for (const auto& item : list) {
+      Check();
+      AddElement(elements, ElementOf(item));
+    }
+    return elements;
+  }
+
+  const StopCheck& m_isToStop;
+  const std::size_t m_jobs;
+};
 
 }  // namespace
 
-std::string RenderJson(const Result& result, int jobs) {
-  if (const auto* const cube = std::get_if<CubeResult>(&result)) return TextOf(*cube) + "\n";
-  std::string text = Dump(std::visit([](const auto& any) { return JsonOf(any); }, result));
-  if (const auto* const import = std::get_if<ImportResult>(&result))
-    PutList(text, "cubes", Elements(import->cubes, jobs));
-  return text + "\n";
+std::string RenderJson(const Result& result, int jobs, const StopCheck& isToStop) {
+  const Writer writer(isToStop, jobs);
+  return std::visit([&](const auto& any) { return writer.TextOf(any); }, result) + "\n";
 }

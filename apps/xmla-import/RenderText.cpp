@@ -31,7 +31,8 @@ std::string Structure(OTXMLAHierarchy::HierarchyType type) {
 
 class TextWriter {
  public:
-  explicit TextWriter(bool forTerminal) : m_forTerminal(forTerminal) {}
+  TextWriter(bool forTerminal, const StopCheck& isToStop)
+      : m_forTerminal(forTerminal), m_isToStop(isToStop) {}
 
   std::string Take() { return std::move(m_text); }
 
@@ -76,6 +77,7 @@ class TextWriter {
 
  private:
   void Line(int depth, const std::string& text) {
+    if (m_isToStop()) throw RenderingStopped();
     m_text.append(2 * static_cast<std::size_t>(depth), ' ').append(text).append("\n");
   }
   std::string Name(const String& name) const {
@@ -128,13 +130,14 @@ class TextWriter {
   }
 
   bool m_forTerminal;
+  const StopCheck& m_isToStop;
   std::string m_text;
 };
 
 }  // namespace
 
-std::string RenderText(const Result& result, bool forTerminal) {
-  TextWriter writer(forTerminal);
+std::string RenderText(const Result& result, bool forTerminal, const StopCheck& isToStop) {
+  TextWriter writer(forTerminal, isToStop);
   std::visit([&writer](const auto& any) { writer.Write(any); }, result);
   return writer.Take();
 }

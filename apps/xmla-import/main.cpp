@@ -1,5 +1,4 @@
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <new>
 #include <optional>
@@ -11,6 +10,7 @@
 #include "Interrupt.h"
 #include "LogFailures.h"
 #include "Output.h"
+#include "PatientWriting.h"
 #include "Progress.h"
 #include "Rendering.h"
 #include "TerminalText.h"
@@ -20,8 +20,8 @@
 namespace {
 
 void Tell(const char* kind, const std::string& line) {
-  std::fputs(("xmla-import: " + std::string(kind) + ": " + HarmlessOnTerminal(line) + "\n").c_str(),
-             stderr);
+  WriteToStandardError("xmla-import: " + std::string(kind) + ": " + HarmlessOnTerminal(line) +
+                       "\n");
 }
 
 /// The empty result of a command: what a call that fails early still shows.
@@ -59,20 +59,19 @@ ExitStatus Import(const ImportLibrary& library, const Arguments& arguments, Inte
   Session session(library, connection, arguments.log);
   Progress progress(arguments.quiet, arguments.verbose);
   const LogFailures logFailures(MessagesOf(result).warnings);
-  return interrupt.Happened() ? ExitStatus::kInterrupted
-                              : Run(session, arguments, progress, result);
+  return Interrupt::Happened() ? ExitStatus::kInterrupted
+                               : Run(session, arguments, progress, result);
 }
 
-std::string Rendered(const Arguments& arguments, const Result& result, bool forTerminal) {
-  if (!arguments.json) return RenderText(result, forTerminal);
-  const std::string text = RenderJson(result, arguments.jobs);
+std::string Rendered(const Arguments& arguments, const Result& result, bool forTerminal,
+                     const StopCheck& isToStop) {
+  if (!arguments.json) return RenderText(result, forTerminal, isToStop);
+  const std::string text = RenderJson(result, arguments.jobs, isToStop);
   // Active characters stand in JSON's strings alone, where the escape means the character.
   return forTerminal ? HarmlessLinesOnTerminal(text) : text;
 }
 
-/// Says what happened on standard error and writes the result where it goes.
-ExitStatus Report(const Arguments& arguments, const Output& output, Interrupt& interrupt,
-                  Result& result, ExitStatus status) {
+void TellAll(Result& result) {
   const Messages& messages = MessagesOf(result);
   for (const std::string& line : messages.warnings) Tell("warning", line);
   if (const auto* const import = std::get_if<ImportResult>(&result))
@@ -82,26 +81,44 @@ ExitStatus Report(const Arguments& arguments, const Output& output, Interrupt& i
       for (const std::string& line : cube.messages.errors) Tell("error", name + line);
     }
   for (const std::string& line : messages.errors) Tell("error", line);
+}
+
+/// The result as text, or, when that cannot be made, what is shown instead: its errors are a
+/// document in any case.
+std::string TextOf(const Arguments& arguments, const Output& output, Result& result,
+                   ExitStatus& status) {
+  const auto instead = [&](const char* reason) {
+    std::vector<std::string> errors = std::move(MessagesOf(result).errors);
+    errors.emplace_back(reason);
+    Tell("error", errors.back());
+    result = EmptyResult(arguments.command);
+    MessagesOf(result).errors = std::move(errors);
+    return Rendered(arguments, result, output.IsTerminal(), [] { return false; });
+  };
+  // What is complete after an interruption is still shown; the next signal ends the process.
+  const bool isPartial = status == ExitStatus::kInterrupted;
   try {
-    std::string text;
-    try {
-      text = Rendered(arguments, result, output.IsTerminal());
-    } catch (const std::bad_alloc&) {
-      // Its errors are a document in any case.
-      std::vector<std::string> errors = messages.errors;
-      errors.emplace_back("there is not enough memory to write the result");
-      Tell("error", errors.back());
-      result = EmptyResult(arguments.command);
-      MessagesOf(result).errors = std::move(errors);
-      text = Rendered(arguments, result, output.IsTerminal());
-      if (status != ExitStatus::kInterrupted) status = ExitStatus::kFailed;
-    }
-    // What is complete after an interruption is still written; the next signal ends the process.
-    // One that came after the import, and of which the result says nothing, leaves a file alone.
-    const bool isPartial = status == ExitStatus::kInterrupted;
-    if (!output.Write(
-            text, [&] { return interrupt.Happened(); }, isPartial))
-      return ExitStatus::kInterrupted;
+    return Rendered(arguments, result, output.IsTerminal(),
+                    [isPartial] { return !isPartial && Interrupt::Happened(); });
+  } catch (const std::bad_alloc&) {
+    if (!isPartial) status = ExitStatus::kFailed;
+    return instead("there is not enough memory to write the result");
+  } catch (const RenderingStopped& stopped) {
+    status = ExitStatus::kInterrupted;
+    const std::string text = instead(stopped.what());
+    return output.ReplacesAFile() ? std::string() : text;
+  }
+}
+
+/// Says what happened on standard error and writes the result where it goes.
+ExitStatus Report(const Arguments& arguments, const Output& output, Result& result,
+                  ExitStatus status) {
+  TellAll(result);
+  try {
+    const std::string text = TextOf(arguments, output, result, status);
+    // An interruption that came after the import, and of which the result says nothing, leaves a
+    // file alone.
+    if (!output.Write(text, status == ExitStatus::kInterrupted)) return ExitStatus::kInterrupted;
   } catch (const OutputInterrupted& interruption) {
     Tell("error", interruption.what());
     return ExitStatus::kInterrupted;
@@ -125,10 +142,8 @@ ExitStatus Main(int argc, char** argv) {
   };
   try {
     ParseArguments(argc, argv, arguments);
-    if (!arguments.information.empty()) {
-      Output("").Write(arguments.information, [] { return false; });
-      return ExitStatus::kDone;
-    }
+    if (!arguments.information.empty())
+      return Output("").Write(arguments.information) ? ExitStatus::kDone : ExitStatus::kInterrupted;
     HideCredentials(argc, argv);
     result = EmptyResult(arguments.command);
     try {
@@ -152,13 +167,13 @@ ExitStatus Main(int argc, char** argv) {
   } catch (const std::exception& error) {
     fail(ExitStatus::kFailed, error.what());
   }
-  if (interrupt.Happened()) {
+  if (Interrupt::Happened()) {
     status = ExitStatus::kInterrupted;
     // A document without errors would pass for a whole one.
     std::vector<std::string>& errors = MessagesOf(result).errors;
     if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
   }
-  return Report(arguments, Output(arguments.output), interrupt, result, status);
+  return Report(arguments, Output(arguments.output), result, status);
 }
 
 }  // namespace
@@ -171,7 +186,9 @@ int main(int argc, char** argv) {
   try {
     return static_cast<int>(Main(argc, argv));
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "xmla-import: error: %s\n", error.what());  // out of memory, as a rule
+    // Out of memory, as a rule.
+    for (const char* const piece : {"xmla-import: error: ", error.what(), "\n"})
+      WriteToStandardError(piece);
     return static_cast<int>(ExitStatus::kFailed);
   }
 }

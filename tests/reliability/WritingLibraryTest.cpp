@@ -3,13 +3,17 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <stdlib.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "OperationsSupport.h"
 #include "Utility/Generic/AFile.h"
@@ -162,7 +166,7 @@ TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
   WireServer server;
   Subject quiet(kKinds[0], server.Url(kKinds[0].path));
   rlim_t whole = 0;
-  long tried = 0;
+  long tried = 0;  // limits
   const auto run = [&](rlim_t limit) {
     Told().clear();
     const support::TempDir folder;
@@ -177,7 +181,11 @@ TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
     const std::string text = support::ReadFile(folder.Files()[0]);
     if (limit == RLIM_INFINITY) whole = text.size();
     EXPECT_LE(text.size(), limit);
-    EXPECT_EQ(Told().empty(), limit == RLIM_INFINITY) << limit;
+    if (limit == RLIM_INFINITY) {
+      EXPECT_EQ(Told(), "");
+      return;
+    }
+    EXPECT_EQ(Told(), folder.Files()[0].string() + ": File too large\n") << limit;
     ++tried;
   };
   run(RLIM_INFINITY);
@@ -204,6 +212,59 @@ TEST_F(Writing, OfAnImportLogThatCannotBeOpenedIsAnErrorAndLeavesTheFormerConnec
   subject.import.GetDataSourceNames(outputs.names, outputs.errors, outputs.warnings);
   EXPECT_EQ(outputs.names.size(), 1u);
   EXPECT_EQ(support::ReadFile(File("file")), "kept");
+}
+
+/// Runs something with a file system that is read-only at a directory, which nobody else sees;
+/// false where none may be mounted.
+template <class Run>
+bool WithReadOnlyDisk(const std::string& directory, Run run) {
+  bool isMounted = false;
+  std::thread([&] {
+    // A name space of this thread, from which nothing spreads.
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("none", directory.c_str(), "tmpfs", MS_RDONLY, nullptr) != 0)
+      return;
+    isMounted = true;
+    run();
+  }).join();
+  return isMounted;
+}
+
+TEST_F(Writing, OnADiskThatIsReadOnlyIsAnErrorThatNamesThePlace) {
+  WireServer server;
+  Subject subject(kKinds[0], server.Url(kKinds[0].path));
+  std::filesystem::create_directory(File("disk"));
+  const auto complaint = [](auto open) -> std::string {
+    try {
+      open();
+    } catch (const ErrorMessage& error) {
+      String text;
+      error.RetrieveErrorMessages(text);
+      return support::Narrow(text);
+    }
+    return {};
+  };
+  const bool isMounted = WithReadOnlyDisk(File("disk"), [&] {
+    const std::string file = complaint([&] {
+      AFile::MakeFile()->Open(support::Wide(File("disk") + "/file"), AFile::kModeWriteFromEmpty);
+    });
+    const LogOn log(File("disk") + "/logs");
+    const std::string logged = complaint([&] {
+      subject.import.SetupConnInfo(subject.url, L"", L"", subject.kind.target,
+                                   ServerInfo::kCLIXMLA);
+    });
+    for (const std::string& text : {file, logged}) {
+      EXPECT_THAT(text, HasSubstr(File("disk")));
+      EXPECT_THAT(text, HasSubstr("Read-only file system"));
+      EXPECT_EQ(text.find('\n'), std::string::npos);
+    }
+  });
+  if (!isMounted) GTEST_SKIP() << "skipped: no file system may be mounted here";
+  EXPECT_TRUE(std::filesystem::is_empty(File("disk")));
+  Outputs outputs;
+  subject.import.GetDataSourceNames(outputs.names, outputs.errors, outputs.warnings);
+  EXPECT_EQ(outputs.names.size(), 1u);
 }
 
 TEST_F(Writing, OfAnImportLogWhoseDirectoryVanishesLeavesTheImportWhole) {

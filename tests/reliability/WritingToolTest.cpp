@@ -25,12 +25,19 @@ using testing::HasSubstr;
 class ToolWriting : public testing::Test {
  protected:
   ChildResult Shell(const std::string& script) const {
-    ChildResult result =
-        support::RunChild("/bin/sh", {"-c", script},
-                          {{"TOOL", tool::ToolPath()}, {"DIR", m_folder.Path()}, {"LC_ALL", "C"}});
     ++m_tried;
-    return result;
+    return Run(script);
   }
+  /// The same with a file system of its own at $DIR/disk, which nobody else sees. `prepare` works
+  /// in it before it takes `options`.
+  ChildResult ShellWithDisk(const std::string& options, const std::string& prepare,
+                            const std::string& script) const {
+    ++m_tried;
+    return Run(Mounted("mount -t tmpfs none disk && cd disk && { " + prepare +
+                       "; } && cd .. && mount -o remount," + options + " disk && " + script));
+  }
+  /// False where no file system may be mounted.
+  bool CanMount() const { return Run(Mounted("mount -t tmpfs none disk")).exitStatus == 0; }
   std::string File(const char* name) const { return m_folder.Path() / name; }
   void ExpectOnly(const std::vector<std::string>& names) const {
     std::vector<std::string> found;
@@ -47,9 +54,24 @@ class ToolWriting : public testing::Test {
 
   const support::TempDir m_folder;
   mutable long m_tried = 0;
+
+ private:
+  static std::string Mounted(const std::string& script) {
+    return "exec unshare -m /bin/sh -c 'mkdir -p \"$DIR/disk\" && cd \"$DIR\" && " + script + "'";
+  }
+  ChildResult Run(const std::string& script) const {
+    // What would make a run depend on who runs the tests.
+    constexpr const char* kUnset =
+        "unset http_proxy https_proxy HTTPS_PROXY all_proxy ALL_PROXY no_proxy NO_PROXY "
+        "SSL_CERT_FILE SSL_CERT_DIR OT_XMLA_IMPORT_LOGGING XMLA_IMPORT_LOG_DIR; ";
+    return support::RunChild(
+        "/bin/sh", {"-c", kUnset + script},
+        {{"TOOL", tool::ToolPath()}, {"DIR", m_folder.Path()}, {"LC_ALL", "C"}});
+  }
 };
 
 constexpr const char* kNoLimit = "this sanitizer writes files of its own, which no limit may stop";
+constexpr const char* kNoMount = "no file system may be mounted here";
 constexpr const char* kImport = "$TOOL --sample tamarind --format json ";
 
 TEST_F(ToolWriting, BeyondALimitOnSizesKeepsTheFormerFile) {
@@ -87,22 +109,63 @@ TEST_F(ToolWriting, OfTheLogBeyondALimitIsAWarningAndTheResultWhole) {
   }
 }
 
+TEST_F(ToolWriting, OfTheLogOfACallThatFailsItselfIsAWarningBesideTheError) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "skipped: " << kNoLimit;
+  for (const char* limit : {"0", "1"}) {
+    const ChildResult result =
+        Shell("ulimit -f " + std::string(limit) +
+              "; exec $TOOL --url http://127.0.0.1:1/ --target sap-bw --format json "
+              "--log $DIR/log tree");
+    EXPECT_EQ(result.exitStatus, 1) << result.signal << result.err;
+    const tool::Json document = tool::Json::parse(result.out);
+    ASSERT_EQ(document["errors"].size(), 1u);
+    EXPECT_THAT(document["errors"][0].get<std::string>(), HasSubstr("http://127.0.0.1:1/"));
+    ASSERT_EQ(document["warnings"].size(), 1u);
+    const auto warning = document["warnings"][0].get<std::string>();
+    EXPECT_THAT(warning, testing::StartsWith("the import log \"" + File("log") + "/OT_xmla_"));
+    EXPECT_THAT(warning, testing::EndsWith("is incomplete: File too large"));
+    EXPECT_THAT(result.err, HasSubstr("xmla-import: warning: " + warning + "\n"));
+    std::filesystem::remove_all(File("log"));
+  }
+}
+
 TEST_F(ToolWriting, OnAFullDiskKeepsTheFormerFileAndWarnsOfTheLog) {
-  // A file system of two pages, in a name space of its own.
-  const std::string mount =
-      "exec 2>&1; mkdir -p $DIR/disk; mount -t tmpfs -o size=8k none $DIR/disk || exit 77; ";
-  const std::string unshare = "exec unshare -m /bin/sh -c '";
-  const ChildResult output =
-      Shell(unshare + mount + "echo old > $DIR/disk/result; " + kImport +
-            "import -o $DIR/disk/result; echo status $?; ls -A $DIR/disk; cat $DIR/disk/result'");
-  if (output.exitStatus == 77 || output.out.find("status") == std::string::npos)
-    GTEST_SKIP() << "skipped: no file system may be mounted here";
-  EXPECT_THAT(output.out, HasSubstr("/disk/result\": No space left on device"));
-  EXPECT_THAT(output.out, HasSubstr("status 1\nresult\nold\n"));
+  if (!CanMount()) GTEST_SKIP() << "skipped: " << kNoMount;
+  const ChildResult output = ShellWithDisk(
+      "size=8k", "echo old > result",
+      kImport + std::string("import -o $DIR/disk/result; echo status $?; ls -A disk; cat "
+                            "disk/result"));
+  EXPECT_THAT(output.err, HasSubstr("/disk/result\": No space left on device"));
+  EXPECT_EQ(output.out, "status 1\nresult\nold\n");
   const ChildResult log =
-      Shell(unshare + mount + kImport + "--log $DIR/disk import -o $DIR/result; echo status $?'");
-  EXPECT_THAT(log.out, HasSubstr("is incomplete: No space left on device"));
-  EXPECT_THAT(log.out, HasSubstr("status 0\n"));
+      ShellWithDisk("size=8k", "true",
+                    kImport + std::string("--log $DIR/disk import -o $DIR/result; echo status $?"));
+  EXPECT_THAT(log.err, HasSubstr("is incomplete: No space left on device"));
+  EXPECT_EQ(log.out, "status 0\n");
+}
+
+TEST_F(ToolWriting, OnADiskThatIsReadOnlyIsSaidBeforeTheImport) {
+  if (!CanMount()) GTEST_SKIP() << "skipped: " << kNoMount;
+  for (const char* name : {"result", "new"}) {
+    const ChildResult output = ShellWithDisk("ro", "echo old > result",
+                                             kImport + std::string("tree -o $DIR/disk/") + name +
+                                                 "; echo status $?; ls -A disk; cat disk/result");
+    const std::string said =
+        "--output \"" + File("disk") + "/" + name + "\" cannot be written: Read-only file system";
+    EXPECT_EQ(output.err, "xmla-import: error: " + said + "\n");
+    const std::size_t end = output.out.find("}\n") + 2;
+    EXPECT_EQ(tool::Json::parse(output.out.substr(0, end))["errors"], tool::Json({said}));
+    EXPECT_EQ(output.out.substr(end), "status 2\nresult\nold\n");
+  }
+  for (const char* place : {"disk", "disk/below/it"}) {
+    const ChildResult log = ShellWithDisk(
+        "ro", "true", "$TOOL --sample sap-bw --log $DIR/" + std::string(place) + " tree; echo $?");
+    EXPECT_THAT(log.err, testing::StartsWith("xmla-import: error: "));
+    EXPECT_THAT(log.err, HasSubstr(File("disk")));
+    EXPECT_THAT(log.err, HasSubstr("Read-only file system"));
+    EXPECT_EQ(log.err.find('\n'), log.err.size() - 1) << log.err;
+    EXPECT_EQ(log.out, "1\n");
+  }
 }
 
 TEST_F(ToolWriting, IntoADirectoryThatVanishesMeanwhileIsAnErrorThatNamesIt) {

@@ -138,34 +138,84 @@ TEST_F(Credentials, OfAnUnusableUrlAreNotShown) {
   }
 }
 
+/// A provider that reads what the system says of the tool while the tool waits for its answer.
+class Onlooker {
+ public:
+  explicit Onlooker(const char* what) : m_what(what) {}
+  std::string Url() const { return m_provider.Url(); }
+  /// What it read during the call.
+  std::string Run(const Arguments& arguments) {
+    RunToolWhile(arguments, [this](pid_t process) { m_known.set_value(process); });
+    const std::lock_guard lock(m_mutex);
+    return m_read;
+  }
+
+ private:
+  ScriptedProvider::Script Script() {
+    ScriptedProvider::Script script = TwoSources();
+    script.answer = [this](const std::string&, const std::string&) -> std::string {
+      const std::string process = std::to_string(m_process.get());
+      const std::lock_guard lock(m_mutex);
+      m_read = support::ReadFile("/proc/" + process + "/" + m_what);
+      return {};
+    };
+    return script;
+  }
+
+  const char* m_what;
+  std::promise<pid_t> m_known;
+  std::shared_future<pid_t> m_process = m_known.get_future().share();
+  std::mutex m_mutex;
+  std::string m_read;
+  const ScriptedProvider m_provider{Script()};
+};
+
+TEST(ChildEnvironment, HasNothingOfWhoRunsTheTests) {
+  const char* const names[] = {
+      "http_proxy",    "https_proxy",     "HTTPS_PROXY",        "all_proxy",    "ALL_PROXY",
+      "no_proxy",      "NO_PROXY",        "SSL_CERT_FILE",      "SSL_CERT_DIR", "CURL_CA_BUNDLE",
+      "SSLKEYLOGFILE", "XMLA_IMPORT_URL", "XMLA_IMPORT_LOG_DIR"};
+  std::map<std::string, std::string> former;
+  for (const char* const name : names) {
+    if (const char* const value = std::getenv(name)) former[name] = value;
+    setenv(name, "http://of-the-user.test/", 1);
+  }
+  Onlooker onlooker("environ");
+  const std::string found = onlooker.Run({"--url", onlooker.Url(), "sources"});
+  for (const char* const name : names) unsetenv(name);
+  for (const auto& [name, value] : former) setenv(name.c_str(), value.c_str(), 1);
+  EXPECT_THAT(found, HasSubstr("PATH="));
+  EXPECT_THAT(found, Not(HasSubstr("of-the-user")));
+}
+
 class CredentialsInUse : public testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(CredentialsInUse, AreNotInTheListOfProcesses) {
-  // The provider looks at the tool's own command line while the tool waits for its answer.
-  std::mutex mutex;
-  std::string commandLine;
-  pid_t running = 0;
-  std::promise<void> known;
-  std::shared_future<void> isKnown = known.get_future().share();
-  ScriptedProvider::Script script = TwoSources();
-  script.answer = [&](const std::string&, const std::string&) -> std::string {
-    isKnown.wait();
-    const std::lock_guard lock(mutex);
-    commandLine = support::ReadFile("/proc/" + std::to_string(running) + "/cmdline");
-    return {};
-  };
-  const ScriptedProvider provider(std::move(script));
+  Onlooker onlooker("cmdline");
   const auto& [before, behind] = GetParam();
-  const std::string url = std::string("http://") + before + provider.Url().substr(7) + behind;
-  const Outcome outcome = RunToolWhile({"--url", url, "sources"}, [&](pid_t process) {
-    const std::lock_guard lock(mutex);
-    running = process;
-    known.set_value();
-  });
-  EXPECT_EQ(outcome.status, 0) << outcome.err;
-  const std::lock_guard lock(mutex);
+  const std::string url = std::string("http://") + before + onlooker.Url().substr(7) + behind;
+  const std::string commandLine = onlooker.Run({"--url", url, "sources"});
   EXPECT_THAT(commandLine, HasSubstr("sources"));
   EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
+}
+
+TEST(CredentialsInUse, OfAnOptionAreNotInTheListOfProcesses) {
+  const Arguments forms[] = {
+      {"--user", "s3cret", "sources"},
+      {"--user=s3cret", "sources"},
+      {"--user=", "s3cret", "sources"},
+      {"sources", "--user", "s3cret"},
+      {"sources", "--user=s3cret"},
+      // A value that looks like an option.
+      {"tree", "--source", "--user", "--user", "s3cret"},
+  };
+  for (Arguments words : forms) {
+    Onlooker onlooker("cmdline");
+    words.insert(words.begin(), {"--url", onlooker.Url()});
+    const std::string commandLine = onlooker.Run(words);
+    EXPECT_THAT(commandLine, HasSubstr("--user"));
+    EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(InUrl, CredentialsInUse,

@@ -11,9 +11,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -21,6 +24,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "support/Effort.h"
+#include "support/Sanitized.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
@@ -29,6 +34,47 @@ namespace tool {
 namespace {
 
 using std::chrono::steady_clock;
+using testing::HasSubstr;
+
+double SecondsSince(steady_clock::time_point begin) {
+  return std::chrono::duration<double>(steady_clock::now() - begin).count();
+}
+
+constexpr double kSlack = support::kIsSanitized ? 5 : 1;
+constexpr double kAtOnce = 0.2 * kSlack;
+/// Somebody who does not read is given half a second.
+constexpr double kWithGrace = 0.8 * kSlack;
+
+class Interrupt : public testing::Test {
+ protected:
+  /// Fails unless the tool ends in time. `attempt` interrupts it and returns the seconds from the
+  /// signal to its end; what a busy machine does once, it does not do again and again.
+  template <class Attempt>
+  static void ExpectWithin(double bound, Attempt attempt) {
+    double seconds = attempt();
+    for (int again = 0; again < 3 && seconds > bound && !HasFailure(); ++again) {
+      ++m_repeated;
+      seconds = attempt();
+    }
+    EXPECT_LT(seconds, bound);
+    ++m_ended;
+    m_longest = std::max(m_longest, seconds / bound);
+  }
+
+  static void TearDownTestSuite() {
+    if (m_ended == 0 || testing::UnitTest::GetInstance()->Failed()) return;
+    support::PrintFigure("the tool interrupted while it waits, renders and writes",
+                         std::to_string(m_ended) + " cases ended within " +
+                             std::to_string(static_cast<int>(m_longest * 100) + 1) +
+                             " % of the time they have, " + std::to_string(m_repeated) +
+                             " tried again for being slower");
+  }
+
+ private:
+  inline static int m_ended = 0;
+  inline static int m_repeated = 0;
+  inline static double m_longest = 0;
+};
 
 /// Set once a request that is never answered has arrived.
 class Stalled {
@@ -52,65 +98,87 @@ class Stalled {
   std::shared_future<void> m_released = m_release.get_future().share();
 };
 
-TEST(Interrupt, EndsATransferAtOnceAndKeepsWhatWasComplete) {
-  for (const int signal : {SIGINT, SIGTERM}) {
+TEST_F(Interrupt, EndsATransferAtOnceAndKeepsWhatWasComplete) {
+  for (const int signal : {SIGINT, SIGTERM})
+    ExpectWithin(kAtOnce, [&] {
+      Stalled stalled;
+      ScriptedProvider::Script script = TwoSources();
+      script.answer = [&](const std::string& type, const std::string& body) -> std::string {
+        const bool held = type == "DBSCHEMA_CATALOGS" && body.find("Beta") != std::string::npos;
+        return held ? stalled.Hold() : std::string();
+      };
+      const ScriptedProvider provider(std::move(script));
+      steady_clock::time_point sent;
+      const Outcome outcome =
+          RunToolWhile({"--url", provider.Url(), "tree", "--format", "json"}, [&](pid_t process) {
+            EXPECT_TRUE(stalled.Await());
+            sent = steady_clock::now();
+            kill(process, signal);
+          });
+      const double seconds = SecondsSince(sent);
+      stalled.Release();
+      EXPECT_EQ(outcome.status, 130);
+      const Json document = outcome.Document();
+      EXPECT_EQ(document["dataSources"].size(), 1u);
+      EXPECT_EQ(document["dataSources"][0]["name"], "Alpha");
+      EXPECT_EQ(document["errors"].size(), 1u);
+      return seconds;
+    });
+}
+
+TEST_F(Interrupt, OfAnImportKeepsTheCompleteCubes) {
+  ExpectWithin(kAtOnce, [] {
     Stalled stalled;
-    ScriptedProvider::Script script = TwoSources();
+    ScriptedProvider::Script script = OneCube();
+    script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
     script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-      const bool held = type == "DBSCHEMA_CATALOGS" && body.find("Beta") != std::string::npos;
+      const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
       return held ? stalled.Hold() : std::string();
     };
     const ScriptedProvider provider(std::move(script));
     steady_clock::time_point sent;
     const Outcome outcome =
-        RunToolWhile({"--url", provider.Url(), "tree", "--format", "json"}, [&](pid_t process) {
+        RunToolWhile({"--url", provider.Url(), "import", "--format", "json"}, [&](pid_t process) {
           EXPECT_TRUE(stalled.Await());
           sent = steady_clock::now();
-          kill(process, signal);
+          kill(process, SIGINT);
         });
-    const auto taken = steady_clock::now() - sent;
+    const double seconds = SecondsSince(sent);
     stalled.Release();
     EXPECT_EQ(outcome.status, 130);
-    EXPECT_LT(taken,
-              std::chrono::seconds(2));  // far more than it takes, and far less than for ever
     const Json document = outcome.Document();
-    ASSERT_EQ(document["dataSources"].size(), 1u);
-    EXPECT_EQ(document["dataSources"][0]["name"], "Alpha");
-    EXPECT_EQ(document["errors"].size(), 1u);
+    EXPECT_EQ(document["cubes"].size(), 1u);
+    EXPECT_EQ(document["cubes"][0]["cube"], "First");
+    EXPECT_EQ(document["errors"], Json({"interrupted; 1 of 2 cubes are not in the result"}));
+    return seconds;
+  });
+}
+
+TEST_F(Interrupt, AtThePromptEndsTheCallAndBringsTheEchoBack) {
+  ExpectWithin(kAtOnce, [] {
+    Options options;
+    options.terminal = true;
+    options.typed = "\x03";  // Ctrl-C
+    const Outcome outcome =
+        RunTool({"--url", "http://127.0.0.1:1/", "--user", "ann", "sources"}, options);
+    EXPECT_EQ(outcome.status, 130);
+    EXPECT_FALSE(outcome.echoed);
+    EXPECT_TRUE(outcome.echoes);
+    return SecondsSince(outcome.typedAt);
+  });
+}
+
+/// The names that logs begun now and in the next seconds have.
+std::vector<std::string> LogNames(int seconds) {
+  std::vector<std::string> names;
+  for (std::time_t now = std::time(nullptr), end = now + seconds; now < end; ++now) {
+    std::tm local{};
+    localtime_r(&now, &local);
+    char name[64];
+    std::strftime(name, sizeof name, "OT_xmla_%Y_%m_%d_%H_%M_%S.log", &local);
+    names.emplace_back(name);
   }
-}
-
-TEST(Interrupt, OfAnImportKeepsTheCompleteCubes) {
-  Stalled stalled;
-  ScriptedProvider::Script script = OneCube();
-  script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
-  script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-    const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
-    return held ? stalled.Hold() : std::string();
-  };
-  const ScriptedProvider provider(std::move(script));
-  const Outcome outcome =
-      RunToolWhile({"--url", provider.Url(), "import", "--format", "json"}, [&](pid_t process) {
-        EXPECT_TRUE(stalled.Await());
-        kill(process, SIGINT);
-      });
-  stalled.Release();
-  EXPECT_EQ(outcome.status, 130);
-  const Json document = outcome.Document();
-  ASSERT_EQ(document["cubes"].size(), 1u);
-  EXPECT_EQ(document["cubes"][0]["cube"], "First");
-  EXPECT_EQ(document["errors"], Json({"interrupted; 1 of 2 cubes are not in the result"}));
-}
-
-TEST(Interrupt, AtThePromptEndsTheCallAndBringsTheEchoBack) {
-  Options options;
-  options.terminal = true;
-  options.typed = "\x03";  // Ctrl-C
-  const Outcome outcome =
-      RunTool({"--url", "http://127.0.0.1:1/", "--user", "ann", "sources"}, options);
-  EXPECT_EQ(outcome.status, 130);
-  EXPECT_FALSE(outcome.echoed);
-  EXPECT_TRUE(outcome.echoes);
+  return names;
 }
 
 /// A named pipe that takes little at a time.
@@ -167,38 +235,68 @@ std::string SleepingPlace(pid_t process) {
   return place;
 }
 
+bool Sleeps(pid_t process, const char* where) {
+  return SleepingPlace(process).find(where) != std::string::npos;
+}
+
+TEST_F(Interrupt, EndsTheWaitingForALogNameThatIsFree) {
+  ExpectWithin(kAtOnce, [] {
+    const ScriptedProvider provider(TwoSources());
+    const support::TempDir logs;
+    const std::vector<std::string> names = LogNames(20);
+    for (const std::string& name : names) std::ofstream(logs.Path() / name) << "former";
+    steady_clock::time_point sent;
+    const Outcome outcome =
+        RunToolWhile({"--url", provider.Url(), "--target", "analysis-services-2005", "--log",
+                      logs.Path(), "--format", "json", "sources"},
+                     [&](pid_t process) {
+                       Await([&] { return Sleeps(process, "nanosleep"); });
+                       sent = steady_clock::now();
+                       kill(process, SIGTERM);
+                     });
+    const double seconds = SecondsSince(sent);
+    EXPECT_EQ(outcome.status, 130);
+    EXPECT_EQ(outcome.Document()["errors"].size(), 1u);
+    EXPECT_TRUE(provider.Requests().empty());
+    EXPECT_EQ(logs.Files().size(), names.size());
+    for (const auto& file : logs.Files()) EXPECT_EQ(support::ReadFile(file), "former");
+    return seconds;
+  });
+}
+
 Arguments WholeImportInto(const std::string& place) {
   return {"--sample", "analysis-services", "--format", "json", "-o", place, "import"};
 }
 
-TEST(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
+TEST_F(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
   struct Case {
     bool hasReader;
     const char* said;
   };
   for (const Case& each : {Case{false, "; the result is not written\n"},
                            Case{true, "; the result there is cut short\n"}}) {
-    NamedPipe pipe;
-    if (each.hasReader) pipe.OpenReader();
-    steady_clock::time_point sent;
-    const Outcome outcome = RunToolWhile(WholeImportInto(pipe.Name()), [&](pid_t process) {
-      // Only waiting for the pipe's other end does it sleep without waiting for a descriptor.
-      Await([&] {
-        return each.hasReader ? pipe.IsFull()
-                              : SleepingPlace(process).find("nanosleep") != std::string::npos;
+    SCOPED_TRACE(each.said);
+    ExpectWithin(kWithGrace, [&] {
+      NamedPipe pipe;
+      if (each.hasReader) pipe.OpenReader();
+      steady_clock::time_point sent;
+      const Outcome outcome = RunToolWhile(WholeImportInto(pipe.Name()), [&](pid_t process) {
+        // Only waiting for the pipe's other end does it sleep without waiting for a descriptor.
+        Await([&] { return each.hasReader ? pipe.IsFull() : Sleeps(process, "nanosleep"); });
+        sent = steady_clock::now();
+        kill(process, SIGTERM);
       });
-      sent = steady_clock::now();
-      kill(process, SIGTERM);
+      const double seconds = SecondsSince(sent);
+      EXPECT_EQ(outcome.status, 130);
+      EXPECT_THAT(outcome.err,
+                  testing::EndsWith("xmla-import: error: interrupted while nobody read \"" +
+                                    pipe.Name() + '"' + each.said));
+      return seconds;
     });
-    EXPECT_LT(steady_clock::now() - sent, std::chrono::seconds(2));
-    EXPECT_EQ(outcome.status, 130) << each.hasReader;
-    EXPECT_THAT(outcome.err,
-                testing::EndsWith("xmla-import: error: interrupted while nobody read \"" +
-                                  pipe.Name() + '"' + each.said));
   }
 }
 
-TEST(Interrupt, LeavesAResultThatIsBeingReadWhole) {
+TEST_F(Interrupt, LeavesAResultThatIsBeingReadWhole) {
   const Outcome usual = RunTool({"--sample", "analysis-services", "--format", "json", "import"});
   for (const int signal : {SIGINT, SIGTERM}) {
     NamedPipe pipe;
@@ -215,98 +313,300 @@ TEST(Interrupt, LeavesAResultThatIsBeingReadWhole) {
   }
 }
 
-TEST(Interrupt, BeforeThePipeIsOpenedWaitsAMomentForItsReader) {
-  for (const bool hasReader : {false, true}) {
-    Stalled stalled;
-    ScriptedProvider::Script script = TwoSources();
-    script.answer = [&](const std::string&, const std::string&) { return stalled.Hold(); };
-    const ScriptedProvider provider(std::move(script));
-    NamedPipe pipe;
-    if (hasReader) pipe.OpenReader();
-    steady_clock::time_point sent;
-    const Outcome outcome =
-        RunToolWhile({"--url", provider.Url(), "--format", "json", "-o", pipe.Name(), "sources"},
-                     [&](pid_t process) {
-                       EXPECT_TRUE(stalled.Await());
-                       sent = steady_clock::now();
-                       kill(process, SIGTERM);
-                     });
-    EXPECT_LT(steady_clock::now() - sent, std::chrono::seconds(2));
-    stalled.Release();
-    EXPECT_EQ(outcome.status, 130);
-    EXPECT_EQ(outcome.err.find("nobody read") == std::string::npos, hasReader) << outcome.err;
-    if (hasReader) {
-      EXPECT_EQ(Json::parse(pipe.ReadAll())["errors"].size(), 1u);
-    }
-  }
-}
-
-TEST(Interrupt, EndsTheWaitingForATerminalThatTakesNothing) {
-  for (const bool isStopped : {false, true}) {
-    const int screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ASSERT_TRUE(screen >= 0 && grantpt(screen) == 0 && unlockpt(screen) == 0);
-    const std::string name = ptsname(screen);
-    const int terminal = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (isStopped) tcflow(terminal, TCOOFF);
-    steady_clock::time_point sent;
-    const Outcome outcome = RunToolWhile(WholeImportInto(name), [&](pid_t process) {
-      // Nobody reads what the terminal shows, so it takes no more when it is full.
-      Await([&] {
-        std::error_code error;
-        for (const auto& file :
-             std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd", error))
-          if (std::filesystem::read_symlink(file.path(), error) == name)
-            return SleepingPlace(process).find("poll") != std::string::npos;
-        return false;
-      });
-      sent = steady_clock::now();
-      kill(process, SIGINT);
+TEST_F(Interrupt, BeforeThePipeIsOpenedWaitsAMomentForItsReader) {
+  for (const bool hasReader : {false, true})
+    ExpectWithin(hasReader ? kAtOnce : kWithGrace, [&] {
+      Stalled stalled;
+      ScriptedProvider::Script script = TwoSources();
+      script.answer = [&](const std::string&, const std::string&) { return stalled.Hold(); };
+      const ScriptedProvider provider(std::move(script));
+      NamedPipe pipe;
+      if (hasReader) pipe.OpenReader();
+      steady_clock::time_point sent;
+      const Outcome outcome =
+          RunToolWhile({"--url", provider.Url(), "--format", "json", "-o", pipe.Name(), "sources"},
+                       [&](pid_t process) {
+                         EXPECT_TRUE(stalled.Await());
+                         sent = steady_clock::now();
+                         kill(process, SIGTERM);
+                       });
+      const double seconds = SecondsSince(sent);
+      stalled.Release();
+      EXPECT_EQ(outcome.status, 130);
+      EXPECT_EQ(outcome.err.find("nobody read") == std::string::npos, hasReader) << outcome.err;
+      if (hasReader) {
+        EXPECT_EQ(Json::parse(pipe.ReadAll())["errors"].size(), 1u);
+      }
+      return seconds;
     });
-    EXPECT_LT(steady_clock::now() - sent, std::chrono::seconds(2)) << isStopped;
-    EXPECT_EQ(outcome.status, 130) << isStopped;
-    EXPECT_THAT(outcome.err, testing::EndsWith("; the result there is cut short\n"));
-    close(terminal);
-    close(screen);
+}
+
+TEST_F(Interrupt, EndsTheWaitingForATerminalThatTakesNothing) {
+  for (const bool isStopped : {false, true})
+    ExpectWithin(kWithGrace, [&] {
+      const int screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+      EXPECT_TRUE(screen >= 0 && grantpt(screen) == 0 && unlockpt(screen) == 0);
+      const std::string name = ptsname(screen);
+      const int terminal = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+      if (isStopped) tcflow(terminal, TCOOFF);
+      steady_clock::time_point sent;
+      const Outcome outcome = RunToolWhile(WholeImportInto(name), [&](pid_t process) {
+        // Nobody reads what the terminal shows, so it takes no more when it is full.
+        Await([&] {
+          std::error_code error;
+          for (const auto& file : std::filesystem::directory_iterator(
+                   "/proc/" + std::to_string(process) + "/fd", error))
+            if (std::filesystem::read_symlink(file.path(), error) == name)
+              return Sleeps(process, "poll");
+          return false;
+        });
+        sent = steady_clock::now();
+        kill(process, SIGINT);
+      });
+      const double seconds = SecondsSince(sent);
+      EXPECT_EQ(outcome.status, 130) << isStopped;
+      EXPECT_THAT(outcome.err, testing::EndsWith("; the result there is cut short\n"));
+      close(terminal);
+      close(screen);
+      return seconds;
+    });
+}
+
+/// A provider of many cubes, whose every request `--verbose` shows.
+ScriptedProvider::Script ManyCubes(int count) {
+  ScriptedProvider::Script script = OneCube();
+  std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
+  for (int i = 0; i < count; ++i) cubes.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  return script;
+}
+
+/// Waits until the tool, which nobody reads, makes no more requests.
+void AwaitStandstill(const ScriptedProvider& provider) {
+  std::size_t former = 0;
+  int unchanged = 0;
+  Await([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const std::size_t count = provider.Requests().size();
+    unchanged = count == former ? unchanged + 1 : 0;
+    former = count;
+    return count > 20 && unchanged > 5;
+  });
+  EXPECT_LT(former, 200u);  // of many more
+}
+
+struct Unread {
+  Stream out;
+  Stream err;
+  int signal;
+  const char* format;
+};
+constexpr Unread kUnread[] = {
+    {Stream::kPipe, Stream::kUnread, SIGINT, "json"},
+    {Stream::kUnread, Stream::kAsOut, SIGTERM, "text"},
+    {Stream::kPipe, Stream::kUnread, SIGTERM, "text"},
+    {Stream::kUnread, Stream::kAsOut, SIGINT, "json"},
+};
+
+TEST_F(Interrupt, EndsTheWaitingForAReaderOfStandardError) {
+  std::size_t left = support::Effort<std::size_t>(2, std::size(kUnread));
+  for (const Unread& each : kUnread) {
+    if (left-- == 0) break;
+    ExpectWithin(kWithGrace, [&] {
+      const ScriptedProvider provider(ManyCubes(50));
+      Options options;
+      options.out = each.out;
+      options.err = each.err;
+      steady_clock::time_point sent;
+      const Outcome outcome = RunToolWhile(
+          {"--url", provider.Url(), "--verbose", "--format", each.format, "import", "--jobs", "2"},
+          [&](pid_t process) {
+            AwaitStandstill(provider);
+            sent = steady_clock::now();
+            kill(process, each.signal);
+          },
+          options);
+      const double seconds = SecondsSince(sent);
+      EXPECT_EQ(outcome.status, 130) << outcome.signal;
+      // What was complete is there for whoever does read.
+      if (each.out == Stream::kPipe) {
+        EXPECT_THAT(outcome.out, HasSubstr("Unit"));
+      }
+      return seconds;
+    });
   }
 }
 
-TEST(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
+/// The signal still means something to the process itself.
+bool Catches(pid_t process, int signal) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with("SigCgt:"))
+      return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) != 0;
+  return false;
+}
+
+TEST_F(Interrupt, ASecondTimeEndsTheToolWhatEverItWaitsFor) {
+  for (const int signal : {SIGINT, SIGTERM})
+    ExpectWithin(kAtOnce, [&] {
+      const ScriptedProvider provider(ManyCubes(50));
+      const support::TempDir folder;
+      const std::string file = folder.Path() / "result";
+      std::ofstream(file) << "former";
+      Options options;
+      options.err = Stream::kUnread;
+      steady_clock::time_point sent;
+      const Outcome outcome = RunToolWhile(
+          {"--url", provider.Url(), "--verbose", "-o", file, "import", "--jobs", "2"},
+          [&](pid_t process) {
+            AwaitStandstill(provider);
+            kill(process, signal);
+            Await([&] { return !Catches(process, signal); });
+            sent = steady_clock::now();
+            kill(process, signal);
+          },
+          options);
+      const double seconds = SecondsSince(sent);
+      // The half second after the first was over already: a machine so busy proves nothing.
+      if (outcome.status == 130) return 2 * kAtOnce;
+      EXPECT_EQ(outcome.signal, signal);
+      EXPECT_EQ(folder.Files().size(), 1u);
+      EXPECT_EQ(support::ReadFile(file), "former");
+      return seconds;
+    });
+}
+
+/// Tells when a file is made in a folder.
+class Births {
+ public:
+  explicit Births(const std::filesystem::path& folder) {
+    inotify_add_watch(m_watch, folder.c_str(), IN_CREATE);
+  }
+  ~Births() { close(m_watch); }
+  Births(const Births&) = delete;
+  Births& operator=(const Births&) = delete;
+  /// The name of the next one; empty when there is none.
+  std::string Next(std::chrono::milliseconds limit) const {
+    pollfd wait{m_watch, POLLIN, 0};
+    alignas(inotify_event) char block[sizeof(inotify_event) + NAME_MAX + 1];
+    if (poll(&wait, 1, static_cast<int>(limit.count())) != 1 ||
+        read(m_watch, block, sizeof block) <= 0)
+      return {};
+    return reinterpret_cast<const inotify_event*>(block)->name;
+  }
+
+ private:
+  const int m_watch = inotify_init1(IN_CLOEXEC);
+};
+
+TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
   // Long enough that a signal at the birth of the unfinished file comes before its end.
   ScriptedProvider::Script script = TwoSources();
   std::vector<Row>& sources = script.rows["DISCOVER_DATASOURCES"];
   for (int i = 0; i < 400; ++i)
     sources.push_back({{"DataSourceName", std::to_string(i) + std::string(40000, 'x')}});
+  constexpr off_t kLength = 400 * 40000;
   const ScriptedProvider provider(std::move(script));
-  int interrupted = 0;
-  for (int attempt = 0; attempt < 10 && interrupted == 0; ++attempt) {
+  off_t written = kLength;
+  for (int attempt = 0; attempt < 10 && written >= kLength && !HasFailure(); ++attempt) {
     const support::TempDir folder;
     const std::string file = folder.Path() / "result";
     std::ofstream(file) << "former";
-    const int watch = inotify_init1(IN_CLOEXEC);
-    inotify_add_watch(watch, folder.Path().c_str(), IN_CREATE);
-    const Outcome outcome =
-        RunToolWhile({"--url", provider.Url(), "sources", "-o", file}, [&](pid_t process) {
-          pollfd created{watch, POLLIN, 0};
-          EXPECT_EQ(poll(&created, 1, 20000), 1);
-          kill(process, SIGTERM);
-        });
-    close(watch);
-    EXPECT_EQ(folder.Files().size(), 1u);
-    const std::string found = support::ReadFile(file);
-    if (outcome.status == 130) {
-      ++interrupted;
-      EXPECT_EQ(found, "former");
-      EXPECT_EQ(outcome.err, "xmla-import: error: interrupted before the result was in \"" + file +
-                                 "\"; the file is as it was\n");
-    } else {
-      EXPECT_EQ(outcome.status, 0);
-      EXPECT_GT(found.size(), 400u * 40000u);
-    }
+    ExpectWithin(kAtOnce, [&] {
+      const Births births(folder.Path());
+      int unfinished = -1;
+      steady_clock::time_point sent;
+      const Outcome outcome =
+          RunToolWhile({"--url", provider.Url(), "sources", "-o", file}, [&](pid_t process) {
+            const std::string name = births.Next(std::chrono::seconds(20));
+            sent = steady_clock::now();
+            kill(process, SIGTERM);
+            unfinished = open((folder.Path() / name).c_str(), O_RDONLY | O_CLOEXEC);
+          });
+      const double seconds = SecondsSince(sent);
+      EXPECT_EQ(folder.Files().size(), 1u);
+      const std::string found = support::ReadFile(file);
+      if (outcome.status == 130) {
+        EXPECT_EQ(found, "former");
+        EXPECT_EQ(outcome.err, "xmla-import: error: interrupted before the result was in \"" +
+                                   file + "\"; the file is as it was\n");
+        struct stat status {};
+        if (fstat(unfinished, &status) == 0) written = status.st_size;
+      } else {
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_GT(found.size(), static_cast<std::size_t>(kLength));
+      }
+      close(unfinished);
+      return outcome.status == 130 ? seconds : 0;
+    });
   }
-  EXPECT_EQ(interrupted, 1);
+  EXPECT_LT(written, kLength) << "it was written to its end";
 }
 
-TEST(Interrupt, ThatTheCallerIgnoresIsIgnored) {
+TEST_F(Interrupt, WhileTheResultIsMadeWritesNothingOfIt) {
+  // A tree whose rendering takes much longer than its reading.
+  ScriptedProvider::Script script = ManyCubes(2000);
+  std::atomic<steady_clock::time_point> asked;
+  script.answer = [&](const std::string&, const std::string&) {
+    asked = steady_clock::now();
+    return std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "result";
+  const auto call = [&](bool intoFile) {
+    Arguments words{"--url", provider.Url(), "--format", "json", "tree"};
+    if (intoFile) words.insert(words.end(), {"-o", file});
+    return words;
+  };
+  double whole = 0;  // seconds from the last request to the birth of the unfinished file
+  {
+    const Births births(folder.Path());
+    RunToolWhile(call(true), [&](pid_t) {
+      births.Next(std::chrono::seconds(20));
+      whole = SecondsSince(asked);
+    });
+  }
+  const std::size_t requests = provider.Requests().size();
+  const std::string said = "interrupted while the result was made; it is not written";
+  for (const bool intoFile : {true, false}) {
+    bool isMet = false;
+    for (int attempt = 0; attempt < 20 && !isMet && !HasFailure(); ++attempt) {
+      std::ofstream(file) << "former";
+      ExpectWithin(kAtOnce, [&] {
+        const Births births(folder.Path());
+        steady_clock::time_point sent;
+        const std::size_t before = provider.Requests().size();
+        const Outcome outcome = RunToolWhile(call(intoFile), [&](pid_t process) {
+          Await([&] { return provider.Requests().size() == before + requests; });
+          // Further from the middle each time that another moment was met.
+          const double part = 0.6 + (attempt % 2 ? 0.03 : -0.03) * attempt;
+          std::this_thread::sleep_until(asked.load() + std::chrono::duration<double>(whole * part));
+          sent = steady_clock::now();
+          kill(process, SIGTERM);
+        });
+        const double seconds = SecondsSince(sent);
+        EXPECT_EQ(folder.Files().size(), 1u);
+        isMet = outcome.err.find(said) != std::string::npos;
+        if (!isMet) return 0.0;
+        EXPECT_EQ(outcome.status, 130);
+        EXPECT_EQ(outcome.err, "xmla-import: error: " + said + "\n");
+        EXPECT_EQ(support::ReadFile(file), "former");
+        EXPECT_EQ(births.Next(std::chrono::milliseconds(0)), "");
+        if (intoFile) {
+          EXPECT_EQ(outcome.out, "");
+        } else {
+          EXPECT_EQ(outcome.Document(), Json({{"dataSources", Json::array()},
+                                              {"errors", Json({said})},
+                                              {"warnings", Json::array()}}));
+        }
+        return seconds;
+      });
+    }
+    EXPECT_TRUE(isMet);
+  }
+}
+
+TEST_F(Interrupt, ThatTheCallerIgnoresIsIgnored) {
   Stalled stalled;
   ScriptedProvider::Script script = TwoSources();
   script.answer = [&](const std::string&, const std::string&) { return stalled.Hold(); };

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <stdexcept>
 #include <string_view>
@@ -20,9 +21,11 @@ namespace {
 
 constexpr std::chrono::seconds kLongestRun{30};
 // What would make a run depend on who runs the tests.
-constexpr std::string_view kDropped[] = {"XMLA_IMPORT_", "OT_XMLA_IMPORT_", "MORVEN_",
-                                         "http_proxy=",  "HTTP_PROXY=",     "all_proxy=",
-                                         "ALL_PROXY="};
+constexpr std::string_view kDropped[] = {
+    "XMLA_IMPORT_",        "OT_XMLA_IMPORT_", "MORVEN_",        "http_proxy=", "HTTP_PROXY=",
+    "https_proxy=",        "HTTPS_PROXY=",    "ftp_proxy=",     "FTP_PROXY=",  "all_proxy=",
+    "ALL_PROXY=",          "no_proxy=",       "NO_PROXY=",      "SSL_CERT_",   "CURL_CA_BUNDLE=",
+    "REQUESTS_CA_BUNDLE=", "CURL_SSL_",       "SSLKEYLOGFILE=", "OPENSSL_"};
 
 /// Our end of a stream of the child, and the child's.
 struct Ends {
@@ -58,11 +61,19 @@ Ends OutputEnds(Stream stream) {
       ends.ours = -1;
       return ends;
     }
+    case Stream::kUnread: {
+      const Ends ends = Pipe(true);
+      fcntl(ends.theirs, F_SETPIPE_SZ, 4 * PIPE_BUF);
+      return ends;
+    }
     case Stream::kClosed:
+    case Stream::kAsOut:
       break;
   }
   return {};
 }
+
+bool IsCaptured(Stream stream) { return stream == Stream::kPipe || stream == Stream::kTerminal; }
 
 std::vector<std::string> Environment(const std::map<std::string, std::string>& additional) {
   std::vector<std::string> variables;
@@ -118,6 +129,7 @@ void TypeWhenAsked(int terminal, Outcome& outcome, std::string& typed) {
   if (typed.empty() || !outcome.terminal.ends_with(": ")) return;
   termios settings{};
   if (tcgetattr(terminal, &settings) == 0) outcome.echoed = (settings.c_lflag & ECHO) != 0;
+  outcome.typedAt = std::chrono::steady_clock::now();
   if (write(terminal, typed.data(), typed.size()) < 0) throw std::runtime_error("cannot type");
   typed.clear();
 }
@@ -158,7 +170,8 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   const std::vector<char*> variables = Pointers(texts);
   const Ends in = Pipe(false);
   const Ends out = OutputEnds(options.out);
-  const Ends err = OutputEnds(options.err);
+  const Ends err = options.err == Stream::kAsOut ? Ends{-1, fcntl(out.theirs, F_DUPFD_CLOEXEC, 3)}
+                                                 : OutputEnds(options.err);
   const Ends terminal = options.terminal ? Terminal() : Ends{};
   const std::string terminalName = options.terminal ? ptsname(terminal.ours) : "";
 
@@ -186,8 +199,8 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   Outcome outcome;
   std::string typed = options.typed;
   std::vector<Capture> captures;
-  if (out.ours >= 0) captures.emplace_back(out.ours, outcome.out);
-  if (err.ours >= 0) captures.emplace_back(err.ours, outcome.err);
+  if (IsCaptured(options.out)) captures.emplace_back(out.ours, outcome.out);
+  if (IsCaptured(options.err)) captures.emplace_back(err.ours, outcome.err);
   Capture shown(terminal.ours, outcome.terminal);
   const auto deadline = std::chrono::steady_clock::now() + kLongestRun;
   int status = 0;
@@ -207,6 +220,8 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
     if (!ended) ended = waitpid(child, &status, WNOHANG) == child;
   }
   close(process);
+  if (options.out == Stream::kUnread) close(out.ours);
+  if (options.err == Stream::kUnread) close(err.ours);
   other.join();
   if (terminal.theirs >= 0) {
     termios settings{};

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -19,7 +20,9 @@ enum class Stream {
   kPipe,        ///< captured
   kClosed,      ///< not open at all
   kFull,        ///< a device without room
-  kReaderGone,  ///< a pipe that nobody reads
+  kReaderGone,  ///< a pipe whose reader has gone
+  kUnread,      ///< a short pipe whose reader is there and does not read
+  kAsOut,       ///< standard error: wherever standard output goes
   kTerminal,    ///< a terminal of its own, captured
 };
 
@@ -41,13 +44,15 @@ struct Outcome {
   std::string terminal;  ///< what the terminal showed
   bool echoed = false;   ///< the terminal showed what was typed
   bool echoes = false;   ///< the terminal shows what is typed, now that the process has ended
+  std::chrono::steady_clock::time_point typedAt;  ///< when `typed` was typed
 
   Json Document() const { return Json::parse(out); }
   std::vector<std::string> ErrorLines() const;
 };
 
 /// Runs the built tool to its end in a session of its own, with none of the tool's environment
-/// variables but those given. A run that takes longer than half a minute is killed.
+/// variables but those given, and none that name proxies or certificates. A run that takes longer
+/// than half a minute is killed.
 Outcome RunTool(const Arguments& arguments, const Options& options = {});
 
 /// The same, with something done meanwhile, on a thread of its own, to the running process.
