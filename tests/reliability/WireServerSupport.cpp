@@ -15,7 +15,12 @@
 
 namespace reliability {
 
-Wire::~Wire() { close(m_socket); }
+Wire::~Wire() { Close(); }
+
+void Wire::Close() {
+  if (m_socket >= 0) close(m_socket);
+  m_socket = -1;
+}
 
 bool Wire::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
@@ -65,9 +70,9 @@ WireServer::~WireServer() {
   close(m_listening);
   {
     const std::lock_guard lock(m_mutex);
-    for (const Wire& wire : m_wires) shutdown(wire.Socket(), SHUT_RDWR);
+    for (const Served& served : m_served) shutdown(served.wire.Socket(), SHUT_RDWR);
   }
-  for (std::thread& thread : m_threads) thread.join();
+  for (Served& served : m_served) served.thread.join();
 }
 
 std::string WireServer::Url(const std::string& path) const {
@@ -86,13 +91,21 @@ void WireServer::Accept() {
       close(accepted);
       return;
     }
-    m_wires.emplace_back(accepted);
-    const auto wire = std::prev(m_wires.end());
-    m_threads.emplace_back([this, wire] {
+    // Thousands of connections come and go.
+    m_served.remove_if([](Served& served) {
+      const bool isDone = served.isDone;
+      if (isDone) served.thread.join();
+      return isDone;
+    });
+    Served& served = m_served.emplace_back(accepted);
+    served.thread = std::thread([this, &served] {
       FailingAllocation::ExemptThisThread();
-      Serve(*wire);
-      const std::lock_guard closing(m_mutex);
-      m_wires.erase(wire);  // thousands of connections come and go
+      Serve(served.wire);
+      {
+        const std::lock_guard closing(m_mutex);
+        served.wire.Close();
+      }
+      served.isDone = true;
     });
   }
 }
