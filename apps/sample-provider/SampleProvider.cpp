@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <csignal>
 #include <deque>
@@ -197,6 +198,31 @@ std::unique_ptr<HttpServer> MakeServer(const StopSignal& stop, bool compress) {
   return std::make_unique<HttpServer>(stop, compress);
 }
 
+constexpr std::string_view kCopy = ", copy ";
+
+// The rows of the cubes follow one another again and again, with a number behind each cube's name;
+// in requests the number is dropped.
+HttpReply AnswerWithCopies(Kind kind, std::string request, int copies) {
+  for (size_t at = request.find(kCopy); at != std::string::npos; at = request.find(kCopy, at)) {
+    request.erase(at, request.find('<', at) - at);
+  }
+  HttpReply reply = Answer(kind, request);
+  const size_t begin = reply.body.find("<row>");
+  if (begin == std::string::npos || RequestTypeOf(request) != "MDSCHEMA_CUBES") return reply;
+  const size_t end = reply.body.rfind("</row>") + 6;
+  const std::string rows = reply.body.substr(begin, end - begin);
+  std::string all;
+  for (int copy = 1; copy <= copies; ++copy) {
+    size_t done = 0;
+    for (size_t at; (at = rows.find("</CUBE_NAME>", done)) != std::string::npos; done = at + 1) {
+      all.append(rows, done, at - done).append(kCopy).append(std::to_string(copy)).append("<");
+    }
+    all.append(rows, done);
+  }
+  reply.body.replace(begin, end - begin, all);
+  return reply;
+}
+
 }  // namespace
 
 std::optional<Kind> KindFromName(std::string_view name) {
@@ -256,6 +282,7 @@ class Provider::Impl {
   }
 
   int Port() const { return port_; }
+  int MostAtOnce() const { return most_at_once_; }
 
   std::vector<Request> TakeRequests() {
     const std::lock_guard lock(mutex_);
@@ -266,6 +293,22 @@ class Provider::Impl {
   }
 
  private:
+  // Counts the requests that are being answered.
+  class InAnswer {
+   public:
+    explicit InAnswer(Impl& provider) : provider_(provider) {
+      const int now = ++provider_.in_answer_;
+      int most = provider_.most_at_once_;
+      while (now > most && !provider_.most_at_once_.compare_exchange_weak(most, now)) continue;
+    }
+    ~InAnswer() { --provider_.in_answer_; }
+    InAnswer(const InAnswer&) = delete;
+    InAnswer& operator=(const InAnswer&) = delete;
+
+   private:
+    Impl& provider_;
+  };
+
   void Listen() {
     port_ = options_.port;
     if (port_ == 0) {
@@ -309,6 +352,7 @@ class Provider::Impl {
 
   void Serve(Kind kind, const httplib::Request& request, httplib::Response& response) {
     Record(request);
+    const InAnswer in_answer(*this);
     if (!stop_.Sleep(options_.latency)) return;
     if (!Allowed(request)) {
       response.status = 401;
@@ -327,7 +371,8 @@ class Provider::Impl {
       response.set_content(std::string(error.what()) + "\n", "text/plain");
       return;
     }
-    HttpReply reply = Answer(kind, request.body);
+    HttpReply reply = options_.copies > 1 ? AnswerWithCopies(kind, request.body, options_.copies)
+                                          : Answer(kind, request.body);
     if (mood) mood = memory_.MoodOf(*mood, request.body);
     if (mood) {
       t_connection->Send(InMood(*mood, kind, reply));
@@ -352,6 +397,8 @@ class Provider::Impl {
   Options options_;
   std::optional<Mood> mood_;
   MoodMemory memory_;
+  std::atomic<int> in_answer_{0};
+  std::atomic<int> most_at_once_{0};
   StopSignal stop_;
   std::unique_ptr<HttpServer> server_;
   int port_ = 0;
@@ -364,6 +411,8 @@ Provider::Provider(Options options) : impl_(std::make_unique<Impl>(std::move(opt
 Provider::~Provider() = default;
 
 int Provider::Port() const { return impl_->Port(); }
+
+int Provider::MostAtOnce() const { return impl_->MostAtOnce(); }
 
 std::string Provider::Url(Kind kind) const {
   return "http://127.0.0.1:" + std::to_string(Port()) + "/" + std::string(NameOfKind(kind));

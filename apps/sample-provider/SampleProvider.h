@@ -25,6 +25,8 @@ struct Options {
   bool compress = false;                 // compress replies for clients that accept it
   std::string user;                      // when not empty, Basic credentials are asked for
   std::string password;
+  // Every cube is listed so many times, under names of their own, which all mean the same cube.
+  int copies = 1;
   // A misbehaviour for every request, or "". A request can choose its own with `?mood=` on the
   // URL. The form is NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a request type, only requests of that
   // type are answered so, and with a slash, only the NTH of them. MoodHelp() lists the names. The
@@ -58,6 +60,9 @@ class Provider {
   int Port() const;
   // http://127.0.0.1:PORT/ and the kind's name.
   std::string Url(Kind kind) const;
+
+  // The most requests that were answered at the same time.
+  int MostAtOnce() const;
 
   // The requests received since the last call; no more than the newest 4,096 are kept.
   std::vector<Request> TakeRequests();

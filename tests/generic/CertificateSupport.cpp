@@ -47,6 +47,10 @@ Certificate::Certificate(const char* alternativeName, long validSeconds, const C
   X509_sign(m_certificate, issuer ? issuer->m_key : m_key, EVP_sha256());
   SSL_CTX_use_certificate(m_context, m_certificate);
   SSL_CTX_use_PrivateKey(m_context, m_key);
+  // With a name of its own, the context takes up former connections again when a client asks for
+  // it.
+  constexpr unsigned char kName[] = "test";
+  SSL_CTX_set_session_id_context(m_context, kName, sizeof kName);
   std::FILE* const file = std::fopen(m_path.c_str(), "w");
   PEM_write_X509(file, m_certificate);
   std::fclose(file);

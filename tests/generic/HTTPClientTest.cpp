@@ -430,6 +430,19 @@ TEST(HTTPLimit, StopsAnEndlessReply) {
               StartsWith("The reply is longer than 1048576 bytes"));
 }
 
+TEST(HTTPLimit, StopsEndlessTrailers) {
+  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3\r\n<r>\r\n0\r\n");
+    while (connection.Send("X-More: and more\r\n")) {
+    }
+  });
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
+              StartsWith("The reply is followed by more than 307200 bytes of headers"));
+  ScriptedServer other(
+      "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\n<r/>\r\n0\r\nX: y\r\n\r\n");
+  EXPECT_TRUE(PostOnce("http://" + other.Authority() + "/").ok);
+}
+
 TEST(HTTPCancellation, EndsASilentTransferWithinATenthOfASecond) {
   VXExecutionState state;
   std::atomic<bool> reached{false};

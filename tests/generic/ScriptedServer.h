@@ -39,6 +39,8 @@ class ServedConnection {
   void AwaitPeerGone();
   std::size_t Receive(char* place, std::size_t room);
   bool IsClosed() const { return m_closed; }
+  /// The TLS handshake took up what an earlier connection had agreed on.
+  bool IsResumed() const;
   void ShutDown();
 
  private:
@@ -55,7 +57,9 @@ class ScriptedServer {
  public:
   using Handler = std::function<void(ServedConnection&, const ReceivedRequest&)>;
 
-  explicit ScriptedServer(Handler handler, SSL_CTX* tls = nullptr, std::string greeting = {});
+  /// Without a port it is a free one.
+  explicit ScriptedServer(Handler handler, SSL_CTX* tls = nullptr, std::string greeting = {},
+                          int port = 0);
   /// Answers every request with the same bytes and keeps the connection.
   explicit ScriptedServer(std::string answer);
   /// Sends the bytes on every connection before it has received anything.
@@ -70,6 +74,8 @@ class ScriptedServer {
   std::string Authority() const { return "127.0.0.1:" + Port(); }
   std::vector<ReceivedRequest> Requests();
   std::size_t Connections();
+  /// Those that received a request and whose TLS handshake was resumed.
+  std::size_t ResumedConnections();
 
  private:
   void Accept();
@@ -83,6 +89,7 @@ class ScriptedServer {
   std::atomic<bool> m_ends{false};
   std::mutex m_mutex;
   std::vector<ReceivedRequest> m_requests;
+  std::size_t m_resumed = 0;
   std::list<ServedConnection> m_connections;
   std::list<std::thread> m_threads;
   std::thread m_accepting;

@@ -78,6 +78,8 @@ void ServedConnection::AwaitPeerGone() {
   m_closed = true;
 }
 
+bool ServedConnection::IsResumed() const { return m_tls && SSL_session_reused(m_tls) == 1; }
+
 void ServedConnection::ShutDown() { ::shutdown(m_socket, SHUT_RDWR); }
 
 void Tunnel(ServedConnection& client, const std::string& authority) {
@@ -102,12 +104,15 @@ void Tunnel(ServedConnection& client, const std::string& authority) {
   back.join();
 }
 
-ScriptedServer::ScriptedServer(Handler handler, SSL_CTX* tls, std::string greeting)
+ScriptedServer::ScriptedServer(Handler handler, SSL_CTX* tls, std::string greeting, int port)
     : m_handler(std::move(handler)), m_tls(tls), m_greeting(std::move(greeting)) {
   m_listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  const int yes = 1;  // the port's former connections may linger
+  if (port != 0) ::setsockopt(m_listening, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   socklen_t length = sizeof address;
   auto* const generic = reinterpret_cast<sockaddr*>(&address);
   if (::bind(m_listening, generic, length) != 0 || ::listen(m_listening, 64) != 0 ||
@@ -161,6 +166,7 @@ void ScriptedServer::Accept() {
 
 void ScriptedServer::Serve(ServedConnection& connection, std::size_t number) {
   connection.Send(m_greeting);
+  bool isFirst = true;
   std::string received;
   char buffer[65536];
   while (!connection.IsClosed()) {
@@ -184,6 +190,8 @@ void ScriptedServer::Serve(ServedConnection& connection, std::size_t number) {
     {
       const std::lock_guard lock(m_mutex);
       m_requests.push_back(request);
+      if (isFirst && connection.IsResumed()) ++m_resumed;
+      isFirst = false;
     }
     m_handler(connection, request);
   }
@@ -197,6 +205,11 @@ std::vector<ReceivedRequest> ScriptedServer::Requests() {
 std::size_t ScriptedServer::Connections() {
   const std::lock_guard lock(m_mutex);
   return m_connections.size();
+}
+
+std::size_t ScriptedServer::ResumedConnections() {
+  const std::lock_guard lock(m_mutex);
+  return m_resumed;
 }
 
 std::string Answer(std::string_view body, std::string_view statusLine, std::string_view headers) {

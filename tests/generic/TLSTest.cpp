@@ -1,6 +1,8 @@
 // https: which certificates are taken, and what is said of the others.
+#include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/ssl.h>
 
 #include <csignal>
 #include <future>
@@ -53,6 +55,77 @@ TEST(TLS, OtherCertificatesAreRefusedWithTheReason) {
               HasSubstr("certificate has expired"));
   EXPECT_THAT(ErrorOf(Certificate("DNS:elsewhere.test", kDay), true),
               HasSubstr("name matches target host name '127.0.0.1'"));
+}
+
+/// A client that keeps what a TLS connection has agreed on for the next one, as libcurl does unless
+/// it is told otherwise.
+class ResumingClient {
+ public:
+  ResumingClient(const std::string& url, const std::string& caFile) {
+    curl_easy_setopt(m_easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(m_easy, CURLOPT_CAINFO, caFile.c_str());
+    curl_easy_setopt(m_easy, CURLOPT_POSTFIELDS, "<q/>");
+    curl_easy_setopt(
+        m_easy, CURLOPT_WRITEFUNCTION,
+        +[](char*, std::size_t, std::size_t count, void*) { return count; });
+  }
+  ~ResumingClient() { curl_easy_cleanup(m_easy); }
+  ResumingClient(const ResumingClient&) = delete;
+  ResumingClient& operator=(const ResumingClient&) = delete;
+  bool Post() { return curl_easy_perform(m_easy) == CURLE_OK; }
+
+ private:
+  CURL* m_easy = curl_easy_init();
+};
+
+// A certificate that has become bad would not be looked at on a connection that takes up another.
+TEST(TLS, NoConnectionTakesUpAFormerOne) {
+  constexpr std::size_t kRequests = 4;
+  for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    SCOPED_TRACE(version);
+    const Certificate certificate("IP:127.0.0.1", kDay);
+    SSL_CTX_set_max_proto_version(certificate.Context(), version);
+    ScriptedServer server(
+        [](ServedConnection& connection, const ReceivedRequest&) {
+          connection.Send(Answer("<r/>", "200 OK", "Connection: close\r\n"));
+          connection.Close();
+        },
+        certificate.Context());
+    const std::string url = "https://" + server.Authority() + "/";
+    HTTPClientOptions options;
+    options.caFile = Wide(certificate.Path());
+    HTTPClientWrapper client(Wide(url), L"", L"", 10, &options);
+    for (std::size_t i = 0; i < kRequests; ++i) {
+      NarrowString reply;
+      String error;
+      EXPECT_TRUE(client.ReadBytes("<q/>", reply, error));
+    }
+    EXPECT_EQ(server.Connections(), kRequests);
+    EXPECT_EQ(server.ResumedConnections(), 0u);
+    // The server would do it for a client that wants to.
+    ResumingClient other(url, certificate.Path());
+    for (std::size_t i = 0; i < kRequests; ++i) EXPECT_TRUE(other.Post());
+    EXPECT_EQ(server.ResumedConnections(), kRequests - 1);
+  }
+}
+
+TEST(TLS, AConnectionThatTheServerEndedUnsaidIsReplacedEachTime) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  ScriptedServer server(
+      [](ServedConnection& connection, const ReceivedRequest& request) {
+        Reply(connection, request);
+        connection.Close();
+      },
+      certificate.Context());
+  HTTPClientOptions options;
+  options.caFile = Wide(certificate.Path());
+  HTTPClientWrapper client(Wide("https://" + server.Authority() + "/"), L"", L"", 10, &options);
+  for (int i = 0; i < 20; ++i) {
+    NarrowString reply;
+    String error;
+    EXPECT_TRUE(client.ReadBytes("<q/>", reply, error))
+        << i << ": " << BaseStringUtil::StringToStdString(error, 65001).view();
+  }
 }
 
 volatile std::sig_atomic_t g_pipeSignals = 0;

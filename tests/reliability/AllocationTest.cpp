@@ -111,7 +111,7 @@ void FailEverywhere(const std::vector<Operation>& operations, const Mode& mode, 
         const long before = FailingAllocation::Outstanding();
         tally.Add(Try(operation, kind, url, whole, mode, nth), whole);
         ASSERT_EQ(FailingAllocation::Outstanding(), before) << "a leak";
-          }
+      }
     }
 }
 

@@ -1,16 +1,22 @@
-// Servers that cannot be reached or must not be trusted, and proxies that refuse: the text, the
-// exit status, and that all is well once the other side is.
+// Servers that cannot be reached, must not be trusted or admit nobody, and proxies that refuse: the
+// text, the exit status, and that all is well once the other side is.
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <functional>
 #include <memory>
+#include <thread>
 
+#include "NetworkPeersSupport.h"
 #include "NetworkSupport.h"
 #include "SampleProvider.h"
 #include "generic/Certificate.h"
 #include "generic/ScriptedServer.h"
+#include "support/ChildProcess.h"
 #include "support/ScriptedServer.h"
+#include "support/TempDir.h"
 
 namespace network {
 namespace {
@@ -34,7 +40,7 @@ void Serve(ServedConnection& connection, const ReceivedRequest& request) {
 
 /// One peer that refuses, through the import interface and the tool; then `mend` puts it right.
 void ExpectRefusal(const std::string& url, const std::string& says, const Environment& environment,
-                   const std::function<void()>& mend, double seconds = 1) {
+                   const std::function<void()>& mend, double seconds = 1, double atLeast = 0) {
   SCOPED_TRACE(says);
   std::vector<std::unique_ptr<Variable>> variables;
   for (const auto& [name, value] : environment)
@@ -45,6 +51,7 @@ void ExpectRefusal(const std::string& url, const std::string& says, const Enviro
   EXPECT_THAT(refused.errors, testing::Not(HasSubstr("\n")));
   EXPECT_TRUE(refused.names.empty());
   EXPECT_LT(refused.seconds, seconds * Slack());
+  EXPECT_GE(refused.seconds, atLeast);
   ExpectOneErrorLine(url, says, seconds, environment);
   if (!mend) return;
   mend();
@@ -68,6 +75,58 @@ TEST(NetworkPeers, AnUnknownHostIsNamed) {
   ExpectRefusal("http://no-such-host.invalid/xmla",
                 "The host of the service is not known: http://no-such-host.invalid/xmla", {}, {},
                 5);
+}
+
+// The library reads its time-out once, when it is loaded.
+TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTimeOut,
+              {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
+  const Certificate good("IP:127.0.0.1", kDay);
+  const Certificate proxied("DNS:service.test", kDay);
+  ::ScriptedServer service(&Serve, proxied.Context());
+  std::atomic<bool> isProxyWilling{false};
+  ::ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest&) {
+    if (isProxyWilling)
+      Tunnel(connection, service.Authority());
+    else
+      connection.AwaitPeerGone();
+  });
+  const std::string trusted = testing::TempDir() + "trusted-" + std::to_string(getpid()) + ".pem";
+  std::ofstream(trusted) << support::ReadFile(good.Path()) << support::ReadFile(proxied.Path());
+  const Variable certificates("SSL_CERT_FILE", trusted);
+  const Variable throughProxy("https_proxy", "http://" + proxy.Authority());
+  const Variable exceptTo("no_proxy", "127.0.0.1");
+  const auto expect = [](const std::string& url, const std::function<void()>& mend) {
+    ExpectRefusal(url, "No connection to the service came about within 1 seconds: " + url, {}, mend,
+                  2, 0.99);
+  };
+  // Each waits most of the time.
+  std::vector<std::jthread> cases;
+  std::unique_ptr<::ScriptedServer> listening;
+  cases.emplace_back([&] {
+    SCOPED_TRACE("neither accepted nor refused");
+    auto listener = std::make_unique<FullListener>();
+    const int port = listener->Port();
+    expect("http://127.0.0.1:" + std::to_string(port) + "/xmla", [&] {
+      listener.reset();
+      listening = std::make_unique<::ScriptedServer>(&Serve, nullptr, "", port);
+    });
+  });
+  SilentHandshake handshake(good.Context());
+  ::ScriptedServer server(&Serve, good.Context());
+  cases.emplace_back([&] {
+    SCOPED_TRACE("silent in the handshake");
+    expect("https://" + server.Authority() + "/xmla", [&] { handshake.BeWilling(); });
+  });
+  cases.emplace_back([&] {
+    SCOPED_TRACE("a silent proxy");
+    expect("https://service.test:" + service.Port() + "/xmla", [&] { isProxyWilling = true; });
+    EXPECT_FALSE(service.Requests().empty());
+  });
+  cases.clear();
+  std::remove(trusted.c_str());
+  Figure("connections that do not come about",
+         "a full queue, a silent handshake and a silent proxy given up after the time-out, used "
+         "once they answered");
 }
 
 // Certificates. SSL_CERT_FILE names those that are trusted.
@@ -104,6 +163,82 @@ TEST(NetworkPeers, OnlyAGoodCertificateIsTakenAndABadOneIsNamed) {
   }
   Figure("untrusted certificates",
          Text(std::size(kCertificates), " kinds refused by name, the good one taken afterwards"));
+}
+
+TEST(NetworkPeers, EveryConnectionLooksAtTheCertificate) {
+  const Certificate authority("DNS:authority.test", kDay);
+  const Certificate good("IP:127.0.0.1", kDay, &authority);
+  const Certificate expired("IP:127.0.0.1", -3600, &authority);
+  Certificate certificate("IP:127.0.0.1", kDay, &authority);
+  ::ScriptedServer server(
+      [](ServedConnection& connection, const ReceivedRequest& request) {
+        const std::string answer = DataSourcesAnswer(request);
+        connection.Send("HTTP/1.1 200 OK\r\nConnection: close\r\n" + answer.substr(17));
+        connection.Close();
+      },
+      certificate.Context());
+  const Variable trusted("SSL_CERT_FILE", authority.Path());
+  Import import("https://" + server.Authority() + "/xmla");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(import.DataSources().errors, "");
+  certificate.Become(expired);
+  EXPECT_THAT(import.DataSources().errors, HasSubstr("certificate has expired"));
+  certificate.Become(good);
+  EXPECT_EQ(import.DataSources().errors, "");
+  EXPECT_GE(server.Connections(), 5u);
+  EXPECT_EQ(server.ResumedConnections(), 0u);
+}
+
+// Log-ins.
+
+struct LogInCase {
+  const char* name;
+  const char* offer;
+  const char* says;
+};
+
+constexpr LogInCase kLogIns[] = {
+    {"Basic", "WWW-Authenticate: Basic realm=\"r\"\r\n", "Basic: "},
+    {"Digest", "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\"\r\n", "Digest: "},
+    {"both",
+     "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\"\r\n"
+     "WWW-Authenticate: Basic realm=\"r\"\r\n",
+     "Digest, Basic: "},
+    {"Digest, each time with a new nonce",
+     "WWW-Authenticate: Digest realm=\"r\", nonce=\"%\", qop=\"auth\", stale=true\r\n", "Digest: "},
+};
+
+TEST(NetworkPeers, AServerThatAdmitsNobodyIsNamedAndUsedOnceItDoes) {
+  for (const LogInCase& test : kLogIns) {
+    SCOPED_TRACE(test.name);
+    std::atomic<bool> isWilling{false};
+    std::atomic<int> logIns{0};
+    std::atomic<int> requests{0};
+    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+      const std::string given = request.Header("authorization");
+      const bool isLogIn =
+          given == "Basic YW5uOnNlY3JldA==" ||  // ann:secret
+          (given.starts_with("Digest username=\"ann\"") && given.find("response=") < given.size());
+      if (isLogIn) ++logIns;
+      if (isLogIn && isWilling) {
+        Serve(connection, request);
+        return;
+      }
+      std::string offer = test.offer;
+      if (const std::size_t place = offer.find('%'); place != std::string::npos)
+        offer.replace(place, 1, std::to_string(++requests));
+      connection.Send(Answer("", "401 Unauthorized", offer));
+    });
+    int refused = 0;
+    ExpectRefusal("http://ann:secret@" + server.Authority() + "/xmla",
+                  std::string("HTTP 401 Unauthorized, log-in offered: ") + test.says, {}, [&] {
+                    refused = logIns;
+                    EXPECT_LE(server.Requests().size(), 2 * 8u);
+                    isWilling = true;
+                  });
+    EXPECT_GE(refused, 2);  // one of the import and one of the tool
+  }
+  Figure("log-ins refused again and again",
+         Text(std::size(kLogIns), " kinds named in time, admitted afterwards"));
 }
 
 // Proxies.

@@ -8,20 +8,20 @@
 namespace network {
 namespace {
 
-tool::Outcome RunSources(const std::string& url,
+tool::Outcome RunSources(const Service& service,
                          const std::vector<std::pair<std::string, std::string>>& environment) {
   tool::Options options;
   options.environment = {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}};
   for (const auto& variable : environment) options.environment.insert(variable);
   // The kind is given, so that the first request is the one for the data sources.
-  return tool::RunTool({"--url", url, "--target", "analysis-services-2005", "sources"}, options);
+  return tool::RunTool({"--url", service.url, "--target", service.targetName, "sources"}, options);
 }
 
 }  // namespace
 
-Import::Import(const std::string& url, const std::string& user, const std::string& password) {
-  m_import.SetupConnInfo(support::Wide(url), support::Wide(user), support::Wide(password),
-                         ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
+Import::Import(const Service& service, const std::string& user, const std::string& password) {
+  m_import.SetupConnInfo(support::Wide(service.url), support::Wide(user), support::Wide(password),
+                         service.target, ServerInfo::kCLIXMLA);
 }
 
 Outcome Import::DataSources() {
@@ -36,10 +36,10 @@ Outcome Import::DataSources() {
   return outcome;
 }
 
-void ExpectOneErrorLine(const std::string& url, const std::string& says, double seconds,
+void ExpectOneErrorLine(const Service& service, const std::string& says, double seconds,
                         const std::vector<std::pair<std::string, std::string>>& environment) {
   const Clock::time_point begin = Clock::now();
-  const tool::Outcome outcome = RunSources(url, environment);
+  const tool::Outcome outcome = RunSources(service, environment);
   EXPECT_LT(SecondsSince(begin), (seconds + 0.5) * Slack());
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "");
@@ -48,12 +48,14 @@ void ExpectOneErrorLine(const std::string& url, const std::string& says, double 
   EXPECT_THAT(outcome.err, testing::HasSubstr(says));
 }
 
-void ExpectDataSources(const std::string& url,
+void ExpectDataSources(const Service& service,
                        const std::vector<std::pair<std::string, std::string>>& environment) {
-  const tool::Outcome outcome = RunSources(url, environment);
+  const tool::Outcome outcome = RunSources(service, environment);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
-  EXPECT_EQ(outcome.out, "NORTHQUAY\n");
+  std::string lines;
+  for (const std::string& source : service.sources) lines += source + "\n";
+  EXPECT_EQ(outcome.out, lines);
 }
 
 void Figure(const std::string& what, const std::string& outcome) {

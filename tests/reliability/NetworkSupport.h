@@ -20,6 +20,22 @@ inline double SecondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
+/// A server that has data sources.
+struct Service {
+  std::string url;
+  ServerInfo::TargetType target = ServerInfo::kAnalysisServices2005;
+  const char* targetName = "analysis-services-2005";  // for the tool
+  std::vector<std::string> sources = {"NORTHQUAY"};
+
+  Service(std::string theUrl) : url(std::move(theUrl)) {}  // implicit: most are of this kind
+  Service(std::string theUrl, ServerInfo::TargetType theTarget, const char* theTargetName,
+          std::vector<std::string> theSources)
+      : url(std::move(theUrl)),
+        target(theTarget),
+        targetName(theTargetName),
+        sources(std::move(theSources)) {}
+};
+
 /// One operation of an import and what came of it.
 struct Outcome {
   std::vector<std::string> names;
@@ -31,7 +47,7 @@ struct Outcome {
 /// An import object that is asked for the data sources again and again.
 class Import {
  public:
-  explicit Import(const std::string& url, const std::string& user = "",
+  explicit Import(const Service& service, const std::string& user = "",
                   const std::string& password = "");
   Outcome DataSources();
 
@@ -62,11 +78,11 @@ class Variable {
 
 /// Fails the test unless the tool's call ended with status 1, nothing on standard output, and one
 /// line on standard error, an error that says so.
-void ExpectOneErrorLine(const std::string& url, const std::string& says, double seconds,
+void ExpectOneErrorLine(const Service& service, const std::string& says, double seconds,
                         const std::vector<std::pair<std::string, std::string>>& environment = {});
 
 /// Lists the data sources through the tool; fails the test unless that goes well.
-void ExpectDataSources(const std::string& url,
+void ExpectDataSources(const Service& service,
                        const std::vector<std::pair<std::string, std::string>>& environment = {});
 
 /// The parts one behind the other.

@@ -15,7 +15,12 @@
 
 namespace reliability {
 
-Wire::~Wire() { close(m_socket); }
+Wire::~Wire() { Close(); }
+
+void Wire::Close() {
+  if (m_socket >= 0) close(m_socket);
+  m_socket = -1;
+}
 
 bool Wire::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
@@ -63,27 +68,11 @@ WireServer::~WireServer() {
   shutdown(m_listening, SHUT_RDWR);
   m_accepting.join();
   close(m_listening);
-  std::list<std::thread> threads;
   {
     const std::lock_guard lock(m_mutex);
-    for (Connection& connection : m_connections) {
-      shutdown(connection.wire->Socket(), SHUT_RDWR);
-      threads.push_back(std::move(connection.thread));
-    }
+    for (const Served& served : m_served) shutdown(served.wire.Socket(), SHUT_RDWR);
   }
-  for (std::thread& thread : threads) thread.join();
-  for (Connection& connection : m_ended)
-    if (connection.thread.joinable()) connection.thread.join();
-}
-
-/// Thousands of connections come and go, and each thread keeps its stack until it is joined.
-void WireServer::JoinEnded() {
-  std::list<Connection> ended;
-  {
-    const std::lock_guard lock(m_mutex);
-    ended.swap(m_ended);
-  }
-  for (Connection& connection : ended) connection.thread.join();
+  for (Served& served : m_served) served.thread.join();
 }
 
 std::string WireServer::Url(const std::string& path) const {
@@ -97,20 +86,26 @@ void WireServer::Accept() {
     if (accepted < 0) return;
     const int yes = 1;
     setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    JoinEnded();
     const std::lock_guard lock(m_mutex);
     if (m_ends) {
       close(accepted);
       return;
     }
-    const auto connection = m_connections.emplace(m_connections.end());
-    connection->wire.emplace(accepted);
-    connection->thread = std::thread([this, connection] {
+    // Thousands of connections come and go.
+    m_served.remove_if([](Served& served) {
+      const bool isDone = served.isDone;
+      if (isDone) served.thread.join();
+      return isDone;
+    });
+    Served& served = m_served.emplace_back(accepted);
+    served.thread = std::thread([this, &served] {
       FailingAllocation::ExemptThisThread();
-      Serve(*connection->wire);
-      const std::lock_guard closing(m_mutex);
-      connection->wire.reset();
-      m_ended.splice(m_ended.end(), m_connections, connection);
+      Serve(served.wire);
+      {
+        const std::lock_guard closing(m_mutex);
+        served.wire.Close();
+      }
+      served.isDone = true;
     });
   }
 }

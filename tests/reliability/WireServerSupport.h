@@ -5,7 +5,6 @@
 #include <list>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -27,6 +26,7 @@ class Wire {
   /// Waits until the peer has closed the connection or the server ends.
   void AwaitPeerGone() const;
   int Socket() const { return m_socket; }
+  void Close();
 
  private:
   int m_socket;
@@ -50,17 +50,20 @@ class WireServer {
 
   std::string Url(const std::string& path) const;
   int Port() const { return m_port; }
+  /// What the sample provider answers to a request with the path; made once and then repeated.
+  const std::string& SampleAnswer(const std::string& path, const std::string& body);
 
  private:
-  struct Connection {
-    std::optional<Wire> wire;  // none once it has ended
+  /// An accepted connection and its thread, which is done once it has nothing more to say.
+  struct Served {
+    explicit Served(int socket) : wire(socket) {}
+    Wire wire;
     std::thread thread;
+    std::atomic<bool> isDone{false};
   };
 
   void Accept();
   void Serve(const Wire& wire);
-  void JoinEnded();
-  const std::string& SampleAnswer(const std::string& path, const std::string& body);
 
   Handler m_handler;
   int m_listening = -1;
@@ -68,8 +71,7 @@ class WireServer {
   std::atomic<bool> m_ends{false};
   std::mutex m_mutex;
   std::map<std::string, std::string> m_answers;
-  std::list<Connection> m_connections;
-  std::list<Connection> m_ended;
+  std::list<Served> m_served;
   std::thread m_accepting;
 };
 

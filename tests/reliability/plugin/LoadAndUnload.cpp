@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
@@ -45,6 +46,12 @@ long Threads() {
   return -1;
 }
 
+/// The one that counts is among them each time.
+long Descriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                       std::filesystem::directory_iterator());
+}
+
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node,
@@ -66,6 +73,7 @@ int main(int, char** arguments) {
   const std::set<std::string> before = MappedLibraries();
   std::thread([] {}).join();  // a sanitizer starts one of its own with the first
   const long ownThreads = Threads();
+  const long ownDescriptors = Descriptors();
   long records = 0;
   long resident = 0;
   for (long i = 0; i < times; ++i) {
@@ -87,6 +95,7 @@ int main(int, char** arguments) {
     while (Threads() > ownThreads) usleep(10'000);
     std::puts("ended");
   }
+  std::printf("descriptors %ld\n", Descriptors() - ownDescriptors);
   for (const std::string& file : MappedLibraries())
     if (!before.contains(file)) std::printf("mapped %s\n", file.c_str());
   std::fflush(stdout);

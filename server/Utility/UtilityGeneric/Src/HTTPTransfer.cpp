@@ -28,6 +28,9 @@ using Clock = std::chrono::steady_clock;
 /// execution state but wake nobody.
 constexpr int kSliceMilliseconds = 40;
 constexpr long kReceiveBuffer = 128L * 1024;
+constexpr int kMostLogInRounds = 6;
+/// Of headers behind a reply, which libcurl keeps without a bound of its own.
+constexpr std::size_t kMostTrailerBytes = 300UL * 1024;
 constexpr unsigned long kAllSchemes =
     CURLAUTH_NEGOTIATE | CURLAUTH_NTLM | CURLAUTH_DIGEST | CURLAUTH_BASIC;
 
@@ -142,7 +145,7 @@ class HTTPTransfer::Session {
   void Post(const NarrowString& body, HTTPAnswer& answer);
 
  private:
-  enum class End { kDone, kCancelled, kSilent, kTooLong, kOutOfMemory };
+  enum class End { kDone, kCancelled, kSilent, kTooLong, kLongTrailer, kOutOfMemory };
 
   static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count, void* self);
   static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
@@ -168,7 +171,7 @@ class HTTPTransfer::Session {
   void RememberScheme();
   void Describe(CURLcode code, HTTPAnswer& answer);
   void DescribeFailure(CURLcode code, HTTPAnswer& answer);
-  std::vector<std::string> OfferedSchemes(const char* header);
+  std::vector<std::string> OfferedSchemes(const char* header, int round);
 
   const LibraryUse m_library;
   const std::uint32_t m_timeoutSeconds;
@@ -184,6 +187,7 @@ class HTTPTransfer::Session {
   int m_tries = 0;                        // of the request at work
   NarrowString* m_body = nullptr;         // of the answer that is received
   bool m_isHeadWhole = false;             // all headers of that answer have come
+  std::size_t m_trailerBytes = 0;
   End m_end = End::kDone;
   Clock::time_point m_lastActivity;
 };
@@ -230,6 +234,8 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
   Set(CURLOPT_URL, url.c_str());
   Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
+  // libcurl counts the rounds of a log-in as redirects: a server may ask for another one for ever.
+  Set(CURLOPT_MAXREDIRS, long{kMostLogInRounds});
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(CURLOPT_ACCEPT_ENCODING, "");  // all that this libcurl knows
   Set(CURLOPT_COOKIEFILE, "");       // cookies in memory alone
@@ -300,6 +306,10 @@ std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_
   if (line.starts_with("HTTP/")) {
     session.m_body->clear();
     session.m_isHeadWhole = false;
+  }
+  if (session.m_isHeadWhole && (session.m_trailerBytes += count) > kMostTrailerBytes) {
+    session.m_end = End::kLongTrailer;
+    return 0;
   }
   if (line == "\r\n" || line == "\n") session.m_isHeadWhole = true;
   return count;
@@ -374,6 +384,7 @@ CURLcode HTTPTransfer::Session::Wait() {
 CURLcode HTTPTransfer::Session::RunOnce() {
   m_body->clear();
   m_isHeadWhole = false;
+  m_trailerBytes = 0;
   m_reason[0] = '\0';
   if (m_hasCredentials) Set(CURLOPT_HTTPAUTH, static_cast<long>(m_schemes));
   if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
@@ -389,6 +400,9 @@ CURLcode HTTPTransfer::Session::Run() {
   do {
     ++m_tries;
     code = RunOnce();
+    // libcurl replaces a kept connection that turns out to be closed, but counts these over all
+    // requests and refuses every sixth time.
+    if (code == CURLE_SEND_ERROR && Get<long>(CURLINFO_NUM_CONNECTS) == 0) code = RunOnce();
   } while (code == CURLE_OK && TryOtherScheme(Get<long>(CURLINFO_RESPONSE_CODE)));
   if (code == CURLE_OK) RememberScheme();
   return code;
@@ -423,11 +437,11 @@ void HTTPTransfer::Session::RememberScheme() {
   if (const unsigned long taken = Strongest(offered & m_schemes)) m_schemes = taken;
 }
 
-std::vector<std::string> HTTPTransfer::Session::OfferedSchemes(const char* header) {
+std::vector<std::string> HTTPTransfer::Session::OfferedSchemes(const char* header, int round) {
   std::vector<std::string> schemes;
   curl_header* entry = nullptr;
   for (std::size_t i = 0;
-       curl_easy_header(m_easy, header, i, CURLH_HEADER, -1, &entry) == CURLHE_OK; ++i) {
+       curl_easy_header(m_easy, header, i, CURLH_HEADER, round, &entry) == CURLHE_OK; ++i) {
     const std::string_view value = entry->value;
     std::string name(value.substr(0, std::min(value.find_first_of(" ,\t"), std::size_t{40})));
     if (!name.empty() && std::find(schemes.begin(), schemes.end(), name) == schemes.end())
@@ -458,8 +472,10 @@ void HTTPTransfer::Session::Describe(CURLcode code, HTTPAnswer& answer) {
   if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) answer.contentType = type;
   if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
     answer.redirectTarget = HTTPUrl::ForDisplay(FromBytes(target));
-  if (answer.status == 401) answer.schemes = OfferedSchemes("WWW-Authenticate");
-  if (answer.status == 407) answer.schemes = OfferedSchemes("Proxy-Authenticate");
+  // The round that was one too many has no headers.
+  const int round = code == CURLE_TOO_MANY_REDIRECTS ? kMostLogInRounds : -1;
+  if (answer.status == 401) answer.schemes = OfferedSchemes("WWW-Authenticate", round);
+  if (answer.status == 407) answer.schemes = OfferedSchemes("Proxy-Authenticate", round);
   if (code != CURLE_OK) DescribeFailure(code, answer);
 }
 
@@ -474,6 +490,11 @@ void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
       answer.failure = L"The reply is longer than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
                        L" bytes and was not read to its end";
       answer.advice = L"choose a smaller part of the server's metadata";
+      return;
+    case End::kLongTrailer:
+      answer.failure = L"The reply is followed by more than " +
+                       BaseStringUtil::StringFrom(kMostTrailerBytes) + L" bytes of headers";
+      answer.advice = L"try again";
       return;
     case End::kOutOfMemory:
       answer.failure = L"There is not enough memory for the reply";
