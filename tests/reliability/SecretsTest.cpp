@@ -391,7 +391,7 @@ TEST(Secrets, AreInNoMessageOfTheCatalogue) {
   std::vector<tool::Row>& hierarchies = script.rows["MDSCHEMA_HIERARCHIES"];
   for (const auto& [column, value] : {std::pair("IS_VIRTUAL", "true"), {"STRUCTURE", "77"}}) {
     tool::Row row = hierarchies.front();
-    std::erase_if(row, [&](const auto& cell) { return cell.first == column; });
+    std::erase_if(row, [&name = column](const auto& cell) { return cell.first == name; });
     row.emplace_back(column, value);
     hierarchies.push_back(std::move(row));
   }
