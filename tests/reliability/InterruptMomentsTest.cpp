@@ -118,7 +118,7 @@ TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
   m_outputs = m_logs = m_runs = 0;
-  const int moments = support::Effort(20, 200);
+  const int moments = support::Effort(12, 200);
   double longest = 0;
   int late = 0;
   int slow = 0;
