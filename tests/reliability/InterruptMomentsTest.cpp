@@ -112,7 +112,10 @@ class InterruptMoments : public testing::Test {
 };
 
 TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
-  double whole = Interrupted(0, 0, "2").whole;
+  // The longest: a busy machine may notice a beginning only at the end.
+  double whole = 0;
+  for (int i = 0; i < 3; ++i) whole = std::max(whole, Interrupted(0, 0, "2").whole);
+  ASSERT_GT(whole, 0.01);
   const unsigned int seed = std::random_device()();
   std::printf("seed %u, the import takes %.3f s\n", seed, whole);
   SCOPED_TRACE("seed " + std::to_string(seed));
@@ -130,7 +133,7 @@ TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
     EXPECT_EQ(run.outcome.signal, 0);
     // An import that was whole already has nothing to be interrupted.
     late += run.outcome.status == 0;
-    if (run.outcome.status == 0) whole = std::min(whole, run.whole);
+    if (run.outcome.status == 0) whole *= 0.9;
     EXPECT_TRUE(run.outcome.status == 130 || run.outcome.status == 0) << run.outcome.err;
     if (run.outcome.status != 130) continue;
     longest = std::max(longest, run.sinceSignal);
