@@ -73,6 +73,7 @@ TEST(NetworkPeers, ARefusedPortIsNamedAndUsedOnceSomebodyListens) {
   ExpectRefusal("http://127.0.0.1:" + std::to_string(options.port) + "/analysis-services",
                 "There is no connection to the service: Connection refused: http://127.0.0.1:", {},
                 [&] { provider = std::make_unique<sample::Provider>(options); });
+  Figure("a port where nobody listens", "named; used once somebody does");
 }
 
 TEST(NetworkPeers, AnUnknownHostIsNamed) {
@@ -80,6 +81,7 @@ TEST(NetworkPeers, AnUnknownHostIsNamed) {
   ExpectRefusal("http://no-such-host.invalid/xmla",
                 "The host of the service is not known: http://no-such-host.invalid/xmla", {}, {},
                 5);
+  Figure("an unknown host", "named");
 }
 
 // The library reads its time-out once, when it is loaded.
