@@ -1,7 +1,9 @@
 // A host in small: loads the import library and lists the hierarchies of the provider's first cube.
 //
-//   g++ -std=c++20 -I server/include docs/host-example.cpp -L build/lib -lxmlahost -ldl -o
-//   host-example LD_LIBRARY_PATH=build/lib ./host-example http://server/xmla
+// clang-format off
+//   g++ -std=c++20 -I server/include docs/host-example.cpp -L build/lib -lxmlahost -ldl -o host-example
+//   LD_LIBRARY_PATH=build/lib ./host-example http://server/xmla
+// clang-format on
 
 #include <dlfcn.h>
 

@@ -51,6 +51,18 @@ void UseUrl(const Arguments& arguments, Connection& connection) {
                      " is not an http or https address such as http://server/xmla");
 }
 
+/// The library takes what is no number for 0, which is to wait for ever.
+void CheckTimeout() {
+  constexpr const char* kVariable = "MORVEN_BI_XMLA_HTTP_TIMEOUT";
+  const char* const value = std::getenv(kVariable);
+  if (!value) return;
+  const std::string_view digits = value;
+  if (digits.empty() || digits.size() > 9 ||
+      digits.find_first_not_of("0123456789") != std::string_view::npos)
+    throw UsageError(std::string(kVariable) + " is \"" + OneLine(value) +
+                     "\": give a whole number of seconds, or 0 for no limit");
+}
+
 void UseCredentials(const Arguments& arguments, Connection& connection) {
   const bool fromUrl = !connection.user.empty() || !connection.password.empty();
   const String user = Wide(arguments.user);
@@ -101,6 +113,7 @@ void HideInUrl(char* word) {
 
 Connection Connect(const Arguments& arguments) {
   Connection connection;
+  CheckTimeout();
   connection.target = ConfiguredTarget(arguments);
   if (!arguments.url.empty() && !arguments.sample.empty())
     throw UsageError("--url and --sample contradict each other; give one of them");

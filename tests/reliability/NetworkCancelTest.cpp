@@ -81,7 +81,7 @@ constexpr LargeReply kReplies[] = {
 class CancelledInLargeReply : public testing::TestWithParam<LargeReply> {};
 
 TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
-  const std::size_t bytes = support::Effort<std::size_t>(5, 200) << 20;
+  const std::size_t bytes = support::Effort<std::size_t>(5, 100) << 20;
   const int moments = support::Effort(4, 12);
   const std::string large = GetParam().answer(bytes);
   const std::string small =
