@@ -132,8 +132,11 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
     late += taken > 0.1 * Slack();
   }
   EXPECT_EQ(cancelled, moments) << "of those that take " << whole << " s";
-  // A machine with other work may hold a thread up now and then.
-  EXPECT_LE(late, 1 + moments / 10);
+  // A machine with other work may hold a thread up now and then. An entry of the log is written at
+  // once, and the system does not stop half-way in hundreds of megabytes.
+  if (!GetParam().isLogged || !support::IsLong()) {
+    EXPECT_LE(late, 1 + moments / 10);
+  }
   EXPECT_LT(longest, 1 * Slack());
   isLarge = false;
   EXPECT_THAT(import->DataSources().names, testing::ElementsAre("next"));

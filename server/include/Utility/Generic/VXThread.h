@@ -13,9 +13,9 @@
 /// thread that runs an import (VXExecutionState::Scope), and may then ask the import to stop from
 /// any other thread or from a signal handler: a transfer ends with an error text, a reader of
 /// elements gets a cancelled element, which is message 46066, and the import operation returns with
-/// that text within a tenth of a second, however large the reply. What it had read before stays in
-/// its output; a new state makes the import object as good as before. One state may be in force on
-/// several threads at once.
+/// that text within a tenth of a second, however large the reply (with an import log on, once the
+/// entry at work is written). What it had read before stays in its output; a new state makes the
+/// import object as good as before. One state may be in force on several threads at once.
 class XMLAHOST_API VXExecutionState : public RefCountable {
  public:
   enum CancelReason {
