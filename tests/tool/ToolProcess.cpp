@@ -27,6 +27,13 @@ constexpr std::string_view kDropped[] = {
     "ALL_PROXY=",          "no_proxy=",       "NO_PROXY=",      "SSL_CERT_",   "CURL_CA_BUNDLE=",
     "REQUESTS_CA_BUNDLE=", "CURL_SSL_",       "SSLKEYLOGFILE=", "OPENSSL_"};
 
+/// A caller may have started the tests in the background, where an interactive signal is ignored;
+/// the tool, too, would then rightly ignore it.
+[[maybe_unused]] const bool kSignalsAreUsual = [] {
+  for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGHUP}) std::signal(signal, SIG_DFL);
+  return true;
+}();
+
 /// Our end of a stream of the child, and the child's.
 struct Ends {
   int ours = -1;
