@@ -186,8 +186,8 @@ class HTTPTransfer::Session {
   unsigned long m_schemes = kAllSchemes;  // what is offered to the server next
   int m_tries = 0;                        // of the request at work
   NarrowString* m_body = nullptr;         // of the answer that is received
-  bool m_isHeadWhole = false;             // all headers of that answer have come
-  std::size_t m_trailerBytes = 0;
+  std::size_t m_trailerBytes = 0;         // of headers behind that answer
+  bool m_isHeadWhole = false;             // all headers in front of it have come
   End m_end = End::kDone;
   Clock::time_point m_lastActivity;
 };
