@@ -77,20 +77,11 @@ bool IsTooLate(std::size_t converted) {
   return converted >= kAlwaysLogged && state && state->IsCancellationRequested();
 }
 
-/// The length of a piece from the beginning that does not part a character.
-std::size_t PieceLength(std::string_view bytes) {
-  if (bytes.size() <= kLogPiece) return bytes.size();
-  constexpr std::size_t kMostContinued = 3;  // bytes of a character behind its first
-  for (std::size_t back = 0; back <= kMostContinued; ++back)
-    if ((static_cast<unsigned char>(bytes[kLogPiece - back]) & 0xC0) != 0x80)
-      return kLogPiece - back;
-  return kLogPiece;
-}
-
 String WidenedForLog(const NarrowString& reply) {
   String text;
   for (std::string_view rest = reply.view(); !rest.empty();) {
-    const std::size_t length = PieceLength(rest);
+    // Up to a tag: no character is parted in front of one.
+    const std::size_t length = std::min(rest.find('<', kLogPiece), rest.size());
     text += Widened(NarrowString(rest.substr(0, length)));
     rest.remove_prefix(length);
     if (!rest.empty() && IsTooLate(text.size())) return text + Widened(NarrowString(kCutMark));
