@@ -17,13 +17,14 @@ struct Floor::Handles {
 
 Floor::Floor(const std::string& url) : m_handles(std::make_unique<Handles>()) {
   CURL* const easy = m_handles->easy;
-  m_handles->headers = curl_slist_append(nullptr, "Expect:");
-  m_handles->headers =
-      curl_slist_append(m_handles->headers, "Content-Type: text/xml; charset = UTF-8");
+  for (const char* line : {"Expect:", "Content-Type: text/xml; charset = UTF-8",
+                           "SOAPAction: \"urn:schemas-microsoft-com:xml-analysis:Discover\""})
+    m_handles->headers = curl_slist_append(m_handles->headers, line);
   curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
   curl_easy_setopt(easy, CURLOPT_HTTPHEADER, m_handles->headers);
   curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 128 * 1024L);
   curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(
       easy, CURLOPT_WRITEFUNCTION, +[](char* bytes, std::size_t, std::size_t count, void* reply) {
         static_cast<std::string*>(reply)->append(bytes, count);

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-/// What no client can do without: receiving the bytes with libcurl on a reused handle, and one
-/// libxml2 SAX2 pass over them with handlers that do nothing.
+/// What no client can do without: the same request posted with libcurl on a reused handle, the
+/// reply received, and one libxml2 SAX2 pass over it with handlers that do nothing.
 class Floor {
  public:
   explicit Floor(const std::string& url);

@@ -74,6 +74,17 @@ Pairs InPairs(int count, const std::function<void()>& floor, const std::function
   return {Median(floors), Median(times), Median(ratios)};
 }
 
+OneProcessor::OneProcessor() {
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(sched_getcpu(), &one);
+  if (sched_getaffinity(0, sizeof m_former, &m_former) != 0 ||
+      sched_setaffinity(0, sizeof one, &one) != 0)
+    throw std::runtime_error("the system does not let a process keep to one processor");
+}
+
+OneProcessor::~OneProcessor() { sched_setaffinity(0, sizeof m_former, &m_former); }
+
 std::size_t Allocations(const std::function<void()>& work) {
   g_allocations = 0;
   g_counting = true;

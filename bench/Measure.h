@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sched.h>
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -12,14 +14,29 @@ double Seconds(const std::function<void()>& work);
 
 double Median(std::vector<double> values);
 
-/// Two ways of one thing, called in turn so that both meet the same weather. Beyond one pair, a
+/// Two ways of one thing, called in turn so that both meet the same weather, such as the processors
+/// on which the system has put a server and its client. Beyond one pair, a
 /// first one that connects and warms up is not counted.
 struct Pairs {
-  double floor = 0;  ///< median seconds
-  double ours = 0;   ///< median seconds
+  double floor = 0;  ///< median seconds of one call
+  double ours = 0;   ///< median seconds of one call
   double ratio = 0;  ///< median of the pairs' ratios
 };
 Pairs InPairs(int count, const std::function<void()>& floor, const std::function<void()>& ours);
+
+/// While one exists, this process and those that it starts share one processor. How long another
+/// one takes to wake up, which on a virtual machine is longer than a small exchange and changes by
+/// the minute, is then no part of what is measured: the work is.
+class OneProcessor {
+ public:
+  OneProcessor();
+  ~OneProcessor();
+  OneProcessor(const OneProcessor&) = delete;
+  OneProcessor& operator=(const OneProcessor&) = delete;
+
+ private:
+  cpu_set_t m_former;
+};
 
 /// Heap allocations of all threads of this process during the call.
 std::size_t Allocations(const std::function<void()>& work);
