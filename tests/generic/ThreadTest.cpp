@@ -1,5 +1,6 @@
 // Threads, their jobs and the state of execution.
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <atomic>
 #include <filesystem>
@@ -10,6 +11,17 @@
 
 namespace {
 
+/// The processors that the calling thread may use.
+std::set<int> UsableProcessors() {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  EXPECT_EQ(sched_getaffinity(0, sizeof processors, &processors), 0);
+  std::set<int> numbers;
+  for (int i = 0; i < CPU_SETSIZE; ++i)
+    if (CPU_ISSET(i, &processors)) numbers.insert(i);
+  return numbers;
+}
+
 /// A job's object: runs until it is cancelled when asked to.
 class Worker {
  public:
@@ -17,6 +29,7 @@ class Worker {
     state = VXExecutionState::Current();
     id = std::this_thread::get_id();
     second = first + L"!";
+    processors = UsableProcessors();
     if (waits) cancelled.wait(false);
     ++runs;
     return true;
@@ -29,7 +42,8 @@ class Worker {
   }
 
   bool waits = false;
-  std::thread::id id;  // to be read after the end
+  std::thread::id id;        // to be read after the end
+  std::set<int> processors;  // likewise: those that the thread may use
   std::atomic<bool> cancelled{false};
   std::atomic<int> runs{0};
   std::atomic<int> announcements{0};
@@ -172,22 +186,59 @@ TEST(ThreadCarrier, StartsTheNextWhenTheOneBeforeHasEnded) {
   EXPECT_EQ(second.runs, 1);
 }
 
-TEST(ThreadCarrier, MayExpectAThreadThatComesSoonOrLateOrNever) {
-  const std::size_t before = CountThreads();
+void KeepTo(const std::set<int>& numbers) {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  for (const int number : numbers) CPU_SET(number, &processors);
+  ASSERT_EQ(sched_setaffinity(0, sizeof processors, &processors), 0);
+}
+
+/// Where a thread runs that is started so.
+std::set<int> ProcessorsOfThread(VXThreadCarrier& carrier, VXThreadCarrier::Place place) {
+  Worker worker;
+  String result;
+  const auto thread = MakeThread(worker, result);
+  thread->Start(carrier, place);
+  thread->WaitUntilStopped();
+  EXPECT_EQ(worker.runs, 1);
+  return worker.processors;
+}
+
+TEST(ThreadCarrier, RunsAThreadOnItsStartersProcessorOrOnAnyThatThisOneMayUse) {
+  using enum VXThreadCarrier::Place;
+  const std::set<int> all = UsableProcessors();
+  if (all.size() < 2) GTEST_SKIP() << "needs two processors";
+  const std::set<int> first{*all.begin()};
+  const std::set<int> last{*all.rbegin()};
   VXThreadCarrier carrier;
-  carrier.Expect();
-  EXPECT_EQ(CountThreads(), before);
-  for (const auto pause : {0, 0, 1, 200, 2000}) {
+  EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
+  for (int round = 0; round < 3; ++round) {
+    for (const std::set<int>& one : {first, last}) {
+      KeepTo(one);
+      EXPECT_EQ(ProcessorsOfThread(carrier, kHere), one);
+      EXPECT_EQ(ProcessorsOfThread(carrier, kHere), one);
+      EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), one);
+      KeepTo(all);
+      EXPECT_EQ(ProcessorsOfThread(carrier, kHere).size(), 1u);
+      EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
+    }
+  }
+  EXPECT_EQ(UsableProcessors(), all);
+}
+
+TEST(ThreadCarrier, StartHereGivesWayToTheThread) {
+  VXThreadCarrier carrier;
+  int done = 0;
+  constexpr int kRounds = 200;
+  for (int round = 0; round < kRounds; ++round) {
     Worker worker;
     String result;
     const auto thread = MakeThread(worker, result);
-    carrier.Expect();
-    std::this_thread::sleep_for(std::chrono::microseconds(pause));
-    thread->Start(carrier);
+    thread->Start(carrier, VXThreadCarrier::Place::kHere);
+    done += worker.runs;  // else it is only about to run
     thread->WaitUntilStopped();
-    EXPECT_EQ(worker.runs, 1);
   }
-  carrier.Expect();
+  EXPECT_GT(done, kRounds / 10);
 }
 
 TEST(ThreadCarrier, ReleaseOfAThreadThatRunsCancelsItAlone) {

@@ -1,9 +1,11 @@
 // What the reader makes of documents: elements and values, what it tolerates, what it refuses.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "XmlReading.h"
+#include "support/Sanitized.h"
 
 namespace {
 
@@ -233,6 +235,72 @@ TEST(XmlDocument, ErrorsAreOneLineOfReasonableLength) {
     for (const wchar_t* const unwanted : {L"\n", L"\r", L"\t"})
       EXPECT_EQ(reading.error.find(unwanted), String::npos)
           << testing::PrintToString(reading.error);
+  }
+}
+
+TEST(XmlDocument, IsReadAlikeBehindAnyOther) {
+  std::wstring deep;
+  for (int i = 0; i < 250; ++i)
+    deep = L"<d" + std::to_wstring(i) + L">" + deep + L"</d" + std::to_wstring(i) + L">";
+  std::wstring names;
+  for (int i = 0; i < 1500; ++i) names += L"<m" + std::to_wstring(i) + L"/>";
+  const std::wstring documents[] = {
+      L"<a/>",
+      L"<a>1</a>",
+      L"<p:a xmlns:p='u' xmlns='v'><b xmlns=''/><p:b xml:space='preserve' p:c='1'> </p:b></p:a>",
+      L"<p:a><q:b/></p:a>",  // undeclared
+      L"<?xml version='1.0' encoding='UTF-16' standalone='yes'?><a/>",
+      L"<?xml version='1.1'?><a/>",
+      L"<?xml version='1.0'?>\n<?xml version='1.0'?>\n<a/>",
+      L"\xFEFF<a>\xFEFF</a>",
+      L"<a>&#65;&amp;<![CDATA[<]]><!-- c --><?p q?></a><!-- c --><?p q?>",
+      L"<a b='1' c='&lt;' d='\x433'>\x433\x1F600</a>",
+      L"<a>" + std::wstring(100000, L'x') + L"</a>",
+      deep,
+      L"<r>" + names + L"</r>",
+      L"",
+      L"  ",
+      L"plain",
+      L"<a>",
+      L"<a><p:b xmlns:p='u'><c>",
+      L"<a></b>",
+      L"<a>&unknown;</a>",
+      L"<a b='1' b='2'/>",
+      L"<!DOCTYPE a [<!ENTITY e 'x'><!ATTLIST a b CDATA 'y'>]><a>&e;</a>",
+      L"<a/><b/>",
+      L"<a/>text",
+      L"<d>" + deep + L"</d>",
+      std::wstring(L"<a>\0</a>", 8),
+  };
+  std::vector<Reading> alone;
+  for (const std::wstring& document : documents) alone.push_back(ReadDocument(String(document)));
+  const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  for (std::size_t first = 0; first < alone.size(); ++first) {
+    for (std::size_t second = 0; second < alone.size(); ++second) {
+      ReadDocument(*driver, String(documents[first]));
+      const Reading reading = ReadDocument(*driver, String(documents[second]));
+      EXPECT_TRUE(reading.items == alone[second].items) << first << " then " << second;
+      EXPECT_EQ(reading.failed, alone[second].failed) << first << " then " << second;
+      EXPECT_EQ(reading.error, alone[second].error) << first << " then " << second;
+    }
+  }
+}
+
+TEST(XmlDocument, LeavesNoMemoryOfItsTextBehind) {
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
+  const auto held = [] {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+  };
+  const String large(L"<a>" + std::wstring(5000000, L'x') + L"</a>");
+  for (const int before : {0, 1, 2, 3}) {
+    const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+    for (int i = 0; i < before; ++i) ReadDocument(*driver, L"<a><b>1</b></a>");
+    const std::size_t former = held();
+    ReadDocument(*driver, large);
+    EXPECT_LT(held(), former + 100000) << before;
+    ReadDocument(*driver, L"<a><b>1</b></a>");
+    EXPECT_LT(held(), former + 100000) << before;
   }
 }
 

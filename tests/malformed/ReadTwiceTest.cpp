@@ -2,6 +2,9 @@
 // What comes of it must be what parsing twice gives, wherever a reply is cut and however its
 // elements are rearranged.
 
+#include <algorithm>
+#include <span>
+
 #include "Mutations.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
@@ -17,9 +20,12 @@ using inprocess::Reply;
 /// All that a reading gives.
 struct Reading {
   std::wstring elements;
+  std::wstring faults;  // those of the elements that tell of a fault
   bool failed = false;
   bool operator==(const Reading&) const = default;
 };
+
+constexpr String::View kFaults[] = {L"faultcode", L"faultstring"};
 
 class Comparison {
  public:
@@ -44,7 +50,13 @@ class Comparison {
     inprocess::JudgeDocument(bytes, {}, &elements);
     if (plain.elements != elements) return false;
     ++m_readAgain;
-    return Read(*m_driver) == plain && !m_driver->ReadAgain();
+    if (!(Read(*m_driver) == plain) || m_driver->ReadAgain()) return false;
+    // The exchange looks for faults the first time, and passes over the rest.
+    m_driver->KeepElements();
+    const Reading faults =
+        Parsed(*m_driver, &SAX2XmlReadDriver::ParseBytesInMem, narrow, error, kFaults);
+    return faults.faults == plain.faults && !faults.failed && m_driver->ReadAgain() &&
+           Read(*m_driver) == plain;
   }
 
   void Conclude(const std::string& what) const {
@@ -55,15 +67,24 @@ class Comparison {
   }
 
  private:
-  static Reading Read(SAX2XmlReadDriver& driver) {
+  using Names = std::span<const String::View>;
+
+  static Reading Read(SAX2XmlReadDriver& driver, Names names = {}) {
     Reading reading;
-    while (const RefCnt<SAX2XmlElement> element = driver.Read()) {
+    while (const RefCnt<SAX2XmlElement> element =
+               names.empty() ? driver.Read() : driver.ReadAmong(names)) {
       if (element->HasError()) {
         reading.failed = true;
         continue;
       }
-      for (const String& text : {element->GetLocalName(), element->GetValue()})
+      const bool isFault =
+          std::any_of(std::begin(kFaults), std::end(kFaults), [&](String::View name) {
+            return BaseStringUtil::IsCaseInsensitiveMatch(element->GetLocalName(), name);
+          });
+      for (const String& text : {element->GetLocalName(), element->GetValue()}) {
         reading.elements.append(text.view()) += L'|';
+        if (isFault) reading.faults.append(text.view()) += L'|';
+      }
     }
     return reading;
   }
@@ -73,18 +94,18 @@ class Comparison {
 
   /// A document that the hand-over holds whole is parsed and then read on one thread.
   template <class Text>
-  static Reading Parsed(SAX2XmlReadDriver& driver, Operation<Text> parse, Text text,
-                        String& error) {
+  static Reading Parsed(SAX2XmlReadDriver& driver, Operation<Text> parse, Text text, String& error,
+                        Names names = {}) {
     constexpr std::size_t kSurelyHeld = 8000;  // characters: fewer than 2048 elements like <a/>
     if (text.size() < kSurelyHeld) {
       (driver.*parse)(std::move(text), error);
-      return Read(driver);
+      return Read(driver, names);
     }
     using Job = VXThreadJob_TwoArg<SAX2XmlReadDriver, Text, String>;
     const RefCnt<VXThreadJob> job(new Job(&driver, parse, std::move(text), error));
     const RefCnt<VXThread> thread(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
     thread->Start();
-    Reading reading = Read(driver);
+    Reading reading = Read(driver, names);
     thread->WaitUntilStopped();
     return reading;
   }

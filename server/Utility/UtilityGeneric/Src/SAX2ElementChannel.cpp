@@ -3,13 +3,13 @@
 #include <chrono>
 #include <utility>
 
-#include "BriefWait.h"
 #include "Cancellation.h"
 
 namespace {
 
 constexpr std::size_t kBatchElements = 256;
 constexpr std::size_t kBatchText = std::size_t{1} << 16;  // bytes
+constexpr std::size_t kReusedText = 2 * kBatchText;       // longer ones are let go
 constexpr std::size_t kReadyElements = 2048;
 constexpr std::size_t kReadyText = std::size_t{1} << 20;  // bytes
 /// A block has so many elements or so much text, but for the last one.
@@ -54,6 +54,7 @@ SAX2ElementChannel::Ticket SAX2ElementChannel::Begin() noexcept {
   const std::lock_guard lock(m_mutex);
   if (!m_announced) AnnounceLocked();
   m_announced = false;
+  if (m_spare) m_empty = std::move(m_spare);
   return m_live.load(std::memory_order_relaxed);
 }
 
@@ -61,7 +62,6 @@ void SAX2ElementChannel::CancelLocked() noexcept {
   if (m_stream == Stream::kClosed || m_stream == Stream::kCancelled) return;
   m_stream = Stream::kCancelled;
   m_live.store(0, std::memory_order_release);
-  m_handOvers.fetch_add(1, std::memory_order_release);
   DropReadyLocked();
   m_wakeParser.notify_all();
   m_wakeReader.notify_all();
@@ -101,9 +101,17 @@ bool SAX2ElementChannel::IsFullLocked() const noexcept {
 }
 
 void SAX2ElementChannel::Close() {
-  // A copy has memory of the right size, which matters when it is kept, and leaves the batch its
-  // own to be filled again.
-  if (!m_batch.records.empty()) m_closed = std::make_unique<SAX2ElementBlock>(m_batch);
+  if (!m_batch.records.empty()) {
+    if (m_empty) {
+      // Short replies, one after the other, fill the same two blocks in turn.
+      std::swap(*m_empty, m_batch);
+      m_closed = std::move(m_empty);
+    } else {
+      // A copy has memory of the right size, which matters when it is kept, and leaves the batch
+      // its own to be filled again.
+      m_closed = std::make_unique<SAX2ElementBlock>(m_batch);
+    }
+  }
   ResetBatch();
 }
 
@@ -111,6 +119,7 @@ void SAX2ElementChannel::ResetBatch() noexcept {
   m_batch.names.clear();
   m_batch.records.clear();
   m_batch.text.clear();
+  if (m_batch.text.capacity() > kReusedText) std::string().swap(m_batch.text);
   ++m_batchNumber;
 }
 
@@ -121,7 +130,6 @@ bool SAX2ElementChannel::HandOverLocked() noexcept {
     m_readyText += m_closed->text.size();
     m_ready.push_back(std::move(m_closed));
   }
-  m_handOvers.fetch_add(1, std::memory_order_release);
   return m_readerWaits;
 }
 
@@ -156,7 +164,7 @@ bool SAX2ElementChannel::ReadAgain() noexcept {
   return true;
 }
 
-SAX2ElementChannel::Element SAX2ElementChannel::Read() {
+SAX2ElementChannel::Element SAX2ElementChannel::Read(std::span<const String::View> wanted) {
   for (;;) {
     if (IsStopped(m_readingTicket) || IsThreadToStop()) {
       // What was taken belongs to a parse that is stopped or is to be stopped now.
@@ -173,30 +181,27 @@ SAX2ElementChannel::Element SAX2ElementChannel::Read() {
       if (!TakeReadyLocked(lock)) return ReadEndLocked();
     }
     m_cursor.Enter(std::move(m_reading[m_nextBlock++]));
+    if (!wanted.empty()) m_cursor.PassOverUnless(wanted);
   }
 }
 
 void SAX2ElementChannel::LeaveBlock() {
-  if (auto block = m_cursor.Leave(); block && m_keepReading) m_kept.push_back(std::move(block));
+  auto block = m_cursor.Leave();
+  if (!block) return;
+  if (m_keepReading)
+    m_kept.push_back(std::move(block));
+  else if (block->text.capacity() <= kReusedText)
+    m_used = std::move(block);
 }
 
 /// Waits for elements, and takes all there are; false at the end.
 bool SAX2ElementChannel::TakeReadyLocked(std::unique_lock<std::mutex>& lock) {
   m_reading.clear();
   m_nextBlock = 0;
-  bool isFirst = m_readingTicket != m_lastTicket;
   for (;;) {
     if (IsThreadToStop()) CancelLocked();
     if (!m_ready.empty()) break;
     if (m_stream != Stream::kOpen) return false;
-    if (std::exchange(isFirst, false)) {
-      // A small reply is whole soon after its parse has begun.
-      const unsigned former = m_handOvers.load(std::memory_order_relaxed);
-      lock.unlock();
-      WaitBriefly([&] { return m_handOvers.load(std::memory_order_acquire) != former; });
-      lock.lock();
-      continue;
-    }
     m_readerWaits = true;
     if (VXExecutionState::Current())
       m_wakeReader.wait_for(lock, kSlice);
@@ -218,6 +223,7 @@ bool SAX2ElementChannel::TakeReadyLocked(std::unique_lock<std::mutex>& lock) {
 SAX2ElementChannel::Element SAX2ElementChannel::ReadEndLocked() noexcept {
   const Stream ended = m_stream;
   m_stream = Stream::kClosed;
+  if (m_used) m_spare = std::move(m_used);
   m_keptToEnd = ended == Stream::kComplete && m_keepReading && m_readingTicket == m_lastTicket;
   if (ended == Stream::kFailed) return m_failedElement;
   if (ended == Stream::kCancelled) return m_cancelledElement;

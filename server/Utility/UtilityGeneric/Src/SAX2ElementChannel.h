@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <span>
 #include <string_view>
 
 #include "SAX2ElementBlock.h"
@@ -57,7 +58,8 @@ class SAX2ElementChannel {
   bool End(Ticket ticket, bool failed) noexcept;
 
   // The reading thread. Read throws std::bad_alloc.
-  Element Read();
+  /// `wanted`: elements whose name is none of these, ignoring case, may be passed over.
+  Element Read(std::span<const String::View> wanted = {});
   /// What is read of the next parse is kept. Lets go what was kept before.
   void KeepNext() noexcept;
   /// What was kept is delivered once more, and kept no longer; false, and nothing happens, unless
@@ -91,18 +93,20 @@ class SAX2ElementChannel {
   SAX2ElementBlocks m_ready;          // guarded; room for all there may be is there from the start
   std::size_t m_readyElements = 0;    // guarded
   std::size_t m_readyText = 0;        // guarded
-  std::atomic<unsigned> m_handOvers{0};  // changes when the reader has something to look at
+  std::unique_ptr<SAX2ElementBlock> m_spare;  // guarded; was read, and waits to be filled again
   std::atomic<Ticket> m_live{0};  // the parse that may go on; 0 for none. Written under the lock
 
   SAX2ElementBlock m_batch;  // the parsing thread's
   std::uint64_t m_batchNumber = 1;
   std::unique_ptr<SAX2ElementBlock> m_closed;  // made of the batch, to be handed over next
+  std::unique_ptr<SAX2ElementBlock> m_empty;   // with the memory of an earlier block
 
   SAX2ElementBlocks m_reading;  // the reading thread's
   std::size_t m_nextBlock = 0;
   SAX2ElementCursor m_cursor;
   Ticket m_readingTicket = 0;
   bool m_keepReading = false;
+  std::unique_ptr<SAX2ElementBlock> m_used;  // the block read last
   SAX2ElementBlocks m_kept;
   bool m_keptToEnd = false;
 

@@ -1,8 +1,10 @@
 #include "SAX2ElementCursor.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "UnicodeConversion.h"
+#include "Utility/Generic/BaseStringUtil.h"
 
 void SAX2XmlElement::Decode() const {
   const std::string_view bytes(m_bytes, m_byteCount);
@@ -45,8 +47,19 @@ void SAX2ElementCursor::Enter(std::unique_ptr<SAX2ElementBlock> block) noexcept 
   m_textAt = 0;
 }
 
+void SAX2ElementCursor::PassOverUnless(std::span<const String::View> names) noexcept {
+  const auto isAmong = [names](const String& name) {
+    return std::any_of(names.begin(), names.end(), [&](String::View wanted) {
+      return BaseStringUtil::IsCaseInsensitiveMatch(name, wanted);
+    });
+  };
+  if (std::none_of(m_block->names.begin(), m_block->names.end(), isAmong))
+    m_next = m_block->records.size();
+}
+
 std::unique_ptr<SAX2ElementBlock> SAX2ElementCursor::Leave() {
   LetGo();
+  if (m_element) m_element->m_value.clear();  // it may be long
   return std::move(m_block);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 
 #include "SAX2ElementBlock.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
@@ -21,6 +22,8 @@ class SAX2ElementCursor {
   /// own.
   std::unique_ptr<SAX2ElementBlock> Leave();
   bool HasNext() const noexcept { return m_block && m_next < m_block->records.size(); }
+  /// When no element of the block has one of the names, ignoring case, it has no next one any more.
+  void PassOverUnless(std::span<const String::View> names) noexcept;
   /// REQUIRES: HasNext().
   const RefCnt<SAX2XmlElement>& Next();
 

@@ -2,7 +2,6 @@
 
 #include <mutex>
 
-#include "ElementNames.h"
 #include "ReadFile.h"
 #include "SAX2ElementChannel.h"
 #include "UnicodeConversion.h"
@@ -27,7 +26,7 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
       const NarrowString bytes =
           BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
       text.clear();
-      return ParseXmlText(bytes, m_names, Channel(), ticket, error);
+      return ParseXmlText(bytes, m_store, Channel(), ticket, error);
     });
   }
 
@@ -43,7 +42,7 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
   XmlOutcome ParseBytes(NarrowString& bytes, SAX2ElementChannel::Ticket ticket, String& error) {
     const bool isReady =
         UnicodeConversion::MakeWellFormed(bytes, [&] { return Channel().IsStopped(ticket); });
-    return isReady ? ParseXmlText(bytes, m_names, Channel(), ticket, error) : XmlOutcome::kStopped;
+    return isReady ? ParseXmlText(bytes, m_store, Channel(), ticket, error) : XmlOutcome::kStopped;
   }
 
   template <class Work>
@@ -66,7 +65,7 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
   }
 
   std::mutex m_parsing;
-  ElementNames m_names;
+  XmlParserStore m_store;
   const String m_outOfMemory{L"not enough memory to read the document"};
 };
 
@@ -75,6 +74,9 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
 SAX2XmlReadDriver::SAX2XmlReadDriver() : m_channel(std::make_unique<SAX2ElementChannel>()) {}
 SAX2XmlReadDriver::~SAX2XmlReadDriver() = default;
 
+RefCnt<SAX2XmlElement> SAX2XmlReadDriver::ReadAmong(std::span<const String::View> names) {
+  return m_channel->Read(names);
+}
 void SAX2XmlReadDriver::Announce() { m_channel->Announce(); }
 void SAX2XmlReadDriver::KeepElements() { m_channel->KeepNext(); }
 bool SAX2XmlReadDriver::ReadAgain() { return m_channel->ReadAgain(); }

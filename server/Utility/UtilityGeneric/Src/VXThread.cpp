@@ -1,37 +1,43 @@
 #include "Utility/Generic/VXThread.h"
 
-#include <system_error>
-#include <utility>
+#include <pthread.h>
+#include <sched.h>
 
-#include "BriefWait.h"
+#include <system_error>
+
 #include "Utility/Generic/ErrorMessage.h"
 
-VXThreadCarrier::VXThreadCarrier() noexcept = default;
+VXThreadCarrier::VXThreadCarrier() noexcept { sem_init(&m_work, 0, 0); }
 
 VXThreadCarrier::~VXThreadCarrier() {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_ending = true;
-  }
-  m_wakeCarrier.notify_one();
+  sem_post(&m_work);  // with nothing to carry: the end
   if (m_thread.joinable()) m_thread.join();
+  sem_destroy(&m_work);
 }
 
-void VXThreadCarrier::Carry(VXThread& thread) {
+void VXThreadCarrier::Carry(VXThread& thread, Place place) {
   std::unique_lock lock(m_mutex);
   m_wakeWaiting.wait(lock, [this] { return m_carried == nullptr; });
   if (!m_thread.joinable()) m_thread = std::thread([this] { Loop(); });
+  PutLocked(place);
   m_carried = &thread;
   lock.unlock();
-  m_wakeCarrier.notify_one();
+  sem_post(&m_work);
+  if (place == Place::kHere) std::this_thread::yield();
 }
 
-void VXThreadCarrier::Expect() noexcept {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_isExpected = true;
-  }
-  m_wakeCarrier.notify_one();
+/// Where the system does not let a thread be put, it runs anywhere.
+void VXThreadCarrier::PutLocked(Place place) noexcept {
+  const int processor = place == Place::kHere ? sched_getcpu() : kAllProcessors;
+  if (processor == m_processor || processor >= CPU_SETSIZE) return;
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  if (processor != kAllProcessors)
+    CPU_SET(processor, &processors);
+  else if (pthread_getaffinity_np(pthread_self(), sizeof processors, &processors) != 0)
+    return;
+  if (pthread_setaffinity_np(m_thread.native_handle(), sizeof processors, &processors) == 0)
+    m_processor = processor;
 }
 
 bool VXThreadCarrier::IsCarrying(const VXThread& thread) noexcept {
@@ -40,31 +46,22 @@ bool VXThreadCarrier::IsCarrying(const VXThread& thread) noexcept {
 }
 
 void VXThreadCarrier::AwaitEndOf(const VXThread& thread) noexcept {
-  const auto hasEnded = [&] { return m_carried != &thread; };
-  WaitBriefly(hasEnded);
   std::unique_lock lock(m_mutex);
-  m_wakeWaiting.wait(lock, hasEnded);
+  m_wakeWaiting.wait(lock, [&] { return m_carried != &thread; });
 }
 
 void VXThreadCarrier::Loop() noexcept {
-  std::unique_lock lock(m_mutex);
   for (;;) {
-    m_wakeCarrier.wait(lock, [this] { return m_carried != nullptr || m_ending || m_isExpected; });
-    if (m_ending && !m_carried) return;
-    if (std::exchange(m_isExpected, false) && !m_carried) {
-      lock.unlock();
-      WaitBriefly([this] { return m_carried != nullptr; });
-      lock.lock();
-      continue;
-    }
+    while (sem_wait(&m_work) != 0) continue;  // interrupted by a signal
+    std::unique_lock lock(m_mutex);
+    if (!m_carried) return;
+    VXThread& thread = *m_carried;
     lock.unlock();
-    m_carried.load()->RunInItsState();
+    thread.RunInItsState();
     lock.lock();
     m_carried = nullptr;
     lock.unlock();
     m_wakeWaiting.notify_all();
-    WaitBriefly([this] { return m_carried != nullptr; });
-    lock.lock();
   }
 }
 
@@ -79,12 +76,12 @@ void VXThread::RunInItsState() noexcept {
 
 void VXThread::Start() { Start(m_own); }
 
-void VXThread::Start(VXThreadCarrier& carrier) {
+void VXThread::Start(VXThreadCarrier& carrier, VXThreadCarrier::Place place) {
   if (m_carrier.exchange(&carrier) != nullptr)
     VXAssert::handleLogicError(L"VXThread.cpp", __LINE__, L"thread started a second time");
   Announce();
   try {
-    carrier.Carry(*this);
+    carrier.Carry(*this, place);
   } catch (const std::system_error&) {
     Cancel();  // nobody is to wait for the job that was announced
     SUGThrow(ErrorMessage(String(L"The system has no thread left to read the server's reply; close "

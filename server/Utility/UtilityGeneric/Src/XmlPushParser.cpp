@@ -25,6 +25,7 @@ constexpr std::size_t kFeedBytes = 16384;                      // handed to libx
 // Beyond these the library's own tables and comparisons take more and more time for every byte.
 constexpr std::size_t kMaxTag = std::size_t{64} << 10;  // bytes
 constexpr std::size_t kMaxNames = 100000;               // different ones
+constexpr int kMostKeptNames = 1000;                    // in a dictionary for the next parse
 constexpr std::size_t kMaxNamespaces = 1000;            // declared at one place
 constexpr std::size_t kMaxReasonLength = 300;
 constexpr std::size_t kMaxShownName = 80;  // characters
@@ -43,15 +44,6 @@ class QuietThread {
  private:
   xmlStructuredErrorFunc m_function;
   void* m_context;
-};
-
-struct FreeContext {
-  void operator()(xmlParserCtxtPtr context) const noexcept {
-    // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
-    if (context->myDoc) xmlFreeDoc(context->myDoc);
-    context->myDoc = nullptr;
-    xmlFreeParserCtxt(context);
-  }
 };
 
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
@@ -85,11 +77,11 @@ String FromNumber(std::size_t number) { return BaseStringUtil::StringFrom(number
 /// One parse. Its static members are libxml2's callbacks: no exception may leave them.
 class Parse {
  public:
-  Parse(const NarrowString& text, ElementNames& names, SAX2ElementChannel& channel,
+  Parse(const NarrowString& text, XmlParserStore& store, SAX2ElementChannel& channel,
         SAX2ElementChannel::Ticket ticket, String& error)
       : m_text(text.view()),
         m_prolog(FindXmlDocument(m_text)),
-        m_names(names),
+        m_store(store),
         m_channel(channel),
         m_ticket(ticket),
         m_error(error) {}
@@ -105,10 +97,6 @@ class Parse {
     std::size_t counted;       // ... and this is how many they are
     std::size_t namespaces;    // declared by the element and those around it
     bool hasChildren;
-  };
-  struct CachedName {
-    const xmlChar* key = nullptr;
-    SAX2ElementChannel::Name name;
   };
 
   static Parse& Self(void* self) { return *static_cast<Parse*>(self); }
@@ -138,15 +126,15 @@ class Parse {
 
   const std::string_view m_text;
   const XmlProlog m_prolog;
-  ElementNames& m_names;
+  XmlParserStore& m_store;
   SAX2ElementChannel& m_channel;
   const SAX2ElementChannel::Ticket m_ticket;
   String& m_error;
 
-  std::unique_ptr<xmlParserCtxt, FreeContext> m_context;
+  XmlParserStore::Context m_context;
+  int m_namesBefore = 0;     // in the context's dictionary
   std::string m_characters;  // the own text of all open elements, the innermost at the end
   std::vector<Level> m_levels;
-  std::array<CachedName, 64> m_cachedNames;
   bool m_anyElement = false;
   bool m_finishing = false;
   bool m_failed = false;
@@ -260,10 +248,11 @@ void Parse::DropBlankSegment(Level& level) {
 SAX2ElementChannel::Name& Parse::NameOf(const xmlChar* name) {
   // The parser's dictionary gives equal names one address.
   const auto address = reinterpret_cast<std::uintptr_t>(name);
-  CachedName& cached = m_cachedNames[(address ^ (address >> 6)) % m_cachedNames.size()];
+  XmlParserStore::CachedName& cached =
+      m_store.cachedNames[(address ^ (address >> 6)) % m_store.cachedNames.size()];
   if (cached.key != name) {
     cached.key = nullptr;
-    cached.name = {m_names.Find(reinterpret_cast<const char*>(name))};
+    cached.name = {m_store.names.Find(reinterpret_cast<const char*>(name))};
     cached.key = name;
   }
   return cached.name;
@@ -301,6 +290,14 @@ void Parse::FailAtCharacter(std::size_t position) {
 }
 
 bool Parse::MakeContext() {
+  m_context = std::move(m_store.context);
+  if (m_context) {
+    m_namesBefore = xmlDictSize(m_context->dict);
+    m_context->userData = this;
+    return xmlCtxtResetPush(m_context.get(), nullptr, 0, nullptr, nullptr) == 0 &&
+           xmlSwitchEncoding(m_context.get(), XML_CHAR_ENCODING_UTF8) == 0;
+  }
+  for (XmlParserStore::CachedName& name : m_store.cachedNames) name.key = nullptr;
   xmlSAXHandler handler{};
   handler.initialized = XML_SAX2_MAGIC;
   handler.startElementNs = &OnStart;
@@ -347,7 +344,7 @@ void Parse::CheckTables() {
   if (m_context->instate == XML_PARSER_START_TAG &&
       static_cast<std::size_t>(input.end - input.cur) > kMaxTag)
     FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
-  else if (xmlDictSize(m_context->dict) > static_cast<int>(kMaxNames))
+  else if (xmlDictSize(m_context->dict) - m_namesBefore > static_cast<int>(kMaxNames))
     FailHere(L"there are more than " + FromNumber(kMaxNames) + L" different names");
 }
 
@@ -389,12 +386,25 @@ XmlOutcome Parse::Run() {
   }
   if (m_stopped) return XmlOutcome::kStopped;
   if (m_outOfMemory) throw std::bad_alloc();
-  return m_failed ? XmlOutcome::kFailed : XmlOutcome::kWellFormed;
+  if (m_failed) return XmlOutcome::kFailed;
+  if (xmlDictSize(m_context->dict) <= kMostKeptNames) {
+    xmlCtxtReset(m_context.get());  // lets the text go
+    m_store.context = std::move(m_context);
+  }
+  return XmlOutcome::kWellFormed;
 }
 
 }  // namespace
 
-XmlOutcome ParseXmlText(const NarrowString& text, ElementNames& names, SAX2ElementChannel& channel,
-                        SAX2ElementChannel::Ticket ticket, String& error) {
-  return Parse(text, names, channel, ticket, error).Run();
+void XmlParserStore::FreeContext::operator()(xmlParserCtxtPtr context) const noexcept {
+  // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
+  if (context->myDoc) xmlFreeDoc(context->myDoc);
+  context->myDoc = nullptr;
+  xmlFreeParserCtxt(context);
+}
+
+XmlOutcome ParseXmlText(const NarrowString& text, XmlParserStore& store,
+                        SAX2ElementChannel& channel, SAX2ElementChannel::Ticket ticket,
+                        String& error) {
+  return Parse(text, store, channel, ticket, error).Run();
 }

@@ -33,6 +33,10 @@ constexpr int kMessageReadCancelled = 46066;
 constexpr int kMessageParseError = 46100;
 constexpr int kMessageSoapFault = 64203;
 
+/// Up to here, in characters, parsing and reading a reply at the same time gains less than waking
+/// another processor costs.
+constexpr std::size_t kShortReply = std::size_t{1} << 16;
+
 constexpr std::size_t kLogHeaderCapacity = 256;
 constexpr std::size_t kLogNameCapacity = 512;
 constexpr int kLogTimeDigits = 3;
@@ -212,8 +216,10 @@ void XmlADiscoverAgentImpl::LogContent(const String& title, const String& reques
 // The exchange.
 
 String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
-  return L"SOAPAction: \"urn:schemas-microsoft-com:xml-analysis:Discover\"\n"
-         L"Content-Type: text/xml; charset = UTF-8\n";
+  static const String kLines =
+      L"SOAPAction: \"urn:schemas-microsoft-com:xml-analysis:Discover\"\n"
+      L"Content-Type: text/xml; charset = UTF-8\n";
+  return kLines;
 }
 
 /// Posts the request; `reply` gets what came, with its declaration in one form. The reader keeps
@@ -227,7 +233,6 @@ bool XmlADiscoverAgentImpl::PostRequest(const String& request, NarrowString& rep
   m_HttpClient->SetRequestHeader(PrepareHttpSizeHeader());
   String error;
   bool isKept = false;
-  m_ReaderCarrier.Expect();  // a nearby server answers before it would have woken
   if (m_HttpClient->ReadBytes(body, reply, error)) {
     NormaliseDeclaration(reply, m_TargetType);
     String faultCode;
@@ -266,7 +271,8 @@ void XmlADiscoverAgentImpl::StartReader(const Text& text,
   const RefCnt<VXThreadJob> job(
       new Job(m_XmlReaderDriver.get(), parse, text, m_SoapParseErrorString));
   m_Reader = RefCnt<VXThread>(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
-  m_Reader->Start(m_ReaderCarrier);
+  m_Reader->Start(m_ReaderCarrier, text.size() <= kShortReply ? VXThreadCarrier::Place::kHere
+                                                              : VXThreadCarrier::Place::kAnywhere);
 }
 
 void XmlADiscoverAgentImpl::StartSaxParser(const String& text) {
@@ -279,10 +285,8 @@ void XmlADiscoverAgentImpl::StopSaxParser() {
   m_Reader->WaitUntilStopped();
 }
 
-/// The next element of the reply, or the empty handle at its end. Throws for a reply that cannot be
-/// parsed and for a cancelled parse.
-RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
-  RefCnt<SAX2XmlElement> element = m_XmlReaderDriver->Read();
+/// An element as it was read. Throws for a reply that cannot be parsed and for a cancelled parse.
+RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::Checked(RefCnt<SAX2XmlElement> element) const {
   if (element) {
     if (element->HasError()) {
       SUGThrow(ErrorMessage(kMessageParseError, m_SoapParseErrorString), kSourceFile, __LINE__);
@@ -290,6 +294,11 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
     if (element->IsCancel()) SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);
   }
   return element;
+}
+
+/// The next element of the reply, or the empty handle at its end. Throws as Checked does.
+RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
+  return Checked(m_XmlReaderDriver->Read());
 }
 
 void XmlADiscoverAgentImpl::ReadValue(String& value, const String& propertyName) {
@@ -311,12 +320,11 @@ void XmlADiscoverAgentImpl::RetrieveSoapFaultString(const String& text, String& 
 }
 
 void XmlADiscoverAgentImpl::ReadFault(String& faultCode, String& faultString) {
-  static constexpr String::View kCode = L"faultcode";  // compared with every element's name
-  static constexpr String::View kString = L"faultstring";
-  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
-    if (IsCaseInsensitiveMatch(element->GetLocalName(), kCode))
+  static constexpr String::View kNames[] = {L"faultcode", L"faultstring"};
+  while (const RefCnt<SAX2XmlElement> element = Checked(m_XmlReaderDriver->ReadAmong(kNames))) {
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), kNames[0]))
       faultCode = element->GetValue();
-    else if (IsCaseInsensitiveMatch(element->GetLocalName(), kString))
+    else if (IsCaseInsensitiveMatch(element->GetLocalName(), kNames[1]))
       faultString += element->GetValue();
   }
   StopSaxParser();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "Utility/Generic/Heap.h"
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/RefCnt.h"
@@ -79,6 +81,9 @@ class XMLAHOST_API SAX2XmlReadDriver : public RefCountable {
   /// one U+FFFD.
   virtual bool ParseBytesInMem(NarrowString bytes, String& error) = 0;
 
+  /// Like Read, for a consumer that looks for elements of a few names (ignoring case): others may
+  /// be passed over, by the hundred without being looked at.
+  RefCnt<SAX2XmlElement> ReadAmong(std::span<const String::View> names);
   /// Says that a parse is about to begin on another thread; Read waits for it from now on.
   void Announce();
   /// Keeps what is read of the next parse, in a compact form of about its own size, so that the

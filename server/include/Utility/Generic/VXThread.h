@@ -1,5 +1,7 @@
 #pragma once
 
+#include <semaphore.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
@@ -87,30 +89,36 @@ class VXThread;
 /// for the end of the one before. The carrier outlives the VXThreads that are started on it.
 class XMLAHOST_API VXThreadCarrier {
  public:
+  /// Where a VXThread runs.
+  enum class Place {
+    kAnywhere,  ///< on any processor that the starting thread may use
+    /// On the processor of the starting thread, which gives way to it at once. For a short job
+    /// whose outcome the starting thread awaits: two threads that take turns change places within
+    /// microseconds on one processor, while waking another one takes longer than the job.
+    kHere,
+  };
+
   VXThreadCarrier() noexcept;
   ~VXThreadCarrier();
   VXThreadCarrier(const VXThreadCarrier&) = delete;
   VXThreadCarrier& operator=(const VXThreadCarrier&) = delete;
 
-  /// Says that a VXThread may be started within the next 100 microseconds, such as when a nearby
-  /// server has answered a request that is about to be sent: the system's thread, when there is
-  /// one, wakes meanwhile and stays awake for that moment. Any thread.
-  void Expect() noexcept;
-
  private:
   friend class VXThread;
-  void Carry(VXThread& thread);
+  static constexpr int kAllProcessors = -1;
+
+  void Carry(VXThread& thread, Place place);
+  void PutLocked(Place place) noexcept;
   bool IsCarrying(const VXThread& thread) noexcept;
   void AwaitEndOf(const VXThread& thread) noexcept;
   void Loop() noexcept;
 
   std::mutex m_mutex;
-  std::condition_variable m_wakeCarrier;
+  sem_t m_work;  // one for every VXThread to carry, and one for the end
   std::condition_variable m_wakeWaiting;
-  std::atomic<VXThread*> m_carried{nullptr};  // written under the lock; begun or about to begin
-  bool m_isExpected = false;                  // guarded
-  bool m_ending = false;                      // guarded
-  std::thread m_thread;                       // guarded, but for the destructor
+  VXThread* m_carried = nullptr;     // guarded; begun or about to begin
+  int m_processor = kAllProcessors;  // guarded; the one that the thread keeps to
+  std::thread m_thread;              // guarded, but for the destructor
 };
 
 /// A thread that is started once. Reference-counted; the last release of a thread that runs cancels
@@ -126,7 +134,8 @@ class XMLAHOST_API VXThread : public RefCountable {
   /// logic error.
   void Start();
   /// The same, on the carrier's thread.
-  void Start(VXThreadCarrier& carrier);
+  void Start(VXThreadCarrier& carrier,
+             VXThreadCarrier::Place place = VXThreadCarrier::Place::kAnywhere);
   /// Asks the thread's job to end soon. `requester` is for the host's traces only. Harmless before
   /// the start, after the end, and when called again.
   void RequestCancellation(unsigned long requester, VXExecutionState::CancelReason reason) noexcept;

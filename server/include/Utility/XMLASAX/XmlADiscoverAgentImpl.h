@@ -106,6 +106,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   bool PostRequest(const String& request, NarrowString& reply, bool keepReply);
   template <class Text>
   void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
+  RefCnt<SAX2XmlElement> Checked(RefCnt<SAX2XmlElement> element) const;
   RefCnt<SAX2XmlElement> NextElement();
   void ReadFault(String& faultCode, String& faultString);
   void CollectValues(VXStringVector& values, const wchar_t* column);
