@@ -101,7 +101,11 @@ class HTTPClientWrapper::Impl {
        const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
       : m_shownURL(shownURL), m_transfer(url, user, password, timeoutSeconds, options) {}
 
-  void SetHeaderLines(const NarrowString& lines) { m_transfer.SetHeaderLines(lines); }
+  void SetHeaderLines(const String& lines) {
+    if (lines == m_headerLines) return;
+    m_transfer.SetHeaderLines(ToUTF8(lines));
+    m_headerLines = lines;
+  }
 
   bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
     HTTPAnswer answer;
@@ -136,6 +140,7 @@ class HTTPClientWrapper::Impl {
   }
 
   const String m_shownURL;
+  String m_headerLines;  // that the transfer has
   HTTPTransfer m_transfer;
 };
 
@@ -162,9 +167,7 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
 
 HTTPClientWrapper::~HTTPClientWrapper() = default;
 
-void HTTPClientWrapper::SetRequestHeader(const String& lines) {
-  m_impl->SetHeaderLines(ToUTF8(lines));
-}
+void HTTPClientWrapper::SetRequestHeader(const String& lines) { m_impl->SetHeaderLines(lines); }
 
 bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply, String& error) {
   return m_impl->Exchange(body, reply, error);

@@ -180,7 +180,6 @@ class HTTPTransfer::Session {
   CURL* m_easy = nullptr;
   CURLM* m_multi = nullptr;
   HeaderList m_headers;
-  NarrowString m_headerLines;  // of which the list was made
   char m_reason[CURL_ERROR_SIZE] = {};
   bool m_hasCredentials = false;
   unsigned long m_schemes = kAllSchemes;  // what is offered to the server next
@@ -276,7 +275,6 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
 }
 
 void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
-  if (m_headers && lines == m_headerLines) return;
   HeaderList list;
   const auto append = [&list](const char* line) {
     curl_slist* const longer = curl_slist_append(list.get(), line);
@@ -295,7 +293,6 @@ void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
   }
   Set(CURLOPT_HTTPHEADER, list.get());
   m_headers = std::move(list);
-  m_headerLines = lines;
 }
 
 std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_t count,

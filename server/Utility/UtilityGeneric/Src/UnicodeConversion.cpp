@@ -204,7 +204,9 @@ char* Encode(std::wstring_view text, char* place) noexcept {
   const wchar_t* const end = position + text.size();
   while (position != end) {
     if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
-      for (std::size_t i = 0; i < kBlock; ++i) place[i] = static_cast<char>(position[i]);
+      char block[kBlock];  // which no character of the text can alias: all at a time
+      for (std::size_t i = 0; i < kBlock; ++i) block[i] = static_cast<char>(position[i]);
+      std::memcpy(place, block, kBlock);
       position += kBlock;
       place += kBlock;
       continue;

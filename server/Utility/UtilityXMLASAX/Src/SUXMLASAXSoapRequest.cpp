@@ -6,7 +6,7 @@ namespace {
 
 // Servers have been seen to depend on the form of the envelope, so its line ends and indentation
 // stay exactly as they are.
-constexpr const wchar_t* kPrologue =
+constexpr String::View kPrologue =
     L"<?xml version=\"1.0\"?>\r\n"
     L"                <SOAP-ENV:Envelope\r\n"
     L"                xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\"\r\n"
@@ -14,24 +14,21 @@ constexpr const wchar_t* kPrologue =
     L"                <SOAP-ENV:Body>\r\n"
     L"                <Discover xmlns=\"urn:schemas-microsoft-com:xml-analysis\"\r\n"
     L"                SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n";
-constexpr const wchar_t* kEpilogue =
-    L"</Discover>\r\n </SOAP-ENV:Body>\r\n </SOAP-ENV:Envelope>\r\n";
+constexpr String::View kEpilogue = L"</Discover>\r\n </SOAP-ENV:Body>\r\n </SOAP-ENV:Envelope>\r\n";
 
-void AppendElement(String& text, const wchar_t* name, const String& value) {
-  text += L"<";
-  text += name;
-  text += L">";
-  text += value;
-  text += L"</";
-  text += name;
-  text += L">";
+constexpr std::size_t kUsualRoom = 2048;  // characters
+
+void AppendElement(String& text, String::View name, const String& value) {
+  for (const String::View part : {String::View(L"<"), name, String::View(L">"), value.view(),
+                                  String::View(L"</"), name, String::View(L">")})
+    text.append(part);
 }
 
-void AppendElements(String& text, const wchar_t* name, const VXStringVector& values) {
+void AppendElements(String& text, String::View name, const VXStringVector& values) {
   for (const String& value : values) AppendElement(text, name, value);
 }
 
-void AppendSingle(String& text, const wchar_t* name, const String& value) {
+void AppendSingle(String& text, String::View name, const String& value) {
   if (!value.empty()) AppendElement(text, name, value);
 }
 
@@ -89,8 +86,9 @@ bool XmlASoapRequest::HasRestriction() const {
 }
 
 String XmlASoapRequest::GetContent() {
-  String text = kPrologue;
-  text.reserve(2048);
+  String text;
+  text.reserve(kUsualRoom);
+  text.append(kPrologue);
   AppendElement(text, L"RequestType", m_RequestType);
   text += L"\n";
   text += L"<Restrictions>";
@@ -115,7 +113,7 @@ String XmlASoapRequest::GetContent() {
     text += L"</PropertyList>";
   }
   text += L"</Properties>";
-  text += kEpilogue;
+  text.append(kEpilogue);
   ClearRestrictions();
   return text;
 }
