@@ -17,6 +17,7 @@ using fuzz::Require;
 
 struct Reading {
   std::string elements;
+  std::string named;  // those of them that have one of the names below
   std::size_t count = 0;
   bool failed = false;
   bool cancelled = false;
@@ -28,6 +29,14 @@ void Describe(const SAX2XmlElement& element, std::string& text) {
     text += BaseStringUtil::StringToStdString(part, BaseStringUtil::kCodePageUTF8).view();
     text += '|';
   }
+}
+
+constexpr String::View kNames[] = {L"A", L"faultstring"};
+
+void DescribeNamed(const SAX2XmlElement& element, std::string& text) {
+  for (const String::View name : kNames)
+    if (BaseStringUtil::IsCaseInsensitiveMatch(element.GetLocalName(), name))
+      Describe(element, text);
 }
 
 /// Reads until the end, or calls `stop` once so many elements have come.
@@ -43,6 +52,7 @@ Reading Read(SAX2XmlReadDriver& driver, std::size_t stopAt, Stop stop) {
     reading.cancelled = element->IsCancel();
     if (reading.failed || reading.cancelled) continue;
     Describe(*element, reading.elements);
+    DescribeNamed(*element, reading.named);
     ++reading.count;
   }
 }
@@ -136,9 +146,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(ReadWhole(*driver, bytes, false, wideError) == reading && error == wideError,
           "bytes and text are read differently", bytes);
   if (reading.failed) return 0;
-  // Kept, and stopped on the way.
+  // Kept by one who looks for some names alone, and stopped on the way.
   driver->KeepElements();
-  ReadWhole(*driver, bytes, true, error);
+  Parse(*driver, &SAX2XmlReadDriver::ParseBytesInMem, NarrowString(bytes), error, [&](VXThread&) {
+    std::string named;
+    while (const RefCnt<SAX2XmlElement> element = driver->ReadAmong(kNames))
+      DescribeNamed(*element, named);
+    Require(named == reading.named, "not all elements of the names", bytes);
+  });
   Require(driver->ReadAgain(), "kept a second time", bytes);
   Require(Read(*driver, stopAt, [] { driver->Cancel(); }).count <= reading.count, "elements",
           bytes);
