@@ -396,11 +396,11 @@ XmlOutcome Parse::Run() {
 
 }  // namespace
 
-void XmlParserStore::FreeContext::operator()(xmlParserCtxtPtr context) const noexcept {
+void XmlParserStore::FreeContext::operator()(xmlParserCtxtPtr parser) const noexcept {
   // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
-  if (context->myDoc) xmlFreeDoc(context->myDoc);
-  context->myDoc = nullptr;
-  xmlFreeParserCtxt(context);
+  if (parser->myDoc) xmlFreeDoc(parser->myDoc);
+  parser->myDoc = nullptr;
+  xmlFreeParserCtxt(parser);
 }
 
 XmlOutcome ParseXmlText(const NarrowString& text, XmlParserStore& store,

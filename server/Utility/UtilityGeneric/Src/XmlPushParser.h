@@ -14,7 +14,7 @@ struct _xmlParserCtxt;  // libxml2's
 /// as parsing a kilobyte. Nothing of a document is left in it. One parse at a time.
 struct XmlParserStore {
   struct FreeContext {
-    void operator()(_xmlParserCtxt* context) const noexcept;
+    void operator()(_xmlParserCtxt* parser) const noexcept;
   };
   using Context = std::unique_ptr<_xmlParserCtxt, FreeContext>;
   struct CachedName {
