@@ -1,8 +1,11 @@
 #include "Connection.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "Password.h"
@@ -76,7 +79,11 @@ void UseCredentials(const Arguments& arguments, Connection& connection) {
   if (!arguments.passwordFile.empty()) {
     if (connection.user.empty())
       throw UsageError("--password-file needs a user name: give --user NAME");
-    connection.password = Wide(PasswordFromFile(arguments.passwordFile));
+    // On a terminal it would be shown as it is typed.
+    std::optional<std::string> typed;
+    if (arguments.passwordFile == "-" && isatty(STDIN_FILENO) == 1)
+      typed = PasswordFromTerminal(Utf8(connection.user));
+    connection.password = Wide(typed ? *typed : PasswordFromFile(arguments.passwordFile));
     return;
   }
   if (connection.user.empty() || !connection.password.empty()) return;

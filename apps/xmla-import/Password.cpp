@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
 #include "Arguments.h"
 #include "TerminalText.h"
@@ -16,6 +17,7 @@
 namespace {
 
 constexpr std::size_t kMaxPasswordBytes = std::size_t{64} * 1024;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// An open file that is closed at the end, unless it was open before.
 class Descriptor {
@@ -104,6 +106,8 @@ std::string PasswordFromFile(const std::string& file) {
   const LineEnd end = input.Number() < 0 ? LineEnd::kError : ReadLine(input.Number(), line);
   if (end == LineEnd::kError)
     throw UsageError("the password cannot be read from " + name + ": " + std::strerror(errno));
+  // A byte-order mark is what an editor put there, not the user.
+  if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
   if (end == LineEnd::kEndOfFile && line.empty())
     throw UsageError("the password cannot be read from " + name + ": it is empty");
   return line;

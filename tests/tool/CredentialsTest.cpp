@@ -49,9 +49,11 @@ class Credentials : public testing::Test {
 
 TEST_F(Credentials, OfAFileAreItsFirstLine) {
   const support::TempDir folder;
-  for (const char* ending : {"", "\n", "\r\n", "\nsecond line\n"}) {
+  for (const auto& [mark, ending] :
+       {std::pair("", ""), std::pair("", "\n"), std::pair("", "\r\n"),
+        std::pair("", "\nsecond line\n"), std::pair("\xEF\xBB\xBF", "\r\n")}) {
     const std::string file = folder.Path() / "password";
-    std::ofstream(file) << kSecret << ending;
+    std::ofstream(file) << mark << kSecret << ending;
     ExpectLetIn(RunTool({"--url", Url(), "--user", "ann", "--password-file", file, "sources"}));
   }
 }
@@ -90,6 +92,18 @@ TEST_F(Credentials, OfAPrompt) {
   const Outcome outcome = RunTool({"--url", Url(), "--user", "ann", "sources"}, options);
   ExpectLetIn(outcome);
   EXPECT_THAT(outcome.terminal, HasSubstr("Password of ann: "));
+}
+
+TEST_F(Credentials, OfStandardInputAreAskedForWhenThatIsATerminal) {
+  Options options;
+  options.terminal = true;
+  options.inputIsTerminal = true;
+  options.typed = std::string(kSecret) + "\n";
+  const Outcome outcome =
+      RunTool({"--url", Url(), "--user", "ann", "--password-file", "-", "sources"}, options);
+  ExpectLetIn(outcome);
+  EXPECT_THAT(outcome.terminal, HasSubstr("Password of ann: "));
+  EXPECT_FALSE(outcome.echoed);
 }
 
 TEST_F(Credentials, AreNotAskedForWithoutATerminal) {

@@ -187,9 +187,10 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   if (child == 0) {
     setsid();
     // The first terminal that a session opens is its own.
-    if (options.terminal && open(terminalName.c_str(), O_RDWR | O_CLOEXEC) < 0) _exit(126);
+    const int own = options.terminal ? open(terminalName.c_str(), O_RDWR | O_CLOEXEC) : -1;
+    if (options.terminal && own < 0) _exit(126);
     // The descriptors above the standard ones are closed on execution.
-    dup2(in.theirs, STDIN_FILENO);
+    dup2(options.inputIsTerminal ? own : in.theirs, STDIN_FILENO);
     PutAt(out.theirs, STDOUT_FILENO);
     PutAt(err.theirs, STDERR_FILENO);
     std::signal(SIGPIPE, SIG_DFL);

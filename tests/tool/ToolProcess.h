@@ -28,12 +28,13 @@ enum class Stream {
 
 struct Options {
   std::map<std::string, std::string> environment;
-  std::string input;  ///< standard input, a pipe unless `terminal` is set
+  std::string input;  ///< standard input, a pipe unless `inputIsTerminal` is set
   Stream out = Stream::kPipe;
   Stream err = Stream::kPipe;
   /// The process gets a terminal, which is where `typed` is typed once a prompt has been shown.
   bool terminal = false;
   std::string typed;
+  bool inputIsTerminal = false;  ///< that terminal is standard input, too
 };
 
 struct Outcome {
