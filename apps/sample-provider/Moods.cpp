@@ -6,6 +6,7 @@
 
 #include "DiscoverService.h"
 #include "GzipBomb.h"
+#include "Rowsets.h"
 
 namespace sample {
 
@@ -314,6 +315,13 @@ std::optional<Mood> ParseMood(std::string_view text) {
   }
   if (const size_t at = name.find('@'); at != std::string_view::npos) {
     mood.request_type = name.substr(at + 1);
+    // SAP BW serves all of them.
+    if (!FindRowset(mood.request_type, Kind::kSapBw)) {
+      throw std::runtime_error("The mood \"" + std::string(text) + "\" is for \"" +
+                               mood.request_type +
+                               "\", which nobody can ask for; behind the @ stands a request type "
+                               "such as MDSCHEMA_CUBES.");
+    }
     name = name.substr(0, at);
   }
   const size_t colon = name.find(':');

@@ -218,8 +218,9 @@ TEST(MoodTest, AMoodOfTheProviderHoldsForEveryRequestWithoutItsOwn) {
 
 TEST(MoodTest, AnUnknownMoodIsRefusedWithWhatThereIs) {
   const sample::Provider provider;
-  for (const char* mood : {"grumpy", "garble:x", "slow:-1", "html:3", "slow:", "slow:9999999999",
-                           "fault/", "fault/0", "fault/x", "/1"}) {
+  for (const char* mood :
+       {"grumpy", "garble:x", "slow:-1", "html:3", "slow:", "slow:9999999999", "fault/", "fault/0",
+        "fault/x", "/1", "fault@", "fault@BOGUS", "slow:5@mdschema_cubes/2"}) {
     const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=" + mood, kType);
     EXPECT_EQ(reply.status, 400) << mood;
     sample::Options options;
