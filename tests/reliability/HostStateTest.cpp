@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <locale.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -82,6 +83,11 @@ State TakeState() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);)
     if (line.starts_with("Umask:") || line.starts_with("Threads:")) state[line.substr(0, 6)] = line;
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  if (sched_getaffinity(0, sizeof processors, &processors) == 0)
+    for (int i = 0; i < CPU_SETSIZE; ++i)
+      if (CPU_ISSET(i, &processors)) state["processor " + std::to_string(i)] = "usable";
   state["rounding"] = std::to_string(fegetround());
   state["floating-point traps"] = std::to_string(fegetexcept());
   for (const auto& [name, stream] :
@@ -333,7 +339,7 @@ TEST(HostState, IsTheSameAfterEveryOperation) {
   if (!HasFailure())
     support::PrintFigure(
         "the host's state (signals, descriptors, environment, locale, directory, "
-        "umask, threads, rounding, streams, limits, timer)",
+        "umask, threads, processors, rounding, streams, limits, timer)",
         std::to_string(count) + " operations, 0 changes");
 }
 
