@@ -3,8 +3,9 @@
 #include <memory>
 #include <string>
 
-/// What no client can do without: the same request posted with libcurl on a reused handle, the
-/// reply received, and one libxml2 SAX2 pass over it with handlers that do nothing.
+/// What no client can do without: a request of that length and with those headers posted with
+/// libcurl on a reused handle, the reply received, and one libxml2 SAX2 pass over it with handlers
+/// that do nothing.
 class Floor {
  public:
   explicit Floor(const std::string& url);

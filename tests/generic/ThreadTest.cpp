@@ -1,13 +1,31 @@
 // Threads, their jobs and the state of execution.
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <set>
 
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXThread.h"
+
+namespace {
+
+// How the system's yield goes.
+std::atomic<int> g_yields{0};
+std::chrono::microseconds g_yieldTakes{0};
+
+}  // namespace
+
+/// In place of the C library's.
+extern "C" int sched_yield() {
+  ++g_yields;
+  if (g_yieldTakes.count() > 0) std::this_thread::sleep_for(g_yieldTakes);
+  return static_cast<int>(syscall(SYS_sched_yield));
+}
 
 namespace {
 
@@ -212,6 +230,10 @@ TEST(ThreadCarrier, RunsAThreadOnItsStartersProcessorOrOnAnyThatThisOneMayUse) {
   const std::set<int> last{*all.rbegin()};
   VXThreadCarrier carrier;
   EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
+  KeepTo(first);
+  EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), first);
+  KeepTo(all);
+  EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
   for (int round = 0; round < 3; ++round) {
     for (const std::set<int>& one : {first, last}) {
       KeepTo(one);
@@ -226,19 +248,24 @@ TEST(ThreadCarrier, RunsAThreadOnItsStartersProcessorOrOnAnyThatThisOneMayUse) {
   EXPECT_EQ(UsableProcessors(), all);
 }
 
-TEST(ThreadCarrier, StartHereGivesWayToTheThread) {
+TEST(ThreadCarrier, StartHereGivesWayUntilThatTakesLong) {
+  using enum VXThreadCarrier::Place;
   VXThreadCarrier carrier;
-  int done = 0;
-  constexpr int kRounds = 200;
-  for (int round = 0; round < kRounds; ++round) {
-    Worker worker;
-    String result;
-    const auto thread = MakeThread(worker, result);
-    thread->Start(carrier, VXThreadCarrier::Place::kHere);
-    done += worker.runs;  // else it is only about to run
-    thread->WaitUntilStopped();
-  }
-  EXPECT_GT(done, kRounds / 10);
+  const auto yieldsOf = [&](VXThreadCarrier::Place place) {
+    const int before = g_yields;
+    ProcessorsOfThread(carrier, place);
+    return g_yields - before;
+  };
+  EXPECT_EQ(yieldsOf(kAnywhere), 0);
+  g_yieldTakes = std::chrono::milliseconds(3);
+  EXPECT_EQ(yieldsOf(kHere), 1);
+  g_yieldTakes = {};
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(yieldsOf(kHere), 0) << i;
+  int yields = 0;
+  constexpr int kRounds = 20;
+  for (int i = 0; i < kRounds; ++i) yields += yieldsOf(kHere);
+  EXPECT_GE(yields, 1);
+  EXPECT_LE(yields, kRounds);
 }
 
 TEST(ThreadCarrier, ReleaseOfAThreadThatRunsCancelsItAlone) {

@@ -258,6 +258,9 @@ TEST(XmlDocument, IsReadAlikeBehindAnyOther) {
       L"<a>" + std::wstring(100000, L'x') + L"</a>",
       deep,
       L"<r>" + names + L"</r>",
+      L"<" + std::wstring(30000, L'n') + L"/>",
+      L"<" + std::wstring(30000, L'm') + L"/>",
+      L"<?oasis-xml-catalog catalog='file:///no/such/file'?><a/>",
       L"",
       L"  ",
       L"plain",
@@ -286,11 +289,32 @@ TEST(XmlDocument, IsReadAlikeBehindAnyOther) {
   }
 }
 
+TEST(XmlDocument, HasItsOwnNamesCountedAlone) {
+  const auto document = [](wchar_t letter, int count) {
+    std::wstring names;
+    for (int i = 0; i < count; ++i) names += (L"<" + (letter + std::to_wstring(i))) + L"/>";
+    return String(L"<r>" + names + L"</r>");
+  };
+  const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  for (const int before : {1, 900}) {
+    EXPECT_FALSE(ReadDocument(*driver, document(L'm', before)).failed);
+    EXPECT_FALSE(ReadDocument(*driver, document(L'n', 99900)).failed);
+    EXPECT_FALSE(ReadDocument(*driver, document(L'm', before)).failed);
+    EXPECT_TRUE(ReadDocument(*driver, document(L'n', 100100)).failed);
+  }
+}
+
 TEST(XmlDocument, LeavesNoMemoryOfItsTextBehind) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   const auto held = [] {
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
+  };
+  const auto longNames = [](int count, std::size_t length) {
+    std::wstring all;
+    for (int i = 0; i < count; ++i)
+      all += L"<" + std::wstring(length, L'n') + std::to_wstring(i) + L"/>";
+    return String(L"<a>" + all + L"</a>");
   };
   const std::wstring text(5000000, L'x');
   std::wstring names;
@@ -300,16 +324,28 @@ TEST(XmlDocument, LeavesNoMemoryOfItsTextBehind) {
       String(L"<a><!--" + text + L"--></a>"),
       String(L"<a><![CDATA[" + text + L"]]></a>"),
       String(L"<a>" + names + L"</a>"),
+      longNames(50, 40000),
+      longNames(500, 10000),
+      longNames(1, 60000),
+      String(L"<?oasis-xml-catalog catalog='" + std::wstring(50000, L'x') + L"'?><a/>"),
   };
   for (std::size_t i = 0; i < std::size(documents); ++i) {
-    for (const int before : {0, 1, 2, 3}) {
+    for (const int before : {0, 2}) {
       const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
       for (int round = 0; round < before; ++round) ReadDocument(*driver, L"<a><b>1</b></a>");
       const std::size_t former = held();
-      ReadDocument(*driver, documents[i]);
+      for (int round = 0; round < 2; ++round) ReadDocument(*driver, documents[i]);
       EXPECT_LT(held(), former + 500000) << "document " << i << " behind " << before;
     }
+    const std::size_t former = held();
+    for (int round = 0; round < 2; ++round) ReadDocument(documents[i]);
+    EXPECT_LT(held(), former + 20000) << "document " << i << " with a driver of its own";
   }
+  const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  const std::size_t former = held();
+  for (int i = 0; i < 100; ++i)
+    ReadDocument(*driver, String(L"<n" + std::to_wstring(i) + std::wstring(20000, L'n') + L"/>"));
+  EXPECT_LT(held(), former + 500000);
 }
 
 TEST(XmlDocument, ElementsOfOneNameShareItsText) {

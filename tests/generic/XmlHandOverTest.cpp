@@ -221,6 +221,26 @@ TEST(HandOver, NewParseReplacesARunningOne) {
   ExpectNumbered(next, kMany);
 }
 
+TEST(HandOver, NewParseReplacesOneThatIsOnItsWayOut) {
+  for (int round = 0; round < 100; ++round) {
+    const auto driver = MakeDriver();
+    ReadDocument(*driver, L"<a>1</a>");  // whose memory the next ones may use
+    driver->Announce();
+    std::thread abandoned([&] {
+      String error;
+      EXPECT_FALSE(driver->ParseInMem(Numbered(kMany), error));
+    });
+    for (int i = 0; i < 300 + 7 * round; ++i) ASSERT_TRUE(driver->Read());
+    driver->Cancel();
+    while (driver->Read()) continue;
+    const Reading next = ReadDocument(*driver, L"<n>1</n>");
+    abandoned.join();
+    ASSERT_EQ(next.items.size(), 1u);
+    EXPECT_EQ(next.items[0].name, L"n");
+    EXPECT_EQ(next.items[0].value, L"1");
+  }
+}
+
 TEST(HandOver, DestroyedOverARunningParse) {
   for (int round = 0; round < 50; ++round) {
     const auto driver = MakeDriver();

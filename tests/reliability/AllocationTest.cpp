@@ -6,6 +6,7 @@
 #include <random>
 
 #include "OperationsSupport.h"
+#include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "WireServerSupport.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
@@ -134,6 +135,61 @@ TEST_P(Allocation, ThatFailsWithTheImportLogOnLeavesAUsableObject) {
   unsetenv("OT_XMLA_IMPORT_LOGGING");
   unsetenv("XMLA_IMPORT_LOG_DIR");
   tally.Print("allocation fails, import log on (" + std::string(GetParam().name) + ")");
+}
+
+/// Elements and error of a document that the hand-over holds whole.
+std::wstring Parsed(SAX2XmlReadDriver& driver, const NarrowString& bytes, const Mode& mode,
+                    long nth, String& error) {
+  {
+    NarrowString argument = bytes;
+    const FailingAllocation failing(nth, mode.which, mode.whose);
+    driver.ParseBytesInMem(std::move(argument), error);
+  }
+  std::wstring elements;
+  while (const RefCnt<SAX2XmlElement> element = driver.Read()) {
+    if (element->HasError()) return L"error";
+    for (const String& text : {element->GetLocalName(), element->GetValue()})
+      elements.append(text.view()) += L'|';
+  }
+  return elements;
+}
+
+TEST_P(Allocation, ThatFailsInALongDocumentNeverMakesItAShorterOne) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
+  constexpr long kNever = 1L << 40;
+  std::string text = "<r>";  // fed to the XML library in many pieces
+  for (int i = 0; i < 120; ++i)
+    text += "<e" + std::to_string(i % 20) + " a='1'>" + std::string(1000, 'x') + std::to_string(i) +
+            "</e" + std::to_string(i % 20) + ">";
+  const NarrowString bytes(std::string_view(text += "</r>"));
+  std::minstd_rand random(2026);
+  Tally tally;
+  for (const bool isUsed : {false, true}) {
+    long count = 0;
+    std::wstring whole;
+    const auto tryOne = [&](long nth) {
+      const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+      String error;
+      if (isUsed)
+        Parsed(*driver, NarrowString(std::string_view("<r/>")), GetParam(), kNever, error);
+      const std::wstring elements = Parsed(*driver, bytes, GetParam(), nth, error);
+      count = FailingAllocation::Seen();
+      if (nth == kNever) {
+        whole = elements;
+        return;
+      }
+      ++tally.tries;
+      ++(elements == whole ? tally.whole : tally.errors);
+      if (elements != whole) {
+        ASSERT_TRUE(elements == L"error") << nth;
+        EXPECT_TRUE(error == L"not enough memory to read the document") << nth;
+      }
+      EXPECT_TRUE(Parsed(*driver, bytes, GetParam(), kNever, error) == whole) << nth;
+    };
+    tryOne(kNever);
+    for (const long nth : Numbers(count, 200, random)) ASSERT_NO_FATAL_FAILURE(tryOne(nth));
+  }
+  tally.Print("allocation fails in a long document (" + std::string(GetParam().name) + ")");
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, Allocation, testing::ValuesIn(kModes),

@@ -21,7 +21,7 @@ struct Reading {
   bool operator==(const Reading&) const = default;
 };
 
-/// What the first reading looks for; in the documents here, too, and not in all their blocks.
+/// What the first reading looks for, in other letters.
 constexpr String::View kNames[] = {L"FaultCode", L"FAULTSTRING"};
 
 bool IsAmongNames(std::wstring_view name) {
@@ -83,10 +83,13 @@ void ExpectTheSameCutAnywhere(const std::string& bytes, std::size_t step = 1) {
   ASSERT_NO_FATAL_FAILURE(ExpectTheSameEitherWay(bytes));
 }
 
-std::string ManyRows(int rows) {
+/// Four elements a row; in the middle whatever else.
+std::string ManyRows(int rows, const std::string& middle = "") {
   std::string text;
-  for (int i = 0; i < rows; ++i)
+  for (int i = 0; i < rows; ++i) {
+    if (i == rows / 2) text += middle;
     text += "<row><A>" + std::to_string(i) + "</A><B/><C> x </C></row>";
+  }
   return RowsetReply(text);
 }
 
@@ -112,6 +115,9 @@ const std::string kDocuments[] = {
 TEST(ReadTwice, ElementsAndErrorsAreThoseOfParsingTwice) {
   for (const std::string& document : kDocuments)
     ASSERT_NO_FATAL_FAILURE(ExpectTheSameCutAnywhere(document));
+  // What is sought stands in the second of three blocks.
+  const std::string fault = "<faultcode>c</faultcode><x:FaultString xmlns:x='u'>s</x:FaultString>";
+  ASSERT_NO_FATAL_FAILURE(ExpectTheSameCutAnywhere(ManyRows(160, fault), 37));
 }
 
 TEST(ReadTwice, RecordedRepliesToo) {

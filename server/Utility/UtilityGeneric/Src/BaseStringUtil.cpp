@@ -36,8 +36,9 @@ int BaseStringUtil::CaseInsensitiveCompare(String::View a, String::View b) {
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
-bool BaseStringUtil::IsMatchOfOneLength(String::View a, String::View b) {
-  return a.data() == b.data() || IsMatch(a.data(), b.data(), a.size());
+bool BaseStringUtil::IsCaseInsensitiveMatch(String::View a, String::View b) {
+  // Folding is one to one: texts of different length never match.
+  return a.size() == b.size() && (a.data() == b.data() || IsMatch(a.data(), b.data(), a.size()));
 }
 
 std::size_t BaseStringUtil::CaseInsensitiveFindPattern(String::View text, String::View pattern,

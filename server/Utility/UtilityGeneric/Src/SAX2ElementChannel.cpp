@@ -54,8 +54,12 @@ SAX2ElementChannel::Ticket SAX2ElementChannel::Begin() noexcept {
   const std::lock_guard lock(m_mutex);
   if (!m_announced) AnnounceLocked();
   m_announced = false;
-  if (m_spare) m_empty = std::move(m_spare);
   return m_live.load(std::memory_order_relaxed);
+}
+
+void SAX2ElementChannel::TakeSpare() noexcept {
+  const std::lock_guard lock(m_mutex);
+  if (m_spare) m_empty = std::move(m_spare);
 }
 
 void SAX2ElementChannel::CancelLocked() noexcept {
@@ -190,8 +194,10 @@ void SAX2ElementChannel::LeaveBlock() {
   if (!block) return;
   if (m_keepReading)
     m_kept.push_back(std::move(block));
-  else if (block->text.capacity() <= kReusedText)
+  else if (block->text.capacity() <= kReusedText) {
+    block->names.clear();  // which may be long as well
     m_used = std::move(block);
+  }
 }
 
 /// Waits for elements, and takes all there are; false at the end.

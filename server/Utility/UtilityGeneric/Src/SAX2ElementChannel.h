@@ -45,6 +45,8 @@ class SAX2ElementChannel {
   // The parsing thread. Push and Close throw std::bad_alloc.
   /// The parse's ticket; 0 when the announced parse was cancelled before it began.
   Ticket Begin() noexcept;
+  /// Lets the parse use the memory of a block that was read. No other parse is on its way out.
+  void TakeSpare() noexcept;
   /// Adds an element with a well-formed UTF-8 value; false when the parse is to end.
   bool Push(Ticket ticket, Name& name, std::string_view value);
   /// True when the parse is to end. Cheap: to be asked between pieces of work.

@@ -52,6 +52,7 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
     // A parse that this one replaced has lost its ticket, but its thread may still be on its way
     // out.
     const std::lock_guard lock(m_parsing);
+    Channel().TakeSpare();
     XmlOutcome outcome = XmlOutcome::kFailed;
     try {
       outcome = work(ticket);

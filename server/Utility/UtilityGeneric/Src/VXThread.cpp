@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include <chrono>
 #include <system_error>
 
 #include "Utility/Generic/ErrorMessage.h"
@@ -21,21 +22,37 @@ void VXThreadCarrier::Carry(VXThread& thread, Place place) {
   if (!m_thread.joinable()) m_thread = std::thread([this] { Loop(); });
   PutLocked(place);
   m_carried = &thread;
+  const bool givesWay = place == Place::kHere && !(m_stays > 0 && m_stays-- > 0);
   lock.unlock();
   sem_post(&m_work);
-  if (place == Place::kHere) std::this_thread::yield();
+  if (givesWay) GiveWay();
+}
+
+/// Lets the thread run at once. It would wake the starter later, on another processor, if one is
+/// idle, and that takes longer. But where there is other work the processor may go to that, for
+/// milliseconds.
+void VXThreadCarrier::GiveWay() noexcept {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kShortJob{1};
+  constexpr int kStays = 1000;
+  const Clock::time_point begin = Clock::now();
+  std::this_thread::yield();
+  if (Clock::now() - begin <= kShortJob) return;
+  const std::lock_guard lock(m_mutex);
+  m_stays = kStays;
 }
 
 /// Where the system does not let a thread be put, it runs anywhere.
 void VXThreadCarrier::PutLocked(Place place) noexcept {
   const int processor = place == Place::kHere ? sched_getcpu() : kAllProcessors;
-  if (processor == m_processor || processor >= CPU_SETSIZE) return;
+  if (processor == m_processor && processor != kAllProcessors) return;
+  // What cannot be undone is not done: on more processors than the set holds, this fails.
   cpu_set_t processors;
-  CPU_ZERO(&processors);
-  if (processor != kAllProcessors)
+  if (pthread_getaffinity_np(pthread_self(), sizeof processors, &processors) != 0) return;
+  if (processor != kAllProcessors) {
+    CPU_ZERO(&processors);
     CPU_SET(processor, &processors);
-  else if (pthread_getaffinity_np(pthread_self(), sizeof processors, &processors) != 0)
-    return;
+  }
   if (pthread_setaffinity_np(m_thread.native_handle(), sizeof processors, &processors) == 0)
     m_processor = processor;
 }

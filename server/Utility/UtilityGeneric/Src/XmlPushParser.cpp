@@ -23,10 +23,12 @@ constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
 constexpr std::size_t kFeedBytes = 16384;                      // handed to libxml2 at a time
 // Beyond these the library's own tables and comparisons take more and more time for every byte.
-constexpr std::size_t kMaxTag = std::size_t{64} << 10;  // bytes
-constexpr std::size_t kMaxNames = 100000;               // different ones
-constexpr int kMostKeptNames = 1000;                    // in a dictionary for the next parse
-constexpr std::size_t kMaxNamespaces = 1000;            // declared at one place
+constexpr std::size_t kMaxTag = std::size_t{64} << 10;          // bytes
+constexpr std::size_t kMaxNames = 100000;                       // different ones
+constexpr std::size_t kMaxNamespaces = 1000;                    // declared at one place
+constexpr std::size_t kKeptDictionary = std::size_t{64} << 10;  // bytes, for the next parse
+// A longer one takes so long that a new parser counts for nothing, and its names are counted alone.
+constexpr std::size_t kShortText = std::size_t{64} << 10;  // bytes
 constexpr std::size_t kMaxReasonLength = 300;
 constexpr std::size_t kMaxShownName = 80;  // characters
 
@@ -85,6 +87,12 @@ class Parse {
         m_channel(channel),
         m_ticket(ticket),
         m_error(error) {}
+  /// The cached names are those of a kept parser's dictionary.
+  ~Parse() {
+    if (!m_store.context) m_store.cachedNames.fill({});
+  }
+  Parse(const Parse&) = delete;
+  Parse& operator=(const Parse&) = delete;
 
   XmlOutcome Run();
 
@@ -118,6 +126,7 @@ class Parse {
   bool MakeContext();
   bool Feed(std::size_t from, std::size_t to);
   void CheckTables();
+  void KeepContext();
   void Finish();
   void FailHere(const String& reason);
   void Fail(const String& reason, std::size_t line, std::size_t column);
@@ -132,7 +141,6 @@ class Parse {
   String& m_error;
 
   XmlParserStore::Context m_context;
-  int m_namesBefore = 0;     // in the context's dictionary
   std::string m_characters;  // the own text of all open elements, the innermost at the end
   std::vector<Level> m_levels;
   bool m_anyElement = false;
@@ -291,13 +299,12 @@ void Parse::FailAtCharacter(std::size_t position) {
 
 bool Parse::MakeContext() {
   m_context = std::move(m_store.context);
-  if (m_context) {
-    m_namesBefore = xmlDictSize(m_context->dict);
+  if (m_context && m_text.size() <= kShortText) {
     m_context->userData = this;
     return xmlCtxtResetPush(m_context.get(), nullptr, 0, nullptr, nullptr) == 0 &&
            xmlSwitchEncoding(m_context.get(), XML_CHAR_ENCODING_UTF8) == 0;
   }
-  for (XmlParserStore::CachedName& name : m_store.cachedNames) name.key = nullptr;
+  m_store.cachedNames.fill({});
   xmlSAXHandler handler{};
   handler.initialized = XML_SAX2_MAGIC;
   handler.startElementNs = &OnStart;
@@ -344,7 +351,7 @@ void Parse::CheckTables() {
   if (m_context->instate == XML_PARSER_START_TAG &&
       static_cast<std::size_t>(input.end - input.cur) > kMaxTag)
     FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
-  else if (xmlDictSize(m_context->dict) - m_namesBefore > static_cast<int>(kMaxNames))
+  else if (xmlDictSize(m_context->dict) > static_cast<int>(kMaxNames))
     FailHere(L"there are more than " + FromNumber(kMaxNames) + L" different names");
 }
 
@@ -352,6 +359,9 @@ void Parse::CheckTables() {
 void Parse::Finish() {
   m_finishing = true;
   xmlParseChunk(m_context.get(), nullptr, 0, 1);
+  // A parser that got no memory for its input has stopped without a word.
+  if (!m_failed && !m_stopped && m_context->wellFormed && m_context->disableSAX)
+    m_outOfMemory = true;
   if (m_failed || m_stopped || m_outOfMemory || m_context->wellFormed) return;
   if (!m_levels.empty())
     FailHere(L"the document ends inside the element " +
@@ -387,11 +397,16 @@ XmlOutcome Parse::Run() {
   if (m_stopped) return XmlOutcome::kStopped;
   if (m_outOfMemory) throw std::bad_alloc();
   if (m_failed) return XmlOutcome::kFailed;
-  if (xmlDictSize(m_context->dict) <= kMostKeptNames) {
-    xmlCtxtReset(m_context.get());  // lets the text go
-    m_store.context = std::move(m_context);
-  }
+  KeepContext();
   return XmlOutcome::kWellFormed;
+}
+
+/// Leaves the parser to the next parse when there is little in it. A document's own catalogs would
+/// not be freed by the reset.
+void Parse::KeepContext() {
+  if (xmlDictGetUsage(m_context->dict) > kKeptDictionary || m_context->catalogs) return;
+  xmlCtxtReset(m_context.get());  // lets the text go
+  m_store.context = std::move(m_context);
 }
 
 }  // namespace

@@ -10,8 +10,8 @@
 struct _xmlParserCtxt;  // libxml2's
 
 /// What a parse leaves to the next one: the texts of element names, and, when the document was
-/// well-formed and had few names, libxml2's parser with its dictionary, whose making takes as long
-/// as parsing a kilobyte. Nothing of a document is left in it. One parse at a time.
+/// short and well-formed, libxml2's parser with its dictionary of names, whose making takes as long
+/// as parsing a kilobyte. Nothing else of a document is left in it. One parse at a time.
 struct XmlParserStore {
   struct FreeContext {
     void operator()(_xmlParserCtxt* parser) const noexcept;

@@ -33,8 +33,8 @@ constexpr int kMessageReadCancelled = 46066;
 constexpr int kMessageParseError = 46100;
 constexpr int kMessageSoapFault = 64203;
 
-/// Up to here, in characters, parsing and reading a reply at the same time gains less than waking
-/// another processor costs.
+/// Up to here (bytes of a reply, or characters of a text) parsing and reading at the same time gain
+/// less than waking another processor costs.
 constexpr std::size_t kShortReply = std::size_t{1} << 16;
 
 constexpr std::size_t kLogHeaderCapacity = 256;

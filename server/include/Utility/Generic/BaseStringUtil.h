@@ -16,13 +16,8 @@ inline constexpr unsigned int kCodePageUTF8 = 65001;
 /// Whole-text comparison after simple (one to one) Unicode case folding of each character:
 /// negative, zero or positive.
 XMLAHOST_API int CaseInsensitiveCompare(String::View a, String::View b);
-/// The same as IsCaseInsensitiveMatch. REQUIRES: a.size() == b.size().
-XMLAHOST_API bool IsMatchOfOneLength(String::View a, String::View b);
-/// True when both texts are equal ignoring case (simple case folding, one to one: texts of
-/// different length never match).
-inline bool IsCaseInsensitiveMatch(String::View a, String::View b) {
-  return a.size() == b.size() && IsMatchOfOneLength(a, b);
-}
+/// True when both texts are equal ignoring case (simple case folding).
+XMLAHOST_API bool IsCaseInsensitiveMatch(String::View a, String::View b);
 /// Position of the first occurrence of `pattern` at or after `from`, ignoring case, or
 /// String::npos. An empty pattern is found at `from`.
 XMLAHOST_API std::size_t CaseInsensitiveFindPattern(String::View text, String::View pattern,

@@ -92,9 +92,10 @@ class XMLAHOST_API VXThreadCarrier {
   /// Where a VXThread runs.
   enum class Place {
     kAnywhere,  ///< on any processor that the starting thread may use
-    /// On the processor of the starting thread, which gives way to it at once. For a short job
-    /// whose outcome the starting thread awaits: two threads that take turns change places within
-    /// microseconds on one processor, while waking another one takes longer than the job.
+    /// On the processor of the starting thread, which gives way to it unless that is a loss of
+    /// time on a machine with other work. For a short job whose outcome the starting thread
+    /// is about to wait for: two threads that take turns change places within microseconds on one
+    /// processor, while waking another one takes longer than the job.
     kHere,
   };
 
@@ -109,6 +110,7 @@ class XMLAHOST_API VXThreadCarrier {
 
   void Carry(VXThread& thread, Place place);
   void PutLocked(Place place) noexcept;
+  void GiveWay() noexcept;
   bool IsCarrying(const VXThread& thread) noexcept;
   void AwaitEndOf(const VXThread& thread) noexcept;
   void Loop() noexcept;
@@ -118,6 +120,7 @@ class XMLAHOST_API VXThreadCarrier {
   std::condition_variable m_wakeWaiting;
   VXThread* m_carried = nullptr;     // guarded; begun or about to begin
   int m_processor = kAllProcessors;  // guarded; the one that the thread keeps to
+  int m_stays = 0;                   // guarded; so many starters do not give way
   std::thread m_thread;              // guarded, but for the destructor
 };
 
