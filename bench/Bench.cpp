@@ -132,6 +132,10 @@ void SmallReplies() {
   constexpr std::chrono::milliseconds kNone{0};
   SmallReply("reply of 2 KB, connection kept alive", kNone, 5000);
   SmallReply("the same, from a server that takes 1 ms", std::chrono::milliseconds(1), 1000);
+  {
+    const measure::BusyProcessors busy;
+    SmallReply("the same, all processors busy otherwise", kNone, 3000);
+  }
   const measure::OneProcessor one;
   SmallReply("the same, server and client on 1 processor", kNone, 5000);
 }

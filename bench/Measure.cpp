@@ -1,6 +1,8 @@
 #include "Measure.h"
 
 #include <malloc.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -84,6 +86,34 @@ OneProcessor::OneProcessor() {
 }
 
 OneProcessor::~OneProcessor() { sched_setaffinity(0, sizeof m_former, &m_former); }
+
+BusyProcessors::BusyProcessors() {
+  cpu_set_t usable;
+  if (sched_getaffinity(0, sizeof usable, &usable) != 0)
+    throw std::runtime_error("the processors are not known");
+  for (int processor = 0; processor < CPU_SETSIZE; ++processor) {
+    if (!CPU_ISSET(processor, &usable)) continue;
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("no process");
+    if (child > 0) {
+      m_children.push_back(child);
+      continue;
+    }
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(processor, &one);
+    if (sched_setaffinity(0, sizeof one, &one) != 0) _exit(1);
+    for (volatile unsigned work = 0;;) work = work + 1;
+  }
+}
+
+BusyProcessors::~BusyProcessors() {
+  for (const pid_t child : m_children) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+}
 
 std::size_t Allocations(const std::function<void()>& work) {
   g_allocations = 0;

@@ -38,6 +38,19 @@ class OneProcessor {
   cpu_set_t m_former;
 };
 
+/// While one exists, every processor that this process may use has other work to do as well: a
+/// process each that computes without end.
+class BusyProcessors {
+ public:
+  BusyProcessors();
+  ~BusyProcessors();
+  BusyProcessors(const BusyProcessors&) = delete;
+  BusyProcessors& operator=(const BusyProcessors&) = delete;
+
+ private:
+  std::vector<pid_t> m_children;
+};
+
 /// Heap allocations of all threads of this process during the call.
 std::size_t Allocations(const std::function<void()>& work);
 
