@@ -8,12 +8,15 @@
 
 #include "Utility/Generic/ErrorMessage.h"
 
-VXThreadCarrier::VXThreadCarrier() noexcept { sem_init(&m_work, 0, 0); }
+VXThreadCarrier::VXThreadCarrier() noexcept = default;
 
 VXThreadCarrier::~VXThreadCarrier() {
-  sem_post(&m_work);  // with nothing to carry: the end
+  {
+    const std::lock_guard lock(m_mutex);
+    m_isEnding = true;
+  }
+  m_wakeCarrier.notify_one();
   if (m_thread.joinable()) m_thread.join();
-  sem_destroy(&m_work);
 }
 
 void VXThreadCarrier::Carry(VXThread& thread, Place place) {
@@ -24,7 +27,7 @@ void VXThreadCarrier::Carry(VXThread& thread, Place place) {
   m_carried = &thread;
   const bool givesWay = place == Place::kHere && !(m_stays > 0 && m_stays-- > 0);
   lock.unlock();
-  sem_post(&m_work);
+  m_wakeCarrier.notify_one();
   if (givesWay) GiveWay();
 }
 
@@ -68,16 +71,15 @@ void VXThreadCarrier::AwaitEndOf(const VXThread& thread) noexcept {
 }
 
 void VXThreadCarrier::Loop() noexcept {
+  std::unique_lock lock(m_mutex);
   for (;;) {
-    while (sem_wait(&m_work) != 0) continue;  // interrupted by a signal
-    std::unique_lock lock(m_mutex);
+    m_wakeCarrier.wait(lock, [this] { return m_carried || m_isEnding; });
     if (!m_carried) return;
     VXThread& thread = *m_carried;
     lock.unlock();
     thread.RunInItsState();
     lock.lock();
     m_carried = nullptr;
-    lock.unlock();
     m_wakeWaiting.notify_all();
   }
 }

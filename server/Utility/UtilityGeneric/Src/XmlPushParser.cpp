@@ -17,6 +17,29 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "XmlProlog.h"
 
+struct XmlParserStore::Parser {
+  struct CachedName {
+    const xmlChar* key = nullptr;  // in the context's dictionary, where each name stands once
+    SAX2ElementChannel::Name name;
+  };
+
+  xmlParserCtxtPtr context = nullptr;
+  std::array<CachedName, 64> cachedNames;
+
+  Parser() = default;
+  ~Parser() {
+    if (!context) return;
+    // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
+    if (context->myDoc) xmlFreeDoc(context->myDoc);
+    context->myDoc = nullptr;
+    xmlFreeParserCtxt(context);
+  }
+  Parser(const Parser&) = delete;
+  Parser& operator=(const Parser&) = delete;
+};
+
+void XmlParserStore::FreeParser::operator()(Parser* parser) const noexcept { delete parser; }
+
 namespace {
 
 constexpr std::size_t kMaxDepth = 250;
@@ -87,12 +110,6 @@ class Parse {
         m_channel(channel),
         m_ticket(ticket),
         m_error(error) {}
-  /// The cached names are those of a kept parser's dictionary.
-  ~Parse() {
-    if (!m_store.context) m_store.cachedNames.fill({});
-  }
-  Parse(const Parse&) = delete;
-  Parse& operator=(const Parse&) = delete;
 
   XmlOutcome Run();
 
@@ -123,6 +140,7 @@ class Parse {
   void DropBlankSegment(Level& level);
   SAX2ElementChannel::Name& NameOf(const xmlChar* name);
 
+  xmlParserCtxtPtr Context() const noexcept { return m_parser->context; }
   bool MakeContext();
   bool Feed(std::size_t from, std::size_t to);
   void CheckTables();
@@ -140,7 +158,7 @@ class Parse {
   const SAX2ElementChannel::Ticket m_ticket;
   String& m_error;
 
-  XmlParserStore::Context m_context;
+  std::unique_ptr<XmlParserStore::Parser, XmlParserStore::FreeParser> m_parser;
   std::string m_characters;  // the own text of all open elements, the innermost at the end
   std::vector<Level> m_levels;
   bool m_anyElement = false;
@@ -256,8 +274,8 @@ void Parse::DropBlankSegment(Level& level) {
 SAX2ElementChannel::Name& Parse::NameOf(const xmlChar* name) {
   // The parser's dictionary gives equal names one address.
   const auto address = reinterpret_cast<std::uintptr_t>(name);
-  XmlParserStore::CachedName& cached =
-      m_store.cachedNames[(address ^ (address >> 6)) % m_store.cachedNames.size()];
+  auto& names = m_parser->cachedNames;
+  XmlParserStore::Parser::CachedName& cached = names[(address ^ (address >> 6)) % names.size()];
   if (cached.key != name) {
     cached.key = nullptr;
     cached.name = {m_store.names.Find(reinterpret_cast<const char*>(name))};
@@ -267,12 +285,12 @@ SAX2ElementChannel::Name& Parse::NameOf(const xmlChar* name) {
 }
 
 void Parse::Stop() noexcept {
-  if (m_context) xmlStopParser(m_context.get());
+  if (m_parser) xmlStopParser(Context());
 }
 
 void Parse::FailHere(const String& reason) {
-  Fail(reason, static_cast<std::size_t>(std::max(xmlSAX2GetLineNumber(m_context.get()), 1)),
-       static_cast<std::size_t>(std::max(xmlSAX2GetColumnNumber(m_context.get()), 1)));
+  Fail(reason, static_cast<std::size_t>(std::max(xmlSAX2GetLineNumber(Context()), 1)),
+       static_cast<std::size_t>(std::max(xmlSAX2GetColumnNumber(Context()), 1)));
 }
 
 /// `line` and `column` count from the document's first character; the error's from the text's.
@@ -298,13 +316,13 @@ void Parse::FailAtCharacter(std::size_t position) {
 }
 
 bool Parse::MakeContext() {
-  m_context = std::move(m_store.context);
-  if (m_context && m_text.size() <= kShortText) {
-    m_context->userData = this;
-    return xmlCtxtResetPush(m_context.get(), nullptr, 0, nullptr, nullptr) == 0 &&
-           xmlSwitchEncoding(m_context.get(), XML_CHAR_ENCODING_UTF8) == 0;
+  m_parser = std::move(m_store.parser);
+  if (m_parser && m_text.size() <= kShortText) {
+    m_parser->context->userData = this;
+    return xmlCtxtResetPush(Context(), nullptr, 0, nullptr, nullptr) == 0 &&
+           xmlSwitchEncoding(Context(), XML_CHAR_ENCODING_UTF8) == 0;
   }
-  m_store.cachedNames.fill({});
+  m_parser.reset(new XmlParserStore::Parser);
   xmlSAXHandler handler{};
   handler.initialized = XML_SAX2_MAGIC;
   handler.startElementNs = &OnStart;
@@ -314,10 +332,10 @@ bool Parse::MakeContext() {
   handler.cdataBlock = &OnCharacters;
   handler.internalSubset = &OnDocumentType;
   handler.serror = &OnError;
-  m_context.reset(xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr));
-  return m_context &&
-         xmlCtxtUseOptions(m_context.get(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
-         xmlSwitchEncoding(m_context.get(), XML_CHAR_ENCODING_UTF8) == 0;
+  m_parser->context = xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr);
+  return m_parser->context &&
+         xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
+         xmlSwitchEncoding(Context(), XML_CHAR_ENCODING_UTF8) == 0;
 }
 
 /// Feeds a part of the text in small pieces; false when the parse is over.
@@ -336,7 +354,7 @@ bool Parse::Feed(std::size_t from, std::size_t to) {
         if (!IsContinuation(byte)) blanks += byte == '\n' || byte == '\r' ? byte : ' ';
     }
     const std::string_view fed = asBlanks ? blanks : piece;
-    xmlParseChunk(m_context.get(), fed.data(), static_cast<int>(fed.size()), 0);
+    xmlParseChunk(Context(), fed.data(), static_cast<int>(fed.size()), 0);
     CheckTables();
     if (m_failed || m_stopped || m_outOfMemory) return false;
     from += piece.size();
@@ -347,22 +365,22 @@ bool Parse::Feed(std::size_t from, std::size_t to) {
 /// Refuses what would make the library slow, in time.
 void Parse::CheckTables() {
   if (m_failed || m_stopped || m_outOfMemory) return;
-  const xmlParserInput& input = *m_context->input;
-  if (m_context->instate == XML_PARSER_START_TAG &&
+  const xmlParserInput& input = *Context()->input;
+  if (Context()->instate == XML_PARSER_START_TAG &&
       static_cast<std::size_t>(input.end - input.cur) > kMaxTag)
     FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
-  else if (xmlDictSize(m_context->dict) > static_cast<int>(kMaxNames))
+  else if (xmlDictSize(Context()->dict) > static_cast<int>(kMaxNames))
     FailHere(L"there are more than " + FromNumber(kMaxNames) + L" different names");
 }
 
 /// Tells the parser that the document ends here.
 void Parse::Finish() {
   m_finishing = true;
-  xmlParseChunk(m_context.get(), nullptr, 0, 1);
+  xmlParseChunk(Context(), nullptr, 0, 1);
   // A parser that got no memory for its input has stopped without a word.
-  if (!m_failed && !m_stopped && m_context->wellFormed && m_context->disableSAX)
+  if (!m_failed && !m_stopped && Context()->wellFormed && Context()->disableSAX)
     m_outOfMemory = true;
-  if (m_failed || m_stopped || m_outOfMemory || m_context->wellFormed) return;
+  if (m_failed || m_stopped || m_outOfMemory || Context()->wellFormed) return;
   if (!m_levels.empty())
     FailHere(L"the document ends inside the element " +
              ShownName(NameOf(m_levels.back().name).text));
@@ -404,19 +422,12 @@ XmlOutcome Parse::Run() {
 /// Leaves the parser to the next parse when there is little in it. A document's own catalogs would
 /// not be freed by the reset.
 void Parse::KeepContext() {
-  if (xmlDictGetUsage(m_context->dict) > kKeptDictionary || m_context->catalogs) return;
-  xmlCtxtReset(m_context.get());  // lets the text go
-  m_store.context = std::move(m_context);
+  if (xmlDictGetUsage(Context()->dict) > kKeptDictionary || Context()->catalogs) return;
+  xmlCtxtReset(Context());  // lets the text go
+  m_store.parser = std::move(m_parser);
 }
 
 }  // namespace
-
-void XmlParserStore::FreeContext::operator()(xmlParserCtxtPtr parser) const noexcept {
-  // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
-  if (parser->myDoc) xmlFreeDoc(parser->myDoc);
-  parser->myDoc = nullptr;
-  xmlFreeParserCtxt(parser);
-}
 
 XmlOutcome ParseXmlText(const NarrowString& text, XmlParserStore& store,
                         SAX2ElementChannel& channel, SAX2ElementChannel::Ticket ticket,

@@ -1,30 +1,22 @@
 #pragma once
 
-#include <array>
 #include <memory>
 
 #include "ElementNames.h"
 #include "SAX2ElementChannel.h"
 #include "Utility/Generic/String.h"
 
-struct _xmlParserCtxt;  // libxml2's
-
 /// What a parse leaves to the next one: the texts of element names, and, when the document was
-/// short and well-formed, libxml2's parser with its dictionary of names, whose making takes as long
-/// as parsing a kilobyte. Nothing else of a document is left in it. One parse at a time.
+/// short and well-formed, the XML library's parser with its dictionary of names, whose making takes
+/// as long as parsing a kilobyte. Nothing else of a document is left in it. One parse at a time.
 struct XmlParserStore {
-  struct FreeContext {
-    void operator()(_xmlParserCtxt* parser) const noexcept;
-  };
-  using Context = std::unique_ptr<_xmlParserCtxt, FreeContext>;
-  struct CachedName {
-    const unsigned char* key = nullptr;  // in the context's dictionary, where each name stands once
-    SAX2ElementChannel::Name name;
+  struct Parser;
+  struct FreeParser {
+    void operator()(Parser* parser) const noexcept;
   };
 
   ElementNames names;
-  Context context;
-  std::array<CachedName, 64> cachedNames;
+  std::unique_ptr<Parser, FreeParser> parser;
 };
 
 enum class XmlOutcome { kWellFormed, kFailed, kStopped };

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <semaphore.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
@@ -116,10 +114,11 @@ class XMLAHOST_API VXThreadCarrier {
   void Loop() noexcept;
 
   std::mutex m_mutex;
-  sem_t m_work;  // one for every VXThread to carry, and one for the end
+  std::condition_variable m_wakeCarrier;
   std::condition_variable m_wakeWaiting;
   VXThread* m_carried = nullptr;     // guarded; begun or about to begin
   int m_processor = kAllProcessors;  // guarded; the one that the thread keeps to
+  bool m_isEnding = false;           // guarded
   int m_stays = 0;                   // guarded; so many starters do not give way
   std::thread m_thread;              // guarded, but for the destructor
 };
