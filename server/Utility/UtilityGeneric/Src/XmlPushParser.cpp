@@ -38,7 +38,7 @@ struct XmlParserStore::Parser {
   Parser& operator=(const Parser&) = delete;
 };
 
-void XmlParserStore::FreeParser::operator()(Parser* parser) const noexcept { delete parser; }
+void XmlParserStore::FreeParser::operator()(Parser* kept) const noexcept { delete kept; }
 
 namespace {
 

@@ -12,7 +12,7 @@
 struct XmlParserStore {
   struct Parser;
   struct FreeParser {
-    void operator()(Parser* parser) const noexcept;
+    void operator()(Parser* kept) const noexcept;
   };
 
   ElementNames names;
