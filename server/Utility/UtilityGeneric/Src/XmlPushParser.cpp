@@ -32,6 +32,11 @@ struct XmlParserStore::Parser {
     // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
     if (context->myDoc) xmlFreeDoc(context->myDoc);
     context->myDoc = nullptr;
+    // With handlers it would look whether they are the calling thread's defaults. It makes these
+    // for a thread that has none, and leaves them behind when it is unloaded before the thread
+    // ends.
+    xmlFree(context->sax);
+    context->sax = nullptr;
     xmlFreeParserCtxt(context);
   }
   Parser(const Parser&) = delete;
