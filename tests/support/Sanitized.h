@@ -1,18 +1,30 @@
 #pragma once
 
+#if defined(__SANITIZE_ADDRESS__)
+#  define XMLA_ADDRESS_SANITIZER 1
+#elif defined(__SANITIZE_THREAD__)
+#  define XMLA_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#  if __has_feature(address_sanitizer)
+#    define XMLA_ADDRESS_SANITIZER 1
+#  elif __has_feature(thread_sanitizer)
+#    define XMLA_THREAD_SANITIZER 1
+#  endif
+#endif
+
 namespace support {
 
-/// True in a build with a sanitizer: several times slower, and with memory of its own.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool kIsSanitized = true;
-#elif defined(__has_feature)
-#  if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool kIsSanitized = true;
-#  else
-inline constexpr bool kIsSanitized = false;
-#  endif
+#ifdef XMLA_THREAD_SANITIZER
+inline constexpr bool kIsThreadSanitized = true;
 #else
-inline constexpr bool kIsSanitized = false;
+inline constexpr bool kIsThreadSanitized = false;
+#endif
+
+/// True in a build with a sanitizer: several times slower, and with memory of its own.
+#ifdef XMLA_ADDRESS_SANITIZER
+inline constexpr bool kIsSanitized = true;
+#else
+inline constexpr bool kIsSanitized = kIsThreadSanitized;
 #endif
 
 }  // namespace support
