@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <optional>
 #include <random>
 #include <thread>
@@ -99,7 +100,9 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
   }
   std::optional<Import> import(std::in_place, "http://" + server.Authority() + "/");
   import->DataSources();
-  const double whole = import->DataSources().seconds;
+  // The quickest: moments beyond the end of the others would find nothing to stop.
+  double whole = import->DataSources().seconds;
+  for (int i = 0; i < 3; ++i) whole = std::min(whole, import->DataSources().seconds);
   const unsigned int seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
