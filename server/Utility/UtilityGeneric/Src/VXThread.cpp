@@ -25,7 +25,8 @@ void VXThreadCarrier::Carry(VXThread& thread, Place place) {
   if (!m_thread.joinable()) m_thread = std::thread([this] { Loop(); });
   PutLocked(place);
   m_carried = &thread;
-  const bool givesWay = place == Place::kHere && !(m_stays > 0 && m_stays-- > 0);
+  const bool givesWay = place == Place::kHere && m_stays == 0;
+  if (m_stays > 0) --m_stays;
   lock.unlock();
   m_wakeCarrier.notify_one();
   if (givesWay) GiveWay();
