@@ -266,6 +266,8 @@ int main(int count, char** arguments) {
           });
       if (wanted) row.measure();
     }
+    std::printf(
+        "floor, ours: the median of each; a figure in x: the median of the ratios in pairs\n");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "xmla-bench: %s\n", error.what());
     return 1;

@@ -1,4 +1,5 @@
 // A host in small: loads the import library and lists the hierarchies of the provider's first cube.
+// Built and run in the project's top folder once ./demo has built the libraries:
 //
 // clang-format off
 //   g++ -std=c++20 -I server/include docs/host-example.cpp -L build/lib -lxmlahost -ldl -o host-example

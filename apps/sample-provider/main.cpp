@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
+#include <string>
+#include <string_view>
 
 #include "SampleProvider.h"
 
 namespace {
 
-// The file's first line.
+// The file's first line, without what an editor put in front of it or behind it.
 std::string ReadPassword(const std::string& file) {
   std::ifstream in(file);
   std::string line;
@@ -16,6 +18,8 @@ std::string ReadPassword(const std::string& file) {
     throw std::runtime_error("Cannot read the password file " + file + ".");
   }
   if (!line.empty() && line.back() == '\r') line.pop_back();
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
   return line;
 }
 
@@ -49,7 +53,9 @@ int main(int argc, char** argv) {
                               "the user's password: the first line of this file");
   user->needs(file);
   file->needs(user);
-  app.add_option("--mood", options.mood, "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH]");
+  app.add_option("--mood", options.mood,
+                 "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH], at requests of that type such as "
+                 "MDSCHEMA_CUBES alone, and at the NTH of them alone");
   app.footer("Moods:\n" + sample::MoodHelp());
   try {
     app.parse(argc, argv);

@@ -258,14 +258,16 @@ TEST(ServerProgramTest, PrintsItsAddressesAndServesUntilInterrupted) {
 TEST(ServerProgramTest, TakesItsPasswordFromAFile) {
   const std::filesystem::path file =
       std::filesystem::temp_directory_path() / ("sample-password-" + std::to_string(::getpid()));
-  std::ofstream(file) << "secret\nanother line\n";
-  Program program({"--user", "clerk", "--password-file", file.string(), "--mood", "fault"});
-  const std::string url = program.Line();
-  Call call;
-  EXPECT_EQ(Discover(url, kAnyType).status, 401);
-  call.user_and_password = "clerk:secret";
-  EXPECT_NE(Parse(Discover(url, kAnyType, {}, {}, call).body).fault_text, "");
-  EXPECT_EQ(program.Stop(SIGTERM), 0);
+  for (const char* content : {"secret\nanother line\n", "\xEF\xBB\xBFsecret\r\n"}) {
+    std::ofstream(file) << content;
+    Program program({"--user", "clerk", "--password-file", file.string(), "--mood", "fault"});
+    const std::string url = program.Line();
+    Call call;
+    EXPECT_EQ(Discover(url, kAnyType).status, 401);
+    call.user_and_password = "clerk:secret";
+    EXPECT_NE(Parse(Discover(url, kAnyType, {}, {}, call).body).fault_text, "");
+    EXPECT_EQ(program.Stop(SIGTERM), 0);
+  }
   std::filesystem::remove(file);
 }
 
