@@ -41,6 +41,8 @@ ScriptedServer::ScriptedServer(Handler handler) : m_impl(std::make_unique<Impl>(
       impl->requests.push_back(request);
     }
     const Reply reply = impl->handler(request);
+    // What it wrote is there for the next request, which another thread may answer.
+    { const std::lock_guard lock(impl->mutex); }
     out.status = reply.status;
     out.set_content(reply.body, reply.contentType);
   };
