@@ -7,8 +7,9 @@
 #include "Utility/Generic/String.h"
 
 /// What a parse leaves to the next one: the texts of element names, and, when the document was
-/// short and well-formed, the XML library's parser with its dictionary of names, whose making takes
-/// as long as parsing a kilobyte. Nothing else of a document is left in it. One parse at a time.
+/// well-formed and had few names, the XML library's parser with its dictionary, which serves the
+/// next document when that is short: making a parser takes as long as parsing a kilobyte. Nothing
+/// else of a document is left in it. One parse at a time.
 struct XmlParserStore {
   struct Parser;
   struct FreeParser {
