@@ -38,7 +38,7 @@ void ServeSample(const std::string& name, Connection& connection) {
   }
   connection.url = Wide(connection.provider->Url(*kind));
   // It is on this machine: no proxy of the environment could reach it.
-  setenv("no_proxy", "*", 1);
+  connection.http.proxy = String();
 }
 
 /// The service of --url or the environment, and the credentials inside it.

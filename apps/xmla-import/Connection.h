@@ -5,6 +5,7 @@
 
 #include "Arguments.h"
 #include "SampleProvider.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 
@@ -15,6 +16,8 @@ struct Connection {
   String password;
   /// The configured kind; nothing: the provider is asked.
   std::optional<ServerInfo::TargetType> target;
+  /// How to reach the service.
+  HTTPClientOptions http;
   /// The embedded provider, when it is the one to import from.
   std::unique_ptr<sample::Provider> provider;
 };

@@ -11,6 +11,7 @@
 #include "CubeReading.h"
 #include "TargetNames.h"
 #include "Text.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/VXThread.h"
 
 namespace {
@@ -120,7 +121,9 @@ std::vector<CubeFate> ReadCubes(Session& session, std::vector<CubeResult>& cubes
   std::atomic<std::size_t> next{0};
   VXExecutionState* const state = VXExecutionState::Current();
   const auto interrupted = [state] { return state && state->IsCancellationRequested(); };
+  const ImportSettings& settings = ImportSettings::Current();
   const auto work = [&] {
+    const ImportSettings::Scope settingsScope(settings);
     std::optional<VXExecutionState::Scope> scope;
     if (state) scope.emplace(*state);
     for (std::size_t i = next++; i < cubes.size() && !interrupted(); i = next++) {

@@ -59,13 +59,9 @@ Progress::Progress(bool quiet, bool verbose)
     : m_form(verbose                                ? Form::kExchanges
              : !quiet && isatty(STDERR_FILENO) == 1 ? Form::kLine
                                                     : Form::kNone),
-      m_former(HTTPClientWrapper::SetExchangeObserver(this)),
       m_shown(std::chrono::steady_clock::now()) {}
 
-Progress::~Progress() {
-  HTTPClientWrapper::SetExchangeObserver(m_former);
-  Clear();
-}
+Progress::~Progress() { Clear(); }
 
 void Progress::OnExchange(const HTTPExchangeInfo& info) {
   RememberRequest(info.request);

@@ -10,7 +10,7 @@
 
 /// Tells on standard error how the import goes: with `verbose` each exchange with its timings, else
 /// on a terminal one line that is kept up to date, and nothing with `quiet`. Safe to use from
-/// several threads. Observes the exchanges of the process while it lives.
+/// several threads.
 class Progress : public HTTPExchangeObserver {
  public:
   Progress(bool quiet, bool verbose);
@@ -32,7 +32,6 @@ class Progress : public HTTPExchangeObserver {
   void Show(bool now);
 
   const Form m_form;
-  HTTPExchangeObserver* m_former;
   std::mutex m_mutex;
   std::chrono::steady_clock::time_point m_shown;
   bool m_visible = false;

@@ -9,6 +9,7 @@
 
 #include "Text.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/VXDateTime.h"
 #include "Utility/Generic/VXThread.h"
@@ -43,9 +44,6 @@ Session::Session(const ImportLibrary& library, const Connection& connection,
   // A log that the environment asks for is kept apart cube by cube just like one of the option.
   if (m_logDirectory.empty() && std::getenv("OT_XMLA_IMPORT_LOGGING"))
     m_logDirectory = Utf8(SUSystemConfig::GetSystemConfig().GetLogDirectory());
-  if (m_logDirectory.empty()) return;
-  SUSystemConfig::GetSystemConfig().SetLogDirectory(Wide(m_logDirectory));
-  setenv("OT_XMLA_IMPORT_LOGGING", "1", 1);
 }
 
 bool Session::Identify(Messages& messages) {
@@ -72,12 +70,14 @@ bool Session::IsSapBw() const {
 std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::string& logFolder) {
   const std::lock_guard lock(m_connecting);
   try {
+    ImportSettings settings = ImportSettings::Current();
     if (!m_logDirectory.empty()) {
       const std::string directory =
           logFolder.empty() ? m_logDirectory : m_logDirectory + "/" + logFolder;
       if (!AwaitFreeLogName(directory)) return nullptr;
-      SUSystemConfig::GetSystemConfig().SetLogDirectory(Wide(directory));
+      settings.logDirectory = Wide(directory);
     }
+    const ImportSettings::Scope scope(settings);
     std::unique_ptr<OTXMLAImportAPI> import = m_library.CreateImport();
     import->SetupConnInfo(m_connection.url, m_connection.user, m_connection.password,
                           m_target.value(), ServerInfo::kCLIXMLA);

@@ -39,7 +39,7 @@ class Session {
   OTXMLAProviderIdentity m_identity;
   bool m_identified = false;
   std::optional<ServerInfo::TargetType> m_target;
-  std::mutex m_connecting;  // the log directory is the process's
+  std::mutex m_connecting;  // no two logs get one name
 };
 
 /// Adds the library's two texts to the messages.

@@ -16,6 +16,7 @@
 #include "TerminalText.h"
 #include "Text.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 
 namespace {
 
@@ -56,9 +57,16 @@ ExitStatus Import(const ImportLibrary& library, const Arguments& arguments, Inte
                   Result& result) {
   const VXExecutionState::Scope scope(interrupt.State());
   const Connection connection = Connect(arguments);
-  Session session(library, connection, arguments.log);
   Progress progress(arguments.quiet, arguments.verbose);
-  const LogFailures logFailures(MessagesOf(result).warnings);
+  LogFailures logFailures(MessagesOf(result).warnings);
+  ImportSettings settings;
+  settings.http = connection.http;
+  settings.exchangeObserver = &progress;
+  settings.onLogFailure = [&logFailures](const String& name, const String& reason) {
+    logFailures.Add(name, reason);
+  };
+  const ImportSettings::Scope settingsScope(settings);
+  Session session(library, connection, arguments.log);
   return Interrupt::Happened() ? ExitStatus::kInterrupted
                                : Run(session, arguments, progress, result);
 }

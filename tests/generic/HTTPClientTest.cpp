@@ -12,6 +12,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/VXThread.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -665,13 +666,12 @@ TEST(HTTPURL, OtherCharactersAreEncoded) {
 
 class Recorder : public HTTPExchangeObserver {
  public:
-  Recorder() : m_former(HTTPClientWrapper::SetExchangeObserver(this)) {}
-  ~Recorder() override { HTTPClientWrapper::SetExchangeObserver(m_former); }
+  Recorder() { m_settings.exchangeObserver = this; }
   void OnExchange(const HTTPExchangeInfo& info) override { exchanges.push_back(info); }
   std::vector<HTTPExchangeInfo> exchanges;
 
  private:
-  HTTPExchangeObserver* m_former;
+  support::Settings m_settings;
 };
 
 TEST(HTTPObserver, IsToldOfEveryExchange) {

@@ -18,6 +18,7 @@
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "Utility/Generic/VXDateTime.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -126,9 +127,7 @@ TEST_P(LogDirectoryDeathTest, ComesFromTheFirstThatIsSet) {
         {"TMPDIR", test.temporary},
     };
     for (const auto& [name, value] : variables) value ? setenv(name, value, 1) : unsetenv(name);
-    if (test.setting)
-      SUSystemConfig::GetSystemConfig().SetLogDirectory(test.setting[0] ? Wide(test.setting)
-                                                                        : String());
+    const support::LogInto setting(test.setting ? test.setting : "");
     const std::string found = Narrow(SUSystemConfig::GetSystemConfig().GetLogDirectory());
     std::string expected = test.directory;
     if (expected.ends_with('-')) expected += std::to_string(geteuid());
@@ -222,12 +221,18 @@ TEST_F(SharedLogDirectoryDeathTest, OfAnotherUserIsRefused) {
       "is not safe to use: it belongs to another user.");
 }
 
-TEST(Config, SettingIsTakenBackByAnEmptyText) {
-  SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
+TEST(Config, ASettingHoldsInItsScopeOnItsThread) {
+  const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
   const String before = config.GetLogDirectory();
-  config.SetLogDirectory(L"/somewhere");
-  EXPECT_TRUE(config.GetLogDirectory() == L"/somewhere");
-  config.SetLogDirectory(L"");
+  {
+    const support::LogInto outer("/outer");
+    {
+      const support::LogInto inner("/inner");
+      EXPECT_TRUE(config.GetLogDirectory() == L"/inner");
+    }
+    EXPECT_TRUE(config.GetLogDirectory() == L"/outer");
+    std::thread([&] { EXPECT_TRUE(config.GetLogDirectory() == before); }).join();
+  }
   EXPECT_TRUE(config.GetLogDirectory() == before);
 }
 

@@ -20,6 +20,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "WireServerSupport.h"
 #include "support/Effort.h"
+#include "support/Settings.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
 
@@ -38,18 +39,17 @@ class Writing : public testing::Test {
  protected:
   void SetUp() override {
     Told().clear();
-    m_former = AFile::SetFailureHandler([](const String& name, const String& reason) {
+    m_settings.onLogFailure = [](const String& name, const String& reason) {
       Told() += support::Narrow(name) + ": " + support::Narrow(reason) + "\n";
-    });
+    };
     // A signal that reached the process would end it here.
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
   }
-  void TearDown() override { AFile::SetFailureHandler(m_former); }
   std::string File(const char* name) const { return m_folder.Path() / name; }
 
   const support::TempDir m_folder;
-  AFile::FailureHandler m_former = nullptr;
+  support::Settings m_settings;
 };
 
 /// A limit on the size of files while it lives.

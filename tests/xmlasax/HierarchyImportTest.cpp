@@ -7,6 +7,7 @@
 #include "Utility/Generic/SUStrUtil.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "support/ChildProcess.h"
+#include "support/Settings.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -620,7 +621,7 @@ TEST(HierarchyImport, AppendsToTheTextsThatTheHostHas) {
 TEST_IN_CHILD(HierarchyImport, AsksForTheDimensionsTooWhenItIsLogged,
               {{"OT_XMLA_IMPORT_LOGGING", "1"}}) {
   support::TempDir dir;
-  SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+  const support::LogInto log(dir.Path());
   const std::vector<std::string> types = Types(Import(WholeCube(), kAnalysis));
   ASSERT_GE(types.size(), 3u);
   EXPECT_EQ(types[0], "MDSCHEMA_HIERARCHIES");

@@ -10,6 +10,7 @@
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "support/ChildProcess.h"
+#include "support/Settings.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -26,8 +27,8 @@ constexpr const char* kBom = "\xEF\xBB\xBF";
 /// Sends the logs of agents made while it lives into a directory of its own.
 class LogDir {
  public:
-  LogDir() { SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(m_dir.Path())); }
-  ~LogDir() { SUSystemConfig::GetSystemConfig().SetLogDirectory(String()); }
+  LogDir() { setenv("XMLA_IMPORT_LOG_DIR", m_dir.Path().c_str(), 1); }
+  ~LogDir() { unsetenv("XMLA_IMPORT_LOG_DIR"); }
   std::filesystem::path File() const {
     const auto files = m_dir.Files();
     return files.size() == 1 ? files[0] : std::filesystem::path("no single log file");
@@ -317,7 +318,7 @@ TEST_IN_CHILD(ImportLog, OfALargeReplyThatComesTooLateTheBeginningStandsInIt, kL
 }
 
 TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLogging) {
-  SUSystemConfig::GetSystemConfig().SetLogDirectory(L"/proc/no-such-directory");
+  const support::LogInto log("/proc/no-such-directory");
   OTXMLAAnaTamImportAPI import;
   EXPECT_THAT(ErrorOf([&] {
                 import.SetupConnInfo(support::Wide(kNobody), L"", L"", ServerInfo::kTessera,
@@ -330,7 +331,7 @@ TEST_IN_CHILD(ImportLog, OfTwoAgentsMadeInOneSecondTheSecondStartsTheFileAnew, k
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   for (;;) {
     support::TempDir dir;
-    SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+    const support::LogInto log(dir.Path());
     auto first = std::make_unique<AgentProbe>(server.Url(), ServerInfo::kTessera, true);
     VXStringVector names;
     first->GetCatalogs(names, L"of the first");

@@ -5,6 +5,7 @@
 #include "DiscoverText.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "support/ChildProcess.h"
+#include "support/Settings.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -538,7 +539,7 @@ const std::map<std::string, std::string> kLogging = {{"OT_XMLA_IMPORT_LOGGING", 
 template <class Action>
 std::vector<std::string> LoggedTitles(const std::string& url, Action action) {
   support::TempDir dir;
-  SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+  const support::LogInto log(dir.Path());
   {
     AgentProbe agent(url, kTessera, true);
     action(agent);
@@ -650,7 +651,7 @@ TEST_IN_CHILD(ReaderLog, TitlesAFailedLevelsRequest, kLogging) {
 
 TEST_IN_CHILD(ReaderLog, TamarindNameIsTitledAndItsErrorsAreNot, kLogging) {
   support::TempDir dir;
-  SUSystemConfig::GetSystemConfig().SetLogDirectory(support::Wide(dir.Path()));
+  const support::LogInto log(dir.Path());
   ScriptedServer server({{RowsetReply("")}, {FaultReply("c", "the fault")}});
   {
     AgentProbe agent(server.Url(), ServerInfo::kTamarind7, true);

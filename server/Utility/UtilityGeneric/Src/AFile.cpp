@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -14,10 +13,9 @@
 #include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 
 namespace {
-
-std::atomic<AFile::FailureHandler> g_failureHandler{nullptr};
 
 [[noreturn]] void ThrowFor(const wchar_t* what, const String& name, int error) {
   SUGThrow(ErrorMessage(String(what) + name + L"\": " + SystemReason(error)), L"AFile.cpp",
@@ -103,7 +101,7 @@ class SystemFile final : public AFile {
 
   /// The first failure of a file is told; the others follow from it.
   void Fail(int error) {
-    const AFile::FailureHandler handler = g_failureHandler.load(std::memory_order_acquire);
+    const auto& handler = ImportSettings::Current().onLogFailure;
     if (std::exchange(m_failed, true) || !handler) return;
     const NarrowString bytes(m_path.data(), m_path.size());
     handler(BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8),
@@ -120,7 +118,3 @@ class SystemFile final : public AFile {
 AFile::~AFile() = default;
 
 Heap<AFile> AFile::MakeFile() { return std::make_unique<SystemFile>(); }
-
-AFile::FailureHandler AFile::SetFailureHandler(FailureHandler handler) noexcept {
-  return g_failureHandler.exchange(handler, std::memory_order_acq_rel);
-}

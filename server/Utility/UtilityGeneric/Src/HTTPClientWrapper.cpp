@@ -1,7 +1,5 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 
-#include <atomic>
-
 #include "Cancellation.h"
 #include "HTTPStatus.h"
 #include "HTTPTransfer.h"
@@ -11,10 +9,9 @@
 #include "ReplyKind.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 
 namespace {
-
-std::atomic<HTTPExchangeObserver*> g_observer{nullptr};
 
 NarrowString ToUTF8(const String& text) {
   return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
@@ -107,6 +104,8 @@ class HTTPClientWrapper::Impl {
     m_headerLines = lines;
   }
 
+  void SetSubject(const String& subject) { m_subject = subject; }
+
   bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
     HTTPAnswer answer;
     m_transfer.Post(body, answer);
@@ -115,9 +114,10 @@ class HTTPClientWrapper::Impl {
     const bool ok = verdict.what.empty();
     reply = ok ? answer.body : NarrowString();
     if (!ok) error = ErrorText(verdict);
-    if (HTTPExchangeObserver* const observer = g_observer.load(std::memory_order_acquire)) {
+    if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver) {
       HTTPExchangeInfo info;
       info.url = m_shownURL;
+      info.subject = m_subject;
       info.status = answer.status;
       info.request = body;
       info.replyBytes = received;
@@ -140,6 +140,7 @@ class HTTPClientWrapper::Impl {
   }
 
   const String m_shownURL;
+  String m_subject;
   String m_headerLines;  // that the transfer has
   HTTPTransfer m_transfer;
 };
@@ -162,12 +163,14 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   m_impl =
       std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), ToUTF8(given ? user : urlUser),
                              ToUTF8(given ? password : urlPassword), timeoutSeconds,
-                             options ? *options : HTTPClientOptions());
+                             options ? *options : ImportSettings::Current().http);
 }
 
 HTTPClientWrapper::~HTTPClientWrapper() = default;
 
 void HTTPClientWrapper::SetRequestHeader(const String& lines) { m_impl->SetHeaderLines(lines); }
+
+void HTTPClientWrapper::SetRequestSubject(const String& subject) { m_impl->SetSubject(subject); }
 
 bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply, String& error) {
   return m_impl->Exchange(body, reply, error);
@@ -176,9 +179,4 @@ bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply,
 bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& password) {
   HTTPUrl::CutCredentials(url, user, password);
   return HTTPUrl::LooksUsable(url);
-}
-
-HTTPExchangeObserver* HTTPClientWrapper::SetExchangeObserver(
-    HTTPExchangeObserver* observer) noexcept {
-  return g_observer.exchange(observer, std::memory_order_acq_rel);
 }

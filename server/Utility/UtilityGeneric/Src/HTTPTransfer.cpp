@@ -257,6 +257,10 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
   Set(CURLOPT_WRITEFUNCTION, &OnBody);
   Set(CURLOPT_WRITEDATA, this);
   curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 1L);
+  if (options.proxy) {
+    Set(CURLOPT_PROXY,
+        BaseStringUtil::StringToStdString(*options.proxy, BaseStringUtil::kCodePageUTF8).c_str());
+  }
   if (!user.empty()) {
     m_hasCredentials = true;
     Set(CURLOPT_USERNAME, user.c_str());

@@ -4,6 +4,7 @@
 
 #include "OwnDirectory.h"
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SystemUtility.h"
 
 namespace {
@@ -56,21 +57,12 @@ SUSystemConfig& SUSystemConfig::GetSystemConfig() {
 }
 
 String SUSystemConfig::GetLogDirectory() const {
-  {
-    const std::lock_guard lock(m_mutex);
-    if (!m_logDirectory.empty()) return m_logDirectory;
-  }
-  String directory;
+  String directory = ImportSettings::Current().logDirectory;
+  if (!directory.empty()) return WithoutTrailingSlash(directory);
   if (SystemUtility::Getenv(L"XMLA_IMPORT_LOG_DIR", directory) && !directory.empty())
     return WithoutTrailingSlash(directory);
   if (GetStateDirectory(directory)) return Below(directory, kFolder);
   directory = TemporaryDirectory();
   ClaimOwnDirectory(directory);
   return directory;
-}
-
-void SUSystemConfig::SetLogDirectory(const String& directory) {
-  String kept = WithoutTrailingSlash(directory);
-  const std::lock_guard lock(m_mutex);
-  m_logDirectory = std::move(kept);
 }

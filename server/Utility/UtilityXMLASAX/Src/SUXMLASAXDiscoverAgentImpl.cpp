@@ -11,6 +11,7 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "Utility/XMLASAX/XmlACubeVariableUtility.h"
@@ -135,7 +136,9 @@ XmlADiscoverAgentImpl::XmlADiscoverAgentImpl(String url, String user, String pas
   m_XmlReaderDriver =
       SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(SAX2XmlReadDriverFactory::kThreadedReader);
   if (SystemUtility::hasEnv(OT_XMLA_IMPORT_FROM_TAMARIND)) m_TargetType = ServerInfo::kTamarind7;
-  if (SystemUtility::hasEnv(OT_XMLA_IMPORT_LOGGING_NAME) && log) OpenLog();
+  const bool isLogWanted = SystemUtility::hasEnv(OT_XMLA_IMPORT_LOGGING_NAME) ||
+                           !ImportSettings::Current().logDirectory.empty();
+  if (isLogWanted && log) OpenLog();
 }
 
 XmlADiscoverAgentImpl::~XmlADiscoverAgentImpl() {
@@ -377,6 +380,12 @@ void XmlADiscoverAgentImpl::Exchange(const VXDateTime& started, const LogTitle& 
   }
 }
 
+/// The text of the request that was made; its subject goes to the HTTP client's observer.
+String XmlADiscoverAgentImpl::RequestText() {
+  m_HttpClient->SetRequestSubject(m_SoapMessage->Subject());
+  return m_SoapMessage->GetContent();
+}
+
 /// Begins a request of the type. One that ran out of memory half made leaves nothing behind for it.
 void XmlADiscoverAgentImpl::BeginRequest(const wchar_t* requestType) {
   m_SoapMessage->ClearRestrictions();
@@ -413,7 +422,7 @@ void XmlADiscoverAgentImpl::GetProviderName(String& name) {
   // This family does not tell its name as a property.
   const VXDateTime started = Now();
   BeginRequest(L"DISCOVER_DATASOURCES");
-  Exchange(started, kProviderNameOfDataSourcesTitle, {UrlForLog()}, m_SoapMessage->GetContent(),
+  Exchange(started, kProviderNameOfDataSourcesTitle, {UrlForLog()}, RequestText(),
            [&] { ReadProviderName(name); });
 }
 
@@ -426,8 +435,7 @@ void XmlADiscoverAgentImpl::AskProperty(String& value, const wchar_t* property,
   const VXDateTime started = Now();
   BeginRequest(L"DISCOVER_PROPERTIES");
   m_SoapMessage->PushPropertyRestriction(property);
-  Exchange(started, title, {UrlForLog()}, m_SoapMessage->GetContent(),
-           [&] { ReadValue(value, property); });
+  Exchange(started, title, {UrlForLog()}, RequestText(), [&] { ReadValue(value, property); });
 }
 
 void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
@@ -443,7 +451,7 @@ void XmlADiscoverAgentImpl::GetDataSourceInfo(VXStringVector& dataSources) {
   const VXDateTime started = Now();
   dataSources.clear();
   BeginRequest(L"DISCOVER_DATASOURCES");
-  Exchange(started, kDataSourcesTitle, {UrlForLog()}, m_SoapMessage->GetContent(), [&] {
+  Exchange(started, kDataSourcesTitle, {UrlForLog()}, RequestText(), [&] {
     if (IsModernAnalysisServices(m_TargetType))
       ReadDataSourceName(dataSources);
     else
@@ -456,7 +464,7 @@ void XmlADiscoverAgentImpl::GetCatalogs(VXStringVector& catalogs, const String& 
   catalogs.clear();
   BeginRequest(L"DBSCHEMA_CATALOGS");
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
-  const String request = m_SoapMessage->GetContent();
+  const String request = RequestText();
   PrepareHttpSizeHeader();
   Exchange(started, kCatalogsTitle, {dataSourceInfo}, request, [&] { ReadCatalogs(catalogs); });
 }
@@ -468,7 +476,7 @@ void XmlADiscoverAgentImpl::GetCubesOnCatalog(std::vector<OTCube>& cubes, const 
   BeginRequest(L"MDSCHEMA_CUBES");
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
   m_SoapMessage->PushCatalogRestriction(catalog);
-  Exchange(started, kCubesTitle, {catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+  Exchange(started, kCubesTitle, {catalog, dataSourceInfo}, RequestText(),
            [&] { ReadCubes(cubes); });
 }
 
@@ -567,7 +575,7 @@ void XmlADiscoverAgentImpl::GetDimensionsOnCatalogCube(
   const VXDateTime started = Now();
   dimensions.clear();
   SetCubeRequest(L"MDSCHEMA_DIMENSIONS", catalog, cube, dataSourceInfo);
-  Exchange(started, kDimensionsTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+  Exchange(started, kDimensionsTitle, {cube, catalog, dataSourceInfo}, RequestText(),
            [&] { ReadDimensions(dimensions); });
 }
 
@@ -578,8 +586,8 @@ void XmlADiscoverAgentImpl::FindDefaultHierarchiesOnCatalogCube(DefaultHierarchi
   const VXDateTime started = Now();
   std::vector<RefCnt<XmlADimension>> dimensions;
   SetCubeRequest(L"MDSCHEMA_DIMENSIONS", catalog, cube, dataSourceInfo);
-  Exchange(started, kDefaultHierarchiesTitle, {cube, catalog, dataSourceInfo},
-           m_SoapMessage->GetContent(), [&] { ReadDimensions(dimensions); });
+  Exchange(started, kDefaultHierarchiesTitle, {cube, catalog, dataSourceInfo}, RequestText(),
+           [&] { ReadDimensions(dimensions); });
   for (const RefCnt<XmlADimension>& dimension : dimensions)
     defaults[dimension->GetDefaultHierarchyUniqueName()] = true;
 }
@@ -590,7 +598,7 @@ void XmlADiscoverAgentImpl::GetHierarchiesOnCatalogCube(
   const VXDateTime started = Now();
   hierarchies.clear();
   SetCubeRequest(L"MDSCHEMA_HIERARCHIES", catalog, cube, dataSourceInfo);
-  Exchange(started, kHierarchiesTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+  Exchange(started, kHierarchiesTitle, {cube, catalog, dataSourceInfo}, RequestText(),
            [&] { ReadHierarchies(hierarchies); });
   if (m_Log) {
     // Only so that the log shows the cube's dimensions beside its hierarchies.
@@ -609,8 +617,8 @@ void XmlADiscoverAgentImpl::GetLevelsOnCatalogCubeHierarchy(std::vector<RefCnt<X
   const String hierarchyName = hierarchy->GetUniqueName();
   SetCubeRequest(L"MDSCHEMA_LEVELS", catalog, cube, dataSourceInfo);
   m_SoapMessage->PushHierarchyRestriction(hierarchyName);
-  Exchange(started, kLevelsTitle, {hierarchyName, cube, catalog, dataSourceInfo},
-           m_SoapMessage->GetContent(), [&] { ReadLevels(levels); });
+  Exchange(started, kLevelsTitle, {hierarchyName, cube, catalog, dataSourceInfo}, RequestText(),
+           [&] { ReadLevels(levels); });
   for (const RefCnt<XmlALevel>& level : levels) {
     const VXDateTime propertiesStarted = Now();
     SetCubeRequest(L"MDSCHEMA_PROPERTIES", catalog, cube, dataSourceInfo);
@@ -618,8 +626,8 @@ void XmlADiscoverAgentImpl::GetLevelsOnCatalogCubeHierarchy(std::vector<RefCnt<X
     m_SoapMessage->PushDimensionRestriction(level->GetDimensionUniqueName());
     m_SoapMessage->PushLevelRestriction(level->GetUniqueName());
     Exchange(propertiesStarted, kPropertiesTitle,
-             {level->GetUniqueName(), hierarchyName, cube, catalog, dataSourceInfo},
-             m_SoapMessage->GetContent(), [&] { ReadLevelProperties(level); });
+             {level->GetUniqueName(), hierarchyName, cube, catalog, dataSourceInfo}, RequestText(),
+             [&] { ReadLevelProperties(level); });
   }
 }
 
@@ -632,8 +640,8 @@ void XmlADiscoverAgentImpl::GetMemberOnCatalogCubeHierarchy(RefCnt<XmlAMember> m
   SetCubeRequest(L"MDSCHEMA_MEMBERS", catalog, cube, dataSourceInfo);
   m_SoapMessage->PushHierarchyRestriction(hierarchy);
   m_SoapMessage->PushMemberRestriction(member->GetUniqueName());
-  Exchange(started, kMembersTitle, {hierarchy, cube, catalog, dataSourceInfo},
-           m_SoapMessage->GetContent(), [&] { ReadMember(member); });
+  Exchange(started, kMembersTitle, {hierarchy, cube, catalog, dataSourceInfo}, RequestText(),
+           [&] { ReadMember(member); });
 }
 
 void XmlADiscoverAgentImpl::GetMeasuresOnCatalogCube(std::vector<RefCnt<XmlAMeasure>>& measures,
@@ -645,7 +653,7 @@ void XmlADiscoverAgentImpl::GetMeasuresOnCatalogCube(std::vector<RefCnt<XmlAMeas
   m_SoapMessage->SetDataSourceInfo(dataSourceInfo);
   m_SoapMessage->PushCatalogRestriction(catalog);
   m_SoapMessage->PushCubeRestriction(cube);  // an empty one too, unlike the other requests
-  Exchange(started, kMeasuresTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+  Exchange(started, kMeasuresTitle, {cube, catalog, dataSourceInfo}, RequestText(),
            [&] { ReadMeasures(measures); });
 }
 
@@ -655,7 +663,7 @@ void XmlADiscoverAgentImpl::GetVariablesOnCatalogCube(
   const VXDateTime started = Now();
   variables.clear();
   SetCubeRequest(L"SAP_VARIABLES", catalog, cube, dataSourceInfo);
-  Exchange(started, kVariablesTitle, {cube, catalog, dataSourceInfo}, m_SoapMessage->GetContent(),
+  Exchange(started, kVariablesTitle, {cube, catalog, dataSourceInfo}, RequestText(),
            [&] { ReadVariables(variables); });
 }
 

@@ -32,21 +32,34 @@ void AppendSingle(String& text, String::View name, const String& value) {
   if (!value.empty()) AppendElement(text, name, value);
 }
 
+void AppendSubject(String& subject, const wchar_t* words, const String& name) {
+  if (name.empty()) return;
+  subject += words;
+  subject += L" \"";
+  subject += name;
+  subject += L"\"";
+}
+
 }  // namespace
 
 XmlASoapRequest::XmlASoapRequest() { ClearRestrictions(); }
 
-void XmlASoapRequest::SetRequestType(const String& type) { m_RequestType = type; }
+void XmlASoapRequest::SetRequestType(const String& type) {
+  m_RequestType = type;
+  m_Subject = type;
+}
 
 void XmlASoapRequest::SetDataSourceInfo(const String& info) {
   m_DataSourceInfo = BaseStringUtil::EscapeXMLChars(info);
 }
 
 void XmlASoapRequest::PushCatalogRestriction(const String& name) {
+  AppendSubject(m_Subject, L" of catalog", name);
   m_CatalogRestriction.push_back(BaseStringUtil::EscapeXMLChars(name));
 }
 
 void XmlASoapRequest::PushCubeRestriction(const String& name) {
+  AppendSubject(m_Subject, L", cube", name);
   m_CubeRestriction.push_back(BaseStringUtil::EscapeXMLChars(name));
 }
 
@@ -55,28 +68,35 @@ void XmlASoapRequest::PushDimensionRestriction(const String& name) {
 }
 
 void XmlASoapRequest::PushHierarchyRestriction(const String& name) {
+  AppendSubject(m_Subject, L", hierarchy", name);
   m_HierarchyRestriction.push_back(BaseStringUtil::EscapeXMLChars(name));
 }
 
 void XmlASoapRequest::PushPropertyRestriction(const String& name) {
+  AppendSubject(m_Subject, L" of property", name);
   m_PropertiesRestriction.push_back(BaseStringUtil::EscapeXMLChars(name));
 }
 
 void XmlASoapRequest::PushLevelRestriction(const String& name) {
+  AppendSubject(m_Subject, L", level", name);
   m_LevelUniqueName = BaseStringUtil::EscapeXMLChars(name);
 }
 
 void XmlASoapRequest::PushMemberRestriction(const String& name) {
+  AppendSubject(m_Subject, L", member", name);
   m_MemberUniqueName = BaseStringUtil::EscapeXMLChars(name);
 }
 
 void XmlASoapRequest::ClearRestrictions() {
-  for (String* text : {&m_RequestType, &m_DataSourceInfo, &m_LevelUniqueName, &m_MemberUniqueName})
+  for (String* text :
+       {&m_Subject, &m_RequestType, &m_DataSourceInfo, &m_LevelUniqueName, &m_MemberUniqueName})
     text->clear();
   for (VXStringVector* list : {&m_CatalogRestriction, &m_CubeRestriction, &m_DimensionRestriction,
                                &m_HierarchyRestriction, &m_PropertiesRestriction})
     list->clear();
 }
+
+String XmlASoapRequest::Subject() const { return m_Subject; }
 
 bool XmlASoapRequest::HasRestriction() const {
   return !(m_CatalogRestriction.empty() && m_CubeRestriction.empty() &&

@@ -28,18 +28,13 @@ class XMLAHOST_API AFile {
   /// Opens `name` (UTF-8 on the file system). Missing directories are created; a new file gets the
   /// mode 0600. Throws ErrorMessage, a bare text that names the file and the reason.
   virtual void Open(const String& name, unsigned int mode) = 0;
-  /// Writes the bytes; false when not all could be written. Raises no signal.
+  /// Writes the bytes; false when not all could be written. Raises no signal. The first failure of
+  /// a file is reported to the calling thread's ImportSettings.
   virtual bool WriteBytes(const char* bytes, std::size_t count) = 0;
   /// Hands everything written so far to the operating system; false when that fails.
   virtual bool Flush() = 0;
   /// Closes the file and removes it from the file system.
   virtual bool Delete() = 0;
-
-  /// Told once of each open file whose writing fails, for files whose writers do not look, such as
-  /// the import log: the file's name and the reason, on the thread that writes. Must not throw.
-  using FailureHandler = void (*)(const String& name, const String& reason);
-  /// Sets or (null) removes the process-wide handler. Returns the former.
-  static FailureHandler SetFailureHandler(FailureHandler handler) noexcept;
 
  protected:
   AFile() = default;

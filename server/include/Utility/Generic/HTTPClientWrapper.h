@@ -1,23 +1,53 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "Utility/Generic/Heap.h"
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// Settings of a client that its user may leave alone.
+/// Ways to log in, as bits of a set.
+enum HTTPAuthScheme : unsigned int {
+  kAuthBasic = 1,
+  kAuthDigest = 2,
+  kAuthNTLM = 4,
+  /// Uses the Kerberos identity of the process, not user and password.
+  kAuthNegotiate = 8,
+  kAuthPasswordSchemes = kAuthBasic | kAuthDigest | kAuthNTLM,
+};
+
+/// Settings of a client. Every limit is named in the error text of a reply that exceeds it.
 struct HTTPClientOptions {
-  /// Greatest size of a decoded reply in bytes; a greater one is an error.
-  std::uint64_t maxReplyBytes = std::uint64_t{1} << 30;
-  /// File of trusted certificates (PEM) to be used instead of the system's; empty: the
-  /// environment's SSL_CERT_FILE, else the system's.
+  /// Size of a reply in bytes, as received and again after its charset was converted to UTF-8.
+  std::uint64_t maxReplyBytes = std::uint64_t{256} << 20;
+  /// Bytes of status lines, headers and trailers of one exchange, log-in rounds included.
+  std::size_t maxHeaderBytes = std::size_t{300} << 10;
+  /// Cookies that the client keeps, and their total size. Further ones are ignored.
+  std::size_t maxCookies = 50;
+  std::size_t maxCookieBytes = std::size_t{64} << 10;
+  /// How many times as long as its compressed form a reply may be.
+  std::uint64_t maxCompressionRatio = 1000;
+
+  /// The schemes that may be used to log in: a set of HTTPAuthScheme. kAuthNegotiate is needed to
+  /// log in as the process, with or without a user.
+  unsigned int authSchemes = kAuthPasswordSchemes;
+  /// False: Basic is not used over plain http to another machine, where everybody on the way can
+  /// read the password.
+  bool allowBasicOverPlainHttp = true;
+
+  /// URL of the proxy; empty: no proxy; absent: the proxy that the environment names.
+  std::optional<String> proxy;
+  /// File of trusted certificates (PEM) instead of the system's; empty: the environment's
+  /// SSL_CERT_FILE, else the system's.
   String caFile;
 };
 
 /// What one finished exchange was like.
 struct HTTPExchangeInfo {
   String url;                    ///< without credentials
+  String subject;                ///< what was asked for, see SetRequestSubject
   long status = 0;               ///< HTTP status, 0 when none came
   NarrowString request;          ///< body sent, shared with the caller
   std::uint64_t replyBytes = 0;  ///< decoded body received
@@ -29,8 +59,8 @@ struct HTTPExchangeInfo {
   String error;  ///< the error text handed to the caller, empty when ok
 };
 
-/// Told of every exchange of every client in the process, on the thread that ran it. Must not
-/// throw.
+/// Told of every exchange in the scope that names it (ImportSettings), on the thread that ran it.
+/// Must not throw.
 class HTTPExchangeObserver {
  public:
   virtual ~HTTPExchangeObserver() = default;
@@ -45,8 +75,8 @@ class XMLAHOST_API HTTPClientWrapper {
  public:
   /// `timeoutSeconds` bounds the connecting and the silence on the connection, 0 meaning no bound;
   /// a reply that keeps flowing is never cut off. Credentials inside the URL are used when `user`
-  /// is empty, and taken out of it in any case. `options` may be null. Throws ErrorMessage for a
-  /// URL that cannot be used.
+  /// is empty, and taken out of it in any case. `options` may be null: then those of the calling
+  /// thread's ImportSettings hold. Throws ErrorMessage for a URL that cannot be used.
   HTTPClientWrapper(const String& url, const String& user, const String& password,
                     std::uint32_t timeoutSeconds, const HTTPClientOptions* options);
   ~HTTPClientWrapper();
@@ -55,6 +85,9 @@ class XMLAHOST_API HTTPClientWrapper {
 
   /// The header lines of the following requests, each ended by a line feed; replaces earlier ones.
   void SetRequestHeader(const String& lines);
+  /// What the next request asks for, in words for the exchange observer, such as
+  /// `MDSCHEMA_LEVELS of catalog "C", cube "Q", hierarchy "[Time]"`.
+  void SetRequestSubject(const String& subject);
   /// Posts the body. True: `reply` holds the body of the answer as UTF-8, whatever charset it came
   /// in. False: `reply` is empty and `error` says what happened in one line and what to try. A SOAP
   /// fault counts as an answer whatever its HTTP status. Ends with an error within a tenth of a
@@ -64,8 +97,6 @@ class XMLAHOST_API HTTPClientWrapper {
   /// Takes user name and password out of a URL. True when `url` is a URL with the scheme http or
   /// https and a host; `user` and `password` get the decoded credentials or stay untouched.
   static bool TakeCredentials(String& url, String& user, String& password);
-  /// Sets or (null) removes the process-wide observer, which outlives its use. Returns the former.
-  static HTTPExchangeObserver* SetExchangeObserver(HTTPExchangeObserver* observer) noexcept;
 
  private:
   class Impl;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <mutex>
-
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
@@ -10,19 +8,14 @@ class XMLAHOST_API SUSystemConfig {
  public:
   static SUSystemConfig& GetSystemConfig();
 
-  /// The directory of the import logs, without a trailing slash: the one set by SetLogDirectory,
-  /// else the environment's XMLA_IMPORT_LOG_DIR, else "xmla-import" in the user's state directory
+  /// The directory of the import logs, without a trailing slash: that of the calling
+  /// thread's ImportSettings, else the environment's XMLA_IMPORT_LOG_DIR, else "xmla-import" in the user's state directory
   /// (XDG_STATE_HOME, else ~/.local/state). A user without any gets "xmla-import-" and the user's
   /// number in the temporary directory, which is made for that user alone; throws ErrorMessage when
   /// somebody else has prepared it.
   String GetLogDirectory() const;
-  /// Sets the directory for import objects connected from now on; an empty text takes it back.
-  void SetLogDirectory(const String& directory);
 
  private:
   SUSystemConfig();
   ~SUSystemConfig();
-
-  mutable std::mutex m_mutex;
-  String m_logDirectory;  // as set, without a trailing slash; empty when not set
 };

@@ -115,6 +115,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   /// The part that all requests share, from sending to logging. `consume` reads the reply.
   void Exchange(const VXDateTime& started, const LogTitle& title, const VXStringVector& arguments,
                 const String& request, const std::function<void()>& consume);
+  String RequestText();
   void BeginRequest(const wchar_t* requestType);
   void SetCubeRequest(const wchar_t* requestType, const String& catalog, const String& cube,
                       const String& dataSourceInfo);

@@ -28,10 +28,13 @@ class XmlASoapRequest : public MemAllocNewdel {
   /// Empties everything, the request type and the data-source information included.
   void ClearRestrictions();
   bool HasRestriction() const;
+  /// What the request asks for, in words: its type and the names that restrict it.
+  String Subject() const;
   /// The text of the request; afterwards the builder is empty.
   String GetContent();
 
  private:
+  String m_Subject;
   String m_RequestType;
   String m_DataSourceInfo;
   String m_LevelUniqueName;
