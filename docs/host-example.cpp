@@ -14,7 +14,7 @@
 #include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 namespace {
 

@@ -136,26 +136,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ReadStopped(*driver, bytes, way, stopAt);
 
   String error;
-  driver->KeepElements();
   const Reading reading = ReadWhole(*driver, bytes, true, error);
   CompareWithLibrary(bytes, reading, error);
-  Require(driver->ReadAgain() == !reading.failed, "what can be read again", bytes);
-  if (!reading.failed)
-    Require(Read(*driver, kNever, kDoNothing) == reading, "another text the second time", bytes);
   String wideError;
   Require(ReadWhole(*driver, bytes, false, wideError) == reading && error == wideError,
           "bytes and text are read differently", bytes);
-  if (reading.failed) return 0;
-  // Kept by one who looks for some names alone, and stopped on the way.
-  driver->KeepElements();
-  Parse(*driver, &SAX2XmlReadDriver::ParseBytesInMem, NarrowString(bytes), error, [&](VXThread&) {
-    std::string named;
-    while (const RefCnt<SAX2XmlElement> element = driver->ReadAmong(kNames))
-      DescribeNamed(*element, named);
-    Require(named == reading.named, "not all elements of the names", bytes);
-  });
-  Require(driver->ReadAgain(), "kept a second time", bytes);
-  Require(Read(*driver, stopAt, [] { driver->Cancel(); }).count <= reading.count, "elements",
-          bytes);
   return 0;
 }

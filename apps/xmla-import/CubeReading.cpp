@@ -3,7 +3,7 @@
 #include "LastRequest.h"
 #include "Text.h"
 #include "Utility/Generic/ErrorMessage.h"
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "TargetNames.h"
 #include "Text.h"
 #include "Utility/Generic/ImportSettings.h"
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Utility/Generic/RefCnt.h"
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 /// Makes SIGINT and SIGTERM ask the running import to stop, for as long as this object lives; a
 /// second signal of the kind ends the process at once. One object at a time.

@@ -12,7 +12,7 @@
 #include "Arguments.h"
 #include "TerminalText.h"
 #include "Text.h"
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 namespace {
 

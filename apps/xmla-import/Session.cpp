@@ -12,7 +12,7 @@
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/VXDateTime.h"
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 namespace {
 

@@ -1,44 +1,17 @@
 // Threads, their jobs and the state of execution.
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/syscall.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <set>
+#include <thread>
 
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXThread.h"
 
 namespace {
-
-// How the system's yield goes.
-std::atomic<int> g_yields{0};
-std::chrono::microseconds g_yieldTakes{0};
-
-}  // namespace
-
-/// In place of the C library's.
-extern "C" int sched_yield() {
-  ++g_yields;
-  if (g_yieldTakes.count() > 0) std::this_thread::sleep_for(g_yieldTakes);
-  return static_cast<int>(syscall(SYS_sched_yield));
-}
-
-namespace {
-
-/// The processors that the calling thread may use.
-std::set<int> UsableProcessors() {
-  cpu_set_t processors;
-  CPU_ZERO(&processors);
-  EXPECT_EQ(sched_getaffinity(0, sizeof processors, &processors), 0);
-  std::set<int> numbers;
-  for (int i = 0; i < CPU_SETSIZE; ++i)
-    if (CPU_ISSET(i, &processors)) numbers.insert(i);
-  return numbers;
-}
 
 /// A job's object: runs until it is cancelled when asked to.
 class Worker {
@@ -47,7 +20,7 @@ class Worker {
     state = VXExecutionState::Current();
     id = std::this_thread::get_id();
     second = first + L"!";
-    processors = UsableProcessors();
+    pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
     if (waits) cancelled.wait(false);
     ++runs;
     return true;
@@ -60,8 +33,8 @@ class Worker {
   }
 
   bool waits = false;
-  std::thread::id id;        // to be read after the end
-  std::set<int> processors;  // likewise: those that the thread may use
+  std::thread::id id;  // to be read after the end
+  sigset_t blocked{};  // likewise: the signals that the thread has blocked
   std::atomic<bool> cancelled{false};
   std::atomic<int> runs{0};
   std::atomic<int> announcements{0};
@@ -159,131 +132,42 @@ TEST(ThreadDeathTest, SecondStartIsALogicError) {
       "thread started a second time");
 }
 
-/// The number of this process's threads.
-std::size_t CountThreads() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task");
-  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
-}
-
-TEST(ThreadCarrier, RunsThreadsOneAfterTheOtherOnOneThreadOfTheSystem) {
-  const std::size_t before = CountThreads();
-  {
-    VXThreadCarrier carrier;
-    EXPECT_EQ(CountThreads(), before);  // none until it is needed
-    std::set<std::thread::id> ids;
-    for (int i = 0; i < 3; ++i) {
-      Worker worker;
-      String result;
-      const auto thread = MakeThread(worker, result);
-      thread->Start(carrier);
-      thread->WaitUntilStopped();
-      EXPECT_EQ(worker.runs, 1);
-      ids.insert(worker.id);
-      EXPECT_EQ(CountThreads(), before + 1);
-    }
-    EXPECT_EQ(ids.size(), 1u);
-    EXPECT_EQ(ids.count(std::this_thread::get_id()), 0u);
-  }
-  EXPECT_EQ(CountThreads(), before);
-}
-
-TEST(ThreadCarrier, StartsTheNextWhenTheOneBeforeHasEnded) {
-  VXThreadCarrier carrier;
-  Worker first;
-  first.waits = true;
-  Worker second;
-  String result;
-  const auto running = MakeThread(first, result);
-  running->Start(carrier);
-  std::thread other([&] { running->RequestCancellation(0, VXExecutionState::kCancelReasonHost); });
-  const auto next = MakeThread(second, result);
-  next->Start(carrier);
-  EXPECT_EQ(first.runs, 1);
-  other.join();
-  next->WaitUntilStopped();
-  EXPECT_EQ(second.runs, 1);
-}
-
-void KeepTo(const std::set<int>& numbers) {
-  cpu_set_t processors;
-  CPU_ZERO(&processors);
-  for (const int number : numbers) CPU_SET(number, &processors);
-  ASSERT_EQ(sched_setaffinity(0, sizeof processors, &processors), 0);
-}
-
-/// Where a thread runs that is started so.
-std::set<int> ProcessorsOfThread(VXThreadCarrier& carrier, VXThreadCarrier::Place place) {
+TEST(Thread, HasAllSignalsBlockedAndItsStarterKeepsItsMask) {
+  sigset_t before;
+  pthread_sigmask(SIG_SETMASK, nullptr, &before);
   Worker worker;
   String result;
   const auto thread = MakeThread(worker, result);
-  thread->Start(carrier, place);
+  thread->Start();
   thread->WaitUntilStopped();
-  EXPECT_EQ(worker.runs, 1);
-  return worker.processors;
-}
-
-TEST(ThreadCarrier, RunsAThreadOnItsStartersProcessorOrOnAnyThatThisOneMayUse) {
-  using enum VXThreadCarrier::Place;
-  const std::set<int> all = UsableProcessors();
-  if (all.size() < 2) GTEST_SKIP() << "needs two processors";
-  const std::set<int> first{*all.begin()};
-  const std::set<int> last{*all.rbegin()};
-  VXThreadCarrier carrier;
-  EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
-  KeepTo(first);
-  EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), first);
-  KeepTo(all);
-  EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
-  for (int round = 0; round < 3; ++round) {
-    for (const std::set<int>& one : {first, last}) {
-      KeepTo(one);
-      EXPECT_EQ(ProcessorsOfThread(carrier, kHere), one);
-      EXPECT_EQ(ProcessorsOfThread(carrier, kHere), one);
-      EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), one);
-      KeepTo(all);
-      EXPECT_EQ(ProcessorsOfThread(carrier, kHere).size(), 1u);
-      EXPECT_EQ(ProcessorsOfThread(carrier, kAnywhere), all);
-    }
+  sigset_t after;
+  pthread_sigmask(SIG_SETMASK, nullptr, &after);
+  for (int signal = 1; signal < SIGRTMAX; ++signal) {
+    EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal)) << signal;
+    // The C library keeps the signals between these for itself.
+    if (signal == SIGKILL || signal == SIGSTOP || (signal > SIGSYS && signal < SIGRTMIN)) continue;
+    EXPECT_EQ(sigismember(&worker.blocked, signal), 1) << signal;
   }
-  EXPECT_EQ(UsableProcessors(), all);
 }
 
-TEST(ThreadCarrier, StartHereGivesWayUntilThatTakesLong) {
-  using enum VXThreadCarrier::Place;
-  VXThreadCarrier carrier;
-  const auto yieldsOf = [&](VXThreadCarrier::Place place) {
-    const int before = g_yields;
-    ProcessorsOfThread(carrier, place);
-    return g_yields - before;
-  };
-  EXPECT_EQ(yieldsOf(kAnywhere), 0);
-  g_yieldTakes = std::chrono::milliseconds(3);
-  EXPECT_EQ(yieldsOf(kHere), 1);
-  g_yieldTakes = {};
-  for (int i = 0; i < 1000; ++i) ASSERT_EQ(yieldsOf(kHere), 0) << i;
-  int yields = 0;
-  constexpr int kRounds = 20;
-  for (int i = 0; i < kRounds; ++i) yields += yieldsOf(kHere);
-  EXPECT_GE(yields, 1);
-  EXPECT_LE(yields, kRounds);
-}
-
-TEST(ThreadCarrier, ReleaseOfAThreadThatRunsCancelsItAlone) {
-  VXThreadCarrier carrier;
-  Worker first;
-  first.waits = true;
+TEST(ThreadDeathTest, OfTheParentCountsAsStoppedInAForkedChild) {
+  Worker worker;
+  worker.waits = true;
   String result;
-  {
-    const auto thread = MakeThread(first, result);
-    thread->Start(carrier);
+  auto thread = MakeThread(worker, result);
+  thread->Start();
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(10);
+    thread->WaitUntilStopped();
+    thread = {};
+    _exit(worker.cancels == 0 ? 0 : 1);
   }
-  EXPECT_EQ(first.runs, 1);
-  EXPECT_EQ(first.cancels, 1);
-  Worker second;
-  const auto next = MakeThread(second, result);
-  next->Start(carrier);
-  next->WaitUntilStopped();
-  EXPECT_EQ(second.runs, 1);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  thread = {};
+  EXPECT_EQ(worker.cancels, 1);
 }
 
 TEST(ExecutionState, KeepsTheFirstRequest) {

@@ -250,8 +250,8 @@ TEST_IN_CHILD(ImportLog, CountsWholeSecondsCutNotRounded, kLogging) {
     const auto at = [](int second, int microsecond) {
       return VXDateTime::FromFields(2016, 6, 15, 13, 46, second, microsecond);
     };
-    agent.LogContent(L"T", L"q", L"r", at(1, 0), at(3, 999999), at(4, 0));
-    agent.LogContent(L"back", L"q", L"r", at(5, 0), at(3, 0), at(9, 0));
+    agent.LogContent(L"T", "q", "r", at(1, 0), at(3, 999999), at(4, 0));
+    agent.LogContent(L"back", "q", "r", at(5, 0), at(3, 0), at(9, 0));
   }
   const std::string text = support::ReadFile(log.File());
   EXPECT_THAT(text, HasSubstr(kDelimiter +
@@ -292,29 +292,47 @@ TEST_IN_CHILD(ImportLog, ALargeReplyStandsInItAsItCame, kLogging) {
   }
 }
 
-TEST_IN_CHILD(ImportLog, OfALargeReplyThatComesTooLateTheBeginningStandsInIt, kLogging) {
-  const std::string mark = "\n(the rest is left out: the import was stopped)";
-  constexpr std::size_t kKept = std::size_t{1} << 20;
-  const RefCnt<VXExecutionState> state(new VXExecutionState);
+TEST_IN_CHILD(ImportLog, AnEntryHoldsTheReplyUpToItsLimit, kLogging) {
+  struct Case {
+    const char* name;
+    std::uint64_t limit;
+    std::string reply;
+    std::string logged;
+  };
+  const std::string mark = " more bytes of the response are not logged: limit maxLoggedReplyBytes)";
+  const Case cases[] = {
+      {"shorter", 10, "123456789", "123456789"},
+      {"as long", 9, "123456789", "123456789"},
+      {"longer", 8, "123456789", "12345678\n(1" + mark},
+      {"inside a character", 8, "1234567\xE6\x97\xA5!", "1234567\n(4" + mark},
+      {"no limit", 0, std::string(1 << 20, 'x'), std::string(1 << 20, 'x')},
+  };
+  for (const Case& c : cases) {
+    LogDir log;
+    support::Settings settings;
+    settings.limits.maxLoggedReplyBytes = c.limit;
+    {
+      AgentProbe agent(kNobody, ServerInfo::kTessera, true);
+      const VXDateTime now;
+      agent.LogContent(L"T", "q", NarrowString(c.reply), now, now, now);
+    }
+    EXPECT_THAT(support::ReadFile(log.File()),
+                HasSubstr("\n++++++++ Response ++++++++++\n" + c.logged + "\n" + kDelimiter))
+        << c.name;
+  }
+  EXPECT_EQ(ImportLimits().maxLoggedReplyBytes, 16u << 20);
+}
+
+TEST_IN_CHILD(ImportLog, ALineBreakInANameMakesNoLineOfItsOwn, kLogging) {
+  ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   LogDir log;
   {
-    AgentProbe agent(kNobody, ServerInfo::kTessera, true);
-    const VXExecutionState::Scope scope(*state);
-    const String large(std::wstring(3 * kKept, L'x'));
-    const VXDateTime now;
-    agent.LogContent(L"in time", L"q", large, now, now, now);
-    state->RequestCancellation(VXExecutionState::kCancelReasonHost);
-    agent.LogContent(L"too late", L"q", large, now, now, now);
-    agent.LogContent(L"short", L"q", String(large.view().substr(0, kKept)), now, now, now);
+    AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
+    VXStringVector catalogs;
+    agent.GetCatalogs(catalogs, L"a\nb\r\nc");
   }
-  const std::string text = support::ReadFile(log.File());
-  const std::string response = "++++++++ Response ++++++++++\n";
-  EXPECT_NE(text.find(response + std::string(3 * kKept, 'x') + "\n" + kDelimiter + "too late"),
-            std::string::npos);
-  EXPECT_NE(text.find(response + std::string(kKept, 'x') + mark + "\n" + kDelimiter + "short"),
-            std::string::npos);
-  EXPECT_NE(text.find(response + std::string(kKept, 'x') + "\n" + kDelimiter + "Import ends"),
-            std::string::npos);
+  EXPECT_THAT(support::ReadFile(log.File()),
+              HasSubstr("Get Catalogs from data source: \"a b  c\"\n\n"));
 }
 
 TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLogging) {

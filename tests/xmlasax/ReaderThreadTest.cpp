@@ -1,11 +1,5 @@
 // The reader thread as the agent uses it. Run under ThreadSanitizer as well.
 
-#include <sched.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <thread>
-
 #include "AgentProbe.h"
 
 namespace {
@@ -114,41 +108,6 @@ TEST(ReaderThread, TheTextMayChangeOnceTheReaderHasStarted) {
   VXStringVector values;
   agent.ReadDataSourceInfo(values);
   EXPECT_EQ(values.size(), 5000u);
-}
-
-/// How many processors each thread of this process but the calling one may use.
-std::vector<int> ProcessorsOfOtherThreads() {
-  std::vector<int> counts;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-    const pid_t thread = std::stoi(entry.path().filename());
-    cpu_set_t processors;
-    if (thread != gettid() && sched_getaffinity(thread, sizeof processors, &processors) == 0)
-      counts.push_back(CPU_COUNT(&processors));
-  }
-  return counts;
-}
-
-TEST(ReaderThread, ReadsALongReplyWhileTheCallerReadsItsRowsAndAShortOneInTurnWithIt) {
-  std::thread([] {}).join();  // a sanitizer starts one of its own with the first
-  const std::vector<int> others = ProcessorsOfOtherThreads();
-  cpu_set_t usable;
-  ASSERT_EQ(sched_getaffinity(0, sizeof usable, &usable), 0);
-  AgentProbe agent(kNobody);
-  for (const auto& [length, isShort] : {std::pair{100, true}, {0x10001, false}, {0x10000, true}}) {
-    const std::string empty = "<root></root>";
-    std::string text = empty;
-    text.insert(6, static_cast<std::size_t>(length) - empty.size(), ' ');
-    agent.StartSaxParser(support::Wide(text));
-    VXStringVector values;
-    agent.ReadDataSourceInfo(values);
-    agent.StopSaxParser();
-    std::vector<int> expected = others;
-    expected.push_back(isShort ? 1 : CPU_COUNT(&usable));
-    EXPECT_THAT(ProcessorsOfOtherThreads(), testing::UnorderedElementsAreArray(expected)) << length;
-  }
-  cpu_set_t after;
-  ASSERT_EQ(sched_getaffinity(0, sizeof after, &after), 0);
-  EXPECT_TRUE(CPU_EQUAL(&usable, &after));
 }
 
 struct ValueCase {

@@ -402,7 +402,9 @@ TEST_F(RecordedReplies, OfMembersAndProperties) {
   const RefCnt<XmlALevel> level(new XmlALevel(kTessera, ServerInfo::kCLIXMLA));
   AgentProbe agent(kNobody);
   agent.StartSaxParser(support::Wide(Body("mondrian/MDSCHEMA_PROPERTIES-2.xml")));
-  agent.ReadLevelProperties(level);
+  std::vector<RefCnt<XmlALevelProperty>> properties;
+  agent.ReadLevelProperties(properties);
+  for (const RefCnt<XmlALevelProperty>& property : properties) level->AppendLevelProperty(property);
   ASSERT_EQ(level->GetNumOfProperties(), 8u);
   EXPECT_EQ(level->GetLevelPropertyName(2), String(L"Store Sqft"));
   EXPECT_EQ(level->GetLevelPropertyDataType(2), String(L"5"));

@@ -1,10 +1,13 @@
 #pragma once
 
-#include "Utility/Generic/VXThread.h"
+#include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/VXExecutionState.h"
 
-/// True when the host has asked the calling thread to stop. Cheap: may be asked for every piece of
-/// a reply.
+/// True when the work on the calling thread is to end now: the host has requested cancellation, or
+/// the operation is past its deadline. Cheap: may be called for every piece of a reply.
 inline bool IsThreadToStop() noexcept {
   const VXExecutionState* const state = VXExecutionState::Current();
-  return state && state->IsCancellationRequested();
+  if (state && state->IsCancellationRequested()) return true;
+  const ImportOperation* const operation = ImportOperation::Current();
+  return operation && operation->IsPastDeadline();
 }

@@ -7,8 +7,8 @@
 
 #include "Utility/Generic/String.h"
 
-/// The element names met so far: a rowset repeats a few names a million times, and all elements of
-/// one name share its text. One thread at a time.
+/// The element names of one document: a rowset repeats a few names a million times, and all
+/// elements with one name share its text. One thread at a time.
 class ElementNames {
  public:
   /// The wide text of a UTF-8 name.

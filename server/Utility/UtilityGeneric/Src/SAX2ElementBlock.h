@@ -1,15 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "Utility/Generic/String.h"
 
-/// Elements in the order of their ends, in compact form: what passes from the thread that parses to
-/// the thread that reads, and what is kept of a reply that is read twice. An element takes eight
-/// bytes and its value in UTF-8; the text object of a value is made by the reader, if it asks.
+/// Some elements of a document in the order of their ends, in compact form. An element takes eight
+/// bytes and its value as UTF-8. The reader makes a wide text of a value only when it is asked for.
 struct SAX2ElementBlock {
   struct Record {
     std::uint32_t name;    // index into `names`
@@ -18,7 +16,7 @@ struct SAX2ElementBlock {
 
   std::vector<String> names;
   std::vector<Record> records;
-  std::string text;  // the values, one behind the other
-};
+  std::string text;  // the values, one after the other
 
-using SAX2ElementBlocks = std::vector<std::unique_ptr<SAX2ElementBlock>>;
+  std::size_t Bytes() const noexcept { return records.size() * sizeof(Record) + text.size(); }
+};

@@ -267,3 +267,7 @@ String BaseStringUtil::StdStringToString(const NarrowString& bytes, unsigned int
   });
   return text;
 }
+
+void BaseStringUtil::ReplaceIllFormedUTF8(NarrowString& bytes) {
+  UnicodeConversion::MakeWellFormed(bytes, [] { return false; });
+}

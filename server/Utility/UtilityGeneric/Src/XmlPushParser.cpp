@@ -13,37 +13,10 @@
 #include <string>
 #include <vector>
 
+#include "ElementNames.h"
 #include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "XmlProlog.h"
-
-struct XmlParserStore::Parser {
-  struct CachedName {
-    const xmlChar* key = nullptr;  // in the context's dictionary, where each name stands once
-    SAX2ElementChannel::Name name;
-  };
-
-  xmlParserCtxtPtr context = nullptr;
-  std::array<CachedName, 64> cachedNames;
-
-  Parser() = default;
-  ~Parser() {
-    if (!context) return;
-    // Nothing builds a tree here, but the parser makes a document of its own in odd cases.
-    if (context->myDoc) xmlFreeDoc(context->myDoc);
-    context->myDoc = nullptr;
-    // With handlers it would look whether they are the calling thread's defaults. It makes these
-    // for a thread that has none, and leaves them behind when it is unloaded before the thread
-    // ends.
-    xmlFree(context->sax);
-    context->sax = nullptr;
-    xmlFreeParserCtxt(context);
-  }
-  Parser(const Parser&) = delete;
-  Parser& operator=(const Parser&) = delete;
-};
-
-void XmlParserStore::FreeParser::operator()(Parser* kept) const noexcept { delete kept; }
 
 namespace {
 
@@ -51,12 +24,9 @@ constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
 constexpr std::size_t kFeedBytes = 16384;                      // handed to libxml2 at a time
 // Beyond these the library's own tables and comparisons take more and more time for every byte.
-constexpr std::size_t kMaxTag = std::size_t{64} << 10;          // bytes
-constexpr std::size_t kMaxNames = 100000;                       // different ones
-constexpr std::size_t kMaxNamespaces = 1000;                    // declared at one place
-constexpr std::size_t kKeptDictionary = std::size_t{64} << 10;  // bytes, for the next parse
-// A longer one takes so long that a new parser counts for nothing, and its names are counted alone.
-constexpr std::size_t kShortText = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kMaxTag = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kMaxNames = 100000;               // different ones
+constexpr std::size_t kMaxNamespaces = 1000;            // declared at one place
 constexpr std::size_t kMaxReasonLength = 300;
 constexpr std::size_t kMaxShownName = 80;  // characters
 
@@ -104,21 +74,40 @@ String ShownName(const String& name) {
 
 String FromNumber(std::size_t number) { return BaseStringUtil::StringFrom(number); }
 
+struct FreeParser {
+  void operator()(xmlParserCtxtPtr context) const noexcept {
+    // Nothing here builds a tree, but the parser makes a document of its own in odd cases.
+    if (context->myDoc) xmlFreeDoc(context->myDoc);
+    context->myDoc = nullptr;
+    // With handlers, xmlFreeParserCtxt compares them with the calling thread's defaults. It makes
+    // those for a thread that has none, and leaves them behind when the library is unloaded before
+    // the thread ends.
+    xmlFree(context->sax);
+    context->sax = nullptr;
+    xmlFreeParserCtxt(context);
+  }
+};
+
+bool IsErrorElement(const xmlChar* name) {
+  constexpr std::string_view kName = "error";
+  for (const char expected : kName)
+    if ((*name++ | 0x20) != expected) return false;
+  return *name == 0;
+}
+
 /// One parse. Its static members are libxml2's callbacks: no exception may leave them.
 class Parse {
  public:
-  Parse(const NarrowString& text, XmlParserStore& store, SAX2ElementChannel& channel,
-        SAX2ElementChannel::Ticket ticket, String& error)
-      : m_text(text.view()),
-        m_prolog(FindXmlDocument(m_text)),
-        m_store(store),
-        m_channel(channel),
-        m_ticket(ticket),
-        m_error(error) {}
+  Parse(const NarrowString& text, SAX2ElementWriter& writer, String& error)
+      : m_text(text.view()), m_prolog(FindXmlDocument(m_text)), m_writer(writer), m_error(error) {}
 
   XmlOutcome Run();
 
  private:
+  struct CachedName {
+    const xmlChar* key = nullptr;  // in the parser's dictionary, which has each name once
+    SAX2ElementWriter::Name name;
+  };
   struct Level {
     const xmlChar* name;       // lives as long as the parser's dictionary
     std::size_t textBegin;     // where the element's own text begins in m_characters
@@ -133,23 +122,25 @@ class Parse {
   template <class Work>
   void Guarded(Work work) noexcept;
   static void OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*,
-                      int namespaces, const xmlChar**, int, int, const xmlChar**) noexcept;
+                      int namespaces, const xmlChar**, int attributes, int,
+                      const xmlChar** attribute) noexcept;
   static void OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept;
   static void OnCharacters(void* self, const xmlChar* characters, int length) noexcept;
   static void OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept;
   static void OnError(void* self, xmlErrorPtr error) noexcept;
 
   void Start(const xmlChar* name, std::size_t namespaces);
+  void AddAttributes(const xmlChar** attribute, int count);
+  void Add(const xmlChar* name, std::string_view value);
   void End(const xmlChar* name);
   void AddText(std::string_view text);
   void DropBlankSegment(Level& level);
-  SAX2ElementChannel::Name& NameOf(const xmlChar* name);
+  SAX2ElementWriter::Name& NameOf(const xmlChar* name);
 
-  xmlParserCtxtPtr Context() const noexcept { return m_parser->context; }
+  xmlParserCtxtPtr Context() const noexcept { return m_parser.get(); }
   bool MakeContext();
   bool Feed(std::size_t from, std::size_t to);
   void CheckTables();
-  void KeepContext();
   void Finish();
   void FailHere(const String& reason);
   void Fail(const String& reason, std::size_t line, std::size_t column);
@@ -158,12 +149,12 @@ class Parse {
 
   const std::string_view m_text;
   const XmlProlog m_prolog;
-  XmlParserStore& m_store;
-  SAX2ElementChannel& m_channel;
-  const SAX2ElementChannel::Ticket m_ticket;
+  SAX2ElementWriter& m_writer;
   String& m_error;
 
-  std::unique_ptr<XmlParserStore::Parser, XmlParserStore::FreeParser> m_parser;
+  std::unique_ptr<xmlParserCtxt, FreeParser> m_parser;
+  ElementNames m_names;
+  std::array<CachedName, 64> m_cachedNames;
   std::string m_characters;  // the own text of all open elements, the innermost at the end
   std::vector<Level> m_levels;
   bool m_anyElement = false;
@@ -185,8 +176,11 @@ void Parse::Guarded(Work work) noexcept {
 }
 
 void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
-                    const xmlChar**, int, int, const xmlChar**) noexcept {
-  Self(self).Guarded([=] { Self(self).Start(name, static_cast<std::size_t>(namespaces)); });
+                    const xmlChar**, int attributes, int, const xmlChar** attribute) noexcept {
+  Self(self).Guarded([=] {
+    Self(self).Start(name, static_cast<std::size_t>(namespaces));
+    if (IsErrorElement(name)) Self(self).AddAttributes(attribute, attributes);
+  });
 }
 
 void Parse::OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept {
@@ -242,14 +236,31 @@ void Parse::End(const xmlChar* name) {
   Level& level = m_levels.back();
   if (level.hasChildren) DropBlankSegment(level);
   const std::size_t begin = level.textBegin;
-  const bool goesOn =
-      m_channel.Push(m_ticket, NameOf(name), std::string_view(m_characters).substr(begin));
+  Add(name, std::string_view(m_characters).substr(begin));
   m_characters.resize(begin);
   m_levels.pop_back();
   if (!m_levels.empty()) m_levels.back().segmentBegin = m_characters.size();
-  if (!goesOn) {
-    m_stopped = true;
-    Stop();
+}
+
+void Parse::Add(const xmlChar* name, std::string_view value) {
+  if (m_writer.Add(NameOf(name), value)) return;
+  m_stopped = true;
+  Stop();
+}
+
+/// Delivers attributes like children. libxml2 gives five pointers for each: local name, prefix,
+/// URI, and the begin and the end of the value, in which only an ampersand is still escaped.
+void Parse::AddAttributes(const xmlChar** attribute, int count) {
+  constexpr std::string_view kAmpersand = "&#38;";
+  for (int i = 0; i < count && !m_failed && !m_stopped; ++i, attribute += 5) {
+    std::string_view rest(reinterpret_cast<const char*>(attribute[3]),
+                          static_cast<std::size_t>(attribute[4] - attribute[3]));
+    std::string value;
+    for (std::size_t at; (at = rest.find(kAmpersand)) != std::string_view::npos;) {
+      value.append(rest.substr(0, at)).append("&");
+      rest.remove_prefix(at + kAmpersand.size());
+    }
+    Add(attribute[0], value.append(rest));
   }
 }
 
@@ -276,14 +287,14 @@ void Parse::DropBlankSegment(Level& level) {
   }
 }
 
-SAX2ElementChannel::Name& Parse::NameOf(const xmlChar* name) {
+SAX2ElementWriter::Name& Parse::NameOf(const xmlChar* name) {
   // The parser's dictionary gives equal names one address.
   const auto address = reinterpret_cast<std::uintptr_t>(name);
-  auto& names = m_parser->cachedNames;
-  XmlParserStore::Parser::CachedName& cached = names[(address ^ (address >> 6)) % names.size()];
+  auto& names = m_cachedNames;
+  CachedName& cached = names[(address ^ (address >> 6)) % names.size()];
   if (cached.key != name) {
     cached.key = nullptr;
-    cached.name = {m_store.names.Find(reinterpret_cast<const char*>(name))};
+    cached.name = {m_names.Find(reinterpret_cast<const char*>(name))};
     cached.key = name;
   }
   return cached.name;
@@ -321,13 +332,6 @@ void Parse::FailAtCharacter(std::size_t position) {
 }
 
 bool Parse::MakeContext() {
-  m_parser = std::move(m_store.parser);
-  if (m_parser && m_text.size() <= kShortText) {
-    m_parser->context->userData = this;
-    return xmlCtxtResetPush(Context(), nullptr, 0, nullptr, nullptr) == 0 &&
-           xmlSwitchEncoding(Context(), XML_CHAR_ENCODING_UTF8) == 0;
-  }
-  m_parser.reset(new XmlParserStore::Parser);
   xmlSAXHandler handler{};
   handler.initialized = XML_SAX2_MAGIC;
   handler.startElementNs = &OnStart;
@@ -337,9 +341,8 @@ bool Parse::MakeContext() {
   handler.cdataBlock = &OnCharacters;
   handler.internalSubset = &OnDocumentType;
   handler.serror = &OnError;
-  m_parser->context = xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr);
-  return m_parser->context &&
-         xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
+  m_parser.reset(xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr));
+  return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
          xmlSwitchEncoding(Context(), XML_CHAR_ENCODING_UTF8) == 0;
 }
 
@@ -347,7 +350,7 @@ bool Parse::MakeContext() {
 bool Parse::Feed(std::size_t from, std::size_t to) {
   const bool asBlanks = from >= m_prolog.blankBegin && from < m_prolog.blankEnd;
   while (from < to) {
-    if (m_channel.IsStopped(m_ticket)) m_stopped = true;
+    if (m_writer.IsStopped()) m_stopped = true;
     if (m_stopped) return false;
     std::string_view piece = m_text.substr(from, std::min(kFeedBytes, to - from));
     // Not in the middle of a character.
@@ -420,22 +423,11 @@ XmlOutcome Parse::Run() {
   if (m_stopped) return XmlOutcome::kStopped;
   if (m_outOfMemory) throw std::bad_alloc();
   if (m_failed) return XmlOutcome::kFailed;
-  KeepContext();
   return XmlOutcome::kWellFormed;
-}
-
-/// Leaves the parser to the next parse when there is little in it. A document's own catalogs would
-/// not be freed by the reset.
-void Parse::KeepContext() {
-  if (xmlDictGetUsage(Context()->dict) > kKeptDictionary || Context()->catalogs) return;
-  xmlCtxtReset(Context());  // lets the text go
-  m_store.parser = std::move(m_parser);
 }
 
 }  // namespace
 
-XmlOutcome ParseXmlText(const NarrowString& text, XmlParserStore& store,
-                        SAX2ElementChannel& channel, SAX2ElementChannel::Ticket ticket,
-                        String& error) {
-  return Parse(text, store, channel, ticket, error).Run();
+XmlOutcome ParseXmlText(const NarrowString& text, SAX2ElementWriter& writer, String& error) {
+  return Parse(text, writer, error).Run();
 }

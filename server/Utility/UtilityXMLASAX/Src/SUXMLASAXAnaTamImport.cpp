@@ -1,13 +1,14 @@
 #include <utility>
 
+#include "SUXMLASAXProviderRules.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/SUStrUtil.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
-#include "Utility/XMLASAX/XMLADataTypes.h"
 
-// The connection, the tree of data sources, and what a cube has beside its hierarchies.
+// The connection, the tree of data sources, and the measures and variables of a cube.
 
 namespace {
 
@@ -83,6 +84,7 @@ ServerInfo::TargetType OTXMLAAnaTamImportAPI::CheckTargetType(String& warnings) 
 
 void OTXMLAAnaTamImportAPI::GetDataSourceNames(VXStringVector& names, String& errors,
                                                String& warnings) {
+  const ImportOperation operation;
   try {
     CheckTargetType(warnings);
     m_DiscoverAgent->GetDataSourceInfo(names);
@@ -98,6 +100,7 @@ void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSou
   const bool all = dataSources.empty();
   if (!all) names.push_back(dataSources.front().m_dataSourceName);
   dataSources.clear();
+  const ImportOperation operation;
   try {
     CheckTargetType(warnings);
     if (all) m_DiscoverAgent->GetDataSourceInfo(names);
@@ -122,12 +125,13 @@ void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSou
 void OTXMLAAnaTamImportAPI::GetMeasuresAndCalcMembers(std::vector<OTXMLAUnit>& units,
                                                       String& errors, String&) {
   units.clear();
+  const ImportOperation operation;
   try {
     std::vector<RefCnt<XmlAMeasure>> measures;
     m_DiscoverAgent->GetMeasuresOnCatalogCube(measures, m_choiceCatalog, m_choiceCube,
                                               m_choiceDataSource);
-    // The first row of a Tamarind server stands for the measures dimension itself.
-    for (std::size_t i = m_DiscoverAgent->IsTamarind() ? 1 : 0; i < measures.size(); ++i) {
+    const ProviderRules& rules = RulesOf(*m_DiscoverAgent);
+    for (std::size_t i = rules.firstMeasureIsDimension ? 1 : 0; i < measures.size(); ++i) {
       const XmlAMeasure& measure = *measures[i];
       OTXMLAUnit unit;
       unit.m_name = measure.GetCaption();
@@ -137,8 +141,7 @@ void OTXMLAAnaTamImportAPI::GetMeasuresAndCalcMembers(std::vector<OTXMLAUnit>& u
       if (!precision.empty()) unit.m_precision = BaseStringUtil::IntFrom(precision);
       const String scale = measure.GetScale();
       if (!scale.empty()) unit.m_scale = BaseStringUtil::Int16From(scale);
-      unit.m_type = m_DiscoverAgent->IsSAPBW() ? SAPBW2VXDataType(measure.GetType())
-                                               : XmlA2VXDataType(measure.GetType());
+      unit.m_type = rules.measureType(measure.GetType());
       units.push_back(unit);
     }
   } catch (const ErrorMessage& error) {
@@ -147,6 +150,7 @@ void OTXMLAAnaTamImportAPI::GetMeasuresAndCalcMembers(std::vector<OTXMLAUnit>& u
 }
 
 void OTXMLAAnaTamImportAPI::GetSAPVariables(OTCube& cube, String&, String&) {
+  const ImportOperation operation;
   std::vector<RefCnt<XmlACubeVariable>> variables;
   m_DiscoverAgent->GetVariablesOnCatalogCube(variables, m_choiceCube, m_choiceCatalog,
                                              m_choiceDataSource);

@@ -2,6 +2,7 @@
 
 #include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportOperation.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 namespace {
@@ -31,6 +32,7 @@ OTXMLAImportAPI* OTXMLACreateImport() { return new OTXMLAAnaTamImportAPI; }
 bool OTXMLAIdentifyProvider(const String& url, const String& user, const String& password,
                             ServerInfo::CLIType cliType, OTXMLAProviderIdentity& identity,
                             String& errors) {
+  const ImportOperation operation;
   try {
     std::pair<String, String> told;
     ErrorMessage fault{String()};

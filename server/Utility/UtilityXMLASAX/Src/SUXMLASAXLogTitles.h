@@ -2,9 +2,6 @@
 
 #include <cstddef>
 
-#include "Utility/Generic/String.h"
-#include "Utility/Generic/VXStringVector.h"
-
 /// The formats of a request's line in the import log. The failure's takes the error text as one
 /// more argument; null: failures of that request are not logged.
 struct LogTitle {
@@ -82,18 +79,3 @@ inline constexpr LogTitle kVariablesTitle = {
 
 /// A title is formatted into this many wide characters, the final null included.
 inline constexpr std::size_t kTitleCapacity = 4096;
-
-/// `format` with each %s replaced by the next argument, cut to `capacity` - 1 characters.
-inline String FormatLogText(std::size_t capacity, const wchar_t* format,
-                            const VXStringVector& arguments) {
-  String text;
-  auto argument = arguments.begin();
-  const String::View all(format);
-  std::size_t from = 0;
-  for (std::size_t at; (at = all.find(L"%s", from)) != String::npos; from = at + 2) {
-    text.append(all.substr(from, at - from));
-    if (argument != arguments.end()) text += *argument++;
-  }
-  text.append(all.substr(from));
-  return text.substr(0, capacity - 1);
-}

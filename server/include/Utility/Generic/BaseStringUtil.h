@@ -49,5 +49,8 @@ XMLAHOST_API NarrowString StringToStdString(const String& text, unsigned int cod
 /// Bytes in `codePage` to wide text. Each maximal subpart of an ill-formed UTF-8 sequence becomes
 /// one U+FFFD.
 XMLAHOST_API String StdStringToString(const NarrowString& bytes, unsigned int codePage);
+/// Makes UTF-8 well-formed, as StdStringToString and back would. Well-formed bytes stay as they
+/// are, without a copy.
+XMLAHOST_API void ReplaceIllFormedUTF8(NarrowString& bytes);
 
 }  // namespace BaseStringUtil

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <span>
-
 #include "Utility/Generic/Heap.h"
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/RefCnt.h"
@@ -31,9 +29,14 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
   bool IsCancel() const noexcept { return m_kind == Kind::kCancelled; }
 
  private:
-  friend class SAX2ElementCursor;
+  friend class SAX2ElementReader;
+  /// Shows an element of the reader's block.
+  void Show(const String& name, const char* bytes, std::size_t count) noexcept;
   void Decode() const;
+  /// Takes copies of its texts, so that the block can go.
   void Detach();
+  /// Shows nothing any more.
+  void Forget() noexcept;
 
   const String* m_name = &m_localName;  // its own, or that in the reader's block
   String m_localName;
@@ -43,10 +46,10 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
   Kind m_kind;
 };
 
-class SAX2ElementChannel;
-
 /// A SAX2 reader: one thread parses, another reads the elements. An element is delivered when it
-/// ends, children first. The hand-over is bounded: the parsing thread waits when the consumer is
+/// ends, children first. The attributes of an element named Error, where XMLA puts the code and the
+/// description of a failure, are delivered like children in front of it; other attributes are not
+/// delivered. The hand-over is bounded: the parsing thread waits when the consumer is
 /// behind, and wakes at once on cancellation.
 ///
 /// Order of calls: Announce, then a parse on any thread while the consumer calls Read. A parse that
@@ -81,26 +84,8 @@ class XMLAHOST_API SAX2XmlReadDriver : public RefCountable {
   /// one U+FFFD.
   virtual bool ParseBytesInMem(NarrowString bytes, String& error) = 0;
 
-  /// Like Read, for a consumer that looks for elements of a few names (ignoring case): others may
-  /// be passed over, by the hundred without being looked at.
-  RefCnt<SAX2XmlElement> ReadAmong(std::span<const String::View> names);
-  /// Says that a parse is about to begin on another thread; Read waits for it from now on.
-  void Announce();
-  /// Keeps what is read of the next parse, in a compact form of about its own size, so that the
-  /// document can be read once more without being parsed again. To be called by the reading thread,
-  /// before the announcement.
-  void KeepElements();
-  /// True when a document so kept has been read to its end: Read then delivers it once more from
-  /// its beginning, can be cancelled like a parse, and lets it go on the way. By the reading
-  /// thread.
-  bool ReadAgain();
-
- protected:
-  SAX2XmlReadDriver();
-  SAX2ElementChannel& Channel() noexcept { return *m_channel; }
-
- private:
-  Heap<SAX2ElementChannel> m_channel;
+  /// Says that a parse is about to begin on another thread: Read waits for it from now on.
+  virtual void Announce() = 0;
 };
 
 class XMLAHOST_API SAX2XmlReadDriverFactory {

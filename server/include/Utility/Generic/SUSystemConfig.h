@@ -9,10 +9,10 @@ class XMLAHOST_API SUSystemConfig {
   static SUSystemConfig& GetSystemConfig();
 
   /// The directory of the import logs, without a trailing slash: that of the calling
-  /// thread's ImportSettings, else the environment's XMLA_IMPORT_LOG_DIR, else "xmla-import" in the user's state directory
-  /// (XDG_STATE_HOME, else ~/.local/state). A user without any gets "xmla-import-" and the user's
-  /// number in the temporary directory, which is made for that user alone; throws ErrorMessage when
-  /// somebody else has prepared it.
+  /// thread's ImportSettings, else the environment's XMLA_IMPORT_LOG_DIR, else "xmla-import" in the
+  /// user's state directory (XDG_STATE_HOME, else ~/.local/state). A user without any gets
+  /// "xmla-import-" and the user's number in the temporary directory, which is made for that user
+  /// alone; throws ErrorMessage when somebody else has prepared it.
   String GetLogDirectory() const;
 
  private:

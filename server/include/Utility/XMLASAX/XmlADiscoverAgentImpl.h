@@ -10,7 +10,9 @@
 #include "Utility/XMLASAX/XmlADiscoverAgent.h"
 #include "Utility/XMLASAX/XmlASoapRequest.h"
 
-struct LogTitle;
+class SoapFault;
+struct DiscoverRequest;
+struct ProviderRules;
 
 /// The discover agent over HTTP. Owns one HTTP client, one request builder, one SAX2 driver, at
 /// most one reader thread and, with the import log on, the open log file.
@@ -58,31 +60,30 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void GetProviderVersion(String& version);
 
  protected:
-  // The exchange.
+  // Not used by imports, which read a reply once. The host knows these operations by name.
   /// Posts the request and brings the reply's XML declaration into one form. Throws 64203 for a
-  /// SOAP fault and the HTTP client's text; `response` then holds what was received. The rowset
-  /// readers' exchange does the same without making a wide text of the reply.
+  /// fault, 46100 for a reply that is no XML, and the HTTP client's text; `response` then holds
+  /// what was received.
   void SendSoapRequest(const String& request, String& response);
-  /// The header lines of every request; of no size, in spite of its name.
-  String PrepareHttpSizeHeader() const;
-  /// Starts the reader thread on a reply, after stopping an earlier one.
-  void StartSaxParser(const String& text);
-  /// Cancels the reader thread, if any, and waits for it.
-  void StopSaxParser();
-  /// Reads DISCOVER_PROPERTIES rows to the end: `value` gets the Value that follows the property's
-  /// PropertyName, the last one when there are several.
-  void ReadValue(String& value, const String& propertyName);
   /// Reads a whole reply: the last faultcode, and all faultstrings joined.
   void RetrieveSoapFaultString(const String& text, String& faultCode, String& faultString);
-  /// Diagnostic: prints what is left of the reply being read on standard output.
+  /// Starts the reader thread on a reply, after stopping an earlier one.
+  void StartSaxParser(const String& text);
+  /// Diagnostic: prints what is left of the reply that is being read to standard output.
   void PrintXmlContent();
 
-  // The import log.
-  /// Appends one entry: title, times, request and reply. Only with m_Log on.
-  void LogContent(const String& title, const String& request, const String& response,
+  /// Cancels the reader thread, if any, and waits for it.
+  void StopSaxParser();
+  /// The header lines of every request; despite its name, no size.
+  String PrepareHttpSizeHeader() const;
+  /// Appends an entry to the import log. `request` and `response` are UTF-8. Only with m_Log on.
+  void LogContent(const String& title, const NarrowString& request, const NarrowString& response,
                   const VXDateTime& start, const VXDateTime& sent, const VXDateTime& parsed);
 
-  // Consumers of a reply, each between StartSaxParser and StopSaxParser.
+  // Consumers of the reply that the reader thread parses. They append to the list.
+  /// DISCOVER_PROPERTIES: `value` gets the Value that follows the property's PropertyName, the last
+  /// one if there are several.
+  void ReadValue(String& value, const String& propertyName);
   void ReadProviderName(String& name);
   void ReadDataSourceInfo(VXStringVector& dataSources);
   void ReadDataSourceName(VXStringVector& dataSources);
@@ -91,35 +92,31 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions);
   void ReadHierarchies(std::vector<RefCnt<XmlAHierarchy>>& hierarchies);
   void ReadLevels(std::vector<RefCnt<XmlALevel>>& levels);
-  void ReadLevelProperties(const RefCnt<XmlALevel>& level);
-  void ReadMember(const RefCnt<XmlAMember>& member);
+  void ReadLevelProperties(std::vector<RefCnt<XmlALevelProperty>>& properties);
+  void ReadMember(XmlAMember& member);
   void ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures);
   void ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables);
 
   const String& SoapParseErrorString() const { return m_SoapParseErrorString; }
 
  private:
-  void OpenLog();
-  void WriteLog(const String& text);
-  void WriteLogBytes(const NarrowString& bytes);
+  const ProviderRules& Rules() const;
   String UrlForLog() const;
-  bool PostRequest(const String& request, NarrowString& reply, bool keepReply);
+
+  template <class List, class Read>
+  void Fill(List& list, const DiscoverRequest& request, Read read);
+  void Exchange(const DiscoverRequest& request, const std::function<void()>& consume);
+  String Post(const NarrowString& request, NarrowString& reply);
+  void ReadReply(const NarrowString& reply, const String& httpError,
+                 const std::function<void()>& consume);
   template <class Text>
   void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
-  RefCnt<SAX2XmlElement> Checked(RefCnt<SAX2XmlElement> element) const;
+
   RefCnt<SAX2XmlElement> NextElement();
-  void ReadFault(String& faultCode, String& faultString);
-  void CollectValues(VXStringVector& values, const wchar_t* column);
-  template <class Make, class Finish>
-  void ReadRows(Make make, Finish finish);
-  /// The part that all requests share, from sending to logging. `consume` reads the reply.
-  void Exchange(const VXDateTime& started, const LogTitle& title, const VXStringVector& arguments,
-                const String& request, const std::function<void()>& consume);
-  String RequestText();
-  void BeginRequest(const wchar_t* requestType);
-  void SetCubeRequest(const wchar_t* requestType, const String& catalog, const String& cube,
-                      const String& dataSourceInfo);
-  void AskProperty(String& value, const wchar_t* property, const LogTitle& title);
+  template <class Take>
+  void ReadColumn(const wchar_t* column, Take take);
+  template <class Row, class Make>
+  void ReadRows(std::vector<RefCnt<Row>>& rows, Make make);
 
   String m_Url;
   String m_User;
@@ -127,9 +124,9 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   Heap<HTTPClientWrapper> m_HttpClient;
   Heap<XmlASoapRequest> m_SoapMessage;
   Heap<SAX2XmlReadDriver> m_XmlReaderDriver;
-  VXThreadCarrier m_ReaderCarrier;
-  RefCnt<VXThread> m_Reader;  // the latest, kept after its end until the next replaces it
-  String m_SoapParseErrorString;
+  RefCnt<VXThread> m_Reader;
+  String m_SoapParseErrorString;  // written by the reader thread before the element with HasError
+  SoapFault* m_Fault = nullptr;   // that watches the reply being read
   ServerInfo::TargetType m_TargetType;
   ServerInfo::CLIType m_CLIType;
   bool m_Log = false;

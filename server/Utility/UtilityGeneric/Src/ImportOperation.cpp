@@ -1,0 +1,40 @@
+#include "Utility/Generic/ImportOperation.h"
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
+
+namespace {
+
+thread_local ImportOperation* t_current = nullptr;
+
+}  // namespace
+
+ImportOperation::ImportOperation()
+    : m_former(t_current),
+      m_maxRequests(ImportSettings::Current().limits.maxRequests),
+      m_deadlineSeconds(ImportSettings::Current().limits.deadlineSeconds) {
+  if (m_deadlineSeconds > 0)
+    m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(m_deadlineSeconds);
+  t_current = this;
+}
+
+ImportOperation::~ImportOperation() { t_current = m_former; }
+
+ImportOperation* ImportOperation::Current() noexcept { return t_current; }
+
+void ImportOperation::CountRequest() {
+  if (m_maxRequests == 0 || m_requests++ < m_maxRequests) return;
+  SUGThrow(
+      ErrorMessage(L"The operation needs more than " + BaseStringUtil::StringFrom(m_maxRequests) +
+                   L" requests to the server (limit maxRequests); choose a smaller part of "
+                   L"its metadata, or raise the limit"),
+      L"ImportOperation.cpp", __LINE__);
+}
+
+String ImportOperation::DeadlineText() const {
+  return L"The operation took longer than " +
+         BaseStringUtil::StringFrom(std::uint64_t{m_deadlineSeconds}) +
+         L" seconds (limit deadlineSeconds); choose a smaller part of the server's metadata, or "
+         L"raise the limit";
+}

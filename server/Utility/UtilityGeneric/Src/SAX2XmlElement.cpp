@@ -1,0 +1,35 @@
+#include <utility>
+
+#include "UnicodeConversion.h"
+#include "Utility/Generic/SAX2XmlReadDriver.h"
+
+void SAX2XmlElement::Show(const String& name, const char* bytes, std::size_t count) noexcept {
+  m_name = &name;
+  m_value.clear();
+  m_bytes = bytes;
+  m_byteCount = count;
+}
+
+void SAX2XmlElement::Decode() const {
+  const std::string_view bytes(m_bytes, m_byteCount);
+  String value;
+  const std::size_t length = UnicodeConversion::WideLength(bytes);
+  value.AppendFilled(length, [bytes, length](wchar_t* place) noexcept {
+    UnicodeConversion::Decode(bytes, place);
+    return length;
+  });
+  m_value = std::move(value);
+  m_byteCount = 0;
+}
+
+void SAX2XmlElement::Detach() {
+  if (m_byteCount != 0) Decode();
+  m_localName = *m_name;
+  m_name = &m_localName;
+}
+
+void SAX2XmlElement::Forget() noexcept {
+  m_name = &m_localName;
+  m_value.clear();
+  m_byteCount = 0;
+}

@@ -1,0 +1,131 @@
+#include "SUXMLASAXImportLog.h"
+
+#include <algorithm>
+#include <cwchar>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/XMLASAX/XmlASaxDefs.h"
+
+namespace ImportLog {
+namespace {
+
+constexpr std::size_t kHeadingCapacity = 256;  // characters, with the closing null
+constexpr std::size_t kNameCapacity = 512;
+constexpr int kTimeDigits = 3;
+
+NarrowString ToUtf8(const String& text) {
+  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+}
+
+VXDateTime Now() {
+  VXDateTime now;
+  VXDateTime::GetCurrDateTime(now);
+  return now;
+}
+
+void Write(AFile& file, const NarrowString& bytes) {
+  file.WriteBytes(bytes.data(), bytes.size());
+  file.Flush();
+}
+
+String WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
+  const double seconds = VXDateTime::DifferenceInSeconds(to, from);
+  // A clock may be set back.
+  return BaseStringUtil::StringFrom(seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0);
+}
+
+String FileName(const VXDateTime& now) {
+  const String directory = SUSystemConfig::GetSystemConfig().GetLogDirectory();
+  wchar_t name[kNameCapacity] = {};
+  const int length =
+      std::swprintf(name, kNameCapacity, L"%ls%ls%ls%04hd_%02hu_%02hu_%02hu_%02hu_%02hu%ls",
+                    directory.c_str(), L"/", L"OT_xmla_", now.GetYear(), now.GetMonth(),
+                    now.GetDay(), now.GetHour(), now.GetMinute(), now.GetSecond(), _S_LOG_EXT);
+  if (length < 0) {
+    SUGThrow(
+        ErrorMessage(L"The import log's name is too long: choose a shorter log directory than " +
+                     directory),
+        L"SUXMLASAXImportLog.cpp", __LINE__);
+  }
+  return name;
+}
+
+/// The reply's beginning that is logged, in front of a character.
+std::size_t LoggedLength(std::string_view reply) {
+  const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
+  if (limit == 0 || reply.size() <= limit) return reply.size();
+  auto length = static_cast<std::size_t>(limit);
+  while (length > 0 && (static_cast<unsigned char>(reply[length]) & 0xC0) == 0x80) --length;
+  return length;
+}
+
+}  // namespace
+
+Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType target) {
+  const VXDateTime now = Now();
+  Heap<AFile> file = AFile::MakeFile();
+  file->Open(FileName(now), AFile::kModeWriteFromEmpty);
+  file->WriteBytes("\xEF\xBB\xBF", 3);
+  Write(*file, ToUtf8(FormatLine(kHeadingCapacity,
+                                 L"%s, XmlA Import Logging \n\tTarget Service:\t%s\n\tURL:\t%s\n"
+                                 L"\tUser:\t%s\r\n",
+                                 {now.ToString(kTimeDigits),
+                                  ServerInfo::GetTargetNameFromEnum(target), url, user})));
+  return file;
+}
+
+void WriteEntry(AFile& file, const String& title, const NarrowString& request,
+                const NarrowString& reply, const Times& times) {
+  const NarrowString head =
+      ToUtf8(DELIMIT_LINE + title + L"\n" + times.started.ToString(kTimeDigits) + L"\t" +
+             times.answered.ToString(kTimeDigits) + L"\t" + times.finished.ToString(kTimeDigits) +
+             L"\nRequesting time in seconds: " + WholeSeconds(times.started, times.answered) +
+             L"\tParsing time in seconds: " + WholeSeconds(times.answered, times.finished) +
+             L"\n======== Request ===========\n");
+  const std::size_t logged = LoggedLength(reply.view());
+  NarrowString missing;
+  if (logged < reply.size()) {
+    missing = ToUtf8(L"\n(" + BaseStringUtil::StringFrom(std::uint64_t{reply.size() - logged}) +
+                     L" more bytes of the response are not logged: limit maxLoggedReplyBytes)");
+  }
+  const std::string_view parts[] = {head.view(),
+                                    request.view(),
+                                    "\n++++++++ Response ++++++++++\n",
+                                    reply.view().substr(0, logged),
+                                    missing.view(),
+                                    "\n"};
+  std::size_t size = 0;
+  for (const std::string_view part : parts) size += part.size();
+  NarrowString entry;
+  entry.reserve(size);
+  for (const std::string_view part : parts) entry.append(part);
+  BaseStringUtil::ReplaceIllFormedUTF8(entry);
+  Write(file, entry);
+}
+
+void Close(AFile& file) {
+  Write(file,
+        ToUtf8(DELIMIT_LINE + String(L"Import ends at ") + Now().ToString(kTimeDigits) + L"\n"));
+}
+
+String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVector& arguments) {
+  String text;
+  auto argument = arguments.begin();
+  const String::View all(format);
+  std::size_t from = 0;
+  for (std::size_t at; (at = all.find(L"%s", from)) != String::npos; from = at + 2) {
+    text.append(all.substr(from, at - from));
+    if (argument == arguments.end() || text.size() >= capacity) continue;
+    // A line break in a name would look like the log's own lines.
+    for (const wchar_t character : (argument++)->view().substr(0, capacity))
+      text += character == L'\n' || character == L'\r' ? L' ' : character;
+  }
+  text.append(all.substr(from));
+  return text.substr(0, capacity - 1);
+}
+
+}  // namespace ImportLog

@@ -1,0 +1,129 @@
+#include "SUXMLASAXProviderRules.h"
+
+#include "Utility/XMLASAX/XMLADataTypes.h"
+#include "Utility/XMLASAX/XmlADiscoverAgent.h"
+
+namespace {
+
+using Family = ProviderRules::Family;
+
+VXDataType AlwaysText(const String&) { return VXVarCharData; }
+
+/// Analysis Services tells many types, but only dates are kept: the host compares all other
+/// properties as texts.
+VXDataType DateOrText(const String& dataType) {
+  return XmlA2VXDataType(dataType) == VXDateData ? VXDateData : VXVarCharData;
+}
+
+// The oldest Analysis Services, and every provider that is not recognised.
+constexpr ProviderRules kAnalysisServices = {
+    .family = Family::kAnalysisServices,
+    .hasNameProperty = true,
+    .namesDataSources = false,
+    .omitsXmlDeclaration = false,
+    .measuresByUniqueName = false,
+    .marksDefaultHierarchies = false,
+    .defaultHierarchiesAreBalanced = false,
+    .dimensionsTellAttributes = false,
+    .skipsMeasuresHierarchy = true,
+    .skipsUnknownStructure = true,
+    .allMemberNeedsNoLookup = false,
+    .propertiesHaveGenerations = false,
+    .firstMeasureIsDimension = false,
+    .propertyType = &DateOrText,
+    .measureType = &XmlA2VXDataType,
+};
+
+// Analysis Services 2005 to 2012.
+constexpr ProviderRules kModernAnalysisServices = [] {
+  ProviderRules rules = kAnalysisServices;
+  rules.namesDataSources = true;
+  rules.omitsXmlDeclaration = true;
+  return rules;
+}();
+
+constexpr ProviderRules kSapBw = {
+    .family = Family::kSapBw,
+    .hasNameProperty = true,
+    .namesDataSources = false,
+    .omitsXmlDeclaration = false,
+    .measuresByUniqueName = true,
+    .marksDefaultHierarchies = true,
+    .defaultHierarchiesAreBalanced = true,
+    .dimensionsTellAttributes = false,
+    .skipsMeasuresHierarchy = true,
+    .skipsUnknownStructure = false,
+    .allMemberNeedsNoLookup = false,
+    .propertiesHaveGenerations = false,
+    .firstMeasureIsDimension = false,
+    .propertyType = &AlwaysText,
+    .measureType = &SAPBW2VXDataType,
+};
+
+constexpr ProviderRules kTamarind = {
+    .family = Family::kTamarind,
+    .hasNameProperty = false,
+    .namesDataSources = false,
+    .omitsXmlDeclaration = false,
+    .measuresByUniqueName = false,
+    .marksDefaultHierarchies = false,
+    .defaultHierarchiesAreBalanced = false,
+    .dimensionsTellAttributes = true,
+    .skipsMeasuresHierarchy = false,
+    .skipsUnknownStructure = false,
+    .allMemberNeedsNoLookup = true,
+    .propertiesHaveGenerations = true,
+    .firstMeasureIsDimension = true,
+    .propertyType = &Tamarind2VXDataType,
+    .measureType = &XmlA2VXDataType,
+};
+
+// A number that is no kind: none of the rules above.
+constexpr ProviderRules kOther = {
+    .family = Family::kOther,
+    .hasNameProperty = true,
+    .namesDataSources = false,
+    .omitsXmlDeclaration = false,
+    .measuresByUniqueName = false,
+    .marksDefaultHierarchies = false,
+    .defaultHierarchiesAreBalanced = false,
+    .dimensionsTellAttributes = false,
+    .skipsMeasuresHierarchy = true,
+    .skipsUnknownStructure = false,
+    .allMemberNeedsNoLookup = false,
+    .propertiesHaveGenerations = false,
+    .firstMeasureIsDimension = false,
+    .propertyType = &AlwaysText,
+    .measureType = &XmlA2VXDataType,
+};
+
+constexpr struct {
+  ServerInfo::TargetType target;
+  const ProviderRules& rules;
+} kTargets[] = {
+    {ServerInfo::kAnalysisServices2000, kAnalysisServices},
+    {ServerInfo::kAnalysisServices2005, kModernAnalysisServices},
+    {ServerInfo::kAnalysisServices2008, kModernAnalysisServices},
+    {ServerInfo::kAnalysisServices2012, kModernAnalysisServices},
+    {ServerInfo::kTessera, kAnalysisServices},
+    {ServerInfo::kSAP_BW, kSapBw},
+    {ServerInfo::kSAP_BW35, kSapBw},
+    {ServerInfo::kTamarind7, kTamarind},
+    {ServerInfo::kTamarind9, kTamarind},
+    {ServerInfo::kTamarind11, kTamarind},
+    {ServerInfo::kTamarind11_1_2_3_500, kTamarind},
+};
+
+}  // namespace
+
+const ProviderRules& RulesFor(ServerInfo::TargetType target) noexcept {
+  for (const auto& entry : kTargets)
+    if (entry.target == target) return entry.rules;
+  return kOther;
+}
+
+const ProviderRules& RulesOf(const XmlADiscoverAgent& agent) {
+  if (agent.IsAnalysisServices()) return kAnalysisServices;
+  if (agent.IsSAPBW()) return kSapBw;
+  return agent.IsTamarind() ? kTamarind : kOther;
+}

@@ -1,0 +1,162 @@
+#include "SUXMLASAXNameMemo.h"
+#include "SUXMLASAXProviderRules.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "Utility/XMLASAX/XmlACubeVariableUtility.h"
+#include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
+#include "Utility/XMLASAX/XmlASaxDefs.h"
+
+// What the agent takes from the elements of a reply.
+
+namespace {
+
+using BaseStringUtil::IsCaseInsensitiveMatch;
+
+/// Counts the rows of one reply.
+class RowCount {
+ public:
+  /// Throws ErrorMessage when there are too many.
+  void Add() {
+    if (m_max == 0 || m_rows++ < m_max) return;
+    SUGThrow(ErrorMessage(L"The reply has more than " + BaseStringUtil::StringFrom(m_max) +
+                          L" rows (limit maxRowsPerReply); choose a smaller part of the server's "
+                          L"metadata, or raise the limit"),
+             L"SUXMLASAXRowsetReaders.cpp", __LINE__);
+  }
+
+ private:
+  const std::uint64_t m_max = ImportSettings::Current().limits.maxRowsPerReply;
+  std::uint64_t m_rows = 0;
+};
+
+template <class Row>
+auto FindColumn(const Row& row, const String& name) {
+  return row.FindColumn(name);
+}
+
+auto FindColumn(const XmlACubeVariable&, const String& name) {
+  return XmlACubeVariableUtility::FindColumn(name);
+}
+
+}  // namespace
+
+void XmlADiscoverAgentImpl::ReadValue(String& value, const String& propertyName) {
+  bool wanted = false;
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"PropertyName")) {
+      if (IsCaseInsensitiveMatch(element->GetValue(), propertyName)) wanted = true;
+    } else if (IsCaseInsensitiveMatch(element->GetLocalName(), L"Value")) {
+      if (wanted) value = element->GetValue();
+      wanted = false;
+    }
+  }
+}
+
+void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
+  while (const RefCnt<SAX2XmlElement> element = NextElement())
+    if (IsCaseInsensitiveMatch(element->GetLocalName(), L"ProviderName"))
+      name = element->GetValue();
+}
+
+// Lists of names: every element with the name counts, wherever it is in the reply.
+
+template <class Take>
+void XmlADiscoverAgentImpl::ReadColumn(const wchar_t* column, Take take) {
+  NameMemo<bool> isColumn;
+  const auto compare = [&](const String& name) { return IsCaseInsensitiveMatch(name, column); };
+  RowCount rows;
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    if (!isColumn.Find(element->GetLocalName(), compare)) continue;
+    rows.Add();
+    take(element->GetValue());
+  }
+}
+
+void XmlADiscoverAgentImpl::ReadDataSourceInfo(VXStringVector& dataSources) {
+  ReadColumn(L"DataSourceInfo", [&](const String& value) { dataSources.push_back(value); });
+}
+
+void XmlADiscoverAgentImpl::ReadDataSourceName(VXStringVector& dataSources) {
+  ReadColumn(L"DataSourceName", [&](const String& value) { dataSources.push_back(value); });
+}
+
+void XmlADiscoverAgentImpl::ReadCatalogs(VXStringVector& catalogs) {
+  ReadColumn(S_CATALOG_NAME, [&](const String& value) { catalogs.push_back(value); });
+}
+
+void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
+  ReadColumn(L"CUBE_NAME", [&](const String& value) {
+    OTCube& cube = cubes.emplace_back();
+    cube.first = value;
+    cube.second = value;
+    cube.m_bMemberNameUnique = true;
+  });
+}
+
+// Rows: columns go to the current row object; the row element, which ends after its columns, closes
+// it.
+
+template <class Row, class Make>
+void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) {
+  RefCnt<Row> row = make();
+  using Take = decltype(FindColumn(*row, String()));
+  struct Meaning {
+    bool endsRow;
+    Take take;  // null for schema elements and unknown columns
+  };
+  NameMemo<Meaning> meanings;
+  const auto resolve = [&](const String& name) {
+    if (IsCaseInsensitiveMatch(name, L"Row")) return Meaning{true, nullptr};
+    return Meaning{false, IsSchemaElement(name) ? Take() : FindColumn(*row, name)};
+  };
+  RowCount count;
+  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
+    const Meaning& meaning = meanings.Find(element->GetLocalName(), resolve);
+    if (meaning.endsRow) {
+      count.Add();
+      rows.push_back(std::move(row));
+      row = make();
+    } else if (meaning.take) {
+      meaning.take(*row, element->GetValue());
+    }
+  }
+}
+
+void XmlADiscoverAgentImpl::ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions) {
+  ReadRows(dimensions, [] { return new XmlADimension; });
+}
+
+void XmlADiscoverAgentImpl::ReadHierarchies(std::vector<RefCnt<XmlAHierarchy>>& hierarchies) {
+  ReadRows(hierarchies, [this] { return new XmlAHierarchy(m_TargetType, m_CLIType); });
+}
+
+void XmlADiscoverAgentImpl::ReadLevels(std::vector<RefCnt<XmlALevel>>& levels) {
+  ReadRows(levels, [this] { return new XmlALevel(m_TargetType, m_CLIType); });
+}
+
+void XmlADiscoverAgentImpl::ReadLevelProperties(
+    std::vector<RefCnt<XmlALevelProperty>>& properties) {
+  ReadRows(properties, [] { return new XmlALevelProperty; });
+}
+
+void XmlADiscoverAgentImpl::ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures) {
+  const bool byUniqueName = Rules().measuresByUniqueName;
+  ReadRows(measures, [=] { return new XmlAMeasure(byUniqueName); });
+}
+
+void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables) {
+  ReadRows(variables, [] { return new XmlACubeVariable; });
+}
+
+void XmlADiscoverAgentImpl::ReadMember(XmlAMember& member) {
+  // A server that is asked without a member's name answers with all members of the hierarchy.
+  NameMemo<XmlAMember::Take> columns;
+  const auto resolve = [&](const String& name) {
+    return IsSchemaElement(name) ? XmlAMember::Take() : member.FindColumn(name);
+  };
+  while (const RefCnt<SAX2XmlElement> element = NextElement())
+    if (const auto take = columns.Find(element->GetLocalName(), resolve))
+      take(member, element->GetValue());
+}

@@ -1,0 +1,299 @@
+// What one server can make an import operation do.
+
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "AgentProbe.h"
+#include "CubeScript.h"
+#include "ImportProbe.h"
+#include "Utility/Generic/ImportOperation.h"
+#include "support/Sanitized.h"
+#include "support/Settings.h"
+
+namespace {
+
+using support::Narrow;
+using support::RowsetReply;
+using support::ScriptedServer;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+std::string Rows(const std::string& row, int count) {
+  std::string rows;
+  for (int i = 0; i < count; ++i) rows += row;
+  return RowsetReply(rows);
+}
+
+struct RowCase {
+  const char* name;
+  std::string row;
+  std::function<void(XmlADiscoverAgent&)> read;
+};
+
+const std::string kEmptyRow = "<row/>";
+
+const RowCase kRowCases[] = {
+    {"data sources", "<row><DataSourceInfo>d</DataSourceInfo></row>",
+     [](XmlADiscoverAgent& agent) {
+       VXStringVector names;
+       agent.GetDataSourceInfo(names);
+     }},
+    {"catalogs", "<row><CATALOG_NAME>c</CATALOG_NAME></row>",
+     [](XmlADiscoverAgent& agent) {
+       VXStringVector names;
+       agent.GetCatalogs(names, L"D");
+     }},
+    {"cubes", "<row><CUBE_NAME>q</CUBE_NAME></row>",
+     [](XmlADiscoverAgent& agent) {
+       std::vector<OTCube> cubes;
+       agent.GetCubesOnCatalog(cubes, L"C", L"D");
+     }},
+    {"dimensions", kEmptyRow,
+     [](XmlADiscoverAgent& agent) {
+       std::vector<RefCnt<XmlADimension>> rows;
+       agent.GetDimensionsOnCatalogCube(rows, L"C", L"Q", L"D");
+     }},
+    {"hierarchies", kEmptyRow,
+     [](XmlADiscoverAgent& agent) {
+       std::vector<RefCnt<XmlAHierarchy>> rows;
+       agent.GetHierarchiesOnCatalogCube(rows, L"C", L"Q", L"D");
+     }},
+    {"measures", kEmptyRow,
+     [](XmlADiscoverAgent& agent) {
+       std::vector<RefCnt<XmlAMeasure>> rows;
+       agent.GetMeasuresOnCatalogCube(rows, L"C", L"Q", L"D");
+     }},
+    {"variables", kEmptyRow,
+     [](XmlADiscoverAgent& agent) {
+       std::vector<RefCnt<XmlACubeVariable>> rows;
+       agent.GetVariablesOnCatalogCube(rows, L"Q", L"C", L"D");
+     }},
+    {"levels", kEmptyRow,
+     [](XmlADiscoverAgent& agent) {
+       std::vector<RefCnt<XmlALevel>> rows;
+       agent.GetLevelsOnCatalogCubeHierarchy(
+           rows, L"C", L"Q", new XmlAHierarchy(ServerInfo::kTessera, ServerInfo::kCLIXMLA), L"D");
+     }},
+};
+
+TEST(Limits, OnTheRowsOfAReplyIsNamedInTheError) {
+  for (const RowCase& c : kRowCases) {
+    std::atomic<int> rows = 10;
+    ScriptedServer server(
+        [&](const support::Request&) { return support::Reply{Rows(c.row, rows)}; });
+    support::Settings settings;
+    settings.limits.maxRowsPerReply = 10;
+    AgentProbe agent(server.Url());
+    EXPECT_EQ(ErrorOf([&] { c.read(agent); }), "no error") << c.name;
+    rows = 11;
+    EXPECT_THAT(ErrorOf([&] { c.read(agent); }),
+                HasSubstr("The reply has more than 10 rows (limit maxRowsPerReply)"))
+        << c.name;
+    settings.limits.maxRowsPerReply = 0;
+    EXPECT_EQ(ErrorOf([&] { c.read(agent); }), "no error") << c.name;
+  }
+  EXPECT_EQ(ImportLimits().maxRowsPerReply, 1'000'000u);
+}
+
+/// A cube of so many hierarchies, each with one level.
+CubeScript Cube(int hierarchies) {
+  CubeScript cube;
+  std::string rows;
+  for (int i = 0; i < hierarchies; ++i) {
+    const std::string name = "[h" + std::to_string(i) + "]";
+    rows += "<row><HIERARCHY_UNIQUE_NAME>" + name +
+            "</HIERARCHY_UNIQUE_NAME><STRUCTURE>0</STRUCTURE></row>";
+    cube.levels[name] =
+        "<row><LEVEL_UNIQUE_NAME>l</LEVEL_UNIQUE_NAME><LEVEL_NUMBER>0</LEVEL_NUMBER></row>";
+  }
+  cube.hierarchies = rows;
+  return cube;
+}
+
+TEST(Limits, OnTheRequestsOfAnOperationHoldsForEachOperation) {
+  const CubeScript cube = Cube(5);
+  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  support::Settings settings;
+  ImportProbe import(server.Url(), ServerInfo::kTessera);
+  const auto errorsOf = [&](std::uint64_t limit) {
+    settings.limits.maxRequests = limit;
+    std::vector<OTXMLAHierarchy> hierarchies;
+    String errors;
+    String warnings;
+    import.GetHierarchies(hierarchies, errors, warnings);
+    return Narrow(errors);
+  };
+  // One for the hierarchies; the default member, the levels and the properties of each.
+  EXPECT_EQ(errorsOf(16), "");
+  EXPECT_EQ(errorsOf(16), "");
+  EXPECT_THAT(errorsOf(15),
+              HasSubstr("The operation needs more than 15 requests to the server (limit "
+                        "maxRequests)"));
+  EXPECT_EQ(errorsOf(0), "");
+  EXPECT_EQ(ImportLimits().maxRequests, 100'000u);
+}
+
+/// Hierarchies that are skipped, each with a warning.
+CubeScript Skipped(int hierarchies, const std::string& name) {
+  CubeScript cube;
+  std::string rows;
+  for (int i = 0; i < hierarchies; ++i)
+    rows += "<row><HIERARCHY_UNIQUE_NAME>" + name + "</HIERARCHY_UNIQUE_NAME></row>";
+  cube.hierarchies = rows;
+  return cube;
+}
+
+struct WarningCase {
+  const char* name;
+  std::size_t maxWarnings;
+  std::size_t maxCharacters;
+  std::string end;
+};
+
+TEST(Limits, OnWarningsCountsTheRest) {
+  const CubeScript cube = Skipped(20, std::string(100, 'n'));
+  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  support::Settings settings;
+  ImportProbe import(server.Url(), ServerInfo::kTessera);
+  const auto warningsOf = [&](std::size_t count, std::size_t characters) {
+    settings.limits.maxWarnings = count;
+    settings.limits.maxWarningCharacters = characters;
+    std::vector<OTXMLAHierarchy> hierarchies;
+    String errors;
+    String warnings;
+    import.GetHierarchies(hierarchies, errors, warnings);
+    EXPECT_EQ(errors, String());
+    return Narrow(warnings);
+  };
+  const std::string all = warningsOf(0, 0);
+  const std::size_t each = all.size() / 20;
+  const std::string rest = " more warnings (limits maxWarnings and maxWarningCharacters)\n";
+  EXPECT_EQ(warningsOf(20, all.size()), all);
+  EXPECT_EQ(warningsOf(5, 0), all.substr(0, 5 * each) + "and 15" + rest);
+  EXPECT_EQ(warningsOf(0, 3 * each), all.substr(0, 3 * each) + "and 17" + rest);
+}
+
+TEST(Limits, KeepALongNameFromMultiplyingInWarnings) {
+  // A megabyte of name on the wire, once as the cube's, in the warnings of two hundred hierarchies.
+  const CubeScript cube = Skipped(200, "h");
+  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  ImportProbe import(server.Url(), ServerInfo::kTessera);
+  import.SetImportChoiceInfo(L"S", L"C", String(std::wstring(1 << 20, L'q')));
+  std::vector<OTXMLAHierarchy> hierarchies;
+  String errors;
+  String warnings;
+  import.GetHierarchies(hierarchies, errors, warnings);
+  EXPECT_LT(warnings.size(), ImportLimits().maxWarningCharacters + 1000);
+}
+
+TEST(Limits, TheDeadlineEndsAnOperationInTime) {
+  using Clock = std::chrono::steady_clock;
+  struct Case {
+    const char* name;
+    std::chrono::milliseconds delay;
+    int hierarchies;
+  };
+  const Case cases[] = {{"one slow reply", std::chrono::milliseconds(10000), 1},
+                        {"many requests", std::chrono::milliseconds(20), 1000}};
+  for (const Case& c : cases) {
+    const CubeScript cube = Cube(c.hierarchies);
+    std::atomic<bool> isOver = false;
+    ScriptedServer server([&](const support::Request& request) {
+      const Clock::time_point end = Clock::now() + c.delay;
+      while (!isOver && Clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      return cube(request);
+    });
+    support::Settings settings;
+    settings.limits.deadlineSeconds = 1;
+    ImportProbe import(server.Url(), ServerInfo::kTessera);
+    std::vector<OTXMLAHierarchy> hierarchies;
+    String errors;
+    String warnings;
+    const Clock::time_point begin = Clock::now();
+    import.GetHierarchies(hierarchies, errors, warnings);
+    const auto took = Clock::now() - begin;
+    isOver = true;
+    EXPECT_THAT(Narrow(errors), HasSubstr("longer than 1 seconds (limit deadlineSeconds)"))
+        << c.name;
+    EXPECT_GE(took, std::chrono::milliseconds(1000)) << c.name;
+    EXPECT_LE(took, std::chrono::milliseconds(support::kIsSanitized ? 1500 : 1100)) << c.name;
+  }
+  EXPECT_EQ(ImportLimits().deadlineSeconds, 0u);
+}
+
+TEST(Limits, TheDeadlineEndsTheReadingOfALargeReply) {
+  std::string rows;
+  for (int i = 0; i < 200000; ++i)
+    rows += "<row><MEASURE_NAME>" + std::to_string(i) + "</MEASURE_NAME></row>";
+  ScriptedServer server({{RowsetReply(rows)}});
+  support::Settings settings;
+  settings.limits.deadlineSeconds = 1;
+  AgentProbe agent(server.Url());
+  const ImportOperation operation;
+  while (!operation.IsPastDeadline()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  agent.StartSaxParser(support::Wide(RowsetReply(rows)));
+  std::vector<RefCnt<XmlAMeasure>> measures;
+  EXPECT_THAT(ErrorOf([&] { agent.ReadMeasures(measures); }), HasSubstr("limit deadlineSeconds"));
+}
+
+std::size_t HeldMemory() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+TEST(Limits, AnIdleAgentHoldsAtMostAMebibyteWhateverHappenedBefore) {
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
+  std::string rows;
+  for (int i = 0; i < 100000; ++i)
+    rows += "<row><CATALOG_NAME>a name of a catalog</CATALOG_NAME></row>";
+  const std::string replies[] = {
+      RowsetReply(rows),
+      RowsetReply(rows + "<faultstring>late</faultstring>"),
+      "<root>" + rows,
+      "<root>" + rows + "</root><",
+      "<root><CATALOG_NAME>" + std::string(7 << 20, 'x') + "</CATALOG_NAME></root",
+      std::string(7 << 20, 'x'),
+  };
+  for (const std::string& reply : replies) {
+    ScriptedServer server({{reply}});
+    auto agent = std::make_unique<AgentProbe>(server.Url());
+    VXStringVector catalogs;
+    ErrorOf([&] { agent->GetCatalogs(catalogs, L"d"); });
+    catalogs = VXStringVector();
+    const std::size_t idle = HeldMemory();
+    agent.reset();
+    EXPECT_LT(idle, HeldMemory() + (1 << 20)) << reply.substr(0, 50) << reply.size();
+  }
+}
+
+TEST(Limits, AForkedChildCanDeleteInheritedObjectsAndExit) {
+  const CubeScript cube = Cube(2);
+  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  auto import = std::make_unique<ImportProbe>(server.Url(), ServerInfo::kTessera);
+  std::vector<OTXMLAHierarchy> hierarchies;
+  String errors;
+  String warnings;
+  import->GetHierarchies(hierarchies, errors, warnings);
+  ASSERT_EQ(errors, String());
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(10);
+    import.reset();
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  // The parent's connection still works.
+  import->GetHierarchies(hierarchies, errors, warnings);
+  EXPECT_EQ(errors, String());
+  EXPECT_EQ(hierarchies.size(), 2u);
+}
+
+}  // namespace

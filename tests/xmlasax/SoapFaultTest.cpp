@@ -1,0 +1,144 @@
+// Which replies are failures, and that a failure never looks like an empty result.
+
+#include "AgentProbe.h"
+
+namespace {
+
+using support::FaultReply;
+using support::RowsetReply;
+using support::ScriptedServer;
+using testing::HasSubstr;
+
+std::string Envelope(const std::string& inner) {
+  return "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\"><s:Body>" + inner +
+         "</s:Body></s:Envelope>";
+}
+
+std::string Soap12(const std::string& code, const std::string& text) {
+  return Envelope("<s:Fault><s:Code><s:Value>" + code +
+                  "</s:Value><s:Subcode><s:Value>sub</s:Value></s:Subcode></s:Code><s:Reason>"
+                  "<s:Text xml:lang=\"en\">" +
+                  text + "</s:Text><s:Text xml:lang=\"de\">nein</s:Text></s:Reason></s:Fault>");
+}
+
+/// A rowset without rows that carries an error, as XMLA has it.
+std::string Exception(const std::string& error) {
+  return RowsetReply("<Exception/><Messages>" + error + "</Messages>");
+}
+
+const std::string kRows =
+    "<row><CATALOG_NAME>one</CATALOG_NAME><Value>v</Value><Text>t</Text>"
+    "<Description>d</Description></row>";
+
+struct ReplyCase {
+  const char* name;
+  std::string body;
+  int status;
+  std::string error;  // the beginning of the error text; empty: the rows are read
+};
+
+std::string Fault(const std::string& code, const std::string& text) {
+  return "[64203] The server refused the request with the SOAP fault " + code + ", \"" + text +
+         "\".";
+}
+
+const ReplyCase kReplies[] = {
+    {"rows", RowsetReply(kRows), 200, ""},
+    {"fault of SOAP 1.1", FaultReply("c", "t"), 200, Fault("c", "t")},
+    {"the same with status 500", FaultReply("c", "t"), 500, Fault("c", "t")},
+    {"fault of SOAP 1.2", Soap12("c", "t"), 200, Fault("c", "t")},
+    {"the same with status 500", Soap12("c", "t"), 500, Fault("c", "t")},
+    {"the same with status 401", Soap12("c", "t"), 401, Fault("c", "t")},
+    {"a reason alone", Soap12("", "t"), 503, Fault("", "t")},
+    {"a code alone", Soap12("c", ""), 503, Fault("c", "")},
+    {"SOAP 1.2 without texts", Envelope("<s:Fault/>"), 200, Fault("", "")},
+    {"SOAP 1.2 without texts, status 500", Envelope("<s:Fault/>"), 500, "HTTP 500 "},
+    {"SOAP 1.1 without texts", FaultReply("", "") + "", 200, ""},
+    {"SOAP 1.1 without texts, status 500", FaultReply("", ""), 500, "HTTP 500 "},
+    {"SOAP 1.1 without texts, status 401", FaultReply("", ""), 401, "HTTP 401 "},
+    {"SOAP 1.1 without texts, status 403", FaultReply("", ""), 403, "HTTP 403 "},
+    {"SOAP 1.1 without texts, status 503", FaultReply("", ""), 503, "HTTP 503 "},
+    {"null", RowsetReply(kRows + "<faultcode>c</faultcode><faultstring>NULL</faultstring>"), 200,
+     ""},
+    {"null, status 500", FaultReply("c", "null"), 500, "HTTP 500 "},
+    {"rows with status 500", RowsetReply(kRows), 500, "HTTP 500 "},
+    {"broken XML with status 500", "<a><b></a>", 500, "HTTP 500 "},
+    {"a fault behind rows", RowsetReply(kRows + "<faultstring>late</faultstring>"), 200,
+     Fault("", "late")},
+    {"a fault of SOAP 1.2 behind rows",
+     RowsetReply(kRows + "<Fault><Value>c</Value><Text>t</Text></Fault>"), 200, Fault("c", "t")},
+    {"an exception with attributes",
+     Exception("<Error ErrorCode=\"3238658121\" Description=\"not &lt;here&gt; &amp; there\"/>"),
+     200, Fault("3238658121", "not <here> & there")},
+    {"an exception with elements",
+     Exception("<Error><ErrorCode>1</ErrorCode><Description>t</Description></Error>"), 200,
+     Fault("1", "t")},
+    {"the first of two errors counts",
+     Exception("<Error Description=\"a\" ErrorCode=\"1\"/><Error ErrorCode=\"2\"/>"), 200,
+     Fault("1", "a")},
+    {"an exception around its error",
+     RowsetReply("<Exception><Error ErrorCode=\"1\" Description=\"t\"/></Exception>"), 200,
+     Fault("1", "t")},
+    {"an exception without error", Exception(""), 200, Fault("", "")},
+    {"an exception behind rows",
+     RowsetReply(kRows + "<Exception/><Error ErrorCode=\"7\" Description=\"late\"/>"), 200,
+     Fault("7", "late")},
+    {"an error in a row alone",
+     RowsetReply("<row><CATALOG_NAME>one</CATALOG_NAME><X><Error ErrorCode=\"7\"/></X></row>"), 200,
+     ""},
+    {"no XML after a fault", FaultReply("c", "t") + "<", 200, "[46100] "},
+};
+
+TEST(Failure, NeverLooksLikeAnEmptyResult) {
+  for (const ReplyCase& c : kReplies) {
+    ScriptedServer server({{c.body, c.status}});
+    AgentProbe agent(server.Url());
+    VXStringVector catalogs{L"from before"};
+    const std::string error = ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); });
+    if (c.error.empty()) {
+      EXPECT_EQ(error, "no error") << c.name;
+    } else {
+      EXPECT_THAT(error, testing::StartsWith(c.error)) << c.name << ", status " << c.status;
+      EXPECT_TRUE(catalogs.empty()) << c.name;
+    }
+  }
+}
+
+/// What a failed reply had before its failure reaches nobody.
+TEST(Failure, LeavesNothingOfItsReplyInTheCallersObjects) {
+  const std::string fault = "<faultstring>late</faultstring>";
+  const std::string property =
+      "<row><PropertyName>ProviderName</PropertyName><Value>new</Value></row>";
+  ScriptedServer server([&](const support::Request& request) {
+    if (request.body.find("MDSCHEMA_MEMBERS") != std::string::npos)
+      return support::Reply{RowsetReply("<row><MEMBER_TYPE>2</MEMBER_TYPE></row>" + fault)};
+    if (request.body.find("MDSCHEMA_LEVELS") != std::string::npos)
+      return support::Reply{RowsetReply("<row><LEVEL_UNIQUE_NAME>l</LEVEL_UNIQUE_NAME></row>")};
+    return support::Reply{RowsetReply(property + "<row/>" + fault)};
+  });
+  AgentProbe agent(server.Url());
+  String name = L"old";
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetProviderName(name); }), 64203);
+  EXPECT_EQ(name, String(L"old"));
+  const RefCnt<XmlAMember> member(new XmlAMember);
+  EXPECT_EQ(
+      ErrorNumberOf([&] { agent.GetMemberOnCatalogCubeHierarchy(member, L"C", L"Q", L"H", L"D"); }),
+      64203);
+  EXPECT_EQ(member->GetMemberType(), 0);
+  // A failed properties request keeps the levels, but gives them no property.
+  std::vector<RefCnt<XmlALevel>> levels;
+  EXPECT_EQ(ErrorNumberOf([&] {
+              agent.GetLevelsOnCatalogCubeHierarchy(
+                  levels, L"C", L"Q", new XmlAHierarchy(ServerInfo::kTessera, ServerInfo::kCLIXMLA),
+                  L"D");
+            }),
+            64203);
+  ASSERT_EQ(levels.size(), 1u);
+  EXPECT_EQ(levels[0]->GetNumOfProperties(), 0u);
+  std::vector<RefCnt<XmlAMeasure>> measures;
+  EXPECT_EQ(ErrorNumberOf([&] { agent.GetMeasuresOnCatalogCube(measures, L"C", L"Q", L"D"); }),
+            64203);
+  EXPECT_TRUE(measures.empty());
+}
+
+}  // namespace
