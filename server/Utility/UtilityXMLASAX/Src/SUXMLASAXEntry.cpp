@@ -1,3 +1,5 @@
+#include <optional>
+#include <tuple>
 #include <utility>
 
 #include "Import/OTXMLAImportEntry.h"
@@ -9,21 +11,26 @@ namespace {
 
 constexpr int kMessageSoapFault = 64203;
 
-/// True when the provider told its name; false when it answered without one or with a fault.
-bool AskIdentity(const String& url, const String& user, const String& password,
-                 ServerInfo::TargetType target, ServerInfo::CLIType cliType,
-                 std::pair<String, String>& identity, ErrorMessage& fault) {
-  const XmlADiscoverAgentHeap agent =
-      XmlADiscoverAgent::Create(url, user, password, target, cliType, false);
-  try {
-    agent->GetProviderInfomation(identity);
-  } catch (const ErrorMessage& error) {
-    if (error.GetNumber() != kMessageSoapFault) throw;
-    fault = error;
-    return false;
+/// What a provider says about itself when it is asked as `target`. A fault is kept: the name may be
+/// known by then.
+struct Answer {
+  Answer(const String& url, const String& user, const String& password,
+         ServerInfo::TargetType target, ServerInfo::CLIType cliType) {
+    const XmlADiscoverAgentHeap agent =
+        XmlADiscoverAgent::Create(url, user, password, target, cliType, false);
+    try {
+      agent->GetProviderInfomation(identity);
+    } catch (const ErrorMessage& error) {
+      if (error.GetNumber() != kMessageSoapFault) throw;
+      fault = error;
+    }
   }
-  return !identity.first.empty();
-}
+
+  bool HasName() const { return !identity.first.empty(); }
+
+  std::pair<String, String> identity;  // name and version
+  std::optional<ErrorMessage> fault;
+};
 
 }  // namespace
 
@@ -34,21 +41,16 @@ bool OTXMLAIdentifyProvider(const String& url, const String& user, const String&
                             String& errors) {
   const ImportOperation operation;
   try {
-    std::pair<String, String> told;
-    ErrorMessage fault{String()};
-    if (!AskIdentity(url, user, password, ServerInfo::kTessera, cliType, told, fault)) {
-      // The Tamarind family answers another question.
-      fault = ErrorMessage(String());
-      std::pair<String, String> second;
-      if (!AskIdentity(url, user, password, ServerInfo::kTamarind7, cliType, second, fault) &&
-          fault.GetNumber() != 0 && second.first.empty())
-        throw fault;
-      if (second.second.empty()) second.second = told.second;
-      told = second;
+    Answer answer(url, user, password, ServerInfo::kTessera, cliType);
+    if (!answer.HasName()) {
+      // The Tamarind family tells its name elsewhere.
+      Answer second(url, user, password, ServerInfo::kTamarind7, cliType);
+      if (!second.HasName() && second.fault) throw *second.fault;
+      if (second.identity.second.empty()) second.identity.second = answer.identity.second;
+      answer = second;
     }
-    identity.name = told.first;
-    identity.version = told.second;
-    identity.target = OTXMLAAnaTamImportAPI::DetectTargetType(told.first, told.second);
+    std::tie(identity.name, identity.version) = answer.identity;
+    identity.target = OTXMLAAnaTamImportAPI::DetectTargetType(identity.name, identity.version);
     return true;
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);

@@ -30,8 +30,15 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
 
  private:
   friend class SAX2ElementReader;
-  /// Shows an element of the reader's block.
-  void Show(const String& name, const char* bytes, std::size_t count) noexcept;
+  /// The text that was made last of a value in the reader's block.
+  struct Made {
+    const char* bytes = nullptr;
+    std::size_t byteCount = 0;
+    String text;
+  };
+
+  /// Shows an element of the reader's block. `last` belongs to the element's name.
+  void Show(const String& name, const char* bytes, std::size_t byteCount, Made& last) noexcept;
   void Decode() const;
   /// Takes copies of its texts, so that the block can go.
   void Detach();
@@ -43,6 +50,7 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
   mutable String m_value;
   const char* m_bytes = nullptr;        // the value in the reader's block ...
   mutable std::size_t m_byteCount = 0;  // ... until it is decoded
+  Made* m_last = nullptr;
   Kind m_kind;
 };
 
