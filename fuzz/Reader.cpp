@@ -17,7 +17,6 @@ using fuzz::Require;
 
 struct Reading {
   std::string elements;
-  std::string named;  // those of them that have one of the names below
   std::size_t count = 0;
   bool failed = false;
   bool cancelled = false;
@@ -29,14 +28,6 @@ void Describe(const SAX2XmlElement& element, std::string& text) {
     text += BaseStringUtil::StringToStdString(part, BaseStringUtil::kCodePageUTF8).view();
     text += '|';
   }
-}
-
-constexpr String::View kNames[] = {L"A", L"faultstring"};
-
-void DescribeNamed(const SAX2XmlElement& element, std::string& text) {
-  for (const String::View name : kNames)
-    if (BaseStringUtil::IsCaseInsensitiveMatch(element.GetLocalName(), name))
-      Describe(element, text);
 }
 
 /// Reads until the end, or calls `stop` once so many elements have come.
@@ -52,7 +43,6 @@ Reading Read(SAX2XmlReadDriver& driver, std::size_t stopAt, Stop stop) {
     reading.cancelled = element->IsCancel();
     if (reading.failed || reading.cancelled) continue;
     Describe(*element, reading.elements);
-    DescribeNamed(*element, reading.named);
     ++reading.count;
   }
 }

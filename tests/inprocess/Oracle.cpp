@@ -52,11 +52,16 @@ struct Census {
     bool isCounted = false;
     bool isFaultCode = false;
     bool isFaultText = false;
+    bool isFault = false;
+    bool isException = false;
+    bool isError = false;
   };
 
   String::View countedName;
   std::size_t counted = 0;
   std::size_t depth = 0;
+  bool hasSoap11Texts = false;
+  bool isOtherFailure = false;  // a fault in another form than SOAP 1.1, or an exception
   std::wstring faultCode;
   std::wstring faultText;
   std::wstring* elements = nullptr;
@@ -64,7 +69,7 @@ struct Census {
   std::unordered_map<const xmlChar*, NameKind> kinds;
 
   void Visit(const xmlNode* node, std::size_t level);
-  const NameKind& KindOf(const xmlChar* name);
+  const NameKind& KindOf(const xmlNode* element);
 };
 
 /// The element's own text; runs of blanks beside child elements do not count.
@@ -97,10 +102,11 @@ bool IsInsideNamesOnly(wchar_t c) {
 
 /// A prefix that the document does not declare is left in the name by the XML library. A name that
 /// only looks like one with a prefix has none.
-std::wstring LocalName(const xmlNode* element) {
-  const std::wstring name = PlainDecode(AsText(element->name));
+template <class Node>
+std::wstring LocalName(const Node* node) {
+  const std::wstring name = PlainDecode(AsText(node->name));
   const std::size_t colon = name.find(L':');
-  if (element->ns || colon == std::wstring::npos || colon == 0) return name;
+  if (node->ns || colon == std::wstring::npos || colon == 0) return name;
   const std::wstring local = name.substr(colon + 1);
   return local.empty() || IsInsideNamesOnly(local.front()) ? name : local;
 }
@@ -109,8 +115,19 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
   for (; node; node = node->next) {
     if (node->type != XML_ELEMENT_NODE) continue;
     depth = std::max(depth, level);
+    const NameKind kind = KindOf(node);
+    // The attributes of an error are delivered like children in front of it.
+    for (const xmlAttr* one = kind.isError ? node->properties : nullptr; one; one = one->next) {
+      const std::unique_ptr<xmlChar, decltype(xmlFree)> value(
+          xmlNodeListGetString(node->doc, one->children, 1), xmlFree);
+      if (elements) {
+        *elements +=
+            LocalName(one) + L"|" + PlainDecode(value ? AsText(value.get()) : std::string()) + L"|";
+      }
+    }
     Visit(node->children, level + 1);
-    const NameKind& kind = KindOf(node->name);
+    hasSoap11Texts = hasSoap11Texts || kind.isFaultCode || kind.isFaultText;
+    isOtherFailure = isOtherFailure || kind.isException || (kind.isFault && !hasSoap11Texts);
     counted += kind.isCounted ? 1 : 0;
     if (kind.isFaultCode) faultCode = OwnText(node);
     if (kind.isFaultText) faultText += OwnText(node);
@@ -119,14 +136,15 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
 }
 
 /// Equal names of a document have one address.
-const Census::NameKind& Census::KindOf(const xmlChar* name) {
-  const auto [found, isNew] = kinds.try_emplace(name);
+const Census::NameKind& Census::KindOf(const xmlNode* element) {
+  const auto [found, isNew] = kinds.try_emplace(element->name);
   if (isNew) {
     using BaseStringUtil::IsCaseInsensitiveMatch;
-    const std::wstring text = PlainDecode(AsText(name));
-    found->second = {IsCaseInsensitiveMatch(text, countedName),
-                     IsCaseInsensitiveMatch(text, L"faultcode"),
-                     IsCaseInsensitiveMatch(text, L"faultstring")};
+    const std::wstring text = LocalName(element);
+    found->second = {
+        IsCaseInsensitiveMatch(text, countedName),    IsCaseInsensitiveMatch(text, L"faultcode"),
+        IsCaseInsensitiveMatch(text, L"faultstring"), IsCaseInsensitiveMatch(text, L"Fault"),
+        IsCaseInsensitiveMatch(text, L"Exception"),   IsCaseInsensitiveMatch(text, L"Error")};
   }
   return found->second;
 }
@@ -175,8 +193,9 @@ Verdict JudgeDocument(std::string_view given, String::View countedName, std::wst
   census.elements = elements;
   census.Visit(document->children, 1);
   verdict.counted = census.counted;
-  const bool isFault = !(census.faultCode.empty() && census.faultText.empty()) &&
-                       !BaseStringUtil::IsCaseInsensitiveMatch(census.faultText, L"null");
+  const bool isFault =
+      !(census.faultCode.empty() && census.faultText.empty() && !census.isOtherFailure) &&
+      !BaseStringUtil::IsCaseInsensitiveMatch(census.faultText, L"null");
   verdict.kind = document->intSubset || census.depth > kMaxDepth ? Verdict::kRefused
                  : isFault                                       ? Verdict::kFault
                                                                  : Verdict::kRows;
