@@ -203,6 +203,7 @@ class HTTPTransfer::Session {
     return CURL_WRITEFUNC_ERROR;
   }
   CURLcode Run();
+  void ForgetRefusal();
   CURLcode RunOnce();
   CURLcode Wait();
   void MarkResolverSockets();
@@ -234,6 +235,7 @@ class HTTPTransfer::Session {
   NarrowString* m_body = nullptr;  // of the answer that is received
   String m_logInRefused;
   bool m_basicInClear = false;  // in this exchange
+  bool m_wasDigestRefused = false;
   HTTPFailure m_end = HTTPFailure::kNone;
   Clock::time_point m_lastActivity;
 };
@@ -498,7 +500,18 @@ void HTTPTransfer::Session::MarkResolverSockets() {
       CloseOnExec::MarkPair(descriptor);
 }
 
+/// After a refusal of Digest, libcurl takes the next offer for one that it has read already, and
+/// overlooks its nonce. A copy of the handle has its settings alone.
+void HTTPTransfer::Session::ForgetRefusal() {
+  CURL* const fresh = curl_easy_duphandle(m_easy);
+  if (!fresh) throw std::bad_alloc();
+  curl_easy_cleanup(m_easy);
+  m_easy = fresh;
+  m_wasDigestRefused = false;
+}
+
 CURLcode HTTPTransfer::Session::RunOnce() {
+  if (m_wasDigestRefused) ForgetRefusal();
   m_body->clear();
   m_head.BeginRequest();
   m_reason[0] = '\0';
@@ -570,6 +583,7 @@ bool HTTPTransfer::Session::LogsInAgain(CURLcode code) {
         L"former one again";
   }
   if (isInClear && !m_allowsBasicInClear) offered &= ~static_cast<unsigned int>(kAuthBasic);
+  if (logIn.Scheme() == kAuthDigest) m_wasDigestRefused = true;
   return logIn.OnRefusal(offered);
 }
 
