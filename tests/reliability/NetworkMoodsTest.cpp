@@ -31,6 +31,7 @@ constexpr char kUnanswered[] = "The server closed the connection without an answ
 constexpr char kCut[] = "The connection was cut in the middle of the reply: ";
 constexpr char kBroken[] = "The connection broke while the reply was read: ";
 constexpr char kFault[] = "[64203] The server refused the request with the SOAP fault ";
+constexpr char kTooTight[] = "as long as its compressed form (limit maxCompressionRatio): ";
 constexpr char kNoXml[] = "[46100] The server's reply could not be read as XML: ";
 
 // The time-out is one second.
@@ -61,9 +62,9 @@ constexpr MoodCase kCases[] = {
     {"no-length", nullptr},
     {"chunked", nullptr},
     {"broken-chunks", "Illegal or missing hexadecimal sequence in chunked-encoding: "},
-    {"endless-head", "Too large response headers: ", 2},
-    {"bomb:1", nullptr},
-    {"bomb:64", "the text of the element Envelope is longer than 8388608 characters", 2},
+    {"endless-head", "more than 307200 bytes of headers (limit maxHeaderBytes): ", 2},
+    {"bomb:1", kTooTight},
+    {"bomb:64", kTooTight, 2},
     {"fault", kFault},
     {"fault-500", kFault},
     {"garble", kNoXml},

@@ -1,12 +1,14 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 
 #include "Cancellation.h"
+#include "HTTPProxy.h"
 #include "HTTPStatus.h"
 #include "HTTPTransfer.h"
 #include "HTTPUrl.h"
 #include "MessageCatalogue.h"
 #include "ReplyCharset.h"
 #include "ReplyKind.h"
+#include "Secret.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportSettings.h"
@@ -30,6 +32,12 @@ String Joined(const std::vector<std::string>& names) {
   return text;
 }
 
+/// For what a server may make as long as it likes.
+String Shortened(const String& text) {
+  constexpr std::size_t kMost = 512;
+  return text.size() <= kMost ? text : text.substr(0, kMost) + L"...";
+}
+
 /// What went wrong and what to try; no text when nothing went wrong.
 struct Verdict {
   String what;
@@ -41,13 +49,14 @@ Verdict JudgeStatus(const HTTPAnswer& answer) {
   if (answer.status == 401 || answer.status == 407) {
     verdict.what += answer.schemes.empty() ? String(L", no way to log in is offered")
                                            : L", log-in offered: " + Joined(answer.schemes);
+    if (!answer.logInRefused.empty()) verdict.advice = answer.logInRefused;
   } else if (!answer.redirectTarget.empty()) {
-    verdict.what += L", points to " + answer.redirectTarget;
+    verdict.what += L", points to " + Shortened(answer.redirectTarget);
   }
   return verdict;
 }
 
-/// Judges a body that came with a status of success.
+/// What speaks against a body that should be XML.
 Verdict JudgeBody(const HTTPAnswer& answer) {
   const std::string_view body = answer.body.view();
   const wchar_t* const kCheckURL = L"check that the URL is that of an XML for Analysis service";
@@ -69,25 +78,49 @@ Verdict JudgeBody(const HTTPAnswer& answer) {
   return {};
 }
 
+/// What came, and whether the caller may look into it.
+struct Judgement {
+  Verdict verdict;
+  bool hasReply;
+};
+
 /// Judges the whole answer; on the way its body becomes UTF-8.
-Verdict Judge(HTTPAnswer& answer) {
+Judgement Judge(HTTPAnswer& answer, std::uint64_t maxReplyBytes) {
   const bool isSuccess = answer.status >= 200 && answer.status < 300;
-  if (!answer.failure.empty()) {
+  if (answer.failure != HTTPFailure::kNone) {
     // A server that refuses a request often cuts the connection: its status says more than that.
-    if (answer.gaveUp || answer.status < 300) return {answer.failure, answer.advice};
-    return JudgeStatus(answer);
+    if (IsOwnDoing(answer.failure) || answer.status < 300)
+      return {{answer.failureText, answer.advice}, false};
+    return {JudgeStatus(answer), false};
   }
   String charset;
   const bool isText = MakeReplyUTF8(answer.body, answer.contentType, charset);
-  if (IsThreadToStop()) return {kCancelledText, L""};  // then the text may be unfinished
-  if (isSuccess && !isText) {
-    return {L"The reply is in the charset \"" + charset + L"\", which is not known here",
-            L"have the server answer in UTF-8"};
+  if (IsThreadToStop()) return {{kCancelledText, L""}, false};  // the text may be unfinished
+  if (maxReplyBytes != 0 && answer.body.size() > maxReplyBytes) {
+    return {{L"The reply in UTF-8 is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
+                 L" bytes (limit maxReplyBytes)",
+             L"choose a smaller part of the server's metadata"},
+            false};
   }
-  if (isSuccess) return JudgeBody(answer);
-  const bool isFault = isText && ReplyKind::HoldsSOAPFault(answer.body.view());
-  if (IsThreadToStop()) return {kCancelledText, L""};
-  return isFault ? Verdict{} : JudgeStatus(answer);
+  if (isSuccess && !isText) {
+    return {{L"The reply is in the charset \"" + charset + L"\", which is not known here",
+             L"have the server answer in UTF-8"},
+            false};
+  }
+  const Verdict body = JudgeBody(answer);
+  if (isSuccess) return {body, body.what.empty()};
+  return {JudgeStatus(answer), isText && body.what.empty()};
+}
+
+constexpr const wchar_t* kSourceFile = L"HTTPClientWrapper.cpp";
+
+/// Control characters would end a header line: the rest would be another header, or a request.
+void RefuseControlCharacters(const String& text, const wchar_t* name) {
+  if (!HTTPUrl::HasControlCharacter(text.view())) return;
+  SUGThrow(ErrorMessage(String(L"The ") + name +
+                        L" contains a control character, such as a line break, and cannot be "
+                        L"used: check how it was entered"),
+           kSourceFile, __LINE__);
 }
 
 }  // namespace
@@ -96,7 +129,9 @@ class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
        const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
-      : m_shownURL(shownURL), m_transfer(url, user, password, timeoutSeconds, options) {}
+      : m_shownURL(shownURL),
+        m_maxReplyBytes(options.maxReplyBytes),
+        m_transfer(url, user, password, timeoutSeconds, options) {}
 
   void SetHeaderLines(const String& lines) {
     if (lines == m_headerLines) return;
@@ -110,9 +145,9 @@ class HTTPClientWrapper::Impl {
     HTTPAnswer answer;
     m_transfer.Post(body, answer);
     const std::uint64_t received = answer.body.size();
-    const Verdict verdict = Judge(answer);
+    const auto [verdict, hasReply] = Judge(answer, m_maxReplyBytes);
+    reply = hasReply ? answer.body : NarrowString();
     const bool ok = verdict.what.empty();
-    reply = ok ? answer.body : NarrowString();
     if (!ok) error = ErrorText(verdict);
     if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver) {
       HTTPExchangeInfo info;
@@ -127,9 +162,10 @@ class HTTPClientWrapper::Impl {
       info.totalSeconds = answer.totalSeconds;
       info.ok = ok;
       if (!ok) info.error = error;
+      info.basicInClear = answer.basicInClear;
       observer->OnExchange(info);
     }
-    return ok;
+    return hasReply;
   }
 
  private:
@@ -140,6 +176,7 @@ class HTTPClientWrapper::Impl {
   }
 
   const String m_shownURL;
+  const std::uint64_t m_maxReplyBytes;
   String m_subject;
   String m_headerLines;  // that the transfer has
   HTTPTransfer m_transfer;
@@ -149,21 +186,37 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
                                      std::uint32_t timeoutSeconds,
                                      const HTTPClientOptions* options) {
   String cleanURL = url;
-  String urlUser;
-  String urlPassword;
+  Secret<String> urlUser;
+  Secret<String> urlPassword;
   const bool usable = TakeCredentials(cleanURL, urlUser, urlPassword);
   const String shown = HTTPUrl::ForDisplay(cleanURL);
   if (!usable) {
     SUGThrow(ErrorMessage(L"The URL of the service cannot be used, it must look like "
                           L"http://host/path or https://host/path: " +
                           shown),
-             L"HTTPClientWrapper.cpp", __LINE__);
+             kSourceFile, __LINE__);
   }
-  const bool given = !user.empty();
-  m_impl =
-      std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), ToUTF8(given ? user : urlUser),
-                             ToUTF8(given ? password : urlPassword), timeoutSeconds,
-                             options ? *options : ImportSettings::Current().http);
+  const String& usedUser = user.empty() ? urlUser : user;
+  const String& usedPassword = user.empty() ? urlPassword : password;
+  RefuseControlCharacters(usedUser, L"user name");
+  RefuseControlCharacters(usedPassword, L"password");
+
+  const HTTPClientOptions& given = options ? *options : ImportSettings::Current().http;
+  const Secret<String> proxy(given.proxy ? String(*given.proxy)
+                                         : HTTPProxy::OfEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
+  HTTPClientOptions all = given;
+  all.proxy = proxy;
+  Secret<String> proxyUser;
+  Secret<String> proxyPassword;
+  HTTPProxy::GetCredentials(proxy, proxyUser, proxyPassword);
+  RefuseControlCharacters(proxyUser, L"proxy's user name");
+  RefuseControlCharacters(proxyPassword, L"proxy's password");
+  RefuseControlCharacters(proxy, L"proxy's URL");
+
+  const Secret<NarrowString> narrowUser(ToUTF8(usedUser));
+  const Secret<NarrowString> narrowPassword(ToUTF8(usedPassword));
+  m_impl = std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), narrowUser, narrowPassword,
+                                  timeoutSeconds, all);
 }
 
 HTTPClientWrapper::~HTTPClientWrapper() = default;

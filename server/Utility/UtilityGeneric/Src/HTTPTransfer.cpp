@@ -2,19 +2,28 @@
 
 #include <curl/curl.h>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
-#include <utility>
 
 #include "Cancellation.h"
+#include "CloseOnExec.h"
+#include "HTTPCookies.h"
+#include "HTTPLogIn.h"
+#include "HTTPProxy.h"
+#include "HTTPReplyHead.h"
 #include "HTTPStatus.h"
 #include "HTTPUrl.h"
+#include "Secret.h"
 #include "SignalBlock.h"
 #include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
@@ -29,18 +38,52 @@ using Clock = std::chrono::steady_clock;
 constexpr int kSliceMilliseconds = 40;
 constexpr long kReceiveBuffer = 128L * 1024;
 constexpr int kMostLogInRounds = 6;
-/// Of headers behind a reply, which libcurl keeps without a bound of its own.
-constexpr std::size_t kMostTrailerBytes = 300UL * 1024;
-constexpr unsigned long kAllSchemes =
-    CURLAUTH_NEGOTIATE | CURLAUTH_NTLM | CURLAUTH_DIGEST | CURLAUTH_BASIC;
+/// A shorter reply may be packed as tightly as it likes.
+constexpr std::uint64_t kShortReply = std::uint64_t{1} << 20;
 
-/// The strongest of the schemes in the mask; 0 when there is none.
-unsigned long Strongest(unsigned long schemes) {
-  constexpr unsigned long kOrder[] = {CURLAUTH_NEGOTIATE, CURLAUTH_DIGEST, CURLAUTH_NTLM,
-                                      CURLAUTH_BASIC};  // libcurl's own
-  for (const unsigned long scheme : kOrder)
-    if ((schemes & scheme) != 0) return scheme;
-  return 0;
+struct Scheme {
+  unsigned long curls;
+  unsigned int ours;
+};
+constexpr Scheme kSchemes[] = {{CURLAUTH_BASIC, kAuthBasic},
+                               {CURLAUTH_DIGEST, kAuthDigest},
+                               {CURLAUTH_NTLM, kAuthNTLM},
+                               {CURLAUTH_NEGOTIATE, kAuthNegotiate}};
+
+long ForCurl(unsigned int schemes) {
+  unsigned long set = CURLAUTH_NONE;
+  for (const Scheme& scheme : kSchemes)
+    if ((schemes & scheme.ours) != 0) set |= scheme.curls;
+  return static_cast<long>(set);
+}
+
+unsigned int FromCurl(long schemes) {
+  unsigned int set = 0;
+  for (const Scheme& scheme : kSchemes)
+    if ((static_cast<unsigned long>(schemes) & scheme.curls) != 0) set |= scheme.ours;
+  return set;
+}
+
+/// Without a user, only the process's own identity can be used.
+unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
+  return hasUser ? schemes : schemes & kAuthNegotiate;
+}
+
+/// With a user inside the proxy's URL, the process's identity is used only when nothing else may
+/// be.
+unsigned int ProxySchemes(const HTTPClientOptions& options) {
+  Secret<String> user;
+  Secret<String> password;
+  HTTPProxy::GetCredentials(*options.proxy, user, password);
+  const unsigned int byPassword = options.authSchemes & kAuthPasswordSchemes;
+  return UsableSchemes(!user.empty() && byPassword != 0 ? byPassword : options.authSchemes,
+                       !user.empty());
+}
+
+/// True for a date in the past, and for the first second of its count.
+bool IsPast(const std::string& date) {
+  const std::time_t seconds = curl_getdate(date.c_str(), nullptr);
+  return seconds >= 0 && seconds <= std::time(nullptr);
 }
 
 /// libcurl counts its users itself, but not under a lock in all its builds.
@@ -73,55 +116,38 @@ void KeepLibraryLoaded() noexcept {
     dlclose(handle);
 }
 
-/// True unless every connection for the URL is plain: not one for https, nor one to a proxy, which
-/// may speak TLS itself.
-bool MayUseTLS(const NarrowString& url) {
-  constexpr const char* kProxies[] = {"http_proxy", "all_proxy", "ALL_PROXY"};
-  const bool isPlain = url.view().substr(0, 5) == "http:";
-  return !isPlain || std::any_of(std::begin(kProxies), std::end(kProxies),
-                                 [](const char* name) { return std::getenv(name) != nullptr; });
-}
-
 struct FreeHeaders {
   void operator()(curl_slist* headers) const noexcept { curl_slist_free_all(headers); }
 };
 using HeaderList = std::unique_ptr<curl_slist, FreeHeaders>;
 
-struct Failure {
+struct KnownCode {
   CURLcode code;
-  const wchar_t* what;
-  const wchar_t* advice;
+  HTTPFailure failure;
+};
+constexpr KnownCode kKnownCodes[] = {
+    {CURLE_COULDNT_RESOLVE_HOST, HTTPFailure::kUnknownHost},
+    {CURLE_COULDNT_RESOLVE_PROXY, HTTPFailure::kUnknownProxy},
+    {CURLE_COULDNT_CONNECT, HTTPFailure::kNotConnected},
+    {CURLE_OPERATION_TIMEDOUT, HTTPFailure::kNotConnectedInTime},
+    {CURLE_PEER_FAILED_VERIFICATION, HTTPFailure::kUntrustedCertificate},
+    {CURLE_SSL_CACERT_BADFILE, HTTPFailure::kUnreadableCertificates},
+    {CURLE_SSL_CONNECT_ERROR, HTTPFailure::kNoTLS},
+    {CURLE_GOT_NOTHING, HTTPFailure::kNothingCame},
+    {CURLE_PARTIAL_FILE, HTTPFailure::kCut},
+    {CURLE_RECV_ERROR, HTTPFailure::kBrokenWhileReading},
+    {CURLE_SEND_ERROR, HTTPFailure::kBrokenWhileSending},
+    {CURLE_BAD_CONTENT_ENCODING, HTTPFailure::kBadCompression},
+    {CURLE_WEIRD_SERVER_REPLY, HTTPFailure::kNotHTTP},
+    {CURLE_UNSUPPORTED_PROTOCOL, HTTPFailure::kNotHTTP},
+    {CURLE_PROXY, HTTPFailure::kProxyRefuses},
 };
 
-constexpr Failure kFailures[] = {
-    {CURLE_COULDNT_RESOLVE_HOST, L"The host of the service is not known",
-     L"check the spelling of the host name"},
-    {CURLE_COULDNT_RESOLVE_PROXY, L"The host of the proxy is not known",
-     L"check the environment's proxy setting"},
-    {CURLE_COULDNT_CONNECT, L"There is no connection to the service",
-     L"check host and port, that the service is running, and the proxy if the environment names "
-     L"one"},
-    {CURLE_PEER_FAILED_VERIFICATION, L"The server's certificate is not trusted",
-     L"have the certificate put right, or name the file of its authority's certificate in "
-     L"SSL_CERT_FILE"},
-    {CURLE_SSL_CACERT_BADFILE, L"The file of trusted certificates cannot be read",
-     L"check SSL_CERT_FILE"},
-    {CURLE_SSL_CONNECT_ERROR, L"The server does not speak TLS as it should",
-     L"check that the port is one for https"},
-    {CURLE_GOT_NOTHING, L"The server closed the connection without an answer",
-     L"check that the port is that of a web server, and try again"},
-    {CURLE_PARTIAL_FILE, L"The connection was cut in the middle of the reply", L"try again"},
-    {CURLE_RECV_ERROR, L"The connection broke while the reply was read", L"try again"},
-    {CURLE_SEND_ERROR, L"The connection broke while the request was sent", L"try again"},
-    {CURLE_BAD_CONTENT_ENCODING, L"The reply's compression is broken or not known",
-     L"try again, or switch the server's compression off"},
-    {CURLE_WEIRD_SERVER_REPLY, L"The answer is not HTTP",
-     L"check that the port is that of a web server"},
-    {CURLE_UNSUPPORTED_PROTOCOL, L"The answer is not HTTP",
-     L"check that the port is that of a web server"},
-    {CURLE_PROXY, L"The proxy does not let the connection through",
-     L"check the environment's proxy setting"},
-};
+HTTPFailure FailureOf(CURLcode code) {
+  for (const KnownCode& known : kKnownCodes)
+    if (known.code == code) return known.failure;
+  return HTTPFailure::kOther;
+}
 
 String FromBytes(const char* text) {
   return BaseStringUtil::StdStringToString(NarrowString(text), BaseStringUtil::kCodePageUTF8);
@@ -145,14 +171,20 @@ class HTTPTransfer::Session {
   void Post(const NarrowString& body, HTTPAnswer& answer);
 
  private:
-  enum class End { kDone, kCancelled, kSilent, kTooLong, kLongTrailer, kOutOfMemory };
-
-  static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count, void* self);
+  static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count,
+                              void* self) noexcept;
   static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+  static int OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
+  static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
 
   template <class Value>
   void Set(CURLoption option, Value value) {
-    if (curl_easy_setopt(m_easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+    const CURLcode code = curl_easy_setopt(m_easy, option, value);
+    if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code != CURLE_OK)
+      SUGThrow(ErrorMessage(L"The HTTP library refuses a setting: " +
+                            FromBytes(curl_easy_strerror(code))),
+               L"HTTPTransfer.cpp", __LINE__);
   }
   template <class Value>
   Value Get(CURLINFO info, Value value = {}) {
@@ -161,33 +193,50 @@ class HTTPTransfer::Session {
   }
   void Configure(const NarrowString& url, const NarrowString& user, const NarrowString& password,
                  const HTTPClientOptions& options);
+  void ConfigureTLS(const HTTPClientOptions& options);
+  void ConfigureProxy(const HTTPClientOptions& options);
   void Release() noexcept;
   void MakeRoom();
+  bool IsOverRatio(std::uint64_t unseenWireBytes);
+  std::size_t Abort(HTTPFailure reason) noexcept {
+    m_end = reason;
+    return CURL_WRITEFUNC_ERROR;
+  }
   CURLcode Run();
+  void ForgetRefusal();
   CURLcode RunOnce();
   CURLcode Wait();
+  void MarkResolverSockets();
   bool IsSilent(bool wasActive);
-  bool TryOtherScheme(long status);
-  void RememberScheme();
+  bool IsServiceInClear();
+  bool LogsInAgain(CURLcode code);
   void Describe(CURLcode code, HTTPAnswer& answer);
   void DescribeFailure(CURLcode code, HTTPAnswer& answer);
-  std::vector<std::string> OfferedSchemes(const char* header, int round);
+  std::uint64_t NumberOf(HTTPFailure failure) const;
 
   const LibraryUse m_library;
   const std::uint32_t m_timeoutSeconds;
   const std::uint64_t m_maxReplyBytes;
+  const std::size_t m_maxHeaderBytes;
+  const std::uint64_t m_maxRatio;
+  const bool m_allowsBasicInClear;
+  const bool m_isServiceHTTPS;
   const bool m_mayUseTLS;
+  const bool m_isServiceHere;
+  const bool m_isProxyInClear;
   CURL* m_easy = nullptr;
   CURLM* m_multi = nullptr;
   HeaderList m_headers;
   char m_reason[CURL_ERROR_SIZE] = {};
-  bool m_hasCredentials = false;
-  unsigned long m_schemes = kAllSchemes;  // what is offered to the server next
-  int m_tries = 0;                        // of the request at work
-  NarrowString* m_body = nullptr;         // of the answer that is received
-  std::size_t m_trailerBytes = 0;         // of headers behind that answer
-  bool m_isHeadWhole = false;             // all headers in front of it have come
-  End m_end = End::kDone;
+  HTTPLogIn m_serviceLogIn;
+  HTTPLogIn m_proxyLogIn;
+  HTTPCookies m_cookies;
+  HTTPReplyHead m_head;
+  NarrowString* m_body = nullptr;  // of the answer that is received
+  String m_logInRefused;
+  bool m_basicInClear = false;  // in this exchange
+  bool m_wasDigestRefused = false;
+  HTTPFailure m_end = HTTPFailure::kNone;
   Clock::time_point m_lastActivity;
 };
 
@@ -195,12 +244,23 @@ HTTPTransfer::Session::Session(const NarrowString& url, const NarrowString& user
                                const NarrowString& password, std::uint32_t timeoutSeconds,
                                const HTTPClientOptions& options)
     : m_timeoutSeconds(timeoutSeconds),
-      m_maxReplyBytes(options.maxReplyBytes),
-      m_mayUseTLS(MayUseTLS(url)) {
+      m_maxReplyBytes(options.maxReplyBytes == 0 ? UINT64_MAX : options.maxReplyBytes),
+      m_maxHeaderBytes(options.maxHeaderBytes),
+      m_maxRatio(options.maxCompressionRatio),
+      m_allowsBasicInClear(options.allowBasicOverPlainHttp),
+      m_isServiceHTTPS(HTTPUrl::IsHTTPS(FromBytes(url.c_str()))),
+      m_mayUseTLS(m_isServiceHTTPS || !options.proxy->empty()),  // a proxy may speak it itself
+      m_isServiceHere(HTTPUrl::IsThisMachine(FromBytes(url.c_str()))),
+      m_isProxyInClear(HTTPProxy::IsInClear(*options.proxy)),
+      m_serviceLogIn(UsableSchemes(options.authSchemes, !user.empty())),
+      m_proxyLogIn(ProxySchemes(options)),
+      m_cookies(HTTPUrl::PathForRequest(url), options.maxCookies, options.maxCookieBytes),
+      m_head(options.maxHeaderBytes, m_cookies, &IsPast) {
   try {
     m_easy = curl_easy_init();
     m_multi = curl_multi_init();
     if (!m_easy || !m_multi) throw std::bad_alloc();
+    CloseOnExec::MarkPairThatGets([this] { curl_multi_wakeup(m_multi); });
     Configure(url, user, password, options);
     SetHeaderLines(NarrowString());
     // A multi handle takes CURLOPT_NOSIGNAL from the handles that it has seen. One that has seen
@@ -237,13 +297,9 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
   Set(CURLOPT_MAXREDIRS, long{kMostLogInRounds});
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(CURLOPT_ACCEPT_ENCODING, "");  // all that this libcurl knows
-  Set(CURLOPT_COOKIEFILE, "");       // cookies in memory alone
   Set(CURLOPT_POST, 1L);
   Set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
   Set(CURLOPT_TCP_KEEPALIVE, 1L);
-  // A resumed session would bring back the certificate of its first connection: one that was
-  // refused would stay so after the server got a good one.
-  Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
   Set(CURLOPT_TCP_NODELAY, 1L);
   Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   // A name server that does not answer must not hold up a cancelled transfer.
@@ -257,25 +313,45 @@ void HTTPTransfer::Session::Configure(const NarrowString& url, const NarrowStrin
   Set(CURLOPT_WRITEFUNCTION, &OnBody);
   Set(CURLOPT_WRITEDATA, this);
   curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 1L);
-  if (options.proxy) {
-    Set(CURLOPT_PROXY,
-        BaseStringUtil::StringToStdString(*options.proxy, BaseStringUtil::kCodePageUTF8).c_str());
-  }
-  if (!user.empty()) {
-    m_hasCredentials = true;
+  // Also asked in loops of libcurl that call nothing else, such as that over a proxy's refusal.
+  Set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
+  Set(CURLOPT_XFERINFODATA, this);
+  Set(CURLOPT_NOPROGRESS, 0L);
+  Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
+  // An empty user makes libcurl log in as the process.
+  if (!user.empty() || (options.authSchemes & kAuthNegotiate) != 0)
     Set(CURLOPT_USERNAME, user.c_str());
-    Set(CURLOPT_PASSWORD, password.c_str());
-  }
+  if (!user.empty()) Set(CURLOPT_PASSWORD, password.c_str());
+  ConfigureTLS(options);
+  ConfigureProxy(options);
+}
+
+/// The versions are set so that no file that OPENSSL_CONF names can lower them.
+void HTTPTransfer::Session::ConfigureTLS(const HTTPClientOptions& options) {
+  Set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+  Set(CURLOPT_PROXY_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+  // A resumed session would bring back the certificate of its first connection: one that was
+  // refused would stay so after the server got a good one.
+  Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
   NarrowString caFile =
       BaseStringUtil::StringToStdString(options.caFile, BaseStringUtil::kCodePageUTF8);
   if (caFile.empty()) {
     if (const char* const environment = std::getenv("SSL_CERT_FILE")) caFile = environment;
   }
-  if (!caFile.empty()) {
-    Set(CURLOPT_CAINFO, caFile.c_str());
-    Set(CURLOPT_PROXY_CAINFO, caFile.c_str());
-  }
-  Set(CURLOPT_PROXYAUTH, static_cast<long>(kAllSchemes));
+  if (caFile.empty()) return;
+  Set(CURLOPT_CAINFO, caFile.c_str());
+  Set(CURLOPT_PROXY_CAINFO, caFile.c_str());
+}
+
+void HTTPTransfer::Session::ConfigureProxy(const HTTPClientOptions& options) {
+  const Secret<NarrowString> proxy(
+      BaseStringUtil::StringToStdString(*options.proxy, BaseStringUtil::kCodePageUTF8));
+  Set(CURLOPT_PROXY, proxy.c_str());
+  const bool mayUseNegotiate = (options.authSchemes & kAuthNegotiate) != 0;
+  // The user inside the URL, if there is one, takes the place of this.
+  if (mayUseNegotiate) Set(CURLOPT_PROXYUSERNAME, "");
+  Set(CURLOPT_SOCKS5_AUTH,
+      static_cast<long>(mayUseNegotiate ? CURLAUTH_BASIC | CURLAUTH_GSSAPI : CURLAUTH_BASIC));
 }
 
 void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
@@ -300,19 +376,26 @@ void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
 }
 
 std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_t count,
-                                            void* self) {
+                                            void* self) noexcept {
   auto& session = *static_cast<Session*>(self);
-  const std::string_view line(bytes, count);
-  // Every status line begins another answer: a preliminary one may have had a body.
-  if (line.starts_with("HTTP/")) {
-    session.m_body->clear();
-    session.m_isHeadWhole = false;
+  if (IsThreadToStop()) return session.Abort(HTTPFailure::kCancelled);
+  try {
+    // libcurl counts the requests of a log-in as redirects.
+    const long request = session.Get<long>(CURLINFO_REDIRECT_COUNT);
+    switch (session.m_head.Take({bytes, count}, request)) {
+      case HTTPReplyHead::Verdict::kNewAnswer:
+        session.m_body->clear();  // a preliminary answer may have had one
+        break;
+      case HTTPReplyHead::Verdict::kTooLong:
+        return session.Abort(HTTPFailure::kHeadersTooLong);
+      case HTTPReplyHead::Verdict::kMalformed:
+        return session.Abort(HTTPFailure::kBadHeaderLine);
+      case HTTPReplyHead::Verdict::kGood:
+        break;
+    }
+  } catch (...) {
+    return session.Abort(HTTPFailure::kOutOfMemory);
   }
-  if (session.m_isHeadWhole && (session.m_trailerBytes += count) > kMostTrailerBytes) {
-    session.m_end = End::kLongTrailer;
-    return 0;
-  }
-  if (line == "\r\n" || line == "\n") session.m_isHeadWhole = true;
   return count;
 }
 
@@ -320,32 +403,49 @@ std::size_t HTTPTransfer::Session::OnBody(char* bytes, std::size_t, std::size_t 
                                           void* self) noexcept {
   auto& session = *static_cast<Session*>(self);
   // A small compressed piece can unfold to very much before anybody else looks.
-  if (IsThreadToStop()) {
-    session.m_end = End::kCancelled;
-    return CURL_WRITEFUNC_ERROR;
-  }
-  if (count > session.m_maxReplyBytes - session.m_body->size()) {
-    session.m_end = End::kTooLong;
-    return CURL_WRITEFUNC_ERROR;
-  }
+  if (IsThreadToStop()) return session.Abort(HTTPFailure::kCancelled);
+  if (count > session.m_maxReplyBytes - session.m_body->size())
+    return session.Abort(HTTPFailure::kReplyTooLong);
   try {
     if (session.m_body->empty()) session.MakeRoom();
     session.m_body->append(bytes, count);
   } catch (...) {
-    session.m_end = End::kOutOfMemory;
-    return CURL_WRITEFUNC_ERROR;
+    return session.Abort(HTTPFailure::kOutOfMemory);
   }
+  // Of a reply in chunks, libcurl counts what it has read lately only after it was decoded.
+  if (session.IsOverRatio(kReceiveBuffer)) return session.Abort(HTTPFailure::kRatioTooHigh);
   return count;
+}
+
+int HTTPTransfer::Session::OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
+                                      curl_off_t) noexcept {
+  auto& session = *static_cast<Session*>(self);
+  // Also the body of a refused log-in, which libcurl does not hand on.
+  const bool isTooLong = Unsigned(received) > session.m_maxReplyBytes;
+  if (isTooLong) session.m_end = HTTPFailure::kReplyTooLong;
+  if (IsThreadToStop()) session.m_end = HTTPFailure::kCancelled;
+  return session.m_end == HTTPFailure::kNone ? 0 : 1;
+}
+
+curl_socket_t HTTPTransfer::Session::OnOpenSocket(void*, curlsocktype,
+                                                  curl_sockaddr* address) noexcept {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+bool HTTPTransfer::Session::IsOverRatio(std::uint64_t unseenWireBytes) {
+  if (m_maxRatio == 0 || m_body->size() <= kShortReply) return false;
+  const std::uint64_t wire = Unsigned(Get<curl_off_t>(CURLINFO_SIZE_DOWNLOAD_T));
+  return m_body->size() / m_maxRatio > wire + unseenWireBytes;
 }
 
 /// A long body that says its length is received without moving it about. A server may lie, so there
 /// is a bound.
 void HTTPTransfer::Session::MakeRoom() {
-  constexpr curl_off_t kMostRoom = curl_off_t{256} << 20;
-  constexpr curl_off_t kRoomForDeclaration = 64;  // that its reader may put in front
-  const auto length = Get<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
+  constexpr std::uint64_t kMostRoom = std::uint64_t{256} << 20;
+  constexpr std::uint64_t kRoomForDeclaration = 64;  // that its reader may put in front
+  const std::uint64_t length = Unsigned(Get<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T));
   if (length > 0)
-    m_body->reserve(static_cast<std::size_t>(std::min(length, kMostRoom) + kRoomForDeclaration));
+    m_body->reserve(std::min({length, kMostRoom, m_maxReplyBytes}) + kRoomForDeclaration);
 }
 
 bool HTTPTransfer::Session::IsSilent(bool wasActive) {
@@ -357,19 +457,23 @@ bool HTTPTransfer::Session::IsSilent(bool wasActive) {
 
 CURLcode HTTPTransfer::Session::Wait() {
   m_lastActivity = Clock::now();
+  bool isFirst = true;
   for (;;) {
     int running = 0;
     if (curl_multi_perform(m_multi, &running) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
     if (running == 0) break;
+    if (isFirst) MarkResolverSockets();
+    isFirst = false;
     int active = 0;
     if (curl_multi_poll(m_multi, nullptr, 0, kSliceMilliseconds, &active) != CURLM_OK)
       return CURLE_OUT_OF_MEMORY;
     if (IsThreadToStop()) {
-      m_end = End::kCancelled;
+      m_end = HTTPFailure::kCancelled;
       return CURLE_ABORTED_BY_CALLBACK;
     }
     if (IsSilent(active > 0)) {
-      m_end = End::kSilent;
+      m_end =
+          Get<long>(CURLINFO_RESPONSE_CODE) == 0 ? HTTPFailure::kNoAnswer : HTTPFailure::kSilence;
       return CURLE_OPERATION_TIMEDOUT;
     }
   }
@@ -377,85 +481,117 @@ CURLcode HTTPTransfer::Session::Wait() {
   while (const CURLMsg* const message = curl_multi_info_read(m_multi, &left))
     if (message->msg == CURLMSG_DONE)
       // libcurl takes headers that end with the connection for a reply without a body.
-      return message->data.result == CURLE_OK && !m_isHeadWhole ? CURLE_PARTIAL_FILE
-                                                                : message->data.result;
+      return message->data.result == CURLE_OK && !m_head.IsWhole() ? CURLE_PARTIAL_FILE
+                                                                   : message->data.result;
   return CURLE_OUT_OF_MEMORY;
 }
 
+/// While libcurl resolves a host name, a thread of its own tells the result through a pair of
+/// sockets. It is the only thing libcurl waits for that OnOpenSocket has not opened.
+void HTTPTransfer::Session::MarkResolverSockets() {
+  fd_set readable;
+  fd_set other;
+  FD_ZERO(&readable);
+  FD_ZERO(&other);
+  int highest = -1;
+  if (curl_multi_fdset(m_multi, &readable, &other, &other, &highest) != CURLM_OK) return;
+  for (int descriptor = 0; descriptor <= highest; ++descriptor)
+    if (FD_ISSET(descriptor, &readable) && (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0)
+      CloseOnExec::MarkPair(descriptor);
+}
+
+/// After a refusal of Digest, libcurl takes the next offer for one that it has read already, and
+/// overlooks its nonce. A copy of the handle has its settings alone.
+void HTTPTransfer::Session::ForgetRefusal() {
+  CURL* const fresh = curl_easy_duphandle(m_easy);
+  if (!fresh) throw std::bad_alloc();
+  curl_easy_cleanup(m_easy);
+  m_easy = fresh;
+  m_wasDigestRefused = false;
+}
+
 CURLcode HTTPTransfer::Session::RunOnce() {
+  if (m_wasDigestRefused) ForgetRefusal();
   m_body->clear();
-  m_isHeadWhole = false;
-  m_trailerBytes = 0;
+  m_head.BeginRequest();
   m_reason[0] = '\0';
-  if (m_hasCredentials) Set(CURLOPT_HTTPAUTH, static_cast<long>(m_schemes));
+  const std::string cookies = m_cookies.ForRequest();
+  Set(CURLOPT_COOKIE, cookies.empty() ? nullptr : cookies.c_str());
+  Set(CURLOPT_HTTPAUTH, ForCurl(m_serviceLogIn.Scheme()));
+  Set(CURLOPT_PROXYAUTH, ForCurl(m_proxyLogIn.Scheme()));
   if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
   const CURLcode code = Wait();
   if (code != CURLE_OK && Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) KeepLibraryLoaded();
   curl_multi_remove_handle(m_multi, m_easy);
+  if ((m_serviceLogIn.Scheme() == kAuthBasic && IsServiceInClear()) ||
+      (m_proxyLogIn.Scheme() == kAuthBasic && m_isProxyInClear))
+    m_basicInClear = true;
   return code;
 }
 
 CURLcode HTTPTransfer::Session::Run() {
-  m_tries = 0;
+  m_head.BeginExchange();
+  m_serviceLogIn.BeginExchange();
+  m_proxyLogIn.BeginExchange();
+  m_logInRefused.clear();
+  m_basicInClear = false;
   CURLcode code;
   do {
-    ++m_tries;
     code = RunOnce();
     // libcurl replaces a kept connection that turns out to be closed, but counts these over all
     // requests and refuses every sixth time.
     if (code == CURLE_SEND_ERROR && Get<long>(CURLINFO_NUM_CONNECTS) == 0) code = RunOnce();
-  } while (code == CURLE_OK && TryOtherScheme(Get<long>(CURLINFO_RESPONSE_CODE)));
-  if (code == CURLE_OK) RememberScheme();
+  } while (LogsInAgain(code));
+  if (code == CURLE_OK && IsOverRatio(0)) {
+    m_end = HTTPFailure::kRatioTooHigh;
+    code = CURLE_WRITE_ERROR;
+  }
   return code;
 }
 
-/// After a refused log-in: true when it is worth another try with other schemes.
-bool HTTPTransfer::Session::TryOtherScheme(long status) {
-  if (!m_hasCredentials || status != 401) return false;
-  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL)) & kAllSchemes;
-  const unsigned long former = std::exchange(m_schemes, kAllSchemes);
-  if (m_tries > 1) return false;
-  if (former != kAllSchemes) {
-    // The scheme that served so far does not now: the server wants another one, or a new nonce,
-    // which libcurl has taken from this answer. Basic has nothing new to say.
-    const unsigned long next = (offered & former) != 0 ? former : Strongest(offered);
-    if (next == 0 || (next == former && former == CURLAUTH_BASIC)) return false;
-    m_schemes = next;
-    return true;
-  }
-  // Negotiate needs a ticket, which user and password do not give: the next best is no retreat.
-  // A password that a stronger scheme refused is not sent again by a weaker one.
-  const unsigned long others = offered & ~CURLAUTH_NEGOTIATE;
-  if (others == offered || others == 0) return false;
-  m_schemes = kAllSchemes & ~CURLAUTH_NEGOTIATE;
-  return true;
+/// True when others on the way can read what is sent to the service.
+bool HTTPTransfer::Session::IsServiceInClear() {
+  if (m_isServiceHTTPS) return false;
+  // A proxy may be elsewhere whatever the service's name.
+  const char* const address = Get<const char*>(CURLINFO_PRIMARY_IP);
+  const std::string_view peer = address ? address : "";
+  return !m_isServiceHere || !(peer.starts_with("127.") || peer == "::1");
 }
 
-/// The scheme that the server took is used from the beginning next time: one exchange, not two.
-void HTTPTransfer::Session::RememberScheme() {
-  if (!m_hasCredentials || Get<long>(CURLINFO_RESPONSE_CODE) == 401) return;
-  const auto offered = static_cast<unsigned long>(Get<long>(CURLINFO_HTTPAUTH_AVAIL));
-  if (const unsigned long taken = Strongest(offered & m_schemes)) m_schemes = taken;
-}
-
-std::vector<std::string> HTTPTransfer::Session::OfferedSchemes(const char* header, int round) {
-  std::vector<std::string> schemes;
-  curl_header* entry = nullptr;
-  for (std::size_t i = 0;
-       curl_easy_header(m_easy, header, i, CURLH_HEADER, round, &entry) == CURLHE_OK; ++i) {
-    const std::string_view value = entry->value;
-    std::string name(value.substr(0, std::min(value.find_first_of(" ,\t"), std::size_t{40})));
-    if (!name.empty() && std::find(schemes.begin(), schemes.end(), name) == schemes.end())
-      schemes.push_back(std::move(name));
+/// After a refused log-in: true when the request is worth another try.
+bool HTTPTransfer::Session::LogsInAgain(CURLcode code) {
+  const long status = Get<long>(CURLINFO_RESPONSE_CODE);
+  const bool isProxy = (code == CURLE_OK && status == 407) ||
+                       (status == 0 && Get<long>(CURLINFO_HTTP_CONNECTCODE) == 407);
+  if (m_end != HTTPFailure::kNone || (code != CURLE_OK && !isProxy)) return false;
+  if (!isProxy) m_proxyLogIn.OnAcceptance();
+  if (!isProxy && status != 401) {
+    m_serviceLogIn.OnAcceptance();
+    return false;
   }
-  return schemes;
+  HTTPLogIn& logIn = isProxy ? m_proxyLogIn : m_serviceLogIn;
+  unsigned int offered =
+      FromCurl(Get<long>(isProxy ? CURLINFO_PROXYAUTH_AVAIL : CURLINFO_HTTPAUTH_AVAIL));
+  const bool isInClear = isProxy ? m_isProxyInClear : IsServiceInClear();
+  if (isInClear && !m_allowsBasicInClear && offered == kAuthBasic) {
+    m_logInRefused =
+        L"a password is not sent by Basic over plain http to another machine: use https, or set "
+        L"allowBasicOverPlainHttp";
+  } else if (logIn.IsOnlyWeaker(offered)) {
+    m_logInRefused =
+        L"the password is not sent in a weaker way than before: have the server offer the "
+        L"former one again";
+  }
+  if (isInClear && !m_allowsBasicInClear) offered &= ~static_cast<unsigned int>(kAuthBasic);
+  if (logIn.Scheme() == kAuthDigest) m_wasDigestRefused = true;
+  return logIn.OnRefusal(offered);
 }
 
 void HTTPTransfer::Session::Post(const NarrowString& body, HTTPAnswer& answer) {
   std::optional<SignalBlock> noPipeSignal;
   if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   m_body = &answer.body;
-  m_end = End::kDone;
+  m_end = HTTPFailure::kNone;
   Set(CURLOPT_POSTFIELDS, body.c_str());
   Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
   const CURLcode code = Run();
@@ -473,73 +609,57 @@ void HTTPTransfer::Session::Describe(CURLcode code, HTTPAnswer& answer) {
   if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) answer.contentType = type;
   if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
     answer.redirectTarget = HTTPUrl::ForDisplay(FromBytes(target));
-  // The round that was one too many has no headers.
-  const int round = code == CURLE_TOO_MANY_REDIRECTS ? kMostLogInRounds : -1;
-  if (answer.status == 401) answer.schemes = OfferedSchemes("WWW-Authenticate", round);
-  if (answer.status == 407) answer.schemes = OfferedSchemes("Proxy-Authenticate", round);
+  answer.schemes = m_head.Schemes();
+  answer.logInRefused = m_logInRefused;
+  answer.basicInClear = m_basicInClear;
   if (code != CURLE_OK) DescribeFailure(code, answer);
 }
 
 void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
-  const String seconds = BaseStringUtil::StringFrom(m_timeoutSeconds);
-  answer.gaveUp = m_end != End::kDone;
-  switch (m_end) {
-    case End::kCancelled:
-      answer.failure = kCancelledText;
-      return;
-    case End::kTooLong:
-      answer.failure = L"The reply is longer than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
-                       L" bytes and was not read to its end";
-      answer.advice = L"choose a smaller part of the server's metadata";
-      return;
-    case End::kLongTrailer:
-      answer.failure = L"The reply is followed by more than " +
-                       BaseStringUtil::StringFrom(kMostTrailerBytes) + L" bytes of headers";
-      answer.advice = L"try again";
-      return;
-    case End::kOutOfMemory:
-      answer.failure = L"There is not enough memory for the reply";
-      return;
-    case End::kSilent:
-      answer.failure = (answer.status == 0 ? L"The server has sent no answer for "
-                                           : L"The server stopped in the middle of its reply and "
-                                             L"has sent nothing for ") +
-                       seconds + L" seconds";
-      answer.advice = L"try again, or with a longer time-out";
-      return;
-    case End::kDone:
-      break;
-  }
+  const HTTPFailure failure = m_end != HTTPFailure::kNone ? m_end : FailureOf(code);
+  const HTTPFailureText text = TextOf(failure);
+  answer.failure = failure;
+  answer.failureText = text.what;
+  answer.advice = text.advice;
+  BaseStringUtil::ReplacePatternInString(answer.failureText, L"#",
+                                         BaseStringUtil::StringFrom(NumberOf(failure)));
+  if (IsOwnDoing(failure) || failure == HTTPFailure::kNotConnectedInTime) return;
+
   const long proxyStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
   if (answer.status == 0 && proxyStatus >= 300) {
-    answer.failure =
-        L"The proxy does not let the connection through: " + HTTPStatus::Line(proxyStatus);
+    answer.failureText =
+        TextOf(HTTPFailure::kProxyRefuses).what + (L": " + HTTPStatus::Line(proxyStatus));
     answer.advice = HTTPStatus::Advice(proxyStatus);
     return;
   }
-  if (code == CURLE_OPERATION_TIMEDOUT) {
-    answer.failure = L"No connection to the service came about within " + seconds + L" seconds";
-    answer.advice = L"check host and port, or try a longer time-out";
-    return;
-  }
-  const Failure* const known =
-      std::find_if(std::begin(kFailures), std::end(kFailures),
-                   [code](const Failure& failure) { return failure.code == code; });
-  const bool isKnown = known != std::end(kFailures);
-  answer.failure = isKnown ? known->what : L"The request failed";
-  if (isKnown) answer.advice = known->advice;
   // The system's reason is taken by number: libcurl's text of it may follow the locale.
-  const bool isSystems = code == CURLE_COULDNT_CONNECT || code == CURLE_RECV_ERROR ||
-                         code == CURLE_SEND_ERROR || code == CURLE_GOT_NOTHING;
-  const bool isUnknownHost =
-      code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_RESOLVE_PROXY;
+  const bool isSystems =
+      failure == HTTPFailure::kNotConnected || failure == HTTPFailure::kBrokenWhileReading ||
+      failure == HTTPFailure::kBrokenWhileSending || failure == HTTPFailure::kNothingCame;
+  const bool isPlain = failure == HTTPFailure::kNothingCame ||
+                       failure == HTTPFailure::kUnknownHost ||
+                       failure == HTTPFailure::kUnknownProxy;
   const long systemError = Get<long>(CURLINFO_OS_ERRNO);
   if (isSystems && systemError != 0)
-    answer.failure += L": " + SystemReason(static_cast<int>(systemError));
-  else if (m_reason[0] != '\0' && code != CURLE_GOT_NOTHING && !isUnknownHost)
-    answer.failure += L": " + FromBytes(m_reason);
-  else if (!isKnown)
-    answer.failure += L": " + FromBytes(curl_easy_strerror(code));
+    answer.failureText += L": " + SystemReason(static_cast<int>(systemError));
+  else if (m_reason[0] != '\0' && !isPlain)
+    answer.failureText += L": " + FromBytes(m_reason);
+  else if (failure == HTTPFailure::kOther)
+    answer.failureText += L": " + FromBytes(curl_easy_strerror(code));
+}
+
+/// The number that the text of a failure tells.
+std::uint64_t HTTPTransfer::Session::NumberOf(HTTPFailure failure) const {
+  switch (failure) {
+    case HTTPFailure::kReplyTooLong:
+      return m_maxReplyBytes;
+    case HTTPFailure::kHeadersTooLong:
+      return m_maxHeaderBytes;
+    case HTTPFailure::kRatioTooHigh:
+      return m_maxRatio;
+    default:
+      return m_timeoutSeconds;
+  }
 }
 
 HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "HTTPFailure.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
 
@@ -13,18 +14,18 @@ inline constexpr const wchar_t* kCancelledText =
 
 /// What came of one POST.
 struct HTTPAnswer {
-  /// Why there is no whole answer, in one line, and what to try; empty when there is one.
-  String failure;
+  /// Why there is no whole answer, with what is known about it, and what to try.
+  HTTPFailure failure = HTTPFailure::kNone;
+  String failureText;
   String advice;
-  /// True when the failure is our own doing (cancelled, too long, too silent): then no status that
-  /// may have come is the better message.
-  bool gaveUp = false;
 
   long status = 0;
   NarrowString body;
   std::string contentType;
   String redirectTarget;             // without credentials; empty when there is none
   std::vector<std::string> schemes;  // of authentication, as offered by the server, or the proxy
+  String logInRefused;               // why none of these was used, with what to do; may be empty
+  bool basicInClear = false;         // see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;
   double connectSeconds = 0;
@@ -33,10 +34,13 @@ struct HTTPAnswer {
 };
 
 /// Posts to one URL over one kept-alive connection: the door to libcurl. One thread at a time.
+///
+/// libcurl keeps user, password and what it derived from them for as long as this object lives, and
+/// does not overwrite them at its end. No other copy is kept here.
 class HTTPTransfer {
  public:
-  /// `url` and the credentials as sent; without user there is no authentication. Throws
-  /// ErrorMessage when the URL cannot be used.
+  /// `url` and the credentials as sent, without control characters; `options.proxy` is set. Throws
+  /// ErrorMessage when libcurl cannot use one of them.
   HTTPTransfer(const NarrowString& url, const NarrowString& user, const NarrowString& password,
                std::uint32_t timeoutSeconds, const HTTPClientOptions& options);
   ~HTTPTransfer();

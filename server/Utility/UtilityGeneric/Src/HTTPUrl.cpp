@@ -1,5 +1,8 @@
 #include "HTTPUrl.h"
 
+#include <algorithm>
+
+#include "Secret.h"
 #include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
 
@@ -31,7 +34,8 @@ int HexDigit(wchar_t character) {
 
 /// Percent-encoded bytes are UTF-8; a percent sign without two digits stands for itself.
 String Decoded(std::wstring_view text) {
-  NarrowString bytes;
+  Secret<NarrowString> bytes;  // it may be a password
+  bytes.reserve(text.size() * UnicodeConversion::kMaxBytesPerCharacter);
   for (std::size_t i = 0; i < text.size(); ++i) {
     const int high = text[i] == L'%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
     const int low = high >= 0 ? HexDigit(text[i + 2]) : -1;
@@ -74,8 +78,8 @@ bool CutCredentials(String& url, String& user, String& password) {
 
 String ForDisplay(const String& url) {
   String shown = url;
-  String user;
-  String password;
+  Secret<String> user;
+  Secret<String> password;
   CutCredentials(shown, user, password);
   if (LooksUsable(shown)) return shown;
   const std::wstring_view text = shown.view();
@@ -88,6 +92,37 @@ String ForDisplay(const String& url) {
   return kept;
 }
 
+bool IsHTTPS(const String& url) {
+  constexpr std::wstring_view kScheme = L"https:";
+  return BaseStringUtil::IsCaseInsensitiveMatch(Trimmed(url.view()).substr(0, kScheme.size()),
+                                                kScheme);
+}
+
+bool IsThisMachine(const String& url) {
+  const std::wstring_view text = url.view();
+  const Authority authority = FindAuthority(text);
+  std::wstring_view host = text.substr(authority.begin, authority.end - authority.begin);
+  host.remove_prefix(host.rfind(L'@') + 1);
+  if (host.starts_with(L'[')) return host.substr(0, host.find(L']')) == L"[::1";
+  host = host.substr(0, host.find(L':'));
+  return BaseStringUtil::IsCaseInsensitiveMatch(host, L"localhost") ||
+         (host.starts_with(L"127.") &&
+          host.find_first_not_of(L"0123456789.") == std::wstring_view::npos);
+}
+
+bool HasControlCharacter(std::wstring_view text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](wchar_t character) { return character < 0x20 || character == 0x7F; });
+}
+
+std::string PathForRequest(const NarrowString& request) {
+  const std::string_view text = request.view();
+  const std::size_t host = text.find("://") + 3;
+  const std::size_t begin = text.find_first_of("/?", host);
+  if (begin == std::string_view::npos || text[begin] != '/') return "/";
+  return std::string(text.substr(begin, text.find('?', begin) - begin));
+}
+
 bool LooksUsable(const String& url) {
   const std::wstring_view text = Trimmed(url.view());
   const std::size_t colon = text.find(kAfterScheme);
@@ -98,13 +133,12 @@ bool LooksUsable(const String& url) {
     return false;
   const Authority authority = FindAuthority(text);
   if (authority.begin == authority.end || text[authority.begin] == L':') return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] < 0x20 || text[i] == 0x7F) return false;
-    const bool inAuthority = i >= authority.begin && i < authority.end;
-    if (inAuthority && (text[i] <= L' ' || text[i] > 0x7E)) return false;
-  }
+  if (HasControlCharacter(text)) return false;
   // Port 0 to 65535; a bracket closes an IPv6 address, whose colons are its own.
   const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
+  if (std::any_of(whole.begin(), whole.end(),
+                  [](wchar_t character) { return character <= L' ' || character > 0x7E; }))
+    return false;
   const std::size_t bracket = whole.rfind(L']');
   const std::size_t port = whole.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
   if (port == std::wstring_view::npos) return true;

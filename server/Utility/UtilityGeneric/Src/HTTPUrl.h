@@ -1,8 +1,11 @@
 #pragma once
 
+#include <string>
+#include <string_view>
+
 #include "Utility/Generic/String.h"
 
-/// The parts of a service's URL that matter beside the URL itself.
+/// Rules for the URL of a service.
 namespace HTTPUrl {
 
 /// Takes "user:password@" out of the URL's authority; true when there was one. The two texts are
@@ -17,8 +20,19 @@ String ForDisplay(const String& url);
 /// The finer rules are the HTTP library's.
 bool LooksUsable(const String& url);
 
+bool IsHTTPS(const String& url);
+
+/// True when the host is certainly this machine: "localhost" or an address of the loopback device.
+bool IsThisMachine(const String& url);
+
+/// True for U+0000 to U+001F and U+007F, which end or break a header line.
+bool HasControlCharacter(std::wstring_view text);
+
 /// The URL without blanks around it and without fragment, other characters than ASCII
 /// percent-encoded as UTF-8.
 NarrowString ForRequest(const String& url);
+
+/// The path of such a URL, "/" if it has none.
+std::string PathForRequest(const NarrowString& request);
 
 }  // namespace HTTPUrl

@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <iterator>
 
-#include "Cancellation.h"
-
 namespace ReplyKind {
 namespace {
 
 constexpr std::size_t kLongestQuote = 120;
-constexpr std::size_t kTitleWithin = std::size_t{64} << 10;  // bytes at the page's beginning
-constexpr std::size_t kTagsAtATime = 1024;
+constexpr std::size_t kLooksAt = std::size_t{64} << 10;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 char Lower(char character) {
@@ -74,13 +71,6 @@ std::string_view FromFirstTag(std::string_view body) {
   return body;
 }
 
-/// The name without prefix of the tag that the text begins with; empty for an end tag.
-std::string_view LocalName(std::string_view tag) {
-  const std::string_view name = tag.substr(1, tag.find_first_of(" \t\r\n/>", 1) - 1);
-  const std::size_t colon = name.rfind(':');
-  return colon == std::string_view::npos ? name : name.substr(colon + 1);
-}
-
 std::string OneLine(std::string_view text) {
   std::string line;
   for (const char character : WithoutBlanks(text)) {
@@ -104,17 +94,20 @@ std::string OneLine(std::string_view text) {
 
 }  // namespace
 
-bool IsEmpty(std::string_view body) noexcept { return WithoutBlanks(body).empty(); }
+bool IsEmpty(std::string_view body) noexcept {
+  return body.size() <= kLooksAt && WithoutBlanks(body).empty();
+}
 
 bool IsPlainText(std::string_view body) noexcept {
-  return body.find('<') == std::string_view::npos;
+  body = body.substr(0, kLooksAt);
+  return body.find('<') == std::string_view::npos && !WithoutBlanks(body).empty();
 }
 
 bool IsWebPage(std::string_view body) noexcept {
   constexpr std::string_view kNames[] = {"html",   "head", "body", "title", "meta",
                                          "script", "form", "h1",   "p",     "center",
                                          "div",    "br",   "table"};
-  const std::string_view tag = FromFirstTag(body);
+  const std::string_view tag = FromFirstTag(body.substr(0, kLooksAt));
   if (StartsWith(tag, "<!doctype")) {
     const std::string_view name = WithoutBlanks(tag.substr(std::string_view("<!doctype").size()));
     return StartsWith(name, "html");
@@ -125,24 +118,8 @@ bool IsWebPage(std::string_view body) noexcept {
                      [name](std::string_view known) { return IsSame(name, known); });
 }
 
-bool HoldsSOAPFault(std::string_view body) noexcept {
-  body = FromFirstTag(body);
-  if (body.empty() || body.front() != '<' || !IsSame(LocalName(body), "envelope")) return false;
-  for (std::size_t tags = 1; !body.empty(); ++tags) {
-    // A host that wants to stop is not kept waiting by a very long reply.
-    if (tags % kTagsAtATime == 0 && IsThreadToStop()) return false;
-    if (!SkipAside(body)) {
-      if (IsSame(LocalName(body), "fault")) return true;
-      body.remove_prefix(1);
-    }
-    const std::size_t next = body.find('<');
-    body = next == std::string_view::npos ? std::string_view() : body.substr(next);
-  }
-  return false;
-}
-
 std::string PageTitle(std::string_view body) {
-  body = body.substr(0, kTitleWithin);
+  body = body.substr(0, kLooksAt);
   const std::size_t tag = FindIgnoringCase(body, "<title");
   if (tag == std::string_view::npos) return {};
   const std::size_t open = body.find('>', tag);
@@ -151,6 +128,6 @@ std::string PageTitle(std::string_view body) {
   return OneLine(rest.substr(0, FindIgnoringCase(rest, "</title")));
 }
 
-std::string Beginning(std::string_view body) { return OneLine(body); }
+std::string Beginning(std::string_view body) { return OneLine(body.substr(0, kLooksAt)); }
 
 }  // namespace ReplyKind

@@ -8,7 +8,7 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// Ways to log in, as bits of a set.
+/// Ways to log in, as bits of a set. From strong to weak: Negotiate, Digest, NTLM, Basic.
 enum HTTPAuthScheme : unsigned int {
   kAuthBasic = 1,
   kAuthDigest = 2,
@@ -18,23 +18,33 @@ enum HTTPAuthScheme : unsigned int {
   kAuthPasswordSchemes = kAuthBasic | kAuthDigest | kAuthNTLM,
 };
 
-/// Settings of a client. Every limit is named in the error text of a reply that exceeds it.
+/// Settings of a client. The error text of a reply that exceeds a limit names the limit. 0 means no
+/// limit.
 struct HTTPClientOptions {
   /// Size of a reply in bytes, as received and again after its charset was converted to UTF-8.
   std::uint64_t maxReplyBytes = std::uint64_t{256} << 20;
-  /// Bytes of status lines, headers and trailers of one exchange, log-in rounds included.
+  /// Bytes of status lines, headers and trailers of one exchange, log-in rounds included. libcurl's
+  /// own limit of 300 KiB for each answer holds in any case. At most 16 headers that offer a log-in
+  /// are read of an answer, whatever this is.
   std::size_t maxHeaderBytes = std::size_t{300} << 10;
-  /// Cookies that the client keeps, and their total size. Further ones are ignored.
+  /// Cookies that the client keeps, and the total size of their names and values. Further ones are
+  /// ignored.
   std::size_t maxCookies = 50;
   std::size_t maxCookieBytes = std::size_t{64} << 10;
-  /// How many times as long as its compressed form a reply may be.
-  std::uint64_t maxCompressionRatio = 1000;
+  /// How many times as long as its compressed form a reply may be, once it is longer than 1 MiB.
+  /// Recorded replies of real servers reach 22; a made-up rowset of 128 MB reaches 55 with gzip and
+  /// 144 with zstd.
+  std::uint64_t maxCompressionRatio = 500;
 
-  /// The schemes that may be used to log in: a set of HTTPAuthScheme. kAuthNegotiate is needed to
-  /// log in as the process, with or without a user.
+  /// The schemes that may be used to log in to the service: a set of HTTPAuthScheme. Without a
+  /// user, only kAuthNegotiate has an effect. With a user, kAuthNegotiate still means the process's
+  /// own identity: a server process leaves it out, or its users read with the process's rights.
+  ///
+  /// The same set holds for the proxy and the user inside its URL, where the password schemes of
+  /// the set are preferred to kAuthNegotiate.
   unsigned int authSchemes = kAuthPasswordSchemes;
-  /// False: Basic is not used over plain http to another machine, where everybody on the way can
-  /// read the password.
+  /// False: Basic is not used over plain http to another machine, service or proxy, where everybody
+  /// on the way can read the password.
   bool allowBasicOverPlainHttp = true;
 
   /// URL of the proxy; empty: no proxy; absent: the proxy that the environment names.
@@ -55,8 +65,11 @@ struct HTTPExchangeInfo {
   double connectSeconds = 0;     ///< 0 on a connection that was kept alive
   double firstByteSeconds = 0;   ///< until the first byte of the reply
   double totalSeconds = 0;
-  bool ok = false;
-  String error;  ///< the error text handed to the caller, empty when ok
+  bool ok = false;  ///< false, too, for a body that came with another status than 2xx
+  String error;     ///< the error text handed to the caller, empty when ok
+  /// A password went out by Basic over plain http to another machine (the service's or the
+  /// proxy's): everybody on the way could read it.
+  bool basicInClear = false;
 };
 
 /// Told of every exchange in the scope that names it (ImportSettings), on the thread that ran it.
@@ -68,15 +81,35 @@ class HTTPExchangeObserver {
 };
 
 /// HTTP client for one service. Posts request bodies over one kept-alive connection; http and https
-/// only; certificates are verified; compression is offered; cookies live as long as the client; a
-/// redirect is an error that names where it points; authentication takes the strongest of what the
-/// server offers of Negotiate, NTLM, Digest and Basic. One thread at a time.
+/// only; compression is offered; a redirect is an error that names where it points. One thread at a
+/// time.
+///
+/// Log-in: the strongest scheme that the server offers and the options allow, and no other. Once a
+/// password was used with a scheme, no weaker one gets it as long as the client lives.
+///
+/// TLS: version 1.2 or later. Certificates are verified; whether one was revoked is not checked.
+///
+/// Cookies: live as long as the client, and are sent to the service's own host only.
+///
+/// Descriptors: close-on-exec. Those that libcurl makes for itself, not for a connection, become so
+/// right after libcurl made them.
+///
+/// Secrets: the client overwrites its copies of user and password before its constructor returns.
+/// libcurl keeps its own copies as long as the client lives, and does not overwrite them.
+///
+/// Environment variables that are trusted, because whoever sets them controls the process: the
+/// proxies (http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY; read by the constructor),
+/// no_proxy and NO_PROXY; SSL_CERT_FILE (trusted certificates); OPENSSL_CONF (algorithms and
+/// engines, though no TLS version below 1.2); SSLKEYLOGFILE (a file that gets the keys of
+/// connections); GCONV_PATH (converters of charsets); KRB5_CONFIG and KRB5CCNAME (Kerberos, with
+/// kAuthNegotiate). They must not change while a client is made or used.
 class XMLAHOST_API HTTPClientWrapper {
  public:
   /// `timeoutSeconds` bounds the connecting and the silence on the connection, 0 meaning no bound;
   /// a reply that keeps flowing is never cut off. Credentials inside the URL are used when `user`
   /// is empty, and taken out of it in any case. `options` may be null: then those of the calling
-  /// thread's ImportSettings hold. Throws ErrorMessage for a URL that cannot be used.
+  /// thread's ImportSettings hold. Throws ErrorMessage for a URL that cannot be used, and for a
+  /// control character (U+0000 to U+001F, U+007F) in user, password or the proxy's URL.
   HTTPClientWrapper(const String& url, const String& user, const String& password,
                     std::uint32_t timeoutSeconds, const HTTPClientOptions* options);
   ~HTTPClientWrapper();
@@ -88,10 +121,14 @@ class XMLAHOST_API HTTPClientWrapper {
   /// What the next request asks for, in words for the exchange observer, such as
   /// `MDSCHEMA_LEVELS of catalog "C", cube "Q", hierarchy "[Time]"`.
   void SetRequestSubject(const String& subject);
-  /// Posts the body. True: `reply` holds the body of the answer as UTF-8, whatever charset it came
-  /// in. False: `reply` is empty and `error` says what happened in one line and what to try. A SOAP
-  /// fault counts as an answer whatever its HTTP status. Ends with an error within a tenth of a
-  /// second when the calling thread's VXExecutionState is asked to stop.
+  /// Posts the body. There are three outcomes:
+  /// - True, and `error` is untouched: `reply` is the body of a reply with a status of success
+  ///   (2xx), as UTF-8 whatever charset it came in. It may be XML.
+  /// - True, and `error` has a text: another status, with a body that may be XML, in `reply`. The
+  ///   caller looks for a SOAP fault in it; if there is none, `error` is what happened.
+  /// - False: `reply` is empty and `error` says what happened.
+  /// An error text is one line that ends with the URL and what to try. Ends with an error within a
+  /// tenth of a second when the calling thread's VXExecutionState is asked to stop.
   bool ReadBytes(const NarrowString& body, NarrowString& reply, String& error);
 
   /// Takes user name and password out of a URL. True when `url` is a URL with the scheme http or

@@ -71,6 +71,14 @@ class BasicString {
     Release(m_buffer);
     m_buffer = nullptr;
   }
+  /// Clears the text. Overwrites the characters first unless another text shares them: for secrets.
+  void Erase() noexcept {
+    if (IsUnique()) {
+      volatile Char* const text = m_buffer->Text();  // not optimised away
+      for (std::size_t i = 0; i < m_buffer->capacity; ++i) text[i] = Char();
+    }
+    clear();
+  }
   /// Room for `capacity` characters without further allocation.
   void reserve(std::size_t capacity) {
     if (capacity > size() && (!IsUnique() || capacity > m_buffer->capacity)) Reallocate(capacity);

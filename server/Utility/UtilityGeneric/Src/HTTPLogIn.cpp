@@ -1,0 +1,48 @@
+#include "HTTPLogIn.h"
+
+#include <utility>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+namespace {
+
+constexpr unsigned int kStrongestFirst[] = {kAuthNegotiate, kAuthDigest, kAuthNTLM, kAuthBasic};
+
+unsigned int Strongest(unsigned int schemes) {
+  for (const unsigned int scheme : kStrongestFirst)
+    if ((schemes & scheme) != 0) return scheme;
+  return 0;
+}
+
+/// The scheme and all stronger ones.
+unsigned int AtLeast(unsigned int scheme) {
+  unsigned int schemes = 0;
+  for (const unsigned int stronger : kStrongestFirst) {
+    schemes |= stronger;
+    if (stronger == scheme) break;
+  }
+  return schemes;
+}
+
+}  // namespace
+
+bool HTTPLogIn::OnRefusal(unsigned int offered) noexcept {
+  const unsigned int refused = std::exchange(m_scheme, 0);
+  const bool wasRemembered = std::exchange(m_isRemembered, false);
+  // What was accepted before may need a new nonce or handshake. Basic has nothing new to say.
+  if (wasRemembered && refused != kAuthBasic && (offered & refused) != 0) {
+    m_scheme = refused;
+    return true;
+  }
+  // The password is wrong.
+  if (!wasRemembered && (refused & kAuthPasswordSchemes) != 0) return false;
+  m_tried |= refused;
+  m_scheme = Strongest(offered & m_usable & ~m_tried);
+  // Negotiate does not use the password, and may only lack a ticket.
+  if ((m_scheme & kAuthPasswordSchemes) != 0) m_usable &= AtLeast(m_scheme);
+  return m_scheme != 0;
+}
+
+void HTTPLogIn::OnAcceptance() noexcept {
+  if (m_scheme != 0) m_usable &= AtLeast(m_scheme);
+}

@@ -1,0 +1,378 @@
+// What a server can make the HTTP client receive, keep and do is limited; the error text names the
+// limit.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <thread>
+
+#include "HTTPPosting.h"
+#include "ScriptedServer.h"
+#include "Utility/Generic/VXThread.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Clock = std::chrono::steady_clock;
+
+TEST(HTTPLimit, HoldsForPlainAndCompressedReplies) {
+  HTTPClientOptions options;
+  options.maxReplyBytes = 1000;
+  const std::string fits = "<r>" + std::string(993, 'x') + "</r>";
+  const std::string bomb = Gzip("<r>" + std::string(50 << 20, 'x') + "</r>");
+  for (const std::string& answer :
+       {Answer(fits + "\n"), Answer(bomb, "200 OK", "Content-Encoding: gzip\r\n")}) {
+    ScriptedServer server(answer);
+    const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
+    EXPECT_FALSE(outcome.ok);
+    EXPECT_THAT(outcome.error,
+                StartsWith("The reply is longer than 1000 bytes (limit maxReplyBytes): http"));
+  }
+  ScriptedServer server(Answer(fits));
+  EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
+}
+
+TEST(HTTPLimit, StopsAnEndlessReply) {
+  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send("HTTP/1.1 200 OK\r\n\r\n");
+    while (connection.Send(std::string(1 << 16, 'x'))) {
+    }
+  });
+  HTTPClientOptions options;
+  options.maxReplyBytes = 1 << 20;
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              StartsWith("The reply is longer than 1048576 bytes (limit maxReplyBytes): http"));
+}
+
+// Headers: whatever kind of answer they belong to, all of an exchange count together.
+
+struct EndlessHead {
+  const char* name;
+  std::string begin;
+  std::string repeated;
+};
+
+class HTTPHeaderLimit : public testing::TestWithParam<EndlessHead> {};
+
+TEST_P(HTTPHeaderLimit, EndsAnEndlessHead) {
+  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send(GetParam().begin);
+    while (connection.Send(GetParam().repeated)) {
+    }
+  });
+  HTTPClientOptions options;
+  options.maxHeaderBytes = 50'000;
+  const std::string url = "http://" + server.Authority() + "/";
+  EXPECT_THAT(
+      PostOnce(url, 10, &options).error,
+      StartsWith("The reply has more than 50000 bytes of headers (limit maxHeaderBytes): "));
+  EXPECT_THAT(PostOnce(url).error, HasSubstr("307200 bytes of headers (limit maxHeaderBytes): "));
+}
+
+const std::string kOk = "HTTP/1.1 200 OK\r\n";
+const std::string kChunks = kOk + "Transfer-Encoding: chunked\r\n\r\n4\r\n<r/>\r\n0\r\n";
+
+INSTANTIATE_TEST_SUITE_P(HTTP, HTTPHeaderLimit,
+                         testing::ValuesIn(std::vector<EndlessHead>{
+                             {"Headers", kOk, "X-More: and more\r\n"},
+                             {"Trailers", kChunks, "X-More: and more\r\n"},
+                             {"TrailersLikeStatusLines", kChunks, "HTTP/1.1 200 OK: x\r\n"},
+                             {"TrailersLikePreliminaryAnswers", kChunks,
+                              "HTTP/1.1 100 Continue:\r\n"},
+                             {"PreliminaryAnswers", "", "HTTP/1.1 102 Processing\r\n\r\n"},
+                         }),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(HTTPHeaderLimits, HoldForAllRoundsOfALogInTogether) {
+  const std::string head = "X-Long: " + std::string(30'000, 'x') + "\r\n";
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    connection.Send(
+        request.Header("authorization").empty()
+            ? Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=\"r\"\r\n" + head)
+            : Answer("<r/>", "200 OK", head));
+  });
+  for (const std::size_t limit : {50'000u, 70'000u}) {
+    HTTPClientOptions options;
+    options.maxHeaderBytes = limit;
+    HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, &options);
+    EXPECT_EQ(Post(client).ok, limit == 70'000);
+  }
+}
+
+TEST(HTTPHeaderLimits, LeaveATrailerThatLooksLikeAStatusLineToTheReply) {
+  ScriptedServer server(kChunks + "HTTP/1.1 500 Oops: x\r\nX: y\r\n\r\n");
+  const Outcome outcome = PostOnce("http://" + server.Authority() + "/");
+  EXPECT_TRUE(outcome.ok) << outcome.error;
+  EXPECT_EQ(outcome.reply, "<r/>");
+}
+
+TEST(HTTPHeaderLimits, RefuseALineWithACarriageReturnInside) {
+  ScriptedServer server(Answer("", "401 Unauthorized",
+                               "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  EXPECT_THAT(Post(client).error,
+              StartsWith("A header line of the answer has a carriage return inside: "));
+  EXPECT_EQ(server.Requests().size(), 1u);
+}
+
+TEST(HTTPHeaderLimits, ShortenWhatAnErrorTextRepeats) {
+  std::string offers;
+  for (int i = 0; i < 7000; ++i)
+    offers += "WWW-Authenticate: S" + std::to_string(i) + std::string(10, 'x') + "\r\n";
+  const std::string target = "Location: /" + std::string(50'000, 'x') + "\r\n";
+  for (const std::string& answer :
+       {Answer("", "401 Unauthorized", offers), Answer("", "302 Found", target)}) {
+    ScriptedServer server(answer);
+    const std::string error = PostOnce("http://" + server.Authority() + "/").error;
+    EXPECT_LT(error.size(), 1000u);
+    if (answer.find("401") != std::string::npos) {
+      EXPECT_THAT(error, AllOf(HasSubstr("S15xxxxxxxxxx: http"), Not(HasSubstr("S16x"))));
+    }
+  }
+}
+
+// Compression.
+
+TEST(HTTPRatioLimit, HoldsForLongRepliesAlone) {
+  const std::string packed = "Content-Encoding: gzip\r\n";
+  const std::string longOne = Gzip("<r>" + std::string(2 << 20, 'x') + "</r>");
+  const std::string shortOne = Gzip("<r>" + std::string(1 << 19, 'x') + "</r>");
+  const std::string inChunks = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n" + packed +
+                               "\r\n" + "8\r\n" + longOne.substr(0, 8) + "\r\n";
+  char size[16];
+  snprintf(size, sizeof size, "%zx\r\n", longOne.size() - 8);
+  const struct {
+    std::string answer;
+    std::uint64_t limit;
+    bool ok;
+  } kCases[] = {
+      {Answer(longOne, "200 OK", packed), 500, false},
+      {inChunks + size + longOne.substr(8) + "\r\n0\r\n\r\n", 500, false},
+      {Answer(longOne, "200 OK", packed), 0, true},
+      {Answer(longOne, "200 OK", packed), 2000, true},
+      {Answer(shortOne, "200 OK", packed), 500, true},
+  };
+  EXPECT_EQ(HTTPClientOptions().maxCompressionRatio, 500u);
+  for (const auto& test : kCases) {
+    ScriptedServer server(test.answer);
+    HTTPClientOptions options;
+    options.maxCompressionRatio = test.limit;
+    const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
+    EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
+    if (!test.ok) {
+      EXPECT_THAT(outcome.error, StartsWith("The reply is more than 500 times as long as its "
+                                            "compressed form (limit maxCompressionRatio): http"));
+    }
+  }
+}
+
+TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
+  // 400 MB, packed twice.
+  const std::string bomb = Gzip(Gzip(std::string(400 << 20, ' ')));
+  ScriptedServer server(Answer(bomb, "200 OK", "Content-Encoding: gzip, gzip\r\n"));
+  HTTPClientOptions options;
+  options.maxReplyBytes = 0;
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              HasSubstr("(limit maxCompressionRatio)"));
+}
+
+TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {
+  HTTPClientOptions options;
+  options.maxReplyBytes = 1000;
+  ScriptedServer server(Answer("<r>" + std::string(600, '\xE9') + "</r>", "200 OK",
+                               "Content-Type: text/xml; charset=iso-8859-1\r\n"));
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              HasSubstr("is longer than 1000 bytes (limit maxReplyBytes): http"));
+}
+
+// Cookies.
+
+TEST(HTTPCookieLimit, KeepsTheFirstOnes) {
+  std::atomic<int> next{0};
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+    std::string cookies = "Set-Cookie: session=" + std::to_string(next.load()) + "\r\n";
+    for (int i = 0; i < 40; ++i)
+      cookies += "Set-Cookie: c" + std::to_string(next++) + "=" + std::string(100, 'v') + "\r\n";
+    connection.Send(Answer("<r/>", "200 OK", cookies));
+  });
+  const struct {
+    std::size_t count;
+    std::size_t bytes;
+    std::size_t kept;
+  } kCases[] = {{50, 65536, 50}, {3, 65536, 3}, {50, 1000, 10}, {0, 0, 81}};
+  for (const auto& test : kCases) {
+    next = 0;
+    HTTPClientOptions options;
+    options.maxCookies = test.count;
+    options.maxCookieBytes = test.bytes;
+    HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"", L"", 10, &options);
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(Post(client).ok);
+    const std::string sent = server.Requests().back().Header("cookie");
+    EXPECT_THAT(sent, StartsWith("session=40; c0=v"));  // a cookie that is there is changed
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), '='), static_cast<long>(test.kept));
+  }
+}
+
+TEST(HTTPCookie, IsKeptByItsRules) {
+  const struct {
+    const char* headers;
+    const char* sent;
+  } kCases[] = {
+      {"Set-Cookie: a=1", "a=1"},
+      {"set-cookie:a=1;Secure; HttpOnly; SameSite=None", "a=1"},
+      {"Set-Cookie: a=\"x y\"", "a=\"x y\""},
+      {"Set-Cookie: a=1\r\nSet-Cookie: b=2; Path=/\r\nSet-Cookie: a=3", "a=3; b=2"},
+      {"Set-Cookie: a=1; Path=/x", "a=1"},
+      {"Set-Cookie: a=1; Path=/x/y", "a=1"},
+      {"Set-Cookie: a=1; Path=/x/", "a=1"},
+      {"Set-Cookie: a=1; Path=/x/yy", ""},
+      {"Set-Cookie: a=1; Path=/other", ""},
+      {"Set-Cookie: a=1\r\nSet-Cookie: a=; Path=/other; Max-Age=0", "a=1"},
+      {"Set-Cookie: a=1; Domain=com", "a=1"},
+      {"Set-Cookie: a=1\r\nSet-Cookie: a=2; Max-Age=0", ""},
+      {"Set-Cookie: a=1\r\nSet-Cookie: a=2; Max-Age=-1", ""},
+      {"Set-Cookie: a=1; Max-Age=60", "a=1"},
+      {"Set-Cookie: a=1\r\nSet-Cookie: a=2; Expires=Thu, 01 Jan 1970 00:00:00 GMT", ""},
+      {"Set-Cookie: a=1; Expires=Fri, 01 Jan 2100 00:00:00 GMT", "a=1"},
+      {"Set-Cookie: a=1; Max-Age=60; Expires=Thu, 01 Jan 1970 00:00:00 GMT", "a=1"},
+      {"Set-Cookie: nothing", ""},
+      {"Set-Cookie: =1", ""},
+      {"Set-Cookie: a=\x01", ""},
+  };
+  for (const auto& test : kCases) {
+    ScriptedServer server(Answer("<r/>", "200 OK", std::string(test.headers) + "\r\n"));
+    HTTPClientWrapper client(Wide("http://" + server.Authority() + "/x/y?q"), L"", L"", 10,
+                             nullptr);
+    ASSERT_TRUE(Post(client).ok);
+    ASSERT_TRUE(Post(client).ok);
+    EXPECT_EQ(server.Requests().at(1).Header("cookie"), test.sent) << test.headers;
+  }
+}
+
+// Time: twice the input costs about twice the time, and all of it can be cancelled.
+
+double ThreadSeconds() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+std::string Times(int count, const std::string& text) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+/// The time of this thread that exchanges with such an answer take, at best.
+double Cost(const std::string& answer) {
+  ScriptedServer server(answer);
+  HTTPClientOptions options;
+  options.maxHeaderBytes = 0;
+  options.maxCookies = 0;
+  options.maxCookieBytes = 0;
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, &options);
+  double best = 1e9;
+  for (int i = 0; i < 7; ++i) {
+    const double begin = ThreadSeconds();
+    Post(client);
+    best = std::min(best, ThreadSeconds() - begin);
+  }
+  return best;
+}
+
+struct Scaled {
+  const char* name;
+  std::string (*answer)(int size);
+  int size;
+};
+
+class HTTPScaling : public testing::TestWithParam<Scaled> {};
+
+TEST_P(HTTPScaling, IsLinear) {
+  double once = 0;
+  double twice = 1;
+  for (int attempt = 0; attempt < 3 && twice > 2.5 * once; ++attempt) {  // others use the machine
+    once = Cost(GetParam().answer(GetParam().size));
+    twice = Cost(GetParam().answer(2 * GetParam().size));
+  }
+  EXPECT_LE(twice, 2.5 * once) << "once " << once << " s, twice " << twice << " s";
+}
+
+std::string Numbered(int count, const std::string& before, const std::string& behind) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += before + std::to_string(100000 + i) + behind;
+  return text;
+}
+
+/// So large that the allocator treats twice as much alike.
+constexpr int kLong = 40 << 20;
+
+INSTANTIATE_TEST_SUITE_P(
+    HTTP, HTTPScaling,
+    testing::ValuesIn(std::vector<Scaled>{
+        {"TagsOfARefusal",
+         [](int size) { return Answer("<Envelope>" + std::string(size, '<'), "500 Oops"); }, kLong},
+        {"CommentsOfARefusal", [](int size) { return Answer(Times(size / 4, "<!--"), "500 Oops"); },
+         kLong},
+        {"Blanks", [](int size) { return Answer(std::string(size, ' ')); }, kLong},
+        {"PlainText", [](int size) { return Answer(std::string(size, 'x')); }, kLong},
+        {"Titles", [](int size) { return Answer("<html>" + Times(size / 6, "<title")); }, kLong},
+        {"Offers",
+         [](int size) {
+           return Answer("", "401 Unauthorized", Numbered(size, "WWW-Authenticate: S", "\r\n"));
+         },
+         5000},
+        {"OffersInOneLine",
+         [](int size) {
+           return Answer("", "401 Unauthorized",
+                         "WWW-Authenticate: " + Numbered(size, "S", ", ") + "\r\n");
+         },
+         5000},
+        {"Trailers", [](int size) { return kChunks + Numbered(size, "X", ": y\r\n") + "\r\n"; },
+         5000},
+        {"PreliminaryAnswers",
+         [](int size) { return Times(size, "HTTP/1.1 100 C\r\n\r\n") + Answer("<r/>"); }, 5000},
+        {"CookieAttributes",
+         [](int size) {
+           return Answer("<r/>", "200 OK", "Set-Cookie: a=b" + Times(size, "; Path=/") + "\r\n");
+         },
+         5000},
+    }),
+    [](const auto& test) { return test.param.name; });
+
+TEST(HTTPCancellation, EndsTheReadingOfAProxysEndlessRefusal) {
+  VXExecutionState state;
+  std::atomic<bool> flows{false};
+  ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send(
+        "HTTP/1.1 407 No\r\nProxy-Authenticate: Basic realm=\"r\"\r\n"
+        "Content-Length: 1000000000000\r\n\r\n");
+    for (int i = 0; connection.Send(std::string(1 << 16, 'x')); ++i)
+      if (i == 10) {
+        flows = true;
+        flows.notify_all();
+      }
+  });
+  Clock::time_point requested;
+  std::thread host([&] {
+    flows.wait(false);
+    requested = Clock::now();
+    state.RequestCancellation(VXExecutionState::kCancelReasonHost);
+  });
+  const VXExecutionState::Scope scope(state);
+  HTTPClientOptions options;
+  options.proxy = Wide("http://u:p@" + proxy.Authority());
+  const Outcome outcome = PostOnce("https://service.test/", 10, &options);
+  const auto ended = Clock::now();
+  host.join();
+  EXPECT_THAT(outcome.error, StartsWith("The request was cancelled"));
+  EXPECT_LT(ended - requested, std::chrono::milliseconds(100));
+}
+
+}  // namespace

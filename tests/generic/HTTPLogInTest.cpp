@@ -1,0 +1,280 @@
+// How the HTTP client logs in to a service and to a proxy: what it sends, and what it never sends.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "HTTPPosting.h"
+#include "KerberosTicket.h"
+#include "ScriptedServer.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+const std::string kPage = "<html/>";
+
+struct LogIn {
+  std::string offer;     // header lines of the refusal
+  std::string accepted;  // how an accepted Authorization begins
+};
+
+ScriptedServer::Handler Demanding(const LogIn& logIn) {
+  return [logIn](ServedConnection& connection, const ReceivedRequest& request) {
+    const std::string given = request.Header("authorization");
+    if (!logIn.accepted.empty() && given.compare(0, logIn.accepted.size(), logIn.accepted) == 0)
+      connection.Send(Answer("<r/>"));
+    else
+      connection.Send(Answer(kPage, "401 Unauthorized", logIn.offer));
+  };
+}
+
+const std::string kBasicOffer = "WWW-Authenticate: Basic realm=\"r\"\r\n";
+const std::string kDigestOffer =
+    "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\", algorithm=MD5\r\n";
+const std::string kBasicOfCanary = "Basic dTpjYW5hcnkvOkA=";  // u:canary/:@
+
+TEST(HTTPAuthentication, SendsNothingBeforeItIsAskedAndThenKeepsToTheScheme) {
+  ScriptedServer server(Demanding({kBasicOffer, kBasicOfCanary}));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary/:@", 10,
+                           nullptr);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(Post(client).ok);
+  const auto requests = server.Requests();
+  ASSERT_EQ(requests.size(), 4u);
+  EXPECT_EQ(requests[0].Header("authorization"), "");
+  EXPECT_EQ(requests[1].Header("authorization"), kBasicOfCanary);
+  EXPECT_EQ(server.Connections(), 1u);
+}
+
+TEST(HTTPAuthentication, TakesCredentialsOutOfTheURL) {
+  ScriptedServer server(Demanding({kBasicOffer, kBasicOfCanary}));
+  HTTPClientWrapper client(Wide("http://u:canary%2F%3A%40@" + server.Authority() + "/"), L"", L"",
+                           10, nullptr);
+  EXPECT_TRUE(Post(client).ok);
+  EXPECT_THAT(server.Requests().at(1).head, Not(HasSubstr("canary")));
+}
+
+TEST(HTTPAuthentication, TakesTheStrongerOfWhatIsOffered) {
+  ScriptedServer server(Demanding({kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  EXPECT_TRUE(Post(client).ok);
+  EXPECT_TRUE(Post(client).ok);
+  for (const ReceivedRequest& request : server.Requests())
+    EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
+}
+
+TEST(HTTPAuthentication, FallsBackFromNegotiateWithoutATicket) {
+  ScriptedServer server(
+      Demanding({"WWW-Authenticate: Negotiate\r\n" + kBasicOffer, kBasicOfCanary}));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary/:@", 10,
+                           nullptr);
+  EXPECT_TRUE(Post(client).ok);
+}
+
+TEST(HTTPAuthentication, FallsBackFromNegotiateToTheNextStrongest) {
+  ScriptedServer server(Demanding(
+      {"WWW-Authenticate: Negotiate\r\n" + kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
+                           nullptr);
+  EXPECT_TRUE(Post(client).ok);
+  for (const ReceivedRequest& request : server.Requests())
+    EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
+}
+
+TEST(HTTPAuthentication, RefusedPasswordIsNotSentAgainByAWeakerScheme) {
+  ScriptedServer server(Demanding({kDigestOffer + kBasicOffer, ""}));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
+                           nullptr);
+  const Outcome outcome = Post(client);
+  EXPECT_THAT(outcome.error,
+              AllOf(StartsWith("HTTP 401 Unauthorized, log-in offered: Digest, Basic: "),
+                    HasSubstr("check user name and password"), Not(HasSubstr("canary"))));
+  EXPECT_LE(server.Requests().size(), 3u);
+  for (const ReceivedRequest& request : server.Requests())
+    EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
+}
+
+TEST(HTTPAuthentication, SurvivesAChangeOfScheme) {
+  std::atomic<bool> changed{false};
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    Demanding(changed ? LogIn{kDigestOffer, "Digest"} : LogIn{kBasicOffer, "Basic"})(connection,
+                                                                                     request);
+  });
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  EXPECT_TRUE(Post(client).ok);
+  changed = true;
+  EXPECT_TRUE(Post(client).ok);
+}
+
+TEST(HTTPAuthentication, TakesANewNonce) {
+  std::atomic<char> nonce{'1'};
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    const std::string current = std::string("nonce=\"") + nonce.load() + "\"";
+    if (request.Header("authorization").find(current) != std::string::npos)
+      connection.Send(Answer("<r/>"));
+    else
+      connection.Send(
+          Answer("", "401 Unauthorized",
+                 "WWW-Authenticate: Digest realm=\"r\", qop=\"auth\", " + current + "\r\n"));
+  });
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  EXPECT_TRUE(Post(client).ok);
+  for (const char next : {'2', '3', '4'}) {
+    nonce = next;  // as after a restart of the server
+    EXPECT_TRUE(Post(client).ok);
+    EXPECT_TRUE(Post(client).ok);
+  }
+  // The password goes out once too often for each nonce, not twice.
+  EXPECT_EQ(server.Requests().size(), 2u + 3 * 4);
+}
+
+TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
+  std::atomic<bool> isWilling{false};
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    Demanding({kDigestOffer + kBasicOffer, isWilling ? "Digest username=\"u\"" : ""})(connection,
+                                                                                     request);
+  });
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(Post(client).ok);
+  isWilling = true;
+  EXPECT_TRUE(Post(client).ok);
+}
+
+TEST(HTTPAuthentication, NeverSendsCredentialsWhereARedirectPoints) {
+  ScriptedServer other(Answer("<r/>"));
+  ScriptedServer server(Answer("", "307 Moved", "Location: http://" + other.Authority() + "/\r\n"));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  EXPECT_THAT(Post(client).error, HasSubstr("points to http://" + other.Authority() + "/"));
+  EXPECT_EQ(other.Connections(), 0u);
+}
+
+
+// Sequences of log-ins: what a peer offers with each refusal, and what it gets. A ticket of somebody
+// else is at hand all the time.
+
+/// Headers of a refusal, by letter: N(egotiate), D(igest), T (NTLM), B(asic), X (unknown).
+std::string Offer(const std::string& letters, const std::string& header) {
+  std::string lines;
+  for (const char letter : letters) {
+    lines += header + ": ";
+    lines += letter == 'N'   ? "Negotiate"
+             : letter == 'D' ? "Digest realm=\"r\", nonce=\"n\", qop=\"auth\", algorithm=MD5"
+             : letter == 'T' ? "NTLM"
+             : letter == 'B' ? "Basic realm=\"r\""
+                             : "Unknown";
+    lines += "\r\n";
+  }
+  return lines;
+}
+
+/// The letter of an Authorization header whose bytes are right; "-" for none.
+char Letter(const std::string& given) {
+  if (given.empty()) return '-';
+  if (given == "Basic dTpw") return 'B';  // u:p
+  if (given.starts_with("Digest username=\"u\", realm=\"r\", nonce=\"n\", uri=\"/\"")) return 'D';
+  // A ticket is a token of SPNEGO or Kerberos, and NTLM begins with its own name.
+  if (given.starts_with("Negotiate YI")) return 'N';
+  if (given.starts_with("NTLM TlRMTVNTUAAB")) return 'T';
+  return '?';
+}
+
+struct LogInCase {
+  const char* name;
+  unsigned int schemes;
+  bool hasUser;
+  /// What each request is answered: letters refuse and offer, "" accepts; the last one repeats. A
+  /// bar ends an exchange of the client.
+  std::vector<const char*> answers;
+  const char* sent;  // a letter for each request
+  const char* says = nullptr;
+  const char* sentToProxy = nullptr;  // where that differs: there, a user's password is preferred
+};
+
+constexpr unsigned int kAll = kAuthPasswordSchemes | kAuthNegotiate;
+constexpr unsigned int kPassword = kAuthPasswordSchemes;
+
+const std::vector<LogInCase> kLogIns = {
+    {"NothingIsAsked", kAll, true, {""}, "-"},
+    {"NoUser", kPassword, false, {"NDTB"}, "-"},
+    {"NoUserUnknown", kAll, false, {"X"}, "-"},
+    {"NoUserAsProcess", kAll, false, {"NDTB", ""}, "-N"},
+    {"NoUserAsProcessRefused", kAuthNegotiate, false, {"NDTB"}, "-N"},
+    {"NoUserPasswordsOnly", kAll, false, {"DTB"}, "-"},
+    {"UserIsNotTheProcess", kPassword, true, {"N"}, "-"},
+    {"UserBasic", kPassword, true, {"NB", ""}, "-B"},
+    {"UserDigest", kPassword, true, {"NBTD", ""}, "-D"},
+    {"UserNTLM", kPassword, true, {"BT", "T"}, "-TT"},  // each without the password
+    {"UserAsProcessOnRequest", kAll, true, {"NDB", ""}, "-N", nullptr, "-D"},
+    {"UserAsProcessAlone", kAuthNegotiate, true, {"NDB", ""}, "-N"},
+    {"UserThenPassword", kAll, true, {"NDB", "NDB", ""}, "-ND", nullptr, "-D"},
+    {"OnlyAllowed", kAuthDigest, true, {"B"}, "-"},
+    {"WrongPassword", kPassword, true, {"B"}, "-B"},
+    {"WrongPasswordDigest", kPassword, true, {"DB"}, "-D"},
+    {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent in a weaker way"},
+    {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker way"},
+    {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker way"},
+    {"WeakerOfferLongAfter", kPassword, true, {"D", "", "|", "", "|", "", "|", "B"}, "-DDDD",
+     "weaker way"},
+    {"WeakerOfferAfterNTLM", kPassword, true, {"T", "T", "T", "|", "B"}, "-TT-", "weaker way"},
+    {"WeakerOfferAfterTheProcess", kAuthNegotiate | kAuthBasic, true, {"N", "", "|", "B"}, "-NN", "weaker way", "-"},
+    {"StrongerOffer", kPassword, true, {"B", "", "|", "D", ""}, "-BBD"},
+    {"KeptScheme", kPassword, true, {"B", "", "|", "", "|", ""}, "-BBB"},
+};
+
+class HTTPLogInSequence : public testing::TestWithParam<std::tuple<LogInCase, bool>> {};
+
+TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
+  const auto& [test, isProxy] = GetParam();
+  const KerberosTicket ticket;
+  std::mutex mutex;
+  std::string sent;
+  std::size_t next = 0;
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    const std::lock_guard lock(mutex);
+    const std::string header = isProxy ? "proxy-authorization" : "authorization";
+    sent += Letter(request.Header(header));
+    EXPECT_EQ(request.Header(isProxy ? "authorization" : "proxy-authorization"), "");
+    const std::string answer = test.answers[next];
+    if (next + 1 < test.answers.size()) ++next;
+    connection.Send(answer.empty() ? Answer("<r/>")
+                    : isProxy ? Answer("", "407 No", Offer(answer, "Proxy-Authenticate"))
+                              : Answer("", "401 No", Offer(answer, "WWW-Authenticate")));
+  });
+  HTTPClientOptions options;
+  options.authSchemes = test.schemes;
+  const std::string host = "localhost:" + server.Port();
+  if (isProxy) options.proxy = Wide("http://" + std::string(test.hasUser ? "u:p@" : "") + host);
+  HTTPClientWrapper client(Wide(isProxy ? "http://service.test/" : "http://" + host + "/"),
+                           test.hasUser && !isProxy ? L"u" : L"", L"p", 10, &options);
+  const auto isNextExchange = [&] {
+    const std::lock_guard lock(mutex);
+    const bool isBar = std::string(test.answers[next]) == "|";
+    if (isBar) ++next;
+    return isBar;
+  };
+  Outcome outcome;
+  do outcome = Post(client);
+  while (isNextExchange());
+  const std::lock_guard lock(mutex);
+  const bool isOther = isProxy && test.sentToProxy;
+  EXPECT_EQ(sent, isOther ? test.sentToProxy : test.sent) << outcome.error;
+  if (test.says && !isOther) {
+    EXPECT_THAT(outcome.error, HasSubstr(test.says));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    HTTP, HTTPLogInSequence,
+    testing::Combine(testing::ValuesIn(kLogIns), testing::Bool()), [](const auto& test) {
+      return std::string(std::get<0>(test.param).name) +
+             (std::get<1>(test.param) ? "WithAProxy" : "");
+    });
+
+}  // namespace
