@@ -70,7 +70,7 @@ Verdict JudgeBody(const HTTPAnswer& answer) {
 }
 
 /// Judges the whole answer; on the way its body becomes UTF-8.
-Verdict Judge(HTTPAnswer& answer) {
+Verdict Judge(HTTPAnswer& answer, std::uint64_t maxReplyBytes) {
   const bool isSuccess = answer.status >= 200 && answer.status < 300;
   if (!answer.failure.empty()) {
     // A server that refuses a request often cuts the connection: its status says more than that.
@@ -78,14 +78,19 @@ Verdict Judge(HTTPAnswer& answer) {
     return JudgeStatus(answer);
   }
   String charset;
-  const bool isText = MakeReplyUTF8(answer.body, answer.contentType, charset);
+  const ReplyText text = MakeReplyUTF8(answer.body, answer.contentType, maxReplyBytes, charset);
   if (IsThreadToStop()) return {kCancelledText, L""};  // then the text may be unfinished
-  if (isSuccess && !isText) {
-    return {L"The reply is in the charset \"" + charset + L"\", which is not known here",
+  if (isSuccess && text == ReplyText::kUnknownCharset) {
+    return {L"The reply is in the charset \"" + charset + L"\", which is not accepted",
             L"have the server answer in UTF-8"};
   }
+  if (isSuccess && text == ReplyText::kTooLong) {
+    return {L"The reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
+                L" bytes after its conversion to UTF-8 (limit maxReplyBytes)",
+            L"choose a smaller part of the server's metadata"};
+  }
   if (isSuccess) return JudgeBody(answer);
-  const bool isFault = isText && ReplyKind::HoldsSOAPFault(answer.body.view());
+  const bool isFault = text == ReplyText::kReady && ReplyKind::HoldsSOAPFault(answer.body.view());
   if (IsThreadToStop()) return {kCancelledText, L""};
   return isFault ? Verdict{} : JudgeStatus(answer);
 }
@@ -96,7 +101,9 @@ class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
        const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
-      : m_shownURL(shownURL), m_transfer(url, user, password, timeoutSeconds, options) {}
+      : m_shownURL(shownURL),
+        m_maxReplyBytes(options.maxReplyBytes),
+        m_transfer(url, user, password, timeoutSeconds, options) {}
 
   void SetHeaderLines(const String& lines) {
     if (lines == m_headerLines) return;
@@ -110,7 +117,7 @@ class HTTPClientWrapper::Impl {
     HTTPAnswer answer;
     m_transfer.Post(body, answer);
     const std::uint64_t received = answer.body.size();
-    const Verdict verdict = Judge(answer);
+    const Verdict verdict = Judge(answer, m_maxReplyBytes);
     const bool ok = verdict.what.empty();
     reply = ok ? answer.body : NarrowString();
     if (!ok) error = ErrorText(verdict);
@@ -140,6 +147,7 @@ class HTTPClientWrapper::Impl {
   }
 
   const String m_shownURL;
+  const std::uint64_t m_maxReplyBytes;
   String m_subject;
   String m_headerLines;  // that the transfer has
   HTTPTransfer m_transfer;
