@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Utility/Generic/VXThread.h"
+#include "support/Effort.h"
 #include "support/Sanitized.h"
 
 namespace support {
@@ -74,31 +75,34 @@ Growth MeasureGrowth(std::size_t least, std::size_t most,
                      const std::function<Work(std::size_t)>& make,
                      const std::function<double()>& cpuSeconds) {
   const std::function<double()> clock = cpuSeconds ? cpuSeconds : &ProcessSeconds;
-  if (kIsSanitized) most = std::max(2 * least, most / 8);
+  most = std::max(2 * least, most / (kIsSanitized ? 16 : IsLong() ? 1 : 4));
   KeepMemory();
   Growth growth;
   Work small = make(least);
   double smallSeconds = Best(small, clock);
-  for (std::size_t size = 2 * least; size <= most; size *= 2) {
+  double formerRatio = 0;
+  // One step more than asked for when the last one was long, to see whether it goes on so.
+  for (std::size_t size = 2 * least; size <= most || formerRatio > kMostGrowth; size *= 2) {
     Work large = make(size);
     double largeSeconds = Best(large, clock);
-    double ratio = largeSeconds / smallSeconds;
-    if (smallSeconds >= kTellable) {
-      for (int attempt = 1; attempt < kAttempts && ratio > kMostGrowth; ++attempt) {
-        smallSeconds = Best(small, clock);
-        largeSeconds = Best(large, clock);
-        ratio = std::min(ratio, largeSeconds / smallSeconds);
-      }
-      growth.worstRatio = std::max(growth.worstRatio, ratio);
-      if (ratio > kMostGrowth) {
-        char text[120];
-        std::snprintf(text, sizeof text, "size %zu takes %.4f s, twice as much %.4f s, %.1f times",
-                      size / 2, smallSeconds, largeSeconds, ratio);
-        growth.complaint = text;
-        return growth;
-      }
+    double ratio = smallSeconds < kTellable ? 0 : largeSeconds / smallSeconds;
+    for (int attempt = 1; attempt < kAttempts && ratio > kMostGrowth; ++attempt) {
+      smallSeconds = Best(small, clock);
+      largeSeconds = Best(large, clock);
+      ratio = std::min(ratio, largeSeconds / smallSeconds);
     }
     growth.longestSeconds = largeSeconds;
+    growth.lastingRatio = std::max(growth.lastingRatio, std::min(ratio, formerRatio));
+    if (growth.lastingRatio > kMostGrowth) {
+      char text[120];
+      std::snprintf(text, sizeof text,
+                    "size %zu takes %.4f s, and twice as much %.4f s: %.1f times", size / 2,
+                    smallSeconds, largeSeconds, ratio);
+      growth.complaint = text;
+      return growth;
+    }
+    if (size > most) break;
+    formerRatio = ratio;
     small = std::move(large);
     smallSeconds = largeSeconds;
   }

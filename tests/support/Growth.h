@@ -11,14 +11,17 @@ using Work = std::function<void()>;
 
 /// How the CPU time of a piece of work grows with the size of its input.
 struct Growth {
-  double worstRatio = 0;      ///< of the times for double the size and for the size
+  /// The greatest factor by which the time grew twice in a row when the size was doubled. Once in a
+  /// row means nothing: it grows so where the data no longer fit into a cache.
+  double lastingRatio = 0;
   double longestSeconds = 0;  ///< of CPU time
   std::string complaint;      ///< empty when doubling the input never costs more than allowed
 };
 
 /// Doubles the size from `least` to `most`, and compares the CPU times from where they are long
 /// enough to tell. `make` prepares the work for a size, which does not count. `cpuSeconds` is the
-/// clock: that of this process unless given. A build with a sanitizer tries smaller sizes.
+/// clock: that of this process unless given. The quick form of the tests
+/// and a build with a sanitizer try smaller sizes.
 inline constexpr double kMostGrowth = 2.5;
 Growth MeasureGrowth(std::size_t least, std::size_t most,
                      const std::function<Work(std::size_t)>& make,
