@@ -78,6 +78,24 @@ TEST(Messages, LineBreaksInArgumentsBecomeBlanks) {
               HasSubstr("as XML: a  b c d e."));
 }
 
+TEST(Messages, LongArgumentsAreCutAndCounted) {
+  const std::pair<std::size_t, std::string> cases[] = {
+      {0, ""},
+      {511, std::string(511, 'x')},
+      {512, std::string(512, 'x')},
+      {513, std::string(512, 'x') + "... (1 more characters)"},
+      {1000512, std::string(512, 'x') + "... (1000000 more characters)"},
+  };
+  for (const auto& [length, shown] : cases) {
+    const String argument(length, L'x');
+    EXPECT_THAT(Load(62013, {L"h", argument, L"c", argument}),
+                AllOf(HasSubstr("data source \"" + shown + "\", catalog"),
+                      HasSubstr("cube \"" + shown + "\")")));
+    EXPECT_EQ(Load(12345, {argument}), "[12345] " + shown);
+    EXPECT_EQ(Texts(ErrorMessage(46100, argument)), Load(46100, {argument}));
+  }
+}
+
 TEST(Messages, ArgumentsAreNotPatterns) {
   EXPECT_THAT(Load(64203, {L"{2}", L"%s{1}"}), HasSubstr("SOAP fault {2}, \"%s{1}\"."));
 }

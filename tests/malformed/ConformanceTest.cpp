@@ -15,6 +15,7 @@
 
 #include "ReplyCharset.h"
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "support/Effort.h"
 
@@ -113,7 +114,9 @@ bool IsAccepted(const std::string& bytes) {
   static const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   NarrowString text{std::string_view(bytes)};
   String charset;
-  if (!MakeReplyUTF8(text, "text/xml", charset)) return false;
+  if (MakeReplyUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) !=
+      ReplyText::kReady)
+    return false;
   String error;
   bool isAccepted = true;
   driver->Announce();

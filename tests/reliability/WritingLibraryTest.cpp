@@ -70,7 +70,7 @@ class SizeLimit {
 
 TEST_F(Writing, IntoAFullDeviceFailsAndIsToldOnce) {
   const Heap<AFile> file = AFile::MakeFile();
-  file->Open(L"/dev/full", AFile::kModeWriteFromEmpty);
+  file->Open(L"/dev/full", AFile::kModeWrite);
   EXPECT_FALSE(file->WriteBytes("text", 4));
   EXPECT_FALSE(file->Flush());
   EXPECT_FALSE(file->WriteBytes("text", 4));

@@ -40,6 +40,16 @@ class OTXMLAImportAPI {
   /// Keeps the connection and makes a fresh discover agent for it, which replaces an earlier one.
   /// Nothing is sent. Throws ErrorMessage for a URL that cannot be used or an import log that
   /// cannot be opened; the former agent then stays.
+  ///
+  /// The time-out for connecting and for silence on the connection is 120 seconds, or the whole
+  /// number in MORVEN_BI_XMLA_HTTP_TIMEOUT (0: none) that the library found when it was loaded; any
+  /// other value there counts as not set. The other environment variables are read here: no thread
+  /// may change the environment meanwhile.
+  ///
+  /// With OT_XMLA_IMPORT_LOGGING in the environment, or a log directory in the calling thread's
+  /// ImportSettings, the object writes an import log. Its file is named after the second in which
+  /// this operation is called: two objects that are connected within one second write to one file,
+  /// and the later one empties it. Give such objects directories of their own.
   virtual void SetupConnInfo(const String& url, const String& user, const String& password,
                              ServerInfo::TargetType targetType, ServerInfo::CLIType cliType) = 0;
   /// Replaces the connection parameters (pairs of name and value) and the required version.
@@ -50,7 +60,8 @@ class OTXMLAImportAPI {
   /// MDSCHEMA_CUBES). With a non-empty list on entry, the tree of its first element's name alone.
   virtual void GetDataSourceInfo(std::vector<OTDataSource>& dataSources, String& errors,
                                  String& warnings) = 0;
-  /// The names of the provider's data sources (DISCOVER_DATASOURCES).
+  /// Replaces `names` by the names of the provider's data sources (DISCOVER_DATASOURCES). The kind
+  /// of provider is checked first: when that fails, `names` is left as it was.
   virtual void GetDataSourceNames(VXStringVector& names, String& errors, String& warnings) = 0;
   /// The data source, catalog and cube that the following operations read.
   virtual void SetImportChoiceInfo(const String& dataSource, const String& catalog,

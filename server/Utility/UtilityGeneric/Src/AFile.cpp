@@ -1,14 +1,13 @@
 #include "Utility/Generic/AFile.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <string>
 #include <utility>
 
+#include "PrivateFile.h"
 #include "SignalBlock.h"
 #include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
@@ -22,24 +21,6 @@ namespace {
            __LINE__);
 }
 
-/// Makes every missing directory above the file.
-void MakeDirectories(const std::string& path) {
-  for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
-       slash = path.find('/', slash + 1)) {
-    const std::string directory = path.substr(0, slash);
-    if (::mkdir(directory.c_str(), 0700) == 0 || errno == EEXIST || errno == EISDIR) continue;
-    // A directory that stands above and cannot be written, such as the root of a read-only system,
-    // is no obstacle as long as it exists.
-    const int error = errno;
-    struct stat status {};
-    if (::stat(directory.c_str(), &status) == 0) continue;
-    ThrowFor(L"Cannot create the directory \"",
-             BaseStringUtil::StdStringToString(NarrowString(directory.c_str(), directory.size()),
-                                               BaseStringUtil::kCodePageUTF8),
-             error);
-  }
-}
-
 class SystemFile final : public AFile {
  public:
   ~SystemFile() override { Close(); }
@@ -51,18 +32,19 @@ class SystemFile final : public AFile {
     if (bytes.find(std::string_view("\0", 1)) != NarrowString::npos)
       ThrowFor(L"Cannot open the file \"", name, EINVAL);
     m_path.assign(bytes.data(), bytes.size());
-    int flags = O_CLOEXEC | ((mode & kModeWrite) != 0 ? O_WRONLY : O_RDONLY);
     if ((mode & kModeCreate) != 0) {
-      // A link that somebody put in the place of the new file leads elsewhere.
-      flags |= O_CREAT | O_NOFOLLOW;
-      MakeDirectories(m_path);
+      m_descriptor = OpenPrivateFile(m_path);
+    } else {
+      const int flags = O_CLOEXEC | ((mode & kModeWrite) != 0 ? O_WRONLY : O_RDONLY);
+      do {
+        m_descriptor = ::open(m_path.c_str(), flags);
+      } while (m_descriptor < 0 && errno == EINTR);
     }
-    // Written from empty: should another one empty it meanwhile, what comes later leaves no hole.
-    if ((mode & kModeTruncate) != 0) flags |= O_TRUNC | O_APPEND;
-    do {
-      m_descriptor = ::open(m_path.c_str(), flags, 0600);
-    } while (m_descriptor < 0 && errno == EINTR);
     if (m_descriptor < 0) ThrowFor(L"Cannot open the file \"", name, errno);
+    if ((mode & kModeTruncate) == 0) return;
+    // Should another writer empty the file meanwhile, what comes later leaves no hole.
+    if (::ftruncate(m_descriptor, 0) != 0 || ::fcntl(m_descriptor, F_SETFL, O_APPEND) != 0)
+      ThrowFor(L"Cannot empty the file \"", name, errno);
   }
 
   bool WriteBytes(const char* bytes, std::size_t count) override {

@@ -11,3 +11,10 @@ inline bool IsThreadToStop() noexcept {
   const ImportOperation* const operation = ImportOperation::Current();
   return operation && operation->IsPastDeadline();
 }
+
+/// The error text of a transfer that ended because IsThreadToStop.
+inline String StopText() {
+  const ImportOperation* const operation = ImportOperation::Current();
+  if (operation && operation->IsPastDeadline()) return operation->DeadlineText();
+  return L"The request was cancelled before its reply was complete";
+}

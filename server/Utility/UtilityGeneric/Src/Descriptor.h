@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 /// An open file's number, closed at the end; negative for none.
 class Descriptor {
  public:
@@ -12,6 +14,8 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   int Number() const noexcept { return m_number; }
+  /// Hands the number over to the caller, who closes it.
+  int Release() noexcept { return std::exchange(m_number, -1); }
 
  private:
   int m_number;

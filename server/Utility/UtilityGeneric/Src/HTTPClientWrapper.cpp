@@ -94,22 +94,22 @@ Judgement Judge(HTTPAnswer& answer, std::uint64_t maxReplyBytes) {
     return {JudgeStatus(answer), false};
   }
   String charset;
-  const bool isText = MakeReplyUTF8(answer.body, answer.contentType, charset);
-  if (IsThreadToStop()) return {{kCancelledText, L""}, false};  // the text may be unfinished
-  if (maxReplyBytes != 0 && answer.body.size() > maxReplyBytes) {
-    return {{L"The reply in UTF-8 is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
-                 L" bytes (limit maxReplyBytes)",
+  const ReplyText text = MakeReplyUTF8(answer.body, answer.contentType, maxReplyBytes, charset);
+  if (IsThreadToStop()) return {{StopText(), L""}, false};  // the text may be unfinished
+  if (text == ReplyText::kTooLong) {
+    return {{L"The reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
+                 L" bytes after its conversion to UTF-8 (limit maxReplyBytes)",
              L"choose a smaller part of the server's metadata"},
             false};
   }
-  if (isSuccess && !isText) {
-    return {{L"The reply is in the charset \"" + charset + L"\", which is not known here",
+  if (isSuccess && text == ReplyText::kUnknownCharset) {
+    return {{L"The reply is in the charset \"" + charset + L"\", which is not accepted",
              L"have the server answer in UTF-8"},
             false};
   }
   const Verdict body = JudgeBody(answer);
   if (isSuccess) return {body, body.what.empty()};
-  return {JudgeStatus(answer), isText && body.what.empty()};
+  return {JudgeStatus(answer), text == ReplyText::kReady && body.what.empty()};
 }
 
 constexpr const wchar_t* kSourceFile = L"HTTPClientWrapper.cpp";

@@ -9,7 +9,7 @@ HTTPFailureText TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kNone:
       return {L"", L""};
     case HTTPFailure::kCancelled:
-      return {kCancelledText, L""};
+      return {StopText(), L""};
     case HTTPFailure::kNoAnswer:
       return {L"The server has sent no answer for # seconds", kLonger};
     case HTTPFailure::kSilence:

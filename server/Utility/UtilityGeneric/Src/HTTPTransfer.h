@@ -9,9 +9,6 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
 
-inline constexpr const wchar_t* kCancelledText =
-    L"The request was cancelled before its reply was complete";
-
 /// What came of one POST.
 struct HTTPAnswer {
   /// Why there is no whole answer, with what is known about it, and what to try.

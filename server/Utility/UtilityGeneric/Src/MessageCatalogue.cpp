@@ -62,6 +62,12 @@ String OneLine(const String& text) {
   return line;
 }
 
+String Shown(const String& argument) {
+  if (argument.size() <= kMaxShownArgument) return OneLine(argument);
+  return OneLine(argument.substr(0, kMaxShownArgument)) + L"... (" +
+         BaseStringUtil::StringFrom(argument.size() - kMaxShownArgument) + L" more characters)";
+}
+
 String Render(int number, const std::vector<String>& arguments) {
   String text(L"[");
   if (number < 0) text += L'-';
@@ -72,7 +78,7 @@ String Render(int number, const std::vector<String>& arguments) {
   if (!pattern) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
       if (i > 0) text += L", ";
-      text += OneLine(arguments[i]);
+      text += Shown(arguments[i]);
     }
     return text;
   }
@@ -80,7 +86,7 @@ String Render(int number, const std::vector<String>& arguments) {
   while (*pattern) {
     if (pattern[0] == L'{' && pattern[1] >= L'1' && pattern[1] <= L'9' && pattern[2] == L'}') {
       const auto index = static_cast<std::size_t>(pattern[1] - L'1');
-      if (index < arguments.size()) text += OneLine(arguments[index]);
+      if (index < arguments.size()) text += Shown(arguments[index]);
       pattern += 3;
     } else {
       text += *pattern++;

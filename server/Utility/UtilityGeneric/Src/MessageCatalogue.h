@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "Utility/Generic/String.h"
@@ -10,10 +11,17 @@ namespace MessageCatalogue {
 /// The message's pattern, in which {1} to {9} stand for arguments, or null for an unknown number.
 const wchar_t* FindPattern(int number) noexcept;
 
+/// A server chooses names as long as it likes, and a message may be repeated for each of its rows:
+/// a text shows this many characters of an argument and says how many are missing.
+inline constexpr std::size_t kMaxShownArgument = 512;
+
 /// "[NUMBER] text" on one line; see SUStrUtil::LoadMsgStringOnly.
 String Render(int number, const std::vector<String>& arguments);
 
 /// The text with every line break, tab and null character shown as a blank.
 String OneLine(const String& text);
+
+/// An argument as a message shows it: on one line and not longer than kMaxShownArgument.
+String Shown(const String& argument);
 
 }  // namespace MessageCatalogue

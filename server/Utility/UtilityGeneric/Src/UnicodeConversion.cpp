@@ -11,6 +11,7 @@ namespace UnicodeConversion {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+constexpr std::size_t kReplacementBytes = 3;
 constexpr std::size_t kBlock = 16;  // characters that the ASCII paths take at a time
 
 struct Decoded {
@@ -176,6 +177,25 @@ bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop) 
   }
   if (isMade) bytes = std::move(made);
   return true;
+}
+
+std::uint64_t WellFormedLength(std::string_view bytes, std::uint64_t most,
+                               const std::function<bool()>& isToStop) {
+  std::uint64_t length = 0;
+  while (!bytes.empty() && length <= most && !isToStop()) {
+    const std::string_view slice = bytes.substr(0, SliceLength(bytes));
+    length += slice.size();
+    if (!IsWellFormed(slice)) {
+      const char* const end = slice.data() + slice.size();
+      for (const char* position = slice.data(); position < end;) {
+        const Decoded decoded = DecodeOne(position, end);
+        if (decoded.isIllFormed) length += kReplacementBytes - decoded.bytes;
+        position += decoded.bytes;
+      }
+    }
+    bytes.remove_prefix(slice.size());
+  }
+  return length;
 }
 
 std::size_t UTF8Length(std::wstring_view text) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string_view>
 
@@ -19,6 +20,10 @@ bool IsWellFormed(std::string_view bytes) noexcept;
 /// Leaves the bytes as they are when they are well-formed, else makes them the text that they mean.
 /// Asks again and again whether it is to stop; false, and the bytes as they were, when it is.
 bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop);
+/// How many bytes MakeWellFormed would make of them. Stops counting above `most`, and when it is to
+/// stop.
+std::uint64_t WellFormedLength(std::string_view bytes, std::uint64_t most,
+                               const std::function<bool()>& isToStop);
 
 /// How many bytes the wide characters make.
 std::size_t UTF8Length(std::wstring_view text) noexcept;

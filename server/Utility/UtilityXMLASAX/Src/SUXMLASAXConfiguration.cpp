@@ -3,11 +3,25 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/SystemUtility.h"
 
+namespace {
+
+/// Digits with optional blanks around them. UIntFrom alone would take "abc" for 0: no limit.
+bool IsWholeNumber(String::View text) {
+  static constexpr String::View kBlanks = L" \t\r\n";
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == String::npos) return false;
+  text = text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+  return text.find_first_not_of(L"0123456789") == String::npos;
+}
+
+}  // namespace
+
 std::uint32_t g_kTimeoutDefault = 120;
 
 bool g_bOverrideTimeout = [] {
   String value;
-  if (!SystemUtility::Getenv(L"MORVEN_BI_XMLA_HTTP_TIMEOUT", value)) return false;
+  if (!SystemUtility::Getenv(L"MORVEN_BI_XMLA_HTTP_TIMEOUT", value) || !IsWholeNumber(value))
+    return false;
   g_kTimeoutDefault = BaseStringUtil::UIntFrom(value);
   return true;
 }();

@@ -14,7 +14,7 @@ class XMLAHOST_API AFile {
     kModeWrite = 0x0001,
     kModeBinary = 0x0020,
     kModeCreate = 0x1000,
-    kModeTruncate = 0x2000,
+    kModeTruncate = 0x2000,  ///< empties the file
     kModeWriteFromEmpty = 0x3021,  ///< all four
   };
 
@@ -25,8 +25,15 @@ class XMLAHOST_API AFile {
   AFile& operator=(const AFile&) = delete;
   virtual ~AFile();  ///< closes the file
 
-  /// Opens `name` (UTF-8 on the file system). Missing directories are created; a new file gets the
-  /// mode 0600. Throws ErrorMessage, a bare text that names the file and the reason.
+  /// Opens `name` (UTF-8 on the file system). Throws ErrorMessage, a bare text that names the file
+  /// and the reason.
+  ///
+  /// With kModeCreate missing directories are made with the mode 0700 and a missing file with 0600,
+  /// and what others could have prepared is refused, at once and unchanged: a file that exists must
+  /// be a regular one that belongs to the user, has no other name (hard link) and cannot be written
+  /// by others; the directory that holds it must belong to the user or to root and must not be
+  /// writable for others, except with the sticky bit; neither may be another user's symbolic link,
+  /// nor the file any link. The directories further up are the choice of whoever names the file.
   virtual void Open(const String& name, unsigned int mode) = 0;
   /// Writes the bytes; false when not all could be written. Raises no signal. The first failure of
   /// a file is reported to the calling thread's ImportSettings.

@@ -10,12 +10,14 @@
 /// shares the texts.
 class XMLAHOST_API ErrorMessage {
  public:
-  /// A message of the catalogue with its arguments, each a wide text.
+  /// A message of the catalogue with its arguments, each a wide text; rendered as
+  /// SUStrUtil::LoadMsgStringOnly says.
   template <class... Arguments>
   explicit ErrorMessage(int number, const Arguments&... arguments)
       : ErrorMessage(number, std::vector<String>{String(arguments)...}) {}
   ErrorMessage(int number, const std::vector<String>& arguments);
-  /// A bare text without number; line breaks and tabs inside it become blanks.
+  /// A bare text without number; line breaks and tabs inside it become blanks. Whoever
+  /// puts a server's text into it limits its length.
   explicit ErrorMessage(const String& text);
   ErrorMessage(const ErrorMessage&);
   ErrorMessage& operator=(const ErrorMessage&);

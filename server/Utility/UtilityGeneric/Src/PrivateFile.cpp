@@ -1,0 +1,115 @@
+#include "PrivateFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "Descriptor.h"
+#include "SystemReason.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+
+namespace {
+
+constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+
+[[noreturn]] void Refuse(const wchar_t* what, const std::string& path, const String& reason) {
+  SUGThrow(ErrorMessage(what +
+                        BaseStringUtil::StdStringToString(NarrowString(path.data(), path.size()),
+                                                          BaseStringUtil::kCodePageUTF8) +
+                        L"\": " + reason),
+           L"PrivateFile.cpp", __LINE__);
+}
+
+[[noreturn]] void RefuseDirectory(const std::string& path, const wchar_t* reason) {
+  Refuse(L"Cannot use the directory \"", path,
+         String(reason) + L" (choose one that belongs to you and that only you can write to)");
+}
+
+[[noreturn]] void RefuseFile(const std::string& path, const wchar_t* reason) {
+  Refuse(L"Cannot use the file \"", path,
+         String(reason) + L" (remove it, or choose another directory)");
+}
+
+bool IsTrusted(uid_t owner) { return owner == ::geteuid() || owner == 0; }
+
+int Open(int directory, const char* name, int flags) {
+  int descriptor;
+  do {
+    descriptor = ::openat(directory, name, flags | O_CLOEXEC, 0600);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+/// Makes every missing directory above the file.
+void MakeDirectories(const std::string& path) {
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    const std::string directory = path.substr(0, slash);
+    if (::mkdir(directory.c_str(), 0700) == 0 || errno == EEXIST || errno == EISDIR) continue;
+    // Where nothing can be made, such as in the root of a read-only system, what is there serves.
+    const int error = errno;
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) == 0) continue;
+    Refuse(L"Cannot create the directory \"", directory, SystemReason(error));
+  }
+}
+
+/// Opens the directory; `path` names it in messages.
+int OpenDirectory(const std::string& path) {
+  struct stat status {};
+  int descriptor = Open(AT_FDCWD, path.c_str(), O_PATH | O_NOFOLLOW);
+  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISLNK(status.st_mode)) {
+    ::close(descriptor);
+    if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it is another user's symbolic link");
+    descriptor = Open(AT_FDCWD, path.c_str(), O_PATH | O_DIRECTORY);
+  }
+  return descriptor;
+}
+
+void CheckDirectory(int directory, const std::string& path) {
+  struct stat status {};
+  if (::fstat(directory, &status) != 0)
+    Refuse(L"Cannot use the directory \"", path, SystemReason(errno));
+  if (!S_ISDIR(status.st_mode)) Refuse(L"Cannot use the directory \"", path, SystemReason(ENOTDIR));
+  if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it belongs to another user");
+  if ((status.st_mode & kOthersWrite) != 0 && (status.st_mode & S_ISVTX) == 0)
+    RefuseDirectory(path, L"other users can write to it");
+}
+
+void CheckFile(int file, const std::string& path) {
+  struct stat status {};
+  if (::fstat(file, &status) != 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  if (!S_ISREG(status.st_mode)) RefuseFile(path, L"it is not a regular file");
+  if (status.st_uid != ::geteuid()) RefuseFile(path, L"it belongs to another user");
+  if (status.st_nlink != 1) RefuseFile(path, L"it has other names (hard links)");
+  if ((status.st_mode & kOthersWrite) != 0) RefuseFile(path, L"other users can write to it");
+}
+
+}  // namespace
+
+int OpenPrivateFile(const std::string& path) {
+  MakeDirectories(path);
+  const std::size_t slash = path.rfind('/');
+  std::string place = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  // Behind a slash the system would follow a link.
+  while (place.size() > 1 && place.back() == '/') place.pop_back();
+  const std::string name = path.substr(slash + 1);  // the whole path when there is no slash
+  const Descriptor directory(OpenDirectory(place));
+  if (directory.Number() < 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  CheckDirectory(directory.Number(), place);
+  // A special file would keep the caller waiting, or a terminal would become the process's own.
+  constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  const int made = Open(directory.Number(), name.c_str(), kFlags | O_CREAT | O_EXCL);
+  if (made >= 0) return made;
+  if (errno != EEXIST) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  const int found = Open(directory.Number(), name.c_str(), kFlags);
+  if (found < 0 && errno == ELOOP) RefuseFile(path, L"it is a symbolic link");
+  if (found < 0 && errno == ENXIO) RefuseFile(path, L"it is not a regular file");
+  if (found < 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  Descriptor kept(found);
+  CheckFile(found, path);
+  return kept.Release();
+}
