@@ -16,17 +16,17 @@
 #include <iterator>
 #include <utility>
 
-#include "Arguments.h"
-#include "Connection.h"
 #include "Input.h"
-#include "Password.h"
-#include "TerminalText.h"
-#include "Text.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "base/TerminalText.h"
+#include "base/Text.h"
+#include "call/Arguments.h"
+#include "connection/Connection.h"
+#include "connection/Password.h"
 #include "inprocess/PlainText.h"
 #include "inprocess/Server.h"
 
@@ -96,9 +96,12 @@ std::string ErrorOfConnecting(const Arguments& arguments) {
 }
 
 void CheckConnecting(const Arguments& arguments) {
+  const std::string url = std::getenv("XMLA_IMPORT_URL");
   const std::string text = ErrorOfConnecting(arguments);
+  Require(std::getenv("XMLA_IMPORT_PASSWORD") == nullptr, "a password left in the environment");
   // Whatever it says, the password has no part in it.
   setenv("XMLA_IMPORT_PASSWORD", "another password", 1);
+  setenv("XMLA_IMPORT_URL", url.c_str(), 1);
   Require(ErrorOfConnecting(arguments) == text, "an error that knows the password", text);
 }
 

@@ -1,22 +1,26 @@
+#include <sys/prctl.h>
+
 #include <csignal>
 #include <exception>
 #include <new>
 #include <optional>
 
-#include "Arguments.h"
-#include "Commands.h"
-#include "Connection.h"
-#include "ExitStatus.h"
-#include "Interrupt.h"
-#include "LogFailures.h"
-#include "Output.h"
-#include "PatientWriting.h"
-#include "Progress.h"
-#include "Rendering.h"
-#include "TerminalText.h"
-#include "Text.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "base/Interrupt.h"
+#include "base/Secret.h"
+#include "base/TerminalText.h"
+#include "base/Text.h"
+#include "call/Arguments.h"
+#include "call/ExitStatus.h"
+#include "commands/Commands.h"
+#include "connection/Connection.h"
+#include "connection/LogFailures.h"
+#include "connection/Operation.h"
+#include "output/Output.h"
+#include "output/PatientWriting.h"
+#include "output/Progress.h"
+#include "results/Rendering.h"
 
 namespace {
 
@@ -53,15 +57,17 @@ ExitStatus Run(Session& session, const Arguments& arguments, Progress& progress,
 }
 
 /// Imports what is asked for into `result`.
-ExitStatus Import(const ImportLibrary& library, const Arguments& arguments, Interrupt& interrupt,
+ExitStatus Import(const ImportLibrary& library, Arguments& arguments, Interrupt& interrupt,
                   Result& result) {
   const VXExecutionState::Scope scope(interrupt.State());
   const Connection connection = Connect(arguments);
+  Erase(arguments.url);  // it may hold a password
   Progress progress(arguments.quiet, arguments.verbose);
   LogFailures logFailures(MessagesOf(result).warnings);
   ImportSettings settings;
   settings.http = connection.http;
-  settings.exchangeObserver = &progress;
+  OperationObserver observer(progress);
+  settings.exchangeObserver = &observer;
   settings.onLogFailure = [&logFailures](const String& name, const String& reason) {
     logFailures.Add(name, reason);
   };
@@ -84,7 +90,7 @@ void TellAll(Result& result) {
   for (const std::string& line : messages.warnings) Tell("warning", line);
   if (const auto* const import = std::get_if<ImportResult>(&result))
     for (const CubeResult& cube : import->cubes) {
-      const std::string name = Listed({Utf8(cube.cube)}) + ": ";
+      const std::string name = Listed({Utf8(Shortened(cube.cube))}) + ": ";
       for (const std::string& line : cube.messages.warnings) Tell("warning", name + line);
       for (const std::string& line : cube.messages.errors) Tell("error", name + line);
     }
@@ -119,14 +125,13 @@ std::string TextOf(const Arguments& arguments, const Output& output, Result& res
 }
 
 /// Says what happened on standard error and writes the result where it goes.
-ExitStatus Report(const Arguments& arguments, const Output& output, Result& result,
-                  ExitStatus status) {
+ExitStatus Report(const Arguments& arguments, Output& output, Result& result, ExitStatus status) {
   TellAll(result);
   try {
-    const std::string text = TextOf(arguments, output, result, status);
+    output.Write(TextOf(arguments, output, result, status));
     // An interruption that came after the import, and of which the result says nothing, leaves a
     // file alone.
-    if (!output.Write(text, status == ExitStatus::kInterrupted)) return ExitStatus::kInterrupted;
+    if (!output.Finish(status == ExitStatus::kInterrupted)) return ExitStatus::kInterrupted;
   } catch (const OutputInterrupted& interruption) {
     Tell("error", interruption.what());
     return ExitStatus::kInterrupted;
@@ -137,29 +142,28 @@ ExitStatus Report(const Arguments& arguments, const Output& output, Result& resu
   return status;
 }
 
-ExitStatus Main(int argc, char** argv) {
+ExitStatus Main(int argc, char** argv, bool hasStandardOutput) {
   Arguments arguments;
   // Declared before the result: it is unloaded after every record that it made.
   std::optional<ImportLibrary> library;
   Result result;
   ExitStatus status = ExitStatus::kDone;
   Interrupt interrupt;
+  std::optional<Output> output;
   const auto fail = [&](ExitStatus with, const std::string& text) {
     MessagesOf(result).errors.push_back(WithoutCredentials(OneLine(text)));
     status = with;
   };
   try {
     ParseArguments(argc, argv, arguments);
-    if (!arguments.information.empty())
-      return Output("").Write(arguments.information) ? ExitStatus::kDone : ExitStatus::kInterrupted;
+    if (!arguments.information.empty()) {
+      output.emplace("", hasStandardOutput);
+      output->Write(arguments.information);
+      return output->Finish(false) ? ExitStatus::kDone : ExitStatus::kInterrupted;
+    }
     HideCredentials(argc, argv);
     result = EmptyResult(arguments.command);
-    try {
-      Output(arguments.output).Check();
-    } catch (const UsageError&) {
-      arguments.output.clear();  // what there is to say goes to standard output
-      throw;
-    }
+    output.emplace(arguments.output, hasStandardOutput);
     library.emplace();
     status = Import(*library, arguments, interrupt, result);
   } catch (const UsageError& error) {
@@ -181,18 +185,28 @@ ExitStatus Main(int argc, char** argv) {
     std::vector<std::string>& errors = MessagesOf(result).errors;
     if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
   }
-  return Report(arguments, Output(arguments.output), result, status);
+  if (!output) {
+    // The call was wrong; what there is to say goes where it asks for, if that is a place.
+    try {
+      output.emplace(arguments.output, hasStandardOutput);
+    } catch (const UsageError&) {
+      output.emplace("", hasStandardOutput);
+    }
+  }
+  return Report(arguments, *output, result, status);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  GuardStandardStreams();
+  const bool hasStandardOutput = GuardStandardStreams();
+  // A core file, or another process of the user, would show the password.
+  prctl(PR_SET_DUMPABLE, 0);
   // A reader of standard output that goes away must not kill the tool in the middle of its work.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // nor a limit on the size of files: writing says so
   try {
-    return static_cast<int>(Main(argc, argv));
+    return static_cast<int>(Main(argc, argv, hasStandardOutput));
   } catch (const std::exception& error) {
     // Out of memory, as a rule.
     for (const char* const piece : {"xmla-import: error: ", error.what(), "\n"})

@@ -236,7 +236,7 @@ TEST(HarmlessText, OfMessagesAndLogsStaysAsItCame) {
                      "--format", "json", "--log", folder.Path(), "sources"});
   EXPECT_EQ(outcome.status, 1);
   const tool::Json errors = outcome.Document()["errors"];
-  ASSERT_EQ(errors.size(), 1u);
+  ASSERT_EQ(errors.size(), 2u);
   EXPECT_THAT(errors[0].get<std::string>(), HasSubstr("text " + Hostile(InMessage)));
   EXPECT_THAT(outcome.out, HasSubstr("text " + Hostile(InMessage)));
   ASSERT_EQ(folder.Files().size(), 1u);

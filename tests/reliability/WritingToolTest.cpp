@@ -118,7 +118,9 @@ TEST_F(ToolWriting, OfTheLogOfACallThatFailsItselfIsAWarningBesideTheError) {
               "--log $DIR/log tree");
     EXPECT_EQ(result.exitStatus, 1) << result.signal << result.err;
     const tool::Json document = tool::Json::parse(result.out);
-    ASSERT_EQ(document["errors"].size(), 1u);
+    ASSERT_EQ(document["errors"].size(), 2u);
+    EXPECT_EQ(document["errors"][1],
+              "the failed request was DISCOVER_PROPERTIES of property \"ProviderName\"");
     EXPECT_THAT(document["errors"][0].get<std::string>(), HasSubstr("http://127.0.0.1:1/"));
     ASSERT_EQ(document["warnings"].size(), 1u);
     const auto warning = document["warnings"][0].get<std::string>();

@@ -2,7 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cinttypes>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <mutex>
@@ -158,8 +166,9 @@ class Onlooker {
   explicit Onlooker(const char* what) : m_what(what) {}
   std::string Url() const { return m_provider.Url(); }
   /// What it read during the call.
-  std::string Run(const Arguments& arguments) {
-    RunToolWhile(arguments, [this](pid_t process) { m_known.set_value(process); });
+  std::string Run(const Arguments& arguments, const Options& options = {}) {
+    RunToolWhile(
+        arguments, [this](pid_t process) { m_known.set_value(process); }, options);
     const std::lock_guard lock(m_mutex);
     return m_read;
   }
@@ -168,15 +177,32 @@ class Onlooker {
   ScriptedProvider::Script Script() {
     ScriptedProvider::Script script = TwoSources();
     script.answer = [this](const std::string&, const std::string&) -> std::string {
-      const std::string process = std::to_string(m_process.get());
+      const std::string folder = "/proc/" + std::to_string(m_process.get()) + "/";
       const std::lock_guard lock(m_mutex);
-      m_read = support::ReadFile("/proc/" + process + "/" + m_what);
+      const bool isMemory = m_what.front() == '[';
+      m_read = isMemory ? Memory(folder) : support::ReadFile(folder + m_what);
       return {};
     };
     return script;
   }
 
-  const char* m_what;
+  /// The bytes of the part of the memory that has this name.
+  std::string Memory(const std::string& folder) const {
+    std::ifstream maps(folder + "maps");
+    std::string line;
+    while (std::getline(maps, line) && !line.ends_with(m_what)) {
+    }
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    if (std::sscanf(line.c_str(), "%" SCNx64 "-%" SCNx64, &begin, &end) != 2) return {};
+    std::string bytes(end - begin, '\0');
+    std::ifstream memory(folder + "mem", std::ios::binary);
+    memory.seekg(static_cast<std::streamoff>(begin));
+    memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+  }
+
+  std::string m_what;
   std::promise<pid_t> m_known;
   std::shared_future<pid_t> m_process = m_known.get_future().share();
   std::mutex m_mutex;
@@ -184,7 +210,10 @@ class Onlooker {
   const ScriptedProvider m_provider{Script()};
 };
 
+constexpr const char* kOnlyRoot = "skipped: only root sees what the system tells of the tool";
+
 TEST(ChildEnvironment, HasNothingOfWhoRunsTheTests) {
+  if (geteuid() != 0) GTEST_SKIP() << kOnlyRoot;
   const char* const names[] = {
       "http_proxy",    "https_proxy",     "HTTPS_PROXY",        "all_proxy",    "ALL_PROXY",
       "no_proxy",      "NO_PROXY",        "SSL_CERT_FILE",      "SSL_CERT_DIR", "CURL_CA_BUNDLE",
@@ -229,6 +258,87 @@ TEST(CredentialsInUse, OfAnOptionAreNotInTheListOfProcesses) {
     const std::string commandLine = onlooker.Run(words);
     EXPECT_THAT(commandLine, HasSubstr("--user"));
     EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
+  }
+}
+
+TEST(CredentialsInUse, AreNotInTheEnvironmentThatTheSystemShows) {
+  if (geteuid() != 0) GTEST_SKIP() << kOnlyRoot;
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "password";
+  std::ofstream(file) << "another";
+  // Read, and not needed because another one comes before it.
+  for (const Arguments& more : {Arguments{}, Arguments{"--password-file", file}}) {
+    Onlooker onlooker("environ");
+    Options options;
+    options.environment = {{"XMLA_IMPORT_URL", "http://s3cret@" + onlooker.Url().substr(7)},
+                           {"XMLA_IMPORT_USER", "ann"},
+                           {"XMLA_IMPORT_PASSWORD", "s3cret"}};
+    Arguments words{"sources"};
+    words.insert(words.end(), more.begin(), more.end());
+    const std::string environment = onlooker.Run(words, options);
+    EXPECT_THAT(environment, HasSubstr("PATH="));
+    EXPECT_THAT(environment, HasSubstr("XMLA_IMPORT_USER=ann"));
+    EXPECT_THAT(environment, Not(HasSubstr("s3cret")));
+  }
+}
+
+TEST(CredentialsInUse, AreNotInTheMemoryOfTheCall) {
+  if (geteuid() != 0) GTEST_SKIP() << kOnlyRoot;
+  // The stack is where the system puts command line and environment.
+  Onlooker onlooker("[stack]");
+  Options options;
+  options.environment = {{"XMLA_IMPORT_PASSWORD", "s3cret"}};
+  const std::string stack =
+      onlooker.Run({"--url", "http://s3cret@" + onlooker.Url().substr(7), "sources"}, options);
+  EXPECT_THAT(stack, HasSubstr("PATH="));
+  EXPECT_THAT(stack, Not(HasSubstr("s3cret")));
+}
+
+/// Allows core files of any size, and has them written into the working directory.
+void AllowCoreFiles(const std::filesystem::path& folder) {
+  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+  if (setrlimit(RLIMIT_CORE, &unlimited) != 0 || chdir(folder.c_str()) != 0) _exit(125);
+}
+
+/// The same for a process that keeps nothing to itself.
+bool CoreFilesAreWritten(const std::filesystem::path& folder) {
+  const pid_t child = fork();
+  if (child == 0) {
+    AllowCoreFiles(folder);
+    std::abort();
+  }
+  int status = 0;
+  return waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WCOREDUMP(status);
+}
+
+TEST(CredentialsInUse, AreInNoCoreFile) {
+  const support::TempDir folder;
+  if (!CoreFilesAreWritten(folder.Path())) GTEST_SKIP() << "skipped: no core files are written";
+  for (const int signal : {SIGABRT, SIGSEGV, SIGQUIT}) {
+    std::promise<void> asked;
+    std::promise<void> ended;
+    ScriptedProvider::Script script = TwoSources();
+    const std::shared_future<void> end = ended.get_future().share();
+    std::once_flag once;
+    script.answer = [&](const std::string&, const std::string&) {
+      std::call_once(once, [&] { asked.set_value(); });
+      end.wait();
+      return std::string();
+    };
+    const ScriptedProvider provider(std::move(script));
+    Options options;
+    options.environment = {{"XMLA_IMPORT_USER", "ann"}, {"XMLA_IMPORT_PASSWORD", "s3cret"}};
+    options.prepare = [&] { AllowCoreFiles(folder.Path()); };
+    const Outcome outcome = RunToolWhile(
+        {"--url", provider.Url(), "sources"},
+        [&](pid_t process) {
+          asked.get_future().wait_for(std::chrono::seconds(20));
+          kill(process, signal);
+        },
+        options);
+    ended.set_value();
+    EXPECT_EQ(outcome.signal, signal);
+    EXPECT_FALSE(outcome.dumpedCore);
   }
 }
 

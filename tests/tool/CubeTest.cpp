@@ -266,7 +266,7 @@ TEST(Cube, OfASapBwProviderKeepsTheRestWhenTheVariablesFail) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.Document()["hierarchies"].size(), 1u);
-  EXPECT_EQ(outcome.Document()["errors"].size(), 1u);
+  EXPECT_EQ(outcome.Document()["errors"].size(), 2u);
 }
 
 }  // namespace

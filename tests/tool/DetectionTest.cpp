@@ -79,7 +79,7 @@ TEST(Detection, EndsTheCallOnANetworkError) {
   EXPECT_EQ(outcome.status, 1);
   const Json document = outcome.Document();
   EXPECT_EQ(document["provider"], Json({{"name", ""}, {"version", ""}, {"target", ""}}));
-  EXPECT_EQ(document["errors"].size(), 1u);
+  EXPECT_EQ(document["errors"].size(), 2u);
 }
 
 TEST(Detection, IsNotLogged) {

@@ -24,7 +24,7 @@ void ExpectFailure(const std::string& url, const std::string& says) {
   }
   const Outcome json = RunTool({"--url", url, "sources", "--format", "json"});
   EXPECT_EQ(json.status, 1);
-  ASSERT_EQ(json.Document()["errors"].size(), 1u);
+  ASSERT_EQ(json.Document()["errors"].size(), 2u);
   EXPECT_THAT(json.Document()["errors"][0].get<std::string>(), HasSubstr(says));
 }
 
@@ -54,6 +54,80 @@ TEST(Failure, MisbehavingProvider) {
     ExpectFailure(provider.Url(sample::Kind::kAnalysisServices) + "?mood=" + mood.mood, mood.says);
 }
 
+struct FailedRequest {
+  const char* type;
+  Arguments command;
+  const char* says;
+};
+const FailedRequest kFailedRequests[] = {
+    {"DISCOVER_PROPERTIES", {"sources"}, "DISCOVER_PROPERTIES of property "},
+    {"DISCOVER_DATASOURCES", {"sources"}, "DISCOVER_DATASOURCES"},
+    {"DBSCHEMA_CATALOGS", {"tree"}, "DBSCHEMA_CATALOGS"},
+    {"MDSCHEMA_CUBES", {"tree"}, "MDSCHEMA_CUBES of catalog \"Lone\""},
+    {"MDSCHEMA_HIERARCHIES", {"cube"}, "MDSCHEMA_HIERARCHIES of catalog \"Lone\", cube \"Unit\""},
+    {"MDSCHEMA_MEASURES", {"cube"}, "MDSCHEMA_MEASURES of catalog \"Lone\", cube \"Unit\""},
+    {"SAP_VARIABLES", {"cube"}, "SAP_VARIABLES of catalog \"Lone\", cube \"Unit\""},
+    {"MDSCHEMA_LEVELS",
+     {"cube"},
+     "MDSCHEMA_LEVELS of catalog \"Lone\", cube \"Unit\", hierarchy \"[Shop].[Place]\""},
+};
+
+TEST(Failure, OfARequestSaysWhatItAskedFor) {
+  for (const FailedRequest& each : kFailedRequests) {
+    SCOPED_TRACE(each.type);
+    ScriptedProvider::Script script = OneCube();
+    script.name = "SAP BW";
+    script.answer = [&](const std::string& type, const std::string&) {
+      return type == each.type ? support::FaultReply("Server", "broken") : std::string();
+    };
+    const ScriptedProvider provider(std::move(script));
+    Arguments arguments{"--url", provider.Url(), "--format", "json"};
+    arguments.insert(arguments.end(), each.command.begin(), each.command.end());
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    const Json errors = outcome.Document()["errors"];
+    ASSERT_EQ(errors.size(), 2u) << errors;
+    EXPECT_THAT(errors[1].get<std::string>(),
+                testing::StartsWith(std::string("the failed request was ") + each.says));
+    EXPECT_THAT(outcome.err, HasSubstr("error: the failed request was "));
+  }
+}
+
+TEST(Failure, OfADefaultMemberIsAWarningThatNamesTheHierarchy) {
+  ScriptedProvider::Script script = OneCube();
+  std::vector<Row>& hierarchies = script.rows["MDSCHEMA_HIERARCHIES"];
+  hierarchies.resize(3, hierarchies.front());
+  hierarchies[1][2].second = "[Shop].[Second]";
+  hierarchies[2][2].second = "[Shop].[Skipped]";
+  hierarchies[2].emplace_back("IS_VIRTUAL", "true");
+  script.answer = [&](const std::string& type, const std::string& body) {
+    const bool fails = type == "MDSCHEMA_MEMBERS" && body.find("Second") != std::string::npos;
+    return fails ? support::FaultReply("Server", "broken") : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "--format", "json", "cube"});
+  EXPECT_EQ(outcome.status, 0);
+  const Json warnings = outcome.Document()["warnings"];
+  ASSERT_EQ(warnings.size(), 3u) << warnings;
+  EXPECT_THAT(warnings[0].get<std::string>(), testing::StartsWith("[64203] "));
+  EXPECT_EQ(warnings[1],
+            "the failed request was MDSCHEMA_MEMBERS of catalog \"Lone\", cube \"Unit\", hierarchy "
+            "\"[Shop].[Second]\", member \"[Shop].[Place].[All]\"");
+  EXPECT_THAT(warnings[2].get<std::string>(), testing::StartsWith("[62011] "));
+}
+
+TEST(Failure, NamesLittleOfWhatIsVeryLong) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", std::string(100000, 'n')}}};
+  script.answer = [&](const std::string& type, const std::string&) {
+    return type == "MDSCHEMA_LEVELS" ? support::FaultReply("Server", "broken") : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "--verbose", "import"});
+  EXPECT_THAT(outcome.err, HasSubstr("nnn... ("));
+  EXPECT_LT(outcome.err.size(), 40000u);
+}
+
 TEST(Failure, OfAMessageWithItsNumberInBrackets) {
   ScriptedProvider::Script script = TwoSources();
   script.answer = [](const std::string&, const std::string&) {
@@ -62,7 +136,7 @@ TEST(Failure, OfAMessageWithItsNumberInBrackets) {
   const ScriptedProvider provider(std::move(script));
   const Json errors =
       RunTool({"--url", provider.Url(), "sources", "--format", "json"}).Document()["errors"];
-  ASSERT_EQ(errors.size(), 1u);
+  ASSERT_EQ(errors.size(), 2u);
   EXPECT_THAT(errors[0].get<std::string>(), testing::StartsWith("[64203] "));
   EXPECT_THAT(errors[0].get<std::string>(), HasSubstr("two lines and a tab"));
 }

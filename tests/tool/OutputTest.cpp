@@ -118,7 +118,7 @@ TEST_F(Output, OfAFailureInJsonGoesIntoTheFile) {
       RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File(), "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 1u);
+  EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 2u);
 }
 
 TEST_F(Output, OfAWrongCallInJsonGoesIntoTheFile) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -194,6 +195,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
     PutAt(out.theirs, STDOUT_FILENO);
     PutAt(err.theirs, STDERR_FILENO);
     std::signal(SIGPIPE, SIG_DFL);
+    if (options.prepare) options.prepare();
     execve(argv[0], argv.data(), variables.data());
     _exit(127);
   }
@@ -212,6 +214,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   Capture shown(terminal.ours, outcome.terminal);
   const auto deadline = std::chrono::steady_clock::now() + kLongestRun;
   int status = 0;
+  rusage usage{};
   bool ended = false;
   // The ends of the captured streams, then that of the process.
   while (!ended || std::any_of(captures.begin(), captures.end(), std::mem_fn(&Capture::Open))) {
@@ -225,7 +228,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
       if (waits[i].revents && captures[i].Open()) captures[i].Read();
     if (waits[captures.size()].revents && shown.Open()) shown.Read();
     TypeWhenAsked(terminal.ours, outcome, typed);
-    if (!ended) ended = waitpid(child, &status, WNOHANG) == child;
+    if (!ended) ended = wait4(child, &status, WNOHANG, &usage) == child;
   }
   close(process);
   if (options.out == Stream::kUnread) close(out.ours);
@@ -239,6 +242,10 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   while (shown.Open()) shown.Read();
   if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
+  outcome.dumpedCore = WIFSIGNALED(status) && WCOREDUMP(status);
+  for (const timeval& time : {usage.ru_utime, usage.ru_stime})
+    outcome.cpuSeconds +=
+        static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
   return outcome;
 }
 

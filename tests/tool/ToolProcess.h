@@ -35,11 +35,15 @@ struct Options {
   bool terminal = false;
   std::string typed;
   bool inputIsTerminal = false;  ///< that terminal is standard input, too
+  /// Called in the child just before the tool is executed.
+  std::function<void()> prepare;
 };
 
 struct Outcome {
   int status = -1;  ///< -1 when a signal ended it
   int signal = 0;
+  bool dumpedCore = false;
+  double cpuSeconds = 0;
   std::string out;
   std::string err;
   std::string terminal;  ///< what the terminal showed

@@ -9,7 +9,7 @@ HTTPFailureText TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kNone:
       return {L"", L""};
     case HTTPFailure::kCancelled:
-      return {StopText(), L""};
+      return {L"", L""};  // StopText says more
     case HTTPFailure::kNoAnswer:
       return {L"The server has sent no answer for # seconds", kLonger};
     case HTTPFailure::kSilence:

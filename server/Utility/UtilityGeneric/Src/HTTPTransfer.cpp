@@ -619,7 +619,7 @@ void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
   const HTTPFailure failure = m_end != HTTPFailure::kNone ? m_end : FailureOf(code);
   const HTTPFailureText text = TextOf(failure);
   answer.failure = failure;
-  answer.failureText = text.what;
+  answer.failureText = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
   answer.advice = text.advice;
   BaseStringUtil::ReplacePatternInString(answer.failureText, L"#",
                                          BaseStringUtil::StringFrom(NumberOf(failure)));

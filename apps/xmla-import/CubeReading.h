@@ -1,8 +1,0 @@
-#pragma once
-
-#include "Results.h"
-#include "Session.h"
-
-/// Reads the cube that the result's three choices name, texts into its messages. True when nothing
-/// of it failed.
-bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& result);

@@ -1,0 +1,44 @@
+#include "base/Interrupt.h"
+
+#include <atomic>
+#include <csignal>
+
+namespace {
+
+std::atomic<bool> happened{false};
+std::atomic<VXExecutionState*> interrupted{nullptr};
+static_assert(std::atomic<VXExecutionState*>::is_always_lock_free, "used in a signal handler");
+
+constexpr int kSignals[] = {SIGINT, SIGTERM};
+
+extern "C" void OnSignal(int) {
+  happened.store(true);
+  if (VXExecutionState* const state = interrupted.load())
+    state->RequestCancellation(VXExecutionState::kCancelReasonHost);
+}
+
+}  // namespace
+
+Interrupt::Interrupt() : m_state(new VXExecutionState) {
+  interrupted.store(m_state.get());
+  struct sigaction action {};
+  action.sa_handler = OnSignal;
+  sigemptyset(&action.sa_mask);
+  // Without SA_RESTART a read from the terminal ends too.
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int number : kSignals) {
+    struct sigaction former {};
+    // A signal that the caller ignores (a background job's, nohup's) stays ignored.
+    if (sigaction(number, nullptr, &former) == 0 && former.sa_handler == SIG_IGN) continue;
+    sigaction(number, &action, nullptr);
+  }
+}
+
+Interrupt::~Interrupt() { interrupted.store(nullptr); }
+
+bool Interrupt::Happened() { return happened.load(); }
+
+bool IsToStop() {
+  const VXExecutionState* const state = VXExecutionState::Current();
+  return state && state->IsCancellationRequested();
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "call/UsageError.h"
+
+/// What the tool can do.
+enum class Command { kNone, kSources, kTree, kCube, kImport };
+
+/// The command line as it was written, nothing interpreted yet. Texts are the bytes as given; an
+/// empty one means that the option was not given.
+struct Arguments {
+  Command command = Command::kNone;
+  std::string url, sample, user, passwordFile, target, log, output;
+  bool json = false;
+  bool quiet = false;
+  bool verbose = false;
+  std::vector<std::string> sources, catalogs, cubes;
+  int jobs = 1;
+  /// Set by --help and --version: the text to print instead of doing anything.
+  std::string information;
+};
+
+/// Reads the command line into `arguments`. Throws UsageError; `arguments` then holds at least the
+/// command, the format and the output file as far as the line names them, so that the error can be
+/// reported in the form that was asked for.
+void ParseArguments(int argc, const char* const* argv, Arguments& arguments);

@@ -1,0 +1,57 @@
+#include "commands/Choices.h"
+
+#include <algorithm>
+
+#include "base/Text.h"
+#include "connection/Operation.h"
+
+std::optional<std::vector<String>> DataSourceNames(OTXMLAImportAPI& import, Messages& messages) {
+  VXStringVector names;
+  Operation operation;
+  import.GetDataSourceNames(names, operation.errors, operation.warnings);
+  if (!operation.End(messages)) return std::nullopt;
+  return std::vector<String>(names.begin(), names.end());
+}
+
+bool DataSourceTree(OTXMLAImportAPI& import, const String& dataSource,
+                    std::vector<OTDataSource>& tree, Messages& messages) {
+  tree.clear();
+  if (!dataSource.empty()) tree.emplace_back().m_dataSourceName = dataSource;
+  Operation operation;
+  import.GetDataSourceInfo(tree, operation.errors, operation.warnings);
+  return operation.End(messages);
+}
+
+std::vector<String> CatalogNames(const OTDataSource& dataSource) {
+  std::vector<String> names;
+  for (const OTCatalog& catalog : dataSource.m_catalogs) names.push_back(catalog.m_catalogName);
+  return names;
+}
+
+std::vector<String> CubeNames(const OTCatalog& catalog) {
+  std::vector<String> names;
+  for (const OTCube& cube : catalog.m_cubes) names.push_back(cube.first);
+  return names;
+}
+
+ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names, String& choice,
+                  Messages& messages) {
+  const std::string things = std::string(what.kind) + "s" + what.where;
+  if (names.empty()) {
+    messages.errors.push_back("the provider has no " + things);
+    return choice.empty() ? ExitStatus::kFailed : ExitStatus::kWrongCall;
+  }
+  if (std::find(names.begin(), names.end(), choice) != names.end()) return ExitStatus::kDone;
+  if (choice.empty() && names.size() == 1) {
+    choice = names.front();
+    return ExitStatus::kDone;
+  }
+  std::vector<std::string> listed;
+  for (const String& name : names) listed.push_back(Utf8(name));
+  const std::string asked =
+      choice.empty()
+          ? "there are several " + things + ", choose with " + what.option
+          : "there is no " + std::string(what.kind) + " " + Listed({Utf8(choice)}) + what.where;
+  messages.errors.push_back(asked + "; there are: " + Listed(listed));
+  return ExitStatus::kWrongCall;
+}

@@ -1,0 +1,45 @@
+#include "commands/CubeReading.h"
+
+#include "Utility/Generic/ErrorMessage.h"
+#include "base/Interrupt.h"
+#include "base/Text.h"
+#include "connection/Operation.h"
+
+namespace {
+
+/// One of the operations that read a cube, its texts into the result's messages. True when it did
+/// not fail.
+template <class Get>
+bool Read(CubeResult& result, Get get) {
+  Operation operation;
+  try {
+    get(operation.errors, operation.warnings);
+  } catch (const ErrorMessage& error) {
+    error.RetrieveErrorMessages(operation.errors);
+  }
+  return operation.End(result.messages);
+}
+
+}  // namespace
+
+bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& result) {
+  import.SetImportChoiceInfo(result.dataSource, result.catalog, result.cube);
+  bool whole = Read(result, [&](String& errors, String& warnings) {
+    import.GetHierarchies(result.hierarchies, errors, warnings);
+  });
+  if (IsToStop()) return false;
+
+  // What stopped the hierarchies need not stop the rest.
+  whole &= Read(result, [&](String& errors, String& warnings) {
+    import.GetMeasuresAndCalcMembers(result.measures, errors, warnings);
+  });
+  if (IsToStop()) return false;
+
+  if (session.IsSapBw())
+    whole &= Read(result, [&](String& errors, String& warnings) {
+      OTCube cube;
+      import.GetSAPVariables(cube, errors, warnings);
+      result.sapVariables = cube.m_sapVariables;
+    });
+  return whole && !IsToStop();
+}

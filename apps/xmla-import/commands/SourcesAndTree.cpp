@@ -1,0 +1,34 @@
+#include "base/Text.h"
+#include "commands/Choices.h"
+#include "commands/Commands.h"
+#include "connection/Operation.h"
+
+ExitStatus RunSources(Session& session, SourcesResult& result) {
+  if (!session.Identify(result.messages)) return ExitStatus::kFailed;
+  const auto import = session.Import(result.messages);
+  if (!import) return ExitStatus::kFailed;
+  Operation operation;
+  import->GetDataSourceNames(result.dataSources, operation.errors, operation.warnings);
+  return operation.End(result.messages) ? ExitStatus::kDone : ExitStatus::kFailed;
+}
+
+ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& result) {
+  if (!session.Identify(result.messages)) return ExitStatus::kFailed;
+  const auto import = session.Import(result.messages);
+  if (!import) return ExitStatus::kFailed;
+  String source = arguments.sources.empty() ? String() : Wide(arguments.sources.front());
+  const bool whole = DataSourceTree(*import, source, result.dataSources, result.messages);
+  if (source.empty()) return whole ? ExitStatus::kDone : ExitStatus::kFailed;
+  if (whole && !result.dataSources.front().m_catalogs.empty()) return ExitStatus::kDone;
+
+  // Providers answer an unknown data source with a fault or with nothing: say what there is. What
+  // goes wrong in asking has been said already.
+  Messages unsaid;
+  const auto names = DataSourceNames(*import, unsaid);
+  if (names && Choose({"data source", "--source", ""}, *names, source, result.messages) !=
+                   ExitStatus::kDone) {
+    result.dataSources.clear();
+    return ExitStatus::kWrongCall;
+  }
+  return whole ? ExitStatus::kDone : ExitStatus::kFailed;
+}

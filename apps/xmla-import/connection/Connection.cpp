@@ -1,0 +1,172 @@
+#include "connection/Connection.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "base/Secret.h"
+#include "base/Text.h"
+#include "call/TargetNames.h"
+#include "connection/Password.h"
+
+namespace {
+
+/// The option's value, else that of the environment variable.
+std::string OptionOr(const std::string& option, const char* variable) {
+  if (!option.empty()) return option;
+  const char* const value = std::getenv(variable);
+  return value ? value : "";
+}
+
+std::string Origin(bool option, const char* name, const char* variable) {
+  return option ? name : variable;
+}
+
+/// The variable's value, which is overwritten where others could read it: in the process's
+/// environment, as the system shows it.
+std::optional<std::string> TakeFromEnvironment(const char* variable) {
+  char* const value = std::getenv(variable);
+  if (!value) return std::nullopt;
+  std::string taken = value;
+  explicit_bzero(value, taken.size());
+  unsetenv(variable);
+  return taken;
+}
+
+void ServeSample(const std::string& name, Connection& connection) {
+  const std::optional<sample::Kind> kind = sample::KindFromName(name);
+  if (!kind)
+    throw UsageError("--sample is \"" + OneLine(name) +
+                     "\", but there are: analysis-services, sap-bw, tamarind");
+  try {
+    connection.provider = std::make_unique<sample::Provider>();
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error("the sample provider cannot be served: " + OneLine(error.what()));
+  }
+  connection.url = Wide(connection.provider->Url(*kind));
+  // It is on this machine: no proxy of the environment could reach it.
+  connection.http.proxy = String();
+}
+
+void Hide(char* begin, char* end) { std::fill(begin, end, 'x'); }
+
+void HideInUrl(char* word) {
+  char* const scheme = std::strstr(word, "://");
+  if (!scheme) return;
+  char* const begin = scheme + 3;
+  char* const authorityEnd = begin + std::strcspn(begin, "/?#");
+  // Careless passwords hold slashes: whatever stands before the last @ may be part of one.
+  char* const at = std::strrchr(begin, '@');
+  const bool isInAuthority = std::find(begin, authorityEnd, '@') != authorityEnd;
+  if (at && (isInAuthority || std::find(begin, at, ':') != at)) Hide(begin, at);
+}
+
+/// The service of --url or the environment, and the credentials inside it.
+void UseUrl(const Arguments& arguments, Connection& connection) {
+  std::string url = OptionOr(arguments.url, "XMLA_IMPORT_URL");
+  if (url.empty())
+    throw UsageError(
+        "nothing to import from: give --url URL (or XMLA_IMPORT_URL), or --sample KIND");
+  connection.url = WideSecret(std::move(url));
+  if (char* const variable = std::getenv("XMLA_IMPORT_URL")) HideInUrl(variable);
+  // The URL is not repeated: it may hold a password.
+  if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
+    throw UsageError(Origin(!arguments.url.empty(), "--url", "XMLA_IMPORT_URL") +
+                     " is not an http or https address such as http://server/xmla");
+}
+
+/// The library takes what is no number for 0, which is to wait for ever.
+void CheckTimeout() {
+  constexpr const char* kVariable = "MORVEN_BI_XMLA_HTTP_TIMEOUT";
+  const char* const value = std::getenv(kVariable);
+  if (!value) return;
+  const std::string_view digits = value;
+  if (digits.empty() || digits.size() > 9 ||
+      digits.find_first_not_of("0123456789") != std::string_view::npos)
+    throw UsageError(std::string(kVariable) + " is \"" + OneLine(value) +
+                     "\": give a whole number of seconds, or 0 for no limit");
+}
+
+void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnvironment,
+                    Connection& connection) {
+  const bool fromUrl = !connection.user.empty() || !connection.password.empty();
+  const String user = Wide(arguments.user);
+  if (!arguments.user.empty()) {
+    // A password inside the URL belongs to the user inside it.
+    if (!connection.user.empty() && !(connection.user == user)) connection.password.clear();
+    connection.user = user;
+  } else if (!fromUrl) {
+    connection.user = Wide(OptionOr("", "XMLA_IMPORT_USER"));
+  }
+  if (!arguments.passwordFile.empty()) {
+    if (connection.user.empty())
+      throw UsageError("--password-file needs a user name: give --user NAME");
+    // On a terminal it would be shown as it is typed.
+    std::optional<std::string> typed;
+    if (arguments.passwordFile == "-" && isatty(STDIN_FILENO) == 1)
+      typed = PasswordFromTerminal(Utf8(connection.user));
+    connection.password =
+        WideSecret(typed ? std::move(*typed) : PasswordFromFile(arguments.passwordFile));
+    return;
+  }
+  if (connection.user.empty() || !connection.password.empty()) return;
+  if (ofEnvironment)
+    connection.password = WideSecret(std::move(*ofEnvironment));
+  else if (auto typed = PasswordFromTerminal(Utf8(connection.user)))
+    connection.password = WideSecret(std::move(*typed));
+}
+
+std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& arguments) {
+  const std::string name = OptionOr(arguments.target, "XMLA_IMPORT_TARGET");
+  if (name.empty() || name == kAutoTarget) return std::nullopt;
+  const std::optional<ServerInfo::TargetType> target = TargetFromName(name);
+  if (!target)
+    throw UsageError(Origin(!arguments.target.empty(), "--target", "XMLA_IMPORT_TARGET") +
+                     " is \"" + OneLine(name) + "\", but there are: " + TargetNames());
+  return target;
+}
+
+}  // namespace
+
+Connection::~Connection() { Erase(password); }
+
+Connection Connect(const Arguments& arguments) {
+  Connection connection;
+  std::optional<std::string> ofEnvironment = TakeFromEnvironment("XMLA_IMPORT_PASSWORD");
+  CheckTimeout();
+  connection.target = ConfiguredTarget(arguments);
+  if (!arguments.url.empty() && !arguments.sample.empty())
+    throw UsageError("--url and --sample contradict each other; give one of them");
+  if (!arguments.sample.empty()) {
+    if (!arguments.user.empty() || !arguments.passwordFile.empty())
+      throw UsageError(
+          "--user and --password-file contradict --sample: it asks for no credentials");
+    ServeSample(arguments.sample, connection);
+    return connection;
+  }
+  UseUrl(arguments, connection);
+  UseCredentials(arguments, std::move(ofEnvironment), connection);
+  return connection;
+}
+
+void HideCredentials(int argc, char** argv) {
+  constexpr std::string_view kOption = "--user";
+  constexpr std::string_view kOptionWithValue = "--user=";
+  // From the back: a word is recognized by the one before it, which may be a value as well.
+  for (int i = argc - 1; i > 0; --i) {
+    char* const word = argv[i];
+    char* const end = word + std::strlen(word);
+    // An equals sign without a value takes the next word, too.
+    if (i > 1 && (argv[i - 1] == kOption || argv[i - 1] == kOptionWithValue))
+      Hide(word, end);
+    else if (std::string_view(word).starts_with(kOptionWithValue))
+      Hide(word + kOptionWithValue.size(), end);
+    else
+      HideInUrl(word);
+  }
+}

@@ -1,0 +1,25 @@
+#include "connection/LogFailures.h"
+
+#include <new>
+#include <utility>
+
+#include "base/Text.h"
+
+LogFailures::LogFailures(std::vector<std::string>& warnings) : m_warnings(warnings) {}
+
+LogFailures::~LogFailures() {
+  try {
+    for (std::string& line : m_lines) m_warnings.push_back(std::move(line));
+  } catch (const std::bad_alloc&) {
+    // Then nobody is told; the import itself matters more.
+  }
+}
+
+void LogFailures::Add(const String& name, const String& reason) {
+  try {
+    const std::lock_guard lock(m_mutex);
+    m_lines.push_back("the import log " + Listed({Utf8(name)}) + " is incomplete: " + Utf8(reason));
+  } catch (const std::bad_alloc&) {
+    // As above.
+  }
+}

@@ -1,0 +1,62 @@
+#include "connection/Operation.h"
+
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "base/Interrupt.h"
+#include "base/Text.h"
+
+namespace {
+
+// The only request whose failure is a warning.
+constexpr String::View kDefaultMember = L"MDSCHEMA_MEMBERS";
+
+thread_local Operation* t_current = nullptr;
+
+void AddLines(std::vector<std::string>& list, String::View text) {
+  for (std::string& line : Lines(String(text))) list.push_back(std::move(line));
+}
+
+void AddRequest(std::vector<std::string>& list, const String& subject) {
+  list.push_back("the failed request was " + OneLine(Utf8(Shortened(subject))));
+}
+
+}  // namespace
+
+Operation::Operation() { t_current = this; }
+Operation::~Operation() { t_current = nullptr; }
+Operation* Operation::Current() { return t_current; }
+
+void Operation::NoteWarnings() {
+  if (warnings.size() <= m_known) return;
+  m_parts.emplace_back(warnings.size(), m_subject);
+  m_known = warnings.size();
+}
+
+void Operation::OnExchange(const HTTPExchangeInfo& info) {
+  NoteWarnings();
+  m_subject = info.subject;
+}
+
+bool Operation::End(Messages& messages) {
+  NoteWarnings();
+  AddLines(messages.errors, errors);
+  if (!errors.empty() && !m_subject.empty() && !IsToStop()) AddRequest(messages.errors, m_subject);
+  std::size_t begin = 0;
+  for (const auto& [end, subject] : m_parts) {
+    AddLines(messages.warnings, warnings.view().substr(begin, end - begin));
+    if (subject.view().starts_with(kDefaultMember)) AddRequest(messages.warnings, subject);
+    begin = end;
+  }
+  return errors.empty();
+}
+
+void OperationObserver::OnExchange(const HTTPExchangeInfo& info) {
+  try {
+    if (Operation* const operation = Operation::Current()) operation->OnExchange(info);
+  } catch (const std::bad_alloc&) {
+    // Then a message does without what was asked for.
+  }
+  m_next.OnExchange(info);
+}

@@ -1,0 +1,198 @@
+#include "connection/Password.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <poll.h>
+#include <sys/vfs.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
+#include "base/Interrupt.h"
+#include "base/Secret.h"
+#include "base/TerminalText.h"
+#include "base/Text.h"
+#include "base/TrustedPath.h"
+#include "call/UsageError.h"
+
+namespace {
+
+constexpr std::size_t kMaxPasswordBytes = std::size_t{64} * 1024;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+// What would end the process, or stop it, from outside.
+constexpr int kHeldSignals[] = {SIGINT,  SIGTERM, SIGQUIT, SIGHUP, SIGALRM,
+                                SIGUSR1, SIGUSR2, SIGXCPU, SIGTSTP};
+constexpr std::size_t kHeldCount = std::size(kHeldSignals);
+
+volatile std::sig_atomic_t heldSignals[kHeldCount];  // those that have come
+
+extern "C" void HoldSignal(int number) {
+  for (std::size_t i = 0; i < kHeldCount; ++i)
+    if (kHeldSignals[i] == number) heldSignals[i] = 1;
+}
+
+/// Holds signals back for as long as it lives, and sends those that came to the process once more
+/// when it is destroyed. What the caller ignores stays ignored. The process has one thread.
+class HeldSignals {
+ public:
+  HeldSignals() {
+    struct sigaction action {};
+    action.sa_handler = HoldSignal;
+    sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < kHeldCount; ++i) {
+      heldSignals[i] = 0;
+      sigaction(kHeldSignals[i], nullptr, &m_former[i]);
+      if (m_former[i].sa_handler != SIG_IGN) sigaction(kHeldSignals[i], &action, nullptr);
+    }
+  }
+  ~HeldSignals() {
+    for (std::size_t i = 0; i < kHeldCount; ++i) sigaction(kHeldSignals[i], &m_former[i], nullptr);
+    for (std::size_t i = 0; i < kHeldCount; ++i)
+      if (heldSignals[i]) std::raise(kHeldSignals[i]);
+  }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+
+  static bool Came() {
+    for (const volatile std::sig_atomic_t& held : heldSignals)
+      if (held) return true;
+    return false;
+  }
+
+ private:
+  struct sigaction m_former[kHeldCount] {};
+};
+
+enum class LineEnd { kLineFeed, kEndOfFile, kStopped, kError };
+
+/// A pipe of the shell that was opened by its name in /dev/fd: only reading tells that it ended
+/// before.
+bool IsReopenedPipe(int file) {
+  struct statfs system {};
+  return fstatfs(file, &system) == 0 && system.f_type == PIPEFS_MAGIC &&
+         (fcntl(file, F_GETFL) & O_NONBLOCK) != 0;
+}
+
+/// Waits for something to read, or for its end; false when `isToStop` says so. A signal may come
+/// just before a wait begins, so no wait is long.
+template <class Stop>
+bool WaitForInput(int file, Stop isToStop) {
+  constexpr int kMilliseconds = 50;
+  pollfd wait{file, POLLIN, 0};
+  while (!isToStop()) {
+    const int ready = poll(&wait, 1, kMilliseconds);
+    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;  // reading tells what is wrong
+    if (ready == 0 && IsReopenedPipe(file)) return true;
+  }
+  return false;
+}
+
+/// Reads byte by byte: what follows the line belongs to whoever reads next.
+template <class Stop>
+LineEnd ReadLine(int file, std::string& line, Stop isToStop) {
+  line.clear();
+  line.reserve(kMaxPasswordBytes);
+  while (line.size() < kMaxPasswordBytes) {
+    if (!WaitForInput(file, isToStop)) return LineEnd::kStopped;
+    char byte = 0;
+    const ssize_t count = read(file, &byte, 1);
+    if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+    if (count < 0) return LineEnd::kError;
+    if (count == 0) return LineEnd::kEndOfFile;
+    if (byte == '\n') {
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      return LineEnd::kLineFeed;
+    }
+    line += byte;
+  }
+  errno = EFBIG;
+  return LineEnd::kError;
+}
+
+/// Switches the echo of a terminal off, and on again at the end.
+class Silence {
+ public:
+  explicit Silence(int terminal) : m_terminal(terminal) {
+    m_changed = tcgetattr(terminal, &m_former) == 0;
+    if (!m_changed) return;
+    termios silent = m_former;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    silent.c_lflag |= ECHONL;
+    Set(silent);
+  }
+  ~Silence() {
+    if (m_changed) Set(m_former);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  void Set(const termios& settings) const {
+    while (tcsetattr(m_terminal, TCSAFLUSH, &settings) != 0 && errno == EINTR) {
+    }
+  }
+
+  int m_terminal;
+  termios m_former{};
+  bool m_changed = false;
+};
+
+/// One try to ask: it ends early when a signal comes, which then takes effect with the echo on.
+LineEnd Ask(int terminal, const std::string& prompt, std::string& line) {
+  const HeldSignals signals;
+  const Silence silence(terminal);
+  if (write(terminal, prompt.data(), prompt.size()) < 0) return LineEnd::kEndOfFile;
+  return ReadLine(terminal, line, [] { return HeldSignals::Came() || IsToStop(); });
+}
+
+/// Standard input, or the file of that name; not open, and the reason in `errno`, when it cannot
+/// be opened.
+Descriptor OpenInput(const std::string& file) {
+  if (file == "-") return Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  return TrustedPath::Find(file).Open(O_RDONLY);
+}
+
+}  // namespace
+
+std::string PasswordFromFile(const std::string& file) {
+  const std::string name = file == "-" ? "standard input" : '"' + OneLine(file) + '"';
+  std::string line;
+  const auto fail = [&](const char* reason) {
+    Erase(line);
+    throw UsageError("the password cannot be read from " + name + ": " + OneLine(reason));
+  };
+  try {
+    const Descriptor input = OpenInput(file);
+    const LineEnd end =
+        input.IsOpen() ? ReadLine(input.Number(), line, &IsToStop) : LineEnd::kError;
+    if (end == LineEnd::kStopped) fail("interrupted");
+    if (end == LineEnd::kError) fail(std::strerror(errno));
+    if (end == LineEnd::kEndOfFile && line.empty()) fail("it is empty");
+  } catch (const PathError& error) {
+    fail(error.what());
+  }
+  // A byte-order mark is what an editor put there, not the user.
+  if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
+  return line;
+}
+
+std::optional<std::string> PasswordFromTerminal(const std::string& user) {
+  const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+  if (!terminal.IsOpen()) return std::nullopt;
+  const std::string prompt = "Password of " + HarmlessOnTerminal(user) + ": ";
+  std::string line;
+  LineEnd end = LineEnd::kStopped;
+  // Whoever stopped the process and continues it is asked again.
+  while (end == LineEnd::kStopped && !IsToStop()) end = Ask(terminal.Number(), prompt, line);
+  if (end == LineEnd::kLineFeed) return line;
+  const bool isShown = write(terminal.Number(), "\n", 1) == 1;
+  if (isShown && end == LineEnd::kEndOfFile && !line.empty()) return line;
+  Erase(line);
+  return std::nullopt;
+}

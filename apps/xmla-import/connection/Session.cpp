@@ -1,0 +1,90 @@
+#include "connection/Session.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/SUSystemConfig.h"
+#include "Utility/Generic/VXDateTime.h"
+#include "Utility/Generic/VXExecutionState.h"
+#include "base/Text.h"
+#include "connection/Operation.h"
+
+namespace {
+
+/// Logs that are begun in one second share a name, and the later one empties the earlier: waits for
+/// a second that has no log in the directory yet; false when the call is interrupted before.
+bool AwaitFreeLogName(const std::string& directory) {
+  const VXExecutionState* const state = VXExecutionState::Current();
+  while (!state || !state->IsCancellationRequested()) {
+    VXDateTime now;
+    VXDateTime::GetCurrDateTime(now);
+    const std::string name =
+        fmt::format("{}/OT_xmla_{:04}_{:02}_{:02}_{:02}_{:02}_{:02}.log", directory, now.GetYear(),
+                    now.GetMonth(), now.GetDay(), now.GetHour(), now.GetMinute(), now.GetSecond());
+    std::error_code error;
+    if (!std::filesystem::exists(name, error)) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return false;
+}
+
+}  // namespace
+
+Session::Session(const ImportLibrary& library, const Connection& connection,
+                 std::string logDirectory)
+    : m_library(library),
+      m_connection(connection),
+      m_logDirectory(std::move(logDirectory)),
+      m_target(connection.target) {
+  // A log that the environment asks for is kept apart cube by cube just like one of the option.
+  if (m_logDirectory.empty() && std::getenv("OT_XMLA_IMPORT_LOGGING"))
+    m_logDirectory = Utf8(SUSystemConfig::GetSystemConfig().GetLogDirectory());
+}
+
+bool Session::Identify(Messages& messages) {
+  if (m_target) return true;
+  Operation operation;
+  m_identified = m_library.Identify(m_connection.url, m_connection.user, m_connection.password,
+                                    m_identity, operation.errors);
+  operation.End(messages);
+  if (m_identified) m_target = m_identity.target;
+  return m_identified;
+}
+
+void Session::LearnIdentity() {
+  if (m_identified) return;
+  String ignored;
+  m_identified = m_library.Identify(m_connection.url, m_connection.user, m_connection.password,
+                                    m_identity, ignored);
+}
+
+bool Session::IsSapBw() const {
+  return m_target == ServerInfo::kSAP_BW || m_target == ServerInfo::kSAP_BW35;
+}
+
+std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::string& logFolder) {
+  const std::lock_guard lock(m_connecting);
+  try {
+    ImportSettings settings = ImportSettings::Current();
+    if (!m_logDirectory.empty()) {
+      const std::string directory =
+          logFolder.empty() ? m_logDirectory : m_logDirectory + "/" + logFolder;
+      if (!AwaitFreeLogName(directory)) return nullptr;
+      settings.logDirectory = Wide(directory);
+    }
+    const ImportSettings::Scope scope(settings);
+    std::unique_ptr<OTXMLAImportAPI> import = m_library.CreateImport();
+    import->SetupConnInfo(m_connection.url, m_connection.user, m_connection.password,
+                          m_target.value(), ServerInfo::kCLIXMLA);
+    return import;
+  } catch (const ErrorMessage& error) {
+    for (std::string& line : Lines(error)) messages.errors.push_back(std::move(line));
+    return nullptr;
+  }
+}

@@ -1,0 +1,107 @@
+#include "output/NewFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <random>
+
+namespace {
+
+constexpr mode_t kPermissions = 0777;
+constexpr mode_t kUsual = 0666;  // less the umask
+
+/// Of the former file; the one before it may belong to a stranger.
+bool IsOwn(const TrustedPath& place) {
+  return place.IsRegular() && place.status.st_uid == geteuid();
+}
+
+/// Short, whatever the file's own name is.
+std::string RandomName() {
+  std::random_device random;
+  char name[32];
+  std::snprintf(name, sizeof name, ".xmla-import.%08x", random());
+  return name;
+}
+
+/// Tries hidden names until `make`, which returns an error number, meets a free one.
+template <class Make>
+int WithFreeName(std::string& name, Make make) {
+  constexpr int kMostTries = 100;
+  int error = EEXIST;
+  for (int i = 0; i < kMostTries && error == EEXIST; ++i) {
+    name = RandomName();
+    error = make(name.c_str());
+  }
+  if (error != 0) name.clear();
+  return error;
+}
+
+}  // namespace
+
+NewFile::~NewFile() {
+  if (!m_name.empty()) unlinkat(m_place.directory.Number(), m_name.c_str(), 0);
+}
+
+int NewFile::Make() {
+  const int directory = m_place.directory.Number();
+  const mode_t mode = IsOwn(m_place) ? m_place.status.st_mode & kPermissions : kUsual;
+  m_file = Descriptor(openat(directory, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+  int error = 0;
+  if (!m_file.IsOpen())
+    error = WithFreeName(m_name, [&](const char* name) {
+      m_file = Descriptor(
+          openat(directory, name, O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode));
+      return m_file.IsOpen() ? 0 : errno;
+    });
+  return error != 0 ? error : KeepPermissions();
+}
+
+int NewFile::KeepPermissions() const {
+  if (!IsOwn(m_place)) return 0;
+  mode_t mode = m_place.status.st_mode & kPermissions;
+  struct stat made {};
+  if (fstat(m_file.Number(), &made) != 0) return errno;
+  // What one group may do is nothing that another one may.
+  constexpr mode_t kOfGroup = 0070;
+  const gid_t group = m_place.status.st_gid;
+  if (made.st_gid != group && fchown(m_file.Number(), static_cast<uid_t>(-1), group) != 0)
+    mode &= ~kOfGroup;
+  return fchmod(m_file.Number(), mode) == 0 ? 0 : errno;
+}
+
+int NewFile::Append(std::string_view text) {
+  if (!m_file.IsOpen())
+    if (const int error = Make()) return error;
+  while (!text.empty()) {
+    const ssize_t count = write(m_file.Number(), text.data(), text.size());
+    if (count >= 0)
+      text.remove_prefix(static_cast<std::size_t>(count));
+    else if (errno != EINTR)
+      return errno;
+  }
+  return 0;
+}
+
+int NewFile::GiveName() {
+  const std::string self = "/proc/self/fd/" + std::to_string(m_file.Number());
+  return WithFreeName(m_name, [&](const char* name) {
+    const int directory = m_place.directory.Number();
+    return linkat(AT_FDCWD, self.c_str(), directory, name, AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+  });
+}
+
+int NewFile::Finish() {
+  if (fsync(m_file.Number()) != 0) return errno;
+  if (m_name.empty())
+    if (const int error = GiveName()) return error;
+  // Some file systems report an error of writing only now.
+  if (const int error = m_file.Close()) return error;
+  const int directory = m_place.directory.Number();
+  if (renameat(directory, m_name.c_str(), directory, m_place.name.c_str()) != 0) return errno;
+  m_name.clear();
+  return 0;
+}

@@ -1,0 +1,132 @@
+#include "output/Output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "base/Interrupt.h"
+#include "base/Text.h"
+#include "call/UsageError.h"
+#include "output/PatientWriting.h"
+
+namespace {
+
+// By these names standard output is not opened anew: a file would lose its place, or what stands in
+// it.
+bool IsStandardOutput(const std::string& file) {
+  return file.empty() || file == "-" || file == "/dev/stdout" || file == "/dev/fd/1";
+}
+
+/// 0 or the error number of replacing, or writing to, what is there.
+int CheckAccess(const TrustedPath& place) {
+  const std::string itself = "/proc/self/fd/" + std::to_string(place.file.Number());
+  const int failed = place.IsSpecial() ? faccessat(AT_FDCWD, itself.c_str(), W_OK, AT_EACCESS)
+                                       : faccessat(place.directory.Number(), ".", W_OK, AT_EACCESS);
+  if (failed != 0) return errno;
+  struct stat directory {};
+  if (fstat(place.directory.Number(), &directory) != 0) return errno;
+  // In a sticky directory only its owner and the file's may replace a file.
+  const uid_t caller = geteuid();
+  const bool isKept = place.IsRegular() && (directory.st_mode & S_ISVTX) && caller != 0 &&
+                      caller != directory.st_uid && caller != place.status.st_uid;
+  return isKept ? EPERM : 0;
+}
+
+TrustedPath Find(const std::string& file) {
+  const std::string named = "--output " + Listed({file});
+  try {
+    TrustedPath place = TrustedPath::Find(file);
+    // A file that is open already is replaced where it is.
+    if (place.IsRegular() && !place.openFile.empty()) place = TrustedPath::Find(place.openFile);
+    if (place.IsDirectory()) throw UsageError(named + " is a directory");
+    if (const int error = CheckAccess(place)) throw PathError(std::strerror(error));
+    return place;
+  } catch (const PathError& error) {
+    throw UsageError(named + " cannot be written: " + OneLine(error.what()));
+  }
+}
+
+/// Opens a device or a pipe, and awaits the pipe's reader; throws when that takes too long.
+Descriptor OpenSpecial(const TrustedPath& place, const std::string& shown) {
+  for (;;) {
+    const bool isOver = Patience::IsOver();
+    Descriptor special = place.Open(O_WRONLY);
+    // A pipe without a reader; a socket's name fails in the same way, and always will.
+    const bool canWait = errno == EINTR || (errno == ENXIO && S_ISFIFO(place.status.st_mode));
+    if (special.IsOpen() || !canWait) return special;
+    if (isOver)
+      throw OutputInterrupted("interrupted while nobody read " + shown +
+                              "; the result is not written");
+    std::this_thread::sleep_for(Patience::kSlice);
+  }
+}
+
+}  // namespace
+
+bool GuardStandardStreams() {
+  bool hasStandardOutput = true;
+  for (int number = 0; number <= STDERR_FILENO; ++number) {
+    if (fcntl(number, F_GETFD) >= 0 || errno != EBADF) continue;
+    if (number == STDOUT_FILENO) hasStandardOutput = false;
+    // The lowest free number is this one: those below it are open.
+    if (open("/dev/null", O_RDWR) != number) std::abort();
+  }
+  return hasStandardOutput;
+}
+
+Output::Output(const std::string& file, bool hasStandardOutput) : m_isOpen(hasStandardOutput) {
+  if (IsStandardOutput(file)) return;
+  m_place = Find(file);
+  m_shown = Listed({file});
+  if (!m_place->IsSpecial()) m_file.emplace(*m_place);
+}
+
+void Output::Fail(int error) const {
+  throw OutputError("the result cannot be written to " + m_shown + ": " + std::strerror(error));
+}
+
+bool Output::IsTerminal() const {
+  if (!m_place) return isatty(STDOUT_FILENO) == 1;
+  if (!m_place->IsSpecial() || !S_ISCHR(m_place->status.st_mode)) return false;
+  const Descriptor device = m_place->Open(O_WRONLY);
+  return device.IsOpen() && isatty(device.Number()) == 1;
+}
+
+void Output::Write(std::string_view text) {
+  if (text.empty() || m_isUnread) return;
+  m_isEmpty = false;
+  if (!m_file) return WriteToStreamOrDevice(text);
+  if (const int error = m_file->Append(text)) Fail(error);
+}
+
+void Output::WriteToStreamOrDevice(std::string_view text) {
+  if (!m_place && !m_isOpen) Fail(EBADF);
+  if (m_place && !m_stream.IsOpen()) {
+    m_stream = OpenSpecial(*m_place, m_shown);
+    if (!m_stream.IsOpen()) Fail(errno);
+  }
+  const Ending ending =
+      m_place ? WritePatiently(m_stream.Number(), text) : WriteToStream(STDOUT_FILENO, text);
+  m_wasInterrupted |= ending.isInterrupted;
+  if (ending.error == EINTR)
+    throw OutputInterrupted("interrupted while nobody read " + m_shown +
+                            "; the result there is cut short");
+  if (ending.error == EPIPE && !m_place)
+    m_isUnread = true;
+  else if (ending.error != 0)
+    Fail(ending.error);
+}
+
+bool Output::Finish(bool isPartial) {
+  if (m_isEmpty) return !Interrupt::Happened();
+  if (!m_file) return !m_wasInterrupted;
+  if (!isPartial && Interrupt::Happened())
+    throw OutputInterrupted("interrupted before the result was in " + m_shown +
+                            "; the file is as it was");
+  if (const int error = m_file->Finish()) Fail(error);
+  return true;
+}

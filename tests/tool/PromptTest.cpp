@@ -1,0 +1,186 @@
+// The password prompt on a real terminal, under a shell's job control: whatever ends or stops the
+// tool there, the terminal shows again what is typed.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr std::chrono::seconds kPatience{20};
+
+/// The tool as the foreground job of a terminal of its own.
+class Job {
+ public:
+  explicit Job(const std::string& url) {
+    m_screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_TRUE(m_screen >= 0 && grantpt(m_screen) == 0 && unlockpt(m_screen) == 0);
+    const std::string name = ptsname(m_screen);
+    m_terminal = open(name.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    int pair[2];
+    EXPECT_EQ(pipe2(pair, O_CLOEXEC), 0);
+    m_shell = fork();
+    if (m_shell == 0) BeShell(name, url, pair[1]);
+    close(pair[1]);
+    m_news = pair[0];
+    m_job = Next();
+  }
+  ~Job() {
+    kill(m_job, SIGKILL);
+    waitpid(m_shell, nullptr, 0);
+    for (const int file : {m_screen, m_terminal, m_news}) close(file);
+  }
+  Job(const Job&) = delete;
+  Job& operator=(const Job&) = delete;
+
+  void Send(int signal) const { kill(m_job, signal); }
+  void Type(const std::string& keys) const {
+    EXPECT_EQ(write(m_screen, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+  }
+  /// The state that the job changes to, as waitpid tells it.
+  int Next() const {
+    pollfd wait{m_news, POLLIN, 0};
+    int news = 0;
+    const bool isThere = poll(&wait, 1, static_cast<int>(kPatience.count()) * 1000) == 1;
+    EXPECT_TRUE(isThere && read(m_news, &news, sizeof news) == sizeof news);
+    return news;
+  }
+  /// Waits until the prompt is shown once more and nothing typed would be.
+  void AwaitPrompt() {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    std::string shown;
+    while (shown.find("Password of ann: ") == std::string::npos &&
+           std::chrono::steady_clock::now() < end) {
+      char block[256];
+      pollfd wait{m_screen, POLLIN, 0};
+      if (poll(&wait, 1, 100) != 1) continue;
+      const ssize_t count = read(m_screen, block, sizeof block);
+      if (count > 0) shown.append(block, static_cast<std::size_t>(count));
+    }
+    EXPECT_THAT(shown, HasSubstr("Password of ann: "));
+    EXPECT_FALSE(Echoes());
+  }
+  bool Echoes() const {
+    termios settings{};
+    EXPECT_EQ(tcgetattr(m_terminal, &settings), 0);
+    return (settings.c_lflag & ECHO) != 0;
+  }
+
+ private:
+  [[noreturn]] static void BeShell(const std::string& terminal, const std::string& url, int news) {
+    setsid();
+    const int own = open(terminal.c_str(), O_RDWR | O_CLOEXEC);
+    std::signal(SIGTTOU, SIG_IGN);
+    const pid_t job = fork();
+    if (job == 0) {
+      setpgid(0, 0);
+      tcsetpgrp(own, getpid());
+      std::signal(SIGTTOU, SIG_DFL);
+      for (const int number : {0, 1, 2}) dup2(own, number);
+      const std::string tool = ToolPath();
+      unsetenv("XMLA_IMPORT_PASSWORD");
+      execl(tool.c_str(), tool.c_str(), "--url", url.c_str(), "--user", "ann", "--quiet", "sources",
+            nullptr);
+      _exit(127);
+    }
+    setpgid(job, job);
+    int state = job;
+    do {
+      if (write(news, &state, sizeof state) < 0) break;
+    } while (waitpid(job, &state, WUNTRACED | WCONTINUED) == job && !WIFEXITED(state) &&
+             !WIFSIGNALED(state));
+    if (write(news, &state, sizeof state) < 0) _exit(1);
+    _exit(0);
+  }
+
+  int m_screen;
+  int m_terminal;
+  int m_news;
+  pid_t m_shell;
+  pid_t m_job;
+};
+
+struct Ended {
+  const char* name;
+  int signal;        ///< sent, or
+  const char* keys;  ///< typed
+};
+constexpr Ended kEnded[] = {
+    {"quit key", SIGQUIT, "\x1c"}, {"quit", SIGQUIT, nullptr},   {"hang-up", SIGHUP, nullptr},
+    {"alarm", SIGALRM, nullptr},   {"user 1", SIGUSR1, nullptr}, {"user 2", SIGUSR2, nullptr},
+    {"time", SIGXCPU, nullptr},
+};
+
+TEST(Prompt, BringsTheEchoBackBeforeASignalEndsTheTool) {
+  const ScriptedProvider provider(TwoSources());
+  for (const Ended& each : kEnded) {
+    SCOPED_TRACE(each.name);
+    Job job(provider.Url());
+    job.AwaitPrompt();
+    if (each.keys)
+      job.Type(each.keys);
+    else
+      job.Send(each.signal);
+    const int state = job.Next();
+    EXPECT_TRUE(WIFSIGNALED(state) && WTERMSIG(state) == each.signal) << state;
+    EXPECT_TRUE(job.Echoes());
+  }
+  EXPECT_TRUE(provider.Requests().empty());
+}
+
+TEST(Prompt, EndsTheCallAtAnInterruption) {
+  const ScriptedProvider provider(TwoSources());
+  for (const char* keys : {"\x03", "half a pass\x03"}) {
+    Job job(provider.Url());
+    job.AwaitPrompt();
+    job.Type(keys);
+    const int state = job.Next();
+    EXPECT_TRUE(WIFEXITED(state) && WEXITSTATUS(state) == 130) << state;
+    EXPECT_TRUE(job.Echoes());
+  }
+}
+
+TEST(Prompt, BringsTheEchoBackWhileTheToolIsStoppedAndAsksAgain) {
+  const ScriptedProvider provider(TwoSources());
+  for (const bool isTyped : {true, false}) {
+    Job job(provider.Url());
+    job.AwaitPrompt();
+    for (int i = 0; i < 2; ++i) {
+      job.Type("forgotten");
+      if (isTyped)
+        job.Type("\x1a");
+      else
+        job.Send(SIGTSTP);
+      EXPECT_TRUE(WIFSTOPPED(job.Next()));
+      EXPECT_TRUE(job.Echoes());
+      job.Send(SIGCONT);
+      EXPECT_TRUE(WIFCONTINUED(job.Next()));
+      job.AwaitPrompt();
+    }
+    job.Type("secret\n");
+    const int state = job.Next();
+    EXPECT_TRUE(WIFEXITED(state) && WEXITSTATUS(state) == 0) << state;
+    EXPECT_TRUE(job.Echoes());
+  }
+  EXPECT_FALSE(provider.Requests().empty());
+}
+
+}  // namespace
+}  // namespace tool

@@ -1,0 +1,103 @@
+// What a server or a caller can make large: twice as much costs about twice as much.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "support/Sanitized.h"
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+struct Path {
+  const char* name;
+  std::size_t size;
+  /// Runs the tool on something of that size.
+  std::function<Outcome(std::size_t)> run;
+  int status;
+};
+
+void PrintTo(const Path& path, std::ostream* out) { *out << path.name; }
+
+ScriptedProvider::Script ManyCubes(std::size_t count) {
+  ScriptedProvider::Script script = OneCube();
+  std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
+  for (std::size_t i = 0; i < count; ++i)
+    cubes.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  return script;
+}
+
+std::string Repeated(std::size_t count, const char* text) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+Outcome Run(const ScriptedProvider::Script& script, Arguments arguments) {
+  const ScriptedProvider provider(script);
+  arguments.insert(arguments.begin(), {"--url", provider.Url()});
+  return RunTool(arguments);
+}
+
+const Path kPaths[] = {
+    {"ChoosingOneOfManyCubes", 20000,
+     [](std::size_t size) {
+       return Run(ManyCubes(size), {"import", "--cube", "Unit", "--catalog", "Lone"});
+     },
+     0},
+    {"ManyNamesThatDoNotExist", 10000,
+     [](std::size_t size) {
+       return Run(ManyCubes(size), {"import", "--cube", "Nope"});
+     },
+     2},
+    {"ALongNameShownOfEachExchange", 100000,
+     [](std::size_t size) {
+       ScriptedProvider::Script script = OneCube();
+       const std::string name = Repeated(size, "&lt;");
+       script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", name}}};
+       return Run(script, {"import", "--verbose"});
+     },
+     0},
+    {"ALongNameOfAFailedCube", 100000,
+     [](std::size_t size) {
+       ScriptedProvider::Script script = OneCube();
+       script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", Repeated(size, "&lt;")}}};
+       script.answer = [](const std::string& type, const std::string&) {
+         return type == "MDSCHEMA_LEVELS" ? support::FaultReply("Server", "no") : std::string();
+       };
+       return Run(script, {"import"});
+     },
+     1},
+    {"AWordThatMayHoldCredentials", 20000,
+     [](std::size_t size) {
+       return RunTool({"--url", "http://h/", "--target", Repeated(size, "://"), "sources"});
+     },
+     2},
+};
+
+class Scaling : public testing::TestWithParam<Path> {};
+
+TEST_P(Scaling, TwiceAsMuchCostsAboutTwiceAsMuch) {
+  const auto cost = [](std::size_t size) {
+    double least = 1e9;
+    for (int i = 0; i < 3; ++i) {
+      const Outcome outcome = GetParam().run(size);
+      EXPECT_EQ(outcome.status, GetParam().status) << outcome.err.substr(0, 500);
+      least = std::min(least, outcome.cpuSeconds);
+    }
+    return least;
+  };
+  const std::size_t size = GetParam().size / (support::kIsSanitized ? 4 : 1);
+  const double once = cost(size);
+  const double twice = cost(2 * size);
+  EXPECT_LE(twice, 2.5 * once) << once << " s";
+}
+
+INSTANTIATE_TEST_SUITE_P(, Scaling, testing::ValuesIn(kPaths),
+                         [](const auto& path) { return std::string(path.param.name); });
+
+}  // namespace
+}  // namespace tool
