@@ -19,6 +19,7 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <random>
 #include <stdexcept>
 #include <thread>
 
@@ -506,8 +507,12 @@ TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
   // Long enough that a signal at the birth of the unfinished file comes before its end.
   ScriptedProvider::Script script = TwoSources();
   std::vector<Row>& sources = script.rows["DISCOVER_DATASOURCES"];
-  for (int i = 0; i < 400; ++i)
-    sources.push_back({{"DataSourceName", std::to_string(i) + std::string(40000, 'x')}});
+  std::minstd_rand random;  // text that cannot be compressed so far that it is refused
+  for (int i = 0; i < 400; ++i) {
+    std::string name = std::to_string(i);
+    for (int c = 0; c < 40000; ++c) name += static_cast<char>('a' + random() % 26);
+    sources.push_back({{"DataSourceName", name}});
+  }
   constexpr off_t kLength = 400 * 40000;
   const ScriptedProvider provider(std::move(script));
   off_t written = kLength;
@@ -536,7 +541,7 @@ TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
         if (fstat(unfinished, &status) == 0) written = status.st_size;
       } else {
         EXPECT_EQ(outcome.status, 0);
-        EXPECT_GT(found.size(), static_cast<std::size_t>(kLength));
+        EXPECT_GT(found.size(), static_cast<std::size_t>(kLength)) << outcome.err.substr(0, 500);
       }
       close(unfinished);
       return outcome.status == 130 ? seconds : 0;

@@ -1,22 +1,27 @@
 #include "SUXMLASAXNames.h"
 
-#include "Utility/Generic/BaseStringUtil.h"
-#include "Utility/Generic/HostConstants.h"
+#include <algorithm>
 
 namespace {
 
 constexpr std::size_t kMaxGeneratedName = 128;  // characters
 
+/// The name without the unwanted characters, at most `most` characters of it. One pass: a server
+/// may have made the name very long.
+String Without(const String& name, String::View unwanted, std::size_t most) {
+  String kept;
+  if (name.view().find_first_of(unwanted) == String::npos) return name.substr(0, most);
+  kept.AppendFilled(std::min(most, name.size()), [&](wchar_t* place) noexcept {
+    std::size_t count = 0;
+    for (const wchar_t* c = name.begin(); c != name.end() && count < most; ++c)
+      if (unwanted.find(*c) == String::npos) place[count++] = *c;
+    return count;
+  });
+  return kept;
+}
+
 }  // namespace
 
-String WithoutBrackets(String name) {
-  for (const wchar_t* const bracket : {L"[", L"]"})
-    BaseStringUtil::ReplacePatternInString(name, bracket, L"");
-  return name;
-}
+String WithoutBrackets(const String& name) { return Without(name, L"[]", String::npos); }
 
-String GeneratedName(String name) {
-  for (const wchar_t* const unwanted : {s_ksBlank, L"\t", L"\r", L".", L"*", L"?", L"'"})
-    BaseStringUtil::ReplacePatternInString(name, unwanted, L"");
-  return name.substr(0, kMaxGeneratedName);
-}
+String GeneratedName(const String& name) { return Without(name, L" \t\r.*?'", kMaxGeneratedName); }

@@ -3,7 +3,7 @@
 #include "Utility/Generic/String.h"
 
 /// The unique name without "[" and "]".
-String WithoutBrackets(String name);
+String WithoutBrackets(const String& name);
 /// A display name for an object without a caption, from its name without brackets: without blanks,
 /// tabs, carriage returns and ".*?'", at most 128 characters.
-String GeneratedName(String name);
+String GeneratedName(const String& name);

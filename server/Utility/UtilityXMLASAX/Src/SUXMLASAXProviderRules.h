@@ -11,27 +11,37 @@ class XmlADiscoverAgent;
 struct ProviderRules {
   enum class Family { kAnalysisServices, kSapBw, kTamarind, kOther };
 
-  Family family;
+  Family family = Family::kOther;
 
   // Requests and replies.
-  bool hasNameProperty;   ///< tells its name in DISCOVER_PROPERTIES, else in DISCOVER_DATASOURCES
-  bool namesDataSources;  ///< DataSourceName, not DataSourceInfo, stands for a data source
-  bool omitsXmlDeclaration;   ///< replies get a declaration in front, whatever they begin with
-  bool measuresByUniqueName;  ///< a measure's name is its unique name
+  /// Tells its name in DISCOVER_PROPERTIES, else in DISCOVER_DATASOURCES.
+  bool hasNameProperty = false;
+  /// DataSourceName identifies a data source, else DataSourceInfo.
+  bool namesDataSources = false;
+  /// Replies get an XML declaration in front, whatever they begin with.
+  bool omitsXmlDeclaration = false;
+  /// A measure's name is taken from its unique name.
+  bool measuresByUniqueName = false;
 
   // Hierarchies.
-  bool marksDefaultHierarchies;        ///< the dimensions tell the default hierarchies
-  bool defaultHierarchiesAreBalanced;  ///< default hierarchies, and those without a structure
-  bool dimensionsTellAttributes;       ///< the dimensions know attribute dimensions
-  bool skipsMeasuresHierarchy;
-  bool skipsUnknownStructure;
-  bool allMemberNeedsNoLookup;  ///< when it is the default member
+  /// The dimensions tell which hierarchies are default hierarchies.
+  bool marksDefaultHierarchies = false;
+  /// Default hierarchies, and those without a structure, are imported as balanced.
+  bool defaultHierarchiesAreBalanced = false;
+  /// The dimension rows tell attribute dimensions, which the hierarchy rows do not.
+  bool dimensionsTellAttributes = false;
+  bool skipsMeasuresHierarchy = false;
+  bool skipsUnknownStructure = false;
+  /// No look-up when the all member is the default member.
+  bool allMemberNeedsNoLookup = false;
 
   // Levels and measures.
-  bool propertiesHaveGenerations;  ///< each level lists the properties of all levels
-  bool firstMeasureIsDimension;    ///< the first row of the measures is no measure
-  VXDataType (*propertyType)(const String& dataType);
-  VXDataType (*measureType)(const String& dataType);
+  /// Each level lists the properties of all levels, told apart by their generation.
+  bool propertiesHaveGenerations = false;
+  /// The first row of the measures stands for the dimension.
+  bool firstMeasureIsDimension = false;
+  VXDataType (*propertyType)(const String& dataType) = nullptr;
+  VXDataType (*measureType)(const String& dataType) = nullptr;
 };
 
 /// The rules for a configured kind.
