@@ -138,6 +138,29 @@ TEST(Limits, OnTheRequestsOfAnOperationHoldsForEachOperation) {
   EXPECT_EQ(ImportLimits().maxRequests, 100'000u);
 }
 
+TEST(Limits, OnTheSizeOfARequestIsNamedInTheError) {
+  const CubeScript cube = Cube(1);
+  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  support::Settings settings;
+  AgentProbe agent(server.Url());
+  std::vector<RefCnt<XmlAMeasure>> measures;
+  agent.GetMeasuresOnCatalogCube(measures, L"C", L"Q", L"D");
+  const std::size_t size = server.Requests().at(0).body.size();
+  settings.limits.maxRequestBytes = size;
+  const auto errorOf = [&](const wchar_t* cubeName) {
+    return ErrorOf([&] { agent.GetMeasuresOnCatalogCube(measures, L"C", cubeName, L"D"); });
+  };
+  EXPECT_EQ(errorOf(L"q"), "no error");
+  for (const wchar_t* const longer : {L"qq", L"&", L"\x433"}) {
+    EXPECT_THAT(errorOf(longer),
+                HasSubstr("A request would be longer than " + std::to_string(size) +
+                          " bytes (limit maxRequestBytes)"));
+  }
+  EXPECT_EQ(errorOf(L"q"), "no error");
+  EXPECT_EQ(server.Requests().size(), 3u);
+  EXPECT_EQ(ImportLimits().maxRequestBytes, 4u << 20);
+}
+
 /// Hierarchies that are skipped, each with a warning.
 CubeScript Skipped(int hierarchies, const std::string& name) {
   CubeScript cube;

@@ -3,9 +3,20 @@
 #include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 
 namespace Requests {
 namespace {
+
+/// Throws ErrorMessage for a request that is too long.
+void CheckSize(std::size_t bytes) {
+  const std::uint64_t limit = ImportSettings::Current().limits.maxRequestBytes;
+  if (limit == 0 || bytes <= limit) return;
+  SUGThrow(ErrorMessage(L"A request would be longer than " + BaseStringUtil::StringFrom(limit) +
+                        L" bytes (limit maxRequestBytes), because the server uses very long names"),
+           L"SUXMLASAXRequests.cpp", __LINE__);
+}
 
 /// Fills the builder step by step. The time counts from the beginning.
 class Building {
@@ -17,36 +28,46 @@ class Building {
     m_builder.SetRequestType(rowset);
   }
 
-  XmlASoapRequest* operator->() { return &m_builder; }
-
-  void InCatalog(const String& catalog, const String& dataSourceInfo) {
-    m_builder.SetDataSourceInfo(dataSourceInfo);
-    m_builder.PushCatalogRestriction(catalog);
+  using Setter = void (XmlASoapRequest::*)(const String&);
+  /// Puts a name into the request.
+  Building& Add(Setter set, const String& name) {
+    m_characters += name.size();
+    CheckSize(m_characters);
+    (m_builder.*set)(name);
+    return *this;
   }
-  void InCube(const CubePlace& place) {
+  Building& InDataSource(const String& info) {
+    return Add(&XmlASoapRequest::SetDataSourceInfo, info);
+  }
+  Building& InCatalog(const String& catalog, const String& dataSourceInfo) {
+    return InDataSource(dataSourceInfo).Add(&XmlASoapRequest::PushCatalogRestriction, catalog);
+  }
+  Building& InCube(const CubePlace& place) {
     InCatalog(place.catalog, place.dataSourceInfo);
-    if (!place.cube.empty()) m_builder.PushCubeRestriction(place.cube);
+    return place.cube.empty() ? *this : Add(&XmlASoapRequest::PushCubeRestriction, place.cube);
   }
 
   DiscoverRequest Finish(const LogTitle& title, VXStringVector titleArguments) {
     String subject = m_builder.Subject();
     const String text = m_builder.GetContent();
-    return {m_started, &title, std::move(titleArguments), std::move(subject),
-            BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8)};
+    NarrowString body = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+    CheckSize(body.size());
+    return {m_started, &title, std::move(titleArguments), std::move(subject), std::move(body)};
   }
 
  private:
   XmlASoapRequest& m_builder;
   VXDateTime m_started;
+  std::size_t m_characters = 0;  // of the names
 };
 
 }  // namespace
 
 DiscoverRequest ProviderProperty(XmlASoapRequest& builder, const LogTitle& title, const String& url,
                                  const String& property) {
-  Building request(builder, L"DISCOVER_PROPERTIES");
-  request->PushPropertyRestriction(property);
-  return request.Finish(title, {url});
+  return Building(builder, L"DISCOVER_PROPERTIES")
+      .Add(&XmlASoapRequest::PushPropertyRestriction, property)
+      .Finish(title, {url});
 }
 
 DiscoverRequest DataSources(XmlASoapRequest& builder, const LogTitle& title, const String& url) {
@@ -54,70 +75,70 @@ DiscoverRequest DataSources(XmlASoapRequest& builder, const LogTitle& title, con
 }
 
 DiscoverRequest Catalogs(XmlASoapRequest& builder, const String& dataSourceInfo) {
-  Building request(builder, L"DBSCHEMA_CATALOGS");
-  request->SetDataSourceInfo(dataSourceInfo);
-  return request.Finish(kCatalogsTitle, {dataSourceInfo});
+  return Building(builder, L"DBSCHEMA_CATALOGS")
+      .InDataSource(dataSourceInfo)
+      .Finish(kCatalogsTitle, {dataSourceInfo});
 }
 
 DiscoverRequest Cubes(XmlASoapRequest& builder, const String& catalog,
                       const String& dataSourceInfo) {
-  Building request(builder, L"MDSCHEMA_CUBES");
-  request.InCatalog(catalog, dataSourceInfo);
-  return request.Finish(kCubesTitle, {catalog, dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_CUBES")
+      .InCatalog(catalog, dataSourceInfo)
+      .Finish(kCubesTitle, {catalog, dataSourceInfo});
 }
 
 DiscoverRequest Dimensions(XmlASoapRequest& builder, const LogTitle& title,
                            const CubePlace& place) {
-  Building request(builder, L"MDSCHEMA_DIMENSIONS");
-  request.InCube(place);
-  return request.Finish(title, {place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_DIMENSIONS")
+      .InCube(place)
+      .Finish(title, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Hierarchies(XmlASoapRequest& builder, const CubePlace& place) {
-  Building request(builder, L"MDSCHEMA_HIERARCHIES");
-  request.InCube(place);
-  return request.Finish(kHierarchiesTitle, {place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_HIERARCHIES")
+      .InCube(place)
+      .Finish(kHierarchiesTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Levels(XmlASoapRequest& builder, const CubePlace& place, const String& hierarchy) {
-  Building request(builder, L"MDSCHEMA_LEVELS");
-  request.InCube(place);
-  request->PushHierarchyRestriction(hierarchy);
-  return request.Finish(kLevelsTitle, {hierarchy, place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_LEVELS")
+      .InCube(place)
+      .Add(&XmlASoapRequest::PushHierarchyRestriction, hierarchy)
+      .Finish(kLevelsTitle, {hierarchy, place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Properties(XmlASoapRequest& builder, const CubePlace& place,
                            const String& hierarchy, const String& dimension, const String& level) {
-  Building request(builder, L"MDSCHEMA_PROPERTIES");
-  request.InCube(place);
-  request->PushHierarchyRestriction(hierarchy);
-  request->PushDimensionRestriction(dimension);
-  request->PushLevelRestriction(level);
-  return request.Finish(kPropertiesTitle,
-                        {level, hierarchy, place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_PROPERTIES")
+      .InCube(place)
+      .Add(&XmlASoapRequest::PushHierarchyRestriction, hierarchy)
+      .Add(&XmlASoapRequest::PushDimensionRestriction, dimension)
+      .Add(&XmlASoapRequest::PushLevelRestriction, level)
+      .Finish(kPropertiesTitle,
+              {level, hierarchy, place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Members(XmlASoapRequest& builder, const CubePlace& place, const String& hierarchy,
                         const String& member) {
-  Building request(builder, L"MDSCHEMA_MEMBERS");
-  request.InCube(place);
-  request->PushHierarchyRestriction(hierarchy);
-  request->PushMemberRestriction(member);
-  return request.Finish(kMembersTitle,
-                        {hierarchy, place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_MEMBERS")
+      .InCube(place)
+      .Add(&XmlASoapRequest::PushHierarchyRestriction, hierarchy)
+      .Add(&XmlASoapRequest::PushMemberRestriction, member)
+      .Finish(kMembersTitle, {hierarchy, place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Measures(XmlASoapRequest& builder, const CubePlace& place) {
-  Building request(builder, L"MDSCHEMA_MEASURES");
-  request.InCatalog(place.catalog, place.dataSourceInfo);
-  request->PushCubeRestriction(place.cube);  // an empty one too, unlike the other requests
-  return request.Finish(kMeasuresTitle, {place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"MDSCHEMA_MEASURES")
+      .InCatalog(place.catalog, place.dataSourceInfo)
+      .Add(&XmlASoapRequest::PushCubeRestriction,
+           place.cube)  // an empty one, too, unlike the other requests
+      .Finish(kMeasuresTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Variables(XmlASoapRequest& builder, const CubePlace& place) {
-  Building request(builder, L"SAP_VARIABLES");
-  request.InCube(place);
-  return request.Finish(kVariablesTitle, {place.cube, place.catalog, place.dataSourceInfo});
+  return Building(builder, L"SAP_VARIABLES")
+      .InCube(place)
+      .Finish(kVariablesTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 }  // namespace Requests

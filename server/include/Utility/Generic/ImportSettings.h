@@ -16,6 +16,8 @@ struct ImportLimits {
   std::uint64_t maxRowsPerReply = 1'000'000;
   /// Requests that one operation sends.
   std::uint64_t maxRequests = 100'000;
+  /// Bytes of one request. Names that a server gave are part of later requests.
+  std::uint64_t maxRequestBytes = std::uint64_t{4} << 20;
   /// Seconds that one operation may take, however busy the server is. The operation ends within
   /// 0.1 s of the deadline.
   std::uint32_t deadlineSeconds = 0;
