@@ -11,6 +11,7 @@
 #include "ScriptedServer.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -276,5 +277,128 @@ INSTANTIATE_TEST_SUITE_P(
       return std::string(std::get<0>(test.param).name) +
              (std::get<1>(test.param) ? "WithAProxy" : "");
     });
+
+
+// Control characters in credentials would begin another header, or another request.
+
+TEST(HTTPCredentials, WithControlCharactersAreRefused) {
+  const KerberosTicket ticket;
+  ScriptedServer server(Answer("<r/>"));
+  const std::string host = server.Authority() + "/";
+  const struct {
+    std::string url;
+    String user;
+    String password;
+    std::string proxy;
+    const char* says;
+  } kCases[] = {
+      {"http://" + host, L"ann\r\nX: y", L"p", "", "The user name contains a control character"},
+      {"http://" + host, String(L"ann\0b", 5), L"p", "", "The user name contains a control"},
+      {"http://" + host, L"DOMAIN\n\\ann", L"p", "", "The user name contains a control"},
+      {"http://" + host, L"ann\x7F", L"p", "", "The user name contains a control character"},
+      {"http://" + host, L"ann", L"p\r", "", "The password contains a control character"},
+      {"http://" + host, L"ann", L"\t", "", "The password contains a control character"},
+      {"http://ann%0d%0aX:p@" + host, L"", L"", "", "The user name contains a control character"},
+      {"http://ann:p%0A@" + host, L"", L"", "", "The password contains a control character"},
+      {"http://ann:p%00@" + host, L"", L"", "", "The password contains a control character"},
+      {"http://ann\r\n:p@" + host, L"", L"", "", "The user name contains a control character"},
+      {"http://" + host + "a\r\nX: y", L"", L"", "", "The URL of the service cannot be used"},
+      {"http://" + host, L"", L"", "http://a%0db:p@h", "The proxy's user name contains"},
+      {"http://" + host, L"", L"", "a:p%0d@h:1", "The proxy's password contains"},
+      {"http://" + host, L"", L"", "http://h\n", "The proxy's URL contains"},
+  };
+  for (const auto& test : kCases)
+    for (const unsigned int schemes :
+         {0u, unsigned{kAuthBasic}, unsigned{kAuthDigest}, unsigned{kAuthNTLM},
+          unsigned{kAuthNegotiate}, kAll}) {
+      HTTPClientOptions options;
+      options.authSchemes = schemes;
+      options.proxy = Wide(test.proxy);
+      try {
+        HTTPClientWrapper client(Wide(test.url), test.user, test.password, 10, &options);
+        ADD_FAILURE() << test.says << ": " << test.url;
+      } catch (const ErrorMessage& error) {
+        String text;
+        error.RetrieveErrorMessages(text);
+        EXPECT_THAT(Narrow(text), AllOf(StartsWith(test.says), Not(HasSubstr("\n"))));
+      }
+    }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST(HTTPCredentials, WithOtherSpecialCharactersStayInTheirHeader) {
+  ScriptedServer server(Answer("", "401 No", kDigestOffer));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"a\"b\\c, d=e\x85", L"p", 10,
+                           nullptr);
+  EXPECT_FALSE(Post(client).ok);
+  EXPECT_THAT(server.Requests().at(1).Header("authorization"),
+              StartsWith("Digest username=\"a\\\"b\\\\c, d=e\xC2\x85\", realm=\"r\""));
+}
+
+// Basic over plain http: anybody on the way to another machine can read it.
+
+class LastExchange : public HTTPExchangeObserver {
+ public:
+  LastExchange() { m_settings.exchangeObserver = this; }
+  void OnExchange(const HTTPExchangeInfo& info) override { basicInClear = info.basicInClear; }
+  bool basicInClear = false;
+
+ private:
+  support::Settings m_settings;
+};
+
+struct ClearCase {
+  const char* name;
+  const char* offer;    // a letter
+  const char* service;  // a URL; "here" stands for the server's host
+  const char* proxy;    // a URL, or none
+  bool isInClear;       // when it is allowed
+};
+
+class HTTPBasic : public testing::TestWithParam<ClearCase> {};
+
+TEST_P(HTTPBasic, OverPlainHttpToAnotherMachineIsToldAndCanBeForbidden) {
+  const ClearCase& test = GetParam();
+  const bool isProxys = test.proxy && std::string(test.proxy).find('@') != std::string::npos;
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    const bool isKnown = request.head.find("uthorization: ") != std::string::npos;
+    connection.Send(isKnown    ? Answer("<r/>")
+                    : isProxys ? Answer("", "407 No", Offer(test.offer, "Proxy-Authenticate"))
+                               : Answer("", "401 No", Offer(test.offer, "WWW-Authenticate")));
+  });
+  const auto filled = [&](std::string url) {
+    const std::string host = "here";
+    if (const std::size_t place = url.find(host); place != std::string::npos)
+      url.replace(place, host.size(), server.Authority());
+    return Wide(url);
+  };
+  for (const bool isAllowed : {true, false}) {
+    LastExchange last;
+    HTTPClientOptions options;
+    options.allowBasicOverPlainHttp = isAllowed;
+    options.proxy = test.proxy ? filled(test.proxy) : String();
+    HTTPClientWrapper client(filled(test.service), isProxys ? L"" : L"u", L"p", 10,
+                             &options);
+    const Outcome outcome = Post(client);
+    EXPECT_EQ(outcome.ok, isAllowed || !test.isInClear) << outcome.error;
+    EXPECT_EQ(last.basicInClear, isAllowed && test.isInClear);
+    if (!outcome.ok) {
+      EXPECT_THAT(outcome.error, HasSubstr("allowBasicOverPlainHttp"));
+    }
+    Post(client);
+    EXPECT_EQ(last.basicInClear, isAllowed && test.isInClear);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    HTTP, HTTPBasic,
+    testing::ValuesIn(std::vector<ClearCase>{
+        {"ToThisMachine", "B", "http://here/", nullptr, false},
+        {"ByAProxyToAnotherMachine", "B", "http://service.test/", "http://here", true},
+        {"DigestToAnotherMachine", "D", "http://service.test/", "http://here", false},
+        {"ToANameLikeThisMachine", "B", "http://127.0.0.1.test/", "http://here", true},
+        {"ToTheProxyOfThisMachine", "B", "http://service.test/", "http://u:p@here", false},
+    }),
+    [](const auto& test) { return test.param.name; });
 
 }  // namespace
