@@ -140,7 +140,7 @@ TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
   std::atomic<bool> isWilling{false};
   ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
     Demanding({kDigestOffer + kBasicOffer, isWilling ? "Digest username=\"u\"" : ""})(connection,
-                                                                                     request);
+                                                                                      request);
   });
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(Post(client).ok);
@@ -156,9 +156,8 @@ TEST(HTTPAuthentication, NeverSendsCredentialsWhereARedirectPoints) {
   EXPECT_EQ(other.Connections(), 0u);
 }
 
-
-// Sequences of log-ins: what a peer offers with each refusal, and what it gets. A ticket of somebody
-// else is at hand all the time.
+// Sequences of log-ins: what a peer offers with each refusal, and what it gets. A ticket of
+// somebody else is at hand all the time.
 
 /// Headers of a refusal, by letter: N(egotiate), D(igest), T (NTLM), B(asic), X (unknown).
 std::string Offer(const std::string& letters, const std::string& header) {
@@ -221,10 +220,20 @@ const std::vector<LogInCase> kLogIns = {
     {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent in a weaker way"},
     {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker way"},
     {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker way"},
-    {"WeakerOfferLongAfter", kPassword, true, {"D", "", "|", "", "|", "", "|", "B"}, "-DDDD",
+    {"WeakerOfferLongAfter",
+     kPassword,
+     true,
+     {"D", "", "|", "", "|", "", "|", "B"},
+     "-DDDD",
      "weaker way"},
     {"WeakerOfferAfterNTLM", kPassword, true, {"T", "T", "T", "|", "B"}, "-TT-", "weaker way"},
-    {"WeakerOfferAfterTheProcess", kAuthNegotiate | kAuthBasic, true, {"N", "", "|", "B"}, "-NN", "weaker way", "-"},
+    {"WeakerOfferAfterTheProcess",
+     kAuthNegotiate | kAuthBasic,
+     true,
+     {"N", "", "|", "B"},
+     "-NN",
+     "weaker way",
+     "-"},
     {"StrongerOffer", kPassword, true, {"B", "", "|", "D", ""}, "-BBD"},
     {"KeptScheme", kPassword, true, {"B", "", "|", "", "|", ""}, "-BBB"},
 };
@@ -245,8 +254,8 @@ TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
     const std::string answer = test.answers[next];
     if (next + 1 < test.answers.size()) ++next;
     connection.Send(answer.empty() ? Answer("<r/>")
-                    : isProxy ? Answer("", "407 No", Offer(answer, "Proxy-Authenticate"))
-                              : Answer("", "401 No", Offer(answer, "WWW-Authenticate")));
+                    : isProxy      ? Answer("", "407 No", Offer(answer, "Proxy-Authenticate"))
+                                   : Answer("", "401 No", Offer(answer, "WWW-Authenticate")));
   });
   HTTPClientOptions options;
   options.authSchemes = test.schemes;
@@ -271,13 +280,12 @@ TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    HTTP, HTTPLogInSequence,
-    testing::Combine(testing::ValuesIn(kLogIns), testing::Bool()), [](const auto& test) {
-      return std::string(std::get<0>(test.param).name) +
-             (std::get<1>(test.param) ? "WithAProxy" : "");
-    });
-
+INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
+                         testing::Combine(testing::ValuesIn(kLogIns), testing::Bool()),
+                         [](const auto& test) {
+                           return std::string(std::get<0>(test.param).name) +
+                                  (std::get<1>(test.param) ? "WithAProxy" : "");
+                         });
 
 // Control characters in credentials would begin another header, or another request.
 
@@ -308,9 +316,8 @@ TEST(HTTPCredentials, WithControlCharactersAreRefused) {
       {"http://" + host, L"", L"", "http://h\n", "The proxy's URL contains"},
   };
   for (const auto& test : kCases)
-    for (const unsigned int schemes :
-         {0u, unsigned{kAuthBasic}, unsigned{kAuthDigest}, unsigned{kAuthNTLM},
-          unsigned{kAuthNegotiate}, kAll}) {
+    for (const unsigned int schemes : {0u, unsigned{kAuthBasic}, unsigned{kAuthDigest},
+                                       unsigned{kAuthNTLM}, unsigned{kAuthNegotiate}, kAll}) {
       HTTPClientOptions options;
       options.authSchemes = schemes;
       options.proxy = Wide(test.proxy);
@@ -328,8 +335,8 @@ TEST(HTTPCredentials, WithControlCharactersAreRefused) {
 
 TEST(HTTPCredentials, WithOtherSpecialCharactersStayInTheirHeader) {
   ScriptedServer server(Answer("", "401 No", kDigestOffer));
-  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"a\"b\\c, d=e\x85", L"p", 10,
-                           nullptr);
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"a\"b\\c, d=e\x85", L"p",
+                           10, nullptr);
   EXPECT_FALSE(Post(client).ok);
   EXPECT_THAT(server.Requests().at(1).Header("authorization"),
               StartsWith("Digest username=\"a\\\"b\\\\c, d=e\xC2\x85\", realm=\"r\""));
@@ -377,8 +384,7 @@ TEST_P(HTTPBasic, OverPlainHttpToAnotherMachineIsToldAndCanBeForbidden) {
     HTTPClientOptions options;
     options.allowBasicOverPlainHttp = isAllowed;
     options.proxy = test.proxy ? filled(test.proxy) : String();
-    HTTPClientWrapper client(filled(test.service), isProxys ? L"" : L"u", L"p", 10,
-                             &options);
+    HTTPClientWrapper client(filled(test.service), isProxys ? L"" : L"u", L"p", 10, &options);
     const Outcome outcome = Post(client);
     EXPECT_EQ(outcome.ok, isAllowed || !test.isInClear) << outcome.error;
     EXPECT_EQ(last.basicInClear, isAllowed && test.isInClear);

@@ -190,7 +190,6 @@ TEST(TLS, UnreadableFileOfCertificatesIsNamedAsSuch) {
   EXPECT_NE(error.find(L"The file of trusted certificates cannot be read"), String::npos);
 }
 
-
 // A configuration of the machine that lowers what TLS asks for.
 
 /// A file for OPENSSL_CONF: everything that OpenSSL still knows is allowed.
