@@ -1,9 +1,13 @@
 // How the HTTP client logs in to a service and to a proxy: what it sends, and what it never sends.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "HTTPPosting.h"
@@ -286,6 +290,46 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
                            return std::string(std::get<0>(test.param).name) +
                                   (std::get<1>(test.param) ? "WithAProxy" : "");
                          });
+
+/// The ways to log in that a client offers to a SOCKS proxy, as bytes.
+std::string OfferedToSOCKS(unsigned int schemes, bool hasUser) {
+  const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  ::bind(listening, generic, length);
+  ::listen(listening, 1);
+  ::getsockname(listening, generic, &length);
+  std::string offered;
+  std::thread proxy([&] {
+    const int client = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
+    char bytes[16] = {};
+    const ssize_t count = ::recv(client, bytes, sizeof bytes, 0);
+    if (count > 2 && bytes[0] == 5) offered.assign(bytes + 2, static_cast<std::size_t>(count - 2));
+    ::close(client);
+  });
+  HTTPClientOptions options;
+  options.authSchemes = schemes;
+  options.proxy = Wide(std::string("socks5h://") + (hasUser ? "u:p@" : "") +
+                       "127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+  HTTPClientWrapper client(L"http://service.test/", L"", L"", 10, &options);
+  Post(client);
+  proxy.join();
+  ::close(listening);
+  return offered;
+}
+
+TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
+  const std::string kNone(1, '\0');
+  const std::string kProcess = "\1";
+  const std::string kUser = "\2";
+  EXPECT_EQ(OfferedToSOCKS(kPassword, false), kNone);
+  EXPECT_EQ(OfferedToSOCKS(kPassword, true), kNone + kUser);
+  EXPECT_THAT(OfferedToSOCKS(kAuthNegotiate, false), HasSubstr(kProcess));
+  EXPECT_THAT(OfferedToSOCKS(kAll, true), Not(HasSubstr(kProcess)));
+}
 
 // Control characters in credentials would begin another header, or another request.
 

@@ -75,9 +75,9 @@ unsigned int ProxySchemes(const HTTPClientOptions& options) {
   Secret<String> user;
   Secret<String> password;
   HTTPProxy::GetCredentials(*options.proxy, user, password);
+  const bool hasUser = !user.empty();
   const unsigned int byPassword = options.authSchemes & kAuthPasswordSchemes;
-  return UsableSchemes(!user.empty() && byPassword != 0 ? byPassword : options.authSchemes,
-                       !user.empty());
+  return UsableSchemes(hasUser && byPassword != 0 ? byPassword : options.authSchemes, hasUser);
 }
 
 /// True for a date in the past, and for the first second of its count.
@@ -347,11 +347,13 @@ void HTTPTransfer::Session::ConfigureProxy(const HTTPClientOptions& options) {
   const Secret<NarrowString> proxy(
       BaseStringUtil::StringToStdString(*options.proxy, BaseStringUtil::kCodePageUTF8));
   Set(CURLOPT_PROXY, proxy.c_str());
-  const bool mayUseNegotiate = (options.authSchemes & kAuthNegotiate) != 0;
+  const unsigned int schemes = ProxySchemes(options);
   // The user inside the URL, if there is one, takes the place of this.
-  if (mayUseNegotiate) Set(CURLOPT_PROXYUSERNAME, "");
-  Set(CURLOPT_SOCKS5_AUTH,
-      static_cast<long>(mayUseNegotiate ? CURLAUTH_BASIC | CURLAUTH_GSSAPI : CURLAUTH_BASIC));
+  if ((schemes & kAuthNegotiate) != 0) Set(CURLOPT_PROXYUSERNAME, "");
+  unsigned long socks = CURLAUTH_NONE;
+  if ((schemes & kAuthPasswordSchemes) != 0) socks |= CURLAUTH_BASIC;  // user and password
+  if ((schemes & kAuthNegotiate) != 0) socks |= CURLAUTH_GSSAPI;
+  Set(CURLOPT_SOCKS5_AUTH, static_cast<long>(socks));
 }
 
 void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
