@@ -110,7 +110,7 @@ TEST(Descriptors, OfARequestAtWorkAreNotInherited) {
 TEST(Descriptors, OfManyClientsMadeAtOnceAreNotInherited) {
   const long before = Count(Inherited());
   std::vector<std::thread> threads;
-  std::vector<std::unique_ptr<HTTPClientWrapper>> clients(64);
+  std::vector<std::unique_ptr<HTTPClientWrapper>> clients(400);
   for (std::size_t i = 0; i < 8; ++i) {
     threads.emplace_back([&clients, i] {
       for (std::size_t j = i; j < clients.size(); j += 8)
@@ -119,7 +119,7 @@ TEST(Descriptors, OfManyClientsMadeAtOnceAreNotInherited) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  ExpectNothingInherited(before, "with 64 clients");
+  ExpectNothingInherited(before, "with 400 clients");
   network::Figure("descriptors that started programs inherit",
                   "none of clients at work, resolving, with kept connections, and made at once");
 }
