@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <fstream>
 #include <future>
+#include <memory>
 
 #include "Certificate.h"
 #include "ScriptedServer.h"
@@ -163,6 +166,28 @@ TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
   }
   EXPECT_EQ(g_pipeSignals, 0);
   std::signal(SIGPIPE, former);
+}
+
+TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  ScriptedServer server(&Reply, certificate.Context());
+  HTTPClientOptions options;
+  options.caFile = Wide(certificate.Path());
+  auto client = std::make_unique<HTTPClientWrapper>(Wide("https://" + server.Authority() + "/"),
+                                                    L"", L"", 10, &options);
+  NarrowString reply;
+  String error;
+  ASSERT_TRUE(client->ReadBytes("<q/>", reply, error));
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(10);
+    client.reset();
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(client->ReadBytes("<q/>", reply, error));
 }
 
 TEST(TLS, ServerWithoutTLSIsToldApart) {
