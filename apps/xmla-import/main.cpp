@@ -73,8 +73,13 @@ ExitStatus Import(const ImportLibrary& library, Arguments& arguments, Interrupt&
   };
   const ImportSettings::Scope settingsScope(settings);
   Session session(library, connection, arguments.log);
-  return Interrupt::Happened() ? ExitStatus::kInterrupted
-                               : Run(session, arguments, progress, result);
+  const ExitStatus status =
+      Interrupt::Happened() ? ExitStatus::kInterrupted : Run(session, arguments, progress, result);
+  if (progress.BasicInClear())
+    MessagesOf(result).warnings.emplace_back(
+        "the password was sent by Basic over plain http to another machine: others on the way can "
+        "read it; use https");
+  return status;
 }
 
 std::string Rendered(const Arguments& arguments, const Result& result, bool forTerminal,

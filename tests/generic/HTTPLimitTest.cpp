@@ -11,6 +11,7 @@
 #include "HTTPPosting.h"
 #include "ScriptedServer.h"
 #include "Utility/Generic/VXThread.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -172,14 +173,27 @@ TEST(HTTPRatioLimit, HoldsForLongRepliesAlone) {
   }
 }
 
+/// How long the reply of the latest exchange was.
+class Received : public HTTPExchangeObserver {
+ public:
+  Received() { m_settings.exchangeObserver = this; }
+  void OnExchange(const HTTPExchangeInfo& info) override { bytes = info.replyBytes; }
+  std::uint64_t bytes = UINT64_MAX;
+
+ private:
+  support::Settings m_settings;
+};
+
 TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
   // 400 MB, packed twice.
   const std::string bomb = Gzip(Gzip(std::string(400 << 20, ' ')));
   ScriptedServer server(Answer(bomb, "200 OK", "Content-Encoding: gzip, gzip\r\n"));
   HTTPClientOptions options;
   options.maxReplyBytes = 0;
+  const Received received;
   EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
               HasSubstr("(limit maxCompressionRatio)"));
+  EXPECT_LT(received.bytes, 100u << 20);
 }
 
 TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {

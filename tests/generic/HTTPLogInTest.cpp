@@ -1,9 +1,13 @@
 // How the HTTP client logs in to a service and to a proxy: what it sends, and what it never sends.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "HTTPPosting.h"
@@ -11,6 +15,7 @@
 #include "ScriptedServer.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -139,7 +144,7 @@ TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
   std::atomic<bool> isWilling{false};
   ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
     Demanding({kDigestOffer + kBasicOffer, isWilling ? "Digest username=\"u\"" : ""})(connection,
-                                                                                     request);
+                                                                                      request);
   });
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   for (int i = 0; i < 3; ++i) EXPECT_FALSE(Post(client).ok);
@@ -155,9 +160,8 @@ TEST(HTTPAuthentication, NeverSendsCredentialsWhereARedirectPoints) {
   EXPECT_EQ(other.Connections(), 0u);
 }
 
-
-// Sequences of log-ins: what a peer offers with each refusal, and what it gets. A ticket of somebody
-// else is at hand all the time.
+// Sequences of log-ins: what a peer offers with each refusal, and what it gets. A ticket of
+// somebody else is at hand all the time.
 
 /// Headers of a refusal, by letter: N(egotiate), D(igest), T (NTLM), B(asic), X (unknown).
 std::string Offer(const std::string& letters, const std::string& header) {
@@ -220,10 +224,20 @@ const std::vector<LogInCase> kLogIns = {
     {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent in a weaker way"},
     {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker way"},
     {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker way"},
-    {"WeakerOfferLongAfter", kPassword, true, {"D", "", "|", "", "|", "", "|", "B"}, "-DDDD",
+    {"WeakerOfferLongAfter",
+     kPassword,
+     true,
+     {"D", "", "|", "", "|", "", "|", "B"},
+     "-DDDD",
      "weaker way"},
     {"WeakerOfferAfterNTLM", kPassword, true, {"T", "T", "T", "|", "B"}, "-TT-", "weaker way"},
-    {"WeakerOfferAfterTheProcess", kAuthNegotiate | kAuthBasic, true, {"N", "", "|", "B"}, "-NN", "weaker way", "-"},
+    {"WeakerOfferAfterTheProcess",
+     kAuthNegotiate | kAuthBasic,
+     true,
+     {"N", "", "|", "B"},
+     "-NN",
+     "weaker way",
+     "-"},
     {"StrongerOffer", kPassword, true, {"B", "", "|", "D", ""}, "-BBD"},
     {"KeptScheme", kPassword, true, {"B", "", "|", "", "|", ""}, "-BBB"},
 };
@@ -244,8 +258,8 @@ TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
     const std::string answer = test.answers[next];
     if (next + 1 < test.answers.size()) ++next;
     connection.Send(answer.empty() ? Answer("<r/>")
-                    : isProxy ? Answer("", "407 No", Offer(answer, "Proxy-Authenticate"))
-                              : Answer("", "401 No", Offer(answer, "WWW-Authenticate")));
+                    : isProxy      ? Answer("", "407 No", Offer(answer, "Proxy-Authenticate"))
+                                   : Answer("", "401 No", Offer(answer, "WWW-Authenticate")));
   });
   HTTPClientOptions options;
   options.authSchemes = test.schemes;
@@ -270,11 +284,171 @@ TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
   }
 }
 
+INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
+                         testing::Combine(testing::ValuesIn(kLogIns), testing::Bool()),
+                         [](const auto& test) {
+                           return std::string(std::get<0>(test.param).name) +
+                                  (std::get<1>(test.param) ? "WithAProxy" : "");
+                         });
+
+/// The ways to log in that a client offers to a SOCKS proxy, as bytes.
+std::string OfferedToSOCKS(unsigned int schemes, bool hasUser) {
+  const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  ::bind(listening, generic, length);
+  ::listen(listening, 1);
+  ::getsockname(listening, generic, &length);
+  std::string offered;
+  std::thread proxy([&] {
+    const int client = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
+    char bytes[16] = {};
+    const ssize_t count = ::recv(client, bytes, sizeof bytes, 0);
+    if (count > 2 && bytes[0] == 5) offered.assign(bytes + 2, static_cast<std::size_t>(count - 2));
+    ::close(client);
+  });
+  HTTPClientOptions options;
+  options.authSchemes = schemes;
+  options.proxy = Wide(std::string("socks5h://") + (hasUser ? "u:p@" : "") +
+                       "127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+  HTTPClientWrapper client(L"http://service.test/", L"", L"", 10, &options);
+  Post(client);
+  proxy.join();
+  ::close(listening);
+  return offered;
+}
+
+TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
+  const std::string kNone(1, '\0');
+  const std::string kProcess = "\1";
+  const std::string kUser = "\2";
+  EXPECT_EQ(OfferedToSOCKS(kPassword, false), kNone);
+  EXPECT_EQ(OfferedToSOCKS(kPassword, true), kNone + kUser);
+  EXPECT_THAT(OfferedToSOCKS(kAuthNegotiate, false), HasSubstr(kProcess));
+  EXPECT_THAT(OfferedToSOCKS(kAll, true), Not(HasSubstr(kProcess)));
+}
+
+// Control characters in credentials would begin another header, or another request.
+
+TEST(HTTPCredentials, WithControlCharactersAreRefused) {
+  const KerberosTicket ticket;
+  ScriptedServer server(Answer("<r/>"));
+  const std::string host = server.Authority() + "/";
+  const struct {
+    std::string url;
+    String user;
+    String password;
+    std::string proxy;
+    const char* says;
+  } kCases[] = {
+      {"http://" + host, L"ann\r\nX: y", L"p", "", "The user name contains a control character"},
+      {"http://" + host, String(L"ann\0b", 5), L"p", "", "The user name contains a control"},
+      {"http://" + host, L"DOMAIN\n\\ann", L"p", "", "The user name contains a control"},
+      {"http://" + host, L"ann\x7F", L"p", "", "The user name contains a control character"},
+      {"http://" + host, L"ann", L"p\r", "", "The password contains a control character"},
+      {"http://" + host, L"ann", L"\t", "", "The password contains a control character"},
+      {"http://ann%0d%0aX:p@" + host, L"", L"", "", "The user name contains a control character"},
+      {"http://ann:p%0A@" + host, L"", L"", "", "The password contains a control character"},
+      {"http://ann:p%00@" + host, L"", L"", "", "The password contains a control character"},
+      {"http://ann\r\n:p@" + host, L"", L"", "", "The user name contains a control character"},
+      {"http://" + host + "a\r\nX: y", L"", L"", "", "The URL of the service cannot be used"},
+      {"http://" + host, L"", L"", "http://a%0db:p@h", "The proxy's user name contains"},
+      {"http://" + host, L"", L"", "a:p%0d@h:1", "The proxy's password contains"},
+      {"http://" + host, L"", L"", "http://h\n", "The proxy's URL contains"},
+  };
+  for (const auto& test : kCases)
+    for (const unsigned int schemes : {0u, unsigned{kAuthBasic}, unsigned{kAuthDigest},
+                                       unsigned{kAuthNTLM}, unsigned{kAuthNegotiate}, kAll}) {
+      HTTPClientOptions options;
+      options.authSchemes = schemes;
+      options.proxy = Wide(test.proxy);
+      try {
+        HTTPClientWrapper client(Wide(test.url), test.user, test.password, 10, &options);
+        ADD_FAILURE() << test.says << ": " << test.url;
+      } catch (const ErrorMessage& error) {
+        String text;
+        error.RetrieveErrorMessages(text);
+        EXPECT_THAT(Narrow(text), AllOf(StartsWith(test.says), Not(HasSubstr("\n"))));
+      }
+    }
+  EXPECT_EQ(server.Connections(), 0u);
+}
+
+TEST(HTTPCredentials, WithOtherSpecialCharactersStayInTheirHeader) {
+  ScriptedServer server(Answer("", "401 No", kDigestOffer));
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"a\"b\\c, d=e\x85", L"p",
+                           10, nullptr);
+  EXPECT_FALSE(Post(client).ok);
+  EXPECT_THAT(server.Requests().at(1).Header("authorization"),
+              StartsWith("Digest username=\"a\\\"b\\\\c, d=e\xC2\x85\", realm=\"r\""));
+}
+
+// Basic over plain http: anybody on the way to another machine can read it.
+
+class LastExchange : public HTTPExchangeObserver {
+ public:
+  LastExchange() { m_settings.exchangeObserver = this; }
+  void OnExchange(const HTTPExchangeInfo& info) override { basicInClear = info.basicInClear; }
+  bool basicInClear = false;
+
+ private:
+  support::Settings m_settings;
+};
+
+struct ClearCase {
+  const char* name;
+  const char* offer;    // a letter
+  const char* service;  // a URL; "here" stands for the server's host
+  const char* proxy;    // a URL, or none
+  bool isInClear;       // when it is allowed
+};
+
+class HTTPBasic : public testing::TestWithParam<ClearCase> {};
+
+TEST_P(HTTPBasic, OverPlainHttpToAnotherMachineIsToldAndCanBeForbidden) {
+  const ClearCase& test = GetParam();
+  const bool isProxys = test.proxy && std::string(test.proxy).find('@') != std::string::npos;
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    const bool isKnown = request.head.find("uthorization: ") != std::string::npos;
+    connection.Send(isKnown    ? Answer("<r/>")
+                    : isProxys ? Answer("", "407 No", Offer(test.offer, "Proxy-Authenticate"))
+                               : Answer("", "401 No", Offer(test.offer, "WWW-Authenticate")));
+  });
+  const auto filled = [&](std::string url) {
+    const std::string host = "here";
+    if (const std::size_t place = url.find(host); place != std::string::npos)
+      url.replace(place, host.size(), server.Authority());
+    return Wide(url);
+  };
+  for (const bool isAllowed : {true, false}) {
+    LastExchange last;
+    HTTPClientOptions options;
+    options.allowBasicOverPlainHttp = isAllowed;
+    options.proxy = test.proxy ? filled(test.proxy) : String();
+    HTTPClientWrapper client(filled(test.service), isProxys ? L"" : L"u", L"p", 10, &options);
+    const Outcome outcome = Post(client);
+    EXPECT_EQ(outcome.ok, isAllowed || !test.isInClear) << outcome.error;
+    EXPECT_EQ(last.basicInClear, isAllowed && test.isInClear);
+    if (!outcome.ok) {
+      EXPECT_THAT(outcome.error, HasSubstr("allowBasicOverPlainHttp"));
+    }
+    Post(client);
+    EXPECT_EQ(last.basicInClear, isAllowed && test.isInClear);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(
-    HTTP, HTTPLogInSequence,
-    testing::Combine(testing::ValuesIn(kLogIns), testing::Bool()), [](const auto& test) {
-      return std::string(std::get<0>(test.param).name) +
-             (std::get<1>(test.param) ? "WithAProxy" : "");
-    });
+    HTTP, HTTPBasic,
+    testing::ValuesIn(std::vector<ClearCase>{
+        {"ToThisMachine", "B", "http://here/", nullptr, false},
+        {"ByAProxyToAnotherMachine", "B", "http://service.test/", "http://here", true},
+        {"DigestToAnotherMachine", "D", "http://service.test/", "http://here", false},
+        {"ToANameLikeThisMachine", "B", "http://127.0.0.1.test/", "http://here", true},
+        {"ToTheProxyOfThisMachine", "B", "http://service.test/", "http://u:p@here", false},
+    }),
+    [](const auto& test) { return test.param.name; });
 
 }  // namespace

@@ -34,10 +34,10 @@ std::string Sequence(const std::string& content) { return Element(0x30, content)
 std::string Ticket() {
   const std::string names = Text("HTTP") + Text("localhost");
   const std::string sealed = Element(0x04, std::string(80, 'x'));
-  return Element(0x61, Sequence(Field(0, Number(5)) + Field(1, Text(kRealm)) +
-                                Field(2, Sequence(Field(0, Number(3)) +
-                                                  Field(1, Sequence(names)))) +
-                                Field(3, Sequence(Field(0, Number(kAES256)) + Field(2, sealed)))));
+  return Element(0x61,
+                 Sequence(Field(0, Number(5)) + Field(1, Text(kRealm)) +
+                          Field(2, Sequence(Field(0, Number(3)) + Field(1, Sequence(names)))) +
+                          Field(3, Sequence(Field(0, Number(kAES256)) + Field(2, sealed)))));
 }
 
 // The cache, in the format 4 of MIT Kerberos.

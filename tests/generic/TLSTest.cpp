@@ -3,14 +3,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 #include <future>
+#include <memory>
 
 #include "Certificate.h"
 #include "ScriptedServer.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/ChildProcess.h"
 
 namespace {
 
@@ -163,6 +168,28 @@ TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
   std::signal(SIGPIPE, former);
 }
 
+TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  ScriptedServer server(&Reply, certificate.Context());
+  HTTPClientOptions options;
+  options.caFile = Wide(certificate.Path());
+  auto client = std::make_unique<HTTPClientWrapper>(Wide("https://" + server.Authority() + "/"),
+                                                    L"", L"", 10, &options);
+  NarrowString reply;
+  String error;
+  ASSERT_TRUE(client->ReadBytes("<q/>", reply, error));
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(10);
+    client.reset();
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(client->ReadBytes("<q/>", reply, error));
+}
+
 TEST(TLS, ServerWithoutTLSIsToldApart) {
   // Such a server answers before it has understood anything.
   ScriptedServer server(Answer("<r/>", "400 Bad Request"), ScriptedServer::Greets{});
@@ -186,6 +213,60 @@ TEST(TLS, UnreadableFileOfCertificatesIsNamedAsSuch) {
   String error;
   EXPECT_FALSE(client.ReadBytes("<q/>", reply, error));
   EXPECT_NE(error.find(L"The file of trusted certificates cannot be read"), String::npos);
+}
+
+// A configuration of the machine that lowers what TLS asks for.
+
+/// A file for OPENSSL_CONF: everything that OpenSSL still knows is allowed.
+const std::string& LaxConfiguration() {
+  static const std::string path = [] {
+    const std::string name = testing::TempDir() + "lax-openssl.cnf";
+    std::ofstream(name) << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
+                           "system_default = lax\n[lax]\nMinProtocol = TLSv1\n"
+                           "CipherString = ALL:@SECLEVEL=0\n";
+    return name;
+  }();
+  return path;
+}
+
+/// The error of a request to a server that speaks no newer version, itself or as a proxy.
+std::string ErrorWithOldest(int version, bool isProxy) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  SSL_CTX_set_security_level(certificate.Context(), 0);
+  SSL_CTX_set_cipher_list(certificate.Context(), "ALL:@SECLEVEL=0");
+  SSL_CTX_set_min_proto_version(certificate.Context(), TLS1_VERSION);
+  SSL_CTX_set_max_proto_version(certificate.Context(), version);
+  ScriptedServer server(&Reply, certificate.Context());
+  const std::string url = "https://" + server.Authority();
+  HTTPClientOptions options;
+  options.caFile = Wide(certificate.Path());
+  if (isProxy) options.proxy = Wide(url);
+  HTTPClientWrapper client(Wide(isProxy ? "http://service.test/" : url), L"", L"", 10, &options);
+  NarrowString reply;
+  String error;
+  client.ReadBytes("<q/>", reply, error);
+  // A client without that rule would be let in.
+  ResumingClient other(url, certificate.Path());
+  EXPECT_TRUE(other.Post()) << "the server speaks no TLS at all";
+  return std::string(BaseStringUtil::StringToStdString(error, 65001).view());
+}
+
+TEST(TLS, IsAtLeastOneTwoWhateverTheMachineAllows) {
+  const support::ChildResult result = support::RunTestInChild(
+      "TLS.DISABLED_IsAtLeastOneTwo", {{"OPENSSL_CONF", LaxConfiguration()}});
+  EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
+}
+
+TEST(TLS, DISABLED_IsAtLeastOneTwo) {
+  for (const bool isProxy : {false, true}) {
+    for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
+      EXPECT_THAT(ErrorWithOldest(version, isProxy),
+                  AllOf(StartsWith("The server does not speak TLS as it should: "),
+                        HasSubstr("TLS 1.2 or later")));
+    }
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION})
+      EXPECT_EQ(ErrorWithOldest(version, isProxy), "");
+  }
 }
 
 }  // namespace

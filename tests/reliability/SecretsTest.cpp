@@ -330,6 +330,31 @@ TEST(Secrets, OfAProxyThatRefusesThemAreNotTold) {
   }
 }
 
+/// Calls the tool for a service on another machine, which a proxy on this one stands for.
+tool::Outcome CallByProxy(const char* offer, const std::string& url) {
+  ::ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest& request) {
+    if (request.Header("authorization").empty())
+      connection.Send(Answer("", "401 No", offer));
+    else
+      connection.Send(Answer(sample::Answer(sample::Kind::kAnalysisServices, request.body).body));
+  });
+  tool::Options options;
+  options.environment = {{"http_proxy", "http://" + proxy.Authority()}, {"no_proxy", ""}};
+  Search search;
+  return search.Run({"--url", url}, options);
+}
+
+TEST(Secrets, ThatGoOverTheNetworkReadableAreToldOnce) {
+  constexpr char kBasic[] = "WWW-Authenticate: Basic realm=\"r\"\r\n";
+  constexpr char kDigest[] = "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n";
+  const std::string elsewhere = UrlWithCredentials("http://service.test/xmla");
+  const std::string err = CallByProxy(kBasic, elsewhere).err;
+  const std::size_t said = err.find("xmla-import: warning: the password was sent by Basic");
+  ASSERT_NE(said, std::string::npos) << err;
+  EXPECT_EQ(err.find("sent by Basic", said + 60), std::string::npos) << err;
+  EXPECT_EQ(CallByProxy(kDigest, elsewhere).err, "");
+}
+
 TEST(Secrets, OfUnusableCallsAreNotTold) {
   Search search;
   const std::string secret = std::string(kUser) + ":" + kPassword;
@@ -340,6 +365,11 @@ TEST(Secrets, OfUnusableCallsAreNotTold) {
       const tool::Outcome outcome = search.Run({"--url", url, "--format", format});
       EXPECT_EQ(outcome.status, 2) << outcome.err;
     }
+  // Control characters would forge headers.
+  const std::string broken = "http://" + std::string(kUserInUrl) + "%0d%0aX:" + kPasswordInUrl;
+  const tool::Outcome outcome = search.Run({"--url", broken + "@127.0.0.1:1/"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("error: The user name contains a control character"));
 }
 
 /// What the tool says that is interrupted while it reads a large reply.

@@ -151,6 +151,10 @@ Connection Connect(const Arguments& arguments) {
   }
   UseUrl(arguments, connection);
   UseCredentials(arguments, std::move(ofEnvironment), connection);
+  // The caller's own ticket logs in only where no user is named. The password schemes are for a
+  // proxy's user.
+  connection.http.authSchemes =
+      connection.user.empty() ? kAuthNegotiate | kAuthPasswordSchemes : kAuthPasswordSchemes;
   return connection;
 }
 

@@ -66,8 +66,14 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   const std::lock_guard lock(m_mutex);
   ++m_requests;
   m_bytes += info.replyBytes;
+  m_basicInClear |= info.basicInClear;
   if (m_form == Form::kExchanges) WriteToStandardError(Described(info));
   Show(false);
+}
+
+bool Progress::BasicInClear() {
+  const std::lock_guard lock(m_mutex);
+  return m_basicInClear;
 }
 
 void Progress::BeginCubes(std::size_t count) {

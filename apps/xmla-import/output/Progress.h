@@ -19,6 +19,8 @@ class Progress : public HTTPExchangeObserver {
   Progress& operator=(const Progress&) = delete;
 
   void OnExchange(const HTTPExchangeInfo& info) override;
+  /// True once a password went over the network readable by others.
+  bool BasicInClear();
   /// From now on the line counts cubes.
   void BeginCubes(std::size_t count);
   void BeginCube(const std::string& name);
@@ -37,6 +39,7 @@ class Progress : public HTTPExchangeObserver {
   bool m_visible = false;
   std::uint64_t m_requests = 0;
   std::uint64_t m_bytes = 0;
+  bool m_basicInClear = false;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
   std::string m_atWork;

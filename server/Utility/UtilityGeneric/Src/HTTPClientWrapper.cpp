@@ -49,7 +49,7 @@ Verdict JudgeStatus(const HTTPAnswer& answer) {
   if (answer.status == 401 || answer.status == 407) {
     verdict.what += answer.schemes.empty() ? String(L", no way to log in is offered")
                                            : L", log-in offered: " + Joined(answer.schemes);
-    if (!answer.logInRefused.empty()) verdict.advice = answer.logInRefused;
+    if (!answer.logInAdvice.empty()) verdict.advice = answer.logInAdvice;
   } else if (!answer.redirectTarget.empty()) {
     verdict.what += L", points to " + Shortened(answer.redirectTarget);
   }

@@ -1,8 +1,19 @@
 #include "HTTPFailure.h"
 
-#include "HTTPTransfer.h"
+#include "Cancellation.h"
+#include "HTTPStatus.h"
+#include "SystemReason.h"
+#include "Utility/Generic/BaseStringUtil.h"
 
-HTTPFailureText TextOf(HTTPFailure failure) noexcept {
+namespace {
+
+/// "#" stands for the number.
+struct Text {
+  const wchar_t* what;
+  const wchar_t* advice;
+};
+
+Text TextOf(HTTPFailure failure) noexcept {
   constexpr const wchar_t* kSmaller = L"choose a smaller part of the server's metadata";
   constexpr const wchar_t* kLonger = L"try again, or with a longer time-out";
   switch (failure) {
@@ -71,4 +82,31 @@ HTTPFailureText TextOf(HTTPFailure failure) noexcept {
       break;
   }
   return {L"The request failed", L""};
+}
+
+}  // namespace
+
+void DescribeHTTPFailure(const HTTPFailureFacts& facts, String& what, String& advice) {
+  const HTTPFailure failure = facts.failure;
+  const Text text = TextOf(failure);
+  what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
+  advice = text.advice;
+  BaseStringUtil::ReplacePatternInString(what, L"#", BaseStringUtil::StringFrom(facts.number));
+  if (IsOwnDoing(failure) || failure == HTTPFailure::kNotConnectedInTime) return;
+  if (facts.proxyStatus >= 300) {
+    what = TextOf(HTTPFailure::kProxyRefuses).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
+    advice = HTTPStatus::Advice(facts.proxyStatus);
+    return;
+  }
+  // The system's reason is taken by number: libcurl's text of it may follow the locale.
+  const bool isSystems =
+      failure == HTTPFailure::kNotConnected || failure == HTTPFailure::kBrokenWhileReading ||
+      failure == HTTPFailure::kBrokenWhileSending || failure == HTTPFailure::kNothingCame;
+  const bool isPlain = failure == HTTPFailure::kNothingCame ||
+                       failure == HTTPFailure::kUnknownHost ||
+                       failure == HTTPFailure::kUnknownProxy;
+  if (isSystems && facts.systemError != 0)
+    what += L": " + SystemReason(facts.systemError);
+  else if (!isPlain && !facts.reason.empty())
+    what += L": " + facts.reason;
 }

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstdint>
+
+#include "Utility/Generic/String.h"
+
 /// Why there is no whole answer.
 enum class HTTPFailure {
   kNone,
@@ -30,16 +34,19 @@ enum class HTTPFailure {
   kOther,
 };
 
-/// What happened, and what to try, each as part of a line. "#" stands for the number of the limit
-/// or of the seconds that were waited.
-struct HTTPFailureText {
-  const wchar_t* what;
-  const wchar_t* advice;
-};
-
-HTTPFailureText TextOf(HTTPFailure failure) noexcept;
-
 /// True when the client gave up: then a status that may have come says less than the failure.
 inline bool IsOwnDoing(HTTPFailure failure) noexcept {
   return failure != HTTPFailure::kNone && failure < HTTPFailure::kUnknownHost;
 }
+
+/// What is known about a failure.
+struct HTTPFailureFacts {
+  HTTPFailure failure = HTTPFailure::kNone;
+  std::uint64_t number = 0;  ///< of the limit, or of the seconds that were waited
+  long proxyStatus = 0;      ///< of a proxy that was asked for a connection; 0 for none
+  int systemError = 0;       ///< errno of the connection
+  String reason;             ///< in libcurl's words; may be empty
+};
+
+/// What happened, and what to try, each as part of a line.
+void DescribeHTTPFailure(const HTTPFailureFacts& facts, String& what, String& advice);

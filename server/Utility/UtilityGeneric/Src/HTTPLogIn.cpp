@@ -34,8 +34,6 @@ bool HTTPLogIn::OnRefusal(unsigned int offered) noexcept {
     m_scheme = refused;
     return true;
   }
-  // The password is wrong.
-  if (!wasRemembered && (refused & kAuthPasswordSchemes) != 0) return false;
   m_tried |= refused;
   m_scheme = Strongest(offered & m_usable & ~m_tried);
   // Negotiate does not use the password, and may only lack a ticket.

@@ -18,14 +18,11 @@
 #include "Cancellation.h"
 #include "CloseOnExec.h"
 #include "HTTPCookies.h"
-#include "HTTPLogIn.h"
-#include "HTTPProxy.h"
+#include "HTTPLogIns.h"
 #include "HTTPReplyHead.h"
-#include "HTTPStatus.h"
 #include "HTTPUrl.h"
 #include "Secret.h"
 #include "SignalBlock.h"
-#include "SystemReason.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 
@@ -62,22 +59,6 @@ unsigned int FromCurl(long schemes) {
   for (const Scheme& scheme : kSchemes)
     if ((static_cast<unsigned long>(schemes) & scheme.curls) != 0) set |= scheme.ours;
   return set;
-}
-
-/// Without a user, only the process's own identity can be used.
-unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
-  return hasUser ? schemes : schemes & kAuthNegotiate;
-}
-
-/// With a user inside the proxy's URL, the process's identity is used only when nothing else may
-/// be.
-unsigned int ProxySchemes(const HTTPClientOptions& options) {
-  Secret<String> user;
-  Secret<String> password;
-  HTTPProxy::GetCredentials(*options.proxy, user, password);
-  const unsigned int byPassword = options.authSchemes & kAuthPasswordSchemes;
-  return UsableSchemes(!user.empty() && byPassword != 0 ? byPassword : options.authSchemes,
-                       !user.empty());
 }
 
 /// True for a date in the past, and for the first second of its count.
@@ -208,7 +189,6 @@ class HTTPTransfer::Session {
   CURLcode Wait();
   void MarkResolverSockets();
   bool IsSilent(bool wasActive);
-  bool IsServiceInClear();
   bool LogsInAgain(CURLcode code);
   void Describe(CURLcode code, HTTPAnswer& answer);
   void DescribeFailure(CURLcode code, HTTPAnswer& answer);
@@ -219,23 +199,15 @@ class HTTPTransfer::Session {
   const std::uint64_t m_maxReplyBytes;
   const std::size_t m_maxHeaderBytes;
   const std::uint64_t m_maxRatio;
-  const bool m_allowsBasicInClear;
-  const bool m_isServiceHTTPS;
   const bool m_mayUseTLS;
-  const bool m_isServiceHere;
-  const bool m_isProxyInClear;
   CURL* m_easy = nullptr;
   CURLM* m_multi = nullptr;
   HeaderList m_headers;
   char m_reason[CURL_ERROR_SIZE] = {};
-  HTTPLogIn m_serviceLogIn;
-  HTTPLogIn m_proxyLogIn;
+  HTTPLogIns m_logIns;
   HTTPCookies m_cookies;
   HTTPReplyHead m_head;
   NarrowString* m_body = nullptr;  // of the answer that is received
-  String m_logInRefused;
-  bool m_basicInClear = false;  // in this exchange
-  bool m_wasDigestRefused = false;
   HTTPFailure m_end = HTTPFailure::kNone;
   Clock::time_point m_lastActivity;
 };
@@ -247,13 +219,9 @@ HTTPTransfer::Session::Session(const NarrowString& url, const NarrowString& user
       m_maxReplyBytes(options.maxReplyBytes == 0 ? UINT64_MAX : options.maxReplyBytes),
       m_maxHeaderBytes(options.maxHeaderBytes),
       m_maxRatio(options.maxCompressionRatio),
-      m_allowsBasicInClear(options.allowBasicOverPlainHttp),
-      m_isServiceHTTPS(HTTPUrl::IsHTTPS(FromBytes(url.c_str()))),
-      m_mayUseTLS(m_isServiceHTTPS || !options.proxy->empty()),  // a proxy may speak it itself
-      m_isServiceHere(HTTPUrl::IsThisMachine(FromBytes(url.c_str()))),
-      m_isProxyInClear(HTTPProxy::IsInClear(*options.proxy)),
-      m_serviceLogIn(UsableSchemes(options.authSchemes, !user.empty())),
-      m_proxyLogIn(ProxySchemes(options)),
+      m_mayUseTLS(HTTPUrl::IsHTTPS(FromBytes(url.c_str())) ||
+                  !options.proxy->empty()),  // a proxy may speak it itself
+      m_logIns(FromBytes(url.c_str()), !user.empty(), options),
       m_cookies(HTTPUrl::PathForRequest(url), options.maxCookies, options.maxCookieBytes),
       m_head(options.maxHeaderBytes, m_cookies, &IsPast) {
   try {
@@ -347,11 +315,13 @@ void HTTPTransfer::Session::ConfigureProxy(const HTTPClientOptions& options) {
   const Secret<NarrowString> proxy(
       BaseStringUtil::StringToStdString(*options.proxy, BaseStringUtil::kCodePageUTF8));
   Set(CURLOPT_PROXY, proxy.c_str());
-  const bool mayUseNegotiate = (options.authSchemes & kAuthNegotiate) != 0;
+  const unsigned int schemes = HTTPLogIns::ProxySchemes(options);
   // The user inside the URL, if there is one, takes the place of this.
-  if (mayUseNegotiate) Set(CURLOPT_PROXYUSERNAME, "");
-  Set(CURLOPT_SOCKS5_AUTH,
-      static_cast<long>(mayUseNegotiate ? CURLAUTH_BASIC | CURLAUTH_GSSAPI : CURLAUTH_BASIC));
+  if ((schemes & kAuthNegotiate) != 0) Set(CURLOPT_PROXYUSERNAME, "");
+  unsigned long socks = CURLAUTH_NONE;
+  if ((schemes & kAuthPasswordSchemes) != 0) socks |= CURLAUTH_BASIC;  // user and password
+  if ((schemes & kAuthNegotiate) != 0) socks |= CURLAUTH_GSSAPI;
+  Set(CURLOPT_SOCKS5_AUTH, static_cast<long>(socks));
 }
 
 void HTTPTransfer::Session::SetHeaderLines(const NarrowString& lines) {
@@ -507,34 +477,27 @@ void HTTPTransfer::Session::ForgetRefusal() {
   if (!fresh) throw std::bad_alloc();
   curl_easy_cleanup(m_easy);
   m_easy = fresh;
-  m_wasDigestRefused = false;
 }
 
 CURLcode HTTPTransfer::Session::RunOnce() {
-  if (m_wasDigestRefused) ForgetRefusal();
+  if (m_logIns.WasDigestRefused()) ForgetRefusal();
   m_body->clear();
   m_head.BeginRequest();
   m_reason[0] = '\0';
   const std::string cookies = m_cookies.ForRequest();
   Set(CURLOPT_COOKIE, cookies.empty() ? nullptr : cookies.c_str());
-  Set(CURLOPT_HTTPAUTH, ForCurl(m_serviceLogIn.Scheme()));
-  Set(CURLOPT_PROXYAUTH, ForCurl(m_proxyLogIn.Scheme()));
+  Set(CURLOPT_HTTPAUTH, ForCurl(m_logIns.ServiceScheme()));
+  Set(CURLOPT_PROXYAUTH, ForCurl(m_logIns.ProxyScheme()));
   if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
   const CURLcode code = Wait();
   if (code != CURLE_OK && Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) KeepLibraryLoaded();
   curl_multi_remove_handle(m_multi, m_easy);
-  if ((m_serviceLogIn.Scheme() == kAuthBasic && IsServiceInClear()) ||
-      (m_proxyLogIn.Scheme() == kAuthBasic && m_isProxyInClear))
-    m_basicInClear = true;
   return code;
 }
 
 CURLcode HTTPTransfer::Session::Run() {
   m_head.BeginExchange();
-  m_serviceLogIn.BeginExchange();
-  m_proxyLogIn.BeginExchange();
-  m_logInRefused.clear();
-  m_basicInClear = false;
+  m_logIns.BeginExchange();
   CURLcode code;
   do {
     code = RunOnce();
@@ -549,42 +512,16 @@ CURLcode HTTPTransfer::Session::Run() {
   return code;
 }
 
-/// True when others on the way can read what is sent to the service.
-bool HTTPTransfer::Session::IsServiceInClear() {
-  if (m_isServiceHTTPS) return false;
-  // A proxy may be elsewhere whatever the service's name.
-  const char* const address = Get<const char*>(CURLINFO_PRIMARY_IP);
-  const std::string_view peer = address ? address : "";
-  return !m_isServiceHere || !(peer.starts_with("127.") || peer == "::1");
-}
-
 /// After a refused log-in: true when the request is worth another try.
 bool HTTPTransfer::Session::LogsInAgain(CURLcode code) {
-  const long status = Get<long>(CURLINFO_RESPONSE_CODE);
-  const bool isProxy = (code == CURLE_OK && status == 407) ||
-                       (status == 0 && Get<long>(CURLINFO_HTTP_CONNECTCODE) == 407);
-  if (m_end != HTTPFailure::kNone || (code != CURLE_OK && !isProxy)) return false;
-  if (!isProxy) m_proxyLogIn.OnAcceptance();
-  if (!isProxy && status != 401) {
-    m_serviceLogIn.OnAcceptance();
-    return false;
-  }
-  HTTPLogIn& logIn = isProxy ? m_proxyLogIn : m_serviceLogIn;
-  unsigned int offered =
-      FromCurl(Get<long>(isProxy ? CURLINFO_PROXYAUTH_AVAIL : CURLINFO_HTTPAUTH_AVAIL));
-  const bool isInClear = isProxy ? m_isProxyInClear : IsServiceInClear();
-  if (isInClear && !m_allowsBasicInClear && offered == kAuthBasic) {
-    m_logInRefused =
-        L"a password is not sent by Basic over plain http to another machine: use https, or set "
-        L"allowBasicOverPlainHttp";
-  } else if (logIn.IsOnlyWeaker(offered)) {
-    m_logInRefused =
-        L"the password is not sent in a weaker way than before: have the server offer the "
-        L"former one again";
-  }
-  if (isInClear && !m_allowsBasicInClear) offered &= ~static_cast<unsigned int>(kAuthBasic);
-  if (logIn.Scheme() == kAuthDigest) m_wasDigestRefused = true;
-  return logIn.OnRefusal(offered);
+  HTTPRound round;
+  round.isWhole = code == CURLE_OK;
+  round.status = Get<long>(CURLINFO_RESPONSE_CODE);
+  round.connectStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
+  round.offeredByService = FromCurl(Get<long>(CURLINFO_HTTPAUTH_AVAIL));
+  round.offeredByProxy = FromCurl(Get<long>(CURLINFO_PROXYAUTH_AVAIL));
+  if (const char* const peer = Get<const char*>(CURLINFO_PRIMARY_IP)) round.peer = peer;
+  return m_logIns.TakeRound(round) && m_end == HTTPFailure::kNone;
 }
 
 void HTTPTransfer::Session::Post(const NarrowString& body, HTTPAnswer& answer) {
@@ -610,42 +547,22 @@ void HTTPTransfer::Session::Describe(CURLcode code, HTTPAnswer& answer) {
   if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
     answer.redirectTarget = HTTPUrl::ForDisplay(FromBytes(target));
   answer.schemes = m_head.Schemes();
-  answer.logInRefused = m_logInRefused;
-  answer.basicInClear = m_basicInClear;
+  answer.logInAdvice = m_logIns.Advice();
+  answer.basicInClear = m_logIns.WasBasicInClear();
   if (code != CURLE_OK) DescribeFailure(code, answer);
 }
 
 void HTTPTransfer::Session::DescribeFailure(CURLcode code, HTTPAnswer& answer) {
-  const HTTPFailure failure = m_end != HTTPFailure::kNone ? m_end : FailureOf(code);
-  const HTTPFailureText text = TextOf(failure);
-  answer.failure = failure;
-  answer.failureText = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
-  answer.advice = text.advice;
-  BaseStringUtil::ReplacePatternInString(answer.failureText, L"#",
-                                         BaseStringUtil::StringFrom(NumberOf(failure)));
-  if (IsOwnDoing(failure) || failure == HTTPFailure::kNotConnectedInTime) return;
-
-  const long proxyStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
-  if (answer.status == 0 && proxyStatus >= 300) {
-    answer.failureText =
-        TextOf(HTTPFailure::kProxyRefuses).what + (L": " + HTTPStatus::Line(proxyStatus));
-    answer.advice = HTTPStatus::Advice(proxyStatus);
-    return;
-  }
-  // The system's reason is taken by number: libcurl's text of it may follow the locale.
-  const bool isSystems =
-      failure == HTTPFailure::kNotConnected || failure == HTTPFailure::kBrokenWhileReading ||
-      failure == HTTPFailure::kBrokenWhileSending || failure == HTTPFailure::kNothingCame;
-  const bool isPlain = failure == HTTPFailure::kNothingCame ||
-                       failure == HTTPFailure::kUnknownHost ||
-                       failure == HTTPFailure::kUnknownProxy;
-  const long systemError = Get<long>(CURLINFO_OS_ERRNO);
-  if (isSystems && systemError != 0)
-    answer.failureText += L": " + SystemReason(static_cast<int>(systemError));
-  else if (m_reason[0] != '\0' && !isPlain)
-    answer.failureText += L": " + FromBytes(m_reason);
-  else if (failure == HTTPFailure::kOther)
-    answer.failureText += L": " + FromBytes(curl_easy_strerror(code));
+  HTTPFailureFacts facts;
+  facts.failure = m_end != HTTPFailure::kNone ? m_end : FailureOf(code);
+  facts.number = NumberOf(facts.failure);
+  facts.proxyStatus = answer.status == 0 ? Get<long>(CURLINFO_HTTP_CONNECTCODE) : 0;
+  facts.systemError = static_cast<int>(Get<long>(CURLINFO_OS_ERRNO));
+  facts.reason = FromBytes(m_reason);
+  if (facts.reason.empty() && facts.failure == HTTPFailure::kOther)
+    facts.reason = FromBytes(curl_easy_strerror(code));
+  answer.failure = facts.failure;
+  DescribeHTTPFailure(facts, answer.failureText, answer.advice);
 }
 
 /// The number that the text of a failure tells.

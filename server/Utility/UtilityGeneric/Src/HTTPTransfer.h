@@ -21,7 +21,7 @@ struct HTTPAnswer {
   std::string contentType;
   String redirectTarget;             // without credentials; empty when there is none
   std::vector<std::string> schemes;  // of authentication, as offered by the server, or the proxy
-  String logInRefused;               // why none of these was used, with what to do; may be empty
+  String logInAdvice;                // why none of these was used, and what to do; may be empty
   bool basicInClear = false;         // see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;

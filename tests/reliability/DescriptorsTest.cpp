@@ -1,0 +1,128 @@
+// Programs that the host starts while an import is at work inherit none of its descriptors: an
+// authenticated connection is worth as much as the password.
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "NetworkSupport.h"
+#include "ResolverSupport.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "generic/Certificate.h"
+#include "generic/ScriptedServer.h"
+#include "support/ChildProcess.h"
+
+namespace reliability {
+namespace {
+
+/// What a program finds open that is started now.
+std::string Inherited() { return support::RunChild("/bin/ls", {"-l", "/proc/self/fd"}).out; }
+
+long Count(const std::string& list) {
+  long count = 0;
+  for (std::size_t at = list.find(" -> "); at != std::string::npos; at = list.find(" -> ", at + 1))
+    ++count;
+  return count;
+}
+
+/// Fails the test unless a program that is started now finds no more open than `before`.
+void ExpectNothingInherited(long before, const char* when) {
+  std::string list;
+  // libcurl's own descriptors are marked just after it has made them.
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    list = Inherited();
+    if (Count(list) <= before) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  ADD_FAILURE() << when << ", " << before << " before, now:\n" << list;
+}
+
+/// A request on a thread of its own, which ends when the state is asked to stop.
+class Request {
+ public:
+  explicit Request(const std::string& url)
+      : m_thread([this, url] {
+          const VXExecutionState::Scope scope(m_state);
+          HTTPClientWrapper client(support::Wide(url), L"", L"", 30, nullptr);
+          NarrowString reply;
+          String error;
+          client.ReadBytes("<q/>", reply, error);
+        }) {}
+  ~Request() {
+    m_state.RequestCancellation(VXExecutionState::kCancelReasonHost);
+    m_thread.join();
+  }
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
+
+ private:
+  VXExecutionState m_state;
+  std::thread m_thread;
+};
+
+TEST(Descriptors, OfAClientAreNotInherited) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  const long before = Count(Inherited());
+  ASSERT_GT(before, 0);
+  const auto answer = [](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send(Answer("<r/>"));
+  };
+  ::ScriptedServer plain(answer);
+  ::ScriptedServer secure(answer, certificate.Context());
+  HTTPClientOptions options;
+  options.caFile = support::Wide(certificate.Path());
+  for (const std::string& url :
+       {"http://" + plain.Authority() + "/", "https://" + secure.Authority() + "/",
+        "http://localhost:" + plain.Port() + "/"}) {
+    SCOPED_TRACE(url);
+    HTTPClientWrapper client(support::Wide(url), L"", L"", 10, &options);
+    ExpectNothingInherited(before, "after the constructor");
+    NarrowString reply;
+    String error;
+    ASSERT_TRUE(client.ReadBytes("<q/>", reply, error));
+    ExpectNothingInherited(before, "with a kept connection");
+  }
+}
+
+TEST(Descriptors, OfARequestAtWorkAreNotInherited) {
+  const long before = Count(Inherited());
+  {
+    std::promise<void> there;
+    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+      there.set_value();
+      connection.AwaitPeerGone();
+    });
+    const Request request("http://" + server.Authority() + "/");
+    there.get_future().wait();
+    ExpectNothingInherited(before, "while an answer is awaited");
+  }
+  {
+    SlowResolver resolver;
+    const Request request("http://slow.test:1/");
+    SlowResolver::AwaitQuestion();
+    ExpectNothingInherited(before, "while the host is resolved");
+  }
+}
+
+TEST(Descriptors, OfManyClientsMadeAtOnceAreNotInherited) {
+  const long before = Count(Inherited());
+  std::vector<std::thread> threads;
+  std::vector<std::unique_ptr<HTTPClientWrapper>> clients(400);
+  for (std::size_t i = 0; i < 8; ++i) {
+    threads.emplace_back([&clients, i] {
+      for (std::size_t j = i; j < clients.size(); j += 8)
+        clients[j] =
+            std::make_unique<HTTPClientWrapper>(L"http://127.0.0.1:1/", L"", L"", 1, nullptr);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  ExpectNothingInherited(before, "with 400 clients");
+  network::Figure("descriptors that started programs inherit",
+                  "none of clients at work, resolving, with kept connections, and made at once");
+}
+
+}  // namespace
+}  // namespace reliability
