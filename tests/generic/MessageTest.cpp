@@ -60,15 +60,19 @@ TEST(Messages, NameTheHierarchyFirstThenItsPlace) {
   };
   for (const auto& [number, reason] : reasons) {
     EXPECT_THAT(Load(number, {L"[H]", L"source", L"catalog", L"cube"}),
-                HasSubstr("hierarchy [H] was skipped because " + std::string(reason) +
+                HasSubstr("The hierarchy \"[H]\" was skipped because " + std::string(reason) +
                           " (data source \"source\", catalog \"catalog\", cube \"cube\")"));
+    EXPECT_THAT(Load(number, {L"", L"source", L"catalog", L"cube"}),
+                HasSubstr("] A hierarchy without a name was skipped because " +
+                          std::string(reason) + " (data source \"source\""));
   }
 }
 
 TEST(Messages, NameTheConfiguredKindThenTheProvider) {
   EXPECT_THAT(Load(62010, {L"Kind 1", L"Provider"}),
               AllOf(HasSubstr("configured for Kind 1, but the server calls itself \"Provider\""),
-                    HasSubstr("by the rules for Kind 1")));
+                    HasSubstr("by the rules of the configured kind, or by those of Tamarind when "
+                              "OT_XMLA_IMPORT_TAMARIND is set;")));
 }
 
 TEST(Messages, LineBreaksInArgumentsBecomeBlanks) {

@@ -556,6 +556,97 @@ TEST(PropertyImport, TamarindLevelsKeepTheirOwnGenerationAndNoTypeOne) {
   EXPECT_THAT(kept, ElementsAre("0: 4/2 4/3", "1: 3/0", "2: 2/2", "3: 1/5"));
 }
 
+TEST(PropertyImport, TamarindGenerationsAreCountedFromTheGreatestLevelNumber) {
+  struct Case {
+    std::vector<int> numbers;
+    std::vector<std::string> kept;
+  };
+  const Case cases[] = {
+      {{0}, {"0: 1/2"}},
+      {{7}, {"7: 1/2"}},
+      {{1, 2, 3}, {"1: 3/2", "2: 2/2", "3: 1/2"}},
+      {{5, 0, 2}, {"0: 6/2", "2: 4/2", "5: 1/2"}},
+      {{4, 6}, {"4: 3/2", "6: 1/2"}},
+  };
+  for (const Case& test : cases) {
+    CubeScript cube;
+    cube.levels["[D].[H]"] = LevelRows(test.numbers);
+    for (const int number : test.numbers)
+      cube.properties["[l" + std::to_string(number) + "]"] =
+          GenerationRows({{0, 2}, {1, 2}, {2, 2}, {3, 2}, {4, 2}, {5, 2}, {6, 2}, {7, 2}, {8, 2}});
+    const Imported result = ImportOne({}, kTamarind, cube);
+    std::vector<std::string> kept;
+    for (const OTXMLALevel& level : result.hierarchies.at(0).m_levels) {
+      kept.push_back(std::to_string(level.m_levelNumber) + ":");
+      for (const OTXMLAUnit& unit : level.m_memberProperties)
+        kept.back() += " " + support::Narrow(unit.m_externalName);
+    }
+    EXPECT_EQ(kept, test.kept);
+  }
+}
+
+TEST(HierarchyImport, StripsBracketsForEveryKind) {
+  for (const auto target : {kAnalysis, kTessera, kSap, kTamarind}) {
+    CubeScript cube;
+    cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[Di m].[H]ier[]"},
+                            {"DIMENSION_UNIQUE_NAME", "[[Di m]]"},
+                            {"STRUCTURE", "0"}});
+    cube.levels["[Di m].[H]ier[]"] =
+        Row({{"LEVEL_NAME", "[a] level.*?'"}, {"LEVEL_UNIQUE_NAME", "[l]"}, {"LEVEL_NUMBER", "0"}});
+    cube.properties["[l]"] = Row({{"PROPERTY_NAME", "[a] [prop]"},
+                                  {"KELVORA_ATTRIBUTE_GENERATION", "1"},
+                                  {"KELVORA_PROPERTY_TYPE", "2"}});
+    const Imported result = Import(cube, target);
+    ASSERT_EQ(result.hierarchies.size(), 1u) << target;
+    const OTXMLAHierarchy& hierarchy = result.hierarchies[0];
+    EXPECT_EQ(hierarchy.m_externalName, String(L"Di m.Hier")) << target;
+    EXPECT_EQ(hierarchy.m_hierarchyName, String(L"DimHier")) << target;
+    EXPECT_EQ(hierarchy.m_dimensionUniqueName, String(L"Di m")) << target;
+    const OTXMLALevel& level = hierarchy.m_levels.at(0);
+    EXPECT_EQ(level.m_externalName, String(L"[a] level.*?'")) << target;  // as it came
+    ASSERT_EQ(level.m_memberProperties.size(), 1u) << target;
+    EXPECT_EQ(level.m_memberProperties[0].m_externalName, String(L"a prop")) << target;
+    EXPECT_EQ(level.m_memberProperties[0].m_name, String(L"aprop")) << target;
+  }
+}
+
+TEST(HierarchyImport, AWarningOfAHierarchyWithoutANameSaysSo) {
+  CubeScript cube;
+  cube.hierarchies = "<row><DIMENSION_TYPE>2</DIMENSION_TYPE></row>";
+  EXPECT_EQ(Import(cube, kAnalysis).warnings.find("[62012] A hierarchy without a name was skipped"),
+            0u);
+}
+
+TEST(HierarchyImport, TheFlatMeasureFlagChangesNothing) {
+  CubeScript cube = CubeScript();
+  cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[h]"}, {"STRUCTURE", "0"}}) +
+                     Row({{"HIERARCHY_UNIQUE_NAME", "[m]"}, {"DIMENSION_TYPE", "2"}});
+  cube.measures = Row({{"MEASURE_NAME", "a"}}) + Row({{"MEASURE_NAME", "b"}});
+  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+    std::vector<std::string> outcomes;
+    for (const bool isFlat : {false, true}) {
+      ScriptedServer server(cube);
+      ImportProbe import(server.Url(), target);
+      OTXMLAImportOption option;
+      option.m_bFlatMeasureListFlag = isFlat;
+      import.SetImportOption(option);
+      std::vector<OTXMLAHierarchy> hierarchies;
+      OTXMLAUnits units;
+      String errors;
+      String warnings;
+      import.GetHierarchies(hierarchies, errors, warnings);
+      import.GetMeasuresAndCalcMembers(units, errors, warnings);
+      std::string outcome = support::Narrow(errors) + support::Narrow(warnings);
+      for (const OTXMLAHierarchy& hierarchy : hierarchies)
+        outcome += "\n" + support::Narrow(hierarchy.m_externalName);
+      for (const OTXMLAUnit& unit : units) outcome += "\n" + support::Narrow(unit.m_externalName);
+      for (const Request& request : server.Requests()) outcome += "\n" + request.body;
+      outcomes.push_back(outcome);
+    }
+    EXPECT_EQ(outcomes[0], outcomes[1]) << target;
+  }
+}
+
 TEST(PropertyImport, OtherKindsKeepAllOfThemInOrder) {
   CubeScript cube;
   cube.levels["[D].[H]"] = LevelRows({0});

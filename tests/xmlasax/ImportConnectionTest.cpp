@@ -51,6 +51,17 @@ TEST(Detection, FollowsNameThenVersion) {
       {L"x", L" 9.0", ServerInfo::kTessera},
       {L"x", L"7.0", ServerInfo::kTessera},
       {L"x", L"14.0.1", ServerInfo::kTessera},
+      {L"x", L"80.1", ServerInfo::kTessera},
+      {L"x", L"90.1", ServerInfo::kTessera},
+      {L"x", L"100.1", ServerInfo::kTessera},
+      {L"x", L"111.0", ServerInfo::kTessera},
+      {L"x", L"120.1", ServerInfo::kTessera},
+      {L"x", L"130.1", ServerInfo::kTessera},
+      {L"x", L"8", ServerInfo::kTessera},
+      {L"x", L"10", ServerInfo::kTessera},
+      {L"x", L"11", ServerInfo::kTessera},
+      {L"x", L"12", ServerInfo::kTessera},
+      {L"x", L"13,0", ServerInfo::kTessera},
       {L"x", L"16.0.5", ServerInfo::kTessera},
       {L"x", L"", ServerInfo::kTessera},
       {L"", L"", ServerInfo::kTessera},
@@ -122,7 +133,27 @@ TEST(DataSourceNames, AreStillListedForAnotherKindWithOneWarning) {
   import.GetDataSourceNames(names, errors, warnings);
   EXPECT_THAT(names, ElementsAre(String(L"n1"), String(L"n2")));
   EXPECT_EQ(errors, String());
-  EXPECT_EQ(support::Narrow(warnings).find("[62010] "), 0u);
+  const std::string text = support::Narrow(warnings);
+  EXPECT_THAT(text, testing::StartsWith("[62010] "));
+  EXPECT_EQ(text.rfind("[62010]"), 0u);  // exactly one
+  EXPECT_EQ(text.find('\n'), text.size() - 1);
+}
+
+TEST(DataSourceNames, AreLeftAsTheyWereWhenTheKindCannotBeChecked) {
+  const auto provider = Provider("x", "9.0");
+  for (const char* const failing : {">ProviderName<", ">ProviderVersion<"}) {
+    ScriptedServer server([&](const Request& request) {
+      return request.body.find(failing) != std::string::npos ? Reply{FaultReply("c", "no")}
+                                                             : provider(request);
+    });
+    ImportProbe import(server.Url(), k2005);
+    VXStringVector names(2, L"the host's");
+    String errors;
+    String warnings;
+    import.GetDataSourceNames(names, errors, warnings);
+    EXPECT_THAT(names, ElementsAre(String(L"the host's"), String(L"the host's")));
+    EXPECT_NE(errors, String());
+  }
 }
 
 TEST(DataSourceNames, ErrorsAreAppendedAndReturnNormally) {
@@ -307,6 +338,11 @@ TEST(Connection, ANewOneReplacesTheAgentAndKeepsTheRest) {
     ImportProbe import;
     OTXMLAImportAPI::ConnectParameters parameters{{L"a", L"b"}};
     import.SetConnectParameters(parameters, L"9.5");
+    OTXMLAImportOption option;
+    option.m_bFlatMeasureListFlag = true;
+    option.m_bSkipDimensionUDA = true;
+    option.m_forceSingleViewHierarchyNames.push_back(L"h");
+    import.SetImportOption(option);
     import.SetImportChoiceInfo(L"S", L"C", L"Q");
     import.m_DiscoverAgent.reset(new MortalAgent(deaths));
     import.SetupConnInfo(L"http://127.0.0.1:2/", L"", L"", k2005, ServerInfo::kCLIXMLA);
@@ -316,6 +352,12 @@ TEST(Connection, ANewOneReplacesTheAgentAndKeepsTheRest) {
     EXPECT_EQ(import.m_choiceCatalog, String(L"C"));
     EXPECT_EQ(import.m_choiceCube, String(L"Q"));
     EXPECT_EQ(import.GetRequiredVersion(), String(L"9.5"));
+    OTXMLAImportAPI::ConnectParameters kept;
+    import.GetConnectParameters(kept);
+    EXPECT_EQ(kept, parameters);
+    EXPECT_TRUE(import.m_importOption.m_bFlatMeasureListFlag);
+    EXPECT_TRUE(import.m_importOption.m_bSkipDimensionUDA);
+    EXPECT_THAT(import.m_importOption.m_forceSingleViewHierarchyNames, ElementsAre(String(L"h")));
     import.m_DiscoverAgent.reset(new MortalAgent(deaths));
   }
   EXPECT_EQ(deaths, 2);  // the import object deletes its agent
@@ -328,6 +370,21 @@ TEST(Connection, ThatCannotBeMadeLeavesTheFormerAgent) {
   EXPECT_THROW(import.SetupConnInfo(L"no url", L"", L"", k2005, ServerInfo::kCLIXMLA),
                ErrorMessage);
   EXPECT_EQ(deaths, 0);
+}
+
+TEST(Connection, IsNotClosedByCloseConnection) {
+  ScriptedServer server(Provider("x", "9.0"));
+  ImportProbe import(server.Url(), k2005);
+  const XmlADiscoverAgent* const agent = import.m_DiscoverAgent.get();
+  import.CloseConnection();
+  EXPECT_EQ(import.m_DiscoverAgent.get(), agent);
+  EXPECT_EQ(import.m_url, support::Wide(server.Url()));
+  VXStringVector names;
+  String errors;
+  String warnings;
+  import.GetDataSourceNames(names, errors, warnings);
+  EXPECT_EQ(names.size(), 2u);
+  EXPECT_EQ(errors, String());
 }
 
 TEST(HostInterface, KeepsConnectParametersAndVersion) {

@@ -116,6 +116,33 @@ std::vector<std::string> EntryTimes(const LogDir& log) {
   return {found[1], found[2], found[3]};
 }
 
+double SecondsOf(const std::string& time) {
+  int hours = 0;
+  int minutes = 0;
+  double seconds = 0;
+  std::sscanf(time.c_str() + time.find(' '), "%d:%d:%lf", &hours, &minutes, &seconds);
+  return hours * 3600 + minutes * 60 + seconds;
+}
+
+TEST_IN_CHILD(ImportLog, AFailureSetsTheSecondAndThirdTimeWhateverWasRecorded, kLogging) {
+  // The error stands behind so many rows that the reply has arrived long before it is found.
+  std::string rows;
+  for (int i = 0; i < 600000; ++i) rows += "<row><CATALOG_NAME>c</CATALOG_NAME></row>";
+  ScriptedServer server([&](const support::Request&) { return support::Reply{rows + "<open>"}; });
+  LogDir log;
+  {
+    AgentProbe agent(server.Url(), ServerInfo::kSAP_BW35, true);
+    VXStringVector catalogs;
+    EXPECT_EQ(ErrorNumberOf([&] { agent.GetCatalogs(catalogs, L"d"); }), 46100);
+  }
+  const auto times = EntryTimes(log);
+  ASSERT_EQ(times.size(), 3u);
+  const double whole = SecondsOf(times[2]) - SecondsOf(times[0]);
+  EXPECT_GT(whole, 0);
+  EXPECT_LE((SecondsOf(times[2]) - SecondsOf(times[1])) * 10, whole)
+      << times[0] << times[1] << times[2];
+}
+
 TEST_IN_CHILD(ImportLog, TheTimesOfAnEntryStandInTheirOrder, kLogging) {
   for (const bool fails : {false, true}) {
     ScriptedServer server({{RowsetReply("")}});

@@ -1,4 +1,5 @@
 #include "Import/OTXMLAImportAPI.h"
+#include "Utility/XMLASAX/XmlAHierarchy.h"
 #include "support/FailingAllocation.h"
 #include "support/Text.h"
 
@@ -318,6 +319,62 @@ TEST(ImportRecords, EnumeratorsHaveTheHostsValues) {
       {H::kDimensionInvalid, 1},
   };
   for (const auto& [enumerator, value] : values) EXPECT_EQ(enumerator, value);
+}
+
+TEST(ImportRecords, RowEnumeratorsHaveTheirFixedValues) {
+  using V = XmlACubeVariable;
+  using H = XmlAHierarchy;
+  const std::vector<std::pair<int, int>> values = {
+      {V::SAP_VAR_TYPE_MEMBER, 1},
+      {V::SAP_VAR_TYPE_NUMERIC, 2},
+      {V::SAP_VAR_TYPE_HIERARCHY, 3},
+      {V::SAP_VAR_SEL_TYPE_VALUE, 1},
+      {V::SAP_VAR_SEL_TYPE_INTERVAL, 2},
+      {V::SAP_VAR_SEL_TYPE_COMPLEX, 3},
+      {V::SAP_VAR_SEL_TYPE_MULTI_SINGLE_VALUES, 4},
+      {V::SAP_VAR_INPUT_TYPE_OPTIONAL, 0},
+      {V::SAP_VAR_INPUT_TYPE_MANDATORY, 1},
+      {V::SAP_VAR_INPUT_TYPE_MANDATORY_NOT_INITIAL, 2},
+      {H::SMD_STRUCTURE_FULLYBALANCED, 0},
+      {H::SMD_STRUCTURE_RAGGEDBALANCED, 1},
+      {H::SMD_STRUCTURE_UNBALANCED, 2},
+      {H::SMD_STRUCTURE_NETWORK, 3},
+      {H::SMD_DIMTYPE_TIME, 1},
+      {H::SMD_DIMTYPE_MEASURE, 2},
+      {H::SMD_DIMTYPE_OTHER, 3},
+      {H::SMD_DIMTYPE_UNKNOWN, 4},
+  };
+  for (const auto& [enumerator, value] : values) EXPECT_EQ(enumerator, value);
+}
+
+TEST(ImportRecords, ListTheAggregationRulesInTheirOrder) {
+  using U = OTXMLAUnit;
+  const U::AggrType rules[] = {U::kAggrUnknown,    U::kAggrSum,     U::kAggrCount, U::kAggrMin,
+                               U::kAggrMax,        U::kAggrAvg,     U::kAggrVar,   U::kAggrStd,
+                               U::kAggrCalculated, U::kAggrExternal};
+  ASSERT_EQ(U::GetNumberOfSupportedAggregationTypes(), std::size(rules));
+  for (unsigned int i = 0; i < std::size(rules); ++i)
+    EXPECT_EQ(U::GetSupportedAggregationType(i), rules[i]);
+  EXPECT_EQ(U::GetSupportedAggregationType(10), U::kAggrUnknown);
+  EXPECT_EQ(U::GetSupportedAggregationType(~0u), U::kAggrUnknown);
+}
+
+TEST(ImportRecords, ListTheHierarchyStructuresInTheirOrder) {
+  using H = OTXMLAHierarchy;
+  const std::pair<H::HierarchyType, const wchar_t*> structures[] = {
+      {H::kHierarchyTypeUnknown, L"unknown"},   {H::kHierarchyFullyBalanced, L"fully balanced"},
+      {H::kHierarchyUnBalanced, L"unbalanced"}, {H::kHierarchyRaggedBalanced, L"ragged balanced"},
+      {H::kHierarchyNetwork, L"network"},
+  };
+  ASSERT_EQ(H::GetNumberOfSupportedHierarchyTypes(), std::size(structures));
+  for (unsigned int i = 0; i < std::size(structures); ++i) {
+    EXPECT_EQ(H::GetSupportedHierarchyType(i), structures[i].first);
+    EXPECT_EQ(H::StringFromHierarchyType(structures[i].first), String(structures[i].second));
+  }
+  EXPECT_EQ(H::GetSupportedHierarchyType(5), H::kHierarchyTypeInvalid);
+  EXPECT_EQ(H::GetSupportedHierarchyType(~0u), H::kHierarchyTypeInvalid);
+  for (const H::HierarchyType type : {H::kHierarchyTypeValue, H::kHierarchyTypeInvalid})
+    EXPECT_EQ(H::StringFromHierarchyType(type), String(L"invalid"));
 }
 
 }  // namespace

@@ -178,6 +178,22 @@ TEST(VariableRow, KeepsCodesOutOfRange) {
   EXPECT_EQ(static_cast<int>(variable.m_entryType), 0);
 }
 
+TEST(VariableRow, HoldsCodesBeyondSixteenBitsToTheirLimits) {
+  const std::pair<const wchar_t*, int> codes[] = {
+      {L"32767", 32767},   {L"32768", 32767},   {L"65537", 32767},
+      {L"-32768", -32768}, {L"-32769", -32768}, {L"-65537", -32768},
+  };
+  for (const auto& [text, code] : codes) {
+    XmlACubeVariable variable;
+    for (const wchar_t* const column :
+         {L"VARIABLE_TYPE", L"VARIABLE_SELECTION_TYPE", L"VARIABLE_ENTRY_TYPE"})
+      XmlACubeVariableUtility::AppendValueName(variable, column, text);
+    EXPECT_EQ(static_cast<int>(variable.m_type), code);
+    EXPECT_EQ(static_cast<int>(variable.m_selectionType), code);
+    EXPECT_EQ(static_cast<int>(variable.m_entryType), code);
+  }
+}
+
 TEST(VariableRow, CopiesAreEqualAndTakeOverTheCount) {
   const RefCnt<XmlACubeVariable> original(new XmlACubeVariable(FullVariable()));
   const RefCnt<XmlACubeVariable> again = original;

@@ -69,6 +69,20 @@ TEST(MeasureImport, TakesPrecisionAndScaleOnlyWhenTheyAreGiven) {
   EXPECT_EQ(units[3].m_scale, 0);
 }
 
+TEST(MeasureImport, HoldsNumbersBeyondItsFieldsToTheirLimits) {
+  const OTXMLAUnits units = ImportMeasures(
+      Row({{"NUMERIC_PRECISION", "2147483648"}, {"NUMERIC_SCALE", "32768"}}) +
+      Row({{"NUMERIC_PRECISION", "-2147483649"}, {"NUMERIC_SCALE", "-32769"}}) +
+      Row({{"NUMERIC_PRECISION", "99999999999999999999"}, {"NUMERIC_SCALE", "65538"}}));
+  ASSERT_EQ(units.size(), 3u);
+  EXPECT_EQ(units[0].m_precision, 2147483647);
+  EXPECT_EQ(units[0].m_scale, 32767);
+  EXPECT_EQ(units[1].m_precision, -2147483647 - 1);
+  EXPECT_EQ(units[1].m_scale, -32768);
+  EXPECT_EQ(units[2].m_precision, 2147483647);
+  EXPECT_EQ(units[2].m_scale, 32767);
+}
+
 struct TypeCase {
   ServerInfo::TargetType target;
   const char* dataType;

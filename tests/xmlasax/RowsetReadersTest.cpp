@@ -190,12 +190,20 @@ TEST(RowsetReaders, LeaveAnEmptyCubeOutButForTheMeasures) {
 }
 
 TEST(RowsetReaders, AlwaysRestrictToTheCatalogEvenAnEmptyOne) {
-  ScriptedServer server({{RowsetReply("")}});
+  ScriptedServer server([](const support::Request&) { return Reply{RowsetReply("")}; });
   AgentProbe agent(server.Url());
-  std::vector<RefCnt<XmlADimension>> rows;
-  agent.GetDimensionsOnCatalogCube(rows, L"", L"", L"D");
-  EXPECT_EQ(server.Requests().at(0).body,
-            Discover("MDSCHEMA_DIMENSIONS", "D", {{"CATALOG_NAME", ""}}));
+  std::vector<RefCnt<XmlADimension>> dimensions;
+  agent.GetDimensionsOnCatalogCube(dimensions, L"", L"", L"D");
+  std::vector<RefCnt<XmlAMeasure>> measures;
+  agent.GetMeasuresOnCatalogCube(measures, L"", L"Q", L"D");
+  std::vector<OTCube> cubes;
+  agent.GetCubesOnCatalog(cubes, L"", L"D");
+  const auto requests = server.Requests();
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(requests[0].body, Discover("MDSCHEMA_DIMENSIONS", "D", {{"CATALOG_NAME", ""}}));
+  EXPECT_EQ(requests[1].body,
+            Discover("MDSCHEMA_MEASURES", "D", {{"CATALOG_NAME", ""}, {"CUBE_NAME", "Q"}}));
+  EXPECT_EQ(requests[2].body, Discover("MDSCHEMA_CUBES", "D", {{"CATALOG_NAME", ""}}));
 }
 
 TEST(RowsetReaders, EmptyTheirOutputEvenWhenTheRequestFails) {
@@ -570,6 +578,16 @@ TEST_IN_CHILD(ReaderLog, TitlesEveryOperation, kLogging) {
     EXPECT_EQ(titles[0], operation.title) << operation.name;
     EXPECT_EQ(titles.size(), operation.name == "hierarchies" ? 2u : 1u) << operation.name;
   }
+}
+
+TEST_IN_CHILD(ReaderLog, TitlesTheProvidersNameAndVersion, kLogging) {
+  ScriptedServer server([](const support::Request&) { return Reply{RowsetReply("")}; });
+  const auto titles = LoggedTitles(server.Url(), [](AgentProbe& agent) {
+    std::pair<String, String> identity;
+    agent.GetProviderInfomation(identity);
+  });
+  EXPECT_THAT(titles,
+              ElementsAre("Get Provider Name: \"URL\"\n", "Get Provider Version: \"URL\"\n"));
 }
 
 TEST_IN_CHILD(ReaderLog, TitlesEveryErrorWithItsText, kLogging) {

@@ -73,6 +73,24 @@ class OTXMLAHierarchy {
     kDimensionInvalid = 1,
   };
 
+  /// The structures from kHierarchyTypeFirst to kHierarchyTypeLast: how many there are, and the one
+  /// at `index`, in the order of their values; kHierarchyTypeInvalid behind the last.
+  static constexpr unsigned int GetNumberOfSupportedHierarchyTypes() noexcept {
+    return kHierarchyTypeLast - kHierarchyTypeFirst + 1;
+  }
+  static constexpr HierarchyType GetSupportedHierarchyType(unsigned int index) noexcept {
+    return index < GetNumberOfSupportedHierarchyTypes()
+               ? static_cast<HierarchyType>(kHierarchyTypeFirst + index)
+               : kHierarchyTypeInvalid;
+  }
+  /// The structure's name in words, for people; "invalid" for a value that is no structure.
+  static String StringFromHierarchyType(HierarchyType type) {
+    constexpr const wchar_t* kNames[] = {L"unknown", L"fully balanced", L"unbalanced",
+                                         L"ragged balanced", L"network"};
+    const bool isKnown = type >= kHierarchyTypeFirst && type <= kHierarchyTypeLast;
+    return isKnown ? kNames[type] : L"invalid";
+  }
+
   OTXMLAHierarchy() = default;
   OTXMLAHierarchy(const OTXMLAHierarchy&) = default;
   OTXMLAHierarchy& operator=(const OTXMLAHierarchy&) = default;

@@ -46,6 +46,16 @@ class OTXMLAUnit {
     kDimPropLast = 9,
   };
 
+  /// The aggregation rules, without the codes that are lengths and time balances: how many there
+  /// are, and the one at `index`, in the order of their values; kAggrUnknown behind the last.
+  static constexpr unsigned int GetNumberOfSupportedAggregationTypes() noexcept {
+    return kAggrExternal + 1;
+  }
+  static constexpr AggrType GetSupportedAggregationType(unsigned int index) noexcept {
+    return index < GetNumberOfSupportedAggregationTypes() ? static_cast<AggrType>(index)
+                                                          : kAggrUnknown;
+  }
+
   /// A nullable variable-length text column of length 128.
   OTXMLAUnit() = default;
   OTXMLAUnit(const OTXMLAUnit&) = default;

@@ -8,9 +8,6 @@
 /// The host's messages by number.
 namespace MessageCatalogue {
 
-/// The message's pattern, in which {1} to {9} stand for arguments, or null for an unknown number.
-const wchar_t* FindPattern(int number) noexcept;
-
 /// A server chooses names as long as it likes, and a message may be repeated for each of its rows:
 /// a text shows this many characters of an argument and says how many are missing.
 inline constexpr std::size_t kMaxShownArgument = 512;

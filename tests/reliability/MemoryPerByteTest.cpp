@@ -1,0 +1,255 @@
+// How much memory a server can make an import take for each byte that it sends: in every charset,
+// with ill-formed bytes, the smallest rows, compression and an import log, at the default limits.
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "NetworkSupport.h"
+#include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "generic/ScriptedServer.h"
+#include "support/Effort.h"
+#include "support/Settings.h"
+#include "support/TempDir.h"
+
+namespace reliability {
+namespace {
+namespace memory {
+
+using support::Wide;
+
+const char* const kCharsets[] = {
+    "utf-8",        "us-ascii",     "iso-8859-1",   "iso-8859-2",   "iso-8859-3",   "iso-8859-4",
+    "iso-8859-5",   "iso-8859-6",   "iso-8859-7",   "iso-8859-8",   "iso-8859-9",   "iso-8859-10",
+    "iso-8859-11",  "iso-8859-13",  "iso-8859-14",  "iso-8859-15",  "iso-8859-16",  "windows-874",
+    "windows-1250", "windows-1251", "windows-1252", "windows-1253", "windows-1254", "windows-1255",
+    "windows-1256", "windows-1257", "windows-1258", "koi8-r",       "koi8-u",       "ibm866",
+    "macintosh",    "shift_jis",    "windows-31j",  "euc-jp",       "gb2312",       "gbk",
+    "gb18030",      "big5",         "big5-hkscs",   "euc-kr",       "windows-949"};
+
+struct Reply {
+  std::string name;
+  std::string contentType;
+  std::string body;
+  std::string headers;
+  void (*run)(OTXMLAImportAPI& import);
+};
+
+void Measures(OTXMLAImportAPI& import) {
+  std::vector<OTXMLAUnit> units;
+  String errors;
+  String warnings;
+  import.GetMeasuresAndCalcMembers(units, errors, warnings);
+}
+void Hierarchies(OTXMLAImportAPI& import) {
+  std::vector<OTXMLAHierarchy> hierarchies;
+  String errors;
+  String warnings;
+  import.GetHierarchies(hierarchies, errors, warnings);
+}
+void Sources(OTXMLAImportAPI& import) {
+  VXStringVector names;
+  String errors;
+  String warnings;
+  import.GetDataSourceNames(names, errors, warnings);
+}
+void Variables(OTXMLAImportAPI& import) {
+  OTCube cube;
+  String errors;
+  String warnings;
+  try {
+    import.GetSAPVariables(cube, errors, warnings);
+  } catch (const ErrorMessage&) {
+    // Some replies are refused.
+  }
+}
+
+std::string Repeated(const std::string& piece, std::size_t bytes) {
+  std::string text;
+  text.reserve(bytes + piece.size());
+  while (text.size() < bytes) text += piece;
+  return text;
+}
+
+std::string Rows(const std::string& name, std::size_t bytes) {
+  return "<root>" + Repeated("<row><MEASURE_NAME>" + name + "</MEASURE_NAME></row>", bytes) +
+         "</root>";
+}
+
+std::string Gzip(const std::string& text) {
+  z_stream stream{};
+  deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);
+  std::string packed(compressBound(text.size()) + 64, '\0');
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+  stream.avail_in = static_cast<uInt>(text.size());
+  stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+  stream.avail_out = static_cast<uInt>(packed.size());
+  deflate(&stream, Z_FINISH);
+  packed.resize(stream.total_out);
+  deflateEnd(&stream);
+  return packed;
+}
+
+std::size_t Kibibytes(const char* field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with(field)) return std::stoul(line.substr(line.find_first_of("0123456789")));
+  return 0;
+}
+
+/// The memory in KiB that the import takes at most for the reply, in a process of its own.
+std::size_t Peak(const Reply& reply, const std::string& logs) {
+  const std::string answer =
+      Answer(reply.body, "200 OK", "Content-Type: " + reply.contentType + "\r\n" + reply.headers);
+  const std::string small = Answer("<root><row/></root>");
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    connection.Send(request.head.find("/warm") != std::string::npos ? small : answer);
+  });
+  int ends[2];
+  if (pipe(ends) != 0) return 0;
+  const pid_t child = fork();
+  if (child == 0) {
+    support::Settings settings;
+    if (!logs.empty()) settings.logDirectory = Wide(logs);
+    OTXMLAAnaTamImportAPI import;
+    const auto connect = [&](const char* path) {
+      import.SetupConnInfo(Wide("http://" + server.Authority() + path), L"", L"",
+                           ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
+      import.SetImportChoiceInfo(L"S", L"C", L"Q");
+    };
+    connect("/warm");  // what the libraries need once is not the reply's
+    reply.run(import);
+    connect("/");
+    std::ofstream("/proc/self/clear_refs") << "5";
+    const std::size_t before = Kibibytes("VmRSS");
+    reply.run(import);
+    const std::size_t taken = Kibibytes("VmHWM") - before;
+    [[maybe_unused]] const ssize_t written = write(ends[1], &taken, sizeof taken);
+    _exit(0);
+  }
+  close(ends[1]);
+  std::size_t taken = 0;
+  if (read(ends[0], &taken, sizeof taken) != sizeof taken) taken = 0;
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << reply.name;
+  return taken;
+}
+
+std::vector<Reply> Replies(std::size_t bytes) {
+  std::string all;
+  for (int byte = 0x80; byte < 0x100; ++byte) all += static_cast<char>(byte);
+  std::vector<Reply> replies;
+  for (const std::string charset : kCharsets) {
+    const std::string type = "text/xml; charset=" + charset;
+    replies.push_back({charset, type, Rows(Repeated(all, 4096), bytes), "", &Measures});
+    replies.push_back(
+        {charset + ", bytes 0xFF", type, Rows(std::string(4096, '\xFF'), bytes), "", &Measures});
+  }
+  const auto utf16 = [](std::string text) {
+    std::string wide = "\xFF\xFE";
+    for (const char character : text)
+      wide += character == '\xFF' ? std::string("\0\xD8", 2) : std::string{character, '\0'};
+    return wide;
+  };
+  const std::string plain = "text/xml";
+  const std::string names = Rows("name", bytes);
+  const auto empty = [&](const char* piece) {
+    return "<root>" + Repeated(piece, bytes) + "</root>";
+  };
+  replies.insert(replies.end(),
+                 {{"UTF-16", plain, utf16(Rows("name", bytes / 2)), "", &Measures},
+                  {"UTF-16, lone surrogates", plain,
+                   utf16(Rows(std::string(4096, '\xFF'), bytes / 2)), "", &Measures},
+                  {"short names", plain, names, "", &Measures},
+                  {"long names", plain, Rows(std::string(100000, 'x'), bytes), "", &Measures},
+                  {"references", plain, Rows(Repeated("&#9;", 4096), bytes), "", &Measures},
+                  {"empty measures", plain, empty("<row/>"), "", &Measures},
+                  {"empty variables", plain, empty("<row/>"), "", &Variables},
+                  {"empty hierarchies", plain, empty("<row/>"), "", &Hierarchies},
+                  {"empty data sources", plain, empty("<DataSourceName/>"), "", &Sources},
+                  {"unknown elements", plain, empty("<a/>"), "", &Measures},
+                  {"a fault", plain,
+                   "<Envelope><Fault><faultcode>c</faultcode><faultstring>" +
+                       std::string(bytes, 'x') + "</faultstring></Fault></Envelope>",
+                   "", &Measures}});
+  return replies;
+}
+
+TEST(MemoryPerByte, OfAReplyIsLimited) {
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
+  const std::size_t bytes = support::Effort<std::size_t>(1, 8) << 20;
+  const support::TempDir logs;
+  std::size_t count = 0;
+  double most = 0;
+  std::string mostName;
+  const std::vector<Reply> replies = Replies(bytes);
+  for (std::size_t i = 0; i < replies.size(); ++i) {
+    const Reply& reply = replies[i];
+    for (const std::string& log : {std::string(), logs.Path().string()}) {
+      // Most charsets are alike: the quick form logs some of them.
+      const bool isSome = support::IsLong() || i % 8 == 1 || i >= 2 * std::size(kCharsets);
+      if (!log.empty() && !isSome) continue;
+      const double factor =
+          static_cast<double>(Peak(reply, log)) * 1024 / static_cast<double>(reply.body.size());
+      if (std::getenv("XMLA_SHOW_FACTORS"))
+        std::printf("%6.1f %s%s\n", factor, reply.name.c_str(), log.empty() ? "" : ", with a log");
+      EXPECT_GT(factor, 0) << reply.name;
+      EXPECT_LT(factor, 100) << reply.name << (log.empty() ? "" : ", with a log");
+      if (factor > most) {
+        most = factor;
+        mostName = reply.name + (log.empty() ? "" : ", with a log");
+      }
+      ++count;
+    }
+  }
+  network::Figure("memory for each byte of a plain reply",
+                  network::Text(count, " replies, at most ", static_cast<int>(most), " bytes (",
+                                mostName, ")"));
+}
+
+TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
+  const std::size_t bytes = support::Effort<std::size_t>(16, 250) << 20;
+  const support::TempDir logs;
+  const Reply replies[] = {
+      {"long names", "text/xml", Rows(std::string(100000, 'x'), bytes), "", &Measures},
+      {"ill-formed bytes", "text/xml", Rows(std::string(100000, '\xFF'), bytes), "", &Measures},
+      {"ISO-8859-15", "text/xml; charset=iso-8859-15", Rows(std::string(100000, '\xA4'), bytes), "",
+       &Measures},
+      {"blanks", "text/xml", "<root>" + std::string(bytes, ' ') + "</root>", "", &Measures},
+  };
+  double most = 0;
+  std::size_t mostMebibytes = 0;
+  for (Reply reply : replies) {
+    reply.body = Gzip(reply.body);
+    reply.headers = "Content-Encoding: gzip\r\n";
+    for (const std::string& log : {std::string(), logs.Path().string()}) {
+      const std::size_t kibibytes = Peak(reply, log);
+      const double factor =
+          static_cast<double>(kibibytes) * 1024 / static_cast<double>(reply.body.size());
+      if (std::getenv("XMLA_SHOW_FACTORS"))
+        std::printf("%6.1f (%zu MiB) %s%s\n", factor, kibibytes >> 10, reply.name.c_str(),
+                    log.empty() ? "" : ", with a log");
+      most = std::max(most, factor);
+      mostMebibytes = std::max(mostMebibytes, kibibytes >> 10);
+      // What is made of the reply, whatever it came as, is limited too.
+      EXPECT_LT(kibibytes >> 10, 20 * (bytes >> 20)) << reply.name;
+    }
+  }
+  network::Figure(
+      "memory for each byte of a compressed reply",
+      network::Text(2 * std::size(replies), " replies of ", bytes >> 20, " MiB, at most ",
+                    static_cast<long>(most), " bytes and ", mostMebibytes, " MiB in all"));
+}
+
+}  // namespace memory
+}  // namespace
+}  // namespace reliability

@@ -1,0 +1,40 @@
+// The agent with an HTTP client that fails and does not say why. The host's client always does;
+// this one stands in its place in this program.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "../AgentProbe.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+class HTTPClientWrapper::Impl {};
+
+HTTPClientWrapper::HTTPClientWrapper(const String&, const String&, const String&, std::uint32_t,
+                                     const HTTPClientOptions*) {}
+HTTPClientWrapper::~HTTPClientWrapper() = default;
+void HTTPClientWrapper::SetRequestHeader(const String&) {}
+void HTTPClientWrapper::SetRequestSubject(const String&) {}
+bool HTTPClientWrapper::ReadBytes(const NarrowString&, NarrowString&, String&) { return false; }
+bool HTTPClientWrapper::TakeCredentials(String&, String&, String&) { return true; }
+
+namespace {
+
+TEST(SilentClient, LeavesTheResponseAsTheCallerGaveIt) {
+  AgentProbe agent("http://127.0.0.1:1/");
+  String response = L"the caller's";
+  agent.SendSoapRequest(L"<request/>", response);
+  EXPECT_EQ(response, String(L"the caller's"));
+}
+
+TEST(SilentClient, GivesTheReadersAnEmptyDocument) {
+  for (const auto target : {ServerInfo::kAnalysisServices2005, ServerInfo::kSAP_BW35}) {
+    AgentProbe agent("http://127.0.0.1:1/", target);
+    VXStringVector catalogs(1, L"old");
+    const std::string error = ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); });
+    EXPECT_THAT(error, testing::StartsWith("[46100] "));
+    EXPECT_THAT(error, testing::HasSubstr("the document is empty"));
+    EXPECT_TRUE(catalogs.empty());
+  }
+}
+
+}  // namespace
