@@ -9,8 +9,8 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 
 /// Tells on standard error how the import goes: with `verbose` each exchange with its timings, else
-/// on a terminal one line that is kept up to date, and nothing with `quiet`. Safe to use from
-/// several threads.
+/// on a terminal one line that is kept up to date, and nothing with `quiet`; in any case what went
+/// wrong. Safe to use from several threads.
 class Progress : public HTTPExchangeObserver {
  public:
   Progress(bool quiet, bool verbose);
@@ -21,15 +21,26 @@ class Progress : public HTTPExchangeObserver {
   void OnExchange(const HTTPExchangeInfo& info) override;
   /// From now on the line counts cubes.
   void BeginCubes(std::size_t count);
-  void BeginCube(const std::string& name);
+  void BeginCube(const String& name);
   void EndCube();
-  /// Takes the line away, before something else is written.
-  void Clear();
+  /// Writes a line of its own: an error or a warning. What comes from elsewhere in it cannot act on
+  /// a terminal.
+  void Tell(const char* kind, const std::string& text);
+  /// Does something for which the line must not be on the screen.
+  template <class Work>
+  void WithoutLine(Work work) {
+    const std::lock_guard lock(m_mutex);
+    Clear();
+    work();
+  }
 
  private:
   enum class Form { kNone, kLine, kExchanges };
 
   void Show(bool now);
+  void ShowLine();
+  /// Takes the line away, before something else is written.
+  void Clear();
 
   const Form m_form;
   std::mutex m_mutex;
@@ -39,5 +50,5 @@ class Progress : public HTTPExchangeObserver {
   std::uint64_t m_bytes = 0;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
-  std::string m_atWork;
+  String m_atWork;
 };

@@ -97,7 +97,8 @@ void VXThread::RunInItsState() noexcept {
 void VXThread::Start() { Start(m_own); }
 
 void VXThread::Start(VXThreadCarrier& carrier, VXThreadCarrier::Place place) {
-  if (m_carrier.exchange(&carrier) != nullptr)
+  VXThreadCarrier* none = nullptr;
+  if (!m_carrier.compare_exchange_strong(none, &carrier))
     VXAssert::handleLogicError(L"VXThread.cpp", __LINE__, L"thread started a second time");
   Announce();
   try {
