@@ -5,201 +5,163 @@
 #include <new>
 #include <optional>
 
-#include "Utility/Generic/ErrorMessage.h"
-#include "Utility/Generic/ImportSettings.h"
+#include "CommandTable.h"
 #include "base/Interrupt.h"
 #include "base/Secret.h"
-#include "base/TerminalText.h"
 #include "base/Text.h"
 #include "call/Arguments.h"
-#include "call/ExitStatus.h"
-#include "commands/Commands.h"
 #include "connection/Connection.h"
 #include "connection/LogFailures.h"
+#include "connection/LogicErrors.h"
 #include "connection/Operation.h"
 #include "output/Output.h"
 #include "output/PatientWriting.h"
 #include "output/Progress.h"
-#include "results/Rendering.h"
+#include "output/Report.h"
 
 namespace {
 
-void Tell(const char* kind, const std::string& line) {
-  WriteToStandardError("xmla-import: " + std::string(kind) + ": " + HarmlessOnTerminal(line) +
-                       "\n");
-}
+/// One run of the tool.
+class Call {
+ public:
+  explicit Call(bool hasStandardOutput) : m_hasStandardOutput(hasStandardOutput) {}
 
-/// The empty result of a command: what a call that fails early still shows.
-Result EmptyResult(Command command) {
-  switch (command) {
-    case Command::kSources:
-      return SourcesResult{};
-    case Command::kTree:
-      return TreeResult{};
-    case Command::kCube:
-      return CubeResult{};
-    case Command::kImport:
-      return ImportResult{};
-    case Command::kNone:
-      break;
-  }
-  return NoResult{};
-}
-
-ExitStatus Run(Session& session, const Arguments& arguments, Progress& progress, Result& result) {
-  if (auto* const sources = std::get_if<SourcesResult>(&result))
-    return RunSources(session, *sources);
-  if (auto* const tree = std::get_if<TreeResult>(&result))
-    return RunTree(session, arguments, *tree);
-  if (auto* const cube = std::get_if<CubeResult>(&result))
-    return RunCube(session, arguments, *cube);
-  return RunImport(session, arguments, progress, std::get<ImportResult>(result));
-}
-
-/// Imports what is asked for into `result`.
-ExitStatus Import(const ImportLibrary& library, Arguments& arguments, Interrupt& interrupt,
-                  Result& result) {
-  const VXExecutionState::Scope scope(interrupt.State());
-  const Connection connection = Connect(arguments);
-  Erase(arguments.url);  // it may hold a password
-  Progress progress(arguments.quiet, arguments.verbose);
-  LogFailures logFailures(MessagesOf(result).warnings);
-  ImportSettings settings;
-  settings.http = connection.http;
-  OperationObserver observer(progress);
-  settings.exchangeObserver = &observer;
-  settings.onLogFailure = [&logFailures](const String& name, const String& reason) {
-    logFailures.Add(name, reason);
-  };
-  const ImportSettings::Scope settingsScope(settings);
-  Session session(library, connection, arguments.log);
-  const ExitStatus status =
-      Interrupt::Happened() ? ExitStatus::kInterrupted : Run(session, arguments, progress, result);
-  if (progress.BasicInClear())
-    MessagesOf(result).warnings.emplace_back(
-        "the password was sent by Basic over plain http to another machine: others on the way can "
-        "read it; use https");
-  return status;
-}
-
-std::string Rendered(const Arguments& arguments, const Result& result, bool forTerminal,
-                     const StopCheck& isToStop) {
-  if (!arguments.json) return RenderText(result, forTerminal, isToStop);
-  const std::string text = RenderJson(result, arguments.jobs, isToStop);
-  // Active characters stand in JSON's strings alone, where the escape means the character.
-  return forTerminal ? HarmlessLinesOnTerminal(text) : text;
-}
-
-void TellAll(Result& result) {
-  const Messages& messages = MessagesOf(result);
-  for (const std::string& line : messages.warnings) Tell("warning", line);
-  if (const auto* const import = std::get_if<ImportResult>(&result))
-    for (const CubeResult& cube : import->cubes) {
-      const std::string name = Listed({Utf8(Shortened(cube.cube))}) + ": ";
-      for (const std::string& line : cube.messages.warnings) Tell("warning", name + line);
-      for (const std::string& line : cube.messages.errors) Tell("error", name + line);
-    }
-  for (const std::string& line : messages.errors) Tell("error", line);
-}
-
-/// The result as text, or, when that cannot be made, what is shown instead: its errors are a
-/// document in any case.
-std::string TextOf(const Arguments& arguments, const Output& output, Result& result,
-                   ExitStatus& status) {
-  const auto instead = [&](const char* reason) {
-    std::vector<std::string> errors = std::move(MessagesOf(result).errors);
-    errors.emplace_back(reason);
-    Tell("error", errors.back());
-    result = EmptyResult(arguments.command);
-    MessagesOf(result).errors = std::move(errors);
-    return Rendered(arguments, result, output.IsTerminal(), [] { return false; });
-  };
-  // What is complete after an interruption is still shown; the next signal ends the process.
-  const bool isPartial = status == ExitStatus::kInterrupted;
-  try {
-    return Rendered(arguments, result, output.IsTerminal(),
-                    [isPartial] { return !isPartial && Interrupt::Happened(); });
-  } catch (const std::bad_alloc&) {
-    if (!isPartial) status = ExitStatus::kFailed;
-    return instead("there is not enough memory to write the result");
-  } catch (const RenderingStopped& stopped) {
-    status = ExitStatus::kInterrupted;
-    const std::string text = instead(stopped.what());
-    return output.ReplacesAFile() ? std::string() : text;
-  }
-}
-
-/// Says what happened on standard error and writes the result where it goes.
-ExitStatus Report(const Arguments& arguments, Output& output, Result& result, ExitStatus status) {
-  TellAll(result);
-  try {
-    output.Write(TextOf(arguments, output, result, status));
-    // An interruption that came after the import, and of which the result says nothing, leaves a
-    // file alone.
-    if (!output.Finish(status == ExitStatus::kInterrupted)) return ExitStatus::kInterrupted;
-  } catch (const OutputInterrupted& interruption) {
-    Tell("error", interruption.what());
-    return ExitStatus::kInterrupted;
-  } catch (const OutputError& error) {
-    Tell("error", error.what());
-    return status == ExitStatus::kDone ? ExitStatus::kFailed : status;
-  }
-  return status;
-}
-
-ExitStatus Main(int argc, char** argv, bool hasStandardOutput) {
-  Arguments arguments;
-  // Declared before the result: it is unloaded after every record that it made.
-  std::optional<ImportLibrary> library;
-  Result result;
-  ExitStatus status = ExitStatus::kDone;
-  Interrupt interrupt;
-  std::optional<Output> output;
-  const auto fail = [&](ExitStatus with, const std::string& text) {
-    MessagesOf(result).errors.push_back(WithoutCredentials(OneLine(text)));
-    status = with;
-  };
-  try {
-    ParseArguments(argc, argv, arguments);
-    if (!arguments.information.empty()) {
-      output.emplace("", hasStandardOutput);
-      output->Write(arguments.information);
-      return output->Finish(false) ? ExitStatus::kDone : ExitStatus::kInterrupted;
-    }
-    HideCredentials(argc, argv);
-    result = EmptyResult(arguments.command);
-    output.emplace(arguments.output, hasStandardOutput);
-    library.emplace();
-    status = Import(*library, arguments, interrupt, result);
-  } catch (const UsageError& error) {
-    if (std::holds_alternative<NoResult>(result)) result = EmptyResult(arguments.command);
-    fail(ExitStatus::kWrongCall, error.what());
-  } catch (const OutputError& error) {
-    Tell("error", error.what());
-    return ExitStatus::kFailed;
-  } catch (const ErrorMessage& error) {
-    for (const std::string& line : Lines(error)) fail(ExitStatus::kFailed, line);
-  } catch (const std::bad_alloc&) {
-    fail(ExitStatus::kFailed, "there is not enough memory");
-  } catch (const std::exception& error) {
-    fail(ExitStatus::kFailed, error.what());
-  }
-  if (Interrupt::Happened()) {
-    status = ExitStatus::kInterrupted;
-    // A document without errors would pass for a whole one.
-    std::vector<std::string>& errors = MessagesOf(result).errors;
-    if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
-  }
-  if (!output) {
-    // The call was wrong; what there is to say goes where it asks for, if that is a place.
+  ExitStatus Run(int argc, char** argv) {
     try {
-      output.emplace(arguments.output, hasStandardOutput);
-    } catch (const UsageError&) {
-      output.emplace("", hasStandardOutput);
+      const bool isReady = Prepare(argc, argv);
+      if (!m_arguments.information.empty()) return Inform();
+      m_progress.emplace(m_arguments.quiet, m_arguments.verbose);
+      m_report.emplace(*m_output, m_arguments.json, *m_progress);
+      if (isReady) Import();
+      return Conclude();
+    } catch (const OutputInterrupted& interruption) {
+      return GiveUp(ExitStatus::kInterrupted, interruption.what());
+    } catch (const OutputError& error) {
+      return GiveUp(m_status == ExitStatus::kDone ? ExitStatus::kFailed : m_status, error.what());
     }
   }
-  return Report(arguments, *output, result, status);
-}
+
+ private:
+  void Fail(ExitStatus status, const std::string& text) {
+    MessagesOf(m_result).errors.push_back(WithoutCredentials(OneLine(text)));
+    m_status = status;
+  }
+
+  /// Does something of which every failure is an error of the result. False when it failed.
+  template <class Work>
+  bool Try(Work work) {
+    try {
+      work();
+      return true;
+    } catch (const OutputError&) {
+      throw;
+    } catch (const OutputInterrupted&) {
+      throw;
+    } catch (const UsageError& error) {
+      Fail(ExitStatus::kWrongCall, error.what());
+    } catch (const ErrorMessage& error) {
+      for (const std::string& line : Lines(error)) Fail(ExitStatus::kFailed, line);
+    } catch (const std::bad_alloc&) {
+      Fail(ExitStatus::kFailed, "there is not enough memory");
+    } catch (const std::exception& error) {
+      Fail(ExitStatus::kFailed, error.what());
+    }
+    return false;
+  }
+
+  /// Reads the command line and finds the result's place. What there is to say of a wrong call goes
+  /// where the call asks for, if that is a place.
+  bool Prepare(int argc, char** argv) {
+    std::optional<UsageError> wrong;
+    try {
+      ParseArguments(argc, argv, CommandForms(), m_arguments);
+    } catch (const UsageError& error) {
+      wrong = error;
+    }
+    if (!m_arguments.information.empty()) m_arguments.output.clear();
+    HideCredentials(argc, argv);
+    m_command = &CommandNamed(m_arguments.command);
+    m_result = m_command->empty();
+    try {
+      m_output.emplace(m_arguments.output, m_hasStandardOutput);
+    } catch (const UsageError& error) {
+      if (!wrong) wrong = error;
+      m_output.emplace("", m_hasStandardOutput);
+    }
+    return Try([&] {
+      if (wrong) throw *wrong;
+    });
+  }
+
+  ExitStatus Inform() {
+    m_output->Write(m_arguments.information);
+    return m_output->Finish(false) ? ExitStatus::kDone : ExitStatus::kInterrupted;
+  }
+
+  void Import() {
+    Try([this] {
+      m_library.emplace();
+      const VXExecutionState::Scope scope(m_interrupt.State());
+      const Connection connection = Connect(m_arguments);
+      Erase(m_arguments.url);  // it may hold a password
+      LogFailures logFailures(MessagesOf(m_result).warnings);
+      OperationObserver observer(*m_progress);
+      ImportSettings settings;
+      settings.http = connection.http;
+      settings.exchangeObserver = &observer;
+      settings.onLogFailure = [&](const String& name, const String& reason) {
+        logFailures.Add(name, reason);
+      };
+      settings.onLogicError = &OnLogicError;
+      const ImportSettings::Scope settingsScope(settings);
+      Session session(*m_library, connection, m_arguments.log);
+      if (!Interrupt::Happened())
+        m_status = m_command->run(session, m_arguments, *m_report, m_result);
+      if (m_progress->BasicInClear()) {
+        MessagesOf(m_result).warnings.emplace_back(
+            "the password was sent by Basic over plain http to another machine: others on the way "
+            "can read it; use https");
+      }
+    });
+  }
+
+  /// Says what happened on standard error and writes the result, or its end, where it goes.
+  ExitStatus Conclude() {
+    if (Interrupt::Happened()) {
+      m_status = ExitStatus::kInterrupted;
+      // A document without errors would pass for a whole one.
+      std::vector<std::string>& errors = MessagesOf(m_result).errors;
+      if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
+    }
+    m_report->Tell(MessagesOf(m_result));
+    try {
+      m_command->render(m_report->FormOf(m_result), m_result);
+      const bool isInPlace = m_report->Finish(m_status == ExitStatus::kInterrupted);
+      return isInPlace ? m_status : ExitStatus::kInterrupted;
+    } catch (const std::bad_alloc&) {
+      m_progress->Tell("error", "there is not enough memory to write the result");
+      return ExitStatus::kFailed;
+    }
+  }
+
+  ExitStatus GiveUp(ExitStatus status, const char* reason) {
+    if (!m_progress) m_progress.emplace(true, false);
+    m_progress->Tell("error", reason);
+    return status;
+  }
+
+  const bool m_hasStandardOutput;
+  Interrupt m_interrupt;
+  Arguments m_arguments;
+  const Command* m_command = nullptr;
+  // Before the result: it is unloaded after every record that it made.
+  std::optional<ImportLibrary> m_library;
+  Result m_result;
+  ExitStatus m_status = ExitStatus::kDone;
+  std::optional<Output> m_output;
+  std::optional<Progress> m_progress;
+  std::optional<Report> m_report;
+};
 
 }  // namespace
 
@@ -211,7 +173,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // nor a limit on the size of files: writing says so
   try {
-    return static_cast<int>(Main(argc, argv, hasStandardOutput));
+    return static_cast<int>(Call(hasStandardOutput).Run(argc, argv));
   } catch (const std::exception& error) {
     // Out of memory, as a rule.
     for (const char* const piece : {"xmla-import: error: ", error.what(), "\n"})

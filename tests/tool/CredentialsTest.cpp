@@ -246,7 +246,6 @@ TEST(CredentialsInUse, OfAnOptionAreNotInTheListOfProcesses) {
   const Arguments forms[] = {
       {"--user", "s3cret", "sources"},
       {"--user=s3cret", "sources"},
-      {"--user=", "s3cret", "sources"},
       {"sources", "--user", "s3cret"},
       {"sources", "--user=s3cret"},
       // A value that looks like an option.

@@ -160,6 +160,42 @@ INSTANTIATE_TEST_SUITE_P(
                     "the provider has no cubes in the catalog \"Two\""}),
     [](const auto& each) { return std::string(each.param.name); });
 
+struct Unnamed {
+  const char* rowset;
+  const char* column;
+  const char* says;
+};
+constexpr Unnamed kUnnamed[] = {
+    {"DISCOVER_DATASOURCES", "DataSourceName",
+     "there are several data sources, choose with --source; there are: \"\", \"Other\""},
+    {"DBSCHEMA_CATALOGS", "CATALOG_NAME",
+     "there are several catalogs in the data source \"Solo\", choose with --catalog; there are: "
+     "\"\", \"Other\""},
+    {"MDSCHEMA_CUBES Lone", "CUBE_NAME",
+     "there are several cubes in the catalog \"Lone\", choose with --cube; there are: \"\", "
+     "\"Other\""},
+};
+
+TEST(Cube, ThatIsLeftOutIsNotOneWithoutAName) {
+  for (const Unnamed& each : kUnnamed) {
+    ScriptedProvider::Script script = OneCube();
+    script.rows[each.rowset] = {{{each.column, ""}}, {{each.column, "Other"}}};
+    const ScriptedProvider provider(std::move(script));
+    const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.Document()["errors"], Json({each.says}));
+  }
+}
+
+TEST(Cube, ThatIsLeftOutIsTheOnlyOneEvenWithoutAName) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", ""}}};
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.Document()["measures"].size(), 2u);
+}
+
 TEST(Cube, KeepsChoicesInTheDocumentOfAFailedLookUp) {
   const ScriptedProvider provider(TwoSources());
   const Json document =

@@ -108,12 +108,14 @@ TEST(Failure, OfADefaultMemberIsAWarningThatNamesTheHierarchy) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "--format", "json", "cube"});
   EXPECT_EQ(outcome.status, 0);
   const Json warnings = outcome.Document()["warnings"];
-  ASSERT_EQ(warnings.size(), 3u) << warnings;
-  EXPECT_THAT(warnings[0].get<std::string>(), testing::StartsWith("[64203] "));
-  EXPECT_EQ(warnings[1],
-            "the failed request was MDSCHEMA_MEMBERS of catalog \"Lone\", cube \"Unit\", hierarchy "
-            "\"[Shop].[Second]\", member \"[Shop].[Place].[All]\"");
-  EXPECT_THAT(warnings[2].get<std::string>(), testing::StartsWith("[62011] "));
+  ASSERT_EQ(warnings.size(), 2u) << warnings;
+  const auto warning = warnings[0].get<std::string>();
+  EXPECT_THAT(warning, testing::StartsWith("[64203] "));
+  EXPECT_THAT(warning,
+              testing::EndsWith(" (the failed request was MDSCHEMA_MEMBERS of catalog \"Lone\", "
+                                "cube \"Unit\", hierarchy \"[Shop].[Second]\", member "
+                                "\"[Shop].[Place].[All]\")"));
+  EXPECT_THAT(warnings[1].get<std::string>(), testing::StartsWith("[62011] "));
 }
 
 TEST(Failure, NamesLittleOfWhatIsVeryLong) {

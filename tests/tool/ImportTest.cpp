@@ -1,7 +1,13 @@
 // The command import: every cube, or those that the filters leave, so many at a time.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <future>
 
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
@@ -151,6 +157,154 @@ TEST(Import, WarnsOfADisagreeingKindOnce) {
       provider, {"--target", "tessera", "--source", "Provider=alpha", "--source", "Provider=beta"});
   EXPECT_EQ(outcome.Document()["warnings"].size(), 1u) << outcome.out;
   EXPECT_EQ(outcome.Document()["provider"]["name"], "Test Server");
+}
+
+/// A provider of two cubes, in whose cube Broken two levels of the hierarchy have the same number.
+ScriptedProvider::Script TwoLevelsWithOneNumber() {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {
+      {{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Broken"}}, {{"CUBE_NAME", "Last"}}};
+  script.answer = [](const std::string& type, const std::string& body) -> std::string {
+    if (type != "MDSCHEMA_LEVELS" || body.find("Broken") == std::string::npos) return {};
+    return support::RowsetReply(
+        "<row><LEVEL_NAME>A</LEVEL_NAME><LEVEL_UNIQUE_NAME>[A]</LEVEL_UNIQUE_NAME>"
+        "<LEVEL_NUMBER>1</LEVEL_NUMBER></row>"
+        "<row><LEVEL_NAME>B</LEVEL_NAME><LEVEL_UNIQUE_NAME>[B]</LEVEL_UNIQUE_NAME>"
+        "<LEVEL_NUMBER>1</LEVEL_NUMBER></row>");
+  };
+  return script;
+}
+
+TEST(Import, LosesOnlyTheCubeOfWhichAProviderBreaksARule) {
+  const ScriptedProvider provider(TwoLevelsWithOneNumber());
+  for (const char* jobs : {"1", "3"}) {
+    const Outcome outcome = Import(provider, {"--jobs", jobs});
+    EXPECT_EQ(outcome.status, 3) << outcome.signal << outcome.err;
+    const Json document = outcome.Document();
+    ASSERT_EQ(document["cubes"].size(), 3u);
+    for (const int whole : {0, 2}) {
+      EXPECT_EQ(document["cubes"][whole]["errors"], Json::array());
+      EXPECT_EQ(document["cubes"][whole]["hierarchies"].size(), 1u);
+    }
+    const Json& broken = document["cubes"][1];
+    EXPECT_EQ(broken["errors"],
+              Json({"the provider reports two levels with the same number in the hierarchy "
+                    "\"[Shop].[Place]\"; what was read of the cube is incomplete"}));
+    EXPECT_EQ(broken["measures"].size(), 2u);
+  }
+  const Outcome alone =
+      RunTool({"--url", provider.Url(), "--format", "json", "cube", "--cube", "Broken"});
+  EXPECT_EQ(alone.status, 1);
+  EXPECT_EQ(alone.Document()["errors"].size(), 1u);
+  EXPECT_EQ(alone.Document()["measures"].size(), 2u);
+}
+
+/// Holds the answer for the measures of a cube back until it is told.
+class Held {
+ public:
+  explicit Held(std::string cube) : m_cube(std::move(cube)) {}
+  ScriptedProvider::Script Script() {
+    ScriptedProvider::Script script = OneCube();
+    script.rows["MDSCHEMA_CUBES Lone"] = {
+        {{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}, {{"CUBE_NAME", "Third"}}};
+    script.answer = [this](const std::string& type, const std::string& body) {
+      if (type == "MDSCHEMA_MEASURES" && body.find(m_cube) != std::string::npos)
+        m_released.wait_for(std::chrono::seconds(20));
+      return std::string();
+    };
+    return script;
+  }
+  void Release() { m_release.set_value(); }
+
+ private:
+  const std::string m_cube;
+  std::promise<void> m_release;
+  const std::shared_future<void> m_released = m_release.get_future().share();
+};
+
+TEST(Import, WritesEachCubeAsSoonAsItAndAllBeforeItAreRead) {
+  struct Case {
+    const char* format;
+    const char* jobs;
+    const char* held;
+    const char* written;  // meanwhile
+    const char* unwritten;
+  };
+  constexpr Case kCases[] = {
+      {"json", "1", "Second", "\"First\"", "\"Second\""},
+      {"text", "1", "Second", "cube First", "cube Second"},
+      {"json", "3", "Second", "\"First\"", "\"Third\""},
+      {"text", "2", "Third", "cube Second", "cube Third"},
+  };
+  for (const Case& each : kCases) {
+    SCOPED_TRACE(std::string(each.format) + each.jobs);
+    Held held(each.held);
+    const ScriptedProvider provider(held.Script());
+    const support::TempDir folder;
+    const std::string pipe = folder.Path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::string text;
+    const Outcome outcome =
+        RunToolWhile({"--url", provider.Url(), "--format", each.format, "-o", pipe, "import",
+                      "--jobs", each.jobs},
+                     [&](pid_t) {
+                       const int reader = open(pipe.c_str(), O_RDONLY | O_CLOEXEC);
+                       char block[4096];
+                       const auto readOn = [&] {
+                         const ssize_t count = read(reader, block, sizeof block);
+                         if (count > 0) text.append(block, static_cast<std::size_t>(count));
+                         return count > 0;
+                       };
+                       while (text.find(each.written) == std::string::npos && readOn()) {
+                       }
+                       EXPECT_THAT(text, testing::HasSubstr(each.written));
+                       EXPECT_THAT(text, Not(testing::HasSubstr(each.unwritten)));
+                       held.Release();
+                       while (readOn()) {
+                       }
+                       close(reader);
+                     });
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(text, RunTool({"--url", provider.Url(), "--format", each.format, "import"}).out);
+  }
+}
+
+TEST(Import, NeedsNoMoreMemoryForMoreCubes) {
+  std::string rows;
+  for (int i = 0; i < 500; ++i)
+    rows += "<row><MEASURE_NAME>Measure " + std::to_string(i) + "</MEASURE_NAME></row>";
+  const std::string measures = support::RowsetReply(rows);
+  const auto peak = [&](int cubes) {
+    ScriptedProvider::Script script = OneCube();
+    std::vector<Row>& rowset = script.rows["MDSCHEMA_CUBES Lone"];
+    for (int i = 1; i < cubes; ++i) rowset.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+    script.answer = [&](const std::string& type, const std::string&) {
+      return type == "MDSCHEMA_MEASURES" ? measures : std::string();
+    };
+    const ScriptedProvider provider(std::move(script));
+    const support::TempDir folder;
+    const Outcome outcome = RunTool({"--url", provider.Url(), "--format", "json", "-o",
+                                     folder.Path() / "result", "import", "--jobs", "2"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return outcome.peakKilobytes;
+  };
+  const long few = peak(30);
+  EXPECT_LE(peak(300), few * 13 / 10) << few;
+}
+
+TEST(Import, OfAResultThatCannotBeWrittenEndsAtOnce) {
+  ScriptedProvider::Script script = OneCube();
+  std::vector<Row>& rowset = script.rows["MDSCHEMA_CUBES Lone"];
+  for (int i = 1; i < 100; ++i) rowset.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  const ScriptedProvider provider(std::move(script));
+  Options options;
+  options.out = Stream::kFull;
+  const Outcome outcome = RunTool({"--url", provider.Url(), "import", "--jobs", "2"}, options);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "xmla-import: error: the result cannot be written to standard output: No space left "
+            "on device\n");
+  EXPECT_LT(provider.Requests().size(), 100u);
 }
 
 TEST(Import, LogsEachCubeInAFolderOfItsOwn) {

@@ -23,18 +23,18 @@ constexpr Range kActive[] = {
     {0xFEFF, 0xFEFF},  // byte-order mark
 };
 
-bool IsActive(wchar_t c) {
+}  // namespace
+
+bool IsActiveOnTerminal(wchar_t c) {
   return std::any_of(std::begin(kActive), std::end(kActive),
                      [c](Range range) { return range.first <= c && c <= range.last; });
 }
-
-}  // namespace
 
 std::string HarmlessOnTerminal(std::string_view text) {
   constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
   String result;
   for (const wchar_t c : Wide(text)) {
-    if (!IsActive(c)) {
+    if (!IsActiveOnTerminal(c)) {
       result += c;
       continue;
     }
@@ -42,15 +42,4 @@ std::string HarmlessOnTerminal(std::string_view text) {
     for (int shift = 12; shift >= 0; shift -= 4) result += kDigits[(c >> shift) & 0xF];
   }
   return Utf8(result);
-}
-
-std::string HarmlessLinesOnTerminal(std::string_view text) {
-  std::string result;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    result += HarmlessOnTerminal(text.substr(0, end));
-    if (end < text.size()) result += '\n';
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return result;
 }

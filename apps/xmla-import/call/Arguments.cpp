@@ -1,25 +1,12 @@
 #include "call/Arguments.h"
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <string_view>
 
 #include "base/Text.h"
 #include "call/TargetNames.h"
 
 namespace {
-
-struct NamedCommand {
-  std::string_view name;
-  Command command;
-};
-
-constexpr std::array kCommands{
-    NamedCommand{"sources", Command::kSources},
-    NamedCommand{"tree", Command::kTree},
-    NamedCommand{"cube", Command::kCube},
-    NamedCommand{"import", Command::kImport},
-};
 
 constexpr std::string_view kFooter =
     "Environment:\n"
@@ -31,43 +18,40 @@ constexpr std::string_view kFooter =
     "  0 done, 1 errors, 2 wrong call, 3 import: some cubes failed, 130 interrupted";
 
 /// The value that the line gives to an option, found without knowing the others: enough to report
-/// an error of the line itself in the asked form.
+/// an error of the line itself in the asked form. An option without a short name has an empty one.
 std::string ScannedValue(int argc, const char* const* argv, std::string_view shortName,
                          std::string_view longName) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
-    if ((word == longName || word == shortName) && i + 1 < argc) return argv[i + 1];
+    const bool isShort = !shortName.empty() && word.starts_with(shortName);
+    if ((word == longName || (isShort && word == shortName)) && i + 1 < argc) return argv[i + 1];
     if (word.size() > longName.size() && word.starts_with(longName) && word[longName.size()] == '=')
       return std::string(word.substr(longName.size() + 1));
-    if (!shortName.empty() && word.size() > 2 && word.starts_with(shortName))
-      return std::string(word.substr(2));
+    if (isShort && word.size() > shortName.size()) return std::string(word.substr(2));
   }
   return {};
 }
 
-void ScanForReport(int argc, const char* const* argv, Arguments& arguments) {
+void ScanForReport(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
+                   Arguments& arguments) {
   arguments.json = ScannedValue(argc, argv, "", "--format") == "json";
   arguments.output = ScannedValue(argc, argv, "-o", "--output");
-  for (int i = 1; i < argc && arguments.command == Command::kNone; ++i)
-    for (const NamedCommand& entry : kCommands)
-      if (entry.name == argv[i]) arguments.command = entry.command;
+  for (int i = 1; i < argc && arguments.command.empty(); ++i)
+    for (const CommandForm& command : commands)
+      if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
+}
+
+/// The names of the commands, as a list for people.
+std::string NamesOf(const std::vector<CommandForm>& commands) {
+  std::string names;
+  for (const CommandForm& command : commands)
+    names += (names.empty() ? "" : ", ") + std::string(command.name);
+  return names;
 }
 
 void AddText(CLI::App& app, const std::string& names, std::string& value,
              const std::string& placeholder, const std::string& meaning) {
   app.add_option(names, value, meaning)->type_name(placeholder);
-}
-
-/// A name that the command takes once.
-void AddName(CLI::App& app, const std::string& names, std::vector<std::string>& values,
-             const std::string& meaning) {
-  app.add_option(names, values, meaning)->type_name("NAME")->expected(1);
-}
-
-/// A name that the command takes as often as it is given.
-void AddNames(CLI::App& app, const std::string& names, std::vector<std::string>& values,
-              const std::string& meaning) {
-  app.add_option(names, values, meaning)->type_name("NAME")->allow_extra_args(false);
 }
 
 void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& format) {
@@ -88,22 +72,37 @@ void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& form
   app.add_flag("--verbose", arguments.verbose, "show each exchange with its timings");
 }
 
-void AddCommands(CLI::App& app, Arguments& arguments) {
-  app.add_subcommand("sources", "the provider's data sources");
-  CLI::App& tree = *app.add_subcommand("tree", "data sources, catalogs and cubes");
-  AddName(tree, "--source", arguments.sources, "this data source alone");
-  CLI::App& cube = *app.add_subcommand(
-      "cube", "one cube, whole; a choice that is the only one there is may be left out");
-  AddName(cube, "--source", arguments.sources, "its data source");
-  AddName(cube, "--catalog", arguments.catalogs, "its catalog");
-  AddName(cube, "--cube", arguments.cubes, "its name");
-  CLI::App& import = *app.add_subcommand("import", "every cube, or those that the filters leave");
-  AddNames(import, "--source", arguments.sources, "cubes of this data source; may be repeated");
-  AddNames(import, "--catalog", arguments.catalogs, "cubes of this catalog; may be repeated");
-  AddNames(import, "--cube", arguments.cubes, "cubes of this name; may be repeated");
-  import.add_option("--jobs", arguments.jobs, "cubes read at a time, 1 to 64")
-      ->type_name("N")
-      ->check(CLI::Range(1, 64));
+void AddCommand(CLI::App& app, const CommandForm& form, Arguments& arguments) {
+  CLI::App& command = *app.add_subcommand(form.name, form.help);
+  command.footer("The options of every command: xmla-import --help");
+  for (const CommandOption& option : form.options) {
+    if (option.count) {
+      command.add_option(option.name, arguments.*option.count, option.help)
+          ->type_name("N")
+          ->check(CLI::Range(1, 64));
+      continue;
+    }
+    CLI::Option& names =
+        *command.add_option(option.name, arguments.*option.names, option.help)->type_name("NAME");
+    if (option.mayRepeat)
+      names.allow_extra_args(false);
+    else
+      names.expected(1);
+  }
+}
+
+/// Behind an equals sign there must be a value: the parser would take the next word.
+void RequireValuesBehindEqualsSigns(int argc, const char* const* argv, CLI::App& app) {
+  std::vector<CLI::App*> all = app.get_subcommands(nullptr);
+  all.push_back(&app);
+  for (int i = 1; i < argc; ++i) {
+    std::string word = argv[i];
+    if (!word.starts_with("--") || !word.ends_with('=')) continue;
+    word.pop_back();
+    for (const CLI::App* const each : all)
+      if (each->get_option_no_throw(word))
+        throw UsageError(word + " needs a value that is not empty");
+  }
 }
 
 /// An option that was given without a value that means something.
@@ -123,21 +122,21 @@ void CheckMeaning(const CLI::App& app, const std::string& format, const Argument
 }
 
 /// What is wrong with words that belong nowhere. Values are not repeated: one may be a secret.
-std::string AboutExtras(const CLI::App& app) {
+std::string AboutExtras(const CLI::App& app, const std::vector<CommandForm>& commands) {
   const std::vector<std::string> extras = app.remaining(true);
   for (const std::string& word : extras)
     if (word.starts_with('-') && word != "-")
       return Listed({OneLine(word.substr(0, word.starts_with("--") ? word.find('=') : 2))}) +
              " is no option here; an option of a command stands behind it";
   const std::string word = extras.empty() ? std::string() : Listed({OneLine(extras.front())});
-  return app.get_subcommands().empty()
-             ? word + " is no command; there are: sources, tree, cube, import"
-             : word + " was not expected";
+  return app.get_subcommands().empty() ? word + " is no command; there are: " + NamesOf(commands)
+                                       : word + " was not expected";
 }
 
 }  // namespace
 
-void ParseArguments(int argc, const char* const* argv, Arguments& arguments) {
+void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
+                    Arguments& arguments) {
   Arguments read;
   std::string format = "text";
   CLI::App app("Reads the structure of OLAP cubes from an XML for Analysis service.",
@@ -146,16 +145,18 @@ void ParseArguments(int argc, const char* const* argv, Arguments& arguments) {
   app.footer(std::string(kFooter));
   app.fallthrough();
   AddConnectionOptions(app, read, format);
-  AddCommands(app, read);
-  for (CLI::App* command : app.get_subcommands(nullptr))
-    command->footer("The options of every command: xmla-import --help");
+  for (const CommandForm& command : commands) AddCommand(app, command, read);
   app.require_subcommand(0, 1);
+  const auto fail = [&](const std::string& text) {
+    ScanForReport(argc, argv, commands, arguments);
+    throw UsageError(text);
+  };
   try {
+    RequireValuesBehindEqualsSigns(argc, argv, app);
     app.parse(argc, argv);
-    for (const NamedCommand& entry : kCommands)
-      if (app.got_subcommand(std::string(entry.name))) read.command = entry.command;
-    if (read.command == Command::kNone)
-      throw UsageError("no command was given; there are: sources, tree, cube, import");
+    for (const CLI::App* const command : app.get_subcommands()) read.command = command->get_name();
+    if (read.command.empty())
+      throw UsageError("no command was given; there are: " + NamesOf(commands));
     read.json = format == "json";
     CheckMeaning(app, format, read);
   } catch (const CLI::CallForHelp&) {
@@ -163,14 +164,11 @@ void ParseArguments(int argc, const char* const* argv, Arguments& arguments) {
   } catch (const CLI::CallForVersion& version) {
     read.information = std::string(version.what()) + "\n";
   } catch (const CLI::ExtrasError&) {
-    ScanForReport(argc, argv, arguments);
-    throw UsageError(AboutExtras(app) + "; see xmla-import --help");
+    fail(AboutExtras(app, commands) + "; see xmla-import --help");
   } catch (const CLI::ParseError& error) {
-    ScanForReport(argc, argv, arguments);
-    throw UsageError(OneLine(error.what()) + "; see xmla-import --help");
-  } catch (const UsageError&) {
-    ScanForReport(argc, argv, arguments);
-    throw;
+    fail(OneLine(error.what()) + "; see xmla-import --help");
+  } catch (const UsageError& error) {
+    fail(error.what());
   }
   arguments = std::move(read);
 }

@@ -13,10 +13,10 @@ std::optional<std::vector<String>> DataSourceNames(OTXMLAImportAPI& import, Mess
   return std::vector<String>(names.begin(), names.end());
 }
 
-bool DataSourceTree(OTXMLAImportAPI& import, const String& dataSource,
+bool DataSourceTree(OTXMLAImportAPI& import, const std::optional<String>& dataSource,
                     std::vector<OTDataSource>& tree, Messages& messages) {
   tree.clear();
-  if (!dataSource.empty()) tree.emplace_back().m_dataSourceName = dataSource;
+  if (dataSource) tree.emplace_back().m_dataSourceName = *dataSource;
   Operation operation;
   import.GetDataSourceInfo(tree, operation.errors, operation.warnings);
   return operation.End(messages);
@@ -34,24 +34,21 @@ std::vector<String> CubeNames(const OTCatalog& catalog) {
   return names;
 }
 
-ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names, String& choice,
-                  Messages& messages) {
+ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
+                  std::optional<String>& choice, Messages& messages) {
   const std::string things = std::string(what.kind) + "s" + what.where;
   if (names.empty()) {
     messages.errors.push_back("the provider has no " + things);
-    return choice.empty() ? ExitStatus::kFailed : ExitStatus::kWrongCall;
+    return choice ? ExitStatus::kWrongCall : ExitStatus::kFailed;
   }
-  if (std::find(names.begin(), names.end(), choice) != names.end()) return ExitStatus::kDone;
-  if (choice.empty() && names.size() == 1) {
-    choice = names.front();
+  if (!choice && names.size() == 1) choice = names.front();
+  if (choice && std::find(names.begin(), names.end(), *choice) != names.end())
     return ExitStatus::kDone;
-  }
   std::vector<std::string> listed;
   for (const String& name : names) listed.push_back(Utf8(name));
   const std::string asked =
-      choice.empty()
-          ? "there are several " + things + ", choose with " + what.option
-          : "there is no " + std::string(what.kind) + " " + Listed({Utf8(choice)}) + what.where;
+      choice ? "there is no " + std::string(what.kind) + " " + Listed({Utf8(*choice)}) + what.where
+             : "there are several " + things + ", choose with " + what.option;
   messages.errors.push_back(asked + "; there are: " + Listed(listed));
   return ExitStatus::kWrongCall;
 }

@@ -12,9 +12,9 @@
 
 /// The names of the provider's data sources; nothing when they could not be read.
 std::optional<std::vector<String>> DataSourceNames(OTXMLAImportAPI& import, Messages& messages);
-/// The tree of one data source, or of all with an empty name, as far as it could be read. False
-/// when it is not whole.
-bool DataSourceTree(OTXMLAImportAPI& import, const String& dataSource,
+/// The tree of one data source, or of all of them, as far as it could be read. False when it is not
+/// whole.
+bool DataSourceTree(OTXMLAImportAPI& import, const std::optional<String>& dataSource,
                     std::vector<OTDataSource>& tree, Messages& messages);
 
 std::vector<String> CatalogNames(const OTDataSource& dataSource);
@@ -28,7 +28,8 @@ struct ChoiceOf {
   std::string where;
 };
 
-/// Completes one choice: an empty one becomes the only name there is. A choice that is not among
-/// the names, or that is open, is an error that lists them; its status is returned, else kDone.
-ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names, String& choice,
-                  Messages& messages);
+/// Completes one choice: an open one becomes the only name there is, which may be empty. A choice
+/// that is not among the names, or that stays open, is an error that lists them; its status is
+/// returned, else kDone.
+ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
+                  std::optional<String>& choice, Messages& messages);

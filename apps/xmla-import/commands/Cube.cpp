@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "base/Text.h"
 #include "commands/Choices.h"
 #include "commands/Commands.h"
@@ -5,48 +7,63 @@
 
 namespace {
 
-String FirstOf(const std::vector<std::string>& values) {
-  return values.empty() ? String() : Wide(values.front());
+/// The three choices that lead to a cube; open ones were left out of the call.
+struct Choices {
+  std::optional<String> dataSource;
+  std::optional<String> catalog;
+  std::optional<String> cube;
+};
+
+std::optional<String> FirstOf(const std::vector<std::string>& values) {
+  if (values.empty()) return std::nullopt;
+  return Wide(values.front());
 }
 
-/// Completes the three choices of `result` from what the provider has, or finds the wrong one.
-ExitStatus LookUp(OTXMLAImportAPI& import, CubeResult& result, Messages& messages) {
+/// Completes the choices from what the provider has, or finds the wrong one.
+ExitStatus LookUp(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
   const auto names = DataSourceNames(import, messages);
   if (!names) return ExitStatus::kFailed;
-  ExitStatus status = Choose({"data source", "--source", ""}, *names, result.dataSource, messages);
+  ExitStatus status = Choose({"data source", "--source", ""}, *names, choices.dataSource, messages);
   if (status != ExitStatus::kDone) return status;
 
   // The warning of a kind that disagrees has been given by the look-up before.
   Messages tree;
   std::vector<OTDataSource> dataSources;
-  const bool whole = DataSourceTree(import, result.dataSource, dataSources, tree);
+  const bool whole = DataSourceTree(import, choices.dataSource, dataSources, tree);
   for (std::string& error : tree.errors) messages.errors.push_back(std::move(error));
-  if (!whole) return ExitStatus::kFailed;
+  if (!whole || dataSources.empty()) return ExitStatus::kFailed;
   const OTDataSource& source = dataSources.front();
+  const std::string inSource = " in the data source " + Listed({Utf8(*choices.dataSource)});
   status =
-      Choose({"catalog", "--catalog", " in the data source " + Listed({Utf8(result.dataSource)})},
-             CatalogNames(source), result.catalog, messages);
+      Choose({"catalog", "--catalog", inSource}, CatalogNames(source), choices.catalog, messages);
   if (status != ExitStatus::kDone) return status;
+  const std::string inCatalog = " in the catalog " + Listed({Utf8(*choices.catalog)});
   for (const OTCatalog& catalog : source.m_catalogs)
-    if (catalog.m_catalogName == result.catalog)
-      return Choose({"cube", "--cube", " in the catalog " + Listed({Utf8(result.catalog)})},
-                    CubeNames(catalog), result.cube, messages);
+    if (catalog.m_catalogName == *choices.catalog)
+      return Choose({"cube", "--cube", inCatalog}, CubeNames(catalog), choices.cube, messages);
   return ExitStatus::kFailed;
+}
+
+void Keep(const Choices& choices, CubeResult& result) {
+  result.dataSource = choices.dataSource.value_or(String());
+  result.catalog = choices.catalog.value_or(String());
+  result.cube = choices.cube.value_or(String());
 }
 
 }  // namespace
 
 ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& result) {
-  result.dataSource = FirstOf(arguments.sources);
-  result.catalog = FirstOf(arguments.catalogs);
-  result.cube = FirstOf(arguments.cubes);
+  Choices choices{FirstOf(arguments.sources), FirstOf(arguments.catalogs),
+                  FirstOf(arguments.cubes)};
+  Keep(choices, result);
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
   const auto import = session.Import(result.messages);
   if (!import) return ExitStatus::kFailed;
 
-  const bool open = result.dataSource.empty() || result.catalog.empty() || result.cube.empty();
+  const bool open = !choices.dataSource || !choices.catalog || !choices.cube;
   if (open) {
-    const ExitStatus status = LookUp(*import, result, result.messages);
+    const ExitStatus status = LookUp(*import, choices, result.messages);
+    Keep(choices, result);
     if (status != ExitStatus::kDone) return status;
   }
   const bool whole = ReadCube(session, *import, result);
@@ -55,7 +72,7 @@ ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& res
   if (!open) {
     // Providers answer an unknown name with a fault or with nothing: say what there is.
     Messages found;
-    const ExitStatus status = LookUp(*import, result, found);
+    const ExitStatus status = LookUp(*import, choices, found);
     if (status == ExitStatus::kWrongCall || whole) {
       for (std::string& error : found.errors) result.messages.errors.push_back(std::move(error));
       if (status != ExitStatus::kDone) return status;

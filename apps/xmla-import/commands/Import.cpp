@@ -15,6 +15,7 @@
 #include "call/TargetNames.h"
 #include "commands/Choices.h"
 #include "commands/Commands.h"
+#include "commands/CubeOrder.h"
 #include "commands/CubeReading.h"
 
 namespace {
@@ -40,8 +41,11 @@ class Filter {
   /// Every name that was never seen is an error that lists those that were.
   ExitStatus CheckSeen(Messages& messages) const {
     ExitStatus status = ExitStatus::kDone;
-    for (String name : m_names)
-      if (!m_known.contains(name)) status = Choose({m_kind, m_option, ""}, m_seen, name, messages);
+    for (const String& name : m_names) {
+      std::optional<String> missing = name;
+      if (!m_known.contains(name))
+        status = Choose({m_kind, m_option, ""}, m_seen, missing, messages);
+    }
     return status;
   }
 
@@ -54,9 +58,15 @@ class Filter {
   Names m_known;               ///< the same
 };
 
+struct Choice {
+  String dataSource;
+  String catalog;
+  String cube;
+};
+
 /// The cubes to read, in the provider's order, and whether the tree they come from is whole.
 struct Plan {
-  std::vector<CubeResult> cubes;
+  std::vector<Choice> cubes;
   bool whole = true;
 };
 
@@ -64,7 +74,7 @@ struct Plan {
 ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& sources,
                      std::vector<OTDataSource>& tree, Plan& plan, Messages& messages) {
   if (sources.empty()) {
-    plan.whole = DataSourceTree(import, String(), tree, messages);
+    plan.whole = DataSourceTree(import, std::nullopt, tree, messages);
     return ExitStatus::kDone;
   }
   const auto names = DataSourceNames(import, messages);
@@ -97,10 +107,7 @@ void AddCubes(const std::vector<OTDataSource>& tree, Filter& catalogs, Filter& c
       for (const OTCube& cube : catalog.m_cubes) {
         if (IsToStop()) return;
         if (!cubes.Passes(cube.first)) continue;
-        CubeResult& planned = plan.cubes.emplace_back();
-        planned.dataSource = source.m_dataSourceName;
-        planned.catalog = catalog.m_catalogName;
-        planned.cube = cube.first;
+        plan.cubes.push_back({source.m_dataSourceName, catalog.m_catalogName, cube.first});
       }
     }
 }
@@ -130,52 +137,93 @@ void Tell(Messages& messages, const std::exception& error) noexcept {
   }
 }
 
-enum class CubeFate { kUnread, kRead, kFailed };
+/// Reads the planned cubes, so many at a time; each worker has an import object of its own for each
+/// cube.
+class Reading {
+ public:
+  Reading(Session& session, const std::vector<Choice>& cubes, int jobs, CubeReceiver& receiver)
+      : m_session(session),
+        m_cubes(cubes),
+        m_jobs(std::min(static_cast<std::size_t>(jobs), cubes.size())),
+        m_receiver(receiver),
+        m_order(
+            cubes.size(), kAhead * m_jobs, [this](const CubeResult& cube) { Take(cube); },
+            [this] { Stop(); }) {}
 
-/// Reads the planned cubes, so many at a time; each worker has an import object of its own.
-std::vector<CubeFate> ReadCubes(Session& session, std::vector<CubeResult>& cubes, int jobs,
-                                Progress& progress) {
-  std::vector<CubeFate> fates(cubes.size(), CubeFate::kUnread);
-  std::atomic<std::size_t> next{0};
-  VXExecutionState* const state = VXExecutionState::Current();
-  const ImportSettings& settings = ImportSettings::Current();
-  const auto work = [&] {
-    const ImportSettings::Scope settingsScope(settings);
-    std::optional<VXExecutionState::Scope> scope;
-    if (state) scope.emplace(*state);
-    for (std::size_t i = next++; i < cubes.size() && !IsToStop(); i = next++) {
-      CubeResult& cube = cubes[i];
-      bool whole = false;
-      try {
-        progress.BeginCube(Utf8(Shortened(cube.cube)));
-        const auto import = session.Import(cube.messages, "cube-" + std::to_string(i + 1));
-        whole = import && ReadCube(session, *import, cube);
-      } catch (const std::exception& error) {
-        // Memory, as a rule: the other cubes may be smaller, and those that were read stay.
-        Tell(cube.messages, error);
-      }
-      if (whole)
-        fates[i] = CubeFate::kRead;
-      else if (!IsToStop())
-        fates[i] = CubeFate::kFailed;
-      progress.EndCube();
+  /// Throws what the receiver throws.
+  void Run() {
+    std::vector<std::jthread> others;
+    try {
+      for (std::size_t i = 1; i < m_jobs; ++i) others.emplace_back([this] { Work(); });
+    } catch (const std::system_error&) {
+      // No thread is left: those that there are do the work.
     }
-  };
-  const std::size_t workers = std::min(static_cast<std::size_t>(jobs), cubes.size());
-  std::vector<std::jthread> others;
-  try {
-    for (std::size_t i = 1; i < workers; ++i) others.emplace_back(work);
-  } catch (const std::system_error&) {
-    // No thread is left: those that there are do the work.
+    Work();
+    others.clear();  // waits for them
+    m_order.Finish();
   }
-  work();
-  others.clear();  // waits for them
-  return fates;
-}
+
+  /// Cubes that were read as a whole, and cubes that are not in the result.
+  std::size_t Whole() const { return m_whole; }
+  std::size_t Missing() const { return m_missing; }
+
+ private:
+  static constexpr std::size_t kAhead = 4;  // cubes for each worker
+
+  void Work() {
+    const ImportSettings::Scope settingsScope(m_settings);
+    std::optional<VXExecutionState::Scope> scope;
+    if (m_state) scope.emplace(*m_state);
+    for (std::size_t i = m_next++; i < m_cubes.size() && m_order.AwaitTurn(i); i = m_next++)
+      m_order.Put(i, Read(i));
+  }
+
+  /// Null for a cube that is left out: the import was interrupted, or there is no memory at all.
+  std::unique_ptr<CubeResult> Read(std::size_t number) {
+    std::unique_ptr<CubeResult> cube;
+    try {
+      cube = std::make_unique<CubeResult>();
+      cube->dataSource = m_cubes[number].dataSource;
+      cube->catalog = m_cubes[number].catalog;
+      cube->cube = m_cubes[number].cube;
+      m_receiver.BeginCube(cube->cube);
+      const auto import = m_session.Import(cube->messages, "cube-" + std::to_string(number + 1));
+      cube->isWhole = import && ReadCube(m_session, *import, *cube);
+    } catch (const std::exception& error) {
+      // Memory, as a rule: the other cubes may be smaller, and those that were read stay.
+      if (cube) Tell(cube->messages, error);
+    }
+    if (IsToStop() && !(cube && cube->isWhole)) return nullptr;
+    m_receiver.EndCube();
+    return cube;
+  }
+
+  void Take(const CubeResult& cube) {
+    if (!m_receiver.Take(cube)) return;
+    --m_missing;
+    if (cube.isWhole) ++m_whole;
+  }
+
+  void Stop() {
+    if (m_state) m_state->RequestCancellation(VXExecutionState::kCancelReasonHost);
+  }
+
+  Session& m_session;
+  const std::vector<Choice>& m_cubes;
+  const std::size_t m_jobs;
+  CubeReceiver& m_receiver;
+  CubeOrder m_order;
+  VXExecutionState* const m_state = VXExecutionState::Current();
+  const ImportSettings& m_settings = ImportSettings::Current();
+  std::atomic<std::size_t> m_next{0};
+  // Counted while cubes are taken, one at a time.
+  std::size_t m_missing = m_cubes.size();
+  std::size_t m_whole = 0;
+};
 
 }  // namespace
 
-ExitStatus RunImport(Session& session, const Arguments& arguments, Progress& progress,
+ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver& receiver,
                      ImportResult& result) {
   if (session.Target()) result.target = TargetName(*session.Target());
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
@@ -198,16 +246,15 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, Progress& pro
                                                 : "the provider has no cubes to import");
     return ExitStatus::kFailed;
   }
-  progress.BeginCubes(plan.cubes.size());
-  const std::vector<CubeFate> fates = ReadCubes(session, plan.cubes, arguments.jobs, progress);
-  for (std::size_t i = 0; i < fates.size(); ++i)
-    if (fates[i] != CubeFate::kUnread) result.cubes.push_back(std::move(plan.cubes[i]));
-
-  const auto count = std::count(fates.begin(), fates.end(), CubeFate::kRead);
-  const auto unread = std::count(fates.begin(), fates.end(), CubeFate::kUnread);
-  if (unread > 0)
-    result.messages.errors.push_back("interrupted; " + std::to_string(unread) + " of " +
-                                     std::to_string(fates.size()) + " cubes are not in the result");
-  if (count == 0) return ExitStatus::kFailed;
-  return plan.whole && count == std::ssize(fates) ? ExitStatus::kDone : ExitStatus::kPartly;
+  receiver.BeginCubes(result, plan.cubes.size());
+  Reading reading(session, plan.cubes, arguments.jobs, receiver);
+  reading.Run();
+  const std::size_t count = plan.cubes.size();
+  if (reading.Missing() > 0)
+    result.messages.errors.push_back(
+        (IsToStop() ? "interrupted; " : "there is not enough memory; ") +
+        std::to_string(reading.Missing()) + " of " + std::to_string(count) +
+        " cubes are not in the result");
+  if (reading.Whole() == 0) return ExitStatus::kFailed;
+  return plan.whole && reading.Whole() == count ? ExitStatus::kDone : ExitStatus::kPartly;
 }

@@ -7,7 +7,7 @@
 #include "Import/OTXMLAImportAPI.h"
 #include "base/Messages.h"
 
-// What each command comes back with; rendered as text or as JSON.
+// What each command comes back with.
 
 /// A call that failed before it was clear what for.
 struct NoResult {
@@ -32,13 +32,14 @@ struct CubeResult {
   std::vector<OTXMLAUnit> measures;
   XmlACubeVariableVector sapVariables;
   Messages messages;
+  bool isWhole = false;  ///< nothing of it failed
 };
 
+/// Without the cubes, which are handed over one by one.
 struct ImportResult {
   String providerName;
   String providerVersion;
   std::string target;  ///< name of the kind in force; empty when none came into force
-  std::vector<CubeResult> cubes;
   Messages messages;
 };
 

@@ -16,9 +16,10 @@ ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& res
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
   const auto import = session.Import(result.messages);
   if (!import) return ExitStatus::kFailed;
-  String source = arguments.sources.empty() ? String() : Wide(arguments.sources.front());
+  std::optional<String> source;
+  if (!arguments.sources.empty()) source = Wide(arguments.sources.front());
   const bool whole = DataSourceTree(*import, source, result.dataSources, result.messages);
-  if (source.empty()) return whole ? ExitStatus::kDone : ExitStatus::kFailed;
+  if (!source) return whole ? ExitStatus::kDone : ExitStatus::kFailed;
   if (whole && !result.dataSources.front().m_catalogs.empty()) return ExitStatus::kDone;
 
   // Providers answer an unknown data source with a fault or with nothing: say what there is. What

@@ -18,8 +18,8 @@ void AddLines(std::vector<std::string>& list, String::View text) {
   for (std::string& line : Lines(String(text))) list.push_back(std::move(line));
 }
 
-void AddRequest(std::vector<std::string>& list, const String& subject) {
-  list.push_back("the failed request was " + OneLine(Utf8(Shortened(subject))));
+std::string FailedRequest(const String& subject) {
+  return "the failed request was " + OneLine(Utf8(Shortened(subject)));
 }
 
 }  // namespace
@@ -42,11 +42,13 @@ void Operation::OnExchange(const HTTPExchangeInfo& info) {
 bool Operation::End(Messages& messages) {
   NoteWarnings();
   AddLines(messages.errors, errors);
-  if (!errors.empty() && !m_subject.empty() && !IsToStop()) AddRequest(messages.errors, m_subject);
+  if (!errors.empty() && !m_subject.empty() && !IsToStop())
+    messages.errors.push_back(FailedRequest(m_subject));
   std::size_t begin = 0;
   for (const auto& [end, subject] : m_parts) {
     AddLines(messages.warnings, warnings.view().substr(begin, end - begin));
-    if (subject.view().starts_with(kDefaultMember)) AddRequest(messages.warnings, subject);
+    if (subject.view().starts_with(kDefaultMember) && !messages.warnings.empty())
+      messages.warnings.back() += " (" + FailedRequest(subject) + ")";
     begin = end;
   }
   return errors.empty();

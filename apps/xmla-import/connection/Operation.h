@@ -27,8 +27,8 @@ class Operation {
   /// The failure is not that of a request.
   void ForgetSubject() { m_subject.clear(); }
 
-  /// Adds the texts to the messages, and behind those of a failed request what it asked for. True
-  /// when there was no error.
+  /// Adds the texts to the messages. What a failed request asked for is an error of its own behind
+  /// them, or part of the warning. True when there was no error.
   bool End(Messages& messages);
 
   // For the library.

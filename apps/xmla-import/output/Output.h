@@ -36,8 +36,6 @@ class Output {
 
   /// True when what is written will be seen on a terminal.
   bool IsTerminal() const;
-  /// True when the result appears under a file's name only once it is whole.
-  bool ReplacesAFile() const { return m_file.has_value(); }
   /// Writes the next part of the result. A reader of standard output that has gone is no error.
   /// Throws OutputError, and OutputInterrupted when, after an interruption, nobody reads.
   void Write(std::string_view text);

@@ -7,10 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <optional>
 #include <thread>
 
 #include "base/Interrupt.h"
@@ -22,8 +22,8 @@ using std::chrono::steady_clock;
 // A reader that is merely slow, or waits for its turn on a busy machine, gets the whole.
 constexpr std::chrono::milliseconds kGrace{500};
 
-/// Since when nobody has read, once there was an interruption.
-std::optional<steady_clock::time_point> unreadSince;
+/// Since when nobody has read, once there was an interruption; 0 for not at all.
+std::atomic<steady_clock::rep> unreadSince{0};
 
 /// A descriptor of our own for the pipe or terminal that `file` is, on which writing never waits;
 /// -1 when there is none. The flag is not set on `file` itself: others share that.
@@ -56,12 +56,13 @@ bool AwaitRoom(int file, std::chrono::milliseconds limit) {
 
 bool Patience::IsOver() {
   if (!Interrupt::Happened()) return false;
-  const auto now = steady_clock::now();
-  if (!unreadSince) unreadSince = now;
-  return now - *unreadSince >= kGrace;
+  const steady_clock::rep now = steady_clock::now().time_since_epoch().count();
+  steady_clock::rep since = 0;
+  if (unreadSince.compare_exchange_strong(since, now)) since = now;
+  return steady_clock::duration(now - since) >= kGrace;
 }
 
-void Patience::Renew() { unreadSince.reset(); }
+void Patience::Renew() { unreadSince = 0; }
 
 Ending WritePatiently(int file, std::string_view text) {
   // A pipe that can be written at all takes so much without waiting.

@@ -5,7 +5,7 @@
 
 /// How long a reader who does not read is waited for: for ever, but half a second after an
 /// interruption. All that the tool writes shares it, so that one reader who was given up leaves
-/// none of it to the next; whoever reads brings it back. For one thread at a time.
+/// none of it to the next; whoever reads brings it back. Safe to use from several threads.
 class Patience {
  public:
   /// To be asked before each wait, which then takes no longer than a slice.

@@ -4,6 +4,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <new>
+
 #include "base/TerminalText.h"
 #include "base/Text.h"
 #include "output/PatientWriting.h"
@@ -67,7 +69,11 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   ++m_requests;
   m_bytes += info.replyBytes;
   m_basicInClear |= info.basicInClear;
-  if (m_form == Form::kExchanges) WriteToStandardError(Described(info));
+  try {
+    if (m_form == Form::kExchanges) WriteToStandardError(Described(info));
+  } catch (const std::bad_alloc&) {
+    // The import may yet have enough for what it does.
+  }
   Show(false);
 }
 
@@ -82,9 +88,9 @@ void Progress::BeginCubes(std::size_t count) {
   Show(true);
 }
 
-void Progress::BeginCube(const std::string& name) {
+void Progress::BeginCube(const String& name) {
   const std::lock_guard lock(m_mutex);
-  m_atWork = OneLine(name);
+  m_atWork = name;
   Show(true);
 }
 
@@ -94,8 +100,15 @@ void Progress::EndCube() {
   Show(true);
 }
 
-void Progress::Clear() {
+void Progress::Tell(const char* kind, const std::string& text) {
+  const std::string line =
+      "xmla-import: " + std::string(kind) + ": " + HarmlessOnTerminal(text) + "\n";
   const std::lock_guard lock(m_mutex);
+  Clear();
+  WriteToStandardError(line);
+}
+
+void Progress::Clear() {
   if (m_visible) WriteToStandardError("\r\x1b[K");
   m_visible = false;
 }
@@ -104,9 +117,18 @@ void Progress::Show(bool now) {
   const auto time = std::chrono::steady_clock::now();
   if (m_form != Form::kLine || (!now && time - m_shown < kBetweenLines)) return;
   m_shown = time;
+  try {
+    ShowLine();
+  } catch (const std::bad_alloc&) {
+    // As above.
+  }
+}
+
+void Progress::ShowLine() {
   std::string line = fmt::format("{} requests, {}", m_requests, Size(m_bytes));
   if (m_cubes > 0) line = fmt::format("{} of {} cubes, ", m_cubesDone, m_cubes) + line;
-  if (!m_atWork.empty()) line += ", reading " + HarmlessOnTerminal(m_atWork);
+  if (!m_atWork.empty())
+    line += ", reading " + HarmlessOnTerminal(OneLine(Utf8(Shortened(m_atWork))));
   line = Utf8(CutToColumns(Wide(line), TerminalColumns() - 1));
   WriteToStandardError("\r\x1b[K" + line);
   m_visible = true;

@@ -9,8 +9,8 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 
 /// Tells on standard error how the import goes: with `verbose` each exchange with its timings, else
-/// on a terminal one line that is kept up to date, and nothing with `quiet`. Safe to use from
-/// several threads.
+/// on a terminal one line that is kept up to date, and nothing with `quiet`; in any case what went
+/// wrong. Safe to use from several threads.
 class Progress : public HTTPExchangeObserver {
  public:
   Progress(bool quiet, bool verbose);
@@ -23,15 +23,26 @@ class Progress : public HTTPExchangeObserver {
   bool BasicInClear();
   /// From now on the line counts cubes.
   void BeginCubes(std::size_t count);
-  void BeginCube(const std::string& name);
+  void BeginCube(const String& name);
   void EndCube();
-  /// Takes the line away, before something else is written.
-  void Clear();
+  /// Writes a line of its own: an error or a warning. What comes from elsewhere in it cannot act on
+  /// a terminal.
+  void Tell(const char* kind, const std::string& text);
+  /// Does something for which the line must not be on the screen.
+  template <class Work>
+  void WithoutLine(Work work) {
+    const std::lock_guard lock(m_mutex);
+    Clear();
+    work();
+  }
 
  private:
   enum class Form { kNone, kLine, kExchanges };
 
   void Show(bool now);
+  void ShowLine();
+  /// Takes the line away, before something else is written.
+  void Clear();
 
   const Form m_form;
   std::mutex m_mutex;
@@ -42,5 +53,5 @@ class Progress : public HTTPExchangeObserver {
   bool m_basicInClear = false;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
-  std::string m_atWork;
+  String m_atWork;
 };

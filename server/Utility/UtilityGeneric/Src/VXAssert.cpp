@@ -5,8 +5,10 @@
 #include <cstdlib>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ImportSettings.h"
 
 void VXAssert::handleLogicError(const String& file, int line, const String& message) {
+  if (const auto& handler = ImportSettings::Current().onLogicError) handler(file, line, message);
   String text = file + L":" + BaseStringUtil::StringFrom(static_cast<unsigned int>(line)) + L": ";
   text += message;
   text += L'\n';

@@ -51,6 +51,11 @@ struct ImportSettings {
   /// that writes. The import goes on without the log. Must not throw.
   std::function<void(const String& name, const String& reason)> onLogFailure;
 
+  /// Called by VXAssert::handleLogicError on the thread that failed. May throw: the operation then
+  /// ends with that exception, and its output is incomplete. If it returns, or is empty, the process
+  /// aborts.
+  std::function<void(const String& file, int line, const String& message)> onLogicError;
+
   /// The settings in force on the calling thread.
   XMLAHOST_API static const ImportSettings& Current() noexcept;
 

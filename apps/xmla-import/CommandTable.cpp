@@ -1,0 +1,87 @@
+#include "CommandTable.h"
+
+#include "call/Arguments.h"
+
+namespace {
+
+constexpr CommandOption kTreeOptions[] = {
+    {.name = "--source", .help = "this data source alone", .names = &Arguments::sources},
+};
+constexpr CommandOption kCubeOptions[] = {
+    {.name = "--source", .help = "its data source", .names = &Arguments::sources},
+    {.name = "--catalog", .help = "its catalog", .names = &Arguments::catalogs},
+    {.name = "--cube", .help = "its name", .names = &Arguments::cubes},
+};
+constexpr CommandOption kImportOptions[] = {
+    {"--source", "cubes of this data source; may be repeated", true, &Arguments::sources},
+    {"--catalog", "cubes of this catalog; may be repeated", true, &Arguments::catalogs},
+    {"--cube", "cubes of this name; may be repeated", true, &Arguments::cubes},
+    {.name = "--jobs", .help = "cubes read at a time, 1 to 64", .count = &Arguments::jobs},
+};
+
+template <class Type>
+Result Empty() {
+  return Type();
+}
+
+template <class Type>
+void Render(Form& form, const Result& result) {
+  form.Write(std::get<Type>(result));
+}
+
+void RenderImport(Form& form, const Result& result) {
+  form.EndImport(std::get<ImportResult>(result));
+}
+
+using Run = ExitStatus(Session&, const Arguments&, CubeReceiver&, Result&);
+constexpr Run* kSources = [](Session& session, const Arguments&, CubeReceiver&, Result& result) {
+  return RunSources(session, std::get<SourcesResult>(result));
+};
+constexpr Run* kTree = [](Session& session, const Arguments& arguments, CubeReceiver&,
+                          Result& result) {
+  return RunTree(session, arguments, std::get<TreeResult>(result));
+};
+constexpr Run* kCube = [](Session& session, const Arguments& arguments, CubeReceiver&,
+                          Result& result) {
+  return RunCube(session, arguments, std::get<CubeResult>(result));
+};
+constexpr Run* kImport = [](Session& session, const Arguments& arguments, CubeReceiver& receiver,
+                            Result& result) {
+  return RunImport(session, arguments, receiver, std::get<ImportResult>(result));
+};
+
+constexpr Command kCommands[] = {
+    {{"sources", "the provider's data sources", {}},
+     &Empty<SourcesResult>,
+     kSources,
+     &Render<SourcesResult>},
+    {{"tree", "data sources, catalogs and cubes", kTreeOptions},
+     &Empty<TreeResult>,
+     kTree,
+     &Render<TreeResult>},
+    {{"cube", "one cube, whole; a choice that is the only one there is may be left out",
+      kCubeOptions},
+     &Empty<CubeResult>,
+     kCube,
+     &Render<CubeResult>},
+    {{"import", "every cube, or those that the filters leave", kImportOptions},
+     &Empty<ImportResult>,
+     kImport,
+     &RenderImport},
+};
+
+constexpr Command kNone{{}, &Empty<NoResult>, nullptr, &Render<NoResult>};
+
+}  // namespace
+
+const Command& CommandNamed(std::string_view name) {
+  for (const Command& command : kCommands)
+    if (name == command.form.name) return command;
+  return kNone;
+}
+
+std::vector<CommandForm> CommandForms() {
+  std::vector<CommandForm> forms;
+  for (const Command& command : kCommands) forms.push_back(command.form);
+  return forms;
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string_view>
+
+/// Takes a text in pieces.
+class TextSink {
+ public:
+  virtual ~TextSink() = default;
+  virtual void Write(std::string_view text) = 0;
+};

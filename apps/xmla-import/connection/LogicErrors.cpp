@@ -1,0 +1,38 @@
+#include "connection/LogicErrors.h"
+
+#include <algorithm>
+
+#include "Utility/Generic/ErrorMessage.h"
+#include "base/Text.h"
+#include "connection/Operation.h"
+
+namespace {
+
+// Where the library reports two levels with the same number.
+constexpr const wchar_t* kLevelNumbersFile = L"SUXMLASAXAnaTamImport";
+constexpr int kLevelNumbersLine = 506;
+
+/// The hierarchy that a request was about: the subject from its name in quotation marks on, up to
+/// the names that may follow.
+String HierarchyOf(const String& subject) {
+  constexpr String::View kBefore = L", hierarchy ";
+  constexpr String::View kBehind[] = {L", level \"", L", member \""};
+  const String::View text = subject.view();
+  const std::size_t at = text.find(kBefore);
+  if (at == text.npos) return L"unknown";
+  String::View name = text.substr(at + kBefore.size());
+  for (const String::View behind : kBehind) name = name.substr(0, name.rfind(behind));
+  return Shortened(String(name));
+}
+
+}  // namespace
+
+void OnLogicError(const String& file, int line, const String&) {
+  if (!(file == kLevelNumbersFile) || line != kLevelNumbersLine) return;
+  Operation* const operation = Operation::Current();
+  const String hierarchy = HierarchyOf(operation ? operation->Subject() : String());
+  // Every request was answered.
+  if (operation) operation->ForgetSubject();
+  throw ErrorMessage(L"the provider reports two levels with the same number in the hierarchy " +
+                     hierarchy + L"; what was read of the cube is incomplete");
+}

@@ -1,0 +1,59 @@
+#include "output/Report.h"
+
+#include <variant>
+
+#include "base/Text.h"
+
+Report::Report(Output& output, bool isJson, Progress& progress)
+    : m_output(output),
+      m_progress(progress),
+      m_text(*this, output.IsTerminal()),
+      m_form(isJson ? MakeJsonForm(m_text) : MakeTextForm(m_text)) {}
+
+void Report::BeginCubes(ImportResult& result, std::size_t count) {
+  TellWarnings(result.messages);
+  m_form->BeginImport(result);
+  m_hasBegun = true;
+  m_progress.BeginCubes(count);
+}
+
+bool Report::Take(const CubeResult& cube) {
+  const std::string name = Listed({Utf8(Shortened(cube.cube))}) + ": ";
+  for (const std::string& line : cube.messages.warnings) m_progress.Tell("warning", name + line);
+  for (const std::string& line : cube.messages.errors) m_progress.Tell("error", name + line);
+  if (m_text.IsToStop()) return false;
+  m_form->AddCube(cube);
+  m_text.Flush();
+  return true;
+}
+
+Form& Report::FormOf(const Result& result) {
+  const auto* const import = std::get_if<ImportResult>(&result);
+  if (import && !m_hasBegun) m_form->BeginImport(*import);
+  m_hasBegun = true;
+  return *m_form;
+}
+
+void Report::Write(std::string_view text) {
+  if (m_text.IsForTerminal())
+    m_progress.WithoutLine([&] { m_output.Write(text); });
+  else
+    m_output.Write(text);
+}
+
+void Report::TellWarnings(const Messages& messages) {
+  for (; m_toldWarnings < messages.warnings.size(); ++m_toldWarnings)
+    m_progress.Tell("warning", messages.warnings[m_toldWarnings]);
+}
+
+void Report::Tell(const Messages& messages) {
+  TellWarnings(messages);
+  for (const std::string& line : messages.errors) m_progress.Tell("error", line);
+}
+
+bool Report::Finish(bool isPartial) {
+  m_text.Flush();
+  const bool isInPlace = m_output.Finish(isPartial);
+  if (m_form->IsCut()) m_progress.Tell("error", kCutShort);
+  return isInPlace && !m_form->IsCut();
+}

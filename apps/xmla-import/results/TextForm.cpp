@@ -1,0 +1,164 @@
+#include <string>
+#include <string_view>
+
+#include "base/TerminalText.h"
+#include "results/EnumNames.h"
+#include "results/Form.h"
+
+namespace {
+
+/// An enumerator's name in words: kHierarchyFullyBalanced is "fully balanced" once the prefix of
+/// its family is taken off. A code without a name is shown as the number.
+template <class Enum>
+std::string Words(Enum value, std::string_view prefix) {
+  std::string_view name = EnumName(value);
+  if (name.empty()) return "code " + std::to_string(static_cast<long long>(value));
+  if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
+  std::string words;
+  bool small = false;  // a small letter before: the next capital begins a word
+  for (const char c : name) {
+    const bool capital = 'A' <= c && c <= 'Z';
+    if (capital && small) words += ' ';
+    words += c == '_' ? ' ' : capital ? static_cast<char>(c - 'A' + 'a') : c;
+    small = 'a' <= c && c <= 'z';
+  }
+  return words;
+}
+
+std::string Structure(OTXMLAHierarchy::HierarchyType type) {
+  return type == OTXMLAHierarchy::kHierarchyUnBalanced ? "unbalanced" : Words(type, "kHierarchy");
+}
+
+class TextForm : public Form {
+ public:
+  using Form::Form;
+
+  void Write(const NoResult&) override {}
+
+  void Write(const SourcesResult& result) override {
+    for (const String& name : result.dataSources)
+      if (!IsToStop()) Line(0, name);
+  }
+
+  void Write(const TreeResult& result) override {
+    for (const OTDataSource& source : result.dataSources) {
+      Line(0, source.m_dataSourceName);
+      for (const OTCatalog& catalog : source.m_catalogs) {
+        Line(1, catalog.m_catalogName);
+        for (const OTCube& cube : catalog.m_cubes) {
+          if (IsToStop()) return;
+          Line(2, cube.first);
+        }
+      }
+    }
+  }
+
+  void Write(const CubeResult& result) override {
+    if (result.hierarchies.empty() && result.measures.empty() && result.sapVariables.empty())
+      return;
+    Line(0, "cube ", result.cube,
+         result.messages.errors.empty() ? "" : " (incomplete: it could not be read whole)");
+    Line(1, "data source ", result.dataSource, ", catalog ", result.catalog);
+    for (const OTXMLAHierarchy& hierarchy : result.hierarchies) Hierarchy(hierarchy);
+    if (!result.measures.empty()) Line(1, "measures");
+    for (const OTXMLAUnit& measure : result.measures) {
+      if (IsToStop()) return;
+      Line(2, Named{measure.m_name, measure.m_externalName}, ": ",
+           Words(measure.m_aggrType, "kAggr"), ", ", Column(measure));
+    }
+    if (!result.sapVariables.empty()) Line(1, "variables");
+    for (const XmlACubeVariable& variable : result.sapVariables)
+      if (!IsToStop()) Variable(variable);
+  }
+
+  void BeginImport(const ImportResult& result) override {
+    if (!result.target.empty())
+      Line(0, "provider ", result.providerName, ", version ", result.providerVersion,
+           ", imported as ", result.target);
+  }
+
+  void AddCube(const CubeResult& cube) override { Write(cube); }
+
+  void EndImport(const ImportResult&) override {}
+
+ private:
+  /// A display name, with the provider's own name behind it where that differs.
+  struct Named {
+    const String& name;
+    const String& externalName;
+  };
+
+  template <class... Parts>
+  void Line(std::size_t depth, const Parts&... parts) {
+    Text().AppendBlanks(2 * depth);
+    (Put(parts), ...);
+    Text().Append('\n');
+  }
+  void Put(std::string_view ours) { Text().Append(ours); }
+  void Put(const String& name) {
+    for (const wchar_t c : name) {
+      if (Text().IsForTerminal() && IsActiveOnTerminal(c))
+        Text().AppendNumber(c, "0123456789ABCDEF");
+      else
+        Text().AppendCharacter(c);
+    }
+  }
+  void Put(const Named& named) {
+    if (named.name.empty() || named.name == named.externalName) return Put(named.externalName);
+    Put(named.name);
+    Put(" (");
+    Put(named.externalName);
+    Put(")");
+  }
+
+  static std::string Column(const OTXMLAUnit& unit) {
+    std::string_view type = EnumName(unit.m_type);
+    if (type.starts_with("VX")) type.remove_prefix(2);
+    if (type.ends_with("Data")) type.remove_suffix(4);
+    std::string text = std::string(type) + "(" + std::to_string(unit.m_precision);
+    if (unit.m_scale != 0) text += ", " + std::to_string(unit.m_scale);
+    return text + ")";
+  }
+  void Hierarchy(const OTXMLAHierarchy& hierarchy) {
+    if (IsToStop()) return;
+    Line(1, "hierarchy ", Named{hierarchy.m_hierarchyName, hierarchy.m_externalName}, ": ",
+         Structure(hierarchy.m_hierarchyType), ", dimension ", hierarchy.m_dimensionUniqueName,
+         " of kind ", DimensionKind(hierarchy.m_dimensionType), ", default member of kind ",
+         Words(hierarchy.m_memberType, "kMemberType"));
+    for (const OTXMLALevel& level : hierarchy.m_levels) {
+      Line(2, std::to_string(level.m_levelNumber), " ",
+           Named{level.m_levelName, level.m_externalName});
+      for (const OTXMLAUnit& property : level.m_memberProperties) {
+        if (IsToStop()) return;
+        Line(3, "property ", Named{property.m_name, property.m_externalName}, ": ",
+             Column(property));
+      }
+    }
+  }
+  static std::string DimensionKind(OTXMLAHierarchy::DimensionType type) {
+    const bool typed = EnumName(type).starts_with("kDimensionType");
+    return Words(type, typed ? "kDimensionType" : "kDimension");
+  }
+  void Variable(const XmlACubeVariable& variable) {
+    Text().AppendBlanks(4);
+    Put(Named{variable.m_Caption.empty() ? variable.m_Name : variable.m_Caption, variable.m_Name});
+    Put(": " + Words(variable.m_type, "SAP_VAR_TYPE_") + ", " +
+        Words(variable.m_selectionType, "SAP_VAR_SEL_TYPE_") + ", " +
+        Words(variable.m_entryType, "SAP_VAR_INPUT_TYPE_"));
+    const bool isOfHierarchy = !variable.m_referenceHierarchy.empty();
+    PutBehind(", of ",
+              isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension);
+    PutBehind(", default ", variable.m_defaultLow);
+    PutBehind(" to ", variable.m_defaultHigh);
+    Text().Append('\n');
+  }
+  void PutBehind(std::string_view words, const String& name) {
+    if (name.empty()) return;
+    Put(words);
+    Put(name);
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Form> MakeTextForm(ResultText& text) { return std::make_unique<TextForm>(text); }
