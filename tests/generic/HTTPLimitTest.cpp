@@ -33,7 +33,7 @@ TEST(HTTPLimit, HoldsForPlainAndCompressedReplies) {
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
     EXPECT_FALSE(outcome.ok);
     EXPECT_THAT(outcome.error,
-                StartsWith("The reply limit maxReplyBytes): http"));
+                StartsWith("The reply is longer than 1000 bytes (limit maxReplyBytes): http"));
   }
   ScriptedServer server(Answer(fits));
   EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
@@ -201,8 +201,10 @@ TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {
   options.maxReplyBytes = 1000;
   ScriptedServer server(Answer("<r>" + std::string(600, '\xE9') + "</r>", "200 OK",
                                "Content-Type: text/xml; charset=iso-8859-1\r\n"));
-  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
-              HasSubstr("limit maxReplyBytes): http"));
+  EXPECT_THAT(
+      PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+      HasSubstr("longer than 1000 bytes after its conversion to UTF-8 (limit maxReplyBytes): "
+                "http"));
 }
 
 // Cookies.

@@ -127,7 +127,8 @@ double SecondsOf(const std::string& time) {
 TEST_IN_CHILD(ImportLog, AFailureSetsTheSecondAndThirdTimeWhateverWasRecorded, kLogging) {
   // The error stands behind so many rows that the reply has arrived long before it is found.
   std::string rows;
-  for (int i = 0; i < 600000; ++i) rows += "<row><CATALOG_NAME>c</CATALOG_NAME></row>";
+  for (int i = 0; i < 600000; ++i)
+    rows += "<row><CATALOG_NAME>" + std::to_string(i) + "</CATALOG_NAME></row>";
   ScriptedServer server([&](const support::Request&) { return support::Reply{rows + "<open>"}; });
   LogDir log;
   {
