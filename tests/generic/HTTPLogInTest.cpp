@@ -8,6 +8,7 @@
 #include <atomic>
 #include <mutex>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "HTTPPosting.h"
@@ -245,7 +246,8 @@ const std::vector<LogInCase> kLogIns = {
 class HTTPLogInSequence : public testing::TestWithParam<std::tuple<LogInCase, bool>> {};
 
 TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
-  const auto& [test, isProxy] = GetParam();
+  const LogInCase& test = std::get<0>(GetParam());
+  const bool isProxy = std::get<1>(GetParam());
   const KerberosTicket ticket;
   std::mutex mutex;
   std::string sent;
@@ -299,9 +301,9 @@ std::string OfferedToSOCKS(unsigned int schemes, bool hasUser) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof address;
   auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  ::bind(listening, generic, length);
-  ::listen(listening, 1);
-  ::getsockname(listening, generic, &length);
+  if (::bind(listening, generic, length) != 0 || ::listen(listening, 1) != 0 ||
+      ::getsockname(listening, generic, &length) != 0)
+    return "no loopback port";
   std::string offered;
   std::thread proxy([&] {
     const int client = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);

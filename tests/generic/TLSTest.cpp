@@ -220,7 +220,7 @@ TEST(TLS, UnreadableFileOfCertificatesIsNamedAsSuch) {
 /// A file for OPENSSL_CONF: everything that OpenSSL still knows is allowed.
 const std::string& LaxConfiguration() {
   static const std::string path = [] {
-    const std::string name = testing::TempDir() + "lax-openssl.cnf";
+    std::string name = testing::TempDir() + "lax-openssl.cnf";
     std::ofstream(name) << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
                            "system_default = lax\n[lax]\nMinProtocol = TLSv1\n"
                            "CipherString = ALL:@SECLEVEL=0\n";
