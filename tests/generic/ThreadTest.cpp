@@ -9,8 +9,10 @@
 #include <filesystem>
 #include <set>
 
+#include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXThread.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -157,6 +159,23 @@ TEST(ThreadDeathTest, SecondStartIsALogicError) {
         thread->Start();
       },
       "thread started a second time");
+}
+
+TEST(Thread, RunsOnAfterASecondStartThatTheHostSurvives) {
+  support::Settings settings;
+  settings.onLogicError = [](const String&, int, const String& message) {
+    throw ErrorMessage(message);
+  };
+  Worker worker;
+  worker.waits = true;
+  String result;
+  VXThreadCarrier other;
+  const auto thread = MakeThread(worker, result);
+  thread->Start();
+  EXPECT_THROW(thread->Start(other), ErrorMessage);
+  thread->RequestCancellation(0, VXExecutionState::kCancelReasonHost);
+  thread->WaitUntilStopped();
+  EXPECT_EQ(worker.runs, 1);
 }
 
 /// The number of this process's threads.
