@@ -1,4 +1,6 @@
 // Prints the table of what the library's work costs beside what no client can do without.
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -229,6 +231,51 @@ void BusyJobs() {
   Jobs("the same as JSON", {}, 15, 2, 1.6, "json");
 }
 
+/// The tool's JSON of one very large cube.
+void LargeCube() {
+  constexpr std::size_t kMeasures = 250000;
+  const replies::Provider provider(1, 0, kMeasures);
+  const std::string& reply = provider.Answer("MDSCHEMA_MEASURES");
+  LoopbackServer server(
+      [&](std::string_view request) -> const std::string& { return provider.Answer(request); });
+  const auto size = static_cast<double>(reply.size());
+  const std::string request = "MDSCHEMA_MEASURES" + kRequest;
+  const std::vector<std::string> call{
+      "--url",    server.Url(), "--target",  "analysis-services-2005",
+      "--quiet",  "--format",   "json",      "cube",
+      "--source", "Local",      "--catalog", "Foodmart",
+      "--cube",   "Sales 0"};
+  const std::vector<double> times = measure::InChild([&] {
+    Floor floor(server.Url());
+    const measure::Pairs pairs = measure::InPairs(
+        5, [&] { Floor::Parse(floor.Receive(request)); }, [&] { RunProgram("xmla-import", call); });
+    return std::vector<double>{pairs.floor, pairs.ours, pairs.ratio};
+  });
+  const double peak = PeakMemoryOf("xmla-import", call);
+  Print("whole process, JSON of 250,000 measures", Format("%.0f ms", times[0] * 1e3),
+        Format("%.0f ms", times[1] * 1e3), Format("%.2f x", times[2]), "<= 2.2 x", times[2] <= 2.2);
+  Print("its peak memory, of the reply", Format("%.0f MB", size / 1e6),
+        Format("%.0f MB", peak / 1e6), Format("%.2f x", peak / size), "<= 2.5 x",
+        peak <= 2.5 * size);
+}
+
+/// The tool's memory must not grow with the number of cubes. The floor is the smaller number.
+void ManyCubes() {
+  const std::string file = "/tmp/xmla-bench." + std::to_string(getpid()) + ".json";
+  const auto peak = [&](std::size_t cubes) {
+    const replies::Provider provider(cubes, 0, 200);
+    LoopbackServer server(
+        [&](std::string_view request) -> const std::string& { return provider.Answer(request); });
+    return PeakMemoryOf("xmla-import", {"--url", server.Url(), "--quiet", "--format", "json", "-o",
+                                        file, "import"});
+  };
+  const double few = peak(400);
+  const double many = peak(4000);
+  unlink(file.c_str());
+  Print("peak memory of 4,000 cubes, beside 400", Format("%.0f MB", few / 1e6),
+        Format("%.0f MB", many / 1e6), Format("%.2f x", many / few), "<= 1.3 x", many <= 1.3 * few);
+}
+
 void Start() {
   const measure::Pairs pairs = measure::InPairs(
       50, [] { RunProgram("/bin/true", {}); }, [] { RunProgram("xmla-import", {"--version"}); });
@@ -244,7 +291,7 @@ constexpr struct {
 } kRows[] = {
     {"large", &LargeReply}, {"allocations", &Allocations}, {"small", &SmallReplies},
     {"growth", &Growth},    {"waiting", &WaitingJobs},     {"jobs", &BusyJobs},
-    {"start", &Start},
+    {"start", &Start},      {"cube", &LargeCube},          {"cubes", &ManyCubes},
 };
 
 }  // namespace

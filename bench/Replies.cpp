@@ -36,7 +36,7 @@ std::string Measures(std::size_t rows) {
   return Envelope(text);
 }
 
-Provider::Provider(std::size_t cubes, std::size_t hierarchies) {
+Provider::Provider(std::size_t cubes, std::size_t hierarchies, std::size_t measures) {
   const auto property = [](const char* name, const char* value) {
     return "<row>" + Column("PropertyName", name) + Column("Value", value) + "</row>";
   };
@@ -79,7 +79,7 @@ Provider::Provider(std::size_t cubes, std::size_t hierarchies) {
   }
   m_properties = Envelope(rows);
   rows.clear();
-  for (std::size_t i = 0; i < 10; ++i) AppendMeasure(rows, i);
+  for (std::size_t i = 0; i < measures; ++i) AppendMeasure(rows, i);
   m_measures = Envelope(rows);
 }
 

@@ -13,7 +13,7 @@ std::string Measures(std::size_t rows);
 /// with 10 properties each.
 class Provider {
  public:
-  Provider(std::size_t cubes, std::size_t hierarchies);
+  Provider(std::size_t cubes, std::size_t hierarchies, std::size_t measures = 10);
   const std::string& Answer(std::string_view request) const;
 
  private:

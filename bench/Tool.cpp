@@ -5,13 +5,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
+#include <string_view>
+#include <thread>
 
-void RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
-  const bool isBeside = program.find('/') == std::string::npos;
-  const std::filesystem::path here = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const std::string path = isBeside ? (here / program).string() : program;
+namespace {
+
+pid_t Start(const std::string& path, const std::vector<std::string>& arguments) {
   std::vector<char*> argv{const_cast<char*>(path.c_str())};  // NOLINT: posix_spawn changes nothing
   for (const std::string& argument : arguments)
     argv.push_back(const_cast<char*>(argument.c_str()));  // NOLINT
@@ -23,7 +27,47 @@ void RunProgram(const std::string& program, const std::vector<std::string>& argu
   pid_t child = 0;
   const int failure = posix_spawn(&child, path.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
+  if (failure != 0) throw std::runtime_error("this program cannot be started: " + path);
+  return child;
+}
+
+std::string PathOf(const std::string& program) {
+  if (program.find('/') != std::string::npos) return program;
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path() / program;
+}
+
+/// True when the process has ended; throws when that was no success.
+bool HasEnded(pid_t child, int options, const std::string& path) {
   int status = 0;
-  if (failure != 0 || waitpid(child, &status, 0) != child || status != 0)
-    throw std::runtime_error("this program failed: " + path);
+  const pid_t ended = waitpid(child, &status, options);
+  if (ended == 0) return false;
+  if (ended != child || status != 0) throw std::runtime_error("this program failed: " + path);
+  return true;
+}
+
+/// The peak so far; 0 for a process that has ended.
+double PeakOf(pid_t process) {
+  constexpr std::string_view kPeak = "VmHWM:";
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with(kPeak)) return std::stod(line.substr(kPeak.size())) * 1024;
+  return 0;
+}
+
+}  // namespace
+
+void RunProgram(const std::string& program, const std::vector<std::string>& arguments) {
+  const std::string path = PathOf(program);
+  HasEnded(Start(path, arguments), 0, path);
+}
+
+double PeakMemoryOf(const std::string& program, const std::vector<std::string>& arguments) {
+  const std::string path = PathOf(program);
+  const pid_t child = Start(path, arguments);
+  double peak = 0;
+  while (!HasEnded(child, WNOHANG, path)) {
+    peak = std::max(peak, PeakOf(child));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return peak;
 }

@@ -3,10 +3,13 @@
 
 #include <thread>
 
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXStringVector.h"
 #include "support/FailingAllocation.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -212,6 +215,35 @@ TEST(RefCountingDeathTest, EmptyHandleAborts) {
   const RefCnt<Counted> empty;
   EXPECT_DEATH(empty->value = 2, "RefCnt.h:[0-9]+: empty reference dereferenced\n");
   EXPECT_DEATH((*empty).value = 2, "empty reference dereferenced");
+}
+
+TEST(Assert, LeavesALogicErrorToTheHostsHandler) {
+  support::Settings settings;
+  settings.onLogicError = [](const String& file, int line, const String& message) {
+    throw ErrorMessage(file + L":" + BaseStringUtil::StringFrom(std::uint64_t(line)) + L" " +
+                       message);
+  };
+  String text;
+  try {
+    VXAssert::handleLogicError(L"File.cpp", 506, L"broken");
+  } catch (const ErrorMessage& error) {
+    error.RetrieveErrorMessages(text);
+  }
+  EXPECT_EQ(text, L"File.cpp:506 broken");
+}
+
+TEST(AssertDeathTest, AbortsWhenTheHostsHandlerReturns) {
+  support::Settings settings;
+  settings.onLogicError = [](const String&, int, const String&) {};
+  EXPECT_EXIT(VXAssert::handleLogicError(L"File.cpp", 506, L"broken"),
+              testing::KilledBySignal(SIGABRT), "^File.cpp:506: broken\n$");
+}
+
+TEST(AssertDeathTest, AbortsOnAThreadWithoutAHandler) {
+  support::Settings settings;
+  settings.onLogicError = [](const String&, int, const String&) { throw 1; };
+  EXPECT_EXIT(std::jthread([] { VXAssert::handleLogicError(L"File.cpp", 506, L"broken"); }).join(),
+              testing::KilledBySignal(SIGABRT), "^File.cpp:506: broken\n$");
 }
 
 TEST(AssertDeathTest, WritesOneLineAndAborts) {

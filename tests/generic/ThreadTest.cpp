@@ -8,8 +8,10 @@
 #include <chrono>
 #include <thread>
 
+#include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXThread.h"
+#include "support/Settings.h"
 
 namespace {
 
@@ -130,6 +132,22 @@ TEST(ThreadDeathTest, SecondStartIsALogicError) {
         thread->Start();
       },
       "thread started a second time");
+}
+
+TEST(Thread, RunsOnAfterASecondStartThatTheHostSurvives) {
+  support::Settings settings;
+  settings.onLogicError = [](const String&, int, const String& message) {
+    throw ErrorMessage(message);
+  };
+  Worker worker;
+  worker.waits = true;
+  String result;
+  const auto thread = MakeThread(worker, result);
+  thread->Start();
+  EXPECT_THROW(thread->Start(), ErrorMessage);
+  thread->RequestCancellation(0, VXExecutionState::kCancelReasonHost);
+  thread->WaitUntilStopped();
+  EXPECT_EQ(worker.runs, 1);
 }
 
 TEST(Thread, HasAllSignalsBlockedAndItsStarterKeepsItsMask) {

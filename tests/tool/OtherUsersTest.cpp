@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/Effort.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
@@ -67,7 +68,15 @@ class OtherUsers : public testing::TestWithParam<uid_t> {
   }
   std::string Text(const fs::path& name) const { return support::ReadFile(Path(name)); }
 
+  static void TearDownTestSuite() {
+    if (m_calls > 0 && !testing::UnitTest::GetInstance()->Failed())
+      support::PrintFigure(
+          "files, links, pipes and directories of other users",
+          std::to_string(m_calls) + " calls: no permission kept, no link followed, no wait");
+  }
+
   Outcome Run(const Arguments& arguments, uid_t user) const {
+    ++m_calls;
     Options options;
     options.prepare = [user] { Become(user); };
     Arguments words{"--url", m_provider.Url()};
@@ -86,6 +95,8 @@ class OtherUsers : public testing::TestWithParam<uid_t> {
   const support::TempDir m_folder;
 
  private:
+  inline static int m_calls = 0;
+
   void Own(const fs::path& name, uid_t owner) const {
     ASSERT_EQ(lchown(Path(name).c_str(), owner, owner), 0) << name;
   }

@@ -40,6 +40,14 @@ TEST_P(Sample, ShowsTheTreeOfAServerOfItsKind) {
   EXPECT_FALSE(embedded.Document()["dataSources"].empty());
 }
 
+TEST(Sample, DocumentsAreWrittenLikeAnyOther) {
+  for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
+    for (const char* command : {"sources", "tree", "cube", "import"}) {
+      const Outcome outcome = RunTool({"--sample", kind, "--format", "json", command});
+      EXPECT_EQ(outcome.out, outcome.Document().dump(2) + "\n") << kind << command;
+    }
+}
+
 TEST(SampleProvider, IsReachedWhateverProxyTheEnvironmentNames) {
   Options options;
   options.environment = {{"http_proxy", "http://127.0.0.1:1"}, {"all_proxy", "http://127.0.0.1:1"}};

@@ -43,12 +43,12 @@ Outcome Run(const ScriptedProvider::Script& script, Arguments arguments) {
 }
 
 const Path kPaths[] = {
-    {"ChoosingOneOfManyCubes", 20000,
+    {"ChoosingOneOfManyCubes", 60000,
      [](std::size_t size) {
        return Run(ManyCubes(size), {"import", "--cube", "Unit", "--catalog", "Lone"});
      },
      0},
-    {"ManyNamesThatDoNotExist", 10000,
+    {"ManyNamesThatDoNotExist", 30000,
      [](std::size_t size) {
        return Run(ManyCubes(size), {"import", "--cube", "Nope"});
      },

@@ -243,7 +243,6 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   if (WIFEXITED(status)) outcome.status = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) outcome.signal = WTERMSIG(status);
   outcome.dumpedCore = WIFSIGNALED(status) && WCOREDUMP(status);
-  outcome.peakKilobytes = usage.ru_maxrss;
   for (const timeval& time : {usage.ru_utime, usage.ru_stime})
     outcome.cpuSeconds +=
         static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);

@@ -44,7 +44,6 @@ struct Outcome {
   int signal = 0;
   bool dumpedCore = false;
   double cpuSeconds = 0;
-  long peakKilobytes = 0;  ///< of memory
   std::string out;
   std::string err;
   std::string terminal;  ///< what the terminal showed
