@@ -24,10 +24,14 @@
 ///
 /// Threads: one import object is used from one thread at a time and holds no lock. Distinct objects
 /// may be used at the same time. Another thread may ask a running operation to stop through the
-/// VXExecutionState that is in force on the calling thread. Replies are parsed on a thread of the
-/// object's own, which takes turns with the calling one on its processor when they are short;
-/// where the host's threads run is not touched. After a fork, objects made before it
-/// belong to the parent process: the child makes its own.
+/// VXExecutionState that is in force on the calling thread. While an operation runs, each reply is
+/// parsed on a thread of the object's own, on which all signals are blocked.
+///
+/// Settings: ImportSettings on the calling thread holds HTTP options, limits on what a server can
+/// make an operation do, an optional deadline, and handlers.
+///
+/// Fork: a child process may delete objects that no thread was using at the time of the fork, and
+/// uses new ones for its own imports.
 class OTXMLAImportAPI {
  public:
   using ConnectParameters = std::vector<std::pair<String, String>>;
