@@ -279,9 +279,9 @@ double ThreadSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-std::string Times(int count, const std::string& text) {
+std::string Times(std::size_t count, const std::string& text) {
   std::string all;
-  for (int i = 0; i < count; ++i) all += text;
+  for (std::size_t i = 0; i < count; ++i) all += text;
   return all;
 }
 
@@ -304,8 +304,8 @@ double Cost(const std::string& answer) {
 
 struct Scaled {
   const char* name;
-  std::string (*answer)(int size);
-  int size;
+  std::string (*answer)(std::size_t size);
+  std::size_t size;
 };
 
 class HTTPScaling : public testing::TestWithParam<Scaled> {};
@@ -320,42 +320,45 @@ TEST_P(HTTPScaling, IsLinear) {
   EXPECT_LE(twice, 2.5 * once) << "once " << once << " s, twice " << twice << " s";
 }
 
-std::string Numbered(int count, const std::string& before, const std::string& behind) {
+std::string Numbered(std::size_t count, const std::string& before, const std::string& behind) {
   std::string text;
-  for (int i = 0; i < count; ++i) text += before + std::to_string(100000 + i) + behind;
+  for (std::size_t i = 0; i < count; ++i) text += before + std::to_string(100000 + i) + behind;
   return text;
 }
 
 /// So large that the allocator treats twice as much alike.
-constexpr int kLong = 40 << 20;
+constexpr std::size_t kLong = 40 << 20;
 
 INSTANTIATE_TEST_SUITE_P(
     HTTP, HTTPScaling,
     testing::ValuesIn(std::vector<Scaled>{
         {"TagsOfARefusal",
-         [](int size) { return Answer("<Envelope>" + std::string(size, '<'), "500 Oops"); }, kLong},
-        {"CommentsOfARefusal", [](int size) { return Answer(Times(size / 4, "<!--"), "500 Oops"); },
+         [](std::size_t size) { return Answer("<Envelope>" + std::string(size, '<'), "500 Oops"); },
          kLong},
-        {"Blanks", [](int size) { return Answer(std::string(size, ' ')); }, kLong},
-        {"PlainText", [](int size) { return Answer(std::string(size, 'x')); }, kLong},
-        {"Titles", [](int size) { return Answer("<html>" + Times(size / 6, "<title")); }, kLong},
+        {"CommentsOfARefusal",
+         [](std::size_t size) { return Answer(Times(size / 4, "<!--"), "500 Oops"); }, kLong},
+        {"Blanks", [](std::size_t size) { return Answer(std::string(size, ' ')); }, kLong},
+        {"PlainText", [](std::size_t size) { return Answer(std::string(size, 'x')); }, kLong},
+        {"Titles", [](std::size_t size) { return Answer("<html>" + Times(size / 6, "<title")); },
+         kLong},
         {"Offers",
-         [](int size) {
+         [](std::size_t size) {
            return Answer("", "401 Unauthorized", Numbered(size, "WWW-Authenticate: S", "\r\n"));
          },
          5000},
         {"OffersInOneLine",
-         [](int size) {
+         [](std::size_t size) {
            return Answer("", "401 Unauthorized",
                          "WWW-Authenticate: " + Numbered(size, "S", ", ") + "\r\n");
          },
          5000},
-        {"Trailers", [](int size) { return kChunks + Numbered(size, "X", ": y\r\n") + "\r\n"; },
-         5000},
+        {"Trailers",
+         [](std::size_t size) { return kChunks + Numbered(size, "X", ": y\r\n") + "\r\n"; }, 5000},
         {"PreliminaryAnswers",
-         [](int size) { return Times(size, "HTTP/1.1 100 C\r\n\r\n") + Answer("<r/>"); }, 5000},
+         [](std::size_t size) { return Times(size, "HTTP/1.1 100 C\r\n\r\n") + Answer("<r/>"); },
+         5000},
         {"CookieAttributes",
-         [](int size) {
+         [](std::size_t size) {
            return Answer("<r/>", "200 OK", "Set-Cookie: a=b" + Times(size, "; Path=/") + "\r\n");
          },
          5000},
