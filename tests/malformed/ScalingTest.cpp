@@ -563,7 +563,7 @@ TEST_P(Scaling, StopsWithinATenthOfASecond) {
   std::size_t count = 0;
   for (const Path& path : GetParam().paths()) {
     if (!path.isOperation) continue;
-    const std::size_t size = support::kIsSanitized ? path.most / 8 : path.most;
+    const std::size_t size = path.most / (support::kIsSanitized ? 16 : support::IsLong() ? 1 : 4);
     const double seconds = support::LongestStop(path.make(size), moments, allowed);
     EXPECT_LE(seconds, allowed) << path.name;
     longest = std::max(longest, seconds);
