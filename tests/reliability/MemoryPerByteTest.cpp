@@ -241,7 +241,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
       most = std::max(most, factor);
       mostMebibytes = std::max(mostMebibytes, kibibytes >> 10);
       // What is made of the reply, whatever it came as, is limited too.
-      EXPECT_LT(kibibytes >> 10, 20 * (bytes >> 20)) << reply.name;
+      EXPECT_LT(kibibytes >> 10, 24 * (bytes >> 20)) << reply.name;
     }
   }
   network::Figure(
