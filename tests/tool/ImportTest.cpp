@@ -187,7 +187,7 @@ TEST(Import, LosesOnlyTheCubeOfWhichAProviderBreaksARule) {
     EXPECT_EQ(outcome.status, 3) << outcome.signal << outcome.err;
     const Json document = outcome.Document();
     ASSERT_EQ(document["cubes"].size(), 3u);
-    for (const int whole : {0, 2}) {
+    for (const std::size_t whole : {0u, 2u}) {
       EXPECT_EQ(document["cubes"][whole]["errors"], Json::array());
       EXPECT_EQ(document["cubes"][whole]["hierarchies"].size(), 1u);
     }

@@ -194,7 +194,7 @@ TEST_P(OtherUsers, LeadThePasswordNowhereByALink) {
 }
 
 TEST_P(OtherUsers, DoNotMakeTheToolWaitAtTheirPipes) {
-  for (const mode_t mode : {01777, 0777}) {
+  for (const mode_t mode : {01777u, 0777u}) {
     MakeFolder("shared", kRoot, mode);
     ASSERT_EQ(mkfifo(Path("shared/pipe").c_str(), 0666), 0);
     ASSERT_EQ(chmod(Path("shared/pipe").c_str(), 0666), 0);
