@@ -95,6 +95,26 @@ TEST(HandOver, IsBoundedByTextToo) {
   parser.join();
 }
 
+TEST(HandOver, IsBoundedByNamesToo) {
+  const auto driver = MakeDriver();
+  driver->Announce();
+  std::wstring text = L"<r>";
+  for (int i = 0; i < 80; ++i)
+    text += L"<e" + std::to_wstring(i) + std::wstring(40000, L'x') + L"/>";
+  text += L"</r>";
+  std::atomic<bool> ended{false};
+  std::thread parser([&] {
+    String error;
+    driver->ParseInMem(String(text), error);
+    ended = true;
+  });
+  ASSERT_TRUE(driver->Read());
+  for (int i = 0; i < 50 && !ended; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_FALSE(ended);
+  driver->Cancel();
+  parser.join();
+}
+
 TEST(HandOver, SmallDocumentNeedsNoReader) {
   const auto driver = MakeDriver();
   String error;

@@ -312,6 +312,10 @@ std::vector<Path> ReaderPaths() {
               [](std::size_t size) {
                 return "<?xml version='1.0'" + std::string(size, ' ') + "?><root/>";
               }),
+      OfReply("a declaration without end", "MDSCHEMA_MEASURES", 8 * kKi, 128 * kMi,
+              [](std::size_t size) { return "<?xml " + std::string(size, '?'); }),
+      OfReply("beginnings of a declaration", "MDSCHEMA_MEASURES", 8 * kKi, 128 * kMi,
+              [](std::size_t size) { return std::string(size, '<'); }),
       OfReply("a null character at the end", "MDSCHEMA_MEASURES", 8 * kKi, 16 * kMi,
               [](std::size_t size) {
                 return "<root>" + Repeated("<a/>\n", size) + std::string("\0</root>", 8);
@@ -449,6 +453,12 @@ std::vector<Path> ImportPaths() {
                  return Rowsets{{"MDSCHEMA_HIERARCHIES", Numbered(count, [](const std::string& i) {
                                    return Hierarchy("[h" + i + "]", Column("IS_VIRTUAL", "true"));
                                  })}};
+               }),
+      OfImport("a million skipped hierarchies", kHierarchies, kAnalysis, 64 * kKi, 1'000'000,
+               [=](std::size_t count) {
+                 return Rowsets{{"MDSCHEMA_HIERARCHIES", Times("<row><IS_VIRTUAL>true</IS_VIRTUAL>"
+                                                               "<STRUCTURE>0</STRUCTURE></row>",
+                                                               count)}};
                }),
       OfImport("skipped hierarchies with long names", kHierarchies, kAnalysis, 64, 2 * kKi,
                [=](std::size_t count) {

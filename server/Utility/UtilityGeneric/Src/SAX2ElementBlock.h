@@ -16,7 +16,10 @@ struct SAX2ElementBlock {
 
   std::vector<String> names;
   std::vector<Record> records;
-  std::string text;  // the values, one after the other
+  std::string text;           // the values, one after the other
+  std::size_t nameBytes = 0;  // of the names, which may be long
 
-  std::size_t Bytes() const noexcept { return records.size() * sizeof(Record) + text.size(); }
+  std::size_t Bytes() const noexcept {
+    return records.size() * sizeof(Record) + text.size() + nameBytes;
+  }
 };

@@ -16,13 +16,19 @@ constexpr std::chrono::milliseconds kSlice{40};
 
 }  // namespace
 
+// In a forked child, threads of the parent count as waiting for ever, and the end of a condition
+// variable waits for them.
+SAX2ElementQueue::~SAX2ElementQueue() {
+  if (m_process != getpid()) static_cast<void>(m_waiting.release());
+}
+
 void SAX2ElementQueue::AnnounceLocked() noexcept {
   m_current.store(++m_last, std::memory_order_release);
   m_announced = true;
   m_state = State::kOpen;
   m_blocks.clear();
   m_bytes = 0;
-  m_parser.notify_all();  // an earlier parse that waits for room must end
+  m_waiting->parser.notify_all();  // an earlier parse that waits for room must end
 }
 
 void SAX2ElementQueue::Announce() noexcept {
@@ -36,8 +42,8 @@ void SAX2ElementQueue::CancelLocked() noexcept {
   m_state = State::kCancelled;
   m_blocks.clear();
   m_bytes = 0;
-  m_parser.notify_all();
-  m_reader.notify_all();
+  m_waiting->parser.notify_all();
+  m_waiting->reader.notify_all();
 }
 
 void SAX2ElementQueue::Cancel() noexcept {
@@ -61,12 +67,13 @@ void SAX2ElementQueue::AddLocked(Block block) {
 bool SAX2ElementQueue::Push(Generation parse, Block block) {
   std::unique_lock lock(m_mutex);
   if (m_bytes >= kMaxReadyBytes) {
-    m_parser.wait(lock, [&] { return !IsCurrent(parse) || m_bytes <= kMaxReadyBytes / 2; });
+    m_waiting->parser.wait(lock,
+                           [&] { return !IsCurrent(parse) || m_bytes <= kMaxReadyBytes / 2; });
   }
   if (!IsCurrent(parse)) return false;
   AddLocked(std::move(block));
   lock.unlock();
-  m_reader.notify_one();
+  m_waiting->reader.notify_one();
   return true;
 }
 
@@ -81,7 +88,7 @@ bool SAX2ElementQueue::End(Generation parse, bool failed) noexcept {
     if (!IsCurrent(parse)) return false;
     m_state = failed ? State::kFailed : State::kComplete;
   }
-  m_reader.notify_one();
+  m_waiting->reader.notify_one();
   return true;
 }
 
@@ -90,7 +97,7 @@ SAX2ElementQueue::Delivery SAX2ElementQueue::Take(Block& block, Generation& pars
   for (;;) {
     if (IsThreadToStop()) CancelLocked();
     if (!m_blocks.empty() || m_state != State::kOpen) break;
-    m_reader.wait_for(lock, kSlice);
+    m_waiting->reader.wait_for(lock, kSlice);
   }
   if (m_blocks.empty()) {
     const State ended = std::exchange(m_state, State::kIdle);
@@ -103,7 +110,7 @@ SAX2ElementQueue::Delivery SAX2ElementQueue::Take(Block& block, Generation& pars
   parse = m_last;
   if (m_bytes <= kMaxReadyBytes / 2) {
     lock.unlock();
-    m_parser.notify_one();
+    m_waiting->parser.notify_one();
   }
   return Delivery::kBlock;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -18,6 +20,12 @@ class SAX2ElementQueue {
   using Generation = std::uint64_t;
   using Block = std::unique_ptr<SAX2ElementBlock>;
   static constexpr Generation kNone = 0;
+
+  SAX2ElementQueue() = default;
+  ~SAX2ElementQueue();
+  SAX2ElementQueue(const SAX2ElementQueue&) = delete;
+  SAX2ElementQueue& operator=(const SAX2ElementQueue&) = delete;
+
   /// What the reader gets from Take.
   enum class Delivery { kBlock, kEnd, kFailure, kCancellation };
 
@@ -60,9 +68,14 @@ class SAX2ElementQueue {
   void CancelLocked() noexcept;
   void AddLocked(Block block);
 
+  struct Waiting {
+    std::condition_variable reader;  // for a block or the end
+    std::condition_variable parser;  // for room
+  };
+
+  const pid_t m_process = getpid();
   std::mutex m_mutex;
-  std::condition_variable m_reader;          // waits for a block or the end
-  std::condition_variable m_parser;          // waits for room
+  std::unique_ptr<Waiting> m_waiting = std::make_unique<Waiting>();
   std::deque<Block> m_blocks;                // guarded
   std::size_t m_bytes = 0;                   // guarded: in m_blocks
   State m_state = State::kIdle;              // guarded

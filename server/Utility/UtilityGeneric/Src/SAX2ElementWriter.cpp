@@ -19,12 +19,14 @@ bool SAX2ElementWriter::Add(Name& name, std::string_view value) {
   if (!m_block) StartBlock();
   if (name.block != m_number) {
     m_block->names.push_back(name.text);
+    m_block->nameBytes += name.text.size() * sizeof(wchar_t);
     name.index = static_cast<std::uint32_t>(m_block->names.size() - 1);
     name.block = m_number;
   }
   m_block->text.append(value);
   m_block->records.push_back({name.index, static_cast<std::uint32_t>(value.size())});
-  if (m_block->records.size() < kBlockElements && m_block->text.size() < kBlockText)
+  if (m_block->records.size() < kBlockElements &&
+      m_block->text.size() + m_block->nameBytes < kBlockText)
     return !IsStopped();
   return m_queue.Push(m_parse, std::move(m_block));
 }

@@ -36,6 +36,9 @@ class VXThread::SystemThread {
 
   bool IsRunning() const noexcept { return IsOurs() && !m_hasEnded.load(); }
 
+  /// True in a forked child of the process that the thread runs in.
+  bool IsInherited() const noexcept { return m_process.load() != 0 && !IsOurs(); }
+
   void Join() noexcept {
     if (!IsOurs()) return;
     const std::lock_guard lock(m_mutex);
@@ -84,6 +87,7 @@ void VXThread::Start() {
 }
 
 void VXThread::RequestCancellation(unsigned long, VXExecutionState::CancelReason reason) noexcept {
+  if (m_thread->IsInherited()) return;  // the job's locks may be held by threads that are not here
   m_state.RequestCancellation(reason);
   Cancel();
 }

@@ -22,10 +22,12 @@ std::size_t SkipBlanksAndMarks(std::string_view text, std::size_t position) {
 /// The position behind the XML declaration that stands at `position`, or `position` itself.
 std::size_t SkipDeclaration(std::string_view text, std::size_t position) {
   constexpr std::string_view kStart = "<?xml";
+  // A longer one is none: the search for its end would take seconds that nobody can stop.
+  constexpr std::size_t kLongest = std::size_t{64} << 10;
   if (text.compare(position, kStart.size(), kStart) != 0) return position;
   const std::size_t target = position + kStart.size();
   if (target >= text.size() || !IsBlank(text[target])) return position;
-  const std::size_t close = text.find("?>", target);
+  const std::size_t close = text.substr(0, position + kLongest).find("?>", target);
   return close == std::string_view::npos ? position : close + 2;
 }
 

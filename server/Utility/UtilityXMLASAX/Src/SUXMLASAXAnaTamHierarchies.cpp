@@ -3,6 +3,7 @@
 #include "SUXMLASAXLevelImport.h"
 #include "SUXMLASAXNames.h"
 #include "SUXMLASAXProviderRules.h"
+#include "SUXMLASAXStop.h"
 #include "SUXMLASAXWarnings.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
@@ -51,8 +52,10 @@ class HierarchyImport {
     std::vector<RefCnt<XmlADimension>> rows;
     m_agent.GetDimensionsOnCatalogCube(rows, m_catalog, m_cube, m_dataSource);
     // Of several dimensions with one name the first counts.
-    for (const RefCnt<XmlADimension>& row : rows)
+    for (const RefCnt<XmlADimension>& row : rows) {
+      ThrowIfStopped();
       m_dimensionTypes.emplace(row->GetDimensionUniqueName(), row->GetDimensionType());
+    }
   }
 
   OTXMLAHierarchy Import(const RefCnt<XmlAHierarchy>& row, Warnings& warnings) {
@@ -128,6 +131,7 @@ void OTXMLAAnaTamImportAPI::GetHierarchies(std::vector<OTXMLAHierarchy>& hierarc
                                                  m_choiceDataSource);
     hierarchies.reserve(rows.size());  // a record moves by copying all that it holds
     for (const RefCnt<XmlAHierarchy>& row : rows) {
+      ThrowIfStopped();
       if (const int reason = ReasonToSkip(*row, import.Rules())) {
         told.Add(reason, {row->GetUniqueName(), m_choiceDataSource, m_choiceCatalog, m_choiceCube});
       } else {

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "SUXMLASAXProviderRules.h"
+#include "SUXMLASAXStop.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
@@ -132,6 +133,7 @@ void OTXMLAAnaTamImportAPI::GetMeasuresAndCalcMembers(std::vector<OTXMLAUnit>& u
                                               m_choiceDataSource);
     const ProviderRules& rules = RulesOf(*m_DiscoverAgent);
     for (std::size_t i = rules.firstMeasureIsDimension ? 1 : 0; i < measures.size(); ++i) {
+      ThrowIfStopped();
       const XmlAMeasure& measure = *measures[i];
       OTXMLAUnit unit;
       unit.m_name = measure.GetCaption();
@@ -154,6 +156,8 @@ void OTXMLAAnaTamImportAPI::GetSAPVariables(OTCube& cube, String&, String&) {
   std::vector<RefCnt<XmlACubeVariable>> variables;
   m_DiscoverAgent->GetVariablesOnCatalogCube(variables, m_choiceCube, m_choiceCatalog,
                                              m_choiceDataSource);
-  for (const RefCnt<XmlACubeVariable>& variable : variables)
+  for (const RefCnt<XmlACubeVariable>& variable : variables) {
+    ThrowIfStopped();
     cube.m_sapVariables.push_back(*variable);
+  }
 }

@@ -5,6 +5,7 @@
 #include "SUXMLASAXImportLog.h"
 #include "SUXMLASAXProviderRules.h"
 #include "SUXMLASAXRequests.h"
+#include "SUXMLASAXStop.h"
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
@@ -157,8 +158,10 @@ void XmlADiscoverAgentImpl::FindDefaultHierarchiesOnCatalogCube(DefaultHierarchi
        Requests::Dimensions(*m_SoapMessage, kDefaultHierarchiesTitle,
                             {catalog, cube, dataSourceInfo}),
        &XmlADiscoverAgentImpl::ReadDimensions);
-  for (const RefCnt<XmlADimension>& dimension : dimensions)
+  for (const RefCnt<XmlADimension>& dimension : dimensions) {
+    ThrowIfStopped();
     defaults[dimension->GetDefaultHierarchyUniqueName()] = true;
+  }
 }
 
 void XmlADiscoverAgentImpl::GetHierarchiesOnCatalogCube(

@@ -6,9 +6,11 @@
 #include "SUXMLASAXProviderRules.h"
 #include "SUXMLASAXRequests.h"
 #include "SUXMLASAXSoapFault.h"
+#include "SUXMLASAXStop.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 
 // One request and its reply: sent, parsed on the reader thread, read on the calling thread, logged.
@@ -17,27 +19,42 @@ namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
 
-/// As hosts' traces know the place of these errors.
-constexpr const wchar_t* kSourceFile =
-    L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp";
-
 // Numbers of the host's message catalogue.
-constexpr int kMessageReadCancelled = 46066;
 constexpr int kMessageParseError = 46100;
 constexpr int kMessageSoapFault = 64203;
+
+/// Like text.find, but can be stopped: a large text of beginnings takes seconds.
+std::size_t Find(std::string_view text, std::string_view pattern, std::size_t from) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
+  for (;; from += kPiece) {
+    ThrowIfStopped();
+    const std::string_view part = text.substr(0, from + kPiece + pattern.size() - 1);
+    const std::size_t found = part.find(pattern, from);
+    if (found != std::string_view::npos || part.size() == text.size()) return found;
+  }
+}
 
 /// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
 void NormaliseDeclaration(NarrowString& reply, bool isOmitted) {
   constexpr std::string_view kDeclaration = "<?xml version=\"1.0\"?>";
   constexpr std::string_view kWithoutEnd = "<?xml version=\"1.0\"";
   // Should a declaration come where none is expected, the reader skips the second one.
-  const std::size_t start = isOmitted ? NarrowString::npos : reply.find("<?xml version");
+  const std::size_t start = isOmitted ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
   if (start == NarrowString::npos) {
     reply.ReplaceFront(0, kDeclaration);
     return;
   }
-  const std::size_t end = reply.find("?>", start);
+  const std::size_t end = Find(reply.view(), "?>", start);
   reply.ReplaceFront(std::min(end, reply.size()), kWithoutEnd);
+}
+
+/// Throws the error of a request beyond maxRequestBytes.
+void RefuseLongRequest() {
+  SUGThrow(
+      ErrorMessage(L"A request would be longer than " +
+                   BaseStringUtil::StringFrom(ImportSettings::Current().limits.maxRequestBytes) +
+                   L" bytes (limit maxRequestBytes), because the server uses very long names"),
+      kSourceFile, __LINE__);
 }
 
 NarrowString ToUtf8(const String& text) {
@@ -60,11 +77,15 @@ String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
 /// Sends the request. `reply` gets the answer with its declaration in one form. The result is the
 /// HTTP client's error text for an answer that may still hold a fault, empty as a rule. Throws the
 /// client's error text when there is no answer.
-String XmlADiscoverAgentImpl::Post(const NarrowString& request, NarrowString& reply) {
+String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& subject,
+                                   NarrowString& reply) {
   if (ImportOperation* const operation = ImportOperation::Current()) operation->CountRequest();
   m_HttpClient->SetRequestHeader(PrepareHttpSizeHeader());
+  m_HttpClient->SetRequestSubject(subject);
   String error;
-  if (m_HttpClient->ReadBytes(request, reply, error)) {
+  const bool hasReply = m_HttpClient->ReadBytes(request, reply, error);
+  m_HttpClient->SetRequestSubject(String());  // it may be long
+  if (hasReply) {
     NormaliseDeclaration(reply, Rules().omitsXmlDeclaration);
   } else if (!error.empty()) {
     SUGThrow(ErrorMessage(error), kSourceFile, __LINE__);
@@ -103,10 +124,8 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
   if (element->HasError())
     SUGThrow(ErrorMessage(kMessageParseError, m_SoapParseErrorString), kSourceFile, __LINE__);
   if (element->IsCancel()) {
-    const ImportOperation* const operation = ImportOperation::Current();
-    if (operation && operation->IsPastDeadline())
-      SUGThrow(ErrorMessage(operation->DeadlineText()), kSourceFile, __LINE__);
-    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);
+    ThrowIfStopped();
+    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);  // by StopSaxParser
   }
   if (m_Fault) m_Fault->Watch(*element);
   return element;
@@ -122,6 +141,7 @@ void XmlADiscoverAgentImpl::ReadReply(const NarrowString& reply, const String& h
     XmlADiscoverAgentImpl& agent;
     ~Ending() {
       agent.StopSaxParser();
+      agent.m_XmlReaderDriver->Read();  // what a consumer left half read is let go
       agent.m_Reader = {};
       agent.m_Fault = nullptr;
     }
@@ -157,8 +177,8 @@ void XmlADiscoverAgentImpl::Exchange(const DiscoverRequest& request,
                times.started, times.answered, times.finished);
   };
   try {
-    m_HttpClient->SetRequestSubject(request.subject);
-    const String httpError = Post(request.body, reply);
+    if (request.isTooLong) RefuseLongRequest();
+    const String httpError = Post(request.body, request.subject, reply);
     VXDateTime::GetCurrDateTime(times.answered);
     ReadReply(reply, httpError, consume);
   } catch (const ErrorMessage& error) {
@@ -187,7 +207,8 @@ void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& respo
     if (!reply.empty()) response = Widened(reply);
   };
   try {
-    const String httpError = Post(ToUtf8(request), reply);
+    const String httpError = Post(ToUtf8(request), String(), reply);
+    if (reply.empty()) return;  // neither a reply nor a reason: `response` stays as it is
     ReadReply(reply, httpError, [] {});
   } catch (const ErrorMessage&) {
     keep();

@@ -3,19 +3,14 @@
 #include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
-#include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportSettings.h"
 
 namespace Requests {
 namespace {
 
-/// Throws ErrorMessage for a request that is too long.
-void CheckSize(std::size_t bytes) {
+bool IsTooLong(std::size_t bytes) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxRequestBytes;
-  if (limit == 0 || bytes <= limit) return;
-  SUGThrow(ErrorMessage(L"A request would be longer than " + BaseStringUtil::StringFrom(limit) +
-                        L" bytes (limit maxRequestBytes), because the server uses very long names"),
-           L"SUXMLASAXRequests.cpp", __LINE__);
+  return limit > 0 && bytes > limit;
 }
 
 /// Fills the builder step by step. The time counts from the beginning.
@@ -29,11 +24,10 @@ class Building {
   }
 
   using Setter = void (XmlASoapRequest::*)(const String&);
-  /// Puts a name into the request.
+  /// Puts a name into the request, unless that makes it too long.
   Building& Add(Setter set, const String& name) {
     m_characters += name.size();
-    CheckSize(m_characters);
-    (m_builder.*set)(name);
+    if (!IsTooLong(m_characters)) (m_builder.*set)(name);
     return *this;
   }
   Building& InDataSource(const String& info) {
@@ -51,8 +45,10 @@ class Building {
     String subject = m_builder.Subject();
     const String text = m_builder.GetContent();
     NarrowString body = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-    CheckSize(body.size());
-    return {m_started, &title, std::move(titleArguments), std::move(subject), std::move(body)};
+    const bool isTooLong = IsTooLong(m_characters) || IsTooLong(body.size());
+    if (isTooLong) body.clear();
+    return {m_started,          &title,          std::move(titleArguments),
+            std::move(subject), std::move(body), isTooLong};
   }
 
  private:

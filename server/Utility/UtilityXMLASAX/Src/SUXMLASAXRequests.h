@@ -13,6 +13,7 @@ struct DiscoverRequest {
   VXStringVector titleArguments;  ///< ... and what the title says
   String subject;                 ///< what is asked for, in words
   NarrowString body;              ///< UTF-8
+  bool isTooLong;                 ///< beyond maxRequestBytes (ImportLimits): the body is empty
 };
 
 /// Where a cube is.

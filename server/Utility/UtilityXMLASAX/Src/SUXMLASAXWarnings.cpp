@@ -3,10 +3,9 @@
 #include "Utility/Generic/BaseStringUtil.h"
 
 void Warnings::AddText(const String& text) {
-  const bool isTooMany = m_limits.maxWarnings > 0 && m_count >= m_limits.maxWarnings;
   const bool isTooLong = m_limits.maxWarningCharacters > 0 &&
                          m_characters + text.size() > m_limits.maxWarningCharacters;
-  if (isTooMany || isTooLong) {
+  if (IsFull() || isTooLong) {
     ++m_omitted;
     return;
   }

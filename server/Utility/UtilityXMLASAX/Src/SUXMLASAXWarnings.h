@@ -17,7 +17,11 @@ class Warnings {
 
   /// A message of the catalogue.
   void Add(int number, const std::vector<String>& arguments) {
-    AddText(SUStrUtil::LoadMsgStringOnly(number, arguments));
+    // A million of them are only counted: making their texts would take seconds.
+    if (IsFull())
+      ++m_omitted;
+    else
+      AddText(SUStrUtil::LoadMsgStringOnly(number, arguments));
   }
   void Add(const ErrorMessage& error) {
     String text;
@@ -28,6 +32,7 @@ class Warnings {
   void Finish();
 
  private:
+  bool IsFull() const { return m_limits.maxWarnings > 0 && m_count >= m_limits.maxWarnings; }
   void AddText(const String& text);
 
   String& m_warnings;

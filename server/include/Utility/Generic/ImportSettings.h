@@ -52,8 +52,8 @@ struct ImportSettings {
   std::function<void(const String& name, const String& reason)> onLogFailure;
 
   /// Called by VXAssert::handleLogicError on the thread that failed. May throw: the operation then
-  /// ends with that exception, and its output is incomplete. If it returns, or is empty, the process
-  /// aborts.
+  /// ends with that exception, and its output is incomplete. If it returns, or is empty, the
+  /// process aborts.
   std::function<void(const String& file, int line, const String& message)> onLogicError;
 
   /// The settings in force on the calling thread.

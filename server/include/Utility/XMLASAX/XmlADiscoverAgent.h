@@ -24,7 +24,7 @@ using XmlADiscoverAgentHeap = Heap<XmlADiscoverAgent>;
 /// Outputs are owned by the caller and emptied before the request is sent, unless said otherwise;
 /// their order is that of the reply's rows, nothing is filtered or de-duplicated. Failures are
 /// ErrorMessage: 64203 (SOAP fault), the HTTP client's text, 46100 (the reply cannot be parsed),
-/// 46066 (reading was cancelled); what was read before stays in the output, and the agent stays
+/// 46066 (reading was cancelled); nothing of a failed reply reaches the output, and the agent stays
 /// usable. `dataSourceInfo` is a text as GetDataSourceInfo returns it. One thread at a time.
 class XmlADiscoverAgent {
  public:

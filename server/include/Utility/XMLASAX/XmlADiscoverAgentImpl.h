@@ -106,7 +106,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   template <class List, class Read>
   void Fill(List& list, const DiscoverRequest& request, Read read);
   void Exchange(const DiscoverRequest& request, const std::function<void()>& consume);
-  String Post(const NarrowString& request, NarrowString& reply);
+  String Post(const NarrowString& request, const String& subject, NarrowString& reply);
   void ReadReply(const NarrowString& reply, const String& httpError,
                  const std::function<void()>& consume);
   template <class Text>
