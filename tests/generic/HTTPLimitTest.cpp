@@ -113,6 +113,13 @@ TEST(HTTPHeaderLimits, LeaveATrailerThatLooksLikeAStatusLineToTheReply) {
   EXPECT_EQ(outcome.reply, "<r/>");
 }
 
+TEST(HTTPHeaderLimits, KnowAPreliminaryAnswerWhateverItsBlanks) {
+  ScriptedServer server("HTTP/1.1  100 Continue\r\n\r\n" +
+                        Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=r\r\n"));
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
+              HasSubstr("log-in offered: Basic: http"));
+}
+
 TEST(HTTPHeaderLimits, RefuseALineWithACarriageReturnInside) {
   ScriptedServer server(Answer("", "401 Unauthorized",
                                "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
@@ -185,15 +192,65 @@ class Received : public HTTPExchangeObserver {
 };
 
 TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
-  // 400 MB, packed twice.
-  const std::string bomb = Gzip(Gzip(std::string(400 << 20, ' ')));
-  ScriptedServer server(Answer(bomb, "200 OK", "Content-Encoding: gzip, gzip\r\n"));
+  // 400 MB of blanks by zstd: a head with a window of 128 KiB, and blocks that each repeat a byte.
+  std::string bomb("\x28\xB5\x2F\xFD\0\x38", 6);
+  for (int i = 0; i < 3200; ++i) bomb.append("\x02\0\x10 ", 4);
+  ScriptedServer server(Answer(bomb, "200 OK", "Content-Encoding: zstd\r\n"));
   HTTPClientOptions options;
   options.maxReplyBytes = 0;
   const Received received;
   EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
               HasSubstr("(limit maxCompressionRatio)"));
   EXPECT_LT(received.bytes, 100u << 20);
+}
+
+// What one compression within another unfolds to may never show: here it is 5 MB of blocks that hold
+// nothing, and each further level would make it a thousand times as much.
+TEST(HTTPCompression, IsUndoneOnce) {
+  std::string nothing("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
+  for (int i = 0; i < 1 << 20; ++i) nothing.append("\0\0\0\xFF\xFF", 5);
+  const std::string twice = Gzip(nothing);
+  const std::string once = Gzip("<r/>");
+  const std::string kGzip = "Content-Encoding: gzip\r\n";
+  const std::string preliminary = kGzip + "\r\nHTTP/1.1 200 OK\r\n" + kGzip;
+  const struct {
+    std::string answer;
+    bool ok;
+  } kCases[] = {
+      {Answer(twice, "200 OK", "Content-Encoding: gzip, gzip\r\n"), false},
+      {Answer(twice, "200 OK", "content-encoding:gzip,,deflate\r\n"), false},
+      {Answer(twice, "200 OK", kGzip + kGzip), false},
+      {Answer(twice, "200 OK", kGzip + "Transfer-Encoding: gzip\r\n"), false},
+      {Answer(twice, "100 Continue", preliminary), false},
+      {Answer(twice, " 100 Continue", preliminary), false},
+      {Answer(once, "200 OK", kGzip), true},
+      {Answer(once, "200 OK", "Content-Encoding: identity, gzip\r\n"), true},
+  };
+  for (const auto& test : kCases) {
+    ScriptedServer server(test.answer);
+    const Outcome outcome = PostOnce("http://" + server.Authority() + "/");
+    EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
+    if (!test.ok) {
+      EXPECT_THAT(outcome.error, StartsWith("The reply is compressed more than once, which is not "
+                                            "accepted: http"));
+    }
+  }
+}
+
+TEST(HTTPCompression, IsCountedForEachAnswerOfALogIn) {
+  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest& request) {
+    connection.Send(
+        request.Header("authorization").empty()
+            ? Answer(Gzip("no"), "401 Unauthorized",
+                     "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"
+                     "Content-Encoding: gzip\r\n")
+            : Answer(Gzip("<r/>"), "200 OK", "Content-Encoding: gzip\r\n"));
+  });
+  HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+  for (int i = 0; i < 2; ++i) {
+    const Outcome outcome = Post(client);
+    EXPECT_TRUE(outcome.ok) << outcome.error;
+  }
 }
 
 TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {

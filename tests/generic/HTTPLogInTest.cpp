@@ -293,8 +293,9 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
                                   (std::get<1>(test.param) ? "WithAProxy" : "");
                          });
 
-/// The ways to log in that a client offers to a SOCKS proxy, as bytes.
-std::string OfferedToSOCKS(unsigned int schemes, bool hasUser) {
+/// The ways to log in that a client offers to a SOCKS proxy, as bytes. 0.0.0.0 leads to the loopback device, but is not known to.
+std::string OfferedToSOCKS(unsigned int schemes, bool hasUser, const char* host = "127.0.0.1",
+                           bool isBasicAllowed = true) {
   const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -314,8 +315,9 @@ std::string OfferedToSOCKS(unsigned int schemes, bool hasUser) {
   });
   HTTPClientOptions options;
   options.authSchemes = schemes;
-  options.proxy = Wide(std::string("socks5h://") + (hasUser ? "u:p@" : "") +
-                       "127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+  options.allowBasicOverPlainHttp = isBasicAllowed;
+  options.proxy = Wide(std::string("socks5h://") + (hasUser ? "u:p@" : "") + host + ":" +
+                       std::to_string(ntohs(address.sin_port)));
   HTTPClientWrapper client(L"http://service.test/", L"", L"", 10, &options);
   Post(client);
   proxy.join();
@@ -329,6 +331,11 @@ TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
   const std::string kUser = "\2";
   EXPECT_EQ(OfferedToSOCKS(kPassword, false), kNone);
   EXPECT_EQ(OfferedToSOCKS(kPassword, true), kNone + kUser);
+  // The password goes to the proxy as it is.
+  EXPECT_EQ(OfferedToSOCKS(kAuthDigest | kAuthNTLM, true), kNone);
+  EXPECT_EQ(OfferedToSOCKS(kPassword, true, "127.0.0.1", false), kNone + kUser);
+  EXPECT_EQ(OfferedToSOCKS(kPassword, true, "0.0.0.0", true), kNone + kUser);
+  EXPECT_EQ(OfferedToSOCKS(kPassword, true, "0.0.0.0", false), kNone);
   EXPECT_THAT(OfferedToSOCKS(kAuthNegotiate, false), HasSubstr(kProcess));
   EXPECT_THAT(OfferedToSOCKS(kAll, true), Not(HasSubstr(kProcess)));
 }

@@ -343,6 +343,39 @@ TEST(ForeignFiles, InThePlaceOfALogAreRefusedAndLeftAsTheyAre) {
           " that this machine does not let be made; nothing of others was changed");
 }
 
+TEST(ForeignFiles, LinksOnTheWayToALogAreNotFollowed) {
+  if (geteuid() != 0) GTEST_SKIP() << "skipped: only root can make another user's link";
+  const struct {
+    uid_t owner;
+    bool isFollowed;
+  } kLinks[] = {{kOrdinaryNumber, true}, {0, true}, {kStrangerNumber, false}};
+  for (const auto& link : kLinks) {
+    const support::TempDir folder;
+    const std::filesystem::path target = folder.Path() / "target";
+    const std::filesystem::path shared = folder.Path() / "shared";
+    std::filesystem::create_directory(target);
+    std::filesystem::create_directory(shared);
+    std::filesystem::create_directory_symlink(target, shared / "link");
+    ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(shared.c_str(), 0777), 0);
+    ASSERT_EQ(chown(target.c_str(), kOrdinaryNumber, kOrdinaryNumber), 0);
+    ASSERT_EQ(lchown((shared / "link").c_str(), link.owner, link.owner), 0);
+    const std::string outcome = RunAs(kOrdinaryNumber, [&]() -> std::string {
+      try {
+        AFile::MakeFile()->Open(Wide((shared / "link/new/x.log").string()),
+                                AFile::kModeWriteFromEmpty);
+        return kOpened;
+      } catch (const ErrorMessage& error) {
+        return TextOf(error);
+      }
+    });
+    EXPECT_THAT(outcome, HasSubstr(link.isFollowed ? kOpened
+                                                   : "shared/link\": it is another user's "
+                                                     "symbolic link (choose one"));
+    EXPECT_EQ(std::filesystem::exists(target / "new"), link.isFollowed);
+  }
+}
+
 /// The name that a log gets when it is opened `ahead` seconds from now.
 std::string LogName(int ahead) {
   const std::time_t when = std::time(nullptr) + ahead;

@@ -14,6 +14,7 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -139,6 +140,15 @@ TEST_P(OtherUsers, OfAGroupThatLosesTheFileLoseItsPermissions) {
   EXPECT_EQ(status.st_mode & 0777, GetParam() == kRoot ? 0660u : 0600u);
 }
 
+TEST_P(OtherUsers, GiveNoPermissionsByASecondNameOfAFile) {
+  MakeFolder("own", GetParam(), 0755);
+  MakeFile("own/open", GetParam(), 0666);
+  fs::create_hard_link(Path("own/open"), Path("own/result"));
+  EXPECT_EQ(RunInto("own/result", GetParam()).status, 0);
+  EXPECT_EQ(StatusOf("own/result").st_mode & 07777, kUsual);
+  EXPECT_EQ(Text("own/open"), "former");
+}
+
 struct Planted {
   mode_t folder;
   uid_t folderOwner;
@@ -207,6 +217,21 @@ TEST_P(OtherUsers, DoNotMakeTheToolWaitAtTheirPipes) {
     fs::remove_all(Path("shared"));
   }
   EXPECT_TRUE(m_provider.Requests().empty());
+}
+
+TEST_P(OtherUsers, DoNotMakeTheToolWaitForANameOfItsLog) {
+  MakeFolder("shared", kRoot, 01777);
+  for (int ahead = -1; ahead < 30; ++ahead) {
+    const std::time_t when = std::time(nullptr) + ahead;
+    std::tm fields{};
+    localtime_r(&when, &fields);
+    char name[64];
+    std::strftime(name, sizeof name, "shared/OT_xmla_%Y_%m_%d_%H_%M_%S.log", &fields);
+    MakeFile(name, kStranger, 0666);
+  }
+  const Outcome outcome = Run({"sources", "--log", Path("shared")}, GetParam());
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("it belongs to another user (remove it"));
 }
 
 TEST_P(OtherUsers, WithAFileInAStickyDirectory) {

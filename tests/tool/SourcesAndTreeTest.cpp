@@ -157,5 +157,17 @@ TEST(Tree, HoldsNamesAsTheyAre) {
             "x\n");
 }
 
+TEST(Tree, OfAnUnknownSourceListsTheFirstHundredThatThereAre) {
+  ScriptedProvider::Script script;
+  std::vector<Row>& rows = script.rows["DISCOVER_DATASOURCES"];
+  rows.push_back({{"DataSourceName", std::string(5000, 'x')}});
+  for (int i = 1; i < 150; ++i) rows.push_back({{"DataSourceName", "s" + std::to_string(i)}});
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "tree", "--source", "none"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("x... (4000 more characters)\", \"s1\", "));
+  EXPECT_THAT(outcome.err, HasSubstr("\"s99\" and 50 more\n"));
+}
+
 }  // namespace
 }  // namespace tool

@@ -5,6 +5,21 @@
 #include "base/Text.h"
 #include "connection/Operation.h"
 
+namespace {
+
+/// A provider may have very many names, and very long ones.
+std::string ListedInPart(const std::vector<String>& names) {
+  constexpr std::size_t kMost = 100;
+  std::vector<std::string> shown;
+  for (std::size_t i = 0; i < std::min(names.size(), kMost); ++i)
+    shown.push_back(Utf8(Shortened(names[i])));
+  std::string list = Listed(shown);
+  if (names.size() > kMost) list += " and " + std::to_string(names.size() - kMost) + " more";
+  return list;
+}
+
+}  // namespace
+
 std::optional<std::vector<String>> DataSourceNames(OTXMLAImportAPI& import, Messages& messages) {
   VXStringVector names;
   Operation operation;
@@ -44,11 +59,9 @@ ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
   if (!choice && names.size() == 1) choice = names.front();
   if (choice && std::find(names.begin(), names.end(), *choice) != names.end())
     return ExitStatus::kDone;
-  std::vector<std::string> listed;
-  for (const String& name : names) listed.push_back(Utf8(name));
   const std::string asked =
       choice ? "there is no " + std::string(what.kind) + " " + Listed({Utf8(*choice)}) + what.where
              : "there are several " + things + ", choose with " + what.option;
-  messages.errors.push_back(asked + "; there are: " + Listed(listed));
+  messages.errors.push_back(asked + "; there are: " + ListedInPart(names));
   return ExitStatus::kWrongCall;
 }

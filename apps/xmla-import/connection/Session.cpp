@@ -1,10 +1,11 @@
 #include "connection/Session.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "Utility/Generic/ErrorMessage.h"
@@ -17,6 +18,12 @@
 
 namespace {
 
+/// True for a log of the caller's. For what others put there nobody waits: the library refuses it.
+bool IsOwnLog(const std::string& name) {
+  struct stat status {};
+  return lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
 /// Logs that are begun in one second share a name, and the later one empties the earlier: waits for
 /// a second that has no log in the directory yet; false when the call is interrupted before.
 bool AwaitFreeLogName(const std::string& directory) {
@@ -27,8 +34,7 @@ bool AwaitFreeLogName(const std::string& directory) {
     const std::string name =
         fmt::format("{}/OT_xmla_{:04}_{:02}_{:02}_{:02}_{:02}_{:02}.log", directory, now.GetYear(),
                     now.GetMonth(), now.GetDay(), now.GetHour(), now.GetMinute(), now.GetSecond());
-    std::error_code error;
-    if (!std::filesystem::exists(name, error)) return true;
+    if (!IsOwnLog(name)) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   return false;

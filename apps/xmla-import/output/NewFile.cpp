@@ -14,9 +14,10 @@ namespace {
 constexpr mode_t kPermissions = 0777;
 constexpr mode_t kUsual = 0666;  // less the umask
 
-/// Of the former file; the one before it may belong to a stranger.
+/// Whether the former file is the caller's, and stands there because the caller put it there:
+/// anyone may have made a second name for one that everybody can write to.
 bool IsOwn(const TrustedPath& place) {
-  return place.IsRegular() && place.status.st_uid == geteuid();
+  return place.IsRegular() && place.status.st_uid == geteuid() && place.status.st_nlink == 1;
 }
 
 /// Short, whatever the file's own name is.

@@ -9,9 +9,9 @@
 /// finished. Until then it has no name at all, or, where the file system has no files without a
 /// name, a hidden one of its own beside its place. A destroyed one leaves nothing behind.
 ///
-/// It gets the permissions of a former file that belongs to the caller, without set-user-ID,
-/// set-group-ID and sticky bit, else those that the umask leaves. Errors are error numbers, 0 for
-/// success.
+/// It gets the permissions of a former file that belongs to the caller and has no other name,
+/// without set-user-ID, set-group-ID and sticky bit, else those that the umask leaves. Errors are
+/// error numbers, 0 for success.
 class NewFile {
  public:
   /// `place` outlives it.

@@ -39,6 +39,9 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kBadHeaderLine:
       return {L"A header line of the answer has a carriage return inside",
               L"have the server, or the proxy, put right"};
+    case HTTPFailure::kPackedTwice:
+      return {L"The reply is compressed more than once, which is not accepted",
+              L"have the server, or the proxy, compress it only once"};
     case HTTPFailure::kOutOfMemory:
       return {L"There is not enough memory for the reply", L""};
     case HTTPFailure::kUnknownHost:

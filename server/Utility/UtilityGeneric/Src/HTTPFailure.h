@@ -15,6 +15,7 @@ enum class HTTPFailure {
   kHeadersTooLong,
   kRatioTooHigh,
   kBadHeaderLine,
+  kPackedTwice,
   kOutOfMemory,
   // The connection failed:
   kUnknownHost,

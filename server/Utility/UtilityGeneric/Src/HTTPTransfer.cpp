@@ -19,6 +19,7 @@
 #include "CloseOnExec.h"
 #include "HTTPCookies.h"
 #include "HTTPLogIns.h"
+#include "HTTPProxy.h"
 #include "HTTPReplyHead.h"
 #include "HTTPUrl.h"
 #include "Secret.h"
@@ -319,7 +320,9 @@ void HTTPTransfer::Session::ConfigureProxy(const HTTPClientOptions& options) {
   // The user inside the URL, if there is one, takes the place of this.
   if ((schemes & kAuthNegotiate) != 0) Set(CURLOPT_PROXYUSERNAME, "");
   unsigned long socks = CURLAUTH_NONE;
-  if ((schemes & kAuthPasswordSchemes) != 0) socks |= CURLAUTH_BASIC;  // user and password
+  // User and password go to a SOCKS proxy as they are: like Basic.
+  const bool isReadable = !options.allowBasicOverPlainHttp && HTTPProxy::IsInClear(*options.proxy);
+  if ((schemes & kAuthBasic) != 0 && !isReadable) socks |= CURLAUTH_BASIC;
   if ((schemes & kAuthNegotiate) != 0) socks |= CURLAUTH_GSSAPI;
   Set(CURLOPT_SOCKS5_AUTH, static_cast<long>(socks));
 }
@@ -360,6 +363,8 @@ std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_
         return session.Abort(HTTPFailure::kHeadersTooLong);
       case HTTPReplyHead::Verdict::kMalformed:
         return session.Abort(HTTPFailure::kBadHeaderLine);
+      case HTTPReplyHead::Verdict::kPackedTwice:
+        return session.Abort(HTTPFailure::kPackedTwice);
       case HTTPReplyHead::Verdict::kGood:
         break;
     }

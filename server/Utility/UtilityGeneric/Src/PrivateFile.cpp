@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "Descriptor.h"
@@ -43,30 +44,37 @@ int Open(int directory, const char* name, int flags) {
   return descriptor;
 }
 
-/// Makes every missing directory above the file.
-void MakeDirectories(const std::string& path) {
-  for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
-       slash = path.find('/', slash + 1)) {
-    const std::string directory = path.substr(0, slash);
-    if (::mkdir(directory.c_str(), 0700) == 0 || errno == EEXIST || errno == EISDIR) continue;
-    // Where nothing can be made, such as in the root of a read-only system, what is there serves.
-    const int error = errno;
-    struct stat status {};
-    if (::stat(directory.c_str(), &status) == 0) continue;
-    Refuse(L"Cannot create the directory \"", directory, SystemReason(error));
+/// One step along a path: makes the directory `name` in `parent` if it is missing, and opens it;
+/// `path` names it in messages. A link of another user could lead anywhere, and is not followed.
+int OpenStep(int parent, const std::string& name, const std::string& path) {
+  const int makeError = ::mkdirat(parent, name.c_str(), 0700) == 0 ? 0 : errno;
+  struct stat status {};
+  int step = Open(parent, name.c_str(), O_PATH | O_NOFOLLOW);
+  // Where nothing can be made, such as in the root of a read-only system, what is there serves.
+  if (step < 0) {
+    const bool isThere = makeError == 0 || makeError == EEXIST;
+    Refuse(L"Cannot create the directory \"", path, SystemReason(isThere ? errno : makeError));
   }
+  if (::fstat(step, &status) == 0 && S_ISLNK(status.st_mode)) {
+    ::close(step);
+    if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it is another user's symbolic link");
+    step = Open(parent, name.c_str(), O_PATH | O_DIRECTORY);
+  }
+  return step;
 }
 
-/// Opens the directory; `path` names it in messages.
+/// Opens the directory of the file, making it and those above it; negative on failure, see errno.
 int OpenDirectory(const std::string& path) {
-  struct stat status {};
-  int descriptor = Open(AT_FDCWD, path.c_str(), O_PATH | O_NOFOLLOW);
-  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISLNK(status.st_mode)) {
-    ::close(descriptor);
-    if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it is another user's symbolic link");
-    descriptor = Open(AT_FDCWD, path.c_str(), O_PATH | O_DIRECTORY);
+  int directory = Open(AT_FDCWD, path.starts_with('/') ? "/" : ".", O_PATH | O_DIRECTORY);
+  for (std::size_t begin = 0; directory >= 0;) {
+    begin = path.find_first_not_of('/', begin);
+    if (begin == std::string::npos) break;
+    const std::size_t end = std::min(path.find('/', begin), path.size());
+    const Descriptor parent(directory);
+    directory = OpenStep(parent.Number(), path.substr(begin, end - begin), path.substr(0, end));
+    begin = end;
   }
-  return descriptor;
+  return directory;
 }
 
 void CheckDirectory(int directory, const std::string& path) {
@@ -91,7 +99,6 @@ void CheckFile(int file, const std::string& path) {
 }  // namespace
 
 int OpenPrivateFile(const std::string& path) {
-  MakeDirectories(path);
   const std::size_t slash = path.rfind('/');
   std::string place = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   // Behind a slash the system would follow a link.

@@ -81,7 +81,7 @@ class HTTPExchangeObserver {
 };
 
 /// HTTP client for one service. Posts request bodies over one kept-alive connection; http and https
-/// only; compression is offered; a redirect is an error that names where it points. One thread at a
+/// only; compression is offered, and a reply that is compressed more than once refused; a redirect is an error that names where it points. One thread at a
 /// time.
 ///
 /// Log-in: the strongest scheme that the server offers and the options allow, and no other. Once a
