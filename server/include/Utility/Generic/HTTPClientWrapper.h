@@ -44,7 +44,8 @@ struct HTTPClientOptions {
   /// the set are preferred to kAuthNegotiate.
   unsigned int authSchemes = kAuthPasswordSchemes;
   /// False: Basic is not used over plain http to another machine, service or proxy, where everybody
-  /// on the way can read the password.
+  /// on the way can read the password. The same holds for the password of a SOCKS proxy, which also
+  /// needs kAuthBasic in the set above.
   bool allowBasicOverPlainHttp = true;
 
   /// URL of the proxy; empty: no proxy; absent: the proxy that the environment names.
