@@ -25,9 +25,8 @@
 /// Threads: one import object is used from one thread at a time and holds no lock. Distinct objects
 /// may be used at the same time. Another thread may ask a running operation to stop through the
 /// VXExecutionState that is in force on the calling thread. Replies are parsed on a thread of the
-/// object's own, which takes turns with the calling one on its processor when they are short;
-/// where the host's threads run is not touched. After a fork, objects made before it
-/// belong to the parent process: the child makes its own.
+/// object's own. After a fork, objects made before it belong to the parent process: the child may
+/// delete them, and makes its own.
 class OTXMLAImportAPI {
  public:
   using ConnectParameters = std::vector<std::pair<String, String>>;

@@ -14,7 +14,7 @@ class XMLAHOST_API AFile {
     kModeWrite = 0x0001,
     kModeBinary = 0x0020,
     kModeCreate = 0x1000,
-    kModeTruncate = 0x2000,  ///< empties the file
+    kModeTruncate = 0x2000,        ///< empties the file
     kModeWriteFromEmpty = 0x3021,  ///< all four
   };
 
