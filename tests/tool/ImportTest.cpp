@@ -12,6 +12,8 @@
 #include <fstream>
 #include <future>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 #include "support/Sanitized.h"
 #include "support/TempDir.h"
@@ -272,6 +274,32 @@ TEST(Import, WritesEachCubeAsSoonAsItAndAllBeforeItAreRead) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(text, RunTool({"--url", provider.Url(), "--format", each.format, "import"}).out);
   }
+}
+
+TEST(Import, ReadsNotFarAheadOfWhatIsWritten) {
+  Held held("First");
+  ScriptedProvider::Script script = held.Script();
+  std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
+  for (int i = 0; i < 100; ++i) cubes.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  const ScriptedProvider provider(std::move(script));
+  const auto asked = [&] {
+    const std::vector<std::string> types = provider.RequestTypes();
+    return std::count(types.begin(), types.end(), "MDSCHEMA_MEASURES");
+  };
+  std::ptrdiff_t ahead = 0;
+  const Outcome outcome =
+      RunToolWhile({"--url", provider.Url(), "import", "--jobs", "2"}, [&](pid_t) {
+        // Until nothing more is asked for.
+        for (int unchanged = 0; unchanged < 20 || ahead == 0; ++unchanged) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(10));
+          if (std::exchange(ahead, asked()) != asked()) unchanged = 0;
+        }
+        held.Release();
+      });
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(asked(), 103);
+  EXPECT_GE(ahead, 2);
+  EXPECT_LE(ahead, 10);
 }
 
 /// The peak of a process's memory so far, in KiB.
