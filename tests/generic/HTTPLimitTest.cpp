@@ -204,8 +204,8 @@ TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
   EXPECT_LT(received.bytes, 100u << 20);
 }
 
-// What one compression within another unfolds to may never show: here it is 5 MB of blocks that hold
-// nothing, and each further level would make it a thousand times as much.
+// What one compression within another unfolds to may never show: here it is 5 MB of blocks that
+// hold nothing, and each further level would make it a thousand times as much.
 TEST(HTTPCompression, IsUndoneOnce) {
   std::string nothing("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
   for (int i = 0; i < 1 << 20; ++i) nothing.append("\0\0\0\xFF\xFF", 5);
@@ -239,12 +239,11 @@ TEST(HTTPCompression, IsUndoneOnce) {
 
 TEST(HTTPCompression, IsCountedForEachAnswerOfALogIn) {
   ScriptedServer server([](ServedConnection& connection, const ReceivedRequest& request) {
-    connection.Send(
-        request.Header("authorization").empty()
-            ? Answer(Gzip("no"), "401 Unauthorized",
-                     "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"
-                     "Content-Encoding: gzip\r\n")
-            : Answer(Gzip("<r/>"), "200 OK", "Content-Encoding: gzip\r\n"));
+    connection.Send(request.Header("authorization").empty()
+                        ? Answer(Gzip("no"), "401 Unauthorized",
+                                 "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"
+                                 "Content-Encoding: gzip\r\n")
+                        : Answer(Gzip("<r/>"), "200 OK", "Content-Encoding: gzip\r\n"));
   });
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   for (int i = 0; i < 2; ++i) {

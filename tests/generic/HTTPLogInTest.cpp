@@ -293,7 +293,8 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
                                   (std::get<1>(test.param) ? "WithAProxy" : "");
                          });
 
-/// The ways to log in that a client offers to a SOCKS proxy, as bytes. 0.0.0.0 leads to the loopback device, but is not known to.
+/// The ways to log in that a client offers to a SOCKS proxy, as bytes. 0.0.0.0 leads to the
+/// loopback device, but is not known to.
 std::string OfferedToSOCKS(unsigned int schemes, bool hasUser, const char* host = "127.0.0.1",
                            bool isBasicAllowed = true) {
   const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -56,9 +56,9 @@ HTTPReplyHead::Verdict HTTPReplyHead::Take(std::string_view line, long request) 
   return Verdict::kGood;
 }
 
-/// Each level of compression multiplies the work by up to a thousand, and what is between the levels
-/// meets no limit: libcurl hands over, and lets itself be stopped at, the last one's output alone.
-/// libcurl adds up the headers of all answers to a request, so every line counts here.
+/// Each level of compression multiplies the work by up to a thousand, and what is between the
+/// levels meets no limit: libcurl hands over, and lets itself be stopped at, the last one's output
+/// alone. libcurl adds up the headers of all answers to a request, so every line counts here.
 bool HTTPReplyHead::IsPackedTwice(std::string_view line, long request) {
   if (request != m_request) m_codings = 0;
   const std::size_t colon = std::min(line.find(':'), line.size());

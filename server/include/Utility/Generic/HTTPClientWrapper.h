@@ -82,8 +82,8 @@ class HTTPExchangeObserver {
 };
 
 /// HTTP client for one service. Posts request bodies over one kept-alive connection; http and https
-/// only; compression is offered, and a reply that is compressed more than once refused; a redirect is an error that names where it points. One thread at a
-/// time.
+/// only; compression is offered, and a reply that is compressed more than once refused; a redirect
+/// is an error that names where it points. One thread at a time.
 ///
 /// Log-in: the strongest scheme that the server offers and the options allow, and no other. Once a
 /// password was used with a scheme, no weaker one gets it as long as the client lives.
