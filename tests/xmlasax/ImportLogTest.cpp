@@ -333,6 +333,8 @@ TEST_IN_CHILD(ImportLog, AnEntryHoldsTheReplyUpToItsLimit, kLogging) {
       {"as long", 9, "123456789", "123456789"},
       {"longer", 8, "123456789", "12345678\n(1" + mark},
       {"inside a character", 8, "1234567\xE6\x97\xA5!", "1234567\n(4" + mark},
+      {"no UTF-8 at all", 8, std::string(9, '\x80'),
+       "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\n(4" + mark},
       {"no limit", 0, std::string(1 << 20, 'x'), std::string(1 << 20, 'x')},
   };
   for (const Case& c : cases) {

@@ -138,6 +138,27 @@ TEST(Limits, OnTheRequestsOfAnOperationHoldsForEachOperation) {
   EXPECT_EQ(ImportLimits().maxRequests, 100'000u);
 }
 
+TEST(Limits, OnTheRowsOfAllRepliesHoldsForEachOperation) {
+  const CubeScript cube = Cube(5);
+  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  support::Settings settings;
+  ImportProbe import(server.Url(), ServerInfo::kTessera);
+  const auto errorsOf = [&](std::uint64_t limit) {
+    settings.limits.maxRows = limit;
+    std::vector<OTXMLAHierarchy> hierarchies;
+    String errors;
+    String warnings;
+    import.GetHierarchies(hierarchies, errors, warnings);
+    return Narrow(errors);
+  };
+  // Five hierarchies with a level each.
+  EXPECT_EQ(errorsOf(10), "");
+  EXPECT_EQ(errorsOf(10), "");
+  EXPECT_THAT(errorsOf(9), HasSubstr("The replies have more than 9 rows in all (limit maxRows)"));
+  EXPECT_EQ(errorsOf(0), "");
+  EXPECT_EQ(ImportLimits().maxRows, 2'000'000u);
+}
+
 TEST(Limits, OnTheSizeOfARequestIsNamedInTheError) {
   const CubeScript cube = Cube(1);
   ScriptedServer server([&](const support::Request& request) { return cube(request); });

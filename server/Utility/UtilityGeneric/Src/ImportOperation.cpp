@@ -13,6 +13,7 @@ thread_local ImportOperation* t_current = nullptr;
 ImportOperation::ImportOperation()
     : m_former(t_current),
       m_maxRequests(ImportSettings::Current().limits.maxRequests),
+      m_maxRows(ImportSettings::Current().limits.maxRows),
       m_deadlineSeconds(ImportSettings::Current().limits.deadlineSeconds) {
   if (m_deadlineSeconds > 0)
     m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(m_deadlineSeconds);
@@ -30,6 +31,14 @@ void ImportOperation::CountRequest() {
                    L" requests to the server (limit maxRequests); choose a smaller part of "
                    L"its metadata, or raise the limit"),
       L"ImportOperation.cpp", __LINE__);
+}
+
+void ImportOperation::CountRow() {
+  if (m_maxRows == 0 || m_rows++ < m_maxRows) return;
+  SUGThrow(ErrorMessage(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxRows) +
+                        L" rows in all (limit maxRows); choose a smaller part of the server's "
+                        L"metadata, or raise the limit"),
+           L"ImportOperation.cpp", __LINE__);
 }
 
 String ImportOperation::DeadlineText() const {

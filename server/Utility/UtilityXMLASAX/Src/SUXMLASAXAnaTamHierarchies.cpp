@@ -140,6 +140,9 @@ void OTXMLAAnaTamImportAPI::GetHierarchies(std::vector<OTXMLAHierarchy>& hierarc
     }
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);
+  } catch (...) {
+    told.Finish();
+    throw;
   }
   told.Finish();
 }

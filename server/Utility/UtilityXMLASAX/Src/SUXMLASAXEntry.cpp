@@ -21,7 +21,8 @@ struct Answer {
     try {
       agent->GetProviderInfomation(identity);
     } catch (const ErrorMessage& error) {
-      if (error.GetNumber() != kMessageSoapFault) throw;
+      // A known name is enough, whatever becomes of the version.
+      if (!HasName() && error.GetNumber() != kMessageSoapFault) throw;
       fault = error;
     }
   }

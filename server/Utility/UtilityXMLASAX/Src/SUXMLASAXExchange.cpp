@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 #include "SUXMLASAXImportLog.h"
 #include "SUXMLASAXProviderRules.h"
@@ -134,7 +135,7 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
 /// Reads a whole reply once: `consume` takes the elements that it knows, while all of them are
 /// searched for a fault. Throws for a fault (64203), a parse error (46100), a cancelled parse
 /// (46066), and for `httpError`; what `consume` took is then to be dropped.
-void XmlADiscoverAgentImpl::ReadReply(const NarrowString& reply, const String& httpError,
+void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpError,
                                       const std::function<void()>& consume) {
   /// Ends the reading, however it ended: a failed one must not keep its text.
   struct Ending {
@@ -150,6 +151,7 @@ void XmlADiscoverAgentImpl::ReadReply(const NarrowString& reply, const String& h
   const Ending ending{*this};
   m_Fault = &fault;
   StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
+  reply.clear();  // the parser keeps it no longer than it needs it
   try {
     if (httpError.empty()) consume();
     while (NextElement()) {
@@ -180,7 +182,7 @@ void XmlADiscoverAgentImpl::Exchange(const DiscoverRequest& request,
     if (request.isTooLong) RefuseLongRequest();
     const String httpError = Post(request.body, request.subject, reply);
     VXDateTime::GetCurrDateTime(times.answered);
-    ReadReply(reply, httpError, consume);
+    ReadReply(m_Log ? reply : std::move(reply), httpError, consume);
   } catch (const ErrorMessage& error) {
     if (m_Log && request.title->failure) {
       VXStringVector arguments = request.titleArguments;

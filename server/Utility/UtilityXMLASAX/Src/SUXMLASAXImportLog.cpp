@@ -59,7 +59,9 @@ std::size_t LoggedLength(std::string_view reply) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
   if (limit == 0 || reply.size() <= limit) return reply.size();
   auto length = static_cast<std::size_t>(limit);
-  while (length > 0 && (static_cast<unsigned char>(reply[length]) & 0xC0) == 0x80) --length;
+  const std::size_t least =
+      length < 3 ? 0 : length - 3;  // no character has more bytes behind its first
+  while (length > least && (static_cast<unsigned char>(reply[length]) & 0xC0) == 0x80) --length;
   return length;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "SUXMLASAXNames.h"
+#include "SUXMLASAXStop.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/Generic/VXAssert.h"
@@ -48,8 +49,10 @@ OTXMLALevel ImportLevel(const XmlALevel& row, const ProviderRules& rules) {
   level.m_externalName = name;
   level.m_level.m_externalName = name;
   const unsigned int properties = row.GetNumOfProperties();
-  for (unsigned int i = 0; i < properties; ++i)
+  for (unsigned int i = 0; i < properties; ++i) {
+    ThrowIfStopped();
     level.m_memberProperties.push_back(ImportProperty(row, i, rules));
+  }
   return level;
 }
 

@@ -3,6 +3,7 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
+#include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/XMLASAX/XmlACubeVariableUtility.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
@@ -19,6 +20,7 @@ class RowCount {
  public:
   /// Throws ErrorMessage when there are too many.
   void Add() {
+    if (m_operation) m_operation->CountRow();
     if (m_max == 0 || m_rows++ < m_max) return;
     SUGThrow(ErrorMessage(L"The reply has more than " + BaseStringUtil::StringFrom(m_max) +
                           L" rows (limit maxRowsPerReply); choose a smaller part of the server's "
@@ -27,6 +29,7 @@ class RowCount {
   }
 
  private:
+  ImportOperation* const m_operation = ImportOperation::Current();
   const std::uint64_t m_max = ImportSettings::Current().limits.maxRowsPerReply;
   std::uint64_t m_rows = 0;
 };

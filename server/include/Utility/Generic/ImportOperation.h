@@ -7,9 +7,9 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// What one import operation has used of its limits (ImportLimits): its requests, and its time. The
-/// object is made on the thread that runs the operation, with the settings in force there, and is
-/// current on that thread while it lives. An operation inside another one counts for itself.
+/// What one import operation has used of its limits (ImportLimits): its requests, rows and time.
+/// The object is made on the thread that runs the operation, with the settings in force there, and
+/// is current on that thread while it lives. An operation inside another one counts for itself.
 class XMLAHOST_API ImportOperation {
  public:
   ImportOperation();
@@ -22,6 +22,8 @@ class XMLAHOST_API ImportOperation {
 
   /// To be called before each request. Throws ErrorMessage when there were too many.
   void CountRequest();
+  /// To be called for each row of a reply. Throws ErrorMessage when there were too many.
+  void CountRow();
   bool IsPastDeadline() const noexcept {
     return m_deadline && std::chrono::steady_clock::now() >= *m_deadline;
   }
@@ -31,7 +33,9 @@ class XMLAHOST_API ImportOperation {
  private:
   ImportOperation* const m_former;
   const std::uint64_t m_maxRequests;
+  const std::uint64_t m_maxRows;
   const std::uint32_t m_deadlineSeconds;
   std::uint64_t m_requests = 0;
+  std::uint64_t m_rows = 0;
   std::optional<std::chrono::steady_clock::time_point> m_deadline;
 };

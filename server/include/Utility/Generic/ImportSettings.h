@@ -14,6 +14,8 @@
 struct ImportLimits {
   /// Rows in one reply.
   std::uint64_t maxRowsPerReply = 1'000'000;
+  /// Rows in all replies of one operation, whose records are kept until its end.
+  std::uint64_t maxRows = 2'000'000;
   /// Requests that one operation sends.
   std::uint64_t maxRequests = 100'000;
   /// Bytes of one request. Names that a server gave are part of later requests.

@@ -107,8 +107,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void Fill(List& list, const DiscoverRequest& request, Read read);
   void Exchange(const DiscoverRequest& request, const std::function<void()>& consume);
   String Post(const NarrowString& request, const String& subject, NarrowString& reply);
-  void ReadReply(const NarrowString& reply, const String& httpError,
-                 const std::function<void()>& consume);
+  void ReadReply(NarrowString reply, const String& httpError, const std::function<void()>& consume);
   template <class Text>
   void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
 
