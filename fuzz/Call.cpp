@@ -78,6 +78,7 @@ void CheckPassword(std::string_view bytes) {
   const bool isTooLong = line.size() >= kMost;
   if (end != bytes.npos && line.ends_with('\r')) line.remove_suffix(1);
   const bool isReadable = !isTooLong && !(end == bytes.npos && line.empty());
+  if (line.starts_with("\xEF\xBB\xBF")) line.remove_prefix(3);
   const MemoryFile file(bytes);
   try {
     const std::string password = PasswordFromFile(file.Name());
