@@ -18,9 +18,8 @@ Text TextOf(HTTPFailure failure) noexcept {
   constexpr const wchar_t* kLonger = L"try again, or with a longer time-out";
   switch (failure) {
     case HTTPFailure::kNone:
+    case HTTPFailure::kCancelled:  // StopText says it
       return {L"", L""};
-    case HTTPFailure::kCancelled:
-      return {L"", L""};  // StopText says more
     case HTTPFailure::kNoAnswer:
       return {L"The server has sent no answer for # seconds", kLonger};
     case HTTPFailure::kSilence:
