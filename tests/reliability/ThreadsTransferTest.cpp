@@ -270,7 +270,7 @@ TEST(CancellingATransfer, EndsItWhileAProxyConnects) {
 }
 
 TEST(CancellingATransfer, EndsItWhileTheRequestIsSent) {
-  const String catalog(3'000'000, L'x');
+  const String catalog(1'500'000, L'x');
   TryOften("the request is sent", support::Effort(2L, 30L), [&](long number) {
     sockaddr_in address{};
     address.sin_family = AF_INET;

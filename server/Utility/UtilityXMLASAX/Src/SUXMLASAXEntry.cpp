@@ -21,8 +21,7 @@ struct Answer {
     try {
       agent->GetProviderInfomation(identity);
     } catch (const ErrorMessage& error) {
-      // A known name is enough, whatever becomes of the version.
-      if (!HasName() && error.GetNumber() != kMessageSoapFault) throw;
+      if (error.GetNumber() != kMessageSoapFault) throw;
       fault = error;
     }
   }
