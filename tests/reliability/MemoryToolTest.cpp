@@ -39,8 +39,8 @@ TEST(ToolMemory, CubeThatDoesNotFitFailsAloneAndTheOthersStay) {
   const ScriptedProvider provider(std::move(script));
   int alone = 0;
   int unwritten = 0;
-  for (const int limit : {220000, 260000, 350000, 450000}) {
-    if (!support::IsLong() && limit != 220000 && limit != 350000) continue;
+  for (const int limit : {200000, 210000, 220000, 230000}) {
+    if (!support::IsLong() && limit != 200000 && limit != 220000) continue;
     for (const std::string jobs : {"1", "2"}) {
       if (!support::IsLong() && jobs == "1") continue;
       SCOPED_TRACE(std::to_string(limit) + " KiB, jobs " + jobs);
