@@ -48,9 +48,6 @@ String TemporaryDirectory() {
 
 }  // namespace
 
-SUSystemConfig::SUSystemConfig() = default;
-SUSystemConfig::~SUSystemConfig() = default;
-
 SUSystemConfig& SUSystemConfig::GetSystemConfig() {
   static SUSystemConfig config;
   return config;

@@ -41,14 +41,13 @@ class Building {
     return place.cube.empty() ? *this : Add(&XmlASoapRequest::PushCubeRestriction, place.cube);
   }
 
-  DiscoverRequest Finish(const LogTitle& title, VXStringVector titleArguments) {
+  DiscoverRequest Finish(const LogTitle& title, const VXStringVector& titleArguments) {
     String subject = m_builder.Subject();
     const String text = m_builder.GetContent();
     NarrowString body = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
     const bool isTooLong = IsTooLong(m_characters) || IsTooLong(body.size());
     if (isTooLong) body.clear();
-    return {m_started,          &title,          std::move(titleArguments),
-            std::move(subject), std::move(body), isTooLong};
+    return {m_started, &title, titleArguments, std::move(subject), std::move(body), isTooLong};
   }
 
  private:

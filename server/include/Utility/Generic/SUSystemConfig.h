@@ -17,6 +17,6 @@ class XMLAHOST_API SUSystemConfig {
   String GetLogDirectory() const;
 
  private:
-  SUSystemConfig();
-  ~SUSystemConfig();
+  SUSystemConfig() = default;
+  ~SUSystemConfig() = default;
 };
