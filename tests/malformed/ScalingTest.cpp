@@ -14,6 +14,7 @@
 #include "inprocess/Server.h"
 #include "support/Effort.h"
 #include "support/Growth.h"
+#include "support/Sanitized.h"
 
 namespace {
 namespace scaling {
@@ -553,6 +554,8 @@ constexpr Group kGroups[] = {
 class Scaling : public testing::TestWithParam<Group> {};
 
 TEST_P(Scaling, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
+  if (support::kIsSanitized)
+    GTEST_SKIP() << "skipped: a sanitizer's allocator takes time of its own";
   double worst = 0;
   std::size_t count = 0;
   for (const Path& path : GetParam().paths()) {
