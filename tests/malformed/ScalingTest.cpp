@@ -570,13 +570,7 @@ TEST_P(Scaling, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
 }
 
 TEST_P(Scaling, StopsWithinATenthOfASecond) {
-#if defined(__SANITIZE_THREAD__) || defined(XMLA_THREAD_SANITIZER)
-  GTEST_SKIP() << "skipped: takes minutes under ThreadSanitizer";
-#elif defined(__has_feature)
-#  if __has_feature(thread_sanitizer)
-  GTEST_SKIP() << "skipped: takes minutes under ThreadSanitizer";
-#  endif
-#endif
+  if (support::kIsThreadSanitized) GTEST_SKIP() << "skipped: takes minutes under ThreadSanitizer";
   const double allowed = support::kIsSanitized ? 0.5 : 0.1;
   const int moments = support::IsLong() ? 10 : 1;
   double longest = 0;
