@@ -12,6 +12,7 @@
 #include "Utility/Generic/String.h"
 #include "inprocess/Operations.h"
 #include "inprocess/Server.h"
+#include "support/RecordedReplies.h"
 
 namespace inprocess {
 namespace {
@@ -116,9 +117,10 @@ const Reply& ShortReply(ServerInfo::TargetType target, std::string_view requestT
   return found == ofTarget.end() ? none : found->second;
 }
 
-std::vector<Reply> RecordedReplies(const std::string& folder) {
+std::vector<Reply> RecordedReplies() {
   std::vector<Reply> replies;
-  if (!std::filesystem::is_directory(folder)) return replies;
+  const std::filesystem::path folder = support::RecordedReplies();
+  if (folder.empty()) return replies;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string file = entry.path().filename().string();
     if (!file.ends_with(".xml")) continue;

@@ -45,8 +45,8 @@ std::string Shortened(const std::string& body, int rows);
 /// The shortest of them that has a row, for each request type of a kind; shortened to that one.
 const Reply& ShortReply(ServerInfo::TargetType target, std::string_view requestType);
 
-/// Replies recorded from real servers that were found when the build was configured, bare rows in
-/// an envelope; none when there is no folder of them.
-std::vector<Reply> RecordedReplies(const std::string& folder);
+/// The replies in the folder that XMLA_RECORDED_REPLIES names, bare rows in an envelope; none if
+/// the variable is not set.
+std::vector<Reply> RecordedReplies();
 
 }  // namespace inprocess

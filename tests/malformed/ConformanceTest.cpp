@@ -139,10 +139,11 @@ bool HasDocumentType(const std::string& bytes) {
 }
 
 TEST(ConformanceSuite, IsFollowedButForTheExceptionsListed) {
+  if (!std::filesystem::exists(XMLA_CONFORMANCE_SUITE))
+    GTEST_SKIP() << "skipped: W3C's XML conformance suite is missing; "
+                    "tests/malformed/fetch-conformance-suite fetches it";
   const std::vector<Document> documents = Suite();
-  ASSERT_GT(documents.size(), 2000u)
-      << "W3C's XML conformance suite is not at " << XMLA_CONFORMANCE_SUITE
-      << ": run tests/malformed/fetch-conformance-suite";
+  ASSERT_GT(documents.size(), 2000u);
   std::set<std::string> exceptions;
   for (const Exceptions& group : AllExceptions())
     exceptions.insert(group.ids.begin(), group.ids.end());

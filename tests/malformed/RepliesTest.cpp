@@ -21,8 +21,7 @@ using std::chrono::steady_clock;
 const std::vector<Reply>& Replies() {
   static const std::vector<Reply> replies = [] {
     std::vector<Reply> all = inprocess::SampleReplies();
-    for (const Reply& reply : inprocess::RecordedReplies(XMLA_RECORDED_REPLIES))
-      all.push_back(reply);
+    for (const Reply& reply : inprocess::RecordedReplies()) all.push_back(reply);
     return all;
   }();
   return replies;

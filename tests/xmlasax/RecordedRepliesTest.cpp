@@ -1,10 +1,11 @@
-// Replies recorded from real servers, served by a local one. They are not part of the project: a
-// folder of them is named when the tests are configured (XMLA_RECORDED_REPLIES), and without one
-// the tests are skipped. The expected values were read off the replies by a person.
+// Replies recorded from real servers, served by a local one. They are not part of the project: the
+// environment variable XMLA_RECORDED_REPLIES names a folder of them, and without it the tests are
+// skipped. The expected values were read off the replies by a person.
 
 #include <filesystem>
 
 #include "AgentProbe.h"
+#include "support/RecordedReplies.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -23,13 +24,12 @@ constexpr auto kSap = ServerInfo::kSAP_BW35;
 class RecordedReplies : public testing::Test {
  protected:
   void SetUp() override {
-    if (!std::filesystem::is_directory(XMLA_RECORDED_REPLIES))
-      GTEST_SKIP() << "skipped: no folder of recorded replies was found";
+    if (support::RecordedReplies().empty())
+      GTEST_SKIP() << "skipped: XMLA_RECORDED_REPLIES names no folder of recorded replies";
   }
   /// The bytes of a recorded body; a single recorded row gets an envelope around it.
   static std::string Body(const std::string& file) {
-    const std::string bytes =
-        support::ReadFile(std::filesystem::path(XMLA_RECORDED_REPLIES) / file);
+    const std::string bytes = support::ReadFile(support::RecordedReplies() / file);
     const bool bare = file.ends_with(".row.xml") || file.ends_with(".fragment.xml");
     return bare ? support::RowsetReply(bytes) : bytes;
   }
@@ -117,9 +117,10 @@ TEST_F(RecordedReplies, AllPassTheExchangeAndFaultsAreErrors) {
 TEST_F(RecordedReplies, AreAllInTheTable) {
   std::set<std::string> listed;
   for (const ExchangeCase& recorded : kExchanges) listed.insert(recorded.file);
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(XMLA_RECORDED_REPLIES)) {
+  for (const auto& entry :
+       std::filesystem::recursive_directory_iterator(support::RecordedReplies())) {
     const std::string name =
-        std::filesystem::relative(entry.path(), XMLA_RECORDED_REPLIES).generic_string();
+        std::filesystem::relative(entry.path(), support::RecordedReplies()).generic_string();
     if (!name.ends_with(".xml") || name.ends_with(".request.xml")) continue;
     EXPECT_TRUE(listed.contains(name)) << name << " is not tried by any test";
   }

@@ -4,7 +4,7 @@
 
 #include "Import/OTXMLAHierarchy.h"
 #include "Import/OTXMLAUnit.h"
-#include "Utility/XMLASAX/XmlACubeVariable.h"
+#include "Import/XmlACubeVariable.h"
 
 // The name of the first enumerator, in declaration order, with a value; empty when none has it,
 // since providers send whatever code they like.

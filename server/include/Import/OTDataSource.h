@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "Import/XmlACubeVariable.h"
 #include "Utility/Generic/VXStringVector.h"
-#include "Utility/XMLASAX/XmlACubeVariable.h"
 
 /// One cube: the pair of its name and second name (both CUBE_NAME), then its own fields.
 class OTCube : public std::pair<String, String> {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Utility/XMLASAX/XmlACubeVariable.h"
+#include "Import/XmlACubeVariable.h"
 
 /// The column map of SAP_VARIABLES.
 class XmlACubeVariableUtility {
