@@ -13,9 +13,9 @@
 
 #include "Floor.h"
 #include "Import/OTXMLAImportEntry.h"
-#include "LoopbackServer.h"
 #include "Measure.h"
 #include "Replies.h"
+#include "ServerProcess.h"
 #include "Tool.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/XMLASAX/XmlADiscoverAgent.h"
@@ -57,7 +57,7 @@ const std::string kRequest(1100, ' ');
 void LargeReply() {
   constexpr std::size_t kRows = 178000;
   const std::string reply = replies::Measures(kRows);
-  LoopbackServer server([&](std::string_view) -> const std::string& { return reply; });
+  ServerProcess server([&](std::string_view) -> const std::string& { return reply; });
   const auto size = static_cast<double>(reply.size());
 
   const std::vector<double> memory = measure::InChild([&] {
@@ -94,7 +94,7 @@ void LargeReply() {
 void Allocations() {
   constexpr std::size_t kRows = 20000;
   const std::string reply = replies::Measures(kRows);
-  LoopbackServer server([&](std::string_view) -> const std::string& { return reply; });
+  ServerProcess server([&](std::string_view) -> const std::string& { return reply; });
   const std::vector<double> result = measure::InChild([&] {
     const auto agent = MakeAgent(server.Url());
     Measures measures;
@@ -110,7 +110,7 @@ void Allocations() {
 
 void SmallReply(const char* what, std::chrono::milliseconds delay, int count) {
   const std::string reply = replies::Measures(3);
-  std::optional<LoopbackServer> server;
+  std::optional<ServerProcess> server;
   {
     // Else the threads that serve the two connections might be near and far from their client.
     const measure::OneProcessor one;
@@ -165,10 +165,10 @@ void Growth() {
   constexpr std::size_t kSizes[] = {100, 1000, 10000};
   constexpr std::size_t kMost = 10000;
   std::vector<std::unique_ptr<replies::Provider>> providers;
-  std::vector<std::unique_ptr<LoopbackServer>> servers;
+  std::vector<std::unique_ptr<ServerProcess>> servers;
   for (const std::size_t size : kSizes) {
     const auto& provider = *providers.emplace_back(std::make_unique<replies::Provider>(1, size));
-    servers.push_back(std::make_unique<LoopbackServer>(
+    servers.push_back(std::make_unique<ServerProcess>(
         [&](std::string_view request) -> const std::string& { return provider.Answer(request); }));
   }
   // In turn, so that all sizes meet the same weather: each time as many hierarchies in all.
@@ -208,7 +208,7 @@ void Growth() {
 void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double reach,
           const char* format = "text") {
   const replies::Provider provider(64, 2);
-  LoopbackServer server(
+  ServerProcess server(
       [&](std::string_view request) -> const std::string& { return provider.Answer(request); },
       delay);
   const auto import = [&](int count) {
@@ -236,7 +236,7 @@ void LargeCube() {
   constexpr std::size_t kMeasures = 250000;
   const replies::Provider provider(1, 0, kMeasures);
   const std::string& reply = provider.Answer("MDSCHEMA_MEASURES");
-  LoopbackServer server(
+  ServerProcess server(
       [&](std::string_view request) -> const std::string& { return provider.Answer(request); });
   const auto size = static_cast<double>(reply.size());
   const std::string request = "MDSCHEMA_MEASURES" + kRequest;
@@ -264,7 +264,7 @@ void ManyCubes() {
   const std::string file = "/tmp/xmla-bench." + std::to_string(getpid()) + ".json";
   const auto peak = [&](std::size_t cubes) {
     const replies::Provider provider(cubes, 0, 200);
-    LoopbackServer server(
+    ServerProcess server(
         [&](std::string_view request) -> const std::string& { return provider.Answer(request); });
     return PeakMemoryOf("xmla-import", {"--url", server.Url(), "--quiet", "--format", "json", "-o",
                                         file, "import"});

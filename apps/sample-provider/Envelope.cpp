@@ -5,16 +5,16 @@ namespace {
 
 // The pieces that differ between the kinds. A chunk in a reply is: opening, schema, rows, closing.
 struct Style {
-  std::string_view content_type;
+  std::string_view contentType;
   std::string_view opening;
-  std::string_view empty_root;  // a root without rows, schema left out
+  std::string_view emptyRoot;  // a root without rows, schema left out
   std::string_view root;
-  std::string_view schema_opening;
-  std::string_view schema_row;  // opens the complex type of a row
-  std::string_view optional;    // attributes of a column's schema element
+  std::string_view schemaOpening;
+  std::string_view schemaRow;  // opens the complex type of a row
+  std::string_view optional;   // attributes of a column's schema element
   std::string_view closing;
   std::string_view line;  // between elements
-  int fault_status;
+  int faultStatus;
 };
 
 constexpr std::string_view kSchemaRoot =
@@ -98,7 +98,7 @@ const Style& StyleOf(Kind kind) {
 }
 
 void AppendSchema(std::string& out, const Style& style, Kind kind, const Rowset& rowset) {
-  out.append(style.schema_opening).append(kSchemaRoot).append(style.schema_row);
+  out.append(style.schemaOpening).append(kSchemaRoot).append(style.schemaRow);
   for (const Column& column : rowset.columns) {
     if (column.only.value_or(kind) != kind) continue;
     out.append("<xsd:element name=\"").append(column.name).append("\" type=\"");
@@ -186,16 +186,16 @@ std::string EscapeXml(std::string_view text) {
 }
 
 HttpReply RowsetReply(Kind kind, const Rowset& rowset, const std::vector<const Row*>& rows,
-                      bool with_schema) {
+                      bool withSchema) {
   const Style& style = StyleOf(kind);
-  HttpReply reply{200, std::string(style.content_type), std::string(style.opening)};
-  if (rows.empty() && !style.empty_root.empty()) {
-    reply.body += style.empty_root;
+  HttpReply reply{200, std::string(style.contentType), std::string(style.opening)};
+  if (rows.empty() && !style.emptyRoot.empty()) {
+    reply.body += style.emptyRoot;
     reply.body += style.closing.substr(style.closing.find("</m:return>"));
     return reply;
   }
   reply.body += style.root;
-  if (with_schema) AppendSchema(reply.body, style, kind, rowset);
+  if (withSchema) AppendSchema(reply.body, style, kind, rowset);
   for (const Row* row : rows) AppendRow(reply.body, style, *row);
   reply.body += style.closing;
   return reply;
@@ -203,7 +203,7 @@ HttpReply RowsetReply(Kind kind, const Rowset& rowset, const std::vector<const R
 
 HttpReply FaultReply(Kind kind, std::string_view code, std::string_view text) {
   const Style& style = StyleOf(kind);
-  HttpReply reply{style.fault_status, std::string(style.content_type), {}};
+  HttpReply reply{style.faultStatus, std::string(style.contentType), {}};
   switch (kind) {
     case Kind::kAnalysisServices:
       reply.body = AnalysisServicesFault(code, text);

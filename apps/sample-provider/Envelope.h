@@ -13,14 +13,14 @@ namespace sample {
 
 struct HttpReply {
   int status = 200;
-  std::string content_type;
+  std::string contentType;
   std::string body;
 };
 
 std::string EscapeXml(std::string_view text);
 
 HttpReply RowsetReply(Kind kind, const Rowset& rowset, const std::vector<const Row*>& rows,
-                      bool with_schema);
+                      bool withSchema);
 HttpReply FaultReply(Kind kind, std::string_view code, std::string_view text);
 
 }  // namespace sample

@@ -55,20 +55,20 @@ std::string ScalarText(const Json& value) {
 
 class Loader {
  public:
-  Loader(const Json& file, Kind kind) : file_(file), kind_(kind) {}
+  Loader(const Json& file, Kind kind) : m_file(file), m_kind(kind) {}
 
   Metadata Load() {
     Metadata metadata;
-    if (file_.contains("properties")) {
-      for (const Json& property : file_["properties"]) {
+    if (m_file.contains("properties")) {
+      for (const Json& property : m_file["properties"]) {
         Scope scope{&property, nullptr, "DISCOVER_PROPERTIES", "PropertyName", 0};
         metadata.properties.push_back(MakeRow(scope));
       }
     }
-    for (const Json& entry : file_.at("sources")) {
-      source_ = &metadata.sources.emplace_back();
+    for (const Json& entry : m_file.at("sources")) {
+      m_source = &metadata.sources.emplace_back();
       Scope scope{&entry, nullptr, "DISCOVER_DATASOURCES", "DataSourceName", 0};
-      source_->row = MakeRow(scope);
+      m_source->row = MakeRow(scope);
       LoadList(scope, "catalogs");
     }
     return metadata;
@@ -79,8 +79,8 @@ class Loader {
     const Json* entry;
     const Scope* parent;
     std::string_view rowset;
-    std::string_view name_column;
-    size_t index;
+    std::string_view nameColumn;
+    std::size_t index;
   };
 
   [[noreturn]] void Fail(const Scope& scope, const std::string& what) const {
@@ -93,14 +93,14 @@ class Loader {
   }
 
   const Json* OwnValue(const Scope& scope, std::string_view column) const {
-    if (scope.entry->is_string()) return column == scope.name_column ? scope.entry : nullptr;
+    if (scope.entry->is_string()) return column == scope.nameColumn ? scope.entry : nullptr;
     const auto found = scope.entry->find(column);
     return found == scope.entry->end() ? nullptr : &*found;
   }
 
   const Json* Default(const Scope& scope, std::string_view column) const {
-    const auto defaults = file_.find("defaults");
-    if (defaults == file_.end()) return nullptr;
+    const auto defaults = m_file.find("defaults");
+    if (defaults == m_file.end()) return nullptr;
     const auto rowset = defaults->find(scope.rowset);
     if (rowset == defaults->end()) return nullptr;
     const auto found = rowset->find(column);
@@ -125,10 +125,10 @@ class Loader {
   // Nothing when a column that the text refers to is absent.
   std::optional<std::string> Fill(const Scope& scope, const std::string& text, int depth) const {
     std::string out;
-    size_t at = 0;
+    std::size_t at = 0;
     while (at < text.size()) {
-      const size_t open = text.find('{', at);
-      const size_t close = open == std::string::npos ? open : text.find('}', open);
+      const std::size_t open = text.find('{', at);
+      const std::size_t close = open == std::string::npos ? open : text.find('}', open);
       if (close == std::string::npos) break;
       out.append(text, at, open - at);
       const std::string column = text.substr(open + 1, close - open - 1);
@@ -143,19 +143,19 @@ class Loader {
   }
 
   Row MakeRow(const Scope& scope) const {
-    const Rowset* rowset = FindRowset(scope.rowset, kind_);
+    const Rowset* rowset = FindRowset(scope.rowset, m_kind);
     if (!rowset) Fail(scope, "this kind of server has no such rowset");
     if (scope.entry->is_object()) {
       for (const auto& [key, value] : scope.entry->items()) {
         const bool structural = IsListKey(key) || key == "use" || key == "faults";
-        if (!structural && !FindColumn(*rowset, key, kind_)) Fail(scope, "no column " + key);
+        if (!structural && !FindColumn(*rowset, key, m_kind)) Fail(scope, "no column " + key);
       }
     } else if (!scope.entry->is_string()) {
       Fail(scope, "a row must be an object or a text");
     }
     Row row;
     for (const Column& column : rowset->columns) {
-      if (column.only.value_or(kind_) != kind_) continue;
+      if (column.only.value_or(m_kind) != m_kind) continue;
       const Json* own = OwnValue(scope, column.name);
       if (!own) own = Default(scope, column.name);
       if (own && own->is_array() && column.repeated) {
@@ -179,34 +179,34 @@ class Loader {
            {std::string_view("CATALOG_NAME"), std::string_view("CUBE_NAME"), list.identity}) {
         if (const std::string* value = row.Find(column)) fault.values.emplace(column, *value);
       }
-      source_->faults.push_back(std::move(fault));
+      m_source->faults.push_back(std::move(fault));
     }
   }
 
   void LoadList(const Scope& parent, std::string_view key) {
     if (!parent.entry->is_object() || !parent.entry->contains(key)) return;
     const ListKind& list = *std::ranges::find(kLists, key, &ListKind::key);
-    size_t index = 0;
+    std::size_t index = 0;
     for (const Json& written : parent.entry->at(std::string(key))) {
       const Json entry = WithShared(written);
       const Scope scope{&entry, &parent, list.rowset, list.name, index++};
       Row row = MakeRow(scope);
       PlanFaults(scope, list, row);
-      source_->rows[std::string(list.rowset)].push_back(std::move(row));
+      m_source->rows[std::string(list.rowset)].push_back(std::move(row));
       for (const std::string_view below : list.lists) LoadList(scope, below);
     }
   }
 
   Json WithShared(const Json& written) const {
     if (!written.is_object() || !written.contains("use")) return written;
-    Json entry = file_.at("shared").at(written["use"].get<std::string>());
+    Json entry = m_file.at("shared").at(written["use"].get<std::string>());
     for (const auto& [key, value] : written.items()) entry[key] = value;
     return entry;
   }
 
-  const Json& file_;
-  Kind kind_;
-  DataSource* source_ = nullptr;
+  const Json& m_file;
+  Kind m_kind;
+  DataSource* m_source = nullptr;
 };
 
 }  // namespace

@@ -20,9 +20,9 @@ class MoodMemory {
  private:
   std::string_view NextRandomMood(long seed, const std::string& body);
 
-  std::mutex mutex_;
-  std::map<std::string, long> counts_;           // requests that a mood with a number was for
-  std::unordered_map<uint64_t, uint64_t> seen_;  // how often a request came, by its hash
+  std::mutex m_mutex;
+  std::map<std::string, long> m_counts;  // requests that a mood with a number was for
+  std::unordered_map<std::uint64_t, std::uint64_t> m_seen;  // how often a request came, by its hash
 };
 
 }  // namespace sample

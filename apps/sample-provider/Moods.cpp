@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "DiscoverService.h"
-#include "GzipBomb.h"
+#include "Gzip.h"
 #include "Rowsets.h"
 
 namespace sample {
@@ -29,7 +29,7 @@ void SetBody(WireReply& reply, int status, std::string type, std::string body) {
 
 void SetFault(WireReply& reply, Kind kind, int status) {
   HttpReply fault = InternalFault(kind);
-  SetBody(reply, status, std::move(fault.content_type), std::move(fault.body));
+  SetBody(reply, status, std::move(fault.contentType), std::move(fault.body));
 }
 
 void SetStatus(WireReply& reply, long number) {
@@ -42,18 +42,18 @@ void SetStatus(WireReply& reply, long number) {
 }
 
 std::string_view DeclarationOf(std::string_view body) {
-  const size_t end = body.starts_with("<?xml") ? body.find("?>") : std::string_view::npos;
+  const std::size_t end = body.starts_with("<?xml") ? body.find("?>") : std::string_view::npos;
   return end == std::string_view::npos ? std::string_view() : body.substr(0, end + 2);
 }
 
 // The body's characters one after the other; the data are valid UTF-8.
 template <typename Visit>
 void ForEachCharacter(std::string_view body, Visit visit) {
-  for (size_t at = 0; at < body.size();) {
+  for (std::size_t at = 0; at < body.size();) {
     const auto lead = static_cast<unsigned char>(body[at]);
-    const size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    uint32_t code = length == 1 ? lead : lead & (0xFFU >> (length + 1));
-    for (size_t i = 1; i < length; ++i) {
+    const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    std::uint32_t code = length == 1 ? lead : lead & (0xFFU >> (length + 1));
+    for (std::size_t i = 1; i < length; ++i) {
       code = (code << 6U) | (static_cast<unsigned char>(body[at + i]) & 0x3FU);
     }
     visit(code);
@@ -62,9 +62,9 @@ void ForEachCharacter(std::string_view body, Visit visit) {
 }
 
 void ToLatin1(WireReply& reply, Kind, long) {
-  const size_t declaration = DeclarationOf(reply.body).size();
+  const std::size_t declaration = DeclarationOf(reply.body).size();
   std::string out = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
-  ForEachCharacter(std::string_view(reply.body).substr(declaration), [&](uint32_t code) {
+  ForEachCharacter(std::string_view(reply.body).substr(declaration), [&](std::uint32_t code) {
     if (code < 0x100) {
       out += static_cast<char>(code);
     } else {
@@ -76,15 +76,15 @@ void ToLatin1(WireReply& reply, Kind, long) {
 
 void ToUtf16(WireReply& reply, Kind, long) {
   std::string out = "\xFF\xFE";
-  const auto append = [&](uint32_t unit) {
+  const auto append = [&](std::uint32_t unit) {
     out += static_cast<char>(unit & 0xFFU);
     out += static_cast<char>(unit >> 8U);
   };
-  const size_t declaration = DeclarationOf(reply.body).size();
+  const std::size_t declaration = DeclarationOf(reply.body).size();
   for (const char c : std::string_view("<?xml version=\"1.0\" encoding=\"UTF-16\"?>")) {
     append(static_cast<unsigned char>(c));
   }
-  ForEachCharacter(std::string_view(reply.body).substr(declaration), [&](uint32_t code) {
+  ForEachCharacter(std::string_view(reply.body).substr(declaration), [&](std::uint32_t code) {
     if (code >= 0x10000) {
       append(0xD800U + ((code - 0x10000U) >> 10U));
       append(0xDC00U + ((code - 0x10000U) & 0x3FFU));
@@ -104,7 +104,7 @@ const MoodEntry kMoods[] = {
      [](WireReply& reply, Kind, long) { reply.before = milliseconds(-1); }},
     {"stall-body", kNoNumber, "silence after N bytes of the body (half of it)",
      [](WireReply& reply, Kind, long number) {
-       reply.body_at_most = number < 0 ? reply.body.size() / 2 : static_cast<size_t>(number);
+       reply.bodyAtMost = number < 0 ? reply.body.size() / 2 : static_cast<std::size_t>(number);
        reply.ending = Ending::kSilence;
      }},
     {"slow", 1000, "the reply comes N milliseconds late",
@@ -116,27 +116,27 @@ const MoodEntry kMoods[] = {
      }},
     {"stall-head", 20, "silence after N bytes of the whole reply, headers included",
      [](WireReply& reply, Kind, long number) {
-       reply.send_at_most = static_cast<size_t>(number);
+       reply.sendAtMost = static_cast<std::size_t>(number);
        reply.ending = Ending::kSilence;
      }},
     {"truncate", kNoNumber, "the connection closes after N bytes of the body (half of it)",
      [](WireReply& reply, Kind, long number) {
-       reply.body_at_most = number < 0 ? reply.body.size() / 2 : static_cast<size_t>(number);
+       reply.bodyAtMost = number < 0 ? reply.body.size() / 2 : static_cast<std::size_t>(number);
        reply.ending = Ending::kClose;
      }},
     {"cut", 20, "the connection closes after N bytes of the whole reply, headers included",
      [](WireReply& reply, Kind, long number) {
-       reply.send_at_most = static_cast<size_t>(number);
+       reply.sendAtMost = static_cast<std::size_t>(number);
        reply.ending = Ending::kClose;
      }},
     {"reset", 0, "the connection is reset after N bytes of the whole reply",
      [](WireReply& reply, Kind, long number) {
-       reply.send_at_most = static_cast<size_t>(number);
+       reply.sendAtMost = static_cast<std::size_t>(number);
        reply.ending = Ending::kReset;
      }},
     {"wrong-length", 10, "the announced length is N bytes too large (negative: too small)",
      [](WireReply& reply, Kind, long number) {
-       reply.length_error = number;
+       reply.lengthError = number;
        reply.ending = Ending::kClose;
      }},
     {"no-length",
@@ -172,13 +172,13 @@ const MoodEntry kMoods[] = {
      [](WireReply& reply, Kind, long) {
        reply.body.clear();
        reply.framing = Framing::kUntilClose;
-       reply.head_ends = false;
+       reply.headEnds = false;
        reply.ending = Ending::kEndless;
        reply.filler = "X-More: and more\r\n";
      }},
     {"bomb", 64, "a small compressed body that unfolds to N mebibytes of blanks",
      [](WireReply& reply, Kind, long number) {
-       const size_t place = std::min(reply.body.size(), reply.body.rfind("</"));
+       const std::size_t place = std::min(reply.body.size(), reply.body.rfind("</"));
        reply.body = GzipBomb(reply.body, place, static_cast<unsigned long>(number));
        reply.headers.emplace_back("Content-Encoding", "gzip");
      }},
@@ -192,8 +192,8 @@ const MoodEntry kMoods[] = {
      [](WireReply& reply, Kind kind, long) { SetFault(reply, kind, 500); }},
     {"garble", 97, "every Nth byte of the body is wrong",
      [](WireReply& reply, Kind, long number) {
-       const auto step = static_cast<size_t>(std::max(number, 1L));
-       for (size_t at = step - 1; at < reply.body.size(); at += step) reply.body[at] = '\xFF';
+       const auto step = static_cast<std::size_t>(std::max(number, 1L));
+       for (std::size_t at = step - 1; at < reply.body.size(); at += step) reply.body[at] = '\xFF';
      }},
     {"html",
      {},
@@ -267,7 +267,7 @@ constexpr std::string_view kRandomMoods[] = {
     "wrong-length:-10",
     "endless-head",
 };
-constexpr uint64_t kGoodOfTen = 8;
+constexpr std::uint64_t kGoodOfTen = 8;
 
 std::string Names() {
   std::string names;
@@ -305,7 +305,7 @@ std::optional<Mood> ParseMood(std::string_view text) {
   Mood mood;
   mood.text = text;
   std::string_view name = text;
-  if (const size_t slash = name.find('/'); slash != std::string_view::npos) {
+  if (const std::size_t slash = name.find('/'); slash != std::string_view::npos) {
     const std::string_view nth = name.substr(slash + 1);
     if (!WholeNumber(nth, mood.nth) || mood.nth < 1 || mood.nth > kGreatestNumber) {
       throw std::runtime_error("The mood \"" + std::string(text) +
@@ -313,18 +313,18 @@ std::optional<Mood> ParseMood(std::string_view text) {
     }
     name = name.substr(0, slash);
   }
-  if (const size_t at = name.find('@'); at != std::string_view::npos) {
-    mood.request_type = name.substr(at + 1);
+  if (const std::size_t at = name.find('@'); at != std::string_view::npos) {
+    mood.requestType = name.substr(at + 1);
     // SAP BW serves all of them.
-    if (!FindRowset(mood.request_type, Kind::kSapBw)) {
+    if (!FindRowset(mood.requestType, Kind::kSapBw)) {
       throw std::runtime_error("The mood \"" + std::string(text) + "\" is for \"" +
-                               mood.request_type +
+                               mood.requestType +
                                "\", which nobody can ask for; behind the @ stands a request type "
                                "such as MDSCHEMA_CUBES.");
     }
     name = name.substr(0, at);
   }
-  const size_t colon = name.find(':');
+  const std::size_t colon = name.find(':');
   const std::string_view number =
       colon == std::string_view::npos ? std::string_view() : name.substr(colon + 1);
   name = name.substr(0, colon);
@@ -349,14 +349,14 @@ std::optional<Mood> ParseMood(std::string_view text) {
 
 bool Mood::IsRandom() const { return entry->name == "random"; }
 
-std::string_view RandomMood(uint64_t choice) {
+std::string_view RandomMood(std::uint64_t choice) {
   if (choice % 10 < kGoodOfTen) return {};
   return kRandomMoods[choice / 10 % std::size(kRandomMoods)];
 }
 
 WireReply InMood(const Mood& mood, Kind kind, const HttpReply& proper) {
   WireReply reply;
-  SetBody(reply, proper.status, proper.content_type, proper.body);
+  SetBody(reply, proper.status, proper.contentType, proper.body);
   mood.entry->apply(reply, kind, mood.number);
   return reply;
 }

@@ -16,13 +16,11 @@ struct MoodEntry;
 struct Mood {
   const MoodEntry* entry = nullptr;
   long number = 0;
-  std::string request_type;  // empty: every type
-  long nth = 0;              // 0: every such request
+  std::string requestType;  // empty: every type
+  long nth = 0;             // 0: every such request
   std::string text;
 
-  bool AppliesTo(std::string_view type) const {
-    return request_type.empty() || request_type == type;
-  }
+  bool AppliesTo(std::string_view type) const { return requestType.empty() || requestType == type; }
   // True for the mood that is another one at every request.
   bool IsRandom() const;
 };
@@ -32,7 +30,7 @@ struct Mood {
 std::optional<Mood> ParseMood(std::string_view text);
 
 // What the random mood chooses from, the empty text being no mood. `choice` may be any number.
-std::string_view RandomMood(uint64_t choice);
+std::string_view RandomMood(std::uint64_t choice);
 
 // What goes over the wire instead of the proper answer.
 WireReply InMood(const Mood& mood, Kind kind, const HttpReply& proper);

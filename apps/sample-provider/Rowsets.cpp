@@ -232,7 +232,7 @@ std::string_view SchemaTypeName(ColumnType type) {
   static constexpr std::array<std::string_view, 7> kNames = {
       "xsd:string",        "xsd:int",     "xsd:unsignedInt", "xsd:short",
       "xsd:unsignedShort", "xsd:boolean", "xsd:dateTime"};
-  return kNames.at(static_cast<size_t>(type));
+  return kNames.at(static_cast<std::size_t>(type));
 }
 
 }  // namespace sample

@@ -1,34 +1,23 @@
 #include "SampleProvider.h"
 
-#include <httplib.h>
 #include <libxml/parser.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <libxml/uri.h>
 
-#include <array>
 #include <atomic>
-#include <condition_variable>
-#include <csignal>
-#include <deque>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
 
+#include "CubeCopies.h"
 #include "DiscoverService.h"
+#include "Gzip.h"
 #include "MoodMemory.h"
 #include "Wire.h"
+#include "loopback-server/Server.h"
 
 namespace sample {
 namespace {
 
-using std::chrono::milliseconds;
-
 constexpr std::chrono::seconds kIdleConnection{60};
-constexpr milliseconds kSlowClient{30'000};
-constexpr size_t kRequestsKept = 4096;
-constexpr std::string_view kAcceptEncoding = "Accept-Encoding";
+constexpr std::size_t kRequestsKept = 4096;
 
 constexpr std::pair<Kind, std::string_view> kKinds[] = {
     {Kind::kAnalysisServices, "analysis-services"},
@@ -36,388 +25,177 @@ constexpr std::pair<Kind, std::string_view> kKinds[] = {
     {Kind::kTamarind, "tamarind"},
 };
 
-// A connection as the HTTP library sees it. Every wait ends with the stop signal.
-class Connection : public httplib::Stream {
- public:
-  Connection(int socket, const StopSignal& stop) : socket_(socket), stop_(stop) {}
-  ~Connection() override {
-    ::shutdown(socket_, SHUT_RDWR);
-    ::close(socket_);
+std::string Base64(std::string_view bytes) {
+  constexpr std::string_view kDigits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const std::string_view group = bytes.substr(at, 3);
+    unsigned bits = 0;
+    for (std::size_t i = 0; i < 3; ++i)
+      bits = bits << 8U | (i < group.size() ? static_cast<unsigned char>(group[i]) : 0U);
+    for (std::size_t i = 0; i < 4; ++i)
+      text += i <= group.size() ? kDigits[bits >> (18 - 6 * i) & 63U] : '=';
   }
-
-  // Waits for the first byte of the next request.
-  bool NextRequest() {
-    replied_ = false;
-    accepted_encoding_.clear();
-    return !last_ && (at_ < filled_ || Fill(kIdleConnection));
-  }
-
-  // Sends the reply past the HTTP library, whose own is then dropped.
-  void Send(const WireReply& reply) {
-    replied_ = true;
-    if (!SendReply(socket_, stop_, reply)) last_ = true;
-  }
-
-  std::string& AcceptedEncoding() { return accepted_encoding_; }
-
-  bool is_readable() const override { return true; }
-  bool is_writable() const override { return true; }
-  ssize_t read(char* to, size_t size) override {
-    if (at_ == filled_ && !Fill(kSlowClient)) return -1;
-    const size_t count = std::min(size, filled_ - at_);
-    std::copy_n(buffer_.begin() + static_cast<std::ptrdiff_t>(at_), count, to);
-    at_ += count;
-    return static_cast<ssize_t>(count);
-  }
-  ssize_t write(const char* from, size_t size) override {
-    if (!replied_ && !SendBytes(socket_, stop_, {from, size})) return -1;
-    return static_cast<ssize_t>(size);
-  }
-  void get_remote_ip_and_port(std::string& ip, int& port) const override {
-    ip = "127.0.0.1";
-    port = 0;
-  }
-  void get_local_ip_and_port(std::string& ip, int& port) const override {
-    ip = "127.0.0.1";
-    port = 0;
-  }
-  socket_t socket() const override { return socket_; }
-
- private:
-  bool Fill(milliseconds time) {
-    if (!stop_.WaitFor(socket_, POLLIN, time)) return false;
-    const ssize_t got = ::recv(socket_, buffer_.data(), buffer_.size(), 0);
-    if (got <= 0) return false;
-    at_ = 0;
-    filled_ = static_cast<size_t>(got);
-    return true;
-  }
-
-  int socket_;
-  const StopSignal& stop_;
-  std::array<char, 8192> buffer_{};
-  size_t at_ = 0;
-  size_t filled_ = 0;
-  bool replied_ = false;
-  bool last_ = false;
-  std::string accepted_encoding_;
-};
-
-// The connection that the current thread serves: handlers get no other way to it.
-thread_local Connection* t_connection = nullptr;
-
-// A thread for each connection; idle ones are used again. Stalled connections thus never keep
-// others waiting.
-class ConnectionThreads : public httplib::TaskQueue {
- public:
-  void enqueue(std::function<void()> job) override {
-    const std::lock_guard lock(mutex_);
-    jobs_.push_back(std::move(job));
-    if (idle_ < jobs_.size()) threads_.emplace_back([this] { Work(); });
-    wake_.notify_one();
-  }
-
-  void shutdown() override {
-    {
-      const std::lock_guard lock(mutex_);
-      done_ = true;
-      wake_.notify_all();
-    }
-    for (std::thread& thread : threads_) thread.join();
-    threads_.clear();
-  }
-
- private:
-  void Work() {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-      ++idle_;
-      wake_.wait(lock, [this] { return done_ || !jobs_.empty(); });
-      --idle_;
-      if (jobs_.empty()) return;
-      const std::function<void()> job = std::move(jobs_.front());
-      jobs_.pop_front();
-      lock.unlock();
-      job();
-      lock.lock();
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<std::function<void()>> jobs_;
-  std::vector<std::thread> threads_;
-  size_t idle_ = 0;
-  bool done_ = false;
-};
-
-class HttpServer : public httplib::Server {
- public:
-  HttpServer(const StopSignal& stop, bool compress) : stop_(stop), compress_(compress) {}
-
-  // The library lets five connections wait to be accepted; when more come at once, their clients
-  // lose whole seconds until the kernel tries again.
-  void WidenBacklog() { ::listen(svr_sock_, SOMAXCONN); }
-
- private:
-  bool process_and_close_socket(socket_t socket) override {
-    Connection connection(socket, stop_);
-    t_connection = &connection;
-    // The library compresses whenever the client accepts it; here it is the owner's choice.
-    const auto prepare = [&](httplib::Request& request) {
-      if (compress_) return;
-      connection.AcceptedEncoding() = request.get_header_value(kAcceptEncoding.data());
-      request.headers.erase(kAcceptEncoding.data());
-    };
-    bool closed = false;
-    while (!closed && connection.NextRequest()) {
-      if (!process_request(connection, false, closed, prepare)) break;
-    }
-    t_connection = nullptr;
-    return true;
-  }
-
-  const StopSignal& stop_;
-  bool compress_;
-};
-
-// Keeps the HTTP library from changing how the process takes a broken pipe.
-class KeptSignalDisposition {
- public:
-  KeptSignalDisposition() { ::sigaction(SIGPIPE, nullptr, &before_); }
-  ~KeptSignalDisposition() { ::sigaction(SIGPIPE, &before_, nullptr); }
-  KeptSignalDisposition(const KeptSignalDisposition&) = delete;
-  KeptSignalDisposition& operator=(const KeptSignalDisposition&) = delete;
-
- private:
-  struct sigaction before_ {};
-};
-
-std::unique_ptr<HttpServer> MakeServer(const StopSignal& stop, bool compress) {
-  const KeptSignalDisposition kept;
-  return std::make_unique<HttpServer>(stop, compress);
+  return text;
 }
 
-constexpr std::string_view kCopy = ", copy ";
-
-// The rows of the cubes follow one another again and again, with a number behind each cube's name;
-// in requests the number is dropped.
-HttpReply AnswerWithCopies(Kind kind, std::string request, int copies) {
-  for (size_t at = request.find(kCopy); at != std::string::npos; at = request.find(kCopy, at)) {
-    request.erase(at, request.find('<', at) - at);
-  }
-  HttpReply reply = Answer(kind, request);
-  const size_t begin = reply.body.find("<row>");
-  if (begin == std::string::npos || RequestTypeOf(request) != "MDSCHEMA_CUBES") return reply;
-  const size_t end = reply.body.rfind("</row>") + 6;
-  const std::string rows = reply.body.substr(begin, end - begin);
-  std::string all;
-  for (int copy = 1; copy <= copies; ++copy) {
-    size_t done = 0;
-    for (size_t at; (at = rows.find("</CUBE_NAME>", done)) != std::string::npos; done = at + 1) {
-      all.append(rows, done, at - done).append(kCopy).append(std::to_string(copy)).append("<");
+/// The decoded value of a parameter of the target's query; nothing if it is not there.
+std::optional<std::string> Parameter(std::string_view target, std::string_view name) {
+  std::size_t begin = target.find('?');
+  while (begin != std::string_view::npos) {
+    const std::size_t end = target.find('&', ++begin);
+    const std::string_view pair = target.substr(begin, end - begin);
+    if (pair.substr(0, pair.find('=')) == name) {
+      const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
+      const std::unique_ptr<char, decltype(xmlFree)> decoded(
+          xmlURIUnescapeString(value.data(), static_cast<int>(value.size()), nullptr), xmlFree);
+      return decoded ? decoded.get() : "";
     }
-    all.append(rows, done);
+    begin = end;
   }
-  reply.body.replace(begin, end - begin, all);
+  return std::nullopt;
+}
+
+WireReply Page(int status, std::string_view title, std::string_view text) {
+  WireReply reply;
+  reply.status = status;
+  reply.headers = {{"Content-Type", "text/html"}};
+  reply.body.append("<html><head><title>").append(title).append("</title></head><body>");
+  reply.body.append(text).append("</body></html>\n");
   return reply;
+}
+
+/// The reply as this kind of server sends it.
+WireReply Proper(Kind kind, HttpReply from, bool compress) {
+  WireReply reply;
+  reply.status = from.status;
+  reply.headers = {{"Content-Type", from.contentType}};
+  if (compress) reply.headers.emplace_back("Content-Encoding", "gzip");
+  reply.body = compress ? Gzip(from.body) : std::move(from.body);
+  // Tamarind does not know the length of a reply when it begins to send it.
+  if (kind == Kind::kTamarind) reply.framing = Framing::kChunked;
+  return reply;
+}
+
+Options Checked(Options options) {
+  if (options.port < 0 || options.port > 65535)
+    throw std::runtime_error("The port must be between 0 and 65535.");
+  if (options.latency.count() < 0) throw std::runtime_error("The latency must not be negative.");
+  return options;
+}
+
+/// Parses the metadata before the first request needs them.
+void LoadMetadata() {
+  xmlInitParser();
+  for (const auto& [kind, name] : kKinds) MetadataOf(kind);
 }
 
 }  // namespace
 
 std::optional<Kind> KindFromName(std::string_view name) {
-  for (const auto& [kind, known] : kKinds) {
+  for (const auto& [kind, known] : kKinds)
     if (name == known) return kind;
-  }
   return std::nullopt;
 }
 
-std::string_view NameOfKind(Kind kind) { return kKinds[static_cast<size_t>(kind)].second; }
+std::string_view NameOfKind(Kind kind) { return kKinds[static_cast<std::size_t>(kind)].second; }
 
 class Provider::Impl {
  public:
   explicit Impl(Options options)
-      : options_(std::move(options)),
-        mood_(ParseMood(options_.mood)),
-        server_(MakeServer(stop_, options_.compress)) {
-    if (options_.port < 0 || options_.port > 65535) {
-      throw std::runtime_error("The port must be between 0 and 65535.");
-    }
-    if (options_.latency.count() < 0) {
-      throw std::runtime_error("The latency must not be negative.");
-    }
-    xmlInitParser();
-    for (const auto& [kind, name] : kKinds) {
-      MetadataOf(kind);
-      const std::string path = "/" + std::string(name);
-      server_->Post(path, [this, kind = kind](const auto& request, auto& response) {
-        Serve(kind, request, response);
-      });
-      server_->Get(path, [this](const auto& request, auto& response) {
-        Record(request);
-        response.status = 405;
-        response.set_header("Allow", "POST");
-        response.set_content(
-            "<html><head><title>405 Method Not Allowed</title></head>"
-            "<body>XML for Analysis requests are posted.</body></html>\n",
-            "text/html");
-      });
-    }
-    server_->new_task_queue = [] { return new ConnectionThreads; };
-    server_->set_keep_alive_max_count(1'000'000);
-    server_->set_keep_alive_timeout(kIdleConnection.count());
-    server_->set_tcp_nodelay(true);
-    // Without this, a second provider could share the port of the first.
-    server_->set_socket_options([](socket_t socket) {
-      const int yes = 1;
-      ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    });
-    Listen();
+      : m_options(Checked(std::move(options))),
+        m_mood(ParseMood(m_options.mood)),
+        m_server([this](loopback::Connection& connection,
+                        const loopback::Request& request) { Serve(connection, request); },
+                 {.port = m_options.port, .idle = kIdleConnection, .requestsKept = kRequestsKept}) {
   }
 
-  ~Impl() {
-    stop_.Raise();
-    server_->stop();
-    thread_.join();
-  }
-
-  int Port() const { return port_; }
-  int MostAtOnce() const { return most_at_once_; }
-
-  std::vector<Request> TakeRequests() {
-    const std::lock_guard lock(mutex_);
-    std::vector<Request> taken(std::make_move_iterator(requests_.begin()),
-                               std::make_move_iterator(requests_.end()));
-    requests_.clear();
-    return taken;
-  }
+  int MostAtOnce() const { return m_mostAtOnce; }
+  loopback::Server& Server() { return m_server; }
 
  private:
-  // Counts the requests that are being answered.
+  /// Counts the requests that are being answered.
   class InAnswer {
    public:
-    explicit InAnswer(Impl& provider) : provider_(provider) {
-      const int now = ++provider_.in_answer_;
-      int most = provider_.most_at_once_;
-      while (now > most && !provider_.most_at_once_.compare_exchange_weak(most, now)) continue;
+    explicit InAnswer(Impl& provider) : m_provider(provider) {
+      const int now = ++provider.m_inAnswer;
+      int most = provider.m_mostAtOnce;
+      while (now > most && !provider.m_mostAtOnce.compare_exchange_weak(most, now)) continue;
     }
-    ~InAnswer() { --provider_.in_answer_; }
+    ~InAnswer() { --m_provider.m_inAnswer; }
     InAnswer(const InAnswer&) = delete;
     InAnswer& operator=(const InAnswer&) = delete;
 
    private:
-    Impl& provider_;
+    Impl& m_provider;
   };
 
-  void Listen() {
-    port_ = options_.port;
-    if (port_ == 0) {
-      port_ = server_->bind_to_any_port("127.0.0.1");
-    } else if (!server_->bind_to_port("127.0.0.1", port_)) {
-      port_ = -1;
-    }
-    if (port_ <= 0) {
-      throw std::runtime_error("Cannot listen on 127.0.0.1, port " + std::to_string(options_.port) +
-                               ": it is taken or not allowed. Choose another port, or 0.");
-    }
-    server_->WidenBacklog();
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
-    // The server cannot be stopped before it runs.
-    while (!server_->is_running()) std::this_thread::sleep_for(milliseconds(1));
+  void Serve(loopback::Connection& connection, const loopback::Request& request) {
+    const InAnswer inAnswer(*this);
+    if (!m_server.Stop().Sleep(m_options.latency)) return;
+    SendReply(connection, m_server.Stop(), ReplyTo(request));
   }
 
-  void Record(const httplib::Request& from) {
-    Request request{from.method, from.target, {}, from.body};
-    for (const auto& [name, value] : from.headers) {
-      // The library adds these two about the peer.
-      if (name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
-          name == "LOCAL_PORT") {
-        continue;
-      }
-      request.headers.emplace_back(name, value);
-    }
-    if (!t_connection->AcceptedEncoding().empty()) {
-      request.headers.emplace_back(kAcceptEncoding, t_connection->AcceptedEncoding());
-    }
-    const std::lock_guard lock(mutex_);
-    requests_.push_back(std::move(request));
-    if (requests_.size() > kRequestsKept) requests_.pop_front();
+  bool IsAllowed(const loopback::Request& request) const {
+    return m_options.user.empty() ||
+           request.Header("Authorization") ==
+               "Basic " + Base64(m_options.user + ':' + m_options.password);
   }
 
-  bool Allowed(const httplib::Request& request) const {
-    if (options_.user.empty()) return true;
-    const auto wanted = httplib::make_basic_authentication_header(options_.user, options_.password);
-    return request.get_header_value("Authorization") == wanted.second;
-  }
-
-  void Serve(Kind kind, const httplib::Request& request, httplib::Response& response) {
-    Record(request);
-    const InAnswer in_answer(*this);
-    if (!stop_.Sleep(options_.latency)) return;
-    if (!Allowed(request)) {
-      response.status = 401;
-      response.set_header("WWW-Authenticate", "Basic realm=\"XMLA sample provider\"");
-      response.set_content(
-          "<html><head><title>401 Unauthorized</title></head>"
-          "<body>A user name and a password are needed.</body></html>\n",
-          "text/html");
-      return;
+  WireReply ReplyTo(const loopback::Request& request) {
+    const std::string target = request.Target();
+    const std::string_view path = std::string_view(target).substr(0, target.find('?'));
+    const std::optional<Kind> kind = path.empty() ? std::nullopt : KindFromName(path.substr(1));
+    if (!kind) return Page(404, "404 Not Found", "There is no XMLA service at this path.");
+    if (request.Method() != "POST") {
+      WireReply reply =
+          Page(405, "405 Method Not Allowed", "XML for Analysis requests are posted.");
+      reply.headers.emplace_back("Allow", "POST");
+      return reply;
     }
-    std::optional<Mood> mood = mood_;
+    if (!IsAllowed(request)) {
+      WireReply reply = Page(401, "401 Unauthorized", "A user name and a password are needed.");
+      reply.headers.emplace_back("WWW-Authenticate", "Basic realm=\"XMLA sample provider\"");
+      return reply;
+    }
+    std::optional<Mood> mood = m_mood;
     try {
-      if (request.has_param("mood")) mood = ParseMood(request.get_param_value("mood"));
+      if (const auto asked = Parameter(target, "mood")) mood = ParseMood(*asked);
     } catch (const std::runtime_error& error) {
-      response.status = 400;
-      response.set_content(std::string(error.what()) + "\n", "text/plain");
-      return;
+      return Page(400, "400 Bad Request", EscapeXml(error.what()));
     }
-    HttpReply reply = options_.copies > 1 ? AnswerWithCopies(kind, request.body, options_.copies)
-                                          : Answer(kind, request.body);
-    if (mood) mood = memory_.MoodOf(*mood, request.body);
-    if (mood) {
-      t_connection->Send(InMood(*mood, kind, reply));
-      return;
-    }
-    response.status = reply.status;
-    if (kind != Kind::kTamarind) {
-      response.set_content(reply.body, reply.content_type);
-      return;
-    }
-    // This kind of server does not know the length of a reply when it begins to send it.
-    response.set_chunked_content_provider(
-        reply.content_type, [body = std::move(reply.body)](size_t offset, httplib::DataSink& sink) {
-          constexpr size_t kChunk = 8000;
-          const std::string_view chunk = std::string_view(body).substr(offset, kChunk);
-          if (!chunk.empty()) sink.write(chunk.data(), chunk.size());
-          if (offset + chunk.size() == body.size()) sink.done();
-          return true;
-        });
+    HttpReply reply = m_options.copies > 1 ? AnswerWithCopies(*kind, request.body, m_options.copies)
+                                           : Answer(*kind, request.body);
+    if (mood) mood = m_memory.MoodOf(*mood, request.body);
+    if (mood) return InMood(*mood, *kind, reply);
+    const bool compress =
+        m_options.compress && request.Header("Accept-Encoding").find("gzip") != std::string::npos;
+    return Proper(*kind, std::move(reply), compress);
   }
 
-  Options options_;
-  std::optional<Mood> mood_;
-  MoodMemory memory_;
-  std::atomic<int> in_answer_{0};
-  std::atomic<int> most_at_once_{0};
-  StopSignal stop_;
-  std::unique_ptr<HttpServer> server_;
-  int port_ = 0;
-  std::thread thread_;
-  std::mutex mutex_;
-  std::deque<Request> requests_;
+  const Options m_options;
+  const std::optional<Mood> m_mood;
+  MoodMemory m_memory;
+  std::atomic<int> m_inAnswer{0};
+  std::atomic<int> m_mostAtOnce{0};
+  loopback::Server m_server;  // last: its threads use the others
 };
 
-Provider::Provider(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {}
+Provider::Provider(Options options) {
+  LoadMetadata();
+  m_impl = std::make_unique<Impl>(std::move(options));
+}
 Provider::~Provider() = default;
 
-int Provider::Port() const { return impl_->Port(); }
+int Provider::Port() const { return m_impl->Server().Port(); }
 
-int Provider::MostAtOnce() const { return impl_->MostAtOnce(); }
+int Provider::MostAtOnce() const { return m_impl->MostAtOnce(); }
 
 std::string Provider::Url(Kind kind) const {
-  return "http://127.0.0.1:" + std::to_string(Port()) + "/" + std::string(NameOfKind(kind));
+  return "http://" + m_impl->Server().Authority() + "/" + std::string(NameOfKind(kind));
 }
 
-std::vector<Request> Provider::TakeRequests() { return impl_->TakeRequests(); }
+std::vector<loopback::Request> Provider::TakeRequests() { return m_impl->Server().TakeRequests(); }
 
 }  // namespace sample

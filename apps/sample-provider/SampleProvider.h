@@ -5,8 +5,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "loopback-server/Request.h"
 
 // An XMLA provider with invented data, served over real HTTP on the loopback interface: something
 // to import from when no server is at hand, and a server that misbehaves on demand for tests.
@@ -38,14 +39,6 @@ struct Options {
 // One line for each mood: its name and what it does.
 std::string MoodHelp();
 
-// A request as it arrived; headers in the order of their names, as the HTTP library keeps them.
-struct Request {
-  std::string method;
-  std::string path;  // with the query
-  std::vector<std::pair<std::string, std::string>> headers;
-  std::string body;
-};
-
 // Serves from construction to destruction. Connections have a thread each; destruction ends them
 // all at once, also those in the middle of a slow or stalled reply. The members may be called from
 // any thread.
@@ -65,11 +58,11 @@ class Provider {
   int MostAtOnce() const;
 
   // The requests received since the last call; no more than the newest 4,096 are kept.
-  std::vector<Request> TakeRequests();
+  std::vector<loopback::Request> TakeRequests();
 
  private:
   class Impl;
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<Impl> m_impl;
 };
 
 }  // namespace sample

@@ -38,7 +38,7 @@ sigset_t HoldSignals() {
 int main(int argc, char** argv) {
   sample::Options options;
   int latency = 0;
-  std::string password_file;
+  std::string passwordFile;
   CLI::App app(
       "Serves invented cubes as three kinds of XMLA server on the loopback interface, "
       "until it is interrupted.",
@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 3'600'000));
   app.add_flag("--compress", options.compress, "compress replies for clients that accept it");
   auto* user = app.add_option("--user", options.user, "ask for this user's credentials");
-  auto* file = app.add_option("--password-file", password_file,
+  auto* file = app.add_option("--password-file", passwordFile,
                               "the user's password: the first line of this file");
   user->needs(file);
   file->needs(user);
@@ -66,7 +66,7 @@ int main(int argc, char** argv) {
   const sigset_t signals = HoldSignals();
   try {
     options.latency = std::chrono::milliseconds(latency);
-    if (!password_file.empty()) options.password = ReadPassword(password_file);
+    if (!passwordFile.empty()) options.password = ReadPassword(passwordFile);
     const sample::Provider provider(options);
     for (const char* kind : {"analysis-services", "sap-bw", "tamarind"}) {
       std::cout << provider.Url(*sample::KindFromName(kind)) << '\n';

@@ -28,7 +28,7 @@ void Gather(const SampleKind& kind, std::vector<Reply>& replies) {
       replies.push_back({kindName + " " + type + " " + std::to_string(known.size()), type,
                          kind.target, reply.body});
     }
-    return Answer{reply.body, reply.status, reply.content_type};
+    return Answer{reply.body, reply.status, reply.contentType};
   });
   const Heap<OTXMLAImportAPI> import = MakeImport(kind.target);
   String errors;

@@ -8,7 +8,7 @@
 #include <random>
 #include <thread>
 
-#include "GzipBomb.h"
+#include "Gzip.h"
 #include "NetworkSupport.h"
 #include "Utility/Generic/VXThread.h"
 #include "generic/ScriptedServer.h"

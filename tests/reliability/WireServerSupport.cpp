@@ -142,7 +142,7 @@ const std::string& WireServer::SampleAnswer(const std::string& path, const std::
     if (!kind) throw std::runtime_error("no such kind: " + path);
     const sample::HttpReply reply = sample::Answer(*kind, body);
     answer = "HTTP/1.1 " + std::to_string(reply.status) +
-             " X\r\nContent-Type: " + reply.content_type +
+             " X\r\nContent-Type: " + reply.contentType +
              "\r\nContent-Length: " + std::to_string(reply.body.size()) + "\r\n\r\n" + reply.body;
   }
   return answer;

@@ -28,7 +28,7 @@ struct MoodCase {
 bool WellFormed(const std::string& body) { return Parse(body).well_formed; }
 
 void IsProper(const Reply& reply, const Reply& proper) { EXPECT_EQ(reply.body, proper.body); }
-void IsFault(const Reply& reply, const Reply&) { EXPECT_NE(Parse(reply.body).fault_text, ""); }
+void IsFault(const Reply& reply, const Reply&) { EXPECT_NE(Parse(reply.body).faultText, ""); }
 void IsBroken(const Reply& reply, const Reply& proper) {
   EXPECT_EQ(reply.body.size(), proper.body.size());
   EXPECT_FALSE(WellFormed(reply.body));

@@ -166,7 +166,7 @@ TEST_F(RestrictionTest, WhatTheServerDoesNotHaveIsAFault) {
       const Document document = Parse(reply.body);
       EXPECT_TRUE(document.well_formed) << document.reason;
       EXPECT_NE(document.fault_code, "");
-      EXPECT_THAT(document.fault_text,
+      EXPECT_THAT(document.faultText,
                   HasSubstr(c.type == "MDSCHEMA_NOTHING" ? "MDSCHEMA_NOTHING" : "Nowhere"));
       EXPECT_THAT(document.rows, IsEmpty());
     }
@@ -181,7 +181,7 @@ TEST_F(RestrictionTest, ACubeOfAnotherCatalogIsAFault) {
 
 TEST_F(RestrictionTest, OnlySapBwHasVariables) {
   EXPECT_EQ(Discover(Url(Kind::kAnalysisServices), "SAP_VARIABLES").status, 500);
-  EXPECT_THAT(Parse(Discover(Url(Kind::kTamarind), "SAP_VARIABLES").body).fault_text,
+  EXPECT_THAT(Parse(Discover(Url(Kind::kTamarind), "SAP_VARIABLES").body).faultText,
               HasSubstr("SAP_VARIABLES"));
 }
 
@@ -206,7 +206,7 @@ TEST_F(RestrictionTest, WhatIsNoDiscoverCallIsAFault) {
       const Document document = Parse(Post(Url(kind), c.body).body);
       EXPECT_TRUE(document.well_formed) << c.body;
       EXPECT_NE(document.fault_code, "") << c.body;
-      EXPECT_THAT(document.fault_text, HasSubstr(c.text)) << c.body;
+      EXPECT_THAT(document.faultText, HasSubstr(c.text)) << c.body;
     }
   }
 }
@@ -214,7 +214,7 @@ TEST_F(RestrictionTest, WhatIsNoDiscoverCallIsAFault) {
 TEST_F(RestrictionTest, ABrokenHierarchyFaultsForItsMembersAlone) {
   const Pairs card = With(kSales, {{"HIERARCHY_UNIQUE_NAME", "[Customer].[Club Card]"}});
   const Reply reply = Discover(Url(Kind::kAnalysisServices), "MDSCHEMA_MEMBERS", card);
-  EXPECT_THAT(Parse(reply.body).fault_text, HasSubstr("attribute key cannot be found"));
+  EXPECT_THAT(Parse(reply.body).faultText, HasSubstr("attribute key cannot be found"));
   EXPECT_THAT(Rows(Url(Kind::kAnalysisServices), "MDSCHEMA_LEVELS", card), Not(IsEmpty()));
   EXPECT_THAT(Rows(Url(Kind::kAnalysisServices), "MDSCHEMA_MEMBERS",
                    With(kSales, {{"HIERARCHY_UNIQUE_NAME", "[Customer].[Address]"}})),

@@ -79,7 +79,7 @@ void Walk(xmlNode* node, Document& document) {
       continue;
     }
     if (name == "faultcode") document.fault_code = Content(node);
-    if (name == "faultstring") document.fault_text = Content(node);
+    if (name == "faultstring") document.faultText = Content(node);
     if (name == "element") {
       if (const xmlAttr* field =
               xmlHasNsProp(node, BAD_CAST "field", BAD_CAST "urn:schemas-microsoft-com:xml-sql")) {
@@ -111,8 +111,8 @@ std::string Envelope(const std::string& type, const Pairs& restrictions, const P
 Reply Post(const std::string& url, const std::string& body, const Call& call) {
   const Easy curl(curl_easy_init(), curl_easy_cleanup);
   curl_slist* lines = curl_slist_append(nullptr, "Content-Type: text/xml");
-  if (!call.accept_encoding.empty()) {
-    lines = curl_slist_append(lines, ("Accept-Encoding: " + call.accept_encoding).c_str());
+  if (!call.acceptEncoding.empty()) {
+    lines = curl_slist_append(lines, ("Accept-Encoding: " + call.acceptEncoding).c_str());
   }
   const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(lines,
                                                                             curl_slist_free_all);
@@ -121,8 +121,8 @@ Reply Post(const std::string& url, const std::string& body, const Call& call) {
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.data());
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
   curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT_MS, call.timeout_ms);
-  if (!call.user_and_password.empty()) {
-    curl_easy_setopt(curl.get(), CURLOPT_USERPWD, call.user_and_password.c_str());
+  if (!call.userAndPassword.empty()) {
+    curl_easy_setopt(curl.get(), CURLOPT_USERPWD, call.userAndPassword.c_str());
   }
   if (call.unpack) curl_easy_setopt(curl.get(), CURLOPT_ACCEPT_ENCODING, "gzip");
   return Perform(curl.get());
@@ -162,7 +162,7 @@ std::vector<RowTexts> Rows(const std::string& url, const std::string& type,
   EXPECT_EQ(reply.status, 200) << reply.body;
   Document document = Parse(reply.body);
   EXPECT_TRUE(document.well_formed) << document.reason;
-  EXPECT_EQ(document.fault_text, "");
+  EXPECT_EQ(document.faultText, "");
   return document.rows;
 }
 

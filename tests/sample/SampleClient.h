@@ -17,8 +17,8 @@ struct Reply {
 };
 
 struct Call {
-  std::string user_and_password;
-  std::string accept_encoding;  // the body stays as it is, packed or not
+  std::string userAndPassword;
+  std::string acceptEncoding;  // the body stays as it is, packed or not
   bool unpack = false;          // accept what libcurl can unpack, and unpack it
   long timeout_ms = 5000;
 };
@@ -50,7 +50,7 @@ struct Document {
   std::vector<RowTexts> rows;
   std::vector<std::vector<std::string>> column_order;  // of each row
   std::string fault_code;
-  std::string fault_text;
+  std::string faultText;
 };
 Document Parse(const std::string& body);
 

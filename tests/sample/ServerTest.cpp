@@ -63,17 +63,17 @@ TEST(ServerTest, KeepsTheRequestsAsTheyCame) {
   sample::Provider provider;
   const std::string body = Envelope(kAnyType, {{"CATALOG_NAME", "a & b"}});
   Call call;
-  call.accept_encoding = "gzip";
+  call.acceptEncoding = "gzip";
   Post(provider.Url(Kind::kTamarind) + "?mood=html", body, call);
   Get(provider.Url(Kind::kSapBw));
-  const std::vector<sample::Request> requests = provider.TakeRequests();
+  const std::vector<loopback::Request> requests = provider.TakeRequests();
   ASSERT_EQ(requests.size(), 2U);
-  EXPECT_EQ(requests[0].method, "POST");
-  EXPECT_EQ(requests[0].path, "/tamarind?mood=html");
+  EXPECT_EQ(requests[0].Method(), "POST");
+  EXPECT_EQ(requests[0].Target(), "/tamarind?mood=html");
   EXPECT_EQ(requests[0].body, body);
-  EXPECT_THAT(requests[0].headers, Contains(Pair("Content-Type", "text/xml")));
-  EXPECT_THAT(requests[0].headers, Contains(Pair("Accept-Encoding", "gzip")));
-  EXPECT_EQ(requests[1].method, "GET");
+  EXPECT_THAT(requests[0].Headers(), Contains(Pair("Content-Type", "text/xml")));
+  EXPECT_THAT(requests[0].Headers(), Contains(Pair("Accept-Encoding", "gzip")));
+  EXPECT_EQ(requests[1].Method(), "GET");
   EXPECT_THAT(provider.TakeRequests(), IsEmpty());
 }
 
@@ -97,7 +97,7 @@ TEST(ServerTest, AsksForCredentialsWhenItHasAUser) {
   EXPECT_EQ(Parse(none.body).rows.size(), 0U);
   const auto status = [&](const std::string& credentials) {
     Call call;
-    call.user_and_password = credentials;
+    call.userAndPassword = credentials;
     return Discover(url, kAnyType, {}, {}, call).status;
   };
   EXPECT_EQ(status("clerk:pass:wörd"), 200);
@@ -113,7 +113,7 @@ TEST(ServerTest, CompressesOnlyWhenToldToAndAccepted) {
       const sample::Provider provider(options);
       Call plain;
       Call packed;
-      packed.accept_encoding = "gzip";
+      packed.acceptEncoding = "gzip";
       Call unpacked;
       unpacked.unpack = true;
       const Reply proper = Discover(provider.Url(kind), kAnyType, {}, {}, plain);
@@ -264,8 +264,8 @@ TEST(ServerProgramTest, TakesItsPasswordFromAFile) {
     const std::string url = program.Line();
     Call call;
     EXPECT_EQ(Discover(url, kAnyType).status, 401);
-    call.user_and_password = "clerk:secret";
-    EXPECT_NE(Parse(Discover(url, kAnyType, {}, {}, call).body).fault_text, "");
+    call.userAndPassword = "clerk:secret";
+    EXPECT_NE(Parse(Discover(url, kAnyType, {}, {}, call).body).faultText, "");
     EXPECT_EQ(program.Stop(SIGTERM), 0);
   }
   std::filesystem::remove(file);

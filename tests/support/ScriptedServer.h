@@ -1,24 +1,14 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "loopback-server/Server.h"
 
 namespace support {
 
-/// What a client sent.
-struct Request {
-  std::string method;
-  std::string path;
-  std::string body;
-  std::vector<std::pair<std::string, std::string>> headers;
-  int connection = 0;  ///< the client's port: equal for requests on one connection
-
-  /// The values of the header, joined by "|"; names are compared ignoring case.
-  std::string Header(const std::string& name) const;
-};
+using loopback::Request;
 
 /// What the server answers.
 struct Reply {
@@ -27,25 +17,21 @@ struct Reply {
   std::string contentType = "text/xml";
 };
 
-/// An HTTP server on a free loopback port that answers as it is told and remembers what it was
-/// asked.
+/// An HTTP server on a free loopback port whose replies are texts. It remembers the requests.
 class ScriptedServer {
  public:
   using Handler = std::function<Reply(const Request&)>;
   explicit ScriptedServer(Handler handler);
-  /// Answers with the replies in order; a request too many gets a status 500 without fault.
+  /// Answers with the replies in order, and then with status 500 without a fault.
   explicit ScriptedServer(std::vector<Reply> replies);
-  ~ScriptedServer();
 
-  std::string Url() const;
+  std::string Url() const { return "http://" + m_server.Authority() + "/xmla"; }
   /// The requests so far, in order of arrival.
-  std::vector<Request> Requests() const;
+  std::vector<Request> Requests() const { return m_server.Requests(); }
 
  private:
-  struct Impl;
-  std::unique_ptr<Impl> m_impl;
+  loopback::Server m_server;
 };
-
 /// A reply as XMLA servers send it, with the given text inside its root element.
 std::string RowsetReply(const std::string& rows);
 /// The same with rows of one column each.

@@ -22,8 +22,8 @@ TEST(Exchange, PostsTheBytesWithItsTwoHeaderLines) {
   agent.SendSoapRequest(support::Wide(kRequest), response);
   const auto requests = server.Requests();
   ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].method, "POST");
-  EXPECT_EQ(requests[0].path, "/xmla");
+  EXPECT_EQ(requests[0].Method(), "POST");
+  EXPECT_EQ(requests[0].Target(), "/xmla");
   EXPECT_EQ(requests[0].body, kRequest);
   EXPECT_EQ(requests[0].Header("SOAPAction"),
             "\"urn:schemas-microsoft-com:xml-analysis:Discover\"");

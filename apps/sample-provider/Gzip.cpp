@@ -1,4 +1,4 @@
-#include "GzipBomb.h"
+#include "Gzip.h"
 
 #include <zlib.h>
 
@@ -36,17 +36,19 @@ void AppendNumber(std::string& out, unsigned long number) {
 
 }  // namespace
 
-std::string GzipBomb(std::string_view text, size_t place, unsigned long mebibytes) {
+std::string Gzip(std::string_view text) { return GzipBomb(text, text.size(), 0); }
+
+std::string GzipBomb(std::string_view text, std::size_t place, unsigned long mebibytes) {
   const std::string blanks(1U << 20U, ' ');
   const std::string packed = Deflate(blanks, Z_FULL_FLUSH);
-  const uLong blank_sum = Checksum(0, blanks);
+  const uLong blankSum = Checksum(0, blanks);
 
   std::string out("\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03", 10);
   uLong sum = Checksum(0, text.substr(0, place));
   out += Deflate(text.substr(0, place), Z_FULL_FLUSH);
   for (unsigned long i = 0; i < mebibytes; ++i) {
     out += packed;
-    sum = crc32_combine(sum, blank_sum, static_cast<z_off_t>(blanks.size()));
+    sum = crc32_combine(sum, blankSum, static_cast<z_off_t>(blanks.size()));
   }
   out += Deflate(text.substr(place), Z_FINISH);
   AppendNumber(out, Checksum(sum, text.substr(place)));
