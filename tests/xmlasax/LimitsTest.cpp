@@ -154,7 +154,7 @@ TEST(Limits, OfAnOperationHoldForEachOperation) {
       {&ImportLimits::maxTotalReplyBytes, replyBytes,
        "The replies have more than " + std::to_string(replyBytes - 1) +
            " bytes in all (limit maxTotalReplyBytes)",
-       std::uint64_t{4} << 30},
+       std::uint64_t{2} << 30},
   };
   for (const auto& c : cases) {
     settings.limits = {};
@@ -198,9 +198,9 @@ TEST(Limits, OnTheBytesOfAllRepliesCountsThemDecoded) {
   settings.limits.maxTotalReplyBytes = 15'000;
   // A byte of the reply becomes three in UTF-8.
   ScriptedServer server([](const support::Request&) {
-    return support::Reply{RowsetReply("<row><CATALOG_NAME>" + std::string(5000, '\x80') +
-                                      "</CATALOG_NAME></row>"),
-                          200, "text/xml; charset=windows-1252"};
+    return support::Reply{
+        RowsetReply("<row><CATALOG_NAME>" + std::string(5000, '\x80') + "</CATALOG_NAME></row>"),
+        200, "text/xml; charset=windows-1252"};
   });
   AgentProbe agent(server.Url());
   const ImportOperation operation;
@@ -298,8 +298,7 @@ TEST(Limits, TheDeadlineEndsAnOperationInTime) {
     const std::string errors = ImportHierarchies(import).errors;
     const auto took = Clock::now() - begin;
     isOver = true;
-    EXPECT_THAT(errors, HasSubstr("longer than 1 seconds (limit deadlineSeconds)"))
-        << c.name;
+    EXPECT_THAT(errors, HasSubstr("longer than 1 seconds (limit deadlineSeconds)")) << c.name;
     EXPECT_GE(took, std::chrono::milliseconds(1000)) << c.name;
     EXPECT_LE(took, std::chrono::milliseconds(support::kIsSanitized ? 1500 : 1100)) << c.name;
   }
