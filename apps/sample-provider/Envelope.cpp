@@ -3,14 +3,15 @@
 namespace sample {
 namespace {
 
-// The pieces that differ between the kinds. A chunk in a reply is: opening, schema, rows, closing.
+// The parts of a reply that differ between the kinds. Order in a reply: opening, schema, rows,
+// closing.
 struct Style {
   std::string_view content_type;
   std::string_view opening;
-  std::string_view empty_root;  // a root without rows, schema left out
+  std::string_view empty_root;  // root element without rows and schema
   std::string_view root;
   std::string_view schema_opening;
-  std::string_view schema_row;  // opens the complex type of a row
+  std::string_view schema_row;  // start of a row's complex type
   std::string_view optional;    // attributes of a column's schema element
   std::string_view closing;
   std::string_view line;  // between elements

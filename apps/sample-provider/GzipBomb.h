@@ -5,8 +5,8 @@
 
 namespace sample {
 
-// A valid gzip stream that unfolds to the text with so many mebibytes of blanks inserted at the
-// given place. Its size is about a thousandth of what it unfolds to.
+// A valid gzip stream of the text with `mebibytes` MiB of spaces inserted at `place`. The stream is
+// about a thousandth of the decompressed size.
 std::string GzipBomb(std::string_view text, size_t place, unsigned long mebibytes);
 
 }  // namespace sample

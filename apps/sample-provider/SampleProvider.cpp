@@ -36,7 +36,7 @@ constexpr std::pair<Kind, std::string_view> kKinds[] = {
     {Kind::kTamarind, "tamarind"},
 };
 
-// A connection as the HTTP library sees it. Every wait ends with the stop signal.
+// The connection as a stream of the HTTP library. The stop signal ends every wait.
 class Connection : public httplib::Stream {
  public:
   Connection(int socket, const StopSignal& stop) : socket_(socket), stop_(stop) {}
@@ -52,7 +52,7 @@ class Connection : public httplib::Stream {
     return !last_ && (at_ < filled_ || Fill(kIdleConnection));
   }
 
-  // Sends the reply past the HTTP library, whose own is then dropped.
+  // Sends the reply directly. The reply of the HTTP library is then discarded.
   void Send(const WireReply& reply) {
     replied_ = true;
     if (!SendReply(socket_, stop_, reply)) last_ = true;
@@ -103,11 +103,10 @@ class Connection : public httplib::Stream {
   std::string accepted_encoding_;
 };
 
-// The connection that the current thread serves: handlers get no other way to it.
+// The connection of the current thread. Handlers have no other access to it.
 thread_local Connection* t_connection = nullptr;
 
-// A thread for each connection; idle ones are used again. Stalled connections thus never keep
-// others waiting.
+// One thread per connection, so a stalled client does not block others. Idle threads are reused.
 class ConnectionThreads : public httplib::TaskQueue {
  public:
   void enqueue(std::function<void()> job) override {
@@ -155,15 +154,16 @@ class HttpServer : public httplib::Server {
  public:
   HttpServer(const StopSignal& stop, bool compress) : stop_(stop), compress_(compress) {}
 
-  // The library lets five connections wait to be accepted; when more come at once, their clients
-  // lose whole seconds until the kernel tries again.
+  // The HTTP library's backlog is five connections. Further clients would wait seconds for the
+  // retry of the kernel.
   void WidenBacklog() { ::listen(svr_sock_, SOMAXCONN); }
 
  private:
   bool process_and_close_socket(socket_t socket) override {
     Connection connection(socket, stop_);
     t_connection = &connection;
-    // The library compresses whenever the client accepts it; here it is the owner's choice.
+    // The HTTP library compresses whenever the client accepts it. Remove the header if compression
+    // is off.
     const auto prepare = [&](httplib::Request& request) {
       if (compress_) return;
       connection.AcceptedEncoding() = request.get_header_value(kAcceptEncoding.data());
@@ -181,7 +181,7 @@ class HttpServer : public httplib::Server {
   bool compress_;
 };
 
-// Keeps the HTTP library from changing how the process takes a broken pipe.
+// Restores the process's SIGPIPE handler, which the HTTP library changes.
 class KeptSignalDisposition {
  public:
   KeptSignalDisposition() { ::sigaction(SIGPIPE, nullptr, &before_); }
@@ -200,8 +200,8 @@ std::unique_ptr<HttpServer> MakeServer(const StopSignal& stop, bool compress) {
 
 constexpr std::string_view kCopy = ", copy ";
 
-// The rows of the cubes follow one another again and again, with a number behind each cube's name;
-// in requests the number is dropped.
+// Repeats the rows of MDSCHEMA_CUBES, with a number after each cube's name. Removes the number from
+// requests.
 HttpReply AnswerWithCopies(Kind kind, std::string request, int copies) {
   for (size_t at = request.find(kCopy); at != std::string::npos; at = request.find(kCopy, at)) {
     request.erase(at, request.find('<', at) - at);
@@ -267,7 +267,7 @@ class Provider::Impl {
     server_->set_keep_alive_max_count(1'000'000);
     server_->set_keep_alive_timeout(kIdleConnection.count());
     server_->set_tcp_nodelay(true);
-    // Without this, a second provider could share the port of the first.
+    // The HTTP library would set SO_REUSEPORT, so that two providers could share a port.
     server_->set_socket_options([](socket_t socket) {
       const int yes = 1;
       ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
@@ -322,14 +322,14 @@ class Provider::Impl {
     }
     server_->WidenBacklog();
     thread_ = std::thread([this] { server_->listen_after_bind(); });
-    // The server cannot be stopped before it runs.
+    // stop() has no effect before the server runs.
     while (!server_->is_running()) std::this_thread::sleep_for(milliseconds(1));
   }
 
   void Record(const httplib::Request& from) {
     Request request{from.method, from.target, {}, from.body};
     for (const auto& [name, value] : from.headers) {
-      // The library adds these two about the peer.
+      // Headers that the HTTP library adds.
       if (name == "REMOTE_ADDR" || name == "REMOTE_PORT" || name == "LOCAL_ADDR" ||
           name == "LOCAL_PORT") {
         continue;
@@ -383,7 +383,7 @@ class Provider::Impl {
       response.set_content(reply.body, reply.content_type);
       return;
     }
-    // This kind of server does not know the length of a reply when it begins to send it.
+    // This kind of server sends replies in chunks.
     response.set_chunked_content_provider(
         reply.content_type, [body = std::move(reply.body)](size_t offset, httplib::DataSink& sink) {
           constexpr size_t kChunk = 8000;

@@ -67,13 +67,13 @@ std::string Chunked(std::string_view body, bool broken) {
   return out + "0\r\n\r\n";
 }
 
-// The peer gets a reset rather than an end.
+// Makes the peer see a reset instead of an end.
 void Reset(int socket) {
   const linger hard{1, 0};
   ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
   sockaddr nowhere{};
   nowhere.sa_family = AF_UNSPEC;
-  // Dissolving the association sends the reset at once; a close would first send an end.
+  // connect() with AF_UNSPEC sends the reset at once. close() would first send an end.
   (void)::connect(socket, &nowhere, sizeof nowhere);
 }
 
@@ -87,7 +87,7 @@ bool SendPaced(int socket, const StopSignal& stop, std::string_view bytes, const
   return true;
 }
 
-// Holds the connection open without a word until the peer or the provider ends it.
+// Keeps the connection open without sending, until the peer or the provider closes it.
 void StaySilent(int socket, const StopSignal& stop) {
   char ignored[512];
   while (stop.WaitFor(socket, POLLIN, kWithoutEnd)) {

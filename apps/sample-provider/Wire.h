@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-// Writing to a connection byte by byte under full control, which the HTTP library does not give.
+// Writes raw replies, with control over every byte and pause.
 namespace sample {
 
-// Raised once, it ends every wait of the provider for good. Any thread may raise it.
+// Ends every current and future wait of the provider. Thread-safe.
 class StopSignal {
  public:
   StopSignal();
@@ -18,10 +18,10 @@ class StopSignal {
   StopSignal& operator=(const StopSignal&) = delete;
 
   void Raise();
-  // False when the signal was raised before the time was over.
+  // False if the signal was raised before the time was over.
   bool Sleep(std::chrono::milliseconds time) const;
-  // Waits until the socket can be read or written; false at the signal or after the time. A
-  // negative time has no end.
+  // Waits until the socket is ready. False after the signal or the time. A negative time means no
+  // limit.
   bool WaitFor(int socket, short events, std::chrono::milliseconds time) const;
 
  private:
@@ -31,27 +31,27 @@ class StopSignal {
 enum class Ending { kKeep, kClose, kReset, kSilence, kEndless };
 enum class Framing { kLength, kUntilClose, kChunked, kBrokenChunks };
 
-// A reply, and how it goes over the wire.
+// A reply, and how to send it.
 struct WireReply {
   int status = 200;
-  std::vector<std::pair<std::string, std::string>> headers;  // besides the framing's
+  std::vector<std::pair<std::string, std::string>> headers;  // without those of the framing
   std::string body;
   Framing framing = Framing::kLength;
-  long length_error = 0;                    // added to the length that is announced
-  size_t send_at_most = std::string::npos;  // bytes, headers included unless body_limit
+  long length_error = 0;                    // added to Content-Length
+  size_t send_at_most = std::string::npos;  // bytes, including headers
   size_t body_at_most = std::string::npos;
-  std::chrono::milliseconds before{0};  // silence first; negative: without end
+  std::chrono::milliseconds before{0};  // delay; negative: never reply
   std::chrono::milliseconds pause{0};   // after each piece
   size_t piece = std::string::npos;
   Ending ending = Ending::kKeep;
-  std::string filler;     // what an endless ending repeats
-  bool head_ends = true;  // false: the empty line behind the headers is missing
+  std::string filler;     // repeated by Ending::kEndless
+  bool head_ends = true;  // false: omit the empty line after the headers
 };
 
-// True when the connection may serve another request.
+// True if the connection can serve another request.
 bool SendReply(int socket, const StopSignal& stop, const WireReply& reply);
 
-// False when the peer has gone or the signal was raised.
+// False if the peer closed the connection or the signal was raised.
 bool SendBytes(int socket, const StopSignal& stop, std::string_view bytes);
 
 }  // namespace sample
