@@ -7,15 +7,15 @@
 
 namespace sample {
 
-// What a Discover call asks for. Names are as the client wrote them, values are decoded.
+/// A parsed Discover request. Values are decoded.
 struct DiscoverRequest {
   std::string type;
-  std::map<std::string, std::vector<std::string>> restrictions;  // a name may come repeatedly
+  std::map<std::string, std::vector<std::string>> restrictions;  // several values per name
   std::map<std::string, std::string> properties;
 };
 
-// Reads a SOAP envelope with a Discover call. Throws std::runtime_error, with a text for the
-// client, when the body is anything else.
+/// Parses a SOAP envelope with a Discover call. Throws std::runtime_error with a text for the
+/// client if the body is anything else.
 DiscoverRequest ParseDiscover(std::string_view body);
 
 }  // namespace sample

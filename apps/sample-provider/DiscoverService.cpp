@@ -14,7 +14,7 @@ struct FaultText {
   Trouble trouble;
   Kind kind;
   std::string_view code;
-  std::string_view before;  // the text, around the name that the request gave
+  std::string_view before;  // the text is before + name + after
   std::string_view after;
 };
 
@@ -59,13 +59,13 @@ HttpReply Fault(Kind kind, Trouble trouble, std::string_view name) {
   throw std::logic_error("a kind of server has no text for a fault");
 }
 
-// Thrown where the answer is a fault.
+/// Thrown to answer with a fault.
 struct Refusal {
   Trouble trouble;
   std::string name;
 };
 
-// The values that restrict a column; an empty text restricts nothing.
+/// The restrictions of a column. Empty values are ignored.
 std::vector<std::string> Restriction(const DiscoverRequest& request, const std::string& column) {
   const auto found = request.restrictions.find(column);
   std::vector<std::string> values;
@@ -92,8 +92,8 @@ bool Has(const Row& row, std::string_view column, const std::string& value) {
   return text && *text == value;
 }
 
-// The data source is named by its information, or by its name where that is what the server
-// lists. Without a name it is the first.
+/// Finds the data source by DataSourceInfo or DataSourceName. Without a name, returns the first
+/// one.
 const DataSource& SourceFor(const Metadata& metadata, const DiscoverRequest& request) {
   const std::string& name = Property(request, "DataSourceInfo");
   for (const DataSource& source : metadata.sources) {
@@ -160,7 +160,7 @@ std::vector<const Row*> SelectRows(Kind kind, const Rowset& rowset,
   for (const auto& [name, ignored] : request.restrictions) {
     std::vector<std::string> values = Restriction(request, name);
     if (values.empty()) continue;
-    // A name that is no column of the rowset restricts nothing.
+    // Restrictions that are not columns of the rowset are ignored.
     if (FindColumn(rowset, name, kind)) restrictions.emplace(name, std::move(values));
   }
   if (rowset.name == "DISCOVER_PROPERTIES") return Select(metadata.properties, restrictions);

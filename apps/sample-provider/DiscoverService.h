@@ -7,14 +7,14 @@
 
 namespace sample {
 
-// Answers one request body as a server of the kind does: with rows, or with a SOAP fault for
-// what it cannot read or does not have.
+/// Answers a request body like a server of this kind: with rows, or with a SOAP fault for invalid
+/// requests and unknown names.
 HttpReply Answer(Kind kind, std::string_view body);
 
-// A fault that a server of the kind reports when it fails for reasons of its own.
+/// The fault that a server of this kind reports for an internal error.
 HttpReply InternalFault(Kind kind);
 
-// The request type of a Discover call, or "" when it cannot be read.
+/// The request type of a Discover call, or "" if the body is invalid.
 std::string RequestTypeOf(std::string_view body);
 
 }  // namespace sample

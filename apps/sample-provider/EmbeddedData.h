@@ -6,7 +6,7 @@
 
 namespace sample {
 
-// The kind's data file as it was when the library was built.
+/// The data file of this kind, embedded at build time.
 std::string_view EmbeddedData(Kind kind);
 
 }  // namespace sample

@@ -3,14 +3,15 @@
 namespace sample {
 namespace {
 
-// The pieces that differ between the kinds. A chunk in a reply is: opening, schema, rows, closing.
+/// The parts of a reply that differ between the kinds. Order in a reply: opening, schema, rows,
+/// closing.
 struct Style {
   std::string_view contentType;
   std::string_view opening;
-  std::string_view emptyRoot;  // a root without rows, schema left out
+  std::string_view emptyRoot;  // root element without rows and schema
   std::string_view root;
   std::string_view schemaOpening;
-  std::string_view schemaRow;  // opens the complex type of a row
+  std::string_view schemaRow;  // start of a row's complex type
   std::string_view optional;   // attributes of a column's schema element
   std::string_view closing;
   std::string_view line;  // between elements

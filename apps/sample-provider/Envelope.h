@@ -7,8 +7,8 @@
 #include "Metadata.h"
 #include "Rowsets.h"
 
-// The reply texts of the three kinds of server, each in its own habit: prefixes, declaration,
-// inline schema, line breaks and the form of a fault.
+/// Builds reply texts in the style of each kind of server: prefixes, declaration, inline schema,
+/// line breaks and form of a fault.
 namespace sample {
 
 struct HttpReply {

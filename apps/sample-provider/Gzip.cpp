@@ -11,8 +11,8 @@ uLong Checksum(uLong sum, std::string_view bytes) {
   return crc32(sum, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size()));
 }
 
-// A part of a raw deflate stream. Parts that end with a full flush stand on their own, so one can
-// be repeated without compressing it again.
+/// Compresses a part of a raw deflate stream. Parts that end with a full flush are independent, so
+/// they can be repeated without compressing them again.
 std::string Deflate(std::string_view bytes, int flush) {
   z_stream stream{};
   if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY) !=

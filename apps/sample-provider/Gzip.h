@@ -8,8 +8,8 @@ namespace sample {
 /// The text as a gzip stream.
 std::string Gzip(std::string_view text);
 
-/// A valid gzip stream that unfolds to the text with so many mebibytes of blanks inserted at the
-/// given place. Its size is about a thousandth of what it unfolds to.
+/// A valid gzip stream of the text with `mebibytes` MiB of spaces inserted at `place`. The stream
+/// is about a thousandth of the decompressed size.
 std::string GzipBomb(std::string_view text, std::size_t place, unsigned long mebibytes);
 
 }  // namespace sample

@@ -12,14 +12,14 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Which list of a data file holds the rows of which rowset, the column that a bare text stands
-// for, and the column by which a planned fault knows the row.
+/// Per rowset: the list in the data file that contains its rows, the column that a plain string
+/// sets, and the column that identifies a row for a planned fault.
 struct ListKind {
   std::string_view key;
   std::string_view rowset;
   std::string_view name;
   std::string_view identity;
-  std::vector<std::string_view> lists;  // that its rows may hold
+  std::vector<std::string_view> lists;  // lists that its rows may contain
 };
 
 const ListKind kLists[] = {
@@ -107,7 +107,7 @@ class Loader {
     return found == rowset->end() ? nullptr : &*found;
   }
 
-  // The column's text in the row of the scope, or, for names, in a row around it.
+  // The column's text in the row of the scope. Names are also searched in enclosing rows.
   std::optional<std::string> Value(const Scope& scope, std::string_view column, int depth) const {
     if (depth > 32) Fail(scope, "the defaults refer to each other in a circle");
     if (const Json* own = OwnValue(scope, column)) {
@@ -122,7 +122,7 @@ class Loader {
     return std::nullopt;
   }
 
-  // Nothing when a column that the text refers to is absent.
+  // Returns nullopt if the text refers to an absent column.
   std::optional<std::string> Fill(const Scope& scope, const std::string& text, int depth) const {
     std::string out;
     std::size_t at = 0;

@@ -5,7 +5,7 @@
 namespace sample {
 namespace {
 
-// Written out, since the standard library's hash and generators may differ from one to another.
+/// Own functions, because std::hash and the standard generators differ between implementations.
 std::uint64_t Hash(std::string_view text, std::uint64_t hash) {
   for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
   return hash;

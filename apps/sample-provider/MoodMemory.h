@@ -10,19 +10,18 @@
 
 namespace sample {
 
-// What a provider must remember of its requests to know which of them a mood is for. Any thread may
-// ask.
+/// Counts requests, to decide which of them a mood applies to. Thread-safe.
 class MoodMemory {
  public:
-  // The mood that the request is answered in, or nothing.
+  /// The mood for this request, or nullopt.
   std::optional<Mood> MoodOf(const Mood& asked, const std::string& body);
 
  private:
   std::string_view NextRandomMood(long seed, const std::string& body);
 
   std::mutex m_mutex;
-  std::map<std::string, long> m_counts;  // requests that a mood with a number was for
-  std::unordered_map<std::uint64_t, std::uint64_t> m_seen;  // how often a request came, by its hash
+  std::map<std::string, long> m_counts;                     // matching requests per mood with /NTH
+  std::unordered_map<std::uint64_t, std::uint64_t> m_seen;  // number of equal requests, by hash
 };
 
 }  // namespace sample

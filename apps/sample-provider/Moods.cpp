@@ -12,7 +12,7 @@ namespace sample {
 
 struct MoodEntry {
   std::string_view name;
-  std::optional<long> number;  // when none is given; without it the mood takes none
+  std::optional<long> number;  // default; nullopt: the mood takes no number
   std::string_view what;
   void (*apply)(WireReply& reply, Kind kind, long number);
 };
@@ -46,7 +46,7 @@ std::string_view DeclarationOf(std::string_view body) {
   return end == std::string_view::npos ? std::string_view() : body.substr(0, end + 2);
 }
 
-// The body's characters one after the other; the data are valid UTF-8.
+/// Calls `visit` for each character. The body is valid UTF-8.
 template <typename Visit>
 void ForEachCharacter(std::string_view body, Visit visit) {
   for (std::size_t at = 0; at < body.size();) {
@@ -225,14 +225,14 @@ const MoodEntry kMoods[] = {
        reply.body.insert(0, kDeclaration);
      }},
     {"random", 1, "another mood at every request, most of them good; N is the seed",
-     // Chosen before a reply is made.
+     // Replaced by another mood before the reply is made.
      [](WireReply&, Kind, long) {}},
     {"latin-1", {}, "the reply in ISO-8859-1", ToLatin1},
     {"utf-16", {}, "the reply in UTF-16 with a byte-order mark", ToUtf16},
 };
 
-// For clients under load: nothing that keeps a connection or fills memory for long. What no client
-// can tell from a proper reply is left out too.
+/// For clients under load: nothing that keeps a connection or fills memory for long. What no client
+/// can tell from a proper reply is left out too.
 constexpr std::string_view kRandomMoods[] = {
     "stall",
     "stall-head",
@@ -315,7 +315,7 @@ std::optional<Mood> ParseMood(std::string_view text) {
   }
   if (const std::size_t at = name.find('@'); at != std::string_view::npos) {
     mood.requestType = name.substr(at + 1);
-    // SAP BW serves all of them.
+    // SAP BW has all rowsets.
     if (!FindRowset(mood.requestType, Kind::kSapBw)) {
       throw std::runtime_error("The mood \"" + std::string(text) + "\" is for \"" +
                                mood.requestType +
@@ -337,7 +337,7 @@ std::optional<Mood> ParseMood(std::string_view text) {
   mood.number = entry->number.value_or(0);
   if (colon == std::string_view::npos) return mood;
   const bool whole = WholeNumber(number, mood.number);
-  // Only a length can be wrong in both directions.
+  // Only wrong-length accepts negative numbers.
   const bool negative = mood.number < 0 && name != "wrong-length";
   if (!entry->number || !whole || negative || mood.number > kGreatestNumber) {
     throw std::runtime_error(

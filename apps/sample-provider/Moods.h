@@ -12,7 +12,7 @@ namespace sample {
 
 struct MoodEntry;
 
-// A misbehaviour as it was asked for: NAME[:NUMBER][@REQUEST_TYPE][/NTH].
+/// A parsed misbehaviour: NAME[:NUMBER][@REQUEST_TYPE][/NTH].
 struct Mood {
   const MoodEntry* entry = nullptr;
   long number = 0;
@@ -21,18 +21,18 @@ struct Mood {
   std::string text;
 
   bool AppliesTo(std::string_view type) const { return requestType.empty() || requestType == type; }
-  // True for the mood that is another one at every request.
+  /// True for the mood that selects a new mood for every request.
   bool IsRandom() const;
 };
 
-// Nothing for an empty text. Throws std::runtime_error, with what is possible, for a name that
-// does not exist or a number that cannot be read.
+/// Returns nullopt for an empty text. Throws std::runtime_error for an unknown name or an invalid
+/// number; the text lists the valid ones.
 std::optional<Mood> ParseMood(std::string_view text);
 
-// What the random mood chooses from, the empty text being no mood. `choice` may be any number.
+/// Maps any number to the name of a mood. An empty name means a normal reply.
 std::string_view RandomMood(std::uint64_t choice);
 
-// What goes over the wire instead of the proper answer.
+/// Turns a normal reply into the reply of this mood.
 WireReply InMood(const Mood& mood, Kind kind, const HttpReply& proper);
 
 }  // namespace sample

@@ -5,7 +5,7 @@
 
 #include "SampleProvider.h"
 
-// The schema rowsets that the provider serves, as the protocol lists them.
+/// The schema rowsets of the provider.
 namespace sample {
 
 enum class ColumnType { kText, kInt, kUnsigned, kShort, kUnsignedShort, kBool, kTime };
@@ -13,8 +13,8 @@ enum class ColumnType { kText, kInt, kUnsigned, kShort, kUnsignedShort, kBool, k
 struct Column {
   std::string_view name;
   ColumnType type = ColumnType::kText;
-  std::optional<Kind> only = std::nullopt;  // served by this kind alone
-  bool repeated = false;                    // may stand in a row more than once
+  std::optional<Kind> only = std::nullopt;  // only this kind has the column
+  bool repeated = false;                    // may occur several times in a row
 };
 
 struct Rowset {
@@ -23,7 +23,7 @@ struct Rowset {
   std::optional<Kind> only = std::nullopt;
 };
 
-// Null when no kind, or not this one, has a rowset of that name.
+/// Null if this kind has no rowset of that name. Without a kind: if no kind has it.
 const Rowset* FindRowset(std::string_view name, Kind kind);
 const Column* FindColumn(const Rowset& rowset, std::string_view name, Kind kind);
 std::string_view SchemaTypeName(ColumnType type);

@@ -9,55 +9,55 @@
 
 #include "loopback-server/Request.h"
 
-// An XMLA provider with invented data, served over real HTTP on the loopback interface: something
-// to import from when no server is at hand, and a server that misbehaves on demand for tests.
+/// An XMLA provider with sample data that serves HTTP on the loopback interface. For tests, it
+/// misbehaves on request.
 namespace sample {
 
-// The three kinds of server that the provider can pass for, each at a path of its own.
+/// The kinds of server that the provider imitates, each at its own path.
 enum class Kind { kAnalysisServices, kSapBw, kTamarind };
 
-// "analysis-services", "sap-bw" or "tamarind"; nothing for any other text.
+/// Accepts "analysis-services", "sap-bw" and "tamarind"; nullopt for any other text.
 std::optional<Kind> KindFromName(std::string_view name);
 std::string_view NameOfKind(Kind kind);
 
 struct Options {
   int port = 0;                          // 0: a free port
-  std::chrono::milliseconds latency{0};  // waited before every reply
+  std::chrono::milliseconds latency{0};  // delay before every reply
   bool compress = false;                 // compress replies for clients that accept it
-  std::string user;                      // when not empty, Basic credentials are asked for
+  std::string user;                      // not empty: requires Basic credentials
   std::string password;
-  // Every cube is listed so many times, under names of their own, which all mean the same cube.
+  /// Lists every cube this many times under different names.
   int copies = 1;
-  // A misbehaviour for every request, or "". A request can choose its own with `?mood=` on the
-  // URL. The form is NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a request type, only requests of that
-  // type are answered so, and with a slash, only the NTH of them. MoodHelp() lists the names. The
-  // mood "random:SEED" chooses anew for every request, by the seed, the request's body and how
-  // often that body came before, so that a run can be repeated whatever the order of its requests.
+  /// A misbehaviour for every request, or "". A request can select its own with `?mood=` in the
+  /// URL. The form is NAME[:NUMBER][@REQUEST_TYPE][/NTH]. With a request type, the mood applies
+  /// only to requests of that type, and with /NTH only to the NTH of them. MoodHelp() lists the
+  /// names. The mood "random:SEED" selects a mood for every request. The choice depends on the
+  /// seed, the body and the number of equal bodies before, so a run is repeatable even if the order
+  /// of requests changes.
   std::string mood;
 };
 
-// One line for each mood: its name and what it does.
+/// One line per mood: name and description.
 std::string MoodHelp();
 
-// Serves from construction to destruction. Connections have a thread each; destruction ends them
-// all at once, also those in the middle of a slow or stalled reply. The members may be called from
-// any thread.
+/// Serves until it is destroyed. One thread per connection. The destructor ends all connections at
+/// once, including slow and stalled replies. Thread-safe.
 class Provider {
  public:
-  // Throws std::runtime_error when the port cannot be had or an option makes no sense.
+  /// Throws std::runtime_error if the port is not available or an option is invalid.
   explicit Provider(Options options = {});
   ~Provider();
   Provider(const Provider&) = delete;
   Provider& operator=(const Provider&) = delete;
 
   int Port() const;
-  // http://127.0.0.1:PORT/ and the kind's name.
+  /// http://127.0.0.1:PORT/KIND
   std::string Url(Kind kind) const;
 
-  // The most requests that were answered at the same time.
+  /// The maximum number of requests that were in progress at the same time.
   int MostAtOnce() const;
 
-  // The requests received since the last call; no more than the newest 4,096 are kept.
+  /// The requests received since the last call, at most the newest 4,096.
   std::vector<loopback::Request> TakeRequests();
 
  private:

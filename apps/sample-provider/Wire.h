@@ -9,27 +9,27 @@
 #include "loopback-server/Connection.h"
 #include "loopback-server/StopSignal.h"
 
-// Writing to a connection byte by byte under full control, which the HTTP library does not give.
+/// Writes raw replies, with control over every byte and pause.
 namespace sample {
 
 enum class Ending { kKeep, kClose, kReset, kSilence, kEndless };
 enum class Framing { kLength, kUntilClose, kChunked, kBrokenChunks };
 
-// A reply, and how it goes over the wire.
+/// A reply, and how to send it.
 struct WireReply {
   int status = 200;
-  std::vector<std::pair<std::string, std::string>> headers;  // besides the framing's
+  std::vector<std::pair<std::string, std::string>> headers;  // without those of the framing
   std::string body;
   Framing framing = Framing::kLength;
-  long lengthError = 0;                        // added to the length that is announced
-  std::size_t sendAtMost = std::string::npos;  // bytes, headers included unless body_limit
+  long lengthError = 0;                        // added to Content-Length
+  std::size_t sendAtMost = std::string::npos;  // bytes, including headers
   std::size_t bodyAtMost = std::string::npos;
-  std::chrono::milliseconds before{0};  // silence first; negative: without end
+  std::chrono::milliseconds before{0};  // delay; negative: never reply
   std::chrono::milliseconds pause{0};   // after each piece
   std::size_t piece = std::string::npos;
   Ending ending = Ending::kKeep;
-  std::string filler;    // what an endless ending repeats
-  bool headEnds = true;  // false: the empty line behind the headers is missing
+  std::string filler;    // repeated by Ending::kEndless
+  bool headEnds = true;  // false: omit the empty line after the headers
 };
 
 /// Sends the reply and ends the connection as it says. Waits only until the server stops.

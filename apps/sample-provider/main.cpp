@@ -10,7 +10,7 @@
 
 namespace {
 
-// The file's first line, without what an editor put in front of it or behind it.
+/// The first line of the file, without byte-order mark and carriage return.
 std::string ReadPassword(const std::string& file) {
   std::ifstream in(file);
   std::string line;
@@ -23,7 +23,8 @@ std::string ReadPassword(const std::string& file) {
   return line;
 }
 
-// Blocks the two signals in this thread and those that it starts, to wait for them in one place.
+/// Blocks SIGINT and SIGTERM in this thread and in the threads it starts, so that main can wait for
+/// them.
 sigset_t HoldSignals() {
   sigset_t signals;
   sigemptyset(&signals);

@@ -7,8 +7,8 @@
 #include "commands/Commands.h"
 #include "results/Form.h"
 
-/// What the tool can do. `empty` makes the result that a command fills: what a call that fails
-/// early still shows. `render` writes it; what is left of it, when cubes were written before.
+/// A command of the tool. `empty` creates the result that the command fills, and that a call writes
+/// even if it fails early. `render` writes the result, or the rest of it after the cubes.
 struct Command {
   CommandForm form;
   Result (*empty)();
@@ -17,7 +17,8 @@ struct Command {
   void (*render)(Form& form, const Result& result);
 };
 
-/// The command with that name; for an empty one, that of a call without a command.
+/// The command with this name. An unknown or empty name gives a command without options, whose
+/// result has messages only.
 const Command& CommandNamed(std::string_view name);
-/// How the commands are called.
+/// The names, options and help texts of all commands.
 std::vector<CommandForm> CommandForms();

@@ -47,7 +47,7 @@ class Call {
     m_status = status;
   }
 
-  /// Does something of which every failure is an error of the result. False when it failed.
+  /// Runs `work` and turns its exceptions into errors of the result. False if it failed.
   template <class Work>
   bool Try(Work work) {
     try {
@@ -69,8 +69,8 @@ class Call {
     return false;
   }
 
-  /// Reads the command line and finds the result's place. What there is to say of a wrong call goes
-  /// where the call asks for, if that is a place.
+  /// Parses the command line and opens the output. A usage error is written to the requested output
+  /// if that is usable, else to standard output.
   bool Prepare(int argc, char** argv) {
     std::optional<UsageError> wrong;
     try {
@@ -125,11 +125,11 @@ class Call {
     });
   }
 
-  /// Says what happened on standard error and writes the result, or its end, where it goes.
+  /// Prints the messages to standard error and writes the result, or what is left of it.
   ExitStatus Conclude() {
     if (Interrupt::Happened()) {
       m_status = ExitStatus::kInterrupted;
-      // A document without errors would pass for a whole one.
+      // Without an error the document would look complete.
       std::vector<std::string>& errors = MessagesOf(m_result).errors;
       if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
     }
@@ -154,7 +154,7 @@ class Call {
   Interrupt m_interrupt;
   Arguments m_arguments;
   const Command* m_command = nullptr;
-  // Before the result: it is unloaded after every record that it made.
+  // Declared before the result, so that the library is unloaded after its records are destroyed.
   std::optional<ImportLibrary> m_library;
   Result m_result;
   ExitStatus m_status = ExitStatus::kDone;
@@ -167,15 +167,15 @@ class Call {
 
 int main(int argc, char** argv) {
   const bool hasStandardOutput = GuardStandardStreams();
-  // A core file, or another process of the user, would show the password.
+  // Keeps the password out of core files and away from other processes of the user.
   prctl(PR_SET_DUMPABLE, 0);
-  // A reader of standard output that goes away must not kill the tool in the middle of its work.
+  // Write errors are reported. A signal would end the tool without a message.
   std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);  // nor a limit on the size of files: writing says so
+  std::signal(SIGXFSZ, SIG_IGN);  // file size limit
   try {
     return static_cast<int>(Call(hasStandardOutput).Run(argc, argv));
   } catch (const std::exception& error) {
-    // Out of memory, as a rule.
+    // Usually out of memory.
     for (const char* const piece : {"xmla-import: error: ", error.what(), "\n"})
       WriteToStandardError(piece);
     return static_cast<int>(ExitStatus::kFailed);

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <zlib.h>
-
 #include <cstdint>
 #include <string>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/Gzip.h"
 
 /// What tests of the HTTP client share.
+
+using support::Gzip;
 
 inline String Wide(const std::string& text) {
   return BaseStringUtil::StdStringToString(NarrowString(text.c_str(), text.size()), 65001);
@@ -35,18 +36,4 @@ inline Outcome PostOnce(const std::string& url, std::uint32_t timeout = 10,
                         const HTTPClientOptions* options = nullptr) {
   HTTPClientWrapper client(Wide(url), L"", L"", timeout, options);
   return Post(client);
-}
-
-inline std::string Gzip(const std::string& text) {
-  z_stream stream{};
-  deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
-  std::string packed(compressBound(text.size()) + 64, '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-  stream.avail_in = static_cast<uInt>(text.size());
-  stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-  stream.avail_out = static_cast<uInt>(packed.size());
-  deflate(&stream, Z_FINISH);
-  packed.resize(stream.total_out);
-  deflateEnd(&stream);
-  return packed;
 }

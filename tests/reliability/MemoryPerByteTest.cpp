@@ -4,17 +4,22 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <functional>
+#include <span>
 #include <sstream>
+#include <utility>
 
 #include "NetworkSupport.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "generic/ScriptedServer.h"
 #include "support/Effort.h"
+#include "support/Gzip.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
 
@@ -82,20 +87,6 @@ std::string Rows(const std::string& name, std::size_t bytes) {
          "</root>";
 }
 
-std::string Gzip(const std::string& text) {
-  z_stream stream{};
-  deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);
-  std::string packed(compressBound(text.size()) + 64, '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-  stream.avail_in = static_cast<uInt>(text.size());
-  stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-  stream.avail_out = static_cast<uInt>(packed.size());
-  deflate(&stream, Z_FINISH);
-  packed.resize(stream.total_out);
-  deflateEnd(&stream);
-  return packed;
-}
-
 std::size_t Kibibytes(const char* field) {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);)
@@ -103,32 +94,34 @@ std::size_t Kibibytes(const char* field) {
   return 0;
 }
 
-/// The memory in KiB that the import takes at most for the reply, in a process of its own.
-std::size_t Peak(const Reply& reply, const std::string& logs) {
-  const std::string answer =
-      Answer(reply.body, "200 OK", "Content-Type: " + reply.contentType + "\r\n" + reply.headers);
+/// The memory in KiB that `run` takes at most, in a process of its own. `run` is called once
+/// before, with replies that are small: the memory that the libraries need once is not counted.
+std::size_t Peak(const support::Settings& settings, const ScriptedServer::Handler& handler,
+                 const std::function<void(OTXMLAImportAPI&)>& run) {
   const std::string small = Answer("<root><row/></root>");
   ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
-    connection.Send(request.head.find("/warm") != std::string::npos ? small : answer);
+    if (request.head.find("/warm") != std::string::npos)
+      connection.Send(small);
+    else
+      handler(connection, request);
   });
   int ends[2];
   if (pipe(ends) != 0) return 0;
   const pid_t child = fork();
   if (child == 0) {
-    support::Settings settings;
-    if (!logs.empty()) settings.logDirectory = Wide(logs);
+    const ImportSettings::Scope scope(settings);
     OTXMLAAnaTamImportAPI import;
     const auto connect = [&](const char* path) {
       import.SetupConnInfo(Wide("http://" + server.Authority() + path), L"", L"",
                            ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
       import.SetImportChoiceInfo(L"S", L"C", L"Q");
     };
-    connect("/warm");  // what the libraries need once is not the reply's
-    reply.run(import);
+    connect("/warm");
+    run(import);
     connect("/");
     std::ofstream("/proc/self/clear_refs") << "5";
     const std::size_t before = Kibibytes("VmRSS");
-    reply.run(import);
+    run(import);
     const std::size_t taken = Kibibytes("VmHWM") - before;
     [[maybe_unused]] const ssize_t written = write(ends[1], &taken, sizeof taken);
     _exit(0);
@@ -139,8 +132,20 @@ std::size_t Peak(const Reply& reply, const std::string& logs) {
   close(ends[0]);
   int status = 0;
   waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0) << reply.name;
+  EXPECT_EQ(status, 0);
   return taken;
+}
+
+std::size_t Peak(const Reply& reply, const std::string& logs) {
+  SCOPED_TRACE(reply.name);
+  support::Settings settings;
+  if (!logs.empty()) settings.logDirectory = Wide(logs);
+  const std::string answer =
+      Answer(reply.body, "200 OK", "Content-Type: " + reply.contentType + "\r\n" + reply.headers);
+  return Peak(
+      settings,
+      [&](ServedConnection& connection, const ReceivedRequest&) { connection.Send(answer); },
+      reply.run);
 }
 
 std::vector<Reply> Replies(std::size_t bytes) {
@@ -229,7 +234,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
   double most = 0;
   std::size_t mostMebibytes = 0;
   for (Reply reply : replies) {
-    reply.body = Gzip(reply.body);
+    reply.body = support::Gzip(reply.body);
     reply.headers = "Content-Encoding: gzip\r\n";
     for (const std::string& log : {std::string(), logs.Path().string()}) {
       const std::size_t kibibytes = Peak(reply, log);
@@ -248,6 +253,126 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
       "memory for each byte of a compressed reply",
       network::Text(2 * std::size(replies), " replies of ", bytes >> 20, " MiB, at most ",
                     static_cast<long>(most), " bytes and ", mostMebibytes, " MiB in all"));
+}
+
+/// A request and the row of its reply: # stands for the row's number, % for a name of its own.
+struct Rowset {
+  const char* requestType;
+  const char* row;
+};
+const Rowset kTree[] = {
+    {"DISCOVER_DATASOURCES", "<row><DataSourceName>#</DataSourceName></row>"},
+    {"DBSCHEMA_CATALOGS", "<row><CATALOG_NAME>#</CATALOG_NAME></row>"},
+    {"MDSCHEMA_CUBES", "<row><CUBE_NAME>%</CUBE_NAME><CUBE_CAPTION>%</CUBE_CAPTION></row>"},
+};
+const Rowset kHierarchies[] = {
+    {"MDSCHEMA_HIERARCHIES",
+     "<row><HIERARCHY_UNIQUE_NAME>#</HIERARCHY_UNIQUE_NAME><STRUCTURE>0</STRUCTURE></row>"},
+    {"MDSCHEMA_LEVELS",
+     "<row><LEVEL_UNIQUE_NAME>#</LEVEL_UNIQUE_NAME><LEVEL_NUMBER>#</LEVEL_NUMBER></row>"},
+    {"MDSCHEMA_PROPERTIES",
+     "<row><PROPERTY_NAME>%</PROPERTY_NAME>"
+     "<PROPERTY_CAPTION>%</PROPERTY_CAPTION></row>"},
+};
+
+/// A server each of whose rows causes another request, and whose import reaches a limit.
+struct Spreading {
+  const char* name;
+  std::span<const Rowset, 3> rowsets;
+  std::array<std::size_t, 3> rows;  // in each reply of these rowsets
+  std::size_t nameLength;
+  const char* limit;
+};
+
+// Stands for maxRequests: each row causes at least one request.
+constexpr std::size_t kEndless = SIZE_MAX;
+
+const Spreading kSpreadings[] = {
+    {"catalogs of one cube", kTree, {1, kEndless, 1}, 1, "maxRequests"},
+    {"data sources of one cube", kTree, {kEndless, 1, 1}, 1, "maxRequests"},
+    {"cubes", kTree, {1, kEndless, 100}, 1, "maxRows"},
+    {"long names of cubes", kTree, {1, kEndless, 20}, 4096, "maxTotalReplyBytes"},
+    {"hierarchies of one level", kHierarchies, {kEndless, 1, 0}, 1, "maxRequests"},
+    {"levels", kHierarchies, {kEndless, 100, 0}, 1, "maxRequests"},
+    {"properties", kHierarchies, {kEndless, 10, 100}, 1, "maxRows"},
+    {"long names of properties", kHierarchies, {kEndless, 10, 20}, 4096, "maxTotalReplyBytes"},
+};
+
+std::string RowsOf(const Rowset& rowset, std::size_t count, const std::string& name) {
+  std::string rows = "<root>";
+  for (std::size_t i = 0; i < count; ++i)
+    for (const char* at = rowset.row; *at != 0; ++at)
+      rows += *at == '#'   ? std::to_string(i)
+              : *at == '%' ? name + std::to_string(i)
+                           : std::string(1, *at);
+  return rows + "</root>";
+}
+
+TEST(MemoryPerByte, OfManySmallRepliesIsLimited) {
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
+  // Limits that are a part of the default ones: memory is in proportion.
+  const std::uint64_t part = support::Effort<std::uint64_t>(200, 20);
+  support::Settings settings;
+  settings.limits.maxRows /= part;
+  settings.limits.maxRequests /= part;
+  settings.limits.maxTotalReplyBytes /= part;
+  double mostPerRow = 0;
+  double mostPerByte = 0;
+  std::size_t mostMebibytes = 0;
+  std::string mostName;
+  for (const Spreading& spreading : kSpreadings) {
+    std::array<std::size_t, 3> counts = spreading.rows;
+    std::string answers[3];
+    for (std::size_t i = 0; i < 3; ++i) {
+      if (counts[i] == kEndless) counts[i] = settings.limits.maxRequests;
+      answers[i] =
+          Answer(RowsOf(spreading.rowsets[i], counts[i], std::string(spreading.nameLength, 'n')));
+    }
+    const std::string nothing = Answer("<root/>");
+    std::atomic<std::size_t> rows = 0;
+    std::atomic<std::size_t> bytes = 0;
+    const auto handler = [&](ServedConnection& connection, const ReceivedRequest& request) {
+      const std::string* answer = &nothing;
+      for (std::size_t i = 0; i < 3; ++i) {
+        if (request.body.find(spreading.rowsets[i].requestType) == std::string::npos) continue;
+        answer = &answers[i];
+        rows += counts[i];
+      }
+      bytes += answer->size();
+      connection.Send(*answer);
+    };
+    bool isWarm = false;
+    const std::size_t kibibytes = Peak(settings, handler, [&](OTXMLAImportAPI& import) {
+      String errors;
+      String warnings;
+      std::vector<OTDataSource> sources;
+      std::vector<OTXMLAHierarchy> hierarchies;
+      if (spreading.rowsets.data() == kTree)
+        import.GetDataSourceInfo(sources, errors, warnings);
+      else
+        import.GetHierarchies(hierarchies, errors, warnings);
+      if (!std::exchange(isWarm, true)) return;
+      if (support::Narrow(errors).find(spreading.limit) == std::string::npos) std::abort();
+    });
+    const double perRow = static_cast<double>(kibibytes) * 1024 / static_cast<double>(rows);
+    const double perByte = static_cast<double>(kibibytes) * 1024 / static_cast<double>(bytes);
+    const std::size_t mebibytes = (kibibytes * part) >> 10;
+    if (std::getenv("XMLA_SHOW_FACTORS"))
+      std::printf("%s: %zu rows, %zu bytes, %.0f bytes per row, %.1f per byte, %zu MiB in all\n",
+                  spreading.name, rows.load(), bytes.load(), perRow, perByte, mebibytes);
+    EXPECT_GT(kibibytes, 0u) << spreading.name;
+    // Text takes four bytes per character. A row takes 300 bytes beside its texts.
+    EXPECT_LT(kibibytes << 10, 5 * bytes + 300 * rows + (1 << 20)) << spreading.name;
+    mostPerByte = std::max(mostPerByte, perByte);
+    if (spreading.nameLength == 1) mostPerRow = std::max(mostPerRow, perRow);
+    if (mebibytes > mostMebibytes) mostName = spreading.name;
+    mostMebibytes = std::max(mostMebibytes, mebibytes);
+  }
+  network::Figure("memory for many small replies",
+                  network::Text(std::size(kSpreadings), " ways, at most ",
+                                static_cast<int>(mostPerRow), " bytes for a row with short names, ",
+                                static_cast<int>(mostPerByte), " for each byte, and ",
+                                mostMebibytes, " MiB at the default limits (", mostName, ")"));
 }
 
 }  // namespace memory

@@ -276,6 +276,39 @@ TEST(Import, WritesEachCubeAsSoonAsItAndAllBeforeItAreRead) {
   }
 }
 
+TEST(Import, ShowsTheMessagesOfACubeAsSoonAsItIsWritten) {
+  Held held("Second");
+  ScriptedProvider::Script script = held.Script();
+  const auto hold = script.answer;
+  script.answer = [&](const std::string& type, const std::string& body) {
+    if (type == "MDSCHEMA_HIERARCHIES" && body.find("First") != std::string::npos)
+      return support::FaultReply("Server", "broken");
+    return hold(type, body);
+  };
+  const ScriptedProvider provider(std::move(script));
+  const support::TempDir folder;
+  const std::string messages = folder.Path() / "messages";
+  Options options;
+  options.prepare = [&] {
+    dup2(open(messages.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+  };
+  const Outcome outcome = RunToolWhile(
+      {"--url", provider.Url(), "import"},
+      [&](pid_t) {
+        std::string text;
+        for (int i = 0; i < 1000 && text.find("failed request") == std::string::npos; ++i) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(10));
+          text = support::ReadFile(messages);
+        }
+        EXPECT_THAT(text, testing::HasSubstr("xmla-import: error: \"First\": [64203] "));
+        EXPECT_THAT(text, testing::HasSubstr("xmla-import: error: \"First\": the failed request "
+                                             "was MDSCHEMA_HIERARCHIES"));
+        held.Release();
+      },
+      options);
+  EXPECT_EQ(outcome.status, 3);
+}
+
 TEST(Import, ReadsNotFarAheadOfWhatIsWritten) {
   Held held("First");
   ScriptedProvider::Script script = held.Script();

@@ -353,6 +353,63 @@ TEST_IN_CHILD(ImportLog, AnEntryHoldsTheReplyUpToItsLimit, kLogging) {
   EXPECT_EQ(ImportLimits().maxLoggedReplyBytes, 16u << 20);
 }
 
+TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportGoesOn, kLogging) {
+  const std::string reply = RowsetReply("CATALOG_NAME", {"c"});
+  ScriptedServer server([&](const support::Request&) { return support::Reply{reply}; });
+  struct Outcome {
+    std::string log;
+    std::string told;
+  };
+  /// Three exchanges with a log of at most so many bytes.
+  const auto run = [&](std::uint64_t limit) {
+    LogDir log;
+    Outcome outcome;
+    support::Settings settings;
+    settings.limits.maxLogBytes = limit;
+    settings.onLogFailure = [&](const String& name, const String& reason) {
+      outcome.told += support::Narrow(name) + ": " + support::Narrow(reason) + "\n";
+    };
+    {
+      AgentProbe agent(server.Url(), ServerInfo::kSAP_BW35, true);
+      for (int i = 0; i < 3; ++i) {
+        VXStringVector catalogs;
+        EXPECT_EQ(ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); }), "no error");
+        EXPECT_EQ(catalogs.size(), 1u);
+      }
+    }
+    outcome.log = support::ReadFile(log.File());
+    const std::size_t name = outcome.told.find(log.File().string());
+    if (name == 0) outcome.told.replace(0, log.File().string().size(), "FILE");
+    return outcome;
+  };
+  const Outcome whole = run(0);
+  EXPECT_EQ(whole.told, "");
+  const Outcome fits = run(whole.log.size());
+  EXPECT_EQ(fits.log.size(), whole.log.size());
+  EXPECT_EQ(fits.told, "");
+
+  const std::size_t third = whole.log.rfind(kDelimiter, whole.log.rfind(kDelimiter) - 1);
+  const struct {
+    const char* name;
+    std::uint64_t limit;
+    std::size_t kept;
+  } cases[] = {{"no room for the closing entry", whole.log.size() - 1,
+                whole.log.rfind(kDelimiter)},
+               {"no room for the third entry", third + 10, third},
+               {"no room for the heading", 3, 3}};
+  for (const auto& c : cases) {
+    const std::string reason =
+        "it would be longer than " + std::to_string(c.limit) + " bytes (limit maxLogBytes)";
+    const std::string last =
+        kDelimiter + "The import log ends here: " + reason + "; the import goes on\n";
+    const Outcome cut = run(c.limit);
+    EXPECT_EQ(cut.log.size(), c.kept + last.size()) << c.name;
+    EXPECT_TRUE(cut.log.ends_with(last)) << c.name << ": " << cut.log;
+    EXPECT_EQ(cut.told, "FILE: " + reason + "\n") << c.name;
+  }
+  EXPECT_EQ(ImportLimits().maxLogBytes, 1u << 30);
+}
+
 TEST_IN_CHILD(ImportLog, ALineBreakInANameMakesNoLineOfItsOwn, kLogging) {
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   LogDir log;

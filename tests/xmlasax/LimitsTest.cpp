@@ -115,48 +115,98 @@ CubeScript Cube(int hierarchies) {
   return cube;
 }
 
-TEST(Limits, OnTheRequestsOfAnOperationHoldsForEachOperation) {
-  const CubeScript cube = Cube(5);
-  ScriptedServer server([&](const support::Request& request) { return cube(request); });
-  support::Settings settings;
-  ImportProbe import(server.Url(), ServerInfo::kTessera);
-  const auto errorsOf = [&](std::uint64_t limit) {
-    settings.limits.maxRequests = limit;
-    std::vector<OTXMLAHierarchy> hierarchies;
-    String errors;
-    String warnings;
-    import.GetHierarchies(hierarchies, errors, warnings);
-    return Narrow(errors);
-  };
-  // One for the hierarchies; the default member, the levels and the properties of each.
-  EXPECT_EQ(errorsOf(16), "");
-  EXPECT_EQ(errorsOf(16), "");
-  EXPECT_THAT(errorsOf(15),
-              HasSubstr("The operation needs more than 15 requests to the server (limit "
-                        "maxRequests)"));
-  EXPECT_EQ(errorsOf(0), "");
-  EXPECT_EQ(ImportLimits().maxRequests, 100'000u);
+/// What GetHierarchies appends to its texts, without the records.
+struct Texts {
+  std::string errors;
+  std::string warnings;
+};
+Texts ImportHierarchies(ImportProbe& import) {
+  std::vector<OTXMLAHierarchy> hierarchies;
+  String errors;
+  String warnings;
+  import.GetHierarchies(hierarchies, errors, warnings);
+  return {Narrow(errors), Narrow(warnings)};
 }
 
-TEST(Limits, OnTheRowsOfAllRepliesHoldsForEachOperation) {
+TEST(Limits, OfAnOperationHoldForEachOperation) {
   const CubeScript cube = Cube(5);
-  ScriptedServer server([&](const support::Request& request) { return cube(request); });
+  std::atomic<std::uint64_t> replyBytes = 0;
+  ScriptedServer server([&](const support::Request& request) {
+    const support::Reply reply = cube(request);
+    replyBytes += reply.body.size();
+    return reply;
+  });
   support::Settings settings;
   ImportProbe import(server.Url(), ServerInfo::kTessera);
-  const auto errorsOf = [&](std::uint64_t limit) {
-    settings.limits.maxRows = limit;
-    std::vector<OTXMLAHierarchy> hierarchies;
-    String errors;
-    String warnings;
-    import.GetHierarchies(hierarchies, errors, warnings);
-    return Narrow(errors);
+  ImportHierarchies(import);
+  const struct {
+    std::uint64_t ImportLimits::*limit;
+    std::uint64_t needed;
+    std::string error;
+    std::uint64_t defaultValue;
+  } cases[] = {
+      // One for the hierarchies; the default member, the levels and the properties of each.
+      {&ImportLimits::maxRequests, 16,
+       "The operation needs more than 15 requests to the server (limit maxRequests)", 100'000},
+      // Five hierarchies with a level each.
+      {&ImportLimits::maxRows, 10, "The replies have more than 9 rows in all (limit maxRows)",
+       2'000'000},
+      {&ImportLimits::maxTotalReplyBytes, replyBytes,
+       "The replies have more than " + std::to_string(replyBytes - 1) +
+           " bytes in all (limit maxTotalReplyBytes)",
+       std::uint64_t{2} << 30},
   };
-  // Five hierarchies with a level each.
-  EXPECT_EQ(errorsOf(10), "");
-  EXPECT_EQ(errorsOf(10), "");
-  EXPECT_THAT(errorsOf(9), HasSubstr("The replies have more than 9 rows in all (limit maxRows)"));
-  EXPECT_EQ(errorsOf(0), "");
-  EXPECT_EQ(ImportLimits().maxRows, 2'000'000u);
+  for (const auto& c : cases) {
+    settings.limits = {};
+    EXPECT_EQ(settings.limits.*c.limit, c.defaultValue) << c.error;
+    settings.limits.*c.limit = c.needed;
+    EXPECT_EQ(ImportHierarchies(import).errors, "") << c.error;
+    EXPECT_EQ(ImportHierarchies(import).errors, "") << c.error;
+    settings.limits.*c.limit = c.needed - 1;
+    EXPECT_THAT(ImportHierarchies(import).errors, HasSubstr(c.error));
+    settings.limits.*c.limit = 0;
+    EXPECT_EQ(ImportHierarchies(import).errors, "") << c.error;
+  }
+}
+
+TEST(Limits, OnTheBytesOfAllRepliesCountsRefusedReplies) {
+  // The look-ups of default members fail, which costs a warning and not the operation.
+  const std::string refused[] = {
+      "<html><title>no</title>" + std::string(100'000, ' ') + "</html>",
+      "plain text" + std::string(100'000, '.'),
+      "<root>" + std::string(100'000, ' '),
+      support::FaultReply("c", std::string(100'000, 'f')),
+  };
+  for (const std::string& body : refused) {
+    const CubeScript cube = Cube(5);
+    ScriptedServer server([&](const support::Request& request) {
+      if (support::RequestType(request.body) == "MDSCHEMA_MEMBERS") return support::Reply{body};
+      return cube(request);
+    });
+    support::Settings settings;
+    settings.limits.maxTotalReplyBytes = 150'000;
+    ImportProbe import(server.Url(), ServerInfo::kTessera);
+    const Texts texts = ImportHierarchies(import);
+    EXPECT_THAT(texts.errors, HasSubstr("limit maxTotalReplyBytes")) << body.substr(0, 20);
+    // Hierarchies; member, levels and properties of the first one; member of the second one.
+    EXPECT_EQ(server.Requests().size(), 5u) << body.substr(0, 20);
+  }
+}
+
+TEST(Limits, OnTheBytesOfAllRepliesCountsThemDecoded) {
+  support::Settings settings;
+  settings.limits.maxTotalReplyBytes = 15'000;
+  // A byte of the reply becomes three in UTF-8.
+  ScriptedServer server([](const support::Request&) {
+    return support::Reply{
+        RowsetReply("<row><CATALOG_NAME>" + std::string(5000, '\x80') + "</CATALOG_NAME></row>"),
+        200, "text/xml; charset=windows-1252"};
+  });
+  AgentProbe agent(server.Url());
+  const ImportOperation operation;
+  VXStringVector catalogs;
+  EXPECT_THAT(ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); }),
+              HasSubstr("limit maxTotalReplyBytes"));
 }
 
 TEST(Limits, OnTheSizeOfARequestIsNamedInTheError) {
@@ -194,13 +244,6 @@ CubeScript Skipped(int hierarchies, const std::string& name) {
   return cube;
 }
 
-struct WarningCase {
-  const char* name;
-  std::size_t maxWarnings;
-  std::size_t maxCharacters;
-  std::string end;
-};
-
 TEST(Limits, OnWarningsCountsTheRest) {
   const CubeScript cube = Skipped(20, std::string(100, 'n'));
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
@@ -209,12 +252,9 @@ TEST(Limits, OnWarningsCountsTheRest) {
   const auto warningsOf = [&](std::size_t count, std::size_t characters) {
     settings.limits.maxWarnings = count;
     settings.limits.maxWarningCharacters = characters;
-    std::vector<OTXMLAHierarchy> hierarchies;
-    String errors;
-    String warnings;
-    import.GetHierarchies(hierarchies, errors, warnings);
-    EXPECT_EQ(errors, String());
-    return Narrow(warnings);
+    const Texts texts = ImportHierarchies(import);
+    EXPECT_EQ(texts.errors, "");
+    return texts.warnings;
   };
   const std::string all = warningsOf(0, 0);
   const std::size_t each = all.size() / 20;
@@ -230,11 +270,7 @@ TEST(Limits, KeepALongNameFromMultiplyingInWarnings) {
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
   ImportProbe import(server.Url(), ServerInfo::kTessera);
   import.SetImportChoiceInfo(L"S", L"C", String(std::wstring(1 << 20, L'q')));
-  std::vector<OTXMLAHierarchy> hierarchies;
-  String errors;
-  String warnings;
-  import.GetHierarchies(hierarchies, errors, warnings);
-  EXPECT_LT(warnings.size(), ImportLimits().maxWarningCharacters + 1000);
+  EXPECT_LT(ImportHierarchies(import).warnings.size(), ImportLimits().maxWarningCharacters + 1000);
 }
 
 TEST(Limits, TheDeadlineEndsAnOperationInTime) {
@@ -258,15 +294,11 @@ TEST(Limits, TheDeadlineEndsAnOperationInTime) {
     support::Settings settings;
     settings.limits.deadlineSeconds = 1;
     ImportProbe import(server.Url(), ServerInfo::kTessera);
-    std::vector<OTXMLAHierarchy> hierarchies;
-    String errors;
-    String warnings;
     const Clock::time_point begin = Clock::now();
-    import.GetHierarchies(hierarchies, errors, warnings);
+    const std::string errors = ImportHierarchies(import).errors;
     const auto took = Clock::now() - begin;
     isOver = true;
-    EXPECT_THAT(Narrow(errors), HasSubstr("longer than 1 seconds (limit deadlineSeconds)"))
-        << c.name;
+    EXPECT_THAT(errors, HasSubstr("longer than 1 seconds (limit deadlineSeconds)")) << c.name;
     EXPECT_GE(took, std::chrono::milliseconds(1000)) << c.name;
     EXPECT_LE(took, std::chrono::milliseconds(support::kIsSanitized ? 1500 : 1100)) << c.name;
   }
@@ -353,6 +385,20 @@ TEST(Limits, AnIdleAgentKeepsNothingOfALongRequest) {
   }
 }
 
+/// Runs `action` in a forked child, which has 10 s, and returns the child's wait status.
+template <class Action>
+int InForkedChild(Action action) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(10);
+    action();
+    _exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
 TEST(Limits, AForkedChildCanDeleteAnAgentWhoseReplyIsBeingParsed) {
   std::string rows;
   for (int i = 0; i < 100000; ++i) rows += "<row/>";
@@ -360,39 +406,17 @@ TEST(Limits, AForkedChildCanDeleteAnAgentWhoseReplyIsBeingParsed) {
   agent->StartSaxParser(support::Wide(RowsetReply(rows)));
   // Time for the parser to come to where it waits for room.
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(10);
-    agent.reset();
-    _exit(0);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(InForkedChild([&] { agent.reset(); }), 0);
 }
 
 TEST(Limits, AForkedChildCanDeleteInheritedObjectsAndExit) {
   const CubeScript cube = Cube(2);
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
   auto import = std::make_unique<ImportProbe>(server.Url(), ServerInfo::kTessera);
-  std::vector<OTXMLAHierarchy> hierarchies;
-  String errors;
-  String warnings;
-  import->GetHierarchies(hierarchies, errors, warnings);
-  ASSERT_EQ(errors, String());
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(10);
-    import.reset();
-    _exit(0);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  ASSERT_EQ(ImportHierarchies(*import).errors, "");
+  EXPECT_EQ(InForkedChild([&] { import.reset(); }), 0);
   // The parent's connection still works.
-  import->GetHierarchies(hierarchies, errors, warnings);
-  EXPECT_EQ(errors, String());
-  EXPECT_EQ(hierarchies.size(), 2u);
+  EXPECT_EQ(ImportHierarchies(*import).errors, "");
 }
 
 }  // namespace

@@ -24,11 +24,11 @@ Interrupt::Interrupt() : m_state(new VXExecutionState) {
   struct sigaction action {};
   action.sa_handler = OnSignal;
   sigemptyset(&action.sa_mask);
-  // Without SA_RESTART a read from the terminal ends too.
+  // Without SA_RESTART a signal also interrupts a read from the terminal.
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int number : kSignals) {
     struct sigaction former {};
-    // A signal that the caller ignores (a background job's, nohup's) stays ignored.
+    // Signals that the parent process ignores (background job, nohup) stay ignored.
     if (sigaction(number, nullptr, &former) == 0 && former.sa_handler == SIG_IGN) continue;
     sigaction(number, &action, nullptr);
   }

@@ -3,8 +3,8 @@
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/VXExecutionState.h"
 
-/// Makes SIGINT and SIGTERM ask the running import to stop, for as long as this object lives; a
-/// second signal of the kind ends the process at once. One object at a time.
+/// While this object exists, SIGINT and SIGTERM request cancellation of the running import. A
+/// second signal of the same kind ends the process at once. At most one object at a time.
 class Interrupt {
  public:
   Interrupt();
@@ -12,14 +12,14 @@ class Interrupt {
   Interrupt(const Interrupt&) = delete;
   Interrupt& operator=(const Interrupt&) = delete;
 
-  /// To be put in force on every thread that imports.
+  /// The execution state that every importing thread makes current.
   VXExecutionState& State() { return *m_state; }
-  /// True once one of the signals has come; for good.
+  /// True after the first signal. Never becomes false again.
   static bool Happened();
 
  private:
   RefCnt<VXExecutionState> m_state;
 };
 
-/// True when the calling thread's import is to stop.
+/// True if cancellation is requested for the import on the calling thread.
 bool IsToStop();

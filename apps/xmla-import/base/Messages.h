@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-/// The library's two texts as lines, and what the tool itself has to say.
+/// Errors and warnings of the library and of the tool, one line each.
 struct Messages {
   std::vector<std::string> errors;
   std::vector<std::string> warnings;

@@ -6,22 +6,22 @@
 
 #include "Utility/Generic/String.h"
 
-// Secrets leave no copy behind in memory that is given back. A buffer that grows leaves one, so
-// room is reserved before a secret is read.
+// No freed memory contains a secret. A string that grows leaves a copy behind, so callers reserve
+// capacity before they read a secret.
 
-/// Overwrites the text and all the room that it has.
+/// Overwrites the whole capacity of the string.
 inline void Erase(std::string& text) noexcept {
   explicit_bzero(text.data(), text.capacity());
   text.clear();
 }
 
-/// Overwrites the text, also in all copies, which share it.
+/// Overwrites the buffer, which all copies of the string share.
 template <class Char>
 void Erase(BasicString<Char>& text) noexcept {
-  // The buffer is on the heap, and its owner may change it.
+  // The buffer is on the heap, so the cast is valid.
   if (!text.empty()) explicit_bzero(const_cast<Char*>(text.data()), text.size() * sizeof(Char));
   text.clear();
 }
 
-/// A secret as wide text. `bytes` is erased.
+/// Converts a UTF-8 secret to wide text and erases `bytes`.
 String WideSecret(std::string&& bytes);

@@ -11,9 +11,9 @@ struct Range {
   wchar_t last;
 };
 
-// Characters that act on a terminal instead of being seen.
+// Control characters and invisible formatting characters.
 constexpr Range kActive[] = {
-    {0x0000, 0x001F},  // C0 controls, the escape character among them
+    {0x0000, 0x001F},  // C0 controls, including escape
     {0x007F, 0x009F},  // delete and the C1 controls
     {0x061C, 0x061C},  // Arabic letter mark
     {0x200E, 0x200F},  // left-to-right and right-to-left mark

@@ -3,10 +3,10 @@
 #include <string>
 #include <string_view>
 
-/// True for a character that acts on a terminal instead of being seen.
+/// True for control characters and for characters that change the text direction.
 bool IsActiveOnTerminal(wchar_t c);
 
-/// UTF-8 text from elsewhere made harmless for a terminal: control characters and characters that
-/// change the direction of writing are shown as \u followed by four hexadecimal digits, so that a
-/// name can neither move the cursor nor disguise another. Everything else stays as it is.
+/// Escapes control and bidirectional characters in untrusted UTF-8 as \u and four hexadecimal
+/// digits. A name can then neither move the cursor nor look like another name. Other characters are
+/// unchanged.
 std::string HarmlessOnTerminal(std::string_view text);

@@ -8,27 +8,27 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/String.h"
 
-/// Wide host text as UTF-8.
+/// Converts wide text to UTF-8.
 std::string Utf8(const String& text);
-/// Bytes that ought to be UTF-8 as wide host text; ill-formed sequences become U+FFFD.
+/// Converts UTF-8 to wide text. Ill-formed sequences become U+FFFD.
 String Wide(std::string_view bytes);
-/// The lines of a text, without empty ones.
+/// Splits a text into lines and drops empty ones.
 std::vector<std::string> Lines(const String& text);
-/// The same text with each control character replaced by a blank.
+/// Replaces each control character by a space.
 std::string OneLine(std::string_view text);
-/// For containers of texts that are found by content.
+/// Hash for unordered containers of String.
 struct TextHash {
   std::size_t operator()(const String& text) const noexcept {
     return std::hash<String::View>()(text.view());
   }
 };
-/// The same text with what stands between "://" and the last "@" of a word taken out: credentials
-/// in a URL that was given in the wrong place.
+/// Removes credentials from URLs in the text: in each word, everything between "://" and the last
+/// "@".
 std::string WithoutCredentials(std::string_view text);
 /// The rendered messages of an error.
 std::vector<std::string> Lines(const ErrorMessage& error);
-/// The text itself, or its beginning and how much is missing: names come from elsewhere and may be
-/// of any length.
+/// Truncates a long text and appends the number of missing characters. A server can send names of
+/// any length.
 String Shortened(const String& text);
-/// The items in quotation marks, separated by commas.
+/// The items in double quotes, separated by commas.
 std::string Listed(const std::vector<std::string>& items);

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// Takes a text in pieces.
+/// Receives a text in pieces.
 class TextSink {
  public:
   virtual ~TextSink() = default;

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int kMostLinks = 40;  // as the system
+constexpr int kMostLinks = 40;  // same as the kernel
 
 [[noreturn]] void Fail(int error) { throw PathError(std::strerror(error)); }
 
@@ -24,7 +24,7 @@ struct stat StatusOf(const Descriptor& file) {
   return status;
 }
 
-/// Others may have put it where it is, to mislead the caller.
+/// True if another user may have placed the file there to redirect the caller.
 bool MayBePlanted(const struct stat& file, const struct stat& directory) {
   if (file.st_uid == geteuid() || file.st_uid == 0) return false;
   if (directory.st_mode & (S_ISVTX | S_IWOTH)) return true;
@@ -38,13 +38,13 @@ void RequireTrust(const Descriptor& directory, const std::string& name, const st
                     " of another user in a directory that others can write to; name another place");
 }
 
-/// In /proc a link is more than its text: it leads to an open file that may have no name.
+/// A link in /proc refers to an open file, which may have no path.
 bool IsInProc(const Descriptor& directory) {
   struct statfs system {};
   return fstatfs(directory.Number(), &system) == 0 && system.f_type == PROC_SUPER_MAGIC;
 }
 
-/// An empty name is the open link itself.
+/// With an empty name, reads the link that `directory` refers to.
 std::string LinkText(int directory, const std::string& name) {
   char text[PATH_MAX];
   const ssize_t length = readlinkat(directory, name.c_str(), text, sizeof text);
@@ -53,7 +53,7 @@ std::string LinkText(int directory, const std::string& name) {
   return {text, static_cast<std::size_t>(length)};
 }
 
-/// Goes along a path, component by component.
+/// Resolves a path component by component.
 class Walk {
  public:
   explicit Walk(const std::string& path) { GoOnAt(path); }
@@ -73,8 +73,8 @@ class Walk {
     m_rest = path;
   }
 
-  /// Takes the next component off the rest; true when it is the last one. A slash behind the last
-  /// one counts as a component ".", so that what stands before it must be a directory.
+  /// Removes the next component from m_rest; true if it is the last one. A trailing slash counts as
+  /// a component ".", so the component before it must be a directory.
   bool TakeName(std::string& name) {
     m_rest.erase(0, m_rest.find_first_not_of('/'));
     const std::size_t end = m_rest.find('/');
@@ -87,7 +87,7 @@ class Walk {
     if (++m_links > kMostLinks) Fail(ELOOP);
   }
 
-  /// True when the path has ended.
+  /// Resolves one component. True if it was the last one.
   bool Step() {
     std::string name;
     const bool isLast = TakeName(name);
@@ -131,7 +131,7 @@ class Walk {
 TrustedPath TrustedPath::Find(const std::string& path) { return Walk(path).ToItsEnd(); }
 
 Descriptor TrustedPath::Open(int flags) const {
-  // Through the open file itself: a name may lead elsewhere by now.
+  // Opens the file found before, even if its name refers to another file now.
   const std::string self = "/proc/self/fd/" + std::to_string(file.Number());
   return Descriptor(open(self.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }

@@ -17,8 +17,8 @@ constexpr std::string_view kFooter =
     "Exit status:\n"
     "  0 done, 1 errors, 2 wrong call, 3 import: some cubes failed, 130 interrupted";
 
-/// The value that the line gives to an option, found without knowing the others: enough to report
-/// an error of the line itself in the asked form. An option without a short name has an empty one.
+/// Finds the value of one option without parsing the others. Used to report a usage error in the
+/// requested format. `shortName` may be empty.
 std::string ScannedValue(int argc, const char* const* argv, std::string_view shortName,
                          std::string_view longName) {
   for (int i = 1; i < argc; ++i) {
@@ -41,7 +41,7 @@ void ScanForReport(int argc, const char* const* argv, const std::vector<CommandF
       if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
 }
 
-/// The names of the commands, as a list for people.
+/// The names of the commands, separated by commas.
 std::string NamesOf(const std::vector<CommandForm>& commands) {
   std::string names;
   for (const CommandForm& command : commands)
@@ -91,7 +91,7 @@ void AddCommand(CLI::App& app, const CommandForm& form, Arguments& arguments) {
   }
 }
 
-/// Behind an equals sign there must be a value: the parser would take the next word.
+/// Rejects "--option=" without a value. The parser would use the next argument as the value.
 void RequireValuesBehindEqualsSigns(int argc, const char* const* argv, CLI::App& app) {
   std::vector<CLI::App*> all = app.get_subcommands(nullptr);
   all.push_back(&app);
@@ -105,7 +105,7 @@ void RequireValuesBehindEqualsSigns(int argc, const char* const* argv, CLI::App&
   }
 }
 
-/// An option that was given without a value that means something.
+/// Rejects empty option values.
 void RequireValues(const CLI::App& app) {
   for (const CLI::Option* option : app.get_options())
     for (const std::string& value : option->results())
@@ -121,7 +121,8 @@ void CheckMeaning(const CLI::App& app, const std::string& format, const Argument
     throw UsageError("--quiet and --verbose contradict each other; give one of them");
 }
 
-/// What is wrong with words that belong nowhere. Values are not repeated: one may be a secret.
+/// The error text for unexpected arguments. It contains no option values, since one may be a
+/// secret.
 std::string AboutExtras(const CLI::App& app, const std::vector<CommandForm>& commands) {
   const std::vector<std::string> extras = app.remaining(true);
   for (const std::string& word : extras)
@@ -160,7 +161,7 @@ void ParseArguments(int argc, const char* const* argv, const std::vector<Command
     read.json = format == "json";
     CheckMeaning(app, format, read);
   } catch (const CLI::CallForHelp&) {
-    read.information = app.help();  // that of the command, when one was given
+    read.information = app.help();  // the help of the command, if one was given
   } catch (const CLI::CallForVersion& version) {
     read.information = std::string(version.what()) + "\n";
   } catch (const CLI::ExtrasError&) {

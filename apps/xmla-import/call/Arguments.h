@@ -6,22 +6,21 @@
 #include "call/CommandForm.h"
 #include "call/UsageError.h"
 
-/// The command line as it was written, nothing interpreted yet. Texts are the bytes as given; an
-/// empty one means that the option was not given.
+/// The parsed command line. Texts are unchanged; an empty text means that the option is absent.
 struct Arguments {
-  std::string command;  ///< its name; empty when none was given
+  std::string command;  ///< empty: no command
   std::string url, sample, user, passwordFile, target, log, output;
   bool json = false;
   bool quiet = false;
   bool verbose = false;
   std::vector<std::string> sources, catalogs, cubes;
   int jobs = 1;
-  /// Set by --help and --version: the text to print instead of doing anything.
+  /// Set by --help and --version: the text to print.
   std::string information;
 };
 
-/// Reads a command line with one of the commands into `arguments`. Throws UsageError; `arguments`
-/// then holds at least the command, the format and the output file as far as the line names them,
-/// so that the error can be reported in the form that was asked for.
+/// Parses a command line. Throws UsageError. Then `arguments` contains at least the command, the
+/// format and the output file, if they were given, so that the error is reported in the requested
+/// format.
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
                     Arguments& arguments);

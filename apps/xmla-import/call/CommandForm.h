@@ -6,7 +6,7 @@
 
 struct Arguments;
 
-/// An option of a command. What it gives goes to one of the two members, the other one is null.
+/// An option of a command. Its value is stored in one of the two members; the other one is null.
 struct CommandOption {
   const char* name;
   const char* help;
@@ -15,7 +15,7 @@ struct CommandOption {
   int Arguments::*count = nullptr;  ///< 1 to 64
 };
 
-/// How a command is called, and what its help says.
+/// Name, help text and options of a command.
 struct CommandForm {
   const char* name;
   const char* help;

@@ -6,12 +6,12 @@
 
 #include "Utility/Generic/ServerInfo.h"
 
-/// The name of the choice that lets the provider itself say its kind.
+/// With this name, the kind is detected from the provider's identity.
 inline constexpr std::string_view kAutoTarget = "auto";
 
-/// The kind with a name of the --target option, or nothing.
+/// The kind with this --target name, or nullopt.
 std::optional<ServerInfo::TargetType> TargetFromName(std::string_view name);
-/// The name of a kind; the plain number when it has none.
+/// The --target name of a kind, or its number if it has none.
 std::string TargetName(ServerInfo::TargetType target);
-/// All names of the --target option, separated by commas.
+/// All --target names, separated by commas.
 std::string TargetNames();

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-/// The call is wrong; the text says what, and what would be right.
+/// A usage error. The text says what is wrong and what to do.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

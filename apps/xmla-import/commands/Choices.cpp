@@ -7,7 +7,7 @@
 
 namespace {
 
-/// A provider may have very many names, and very long ones.
+/// Lists at most 100 names, each truncated: a server can send many and long names.
 std::string ListedInPart(const std::vector<String>& names) {
   constexpr std::size_t kMost = 100;
   std::vector<std::string> shown;

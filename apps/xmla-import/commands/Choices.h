@@ -8,28 +8,29 @@
 #include "commands/Results.h"
 #include "connection/Session.h"
 
-// What a provider has to choose from, and whether a choice is among it.
+// Lists the data sources, catalogs and cubes of a provider, and checks a choice against such a
+// list.
 
-/// The names of the provider's data sources; nothing when they could not be read.
+/// The names of the provider's data sources; nullopt if they could not be read.
 std::optional<std::vector<String>> DataSourceNames(OTXMLAImportAPI& import, Messages& messages);
-/// The tree of one data source, or of all of them, as far as it could be read. False when it is not
-/// whole.
+/// Reads the tree of one data source, or of all. On error, `tree` contains what was read, and the
+/// result is false.
 bool DataSourceTree(OTXMLAImportAPI& import, const std::optional<String>& dataSource,
                     std::vector<OTDataSource>& tree, Messages& messages);
 
 std::vector<String> CatalogNames(const OTDataSource& dataSource);
 std::vector<String> CubeNames(const OTCatalog& catalog);
 
-/// What is chosen from: `kind` for the messages ("data source"), the option that chooses, and where
-/// the choice lies (" of the catalog \"C\"", or nothing).
+/// Describes a choice for the messages: what is chosen ("data source"), the option, and the place
+/// (" of the catalog \"C\"", or empty).
 struct ChoiceOf {
   const char* kind;
   const char* option;
   std::string where;
 };
 
-/// Completes one choice: an open one becomes the only name there is, which may be empty. A choice
-/// that is not among the names, or that stays open, is an error that lists them; its status is
-/// returned, else kDone.
+/// Completes an absent choice if there is exactly one name, which may be empty. If the choice is
+/// unknown, or absent with several names, adds an error that lists the names and returns its
+/// status. Otherwise returns kDone.
 ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
                   std::optional<String>& choice, Messages& messages);

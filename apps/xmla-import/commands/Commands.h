@@ -6,8 +6,8 @@
 #include "commands/Results.h"
 #include "connection/Session.h"
 
-// The tool's commands. Each fills its result as far as it gets, errors and warnings included, and
-// says how it went; an interruption is seen by the caller.
+// The commands of the tool. Each fills its result, including errors and warnings, and returns the
+// exit status. The caller handles interruptions.
 
 ExitStatus RunSources(Session& session, SourcesResult& result);
 ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& result);

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The three choices that lead to a cube; open ones were left out of the call.
+/// The three choices that identify a cube. An absent one was not given on the command line.
 struct Choices {
   std::optional<String> dataSource;
   std::optional<String> catalog;
@@ -19,14 +19,14 @@ std::optional<String> FirstOf(const std::vector<std::string>& values) {
   return Wide(values.front());
 }
 
-/// Completes the choices from what the provider has, or finds the wrong one.
+/// Completes absent choices and checks given ones against the provider's lists.
 ExitStatus LookUp(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
   const auto names = DataSourceNames(import, messages);
   if (!names) return ExitStatus::kFailed;
   ExitStatus status = Choose({"data source", "--source", ""}, *names, choices.dataSource, messages);
   if (status != ExitStatus::kDone) return status;
 
-  // The warning of a kind that disagrees has been given by the look-up before.
+  // The warnings are dropped: DataSourceNames has already added the one about the target kind.
   Messages tree;
   std::vector<OTDataSource> dataSources;
   const bool whole = DataSourceTree(import, choices.dataSource, dataSources, tree);
@@ -70,7 +70,7 @@ ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& res
   const bool empty = result.hierarchies.empty() && result.measures.empty();
   if (whole && !empty) return ExitStatus::kDone;
   if (!open) {
-    // Providers answer an unknown name with a fault or with nothing: say what there is.
+    // Providers answer an unknown name with a fault or an empty result. List the existing names.
     Messages found;
     const ExitStatus status = LookUp(*import, choices, found);
     if (status == ExitStatus::kWrongCall || whole) {

@@ -13,7 +13,8 @@ CubeOrder::CubeOrder(std::size_t count, std::size_t window,
       m_slots(count) {}
 
 bool CubeOrder::AwaitTurn(std::size_t number) {
-  constexpr std::chrono::milliseconds kSlice{50};  // a signal wakes nobody
+  constexpr std::chrono::milliseconds kSlice{
+      50};  // a signal handler cannot notify the condition variable
   std::unique_lock lock(m_mutex);
   while (number >= m_next + m_window && !m_failure && !IsToStop())
     m_advanced.wait_for(lock, kSlice);

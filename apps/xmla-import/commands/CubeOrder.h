@@ -10,21 +10,21 @@
 
 #include "commands/Results.h"
 
-/// Brings cubes that several threads read back into their order, and keeps the threads from getting
-/// far ahead of it, so that few cubes are in memory. Safe to use from several threads.
+/// Passes on cubes in order while several threads read them. Limits how far threads read ahead, so
+/// that few cubes are in memory. Thread-safe.
 class CubeOrder {
  public:
-  /// `take` is called for one cube at a time, on one of the threads. When it throws, no cube is
-  /// taken any more, and `onFailure` is called.
+  /// Calls `take` for one cube at a time, on any of the threads. If it throws, `onFailure` is
+  /// called and no further cube is taken.
   CubeOrder(std::size_t count, std::size_t window, std::function<void(const CubeResult&)> take,
             std::function<void()> onFailure);
 
-  /// Waits until the cube with this number may be read. False when the reading is to stop.
+  /// Waits until the cube with this number may be read. False if reading must stop.
   bool AwaitTurn(std::size_t number);
-  /// The cube with this number is as complete as it gets; null: it is left out.
+  /// Hands over the cube with this number. Null means that the result does not contain it.
   void Put(std::size_t number, std::unique_ptr<CubeResult> cube);
-  /// To be called when all threads have ended: the cubes behind one that was never put are taken,
-  /// too. Throws what `take` threw.
+  /// Call after all threads have ended. Also takes the cubes that follow a missing one. Rethrows
+  /// the exception of `take`.
   void Finish();
 
  private:
@@ -33,7 +33,7 @@ class CubeOrder {
     std::unique_ptr<CubeResult> cube;
   };
 
-  /// Takes what is next, unless another thread does so.
+  /// Takes all cubes that are next in order, unless another thread is doing so.
   void TakeNext(std::unique_lock<std::mutex>& lock);
 
   const std::size_t m_window;
@@ -41,8 +41,8 @@ class CubeOrder {
   const std::function<void()> m_onFailure;
   std::mutex m_mutex;
   std::condition_variable m_advanced;
-  std::vector<Slot> m_slots;  // guarded, as is the rest
-  std::size_t m_next = 0;     // the number of the cube to be taken
-  bool m_isTaking = false;    // one thread does
+  std::vector<Slot> m_slots;  // guarded by m_mutex, like the members below
+  std::size_t m_next = 0;     // number of the next cube to take
+  bool m_isTaking = false;    // a thread is in TakeNext
   std::exception_ptr m_failure;
 };

@@ -7,8 +7,7 @@
 
 namespace {
 
-/// One of the operations that read a cube, its texts into the result's messages. True when it did
-/// not fail.
+/// Runs one operation and adds its texts to the messages of the result. True on success.
 template <class Get>
 bool Read(CubeResult& result, Get get) {
   Operation operation;
@@ -29,7 +28,7 @@ bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& resul
   });
   if (IsToStop()) return false;
 
-  // What stopped the hierarchies need not stop the rest.
+  // Measures may succeed even if the hierarchies failed.
   whole &= Read(result, [&](String& errors, String& warnings) {
     import.GetMeasuresAndCalcMembers(result.measures, errors, warnings);
   });

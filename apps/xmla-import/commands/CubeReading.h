@@ -3,6 +3,6 @@
 #include "commands/Results.h"
 #include "connection/Session.h"
 
-/// Reads the cube that the result's three choices name, texts into its messages. True when nothing
-/// of it failed.
+/// Reads the cube that the three names in `result` identify, and adds messages to it. True if the
+/// cube is complete.
 bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& result);

@@ -22,8 +22,8 @@ namespace {
 
 using Names = std::unordered_set<String, TextHash>;
 
-/// A filter of the call: an option and its names; without names everything passes. A provider may
-/// have very many names, so none is compared with all others.
+/// A filter option and its names. Without names, everything passes. Uses hash sets, since a
+/// provider may have very many names.
 class Filter {
  public:
   Filter(const char* kind, const char* option, const std::vector<std::string>& values)
@@ -38,7 +38,8 @@ class Filter {
     if (m_known.insert(name).second) m_seen.push_back(name);
     return m_wanted.contains(name);
   }
-  /// Every name that was never seen is an error that lists those that were.
+  /// Adds an error for each filter name that the provider does not have, with a list of existing
+  /// names.
   ExitStatus CheckSeen(Messages& messages) const {
     ExitStatus status = ExitStatus::kDone;
     for (const String& name : m_names) {
@@ -54,8 +55,8 @@ class Filter {
   const char* m_option;
   std::vector<String> m_names;
   Names m_wanted;
-  std::vector<String> m_seen;  ///< in the provider's order
-  Names m_known;               ///< the same
+  std::vector<String> m_seen;  ///< existing names, in the provider's order
+  Names m_known;               ///< the same names
 };
 
 struct Choice {
@@ -64,13 +65,13 @@ struct Choice {
   String cube;
 };
 
-/// The cubes to read, in the provider's order, and whether the tree they come from is whole.
+/// The cubes to read, in the provider's order, and whether the tree was read completely.
 struct Plan {
   std::vector<Choice> cubes;
   bool whole = true;
 };
 
-/// The trees of the named sources, or of all.
+/// Reads the trees of the named data sources, or of all.
 ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& sources,
                      std::vector<OTDataSource>& tree, Plan& plan, Messages& messages) {
   if (sources.empty()) {
@@ -85,7 +86,7 @@ ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& so
     if (filter.Passes(name)) wanted.push_back(name);
   if (const ExitStatus status = filter.CheckSeen(messages); status != ExitStatus::kDone)
     return status;
-  // Each reading warns again of a kind that disagrees.
+  // Each operation repeats the warning about the target kind. Keep it once.
   std::unordered_set<std::string> told(messages.warnings.begin(), messages.warnings.end());
   for (const String& name : wanted) {
     std::vector<OTDataSource> one;
@@ -99,7 +100,7 @@ ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& so
   return ExitStatus::kDone;
 }
 
-/// Adds the cubes that pass. An interruption ends it early.
+/// Adds the cubes that pass both filters. Stops early after an interruption.
 void AddCubes(const std::vector<OTDataSource>& tree, Filter& catalogs, Filter& cubes, Plan& plan) {
   for (const OTDataSource& source : tree)
     for (const OTCatalog& catalog : source.m_catalogs) {
@@ -112,7 +113,7 @@ void AddCubes(const std::vector<OTDataSource>& tree, Filter& catalogs, Filter& c
     }
 }
 
-/// Finds out what is to be read, and which names of the call the provider does not have.
+/// Determines the cubes to read, and reports filter names that the provider does not have.
 ExitStatus MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Plan& plan,
                     Messages& messages) {
   std::vector<OTDataSource> tree;
@@ -121,24 +122,23 @@ ExitStatus MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Plan& p
   Filter catalogs("catalog", "--catalog", arguments.catalogs);
   Filter cubes("cube", "--cube", arguments.cubes);
   AddCubes(tree, catalogs, cubes, plan);
-  // What is missing from half a tree may well exist.
+  // With an incomplete tree, a missing name may still exist.
   if (!plan.whole || IsToStop()) return ExitStatus::kDone;
   const ExitStatus catalogStatus = catalogs.CheckSeen(messages);
   return catalogStatus != ExitStatus::kDone ? catalogStatus : cubes.CheckSeen(messages);
 }
 
-/// What kept a cube from being read, other than its server.
+/// Adds an error for an exception that the server did not cause.
 void Tell(Messages& messages, const std::exception& error) noexcept {
   const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
   try {
     messages.errors.push_back(isMemory ? "there is not enough memory" : OneLine(error.what()));
   } catch (const std::bad_alloc&) {
-    // Not even for that; the cube is still counted as failed.
+    // The cube counts as failed even without a message.
   }
 }
 
-/// Reads the planned cubes, so many at a time; each worker has an import object of its own for each
-/// cube.
+/// Reads the planned cubes on `jobs` threads. Each cube uses its own import object.
 class Reading {
  public:
   Reading(Session& session, const std::vector<Choice>& cubes, int jobs, CubeReceiver& receiver)
@@ -156,19 +156,19 @@ class Reading {
     try {
       for (std::size_t i = 1; i < m_jobs; ++i) others.emplace_back([this] { Work(); });
     } catch (const std::system_error&) {
-      // No thread is left: those that there are do the work.
+      // Thread limit reached. Continue with the threads that were started.
     }
     Work();
     others.clear();  // waits for them
     m_order.Finish();
   }
 
-  /// Cubes that were read as a whole, and cubes that are not in the result.
+  /// Number of complete cubes, and of cubes that are not in the result.
   std::size_t Whole() const { return m_whole; }
   std::size_t Missing() const { return m_missing; }
 
  private:
-  static constexpr std::size_t kAhead = 4;  // cubes for each worker
+  static constexpr std::size_t kAhead = 4;  // cubes per thread
 
   void Work() {
     const ImportSettings::Scope settingsScope(m_settings);
@@ -178,7 +178,7 @@ class Reading {
       m_order.Put(i, Read(i));
   }
 
-  /// Null for a cube that is left out: the import was interrupted, or there is no memory at all.
+  /// Null if the import was interrupted or memory is exhausted.
   std::unique_ptr<CubeResult> Read(std::size_t number) {
     std::unique_ptr<CubeResult> cube;
     try {
@@ -190,7 +190,7 @@ class Reading {
       const auto import = m_session.Import(cube->messages, "cube-" + std::to_string(number + 1));
       cube->isWhole = import && ReadCube(m_session, *import, *cube);
     } catch (const std::exception& error) {
-      // Memory, as a rule: the other cubes may be smaller, and those that were read stay.
+      // Usually out of memory. Other cubes may be smaller, so the import continues.
       if (cube) Tell(cube->messages, error);
     }
     if (IsToStop() && !(cube && cube->isWhole)) return nullptr;
@@ -216,7 +216,7 @@ class Reading {
   VXExecutionState* const m_state = VXExecutionState::Current();
   const ImportSettings& m_settings = ImportSettings::Current();
   std::atomic<std::size_t> m_next{0};
-  // Counted while cubes are taken, one at a time.
+  // Changed only by Take, which runs on one thread at a time.
   std::size_t m_missing = m_cubes.size();
   std::size_t m_whole = 0;
 };

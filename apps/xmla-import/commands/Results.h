@@ -7,9 +7,9 @@
 #include "Import/OTXMLAImportAPI.h"
 #include "base/Messages.h"
 
-// What each command comes back with.
+// The results of the commands.
 
-/// A call that failed before it was clear what for.
+/// Result of a call that failed before the command was known.
 struct NoResult {
   Messages messages;
 };
@@ -32,14 +32,14 @@ struct CubeResult {
   std::vector<OTXMLAUnit> measures;
   XmlACubeVariableVector sapVariables;
   Messages messages;
-  bool isWhole = false;  ///< nothing of it failed
+  bool isWhole = false;  ///< no part failed
 };
 
-/// Without the cubes, which are handed over one by one.
+/// Without the cubes, which the CubeReceiver gets one by one.
 struct ImportResult {
   String providerName;
   String providerVersion;
-  std::string target;  ///< name of the kind in force; empty when none came into force
+  std::string target;  ///< --target name of the kind in use; empty if detection failed
   Messages messages;
 };
 

@@ -22,8 +22,8 @@ ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& res
   if (!source) return whole ? ExitStatus::kDone : ExitStatus::kFailed;
   if (whole && !result.dataSources.front().m_catalogs.empty()) return ExitStatus::kDone;
 
-  // Providers answer an unknown data source with a fault or with nothing: say what there is. What
-  // goes wrong in asking has been said already.
+  // Providers answer an unknown data source with a fault or an empty result. List the existing
+  // ones. Errors of this look-up are dropped.
   Messages unsaid;
   const auto names = DataSourceNames(*import, unsaid);
   if (names && Choose({"data source", "--source", ""}, *names, source, result.messages) !=

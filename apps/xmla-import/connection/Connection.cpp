@@ -16,7 +16,7 @@
 
 namespace {
 
-/// The option's value, else that of the environment variable.
+/// The option's value, or the environment variable's if the option is absent.
 std::string OptionOr(const std::string& option, const char* variable) {
   if (!option.empty()) return option;
   const char* const value = std::getenv(variable);
@@ -27,8 +27,8 @@ std::string Origin(bool option, const char* name, const char* variable) {
   return option ? name : variable;
 }
 
-/// The variable's value, which is overwritten where others could read it: in the process's
-/// environment, as the system shows it.
+/// Returns the variable's value and erases it from the environment block, which other processes can
+/// read.
 std::optional<std::string> TakeFromEnvironment(const char* variable) {
   char* const value = std::getenv(variable);
   if (!value) return std::nullopt;
@@ -49,7 +49,7 @@ void ServeSample(const std::string& name, Connection& connection) {
     throw std::runtime_error("the sample provider cannot be served: " + OneLine(error.what()));
   }
   connection.url = Wide(connection.provider->Url(*kind));
-  // It is on this machine: no proxy of the environment could reach it.
+  // Local server: ignore the proxies of the environment.
   connection.http.proxy = String();
 }
 
@@ -60,13 +60,13 @@ void HideInUrl(char* word) {
   if (!scheme) return;
   char* const begin = scheme + 3;
   char* const authorityEnd = begin + std::strcspn(begin, "/?#");
-  // Careless passwords hold slashes: whatever stands before the last @ may be part of one.
+  // A password that is not escaped may contain slashes, so search for the last @ of the whole URL.
   char* const at = std::strrchr(begin, '@');
   const bool isInAuthority = std::find(begin, authorityEnd, '@') != authorityEnd;
   if (at && (isInAuthority || std::find(begin, at, ':') != at)) Hide(begin, at);
 }
 
-/// The service of --url or the environment, and the credentials inside it.
+/// Takes URL and credentials from --url or the environment.
 void UseUrl(const Arguments& arguments, Connection& connection) {
   std::string url = OptionOr(arguments.url, "XMLA_IMPORT_URL");
   if (url.empty())
@@ -74,13 +74,13 @@ void UseUrl(const Arguments& arguments, Connection& connection) {
         "nothing to import from: give --url URL (or XMLA_IMPORT_URL), or --sample KIND");
   connection.url = WideSecret(std::move(url));
   if (char* const variable = std::getenv("XMLA_IMPORT_URL")) HideInUrl(variable);
-  // The URL is not repeated: it may hold a password.
+  // The message omits the URL, which may contain a password.
   if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
     throw UsageError(Origin(!arguments.url.empty(), "--url", "XMLA_IMPORT_URL") +
                      " is not an http or https address such as http://server/xmla");
 }
 
-/// The library takes what is no number for 0, which is to wait for ever.
+/// The library ignores values that are not numbers. The tool rejects them.
 void CheckTimeout() {
   constexpr const char* kVariable = "MORVEN_BI_XMLA_HTTP_TIMEOUT";
   const char* const value = std::getenv(kVariable);
@@ -97,7 +97,7 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnv
   const bool fromUrl = !connection.user.empty() || !connection.password.empty();
   const String user = Wide(arguments.user);
   if (!arguments.user.empty()) {
-    // A password inside the URL belongs to the user inside it.
+    // A password in the URL belongs to the user in the URL.
     if (!connection.user.empty() && !(connection.user == user)) connection.password.clear();
     connection.user = user;
   } else if (!fromUrl) {
@@ -106,7 +106,7 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnv
   if (!arguments.passwordFile.empty()) {
     if (connection.user.empty())
       throw UsageError("--password-file needs a user name: give --user NAME");
-    // On a terminal it would be shown as it is typed.
+    // Disable the echo if standard input is a terminal.
     std::optional<std::string> typed;
     if (arguments.passwordFile == "-" && isatty(STDIN_FILENO) == 1)
       typed = PasswordFromTerminal(Utf8(connection.user));
@@ -151,8 +151,8 @@ Connection Connect(const Arguments& arguments) {
   }
   UseUrl(arguments, connection);
   UseCredentials(arguments, std::move(ofEnvironment), connection);
-  // The caller's own ticket logs in only where no user is named. The password schemes are for a
-  // proxy's user.
+  // Negotiate uses the caller's Kerberos ticket, so it is allowed only without a user name. The
+  // password schemes are for a proxy's user.
   connection.http.authSchemes =
       connection.user.empty() ? kAuthNegotiate | kAuthPasswordSchemes : kAuthPasswordSchemes;
   return connection;
@@ -161,11 +161,12 @@ Connection Connect(const Arguments& arguments) {
 void HideCredentials(int argc, char** argv) {
   constexpr std::string_view kOption = "--user";
   constexpr std::string_view kOptionWithValue = "--user=";
-  // From the back: a word is recognized by the one before it, which may be a value as well.
+  // Backwards, because each argument is checked against the one before it, which must still be
+  // unchanged.
   for (int i = argc - 1; i > 0; --i) {
     char* const word = argv[i];
     char* const end = word + std::strlen(word);
-    // An equals sign without a value takes the next word, too.
+    // The parser also accepts "--user=" followed by the value.
     if (i > 1 && (argv[i - 1] == kOption || argv[i - 1] == kOptionWithValue))
       Hide(word, end);
     else if (std::string_view(word).starts_with(kOptionWithValue))

@@ -9,7 +9,7 @@
 #include "Utility/Generic/String.h"
 #include "call/Arguments.h"
 
-/// Where to import from, with everything that the call and the environment say about it.
+/// The service to import from, with credentials and settings from options and environment.
 struct Connection {
   Connection() = default;
   Connection(Connection&&) = default;
@@ -18,19 +18,18 @@ struct Connection {
   String url;  ///< without credentials
   String user;
   String password;
-  /// The configured kind; nothing: the provider is asked.
+  /// The configured kind; nullopt: detect it.
   std::optional<ServerInfo::TargetType> target;
-  /// How to reach the service.
+  /// HTTP settings.
   HTTPClientOptions http;
-  /// The embedded provider, when it is the one to import from.
+  /// The embedded sample provider, if --sample is given.
   std::unique_ptr<sample::Provider> provider;
 };
 
-/// Options come before the environment; of credentials, those inside the URL come between. Starts
-/// the sample provider when it is asked for, and asks for a password when one is missing. Throws
-/// UsageError.
+/// Precedence: options, credentials in the URL, environment. Starts the sample provider for
+/// --sample, and prompts for a missing password. Throws UsageError.
 Connection Connect(const Arguments& arguments);
 
-/// Overwrites the value of --user, and user names and passwords inside URLs, on the command line,
-/// so that a list of processes no longer shows them.
+/// Overwrites user names and passwords (--user, URLs) in argv, so that a process list does not show
+/// them.
 void HideCredentials(int argc, char** argv);

@@ -12,14 +12,14 @@ namespace {
 
 constexpr const char* kLibraryName = "libUtilityXMLASAX.so";
 
-/// Where the library is: beside the tool, or in the lib folder next to the tool's own.
+/// The path of the library: in ../lib relative to the tool, or in the tool's folder.
 std::string LibraryFile() {
   std::error_code error;
   const std::filesystem::path tool = std::filesystem::read_symlink("/proc/self/exe", error);
   const std::filesystem::path folder = tool.parent_path();
   for (const auto& place : {folder.parent_path() / "lib", folder})
     if (std::filesystem::exists(place / kLibraryName, error)) return place / kLibraryName;
-  return kLibraryName;  // wherever the system's loader finds it
+  return kLibraryName;  // search path of the dynamic loader
 }
 
 }  // namespace

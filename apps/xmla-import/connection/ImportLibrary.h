@@ -5,8 +5,8 @@
 
 #include "Import/OTXMLAImportEntry.h"
 
-/// The import library, loaded from beside the tool as a host loads it. Everything that came out of
-/// it, records included, is to be gone before it is unloaded.
+/// The import library, loaded at run time as a host does. Objects and records from the library must
+/// be destroyed before this object.
 class ImportLibrary {
  public:
   /// Throws std::runtime_error when the library cannot be loaded or lacks an entry point.
@@ -16,7 +16,7 @@ class ImportLibrary {
   ImportLibrary& operator=(const ImportLibrary&) = delete;
 
   std::unique_ptr<OTXMLAImportAPI> CreateImport() const;
-  /// As OTXMLAIdentifyProvider.
+  /// Calls OTXMLAIdentifyProvider.
   bool Identify(const String& url, const String& user, const String& password,
                 OTXMLAProviderIdentity& identity, String& errors) const;
 

@@ -11,7 +11,7 @@ LogFailures::~LogFailures() {
   try {
     for (std::string& line : m_lines) m_warnings.push_back(std::move(line));
   } catch (const std::bad_alloc&) {
-    // Then nobody is told; the import itself matters more.
+    // Out of memory: the warnings are lost, the import continues.
   }
 }
 
@@ -20,6 +20,6 @@ void LogFailures::Add(const String& name, const String& reason) {
     const std::lock_guard lock(m_mutex);
     m_lines.push_back("the import log " + Listed({Utf8(name)}) + " is incomplete: " + Utf8(reason));
   } catch (const std::bad_alloc&) {
-    // As above.
+    // Out of memory: the warning is lost.
   }
 }

@@ -6,8 +6,8 @@
 
 #include "Utility/Generic/String.h"
 
-/// Collects the import logs that could not be written to their end, since the library goes on
-/// without them, and adds a line for each of them to the list when it is destroyed.
+/// Collects the import logs that are incomplete because of a write error or a limit. The destructor
+/// adds one warning for each to the list.
 class LogFailures {
  public:
   explicit LogFailures(std::vector<std::string>& warnings);
@@ -15,11 +15,11 @@ class LogFailures {
   LogFailures(const LogFailures&) = delete;
   LogFailures& operator=(const LogFailures&) = delete;
 
-  /// Safe to call from several threads.
+  /// Thread-safe.
   void Add(const String& name, const String& reason);
 
  private:
   std::vector<std::string>& m_warnings;
   std::mutex m_mutex;
-  std::vector<std::string> m_lines;  // guarded
+  std::vector<std::string> m_lines;  // guarded by m_mutex
 };

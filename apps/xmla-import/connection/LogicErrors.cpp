@@ -8,12 +8,11 @@
 
 namespace {
 
-// Where the library reports two levels with the same number.
+// File and line of the logic error for two levels with the same number.
 constexpr const wchar_t* kLevelNumbersFile = L"SUXMLASAXAnaTamImport";
 constexpr int kLevelNumbersLine = 506;
 
-/// The hierarchy that a request was about: the subject from its name in quotation marks on, up to
-/// the names that may follow.
+/// Extracts the quoted hierarchy name from a request's subject.
 String HierarchyOf(const String& subject) {
   constexpr String::View kBefore = L", hierarchy ";
   constexpr String::View kBehind[] = {L", level \"", L", member \""};
@@ -31,7 +30,7 @@ void OnLogicError(const String& file, int line, const String&) {
   if (!(file == kLevelNumbersFile) || line != kLevelNumbersLine) return;
   Operation* const operation = Operation::Current();
   const String hierarchy = HierarchyOf(operation ? operation->Subject() : String());
-  // Every request was answered.
+  // No request failed.
   if (operation) operation->ForgetSubject();
   throw ErrorMessage(L"the provider reports two levels with the same number in the hierarchy " +
                      hierarchy + L"; what was read of the cube is incomplete");

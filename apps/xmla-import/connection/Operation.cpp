@@ -9,7 +9,7 @@
 
 namespace {
 
-// The only request whose failure is a warning.
+// Only for this request type, a failure is a warning.
 constexpr String::View kDefaultMember = L"MDSCHEMA_MEMBERS";
 
 thread_local Operation* t_current = nullptr;
@@ -58,7 +58,7 @@ void OperationObserver::OnExchange(const HTTPExchangeInfo& info) {
   try {
     if (Operation* const operation = Operation::Current()) operation->OnExchange(info);
   } catch (const std::bad_alloc&) {
-    // Then a message does without what was asked for.
+    // Out of memory: messages lack the name of the request.
   }
   m_next.OnExchange(info);
 }

@@ -8,9 +8,9 @@
 #include "Utility/Generic/String.h"
 #include "base/Messages.h"
 
-/// One operation of the library, from before it is called until its texts are taken. Knows which
-/// request each of its failures is about: an operation runs its exchanges on the calling thread.
-/// One at a time on a thread.
+/// Collects errors and warnings of one library operation, and the request that was sent last before
+/// each of them. Construct before the call, and call End after it, on the same thread. At most one
+/// object per thread.
 class Operation {
  public:
   Operation();
@@ -18,20 +18,21 @@ class Operation {
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
 
-  /// The operation in progress on the calling thread, or null.
+  /// The object of the calling thread, or null.
   static Operation* Current();
-  /// To be called after each exchange.
+  /// Called after each exchange.
   void OnExchange(const HTTPExchangeInfo& info);
-  /// What the latest request asked for; empty when there was none.
+  /// The subject of the last request; empty if there was none.
   const String& Subject() const { return m_subject; }
-  /// The failure is not that of a request.
+  /// Call if the error does not come from a request.
   void ForgetSubject() { m_subject.clear(); }
 
-  /// Adds the texts to the messages. What a failed request asked for is an error of its own behind
-  /// them, or part of the warning. True when there was no error.
+  /// Adds errors and warnings to `messages`. After errors, adds one that names the failed request,
+  /// except after an interruption. The warning about a failed default-member look-up contains the
+  /// name of the request. True if there was no error.
   bool End(Messages& messages);
 
-  // For the library.
+  // Output parameters of the library call.
   String errors;
   String warnings;
 
@@ -39,12 +40,12 @@ class Operation {
   void NoteWarnings();
 
   String m_subject;
-  std::size_t m_known = 0;  ///< length of the warnings that are noted
-  /// Ends of parts of the warnings, and the subject of the request before each.
+  std::size_t m_known = 0;  ///< length of the warnings that m_parts covers
+  /// Parts of the warnings: end position, and subject of the request before.
   std::vector<std::pair<std::size_t, String>> m_parts;
 };
 
-/// Lets the operations know of their exchanges, and another observer as well.
+/// Forwards exchanges to the current Operation and to another observer.
 class OperationObserver : public HTTPExchangeObserver {
  public:
   explicit OperationObserver(HTTPExchangeObserver& next) : m_next(next) {}

@@ -25,20 +25,20 @@ namespace {
 constexpr std::size_t kMaxPasswordBytes = std::size_t{64} * 1024;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-// What would end the process, or stop it, from outside.
+// Signals that would end or stop the process.
 constexpr int kHeldSignals[] = {SIGINT,  SIGTERM, SIGQUIT, SIGHUP, SIGALRM,
                                 SIGUSR1, SIGUSR2, SIGXCPU, SIGTSTP};
 constexpr std::size_t kHeldCount = std::size(kHeldSignals);
 
-volatile std::sig_atomic_t heldSignals[kHeldCount];  // those that have come
+volatile std::sig_atomic_t heldSignals[kHeldCount];  // set by the handler
 
 extern "C" void HoldSignal(int number) {
   for (std::size_t i = 0; i < kHeldCount; ++i)
     if (kHeldSignals[i] == number) heldSignals[i] = 1;
 }
 
-/// Holds signals back for as long as it lives, and sends those that came to the process once more
-/// when it is destroyed. What the caller ignores stays ignored. The process has one thread.
+/// Defers signals. The destructor raises those that arrived. Ignored signals stay ignored. Requires
+/// a process with one thread.
 class HeldSignals {
  public:
   HeldSignals() {
@@ -71,29 +71,29 @@ class HeldSignals {
 
 enum class LineEnd { kLineFeed, kEndOfFile, kStopped, kError };
 
-/// A pipe of the shell that was opened by its name in /dev/fd: only reading tells that it ended
-/// before.
+/// True for a pipe that was opened through /dev/fd. For such a pipe, poll does not report an end
+/// that came earlier.
 bool IsReopenedPipe(int file) {
   struct statfs system {};
   return fstatfs(file, &system) == 0 && system.f_type == PIPEFS_MAGIC &&
          (fcntl(file, F_GETFL) & O_NONBLOCK) != 0;
 }
 
-/// Waits for something to read, or for its end; false when `isToStop` says so. A signal may come
-/// just before a wait begins, so no wait is long.
+/// Waits for input or end of file. False if `isToStop` returns true. Each wait is short, because a
+/// signal may arrive just before it.
 template <class Stop>
 bool WaitForInput(int file, Stop isToStop) {
   constexpr int kMilliseconds = 50;
   pollfd wait{file, POLLIN, 0};
   while (!isToStop()) {
     const int ready = poll(&wait, 1, kMilliseconds);
-    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;  // reading tells what is wrong
+    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;  // read() reports the error
     if (ready == 0 && IsReopenedPipe(file)) return true;
   }
   return false;
 }
 
-/// Reads byte by byte: what follows the line belongs to whoever reads next.
+/// Reads byte by byte, so that the rest of the input remains for later readers.
 template <class Stop>
 LineEnd ReadLine(int file, std::string& line, Stop isToStop) {
   line.clear();
@@ -115,7 +115,7 @@ LineEnd ReadLine(int file, std::string& line, Stop isToStop) {
   return LineEnd::kError;
 }
 
-/// Switches the echo of a terminal off, and on again at the end.
+/// Disables the echo of a terminal and restores it in the destructor.
 class Silence {
  public:
   explicit Silence(int terminal) : m_terminal(terminal) {
@@ -143,7 +143,7 @@ class Silence {
   bool m_changed = false;
 };
 
-/// One try to ask: it ends early when a signal comes, which then takes effect with the echo on.
+/// Prompts once. A signal ends the prompt and takes effect after the echo is restored.
 LineEnd Ask(int terminal, const std::string& prompt, std::string& line) {
   const HeldSignals signals;
   const Silence silence(terminal);
@@ -151,8 +151,7 @@ LineEnd Ask(int terminal, const std::string& prompt, std::string& line) {
   return ReadLine(terminal, line, [] { return HeldSignals::Came() || IsToStop(); });
 }
 
-/// Standard input, or the file of that name; not open, and the reason in `errno`, when it cannot
-/// be opened.
+/// Opens the file, or standard input for "-". On failure the result is not open and errno is set.
 Descriptor OpenInput(const std::string& file) {
   if (file == "-") return Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   return TrustedPath::Find(file).Open(O_RDONLY);
@@ -177,7 +176,7 @@ std::string PasswordFromFile(const std::string& file) {
   } catch (const PathError& error) {
     fail(error.what());
   }
-  // A byte-order mark is what an editor put there, not the user.
+  // Some editors write a byte-order mark.
   if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
   return line;
 }
@@ -188,7 +187,7 @@ std::optional<std::string> PasswordFromTerminal(const std::string& user) {
   const std::string prompt = "Password of " + HarmlessOnTerminal(user) + ": ";
   std::string line;
   LineEnd end = LineEnd::kStopped;
-  // Whoever stopped the process and continues it is asked again.
+  // Prompts again after the process was stopped and continued.
   while (end == LineEnd::kStopped && !IsToStop()) end = Ask(terminal.Number(), prompt, line);
   if (end == LineEnd::kLineFeed) return line;
   const bool isShown = write(terminal.Number(), "\n", 1) == 1;

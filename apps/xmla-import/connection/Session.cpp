@@ -18,14 +18,15 @@
 
 namespace {
 
-/// True for a log of the caller's. For what others put there nobody waits: the library refuses it.
+/// True for a log of the caller. The library refuses files of others, so there is no need to wait
+/// for another name.
 bool IsOwnLog(const std::string& name) {
   struct stat status {};
   return lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
-/// Logs that are begun in one second share a name, and the later one empties the earlier: waits for
-/// a second that has no log in the directory yet; false when the call is interrupted before.
+/// The name of a log contains the current second, and a second log with the same name would empty
+/// the first. Waits until the name is free. False if the call is interrupted.
 bool AwaitFreeLogName(const std::string& directory) {
   const VXExecutionState* const state = VXExecutionState::Current();
   while (!state || !state->IsCancellationRequested()) {
@@ -48,7 +49,7 @@ Session::Session(const ImportLibrary& library, const Connection& connection,
       m_connection(connection),
       m_logDirectory(std::move(logDirectory)),
       m_target(connection.target) {
-  // A log that the environment asks for is kept apart cube by cube just like one of the option.
+  // OT_XMLA_IMPORT_LOGGING also creates one log folder per cube.
   if (m_logDirectory.empty() && std::getenv("OT_XMLA_IMPORT_LOGGING"))
     m_logDirectory = Utf8(SUSystemConfig::GetSystemConfig().GetLogDirectory());
 }

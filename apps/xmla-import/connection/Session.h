@@ -9,27 +9,26 @@
 #include "connection/Connection.h"
 #include "connection/ImportLibrary.h"
 
-/// One call's dealings with the library: a provider, the kind in force, and import objects that are
-/// connected to it.
+/// The connection of one call: provider, target kind, and import objects.
 class Session {
  public:
-  /// `logDirectory` is empty when no import log is asked for. All references outlive the session.
+  /// Without an import log, `logDirectory` is empty. The references must outlive the session.
   Session(const ImportLibrary& library, const Connection& connection, std::string logDirectory);
 
-  /// Puts a kind in force: the configured one, else the one that the provider's identity makes it.
-  /// False when the provider could not be asked; the reason is then among the errors.
+  /// Sets the target kind: the configured one, else the one that fits the provider's identity. On
+  /// failure, returns false and adds an error.
   bool Identify(Messages& messages);
-  /// Asks the provider for its identity even when the kind is configured, for show alone.
+  /// Requests the provider's identity for the output, if Identify has not done so.
   void LearnIdentity();
 
   const OTXMLAProviderIdentity& Identity() const { return m_identity; }
-  /// The kind in force; nothing before Identify.
+  /// The kind in use; nullopt before Identify, unless configured.
   std::optional<ServerInfo::TargetType> Target() const { return m_target; }
   bool IsSapBw() const;
 
-  /// An import object that is connected as the kind in force. Nothing when that fails; the reason
-  /// is then among the errors. `logFolder` is a folder of its own below the log directory for an
-  /// object that works beside others, since logs begun in one second share a name.
+  /// Creates a connected import object. Returns null on failure and adds an error. Null without an
+  /// error means that the call was interrupted. Objects that run in parallel need different values
+  /// of `logFolder`, a folder below the log directory.
   std::unique_ptr<OTXMLAImportAPI> Import(Messages& messages, const std::string& logFolder = {});
 
  private:
@@ -39,5 +38,5 @@ class Session {
   OTXMLAProviderIdentity m_identity;
   bool m_identified = false;
   std::optional<ServerInfo::TargetType> m_target;
-  std::mutex m_connecting;  // no two logs get one name
+  std::mutex m_connecting;  // serializes the choice of log names
 };

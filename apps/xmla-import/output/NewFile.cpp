@@ -12,15 +12,15 @@
 namespace {
 
 constexpr mode_t kPermissions = 0777;
-constexpr mode_t kUsual = 0666;  // less the umask
+constexpr mode_t kUsual = 0666;  // restricted by the umask
 
-/// Whether the former file is the caller's, and stands there because the caller put it there:
-/// anyone may have made a second name for one that everybody can write to.
+/// True if the existing file belongs to the caller and has no other hard link. Another user may
+/// have created a hard link to a file of the caller.
 bool IsOwn(const TrustedPath& place) {
   return place.IsRegular() && place.status.st_uid == geteuid() && place.status.st_nlink == 1;
 }
 
-/// Short, whatever the file's own name is.
+/// A short name, so that it fits even if the file's name has the maximum length.
 std::string RandomName() {
   std::random_device random;
   char name[32];
@@ -28,7 +28,7 @@ std::string RandomName() {
   return name;
 }
 
-/// Tries hidden names until `make`, which returns an error number, meets a free one.
+/// Calls `make` with random hidden names until the result is not EEXIST.
 template <class Make>
 int WithFreeName(std::string& name, Make make) {
   constexpr int kMostTries = 100;
@@ -66,7 +66,7 @@ int NewFile::KeepPermissions() const {
   mode_t mode = m_place.status.st_mode & kPermissions;
   struct stat made {};
   if (fstat(m_file.Number(), &made) != 0) return errno;
-  // What one group may do is nothing that another one may.
+  // The permissions of one group must not go to another group.
   constexpr mode_t kOfGroup = 0070;
   const gid_t group = m_place.status.st_gid;
   if (made.st_gid != group && fchown(m_file.Number(), static_cast<uid_t>(-1), group) != 0)
@@ -99,7 +99,7 @@ int NewFile::Finish() {
   if (fsync(m_file.Number()) != 0) return errno;
   if (m_name.empty())
     if (const int error = GiveName()) return error;
-  // Some file systems report an error of writing only now.
+  // Some file systems report write errors on close.
   if (const int error = m_file.Close()) return error;
   const int directory = m_place.directory.Number();
   if (renameat(directory, m_name.c_str(), directory, m_place.name.c_str()) != 0) return errno;

@@ -5,33 +5,33 @@
 
 #include "base/TrustedPath.h"
 
-/// A file in the making: it appears under its name, in place of the former file, only when it is
-/// finished. Until then it has no name at all, or, where the file system has no files without a
-/// name, a hidden one of its own beside its place. A destroyed one leaves nothing behind.
+/// A file that gets its name, and replaces the existing file, only when it is complete. Until then
+/// it has no name. On file systems that do not support this, it has a hidden name in the same
+/// directory. The destructor removes an incomplete file.
 ///
-/// It gets the permissions of a former file that belongs to the caller and has no other name,
-/// without set-user-ID, set-group-ID and sticky bit, else those that the umask leaves. Errors are
-/// error numbers, 0 for success.
+/// Permissions: those of the existing file if it belongs to the caller and has no other hard link,
+/// without set-user-ID, set-group-ID and sticky bit. Otherwise the umask decides. The operations
+/// return 0 or an error number.
 class NewFile {
  public:
-  /// `place` outlives it.
+  /// `place` must outlive this object.
   explicit NewFile(const TrustedPath& place) : m_place(place) {}
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  /// The first call makes the file.
+  /// The first call creates the file.
   int Append(std::string_view text);
-  /// Brings the file to the disk and to its name. REQUIRES: something was appended.
+  /// Flushes the file to the disk and renames it. Requires an earlier Append.
   int Finish();
 
  private:
   int Make();
   int KeepPermissions() const;
-  /// Gives the file a free hidden name beside its place.
+  /// Gives the file a hidden name in the target directory.
   int GiveName();
 
   const TrustedPath& m_place;
   Descriptor m_file;
-  std::string m_name;  ///< of the unfinished file; empty: it has none
+  std::string m_name;  ///< hidden name of the incomplete file, or empty
 };

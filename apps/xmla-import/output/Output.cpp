@@ -15,13 +15,12 @@
 
 namespace {
 
-// By these names standard output is not opened anew: a file would lose its place, or what stands in
-// it.
+// Names of standard output. Opening them again would reset the file position or truncate the file.
 bool IsStandardOutput(const std::string& file) {
   return file.empty() || file == "-" || file == "/dev/stdout" || file == "/dev/fd/1";
 }
 
-/// 0 or the error number of replacing, or writing to, what is there.
+/// Checks whether the file can be replaced, or the device written to. Returns 0 or an error number.
 int CheckAccess(const TrustedPath& place) {
   const std::string itself = "/proc/self/fd/" + std::to_string(place.file.Number());
   const int failed = place.IsSpecial() ? faccessat(AT_FDCWD, itself.c_str(), W_OK, AT_EACCESS)
@@ -29,7 +28,7 @@ int CheckAccess(const TrustedPath& place) {
   if (failed != 0) return errno;
   struct stat directory {};
   if (fstat(place.directory.Number(), &directory) != 0) return errno;
-  // In a sticky directory only its owner and the file's may replace a file.
+  // In a sticky directory, only the owners of the directory and of the file can replace the file.
   const uid_t caller = geteuid();
   const bool isKept = place.IsRegular() && (directory.st_mode & S_ISVTX) && caller != 0 &&
                       caller != directory.st_uid && caller != place.status.st_uid;
@@ -40,7 +39,7 @@ TrustedPath Find(const std::string& file) {
   const std::string named = "--output " + Listed({file});
   try {
     TrustedPath place = TrustedPath::Find(file);
-    // A file that is open already is replaced where it is.
+    // A link in /proc/self/fd to a regular file: replace the file it refers to.
     if (place.IsRegular() && !place.openFile.empty()) place = TrustedPath::Find(place.openFile);
     if (place.IsDirectory()) throw UsageError(named + " is a directory");
     if (const int error = CheckAccess(place)) throw PathError(std::strerror(error));
@@ -50,12 +49,13 @@ TrustedPath Find(const std::string& file) {
   }
 }
 
-/// Opens a device or a pipe, and awaits the pipe's reader; throws when that takes too long.
+/// Opens a device or pipe. Waits for the reader of a pipe, and throws if that takes too long after
+/// an interruption.
 Descriptor OpenSpecial(const TrustedPath& place, const std::string& shown) {
   for (;;) {
     const bool isOver = Patience::IsOver();
     Descriptor special = place.Open(O_WRONLY);
-    // A pipe without a reader; a socket's name fails in the same way, and always will.
+    // ENXIO: a pipe without a reader. For a socket the same error is permanent.
     const bool canWait = errno == EINTR || (errno == ENXIO && S_ISFIFO(place.status.st_mode));
     if (special.IsOpen() || !canWait) return special;
     if (isOver)
@@ -72,7 +72,7 @@ bool GuardStandardStreams() {
   for (int number = 0; number <= STDERR_FILENO; ++number) {
     if (fcntl(number, F_GETFD) >= 0 || errno != EBADF) continue;
     if (number == STDOUT_FILENO) hasStandardOutput = false;
-    // The lowest free number is this one: those below it are open.
+    // open() returns the lowest free number, which is this one.
     if (open("/dev/null", O_RDWR) != number) std::abort();
   }
   return hasStandardOutput;

@@ -8,40 +8,40 @@
 #include "base/TrustedPath.h"
 #include "output/NewFile.h"
 
-/// The result could not be written; the text says where and why.
+/// The result could not be written. The text says where and why.
 class OutputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// An interruption kept the result, or its end, from its place; the text says what is there now.
+/// Because of an interruption, the result is missing or incomplete. The text says what the output
+/// contains.
 class OutputInterrupted : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Opens a descriptor that leads nowhere for each of the three standard ones that the process was
-/// started without, so that no file or socket takes its number. To be called first of all. False
-/// when there is no standard output.
+/// Opens /dev/null for each standard descriptor that is closed, so that no file or socket gets its
+/// number. Call this first. False if standard output was closed.
 bool GuardStandardStreams();
 
-/// Where the result goes: standard output, a device or pipe, or a file, which appears under its
-/// name only when it is whole.
+/// The destination of the result: standard output, a device, a pipe, or a file that gets its name
+/// only when it is complete.
 class Output {
  public:
-  /// An empty name is standard output, as are "-" and the system's names for it. Finds the place,
-  /// once and for all, and makes nothing there yet. Throws UsageError when the place cannot take a
-  /// result.
+  /// An empty name, "-" and /dev/stdout are standard output. Resolves the path once, and creates
+  /// nothing yet. Throws UsageError if the destination is not writable.
   Output(const std::string& file, bool hasStandardOutput);
 
-  /// True when what is written will be seen on a terminal.
+  /// True if the destination is a terminal.
   bool IsTerminal() const;
-  /// Writes the next part of the result. A reader of standard output that has gone is no error.
-  /// Throws OutputError, and OutputInterrupted when, after an interruption, nobody reads.
+  /// Writes the next part of the result. A closed reader of standard output is not an error. Throws
+  /// OutputError. Throws OutputInterrupted if the reader does not read after an interruption.
   void Write(std::string_view text);
-  /// Ends the result; without any text, nothing is made. False when there was an interruption
-  /// before all of it was in place. After an interruption, a file is replaced only if `isPartial`
-  /// says that the result itself tells of it; else throws OutputInterrupted. Throws OutputError.
+  /// Completes the output. Creates no file if nothing was written. False if an interruption came
+  /// before everything was written. After an interruption, replaces a file only if `isPartial` is
+  /// true, which means that the result mentions the interruption; otherwise throws
+  /// OutputInterrupted. Throws OutputError.
   bool Finish(bool isPartial);
 
  private:
@@ -49,11 +49,11 @@ class Output {
   void WriteToStreamOrDevice(std::string_view text);
 
   std::string m_shown = "standard output";
-  bool m_isOpen;                       ///< standard output was there
-  std::optional<TrustedPath> m_place;  ///< nothing: standard output
-  std::optional<NewFile> m_file;       ///< at a place for a file
-  Descriptor m_stream;                 ///< writes without waiting; none before the first text
+  bool m_isOpen;                       ///< standard output was open at start
+  std::optional<TrustedPath> m_place;  ///< nullopt: standard output
+  std::optional<NewFile> m_file;       ///< if the destination is a file
+  Descriptor m_stream;                 ///< non-blocking; opened by the first Write
   bool m_isEmpty = true;
-  bool m_isUnread = false;  ///< the reader has gone
+  bool m_isUnread = false;  ///< the reader closed the pipe
   bool m_wasInterrupted = false;
 };

@@ -19,33 +19,33 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// A reader that is merely slow, or waits for its turn on a busy machine, gets the whole.
+// Long enough for a slow reader on a busy machine.
 constexpr std::chrono::milliseconds kGrace{500};
 
-/// Since when nobody has read, once there was an interruption; 0 for not at all.
+/// After an interruption: the time since which no reader has read; 0 if readers read.
 std::atomic<steady_clock::rep> unreadSince{0};
 
-/// A descriptor of our own for the pipe or terminal that `file` is, on which writing never waits;
-/// -1 when there is none. The flag is not set on `file` itself: others share that.
+/// Opens a second, non-blocking descriptor for the pipe or terminal `file`; -1 if that is not
+/// possible. Other processes share the flags of `file` itself.
 int OpenWithoutWaiting(int file) {
   struct stat status {};
   if (fstat(file, &status) != 0) return -1;
   char name[64];
-  // The name of a terminal's other side makes a new terminal.
+  // Excludes the master side, since opening it would create a new terminal.
   const bool isTerminal = isatty(file) == 1 && ptsname_r(file, name, sizeof name) != 0;
   if (!S_ISFIFO(status.st_mode) && !isTerminal) return -1;
   std::snprintf(name, sizeof name, "/proc/self/fd/%d", file);
   return open(name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
 }
 
-/// Writes what the place takes now.
+/// Writes as much as is possible without blocking.
 ssize_t WritePiece(int file, std::string_view piece) {
   const ssize_t count = send(file, piece.data(), piece.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
   if (count >= 0 || errno != ENOTSOCK) return count;
   return write(file, piece.data(), piece.size());
 }
 
-/// True when writing tells more than waiting on.
+/// Waits until the file is writable or has an error.
 bool AwaitRoom(int file, std::chrono::milliseconds limit) {
   pollfd wait{file, POLLOUT, 0};
   const int ready = poll(&wait, 1, static_cast<int>(limit.count()));
@@ -65,13 +65,13 @@ bool Patience::IsOver() {
 void Patience::Renew() { unreadSince = 0; }
 
 Ending WritePatiently(int file, std::string_view text) {
-  // A pipe that can be written at all takes so much without waiting.
+  // A pipe that is writable accepts this many bytes without blocking.
   constexpr std::size_t kPiece = PIPE_BUF;
-  // A terminal may say that it can be written, and yet have no room for a line's end.
+  // A terminal may be writable according to poll and still have no room for a line end.
   constexpr std::chrono::milliseconds kPause{1};
   Ending ending;
   while (!text.empty()) {
-    // What a place takes at once it gets all the same.
+    // Even after the grace period, write what is possible without blocking.
     const bool isOver = Patience::IsOver();
     const bool hasRoom = AwaitRoom(file, isOver ? std::chrono::milliseconds(0) : Patience::kSlice);
     if (hasRoom) {

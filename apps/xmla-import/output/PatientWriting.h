@@ -3,31 +3,31 @@
 #include <chrono>
 #include <string_view>
 
-/// How long a reader who does not read is waited for: for ever, but half a second after an
-/// interruption. All that the tool writes shares it, so that one reader who was given up leaves
-/// none of it to the next; whoever reads brings it back. Safe to use from several threads.
+/// Decides how long to wait for a reader that does not read: without limit, but half a second after
+/// an interruption. All writes of the process share this period, so it is not granted again for the
+/// next reader. A reader that reads renews it. Thread-safe.
 class Patience {
  public:
-  /// To be asked before each wait, which then takes no longer than a slice.
+  /// Call before each wait of at most kSlice. True if the writer must give up.
   static bool IsOver();
   static void Renew();
 
-  /// A signal may come just before a wait begins, so no wait is longer.
+  /// Maximum length of a wait, because a signal may arrive just before it.
   static constexpr std::chrono::milliseconds kSlice{50};
 };
 
-/// How writing ended.
+/// Result of a write.
 struct Ending {
-  int error = 0;               ///< 0, or why not all is written; EINTR when patience was over
-  bool isInterrupted = false;  ///< there was an interruption before the last piece was written
+  int error =
+      0;  ///< 0, or why the text is not completely written; EINTR: gave up after an interruption
+  bool isInterrupted = false;  ///< interrupted before the last piece was written
 };
 
-/// Writes to a place that may make us wait: a pipe, a terminal, a socket.
+/// Writes to a pipe, terminal or socket, and waits for its reader as long as Patience allows.
 Ending WritePatiently(int file, std::string_view text);
 
-/// The same for a standard stream, whose descriptor is shared with other processes.
+/// Writes to a standard stream, whose descriptor other processes share.
 Ending WriteToStream(int number, std::string_view text);
 
-/// Writes to standard error as long as somebody reads it. What cannot be written is dropped: there
-/// is nobody to tell. For one thread at a time.
+/// Writes to standard error and ignores errors. One thread at a time.
 void WriteToStandardError(std::string_view text);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// A line that changes more often only flickers, and the first moments need none.
+// Minimum time between updates, to avoid flicker. Short calls show no line.
 constexpr std::chrono::milliseconds kBetweenLines{100};
 
 std::size_t TerminalColumns() {
@@ -21,8 +21,8 @@ std::size_t TerminalColumns() {
   return known ? size.ws_col : 80;
 }
 
-/// The beginning that fits. The scripts with characters of two columns begin at U+1100; that some
-/// others there are narrow only makes the line shorter.
+/// Truncates a line to the width of the terminal. Characters from U+1100 on count as two columns;
+/// some are narrower, which only makes the line shorter.
 String CutToColumns(const String& line, std::size_t columns) {
   std::size_t length = 0;
   for (; length < line.size(); ++length) {
@@ -72,7 +72,7 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   try {
     if (m_form == Form::kExchanges) WriteToStandardError(Described(info));
   } catch (const std::bad_alloc&) {
-    // The import may yet have enough for what it does.
+    // Out of memory: skip the line, the import may still succeed.
   }
   Show(false);
 }
@@ -120,7 +120,7 @@ void Progress::Show(bool now) {
   try {
     ShowLine();
   } catch (const std::bad_alloc&) {
-    // As above.
+    // Out of memory: skip the line.
   }
 }
 

@@ -8,9 +8,9 @@
 
 #include "Utility/Generic/HTTPClientWrapper.h"
 
-/// Tells on standard error how the import goes: with `verbose` each exchange with its timings, else
-/// on a terminal one line that is kept up to date, and nothing with `quiet`; in any case what went
-/// wrong. Safe to use from several threads.
+/// Shows progress on standard error: each exchange with timings (`verbose`), one line that is
+/// updated (on a terminal), or nothing (`quiet`). Errors and warnings are always shown.
+/// Thread-safe.
 class Progress : public HTTPExchangeObserver {
  public:
   Progress(bool quiet, bool verbose);
@@ -19,16 +19,15 @@ class Progress : public HTTPExchangeObserver {
   Progress& operator=(const Progress&) = delete;
 
   void OnExchange(const HTTPExchangeInfo& info) override;
-  /// True once a password went over the network readable by others.
+  /// True after a password was sent in clear text over the network.
   bool BasicInClear();
-  /// From now on the line counts cubes.
+  /// From now on the line shows the number of cubes.
   void BeginCubes(std::size_t count);
   void BeginCube(const String& name);
   void EndCube();
-  /// Writes a line of its own: an error or a warning. What comes from elsewhere in it cannot act on
-  /// a terminal.
+  /// Writes an error or warning line. Control characters are escaped.
   void Tell(const char* kind, const std::string& text);
-  /// Does something for which the line must not be on the screen.
+  /// Removes the progress line and runs `work`.
   template <class Work>
   void WithoutLine(Work work) {
     const std::lock_guard lock(m_mutex);
@@ -41,7 +40,7 @@ class Progress : public HTTPExchangeObserver {
 
   void Show(bool now);
   void ShowLine();
-  /// Takes the line away, before something else is written.
+  /// Removes the progress line.
   void Clear();
 
   const Form m_form;

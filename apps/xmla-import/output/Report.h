@@ -11,8 +11,8 @@
 #include "results/Form.h"
 #include "results/ResultText.h"
 
-/// Brings a result to its place and its messages to standard error: an import's cubes one by one
-/// while it goes on, everything else at the end. What writing throws, it throws: OutputError and
+/// Writes the result to the output and its messages to standard error. Cubes of an import are
+/// written one by one during the import, everything else at the end. Throws OutputError and
 /// OutputInterrupted.
 class Report : public CubeReceiver, private TextSink {
  public:
@@ -23,13 +23,13 @@ class Report : public CubeReceiver, private TextSink {
   void EndCube() override { m_progress.EndCube(); }
   bool Take(const CubeResult& cube) override;
 
-  /// The form, ready for the end of the result.
+  /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);
-  /// Tells what has not been told yet.
+  /// Shows messages that were not shown before.
   void Tell(const Messages& messages);
-  /// To be called once the form has written everything. False when the result was cut short, or
-  /// there was an interruption before all of it was in its place. `isPartial` says that the result
-  /// tells of an interruption.
+  /// Call after the form has written everything. False if the result is truncated, or if an
+  /// interruption came before everything was written. `isPartial`: the result mentions the
+  /// interruption.
   bool Finish(bool isPartial);
 
  private:

@@ -3,8 +3,7 @@
 #include <cstddef>
 #include <utility>
 
-// Each list stands in declaration order; a value that comes again further down is left to the
-// first enumerator that has it.
+// Each list is in declaration order. For equal values, the first name is used.
 namespace {
 
 template <class Enum, std::size_t Count>

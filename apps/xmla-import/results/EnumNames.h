@@ -6,8 +6,8 @@
 #include "Import/OTXMLAUnit.h"
 #include "Import/XmlACubeVariable.h"
 
-// The name of the first enumerator, in declaration order, with a value; empty when none has it,
-// since providers send whatever code they like.
+// The name of the first enumerator with this value, in declaration order. Empty if there is none:
+// providers may send unknown codes.
 
 std::string_view EnumName(OTXMLAUnit::AggrType value);
 std::string_view EnumName(OTXMLAUnit::DimPropType value);

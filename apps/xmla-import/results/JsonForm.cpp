@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Writes host records, each as an object with its keys in their fixed order.
+/// Writes each host record as an object with keys in fixed order.
 class JsonForm : public Form {
  public:
   explicit JsonForm(ResultText& text) : Form(text), m_json(text) {}
@@ -59,7 +59,7 @@ class JsonForm : public Form {
     m_json.Value(value);
   }
 
-  /// An enumerator's name, or the number that no enumerator has.
+  /// Writes the enumerator's name, or the number if there is none.
   template <class Enum>
   void Named(std::string_view key, Enum value) {
     m_json.Key(key);
@@ -81,7 +81,7 @@ class JsonForm : public Form {
     m_json.EndList();
   }
 
-  /// The members that each result ends with.
+  /// The last two members of every result.
   void Messages(const ::Messages& messages) {
     m_json.Key("errors");
     m_json.BeginList();

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The letter of a character that JSON escapes by one; 0 for others.
+/// The letter of a two-character JSON escape; 0 if the character has none.
 char EscapeLetter(wchar_t character) {
   switch (character) {
     case L'"':

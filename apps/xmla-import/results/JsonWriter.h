@@ -7,8 +7,8 @@
 
 #include "results/ResultText.h"
 
-/// Writes one JSON document piece by piece, each member and each element on a line of its own, two
-/// blanks of indentation for each level. The caller nests and orders as JSON wants it.
+/// Writes one JSON document incrementally, one member or element per line, indented by two spaces
+/// per level. The caller ensures valid nesting and order.
 class JsonWriter {
  public:
   explicit JsonWriter(ResultText& text) : m_text(text) {}
@@ -17,7 +17,7 @@ class JsonWriter {
   void EndObject() { End('}'); }
   void BeginList() { Begin('['); }
   void EndList() { End(']'); }
-  /// The name of the next value of an object: plain ASCII without quotation marks.
+  /// The key of the next value: ASCII without characters that need escapes.
   void Key(std::string_view name);
 
   void Value(String::View text);
@@ -35,7 +35,7 @@ class JsonWriter {
 
   void Begin(char bracket);
   void End(char bracket);
-  /// What stands before a member, or an element of a list.
+  /// Writes the comma, line feed and indentation before a member or element.
   void Separate();
   void WriteNumber(long long value);
   void WriteInText(wchar_t character);
@@ -43,5 +43,5 @@ class JsonWriter {
   ResultText& m_text;
   std::size_t m_depth = 0;
   bool m_isAfterKey = false;
-  std::array<bool, kDepth> m_hasItems{};  ///< of each level
+  std::array<bool, kDepth> m_hasItems{};  ///< per level
 };

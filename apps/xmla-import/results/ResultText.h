@@ -7,11 +7,11 @@
 #include "Utility/Generic/String.h"
 #include "base/TextSink.h"
 
-/// The text of a result on its way to a sink, in blocks. Takes no memory but its own, so that a
-/// result that was read can be written, whatever its size.
+/// Buffers the text of a result and passes it to a sink in blocks. Allocates no memory, so a result
+/// of any size can be written even if memory is exhausted.
 class ResultText {
  public:
-  /// For a terminal, characters that act on it are written as \u and their number in four digits.
+  /// With `isForTerminal`, control characters are escaped as \u and four hexadecimal digits.
   ResultText(TextSink& sink, bool isForTerminal) : m_sink(sink), m_isForTerminal(isForTerminal) {}
 
   bool IsForTerminal() const { return m_isForTerminal; }
@@ -21,15 +21,15 @@ class ResultText {
     m_block[m_length++] = byte;
   }
   void AppendBlanks(std::size_t count);
-  /// One character as UTF-8; one that Unicode does not have as U+FFFD.
+  /// Appends a character in UTF-8. Invalid ones become U+FFFD.
   void AppendCharacter(wchar_t character);
-  /// \u and the number of a character in hexadecimal digits.
+  /// Appends \u and the code of a character in four hexadecimal digits.
   void AppendNumber(wchar_t character, const char* digits);
-  /// Hands what is there to the sink.
+  /// Passes the buffered text to the sink.
   void Flush();
 
-  /// True when so much was written since an interruption that the rest is to be left out. What can
-  /// be written at once is written whole.
+  /// True if more than 4 MiB were written after an interruption. The rest is then omitted, so that
+  /// the tool ends soon.
   bool IsToStop() const { return m_sinceInterruption > kMostAfterInterruption; }
 
  private:

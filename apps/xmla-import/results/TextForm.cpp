@@ -7,15 +7,15 @@
 
 namespace {
 
-/// An enumerator's name in words: kHierarchyFullyBalanced is "fully balanced" once the prefix of
-/// its family is taken off. A code without a name is shown as the number.
+/// Converts an enumerator's name to words without its prefix: kHierarchyFullyBalanced becomes
+/// "fully balanced". A value without a name becomes "code N".
 template <class Enum>
 std::string Words(Enum value, std::string_view prefix) {
   std::string_view name = EnumName(value);
   if (name.empty()) return "code " + std::to_string(static_cast<long long>(value));
   if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
   std::string words;
-  bool small = false;  // a small letter before: the next capital begins a word
+  bool small = false;  // the last character is lower case, so a capital starts a word
   for (const char c : name) {
     const bool capital = 'A' <= c && c <= 'Z';
     if (capital && small) words += ' ';
@@ -82,7 +82,7 @@ class TextForm : public Form {
   void EndImport(const ImportResult&) override {}
 
  private:
-  /// A display name, with the provider's own name behind it where that differs.
+  /// A display name, followed by the provider's name if that is different.
   struct Named {
     const String& name;
     const String& externalName;

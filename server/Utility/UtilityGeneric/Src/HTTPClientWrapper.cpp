@@ -1,5 +1,7 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 
+#include <algorithm>
+
 #include "Cancellation.h"
 #include "HTTPProxy.h"
 #include "HTTPStatus.h"
@@ -11,6 +13,7 @@
 #include "Secret.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
 
 namespace {
@@ -146,6 +149,9 @@ class HTTPClientWrapper::Impl {
     m_transfer.Post(body, answer);
     const std::uint64_t received = answer.body.size();
     const auto [verdict, hasReply] = Judge(answer, m_maxReplyBytes);
+    if (ImportOperation* const operation = ImportOperation::Current())
+      operation->CountReplyBytes(
+          std::max<std::uint64_t>({received, answer.body.size(), answer.wireBytes}));
     reply = hasReply ? answer.body : NarrowString();
     const bool ok = verdict.what.empty();
     if (!ok) error = ErrorText(verdict);

@@ -14,6 +14,7 @@ ImportOperation::ImportOperation()
     : m_former(t_current),
       m_maxRequests(ImportSettings::Current().limits.maxRequests),
       m_maxRows(ImportSettings::Current().limits.maxRows),
+      m_maxReplyBytes(ImportSettings::Current().limits.maxTotalReplyBytes),
       m_deadlineSeconds(ImportSettings::Current().limits.deadlineSeconds) {
   if (m_deadlineSeconds > 0)
     m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(m_deadlineSeconds);
@@ -25,6 +26,7 @@ ImportOperation::~ImportOperation() { t_current = m_former; }
 ImportOperation* ImportOperation::Current() noexcept { return t_current; }
 
 void ImportOperation::CountRequest() {
+  CheckReplyBytes();
   if (m_maxRequests == 0 || m_requests++ < m_maxRequests) return;
   SUGThrow(
       ErrorMessage(L"The operation needs more than " + BaseStringUtil::StringFrom(m_maxRequests) +
@@ -39,6 +41,15 @@ void ImportOperation::CountRow() {
                         L" rows in all (limit maxRows); choose a smaller part of the server's "
                         L"metadata, or raise the limit"),
            L"ImportOperation.cpp", __LINE__);
+}
+
+void ImportOperation::CheckReplyBytes() const {
+  if (m_maxReplyBytes == 0 || m_replyBytes <= m_maxReplyBytes) return;
+  SUGThrow(
+      ErrorMessage(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
+                   L" bytes in all (limit maxTotalReplyBytes); choose a smaller part of the "
+                   L"server's metadata, or raise the limit"),
+      L"ImportOperation.cpp", __LINE__);
 }
 
 String ImportOperation::DeadlineText() const {

@@ -80,12 +80,14 @@ String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
 /// client's error text when there is no answer.
 String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& subject,
                                    NarrowString& reply) {
-  if (ImportOperation* const operation = ImportOperation::Current()) operation->CountRequest();
+  ImportOperation* const operation = ImportOperation::Current();
+  if (operation) operation->CountRequest();
   m_HttpClient->SetRequestHeader(PrepareHttpSizeHeader());
   m_HttpClient->SetRequestSubject(subject);
   String error;
   const bool hasReply = m_HttpClient->ReadBytes(request, reply, error);
   m_HttpClient->SetRequestSubject(String());  // it may be long
+  if (operation) operation->CheckReplyBytes();
   if (hasReply) {
     NormaliseDeclaration(reply, Rules().omitsXmlDeclaration);
   } else if (!error.empty()) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <memory>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
@@ -31,6 +32,46 @@ void Write(AFile& file, const NarrowString& bytes) {
   file.WriteBytes(bytes.data(), bytes.size());
   file.Flush();
 }
+
+/// A file that ends with a line about maxLogBytes instead of exceeding it.
+class LimitedFile final : public AFile {
+ public:
+  void Open(const String& name, unsigned int mode) override {
+    m_file->Open(name, mode);
+    m_name = name;
+  }
+
+  bool WriteBytes(const char* bytes, std::size_t count) override {
+    if (m_isFull) return false;
+    const ImportSettings& settings = ImportSettings::Current();
+    const std::uint64_t limit = settings.limits.maxLogBytes;
+    if (limit == 0 || (count <= limit && m_size <= limit - count)) {
+      m_size += count;
+      const bool isWritten = m_file->WriteBytes(bytes, count);
+      if (!isWritten) m_hasFailed = true;
+      return isWritten;
+    }
+    m_isFull = true;
+    const String reason = L"it would be longer than " + BaseStringUtil::StringFrom(limit) +
+                          L" bytes (limit maxLogBytes)";
+    const NarrowString line = ToUtf8(DELIMIT_LINE + String(L"The import log ends here: ") + reason +
+                                     L"; the import goes on\n");
+    const bool isWritten = m_file->WriteBytes(line.data(), line.size());
+    // The file itself reports the first write that fails.
+    if (isWritten && !m_hasFailed && settings.onLogFailure) settings.onLogFailure(m_name, reason);
+    return false;
+  }
+
+  bool Flush() override { return m_file->Flush() && !m_isFull; }
+  bool Delete() override { return m_file->Delete(); }
+
+ private:
+  Heap<AFile> m_file = MakeFile();
+  String m_name;
+  std::uint64_t m_size = 0;
+  bool m_hasFailed = false;
+  bool m_isFull = false;
+};
 
 String WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
   const double seconds = VXDateTime::DifferenceInSeconds(to, from);
@@ -69,7 +110,7 @@ std::size_t LoggedLength(std::string_view reply) {
 
 Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType target) {
   const VXDateTime now = Now();
-  Heap<AFile> file = AFile::MakeFile();
+  Heap<AFile> file = std::make_unique<LimitedFile>();
   file->Open(FileName(now), AFile::kModeWriteFromEmpty);
   file->WriteBytes("\xEF\xBB\xBF", 3);
   Write(*file, ToUtf8(FormatLine(kHeadingCapacity,

@@ -18,7 +18,8 @@ struct Times {
 };
 
 /// Creates the file for an agent that is made now and writes its heading. Two agents that are made
-/// in one second share a name: the second one empties the file. Throws ErrorMessage.
+/// in one second share a name: the second one empties the file. The file ends at maxLogBytes
+/// (ImportLimits) with a line that says so. Throws ErrorMessage.
 Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType target);
 
 /// Appends an entry in one write. `title` ends with a line feed. `request` and `reply` are UTF-8;

@@ -18,6 +18,11 @@ struct ImportLimits {
   std::uint64_t maxRows = 2'000'000;
   /// Requests that one operation sends.
   std::uint64_t maxRequests = 100'000;
+  /// Bytes of all replies of one operation, decoded, refused replies included. The operation ends
+  /// after the reply that exceeds the limit. The default allows 100,000 replies of 20 KB; of the
+  /// recorded replies of real servers, nine in ten are shorter than 10 KB. Names are kept with four
+  /// bytes per character, so a server that sends only long names makes an import keep 8 GiB.
+  std::uint64_t maxTotalReplyBytes = std::uint64_t{2} << 30;
   /// Bytes of one request. Names that a server gave are part of later requests.
   std::uint64_t maxRequestBytes = std::uint64_t{4} << 20;
   /// Seconds that one operation may take, however busy the server is. The operation ends within
@@ -30,6 +35,10 @@ struct ImportLimits {
   /// Bytes of one reply that an entry of the import log contains. The entry says how many are
   /// missing.
   std::uint64_t maxLoggedReplyBytes = std::uint64_t{16} << 20;
+  /// Bytes of one import log. Every SetupConnInfo starts a new one. The entry that would exceed the
+  /// limit is replaced by a last line that names the limit, onLogFailure is called, and the import
+  /// goes on without the log.
+  std::uint64_t maxLogBytes = std::uint64_t{1} << 30;
 };
 
 /// What a host sets for the imports that one of its threads runs. There are no process-wide
@@ -49,8 +58,9 @@ struct ImportSettings {
   /// Called after every exchange, on the thread that ran it. Must not throw. Not owned; null: none.
   HTTPExchangeObserver* exchangeObserver = nullptr;
 
-  /// Called once for each file that cannot be written, with its name and the reason, on the thread
-  /// that writes. The import goes on without the log. Must not throw.
+  /// Called once for each import log that cannot be written or has reached maxLogBytes, with the
+  /// name of the file and the reason, on the thread that writes. The import goes on without the
+  /// log. Must not throw.
   std::function<void(const String& name, const String& reason)> onLogFailure;
 
   /// Called by VXAssert::handleLogicError on the thread that failed. May throw: the operation then
