@@ -5,9 +5,9 @@
 
 #include <random>
 
+#include "ExemptServerSupport.h"
 #include "OperationsSupport.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
-#include "WireServerSupport.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
 #include "support/TempDir.h"
@@ -88,7 +88,7 @@ std::vector<long> Numbers(long count, long quick, std::minstd_rand& random) {
 
 void FailEverywhere(const std::vector<Operation>& operations, const Mode& mode, long quick,
                     Tally& tally) {
-  WireServer server;
+  ExemptServer server;
   std::minstd_rand random(std::random_device{}());
   for (const Kind& kind : kKinds)
     for (const Operation& operation : operations) {

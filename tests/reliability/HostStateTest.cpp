@@ -26,12 +26,12 @@
 #include <thread>
 
 #include "DiscoverService.h"
+#include "ExemptServerSupport.h"
 #include "NetworkSupport.h"
 #include "OperationsSupport.h"
 #include "ResolverSupport.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/VXThread.h"
-#include "WireServerSupport.h"
 #include "generic/Certificate.h"
 #include "generic/ScriptedServer.h"
 #include "support/Effort.h"
@@ -185,13 +185,13 @@ class ServersElsewhere {
     if (pipe(ends) != 0) throw std::runtime_error("no pipe");
     m_process = fork();
     if (m_process == 0) {
-      WireServer good;
-      WireServer broken([](const Wire& wire, const std::string&, const std::string&) {
-        return wire.SendAnswer("<a><b></a>");
+      ExemptServer good;
+      ExemptServer broken([](loopback::Connection& wire, const loopback::Request&) {
+        wire.Send(loopback::Answer("<a><b></a>"));
       });
-      WireServer cut([](const Wire& wire, const std::string&, const std::string&) {
+      ExemptServer cut([](loopback::Connection& wire, const loopback::Request&) {
         wire.Send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<a>");
-        return false;
+        wire.Close();
       });
       ::ScriptedServer tls(
           [](ServedConnection& connection, const ReceivedRequest& request) {

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "ExemptServerSupport.h"
 #include "NetworkSupport.h"
-#include "WireServerSupport.h"
 #include "support/ChildProcess.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
@@ -53,7 +53,7 @@ bool IsOurs(const std::string& file) {
 }
 
 TEST(Loading, AndUnloadingManyTimesLeavesNothing) {
-  WireServer server;
+  ExemptServer server;
   const std::string url = server.Url("/analysis-services");
   const long times = support::Effort(30L, 1000L);
   const Loaded run = LoadAndUnload(url, times, -1);
@@ -76,7 +76,7 @@ TEST(Loading, AndUnloadingManyTimesLeavesNothing) {
 }
 
 TEST(Loading, MayEndWhileTheResolverStillWorksForAnInterruptedImport) {
-  WireServer server;
+  ExemptServer server;
   const std::string url = "http://slow.test:" + std::to_string(server.Port()) + "/";
   const long times = support::Effort(5L, 100L);
   const Loaded run = LoadAndUnload(url, times, 20);

@@ -15,7 +15,7 @@ namespace reliability {
 /// A kind of provider, and a cube of its sample data.
 struct Kind {
   const char* name;
-  const char* path;  // at WireServer
+  const char* path;  // at ExemptServer
   ServerInfo::TargetType target;
   const wchar_t* source;
   const wchar_t* catalog;

@@ -6,10 +6,10 @@
 
 #include <random>
 
+#include "ExemptServerSupport.h"
 #include "OperationsSupport.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/VXThread.h"
-#include "WireServerSupport.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
 #include "support/Text.h"
@@ -19,7 +19,7 @@ namespace {
 
 TEST(Cancelling, AtAnyAllocationOfAnyThreadEndsTheOperationAndLeavesAUsableObject) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
-  WireServer server;
+  ExemptServer server;
   std::minstd_rand random(std::random_device{}());
   long tries = 0;
   long cancelled = 0;

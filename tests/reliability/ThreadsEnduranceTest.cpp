@@ -10,11 +10,11 @@
 #include <map>
 #include <random>
 
+#include "ExemptServerSupport.h"
 #include "NetworkSupport.h"
 #include "OperationsSupport.h"
 #include "SampleProvider.h"
 #include "Utility/Generic/VXThread.h"
-#include "WireServerSupport.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
 #include "tool/ToolProcess.h"
@@ -56,25 +56,27 @@ class TroubledServer {
   std::atomic<long> requests{0};
 
  private:
-  bool Serve(const Wire& wire, const std::string& path, const std::string& body) {
+  void Serve(loopback::Connection& wire, const loopback::Request& request) {
     ++requests;
-    const auto isFor = [&](const char* catalog) { return body.find(catalog) != std::string::npos; };
+    const auto isFor = [&](const char* catalog) {
+      return request.body.find(catalog) != std::string::npos;
+    };
     constexpr std::string_view kBegun = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<a>";
-    if (isFor(">broken<")) return wire.SendAnswer("<a><b></a>");
-    if (isFor(">cut<")) {
+    if (isFor(">broken<")) {
+      wire.Send(loopback::Answer("<a><b></a>"));
+    } else if (isFor(">cut<")) {
       wire.Send(kBegun);
-      return false;
-    }
-    if (isFor(">cancelled<")) {
+      wire.Close();
+    } else if (isFor(">cancelled<")) {
       state.load()->RequestCancellation(VXExecutionState::kCancelReasonHost);
       wire.Send(kBegun);
       wire.AwaitPeerGone();
-      return false;
+    } else {
+      wire.Send(m_server.SampleAnswer(request));
     }
-    return wire.Send(m_server.SampleAnswer(path, body));
   }
-  WireServer m_server{[this](const Wire& wire, const std::string& path, const std::string& body) {
-    return Serve(wire, path, body);
+  ExemptServer m_server{[this](loopback::Connection& wire, const loopback::Request& request) {
+    Serve(wire, request);
   }};
 };
 

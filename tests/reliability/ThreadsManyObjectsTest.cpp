@@ -8,9 +8,9 @@
 #include <memory>
 #include <thread>
 
+#include "ExemptServerSupport.h"
 #include "NetworkSupport.h"
 #include "OperationsSupport.h"
-#include "WireServerSupport.h"
 #include "support/Effort.h"
 #include "support/ScriptedServer.h"
 
@@ -50,13 +50,14 @@ std::vector<Outcome> RunAll(const Task& task) {
 }
 
 TEST(ManyObjects, OnThreadsOfTheirOwnGiveWhatTheyGiveOneAfterTheOther) {
-  WireServer samples;
+  ExemptServer samples;
   const std::string shortReply = Rows(2);
   const std::string longReply = Rows(support::kIsSanitized ? 2000 : 20000);
-  WireServer rows([&](const Wire& wire, const std::string& path, const std::string& body) {
+  ExemptServer rows([&](loopback::Connection& wire, const loopback::Request& request) {
     // Short and long ones in turn on one connection, by what is asked for.
-    const bool isLong = path == "/long" && body.find("MDSCHEMA_MEASURES") != std::string::npos;
-    return wire.SendAnswer(isLong ? longReply : shortReply);
+    const bool isLong =
+        request.Target() == "/long" && request.body.find("MDSCHEMA_MEASURES") != std::string::npos;
+    wire.Send(loopback::Answer(isLong ? longReply : shortReply));
   });
   std::vector<Task> tasks;
   for (std::size_t i = 0; i < kObjects; ++i) {

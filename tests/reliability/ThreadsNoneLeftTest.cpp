@@ -7,8 +7,8 @@
 
 #include <cerrno>
 
+#include "ExemptServerSupport.h"
 #include "OperationsSupport.h"
-#include "WireServerSupport.h"
 #include "support/FailingAllocation.h"
 
 namespace {
@@ -32,7 +32,7 @@ namespace {
 
 TEST(NoThreadLeft, IsAnErrorTextAndTheObjectWorksOnceThereIsOne) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "threads cannot be made to fail";
-  WireServer server;
+  ExemptServer server;
   for (const Kind& kind : kKinds)
     for (const Operation& operation : kOperations) {
       if (std::string(operation.name).find("create") != std::string::npos) continue;

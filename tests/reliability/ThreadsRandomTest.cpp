@@ -9,10 +9,10 @@
 #include <random>
 #include <thread>
 
+#include "ExemptServerSupport.h"
 #include "NetworkSupport.h"
 #include "OperationsSupport.h"
 #include "Utility/Generic/VXThread.h"
-#include "WireServerSupport.h"
 #include "support/Effort.h"
 
 namespace reliability {
@@ -27,7 +27,7 @@ Outcome RunUnder(VXExecutionState& state, const Operation& operation, Subject& s
 bool AreSame(const Outcome& a, const Outcome& b) { return a == b && a.thrown == b.thrown; }
 
 TEST(CancellingAtRandom, EndsAnyOperationAndItsObjectIsUsedAgainOrDestroyedAtOnce) {
-  WireServer server;
+  ExemptServer server;
   const unsigned int seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);

@@ -11,12 +11,12 @@
 #include <future>
 #include <random>
 
+#include "ExemptServerSupport.h"
 #include "NetworkPeersSupport.h"
 #include "NetworkSupport.h"
 #include "OperationsSupport.h"
 #include "ResolverSupport.h"
 #include "Utility/Generic/VXThread.h"
-#include "WireServerSupport.h"
 #include "generic/Certificate.h"
 #include "generic/ScriptedServer.h"
 #include "support/Effort.h"
@@ -131,19 +131,22 @@ long Times() { return support::Effort(4L, 200L); }
 
 /// Answers the first requests as the test wants and the following ones with three cubes.
 struct FirstOdd {
-  std::function<bool(const Wire&, int round)> odd;  // true: the connection is kept
+  std::function<void(loopback::Connection&, int round)> odd;
   int count = 1;
   std::atomic<int> requests{0};
   std::promise<void> there;
-  WireServer server{[this](const Wire& wire, const std::string&, const std::string&) {
+  ExemptServer server{[this](loopback::Connection& wire, const loopback::Request&) {
     const int round = requests++;
-    return round < count ? odd(wire, round) : wire.SendAnswer(LongReply(3));
+    if (round < count)
+      odd(wire, round);
+    else
+      wire.Send(loopback::Answer(LongReply(3)));
   }};
 };
 
 struct StateCase {
   const char* name;
-  std::function<void(const Wire&)> send;
+  std::function<void(loopback::Connection&)> send;
   /// A log-in that is asked for before.
   const char* offer = nullptr;
 };
@@ -154,33 +157,33 @@ TEST(CancellingATransfer, EndsItInEveryStateOfTheReply) {
   std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03\x01\x10\x27\xEF\xD8", 15);
   gzip += body.substr(0, 5000);
   const StateCase cases[] = {
-      {"waiting for the first byte", [](const Wire&) {}},
-      {"in the status line", [](const Wire& wire) { wire.Send("HTTP/1.1 20"); }},
+      {"waiting for the first byte", [](loopback::Connection&) {}},
+      {"in the status line", [](loopback::Connection& wire) { wire.Send("HTTP/1.1 20"); }},
       {"in the headers",
-       [](const Wire& wire) { wire.Send("HTTP/1.1 200 OK\r\nContent-Type: text/x"); }},
+       [](loopback::Connection& wire) { wire.Send("HTTP/1.1 200 OK\r\nContent-Type: text/x"); }},
       {"in the body",
-       [&](const Wire& wire) {
+       [&](loopback::Connection& wire) {
          wire.Send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
                    "\r\n\r\n" + body.substr(0, 5000));
        }},
       {"in a chunk",
-       [&](const Wire& wire) {
+       [&](loopback::Connection& wire) {
          wire.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nFFFF\r\n" +
                    body.substr(0, 5000));
        }},
       {"behind the chunks",
-       [&](const Wire& wire) {
+       [&](loopback::Connection& wire) {
          wire.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1000\r\n" +
                    body.substr(0, 0x1000) + "\r\n0\r\nX-Checksum: 12");
        }},
       {"decompressing",
-       [&](const Wire& wire) {
+       [&](loopback::Connection& wire) {
          wire.Send("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 20000\r\n\r\n" +
                    gzip);
        }},
-      {"in the second round of a log-in", [](const Wire&) {}, "Basic realm=\"r\""},
+      {"in the second round of a log-in", [](loopback::Connection&) {}, "Basic realm=\"r\""},
       {"in the reply of the second round",
-       [&](const Wire& wire) {
+       [&](loopback::Connection& wire) {
          wire.Send("HTTP/1.1 200 OK\r\nContent-Length: 9999\r\n\r\n" + body.substr(0, 5000));
        },
        "Digest realm=\"r\", nonce=\"n\", qop=\"auth\""},
@@ -189,14 +192,15 @@ TEST(CancellingATransfer, EndsItInEveryStateOfTheReply) {
     TryOften(state.name, Times(), [&](long number) {
       FirstOdd odd;
       if (state.offer) odd.count = 2;
-      odd.odd = [&](const Wire& wire, int round) {
-        if (state.offer && round == 0)
-          return wire.Send("HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\nWWW-Authenticate: " +
-                           std::string(state.offer) + "\r\n\r\n");
+      odd.odd = [&](loopback::Connection& wire, int round) {
+        if (state.offer && round == 0) {
+          wire.Send("HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\nWWW-Authenticate: " +
+                    std::string(state.offer) + "\r\n\r\n");
+          return;
+        }
         state.send(wire);
         odd.there.set_value();
         wire.AwaitPeerGone();
-        return false;
       };
       Request request(odd.server.Url("/"), L"c", state.offer ? L"ann" : L"");
       odd.there.get_future().wait();
@@ -206,8 +210,8 @@ TEST(CancellingATransfer, EndsItInEveryStateOfTheReply) {
 
 TEST(CancellingATransfer, EndsItWhileTheHostIsResolved) {
   TryOften("the host is resolved", Times(), [](long number) {
-    WireServer server([](const Wire& wire, const std::string&, const std::string&) {
-      return wire.SendAnswer(LongReply(3));
+    ExemptServer server([](loopback::Connection& wire, const loopback::Request&) {
+      wire.Send(loopback::Answer(LongReply(3)));
     });
     SlowResolver resolver;
     Request request("http://slow.test:" + std::to_string(server.Port()) + "/");
@@ -310,10 +314,9 @@ TEST(CancellingATransfer, EndsTheParsingAndTheHandingOver) {
   // A moment is a part of the shortest time that it ever took.
   const auto attempt = [&](double part, bool destroys) {
     FirstOdd odd;
-    odd.odd = [&](const Wire& wire, int) {
-      wire.SendAnswer(body);
+    odd.odd = [&](loopback::Connection& wire, int) {
+      wire.Send(loopback::Answer(body));
       odd.there.set_value();
-      return true;
     };
     Request request(odd.server.Url("/"));
     odd.there.get_future().wait();

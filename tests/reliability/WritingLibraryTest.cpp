@@ -15,10 +15,10 @@
 #include <fstream>
 #include <thread>
 
+#include "ExemptServerSupport.h"
 #include "OperationsSupport.h"
 #include "Utility/Generic/AFile.h"
 #include "Utility/Generic/ErrorMessage.h"
-#include "WireServerSupport.h"
 #include "support/Effort.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
@@ -163,7 +163,7 @@ void ExpectWholeOperations(OTXMLAImportAPI& import, Subject& quiet) {
 }
 
 TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
-  WireServer server;
+  ExemptServer server;
   Subject quiet(kKinds[0], server.Url(kKinds[0].path));
   rlim_t whole = 0;
   long tried = 0;  // limits
@@ -196,7 +196,7 @@ TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
 }
 
 TEST_F(Writing, OfAnImportLogThatCannotBeOpenedIsAnErrorAndLeavesTheFormerConnection) {
-  WireServer server;
+  ExemptServer server;
   Subject subject(kKinds[0], server.Url(kKinds[0].path));
   std::ofstream(File("file")) << "kept";
   const LogOn log(File("file") + "/logs");
@@ -232,7 +232,7 @@ bool WithReadOnlyDisk(const std::string& directory, Run run) {
 }
 
 TEST_F(Writing, OnADiskThatIsReadOnlyIsAnErrorThatNamesThePlace) {
-  WireServer server;
+  ExemptServer server;
   Subject subject(kKinds[0], server.Url(kKinds[0].path));
   std::filesystem::create_directory(File("disk"));
   const auto complaint = [](auto open) -> std::string {
@@ -268,7 +268,7 @@ TEST_F(Writing, OnADiskThatIsReadOnlyIsAnErrorThatNamesThePlace) {
 }
 
 TEST_F(Writing, OfAnImportLogWhoseDirectoryVanishesLeavesTheImportWhole) {
-  WireServer server;
+  ExemptServer server;
   Subject quiet(kKinds[2], server.Url(kKinds[2].path));
   std::filesystem::create_directory(File("logs"));
   const LogOn log(File("logs"));
