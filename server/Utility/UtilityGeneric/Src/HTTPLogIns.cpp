@@ -2,7 +2,7 @@
 
 #include "HTTPProxy.h"
 #include "HTTPUrl.h"
-#include "Secret.h"
+#include "Utility/Generic/Secret.h"
 
 namespace {
 

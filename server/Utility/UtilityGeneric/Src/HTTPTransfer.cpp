@@ -22,10 +22,10 @@
 #include "HTTPProxy.h"
 #include "HTTPReplyHead.h"
 #include "HTTPUrl.h"
-#include "Secret.h"
 #include "SignalBlock.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/Secret.h"
 
 namespace {
 
