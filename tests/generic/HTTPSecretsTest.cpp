@@ -5,6 +5,7 @@
 
 #include "HTTPPosting.h"
 #include "Utility/Generic/Secret.h"
+#include "Utility/Generic/SystemUtility.h"
 #include "support/MemorySearch.h"
 #include "support/Sanitized.h"
 
@@ -62,6 +63,12 @@ TEST(HTTPSecrets, OfAProxyOfTheEnvironmentAreKeptByLibcurlAlone) {
     setenv("http_proxy", bytes.c_str(), 1);
   }
   ASSERT_EQ(hidden.Copies(1), 1) << "the environment's own";
+  {
+    Secret<String> proxy;
+    ASSERT_TRUE(SystemUtility::Getenv(L"http_proxy", proxy));
+    EXPECT_EQ(hidden.Copies(1), 1);
+    EXPECT_EQ(hidden.WideCopies(), 1);
+  }
   const HTTPClientWrapper client(L"http://127.0.0.1:1/", L"", L"", 1, &options);
   EXPECT_EQ(hidden.Copies(1), 2) << "the environment's own is one";
   EXPECT_EQ(hidden.WideCopies(), 0);
