@@ -156,6 +156,7 @@ Connection Connect(const Arguments& arguments) {
   // proxy's user.
   connection.http.authSchemes =
       connection.user.empty() ? kAuthNegotiate | kAuthPasswordSchemes : kAuthPasswordSchemes;
+  connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   return connection;
 }
 

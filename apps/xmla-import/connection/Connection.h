@@ -20,7 +20,7 @@ struct Connection {
   String password;
   /// The configured kind; nothing: the provider is asked.
   std::optional<ServerInfo::TargetType> target;
-  /// How to reach the service.
+  /// How to reach the service. All clients of the call share the memory of log-ins.
   HTTPClientOptions http;
   /// The embedded provider, when it is the one to import from.
   std::unique_ptr<sample::Provider> provider;

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "Utility/Generic/Heap.h"
@@ -16,6 +18,14 @@ enum HTTPAuthScheme : unsigned int {
   /// Uses the Kerberos identity of the process, not user and password.
   kAuthNegotiate = 8,
   kAuthPasswordSchemes = kAuthBasic | kAuthDigest | kAuthNTLM,
+};
+
+/// Lets several clients of one service and one user protect the password together: once one of them
+/// has used it with a scheme, none of them sends it with a weaker one. Clients on different threads
+/// may share it. The members are sets of HTTPAuthScheme that may still be used.
+struct HTTPLogInMemory {
+  std::atomic<unsigned int> service = ~0U;
+  std::atomic<unsigned int> proxy = ~0U;
 };
 
 /// Settings of a client. The error text of a reply that exceeds a limit names the limit. 0 means no
@@ -47,6 +57,9 @@ struct HTTPClientOptions {
   /// on the way can read the password. The same holds for the password of a SOCKS proxy, which also
   /// needs kAuthBasic in the set above.
   bool allowBasicOverPlainHttp = true;
+  /// Shared with other clients. A host that makes several clients or import objects for one service
+  /// and one user gives all of them the same one. Null: the client has one of its own.
+  std::shared_ptr<HTTPLogInMemory> logInMemory;
 
   /// URL of the proxy; empty: no proxy; absent: the proxy that the environment names.
   std::optional<String> proxy;
@@ -86,7 +99,8 @@ class HTTPExchangeObserver {
 /// is an error that names where it points. One thread at a time.
 ///
 /// Log-in: the strongest scheme that the server offers and the options allow, and no other. Once a
-/// password was used with a scheme, no weaker one gets it as long as the client lives.
+/// password was used with a scheme, no weaker one gets it as long as the client lives, nor from any
+/// client with the same HTTPClientOptions::logInMemory.
 ///
 /// TLS: version 1.2 or later. Certificates are verified; whether one was revoked is not checked.
 ///
