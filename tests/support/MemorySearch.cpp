@@ -41,6 +41,10 @@ int HiddenPassword::CopiesBetween(std::size_t begin, std::size_t end, std::size_
     // A copy at the very end is found as the first one of the next block.
     const std::size_t last = size == sizeof g_block ? size - 1 : size;
     for (std::size_t at = 0; at + length <= last; ++at) {
+      const void* const first =
+          std::memchr(g_block + at, Character(kLength - kEnd), last - length + 1 - at);
+      if (!first) break;
+      at = static_cast<std::size_t>(static_cast<const char*>(first) - g_block);
       int i = 0;
       while (i < kEnd &&
              g_block[at + static_cast<std::size_t>(i) * width] == Character(kLength - kEnd + i))

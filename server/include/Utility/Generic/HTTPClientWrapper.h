@@ -107,17 +107,21 @@ class HTTPExchangeObserver {
 /// Cookies: live as long as the client, and are sent to the service's own host only.
 ///
 /// Descriptors: close-on-exec. Those that libcurl makes for itself, not for a connection, become so
-/// right after libcurl made them.
+/// right after libcurl made them. One exception: while a host name is resolved, libcurl has a pair
+/// of local sockets whose numbers are not known from 1024 on, and stay inheritable then. Only the
+/// news that the name is resolved passes through it.
 ///
 /// Secrets: the client overwrites its copies of user and password before its constructor returns.
 /// libcurl keeps its own copies as long as the client lives, and does not overwrite them.
 ///
-/// Environment variables that are trusted, because whoever sets them controls the process: the
-/// proxies (http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY; read by the constructor),
-/// no_proxy and NO_PROXY; SSL_CERT_FILE (trusted certificates); OPENSSL_CONF (algorithms and
-/// engines, though no TLS version below 1.2); SSLKEYLOGFILE (a file that gets the keys of
-/// connections); GCONV_PATH (converters of charsets); KRB5_CONFIG and KRB5CCNAME (Kerberos, with
-/// kAuthNegotiate). They must not change while a client is made or used.
+/// Environment variables are trusted, because whoever sets them controls the process; they must not
+/// change while a client is made or used. SECURITY.md lists them: proxies (http_proxy, https_proxy,
+/// HTTPS_PROXY, all_proxy, ALL_PROXY, read by the constructor; no_proxy and NO_PROXY), certificates
+/// (SSL_CERT_FILE, SSL_CERT_DIR), the TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE,
+/// OPENSSL_MODULES, OPENSSL_ENGINES, which cannot lower the TLS version below 1.2; SSLKEYLOGFILE),
+/// converters of charsets (GCONV_PATH), name resolution (HOSTALIASES, LOCALDOMAIN, RES_OPTIONS,
+/// RESOLV_HOST_CONF) and, with kAuthNegotiate, Kerberos (KRB5CCNAME, KRB5_CLIENT_KTNAME,
+/// KRB5_CONFIG, KRB5_TRACE, GSS_MECH_CONFIG).
 class XMLAHOST_API HTTPClientWrapper {
  public:
   /// `timeoutSeconds` bounds the connecting and the silence on the connection, 0 meaning no bound;
