@@ -2,11 +2,13 @@
 // limit.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <ctime>
+#include <fstream>
 #include <thread>
 
 #include "HTTPPosting.h"
@@ -421,33 +423,90 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     [](const auto& test) { return test.param.name; });
 
-TEST(HTTPCancellation, EndsTheReadingOfAProxysEndlessRefusal) {
-  VXExecutionState state;
-  std::atomic<bool> flows{false};
-  ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest&) {
-    connection.Send(
-        "HTTP/1.1 407 No\r\nProxy-Authenticate: Basic realm=\"r\"\r\n"
-        "Content-Length: 1000000000000\r\n\r\n");
-    for (int i = 0; connection.Send(std::string(1 << 16, 'x')); ++i)
-      if (i == 10) {
-        flows = true;
-        flows.notify_all();
-      }
+long ResidentKiB() {
+  long pages = 0;
+  std::ifstream("/proc/self/statm").ignore(64, ' ') >> pages;
+  return pages * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+/// What a server can send for ever and libcurl reads without handing it on.
+struct Discarded {
+  const char* name;
+  bool isProxys;
+  const char* head;
+};
+
+class HTTPDiscarded : public testing::TestWithParam<Discarded> {};
+
+/// No piece of it counts as an answer.
+TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
+  const Discarded& test = GetParam();
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send(test.head);
+    const std::string piece(1 << 16, 'x');
+    while (connection.Send(piece)) {
+    }
   });
+  HTTPClientOptions options;
+  if (test.isProxys) options.proxy = Wide("http://u:p@" + server.Authority());
+  const Outcome outcome = PostOnce(
+      test.isProxys ? "https://service.test/" : "http://" + server.Authority() + "/", 1, &options);
+  // libcurl's own time-out comes first when the proxy pauses, and then its status is told.
+  EXPECT_THAT(outcome.error, testing::AnyOf(HasSubstr("1 seconds"), HasSubstr("HTTP 407")));
+}
+
+/// Before that it takes no memory, and the host can stop it at once.
+TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
+  const Discarded& test = GetParam();
+  const int kPieces = test.isProxys ? 64 : 1024;  // of 64 KiB; libcurl reads a proxy's slowly
+  VXExecutionState state;
+  std::atomic<int> sent{0};
+  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+    connection.Send(test.head);
+    const std::string piece(1 << 16, 'x');
+    while (connection.Send(piece)) {
+      ++sent;
+      sent.notify_all();
+    }
+    sent = kPieces;  // a transfer that ended by itself keeps nobody waiting
+    sent.notify_all();
+  });
+  const auto await = [&](int pieces) {
+    for (int now = sent; now < pieces; now = sent) sent.wait(now);
+  };
   Clock::time_point requested;
+  long before = 0;
+  long after = 0;
   std::thread host([&] {
-    flows.wait(false);
+    await(kPieces / 16);
+    before = ResidentKiB();
+    await(kPieces);
+    after = ResidentKiB();
     requested = Clock::now();
     state.RequestCancellation(VXExecutionState::kCancelReasonHost);
   });
   const VXExecutionState::Scope scope(state);
   HTTPClientOptions options;
-  options.proxy = Wide("http://u:p@" + proxy.Authority());
-  const Outcome outcome = PostOnce("https://service.test/", 10, &options);
+  if (test.isProxys) options.proxy = Wide("http://u:p@" + server.Authority());
+  const Outcome outcome = PostOnce(
+      test.isProxys ? "https://service.test/" : "http://" + server.Authority() + "/", 10, &options);
   const auto ended = Clock::now();
   host.join();
   EXPECT_THAT(outcome.error, StartsWith("The request was cancelled"));
   EXPECT_LT(ended - requested, std::chrono::milliseconds(100));
+  EXPECT_LT(after - before, kPieces * 64 / 4);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    HTTP, HTTPDiscarded,
+    testing::Values(Discarded{"AChunkExtension", false,
+                              "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5;"},
+                    Discarded{"AProxysRefusal", true,
+                              "HTTP/1.1 407 No\r\nProxy-Authenticate: Basic realm=\"r\"\r\n"
+                              "Content-Length: 1000000000000\r\n\r\n"},
+                    Discarded{"AChunkExtensionOfAProxysRefusal", true,
+                              "HTTP/1.1 407 No\r\nProxy-Authenticate: Basic realm=\"r\"\r\n"
+                              "Transfer-Encoding: chunked\r\n\r\n5;"}),
+    [](const auto& test) { return test.param.name; });
 
 }  // namespace

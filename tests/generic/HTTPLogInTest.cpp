@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <tuple>
@@ -292,6 +293,71 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
                            return std::string(std::get<0>(test.param).name) +
                                   (std::get<1>(test.param) ? "WithAProxy" : "");
                          });
+
+/// Two clients of one service or proxy that share what they know of log-ins.
+class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
+ protected:
+  HTTPLogInMemoryOfClients() {
+    m_options.logInMemory = std::make_shared<HTTPLogInMemory>();
+    if (GetParam()) m_options.proxy = Wide("http://u:p@" + m_server.Authority());
+  }
+  std::unique_ptr<HTTPClientWrapper> Client() {
+    return std::make_unique<HTTPClientWrapper>(
+        Wide(GetParam() ? "http://service.test/" : "http://" + m_server.Authority() + "/"),
+        GetParam() ? L"" : L"u", L"p", 10, &m_options);
+  }
+  /// What the peer asks for from now on.
+  void Offer(const std::string& letters) { m_offer = letters; }
+  /// The schemes of the requests so far, "-" for none.
+  std::string Sent() {
+    std::string sent;
+    for (const ReceivedRequest& request : m_server.Requests())
+      sent += Letter(request.Header(GetParam() ? "proxy-authorization" : "authorization"));
+    return sent;
+  }
+
+ private:
+  std::string m_offer;
+  HTTPClientOptions m_options;
+  ScriptedServer m_server{[this](ServedConnection& connection, const ReceivedRequest& request) {
+    const bool isProxy = GetParam();
+    const std::string given = request.Header(isProxy ? "proxy-authorization" : "authorization");
+    if (!given.empty() && given.front() == (m_offer == "D" ? 'D' : 'B'))
+      connection.Send(Answer("<r/>"));
+    else if (isProxy)
+      connection.Send(Answer("", "407 No", ::Offer(m_offer, "Proxy-Authenticate")));
+    else
+      connection.Send(Answer("", "401 No", ::Offer(m_offer, "WWW-Authenticate")));
+  }};
+};
+
+TEST_P(HTTPLogInMemoryOfClients, KeepsTheSecondFromAWeakerWay) {
+  Offer("D");
+  EXPECT_TRUE(Post(*Client()).ok);
+  Offer("B");
+  const Outcome outcome = Post(*Client());
+  EXPECT_FALSE(outcome.ok);
+  EXPECT_THAT(outcome.error, HasSubstr("the password is not sent in a weaker way than before"));
+  EXPECT_EQ(Sent(), "-D-");
+  Offer("D");
+  EXPECT_TRUE(Post(*Client()).ok);
+  EXPECT_EQ(Sent(), "-D--D");
+}
+
+TEST_P(HTTPLogInMemoryOfClients, KeepsAnEarlierOneFromTheWeakerWayItUsed) {
+  const auto earlier = Client();
+  Offer("B");
+  EXPECT_TRUE(Post(*earlier).ok);
+  Offer("D");
+  EXPECT_TRUE(Post(*Client()).ok);
+  Offer("B");
+  EXPECT_FALSE(Post(*earlier).ok);
+  EXPECT_EQ(Sent(), "-B-D-");
+}
+
+INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInMemoryOfClients, testing::Bool(), [](const auto& test) {
+  return test.param ? "WithAProxy" : "WithAService";
+});
 
 /// The ways to log in that a client offers to a SOCKS proxy, as bytes. 0.0.0.0 leads to the
 /// loopback device, but is not known to.

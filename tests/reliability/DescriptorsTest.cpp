@@ -1,8 +1,13 @@
 // Programs that the host starts while an import is at work inherit none of its descriptors: an
 // authenticated connection is worth as much as the password.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <future>
 #include <memory>
 #include <thread>
@@ -104,6 +109,47 @@ TEST(Descriptors, OfARequestAtWorkAreNotInherited) {
     const Request request("http://slow.test:1/");
     SlowResolver::AwaitQuestion();
     ExpectNothingInherited(before, "while the host is resolved");
+  }
+}
+
+/// Takes up descriptors, so that new ones have large numbers. No program inherits these.
+class TakenDescriptors {
+ public:
+  explicit TakenDescriptors(std::size_t count) {
+    getrlimit(RLIMIT_NOFILE, &m_former);
+    rlimit wider = m_former;
+    wider.rlim_cur = std::max<rlim_t>(m_former.rlim_cur, count + 500);
+    setrlimit(RLIMIT_NOFILE, &wider);
+    while (m_taken.size() < count) m_taken.push_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  }
+  ~TakenDescriptors() {
+    for (const int descriptor : m_taken) close(descriptor);
+    setrlimit(RLIMIT_NOFILE, &m_former);
+  }
+  TakenDescriptors(const TakenDescriptors&) = delete;
+  TakenDescriptors& operator=(const TakenDescriptors&) = delete;
+  int Last() const { return m_taken.back(); }
+
+ private:
+  rlimit m_former{};
+  std::vector<int> m_taken;
+};
+
+/// The sets in which libcurl tells what it waits for end at 1024.
+TEST(Descriptors, WithLargeNumbersWorkAndAreNotInherited) {
+  const TakenDescriptors taken(1200);
+  ASSERT_GT(taken.Last(), FD_SETSIZE);
+  const long before = Count(Inherited());
+  ::ScriptedServer server(Answer("<r/>"));
+  for (const std::string host : {"127.0.0.1", "localhost"}) {
+    SCOPED_TRACE(host);
+    HTTPClientWrapper client(support::Wide("http://" + host + ":" + server.Port() + "/"), L"", L"",
+                             10, nullptr);
+    ExpectNothingInherited(before, "after the constructor");
+    NarrowString reply;
+    String error;
+    ASSERT_TRUE(client.ReadBytes("<q/>", reply, error));
+    ExpectNothingInherited(before, "with a kept connection");
   }
 }
 

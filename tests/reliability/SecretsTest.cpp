@@ -9,16 +9,19 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "DiscoverService.h"
+#include "Import/OTXMLAImportEntry.h"
 #include "NetworkSupport.h"
 #include "SampleProvider.h"
 #include "generic/Certificate.h"
 #include "generic/ScriptedServer.h"
 #include "support/ScriptedServer.h"
 #include "support/TempDir.h"
+#include "support/Text.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -248,6 +251,60 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
          Text(g_searched, " calls through ", std::size(kEntrances), " entrances and ",
               std::size(kGates),
               " kinds of answer: in no output, terminal, log, file or list of processes"));
+}
+
+/// Admits whoever logs in. Asks for Digest in the first requests, and then for Basic.
+::ScriptedServer::Handler Weakening(std::size_t digests, sample::Kind kind) {
+  return [digests, kind, asked = std::make_shared<std::atomic<std::size_t>>(0)](
+             ServedConnection& connection, const ReceivedRequest& request) {
+    if (request.Header("authorization").empty())
+      connection.Send(Answer("", "401 Unauthorized",
+                             (*asked)++ < digests
+                                 ? "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"
+                                 : "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+    else
+      connection.Send(Answer(sample::Answer(kind, request.body).body));
+  };
+}
+
+void ExpectDigestAlone(::ScriptedServer& server, std::size_t digests) {
+  std::size_t withoutLogIn = 0;
+  for (const ReceivedRequest& request : server.Requests()) {
+    const std::string logIn = request.Header("authorization");
+    if (logIn.empty())
+      ++withoutLogIn;
+    else
+      EXPECT_THAT(logIn, testing::StartsWith("Digest "));
+  }
+  EXPECT_GT(withoutLogIn, digests) << "Basic was never asked for";
+}
+
+/// Each import object of a call, and its identification, has a client of its own.
+TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
+  const std::size_t kClients[] = {1, 2, 3};
+  for (const std::size_t digests : kClients) {
+    SCOPED_TRACE(digests);
+    ::ScriptedServer server(Weakening(digests, sample::Kind::kAnalysisServices));
+    tool::Options options;
+    options.environment = {{"XMLA_IMPORT_PASSWORD", kPassword}};
+    const tool::Outcome outcome = tool::RunTool({"--url", "http://" + server.Authority() + "/xmla",
+                                                 "--user", kUser, "import", "--jobs", "1"},
+                                                options);
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("the password is not sent in a weaker way than before"));
+    ExpectDigestAlone(server, digests);
+  }
+}
+
+/// The identification asks a server of the Tamarind kind twice.
+TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameIdentification) {
+  ::ScriptedServer server(Weakening(1, sample::Kind::kTamarind));
+  OTXMLAProviderIdentity identity;
+  String errors;
+  EXPECT_FALSE(OTXMLAIdentifyProvider(support::Wide("http://" + server.Authority() + "/"), L"ann",
+                                      L"pw", ServerInfo::kCLIXMLA, identity, errors));
+  EXPECT_THAT(support::Narrow(errors), HasSubstr("not sent in a weaker way than before"));
+  ExpectDigestAlone(server, 1);
 }
 
 TEST(Secrets, DoNotFollowARedirectToAnotherOrigin) {

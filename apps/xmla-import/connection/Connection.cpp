@@ -98,7 +98,7 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnv
   const String user = Wide(arguments.user);
   if (!arguments.user.empty()) {
     // A password in the URL belongs to the user in the URL.
-    if (!connection.user.empty() && !(connection.user == user)) connection.password.clear();
+    if (!connection.user.empty() && !(connection.user == user)) Erase(connection.password);
     connection.user = user;
   } else if (!fromUrl) {
     connection.user = Wide(OptionOr("", "XMLA_IMPORT_USER"));
@@ -110,6 +110,7 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnv
     std::optional<std::string> typed;
     if (arguments.passwordFile == "-" && isatty(STDIN_FILENO) == 1)
       typed = PasswordFromTerminal(Utf8(connection.user));
+    Erase(connection.password);
     connection.password =
         WideSecret(typed ? std::move(*typed) : PasswordFromFile(arguments.passwordFile));
     return;
@@ -155,6 +156,7 @@ Connection Connect(const Arguments& arguments) {
   // password schemes are for a proxy's user.
   connection.http.authSchemes =
       connection.user.empty() ? kAuthNegotiate | kAuthPasswordSchemes : kAuthPasswordSchemes;
+  connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   return connection;
 }
 

@@ -20,7 +20,7 @@ struct Connection {
   String password;
   /// The configured kind; nullopt: detect it.
   std::optional<ServerInfo::TargetType> target;
-  /// HTTP settings.
+  /// How to reach the service. All clients of the call share the memory of log-ins.
   HTTPClientOptions http;
   /// The embedded sample provider, if --sample is given.
   std::unique_ptr<sample::Provider> provider;

@@ -45,6 +45,11 @@ class OTXMLAImportAPI {
   /// Nothing is sent. Throws ErrorMessage for a URL that cannot be used or an import log that
   /// cannot be opened; the former agent then stays.
   ///
+  /// URL and password are kept until the next call or the end of the object, and then overwritten
+  /// in memory. They share the characters of the host's texts: the last one that has them must be
+  /// overwritten, so a host ends its texts with Erase(). libcurl has copies of its own, see
+  /// HTTPClientWrapper.
+  ///
   /// The time-out for connecting and for silence on the connection is 120 seconds, or the whole
   /// number in MORVEN_BI_XMLA_HTTP_TIMEOUT (0: none) that the library found when it was loaded; any
   /// other value there counts as not set. The other environment variables are read here: no thread

@@ -10,11 +10,11 @@
 #include "MessageCatalogue.h"
 #include "ReplyCharset.h"
 #include "ReplyKind.h"
-#include "Secret.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/Secret.h"
 
 namespace {
 

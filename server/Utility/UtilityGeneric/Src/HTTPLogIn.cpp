@@ -26,6 +26,17 @@ unsigned int AtLeast(unsigned int scheme) {
 
 }  // namespace
 
+/// The strongest scheme of the offer that may still be used; weaker ones may not be used any more.
+unsigned int HTTPLogIn::Choose(unsigned int offered) noexcept {
+  for (;;) {
+    const unsigned int scheme = Strongest(offered & m_allowed & m_memory & ~m_tried);
+    // Negotiate does not use the password, and may only lack a ticket.
+    if ((scheme & kAuthPasswordSchemes) == 0) return scheme;
+    // Another client may have used a stronger one meanwhile.
+    if ((m_memory.fetch_and(AtLeast(scheme)) & scheme) != 0) return scheme;
+  }
+}
+
 bool HTTPLogIn::OnRefusal(unsigned int offered) noexcept {
   const unsigned int refused = std::exchange(m_scheme, 0);
   const bool wasRemembered = std::exchange(m_isRemembered, false);
@@ -35,12 +46,10 @@ bool HTTPLogIn::OnRefusal(unsigned int offered) noexcept {
     return true;
   }
   m_tried |= refused;
-  m_scheme = Strongest(offered & m_usable & ~m_tried);
-  // Negotiate does not use the password, and may only lack a ticket.
-  if ((m_scheme & kAuthPasswordSchemes) != 0) m_usable &= AtLeast(m_scheme);
+  m_scheme = Choose(offered);
   return m_scheme != 0;
 }
 
 void HTTPLogIn::OnAcceptance() noexcept {
-  if (m_scheme != 0) m_usable &= AtLeast(m_scheme);
+  if (m_scheme != 0) m_memory &= AtLeast(m_scheme);
 }

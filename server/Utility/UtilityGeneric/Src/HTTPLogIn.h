@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 /// Chooses how to log in to one peer, the service or its proxy, over all exchanges of a client.
 /// Schemes are those of HTTPAuthScheme.
 ///
@@ -7,13 +9,17 @@
 /// whoever can change the offer could otherwise read a password that was well protected before.
 class HTTPLogIn {
  public:
-  explicit HTTPLogIn(unsigned int usable) noexcept : m_allowed(usable), m_usable(usable) {}
+  /// `memory` has the schemes that may still be used. Other log-ins, on other threads, may use it,
+  /// too.
+  HTTPLogIn(unsigned int allowed, std::atomic<unsigned int>& memory) noexcept
+      : m_allowed(allowed), m_memory(memory) {}
 
   /// The scheme that the next request uses; 0 for none. What the peer accepted last is used from
   /// the beginning.
   unsigned int Scheme() const noexcept { return m_scheme; }
   void BeginExchange() noexcept {
     m_tried = 0;
+    m_scheme &= m_memory;
     m_isRemembered = m_scheme != 0;
   }
   /// After a 401 or 407 that offered a set of schemes. True: the request is to be sent again with
@@ -22,12 +28,14 @@ class HTTPLogIn {
   void OnAcceptance() noexcept;
   /// True when the offer has only schemes that are weaker than one that was used before.
   bool IsOnlyWeaker(unsigned int offered) const noexcept {
-    return (offered & m_allowed) != 0 && (offered & m_usable) == 0;
+    return (offered & m_allowed) != 0 && (offered & m_allowed & m_memory) == 0;
   }
 
  private:
+  unsigned int Choose(unsigned int offered) noexcept;
+
   const unsigned int m_allowed;
-  unsigned int m_usable;  // less than allowed once a scheme was used
+  std::atomic<unsigned int>& m_memory;
   unsigned int m_scheme = 0;
   unsigned int m_tried = 0;     // in this exchange
   bool m_isRemembered = false;  // the scheme comes from an earlier exchange

@@ -2,7 +2,7 @@
 
 #include "HTTPProxy.h"
 #include "HTTPUrl.h"
-#include "Secret.h"
+#include "Utility/Generic/Secret.h"
 
 namespace {
 
@@ -18,8 +18,9 @@ HTTPLogIns::HTTPLogIns(const String& url, bool hasUser, const HTTPClientOptions&
       m_isServiceHTTPS(HTTPUrl::IsHTTPS(url)),
       m_isServiceHere(HTTPUrl::IsThisMachine(url)),
       m_isProxyInClear(HTTPProxy::IsInClear(*options.proxy)),
-      m_service(UsableSchemes(options.authSchemes, hasUser)),
-      m_proxy(ProxySchemes(options)) {}
+      m_memory(options.logInMemory ? options.logInMemory : std::make_shared<HTTPLogInMemory>()),
+      m_service(UsableSchemes(options.authSchemes, hasUser), m_memory->service),
+      m_proxy(ProxySchemes(options), m_memory->proxy) {}
 
 /// With a user inside the proxy's URL, the process's identity is used only when nothing else may
 /// be.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string_view>
 
 #include "HTTPLogIn.h"
@@ -45,6 +46,7 @@ class HTTPLogIns {
   const bool m_isServiceHTTPS;
   const bool m_isServiceHere;
   const bool m_isProxyInClear;
+  const std::shared_ptr<HTTPLogInMemory> m_memory;
   HTTPLogIn m_service;
   HTTPLogIn m_proxy;
   String m_advice;

@@ -1,6 +1,7 @@
 #include "HTTPProxy.h"
 
 #include "HTTPUrl.h"
+#include "Utility/Generic/Secret.h"
 #include "Utility/Generic/SystemUtility.h"
 
 namespace HTTPProxy {
@@ -34,14 +35,13 @@ String OfEnvironment(bool isHTTPS) {
 }
 
 bool GetCredentials(const String& proxy, String& user, String& password) {
-  String url = WithScheme(proxy);
-  const bool hasCredentials = HTTPUrl::CutCredentials(url, user, password);
-  url.Erase();
-  return hasCredentials;
+  Secret<String> url(WithScheme(proxy));
+  return HTTPUrl::CutCredentials(url, user, password);
 }
 
 bool IsInClear(const String& proxy) {
-  return !HTTPUrl::IsHTTPS(proxy) && !HTTPUrl::IsThisMachine(WithScheme(proxy));
+  const Secret<String> url(WithScheme(proxy));
+  return !HTTPUrl::IsHTTPS(url) && !HTTPUrl::IsThisMachine(url);
 }
 
 }  // namespace HTTPProxy

@@ -22,10 +22,10 @@
 #include "HTTPProxy.h"
 #include "HTTPReplyHead.h"
 #include "HTTPUrl.h"
-#include "Secret.h"
 #include "SignalBlock.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/Secret.h"
 
 namespace {
 
@@ -156,7 +156,8 @@ class HTTPTransfer::Session {
   static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count,
                               void* self) noexcept;
   static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
-  static int OnProgress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
+  static int OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
+                        curl_off_t sent) noexcept;
   static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
 
   template <class Value>
@@ -169,7 +170,7 @@ class HTTPTransfer::Session {
                L"HTTPTransfer.cpp", __LINE__);
   }
   template <class Value>
-  Value Get(CURLINFO info, Value value = {}) {
+  Value Get(CURLINFO info, Value value = {}) const {
     curl_easy_getinfo(m_easy, info, &value);
     return value;
   }
@@ -189,7 +190,8 @@ class HTTPTransfer::Session {
   CURLcode RunOnce();
   CURLcode Wait();
   void MarkResolverSockets();
-  bool IsSilent(bool wasActive);
+  bool IsSilent() const;
+  bool IsConnected() const;
   bool LogsInAgain(CURLcode code);
   void Describe(CURLcode code, HTTPAnswer& answer);
   void DescribeFailure(CURLcode code, HTTPAnswer& answer);
@@ -210,6 +212,7 @@ class HTTPTransfer::Session {
   HTTPReplyHead m_head;
   NarrowString* m_body = nullptr;  // of the answer that is received
   HTTPFailure m_end = HTTPFailure::kNone;
+  curl_off_t m_moved = 0;  // bytes of both bodies so far
   Clock::time_point m_lastActivity;
 };
 
@@ -352,6 +355,7 @@ std::size_t HTTPTransfer::Session::OnHeader(char* bytes, std::size_t, std::size_
                                             void* self) noexcept {
   auto& session = *static_cast<Session*>(self);
   if (IsThreadToStop()) return session.Abort(HTTPFailure::kCancelled);
+  session.m_lastActivity = Clock::now();
   try {
     // libcurl counts the requests of a log-in as redirects.
     const long request = session.Get<long>(CURLINFO_REDIRECT_COUNT);
@@ -393,8 +397,14 @@ std::size_t HTTPTransfer::Session::OnBody(char* bytes, std::size_t, std::size_t 
 }
 
 int HTTPTransfer::Session::OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
-                                      curl_off_t) noexcept {
+                                      curl_off_t sent) noexcept {
   auto& session = *static_cast<Session*>(self);
+  // Bytes that are neither header nor body, such as chunk extensions, are no activity.
+  if (received + sent != session.m_moved) session.m_lastActivity = Clock::now();
+  session.m_moved = received + sent;
+  // libcurl's own time-out does not hold while it reads what a refusing proxy keeps sending.
+  if (!session.IsConnected() && session.IsSilent())
+    session.m_end = HTTPFailure::kNotConnectedInTime;
   // Also the body of a refused log-in, which libcurl does not hand on.
   const bool isTooLong = Unsigned(received) > session.m_maxReplyBytes;
   if (isTooLong) session.m_end = HTTPFailure::kReplyTooLong;
@@ -423,11 +433,13 @@ void HTTPTransfer::Session::MakeRoom() {
     m_body->reserve(std::min({length, kMostRoom, m_maxReplyBytes}) + kRoomForDeclaration);
 }
 
-bool HTTPTransfer::Session::IsSilent(bool wasActive) {
-  const Clock::time_point now = Clock::now();
-  // Until the connection stands, libcurl's own time-out holds.
-  if (wasActive || Get<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) == 0) m_lastActivity = now;
-  return m_timeoutSeconds > 0 && now - m_lastActivity >= std::chrono::seconds(m_timeoutSeconds);
+bool HTTPTransfer::Session::IsConnected() const {
+  return Get<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) != 0;
+}
+
+bool HTTPTransfer::Session::IsSilent() const {
+  return m_timeoutSeconds > 0 &&
+         Clock::now() - m_lastActivity >= std::chrono::seconds(m_timeoutSeconds);
 }
 
 CURLcode HTTPTransfer::Session::Wait() {
@@ -439,14 +451,15 @@ CURLcode HTTPTransfer::Session::Wait() {
     if (running == 0) break;
     if (isFirst) MarkResolverSockets();
     isFirst = false;
-    int active = 0;
-    if (curl_multi_poll(m_multi, nullptr, 0, kSliceMilliseconds, &active) != CURLM_OK)
+    if (curl_multi_poll(m_multi, nullptr, 0, kSliceMilliseconds, nullptr) != CURLM_OK)
       return CURLE_OUT_OF_MEMORY;
     if (IsThreadToStop()) {
       m_end = HTTPFailure::kCancelled;
       return CURLE_ABORTED_BY_CALLBACK;
     }
-    if (IsSilent(active > 0)) {
+    // Until the connection stands, libcurl's own time-out holds.
+    if (!IsConnected()) m_lastActivity = Clock::now();
+    if (IsSilent()) {
       m_end =
           Get<long>(CURLINFO_RESPONSE_CODE) == 0 ? HTTPFailure::kNoAnswer : HTTPFailure::kSilence;
       return CURLE_OPERATION_TIMEDOUT;
@@ -462,7 +475,8 @@ CURLcode HTTPTransfer::Session::Wait() {
 }
 
 /// While libcurl resolves a host name, a thread of its own tells the result through a pair of
-/// sockets. It is the only thing libcurl waits for that OnOpenSocket has not opened.
+/// sockets. It is the only thing libcurl waits for that OnOpenSocket has not opened. libcurl leaves
+/// numbers out that do not fit into the sets.
 void HTTPTransfer::Session::MarkResolverSockets() {
   fd_set readable;
   fd_set other;

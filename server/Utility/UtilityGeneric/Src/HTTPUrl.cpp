@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Secret.h"
 #include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Secret.h"
 
 namespace HTTPUrl {
 namespace {
@@ -69,10 +69,12 @@ bool CutCredentials(String& url, String& user, String& password) {
   const std::wstring_view credentials = whole.substr(0, sign);
   const std::size_t colon = credentials.find(L':');
   user = Decoded(credentials.substr(0, colon));
-  password = colon == std::wstring_view::npos ? String() : Decoded(credentials.substr(colon + 1));
+  ReplaceSecret(password, colon == std::wstring_view::npos
+                              ? String()
+                              : Decoded(credentials.substr(colon + 1)));
   String rest(text.substr(0, authority.begin));
   rest.append(text.substr(authority.begin + sign + 1));
-  url = std::move(rest);
+  ReplaceSecret(url, std::move(rest));
   return true;
 }
 

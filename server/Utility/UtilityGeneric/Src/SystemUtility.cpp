@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Secret.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ bool SystemUtility::hasEnv(const String& name) { return Find(name) != nullptr; }
 bool SystemUtility::Getenv(const String& name, String& value) {
   const char* const found = Find(name);
   if (!found) return false;
-  value = BaseStringUtil::StdStringToString(NarrowString(found), BaseStringUtil::kCodePageUTF8);
+  const Secret<NarrowString> bytes(NarrowString{found});  // the URL of a proxy has a password
+  value = BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
   return true;
 }

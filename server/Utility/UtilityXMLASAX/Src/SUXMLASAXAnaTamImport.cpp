@@ -7,6 +7,7 @@
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/SUStrUtil.h"
+#include "Utility/Generic/Secret.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 // The connection, the tree of data sources, and the measures and variables of a cube.
@@ -43,9 +44,9 @@ OTXMLAAnaTamImportAPI::~OTXMLAAnaTamImportAPI() = default;
 void OTXMLAAnaTamImportAPI::SetupConnInfo(const String& url, const String& user,
                                           const String& password, ServerInfo::TargetType targetType,
                                           ServerInfo::CLIType cliType) {
-  m_url = url;
+  ReplaceSecret(m_url, url);  // it may contain a password
   m_user = user;
-  m_password = password;
+  ReplaceSecret(m_password, password);
   m_targetType = targetType;
   m_cliType = cliType;
   XmlADiscoverAgentHeap agent =

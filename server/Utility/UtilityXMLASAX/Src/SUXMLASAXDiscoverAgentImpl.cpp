@@ -7,6 +7,7 @@
 #include "SUXMLASAXRequests.h"
 #include "SUXMLASAXStop.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/Secret.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
@@ -44,6 +45,8 @@ XmlADiscoverAgentImpl::XmlADiscoverAgentImpl(String url, String user, String pas
 
 XmlADiscoverAgentImpl::~XmlADiscoverAgentImpl() {
   StopSaxParser();
+  m_Url.Erase();  // it may contain a password
+  m_Pwd.Erase();
   if (!m_Log || !m_LogFile) return;
   try {
     ImportLog::Close(*m_LogFile);
@@ -55,8 +58,8 @@ XmlADiscoverAgentImpl::~XmlADiscoverAgentImpl() {
 /// The URL as given, but without credentials.
 String XmlADiscoverAgentImpl::UrlForLog() const {
   String url = m_Url;
-  String user;
-  String password;
+  Secret<String> user;
+  Secret<String> password;
   HTTPClientWrapper::TakeCredentials(url, user, password);
   return user.empty() && password.empty() ? m_Url : url;
 }

@@ -1,3 +1,4 @@
+#include <memory>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -5,6 +6,7 @@
 #include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 namespace {
@@ -40,6 +42,10 @@ bool OTXMLAIdentifyProvider(const String& url, const String& user, const String&
                             ServerInfo::CLIType cliType, OTXMLAProviderIdentity& identity,
                             String& errors) {
   const ImportOperation operation;
+  ImportSettings settings = ImportSettings::Current();
+  // The second question must not give away a password that the first one protected.
+  if (!settings.http.logInMemory) settings.http.logInMemory = std::make_shared<HTTPLogInMemory>();
+  const ImportSettings::Scope scope(settings);
   try {
     Answer answer(url, user, password, ServerInfo::kTessera, cliType);
     if (!answer.HasName()) {

@@ -4,7 +4,10 @@
 // applications, so most of it does nothing.
 
 OTXMLAImportAPI::OTXMLAImportAPI() = default;
-OTXMLAImportAPI::~OTXMLAImportAPI() = default;
+OTXMLAImportAPI::~OTXMLAImportAPI() {
+  m_url.Erase();  // it may contain a password
+  m_password.Erase();
+}
 
 void OTXMLAImportAPI::OpenConnection() {}
 void OTXMLAImportAPI::CloseConnection() {}

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "Utility/Generic/Heap.h"
@@ -16,6 +18,14 @@ enum HTTPAuthScheme : unsigned int {
   /// Uses the Kerberos identity of the process, not user and password.
   kAuthNegotiate = 8,
   kAuthPasswordSchemes = kAuthBasic | kAuthDigest | kAuthNTLM,
+};
+
+/// Lets several clients of one service and one user protect the password together: once one of them
+/// has used it with a scheme, none of them sends it with a weaker one. Clients on different threads
+/// may share it. The members are sets of HTTPAuthScheme that may still be used.
+struct HTTPLogInMemory {
+  std::atomic<unsigned int> service = ~0U;
+  std::atomic<unsigned int> proxy = ~0U;
 };
 
 /// Settings of a client. The error text of a reply that exceeds a limit names the limit. 0 means no
@@ -47,6 +57,9 @@ struct HTTPClientOptions {
   /// on the way can read the password. The same holds for the password of a SOCKS proxy, which also
   /// needs kAuthBasic in the set above.
   bool allowBasicOverPlainHttp = true;
+  /// Shared with other clients. A host that makes several clients or import objects for one service
+  /// and one user gives all of them the same one. Null: the client has one of its own.
+  std::shared_ptr<HTTPLogInMemory> logInMemory;
 
   /// URL of the proxy; empty: no proxy; absent: the proxy that the environment names.
   std::optional<String> proxy;
@@ -86,24 +99,29 @@ class HTTPExchangeObserver {
 /// is an error that names where it points. One thread at a time.
 ///
 /// Log-in: the strongest scheme that the server offers and the options allow, and no other. Once a
-/// password was used with a scheme, no weaker one gets it as long as the client lives.
+/// password was used with a scheme, no weaker one gets it as long as the client lives, nor from any
+/// client with the same HTTPClientOptions::logInMemory.
 ///
 /// TLS: version 1.2 or later. Certificates are verified; whether one was revoked is not checked.
 ///
 /// Cookies: live as long as the client, and are sent to the service's own host only.
 ///
 /// Descriptors: close-on-exec. Those that libcurl makes for itself, not for a connection, become so
-/// right after libcurl made them.
+/// right after libcurl made them. One exception: while a host name is resolved, libcurl has a pair
+/// of local sockets whose numbers are not known from 1024 on, and stay inheritable then. Only the
+/// news that the name is resolved passes through it.
 ///
 /// Secrets: the client overwrites its copies of user and password before its constructor returns.
 /// libcurl keeps its own copies as long as the client lives, and does not overwrite them.
 ///
-/// Environment variables that are trusted, because whoever sets them controls the process: the
-/// proxies (http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY; read by the constructor),
-/// no_proxy and NO_PROXY; SSL_CERT_FILE (trusted certificates); OPENSSL_CONF (algorithms and
-/// engines, though no TLS version below 1.2); SSLKEYLOGFILE (a file that gets the keys of
-/// connections); GCONV_PATH (converters of charsets); KRB5_CONFIG and KRB5CCNAME (Kerberos, with
-/// kAuthNegotiate). They must not change while a client is made or used.
+/// Environment variables are trusted, because whoever sets them controls the process; they must not
+/// change while a client is made or used. SECURITY.md lists them: proxies (http_proxy, https_proxy,
+/// HTTPS_PROXY, all_proxy, ALL_PROXY, read by the constructor; no_proxy and NO_PROXY), certificates
+/// (SSL_CERT_FILE, SSL_CERT_DIR), the TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE,
+/// OPENSSL_MODULES, OPENSSL_ENGINES, which cannot lower the TLS version below 1.2; SSLKEYLOGFILE),
+/// converters of charsets (GCONV_PATH), name resolution (HOSTALIASES, LOCALDOMAIN, RES_OPTIONS,
+/// RESOLV_HOST_CONF) and, with kAuthNegotiate, Kerberos (KRB5CCNAME, KRB5_CLIENT_KTNAME,
+/// KRB5_CONFIG, KRB5_TRACE, GSS_MECH_CONFIG).
 class XMLAHOST_API HTTPClientWrapper {
  public:
   /// `timeoutSeconds` bounds the connecting and the silence on the connection, 0 meaning no bound;

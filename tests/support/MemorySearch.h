@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+
+#include "Utility/Generic/String.h"
+
+namespace support {
+
+/// A password to search this process's memory for. It stands nowhere in the program as a text: its
+/// characters are computed one by one.
+class HiddenPassword {
+ public:
+  static constexpr int kLength = 24;
+
+  /// Each number gives another password. Memory that was freed may still contain the former ones.
+  explicit HiddenPassword(int number) : m_number(number) {}
+
+  char Character(int i) const {
+    unsigned int mixed = static_cast<unsigned int>(m_number * kLength + i + 1) * 2654435761U;
+    mixed = (mixed ^ (mixed >> 15)) * 2246822519U;
+    return static_cast<char>('A' + (mixed >> 8) % 26);
+  }
+  /// The password between two other texts, in one buffer.
+  String Between(const wchar_t* before, const wchar_t* behind) const;
+
+  /// How often the end of the password stands in the memory that the process can write, as
+  /// characters of `width` bytes. The end only, because a heap overwrites the beginning of what is
+  /// given back to it.
+  int Copies(std::size_t width) const;
+  int WideCopies() const { return Copies(sizeof(wchar_t)); }
+
+ private:
+  int CopiesBetween(std::size_t begin, std::size_t end, std::size_t width, int memory) const;
+
+  int m_number;
+};
+
+}  // namespace support
