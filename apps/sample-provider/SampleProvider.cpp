@@ -182,19 +182,19 @@ class HttpServer : public httplib::Server {
 };
 
 // Restores the process's SIGPIPE handler, which the HTTP library changes.
-class KeptSignalDisposition {
+class RestoredSignalHandler {
  public:
-  KeptSignalDisposition() { ::sigaction(SIGPIPE, nullptr, &before_); }
-  ~KeptSignalDisposition() { ::sigaction(SIGPIPE, &before_, nullptr); }
-  KeptSignalDisposition(const KeptSignalDisposition&) = delete;
-  KeptSignalDisposition& operator=(const KeptSignalDisposition&) = delete;
+  RestoredSignalHandler() { ::sigaction(SIGPIPE, nullptr, &before_); }
+  ~RestoredSignalHandler() { ::sigaction(SIGPIPE, &before_, nullptr); }
+  RestoredSignalHandler(const RestoredSignalHandler&) = delete;
+  RestoredSignalHandler& operator=(const RestoredSignalHandler&) = delete;
 
  private:
   struct sigaction before_ {};
 };
 
 std::unique_ptr<HttpServer> MakeServer(const StopSignal& stop, bool compress) {
-  const KeptSignalDisposition kept;
+  const RestoredSignalHandler kept;
   return std::make_unique<HttpServer>(stop, compress);
 }
 
@@ -259,7 +259,7 @@ class Provider::Impl {
         response.set_header("Allow", "POST");
         response.set_content(
             "<html><head><title>405 Method Not Allowed</title></head>"
-            "<body>XML for Analysis requests are posted.</body></html>\n",
+            "<body>XML for Analysis requests use POST.</body></html>\n",
             "text/html");
       });
     }
@@ -282,7 +282,7 @@ class Provider::Impl {
   }
 
   int Port() const { return port_; }
-  int MostAtOnce() const { return most_at_once_; }
+  int MaxRequestsInProgress() const { return max_in_progress_; }
 
   std::vector<Request> TakeRequests() {
     const std::lock_guard lock(mutex_);
@@ -294,16 +294,16 @@ class Provider::Impl {
 
  private:
   // Counts the requests that are being answered.
-  class InAnswer {
+  class RequestInProgress {
    public:
-    explicit InAnswer(Impl& provider) : provider_(provider) {
-      const int now = ++provider_.in_answer_;
-      int most = provider_.most_at_once_;
-      while (now > most && !provider_.most_at_once_.compare_exchange_weak(most, now)) continue;
+    explicit RequestInProgress(Impl& provider) : provider_(provider) {
+      const int now = ++provider_.in_progress_;
+      int most = provider_.max_in_progress_;
+      while (now > most && !provider_.max_in_progress_.compare_exchange_weak(most, now)) continue;
     }
-    ~InAnswer() { --provider_.in_answer_; }
-    InAnswer(const InAnswer&) = delete;
-    InAnswer& operator=(const InAnswer&) = delete;
+    ~RequestInProgress() { --provider_.in_progress_; }
+    RequestInProgress(const RequestInProgress&) = delete;
+    RequestInProgress& operator=(const RequestInProgress&) = delete;
 
    private:
     Impl& provider_;
@@ -318,7 +318,7 @@ class Provider::Impl {
     }
     if (port_ <= 0) {
       throw std::runtime_error("Cannot listen on 127.0.0.1, port " + std::to_string(options_.port) +
-                               ": it is taken or not allowed. Choose another port, or 0.");
+                               ": it is in use or not permitted. Use another port, or 0.");
     }
     server_->WidenBacklog();
     thread_ = std::thread([this] { server_->listen_after_bind(); });
@@ -352,7 +352,7 @@ class Provider::Impl {
 
   void Serve(Kind kind, const httplib::Request& request, httplib::Response& response) {
     Record(request);
-    const InAnswer in_answer(*this);
+    const RequestInProgress in_progress(*this);
     if (!stop_.Sleep(options_.latency)) return;
     if (!Allowed(request)) {
       response.status = 401;
@@ -397,8 +397,8 @@ class Provider::Impl {
   Options options_;
   std::optional<Mood> mood_;
   MoodMemory memory_;
-  std::atomic<int> in_answer_{0};
-  std::atomic<int> most_at_once_{0};
+  std::atomic<int> in_progress_{0};
+  std::atomic<int> max_in_progress_{0};
   StopSignal stop_;
   std::unique_ptr<HttpServer> server_;
   int port_ = 0;
@@ -412,7 +412,7 @@ Provider::~Provider() = default;
 
 int Provider::Port() const { return impl_->Port(); }
 
-int Provider::MostAtOnce() const { return impl_->MostAtOnce(); }
+int Provider::MaxRequestsInProgress() const { return impl_->MaxRequestsInProgress(); }
 
 std::string Provider::Url(Kind kind) const {
   return "http://127.0.0.1:" + std::to_string(Port()) + "/" + std::string(NameOfKind(kind));

@@ -88,7 +88,7 @@ bool SendPaced(int socket, const StopSignal& stop, std::string_view bytes, const
 }
 
 // Keeps the connection open without sending, until the peer or the provider closes it.
-void StaySilent(int socket, const StopSignal& stop) {
+void KeepOpenWithoutSending(int socket, const StopSignal& stop) {
   char ignored[512];
   while (stop.WaitFor(socket, POLLIN, kWithoutEnd)) {
     const ssize_t got = ::recv(socket, ignored, sizeof ignored, MSG_DONTWAIT);
@@ -138,7 +138,7 @@ bool SendBytes(int socket, const StopSignal& stop, std::string_view bytes) {
 
 bool SendReply(int socket, const StopSignal& stop, const WireReply& reply) {
   if (reply.before < milliseconds(0)) {
-    StaySilent(socket, stop);
+    KeepOpenWithoutSending(socket, stop);
     return false;
   }
   if (!stop.Sleep(reply.before)) return false;
@@ -160,7 +160,7 @@ bool SendReply(int socket, const StopSignal& stop, const WireReply& reply) {
       Reset(socket);
       break;
     case Ending::kSilence:
-      StaySilent(socket, stop);
+      KeepOpenWithoutSending(socket, stop);
       break;
     case Ending::kEndless: {
       std::string filler;
