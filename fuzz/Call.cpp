@@ -206,7 +206,7 @@ void CheckTerminal(std::string_view bytes) {
     if (IsActive(c)) std::swprintf(number, std::size(number), L"\\u%04X", static_cast<unsigned>(c));
     plain += IsActive(c) ? std::wstring(number) : std::wstring(1, c);
   }
-  const std::string shown = HarmlessOnTerminal(bytes);
+  const std::string shown = EscapedForTerminal(bytes);
   const std::wstring text = inprocess::PlainDecode(shown);
   Require(std::none_of(text.begin(), text.end(), IsActive), "a character that acts on a terminal");
   Require(shown == inprocess::PlainEncode(plain), "another text on a terminal", shown);

@@ -79,7 +79,7 @@ Server::Server(Handler handler, Options options)
       ::getsockname(m_listening, generic, &length) != 0) {
     ::close(m_listening);
     throw std::runtime_error("Cannot listen on 127.0.0.1, port " + std::to_string(m_options.port) +
-                             ": it is taken or not allowed. Choose another port, or 0.");
+                             ": it is in use or not permitted. Use another port, or 0.");
   }
   m_port = ntohs(address.sin_port);
   m_accepting = std::thread([this] { Accept(); });

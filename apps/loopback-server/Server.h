@@ -24,7 +24,7 @@ using Handler = std::function<void(Connection&, const Request&)>;
 
 struct Options {
   int port = 0;                  ///< 0: a free one
-  std::string greeting = {};          ///< sent on every connection before anything is received
+  std::string greeting = {};     ///< sent on every connection before anything is received
   std::chrono::seconds idle{0};  ///< closes a connection that is silent for so long; 0: never
   std::size_t requestsKept = SIZE_MAX;  ///< the newest ones, for Requests and TakeRequests
   std::size_t maxBodyBytes = 64 << 20;  ///< a longer body is answered with status 413

@@ -8,17 +8,25 @@
 namespace sample {
 namespace {
 
-enum class Trouble { kBadRequest, kNoRowset, kNoSource, kNoCatalog, kNoCube, kPlanned, kInternal };
+enum class FaultCause {
+  kBadRequest,
+  kNoRowset,
+  kNoSource,
+  kNoCatalog,
+  kNoCube,
+  kPlanned,
+  kInternal
+};
 
 struct FaultText {
-  Trouble trouble;
+  FaultCause cause;
   Kind kind;
   std::string_view code;
   std::string_view before;  // the text is before + name + after
   std::string_view after;
 };
 
-using enum Trouble;
+using enum FaultCause;
 constexpr Kind kAs = Kind::kAnalysisServices;
 constexpr Kind kBw = Kind::kSapBw;
 constexpr Kind kKelvora = Kind::kTamarind;
@@ -49,19 +57,19 @@ constexpr FaultText kFaults[] = {
     {kInternal, kKelvora, "KV1999", "Unknown error in the provider services", ""},
 };
 
-HttpReply Fault(Kind kind, Trouble trouble, std::string_view name) {
+HttpReply Fault(Kind kind, FaultCause cause, std::string_view name) {
   for (const FaultText& fault : kFaults) {
-    if (fault.trouble != trouble || fault.kind != kind) continue;
+    if (fault.cause != cause || fault.kind != kind) continue;
     std::string text(fault.before);
     text.append(name).append(fault.after);
     return FaultReply(kind, fault.code, text);
   }
-  throw std::logic_error("a kind of server has no text for a fault");
+  throw std::logic_error("no fault text for this kind of server");
 }
 
 /// Thrown to answer with a fault.
 struct Refusal {
-  Trouble trouble;
+  FaultCause cause;
   std::string name;
 };
 
@@ -132,8 +140,8 @@ bool Matches(const Row& row, const Restrictions& restrictions) {
   });
 }
 
-void RefuseAsPlanned(const DataSource& source, const std::string& rowset,
-                     const Restrictions& restrictions) {
+void ThrowPlannedFault(const DataSource& source, const std::string& rowset,
+                       const Restrictions& restrictions) {
   for (const PlannedFault& fault : source.faults) {
     if (fault.rowset != rowset) continue;
     const bool named = std::ranges::all_of(fault.values, [&](const auto& wanted) {
@@ -189,7 +197,7 @@ std::vector<const Row*> SelectRows(Kind kind, const Rowset& rowset,
     }
     if (restrictions["CATALOG_NAME"].empty()) restrictions.erase("CATALOG_NAME");
   }
-  RefuseAsPlanned(source, request.type, restrictions);
+  ThrowPlannedFault(source, request.type, restrictions);
   return Select(RowsOf(source, rowset.name), restrictions);
 }
 
@@ -208,7 +216,7 @@ HttpReply Answer(Kind kind, std::string_view body) {
     const bool schema = Property(request, "Content") != "Data";
     return RowsetReply(kind, *rowset, SelectRows(kind, *rowset, request), schema);
   } catch (const Refusal& refusal) {
-    return Fault(kind, refusal.trouble, refusal.name);
+    return Fault(kind, refusal.cause, refusal.name);
   }
 }
 

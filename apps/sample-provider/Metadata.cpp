@@ -109,7 +109,7 @@ class Loader {
 
   // The column's text in the row of the scope. Names are also searched in enclosing rows.
   std::optional<std::string> Value(const Scope& scope, std::string_view column, int depth) const {
-    if (depth > 32) Fail(scope, "the defaults refer to each other in a circle");
+    if (depth > 32) Fail(scope, "circular reference in the defaults");
     if (const Json* own = OwnValue(scope, column)) {
       if (own->is_null()) return std::nullopt;
       return ScalarText(*own);

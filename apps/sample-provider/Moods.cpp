@@ -100,7 +100,7 @@ constexpr long kNoNumber = -1;
 const MoodEntry kMoods[] = {
     {"stall",
      {},
-     "no answer at all, the connection stays open",
+     "no reply; the connection stays open",
      [](WireReply& reply, Kind, long) { reply.before = milliseconds(-1); }},
     {"stall-body", kNoNumber, "silence after N bytes of the body (half of it)",
      [](WireReply& reply, Kind, long number) {
@@ -134,14 +134,14 @@ const MoodEntry kMoods[] = {
        reply.sendAtMost = static_cast<std::size_t>(number);
        reply.ending = Ending::kReset;
      }},
-    {"wrong-length", 10, "the announced length is N bytes too large (negative: too small)",
+    {"wrong-length", 10, "Content-Length is N bytes too large (negative: too small)",
      [](WireReply& reply, Kind, long number) {
        reply.lengthError = number;
        reply.ending = Ending::kClose;
      }},
     {"no-length",
      {},
-     "no length is announced, the end of the connection ends the body",
+     "no Content-Length; the body ends with the connection",
      [](WireReply& reply, Kind, long) {
        reply.framing = Framing::kUntilClose;
        reply.ending = Ending::kClose;
@@ -152,7 +152,7 @@ const MoodEntry kMoods[] = {
      [](WireReply& reply, Kind, long) { reply.framing = Framing::kChunked; }},
     {"broken-chunks",
      {},
-     "the second chunk has no size that can be read",
+     "the second chunk has an invalid size",
      [](WireReply& reply, Kind, long) {
        reply.framing = Framing::kBrokenChunks;
        reply.ending = Ending::kClose;
@@ -176,7 +176,7 @@ const MoodEntry kMoods[] = {
        reply.ending = Ending::kEndless;
        reply.filler = "X-More: and more\r\n";
      }},
-    {"bomb", 64, "a small compressed body that unfolds to N mebibytes of blanks",
+    {"bomb", 64, "a small compressed body that decompresses to N MiB of spaces",
      [](WireReply& reply, Kind, long number) {
        const std::size_t place = std::min(reply.body.size(), reply.body.rfind("</"));
        reply.body = GzipBomb(reply.body, place, static_cast<unsigned long>(number));
@@ -211,7 +211,7 @@ const MoodEntry kMoods[] = {
      [](WireReply& reply, Kind, long number) { SetStatus(reply, number); }},
     {"redirect",
      {},
-     "a redirect to another place",
+     "a redirect to another URL",
      [](WireReply& reply, Kind, long) {
        SetStatus(reply, 302);
        reply.headers.emplace_back("Location", "/elsewhere");
@@ -224,15 +224,15 @@ const MoodEntry kMoods[] = {
        if (DeclarationOf(reply.body).empty()) reply.body.insert(0, kDeclaration);
        reply.body.insert(0, kDeclaration);
      }},
-    {"random", 1, "another mood at every request, most of them good; N is the seed",
+    {"random", 1, "a random mood for every request, most replies are normal; N is the seed",
      // Replaced by another mood before the reply is made.
      [](WireReply&, Kind, long) {}},
     {"latin-1", {}, "the reply in ISO-8859-1", ToLatin1},
     {"utf-16", {}, "the reply in UTF-16 with a byte-order mark", ToUtf16},
 };
 
-/// For clients under load: nothing that keeps a connection or fills memory for long. What no client
-/// can tell from a proper reply is left out too.
+// Moods for clients under load. Excludes moods that hold a connection or memory for long, and moods
+// that a client cannot distinguish from a normal reply.
 constexpr std::string_view kRandomMoods[] = {
     "stall",
     "stall-head",
@@ -267,7 +267,7 @@ constexpr std::string_view kRandomMoods[] = {
     "wrong-length:-10",
     "endless-head",
 };
-constexpr std::uint64_t kGoodOfTen = 8;
+constexpr std::uint64_t kNormalRepliesInTen = 8;
 
 std::string Names() {
   std::string names;
@@ -309,7 +309,7 @@ std::optional<Mood> ParseMood(std::string_view text) {
     const std::string_view nth = name.substr(slash + 1);
     if (!WholeNumber(nth, mood.nth) || mood.nth < 1 || mood.nth > kGreatestNumber) {
       throw std::runtime_error("The mood \"" + std::string(text) +
-                               "\" needs a whole number from 1 on after the slash.");
+                               "\" needs a whole number of at least 1 after the slash.");
     }
     name = name.substr(0, slash);
   }
@@ -317,10 +317,9 @@ std::optional<Mood> ParseMood(std::string_view text) {
     mood.requestType = name.substr(at + 1);
     // SAP BW has all rowsets.
     if (!FindRowset(mood.requestType, Kind::kSapBw)) {
-      throw std::runtime_error("The mood \"" + std::string(text) + "\" is for \"" +
-                               mood.requestType +
-                               "\", which nobody can ask for; behind the @ stands a request type "
-                               "such as MDSCHEMA_CUBES.");
+      throw std::runtime_error("The mood \"" + std::string(text) +
+                               "\" has the unknown request type \"" + mood.requestType +
+                               "\"; use one such as MDSCHEMA_CUBES.");
     }
     name = name.substr(0, at);
   }
@@ -330,8 +329,8 @@ std::optional<Mood> ParseMood(std::string_view text) {
   name = name.substr(0, colon);
   const auto* entry = std::ranges::find(kMoods, name, &MoodEntry::name);
   if (entry == std::end(kMoods)) {
-    throw std::runtime_error("There is no mood \"" + std::string(name) + "\"; choose one of " +
-                             Names() + ".");
+    throw std::runtime_error("Unknown mood \"" + std::string(name) +
+                             "\"; expected one of: " + Names() + ".");
   }
   mood.entry = entry;
   mood.number = entry->number.value_or(0);
@@ -350,7 +349,7 @@ std::optional<Mood> ParseMood(std::string_view text) {
 bool Mood::IsRandom() const { return entry->name == "random"; }
 
 std::string_view RandomMood(std::uint64_t choice) {
-  if (choice % 10 < kGoodOfTen) return {};
+  if (choice % 10 < kNormalRepliesInTen) return {};
   return kRandomMoods[choice / 10 % std::size(kRandomMoods)];
 }
 

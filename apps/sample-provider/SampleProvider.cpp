@@ -111,28 +111,28 @@ class Provider::Impl {
                  {.port = m_options.port, .idle = kIdleConnection, .requestsKept = kRequestsKept}) {
   }
 
-  int MostAtOnce() const { return m_mostAtOnce; }
+  int MaxRequestsInProgress() const { return m_maxInProgress; }
   loopback::Server& Server() { return m_server; }
 
  private:
   /// Counts the requests that are being answered.
-  class InAnswer {
+  class RequestInProgress {
    public:
-    explicit InAnswer(Impl& provider) : m_provider(provider) {
-      const int now = ++provider.m_inAnswer;
-      int most = provider.m_mostAtOnce;
-      while (now > most && !provider.m_mostAtOnce.compare_exchange_weak(most, now)) continue;
+    explicit RequestInProgress(Impl& provider) : m_provider(provider) {
+      const int now = ++provider.m_inProgress;
+      int most = provider.m_maxInProgress;
+      while (now > most && !provider.m_maxInProgress.compare_exchange_weak(most, now)) continue;
     }
-    ~InAnswer() { --m_provider.m_inAnswer; }
-    InAnswer(const InAnswer&) = delete;
-    InAnswer& operator=(const InAnswer&) = delete;
+    ~RequestInProgress() { --m_provider.m_inProgress; }
+    RequestInProgress(const RequestInProgress&) = delete;
+    RequestInProgress& operator=(const RequestInProgress&) = delete;
 
    private:
     Impl& m_provider;
   };
 
   void Serve(loopback::Connection& connection, const loopback::Request& request) {
-    const InAnswer inAnswer(*this);
+    const RequestInProgress inProgress(*this);
     if (!m_server.Stop().Sleep(m_options.latency)) return;
     SendReply(connection, m_server.Stop(), ReplyTo(request));
   }
@@ -149,8 +149,7 @@ class Provider::Impl {
     const std::optional<Kind> kind = path.empty() ? std::nullopt : KindFromName(path.substr(1));
     if (!kind) return Page(404, "404 Not Found", "There is no XMLA service at this path.");
     if (request.Method() != "POST") {
-      WireReply reply =
-          Page(405, "405 Method Not Allowed", "XML for Analysis requests are posted.");
+      WireReply reply = Page(405, "405 Method Not Allowed", "XML for Analysis requests use POST.");
       reply.headers.emplace_back("Allow", "POST");
       return reply;
     }
@@ -177,8 +176,8 @@ class Provider::Impl {
   const Options m_options;
   const std::optional<Mood> m_mood;
   MoodMemory m_memory;
-  std::atomic<int> m_inAnswer{0};
-  std::atomic<int> m_mostAtOnce{0};
+  std::atomic<int> m_inProgress{0};
+  std::atomic<int> m_maxInProgress{0};
   loopback::Server m_server;  // last: its threads use the others
 };
 
@@ -190,7 +189,7 @@ Provider::~Provider() = default;
 
 int Provider::Port() const { return m_impl->Server().Port(); }
 
-int Provider::MostAtOnce() const { return m_impl->MostAtOnce(); }
+int Provider::MaxRequestsInProgress() const { return m_impl->MaxRequestsInProgress(); }
 
 std::string Provider::Url(Kind kind) const {
   return "http://" + m_impl->Server().Authority() + "/" + std::string(NameOfKind(kind));

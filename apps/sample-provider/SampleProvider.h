@@ -55,7 +55,7 @@ class Provider {
   std::string Url(Kind kind) const;
 
   /// The maximum number of requests that were in progress at the same time.
-  int MostAtOnce() const;
+  int MaxRequestsInProgress() const;
 
   /// The requests received since the last call, at most the newest 4,096.
   std::vector<loopback::Request> TakeRequests();

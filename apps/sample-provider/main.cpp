@@ -41,22 +41,23 @@ int main(int argc, char** argv) {
   int latency = 0;
   std::string passwordFile;
   CLI::App app(
-      "Serves invented cubes as three kinds of XMLA server on the loopback interface, "
-      "until it is interrupted.",
+      "Serves sample cubes like three kinds of XMLA server on the loopback interface, until it "
+      "is interrupted.",
       "xmla-sample-provider");
-  app.add_option("--port", options.port, "the port to listen on (0: a free one)")
+  app.add_option("--port", options.port, "the port to listen on (0: any free port)")
       ->check(CLI::Range(0, 65535));
   app.add_option("--latency", latency, "milliseconds to wait before every reply")
       ->check(CLI::Range(0, 3'600'000));
   app.add_flag("--compress", options.compress, "compress replies for clients that accept it");
-  auto* user = app.add_option("--user", options.user, "ask for this user's credentials");
+  auto* user = app.add_option("--user", options.user, "require the credentials of this user");
   auto* file = app.add_option("--password-file", passwordFile,
                               "the user's password: the first line of this file");
   user->needs(file);
   file->needs(user);
-  app.add_option("--mood", options.mood,
-                 "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH], at requests of that type such as "
-                 "MDSCHEMA_CUBES alone, and at the NTH of them alone");
+  app.add_option(
+      "--mood", options.mood,
+      "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a type only for requests of that "
+      "type, such as MDSCHEMA_CUBES, and with NTH only for the NTH of them");
   app.footer("Moods:\n" + sample::MoodHelp());
   try {
     app.parse(argc, argv);

@@ -5,7 +5,7 @@
 namespace {
 
 constexpr CommandOption kTreeOptions[] = {
-    {.name = "--source", .help = "this data source alone", .names = &Arguments::sources},
+    {.name = "--source", .help = "only this data source", .names = &Arguments::sources},
 };
 constexpr CommandOption kCubeOptions[] = {
     {.name = "--source", .help = "its data source", .names = &Arguments::sources},
@@ -16,7 +16,9 @@ constexpr CommandOption kImportOptions[] = {
     {"--source", "cubes of this data source; may be repeated", true, &Arguments::sources},
     {"--catalog", "cubes of this catalog; may be repeated", true, &Arguments::catalogs},
     {"--cube", "cubes of this name; may be repeated", true, &Arguments::cubes},
-    {.name = "--jobs", .help = "cubes read at a time, 1 to 64", .count = &Arguments::jobs},
+    {.name = "--jobs",
+     .help = "number of cubes to read in parallel, 1 to 64",
+     .count = &Arguments::jobs},
 };
 
 template <class Type>
@@ -59,12 +61,12 @@ constexpr Command kCommands[] = {
      &Empty<TreeResult>,
      kTree,
      &Render<TreeResult>},
-    {{"cube", "one cube, whole; a choice that is the only one there is may be left out",
+    {{"cube", "one complete cube; an option may be omitted if there is only one choice",
       kCubeOptions},
      &Empty<CubeResult>,
      kCube,
      &Render<CubeResult>},
-    {{"import", "every cube, or those that the filters leave", kImportOptions},
+    {{"import", "every cube, or the cubes that match the filters", kImportOptions},
      &Empty<ImportResult>,
      kImport,
      &RenderImport},

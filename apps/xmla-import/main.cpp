@@ -15,9 +15,9 @@
 #include "connection/LogicErrors.h"
 #include "connection/Operation.h"
 #include "output/Output.h"
-#include "output/PatientWriting.h"
 #include "output/Progress.h"
 #include "output/Report.h"
+#include "output/StreamWriting.h"
 
 namespace {
 
@@ -29,15 +29,15 @@ class Call {
   ExitStatus Run(int argc, char** argv) {
     try {
       const bool isReady = Prepare(argc, argv);
-      if (!m_arguments.information.empty()) return Inform();
+      if (!m_arguments.information.empty()) return PrintInformation();
       m_progress.emplace(m_arguments.quiet, m_arguments.verbose);
       m_report.emplace(*m_output, m_arguments.json, *m_progress);
       if (isReady) Import();
-      return Conclude();
+      return ReportResult();
     } catch (const OutputInterrupted& interruption) {
-      return GiveUp(ExitStatus::kInterrupted, interruption.what());
+      return FailWith(ExitStatus::kInterrupted, interruption.what());
     } catch (const OutputError& error) {
-      return GiveUp(m_status == ExitStatus::kDone ? ExitStatus::kFailed : m_status, error.what());
+      return FailWith(m_status == ExitStatus::kDone ? ExitStatus::kFailed : m_status, error.what());
     }
   }
 
@@ -93,7 +93,7 @@ class Call {
     });
   }
 
-  ExitStatus Inform() {
+  ExitStatus PrintInformation() {
     m_output->Write(m_arguments.information);
     return m_output->Finish(false) ? ExitStatus::kDone : ExitStatus::kInterrupted;
   }
@@ -119,34 +119,35 @@ class Call {
         m_status = m_command->run(session, m_arguments, *m_report, m_result);
       if (m_progress->BasicInClear()) {
         MessagesOf(m_result).warnings.emplace_back(
-            "the password was sent by Basic over plain http to another machine: others on the way "
-            "can read it; use https");
+            "the password was sent to another machine by Basic over plain http, where others can "
+            "read "
+            "it; use https");
       }
     });
   }
 
   /// Prints the messages to standard error and writes the result, or what is left of it.
-  ExitStatus Conclude() {
+  ExitStatus ReportResult() {
     if (Interrupt::Happened()) {
       m_status = ExitStatus::kInterrupted;
       // Without an error the document would look complete.
       std::vector<std::string>& errors = MessagesOf(m_result).errors;
-      if (errors.empty()) errors.emplace_back("interrupted; the result may lack something");
+      if (errors.empty()) errors.emplace_back("interrupted; the result may be incomplete");
     }
-    m_report->Tell(MessagesOf(m_result));
+    m_report->ShowMessages(MessagesOf(m_result));
     try {
       m_command->render(m_report->FormOf(m_result), m_result);
       const bool isInPlace = m_report->Finish(m_status == ExitStatus::kInterrupted);
       return isInPlace ? m_status : ExitStatus::kInterrupted;
     } catch (const std::bad_alloc&) {
-      m_progress->Tell("error", "there is not enough memory to write the result");
+      m_progress->ShowMessage("error", "there is not enough memory to write the result");
       return ExitStatus::kFailed;
     }
   }
 
-  ExitStatus GiveUp(ExitStatus status, const char* reason) {
+  ExitStatus FailWith(ExitStatus status, const char* reason) {
     if (!m_progress) m_progress.emplace(true, false);
-    m_progress->Tell("error", reason);
+    m_progress->ShowMessage("error", reason);
     return status;
   }
 
@@ -166,7 +167,7 @@ class Call {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool hasStandardOutput = GuardStandardStreams();
+  const bool hasStandardOutput = OpenMissingStandardStreams();
   // Keeps the password out of core files and away from other processes of the user.
   prctl(PR_SET_DUMPABLE, 0);
   // Write errors are reported. A signal would end the tool without a message.

@@ -188,10 +188,10 @@ TEST(Endurance, ManyJobsAgainstRandomMoodsAlwaysEndWithAWholeDocument) {
     }
     EXPECT_EQ(outcome.status == 0, failed == 0) << outcome.out;
     if (document["cubes"].size() > 2 * kJobs) {
-      EXPECT_GT(provider.MostAtOnce(), kJobs / 2);
+      EXPECT_GT(provider.MaxRequestsInProgress(), kJobs / 2);
       ++fullRuns;
     }
-    mostAtOnce = std::max(mostAtOnce, provider.MostAtOnce());
+    mostAtOnce = std::max(mostAtOnce, provider.MaxRequestsInProgress());
     ++statuses[outcome.status];
     ++runs;
   }

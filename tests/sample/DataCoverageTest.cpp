@@ -290,7 +290,7 @@ TEST(DataCoverageTest, ADataFileThatIsWrongSaysWhere) {
        "DBSCHEMA_CATALOGS 0: no column CATALOG"},
       {R"({"sources":[{"DataSourceName":"a","catalogs":[7]}]})", "object or a text"},
       {R"({"sources":[{"DataSourceName":1.5}]})", "1.5"},
-      {R"({"defaults":{"DISCOVER_DATASOURCES":{"URL":"{URL}"}},"sources":[{}]})", "circle"},
+      {R"({"defaults":{"DISCOVER_DATASOURCES":{"URL":"{URL}"}},"sources":[{}]})", "circular"},
       {R"({"sources":[{"catalogs":[{"cubes":[{"variables":["v"]}]}]}]})", "no such rowset"},
   };
   for (const Case& c : cases) {

@@ -95,11 +95,11 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"UnknownCommandListsThem",
                   {"--url", kUrl, "forest"},
                   {},
-                  "\"forest\" is no command; there are: sources, tree, cube, import"},
+                  "unknown command \"forest\"; expected one of: sources, tree, cube, import"},
         WrongCall{"OptionBeforeItsCommand",
                   {"--url", kUrl, "--jobs", "2", "import"},
                   {},
-                  "\"--jobs\" is no option here; an option of a command stands behind it"},
+                  "unknown option \"--jobs\"; the options of a command follow the command"},
         WrongCall{"TwoCommands", {"--url", kUrl, "sources", "tree"}, {}, "tree"},
         WrongCall{"UnknownOption", {"--url", kUrl, "sources", "--color"}, {}, "--color"},
         WrongCall{
@@ -107,20 +107,23 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{
             "NoPasswordOption", {"--url", kUrl, "--password", "x", "sources"}, {}, "--password"},
         WrongCall{"MissingValue", {"sources", "--url"}, {}, "--url"},
-        WrongCall{"EmptyValue", {"sources", "--url", ""}, {}, "--url needs a value"},
+        WrongCall{"EmptyValue", {"sources", "--url", ""}, {}, "--url needs a non-empty value"},
         WrongCall{"EmptyValueBehindAnEqualsSign",
                   {"--url", kUrl, "cube", "--source=", "--catalog=X"},
                   {},
-                  "--source needs a value that is not empty"},
+                  "--source needs a non-empty value"},
         WrongCall{"EmptyValueOfAnOptionOfEveryCommand",
                   {"--url=", "sources"},
                   {},
-                  "--url needs a value that is not empty"},
+                  "--url needs a non-empty value"},
         WrongCall{"EmptyValueOfAnUnknownOption",
                   {"--url", kUrl, "sources", "--password="},
                   {},
-                  "\"--password\" is no option here"},
-        WrongCall{"EmptyChoice", {"--url", kUrl, "cube", "--cube", ""}, {}, "--cube needs a value"},
+                  "unknown option \"--password\""},
+        WrongCall{"EmptyChoice",
+                  {"--url", kUrl, "cube", "--cube", ""},
+                  {},
+                  "--cube needs a non-empty value"},
         WrongCall{"OptionTwice", {"sources", "--url", kUrl, "--url", kUrl}, {}, "--url"},
         WrongCall{"ChoiceTwice",
                   {"--url", kUrl, "cube", "--cube", "A", "--cube", "B"},
@@ -131,13 +134,12 @@ INSTANTIATE_TEST_SUITE_P(
                   {},
                   "--source: At Most 1 required but received 2"},
         WrongCall{
-            "NoProvider", {"sources"}, {}, "--url URL (or XMLA_IMPORT_URL), or --sample KIND"},
-        WrongCall{
-            "EmptyVariable", {"sources"}, {{"XMLA_IMPORT_URL", ""}}, "nothing to import from"},
+            "NoProvider", {"sources"}, {}, "--url URL (or XMLA_IMPORT_URL) or --sample KIND"},
+        WrongCall{"EmptyVariable", {"sources"}, {{"XMLA_IMPORT_URL", ""}}, "no service given"},
         WrongCall{"UrlAndSample",
                   {"--url", kUrl, "--sample", "tamarind", "sources"},
                   {},
-                  "--url and --sample contradict each other"},
+                  "--url and --sample cannot be combined"},
         WrongCall{"UnknownSample",
                   {"--sample", "other", "sources"},
                   {},
@@ -145,7 +147,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"UnknownTarget",
                   {"--url", kUrl, "--target", "as2005", "sources"},
                   {},
-                  "--target is \"as2005\", but there are: analysis-services-2000, "
+                  "unknown --target \"as2005\"; expected one of: analysis-services-2000, "
                   "analysis-services-2005, analysis-services-2008, analysis-services-2012, sap-bw, "
                   "sap-bw35, tamarind-7, tamarind-9, tamarind-11, tamarind-11.1.2.3.500, tessera, "
                   "auto"},
@@ -172,15 +174,15 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"UnknownTargetInTheEnvironment",
                   {"--url", kUrl, "sources"},
                   {{"XMLA_IMPORT_TARGET", "AUTO"}},
-                  "XMLA_IMPORT_TARGET is \"AUTO\", but there are: "},
+                  "unknown XMLA_IMPORT_TARGET \"AUTO\"; expected one of: "},
         WrongCall{"UnknownFormat",
                   {"--url", kUrl, "sources", "--format", "xml"},
                   {},
-                  "--format is \"xml\", but there are: text, json"},
+                  "unknown --format \"xml\"; expected one of: text, json"},
         WrongCall{"QuietAndVerbose",
                   {"--url", kUrl, "sources", "--quiet", "--verbose"},
                   {},
-                  "--quiet and --verbose contradict each other"},
+                  "--quiet and --verbose cannot be combined"},
         WrongCall{"OtherScheme", {"--url", "ftp://server/", "sources"}, {}, "--url is not an http"},
         WrongCall{"NoScheme", {"--url", "server/xmla", "sources"}, {}, "--url is not an http"},
         WrongCall{"BadUrlInTheEnvironment",
@@ -209,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Call, AWrongCallIsADocumentOnceJsonIsRecognised) {
   const Json expected = {{"dataSources", Json::array()},
                          {"errors",
-                          {"--target is \"x\", but there are: analysis-services-2000, "
+                          {"unknown --target \"x\"; expected one of: analysis-services-2000, "
                            "analysis-services-2005, analysis-services-2008, "
                            "analysis-services-2012, sap-bw, sap-bw35, tamarind-7, "
                            "tamarind-9, tamarind-11, tamarind-11.1.2.3.500, tessera, auto"}},

@@ -196,7 +196,7 @@ TEST(Import, LosesOnlyTheCubeOfWhichAProviderBreaksARule) {
     const Json& broken = document["cubes"][1];
     EXPECT_EQ(broken["errors"],
               Json({"the provider reports two levels with the same number in the hierarchy "
-                    "\"[Shop].[Place]\"; what was read of the cube is incomplete"}));
+                    "\"[Shop].[Place]\"; the cube is incomplete"}));
     EXPECT_EQ(broken["measures"].size(), 2u);
   }
   const Outcome alone =

@@ -277,8 +277,8 @@ TEST_F(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
     bool hasReader;
     const char* said;
   };
-  for (const Case& each : {Case{false, "; the result is not written\n"},
-                           Case{true, "; the result there is cut short\n"}}) {
+  for (const Case& each : {Case{false, "; the result was not written\n"},
+                           Case{true, "; the result there is truncated\n"}}) {
     SCOPED_TRACE(each.said);
     ExpectWithin(kWithGrace, [&] {
       NamedPipe pipe;
@@ -292,9 +292,8 @@ TEST_F(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
       });
       const double seconds = SecondsSince(sent);
       EXPECT_EQ(outcome.status, 130);
-      EXPECT_THAT(outcome.err,
-                  testing::EndsWith("xmla-import: error: interrupted while nobody read \"" +
-                                    pipe.Name() + '"' + each.said));
+      EXPECT_THAT(outcome.err, testing::EndsWith("xmla-import: error: interrupted, and \"" +
+                                                 pipe.Name() + "\" has no reader" + each.said));
       return seconds;
     });
   }
@@ -378,7 +377,7 @@ TEST_F(Interrupt, BeforeThePipeIsOpenedWaitsAMomentForItsReader) {
       const double seconds = SecondsSince(sent);
       stalled.Release();
       EXPECT_EQ(outcome.status, 130);
-      EXPECT_EQ(outcome.err.find("nobody read") == std::string::npos, hasReader) << outcome.err;
+      EXPECT_EQ(outcome.err.find("has no reader") == std::string::npos, hasReader) << outcome.err;
       if (hasReader) {
         EXPECT_EQ(Json::parse(pipe.ReadAll())["errors"].size(), 1u);
       }
@@ -421,7 +420,7 @@ TEST_F(Interrupt, EndsTheWaitingForATerminalThatTakesNothing) {
       });
       const double seconds = SecondsSince(sent);
       EXPECT_EQ(outcome.status, 130) << isStopped;
-      EXPECT_THAT(outcome.err, testing::EndsWith("; the result there is cut short\n"));
+      EXPECT_THAT(outcome.err, testing::EndsWith("; the result there is truncated\n"));
       close(terminal);
       close(screen);
       return seconds;
@@ -579,8 +578,9 @@ TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
         const std::string found = support::ReadFile(file);
         if (outcome.status == 130) {
           EXPECT_EQ(found, "former");
-          EXPECT_EQ(outcome.err, "xmla-import: error: interrupted before the result was in \"" +
-                                     file + "\"; the file is as it was\n");
+          EXPECT_EQ(outcome.err,
+                    "xmla-import: error: interrupted before the result was written to \"" + file +
+                        "\"; the file is unchanged\n");
           struct stat status {};
           if (fstat(unfinished, &status) == 0) written = status.st_size;
         } else {

@@ -61,8 +61,7 @@ TEST(SampleProvider, TakesNoCredentials) {
     const Outcome outcome = RunTool({"--sample", "sap-bw", option, "ann", "sources"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err,
-              "xmla-import: error: --user and --password-file contradict --sample: it asks for no "
-              "credentials\n");
+              "xmla-import: error: --user and --password-file cannot be combined with --sample\n");
   }
   Options options;  // the environment may hold them for other calls
   options.environment = {{"XMLA_IMPORT_USER", "ann"}, {"XMLA_IMPORT_PASSWORD", "x"}};

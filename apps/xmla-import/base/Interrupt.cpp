@@ -38,7 +38,7 @@ Interrupt::~Interrupt() { interrupted.store(nullptr); }
 
 bool Interrupt::Happened() { return happened.load(); }
 
-bool IsToStop() {
+bool MustStop() {
   const VXExecutionState* const state = VXExecutionState::Current();
   return state && state->IsCancellationRequested();
 }

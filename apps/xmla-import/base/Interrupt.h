@@ -22,4 +22,4 @@ class Interrupt {
 };
 
 /// True if cancellation is requested for the import on the calling thread.
-bool IsToStop();
+bool MustStop();

@@ -12,7 +12,7 @@ struct Range {
 };
 
 // Control characters and invisible formatting characters.
-constexpr Range kActive[] = {
+constexpr Range kEscaped[] = {
     {0x0000, 0x001F},  // C0 controls, including escape
     {0x007F, 0x009F},  // delete and the C1 controls
     {0x061C, 0x061C},  // Arabic letter mark
@@ -25,16 +25,16 @@ constexpr Range kActive[] = {
 
 }  // namespace
 
-bool IsActiveOnTerminal(wchar_t c) {
-  return std::any_of(std::begin(kActive), std::end(kActive),
+bool NeedsEscapeOnTerminal(wchar_t c) {
+  return std::any_of(std::begin(kEscaped), std::end(kEscaped),
                      [c](Range range) { return range.first <= c && c <= range.last; });
 }
 
-std::string HarmlessOnTerminal(std::string_view text) {
+std::string EscapedForTerminal(std::string_view text) {
   constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
   String result;
   for (const wchar_t c : Wide(text)) {
-    if (!IsActiveOnTerminal(c)) {
+    if (!NeedsEscapeOnTerminal(c)) {
       result += c;
       continue;
     }

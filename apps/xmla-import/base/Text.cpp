@@ -50,10 +50,10 @@ std::string WithoutCredentials(std::string_view text) {
 }
 
 String Shortened(const String& text) {
-  constexpr std::size_t kMost = 1000;
-  if (text.size() <= kMost) return text;
-  return text.substr(0, kMost) + L"... (" +
-         BaseStringUtil::StringFrom(std::uint64_t{text.size() - kMost}) + L" more characters)";
+  constexpr std::size_t kMax = 1000;
+  if (text.size() <= kMax) return text;
+  return text.substr(0, kMax) + L"... (" +
+         BaseStringUtil::StringFrom(std::uint64_t{text.size() - kMax}) + L" more characters)";
 }
 
 std::vector<std::string> Lines(const ErrorMessage& error) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int kMostLinks = 40;  // same as the kernel
+constexpr int kMaxLinks = 40;  // same as the kernel
 
 [[noreturn]] void Fail(int error) { throw PathError(std::strerror(error)); }
 
@@ -25,7 +25,7 @@ struct stat StatusOf(const Descriptor& file) {
 }
 
 /// True if another user may have placed the file there to redirect the caller.
-bool MayBePlanted(const struct stat& file, const struct stat& directory) {
+bool IsUntrusted(const struct stat& file, const struct stat& directory) {
   if (file.st_uid == geteuid() || file.st_uid == 0) return false;
   if (directory.st_mode & (S_ISVTX | S_IWOTH)) return true;
   return (directory.st_mode & S_IWGRP) && file.st_uid != directory.st_uid;
@@ -33,9 +33,9 @@ bool MayBePlanted(const struct stat& file, const struct stat& directory) {
 
 void RequireTrust(const Descriptor& directory, const std::string& name, const struct stat& file,
                   const char* kind) {
-  if (MayBePlanted(file, StatusOf(directory)))
+  if (IsUntrusted(file, StatusOf(directory)))
     throw PathError("\"" + name + "\" is a " + kind +
-                    " of another user in a directory that others can write to; name another place");
+                    " of another user in a directory that others can write to; use another path");
 }
 
 /// A link in /proc refers to an open file, which may have no path.
@@ -56,16 +56,16 @@ std::string LinkText(int directory, const std::string& name) {
 /// Resolves a path component by component.
 class Walk {
  public:
-  explicit Walk(const std::string& path) { GoOnAt(path); }
+  explicit Walk(const std::string& path) { ContinueWith(path); }
 
-  TrustedPath ToItsEnd() {
+  TrustedPath Resolve() {
     while (!Step()) {
     }
     return std::move(m_found);
   }
 
  private:
-  void GoOnAt(const std::string& path) {
+  void ContinueWith(const std::string& path) {
     if (path.empty()) Fail(ENOENT);
     if (path.front() == '/' || !m_found.directory.IsOpen())
       m_found.directory = OpenPath(AT_FDCWD, path.front() == '/' ? "/" : ".", O_DIRECTORY);
@@ -84,7 +84,7 @@ class Walk {
   }
 
   void CountLink() {
-    if (++m_links > kMostLinks) Fail(ELOOP);
+    if (++m_links > kMaxLinks) Fail(ELOOP);
   }
 
   /// Resolves one component. True if it was the last one.
@@ -99,7 +99,7 @@ class Walk {
       CountLink();
       if (!IsInProc(m_found.directory)) {
         RequireTrust(m_found.directory, name, status, "link");
-        GoOnAt(LinkText(file.Number(), "") + m_rest);
+        ContinueWith(LinkText(file.Number(), "") + m_rest);
         return false;
       }
       m_found.openFile = LinkText(file.Number(), "");
@@ -128,7 +128,7 @@ class Walk {
 
 }  // namespace
 
-TrustedPath TrustedPath::Find(const std::string& path) { return Walk(path).ToItsEnd(); }
+TrustedPath TrustedPath::Find(const std::string& path) { return Walk(path).Resolve(); }
 
 Descriptor TrustedPath::Open(int flags) const {
   // Opens the file found before, even if its name refers to another file now.

@@ -10,12 +10,12 @@ namespace {
 
 constexpr std::string_view kFooter =
     "Environment:\n"
-    "  XMLA_IMPORT_URL, XMLA_IMPORT_USER, XMLA_IMPORT_TARGET  used when the option is not given\n"
-    "  XMLA_IMPORT_PASSWORD        the password, when there is no --password-file\n"
-    "  MORVEN_BI_XMLA_HTTP_TIMEOUT  seconds to wait for a silent server, 120 when not set\n"
+    "  XMLA_IMPORT_URL, XMLA_IMPORT_USER, XMLA_IMPORT_TARGET  defaults of the options\n"
+    "  XMLA_IMPORT_PASSWORD        the password, if --password-file is not given\n"
+    "  MORVEN_BI_XMLA_HTTP_TIMEOUT  time-out in seconds, default 120\n"
     "\n"
     "Exit status:\n"
-    "  0 done, 1 errors, 2 wrong call, 3 import: some cubes failed, 130 interrupted";
+    "  0 success, 1 errors, 2 usage error, 3 import: some cubes failed, 130 interrupted";
 
 /// Finds the value of one option without parsing the others. Used to report a usage error in the
 /// requested format. `shortName` may be empty.
@@ -61,11 +61,11 @@ void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& form
           "tamarind");
   AddText(app, "--user", arguments.user, "NAME", "user name [XMLA_IMPORT_USER]");
   AddText(app, "--password-file", arguments.passwordFile, "FILE",
-          "the password is the first line of FILE, - is standard input; else "
-          "[XMLA_IMPORT_PASSWORD], else it is asked for");
+          "file whose first line is the password, - is standard input; default: "
+          "[XMLA_IMPORT_PASSWORD], else a prompt");
   AddText(app, "--target", arguments.target, "KIND",
-          "the kind of provider, auto when not given: " + TargetNames() + " [XMLA_IMPORT_TARGET]");
-  AddText(app, "--log", arguments.log, "DIR", "write the import log into DIR");
+          "the kind of provider, default auto: " + TargetNames() + " [XMLA_IMPORT_TARGET]");
+  AddText(app, "--log", arguments.log, "DIR", "write the import log to DIR");
   AddText(app, "--format", format, "FORMAT", "text (default) or json");
   AddText(app, "-o,--output", arguments.output, "FILE", "write the result to FILE");
   app.add_flag("--quiet", arguments.quiet, "show no progress");
@@ -74,7 +74,7 @@ void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& form
 
 void AddCommand(CLI::App& app, const CommandForm& form, Arguments& arguments) {
   CLI::App& command = *app.add_subcommand(form.name, form.help);
-  command.footer("The options of every command: xmla-import --help");
+  command.footer("Common options: xmla-import --help");
   for (const CommandOption& option : form.options) {
     if (option.count) {
       command.add_option(option.name, arguments.*option.count, option.help)
@@ -92,7 +92,7 @@ void AddCommand(CLI::App& app, const CommandForm& form, Arguments& arguments) {
 }
 
 /// Rejects "--option=" without a value. The parser would use the next argument as the value.
-void RequireValuesBehindEqualsSigns(int argc, const char* const* argv, CLI::App& app) {
+void RejectEqualsWithoutValue(int argc, const char* const* argv, CLI::App& app) {
   std::vector<CLI::App*> all = app.get_subcommands(nullptr);
   all.push_back(&app);
   for (int i = 1; i < argc; ++i) {
@@ -100,8 +100,7 @@ void RequireValuesBehindEqualsSigns(int argc, const char* const* argv, CLI::App&
     if (!word.starts_with("--") || !word.ends_with('=')) continue;
     word.pop_back();
     for (const CLI::App* const each : all)
-      if (each->get_option_no_throw(word))
-        throw UsageError(word + " needs a value that is not empty");
+      if (each->get_option_no_throw(word)) throw UsageError(word + " needs a non-empty value");
   }
 }
 
@@ -109,16 +108,16 @@ void RequireValuesBehindEqualsSigns(int argc, const char* const* argv, CLI::App&
 void RequireValues(const CLI::App& app) {
   for (const CLI::Option* option : app.get_options())
     for (const std::string& value : option->results())
-      if (value.empty()) throw UsageError(option->get_name() + " needs a value that is not empty");
+      if (value.empty()) throw UsageError(option->get_name() + " needs a non-empty value");
 }
 
 void CheckMeaning(const CLI::App& app, const std::string& format, const Arguments& arguments) {
   RequireValues(app);
   for (const CLI::App* command : app.get_subcommands()) RequireValues(*command);
   if (format != "text" && format != "json")
-    throw UsageError("--format is \"" + OneLine(format) + "\", but there are: text, json");
+    throw UsageError("unknown --format \"" + OneLine(format) + "\"; expected one of: text, json");
   if (arguments.quiet && arguments.verbose)
-    throw UsageError("--quiet and --verbose contradict each other; give one of them");
+    throw UsageError("--quiet and --verbose cannot be combined");
 }
 
 /// The error text for unexpected arguments. It contains no option values, since one may be a
@@ -127,11 +126,13 @@ std::string AboutExtras(const CLI::App& app, const std::vector<CommandForm>& com
   const std::vector<std::string> extras = app.remaining(true);
   for (const std::string& word : extras)
     if (word.starts_with('-') && word != "-")
-      return Listed({OneLine(word.substr(0, word.starts_with("--") ? word.find('=') : 2))}) +
-             " is no option here; an option of a command stands behind it";
+      return "unknown option " +
+             Listed({OneLine(word.substr(0, word.starts_with("--") ? word.find('=') : 2))}) +
+             "; the options of a command follow the command";
   const std::string word = extras.empty() ? std::string() : Listed({OneLine(extras.front())});
-  return app.get_subcommands().empty() ? word + " is no command; there are: " + NamesOf(commands)
-                                       : word + " was not expected";
+  return app.get_subcommands().empty()
+             ? "unknown command " + word + "; expected one of: " + NamesOf(commands)
+             : "unexpected argument " + word;
 }
 
 }  // namespace
@@ -153,11 +154,11 @@ void ParseArguments(int argc, const char* const* argv, const std::vector<Command
     throw UsageError(text);
   };
   try {
-    RequireValuesBehindEqualsSigns(argc, argv, app);
+    RejectEqualsWithoutValue(argc, argv, app);
     app.parse(argc, argv);
     for (const CLI::App* const command : app.get_subcommands()) read.command = command->get_name();
     if (read.command.empty())
-      throw UsageError("no command was given; there are: " + NamesOf(commands));
+      throw UsageError("no command given; expected one of: " + NamesOf(commands));
     read.json = format == "json";
     CheckMeaning(app, format, read);
   } catch (const CLI::CallForHelp&) {

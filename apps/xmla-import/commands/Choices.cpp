@@ -9,12 +9,12 @@ namespace {
 
 /// Lists at most 100 names, each truncated: a server can send many and long names.
 std::string ListedInPart(const std::vector<String>& names) {
-  constexpr std::size_t kMost = 100;
+  constexpr std::size_t kMax = 100;
   std::vector<std::string> shown;
-  for (std::size_t i = 0; i < std::min(names.size(), kMost); ++i)
+  for (std::size_t i = 0; i < std::min(names.size(), kMax); ++i)
     shown.push_back(Utf8(Shortened(names[i])));
   std::string list = Listed(shown);
-  if (names.size() > kMost) list += " and " + std::to_string(names.size() - kMost) + " more";
+  if (names.size() > kMax) list += " and " + std::to_string(names.size() - kMax) + " more";
   return list;
 }
 

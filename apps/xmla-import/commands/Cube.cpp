@@ -20,7 +20,7 @@ std::optional<String> FirstOf(const std::vector<std::string>& values) {
 }
 
 /// Completes absent choices and checks given ones against the provider's lists.
-ExitStatus LookUp(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
+ExitStatus CompleteChoices(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
   const auto names = DataSourceNames(import, messages);
   if (!names) return ExitStatus::kFailed;
   ExitStatus status = Choose({"data source", "--source", ""}, *names, choices.dataSource, messages);
@@ -29,9 +29,9 @@ ExitStatus LookUp(OTXMLAImportAPI& import, Choices& choices, Messages& messages)
   // The warnings are dropped: DataSourceNames has already added the one about the target kind.
   Messages tree;
   std::vector<OTDataSource> dataSources;
-  const bool whole = DataSourceTree(import, choices.dataSource, dataSources, tree);
+  const bool isComplete = DataSourceTree(import, choices.dataSource, dataSources, tree);
   for (std::string& error : tree.errors) messages.errors.push_back(std::move(error));
-  if (!whole || dataSources.empty()) return ExitStatus::kFailed;
+  if (!isComplete || dataSources.empty()) return ExitStatus::kFailed;
   const OTDataSource& source = dataSources.front();
   const std::string inSource = " in the data source " + Listed({Utf8(*choices.dataSource)});
   status =
@@ -44,7 +44,7 @@ ExitStatus LookUp(OTXMLAImportAPI& import, Choices& choices, Messages& messages)
   return ExitStatus::kFailed;
 }
 
-void Keep(const Choices& choices, CubeResult& result) {
+void StoreChoices(const Choices& choices, CubeResult& result) {
   result.dataSource = choices.dataSource.value_or(String());
   result.catalog = choices.catalog.value_or(String());
   result.cube = choices.cube.value_or(String());
@@ -55,28 +55,28 @@ void Keep(const Choices& choices, CubeResult& result) {
 ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& result) {
   Choices choices{FirstOf(arguments.sources), FirstOf(arguments.catalogs),
                   FirstOf(arguments.cubes)};
-  Keep(choices, result);
+  StoreChoices(choices, result);
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
   const auto import = session.Import(result.messages);
   if (!import) return ExitStatus::kFailed;
 
   const bool open = !choices.dataSource || !choices.catalog || !choices.cube;
   if (open) {
-    const ExitStatus status = LookUp(*import, choices, result.messages);
-    Keep(choices, result);
+    const ExitStatus status = CompleteChoices(*import, choices, result.messages);
+    StoreChoices(choices, result);
     if (status != ExitStatus::kDone) return status;
   }
-  const bool whole = ReadCube(session, *import, result);
+  const bool isComplete = ReadCube(session, *import, result);
   const bool empty = result.hierarchies.empty() && result.measures.empty();
-  if (whole && !empty) return ExitStatus::kDone;
+  if (isComplete && !empty) return ExitStatus::kDone;
   if (!open) {
     // Providers answer an unknown name with a fault or an empty result. List the existing names.
     Messages found;
-    const ExitStatus status = LookUp(*import, choices, found);
-    if (status == ExitStatus::kWrongCall || whole) {
+    const ExitStatus status = CompleteChoices(*import, choices, found);
+    if (status == ExitStatus::kWrongCall || isComplete) {
       for (std::string& error : found.errors) result.messages.errors.push_back(std::move(error));
       if (status != ExitStatus::kDone) return status;
     }
   }
-  return whole ? ExitStatus::kDone : ExitStatus::kFailed;
+  return isComplete ? ExitStatus::kDone : ExitStatus::kFailed;
 }

@@ -16,9 +16,9 @@ bool CubeOrder::AwaitTurn(std::size_t number) {
   constexpr std::chrono::milliseconds kSlice{
       50};  // a signal handler cannot notify the condition variable
   std::unique_lock lock(m_mutex);
-  while (number >= m_next + m_window && !m_failure && !IsToStop())
+  while (number >= m_next + m_window && !m_failure && !MustStop())
     m_advanced.wait_for(lock, kSlice);
-  return !m_failure && !IsToStop();
+  return !m_failure && !MustStop();
 }
 
 void CubeOrder::Put(std::size_t number, std::unique_ptr<CubeResult> cube) {

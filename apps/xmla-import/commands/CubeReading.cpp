@@ -23,22 +23,22 @@ bool Read(CubeResult& result, Get get) {
 
 bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& result) {
   import.SetImportChoiceInfo(result.dataSource, result.catalog, result.cube);
-  bool whole = Read(result, [&](String& errors, String& warnings) {
+  bool isComplete = Read(result, [&](String& errors, String& warnings) {
     import.GetHierarchies(result.hierarchies, errors, warnings);
   });
-  if (IsToStop()) return false;
+  if (MustStop()) return false;
 
   // Measures may succeed even if the hierarchies failed.
-  whole &= Read(result, [&](String& errors, String& warnings) {
+  isComplete &= Read(result, [&](String& errors, String& warnings) {
     import.GetMeasuresAndCalcMembers(result.measures, errors, warnings);
   });
-  if (IsToStop()) return false;
+  if (MustStop()) return false;
 
   if (session.IsSapBw())
-    whole &= Read(result, [&](String& errors, String& warnings) {
+    isComplete &= Read(result, [&](String& errors, String& warnings) {
       OTCube cube;
       import.GetSAPVariables(cube, errors, warnings);
       result.sapVariables = cube.m_sapVariables;
     });
-  return whole && !IsToStop();
+  return isComplete && !MustStop();
 }

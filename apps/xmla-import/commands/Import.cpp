@@ -33,19 +33,19 @@ class Filter {
       m_wanted.insert(m_names.back());
     }
   }
-  bool Passes(const String& name) {
+  bool Matches(const String& name) {
     if (m_names.empty()) return true;
-    if (m_known.insert(name).second) m_seen.push_back(name);
+    if (m_existingSet.insert(name).second) m_existing.push_back(name);
     return m_wanted.contains(name);
   }
   /// Adds an error for each filter name that the provider does not have, with a list of existing
   /// names.
-  ExitStatus CheckSeen(Messages& messages) const {
+  ExitStatus ReportUnknownNames(Messages& messages) const {
     ExitStatus status = ExitStatus::kDone;
     for (const String& name : m_names) {
       std::optional<String> missing = name;
-      if (!m_known.contains(name))
-        status = Choose({m_kind, m_option, ""}, m_seen, missing, messages);
+      if (!m_existingSet.contains(name))
+        status = Choose({m_kind, m_option, ""}, m_existing, missing, messages);
     }
     return status;
   }
@@ -55,8 +55,8 @@ class Filter {
   const char* m_option;
   std::vector<String> m_names;
   Names m_wanted;
-  std::vector<String> m_seen;  ///< existing names, in the provider's order
-  Names m_known;               ///< the same names
+  std::vector<String> m_existing;  ///< existing names, in the provider's order
+  Names m_existingSet;             ///< the same names
 };
 
 struct Choice {
@@ -68,14 +68,14 @@ struct Choice {
 /// The cubes to read, in the provider's order, and whether the tree was read completely.
 struct Plan {
   std::vector<Choice> cubes;
-  bool whole = true;
+  bool isComplete = true;
 };
 
 /// Reads the trees of the named data sources, or of all.
 ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& sources,
                      std::vector<OTDataSource>& tree, Plan& plan, Messages& messages) {
   if (sources.empty()) {
-    plan.whole = DataSourceTree(import, std::nullopt, tree, messages);
+    plan.isComplete = DataSourceTree(import, std::nullopt, tree, messages);
     return ExitStatus::kDone;
   }
   const auto names = DataSourceNames(import, messages);
@@ -83,19 +83,20 @@ ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& so
   Filter filter("data source", "--source", sources);
   std::vector<String> wanted;
   for (const String& name : *names)
-    if (filter.Passes(name)) wanted.push_back(name);
-  if (const ExitStatus status = filter.CheckSeen(messages); status != ExitStatus::kDone)
+    if (filter.Matches(name)) wanted.push_back(name);
+  if (const ExitStatus status = filter.ReportUnknownNames(messages); status != ExitStatus::kDone)
     return status;
   // Each operation repeats the warning about the target kind. Keep it once.
-  std::unordered_set<std::string> told(messages.warnings.begin(), messages.warnings.end());
+  std::unordered_set<std::string> known(messages.warnings.begin(), messages.warnings.end());
   for (const String& name : wanted) {
     std::vector<OTDataSource> one;
-    Messages said;
-    plan.whole = DataSourceTree(import, name, one, said) && plan.whole;
+    Messages messagesOfOne;
+    plan.isComplete = DataSourceTree(import, name, one, messagesOfOne) && plan.isComplete;
     std::move(one.begin(), one.end(), std::back_inserter(tree));
-    std::move(said.errors.begin(), said.errors.end(), std::back_inserter(messages.errors));
-    for (std::string& warning : said.warnings)
-      if (told.insert(warning).second) messages.warnings.push_back(std::move(warning));
+    std::move(messagesOfOne.errors.begin(), messagesOfOne.errors.end(),
+              std::back_inserter(messages.errors));
+    for (std::string& warning : messagesOfOne.warnings)
+      if (known.insert(warning).second) messages.warnings.push_back(std::move(warning));
   }
   return ExitStatus::kDone;
 }
@@ -104,10 +105,10 @@ ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& so
 void AddCubes(const std::vector<OTDataSource>& tree, Filter& catalogs, Filter& cubes, Plan& plan) {
   for (const OTDataSource& source : tree)
     for (const OTCatalog& catalog : source.m_catalogs) {
-      if (!catalogs.Passes(catalog.m_catalogName)) continue;
+      if (!catalogs.Matches(catalog.m_catalogName)) continue;
       for (const OTCube& cube : catalog.m_cubes) {
-        if (IsToStop()) return;
-        if (!cubes.Passes(cube.first)) continue;
+        if (MustStop()) return;
+        if (!cubes.Matches(cube.first)) continue;
         plan.cubes.push_back({source.m_dataSourceName, catalog.m_catalogName, cube.first});
       }
     }
@@ -123,13 +124,13 @@ ExitStatus MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Plan& p
   Filter cubes("cube", "--cube", arguments.cubes);
   AddCubes(tree, catalogs, cubes, plan);
   // With an incomplete tree, a missing name may still exist.
-  if (!plan.whole || IsToStop()) return ExitStatus::kDone;
-  const ExitStatus catalogStatus = catalogs.CheckSeen(messages);
-  return catalogStatus != ExitStatus::kDone ? catalogStatus : cubes.CheckSeen(messages);
+  if (!plan.isComplete || MustStop()) return ExitStatus::kDone;
+  const ExitStatus catalogStatus = catalogs.ReportUnknownNames(messages);
+  return catalogStatus != ExitStatus::kDone ? catalogStatus : cubes.ReportUnknownNames(messages);
 }
 
 /// Adds an error for an exception that the server did not cause.
-void Tell(Messages& messages, const std::exception& error) noexcept {
+void AddError(Messages& messages, const std::exception& error) noexcept {
   const bool isMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
   try {
     messages.errors.push_back(isMemory ? "there is not enough memory" : OneLine(error.what()));
@@ -147,7 +148,7 @@ class Reading {
         m_jobs(std::min(static_cast<std::size_t>(jobs), cubes.size())),
         m_receiver(receiver),
         m_order(
-            cubes.size(), kAhead * m_jobs, [this](const CubeResult& cube) { Take(cube); },
+            cubes.size(), kReadAhead * m_jobs, [this](const CubeResult& cube) { Take(cube); },
             [this] { Stop(); }) {}
 
   /// Throws what the receiver throws.
@@ -164,11 +165,11 @@ class Reading {
   }
 
   /// Number of complete cubes, and of cubes that are not in the result.
-  std::size_t Whole() const { return m_whole; }
+  std::size_t Complete() const { return m_complete; }
   std::size_t Missing() const { return m_missing; }
 
  private:
-  static constexpr std::size_t kAhead = 4;  // cubes per thread
+  static constexpr std::size_t kReadAhead = 4;  // cubes per thread
 
   void Work() {
     const ImportSettings::Scope settingsScope(m_settings);
@@ -188,12 +189,12 @@ class Reading {
       cube->cube = m_cubes[number].cube;
       m_receiver.BeginCube(cube->cube);
       const auto import = m_session.Import(cube->messages, "cube-" + std::to_string(number + 1));
-      cube->isWhole = import && ReadCube(m_session, *import, *cube);
+      cube->isComplete = import && ReadCube(m_session, *import, *cube);
     } catch (const std::exception& error) {
       // Usually out of memory. Other cubes may be smaller, so the import continues.
-      if (cube) Tell(cube->messages, error);
+      if (cube) AddError(cube->messages, error);
     }
-    if (IsToStop() && !(cube && cube->isWhole)) return nullptr;
+    if (MustStop() && !(cube && cube->isComplete)) return nullptr;
     m_receiver.EndCube();
     return cube;
   }
@@ -201,7 +202,7 @@ class Reading {
   void Take(const CubeResult& cube) {
     if (!m_receiver.Take(cube)) return;
     --m_missing;
-    if (cube.isWhole) ++m_whole;
+    if (cube.isComplete) ++m_complete;
   }
 
   void Stop() {
@@ -218,7 +219,7 @@ class Reading {
   std::atomic<std::size_t> m_next{0};
   // Changed only by Take, which runs on one thread at a time.
   std::size_t m_missing = m_cubes.size();
-  std::size_t m_whole = 0;
+  std::size_t m_complete = 0;
 };
 
 }  // namespace
@@ -227,7 +228,7 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
                      ImportResult& result) {
   if (session.Target()) result.target = TargetName(*session.Target());
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
-  session.LearnIdentity();
+  session.ReadIdentity();
   result.providerName = session.Identity().name;
   result.providerVersion = session.Identity().version;
   result.target = TargetName(*session.Target());
@@ -241,8 +242,8 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   }
   if (plan.cubes.empty()) {
     const bool filtered = !(arguments.sources.empty() && arguments.catalogs.empty());
-    if (plan.whole)
-      result.messages.errors.push_back(filtered ? "what was named has no cubes to import"
+    if (plan.isComplete)
+      result.messages.errors.push_back(filtered ? "no cube matches --source, --catalog and --cube"
                                                 : "the provider has no cubes to import");
     return ExitStatus::kFailed;
   }
@@ -252,9 +253,9 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   const std::size_t count = plan.cubes.size();
   if (reading.Missing() > 0)
     result.messages.errors.push_back(
-        (IsToStop() ? "interrupted; " : "there is not enough memory; ") +
+        (MustStop() ? "interrupted; " : "there is not enough memory; ") +
         std::to_string(reading.Missing()) + " of " + std::to_string(count) +
         " cubes are not in the result");
-  if (reading.Whole() == 0) return ExitStatus::kFailed;
-  return plan.whole && reading.Whole() == count ? ExitStatus::kDone : ExitStatus::kPartly;
+  if (reading.Complete() == 0) return ExitStatus::kFailed;
+  return plan.isComplete && reading.Complete() == count ? ExitStatus::kDone : ExitStatus::kPartly;
 }

@@ -32,7 +32,7 @@ struct CubeResult {
   std::vector<OTXMLAUnit> measures;
   XmlACubeVariableVector sapVariables;
   Messages messages;
-  bool isWhole = false;  ///< no part failed
+  bool isComplete = false;  ///< no part failed
 };
 
 /// Without the cubes, which the CubeReceiver gets one by one.

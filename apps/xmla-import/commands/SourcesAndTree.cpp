@@ -18,18 +18,18 @@ ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& res
   if (!import) return ExitStatus::kFailed;
   std::optional<String> source;
   if (!arguments.sources.empty()) source = Wide(arguments.sources.front());
-  const bool whole = DataSourceTree(*import, source, result.dataSources, result.messages);
-  if (!source) return whole ? ExitStatus::kDone : ExitStatus::kFailed;
-  if (whole && !result.dataSources.front().m_catalogs.empty()) return ExitStatus::kDone;
+  const bool isComplete = DataSourceTree(*import, source, result.dataSources, result.messages);
+  if (!source) return isComplete ? ExitStatus::kDone : ExitStatus::kFailed;
+  if (isComplete && !result.dataSources.front().m_catalogs.empty()) return ExitStatus::kDone;
 
   // Providers answer an unknown data source with a fault or an empty result. List the existing
   // ones. Errors of this look-up are dropped.
-  Messages unsaid;
-  const auto names = DataSourceNames(*import, unsaid);
+  Messages ignored;
+  const auto names = DataSourceNames(*import, ignored);
   if (names && Choose({"data source", "--source", ""}, *names, source, result.messages) !=
                    ExitStatus::kDone) {
     result.dataSources.clear();
     return ExitStatus::kWrongCall;
   }
-  return whole ? ExitStatus::kDone : ExitStatus::kFailed;
+  return isComplete ? ExitStatus::kDone : ExitStatus::kFailed;
 }

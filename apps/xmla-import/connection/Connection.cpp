@@ -41,12 +41,12 @@ std::optional<std::string> TakeFromEnvironment(const char* variable) {
 void ServeSample(const std::string& name, Connection& connection) {
   const std::optional<sample::Kind> kind = sample::KindFromName(name);
   if (!kind)
-    throw UsageError("--sample is \"" + OneLine(name) +
-                     "\", but there are: analysis-services, sap-bw, tamarind");
+    throw UsageError("unknown --sample \"" + OneLine(name) +
+                     "\"; expected one of: analysis-services, sap-bw, tamarind");
   try {
     connection.provider = std::make_unique<sample::Provider>();
   } catch (const std::runtime_error& error) {
-    throw std::runtime_error("the sample provider cannot be served: " + OneLine(error.what()));
+    throw std::runtime_error("the sample provider cannot be started: " + OneLine(error.what()));
   }
   connection.url = Wide(connection.provider->Url(*kind));
   // Local server: ignore the proxies of the environment.
@@ -70,14 +70,13 @@ void HideInUrl(char* word) {
 void UseUrl(const Arguments& arguments, Connection& connection) {
   std::string url = OptionOr(arguments.url, "XMLA_IMPORT_URL");
   if (url.empty())
-    throw UsageError(
-        "nothing to import from: give --url URL (or XMLA_IMPORT_URL), or --sample KIND");
+    throw UsageError("no service given; use --url URL (or XMLA_IMPORT_URL) or --sample KIND");
   connection.url = WideSecret(std::move(url));
   if (char* const variable = std::getenv("XMLA_IMPORT_URL")) HideInUrl(variable);
   // The message omits the URL, which may contain a password.
   if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
     throw UsageError(Origin(!arguments.url.empty(), "--url", "XMLA_IMPORT_URL") +
-                     " is not an http or https address such as http://server/xmla");
+                     " is not an http or https URL such as http://server/xmla");
 }
 
 /// The library ignores values that are not numbers. The tool rejects them.
@@ -92,7 +91,7 @@ void CheckTimeout() {
                      "\": give a whole number of seconds, or 0 for no limit");
 }
 
-void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnvironment,
+void UseCredentials(const Arguments& arguments, std::optional<std::string> environmentPassword,
                     Connection& connection) {
   const bool fromUrl = !connection.user.empty() || !connection.password.empty();
   const String user = Wide(arguments.user);
@@ -105,7 +104,7 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnv
   }
   if (!arguments.passwordFile.empty()) {
     if (connection.user.empty())
-      throw UsageError("--password-file needs a user name: give --user NAME");
+      throw UsageError("--password-file needs a user name; use --user NAME");
     // Disable the echo if standard input is a terminal.
     std::optional<std::string> typed;
     if (arguments.passwordFile == "-" && isatty(STDIN_FILENO) == 1)
@@ -116,8 +115,8 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> ofEnv
     return;
   }
   if (connection.user.empty() || !connection.password.empty()) return;
-  if (ofEnvironment)
-    connection.password = WideSecret(std::move(*ofEnvironment));
+  if (environmentPassword)
+    connection.password = WideSecret(std::move(*environmentPassword));
   else if (auto typed = PasswordFromTerminal(Utf8(connection.user)))
     connection.password = WideSecret(std::move(*typed));
 }
@@ -127,8 +126,9 @@ std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& argument
   if (name.empty() || name == kAutoTarget) return std::nullopt;
   const std::optional<ServerInfo::TargetType> target = TargetFromName(name);
   if (!target)
-    throw UsageError(Origin(!arguments.target.empty(), "--target", "XMLA_IMPORT_TARGET") +
-                     " is \"" + OneLine(name) + "\", but there are: " + TargetNames());
+    throw UsageError("unknown " +
+                     Origin(!arguments.target.empty(), "--target", "XMLA_IMPORT_TARGET") + " \"" +
+                     OneLine(name) + "\"; expected one of: " + TargetNames());
   return target;
 }
 
@@ -138,20 +138,19 @@ Connection::~Connection() { Erase(password); }
 
 Connection Connect(const Arguments& arguments) {
   Connection connection;
-  std::optional<std::string> ofEnvironment = TakeFromEnvironment("XMLA_IMPORT_PASSWORD");
+  std::optional<std::string> environmentPassword = TakeFromEnvironment("XMLA_IMPORT_PASSWORD");
   CheckTimeout();
   connection.target = ConfiguredTarget(arguments);
   if (!arguments.url.empty() && !arguments.sample.empty())
-    throw UsageError("--url and --sample contradict each other; give one of them");
+    throw UsageError("--url and --sample cannot be combined");
   if (!arguments.sample.empty()) {
     if (!arguments.user.empty() || !arguments.passwordFile.empty())
-      throw UsageError(
-          "--user and --password-file contradict --sample: it asks for no credentials");
+      throw UsageError("--user and --password-file cannot be combined with --sample");
     ServeSample(arguments.sample, connection);
     return connection;
   }
   UseUrl(arguments, connection);
-  UseCredentials(arguments, std::move(ofEnvironment), connection);
+  UseCredentials(arguments, std::move(environmentPassword), connection);
   // Negotiate uses the caller's Kerberos ticket, so it is allowed only without a user name. The
   // password schemes are for a proxy's user.
   connection.http.authSchemes =

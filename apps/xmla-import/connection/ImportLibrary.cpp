@@ -39,7 +39,7 @@ void* ImportLibrary::Symbol(const char* name) const {
   if (symbol) return symbol;
   const std::string reason = OneLine(dlerror());
   dlclose(m_handle);
-  throw std::runtime_error("the import library is not one of this tool's: " + reason);
+  throw std::runtime_error("the import library does not match this tool: " + reason);
 }
 
 std::unique_ptr<OTXMLAImportAPI> ImportLibrary::CreateImport() const {

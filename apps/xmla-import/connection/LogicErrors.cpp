@@ -15,12 +15,12 @@ constexpr int kLevelNumbersLine = 506;
 /// Extracts the quoted hierarchy name from a request's subject.
 String HierarchyOf(const String& subject) {
   constexpr String::View kBefore = L", hierarchy ";
-  constexpr String::View kBehind[] = {L", level \"", L", member \""};
+  constexpr String::View kFollowing[] = {L", level \"", L", member \""};
   const String::View text = subject.view();
   const std::size_t at = text.find(kBefore);
   if (at == text.npos) return L"unknown";
   String::View name = text.substr(at + kBefore.size());
-  for (const String::View behind : kBehind) name = name.substr(0, name.rfind(behind));
+  for (const String::View behind : kFollowing) name = name.substr(0, name.rfind(behind));
   return Shortened(String(name));
 }
 
@@ -31,7 +31,7 @@ void OnLogicError(const String& file, int line, const String&) {
   Operation* const operation = Operation::Current();
   const String hierarchy = HierarchyOf(operation ? operation->Subject() : String());
   // No request failed.
-  if (operation) operation->ForgetSubject();
+  if (operation) operation->ClearSubject();
   throw ErrorMessage(L"the provider reports two levels with the same number in the hierarchy " +
-                     hierarchy + L"; what was read of the cube is incomplete");
+                     hierarchy + L"; the cube is incomplete");
 }

@@ -28,21 +28,21 @@ Operation::Operation() { t_current = this; }
 Operation::~Operation() { t_current = nullptr; }
 Operation* Operation::Current() { return t_current; }
 
-void Operation::NoteWarnings() {
-  if (warnings.size() <= m_known) return;
+void Operation::RecordWarnings() {
+  if (warnings.size() <= m_recorded) return;
   m_parts.emplace_back(warnings.size(), m_subject);
-  m_known = warnings.size();
+  m_recorded = warnings.size();
 }
 
 void Operation::OnExchange(const HTTPExchangeInfo& info) {
-  NoteWarnings();
+  RecordWarnings();
   m_subject = info.subject;
 }
 
 bool Operation::End(Messages& messages) {
-  NoteWarnings();
+  RecordWarnings();
   AddLines(messages.errors, errors);
-  if (!errors.empty() && !m_subject.empty() && !IsToStop())
+  if (!errors.empty() && !m_subject.empty() && !MustStop())
     messages.errors.push_back(FailedRequest(m_subject));
   std::size_t begin = 0;
   for (const auto& [end, subject] : m_parts) {

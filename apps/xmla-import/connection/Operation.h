@@ -25,7 +25,7 @@ class Operation {
   /// The subject of the last request; empty if there was none.
   const String& Subject() const { return m_subject; }
   /// Call if the error does not come from a request.
-  void ForgetSubject() { m_subject.clear(); }
+  void ClearSubject() { m_subject.clear(); }
 
   /// Adds errors and warnings to `messages`. After errors, adds one that names the failed request,
   /// except after an interruption. The warning about a failed default-member look-up contains the
@@ -37,10 +37,10 @@ class Operation {
   String warnings;
 
  private:
-  void NoteWarnings();
+  void RecordWarnings();
 
   String m_subject;
-  std::size_t m_known = 0;  ///< length of the warnings that m_parts covers
+  std::size_t m_recorded = 0;  ///< length of the warnings that m_parts covers
   /// Parts of the warnings: end position, and subject of the request before.
   std::vector<std::pair<std::size_t, String>> m_parts;
 };

@@ -26,47 +26,48 @@ constexpr std::size_t kMaxPasswordBytes = std::size_t{64} * 1024;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // Signals that would end or stop the process.
-constexpr int kHeldSignals[] = {SIGINT,  SIGTERM, SIGQUIT, SIGHUP, SIGALRM,
-                                SIGUSR1, SIGUSR2, SIGXCPU, SIGTSTP};
-constexpr std::size_t kHeldCount = std::size(kHeldSignals);
+constexpr int kDeferredSignals[] = {SIGINT,  SIGTERM, SIGQUIT, SIGHUP, SIGALRM,
+                                    SIGUSR1, SIGUSR2, SIGXCPU, SIGTSTP};
+constexpr std::size_t kDeferredCount = std::size(kDeferredSignals);
 
-volatile std::sig_atomic_t heldSignals[kHeldCount];  // set by the handler
+volatile std::sig_atomic_t arrivedSignals[kDeferredCount];  // set by the handler
 
-extern "C" void HoldSignal(int number) {
-  for (std::size_t i = 0; i < kHeldCount; ++i)
-    if (kHeldSignals[i] == number) heldSignals[i] = 1;
+extern "C" void DeferSignal(int number) {
+  for (std::size_t i = 0; i < kDeferredCount; ++i)
+    if (kDeferredSignals[i] == number) arrivedSignals[i] = 1;
 }
 
 /// Defers signals. The destructor raises those that arrived. Ignored signals stay ignored. Requires
 /// a process with one thread.
-class HeldSignals {
+class DeferredSignals {
  public:
-  HeldSignals() {
+  DeferredSignals() {
     struct sigaction action {};
-    action.sa_handler = HoldSignal;
+    action.sa_handler = DeferSignal;
     sigemptyset(&action.sa_mask);
-    for (std::size_t i = 0; i < kHeldCount; ++i) {
-      heldSignals[i] = 0;
-      sigaction(kHeldSignals[i], nullptr, &m_former[i]);
-      if (m_former[i].sa_handler != SIG_IGN) sigaction(kHeldSignals[i], &action, nullptr);
+    for (std::size_t i = 0; i < kDeferredCount; ++i) {
+      arrivedSignals[i] = 0;
+      sigaction(kDeferredSignals[i], nullptr, &m_former[i]);
+      if (m_former[i].sa_handler != SIG_IGN) sigaction(kDeferredSignals[i], &action, nullptr);
     }
   }
-  ~HeldSignals() {
-    for (std::size_t i = 0; i < kHeldCount; ++i) sigaction(kHeldSignals[i], &m_former[i], nullptr);
-    for (std::size_t i = 0; i < kHeldCount; ++i)
-      if (heldSignals[i]) std::raise(kHeldSignals[i]);
+  ~DeferredSignals() {
+    for (std::size_t i = 0; i < kDeferredCount; ++i)
+      sigaction(kDeferredSignals[i], &m_former[i], nullptr);
+    for (std::size_t i = 0; i < kDeferredCount; ++i)
+      if (arrivedSignals[i]) std::raise(kDeferredSignals[i]);
   }
-  HeldSignals(const HeldSignals&) = delete;
-  HeldSignals& operator=(const HeldSignals&) = delete;
+  DeferredSignals(const DeferredSignals&) = delete;
+  DeferredSignals& operator=(const DeferredSignals&) = delete;
 
-  static bool Came() {
-    for (const volatile std::sig_atomic_t& held : heldSignals)
+  static bool HaveArrived() {
+    for (const volatile std::sig_atomic_t& held : arrivedSignals)
       if (held) return true;
     return false;
   }
 
  private:
-  struct sigaction m_former[kHeldCount] {};
+  struct sigaction m_former[kDeferredCount] {};
 };
 
 enum class LineEnd { kLineFeed, kEndOfFile, kStopped, kError };
@@ -79,13 +80,13 @@ bool IsReopenedPipe(int file) {
          (fcntl(file, F_GETFL) & O_NONBLOCK) != 0;
 }
 
-/// Waits for input or end of file. False if `isToStop` returns true. Each wait is short, because a
+/// Waits for input or end of file. False if `mustStop` returns true. Each wait is short, because a
 /// signal may arrive just before it.
 template <class Stop>
-bool WaitForInput(int file, Stop isToStop) {
+bool WaitForInput(int file, Stop mustStop) {
   constexpr int kMilliseconds = 50;
   pollfd wait{file, POLLIN, 0};
-  while (!isToStop()) {
+  while (!mustStop()) {
     const int ready = poll(&wait, 1, kMilliseconds);
     if (ready > 0 || (ready < 0 && errno != EINTR)) return true;  // read() reports the error
     if (ready == 0 && IsReopenedPipe(file)) return true;
@@ -95,11 +96,11 @@ bool WaitForInput(int file, Stop isToStop) {
 
 /// Reads byte by byte, so that the rest of the input remains for later readers.
 template <class Stop>
-LineEnd ReadLine(int file, std::string& line, Stop isToStop) {
+LineEnd ReadLine(int file, std::string& line, Stop mustStop) {
   line.clear();
   line.reserve(kMaxPasswordBytes);
   while (line.size() < kMaxPasswordBytes) {
-    if (!WaitForInput(file, isToStop)) return LineEnd::kStopped;
+    if (!WaitForInput(file, mustStop)) return LineEnd::kStopped;
     char byte = 0;
     const ssize_t count = read(file, &byte, 1);
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
@@ -116,9 +117,9 @@ LineEnd ReadLine(int file, std::string& line, Stop isToStop) {
 }
 
 /// Disables the echo of a terminal and restores it in the destructor.
-class Silence {
+class NoEcho {
  public:
-  explicit Silence(int terminal) : m_terminal(terminal) {
+  explicit NoEcho(int terminal) : m_terminal(terminal) {
     m_changed = tcgetattr(terminal, &m_former) == 0;
     if (!m_changed) return;
     termios silent = m_former;
@@ -126,11 +127,11 @@ class Silence {
     silent.c_lflag |= ECHONL;
     Set(silent);
   }
-  ~Silence() {
+  ~NoEcho() {
     if (m_changed) Set(m_former);
   }
-  Silence(const Silence&) = delete;
-  Silence& operator=(const Silence&) = delete;
+  NoEcho(const NoEcho&) = delete;
+  NoEcho& operator=(const NoEcho&) = delete;
 
  private:
   void Set(const termios& settings) const {
@@ -145,10 +146,10 @@ class Silence {
 
 /// Prompts once. A signal ends the prompt and takes effect after the echo is restored.
 LineEnd Ask(int terminal, const std::string& prompt, std::string& line) {
-  const HeldSignals signals;
-  const Silence silence(terminal);
+  const DeferredSignals signals;
+  const NoEcho silence(terminal);
   if (write(terminal, prompt.data(), prompt.size()) < 0) return LineEnd::kEndOfFile;
-  return ReadLine(terminal, line, [] { return HeldSignals::Came() || IsToStop(); });
+  return ReadLine(terminal, line, [] { return DeferredSignals::HaveArrived() || MustStop(); });
 }
 
 /// Opens the file, or standard input for "-". On failure the result is not open and errno is set.
@@ -169,7 +170,7 @@ std::string PasswordFromFile(const std::string& file) {
   try {
     const Descriptor input = OpenInput(file);
     const LineEnd end =
-        input.IsOpen() ? ReadLine(input.Number(), line, &IsToStop) : LineEnd::kError;
+        input.IsOpen() ? ReadLine(input.Number(), line, &MustStop) : LineEnd::kError;
     if (end == LineEnd::kStopped) fail("interrupted");
     if (end == LineEnd::kError) fail(std::strerror(errno));
     if (end == LineEnd::kEndOfFile && line.empty()) fail("it is empty");
@@ -184,11 +185,11 @@ std::string PasswordFromFile(const std::string& file) {
 std::optional<std::string> PasswordFromTerminal(const std::string& user) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (!terminal.IsOpen()) return std::nullopt;
-  const std::string prompt = "Password of " + HarmlessOnTerminal(user) + ": ";
+  const std::string prompt = "Password of " + EscapedForTerminal(user) + ": ";
   std::string line;
   LineEnd end = LineEnd::kStopped;
   // Prompts again after the process was stopped and continued.
-  while (end == LineEnd::kStopped && !IsToStop()) end = Ask(terminal.Number(), prompt, line);
+  while (end == LineEnd::kStopped && !MustStop()) end = Ask(terminal.Number(), prompt, line);
   if (end == LineEnd::kLineFeed) return line;
   const bool isShown = write(terminal.Number(), "\n", 1) == 1;
   if (isShown && end == LineEnd::kEndOfFile && !line.empty()) return line;

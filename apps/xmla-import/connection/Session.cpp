@@ -64,7 +64,7 @@ bool Session::Identify(Messages& messages) {
   return m_identified;
 }
 
-void Session::LearnIdentity() {
+void Session::ReadIdentity() {
   if (m_identified) return;
   String ignored;
   m_identified = m_library.Identify(m_connection.url, m_connection.user, m_connection.password,

@@ -19,7 +19,7 @@ class Session {
   /// failure, returns false and adds an error.
   bool Identify(Messages& messages);
   /// Requests the provider's identity for the output, if Identify has not done so.
-  void LearnIdentity();
+  void ReadIdentity();
 
   const OTXMLAProviderIdentity& Identity() const { return m_identity; }
   /// The kind in use; nullopt before Identify, unless configured.

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr mode_t kPermissions = 0777;
-constexpr mode_t kUsual = 0666;  // restricted by the umask
+constexpr mode_t kDefaultMode = 0666;  // restricted by the umask
 
 /// True if the existing file belongs to the caller and has no other hard link. Another user may
 /// have created a hard link to a file of the caller.
@@ -31,9 +31,9 @@ std::string RandomName() {
 /// Calls `make` with random hidden names until the result is not EEXIST.
 template <class Make>
 int WithFreeName(std::string& name, Make make) {
-  constexpr int kMostTries = 100;
+  constexpr int kMaxTries = 100;
   int error = EEXIST;
-  for (int i = 0; i < kMostTries && error == EEXIST; ++i) {
+  for (int i = 0; i < kMaxTries && error == EEXIST; ++i) {
     name = RandomName();
     error = make(name.c_str());
   }
@@ -49,7 +49,7 @@ NewFile::~NewFile() {
 
 int NewFile::Make() {
   const int directory = m_place.directory.Number();
-  const mode_t mode = IsOwn(m_place) ? m_place.status.st_mode & kPermissions : kUsual;
+  const mode_t mode = IsOwn(m_place) ? m_place.status.st_mode & kPermissions : kDefaultMode;
   m_file = Descriptor(openat(directory, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
   int error = 0;
   if (!m_file.IsOpen())

@@ -11,7 +11,7 @@
 #include "base/Interrupt.h"
 #include "base/Text.h"
 #include "call/UsageError.h"
-#include "output/PatientWriting.h"
+#include "output/StreamWriting.h"
 
 namespace {
 
@@ -53,21 +53,21 @@ TrustedPath Find(const std::string& file) {
 /// an interruption.
 Descriptor OpenSpecial(const TrustedPath& place, const std::string& shown) {
   for (;;) {
-    const bool isOver = Patience::IsOver();
+    const bool hasTimedOut = ReaderTimeout::HasTimedOut();
     Descriptor special = place.Open(O_WRONLY);
     // ENXIO: a pipe without a reader. For a socket the same error is permanent.
     const bool canWait = errno == EINTR || (errno == ENXIO && S_ISFIFO(place.status.st_mode));
     if (special.IsOpen() || !canWait) return special;
-    if (isOver)
-      throw OutputInterrupted("interrupted while nobody read " + shown +
-                              "; the result is not written");
-    std::this_thread::sleep_for(Patience::kSlice);
+    if (hasTimedOut)
+      throw OutputInterrupted("interrupted, and " + shown +
+                              " has no reader; the result was not written");
+    std::this_thread::sleep_for(ReaderTimeout::kSlice);
   }
 }
 
 }  // namespace
 
-bool GuardStandardStreams() {
+bool OpenMissingStandardStreams() {
   bool hasStandardOutput = true;
   for (int number = 0; number <= STDERR_FILENO; ++number) {
     if (fcntl(number, F_GETFD) >= 0 || errno != EBADF) continue;
@@ -97,7 +97,7 @@ bool Output::IsTerminal() const {
 }
 
 void Output::Write(std::string_view text) {
-  if (text.empty() || m_isUnread) return;
+  if (text.empty() || m_isReaderGone) return;
   m_isEmpty = false;
   if (!m_file) return WriteToStreamOrDevice(text);
   if (const int error = m_file->Append(text)) Fail(error);
@@ -109,14 +109,14 @@ void Output::WriteToStreamOrDevice(std::string_view text) {
     m_stream = OpenSpecial(*m_place, m_shown);
     if (!m_stream.IsOpen()) Fail(errno);
   }
-  const Ending ending =
-      m_place ? WritePatiently(m_stream.Number(), text) : WriteToStream(STDOUT_FILENO, text);
+  const WriteOutcome ending =
+      m_place ? WriteWithTimeout(m_stream.Number(), text) : WriteToStream(STDOUT_FILENO, text);
   m_wasInterrupted |= ending.isInterrupted;
   if (ending.error == EINTR)
-    throw OutputInterrupted("interrupted while nobody read " + m_shown +
-                            "; the result there is cut short");
+    throw OutputInterrupted("interrupted, and " + m_shown +
+                            " has no reader; the result there is truncated");
   if (ending.error == EPIPE && !m_place)
-    m_isUnread = true;
+    m_isReaderGone = true;
   else if (ending.error != 0)
     Fail(ending.error);
 }
@@ -125,8 +125,8 @@ bool Output::Finish(bool isPartial) {
   if (m_isEmpty) return !Interrupt::Happened();
   if (!m_file) return !m_wasInterrupted;
   if (!isPartial && Interrupt::Happened())
-    throw OutputInterrupted("interrupted before the result was in " + m_shown +
-                            "; the file is as it was");
+    throw OutputInterrupted("interrupted before the result was written to " + m_shown +
+                            "; the file is unchanged");
   if (const int error = m_file->Finish()) Fail(error);
   return true;
 }

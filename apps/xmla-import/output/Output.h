@@ -23,7 +23,7 @@ class OutputInterrupted : public std::runtime_error {
 
 /// Opens /dev/null for each standard descriptor that is closed, so that no file or socket gets its
 /// number. Call this first. False if standard output was closed.
-bool GuardStandardStreams();
+bool OpenMissingStandardStreams();
 
 /// The destination of the result: standard output, a device, a pipe, or a file that gets its name
 /// only when it is complete.
@@ -54,6 +54,6 @@ class Output {
   std::optional<NewFile> m_file;       ///< if the destination is a file
   Descriptor m_stream;                 ///< non-blocking; opened by the first Write
   bool m_isEmpty = true;
-  bool m_isUnread = false;  ///< the reader closed the pipe
+  bool m_isReaderGone = false;  ///< the reader closed the pipe
   bool m_wasInterrupted = false;
 };

@@ -8,7 +8,7 @@
 
 #include "base/TerminalText.h"
 #include "base/Text.h"
-#include "output/PatientWriting.h"
+#include "output/StreamWriting.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ std::string Described(const HTTPExchangeInfo& info) {
   text += ", first byte after " + milliseconds(info.firstByteSeconds) + ", done after " +
           milliseconds(info.totalSeconds);
   if (!info.ok) text += ", failed: " + Utf8(info.error);
-  return HarmlessOnTerminal(OneLine(text)) + '\n';
+  return EscapedForTerminal(OneLine(text)) + '\n';
 }
 
 }  // namespace
@@ -90,7 +90,7 @@ void Progress::BeginCubes(std::size_t count) {
 
 void Progress::BeginCube(const String& name) {
   const std::lock_guard lock(m_mutex);
-  m_atWork = name;
+  m_currentCube = name;
   Show(true);
 }
 
@@ -100,9 +100,9 @@ void Progress::EndCube() {
   Show(true);
 }
 
-void Progress::Tell(const char* kind, const std::string& text) {
+void Progress::ShowMessage(const char* kind, const std::string& text) {
   const std::string line =
-      "xmla-import: " + std::string(kind) + ": " + HarmlessOnTerminal(text) + "\n";
+      "xmla-import: " + std::string(kind) + ": " + EscapedForTerminal(text) + "\n";
   const std::lock_guard lock(m_mutex);
   Clear();
   WriteToStandardError(line);
@@ -127,8 +127,8 @@ void Progress::Show(bool now) {
 void Progress::ShowLine() {
   std::string line = fmt::format("{} requests, {}", m_requests, Size(m_bytes));
   if (m_cubes > 0) line = fmt::format("{} of {} cubes, ", m_cubesDone, m_cubes) + line;
-  if (!m_atWork.empty())
-    line += ", reading " + HarmlessOnTerminal(OneLine(Utf8(Shortened(m_atWork))));
+  if (!m_currentCube.empty())
+    line += ", reading " + EscapedForTerminal(OneLine(Utf8(Shortened(m_currentCube))));
   line = Utf8(CutToColumns(Wide(line), TerminalColumns() - 1));
   WriteToStandardError("\r\x1b[K" + line);
   m_visible = true;

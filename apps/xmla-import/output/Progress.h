@@ -26,7 +26,7 @@ class Progress : public HTTPExchangeObserver {
   void BeginCube(const String& name);
   void EndCube();
   /// Writes an error or warning line. Control characters are escaped.
-  void Tell(const char* kind, const std::string& text);
+  void ShowMessage(const char* kind, const std::string& text);
   /// Removes the progress line and runs `work`.
   template <class Work>
   void WithoutLine(Work work) {
@@ -52,5 +52,5 @@ class Progress : public HTTPExchangeObserver {
   bool m_basicInClear = false;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
-  String m_atWork;
+  String m_currentCube;
 };

@@ -11,7 +11,7 @@ Report::Report(Output& output, bool isJson, Progress& progress)
       m_form(isJson ? MakeJsonForm(m_text) : MakeTextForm(m_text)) {}
 
 void Report::BeginCubes(ImportResult& result, std::size_t count) {
-  TellWarnings(result.messages);
+  ShowWarnings(result.messages);
   m_form->BeginImport(result);
   m_hasBegun = true;
   m_progress.BeginCubes(count);
@@ -19,9 +19,10 @@ void Report::BeginCubes(ImportResult& result, std::size_t count) {
 
 bool Report::Take(const CubeResult& cube) {
   const std::string name = Listed({Utf8(Shortened(cube.cube))}) + ": ";
-  for (const std::string& line : cube.messages.warnings) m_progress.Tell("warning", name + line);
-  for (const std::string& line : cube.messages.errors) m_progress.Tell("error", name + line);
-  if (m_text.IsToStop()) return false;
+  for (const std::string& line : cube.messages.warnings)
+    m_progress.ShowMessage("warning", name + line);
+  for (const std::string& line : cube.messages.errors) m_progress.ShowMessage("error", name + line);
+  if (m_text.MustStop()) return false;
   m_form->AddCube(cube);
   m_text.Flush();
   return true;
@@ -41,19 +42,19 @@ void Report::Write(std::string_view text) {
     m_output.Write(text);
 }
 
-void Report::TellWarnings(const Messages& messages) {
-  for (; m_toldWarnings < messages.warnings.size(); ++m_toldWarnings)
-    m_progress.Tell("warning", messages.warnings[m_toldWarnings]);
+void Report::ShowWarnings(const Messages& messages) {
+  for (; m_shownWarnings < messages.warnings.size(); ++m_shownWarnings)
+    m_progress.ShowMessage("warning", messages.warnings[m_shownWarnings]);
 }
 
-void Report::Tell(const Messages& messages) {
-  TellWarnings(messages);
-  for (const std::string& line : messages.errors) m_progress.Tell("error", line);
+void Report::ShowMessages(const Messages& messages) {
+  ShowWarnings(messages);
+  for (const std::string& line : messages.errors) m_progress.ShowMessage("error", line);
 }
 
 bool Report::Finish(bool isPartial) {
   m_text.Flush();
   const bool isInPlace = m_output.Finish(isPartial);
-  if (m_form->IsCut()) m_progress.Tell("error", kCutShort);
+  if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
   return isInPlace && !m_form->IsCut();
 }

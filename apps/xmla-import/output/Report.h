@@ -26,7 +26,7 @@ class Report : public CubeReceiver, private TextSink {
   /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);
   /// Shows messages that were not shown before.
-  void Tell(const Messages& messages);
+  void ShowMessages(const Messages& messages);
   /// Call after the form has written everything. False if the result is truncated, or if an
   /// interruption came before everything was written. `isPartial`: the result mentions the
   /// interruption.
@@ -34,12 +34,12 @@ class Report : public CubeReceiver, private TextSink {
 
  private:
   void Write(std::string_view text) override;
-  void TellWarnings(const Messages& messages);
+  void ShowWarnings(const Messages& messages);
 
   Output& m_output;
   Progress& m_progress;
   ResultText m_text;
   const std::unique_ptr<Form> m_form;
   bool m_hasBegun = false;
-  std::size_t m_toldWarnings = 0;
+  std::size_t m_shownWarnings = 0;
 };

@@ -31,8 +31,8 @@ class Form {
  protected:
   ResultText& Text() { return m_text; }
   /// Ask before each element of a list.
-  bool IsToStop() {
-    m_isCut = m_isCut || m_text.IsToStop();
+  bool MustStop() {
+    m_isCut = m_isCut || m_text.MustStop();
     return m_isCut;
   }
 

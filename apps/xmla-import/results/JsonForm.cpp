@@ -75,7 +75,7 @@ class JsonForm : public Form {
     m_json.Key(key);
     m_json.BeginList();
     for (const auto& item : items) {
-      if (IsToStop()) break;
+      if (MustStop()) break;
       Element(item);
     }
     m_json.EndList();

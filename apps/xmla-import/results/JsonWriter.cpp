@@ -71,7 +71,7 @@ void JsonWriter::WriteInText(wchar_t character) {
     m_text.Append(letter);
   } else if (static_cast<unsigned int>(character) < 0x20) {
     m_text.AppendNumber(character, "0123456789abcdef");
-  } else if (m_text.IsForTerminal() && IsActiveOnTerminal(character)) {
+  } else if (m_text.IsForTerminal() && NeedsEscapeOnTerminal(character)) {
     m_text.AppendNumber(character, "0123456789ABCDEF");
   } else {
     m_text.AppendCharacter(character);

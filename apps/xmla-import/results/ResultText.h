@@ -25,15 +25,15 @@ class ResultText {
   void AppendCharacter(wchar_t character);
   /// Appends \u and the code of a character in four hexadecimal digits.
   void AppendNumber(wchar_t character, const char* digits);
-  /// Passes the buffered text to the sink.
+  /// Matches the buffered text to the sink.
   void Flush();
 
   /// True if more than 4 MiB were written after an interruption. The rest is then omitted, so that
   /// the tool ends soon.
-  bool IsToStop() const { return m_sinceInterruption > kMostAfterInterruption; }
+  bool MustStop() const { return m_sinceInterruption > kMaxAfterInterruption; }
 
  private:
-  static constexpr std::size_t kMostAfterInterruption = std::size_t{4} << 20;
+  static constexpr std::size_t kMaxAfterInterruption = std::size_t{4} << 20;
 
   TextSink& m_sink;
   const bool m_isForTerminal;

@@ -10,23 +10,23 @@ namespace {
 /// Converts an enumerator's name to words without its prefix: kHierarchyFullyBalanced becomes
 /// "fully balanced". A value without a name becomes "code N".
 template <class Enum>
-std::string Words(Enum value, std::string_view prefix) {
+std::string ToWords(Enum value, std::string_view prefix) {
   std::string_view name = EnumName(value);
   if (name.empty()) return "code " + std::to_string(static_cast<long long>(value));
   if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
   std::string words;
-  bool small = false;  // the last character is lower case, so a capital starts a word
+  bool isAfterLowerCase = false;  // the last character is lower case, so a capital starts a word
   for (const char c : name) {
-    const bool capital = 'A' <= c && c <= 'Z';
-    if (capital && small) words += ' ';
-    words += c == '_' ? ' ' : capital ? static_cast<char>(c - 'A' + 'a') : c;
-    small = 'a' <= c && c <= 'z';
+    const bool isCapital = 'A' <= c && c <= 'Z';
+    if (isCapital && isAfterLowerCase) words += ' ';
+    words += c == '_' ? ' ' : isCapital ? static_cast<char>(c - 'A' + 'a') : c;
+    isAfterLowerCase = 'a' <= c && c <= 'z';
   }
   return words;
 }
 
 std::string Structure(OTXMLAHierarchy::HierarchyType type) {
-  return type == OTXMLAHierarchy::kHierarchyUnBalanced ? "unbalanced" : Words(type, "kHierarchy");
+  return type == OTXMLAHierarchy::kHierarchyUnBalanced ? "unbalanced" : ToWords(type, "kHierarchy");
 }
 
 class TextForm : public Form {
@@ -37,7 +37,7 @@ class TextForm : public Form {
 
   void Write(const SourcesResult& result) override {
     for (const String& name : result.dataSources)
-      if (!IsToStop()) Line(0, name);
+      if (!MustStop()) Line(0, name);
   }
 
   void Write(const TreeResult& result) override {
@@ -46,7 +46,7 @@ class TextForm : public Form {
       for (const OTCatalog& catalog : source.m_catalogs) {
         Line(1, catalog.m_catalogName);
         for (const OTCube& cube : catalog.m_cubes) {
-          if (IsToStop()) return;
+          if (MustStop()) return;
           Line(2, cube.first);
         }
       }
@@ -56,19 +56,18 @@ class TextForm : public Form {
   void Write(const CubeResult& result) override {
     if (result.hierarchies.empty() && result.measures.empty() && result.sapVariables.empty())
       return;
-    Line(0, "cube ", result.cube,
-         result.messages.errors.empty() ? "" : " (incomplete: it could not be read whole)");
+    Line(0, "cube ", result.cube, result.messages.errors.empty() ? "" : " (incomplete)");
     Line(1, "data source ", result.dataSource, ", catalog ", result.catalog);
     for (const OTXMLAHierarchy& hierarchy : result.hierarchies) Hierarchy(hierarchy);
     if (!result.measures.empty()) Line(1, "measures");
     for (const OTXMLAUnit& measure : result.measures) {
-      if (IsToStop()) return;
+      if (MustStop()) return;
       Line(2, Named{measure.m_name, measure.m_externalName}, ": ",
-           Words(measure.m_aggrType, "kAggr"), ", ", Column(measure));
+           ToWords(measure.m_aggrType, "kAggr"), ", ", Column(measure));
     }
     if (!result.sapVariables.empty()) Line(1, "variables");
     for (const XmlACubeVariable& variable : result.sapVariables)
-      if (!IsToStop()) Variable(variable);
+      if (!MustStop()) Variable(variable);
   }
 
   void BeginImport(const ImportResult& result) override {
@@ -97,7 +96,7 @@ class TextForm : public Form {
   void Put(std::string_view ours) { Text().Append(ours); }
   void Put(const String& name) {
     for (const wchar_t c : name) {
-      if (Text().IsForTerminal() && IsActiveOnTerminal(c))
+      if (Text().IsForTerminal() && NeedsEscapeOnTerminal(c))
         Text().AppendNumber(c, "0123456789ABCDEF");
       else
         Text().AppendCharacter(c);
@@ -120,16 +119,16 @@ class TextForm : public Form {
     return text + ")";
   }
   void Hierarchy(const OTXMLAHierarchy& hierarchy) {
-    if (IsToStop()) return;
+    if (MustStop()) return;
     Line(1, "hierarchy ", Named{hierarchy.m_hierarchyName, hierarchy.m_externalName}, ": ",
          Structure(hierarchy.m_hierarchyType), ", dimension ", hierarchy.m_dimensionUniqueName,
          " of kind ", DimensionKind(hierarchy.m_dimensionType), ", default member of kind ",
-         Words(hierarchy.m_memberType, "kMemberType"));
+         ToWords(hierarchy.m_memberType, "kMemberType"));
     for (const OTXMLALevel& level : hierarchy.m_levels) {
       Line(2, std::to_string(level.m_levelNumber), " ",
            Named{level.m_levelName, level.m_externalName});
       for (const OTXMLAUnit& property : level.m_memberProperties) {
-        if (IsToStop()) return;
+        if (MustStop()) return;
         Line(3, "property ", Named{property.m_name, property.m_externalName}, ": ",
              Column(property));
       }
@@ -137,22 +136,22 @@ class TextForm : public Form {
   }
   static std::string DimensionKind(OTXMLAHierarchy::DimensionType type) {
     const bool typed = EnumName(type).starts_with("kDimensionType");
-    return Words(type, typed ? "kDimensionType" : "kDimension");
+    return ToWords(type, typed ? "kDimensionType" : "kDimension");
   }
   void Variable(const XmlACubeVariable& variable) {
     Text().AppendBlanks(4);
     Put(Named{variable.m_Caption.empty() ? variable.m_Name : variable.m_Caption, variable.m_Name});
-    Put(": " + Words(variable.m_type, "SAP_VAR_TYPE_") + ", " +
-        Words(variable.m_selectionType, "SAP_VAR_SEL_TYPE_") + ", " +
-        Words(variable.m_entryType, "SAP_VAR_INPUT_TYPE_"));
+    Put(": " + ToWords(variable.m_type, "SAP_VAR_TYPE_") + ", " +
+        ToWords(variable.m_selectionType, "SAP_VAR_SEL_TYPE_") + ", " +
+        ToWords(variable.m_entryType, "SAP_VAR_INPUT_TYPE_"));
     const bool isOfHierarchy = !variable.m_referenceHierarchy.empty();
-    PutBehind(", of ",
-              isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension);
-    PutBehind(", default ", variable.m_defaultLow);
-    PutBehind(" to ", variable.m_defaultHigh);
+    PutIfNotEmpty(", of ",
+                  isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension);
+    PutIfNotEmpty(", default ", variable.m_defaultLow);
+    PutIfNotEmpty(" to ", variable.m_defaultHigh);
     Text().Append('\n');
   }
-  void PutBehind(std::string_view words, const String& name) {
+  void PutIfNotEmpty(std::string_view words, const String& name) {
     if (name.empty()) return;
     Put(words);
     Put(name);

@@ -1,4 +1,4 @@
-#include "output/PatientWriting.h"
+#include "output/StreamWriting.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -54,7 +54,7 @@ bool AwaitRoom(int file, std::chrono::milliseconds limit) {
 
 }  // namespace
 
-bool Patience::IsOver() {
+bool ReaderTimeout::HasTimedOut() {
   if (!Interrupt::Happened()) return false;
   const steady_clock::rep now = steady_clock::now().time_since_epoch().count();
   steady_clock::rep since = 0;
@@ -62,24 +62,25 @@ bool Patience::IsOver() {
   return steady_clock::duration(now - since) >= kGrace;
 }
 
-void Patience::Renew() { unreadSince = 0; }
+void ReaderTimeout::Renew() { unreadSince = 0; }
 
-Ending WritePatiently(int file, std::string_view text) {
+WriteOutcome WriteWithTimeout(int file, std::string_view text) {
   // A pipe that is writable accepts this many bytes without blocking.
   constexpr std::size_t kPiece = PIPE_BUF;
   // A terminal may be writable according to poll and still have no room for a line end.
   constexpr std::chrono::milliseconds kPause{1};
-  Ending ending;
+  WriteOutcome ending;
   while (!text.empty()) {
     // Even after the grace period, write what is possible without blocking.
-    const bool isOver = Patience::IsOver();
-    const bool hasRoom = AwaitRoom(file, isOver ? std::chrono::milliseconds(0) : Patience::kSlice);
+    const bool hasTimedOut = ReaderTimeout::HasTimedOut();
+    const bool hasRoom =
+        AwaitRoom(file, hasTimedOut ? std::chrono::milliseconds(0) : ReaderTimeout::kSlice);
     if (hasRoom) {
       ending.isInterrupted = Interrupt::Happened();
       const ssize_t count = WritePiece(file, text.substr(0, kPiece));
       if (count > 0) {
         text.remove_prefix(static_cast<std::size_t>(count));
-        Patience::Renew();
+        ReaderTimeout::Renew();
         continue;
       }
       if (count < 0 && errno != EAGAIN && errno != EINTR) {
@@ -87,15 +88,15 @@ Ending WritePatiently(int file, std::string_view text) {
         return ending;
       }
     }
-    if (isOver) return {EINTR, true};
+    if (hasTimedOut) return {EINTR, true};
     if (hasRoom) std::this_thread::sleep_for(kPause);
   }
   return ending;
 }
 
-Ending WriteToStream(int number, std::string_view text) {
+WriteOutcome WriteToStream(int number, std::string_view text) {
   const int ours = OpenWithoutWaiting(number);
-  const Ending ending = WritePatiently(ours < 0 ? number : ours, text);
+  const WriteOutcome ending = WriteWithTimeout(ours < 0 ? number : ours, text);
   if (ours >= 0) close(ours);
   return ending;
 }
