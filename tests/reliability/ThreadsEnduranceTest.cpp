@@ -17,6 +17,7 @@
 #include "Utility/Generic/VXThread.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
+#include "support/ResidentMemory.h"
 #include "tool/ToolProcess.h"
 
 namespace reliability {
@@ -36,14 +37,6 @@ long Settled(long (*count)()) {
   long least = count();
   for (int i = 0; i < 50; ++i, usleep(2000)) least = std::min(least, count());
   return least;
-}
-
-long ResidentKiB() {
-  std::ifstream file("/proc/self/statm");
-  long size = 0;
-  long resident = 0;
-  file >> size >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
 /// The sample provider of one kind, with catalogs whose cubes cannot be had: the reply is broken,
@@ -116,7 +109,7 @@ TEST(Endurance, ManyExchangesOnOneAgentTakeNoMoreMemoryAndNoMoreDescriptors) {
   for (int i = 0; i < 20; ++i) round();
   const long blocks = Settled([] { return FailingAllocation::Outstanding(); });
   const long descriptors = Settled(&OpenDescriptors);
-  const long resident = ResidentKiB();
+  const long resident = support::ResidentKiB();
   const long rounds = support::Effort(200L, 7000L);
   server.requests = 0;
   for (long i = 0; i < rounds; ++i) {
@@ -128,7 +121,7 @@ TEST(Endurance, ManyExchangesOnOneAgentTakeNoMoreMemoryAndNoMoreDescriptors) {
   const long requests = server.requests;
   const long moreDescriptors = Settled(&OpenDescriptors) - descriptors;
   const long moreBlocks = Settled([] { return FailingAllocation::Outstanding(); }) - blocks;
-  const long moreKiB = ResidentKiB() - resident;
+  const long moreKiB = support::ResidentKiB() - resident;
   EXPECT_EQ(moreDescriptors, 0);
   if (FailingAllocation::kIsPossible) {
     // How much is kept for the next reply depends on where the last one was cancelled.

@@ -133,8 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {"--url", kUrl, "tree", "--source", "A", "--source", "B"},
                   {},
                   "--source: At Most 1 required but received 2"},
-        WrongCall{
-            "NoProvider", {"sources"}, {}, "--url URL (or XMLA_IMPORT_URL) or --sample KIND"},
+        WrongCall{"NoProvider", {"sources"}, {}, "--url URL (or XMLA_IMPORT_URL) or --sample KIND"},
         WrongCall{"EmptyVariable", {"sources"}, {{"XMLA_IMPORT_URL", ""}}, "no service given"},
         WrongCall{"UrlAndSample",
                   {"--url", kUrl, "--sample", "tamarind", "sources"},

@@ -96,27 +96,43 @@ class Stalled {
   std::shared_future<void> m_released = m_release.get_future().share();
 };
 
+/// A request that is never answered, while the tool is interrupted.
+struct StalledRequest {
+  const char* command;
+  ScriptedProvider::Script (*script)();
+  const char* type;
+  const char* name;  ///< in the body of the request
+};
+
+/// Interrupts the tool while it waits for the reply. Returns its JSON document, and in `seconds`
+/// the time that it took to end.
+Json InterruptedAt(const StalledRequest& request, int signal, double& seconds) {
+  Stalled stalled;
+  ScriptedProvider::Script script = request.script();
+  script.answer = [&](const std::string& type, const std::string& body) -> std::string {
+    const bool isHeld = type == request.type && body.find(request.name) != std::string::npos;
+    return isHeld ? stalled.Hold() : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  steady_clock::time_point sent;
+  const Outcome outcome = RunToolWhile(
+      {"--url", provider.Url(), request.command, "--format", "json"}, [&](pid_t process) {
+        EXPECT_TRUE(stalled.Await());
+        sent = steady_clock::now();
+        kill(process, signal);
+      });
+  seconds = SecondsSince(sent);
+  stalled.Release();
+  EXPECT_EQ(outcome.status, 130);
+  return outcome.Document();
+}
+
 TEST_F(Interrupt, EndsATransferAtOnceAndKeepsWhatWasComplete) {
   for (const int signal : {SIGINT, SIGTERM})
     ExpectWithin(kAtOnce, [&] {
-      Stalled stalled;
-      ScriptedProvider::Script script = TwoSources();
-      script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-        const bool held = type == "DBSCHEMA_CATALOGS" && body.find("Beta") != std::string::npos;
-        return held ? stalled.Hold() : std::string();
-      };
-      const ScriptedProvider provider(std::move(script));
-      steady_clock::time_point sent;
-      const Outcome outcome =
-          RunToolWhile({"--url", provider.Url(), "tree", "--format", "json"}, [&](pid_t process) {
-            EXPECT_TRUE(stalled.Await());
-            sent = steady_clock::now();
-            kill(process, signal);
-          });
-      const double seconds = SecondsSince(sent);
-      stalled.Release();
-      EXPECT_EQ(outcome.status, 130);
-      const Json document = outcome.Document();
+      double seconds = 0;
+      const Json document =
+          InterruptedAt({"tree", TwoSources, "DBSCHEMA_CATALOGS", "Beta"}, signal, seconds);
       EXPECT_EQ(document["dataSources"].size(), 1u);
       EXPECT_EQ(document["dataSources"][0]["name"], "Alpha");
       EXPECT_EQ(document["errors"].size(), 1u);
@@ -125,26 +141,15 @@ TEST_F(Interrupt, EndsATransferAtOnceAndKeepsWhatWasComplete) {
 }
 
 TEST_F(Interrupt, OfAnImportKeepsTheCompleteCubes) {
-  ExpectWithin(kAtOnce, [] {
-    Stalled stalled;
+  const auto twoCubes = [] {
     ScriptedProvider::Script script = OneCube();
     script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
-    script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-      const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
-      return held ? stalled.Hold() : std::string();
-    };
-    const ScriptedProvider provider(std::move(script));
-    steady_clock::time_point sent;
-    const Outcome outcome =
-        RunToolWhile({"--url", provider.Url(), "import", "--format", "json"}, [&](pid_t process) {
-          EXPECT_TRUE(stalled.Await());
-          sent = steady_clock::now();
-          kill(process, SIGINT);
-        });
-    const double seconds = SecondsSince(sent);
-    stalled.Release();
-    EXPECT_EQ(outcome.status, 130);
-    const Json document = outcome.Document();
+    return script;
+  };
+  ExpectWithin(kAtOnce, [&] {
+    double seconds = 0;
+    const Json document =
+        InterruptedAt({"import", twoCubes, "MDSCHEMA_MEASURES", "Second"}, SIGINT, seconds);
     EXPECT_EQ(document["cubes"].size(), 1u);
     EXPECT_EQ(document["cubes"][0]["cube"], "First");
     EXPECT_EQ(document["errors"], Json({"interrupted; 1 of 2 cubes are not in the result"}));

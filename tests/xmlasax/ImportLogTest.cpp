@@ -393,8 +393,7 @@ TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportGoesOn, kLogging) {
     const char* name;
     std::uint64_t limit;
     std::size_t kept;
-  } cases[] = {{"no room for the closing entry", whole.log.size() - 1,
-                whole.log.rfind(kDelimiter)},
+  } cases[] = {{"no room for the closing entry", whole.log.size() - 1, whole.log.rfind(kDelimiter)},
                {"no room for the third entry", third + 10, third},
                {"no room for the heading", 3, 3}};
   for (const auto& c : cases) {

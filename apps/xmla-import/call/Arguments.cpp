@@ -57,7 +57,7 @@ void AddText(CLI::App& app, const std::string& names, std::string& value,
 void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& format) {
   AddText(app, "--url", arguments.url, "URL", "the XMLA service, http or https [XMLA_IMPORT_URL]");
   AddText(app, "--sample", arguments.sample, "KIND",
-          "import from the embedded sample provider instead: analysis-services, sap-bw or "
+          "import from the built-in sample provider: analysis-services, sap-bw or "
           "tamarind");
   AddText(app, "--user", arguments.user, "NAME", "user name [XMLA_IMPORT_USER]");
   AddText(app, "--password-file", arguments.passwordFile, "FILE",

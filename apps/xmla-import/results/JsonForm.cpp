@@ -1,4 +1,5 @@
 #include <string_view>
+#include <type_traits>
 
 #include "results/EnumNames.h"
 #include "results/Form.h"
@@ -17,14 +18,12 @@ class JsonForm : public Form {
   }
 
   void Write(const SourcesResult& result) override {
-    m_json.BeginObject();
-    List("dataSources", result.dataSources);
+    BeginObject().Add("dataSources", result.dataSources);
     EndWith(result.messages);
   }
 
   void Write(const TreeResult& result) override {
-    m_json.BeginObject();
-    List("dataSources", result.dataSources);
+    BeginObject().Add("dataSources", result.dataSources);
     EndWith(result.messages);
   }
 
@@ -36,11 +35,11 @@ class JsonForm : public Form {
   void BeginImport(const ImportResult& result) override {
     m_json.BeginObject();
     m_json.Key("provider");
-    m_json.BeginObject();
-    Member("name", result.providerName);
-    Member("version", result.providerVersion);
-    Member("target", std::string_view(result.target));
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", result.providerName)
+        .Add("version", result.providerVersion)
+        .Add("target", std::string_view(result.target))
+        .EndObject();
     m_json.Key("cubes");
     m_json.BeginList();
   }
@@ -53,16 +52,30 @@ class JsonForm : public Form {
   }
 
  private:
+  JsonForm& BeginObject() {
+    m_json.BeginObject();
+    return *this;
+  }
+  void EndObject() { m_json.EndObject(); }
+
+  /// Writes a key and its value: an enumerator, text, record, list, number or flag.
   template <class Type>
-  void Member(std::string_view key, const Type& value) {
+  JsonForm& Add(std::string_view key, const Type& value) {
     m_json.Key(key);
-    m_json.Value(value);
+    if constexpr (std::is_enum_v<Type>)
+      Enumerator(value);
+    else if constexpr (requires { Element(value); })
+      Element(value);
+    else if constexpr (requires { m_json.Value(value); })
+      m_json.Value(value);
+    else
+      List(value);
+    return *this;
   }
 
   /// Writes the enumerator's name, or the number if there is none.
   template <class Enum>
-  void Named(std::string_view key, Enum value) {
-    m_json.Key(key);
+  void Enumerator(Enum value) {
     const std::string_view name = EnumName(value);
     if (name.empty())
       m_json.Value(static_cast<long long>(value));
@@ -71,8 +84,7 @@ class JsonForm : public Form {
   }
 
   template <class Items>
-  void List(std::string_view key, const Items& items) {
-    m_json.Key(key);
+  void List(const Items& items) {
     m_json.BeginList();
     for (const auto& item : items) {
       if (MustStop()) break;
@@ -104,102 +116,101 @@ class JsonForm : public Form {
   void Element(const String& text) { m_json.Value(text); }
 
   void Element(const CubeResult& cube) {
-    m_json.BeginObject();
-    Member("dataSource", cube.dataSource);
-    Member("catalog", cube.catalog);
-    Member("cube", cube.cube);
-    List("hierarchies", cube.hierarchies);
-    List("measures", cube.measures);
-    List("sapVariables", cube.sapVariables);
+    BeginObject()
+        .Add("dataSource", cube.dataSource)
+        .Add("catalog", cube.catalog)
+        .Add("cube", cube.cube)
+        .Add("hierarchies", cube.hierarchies)
+        .Add("measures", cube.measures)
+        .Add("sapVariables", cube.sapVariables);
     Messages(cube.messages);
     m_json.EndObject();
   }
 
   void Element(const OTDataSource& source) {
-    m_json.BeginObject();
-    Member("name", source.m_dataSourceName);
-    List("variables", source.m_variables);
-    List("catalogs", source.m_catalogs);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", source.m_dataSourceName)
+        .Add("variables", source.m_variables)
+        .Add("catalogs", source.m_catalogs)
+        .EndObject();
   }
 
   void Element(const OTCatalog& catalog) {
-    m_json.BeginObject();
-    Member("name", catalog.m_catalogName);
-    Member("asoType", catalog.m_bASOType);
-    List("variables", catalog.m_variables);
-    List("cubes", catalog.m_cubes);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", catalog.m_catalogName)
+        .Add("asoType", catalog.m_bASOType)
+        .Add("variables", catalog.m_variables)
+        .Add("cubes", catalog.m_cubes)
+        .EndObject();
   }
 
   void Element(const OTCube& cube) {
-    m_json.BeginObject();
-    Member("name", cube.first);
-    Member("secondName", cube.second);
-    List("variables", cube.m_variables);
-    List("aliases", cube.m_aliases);
-    Member("memberNameUnique", cube.m_bMemberNameUnique);
-    Member("dateFormat", cube.m_dateFormat);
-    List("sapVariables", cube.m_sapVariables);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", cube.first)
+        .Add("secondName", cube.second)
+        .Add("variables", cube.m_variables)
+        .Add("aliases", cube.m_aliases)
+        .Add("memberNameUnique", cube.m_bMemberNameUnique)
+        .Add("dateFormat", cube.m_dateFormat)
+        .Add("sapVariables", cube.m_sapVariables)
+        .EndObject();
   }
 
   void Element(const OTXMLAHierarchy& hierarchy) {
-    m_json.BeginObject();
-    Member("name", hierarchy.m_hierarchyName);
-    Member("externalName", hierarchy.m_externalName);
-    Member("dimensionUniqueName", hierarchy.m_dimensionUniqueName);
-    Named("memberType", hierarchy.m_memberType);
-    Named("hierarchyType", hierarchy.m_hierarchyType);
-    Named("dimensionType", hierarchy.m_dimensionType);
-    Member("defaultMember", hierarchy.m_defaultMember);
-    List("alternateHierarchyNames", hierarchy.m_alternateHierarchyNames);
-    List("udas", hierarchy.m_udas);
-    List("levels", hierarchy.m_levels);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", hierarchy.m_hierarchyName)
+        .Add("externalName", hierarchy.m_externalName)
+        .Add("dimensionUniqueName", hierarchy.m_dimensionUniqueName)
+        .Add("memberType", hierarchy.m_memberType)
+        .Add("hierarchyType", hierarchy.m_hierarchyType)
+        .Add("dimensionType", hierarchy.m_dimensionType)
+        .Add("defaultMember", hierarchy.m_defaultMember)
+        .Add("alternateHierarchyNames", hierarchy.m_alternateHierarchyNames)
+        .Add("udas", hierarchy.m_udas)
+        .Add("levels", hierarchy.m_levels)
+        .EndObject();
   }
 
   void Element(const OTXMLALevel& level) {
-    m_json.BeginObject();
-    Member("name", level.m_levelName);
-    Member("externalName", level.m_externalName);
-    Member("number", level.m_levelNumber);
-    m_json.Key("unit");
-    Element(level.m_level);
-    List("memberProperties", level.m_memberProperties);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", level.m_levelName)
+        .Add("externalName", level.m_externalName)
+        .Add("number", level.m_levelNumber)
+        .Add("unit", level.m_level)
+        .Add("memberProperties", level.m_memberProperties)
+        .EndObject();
   }
 
   void Element(const OTXMLAUnit& unit) {
-    m_json.BeginObject();
-    Member("name", unit.m_name);
-    Member("externalName", unit.m_externalName);
-    Named("aggrType", unit.m_aggrType);
-    Named("type", unit.m_type);
-    Member("precision", unit.m_precision);
-    Member("scale", unit.m_scale);
-    Member("nullable", unit.m_nullable);
-    Named("dimPropType", unit.m_dimPropType);
-    Member("tamarindAttributeHierarchyName", unit.m_tamarindAttributeHierarchyName);
-    Member("tamarindGenerationNumber", unit.m_tamarindGenerationNumber);
-    Member("tamarindPropertyType", unit.m_tamarindPropertyType);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", unit.m_name)
+        .Add("externalName", unit.m_externalName)
+        .Add("aggrType", unit.m_aggrType)
+        .Add("type", unit.m_type)
+        .Add("precision", unit.m_precision)
+        .Add("scale", unit.m_scale)
+        .Add("nullable", unit.m_nullable)
+        .Add("dimPropType", unit.m_dimPropType)
+        .Add("tamarindAttributeHierarchyName", unit.m_tamarindAttributeHierarchyName)
+        .Add("tamarindGenerationNumber", unit.m_tamarindGenerationNumber)
+        .Add("tamarindPropertyType", unit.m_tamarindPropertyType)
+        .EndObject();
   }
 
   void Element(const XmlACubeVariable& variable) {
-    m_json.BeginObject();
-    Member("name", variable.m_Name);
-    Member("caption", variable.m_Caption);
-    Named("type", variable.m_type);
-    Named("selectionType", variable.m_selectionType);
-    Named("entryType", variable.m_entryType);
-    Member("referenceDimension", variable.m_referenceDimension);
-    Member("referenceHierarchy", variable.m_referenceHierarchy);
-    Member("defaultLow", variable.m_defaultLow);
-    Member("defaultHigh", variable.m_defaultHigh);
-    Member("overrideDefaultLow", variable.m_overrideDefaultLow);
-    Member("overrideDefaultHigh", variable.m_overrideDefaultHigh);
-    m_json.EndObject();
+    BeginObject()
+        .Add("name", variable.m_Name)
+        .Add("caption", variable.m_Caption)
+        .Add("type", variable.m_type)
+        .Add("selectionType", variable.m_selectionType)
+        .Add("entryType", variable.m_entryType)
+        .Add("referenceDimension", variable.m_referenceDimension)
+        .Add("referenceHierarchy", variable.m_referenceHierarchy)
+        .Add("defaultLow", variable.m_defaultLow)
+        .Add("defaultHigh", variable.m_defaultHigh)
+        .Add("overrideDefaultLow", variable.m_overrideDefaultLow)
+        .Add("overrideDefaultHigh", variable.m_overrideDefaultHigh)
+        .EndObject();
   }
 
   JsonWriter m_json;

@@ -16,6 +16,8 @@
 #include <string>
 #include <thread>
 
+#include "support/ResidentMemory.h"
+
 namespace {
 
 /// Answers late, as the system's resolver does when no name server answers.
@@ -29,14 +31,6 @@ std::set<std::string> MappedLibraries() {
     if (path != std::string::npos) files.insert(line.substr(path));
   }
   return files;
-}
-
-long Resident() {
-  std::ifstream file("/proc/self/statm");
-  long size = 0;
-  long resident = 0;
-  file >> size >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
 long Threads() {
@@ -86,10 +80,10 @@ int main(int, char** arguments) {
     records +=
         reinterpret_cast<Work>(dlsym(plugin, "WorkOnce"))(arguments[2], wide.c_str(), cancelAfter);
     dlclose(plugin);
-    if (i == times / 3) resident = Resident();
+    if (i == times / 3) resident = support::ResidentKiB();
   }
-  std::printf("records %ld\nresident %ld\nthreads %ld\n", records, Resident() - resident,
-              Threads() - ownThreads);
+  std::printf("records %ld\nresident %ld\nthreads %ld\n", records,
+              support::ResidentKiB() - resident, Threads() - ownThreads);
   if (isSlow) {
     // Threads of the resolver that were left behind come to their end meanwhile.
     while (Threads() > ownThreads) usleep(10'000);

@@ -7,9 +7,10 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// What one import operation has used of its limits (ImportLimits): its requests, replies, rows and time.
-/// The object is made on the thread that runs the operation, with the settings in force there, and
-/// is current on that thread while it lives. An operation inside another one counts for itself.
+/// What one import operation has used of its limits (ImportLimits): its requests, replies, rows and
+/// time. The object is made on the thread that runs the operation, with the settings in force
+/// there, and is current on that thread while it lives. An operation inside another one counts for
+/// itself.
 class XMLAHOST_API ImportOperation {
  public:
   ImportOperation();
