@@ -7,11 +7,11 @@
 #include <optional>
 
 #include "HTTPPosting.h"
-#include "ScriptedServer.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/VXThread.h"
 #include "support/Settings.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -41,14 +41,14 @@ const std::string kPage =
     "<!DOCTYPE html><html><head><title>\n Log in to\tthe portal </title></head><body/></html>";
 
 TEST(HTTPRequest, IsAPostWithTheHeaderLinesAsGiven) {
-  ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/xmla?a=b"), L"", L"", 10,
                            nullptr);
   client.SetRequestHeader(L"SOAPAction: \"first\"\n");
   client.SetRequestHeader(L"SOAPAction: \"urn:x\"\nContent-Type: text/xml; charset = UTF-8\n");
   const std::string body = "<q>\xC3\xA9</q>";
   ASSERT_TRUE(Post(client, body).ok);
-  const ReceivedRequest request = server.Requests().at(0);
+  const loopback::Request request = server.Requests().at(0);
   EXPECT_THAT(request.head, StartsWith("POST /xmla?a=b HTTP/1.1\r\n"));
   EXPECT_THAT(request.head, HasSubstr("\r\nSOAPAction: \"urn:x\"\r\n"));
   EXPECT_THAT(request.head, HasSubstr("\r\nContent-Type: text/xml; charset = UTF-8\r\n"));
@@ -60,7 +60,7 @@ TEST(HTTPRequest, IsAPostWithTheHeaderLinesAsGiven) {
 }
 
 TEST(HTTPRequest, OfAnySizeGoesOutWhole) {
-  ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"", L"", 10, nullptr);
   const std::string body(3 << 20, 'x');
   ASSERT_TRUE(Post(client, body).ok);
@@ -71,14 +71,14 @@ TEST(HTTPRequest, OfAnySizeGoesOutWhole) {
 }
 
 TEST(HTTPConnection, IsKeptForTheNextRequest) {
-  ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"", L"", 10, nullptr);
   for (int i = 0; i < 20; ++i) ASSERT_TRUE(Post(client).ok);
   EXPECT_EQ(server.Connections(), 1u);
 }
 
 TEST(HTTPConnection, ClosedByTheServerIsMadeAgain) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(Answer("<r/>"));
     connection.Close();
   });
@@ -88,7 +88,7 @@ TEST(HTTPConnection, ClosedByTheServerIsMadeAgain) {
 }
 
 TEST(HTTPConnection, KeepsCookiesInTheClientAlone) {
-  ScriptedServer server(Answer("<r/>", "200 OK", "Set-Cookie: id=7; Path=/\r\n"));
+  WireServer server(Answer("<r/>", "200 OK", "Set-Cookie: id=7; Path=/\r\n"));
   const String url = Wide("http://" + server.Authority() + "/");
   HTTPClientWrapper client(url, L"", L"", 10, nullptr);
   Post(client);
@@ -114,7 +114,7 @@ struct Taken {
 class TakenReply : public testing::TestWithParam<Taken> {};
 
 TEST_P(TakenReply, IsHandedOnAsUTF8) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(GetParam().answer);
     if (GetParam().closes) connection.Close();
   });
@@ -194,7 +194,7 @@ constexpr char kCutInTheMiddle[] = "The connection was cut in the middle of the 
 class RefusedReply : public testing::TestWithParam<Refused> {};
 
 TEST_P(RefusedReply, SaysWhatAndNamesTheURLWithoutCredentials) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(GetParam().answer);
     if (GetParam().closes) connection.Close();
   });
@@ -294,7 +294,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(HTTPFailure, RefusedConnection) {
   std::string authority;
-  { authority = ScriptedServer("").Authority(); }
+  { authority = WireServer("").Authority(); }
   EXPECT_EQ(PostOnce("http://" + authority + "/x").error,
             "There is no connection to the service: Connection refused: http://" + authority +
                 "/x (check host and port, that the service is running, and the proxy if the "
@@ -302,7 +302,7 @@ TEST(HTTPFailure, RefusedConnection) {
 }
 
 TEST(HTTPFailure, ResetConnection) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<r>");
     connection.Reset();
   });
@@ -314,7 +314,7 @@ TEST(HTTPFailure, ResetConnection) {
 
 TEST(HTTPFailure, LeavesTheClientUsable) {
   std::atomic<int> count{0};
-  ScriptedServer server([&count](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&count](loopback::Connection& connection, const loopback::Request&) {
     switch (count++) {
       case 0:
         return connection.Close();
@@ -337,7 +337,7 @@ TEST(HTTPFailure, LeavesTheClientUsable) {
 
 TEST(HTTPTimeout, BoundsTheSilenceBeforeAndInsideTheReply) {
   for (const char* const part : {"", "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<r>"}) {
-    ScriptedServer server([part](ServedConnection& connection, const ReceivedRequest&) {
+    WireServer server([part](loopback::Connection& connection, const loopback::Request&) {
       connection.Send(part);
       connection.AwaitPeerGone();
     });
@@ -354,7 +354,7 @@ TEST(HTTPTimeout, BoundsTheSilenceBeforeAndInsideTheReply) {
 
 TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
   const std::string answer = Answer("<r/>");
-  ScriptedServer server([&answer](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&answer](loopback::Connection& connection, const loopback::Request&) {
     // Longer in all than the time-out; the server's pace is what is tested.
     for (std::size_t i = 0; i < answer.size(); ++i) {
       connection.Send(answer.substr(i, 1));
@@ -366,7 +366,7 @@ TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
 }
 
 TEST(HTTPTimeout, OfZeroIsNone) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     // The server's pace is what is tested.
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     connection.Send(Answer("<r/>"));
@@ -378,7 +378,7 @@ TEST(HTTPTimeout, OfZeroIsNone) {
 TEST(HTTPCancellation, EndsASilentTransferWithinATenthOfASecond) {
   VXExecutionState state;
   std::atomic<bool> reached{false};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     reached = true;
     reached.notify_all();
     connection.AwaitPeerGone();
@@ -399,7 +399,7 @@ TEST(HTTPCancellation, EndsASilentTransferWithinATenthOfASecond) {
 
 TEST(HTTPCancellation, EndsAFlowingTransfer) {
   VXExecutionState state;
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     connection.Send("HTTP/1.1 200 OK\r\n\r\n");
     for (int i = 0; connection.Send(std::string(1 << 16, 'x')); ++i)
       if (i == 10) state.RequestCancellation(VXExecutionState::kCancelReasonHost);
@@ -469,7 +469,7 @@ TEST(HTTPURL, ThatCannotBeUsedIsAnErrorWithoutCredentials) {
 }
 
 TEST(HTTPURL, OtherCharactersAreEncoded) {
-  ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   EXPECT_TRUE(PostOnce(" http://" + server.Authority() + "/\xC3\xA9 x%20#fragment\n").ok);
   EXPECT_THAT(server.Requests().at(0).head, StartsWith("POST /%C3%A9%20x%20 HTTP/1.1\r\n"));
 }
@@ -488,7 +488,7 @@ TEST(HTTPObserver, IsToldOfEveryExchange) {
   const std::string text = "<r>" + std::string(1000, 'x') + "</r>";
   const std::string packed = Gzip(text);
   std::atomic<int> count{0};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(count++ == 0 ? Answer(packed, "200 OK", "Content-Encoding: gzip\r\n")
                                  : Answer("no", "404 Not Found"));
   });
@@ -515,7 +515,7 @@ TEST(HTTPObserver, IsToldOfEveryExchange) {
 }
 
 TEST(HTTPClients, WorkSideBySide) {
-  ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   std::vector<std::thread> threads;
   std::atomic<int> good{0};
   for (int i = 0; i < 8; ++i) {

@@ -12,9 +12,9 @@
 #include <thread>
 
 #include "HTTPPosting.h"
-#include "ScriptedServer.h"
 #include "Utility/Generic/VXThread.h"
 #include "support/Settings.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -31,18 +31,18 @@ TEST(HTTPLimit, HoldsForPlainAndCompressedReplies) {
   const std::string bomb = Gzip("<r>" + std::string(50 << 20, 'x') + "</r>");
   for (const std::string& answer :
        {Answer(fits + "\n"), Answer(bomb, "200 OK", "Content-Encoding: gzip\r\n")}) {
-    ScriptedServer server(answer);
+    WireServer server(answer);
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
     EXPECT_FALSE(outcome.ok);
     EXPECT_THAT(outcome.error,
                 StartsWith("The reply is longer than 1000 bytes (limit maxReplyBytes): http"));
   }
-  ScriptedServer server(Answer(fits));
+  WireServer server(Answer(fits));
   EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
 }
 
 TEST(HTTPLimit, StopsAnEndlessReply) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send("HTTP/1.1 200 OK\r\n\r\n");
     while (connection.Send(std::string(1 << 16, 'x'))) {
     }
@@ -64,7 +64,7 @@ struct EndlessHead {
 class HTTPHeaderLimit : public testing::TestWithParam<EndlessHead> {};
 
 TEST_P(HTTPHeaderLimit, EndsAnEndlessHead) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(GetParam().begin);
     while (connection.Send(GetParam().repeated)) {
     }
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPHeaderLimit,
 
 TEST(HTTPHeaderLimits, HoldForAllRoundsOfALogInTogether) {
   const std::string head = "X-Long: " + std::string(30'000, 'x') + "\r\n";
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     connection.Send(
         request.Header("authorization").empty()
             ? Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=\"r\"\r\n" + head)
@@ -109,22 +109,22 @@ TEST(HTTPHeaderLimits, HoldForAllRoundsOfALogInTogether) {
 }
 
 TEST(HTTPHeaderLimits, LeaveATrailerThatLooksLikeAStatusLineToTheReply) {
-  ScriptedServer server(kChunks + "HTTP/1.1 500 Oops: x\r\nX: y\r\n\r\n");
+  WireServer server(kChunks + "HTTP/1.1 500 Oops: x\r\nX: y\r\n\r\n");
   const Outcome outcome = PostOnce("http://" + server.Authority() + "/");
   EXPECT_TRUE(outcome.ok) << outcome.error;
   EXPECT_EQ(outcome.reply, "<r/>");
 }
 
 TEST(HTTPHeaderLimits, KnowAPreliminaryAnswerWhateverItsBlanks) {
-  ScriptedServer server("HTTP/1.1  100 Continue\r\n\r\n" +
-                        Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=r\r\n"));
+  WireServer server("HTTP/1.1  100 Continue\r\n\r\n" +
+                    Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=r\r\n"));
   EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
               HasSubstr("log-in offered: Basic: http"));
 }
 
 TEST(HTTPHeaderLimits, RefuseALineWithACarriageReturnInside) {
-  ScriptedServer server(Answer("", "401 Unauthorized",
-                               "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
+  WireServer server(Answer("", "401 Unauthorized",
+                           "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_THAT(Post(client).error,
               StartsWith("A header line of the answer has a carriage return inside: "));
@@ -138,7 +138,7 @@ TEST(HTTPHeaderLimits, ShortenWhatAnErrorTextRepeats) {
   const std::string target = "Location: /" + std::string(50'000, 'x') + "\r\n";
   for (const std::string& answer :
        {Answer("", "401 Unauthorized", offers), Answer("", "302 Found", target)}) {
-    ScriptedServer server(answer);
+    WireServer server(answer);
     const std::string error = PostOnce("http://" + server.Authority() + "/").error;
     EXPECT_LT(error.size(), 1000u);
     if (answer.find("401") != std::string::npos) {
@@ -170,7 +170,7 @@ TEST(HTTPRatioLimit, HoldsForLongRepliesAlone) {
   };
   EXPECT_EQ(HTTPClientOptions().maxCompressionRatio, 500u);
   for (const auto& test : kCases) {
-    ScriptedServer server(test.answer);
+    WireServer server(test.answer);
     HTTPClientOptions options;
     options.maxCompressionRatio = test.limit;
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
@@ -197,7 +197,7 @@ TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
   // 400 MB of blanks by zstd: a head with a window of 128 KiB, and blocks that each repeat a byte.
   std::string bomb("\x28\xB5\x2F\xFD\0\x38", 6);
   for (int i = 0; i < 3200; ++i) bomb.append("\x02\0\x10 ", 4);
-  ScriptedServer server(Answer(bomb, "200 OK", "Content-Encoding: zstd\r\n"));
+  WireServer server(Answer(bomb, "200 OK", "Content-Encoding: zstd\r\n"));
   HTTPClientOptions options;
   options.maxReplyBytes = 0;
   const Received received;
@@ -229,7 +229,7 @@ TEST(HTTPCompression, IsUndoneOnce) {
       {Answer(once, "200 OK", "Content-Encoding: identity, gzip\r\n"), true},
   };
   for (const auto& test : kCases) {
-    ScriptedServer server(test.answer);
+    WireServer server(test.answer);
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/");
     EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
     if (!test.ok) {
@@ -240,7 +240,7 @@ TEST(HTTPCompression, IsUndoneOnce) {
 }
 
 TEST(HTTPCompression, IsCountedForEachAnswerOfALogIn) {
-  ScriptedServer server([](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([](loopback::Connection& connection, const loopback::Request& request) {
     connection.Send(request.Header("authorization").empty()
                         ? Answer(Gzip("no"), "401 Unauthorized",
                                  "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n"
@@ -257,8 +257,8 @@ TEST(HTTPCompression, IsCountedForEachAnswerOfALogIn) {
 TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {
   HTTPClientOptions options;
   options.maxReplyBytes = 1000;
-  ScriptedServer server(Answer("<r>" + std::string(600, '\xE9') + "</r>", "200 OK",
-                               "Content-Type: text/xml; charset=iso-8859-1\r\n"));
+  WireServer server(Answer("<r>" + std::string(600, '\xE9') + "</r>", "200 OK",
+                           "Content-Type: text/xml; charset=iso-8859-1\r\n"));
   EXPECT_THAT(
       PostOnce("http://" + server.Authority() + "/", 10, &options).error,
       HasSubstr("longer than 1000 bytes after its conversion to UTF-8 (limit maxReplyBytes): "
@@ -269,7 +269,7 @@ TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {
 
 TEST(HTTPCookieLimit, KeepsTheFirstOnes) {
   std::atomic<int> next{0};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     std::string cookies = "Set-Cookie: session=" + std::to_string(next.load()) + "\r\n";
     for (int i = 0; i < 40; ++i)
       cookies += "Set-Cookie: c" + std::to_string(next++) + "=" + std::string(100, 'v') + "\r\n";
@@ -320,7 +320,7 @@ TEST(HTTPCookie, IsKeptByItsRules) {
       {"Set-Cookie: a=\x01", ""},
   };
   for (const auto& test : kCases) {
-    ScriptedServer server(Answer("<r/>", "200 OK", std::string(test.headers) + "\r\n"));
+    WireServer server(Answer("<r/>", "200 OK", std::string(test.headers) + "\r\n"));
     HTTPClientWrapper client(Wide("http://" + server.Authority() + "/x/y?q"), L"", L"", 10,
                              nullptr);
     ASSERT_TRUE(Post(client).ok);
@@ -345,7 +345,7 @@ std::string Times(std::size_t count, const std::string& text) {
 
 /// The time of this thread that exchanges with such an answer take, at best.
 double Cost(const std::string& answer) {
-  ScriptedServer server(answer);
+  WireServer server(answer);
   HTTPClientOptions options;
   options.maxHeaderBytes = 0;
   options.maxCookies = 0;
@@ -441,7 +441,7 @@ class HTTPDiscarded : public testing::TestWithParam<Discarded> {};
 /// No piece of it counts as an answer.
 TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
   const Discarded& test = GetParam();
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(test.head);
     const std::string piece(1 << 16, 'x');
     while (connection.Send(piece)) {
@@ -461,7 +461,7 @@ TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
   const int kPieces = test.isProxys ? 64 : 1024;  // of 64 KiB; libcurl reads a proxy's slowly
   VXExecutionState state;
   std::atomic<int> sent{0};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(test.head);
     const std::string piece(1 << 16, 'x');
     while (connection.Send(piece)) {

@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "HTTPPosting.h"
-#include "KerberosTicket.h"
-#include "ScriptedServer.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/KerberosTicket.h"
 #include "support/Settings.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -33,8 +33,8 @@ struct LogIn {
   std::string accepted;  // how an accepted Authorization begins
 };
 
-ScriptedServer::Handler Demanding(const LogIn& logIn) {
-  return [logIn](ServedConnection& connection, const ReceivedRequest& request) {
+WireServer::Handler Demanding(const LogIn& logIn) {
+  return [logIn](loopback::Connection& connection, const loopback::Request& request) {
     const std::string given = request.Header("authorization");
     if (!logIn.accepted.empty() && given.compare(0, logIn.accepted.size(), logIn.accepted) == 0)
       connection.Send(Answer("<r/>"));
@@ -49,7 +49,7 @@ const std::string kDigestOffer =
 const std::string kBasicOfCanary = "Basic dTpjYW5hcnkvOkA=";  // u:canary/:@
 
 TEST(HTTPAuthentication, SendsNothingBeforeItIsAskedAndThenKeepsToTheScheme) {
-  ScriptedServer server(Demanding({kBasicOffer, kBasicOfCanary}));
+  WireServer server(Demanding({kBasicOffer, kBasicOfCanary}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary/:@", 10,
                            nullptr);
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(Post(client).ok);
@@ -61,7 +61,7 @@ TEST(HTTPAuthentication, SendsNothingBeforeItIsAskedAndThenKeepsToTheScheme) {
 }
 
 TEST(HTTPAuthentication, TakesCredentialsOutOfTheURL) {
-  ScriptedServer server(Demanding({kBasicOffer, kBasicOfCanary}));
+  WireServer server(Demanding({kBasicOffer, kBasicOfCanary}));
   HTTPClientWrapper client(Wide("http://u:canary%2F%3A%40@" + server.Authority() + "/"), L"", L"",
                            10, nullptr);
   EXPECT_TRUE(Post(client).ok);
@@ -69,34 +69,33 @@ TEST(HTTPAuthentication, TakesCredentialsOutOfTheURL) {
 }
 
 TEST(HTTPAuthentication, TakesTheStrongerOfWhatIsOffered) {
-  ScriptedServer server(Demanding({kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
+  WireServer server(Demanding({kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_TRUE(Post(client).ok);
   EXPECT_TRUE(Post(client).ok);
-  for (const ReceivedRequest& request : server.Requests())
+  for (const loopback::Request& request : server.Requests())
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
 }
 
 TEST(HTTPAuthentication, FallsBackFromNegotiateWithoutATicket) {
-  ScriptedServer server(
-      Demanding({"WWW-Authenticate: Negotiate\r\n" + kBasicOffer, kBasicOfCanary}));
+  WireServer server(Demanding({"WWW-Authenticate: Negotiate\r\n" + kBasicOffer, kBasicOfCanary}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary/:@", 10,
                            nullptr);
   EXPECT_TRUE(Post(client).ok);
 }
 
 TEST(HTTPAuthentication, FallsBackFromNegotiateToTheNextStrongest) {
-  ScriptedServer server(Demanding(
+  WireServer server(Demanding(
       {"WWW-Authenticate: Negotiate\r\n" + kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
                            nullptr);
   EXPECT_TRUE(Post(client).ok);
-  for (const ReceivedRequest& request : server.Requests())
+  for (const loopback::Request& request : server.Requests())
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
 }
 
 TEST(HTTPAuthentication, RefusedPasswordIsNotSentAgainByAWeakerScheme) {
-  ScriptedServer server(Demanding({kDigestOffer + kBasicOffer, ""}));
+  WireServer server(Demanding({kDigestOffer + kBasicOffer, ""}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
                            nullptr);
   const Outcome outcome = Post(client);
@@ -104,13 +103,13 @@ TEST(HTTPAuthentication, RefusedPasswordIsNotSentAgainByAWeakerScheme) {
               AllOf(StartsWith("HTTP 401 Unauthorized, log-in offered: Digest, Basic: "),
                     HasSubstr("check user name and password"), Not(HasSubstr("canary"))));
   EXPECT_LE(server.Requests().size(), 3u);
-  for (const ReceivedRequest& request : server.Requests())
+  for (const loopback::Request& request : server.Requests())
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
 }
 
 TEST(HTTPAuthentication, SurvivesAChangeOfScheme) {
   std::atomic<bool> changed{false};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     Demanding(changed ? LogIn{kDigestOffer, "Digest"} : LogIn{kBasicOffer, "Basic"})(connection,
                                                                                      request);
   });
@@ -122,7 +121,7 @@ TEST(HTTPAuthentication, SurvivesAChangeOfScheme) {
 
 TEST(HTTPAuthentication, TakesANewNonce) {
   std::atomic<char> nonce{'1'};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     const std::string current = std::string("nonce=\"") + nonce.load() + "\"";
     if (request.Header("authorization").find(current) != std::string::npos)
       connection.Send(Answer("<r/>"));
@@ -144,7 +143,7 @@ TEST(HTTPAuthentication, TakesANewNonce) {
 
 TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
   std::atomic<bool> isWilling{false};
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     Demanding({kDigestOffer + kBasicOffer, isWilling ? "Digest username=\"u\"" : ""})(connection,
                                                                                       request);
   });
@@ -155,8 +154,8 @@ TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
 }
 
 TEST(HTTPAuthentication, NeverSendsCredentialsWhereARedirectPoints) {
-  ScriptedServer other(Answer("<r/>"));
-  ScriptedServer server(Answer("", "307 Moved", "Location: http://" + other.Authority() + "/\r\n"));
+  WireServer other(Answer("<r/>"));
+  WireServer server(Answer("", "307 Moved", "Location: http://" + other.Authority() + "/\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_THAT(Post(client).error, HasSubstr("points to http://" + other.Authority() + "/"));
   EXPECT_EQ(other.Connections(), 0u);
@@ -253,7 +252,7 @@ TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
   std::mutex mutex;
   std::string sent;
   std::size_t next = 0;
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     const std::lock_guard lock(mutex);
     const std::string header = isProxy ? "proxy-authorization" : "authorization";
     sent += Letter(request.Header(header));
@@ -311,7 +310,7 @@ class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
   /// The schemes of the requests so far, "-" for none.
   std::string Sent() {
     std::string sent;
-    for (const ReceivedRequest& request : m_server.Requests())
+    for (const loopback::Request& request : m_server.Requests())
       sent += Letter(request.Header(GetParam() ? "proxy-authorization" : "authorization"));
     return sent;
   }
@@ -319,7 +318,7 @@ class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
  private:
   std::string m_offer;
   HTTPClientOptions m_options;
-  ScriptedServer m_server{[this](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer m_server{[this](loopback::Connection& connection, const loopback::Request& request) {
     const bool isProxy = GetParam();
     const std::string given = request.Header(isProxy ? "proxy-authorization" : "authorization");
     if (!given.empty() && given.front() == (m_offer == "D" ? 'D' : 'B'))
@@ -411,7 +410,7 @@ TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
 
 TEST(HTTPCredentials, WithControlCharactersAreRefused) {
   const KerberosTicket ticket;
-  ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   const std::string host = server.Authority() + "/";
   const struct {
     std::string url;
@@ -454,7 +453,7 @@ TEST(HTTPCredentials, WithControlCharactersAreRefused) {
 }
 
 TEST(HTTPCredentials, WithOtherSpecialCharactersStayInTheirHeader) {
-  ScriptedServer server(Answer("", "401 No", kDigestOffer));
+  WireServer server(Answer("", "401 No", kDigestOffer));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"a\"b\\c, d=e\x85", L"p",
                            10, nullptr);
   EXPECT_FALSE(Post(client).ok);
@@ -487,7 +486,7 @@ class HTTPBasic : public testing::TestWithParam<ClearCase> {};
 TEST_P(HTTPBasic, OverPlainHttpToAnotherMachineIsToldAndCanBeForbidden) {
   const ClearCase& test = GetParam();
   const bool isProxys = test.proxy && std::string(test.proxy).find('@') != std::string::npos;
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     const bool isKnown = request.head.find("uthorization: ") != std::string::npos;
     connection.Send(isKnown    ? Answer("<r/>")
                     : isProxys ? Answer("", "407 No", Offer(test.offer, "Proxy-Authenticate"))

@@ -4,9 +4,9 @@
 
 #include <sstream>
 
-#include "ScriptedServer.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/Text.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ using testing::StartsWith;
 class EchoingClient {
  public:
   explicit EchoingClient(std::uint64_t maxReplyBytes = HTTPClientOptions().maxReplyBytes)
-      : m_server([](ServedConnection& connection, const ReceivedRequest& request) {
+      : m_server([](loopback::Connection& connection, const loopback::Request& request) {
           connection.Send(request.body);
         }) {
     HTTPClientOptions options;
@@ -40,7 +40,7 @@ class EchoingClient {
   }
 
  private:
-  ScriptedServer m_server;
+  WireServer m_server;
   std::unique_ptr<HTTPClientWrapper> m_client;
 };
 

@@ -11,11 +11,11 @@
 #include <future>
 #include <memory>
 
-#include "Certificate.h"
-#include "ScriptedServer.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/Certificate.h"
 #include "support/ChildProcess.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -25,13 +25,13 @@ using testing::StartsWith;
 
 String Wide(const std::string& ascii) { return String(std::wstring(ascii.begin(), ascii.end())); }
 
-void Reply(ServedConnection& connection, const ReceivedRequest&) {
+void Reply(loopback::Connection& connection, const loopback::Request&) {
   connection.Send(Answer("<r/>"));
 }
 
 /// The error text of a request to a server with the certificate, or an empty text.
 std::string ErrorOf(const Certificate& certificate, bool trusted, int requests = 1) {
-  ScriptedServer server(&Reply, certificate.Context());
+  WireServer server(&Reply, certificate.Context());
   HTTPClientOptions options;
   if (trusted) options.caFile = Wide(certificate.Path());
   const std::string url = "https://u:canary@" + server.Authority() + "/";
@@ -90,8 +90,8 @@ TEST(TLS, NoConnectionTakesUpAFormerOne) {
     SCOPED_TRACE(version);
     const Certificate certificate("IP:127.0.0.1", kDay);
     SSL_CTX_set_max_proto_version(certificate.Context(), version);
-    ScriptedServer server(
-        [](ServedConnection& connection, const ReceivedRequest&) {
+    WireServer server(
+        [](loopback::Connection& connection, const loopback::Request&) {
           connection.Send(Answer("<r/>", "200 OK", "Connection: close\r\n"));
           connection.Close();
         },
@@ -116,8 +116,8 @@ TEST(TLS, NoConnectionTakesUpAFormerOne) {
 
 TEST(TLS, AConnectionThatTheServerEndedUnsaidIsReplacedEachTime) {
   const Certificate certificate("IP:127.0.0.1", kDay);
-  ScriptedServer server(
-      [](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server(
+      [](loopback::Connection& connection, const loopback::Request& request) {
         Reply(connection, request);
         connection.Close();
       },
@@ -144,8 +144,8 @@ TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   std::promise<void> received;
   std::promise<void> reset;
-  ScriptedServer server(
-      [&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server(
+      [&](loopback::Connection& connection, const loopback::Request& request) {
         Reply(connection, request);
         received.get_future().wait();
         connection.Reset();
@@ -170,7 +170,7 @@ TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
 
 TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
   const Certificate certificate("IP:127.0.0.1", kDay);
-  ScriptedServer server(&Reply, certificate.Context());
+  WireServer server(&Reply, certificate.Context());
   HTTPClientOptions options;
   options.caFile = Wide(certificate.Path());
   auto client = std::make_unique<HTTPClientWrapper>(Wide("https://" + server.Authority() + "/"),
@@ -192,7 +192,7 @@ TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
 
 TEST(TLS, ServerWithoutTLSIsToldApart) {
   // Such a server answers before it has understood anything.
-  ScriptedServer server(Answer("<r/>", "400 Bad Request"), ScriptedServer::Greets{});
+  WireServer server(Answer("<r/>", "400 Bad Request"), WireServer::Greets{});
   const std::string url = "https://" + server.Authority() + "/";
   HTTPClientWrapper client(String(std::wstring(url.begin(), url.end())), L"", L"", 10, nullptr);
   NarrowString reply;
@@ -206,7 +206,7 @@ TEST(TLS, UnreadableFileOfCertificatesIsNamedAsSuch) {
   HTTPClientOptions options;
   options.caFile = L"/proc/no-such-file";
   const Certificate certificate("IP:127.0.0.1", kDay);
-  ScriptedServer server(&Reply, certificate.Context());
+  WireServer server(&Reply, certificate.Context());
   const std::string url = "https://" + server.Authority() + "/";
   HTTPClientWrapper client(String(std::wstring(url.begin(), url.end())), L"", L"", 10, &options);
   NarrowString reply;
@@ -236,7 +236,7 @@ std::string ErrorWithOldest(int version, bool isProxy) {
   SSL_CTX_set_cipher_list(certificate.Context(), "ALL:@SECLEVEL=0");
   SSL_CTX_set_min_proto_version(certificate.Context(), TLS1_VERSION);
   SSL_CTX_set_max_proto_version(certificate.Context(), version);
-  ScriptedServer server(&Reply, certificate.Context());
+  WireServer server(&Reply, certificate.Context());
   const std::string url = "https://" + server.Authority();
   HTTPClientOptions options;
   options.caFile = Wide(certificate.Path());

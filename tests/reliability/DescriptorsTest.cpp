@@ -16,9 +16,9 @@
 #include "NetworkSupport.h"
 #include "ResolverSupport.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
-#include "generic/Certificate.h"
-#include "generic/ScriptedServer.h"
+#include "support/Certificate.h"
 #include "support/ChildProcess.h"
+#include "support/WireServer.h"
 
 namespace reliability {
 namespace {
@@ -72,11 +72,11 @@ TEST(Descriptors, OfAClientAreNotInherited) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   const long before = Count(Inherited());
   ASSERT_GT(before, 0);
-  const auto answer = [](ServedConnection& connection, const ReceivedRequest&) {
+  const auto answer = [](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(Answer("<r/>"));
   };
-  ::ScriptedServer plain(answer);
-  ::ScriptedServer secure(answer, certificate.Context());
+  WireServer plain(answer);
+  WireServer secure(answer, certificate.Context());
   HTTPClientOptions options;
   options.caFile = support::Wide(certificate.Path());
   for (const std::string& url :
@@ -96,7 +96,7 @@ TEST(Descriptors, OfARequestAtWorkAreNotInherited) {
   const long before = Count(Inherited());
   {
     std::promise<void> there;
-    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+    WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
       there.set_value();
       connection.AwaitPeerGone();
     });
@@ -140,7 +140,7 @@ TEST(Descriptors, WithLargeNumbersWorkAndAreNotInherited) {
   const TakenDescriptors taken(1200);
   ASSERT_GT(taken.Last(), FD_SETSIZE);
   const long before = Count(Inherited());
-  ::ScriptedServer server(Answer("<r/>"));
+  WireServer server(Answer("<r/>"));
   for (const std::string host : {"127.0.0.1", "localhost"}) {
     SCOPED_TRACE(host);
     HTTPClientWrapper client(support::Wide("http://" + host + ":" + server.Port() + "/"), L"", L"",

@@ -6,9 +6,9 @@
 #include <algorithm>
 
 #include "NetworkSupport.h"
-#include "generic/ScriptedServer.h"
 #include "support/ScriptedServer.h"
 #include "support/TempDir.h"
+#include "support/WireServer.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -210,7 +210,7 @@ TEST(HarmlessText, OfEverythingElseThatAServerSays) {
   };
   for (const Source& source : sources) {
     SCOPED_TRACE(source.name);
-    ::ScriptedServer server(source.answer);
+    WireServer server(source.answer);
     for (const char* detail : {"--verbose", "--quiet"}) {
       const tool::Outcome outcome = tool::RunTool(
           {"--url", "http://" + server.Authority() + "/xmla", detail, "import"}, OnATerminal());
@@ -229,7 +229,7 @@ TEST(HarmlessText, OfEverythingElseThatAServerSays) {
 
 TEST(HarmlessText, OfMessagesAndLogsStaysAsItCame) {
   const std::string reply = support::FaultReply("code", "text " + Hostile(InReply));
-  ::ScriptedServer server(Answer(reply));
+  WireServer server(Answer(reply));
   const support::TempDir folder;
   const tool::Outcome outcome =
       tool::RunTool({"--url", "http://" + server.Authority() + "/xmla", "--target", "tessera",

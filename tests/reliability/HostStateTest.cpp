@@ -32,11 +32,11 @@
 #include "ResolverSupport.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/VXThread.h"
-#include "generic/Certificate.h"
-#include "generic/ScriptedServer.h"
+#include "support/Certificate.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
 #include "support/TempDir.h"
+#include "support/WireServer.h"
 
 namespace reliability {
 namespace {
@@ -193,8 +193,8 @@ class ServersElsewhere {
         wire.Send("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<a>");
         wire.Close();
       });
-      ::ScriptedServer tls(
-          [](ServedConnection& connection, const ReceivedRequest& request) {
+      WireServer tls(
+          [](loopback::Connection& connection, const loopback::Request& request) {
             const std::string path = request.head.substr(6, request.head.find(' ', 6) - 6);
             const sample::HttpReply reply =
                 sample::Answer(*sample::KindFromName(path), request.body);

@@ -17,11 +17,11 @@
 
 #include "NetworkSupport.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
-#include "generic/ScriptedServer.h"
 #include "support/Effort.h"
 #include "support/Gzip.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
+#include "support/WireServer.h"
 
 namespace reliability {
 namespace {
@@ -96,10 +96,10 @@ std::size_t Kibibytes(const char* field) {
 
 /// The memory in KiB that `run` takes at most, in a process of its own. `run` is called once
 /// before, with replies that are small: the memory that the libraries need once is not counted.
-std::size_t Peak(const support::Settings& settings, const ScriptedServer::Handler& handler,
+std::size_t Peak(const support::Settings& settings, const WireServer::Handler& handler,
                  const std::function<void(OTXMLAImportAPI&)>& run) {
   const std::string small = Answer("<root><row/></root>");
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     if (request.head.find("/warm") != std::string::npos)
       connection.Send(small);
     else
@@ -144,7 +144,7 @@ std::size_t Peak(const Reply& reply, const std::string& logs) {
       Answer(reply.body, "200 OK", "Content-Type: " + reply.contentType + "\r\n" + reply.headers);
   return Peak(
       settings,
-      [&](ServedConnection& connection, const ReceivedRequest&) { connection.Send(answer); },
+      [&](loopback::Connection& connection, const loopback::Request&) { connection.Send(answer); },
       reply.run);
 }
 
@@ -331,7 +331,7 @@ TEST(MemoryPerByte, OfManySmallRepliesIsLimited) {
     const std::string nothing = Answer("<root/>");
     std::atomic<std::size_t> rows = 0;
     std::atomic<std::size_t> bytes = 0;
-    const auto handler = [&](ServedConnection& connection, const ReceivedRequest& request) {
+    const auto handler = [&](loopback::Connection& connection, const loopback::Request& request) {
       const std::string* answer = &nothing;
       for (std::size_t i = 0; i < 3; ++i) {
         if (request.body.find(spreading.rowsets[i].requestType) == std::string::npos) continue;

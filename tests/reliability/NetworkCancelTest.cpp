@@ -11,9 +11,9 @@
 #include "Gzip.h"
 #include "NetworkSupport.h"
 #include "Utility/Generic/VXThread.h"
-#include "generic/ScriptedServer.h"
 #include "support/Effort.h"
 #include "support/TempDir.h"
+#include "support/WireServer.h"
 
 namespace network {
 namespace {
@@ -88,7 +88,7 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
   const std::string small =
       Answer(kHead + "<row><DataSourceName>next</DataSourceName></row>" + kTail);
   std::atomic<bool> isLarge{true};
-  ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(isLarge ? large : small);
   });
   const support::TempDir logs;

@@ -8,9 +8,9 @@
 #include "DiscoverService.h"
 #include "NetworkSupport.h"
 #include "SampleProvider.h"
-#include "generic/ScriptedServer.h"
 #include "support/Effort.h"
 #include "support/ScriptedServer.h"
+#include "support/WireServer.h"
 
 namespace network {
 namespace {
@@ -49,7 +49,7 @@ class CuttingServer {
   std::size_t WholeLength() const { return m_whole; }
 
  private:
-  void Handle(ServedConnection& connection, const ReceivedRequest& request) {
+  void Handle(loopback::Connection& connection, const loopback::Request& request) {
     const std::string body = sample::Answer(m_kind, request.body).body;
     if (support::RequestType(request.body) != "DISCOVER_DATASOURCES") {
       connection.Send(Answer(body));
@@ -65,7 +65,7 @@ class CuttingServer {
   const FramingCase& m_framing;
   std::atomic<std::size_t> m_length{std::string::npos};
   std::atomic<std::size_t> m_whole{0};
-  ::ScriptedServer m_server{
+  WireServer m_server{
       [this](auto& connection, const auto& request) { Handle(connection, request); }};
 };
 

@@ -9,10 +9,10 @@
 #include "NetworkSupport.h"
 #include "SampleProvider.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
-#include "generic/ScriptedServer.h"
 #include "support/ChildProcess.h"
 #include "support/Effort.h"
 #include "support/ScriptedServer.h"
+#include "support/WireServer.h"
 
 namespace network {
 namespace {
@@ -198,7 +198,7 @@ TEST_IN_CHILD(NetworkMoods, GapsShorterThanTheTimeOutAreNoSilence,
   constexpr std::chrono::milliseconds kGap{800};
   const std::string reply = Answer(support::RowsetReply("DataSourceName", {"NORTHQUAY"}));
   std::atomic<Clock::duration> longest{};
-  ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     if (support::RequestType(request.body) != "DISCOVER_DATASOURCES") {
       connection.Send(reply);
       return;

@@ -13,11 +13,11 @@
 #include "NetworkPeersSupport.h"
 #include "NetworkSupport.h"
 #include "SampleProvider.h"
-#include "generic/Certificate.h"
-#include "generic/ScriptedServer.h"
+#include "support/Certificate.h"
 #include "support/ChildProcess.h"
 #include "support/ScriptedServer.h"
 #include "support/TempDir.h"
+#include "support/WireServer.h"
 
 namespace network {
 namespace {
@@ -26,7 +26,7 @@ using testing::HasSubstr;
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
 /// A reply to every request for data sources, and to those that look for the server's kind.
-std::string DataSourcesAnswer(const ReceivedRequest& request) {
+std::string DataSourcesAnswer(const loopback::Request& request) {
   const std::string type = support::RequestType(request.body);
   return Answer(support::RowsetReply(
       type == "DISCOVER_DATASOURCES"
@@ -35,7 +35,7 @@ std::string DataSourcesAnswer(const ReceivedRequest& request) {
             "<row><PropertyName>ProviderVersion</PropertyName><Value>9.0</Value></row>"));
 }
 
-void Serve(ServedConnection& connection, const ReceivedRequest& request) {
+void Serve(loopback::Connection& connection, const loopback::Request& request) {
   connection.Send(DataSourcesAnswer(request));
 }
 
@@ -89,11 +89,11 @@ TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTime
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   const Certificate good("IP:127.0.0.1", kDay);
   const Certificate proxied("DNS:service.test", kDay);
-  ::ScriptedServer service(&Serve, proxied.Context());
+  WireServer service(&Serve, proxied.Context());
   std::atomic<bool> isProxyWilling{false};
-  ::ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest&) {
+  WireServer proxy([&](loopback::Connection& connection, const loopback::Request&) {
     if (isProxyWilling)
-      Tunnel(connection, service.Authority());
+      loopback::Tunnel(connection, service.Authority());
     else
       connection.AwaitPeerGone();
   });
@@ -110,18 +110,18 @@ TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTime
   };
   // Each waits most of the time.
   std::vector<std::jthread> cases;
-  std::unique_ptr<::ScriptedServer> listening;
+  std::unique_ptr<WireServer> listening;
   cases.emplace_back([&] {
     SCOPED_TRACE("neither accepted nor refused");
     auto listener = std::make_unique<FullListener>();
     const int port = listener->Port();
     expect("http://127.0.0.1:" + std::to_string(port) + "/xmla", [&] {
       listener.reset();
-      listening = std::make_unique<::ScriptedServer>(&Serve, nullptr, "", port);
+      listening = std::make_unique<WireServer>(&Serve, nullptr, port);
     });
   });
   SilentHandshake handshake(good.Context());
-  ::ScriptedServer server(&Serve, good.Context());
+  WireServer server(&Serve, good.Context());
   cases.emplace_back([&] {
     SCOPED_TRACE("silent in the handshake");
     expect("https://" + server.Authority() + "/xmla", [&] { handshake.BeWilling(); });
@@ -166,7 +166,7 @@ TEST(NetworkPeers, OnlyAGoodCertificateIsTakenAndABadOneIsNamed) {
     const Certificate* issuer = test.authorityIsTrusted ? &authority : &otherAuthority;
     if (!test.signedByAuthority) issuer = nullptr;
     Certificate certificate(test.alternativeName, test.validSeconds, issuer);
-    ::ScriptedServer server(&Serve, certificate.Context());
+    WireServer server(&Serve, certificate.Context());
     ExpectRefusal("https://" + server.Authority() + "/xmla", test.says,
                   {{"SSL_CERT_FILE", authority.Path()}}, [&] { certificate.Become(good); });
   }
@@ -179,8 +179,8 @@ TEST(NetworkPeers, EveryConnectionLooksAtTheCertificate) {
   const Certificate good("IP:127.0.0.1", kDay, &authority);
   const Certificate expired("IP:127.0.0.1", -3600, &authority);
   Certificate certificate("IP:127.0.0.1", kDay, &authority);
-  ::ScriptedServer server(
-      [](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server(
+      [](loopback::Connection& connection, const loopback::Request& request) {
         const std::string answer = DataSourcesAnswer(request);
         connection.Send("HTTP/1.1 200 OK\r\nConnection: close\r\n" + answer.substr(17));
         connection.Close();
@@ -222,7 +222,7 @@ TEST(NetworkPeers, AServerThatAdmitsNobodyIsNamedAndUsedOnceItDoes) {
     std::atomic<bool> isWilling{false};
     std::atomic<int> logIns{0};
     std::atomic<int> requests{0};
-    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
       const std::string given = request.Header("authorization");
       const bool isLogIn =
           given == "Basic YW5uOnNlY3JldA==" ||  // ann:secret
@@ -269,21 +269,21 @@ class Proxy {
   explicit Proxy(const char* refusal) : m_refusal(Answer("", refusal)) {}
   std::string Url() const { return "http://" + m_server.Authority(); }
   void BeWilling() { m_willing = true; }
-  std::vector<ReceivedRequest> Requests() { return m_server.Requests(); }
+  std::vector<loopback::Request> Requests() { return m_server.Requests(); }
 
  private:
-  void Handle(ServedConnection& connection, const ReceivedRequest& request) {
+  void Handle(loopback::Connection& connection, const loopback::Request& request) {
     if (!m_willing)
       connection.Send(m_refusal);
     else if (request.head.starts_with("CONNECT "))
-      Tunnel(connection, request.head.substr(8, request.head.find(' ', 8) - 8));
+      loopback::Tunnel(connection, request.head.substr(8, request.head.find(' ', 8) - 8));
     else
       connection.Send(DataSourcesAnswer(request));
   }
 
   const std::string m_refusal;
   std::atomic<bool> m_willing{false};
-  ::ScriptedServer m_server{
+  WireServer m_server{
       [this](auto& connection, const auto& request) { Handle(connection, request); }};
 };
 
@@ -296,7 +296,7 @@ TEST(NetworkPeers, AProxyThatRefusesIsNamedAndUsedOnceItIsWilling) {
                     {{"http_proxy", proxy.Url()}, {"no_proxy", ""}}, [&] { proxy.BeWilling(); });
     }
     Proxy proxy(test.answer);
-    ::ScriptedServer service(&Serve, good.Context());
+    WireServer service(&Serve, good.Context());
     ExpectRefusal("https://" + service.Authority() + "/xmla",
                   std::string("The proxy does not let the connection through: HTTP ") + test.says,
                   {{"https_proxy", proxy.Url()}, {"no_proxy", ""}, {"SSL_CERT_FILE", good.Path()}},
@@ -304,7 +304,7 @@ TEST(NetworkPeers, AProxyThatRefusesIsNamedAndUsedOnceItIsWilling) {
     EXPECT_FALSE(service.Requests().empty());
   }
   std::string nobody;
-  { nobody = ::ScriptedServer("").Authority(); }
+  { nobody = WireServer("").Authority(); }
   ExpectRefusal("http://service.test/xmla",
                 "There is no connection to the service: Connection refused: ",
                 {{"http_proxy", "http://" + nobody}, {"no_proxy", ""}}, {});

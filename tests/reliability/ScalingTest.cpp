@@ -9,12 +9,12 @@
 
 #include "NetworkSupport.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
-#include "generic/ScriptedServer.h"
 #include "support/Effort.h"
 #include "support/Growth.h"
 #include "support/Sanitized.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
+#include "support/WireServer.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -47,7 +47,7 @@ class Exchange {
   Exchange(std::function<std::string(std::size_t)> answer, const wchar_t* user,
            std::size_t exchanges)
       : m_server([answer = std::move(answer), number = std::size_t{0}](
-                     ServedConnection& connection, const ReceivedRequest&) mutable {
+                     loopback::Connection& connection, const loopback::Request&) mutable {
           connection.Send(answer(number++));
         }),
         m_user(user),
@@ -64,7 +64,7 @@ class Exchange {
   }
 
  private:
-  ScriptedServer m_server;
+  WireServer m_server;
   const wchar_t* m_user;
   std::size_t m_exchanges;
 };
@@ -235,7 +235,7 @@ TEST(ScalingOfTheImportLog, DoubleTheReplyTakesAtMostTwoAndAHalfTimesTheTime) {
         support::MeasureGrowth(8 << 10, 8 << 20, [&](std::size_t size) -> Work {
           std::string body = "<root>";
           while (body.size() < size) body += piece;
-          const auto server = std::make_shared<ScriptedServer>(Answer(body + "</root>"));
+          const auto server = std::make_shared<WireServer>(Answer(body + "</root>"));
           return [=] { network::Import("http://" + server->Authority() + "/").DataSources(); };
         });
     EXPECT_EQ(growth.complaint, "") << piece;

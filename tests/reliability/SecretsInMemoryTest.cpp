@@ -8,13 +8,13 @@
 #include "Import/OTXMLAImportEntry.h"
 #include "NetworkSupport.h"
 #include "Utility/Generic/Secret.h"
-#include "generic/ScriptedServer.h"
 #include "support/MemorySearch.h"
 #include "support/Sanitized.h"
 #include "support/ScriptedServer.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
+#include "support/WireServer.h"
 
 namespace reliability {
 namespace {
@@ -22,8 +22,8 @@ namespace {
 using support::HiddenPassword;
 
 /// Asks for a log-in, and then answers with no rows.
-::ScriptedServer::Handler Asking(const std::string& scheme) {
-  return [scheme](ServedConnection& connection, const ReceivedRequest& request) {
+WireServer::Handler Asking(const std::string& scheme) {
+  return [scheme](loopback::Connection& connection, const loopback::Request& request) {
     connection.Send(request.Header("authorization").empty()
                         ? Answer("", "401 Unauthorized", "WWW-Authenticate: " + scheme + "\r\n")
                         : Answer(support::RowsetReply("")));
@@ -65,7 +65,7 @@ TEST(SecretsInMemory, OfAnImportAreErasedAtItsEnd) {
   int ofLibcurl = 0;
   for (const Way& way : kWays) {
     SCOPED_TRACE(way.name);
-    ::ScriptedServer server(Asking(way.scheme));
+    WireServer server(Asking(way.scheme));
     const HiddenPassword former(number++);
     const HiddenPassword hidden(number++);
     std::unique_ptr<OTXMLAImportAPI> import(OTXMLACreateImport());
@@ -106,7 +106,7 @@ TEST(SecretsInMemory, OfAnIdentificationAreTheHostsAlone) {
   int number = 100;
   for (const Way& way : kWays) {
     SCOPED_TRACE(way.name);
-    ::ScriptedServer server(Asking(way.scheme));
+    WireServer server(Asking(way.scheme));
     const HiddenPassword hidden(number++);
     const Texts texts(way, hidden, server.Authority());
     OTXMLAProviderIdentity identity;

@@ -17,11 +17,11 @@
 #include "Import/OTXMLAImportEntry.h"
 #include "NetworkSupport.h"
 #include "SampleProvider.h"
-#include "generic/Certificate.h"
-#include "generic/ScriptedServer.h"
+#include "support/Certificate.h"
 #include "support/ScriptedServer.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
+#include "support/WireServer.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -229,7 +229,7 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
     SCOPED_TRACE(gate.name);
     Search search;
     std::atomic<int> admitted{0};
-    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
       search.LookAtProcess();
       const bool isKnown = !request.Header("authorization").empty();
       if (gate.exit == 0 && isKnown) {
@@ -254,9 +254,9 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
 }
 
 /// Admits whoever logs in. Asks for Digest in the first requests, and then for Basic.
-::ScriptedServer::Handler Weakening(std::size_t digests, sample::Kind kind) {
+WireServer::Handler Weakening(std::size_t digests, sample::Kind kind) {
   return [digests, kind, asked = std::make_shared<std::atomic<std::size_t>>(0)](
-             ServedConnection& connection, const ReceivedRequest& request) {
+             loopback::Connection& connection, const loopback::Request& request) {
     if (request.Header("authorization").empty())
       connection.Send(Answer("", "401 Unauthorized",
                              (*asked)++ < digests
@@ -267,9 +267,9 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
   };
 }
 
-void ExpectDigestAlone(::ScriptedServer& server, std::size_t digests) {
+void ExpectDigestAlone(WireServer& server, std::size_t digests) {
   std::size_t withoutLogIn = 0;
-  for (const ReceivedRequest& request : server.Requests()) {
+  for (const loopback::Request& request : server.Requests()) {
     const std::string logIn = request.Header("authorization");
     if (logIn.empty())
       ++withoutLogIn;
@@ -284,7 +284,7 @@ TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
   const std::size_t kClients[] = {1, 2, 3};
   for (const std::size_t digests : kClients) {
     SCOPED_TRACE(digests);
-    ::ScriptedServer server(Weakening(digests, sample::Kind::kAnalysisServices));
+    WireServer server(Weakening(digests, sample::Kind::kAnalysisServices));
     tool::Options options;
     options.environment = {{"XMLA_IMPORT_PASSWORD", kPassword}};
     const tool::Outcome outcome = tool::RunTool({"--url", "http://" + server.Authority() + "/xmla",
@@ -298,7 +298,7 @@ TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
 
 /// The identification asks a server of the Tamarind kind twice.
 TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameIdentification) {
-  ::ScriptedServer server(Weakening(1, sample::Kind::kTamarind));
+  WireServer server(Weakening(1, sample::Kind::kTamarind));
   OTXMLAProviderIdentity identity;
   String errors;
   EXPECT_FALSE(OTXMLAIdentifyProvider(support::Wide("http://" + server.Authority() + "/"), L"ann",
@@ -310,9 +310,9 @@ TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameIdentification) {
 TEST(Secrets, DoNotFollowARedirectToAnotherOrigin) {
   Search search;
   g_searched = 0;
-  ::ScriptedServer other(Answer("<r/>"));
+  WireServer other(Answer("<r/>"));
   for (const char* status : {"301 Moved Permanently", "302 Found", "307 Temporary Redirect"}) {
-    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+    WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
       search.LookAtProcess();
       const std::string target = UrlWithCredentials("http://" + other.Authority() + "/");
       connection.Send(request.Header("authorization").empty()
@@ -335,8 +335,8 @@ TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   Search search;
   g_searched = 0;
-  ::ScriptedServer service(
-      [&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer service(
+      [&](loopback::Connection& connection, const loopback::Request& request) {
         search.LookAtProcess();
         connection.Send(
             request.Header("authorization").empty()
@@ -344,11 +344,11 @@ TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
                 : Answer(sample::Answer(sample::Kind::kAnalysisServices, request.body).body));
       },
       certificate.Context());
-  ::ScriptedServer proxy([](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer proxy([](loopback::Connection& connection, const loopback::Request& request) {
     if (request.Header("proxy-authorization").empty())
       connection.Send(Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"));
     else
-      Tunnel(connection, request.head.substr(8, request.head.find(' ', 8) - 8));
+      loopback::Tunnel(connection, request.head.substr(8, request.head.find(' ', 8) - 8));
   });
   const std::string proxyUrl = "http://proxy-user:proxy-secret@" + proxy.Authority();
   ThroughEveryEntrance(
@@ -359,9 +359,9 @@ TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
       },
       {{"https_proxy", proxyUrl}, {"no_proxy", ""}, {"SSL_CERT_FILE", certificate.Path()}});
   EXPECT_FALSE(service.Requests().empty());
-  for (const ReceivedRequest& request : service.Requests())
+  for (const loopback::Request& request : service.Requests())
     EXPECT_EQ(request.Header("proxy-authorization"), "");
-  for (const ReceivedRequest& request : proxy.Requests()) {
+  for (const loopback::Request& request : proxy.Requests()) {
     ExpectNoSecret(request.head, "a request to the proxy");
     EXPECT_EQ(request.Header("authorization"), "");
     ExpectNoUser(request.head, "a request to the proxy");
@@ -373,7 +373,7 @@ TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
 }
 
 TEST(Secrets, OfAProxyThatRefusesThemAreNotTold) {
-  ::ScriptedServer proxy(Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"));
+  WireServer proxy(Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"));
   for (const char* scheme : {"http", "https"}) {
     tool::Options options;
     options.environment = {
@@ -389,7 +389,7 @@ TEST(Secrets, OfAProxyThatRefusesThemAreNotTold) {
 
 /// Calls the tool for a service on another machine, which a proxy on this one stands for.
 tool::Outcome CallByProxy(const char* offer, const std::string& url) {
-  ::ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer proxy([&](loopback::Connection& connection, const loopback::Request& request) {
     if (request.Header("authorization").empty())
       connection.Send(Answer("", "401 No", offer));
     else
@@ -440,7 +440,7 @@ std::string SaidWhenInterrupted(Search& search) {
   for (int attempt = 0; attempt < 40 && said.find("[46066] ") == std::string::npos; ++attempt) {
     std::promise<void> sent;
     std::once_flag once;
-    ::ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest&) {
+    WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
       connection.Send(answer);
       std::call_once(once, [&] { sent.set_value(); });
     });

@@ -17,11 +17,11 @@
 #include "OperationsSupport.h"
 #include "ResolverSupport.h"
 #include "Utility/Generic/VXThread.h"
-#include "generic/Certificate.h"
-#include "generic/ScriptedServer.h"
+#include "support/Certificate.h"
 #include "support/Effort.h"
 #include "support/ScriptedServer.h"
 #include "support/Text.h"
+#include "support/WireServer.h"
 
 namespace reliability {
 namespace {
@@ -220,7 +220,7 @@ TEST(CancellingATransfer, EndsItWhileTheHostIsResolved) {
   });
 }
 
-void AnswerThreeCubes(ServedConnection& connection, const ReceivedRequest&) {
+void AnswerThreeCubes(loopback::Connection& connection, const loopback::Request&) {
   connection.Send(Answer(LongReply(3)));
 }
 
@@ -231,10 +231,10 @@ TEST(CancellingATransfer, EndsItWhileItConnects) {
     const int before = listener->Pending();
     Request request("http://127.0.0.1:" + std::to_string(port) + "/");
     while (listener->Pending() <= before) std::this_thread::yield();
-    std::optional<::ScriptedServer> server;
+    std::optional<WireServer> server;
     return End(request, number, [&] {
       listener.reset();
-      server.emplace(&AnswerThreeCubes, nullptr, "", port);
+      server.emplace(&AnswerThreeCubes, nullptr, port);
     });
   });
 }
@@ -244,7 +244,7 @@ TEST(CancellingATransfer, EndsItInTheHandshake) {
   const network::Variable trusted("SSL_CERT_FILE", certificate.Path());
   TryOften("in the TLS handshake", Times(), [&](long number) {
     network::SilentHandshake handshake(certificate.Context());
-    ::ScriptedServer server(&AnswerThreeCubes, certificate.Context());
+    WireServer server(&AnswerThreeCubes, certificate.Context());
     Request request("https://" + server.Authority() + "/");
     handshake.AwaitClient();
     return End(request, number, [&] { handshake.BeWilling(); });
@@ -254,13 +254,13 @@ TEST(CancellingATransfer, EndsItInTheHandshake) {
 TEST(CancellingATransfer, EndsItWhileAProxyConnects) {
   const Certificate certificate("DNS:service.test", kDay);
   const network::Variable trusted("SSL_CERT_FILE", certificate.Path());
-  ::ScriptedServer service(&AnswerThreeCubes, certificate.Context());
+  WireServer service(&AnswerThreeCubes, certificate.Context());
   TryOften("a proxy connects", Times(), [&](long number) {
     std::atomic<bool> isWilling{false};
     std::promise<void> there;
-    ::ScriptedServer proxy([&](ServedConnection& connection, const ReceivedRequest&) {
+    WireServer proxy([&](loopback::Connection& connection, const loopback::Request&) {
       if (isWilling) {
-        Tunnel(connection, service.Authority());
+        loopback::Tunnel(connection, service.Authority());
         return;
       }
       there.set_value();
@@ -290,14 +290,14 @@ TEST(CancellingATransfer, EndsItWhileTheRequestIsSent) {
     Request request("http://127.0.0.1:" + std::to_string(port) + "/", catalog);
     const int accepted = accept(listening, nullptr, nullptr);
     for (int waiting = 0; waiting == 0;) ioctl(accepted, FIONREAD, &waiting);
-    std::optional<::ScriptedServer> server;
+    std::optional<WireServer> server;
     const auto close = [&] {
       ::close(accepted);
       ::close(listening);
     };
     const double seconds = End(request, number, [&] {
       close();
-      server.emplace(&AnswerThreeCubes, nullptr, "", port);
+      server.emplace(&AnswerThreeCubes, nullptr, port);
     });
     if (!server) close();
     return seconds;

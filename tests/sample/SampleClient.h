@@ -19,7 +19,7 @@ struct Reply {
 struct Call {
   std::string userAndPassword;
   std::string acceptEncoding;  // the body stays as it is, packed or not
-  bool unpack = false;          // accept what libcurl can unpack, and unpack it
+  bool unpack = false;         // accept what libcurl can unpack, and unpack it
   long timeout_ms = 5000;
 };
 

@@ -1,3 +1,5 @@
+#include "support/Certificate.h"
+
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
@@ -7,8 +9,6 @@
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
-
-#include "Certificate.h"
 
 namespace {
 

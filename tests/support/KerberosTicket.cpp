@@ -1,11 +1,11 @@
+#include "support/KerberosTicket.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
-
-#include "KerberosTicket.h"
 
 namespace {
 
