@@ -119,9 +119,8 @@ class Call {
         m_status = m_command->run(session, m_arguments, *m_report, m_result);
       if (m_progress->BasicInClear()) {
         MessagesOf(m_result).warnings.emplace_back(
-            "the password was sent to another machine by Basic over plain http, where others can "
-            "read "
-            "it; use https");
+            "the password was sent by Basic over plain http to another machine, and others on the "
+            "network can read it; use https");
       }
     });
   }
