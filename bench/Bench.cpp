@@ -1,4 +1,4 @@
-// Prints the table of what the library's work costs beside what no client can do without.
+// Compares the cost of the library and of the tool with a baseline, and prints one table.
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ void GetMeasures(XmlADiscoverAgent& agent, Measures& measures, std::size_t expec
   if (measures.size() != expected) throw std::runtime_error("rows are missing");
 }
 
-/// One line of the table. `met` tells whether `figure` is within what is to be reached.
+/// Prints one row of the table. `met`: the result meets the target.
 void Print(const char* what, const std::string& floor, const std::string& ours,
            const std::string& figure, const std::string& reach, bool met) {
   std::printf("%-44s %14s %14s %10s  %-14s %s\n", what, floor.c_str(), ours.c_str(), figure.c_str(),
@@ -51,7 +51,7 @@ std::string Format(const char* format, Arguments... arguments) {
   return text;
 }
 
-// A request of the size that the library sends.
+// As long as a request of the library.
 const std::string kRequest(1100, ' ');
 
 void LargeReply() {
@@ -66,8 +66,8 @@ void LargeReply() {
     GetMeasures(*agent, measures, kRows);
     return std::vector<double>{};
   });
-  // Both children inherit the server's reply: the difference is what the client takes, its own copy
-  // of the reply included.
+  // Both children inherit the server's reply, so it cancels out. The difference is the client's
+  // memory, including its own copy of the reply.
   const std::vector<double> idle = measure::InChild([&] {
     const auto agent = MakeAgent(server.Url());
     return std::vector<double>{static_cast<double>(std::count(reply.begin(), reply.end(), '<'))};
@@ -112,7 +112,8 @@ void SmallReply(const char* what, std::chrono::milliseconds delay, int count) {
   const std::string reply = replies::Measures(3);
   std::optional<ServerProcess> server;
   {
-    // Else the threads that serve the two connections might be near and far from their client.
+    // The server's threads must start on one processor. Otherwise one could be closer to its client
+    // than the other.
     const measure::OneProcessor one;
     server.emplace([&](std::string_view) -> const std::string& { return reply; }, delay);
   }
@@ -160,7 +161,8 @@ void ImportHierarchies(OTXMLAImportAPI& import, std::vector<OTXMLAHierarchy>& hi
     throw std::runtime_error("the import failed");
 }
 
-/// Time and memory of each hierarchy must not grow with their number. The floor is the first size.
+/// Time and memory per hierarchy must not grow with the number of hierarchies. The baseline is the
+/// smallest number.
 void Growth() {
   constexpr std::size_t kSizes[] = {100, 1000, 10000};
   constexpr std::size_t kMost = 10000;
@@ -171,7 +173,8 @@ void Growth() {
     servers.push_back(std::make_unique<ServerProcess>(
         [&](std::string_view request) -> const std::string& { return provider.Answer(request); }));
   }
-  // In turn, so that all sizes meet the same weather: each time as many hierarchies in all.
+  // Interleaves the sizes, so that noise of the machine affects all of them. Each round reads the
+  // same total number of hierarchies.
   std::vector<double> times[std::size(kSizes)];
   double bytes[std::size(kSizes)] = {};
   for (int round = 0; round < 3; ++round) {
@@ -204,7 +207,7 @@ void Growth() {
   }
 }
 
-/// The tool's import of 64 cubes, some at a time, beside one at a time.
+/// The tool's import of 64 cubes with several jobs; the baseline is one job.
 void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double reach,
           const char* format = "text") {
   const replies::Provider provider(64, 2);
@@ -231,7 +234,7 @@ void BusyJobs() {
   Jobs("the same as JSON", {}, 15, 2, 1.6, "json");
 }
 
-/// The tool's JSON of one very large cube.
+/// The tool's JSON output for one very large cube.
 void LargeCube() {
   constexpr std::size_t kMeasures = 250000;
   const replies::Provider provider(1, 0, kMeasures);
@@ -259,7 +262,7 @@ void LargeCube() {
         peak <= 2.5 * size);
 }
 
-/// The tool's memory must not grow with the number of cubes. The floor is the smaller number.
+/// The tool's memory must not grow with the number of cubes. The baseline is the smaller number.
 void ManyCubes() {
   const std::string file = "/tmp/xmla-bench." + std::to_string(getpid()) + ".json";
   const auto peak = [&](std::size_t cubes) {

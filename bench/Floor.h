@@ -3,16 +3,16 @@
 #include <memory>
 #include <string>
 
-/// What no client can do without: a request of that length and with those headers posted with
-/// libcurl on a reused handle, the reply received, and one libxml2 SAX2 pass over it with handlers
-/// that do nothing.
+/// The least work that any client must do: post a request of the same length and headers with
+/// libcurl on a reused handle, receive the reply, and parse it once with libxml2's SAX2 interface
+/// and empty handlers.
 class Floor {
  public:
   explicit Floor(const std::string& url);
   ~Floor();
-  /// The reply to the request.
+  /// Posts the request and returns the reply.
   std::string Receive(const std::string& request);
-  /// Throws std::runtime_error when it is not well-formed.
+  /// Throws std::runtime_error if the reply is not well-formed.
   static void Parse(const std::string& reply);
 
  private:

@@ -26,7 +26,8 @@ void Count() {
 
 }  // namespace
 
-// The C library's own allocator under its second names: every module of the process comes by here.
+// The C library's allocator under its internal names. The definitions below replace malloc for all
+// modules of the process.
 extern "C" {
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);

@@ -14,19 +14,18 @@ double Seconds(const std::function<void()>& work);
 
 double Median(std::vector<double> values);
 
-/// Two ways of one thing, called in turn so that both meet the same weather, such as the processors
-/// on which the system has put a server and its client. Beyond one pair, a
-/// first one that connects and warms up is not counted.
+/// Runs two implementations alternately, so that noise of the machine affects both equally. With
+/// more than one pair, an additional first pair (connecting, warming up) is not counted.
 struct Pairs {
-  double floor = 0;  ///< median seconds of one call
-  double ours = 0;   ///< median seconds of one call
-  double ratio = 0;  ///< median of the pairs' ratios
+  double floor = 0;  ///< median seconds per call
+  double ours = 0;   ///< median seconds per call
+  double ratio = 0;  ///< median of the ratios of the pairs
 };
 Pairs InPairs(int count, const std::function<void()>& floor, const std::function<void()>& ours);
 
-/// While one exists, this process and those that it starts share one processor. How long another
-/// one takes to wake up, which on a virtual machine is longer than a small exchange and changes by
-/// the minute, is then no part of what is measured: the work is.
+/// Pins this process and its children to one processor during the object's life. This excludes the
+/// time to wake up another processor, which on a virtual machine varies and can exceed the time of
+/// a small exchange.
 class OneProcessor {
  public:
   OneProcessor();
@@ -38,8 +37,8 @@ class OneProcessor {
   cpu_set_t m_former;
 };
 
-/// While one exists, every processor that this process may use has other work to do as well: a
-/// process each that computes without end.
+/// Keeps every processor of this process busy during the object's life, with one computing child
+/// process each.
 class BusyProcessors {
  public:
   BusyProcessors();
@@ -51,14 +50,14 @@ class BusyProcessors {
   std::vector<pid_t> m_children;
 };
 
-/// Heap allocations of all threads of this process during the call.
+/// Number of heap allocations of all threads of this process during the call.
 std::size_t Allocations(const std::function<void()>& work);
 
-/// Calls `work` in a child process and returns the numbers that it returned, followed by the
-/// child's peak memory in bytes. To be called while the process has one thread.
+/// Calls `work` in a child process. Returns the numbers that `work` returned, followed by the
+/// child's peak memory in bytes. REQUIRES: the process has one thread.
 std::vector<double> InChild(const std::function<std::vector<double>()>& work);
 
-/// Bytes that the heap holds now.
+/// Number of bytes allocated on the heap.
 double HeldBytes();
 
 }  // namespace measure

@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-/// Replies as an Analysis Services server sends them.
+/// Replies in the form of an Analysis Services server.
 namespace replies {
 
-/// MDSCHEMA_MEASURES: that many rows of 13 columns, about 560 bytes and 14 elements each.
+/// An MDSCHEMA_MEASURES reply with `rows` rows of 13 columns, about 560 bytes and 14 elements each.
 std::string Measures(std::size_t rows);
-/// A provider of equal cubes: the reply to any request of an import. Every hierarchy has 5 levels
+/// Answers all requests of an import, for a number of equal cubes. Every hierarchy has 5 levels
 /// with 10 properties each.
 class Provider {
  public:

@@ -21,7 +21,7 @@ void Serve(const ServerProcess::Handler& handler, std::chrono::milliseconds dela
             "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
             std::to_string(body.size()) + "\r\n\r\n";
         if (body.size() < 65536) {
-          connection.Send(head.append(body));  // in one packet, like a real server
+          connection.Send(head.append(body));  // in one packet, like real servers
         } else {
           connection.Send(head);
           connection.Send(body);

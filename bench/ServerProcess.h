@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-/// An HTTP server on a free loopback port, in a process of its own, so that neither its memory nor
-/// its allocations count. To be made before the process has threads. Keeps connections alive.
+/// An HTTP server on a free loopback port, in a child process, so that its memory and allocations
+/// are not measured. Keeps connections alive. REQUIRES: the process has one thread.
 class ServerProcess {
  public:
-  /// The reply's body for the request's body. Called in the server's process, from any thread.
+  /// Returns the body of the reply to a request body. Called in the child process, from any thread.
   using Handler = std::function<const std::string&(std::string_view request)>;
 
   explicit ServerProcess(Handler handler, std::chrono::milliseconds delay = {});

@@ -36,7 +36,7 @@ std::string PathOf(const std::string& program) {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path() / program;
 }
 
-/// True when the process has ended; throws when that was no success.
+/// Returns true if the process has ended; throws if it failed.
 bool HasEnded(pid_t child, int options, const std::string& path) {
   int status = 0;
   const pid_t ended = waitpid(child, &status, options);
@@ -45,7 +45,7 @@ bool HasEnded(pid_t child, int options, const std::string& path) {
   return true;
 }
 
-/// The peak so far; 0 for a process that has ended.
+/// Peak memory so far; 0 if the process has ended.
 double PeakOf(pid_t process) {
   constexpr std::string_view kPeak = "VmHWM:";
   std::ifstream status("/proc/" + std::to_string(process) + "/status");

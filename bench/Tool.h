@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-/// Runs a program to its end, its output thrown away. A name without slash is a program beside this
-/// one. Throws std::runtime_error when it does not end with status 0.
+/// Runs a program and discards its output. A name without slash is a program in the folder of this
+/// one. Throws std::runtime_error if the exit status is not 0.
 void RunProgram(const std::string& program, const std::vector<std::string>& arguments);
 
-/// The same; the program's peak memory in bytes, looked at every millisecond. What the system
-/// counts at the end would have this process's own memory in it.
+/// Runs a program likewise and returns its peak memory in bytes, sampled every millisecond. The
+/// rusage of an ended child would include the memory inherited from this process.
 double PeakMemoryOf(const std::string& program, const std::vector<std::string>& arguments);

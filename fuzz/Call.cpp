@@ -1,8 +1,8 @@
-// The tool's call: its arguments, its environment and its password file.
+// Fuzzes the command line: arguments, environment variables and password file.
 //
-// An input is words, each ended by a null character: those of the command line up to an empty one,
-// then the values of environment variables, four of the tool and two of the library, then the bytes
-// of the password file.
+// An input is a list of words, each terminated by a null character: arguments up to an empty word,
+// then the values of six environment variables (four of the tool, two of the library). The
+// remaining bytes are the password file.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -53,7 +53,7 @@ bool IsOneLine(std::string_view text) {
   });
 }
 
-/// A file of given bytes that has a name but no place on a disk.
+/// An in-memory file with the given bytes and a path.
 class MemoryFile {
  public:
   explicit MemoryFile(std::string_view bytes)
@@ -88,7 +88,7 @@ void CheckPassword(std::string_view bytes) {
   }
 }
 
-/// What connecting says; empty when it succeeds.
+/// Returns the error text of connecting; empty on success.
 std::string ErrorOfConnecting(const Arguments& arguments) {
   try {
     Connection connection = Connect(arguments);
@@ -108,7 +108,7 @@ void CheckConnecting(const Arguments& arguments) {
   const std::string url = std::getenv("XMLA_IMPORT_URL");
   const std::string text = ErrorOfConnecting(arguments);
   Require(std::getenv("XMLA_IMPORT_PASSWORD") == nullptr, "a password left in the environment");
-  // Whatever it says, the password has no part in it.
+  // No message contains the password.
   setenv("XMLA_IMPORT_PASSWORD", "another password", 1);
   setenv("XMLA_IMPORT_URL", url.c_str(), 1);
   Require(ErrorOfConnecting(arguments) == text, "an error that knows the password", text);
@@ -116,7 +116,7 @@ void CheckConnecting(const Arguments& arguments) {
 
 std::wstring Variable(const char* name) { return inprocess::PlainDecode(std::getenv(name)); }
 
-/// The library reads it once, when it is loaded; here its two steps are repeated.
+/// The library reads the variable once, when it is loaded. This repeats its two steps.
 void CheckTimeout() {
   String value;
   Require(SystemUtility::Getenv(L"MORVEN_BI_XMLA_HTTP_TIMEOUT", value) &&
@@ -132,7 +132,7 @@ void CheckTimeout() {
   Require(BaseStringUtil::UIntFrom(value) == seconds, "another number of seconds");
 }
 
-/// A folder of this process, emptied before each use.
+/// A directory of this process, emptied before each use.
 const std::filesystem::path& OwnFolder() {
   static const struct Folder {
     Folder() {
@@ -146,7 +146,7 @@ const std::filesystem::path& OwnFolder() {
   return folder.path;
 }
 
-/// A log below a folder of our own: the import begins, or one error says why not.
+/// With a log in the directory, the import starts, or one error says why not.
 void WriteLog(const std::string& directory) {
   setenv(kLogDirectory, directory.c_str(), 1);
   try {
@@ -178,17 +178,17 @@ void CheckLogDirectory() {
   while (plain.size() > 1 && plain.back() == L'/') plain.pop_back();
   Require(SUSystemConfig::GetSystemConfig().GetLogDirectory().view() == plain,
           "another directory than the environment's");
-  // Most inputs differ elsewhere, and files are slow.
+  // Files are slow, so most inputs skip this.
   static std::string last;
   if (std::exchange(last, value) == value) return;
-  // Nothing is written outside of the folder.
+  // Nothing is written outside of the directory.
   if (("/" + value + "/").find("/../") != std::string::npos || value.size() > 1000) return;
   std::filesystem::remove_all(OwnFolder());
   std::filesystem::create_directory(OwnFolder());
   WriteLog(OwnFolder().string() + "/" + value);
 }
 
-/// What the terminal would act upon, as the standards list it, and no more than that.
+/// The characters that a terminal interprets, as listed by the standards, and no others.
 bool IsActive(wchar_t c) {
   const bool isControl = c < 0x20 || (0x7F <= c && c < 0xA0);  // general category Cc
   const bool breaksLine = c == 0x2028 || c == 0x2029;          // Zl, Zp
@@ -198,7 +198,7 @@ bool IsActive(wchar_t c) {
   return isControl || breaksLine || directs || c == 0xFEFF;
 }
 
-/// Each active character gives way to its number, and nothing else changes.
+/// Each active character is replaced by its code point; nothing else changes.
 void CheckTerminal(std::string_view bytes) {
   std::wstring plain;
   for (const wchar_t c : inprocess::PlainDecode(bytes)) {
@@ -212,7 +212,7 @@ void CheckTerminal(std::string_view bytes) {
   Require(shown == inprocess::PlainEncode(plain), "another text on a terminal", shown);
 }
 
-/// The words of the line as a list of processes shows them later.
+/// The command line as a process list shows it after the passwords were overwritten.
 std::vector<std::string> Hidden(std::vector<std::string> words) {
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
@@ -240,7 +240,7 @@ void CheckHiding(const std::vector<std::string>& words) {
   }
 }
 
-/// One word less gives away the user of a call that is right.
+/// A valid call without one of its words still hides the user.
 void CheckHidingOf(const std::string& user, const std::vector<std::string>& words) {
   if (user.find_first_not_of('x') == std::string::npos) return;
   const auto showing = [&](const std::vector<std::string>& line) {
@@ -268,7 +268,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const char* const variable : kVariables) {
     const std::string value(next < parts.size() ? parts[next] : "");
     ++next;
-    // Always there, even when it is empty: nobody shall be asked on a terminal.
+    // The password file always exists, even if empty, so that the tool never prompts.
     setenv(variable, value.c_str(), 1);
   }
   std::string_view file;
@@ -294,7 +294,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(!arguments.command.empty(), "no command");
   CheckHidingOf(arguments.user, words);
   Require(arguments.jobs >= 1 && arguments.jobs <= 64, "a number of jobs");
-  if (sample::KindFromName(arguments.sample)) return 0;  // it would be served
+  if (sample::KindFromName(arguments.sample)) return 0;  // --sample would start a server
   const MemoryFile password(file);
   if (!arguments.passwordFile.empty()) arguments.passwordFile = password.Name();
   CheckConnecting(arguments);

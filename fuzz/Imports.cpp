@@ -1,5 +1,5 @@
-// The host's import operations, for each kind of server, with made-up replies in the place of some
-// or all of what a server answers.
+// Fuzzes the host's import operations, for each kind of server. The input replaces some or all
+// replies of the server.
 
 #include <array>
 #include <memory>

@@ -7,16 +7,16 @@
 #include <string_view>
 #include <vector>
 
-/// What the targets have in common: how an input is taken apart, and how a finding is reported.
+/// Shared code of the fuzz targets: splitting of inputs, and reporting of failures.
 namespace fuzz {
 
-/// A few numbers at the front of an input, then its text.
+/// An input: some bytes that select a case, followed by text.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size)
       : m_rest(reinterpret_cast<const char*>(data), size) {}
 
-  /// The next byte; 0 at the end.
+  /// Removes and returns the next byte; 0 at the end.
   unsigned int Byte() {
     if (m_rest.empty()) return 0;
     const auto byte = static_cast<unsigned char>(m_rest.front());
@@ -29,7 +29,7 @@ class Input {
   std::string_view m_rest;
 };
 
-/// The parts of a text, of which there are one more than separators.
+/// Splits the text at each separator.
 inline std::vector<std::string_view> Parts(std::string_view text, std::string_view separator) {
   std::vector<std::string_view> parts;
   for (;;) {
@@ -40,12 +40,12 @@ inline std::vector<std::string_view> Parts(std::string_view text, std::string_vi
   }
 }
 
-/// Between the replies of one import. No XML holds it.
+/// Separates the replies of one import. Not a valid character in XML.
 inline constexpr std::string_view kNextReply = "\x1E\x1E";
-/// Between the words of a call.
+/// Separates the words of a call.
 inline constexpr std::string_view kNextWord{"\0", 1};
 
-/// Ends the process with a text when something is not as it must be: a finding.
+/// Prints `what` and aborts if `holds` is false.
 inline void Require(bool holds, std::string_view what, std::string_view details = {}) {
   if (holds) return;
   std::cerr << "finding: " << what << '\n' << details << std::endl;

@@ -1,5 +1,5 @@
-// The SAX reader, in the way the exchange uses it, stopped at any moment or read to its end; what
-// it makes of a document is compared with the XML library's own opinion.
+// Fuzzes the SAX reader as the exchange uses it: stopped at any moment, or read to the end.
+// Compares the result with libxml2's parse of the whole document.
 
 #include <memory>
 #include <thread>
@@ -30,7 +30,7 @@ void Describe(const SAX2XmlElement& element, std::string& text) {
   }
 }
 
-/// Reads until the end, or calls `stop` once so many elements have come.
+/// Reads until the end, or calls `stop` after `stopAt` elements.
 template <class Stop>
 Reading Read(SAX2XmlReadDriver& driver, std::size_t stopAt, Stop stop) {
   Reading reading;
@@ -50,7 +50,7 @@ Reading Read(SAX2XmlReadDriver& driver, std::size_t stopAt, Stop stop) {
 constexpr std::size_t kNever = ~std::size_t{0};
 const auto kDoNothing = [] {};
 
-/// Parses on a thread of its own while `read` is called.
+/// Parses on another thread while `read` is called on this one.
 template <class Text, class Read>
 void Parse(SAX2XmlReadDriver& driver, bool (SAX2XmlReadDriver::*parse)(Text, String&), Text text,
            String& error, Read read) {

@@ -1,4 +1,4 @@
-// Each rowset reader, with a made-up reply, for each kind of server.
+// Fuzzes each rowset reader, for each kind of server.
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-// The text conversions, compared with plain ones that are as slow as they are simple.
+// Compares the text conversions with simple, slow reference implementations.
 
 #include <algorithm>
 #include <cstring>
@@ -53,7 +53,7 @@ void CompareEscapes(const std::wstring& text) {
   Require(BaseStringUtil::EscapeXMLChars(String(text)).view() == plain, "escaping");
 }
 
-/// The number that the longest run of digits makes, kept within bounds while it grows.
+/// The value of the longest run of digits, clamped while it is read.
 long double PlainNumber(const std::wstring& text) {
   std::size_t i = 0;
   while (i < text.size() && std::wstring_view(L" \t\r\n").find(text[i]) != std::wstring::npos) ++i;
@@ -134,7 +134,7 @@ void CompareReplacing(const std::wstring& text, const std::wstring& pattern,
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  // The same bytes as wide characters, most of which no text may hold.
+  // The same bytes as wide characters, most of them invalid.
   std::wstring raw(size / sizeof(wchar_t), L'\0');
   std::memcpy(raw.data(), data, raw.size() * sizeof(wchar_t));
   CompareConversions(bytes, raw);

@@ -1,5 +1,4 @@
-// The HTTP client against real sockets: what it sends, which replies it takes, what it says of
-// others.
+// Tests HTTPClientWrapper with real sockets: requests, accepted and refused replies, error texts.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -29,7 +28,7 @@ std::string Repeated(const std::string& text, int times) {
   return all;
 }
 
-/// What is quoted of a long text of characters of two bytes: none is cut in two.
+/// A quoted part of a long text of two-byte characters never ends inside a character.
 const std::string kLongQuote =
     "Plain text came instead of XML: \"" + Repeated("\xC3\xA9", 58) + "...\": ";
 
@@ -102,13 +101,13 @@ TEST(HTTPConnection, KeepsCookiesInTheClientAlone) {
   EXPECT_EQ(requests[2].Header("cookie"), "");
 }
 
-// Replies that are taken.
+// Accepted replies.
 
 struct Taken {
   const char* name;
   std::string answer;
   std::string reply;
-  bool closes = false;  // the end of the connection is the end of the reply
+  bool closes = false;  // the reply ends with the connection
 };
 
 class TakenReply : public testing::TestWithParam<Taken> {};
@@ -179,14 +178,14 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     [](const auto& test) { return test.param.name; });
 
-// Replies that are refused. Every text is one line and ends with the URL and what to try.
+// Refused replies. Every error text is one line that ends with the URL and the remedy.
 
 struct Refused {
   const char* name;
   std::string answer;
-  const char* error;  // its beginning, before the URL
+  const char* error;  // start of the error text, up to the URL
   bool closes = false;
-  const char* reply = nullptr;  // that is handed on all the same
+  const char* reply = nullptr;  // body passed on despite the error
 };
 
 constexpr char kCutInTheMiddle[] = "The connection was cut in the middle of the reply: ";
@@ -355,7 +354,7 @@ TEST(HTTPTimeout, BoundsTheSilenceBeforeAndInsideTheReply) {
 TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
   const std::string answer = Answer("<r/>");
   WireServer server([&answer](loopback::Connection& connection, const loopback::Request&) {
-    // Longer in all than the time-out; the server's pace is what is tested.
+    // Takes longer in total than the time-out, since the server's pace is under test.
     for (std::size_t i = 0; i < answer.size(); ++i) {
       connection.Send(answer.substr(i, 1));
       std::this_thread::sleep_for(std::chrono::milliseconds(1500) / answer.size());
@@ -367,7 +366,7 @@ TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
 
 TEST(HTTPTimeout, OfZeroIsNone) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
-    // The server's pace is what is tested.
+    // The server's pace is under test.
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     connection.Send(Answer("<r/>"));
   });

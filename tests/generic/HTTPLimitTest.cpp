@@ -1,5 +1,5 @@
-// What a server can make the HTTP client receive, keep and do is limited; the error text names the
-// limit.
+// Tests the limits on what a server can make the HTTP client receive, keep and do. The error text
+// names the limit.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -53,7 +53,8 @@ TEST(HTTPLimit, StopsAnEndlessReply) {
               StartsWith("The reply is longer than 1048576 bytes (limit maxReplyBytes): http"));
 }
 
-// Headers: whatever kind of answer they belong to, all of an exchange count together.
+// Headers. All responses of an exchange count together, including informational ones and log-in
+// refusals.
 
 struct EndlessHead {
   const char* name;
@@ -182,7 +183,7 @@ TEST(HTTPRatioLimit, HoldsForLongRepliesAlone) {
   }
 }
 
-/// How long the reply of the latest exchange was.
+/// Length of the reply of the latest exchange.
 class Received : public HTTPExchangeObserver {
  public:
   Received() { m_settings.exchangeObserver = this; }
@@ -194,7 +195,8 @@ class Received : public HTTPExchangeObserver {
 };
 
 TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
-  // 400 MB of blanks by zstd: a head with a window of 128 KiB, and blocks that each repeat a byte.
+  // 400 MB of blanks in zstd: a frame header with a window of 128 KiB, and blocks that repeat one
+  // byte.
   std::string bomb("\x28\xB5\x2F\xFD\0\x38", 6);
   for (int i = 0; i < 3200; ++i) bomb.append("\x02\0\x10 ", 4);
   WireServer server(Answer(bomb, "200 OK", "Content-Encoding: zstd\r\n"));
@@ -206,8 +208,8 @@ TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
   EXPECT_LT(received.bytes, 100u << 20);
 }
 
-// What one compression within another unfolds to may never show: here it is 5 MB of blocks that
-// hold nothing, and each further level would make it a thousand times as much.
+// Nested compression could expand without limit and deliver nothing. Here 5 MB of empty blocks;
+// each further level would multiply that by 1000.
 TEST(HTTPCompression, IsUndoneOnce) {
   std::string nothing("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
   for (int i = 0; i < 1 << 20; ++i) nothing.append("\0\0\0\xFF\xFF", 5);
@@ -329,7 +331,7 @@ TEST(HTTPCookie, IsKeptByItsRules) {
   }
 }
 
-// Time: twice the input costs about twice the time, and all of it can be cancelled.
+// CPU time is linear in the size of the input, and every phase can be cancelled.
 
 double ThreadSeconds() {
   timespec time{};
@@ -343,7 +345,7 @@ std::string Times(std::size_t count, const std::string& text) {
   return all;
 }
 
-/// The time of this thread that exchanges with such an answer take, at best.
+/// Best CPU time of this thread for an exchange with this response.
 double Cost(const std::string& answer) {
   WireServer server(answer);
   HTTPClientOptions options;
@@ -371,7 +373,8 @@ class HTTPScaling : public testing::TestWithParam<Scaled> {};
 TEST_P(HTTPScaling, IsLinear) {
   double once = 0;
   double twice = 1;
-  for (int attempt = 0; attempt < 3 && twice > 2.5 * once; ++attempt) {  // others use the machine
+  for (int attempt = 0; attempt < 3 && twice > 2.5 * once;
+       ++attempt) {  // the machine has other load
     once = Cost(GetParam().answer(GetParam().size));
     twice = Cost(GetParam().answer(2 * GetParam().size));
   }
@@ -384,7 +387,7 @@ std::string Numbered(std::size_t count, const std::string& before, const std::st
   return text;
 }
 
-/// So large that the allocator treats twice as much alike.
+/// Large enough that the allocator treats twice the size the same way.
 constexpr std::size_t kLong = 40 << 20;
 
 INSTANTIATE_TEST_SUITE_P(
@@ -429,7 +432,7 @@ long ResidentKiB() {
   return pages * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-/// What a server can send for ever and libcurl reads without handing it on.
+/// Data that a server can send endlessly and that libcurl reads without reporting it.
 struct Discarded {
   const char* name;
   bool isProxys;
@@ -438,7 +441,7 @@ struct Discarded {
 
 class HTTPDiscarded : public testing::TestWithParam<Discarded> {};
 
-/// No piece of it counts as an answer.
+/// None of it counts as a response.
 TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
   const Discarded& test = GetParam();
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
@@ -451,14 +454,16 @@ TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
   if (test.isProxys) options.proxy = Wide("http://u:p@" + server.Authority());
   const Outcome outcome = PostOnce(
       test.isProxys ? "https://service.test/" : "http://" + server.Authority() + "/", 1, &options);
-  // libcurl's own time-out comes first when the proxy pauses, and then its status is told.
+  // libcurl's own time-out comes first if the proxy pauses; then the error names the proxy's
+  // status.
   EXPECT_THAT(outcome.error, testing::AnyOf(HasSubstr("1 seconds"), HasSubstr("HTTP 407")));
 }
 
-/// Before that it takes no memory, and the host can stop it at once.
+/// Until then it takes no memory, and the host can stop it at once.
 TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
   const Discarded& test = GetParam();
-  const int kPieces = test.isProxys ? 64 : 1024;  // of 64 KiB; libcurl reads a proxy's slowly
+  const int kPieces =
+      test.isProxys ? 64 : 1024;  // blocks of 64 KiB; libcurl reads a proxy's response slowly
   VXExecutionState state;
   std::atomic<int> sent{0};
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
@@ -468,7 +473,7 @@ TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
       ++sent;
       sent.notify_all();
     }
-    sent = kPieces;  // a transfer that ended by itself keeps nobody waiting
+    sent = kPieces;  // a transfer that ended by itself must not block the peer
     sent.notify_all();
   });
   const auto await = [&](int pieces) {

@@ -1,4 +1,5 @@
-// How the HTTP client logs in to a service and to a proxy: what it sends, and what it never sends.
+// Tests the HTTP client's authentication with services and proxies: what it sends, and what it
+// never sends.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -29,8 +30,8 @@ using testing::StartsWith;
 const std::string kPage = "<html/>";
 
 struct LogIn {
-  std::string offer;     // header lines of the refusal
-  std::string accepted;  // how an accepted Authorization begins
+  std::string offer;     // headers of the refusal
+  std::string accepted;  // start of the accepted Authorization header
 };
 
 WireServer::Handler Demanding(const LogIn& logIn) {
@@ -137,7 +138,7 @@ TEST(HTTPAuthentication, TakesANewNonce) {
     EXPECT_TRUE(Post(client).ok);
     EXPECT_TRUE(Post(client).ok);
   }
-  // The password goes out once too often for each nonce, not twice.
+  // For each nonce, the password is sent at most once more than needed.
   EXPECT_EQ(server.Requests().size(), 2u + 3 * 4);
 }
 
@@ -161,10 +162,11 @@ TEST(HTTPAuthentication, NeverSendsCredentialsWhereARedirectPoints) {
   EXPECT_EQ(other.Connections(), 0u);
 }
 
-// Sequences of log-ins: what a peer offers with each refusal, and what it gets. A ticket of
-// somebody else is at hand all the time.
+// Sequences of authentication: the schemes that a peer offers in each refusal, and what the client
+// sends. A Kerberos ticket of another user is available throughout.
 
-/// Headers of a refusal, by letter: N(egotiate), D(igest), T (NTLM), B(asic), X (unknown).
+/// Headers of a refusal, one letter per scheme: N(egotiate), D(igest), T (NTLM), B(asic), X
+/// (unknown).
 std::string Offer(const std::string& letters, const std::string& header) {
   std::string lines;
   for (const char letter : letters) {
@@ -179,12 +181,12 @@ std::string Offer(const std::string& letters, const std::string& header) {
   return lines;
 }
 
-/// The letter of an Authorization header whose bytes are right; "-" for none.
+/// The letter of a valid Authorization header; "-" if there is none.
 char Letter(const std::string& given) {
   if (given.empty()) return '-';
   if (given == "Basic dTpw") return 'B';  // u:p
   if (given.starts_with("Digest username=\"u\", realm=\"r\", nonce=\"n\", uri=\"/\"")) return 'D';
-  // A ticket is a token of SPNEGO or Kerberos, and NTLM begins with its own name.
+  // A ticket is a SPNEGO or Kerberos token; NTLM tokens begin with "NTLMSSP".
   if (given.starts_with("Negotiate YI")) return 'N';
   if (given.starts_with("NTLM TlRMTVNTUAAB")) return 'T';
   return '?';
@@ -194,12 +196,13 @@ struct LogInCase {
   const char* name;
   unsigned int schemes;
   bool hasUser;
-  /// What each request is answered: letters refuse and offer, "" accepts; the last one repeats. A
-  /// bar ends an exchange of the client.
+  /// Response to each request: letters refuse and offer these schemes, "" accepts. The last one
+  /// repeats. A bar starts the client's next exchange.
   std::vector<const char*> answers;
-  const char* sent;  // a letter for each request
+  const char* sent;  // one letter per request
   const char* says = nullptr;
-  const char* sentToProxy = nullptr;  // where that differs: there, a user's password is preferred
+  const char* sentToProxy =
+      nullptr;  // if different from a service: a password is preferred for proxies
 };
 
 constexpr unsigned int kAll = kAuthPasswordSchemes | kAuthNegotiate;
@@ -293,7 +296,7 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
                                   (std::get<1>(test.param) ? "WithAProxy" : "");
                          });
 
-/// Two clients of one service or proxy that share what they know of log-ins.
+/// Two clients of one service or proxy share what they know about its authentication.
 class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
  protected:
   HTTPLogInMemoryOfClients() {
@@ -305,9 +308,9 @@ class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
         Wide(GetParam() ? "http://service.test/" : "http://" + m_server.Authority() + "/"),
         GetParam() ? L"" : L"u", L"p", 10, &m_options);
   }
-  /// What the peer asks for from now on.
+  /// The schemes that the peer offers from now on.
   void Offer(const std::string& letters) { m_offer = letters; }
-  /// The schemes of the requests so far, "-" for none.
+  /// The schemes of the requests so far; "-" for none.
   std::string Sent() {
     std::string sent;
     for (const loopback::Request& request : m_server.Requests())
@@ -358,8 +361,8 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInMemoryOfClients, testing::Bool(), [](con
   return test.param ? "WithAProxy" : "WithAService";
 });
 
-/// The ways to log in that a client offers to a SOCKS proxy, as bytes. 0.0.0.0 leads to the
-/// loopback device, but is not known to.
+/// The authentication methods that a client offers to a SOCKS proxy, as bytes. 0.0.0.0 leads to the
+/// loopback interface, but is not recognised as loopback.
 std::string OfferedToSOCKS(unsigned int schemes, bool hasUser, const char* host = "127.0.0.1",
                            bool isBasicAllowed = true) {
   const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -397,7 +400,7 @@ TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
   const std::string kUser = "\2";
   EXPECT_EQ(OfferedToSOCKS(kPassword, false), kNone);
   EXPECT_EQ(OfferedToSOCKS(kPassword, true), kNone + kUser);
-  // The password goes to the proxy as it is.
+  // The password is sent to the proxy unchanged.
   EXPECT_EQ(OfferedToSOCKS(kAuthDigest | kAuthNTLM, true), kNone);
   EXPECT_EQ(OfferedToSOCKS(kPassword, true, "127.0.0.1", false), kNone + kUser);
   EXPECT_EQ(OfferedToSOCKS(kPassword, true, "0.0.0.0", true), kNone + kUser);
@@ -406,7 +409,7 @@ TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
   EXPECT_THAT(OfferedToSOCKS(kAll, true), Not(HasSubstr(kProcess)));
 }
 
-// Control characters in credentials would begin another header, or another request.
+// Control characters in credentials could start another header or request.
 
 TEST(HTTPCredentials, WithControlCharactersAreRefused) {
   const KerberosTicket ticket;
@@ -461,7 +464,7 @@ TEST(HTTPCredentials, WithOtherSpecialCharactersStayInTheirHeader) {
               StartsWith("Digest username=\"a\\\"b\\\\c, d=e\xC2\x85\", realm=\"r\""));
 }
 
-// Basic over plain http: anybody on the way to another machine can read it.
+// Basic over plain HTTP to another machine exposes the password to the network.
 
 class LastExchange : public HTTPExchangeObserver {
  public:
@@ -478,7 +481,7 @@ struct ClearCase {
   const char* offer;    // a letter
   const char* service;  // a URL; "here" stands for the server's host
   const char* proxy;    // a URL, or none
-  bool isInClear;       // when it is allowed
+  bool isInClear;       // sent, when allowed
 };
 
 class HTTPBasic : public testing::TestWithParam<ClearCase> {};

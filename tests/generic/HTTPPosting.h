@@ -7,7 +7,7 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/Gzip.h"
 
-/// What tests of the HTTP client share.
+/// Shared code of the HTTP client's tests.
 
 using support::Gzip;
 

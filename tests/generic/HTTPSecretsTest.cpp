@@ -1,4 +1,4 @@
-// The HTTP client leaves no copies of credentials in the process's memory but those of libcurl.
+// The HTTP client keeps no copies of credentials in memory, except those of libcurl.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -37,7 +37,7 @@ TEST(HTTPSecrets, OfTheURLAreKeptByLibcurlAlone) {
   EXPECT_EQ(hidden.WideCopies(), 1) << "the host's own is one";
 }
 
-/// Proxies with and without a scheme.
+/// Proxies with and without a scheme in their URL.
 TEST(HTTPSecrets, OfTheProxyAreKeptByLibcurlAlone) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   int number = 2;
@@ -75,7 +75,7 @@ TEST(HTTPSecrets, OfAProxyOfTheEnvironmentAreKeptByLibcurlAlone) {
   unsetenv("http_proxy");
 }
 
-/// The URL without credentials has a buffer of its own: the former one is given back.
+/// The URL without credentials must use a new buffer; the old one is freed.
 TEST(HTTPSecrets, OfAURLThatIsTakenApartStayInItsParts) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   const HiddenPassword hidden(5);

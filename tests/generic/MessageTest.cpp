@@ -1,4 +1,4 @@
-// The message catalogue, the error object and the kinds of servers.
+// Tests the message catalogue, ErrorMessage, and the kinds of servers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

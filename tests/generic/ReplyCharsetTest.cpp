@@ -1,4 +1,5 @@
-// The charsets of replies: which are taken, which are not, and how long their text may be.
+// Tests the charsets of replies: which are accepted, and the limit on the length of the converted
+// text.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// A client of a server that answers with the bytes that it is sent.
+/// A client and a server that sends the given bytes.
 class EchoingClient {
  public:
   explicit EchoingClient(std::uint64_t maxReplyBytes = HTTPClientOptions().maxReplyBytes)
@@ -29,7 +30,7 @@ class EchoingClient {
                                                    L"", L"", 10, &options);
   }
 
-  /// The reply as the client hands it over, or the error's text.
+  /// The reply as the client returns it, or the error text.
   std::string Receive(const std::string& body, const std::string& contentType = "text/xml") {
     const std::string answer = Answer(body, "200 OK", "Content-Type: " + contentType + "\r\n");
     NarrowString reply;
@@ -50,7 +51,7 @@ struct Charset {
   const char* text;
 };
 
-// Bytes and texts are by Python's codecs, which share no code with the system's converter.
+// Bytes and texts come from Python's codecs, which share no code with iconv.
 const Charset kAccepted[] = {
     {"utf-8 UTF8 us-ascii ASCII ANSI_X3.4-1968 csASCII", "\xC3\xA9", "\xC3\xA9"},
     {"iso-8859-1 ISO8859-1 ISO_8859-1 latin1 l1 iso-ir-100 IBM819 csISOLatin1", "\xE9", "\xC3\xA9"},
@@ -111,7 +112,7 @@ TEST(ReplyCharset, OfXmlServicesAreTakenByEachOfTheirNames) {
   }
 }
 
-// All but the last few are charsets that the system's converter knows.
+// iconv knows all of these charsets except the last few.
 TEST(ReplyCharset, OfNobodyElseAreTaken) {
   EchoingClient client;
   for (const std::string name :
@@ -143,8 +144,8 @@ TEST(ReplyCharset, OfADeclarationFarFromTheBeginningIsNotSearchedFor) {
 
 struct Length {
   const char* contentType;
-  std::string unit;    // of which the body consists
-  std::size_t longer;  // bytes that one makes
+  std::string unit;    // the body repeats these bytes
+  std::size_t longer;  // UTF-8 bytes that each repetition becomes
 };
 
 std::string Repeated(const std::string& unit, std::size_t times) {

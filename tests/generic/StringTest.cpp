@@ -1,4 +1,4 @@
-// The shared text, its lists and its handles.
+// Tests String, its vectors and RefCnt.
 #include <gtest/gtest.h>
 
 #include <thread>

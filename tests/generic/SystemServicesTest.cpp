@@ -1,4 +1,4 @@
-// Date and time, environment, configuration, files.
+// Tests date and time, environment, configuration and files.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -60,18 +60,19 @@ TEST(DateTime, MeasuresBothWays) {
 TEST(DateTime, NowIsNow) {
   VXDateTime now;
   VXDateTime::GetCurrDateTime(now);
-  // Some seconds are left to a system whose clock is being set.
+  // Allows some seconds for a clock that is being adjusted.
   EXPECT_NEAR(VXDateTime::DifferenceInSeconds(now, VXDateTime()),
               static_cast<double>(std::time(nullptr)), 5);
 }
 
-/// Runs `work` in a child process, where the environment may be changed; it returns what is wrong.
+/// Runs `work` in a child process, where the environment may be changed. `work` returns an error
+/// text; empty on success.
 void InChild(const std::function<std::string()>& work) {
   EXPECT_EXIT(
       {
         const std::string wrong = work();
         std::cerr << wrong;
-        std::exit(wrong.empty() ? 0 : 1);  // by the way that writes coverage counters, too
+        std::exit(wrong.empty() ? 0 : 1);  // exit() also writes coverage counters
       },
       testing::ExitedWithCode(0), "");
 }
@@ -107,7 +108,7 @@ TEST(EnvironmentDeathTest, TellsPresenceAndValue) {
 }
 
 struct LogDirectoryCase {
-  const char* setting;  // by the program; null for none
+  const char* setting;  // set by the program; null for none
   const char* log;      // XMLA_IMPORT_LOG_DIR
   const char* state;    // XDG_STATE_HOME
   const char* home;
@@ -149,8 +150,8 @@ INSTANTIATE_TEST_SUITE_P(
         LogDirectoryCase{nullptr, nullptr, nullptr, nullptr, nullptr, "/tmp/xmla-import-"},
         LogDirectoryCase{"/", nullptr, nullptr, nullptr, nullptr, "/"}));
 
-/// Prepares the directory "xmla-import-UID" in a temporary directory and asks for the log
-/// directory: the error's text, or the directory's mode as octal digits.
+/// Creates "xmla-import-UID" in a temporary directory with `prepare`, and asks for the log
+/// directory. Returns the error text, or the directory's mode in octal digits.
 class SharedLogDirectoryDeathTest : public testing::Test {
  protected:
   static std::string Claimed(const std::string& temporary) {

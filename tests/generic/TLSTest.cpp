@@ -1,4 +1,4 @@
-// https: which certificates are taken, and what is said of the others.
+// Tests HTTPS: accepted certificates, and error texts for the others.
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ void Reply(loopback::Connection& connection, const loopback::Request&) {
   connection.Send(Answer("<r/>"));
 }
 
-/// The error text of a request to a server with the certificate, or an empty text.
+/// Returns the error text of a request to a server with this certificate; empty on success.
 std::string ErrorOf(const Certificate& certificate, bool trusted, int requests = 1) {
   WireServer server(&Reply, certificate.Context());
   HTTPClientOptions options;
@@ -62,8 +62,7 @@ TEST(TLS, OtherCertificatesAreRefusedWithTheReason) {
               HasSubstr("name matches target host name '127.0.0.1'"));
 }
 
-/// A client that keeps what a TLS connection has agreed on for the next one, as libcurl does unless
-/// it is told otherwise.
+/// A client that caches TLS sessions, which is libcurl's default.
 class ResumingClient {
  public:
   ResumingClient(const std::string& url, const std::string& caFile) {
@@ -83,7 +82,7 @@ class ResumingClient {
   CURL* m_easy = curl_easy_init();
 };
 
-// A certificate that has become bad would not be looked at on a connection that takes up another.
+// A resumed session would skip the check of a certificate that has become invalid.
 TEST(TLS, NoConnectionTakesUpAFormerOne) {
   constexpr std::size_t kRequests = 4;
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
@@ -107,7 +106,7 @@ TEST(TLS, NoConnectionTakesUpAFormerOne) {
     }
     EXPECT_EQ(server.Connections(), kRequests);
     EXPECT_EQ(server.ResumedConnections(), 0u);
-    // The server would do it for a client that wants to.
+    // The server resumes sessions if the client asks for it.
     ResumingClient other(url, certificate.Path());
     for (std::size_t i = 0; i < kRequests; ++i) EXPECT_TRUE(other.Post());
     EXPECT_EQ(server.ResumedConnections(), kRequests - 1);
@@ -137,7 +136,7 @@ volatile std::sig_atomic_t g_pipeSignals = 0;
 pthread_t g_client;
 
 TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
-  g_client = pthread_self();  // the server may get its own
+  g_client = pthread_self();  // the server may receive its own
   const auto former = std::signal(SIGPIPE, [](int) {
     if (pthread_equal(pthread_self(), g_client)) g_pipeSignals = g_pipeSignals + 1;
   });
@@ -162,7 +161,7 @@ TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
     EXPECT_TRUE(client.ReadBytes("<q/>", reply, error));
     received.set_value();
     reset.get_future().wait();
-    // The client takes its leave of a server that is no longer there.
+    // The client sends its closing message to a server that is gone.
   }
   EXPECT_EQ(g_pipeSignals, 0);
   std::signal(SIGPIPE, former);
@@ -191,7 +190,7 @@ TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
 }
 
 TEST(TLS, ServerWithoutTLSIsToldApart) {
-  // Such a server answers before it has understood anything.
+  // Such a server answers before it has parsed anything.
   WireServer server(Answer("<r/>", "400 Bad Request"), WireServer::Greets{});
   const std::string url = "https://" + server.Authority() + "/";
   HTTPClientWrapper client(String(std::wstring(url.begin(), url.end())), L"", L"", 10, nullptr);
@@ -215,9 +214,9 @@ TEST(TLS, UnreadableFileOfCertificatesIsNamedAsSuch) {
   EXPECT_NE(error.find(L"The file of trusted certificates cannot be read"), String::npos);
 }
 
-// A configuration of the machine that lowers what TLS asks for.
+// System configuration may allow old TLS versions.
 
-/// A file for OPENSSL_CONF: everything that OpenSSL still knows is allowed.
+/// A file for OPENSSL_CONF that allows everything OpenSSL supports.
 const std::string& LaxConfiguration() {
   static const std::string path = [] {
     std::string name = testing::TempDir() + "lax-openssl.cnf";
@@ -229,7 +228,7 @@ const std::string& LaxConfiguration() {
   return path;
 }
 
-/// The error of a request to a server that speaks no newer version, itself or as a proxy.
+/// The error text of a request to a server, or through a proxy, that supports no newer version.
 std::string ErrorWithOldest(int version, bool isProxy) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   SSL_CTX_set_security_level(certificate.Context(), 0);
@@ -245,7 +244,7 @@ std::string ErrorWithOldest(int version, bool isProxy) {
   NarrowString reply;
   String error;
   client.ReadBytes("<q/>", reply, error);
-  // A client without that rule would be let in.
+  // Without the client's minimum version, this connection succeeds.
   ResumingClient other(url, certificate.Path());
   EXPECT_TRUE(other.Post()) << "the server speaks no TLS at all";
   return std::string(BaseStringUtil::StringToStdString(error, 65001).view());

@@ -1,4 +1,4 @@
-// Comparing, finding, replacing, escaping, numbers.
+// Tests comparison, search, replacement, escaping and numbers.
 #include <gtest/gtest.h>
 #include <locale.h>
 #include <wctype.h>
@@ -56,8 +56,8 @@ TEST(CaseFolding, ComparesBySimpleFolding) {
 }
 
 TEST(CaseFolding, AgreesWithTheSystemsLowerCase) {
-  // An independent source: the C library's own tables. Characters whose folding is not their lower
-  // case are left out: dotted capital I, which has none of its own, and Cherokee.
+  // The C library's tables are the independent source. Excludes characters whose case folding
+  // differs from their lower case: dotted capital I and Cherokee.
   const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   ASSERT_NE(locale, nullptr);
   int letters = 0;

@@ -1,4 +1,4 @@
-// Threads, their jobs and the state of execution.
+// Tests threads, their jobs and the execution state.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A job's object: runs until it is cancelled when asked to.
+/// The object of a job. If told to, it runs until it is cancelled.
 class Worker {
  public:
   bool Work(String first, String& second) {
@@ -35,8 +35,8 @@ class Worker {
   }
 
   bool waits = false;
-  std::thread::id id;  // to be read after the end
-  sigset_t blocked{};  // likewise: the signals that the thread has blocked
+  std::thread::id id;  // read after the end of the thread
+  sigset_t blocked{};  // signals that the thread blocks; likewise
   std::atomic<bool> cancelled{false};
   std::atomic<int> runs{0};
   std::atomic<int> announcements{0};
@@ -101,7 +101,7 @@ TEST(Thread, LastReleaseCancelsAndWaits) {
 }
 
 TEST(Thread, ReleaseAfterItsEndCancelsNothing) {
-  // The object may be at another job's work by then.
+  // The object may already run another job.
   Worker worker;
   String result;
   {
@@ -162,7 +162,7 @@ TEST(Thread, HasAllSignalsBlockedAndItsStarterKeepsItsMask) {
   pthread_sigmask(SIG_SETMASK, nullptr, &after);
   for (int signal = 1; signal < SIGRTMAX; ++signal) {
     EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal)) << signal;
-    // The C library keeps the signals between these for itself.
+    // The C library reserves the signals between these.
     if (signal == SIGKILL || signal == SIGSTOP || (signal > SIGSYS && signal < SIGRTMIN)) continue;
     EXPECT_EQ(sigismember(&worker.blocked, signal), 1) << signal;
   }

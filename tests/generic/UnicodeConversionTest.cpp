@@ -1,4 +1,4 @@
-// UTF-8 and wide text, both ways, ill-formed input included.
+// Tests the conversions between UTF-8 and wide text, including ill-formed input.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -19,8 +19,8 @@ Bytes Narrowed(const Text& text) {
   return Bytes(BaseStringUtil::StringToStdString(String(text), 65001).view());
 }
 
-/// Decoding as the Unicode Standard words it: at each position the longest beginning of a
-/// well-formed sequence, found by trying every sequence of Table 3-7.
+/// Decodes as the Unicode Standard defines it: finds the longest prefix of a well-formed sequence
+/// at each position by trying every sequence of Table 3-7.
 Text Reference(const Bytes& bytes) {
   struct Row {
     int first[2], second[2], third[2], fourth[2];
@@ -92,7 +92,7 @@ TEST(UTF8ToWide, EachMaximalSubpartBecomesOneReplacement) {
   for (const IllFormed& test : cases) {
     EXPECT_EQ(Widened(test.bytes), test.text) << testing::PrintToString(test.bytes);
     EXPECT_EQ(Reference(test.bytes), test.text) << testing::PrintToString(test.bytes);
-    // Over the borders of the blocks in which plain text is taken.
+    // Crosses the borders of the blocks in which ASCII text is copied.
     for (std::size_t before = 0; before < 40; ++before)
       EXPECT_EQ(Widened(Bytes(before, 'x') + test.bytes + Bytes(40, 'y')),
                 Reference(Bytes(before, 'x') + test.bytes + Bytes(40, 'y')));

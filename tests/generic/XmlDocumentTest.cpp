@@ -1,4 +1,4 @@
-// What the reader makes of documents: elements and values, what it tolerates, what it refuses.
+// Tests how the reader handles documents: elements, values, tolerated and refused input.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
 struct Refused {
   const char* name;
   std::wstring text;
-  const wchar_t* error;  // a part of it
+  const wchar_t* error;  // part of the error text
   std::size_t before;    // elements delivered before the error
 };
 
@@ -162,12 +162,12 @@ TEST(XmlLimits, CountsAnElementsTextInCharacters) {
   EXPECT_TRUE(longer.failed);
   EXPECT_NE(longer.error.find(L"longer than 8388608 characters"), String::npos)
       << testing::PrintToString(longer.error);
-  // Blanks between children are no text of it, whatever stood before them.
+  // Whitespace between children is never part of the value, whatever precedes it.
   const std::wstring part(std::size_t{3} << 20, L'\x4E2D');
   const std::wstring blanks(std::size_t{4} << 20, L' ');
   EXPECT_FALSE(
       ReadDocument(String(L"<a>" + part + L"<b/>" + blanks + L"<b/>" + part + L"</a>")).failed);
-  // The limit is each element's own.
+  // The limit applies to each element separately.
   const std::wstring half(kLimit / 2 + 1, L'x');
   EXPECT_FALSE(ReadDocument(String(L"<a>" + half + L"<b>" + half + L"</b></a>")).failed);
   EXPECT_TRUE(ReadDocument(String(L"<a>" + half + L"<b/>" + half + L"</a>")).failed);
@@ -196,7 +196,7 @@ TEST(XmlLimits, RefusesAHugeAttributeInTime) {
 }
 
 TEST(XmlDocument, KeepsEveryCharacterOverFeedingBorders) {
-  // Each length moves the borders of the pieces in which the text is fed.
+  // Each length shifts the borders of the chunks in which the text is parsed.
   for (std::size_t shift = 0; shift < 5; ++shift) {
     std::wstring value(shift, L'-');
     for (int i = 0; i < 20000; ++i) value += L"a\x433\x4E2D\x1F600\n";
@@ -369,7 +369,7 @@ TEST(XmlDocument, ManyNamesAreStillToldApart) {
     ASSERT_EQ(reading.items[i].name, L"n" + std::to_wstring(i));
 }
 
-/// The value of the document's one element, read from bytes.
+/// Returns the value of the document's only element, read from bytes.
 std::wstring ValueOfBytes(const NarrowString& document) {
   using Job = VXThreadJob_TwoArg<SAX2XmlReadDriver, NarrowString, String>;
   const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
@@ -385,13 +385,13 @@ std::wstring ValueOfBytes(const NarrowString& document) {
 }
 
 TEST(XmlBytes, IllFormedOnesMeanTheSameWhereverTheyStandInALongText) {
-  // Characters of every length, cut ones, and continuations too many; long texts are looked at by
-  // pieces of 256 KiB.
+  // Characters of every length, truncated ones, and surplus continuation bytes. Long texts are
+  // checked in blocks of 256 KiB.
   const std::string_view odd =
       "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xF0\x9F\x98\xE2\x82\x80\x80\x80\x80\xC3\xFF\xC2\x80z";
   const std::size_t border = std::size_t{256} << 10;
   for (std::size_t begin = border - odd.size() - 4; begin < border + 2; ++begin) {
-    NarrowString text(begin - 3, 'x');  // behind <a>
+    NarrowString text(begin - 3, 'x');  // offset after <a>
     text.append(odd);
     const String meant = BaseStringUtil::StdStringToString(text, BaseStringUtil::kCodePageUTF8);
     NarrowString document("<a>");

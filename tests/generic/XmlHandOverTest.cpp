@@ -1,4 +1,4 @@
-// The hand-over of elements between the thread that parses and the one that reads.
+// Tests the queue of elements between the parser thread and the reading thread.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
@@ -16,9 +16,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kMany = 20000;  // more elements than the hand-over holds
+constexpr int kMany = 20000;  // more elements than the queue holds
 
-/// An element "r" around children "e" with the values 0, 1, ...
+/// An element "r" with children "e" whose values are 0, 1, ...
 String Numbered(int count, const wchar_t* end = L"</r>") {
   std::wstring text = L"<r>";
   for (int i = 0; i < count; ++i) text += L"<e>" + std::to_wstring(i) + L"</e>";
@@ -48,7 +48,7 @@ TEST(HandOver, KeepsTheOrderOfManyElements) {
 
 TEST(HandOver, EndsWithTheEmptyHandleAgainAndAgain) {
   const auto driver = MakeDriver();
-  EXPECT_FALSE(driver->Read());  // nothing was announced
+  EXPECT_FALSE(driver->Read());  // no parse was announced
   ReadDocument(*driver, L"<a/>");
   EXPECT_FALSE(driver->Read());
   EXPECT_FALSE(driver->Read());
@@ -66,7 +66,7 @@ TEST(HandOver, IsBoundedWhileTheReaderIsBehind) {
     ended = true;
   });
   ASSERT_TRUE(driver->Read());
-  // The parser cannot come to its end until the reader takes more.
+  // The parser cannot finish before the reader takes more elements.
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   EXPECT_FALSE(ended);
   Reading reading;
@@ -91,7 +91,7 @@ TEST(HandOver, IsBoundedByTheSizeOfTextsAndNames) {
       ended = true;
     });
     ASSERT_TRUE(driver->Read());
-    // Enough time for an unoptimised parser that does not wait.
+    // Long enough for an unoptimised parser that does not wait.
     for (int i = 0; i < 50 && !ended; ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_FALSE(ended) << (elements == names ? "names" : "texts");
@@ -103,7 +103,7 @@ TEST(HandOver, IsBoundedByTheSizeOfTextsAndNames) {
 TEST(HandOver, SmallDocumentNeedsNoReader) {
   const auto driver = MakeDriver();
   String error;
-  EXPECT_TRUE(driver->ParseInMem(Numbered(100), error));  // on this very thread
+  EXPECT_TRUE(driver->ParseInMem(Numbered(100), error));  // on this thread
   Reading reading;
   ReadElements(*driver, reading, [] { return true; });
   EXPECT_EQ(reading.items.size(), 101u);
@@ -134,7 +134,7 @@ TEST(HandOver, CancelledAtAnyElementDeliversTheCancelledOneNext) {
     EXPECT_TRUE(reading.cancelled) << at;
     EXPECT_FALSE(driver->Read());
     Stop(*thread);
-    // Nothing is left over.
+    // Nothing remains.
     EXPECT_EQ(ReadDocument(*driver, L"<a/>").items.size(), 1u);
   }
 }
@@ -151,7 +151,7 @@ TEST(HandOver, CancelledBeforeTheParseBegins) {
   ASSERT_TRUE(element);
   EXPECT_TRUE(element->IsCancel());
   EXPECT_FALSE(driver->Read());
-  // The reader may have been first.
+  // The reader may have finished first.
   driver->Announce();
   driver->Cancel();
   EXPECT_TRUE(driver->Read()->IsCancel());
@@ -169,7 +169,7 @@ TEST(HandOver, CancelledAfterTheEndOfTheParse) {
   driver->Cancel();
   EXPECT_TRUE(driver->Read()->IsCancel());
   EXPECT_FALSE(driver->Read());
-  // Once everything is read there is nothing to cancel.
+  // After the last element there is nothing to cancel.
   ReadDocument(*driver, L"<a/>");
   driver->Cancel();
   EXPECT_FALSE(driver->Read());
@@ -190,7 +190,7 @@ TEST(HandOver, CancelWakesAParserThatWaitsForRoom) {
   const auto thread = MakeReaderThread(*driver, Numbered(kMany), reading.error);
   thread->Start();
   ASSERT_TRUE(driver->Read());
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the parser has filled what it may
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the parser has filled the queue
   const auto begin = Clock::now();
   Stop(*thread);
   EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(100));
@@ -253,7 +253,7 @@ TEST(HandOver, DestroyedOverARunningParse) {
     const auto thread = MakeReaderThread(*driver, Numbered(kMany), error);
     thread->Start();
     if (round % 2 == 0) driver->Read();
-    // The thread's last handle goes first, and waits.
+    // The last handle is released first, which waits for the thread.
   }
 }
 
@@ -291,7 +291,7 @@ TEST(HostCancellation, EndsAReaderThatWaitsEvenFromASignalHandler) {
   const auto driver = MakeDriver();
   VXExecutionState state;
   const VXExecutionState::Scope scope(state);
-  driver->Announce();  // and no parse ever comes
+  driver->Announce();  // no parse ever starts
   g_signalled = &state;
   struct sigaction action {};
   struct sigaction former {};
@@ -327,7 +327,7 @@ TEST(HostCancellation, TakesThePlaceOfElementsThatAreReady) {
     if (reading.items.size() == 5) state.RequestCancellation(VXExecutionState::kCancelReasonHost);
     return true;
   });
-  thread->WaitUntilStopped();  // the parse was stopped with it
+  thread->WaitUntilStopped();  // the destructor stopped the parse
   EXPECT_EQ(reading.items.size(), 5u);
   EXPECT_TRUE(reading.cancelled);
   EXPECT_FALSE(driver->Read());

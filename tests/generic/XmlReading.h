@@ -7,7 +7,7 @@
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/VXThread.h"
 
-/// What a consumer saw of a parse.
+/// The elements and the error that a consumer got from a parse.
 struct Reading {
   struct Item {
     std::wstring name;
@@ -18,7 +18,7 @@ struct Reading {
   std::vector<Item> items;
   bool failed = false;
   bool cancelled = false;
-  bool parsed = false;  // what the parse returned
+  bool parsed = false;  // return value of the parse
   String error;
 };
 
@@ -32,7 +32,7 @@ inline RefCnt<VXThread> MakeReaderThread(SAX2XmlReadDriver& driver, const String
   return RefCnt<VXThread>(new ReaderThread(ManagedJobFunctor(job)));
 }
 
-/// Reads everything that is there; false from `go` ends the reading.
+/// Reads all elements. Stops if `go` returns false.
 template <class Go>
 void ReadElements(SAX2XmlReadDriver& driver, Reading& reading, Go go) {
   while (const RefCnt<SAX2XmlElement> element = driver.Read()) {
@@ -48,7 +48,7 @@ void ReadElements(SAX2XmlReadDriver& driver, Reading& reading, Go go) {
   }
 }
 
-/// One document through a driver, in the way an agent does it.
+/// Parses one document with a driver as an agent does: on another thread.
 inline Reading ReadDocument(SAX2XmlReadDriver& driver, const String& text) {
   Reading reading;
   const RefCnt<VXThread> thread = MakeReaderThread(driver, text, reading.error);

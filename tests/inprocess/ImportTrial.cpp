@@ -33,7 +33,7 @@ ImportTrial::ImportTrial(ServerInfo::TargetType target)
 
 std::string ImportTrial::Run(const ImportOperation& operation, const Hostile& hostile,
                              std::string& complaint) {
-  SampleReplies();  // which needs the server's place, once
+  SampleReplies();  // each replaces the process's server once
   SetServer([&, number = std::size_t{0}](std::string_view request) mutable {
     if (number == kMostRequests) return Answer{"", 503, "text/plain"};
     const std::string_view type = RequestTypeOf(request);

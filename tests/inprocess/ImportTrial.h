@@ -8,28 +8,29 @@
 
 namespace inprocess {
 
-/// An import object that lives through any number of imports from servers that answer as they like.
+/// Runs imports with one import object against hostile replies, and checks each outcome.
 class ImportTrial {
  public:
-  /// `target`: the configured kind; the proper replies are those of the sample server closest to
-  /// it.
+  /// `target`: the configured kind. Normal replies come from the sample provider of the closest
+  /// kind.
   explicit ImportTrial(ServerInfo::TargetType target);
   ImportTrial(const ImportTrial&) = delete;
   ImportTrial& operator=(const ImportTrial&) = delete;
 
-  /// Gives the reply to a request, or an empty text for the proper one. `number` counts from 0.
+  /// Returns the hostile reply to a request, or an empty text for the normal reply. `number` counts
+  /// requests from 0.
   using Hostile = std::function<std::string(std::string_view requestType, std::size_t number)>;
-  /// Runs the operation against the hostile server, then against a proper one. The complaint is
-  /// empty when all is as it must be: a result, errors of one line, or the one logic error that the
-  /// import knows; and after that a proper import as if nothing had happened.
+  /// Runs the operation with hostile replies, then with normal ones. Returns a description of the
+  /// first violation; empty if there is none. Allowed are a result, one-line errors, or the logic
+  /// error of equal level numbers. The second run must succeed as if the first had not happened.
   std::string Try(const ImportOperation& operation, const Hostile& hostile);
-  /// What came of the hostile server.
+  /// Outcome of the run with hostile replies.
   enum class Outcome { kDone, kErrors, kLevelNumbers };
   Outcome LastOutcome() const { return m_outcome; }
 
  private:
-  /// A server can make an import ask on and on, a hierarchy or catalog at a time: it is not there
-  /// any longer after so many requests.
+  /// Replies can make an import send requests without end, one per hierarchy or catalog. The server
+  /// answers no more after this many.
   static constexpr std::size_t kMostRequests = 60;
 
   std::string Run(const ImportOperation& operation, const Hostile& hostile, std::string& complaint);

@@ -27,7 +27,7 @@ void AddLine(std::string& records, const Parts&... parts) {
   records += '\n';
 }
 
-/// Calls `ask` with a list, and describes what is in it whether or not it throws.
+/// Calls `ask` with a list, and describes the list's items even if `ask` throws.
 template <class List, class Ask, class Describe>
 void Gather(std::string& records, Ask ask, Describe describe) {
   List list;
@@ -138,7 +138,7 @@ void Variables(XmlADiscoverAgent& agent, std::string& records) {
       [&](const auto& row) { AddVariable(records, *row); });
 }
 
-// The import's operations.
+// Operations of the import interface.
 
 void AddUnit(std::string& result, const OTXMLAUnit& unit) {
   AddLine(result, unit.m_name, unit.m_externalName, static_cast<int>(unit.m_aggrType),

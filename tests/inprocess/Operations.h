@@ -7,28 +7,29 @@
 #include "SampleProvider.h"
 #include "Utility/XMLASAX/XmlADiscoverAgent.h"
 
-/// What the library can be asked for, one entry a question, each with a text of all that came back.
+/// The operations of the library as tables. Each operation writes everything it returned as text.
 namespace inprocess {
 
-/// One exchange of a discover agent.
+/// One operation of a discover agent.
 struct Exchange {
-  const char* requestType;    ///< the request whose reply it reads
-  const wchar_t* recordName;  ///< the element that makes one record; null when it is not so simple
-  /// The records, one a line, the last incomplete ones included when it throws.
+  const char* requestType;  ///< the request whose reply it reads
+  const wchar_t*
+      recordName;  ///< the element that makes one record; null if there is no such element
+  /// Appends the records, one per line. Also appends the complete records before an exception.
   void (*run)(XmlADiscoverAgent& agent, std::string& records);
 };
 const std::vector<Exchange>& Exchanges();
-/// The exchange that reads replies of that request; the hierarchies' when there is none.
+/// The operation that reads replies of this request type; that of the hierarchies if there is none.
 const Exchange& ExchangeFor(std::string_view requestType);
 
-/// One import operation of the host's interface.
+/// One operation of the host's import interface.
 struct ImportOperation {
   const char* name;
   void (*run)(OTXMLAImportAPI& import, std::string& result, String& errors, String& warnings);
 };
 const std::vector<ImportOperation>& ImportOperations();
 
-/// An agent and an import of the kind, connected to the server inside the process.
+/// An agent and an import object of this kind, connected to the in-process server.
 XmlADiscoverAgentHeap MakeAgent(ServerInfo::TargetType target);
 Heap<OTXMLAImportAPI> MakeImport(ServerInfo::TargetType target);
 

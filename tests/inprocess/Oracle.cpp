@@ -35,7 +35,7 @@ void SkipBlanksAndMarks(std::string_view& text) {
   }
 }
 
-/// Takes an XML declaration off the front; false when there is none.
+/// Removes an XML declaration from the front. Returns false if there is none.
 bool SkipDeclaration(std::string_view& text) {
   if (!text.starts_with("<?xml") || text.size() < 6 ||
       kBlanks.find(text[5]) == std::string_view::npos)
@@ -46,7 +46,7 @@ bool SkipDeclaration(std::string_view& text) {
   return true;
 }
 
-/// What the reading of a whole tree gathers.
+/// State of the walk over a tree.
 struct Census {
   struct NameKind {
     bool isCounted = false;
@@ -61,7 +61,7 @@ struct Census {
   std::size_t counted = 0;
   std::size_t depth = 0;
   bool hasSoap11Texts = false;
-  bool isOtherFailure = false;  // a fault in another form than SOAP 1.1, or an exception
+  bool isOtherFailure = false;  // a fault that is not SOAP 1.1, or an XMLA exception
   std::wstring faultCode;
   std::wstring faultText;
   std::wstring* elements = nullptr;
@@ -72,7 +72,7 @@ struct Census {
   const NameKind& KindOf(const xmlNode* element);
 };
 
-/// The element's own text; runs of blanks beside child elements do not count.
+/// The element's own text without whitespace-only runs beside child elements.
 std::wstring OwnText(const xmlNode* element) {
   bool hasChildren = false;
   for (const xmlNode* node = element->children; node; node = node->next)
@@ -93,15 +93,15 @@ std::wstring OwnText(const xmlNode* element) {
   return PlainDecode(text);
 }
 
-/// True for characters that a name may hold but not begin with (XML 1.0, productions 4 and 4a), and
-/// for the colon.
+/// True for characters that may continue a name but not start it (XML 1.0, productions 4 and 4a),
+/// and for the colon.
 bool IsInsideNamesOnly(wchar_t c) {
   return (c >= L'0' && c <= L'9') || c == L'-' || c == L'.' || c == L':' || c == L'\x00B7' ||
          (c >= L'\x0300' && c <= L'\x036F') || c == L'\x203F' || c == L'\x2040';
 }
 
-/// A prefix that the document does not declare is left in the name by the XML library. A name that
-/// only looks like one with a prefix has none.
+/// libxml2 leaves an undeclared prefix in the name. Removes it, but only if the parts are valid
+/// names.
 template <class Node>
 std::wstring LocalName(const Node* node) {
   const std::wstring name = PlainDecode(AsText(node->name));
@@ -116,7 +116,7 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
     if (node->type != XML_ELEMENT_NODE) continue;
     depth = std::max(depth, level);
     const NameKind kind = KindOf(node);
-    // The attributes of an error are delivered like children in front of it.
+    // The product delivers the attributes of an Error element as children at its front.
     for (const xmlAttr* one = kind.isError ? node->properties : nullptr; one; one = one->next) {
       const std::unique_ptr<xmlChar, decltype(xmlFree)> value(
           xmlNodeListGetString(node->doc, one->children, 1), xmlFree);
@@ -135,7 +135,7 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
   }
 }
 
-/// Equal names of a document have one address.
+/// libxml2 interns the names of a document, so equal names have the same address.
 const Census::NameKind& Census::KindOf(const xmlNode* element) {
   const auto [found, isNew] = kinds.try_emplace(element->name);
   if (isNew) {
@@ -158,14 +158,14 @@ std::string WithOneDeclaration(std::string_view reply, bool isBare) {
   return end == std::string_view::npos ? start : start + std::string(reply.substr(end));
 }
 
-/// The document without what the reader skips: marks and blanks in front, null characters and
-/// blanks at the end, a second declaration and what lies between the two.
+/// The document without what the reader skips: byte-order marks and whitespace in front, null
+/// characters and whitespace at the end, and a second declaration with everything before it.
 std::string WithoutExtras(std::string_view text) {
   while (!text.empty() && (text.back() == '\0' || kBlanks.find(text.back()) != text.npos))
     text.remove_suffix(1);
   SkipBlanksAndMarks(text);
   const std::string_view whole = text;
-  // A null character is refused wherever it stands; the library would take it for the text's end.
+  // The reader refuses null characters anywhere; libxml2 would end the text there.
   if (text.find('\0') != text.npos) return {};
   if (!SkipDeclaration(text)) return std::string(text);
   const std::string_view declaration = whole.substr(0, whole.size() - text.size());

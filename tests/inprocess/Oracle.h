@@ -7,25 +7,25 @@
 
 namespace inprocess {
 
-/// What the XML library says of a text when it reads it in one piece into a tree: a second opinion
-/// on what the product reads piece by piece in another thread.
+/// libxml2's view of a text that it parses as a whole into a tree. Independent check of what the
+/// product parses in chunks on another thread.
 struct Verdict {
   enum Kind {
     kIllFormed,
-    kRefused,  ///< well-formed, but with a document type declaration or nested too deep
+    kRefused,  ///< well-formed, but with a document type declaration or too deep
     kFault,    ///< well-formed, and a SOAP fault
-    kRows,     ///< well-formed, and no fault
+    kRows,     ///< well-formed, no fault
   };
   Kind kind = kIllFormed;
-  std::size_t counted = 0;  ///< elements of the name that was asked for
+  std::size_t counted = 0;  ///< number of elements with the requested name
 };
 
-/// Judges a whole reply in UTF-8. `isBare`: the target's replies come without XML declaration, and
-/// one is put in front of them. `countedName` is compared ignoring case and prefix.
+/// Classifies a whole reply in UTF-8. `isBare`: replies of this target have no XML declaration, so
+/// one is prepended. `countedName` is compared without case and prefix.
 Verdict JudgeReply(std::string_view reply, bool isBare, String::View countedName);
 
-/// Judges a document as the reader gets it. `elements`, unless null, is given each element's local
-/// name and own text, "NAME|TEXT|", in the order in which the elements end.
+/// Classifies a document as the reader receives it. If `elements` is not null, appends each
+/// element's local name and own text as "NAME|TEXT|", in the order in which elements end.
 Verdict JudgeDocument(std::string_view document, String::View countedName = {},
                       std::wstring* elements = nullptr);
 

@@ -11,7 +11,7 @@ struct Bounds {
   unsigned char most;
 };
 
-/// A line of the table of well-formed byte sequences.
+/// A row of the table of well-formed byte sequences.
 struct Line {
   unsigned int length;
   std::array<Bounds, 4> bytes;
@@ -30,7 +30,7 @@ constexpr Line kLines[] = {
     {4, {{{0xF4, 0xF4}, {0x80, 0x8F}, kTail, kTail}}},
 };
 
-/// How many of the line's bytes stand at the beginning of the text.
+/// Number of bytes at the start of the text that match the row.
 unsigned int Matching(const Line& line, std::string_view text) {
   unsigned int count = 0;
   while (count < line.length && count < text.size()) {

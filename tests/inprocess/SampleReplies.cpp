@@ -17,7 +17,7 @@
 namespace inprocess {
 namespace {
 
-/// Imports everything from a sample server, whose replies are gathered.
+/// Imports everything from a sample provider and records the replies.
 void Gather(const SampleKind& kind, std::vector<Reply>& replies) {
   std::set<std::string> known;
   const std::string kindName(sample::NameOfKind(kind.kind));
@@ -47,7 +47,7 @@ void Gather(const SampleKind& kind, std::vector<Reply>& replies) {
           try {
             operation.run(*import, result, errors, warnings);
           } catch (const ErrorMessage&) {
-            // A planned fault: its reply is gathered.
+            // This fault is expected; its reply is recorded.
           }
         }
       }
@@ -110,7 +110,7 @@ const Reply& ShortReply(ServerInfo::TargetType target, std::string_view requestT
     }
     return all;
   }();
-  // Not every kind has every rowset.
+  // Not every kind supports every rowset.
   static const Reply none{"no rows", "", ServerInfo::kTessera, "<root/>"};
   const Chosen& ofTarget = chosen.at(target);
   const auto found = ofTarget.find(requestType);

@@ -10,10 +10,10 @@
 
 namespace inprocess {
 
-/// One reply, as it goes over the wire.
+/// One recorded reply.
 struct Reply {
-  std::string name;         ///< for messages: where it comes from
-  std::string requestType;  ///< what it answers
+  std::string name;         ///< its origin, for messages
+  std::string requestType;  ///< the request type that it answers
   ServerInfo::TargetType target = ServerInfo::kTessera;
   std::string body;
 };
@@ -28,25 +28,24 @@ inline constexpr std::array kSampleKinds{
     SampleKind{sample::Kind::kTamarind, ServerInfo::kTamarind7},
 };
 
-/// True for the kinds whose replies come without XML declaration.
+/// True for kinds whose replies have no XML declaration.
 bool IsBare(ServerInfo::TargetType target);
 
 /// The text of the request's RequestType element.
 std::string_view RequestTypeOf(std::string_view request);
 
-/// All distinct replies of the sample provider to a whole import of everything that it serves, of
-/// all kinds, and a fault of each kind.
+/// All distinct replies of the sample provider to a full import of each kind, and a fault of each
+/// kind.
 const std::vector<Reply>& SampleReplies();
 
-/// The reply with its first rows alone and without the schema in front of them, which every reply
-/// repeats.
+/// The reply with only its first `rows` rows, and without the schema.
 std::string Shortened(const std::string& body, int rows);
 
-/// The shortest of them that has a row, for each request type of a kind; shortened to that one.
+/// The shortest reply with a row for this request type and kind, reduced to that row.
 const Reply& ShortReply(ServerInfo::TargetType target, std::string_view requestType);
 
-/// The replies in the folder that XMLA_RECORDED_REPLIES names, bare rows in an envelope; none if
-/// the variable is not set.
+/// The replies in the folder named by XMLA_RECORDED_REPLIES, with an envelope around bare rows.
+/// Empty if the variable is not set.
 std::vector<Reply> RecordedReplies();
 
 }  // namespace inprocess

@@ -33,7 +33,7 @@ Trial::Trial(ServerInfo::TargetType target, const Exchange& exchange)
 Trial::Result Trial::Run(std::string_view reply) {
   SetServer([&](std::string_view request) {
     const std::string_view type = RequestTypeOf(request);
-    // Levels bring a request for the properties of each with them.
+    // A levels request is followed by a properties request per level.
     return Answer{type == m_exchange.requestType ? std::string(reply)
                                                  : ShortReply(SampleFor(m_target), type).body};
   });

@@ -8,21 +8,21 @@
 
 namespace inprocess {
 
-/// One exchange of an agent that lives through any number of replies, however bad they are.
+/// Runs one operation of an agent with any number of replies, and checks each outcome.
 class Trial {
  public:
   enum class Outcome { kRead, kFault, kParseError, kNotXml };
 
-  /// A server of the kind whose sample replies are the proper ones.
+  /// The sample provider of this kind gives the normal replies.
   Trial(ServerInfo::TargetType target, const Exchange& exchange);
   Trial(const Trial&) = delete;
   Trial& operator=(const Trial&) = delete;
 
-  /// Reads the reply and, with `andNext`, a proper one behind it. The complaint is empty when all
-  /// is as it must be: rows, or one line of error text, in accordance with what the XML library
-  /// says of the reply; and after that the proper reply read as if nothing had happened.
+  /// Reads the reply and, if `andNext`, a normal one after it. Returns a description of the first
+  /// violation; empty if there is none. Expected are rows or a one-line error, consistent with
+  /// libxml2's view of the reply. The second reply must be read as if the first had not happened.
   std::string Try(std::string_view reply, bool andNext = true);
-  /// What came of the reply.
+  /// Outcome of the reply under test.
   Outcome LastOutcome() const { return m_outcome; }
 
  private:

@@ -1,7 +1,8 @@
-// W3C's XML conformance suite, read as if a server had sent its documents. One without a document
-// type declaration is accepted or refused as the suite says, or stands below with the reason why
-// not; one with such a declaration is refused whatever it is.
+// Runs W3C's XML conformance suite with its documents as replies. A document without document type
+// declaration must be accepted or refused as the suite says, or be listed below with a reason. One
+// with a declaration must be refused.
 
+#include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
@@ -27,7 +28,7 @@ struct Document {
   std::string bytes;
 };
 
-/// Documents that the suite calls not well-formed and that are accepted nevertheless, and why.
+/// Documents that the suite calls not well-formed and that the product accepts, and why.
 struct Exceptions {
   const char* reason;
   std::vector<std::string> ids;
@@ -80,7 +81,7 @@ std::string BytesOf(const std::filesystem::path& file) {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-/// Gathers the tests below a node of the suite's catalogue, whose groups lie in folders.
+/// Collects the tests below a node of the suite's catalogue, whose groups are in folders.
 void Gather(const xmlNode* node, const std::filesystem::path& folder,
             std::vector<Document>& documents) {
   for (; node; node = node->next) {
@@ -88,7 +89,7 @@ void Gather(const xmlNode* node, const std::filesystem::path& folder,
     const std::string_view name = reinterpret_cast<const char*>(node->name);
     if (name == "TEST") {
       std::filesystem::path file = folder / Attribute(node, "URI");
-      // One group's folder is not where the catalogue says.
+      // The folder of one group differs from the catalogue.
       if (!std::filesystem::exists(file))
         file = folder.parent_path().parent_path().parent_path() / "misc" / Attribute(node, "URI");
       documents.push_back({Attribute(node, "ID"), Attribute(node, "TYPE"), BytesOf(file)});
@@ -109,7 +110,7 @@ std::vector<Document> Suite() {
   return documents;
 }
 
-/// True when a reply of these bytes is read without error.
+/// True if a reply with these bytes is read without error.
 bool IsAccepted(const std::string& bytes) {
   static const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   NarrowString text{std::string_view(bytes)};
@@ -127,9 +128,9 @@ bool IsAccepted(const std::string& bytes) {
   return isAccepted;
 }
 
-/// True when the XML library finds a document type declaration, in an ill-formed document too.
+/// True if libxml2 finds a document type declaration, even in an ill-formed document.
 bool HasDocumentType(const std::string& bytes) {
-  // Errors of what stands in the declaration would be printed.
+  // Suppresses messages about errors inside the declaration.
   xmlSetStructuredErrorFunc(nullptr, [](void*, xmlErrorPtr) {});
   const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
       xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,

@@ -1,4 +1,4 @@
-// Documents that are made to do harm: entities, nesting, and things of a hundred million bytes.
+// Documents that attack the reader: entities, deep nesting, and items of a hundred million bytes.
 
 #include <libxml/parser.h>
 #include <libxml/xmlIO.h>
@@ -28,9 +28,9 @@ using std::chrono::steady_clock;
 
 constexpr auto kTarget = ServerInfo::kTessera;
 
-/// What an exchange makes of a reply: "read", or its error text.
+/// The outcome of an exchange with this reply: "read", or the error text.
 std::string OutcomeOf(std::string reply) {
-  // Of this process: a thread that an agent has does not come along into a child.
+  // The agent is created in this process, since an agent's thread does not survive a fork.
   const XmlADiscoverAgentHeap agent = inprocess::MakeAgent(kTarget);
   inprocess::SetServer([&](std::string_view) { return inprocess::Answer{std::move(reply)}; });
   std::string records;
@@ -48,7 +48,7 @@ std::string Rows(const std::string& inside) {
   return "<root><row><MEASURE_NAME>" + inside + "</MEASURE_NAME></row></root>";
 }
 
-/// A port that nobody serves, and whether anybody came.
+/// A listening port that records whether anybody connected.
 class Listener {
  public:
   Listener() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
@@ -76,7 +76,7 @@ class Listener {
   int m_port = 0;
 };
 
-/// A file, and whether anybody opened it.
+/// A file that records whether anybody opened it.
 class WatchedFile {
  public:
   WatchedFile() : m_watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
@@ -105,7 +105,7 @@ class WatchedFile {
   std::string m_name;
 };
 
-int g_loaded = 0;  // what the XML library was about to load
+int g_loaded = 0;  // what libxml2 tried to load
 
 xmlParserInputPtr CountLoading(const char*, const char*, xmlParserCtxtPtr) {
   ++g_loaded;
@@ -152,7 +152,7 @@ TEST(HostileDocuments, WithADocumentTypeAreRefusedAndNothingIsOpenedForThem) {
         << document.substr(0, 200);
     EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(10));
   }
-  // Without declaration, an instruction and an inclusion are nothing but text.
+  // Without a declaration, an instruction and an inclusion are plain text.
   EXPECT_EQ(OutcomeOf("<?xml-stylesheet href='" + file.Name() + "'?><root/>"), "read");
   EXPECT_EQ(OutcomeOf("<root xmlns:i='http://www.w3.org/2001/XInclude'><i:include href='" +
                       file.Name() + "'/></root>"),
@@ -160,7 +160,7 @@ TEST(HostileDocuments, WithADocumentTypeAreRefusedAndNothingIsOpenedForThem) {
   EXPECT_EQ(g_loaded, 0);
   EXPECT_FALSE(listener.WasCalled());
   EXPECT_FALSE(file.WasOpened());
-  // The watch itself works.
+  // Verifies that the detectors themselves work.
   std::ifstream(file.Name()).get();
   EXPECT_TRUE(file.WasOpened());
   xmlSetExternalEntityLoader(loader);
@@ -182,7 +182,7 @@ std::string ManyNames(std::size_t bytes) {
   return text + "</root>";
 }
 
-/// The library compares every attribute of a tag with every other.
+/// libxml2 compares every attribute of a tag with every other.
 std::string ManyAttributes(std::size_t bytes) {
   std::string tag = "<a";
   for (std::size_t i = 0; tag.size() < 60000; ++i) tag += " a" + std::to_string(i) + "=''";
@@ -190,7 +190,7 @@ std::string ManyAttributes(std::size_t bytes) {
   return "<root>" + Repeated(bytes / 4 / tag.size(), tag) + "</root>";
 }
 
-/// The library looks for a prefix among all that are declared around an element.
+/// libxml2 searches a prefix among all that are declared around an element.
 std::string ManyNamespaces(std::size_t bytes) {
   std::string text;
   for (std::size_t level = 0; level < 200; ++level) {
@@ -220,7 +220,7 @@ TEST(HostileDocuments, ThatStayWithinTheLimitsAreRead) {
 struct Huge {
   const char* what;
   std::string (*make)(std::size_t bytes);
-  const char* outcome;  // a part of it
+  const char* outcome;  // part of the error text
 };
 
 const Huge kHuge[] = {
@@ -304,7 +304,7 @@ class HugeDocument : public testing::TestWithParam<Huge> {};
 TEST_P(HugeDocument, IsReadOrRefusedInTimeAndInSpace) {
   const std::size_t size = (support::IsLong() ? 100u : 12u) * std::size_t{1000 * 1000};
   std::string document = GetParam().make(size);
-  // In a process of its own, whose memory can be measured.
+  // In a child process, whose memory can be measured.
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const steady_clock::time_point begin = steady_clock::now();
@@ -330,8 +330,8 @@ TEST_P(HugeDocument, IsReadOrRefusedInTimeAndInSpace) {
   EXPECT_LT(outcome.size(), GetParam().outcome == std::string("[64203]") ? size : 2000u);
   EXPECT_LT(seconds, support::kIsSanitized ? 90 : 20);
   const long megabytes = usage.ru_maxrss / 1024;
-  // The document, what of it passes between server, client and reader, and its wide text where it
-  // is ill-formed.
+  // Memory for the document, for its parts in flight between server, client and reader, and for the
+  // wide text of ill-formed input.
   if (!support::kIsSanitized) {
     EXPECT_LT(megabytes, 300 + 12 * static_cast<long>(document.size() / 1000000));
   }

@@ -1,6 +1,5 @@
-// Whole imports from a server one of whose replies is rearranged. The only thing that may end the
-// process is two levels with one number, which the host asks for; everything else is an error text,
-// a warning, or a result.
+// Whole imports in which one reply has rearranged elements. Allowed outcomes are errors, warnings,
+// a result, or the logic error of equal level numbers, which the host's interface prescribes.
 
 #include <algorithm>
 
@@ -50,7 +49,7 @@ TEST(MalformedImports, EndWithAResultOrErrorsAndLeaveTheImportUsable) {
   for (const inprocess::SampleKind& kind : inprocess::kSampleKinds)
     trials.push_back(std::make_unique<ImportTrial>(kind.target));
   const std::vector<Attack> attacks = Attacks();
-  // Enough to meet every outcome, which the sanitizers' half would not be.
+  // Enough to see every outcome; half of it, as with sanitizers, would be too few.
   constexpr std::size_t kQuick = support::kIsSanitized ? 3000 : 1500;
   std::size_t step = support::Stride(attacks.size(), kQuick);
   while (step > 1 && (step % 5 == 0 || step % 11 == 0)) ++step;

@@ -7,28 +7,28 @@
 
 namespace malformed {
 
-/// Where an element stands in a text.
+/// The position of an element in a text.
 struct Element {
-  std::size_t begin = 0;       ///< of its opening tag
-  std::size_t openEnd = 0;     ///< behind its opening tag
-  std::size_t closeBegin = 0;  ///< of its closing tag; `end` for an element that has none
+  std::size_t begin = 0;       ///< of the opening tag
+  std::size_t openEnd = 0;     ///< after the opening tag
+  std::size_t closeBegin = 0;  ///< of the closing tag; `end` if there is none
   std::size_t end = 0;
-  std::size_t parent = 0;  ///< index; its own for the root
+  std::size_t parent = 0;  ///< index of the parent; the root is its own parent
 };
 
-/// The elements of a well-formed text, in the order of their beginnings.
+/// The elements of a well-formed text in document order.
 std::vector<Element> Elements(std::string_view text);
 
-/// What can be done to an element.
+/// One way to change an element.
 struct Mutation {
   const char* name;
-  /// The changed text; empty when it makes no sense for this element. `next` is the sibling behind
-  /// it, or null.
+  /// Returns the changed text; empty if the change does not apply to this element. `next` is the
+  /// following sibling, or null.
   std::string (*apply)(std::string_view text, const Element& element, const Element* next);
 };
 const std::vector<Mutation>& Mutations();
 
-/// The sibling behind the element, or null.
+/// The following sibling of the element, or null.
 const Element* NextSibling(const std::vector<Element>& elements, std::size_t index);
 
 }  // namespace malformed

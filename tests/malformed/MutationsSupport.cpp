@@ -61,7 +61,7 @@ std::string NestNext(std::string_view text, const Element& e, const Element* nex
   return Joined({text.substr(0, e.closeBegin), Whole(text, *next), Close(text, e),
                  Part(text, e.end, next->begin), text.substr(next->end)});
 }
-/// The two overlap.
+/// Swapping would overlap.
 std::string NestHalfOfNext(std::string_view text, const Element& e, const Element* next) {
   if (!next || e.closeBegin == e.end) return {};
   return Joined({text.substr(0, e.closeBegin), Open(text, *next), Close(text, e),
@@ -74,7 +74,7 @@ struct Skipped {
 };
 constexpr Skipped kSkipped[] = {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
 
-/// The end of what is no tag at the position, or the position itself.
+/// The end of a comment, CDATA section or instruction at the position, or the position itself.
 std::size_t SkipNoTag(std::string_view text, std::size_t position) {
   for (const Skipped& skipped : kSkipped)
     if (text.substr(position).starts_with(skipped.open))
@@ -82,7 +82,7 @@ std::size_t SkipNoTag(std::string_view text, std::size_t position) {
   return position;
 }
 
-/// Behind the tag, whose quoted values may hold anything.
+/// Position after the tag, whose quoted values may contain anything.
 std::size_t TagEnd(std::string_view text, std::size_t position) {
   char quote = 0;
   for (; position < text.size(); ++position) {

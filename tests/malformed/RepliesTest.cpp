@@ -1,7 +1,6 @@
-// Every reply of the sample provider and every recorded one, cut and garbled at every byte and with
-// its elements rearranged, through the whole of an exchange but its sockets. Each one must end with
-// rows or with an error text, in accordance with the XML library's own opinion of it, and leave the
-// agent as it was.
+// Every reply of the sample provider and every recorded one: truncated and changed at every byte,
+// and with rearranged elements, through the whole exchange except sockets. The outcome must be rows
+// or an error, consistent with libxml2's view, and must leave the agent usable.
 
 #include <chrono>
 #include <map>
@@ -17,7 +16,7 @@ using inprocess::Reply;
 using inprocess::Trial;
 using std::chrono::steady_clock;
 
-/// All replies there are.
+/// All available replies.
 const std::vector<Reply>& Replies() {
   static const std::vector<Reply> replies = [] {
     std::vector<Reply> all = inprocess::SampleReplies();
@@ -33,14 +32,14 @@ std::size_t TotalSize() {
   return bytes;
 }
 
-/// Tries replies, and counts what came of them.
+/// Tries replies and counts the outcomes.
 class Trials {
  public:
   void Try(const Reply& origin, std::string_view body, const std::string& what) {
     if (m_complaints >= kMostComplaints) return;
     const steady_clock::time_point begin = steady_clock::now();
     Trial& trial = TrialFor(origin);
-    // In the long form millions of bad replies follow each other, with a proper one now and then.
+    // In the long form, millions of bad replies follow each other with an occasional normal one.
     const bool andNext = !support::IsLong() || ++m_tried % 10 == 0;
     const std::string complaint = trial.Try(body, andNext);
     const double seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
@@ -51,7 +50,7 @@ class Trials {
     ADD_FAILURE() << complaint << ": " << origin.name << ", " << what;
   }
 
-  /// Prints the figure, and expects that nothing took long.
+  /// Prints the figure, and expects that no reply took long.
   void Conclude(const std::string& what) {
     EXPECT_LT(m_slowest, kMostSeconds) << what;
     std::size_t all = 0;
@@ -69,7 +68,7 @@ class Trials {
 
  private:
   static constexpr int kMostComplaints = 5;
-  static constexpr double kMostSeconds = 10;  // a pause of the machine included
+  static constexpr double kMostSeconds = 10;  // includes a pause of the machine
 
   std::string Count(Trial::Outcome outcome) { return std::to_string(m_counts[outcome]); }
 
@@ -87,8 +86,8 @@ class Trials {
   int m_complaints = 0;
 };
 
-/// Calls `visit` with a reply and a position in it: with every position there is in the long form,
-/// and with so many, evenly spread, in the quick one.
+/// Calls `visit` with a reply and a position: every position in the long form, or `quick` positions
+/// spread evenly.
 template <class Visit>
 void ForEachByte(std::size_t quick, Visit visit) {
   const std::size_t step = support::Stride(TotalSize(), quick);
@@ -147,7 +146,7 @@ TEST(MalformedReplies, WithElementsRearrangedGiveRowsOrAnError) {
   for (const Reply& reply : Replies()) total += malformed::Elements(reply.body).size();
   total *= malformed::Mutations().size();
   std::size_t step = support::Stride(total, kQuick);
-  if (step % malformed::Mutations().size() == 0) ++step;  // not the same one again and again
+  if (step % malformed::Mutations().size() == 0) ++step;  // not always the same one
   Trials trials;
   std::size_t number = 0;
   for (const Reply& reply : Replies()) {

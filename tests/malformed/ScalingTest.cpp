@@ -1,6 +1,6 @@
-// Twice as much of anything that a server sends costs about twice the time, not four times; and
-// whatever the library is doing with it, a host that asks it to stop is obeyed at once. The server
-// is inside the process: what the network adds is measured with the other tests of reliability.
+// CPU time is linear in everything that a server sends, and a host that cancels gets control back
+// at once, whatever the library is doing. The server is in-process; reliability-tests measure what
+// the network adds.
 
 #include <algorithm>
 #include <functional>
@@ -35,20 +35,20 @@ std::string Times(std::string_view piece, std::size_t count) {
   return Repeated(piece, piece.size() * count);
 }
 
-/// One thing that a server can make large.
+/// One quantity that a server controls.
 struct Path {
   const char* name;
   std::size_t least;
   std::size_t most;
   std::function<Work(std::size_t)> make;
-  /// The work is an operation that a host can stop. What is not is part of such operations, with
+  /// The work is an operation that a host can stop. Other work is a part of such operations, on
   /// texts of at most 8 Mi characters.
   bool isOperation = true;
 };
 
 // Text services.
 
-/// A use of a text that consists of one piece again and again.
+/// A use of a text that repeats one piece.
 Path OfText(const char* name, const wchar_t* piece, void (*use)(const String& text)) {
   return {name, 16 * kKi, 8 * kMi,
           [=](std::size_t size) -> Work {
@@ -148,7 +148,7 @@ std::vector<Path> TextPaths() {
   };
 }
 
-// How the client judges and converts a body.
+// How the client classifies and converts a body.
 
 Path OfBody(const char* name, long status, const std::string& begin, const std::string& piece,
             const std::string& contentType = "text/xml") {
@@ -212,7 +212,7 @@ std::vector<Path> BodyPaths() {
   };
 }
 
-// The reader and what reads rowsets.
+// The reader and the rowset readers.
 
 Path OfReply(const char* name, const char* requestType, std::size_t least, std::size_t most,
              const std::function<std::string(std::size_t)>& makeReply,
@@ -230,7 +230,7 @@ Path OfReply(const char* name, const char* requestType, std::size_t least, std::
               try {
                 inprocess::ExchangeFor(requestType).run(**agent, records);
               } catch (const ErrorMessage&) {
-                // A limit; or it was stopped.
+                // A limit, or cancelled.
               }
             };
           }};
@@ -335,7 +335,7 @@ std::vector<Path> ReaderPaths() {
   };
 }
 
-/// A reply of the sample provider with its one row again and again.
+/// A reply of the sample provider with its one row repeated.
 std::string ManyRows(ServerInfo::TargetType target, const char* requestType, std::size_t rows) {
   const std::string& body = inprocess::ShortReply(target, requestType).body;
   const std::size_t begin = body.find("<row>");
@@ -431,7 +431,7 @@ std::vector<Path> ImportPaths() {
                }),
       OfImport("hierarchies and dimensions", kHierarchies, kTamarind, 64, 4 * kKi,
                [=](std::size_t count) {
-                 // The hierarchies' own dimensions stand behind all the others.
+                 // The hierarchies' own dimensions come last.
                  return Rowsets{
                      {"MDSCHEMA_HIERARCHIES", hierarchies(count)},
                      {"MDSCHEMA_DIMENSIONS", Numbered(8 * count, [=](const std::string& i) {

@@ -1,5 +1,5 @@
-// Imports from a real server. What it must yield stands in expected/, held against the server's
-// schemas by hand; see README.md there for the packages that the server needs.
+// Imports from a real server. The folder expected/ has the expected output, which was checked
+// against the server's schemas by hand. README.md lists the Debian packages of the server.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ using testing::HasSubstr;
 
 constexpr int kPackageMissing = 77;
 
-/// The server of this folder, from construction to destruction.
+/// Runs the server of this folder during the object's life.
 class RealServer {
  public:
   RealServer() {
@@ -44,7 +44,7 @@ class RealServer {
     close(err[1]);
     m_input = in[1];
     m_url = ReadLine(out[0]);
-    // Without an address the process has ended, and has said why.
+    // Without an address, the process has ended and printed the reason.
     if (m_url.empty()) m_complaint = ReadLine(err[0]);
     close(out[0]);
     m_errors = err[0];
@@ -55,7 +55,7 @@ class RealServer {
 
   const std::string& Url() const { return m_url; }
   const std::string& Complaint() const { return m_complaint; }
-  /// Closes its standard input and waits for its end; the exit status, or -1.
+  /// Closes the server's standard input and waits. Returns the exit status, or -1.
   int End() {
     if (m_process <= 0) return m_status;
     close(m_input);
@@ -106,7 +106,7 @@ class Real : public testing::Test {
 
 RealServer* Real::server = nullptr;
 
-/// One call and the file that holds the whole of its standard output.
+/// One call and the file with its expected standard output.
 struct Case {
   Arguments arguments;
   const char* expected;
@@ -167,7 +167,7 @@ TEST_F(Real, AnUnknownCatalogOrCubeListsWhatThereIs) {
 }
 
 TEST_F(Real, AnyOtherPathIsAnErrorThatSaysSo) {
-  // The web server answers there with a page of its own.
+  // The web server answers there with an HTML page.
   std::string url = server->Url();
   url.resize(url.rfind('/'));
   const Outcome outcome = RunTool({"--url", url + "/elsewhere", "sources"});

@@ -1,4 +1,5 @@
-// Lets FailingAllocation see what libxml2 and libcurl allocate, from before the first test on.
+// Routes the allocations of libxml2 and libcurl through TracedMemory, from before the first test
+// on.
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ class TracedLibraries : public testing::Environment {
                           &TracedMemory::Duplicate),
               0);
     xmlInitParser();
-    // libcurl counts those who use it: the functions stay for as long as this one does.
+    // libcurl counts initialisations, so these functions stay in use during this object's life.
     ASSERT_EQ(curl_global_init_mem(CURL_GLOBAL_DEFAULT, &TracedMemory::Allocate,
                                    &TracedMemory::Free, &TracedMemory::Reallocate,
                                    &TracedMemory::Duplicate, &TracedMemory::AllocateCleared),

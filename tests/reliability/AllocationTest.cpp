@@ -1,4 +1,4 @@
-// Memory that runs out: every operation, at each of its allocations.
+// Out of memory: every operation, failing at each of its allocations.
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -30,7 +30,7 @@ const Mode kModes[] = {
     {"only that, any thread", Which::kOnlyThat, Whose::kAnyThread},
 };
 
-/// What the tries came to.
+/// Counts of the tries and their outcomes.
 struct Tally {
   long tries = 0;
   long outOfMemory = 0;
@@ -55,7 +55,8 @@ struct Tally {
   }
 };
 
-/// One operation on a fresh subject while the n-th allocation fails; then once more without.
+/// Runs one operation on a new subject while the n-th allocation fails, then once more without
+/// failure.
 Outcome Try(const Operation& operation, const Kind& kind, const std::string& url,
             const Outcome& whole, const Mode& mode, long nth) {
   Subject subject(kind, url);
@@ -74,7 +75,7 @@ Outcome Try(const Operation& operation, const Kind& kind, const std::string& url
   return outcome;
 }
 
-/// The allocation numbers to try: all of them, or a spread with a random start.
+/// The allocation numbers to try: all, or evenly spread from a random start.
 std::vector<long> Numbers(long count, long quick, std::minstd_rand& random) {
   const long tries = support::Effort(std::min(quick, count), count);
   std::vector<long> numbers;
@@ -95,7 +96,7 @@ void FailEverywhere(const std::vector<Operation>& operations, const Mode& mode, 
       const std::string url = server.Url(kind.path);
       Outcome whole;
       long count = 0;
-      for (int i = 0; i < 2; ++i) {  // the first one fills what is kept for good
+      for (int i = 0; i < 2; ++i) {  // the first run fills caches
         Subject subject(kind, url);
         Outputs outputs;
         whole = OutcomeOf(outputs, [&] {
@@ -104,7 +105,7 @@ void FailEverywhere(const std::vector<Operation>& operations, const Mode& mode, 
         });
         count = FailingAllocation::Seen();
       }
-      // Only what a kind of provider does not know ends in its fault.
+      // An operation that a kind of provider does not support ends in its fault.
       ASSERT_TRUE(whole.IsWhole() || whole.thrown.starts_with("[64203] ")) << ToText(whole);
       for (const long nth : Numbers(count, quick, random)) {
         SCOPED_TRACE(std::string(kind.name) + ", " + operation.name + ", " + mode.name +
@@ -137,7 +138,7 @@ TEST_P(Allocation, ThatFailsWithTheImportLogOnLeavesAUsableObject) {
   tally.Print("allocation fails, import log on (" + std::string(GetParam().name) + ")");
 }
 
-/// Elements and error of a document that the hand-over holds whole.
+/// Elements and error of a document that the element queue holds completely.
 std::wstring Parsed(SAX2XmlReadDriver& driver, const NarrowString& bytes, const Mode& mode,
                     long nth, String& error) {
   {

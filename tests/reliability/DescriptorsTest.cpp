@@ -1,5 +1,5 @@
-// Programs that the host starts while an import is at work inherit none of its descriptors: an
-// authenticated connection is worth as much as the password.
+// Programs started by the host during an import inherit none of the library's descriptors. An
+// authenticated connection is as sensitive as the password.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@
 namespace reliability {
 namespace {
 
-/// What a program finds open that is started now.
+/// The descriptors that a program started now finds open.
 std::string Inherited() { return support::RunChild("/bin/ls", {"-l", "/proc/self/fd"}).out; }
 
 long Count(const std::string& list) {
@@ -33,10 +33,10 @@ long Count(const std::string& list) {
   return count;
 }
 
-/// Fails the test unless a program that is started now finds no more open than `before`.
+/// Fails the test if a program started now finds descriptors that are not in `before`.
 void ExpectNothingInherited(long before, const char* when) {
   std::string list;
-  // libcurl's own descriptors are marked just after it has made them.
+  // libcurl marks its own descriptors just after it creates them.
   for (int attempt = 0; attempt < 100; ++attempt) {
     list = Inherited();
     if (Count(list) <= before) return;
@@ -45,7 +45,7 @@ void ExpectNothingInherited(long before, const char* when) {
   ADD_FAILURE() << when << ", " << before << " before, now:\n" << list;
 }
 
-/// A request on a thread of its own, which ends when the state is asked to stop.
+/// A request on its own thread, cancelled through its state.
 class Request {
  public:
   explicit Request(const std::string& url)
@@ -112,7 +112,7 @@ TEST(Descriptors, OfARequestAtWorkAreNotInherited) {
   }
 }
 
-/// Takes up descriptors, so that new ones have large numbers. No program inherits these.
+/// Occupies descriptors, so that new ones have large numbers. Programs do not inherit these.
 class TakenDescriptors {
  public:
   explicit TakenDescriptors(std::size_t count) {
@@ -135,7 +135,7 @@ class TakenDescriptors {
   std::vector<int> m_taken;
 };
 
-/// The sets in which libcurl tells what it waits for end at 1024.
+/// The fd_sets in which libcurl reports its descriptors end at 1024.
 TEST(Descriptors, WithLargeNumbersWorkAndAreNotInherited) {
   const TakenDescriptors taken(1200);
   ASSERT_GT(taken.Last(), FD_SETSIZE);

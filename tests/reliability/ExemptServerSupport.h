@@ -8,12 +8,12 @@
 
 namespace reliability {
 
-/// A server in this process whose allocations neither fail nor count (FailingAllocation).
+/// A server in this process whose allocations are exempt from FailingAllocation.
 class ExemptServer {
  public:
   explicit ExemptServer(loopback::Handler handler);
-  /// The sample provider of the three kinds, at /analysis-services, /sap-bw and /tamarind. Each
-  /// answer is made once and then repeated.
+  /// The sample provider of all three kinds, at /analysis-services, /sap-bw and /tamarind. Caches
+  /// each answer.
   ExemptServer();
 
   std::string Url(const std::string& path) const { return "http://" + m_server.Authority() + path; }
@@ -23,7 +23,7 @@ class ExemptServer {
 
  private:
   std::mutex m_mutex;
-  std::map<std::string, std::string> m_answers;  // guarded
+  std::map<std::string, std::string> m_answers;  // guarded by the mutex
   loopback::Server m_server;
 };
 

@@ -1,6 +1,7 @@
-// What other users of the machine prepare in the place of an import log: it is refused at once and
-// left as it was, by root and by an ordinary user.
+// Files that other users have planted at the place of an import log. The log is refused at once and
+// the files stay unchanged, for root and for an ordinary user.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -36,15 +37,15 @@ constexpr uid_t kStrangerNumber = 34567;
 constexpr char kOpened[] = "opened";
 constexpr char kText[] = "what stood there";
 
-/// Whose something is: the acting user's, root's or another one's.
+/// Owner of a file: the acting user, root or another user.
 enum class Owner { kSelf, kRoot, kStranger };
 
 enum class What {
   kNothing,
   kFile,
-  kLinkedFile,  // with a second name
+  kLinkedFile,  // a file with a second hard link
   kDirectory,
-  kLink,  // to a directory or file of the acting user
+  kLink,  // a symbolic link to a directory or file of the acting user
   kDanglingLink,
   kPipe,
   kPipeWithReader,
@@ -167,7 +168,7 @@ const Case kCases[] = {
      "x.log\": Is a directory"},
 };
 
-/// A place in which a case is prepared, with the right owners, and looked at afterwards.
+/// A directory in which a case is prepared with the right owners, and inspected afterwards.
 class Place {
  public:
   explicit Place(uid_t self) : m_self(self) {
@@ -184,12 +185,12 @@ class Place {
   std::filesystem::path Directory() const { return m_base.Path() / "log.d"; }
   std::filesystem::path File() const { return Directory() / "x.log"; }
 
-  /// False when this system does not let it be made.
+  /// Returns false if this system cannot create it.
   bool Prepare(const Case& test) {
     return m_isPossible && Make(test.directory, Directory()) && Make(test.file, File());
   }
 
-  /// What has happened to what was there; empty when nothing.
+  /// Describes what changed; empty if nothing did.
   std::string Complaint(const Case& test, bool isOpened) const {
     struct stat now {};
     if (isOpened) {
@@ -269,10 +270,10 @@ class Place {
   uid_t m_self;
   bool m_isPossible = false;
   int m_reader = -1;
-  struct stat m_before {};  // of the thing made last
+  struct stat m_before {};  // of the last file created
 };
 
-/// What `work` returns in a child process that runs as the user; a child that hangs is ended.
+/// Returns what `work` returns in a child process with this user's ID. Kills a child that hangs.
 std::string RunAs(uid_t user, const std::function<std::string()>& work) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return "no pipe";
@@ -334,7 +335,7 @@ TEST(ForeignFiles, InThePlaceOfALogAreRefusedAndLeftAsTheyAre) {
     }
   }
   if (geteuid() == 0) {
-    EXPECT_LE(skipped, 2);  // devices, in a container
+    EXPECT_LE(skipped, 2);  // device files, in a container
   }
   support::PrintFigure(
       "what others prepared in the place of an import log",
@@ -376,7 +377,7 @@ TEST(ForeignFiles, LinksOnTheWayToALogAreNotFollowed) {
   }
 }
 
-/// The name that a log gets when it is opened `ahead` seconds from now.
+/// The name of a log opened in `ahead` seconds.
 std::string LogName(int ahead) {
   const std::time_t when = std::time(nullptr) + ahead;
   std::tm fields{};

@@ -1,4 +1,4 @@
-// The process that the library works in is the host's: nothing of it changes.
+// The library changes no state of the host process.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -41,7 +41,7 @@
 namespace reliability {
 namespace {
 
-/// All of a process's state that a library could meddle with, as names and texts.
+/// All process state that a library could change, as names and texts.
 using State = std::map<std::string, std::string>;
 
 void AddSignals(State& state) {
@@ -96,7 +96,7 @@ State TakeState() {
     state[std::string(name) + " error"] = std::to_string(ferror(stream));
   }
   itimerval timer{};
-  getitimer(ITIMER_REAL, &timer);  // the test sets one of an hour
+  getitimer(ITIMER_REAL, &timer);  // the test sets a timer of one hour
   state["timer"] = std::to_string(timer.it_interval.tv_sec) + " " +
                    (timer.it_value.tv_sec > 3000 ? "late" : "soon");
   rlimit limit{};
@@ -118,14 +118,14 @@ void ExpectSame(const State& before, const State& after, const std::string& what
     EXPECT_TRUE(before.contains(name)) << name << " is new after " << what << ": " << text;
 }
 
-/// How often an action of a signal was set by anybody: one that is put back again may be put back
-/// wrongly when two threads do so.
+/// Number of times that any signal action was set. Restoring an action does not help if two threads
+/// do so at once.
 std::atomic<long> g_signalActionsSet{0};
 
-/// Does the work, with something before, behind or beside it.
+/// Does the work with something before, after or during it.
 using Around = std::function<void(const std::function<void()>& work)>;
 
-/// An operation with an object made and destroyed for it.
+/// An operation, with its object created and destroyed around it.
 Outcome RunWithNewObject(const Operation& operation, const Kind& kind, const std::string& url) {
   Outcome outcome;
   try {
@@ -133,13 +133,13 @@ Outcome RunWithNewObject(const Operation& operation, const Kind& kind, const std
     Outputs outputs;
     outcome = OutcomeOf(outputs, [&] { operation.run(subject, outputs); });
   } catch (const ErrorMessage&) {
-    // No object can be made for this: that, too, changes nothing.
+    // No object can be created for this case, which must not change state either.
     outcome.thrown = ThrownText(outcome.end);
   }
   return outcome;
 }
 
-/// Every operation of all kinds. `isAnswered`: it is to read what there is, else to fail.
+/// Every operation of all kinds. `isAnswered`: the operation must succeed; otherwise it must fail.
 long RunAll(
     const std::string& name, bool isAnswered, const std::function<std::string(const Kind&)>& url,
     const Around& around = [](const auto& work) { work(); }, std::span<const Kind> kinds = kKinds) {
@@ -154,7 +154,7 @@ long RunAll(
       around([&] { outcome = RunWithNewObject(operation, kind, theUrl); });
       ExpectSame(before, TakeState(), operation.name);
       const std::string operationName = operation.name;
-      // What a kind of provider does not know ends in its fault.
+      // An operation that a kind of provider does not support ends in its fault.
       if (isAnswered) {
         EXPECT_TRUE(outcome.IsWhole() || outcome.thrown.starts_with("[64203] ")) << ToText(outcome);
       } else if (operationName != "SetupConnInfo" && operationName != "create and destroy") {
@@ -174,8 +174,8 @@ long ThreadCount() {
                        std::filesystem::directory_iterator());
 }
 
-/// Servers in a process of their own, since their threads and descriptors come and go: one that
-/// answers, one whose replies are broken, one that cuts its connections, one that answers over TLS.
+/// Servers in a child process, since their threads and descriptors come and go: one that answers,
+/// one that sends broken replies, one that closes its connections, one that answers over TLS.
 class ServersElsewhere {
  public:
   enum Server { kGood, kBroken, kCut, kTLS };
@@ -229,7 +229,8 @@ class ServersElsewhere {
 }  // namespace
 
 #if XMLA_OWN_ALLOCATOR && !defined(__SANITIZE_ADDRESS__)
-// Stands before the system's in the order in which the loader looks; a sanitizer has its own.
+// Interposes the C library's function: the loader finds this definition first. Sanitizers interpose
+// their own.
 extern "C" __attribute__((visibility("default"))) int sigaction(int number,
                                                                 const struct sigaction* action,
                                                                 struct sigaction* former) noexcept {
@@ -243,7 +244,7 @@ extern "C" __attribute__((visibility("default"))) int sigaction(int number,
 namespace {
 
 TEST(HostState, IsTheSameAfterEveryOperation) {
-  // Anything but the usual, so that putting the usual back is noticed.
+  // Unusual values, so that resetting them to defaults is noticed.
   const auto formerDirectory = std::filesystem::current_path();
   const support::TempDir folder;
   std::filesystem::current_path(folder.Path());
@@ -264,7 +265,7 @@ TEST(HostState, IsTheSameAfterEveryOperation) {
     setitimer(ITIMER_REAL, &late, &former);
     return former;
   }();
-  std::thread([] {}).join();  // a sanitizer starts one of its own with the first
+  std::thread([] {}).join();  // a sanitizer starts a thread of its own with the first one
   const Certificate certificate("IP:127.0.0.1", kDay);
   const network::Variable trusted("SSL_CERT_FILE", certificate.Path());
   g_signalActionsSet = 0;
@@ -314,7 +315,7 @@ TEST(HostState, IsTheSameAfterEveryOperation) {
             const VXExecutionState::Scope scope(state);
             work();
           }
-          // The one that asked the resolver ends once that has answered.
+          // The thread that asked the resolver ends when the resolver returns.
           for (int i = 0; i < 5000 && ThreadCount() > threads; ++i) usleep(1000);
         },
         some);

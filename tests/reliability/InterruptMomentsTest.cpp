@@ -1,5 +1,5 @@
-// SIGINT and SIGTERM at random moments of an import: it ends at once, with status 130, with an
-// output file that is whole or not there, and with logs whose last line is complete.
+// SIGINT and SIGTERM at random moments of an import. It ends at once with status 130, with a
+// complete output file or none, and with logs whose last line is complete.
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Waits until the process catches the signal: before that, the system would end it.
+/// Waits until the process handles the signal; before that, the signal would kill it.
 void AwaitHandler(pid_t process, int signal) {
   const std::string file = "/proc/" + std::to_string(process) + "/status";
   for (;;) {
@@ -31,7 +31,7 @@ void AwaitHandler(pid_t process, int signal) {
       if (!line.starts_with("SigCgt:")) continue;
       if (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) return;
     }
-    if (!any) return;  // it has ended
+    if (!any) return;  // the process has ended
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
@@ -43,7 +43,7 @@ class InterruptMoments : public testing::Test {
   struct Run {
     tool::Outcome outcome;
     double sinceSignal = 0;
-    double whole = 0;  // since the handler stood
+    double whole = 0;  // since the handler was installed
     std::vector<fs::path> files;
   };
 
@@ -53,8 +53,7 @@ class InterruptMoments : public testing::Test {
     return options;
   }
 
-  /// An import with a log and an output file, and the signal (0 for none) after some seconds of
-  /// it.
+  /// An import with a log and an output file. Sends the signal (0 for none) after `seconds`.
   Run Interrupted(int signal, double moment, const char* jobs) {
     Run run;
     ++m_runs;
@@ -112,7 +111,7 @@ class InterruptMoments : public testing::Test {
 };
 
 TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
-  // The longest: a busy machine may notice a beginning only at the end.
+  // The longest run: a busy machine may notice the start only at the end.
   double whole = 0;
   for (int i = 0; i < 3; ++i) whole = std::max(whole, Interrupted(0, 0, "2").whole);
   ASSERT_GT(whole, 0.01);
@@ -131,7 +130,7 @@ TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
     SCOPED_TRACE("signal " + std::to_string(signal) + " after " + std::to_string(moment) + " s");
     const Run run = Interrupted(signal, moment, i % 3 ? "2" : "1");
     EXPECT_EQ(run.outcome.signal, 0);
-    // An import that was whole already has nothing to be interrupted.
+    // An import that was complete has nothing to interrupt.
     late += run.outcome.status == 0;
     if (run.outcome.status == 0) whole *= 0.9;
     EXPECT_TRUE(run.outcome.status == 130 || run.outcome.status == 0) << run.outcome.err;
@@ -139,7 +138,7 @@ TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
     longest = std::max(longest, run.sinceSignal);
     slow += run.sinceSignal > kSeconds;
   }
-  // A machine with other work may hold a process up now and then.
+  // Other load can delay a process now and then.
   EXPECT_LE(slow, 1 + moments / 20);
   EXPECT_LT(longest, 10 * kSeconds);
   EXPECT_LT(late, moments / 2);

@@ -1,4 +1,4 @@
-// The libraries come and go with a host that is a plug-in: nothing of them stays in the process.
+// A plug-in host loads and unloads the libraries. Nothing of them stays in the process.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ Loaded LoadAndUnload(const std::string& url, long times, int cancelAfterMillisec
   return run;
 }
 
-/// A file that is part of the product, or a library that only the product brings.
+/// A file of the product, or a library that only the product needs.
 bool IsOurs(const std::string& file) {
   for (const char* name : {"libUtilityXMLASAX", "libxmlahost", "loaded-host", "libcurl", "libxml2"})
     if (file.find(name) != std::string::npos) return true;
@@ -64,7 +64,7 @@ TEST(Loading, AndUnloadingManyTimesLeavesNothing) {
   EXPECT_EQ(run.threads, 0);
   EXPECT_EQ(run.descriptors, 0);
   const auto mapped = std::count_if(run.mapped.begin(), run.mapped.end(), &IsOurs);
-  // A sanitizer keeps memory, and libraries in it.
+  // A sanitizer keeps memory and libraries.
 #if !defined(__SANITIZE_ADDRESS__) && XMLA_OWN_ALLOCATOR
   EXPECT_LT(run.resident, 1024) << "KiB";
   EXPECT_EQ(mapped, 0) << run.child.out;

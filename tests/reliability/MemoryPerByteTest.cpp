@@ -1,5 +1,5 @@
-// How much memory a server can make an import take for each byte that it sends: in every charset,
-// with ill-formed bytes, the smallest rows, compression and an import log, at the default limits.
+// Limits on the memory that a server can make an import use per byte sent: in every charset, with
+// ill-formed bytes, the smallest rows, compression and an import log, at the default limits.
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -94,8 +94,8 @@ std::size_t Kibibytes(const char* field) {
   return 0;
 }
 
-/// The memory in KiB that `run` takes at most, in a process of its own. `run` is called once
-/// before, with replies that are small: the memory that the libraries need once is not counted.
+/// Peak memory of `run` in KiB, in a child process. `run` is called once before with small replies,
+/// so that one-time memory of the libraries is not counted.
 std::size_t Peak(const support::Settings& settings, const WireServer::Handler& handler,
                  const std::function<void(OTXMLAImportAPI&)>& run) {
   const std::string small = Answer("<root><row/></root>");
@@ -199,7 +199,7 @@ TEST(MemoryPerByte, OfAReplyIsLimited) {
   for (std::size_t i = 0; i < replies.size(); ++i) {
     const Reply& reply = replies[i];
     for (const std::string& log : {std::string(), logs.Path().string()}) {
-      // Most charsets are alike: the quick form logs some of them.
+      // Most charsets behave alike, so the quick form logs only some of them.
       const bool isSome = support::IsLong() || i % 8 == 1 || i >= 2 * std::size(kCharsets);
       if (!log.empty() && !isSome) continue;
       const double factor =
@@ -245,7 +245,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
                     log.empty() ? "" : ", with a log");
       most = std::max(most, factor);
       mostMebibytes = std::max(mostMebibytes, kibibytes >> 10);
-      // What is made of the reply, whatever it came as, is limited too.
+      // The limit on the converted text applies to every charset.
       EXPECT_LT(kibibytes >> 10, 24 * (bytes >> 20)) << reply.name;
     }
   }
@@ -255,7 +255,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
                     static_cast<long>(most), " bytes and ", mostMebibytes, " MiB in all"));
 }
 
-/// A request and the row of its reply: # stands for the row's number, % for a name of its own.
+/// A request type and the row of its reply: # stands for the row's number, % for a unique name.
 struct Rowset {
   const char* requestType;
   const char* row;
@@ -275,7 +275,7 @@ const Rowset kHierarchies[] = {
      "<PROPERTY_CAPTION>%</PROPERTY_CAPTION></row>"},
 };
 
-/// A server each of whose rows causes another request, and whose import reaches a limit.
+/// A server whose rows each cause another request, in an import that reaches a limit.
 struct Spreading {
   const char* name;
   std::span<const Rowset, 3> rowsets;
@@ -310,7 +310,7 @@ std::string RowsOf(const Rowset& rowset, std::size_t count, const std::string& n
 
 TEST(MemoryPerByte, OfManySmallRepliesIsLimited) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
-  // Limits that are a part of the default ones: memory is in proportion.
+  // Limits that are a fraction of the defaults; memory is proportional.
   const std::uint64_t part = support::Effort<std::uint64_t>(200, 20);
   support::Settings settings;
   settings.limits.maxRows /= part;
@@ -361,7 +361,7 @@ TEST(MemoryPerByte, OfManySmallRepliesIsLimited) {
       std::printf("%s: %zu rows, %zu bytes, %.0f bytes per row, %.1f per byte, %zu MiB in all\n",
                   spreading.name, rows.load(), bytes.load(), perRow, perByte, mebibytes);
     EXPECT_GT(kibibytes, 0u) << spreading.name;
-    // Text takes four bytes per character. A row takes 300 bytes beside its texts.
+    // Text takes four bytes per character. A row takes 300 bytes plus its texts.
     EXPECT_LT(kibibytes << 10, 5 * bytes + 300 * rows + (1 << 20)) << spreading.name;
     mostPerByte = std::max(mostPerByte, perByte);
     if (spreading.nameLength == 1) mostPerRow = std::max(mostPerRow, perRow);

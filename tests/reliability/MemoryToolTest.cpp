@@ -1,4 +1,4 @@
-// The tool under a limit of memory: what does not fit is an error of its cube alone.
+// The tool under a memory limit: a cube that does not fit fails alone.
 
 #include <gmock/gmock.h>
 
@@ -12,7 +12,7 @@ namespace tool {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
-constexpr bool kLimitIsPossible = false;  // it reserves terabytes
+constexpr bool kLimitIsPossible = false;  // a sanitizer reserves terabytes
 #else
 constexpr bool kLimitIsPossible = FailingAllocation::kIsPossible;
 #endif

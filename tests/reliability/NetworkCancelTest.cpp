@@ -1,5 +1,5 @@
-// The host stops an import in the middle of a very large reply: at any moment of receiving,
-// unpacking, converting and parsing it, the operation returns within a tenth of a second.
+// The host cancels an import during a very large reply. At any moment of receiving, decompressing,
+// converting and parsing, the operation returns within 0.1 s.
 
 #include <gmock/gmock.h>
 
@@ -100,7 +100,7 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
   }
   std::optional<Import> import(std::in_place, "http://" + server.Authority() + "/");
   import->DataSources();
-  // The quickest: moments beyond the end of the others would find nothing to stop.
+  // The shortest run, since later moments would find nothing to stop.
   double whole = import->DataSources().seconds;
   for (int i = 0; i < 3; ++i) whole = std::min(whole, import->DataSources().seconds);
   const unsigned int seed = std::random_device()();
@@ -110,7 +110,7 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
   int cancelled = 0;
   int late = 0;
   for (int tries = 0; cancelled < moments && tries < 5 * moments; ++tries) {
-    // The last part is the log's, when nothing is left to be stopped.
+    // The last part is writing of the log, which cannot be stopped.
     const double part = GetParam().isLogged ? 0.6 : 0.98;
     const double moment = whole * std::uniform_real_distribution<>(0, part)(random);
     const RefCnt<VXExecutionState> state(new VXExecutionState);
@@ -128,15 +128,15 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
     const double taken = std::chrono::duration<double>(outcome.returned.time_since_epoch() -
                                                        Clock::duration(requested))
                              .count();
-    // Asked too late, or noticed too late to change what was read already.
+    // Cancelled too late, after everything was read.
     if (taken < 0 || outcome.errors.find("cancelled") == std::string::npos) continue;
     ++cancelled;
     longest = std::max(longest, taken);
     late += taken > 0.1 * Slack();
   }
   EXPECT_EQ(cancelled, moments) << "of those that take " << whole << " s";
-  // A machine with other work may hold a thread up now and then. An entry of the log is written at
-  // once, and the system does not stop half-way in hundreds of megabytes.
+  // Other load can delay a thread now and then. A log entry is written in one call, which the
+  // system does not interrupt for hundreds of megabytes.
   if (!GetParam().isLogged || !support::IsLong()) {
     EXPECT_LE(late, 1 + moments / 10);
   }

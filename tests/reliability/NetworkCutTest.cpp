@@ -1,5 +1,5 @@
-// A reply that is cut at any byte is an error of one line, never half a result; the same import
-// object reads the next one whole.
+// A reply that is truncated at any byte gives a one-line error and never a partial result. The same
+// import object reads the next reply completely.
 
 #include <gmock/gmock.h>
 
@@ -39,13 +39,13 @@ constexpr FramingCase kFramings[] = {
      [](const std::string& body) { return "HTTP/1.1 200 OK\r\n\r\n" + body; }, true},
 };
 
-/// Answers as the sample provider does, and cuts the answer to a request for the data sources.
+/// Answers like the sample provider, but truncates the reply to data source requests.
 class CuttingServer {
  public:
   CuttingServer(sample::Kind kind, const FramingCase& framing) : m_kind(kind), m_framing(framing) {}
   std::string Url() const { return "http://" + m_server.Authority() + "/"; }
   void CutAt(std::size_t length) { m_length = length; }
-  /// The length of the last answer to a request for the data sources.
+  /// Length of the last reply to a data source request.
   std::size_t WholeLength() const { return m_whole; }
 
  private:
@@ -91,7 +91,7 @@ TEST(NetworkCut, AtAnyByteIsAnErrorOfOneLineAndTheNextReplyIsRead) {
         ++cuts;
         longest = std::max(longest, outcome.seconds);
         if (outcome.names == whole.names) {
-          // All rows may be read when no more is missing than a line end behind the document.
+          // All rows may be read if only a line end after the document is missing.
           ASSERT_GE(cut + 3, length);
           ++read;
           continue;

@@ -1,5 +1,5 @@
-// Every way in which the sample provider can misbehave, over real sockets: what the user is told
-// by the import interface and by the tool, how soon, and that the next request is answered.
+// Every fault mode of the sample provider over real sockets: the error text of the import interface
+// and of the tool, the time until it appears, and that the next request succeeds.
 
 #include <gmock/gmock.h>
 
@@ -21,9 +21,9 @@ using testing::HasSubstr;
 
 struct MoodCase {
   const char* mood;
-  const char* says;  // the error's text; nothing: the reply is as good as another
+  const char* says;  // the error text; null: the reply is valid
   double seconds = 0.5;
-  double atLeast = 0;  // seconds, too
+  double atLeast = 0;  // seconds
 };
 
 constexpr char kSilent[] = "in the middle of its reply and has sent nothing for 1 seconds: ";
@@ -44,7 +44,7 @@ constexpr MoodCase kCases[] = {
     {"slow:30000", "The server has sent no answer for 1 seconds: ", 2},
     {"slow:300", nullptr, 1},
     {"drip:1", nullptr, 20, 1},  // longer in all than the time-out
-    // A kept connection that turns out to be closed is made anew; a new one is not.
+    // The client retries once on a reused connection, and never on a new one.
     {"cut:0", nullptr},
     {"reset", nullptr},
     {"cut:0/1", kUnanswered},
@@ -84,11 +84,11 @@ constexpr MoodCase kCases[] = {
     {"utf-16", nullptr},
 };
 
-/// A gibibyte, which takes its time and memory.
+/// A gibibyte, which takes time and memory.
 constexpr MoodCase kEndless = {
     "endless", "The reply is longer than 268435456 bytes and was not read to its end: ", 20};
 
-/// The three kinds of server, of which the quick form tries the first.
+/// The three kinds of server; the quick form uses only the first.
 struct KindCase {
   sample::Kind kind;
   ServerInfo::TargetType target;
@@ -108,14 +108,14 @@ const KindCase kKindCases[] = {
       "Provider=Kelvora;Data Source=rehearsal"}},
 };
 
-/// What the mood's error says for the kind.
+/// The expected error text of the fault mode for this kind.
 const char* Says(const KindCase& kind, const MoodCase& test) {
   const std::string mood = test.mood;
   const bool isTamarind = kind.kind == sample::Kind::kTamarind;
-  // It is not asked for its kind before, so that no connection is kept yet.
+  // Skips identification, so that no connection exists yet.
   if (isTamarind && mood == "cut:0") return kUnanswered;
   if (isTamarind && mood == "reset") return kBroken;
-  // Two declarations are read; what has none of its own gets one more.
+  // Two declarations are accepted; a reply without its own declaration gets one more.
   if (kind.kind != sample::Kind::kAnalysisServices && mood == "double-declaration") return nullptr;
   return test.says;
 }
@@ -151,7 +151,7 @@ void ThroughTheTool(const KindCase& kind, const MoodCase& test) {
   ExpectDataSources(service);
 }
 
-/// Most of them wait for something, so some are tried at a time. Returns how many there were.
+/// Runs several at a time, since most of them wait. Returns their number.
 std::string TryAll(void (*attempt)(const KindCase&, const MoodCase&)) {
   const std::size_t kinds = support::IsLong() ? std::size(kKindCases) : 1;
   const std::size_t count = kinds * std::size(kCases);
@@ -176,7 +176,7 @@ std::string TryAll(void (*attempt)(const KindCase&, const MoodCase&)) {
   return Text(count / kinds + 1, " moods of ", kinds, " kinds of server");
 }
 
-// The library reads its time-out once, when it is loaded.
+// The library reads the time-out once, when it is loaded.
 TEST_IN_CHILD(NetworkMoods, AreTextsOfTheImportInTimeAndTheNextRequestIsAnswered,
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   const std::string tried = TryAll(ThroughTheImport);
@@ -204,7 +204,7 @@ TEST_IN_CHILD(NetworkMoods, GapsShorterThanTheTimeOutAreNoSilence,
       return;
     }
     std::size_t sent = 0;
-    // In the head, and in the body.
+    // In the headers, and in the body.
     for (const std::size_t end : {std::size_t{20}, reply.size() - 50, reply.size()}) {
       const Clock::time_point begin = Clock::now();
       if (sent > 0) std::this_thread::sleep_for(kGap);
@@ -220,7 +220,7 @@ TEST_IN_CHILD(NetworkMoods, GapsShorterThanTheTimeOutAreNoSilence,
   do {
     longest = Clock::duration();
     outcome = import.DataSources();
-    // A busy machine's pauses may be too long.
+    // Pauses of a busy machine may be too long.
   } while (++tries < kTries && longest.load() > std::chrono::milliseconds(950));
   EXPECT_EQ(outcome.errors, "");
   EXPECT_THAT(outcome.names, testing::ElementsAre("NORTHQUAY"));

@@ -5,10 +5,10 @@
 
 #include <atomic>
 
-/// Peers that are there and do not answer.
+/// Peers that accept no connection or never answer.
 namespace network {
 
-/// A listening socket whose queue is full: connections to it neither succeed nor fail.
+/// A listening socket with a full queue: connections to it neither succeed nor fail.
 class FullListener {
  public:
   FullListener();
@@ -16,7 +16,7 @@ class FullListener {
   FullListener(const FullListener&) = delete;
   FullListener& operator=(const FullListener&) = delete;
   int Port() const { return ntohs(m_address.sin_port); }
-  /// Connections to the port that are neither made nor refused.
+  /// Number of connections to the port that are pending.
   int Pending() const;
 
  private:
@@ -25,14 +25,14 @@ class FullListener {
   int m_fillers[4] = {};
 };
 
-/// Keeps a TLS server from answering a client's first words until it is willing.
+/// Blocks a TLS server's handshake until told to continue.
 class SilentHandshake {
  public:
-  /// The context is that of the server, which ends before this does.
+  /// The server's context must outlive this object.
   explicit SilentHandshake(SSL_CTX* context);
   SilentHandshake(const SilentHandshake&) = delete;
   SilentHandshake& operator=(const SilentHandshake&) = delete;
-  /// Waits until a client is kept waiting.
+  /// Waits until a client is blocked.
   void AwaitClient() const;
   void BeWilling() { m_isWilling = true; }
 

@@ -1,5 +1,5 @@
-// Servers that cannot be reached, must not be trusted or admit nobody, and proxies that refuse: the
-// text, the exit status, and that all is well once the other side is.
+// Unreachable servers, untrusted certificates, refused credentials and refusing proxies: the error
+// text, the exit status, and success after the fault is removed.
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@ namespace {
 using testing::HasSubstr;
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
-/// A reply to every request for data sources, and to those that look for the server's kind.
+/// Answers data source requests, and the requests that identify the kind of server.
 std::string DataSourcesAnswer(const loopback::Request& request) {
   const std::string type = support::RequestType(request.body);
   return Answer(support::RowsetReply(
@@ -39,14 +39,15 @@ void Serve(loopback::Connection& connection, const loopback::Request& request) {
   connection.Send(DataSourcesAnswer(request));
 }
 
-/// One peer that refuses, through the import interface and the tool; then `mend` puts it right.
+/// A peer that refuses, used through the import interface and the tool. Then `mend` removes the
+/// fault.
 void ExpectRefusal(const std::string& url, const std::string& says, const Environment& environment,
                    const std::function<void()>& mend, double seconds = 1, double atLeast = 0) {
   SCOPED_TRACE(says);
   std::vector<std::unique_ptr<Variable>> variables;
   for (const auto& [name, value] : environment) {
     const char* const present = std::getenv(name.c_str());
-    // Cases that run side by side find what they need.
+    // Cases that run in parallel each have their own state.
     if (!present || value != present)
       variables.push_back(std::make_unique<Variable>(name.c_str(), value));
   }
@@ -77,14 +78,14 @@ TEST(NetworkPeers, ARefusedPortIsNamedAndUsedOnceSomebodyListens) {
 }
 
 TEST(NetworkPeers, AnUnknownHostIsNamed) {
-  // The time is that of the system's resolver.
+  // The resolver determines the time.
   ExpectRefusal("http://no-such-host.invalid/xmla",
                 "The host of the service is not known: http://no-such-host.invalid/xmla", {}, {},
                 5);
   Figure("an unknown host", "named");
 }
 
-// The library reads its time-out once, when it is loaded.
+// The library reads the time-out once, when it is loaded.
 TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTimeOut,
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   const Certificate good("IP:127.0.0.1", kDay);
@@ -108,7 +109,7 @@ TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTime
     ExpectRefusal(url, "No connection to the service came about within 1 seconds: " + url,
                   environment, mend, 2, 0.99);
   };
-  // Each waits most of the time.
+  // Each case mostly waits.
   std::vector<std::jthread> cases;
   std::unique_ptr<WireServer> listening;
   cases.emplace_back([&] {
@@ -138,7 +139,7 @@ TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTime
          "once they answered");
 }
 
-// Certificates. SSL_CERT_FILE names those that are trusted.
+// Certificates. SSL_CERT_FILE names the trusted ones.
 
 struct CertificateCase {
   const char* name;
@@ -197,7 +198,7 @@ TEST(NetworkPeers, EveryConnectionLooksAtTheCertificate) {
   EXPECT_EQ(server.ResumedConnections(), 0u);
 }
 
-// Log-ins.
+// Authentication.
 
 struct LogInCase {
   const char* name;
@@ -244,7 +245,7 @@ TEST(NetworkPeers, AServerThatAdmitsNobodyIsNamedAndUsedOnceItDoes) {
                     EXPECT_LE(server.Requests().size(), 2 * 8u);
                     isWilling = true;
                   });
-    EXPECT_GE(refused, 2);  // one of the import and one of the tool
+    EXPECT_GE(refused, 2);  // one of the import, one of the tool
   }
   Figure("log-ins refused again and again",
          Text(std::size(kLogIns), " kinds named in time, admitted afterwards"));
@@ -263,7 +264,7 @@ constexpr ProxyCase kProxies[] = {
     {"502 Bad Gateway", "502 Bad Gateway"},
 };
 
-/// Refuses at first and lets everything through once it is willing.
+/// Refuses at first, then passes everything through once told to.
 class Proxy {
  public:
   explicit Proxy(const char* refusal) : m_refusal(Answer("", refusal)) {}

@@ -13,7 +13,7 @@ tool::Outcome RunSources(const Service& service,
   tool::Options options;
   options.environment = {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}};
   for (const auto& variable : environment) options.environment.insert(variable);
-  // The kind is given, so that the first request is the one for the data sources.
+  // Sets the kind, so that the first request is for the data sources.
   return tool::RunTool({"--url", service.url, "--target", service.targetName, "sources"}, options);
 }
 

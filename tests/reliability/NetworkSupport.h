@@ -11,7 +11,7 @@
 #include "support/Sanitized.h"
 #include "support/Text.h"
 
-/// What tests against misbehaving networks share.
+/// Shared code of the tests with faulty networks.
 namespace network {
 
 using Clock = std::chrono::steady_clock;
@@ -20,14 +20,15 @@ inline double SecondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-/// A server that has data sources.
+/// A server with data sources.
 struct Service {
   std::string url;
   ServerInfo::TargetType target = ServerInfo::kAnalysisServices2005;
   const char* targetName = "analysis-services-2005";  // for the tool
   std::vector<std::string> sources = {"NORTHQUAY"};
 
-  Service(std::string theUrl) : url(std::move(theUrl)) {}  // implicit: most are of this kind
+  Service(std::string theUrl)
+      : url(std::move(theUrl)) {}  // implicit, since most answers are of this kind
   Service(std::string theUrl, ServerInfo::TargetType theTarget, const char* theTargetName,
           std::vector<std::string> theSources)
       : url(std::move(theUrl)),
@@ -36,7 +37,7 @@ struct Service {
         sources(std::move(theSources)) {}
 };
 
-/// One operation of an import and what came of it.
+/// The outcome of one import operation.
 struct Outcome {
   std::vector<std::string> names;
   std::string errors;
@@ -44,7 +45,7 @@ struct Outcome {
   Clock::time_point returned;
 };
 
-/// An import object that is asked for the data sources again and again.
+/// An import object that repeatedly reads the data sources.
 class Import {
  public:
   explicit Import(const Service& service, const std::string& user = "",
@@ -55,7 +56,7 @@ class Import {
   OTXMLAAnaTamImportAPI m_import;
 };
 
-/// A variable of this process's environment, taken back at the end.
+/// Sets a variable of this process's environment during the object's life.
 class Variable {
  public:
   Variable(const char* name, const std::string& value) : m_name(name) {
@@ -76,16 +77,16 @@ class Variable {
   std::string m_former;
 };
 
-/// Fails the test unless the tool's call ended with status 1, nothing on standard output, and one
-/// line on standard error, an error that says so.
+/// Fails the test unless the tool's call ended with status 1, an empty standard output, and one
+/// line on standard error with this error.
 void ExpectOneErrorLine(const Service& service, const std::string& says, double seconds,
                         const std::vector<std::pair<std::string, std::string>>& environment = {});
 
-/// Lists the data sources through the tool; fails the test unless that goes well.
+/// Lists the data sources with the tool; fails the test on any error.
 void ExpectDataSources(const Service& service,
                        const std::vector<std::pair<std::string, std::string>>& environment = {});
 
-/// The parts one behind the other.
+/// Concatenates the parts.
 template <class... Parts>
 std::string Text(const Parts&... parts) {
   std::ostringstream text;
@@ -96,7 +97,7 @@ std::string Text(const Parts&... parts) {
 /// Prints a figure unless the test has failed.
 void Figure(const std::string& what, const std::string& outcome);
 
-/// The slack that a sanitized build is given.
+/// Additional seconds for a build with a sanitizer.
 constexpr double Slack() { return support::kIsSanitized ? 5 : 1; }
 
 }  // namespace network

@@ -116,17 +116,17 @@ const std::vector<Operation> kOperations = {
      [](S s, O o) { s.import.GetDataSourceInfo(o.dataSources, o.errors, o.warnings); }},
     {"GetHierarchies", false, true,
      [](S s, O o) {
-       o.hierarchies.emplace_back();  // replaced
+       o.hierarchies.emplace_back();  // replaced by the operation
        s.import.GetHierarchies(o.hierarchies, o.errors, o.warnings);
      }},
     {"GetMeasuresAndCalcMembers", false, true,
      [](S s, O o) {
-       o.units.emplace_back();  // replaced
+       o.units.emplace_back();  // replaced by the operation
        s.import.GetMeasuresAndCalcMembers(o.units, o.errors, o.warnings);
      }},
     {"GetSAPVariables", true, true,
      [](S s, O o) {
-       o.cube.m_sapVariables.emplace_back();  // kept
+       o.cube.m_sapVariables.emplace_back();  // kept by the operation
        s.import.GetSAPVariables(o.cube, o.errors, o.warnings);
      }},
     {"agent: identity", true, true, [](S s, O o) { s.agent->GetProviderInfomation(o.identity); }},
@@ -258,7 +258,7 @@ std::string Complaint(const Operation& operation, const Outcome& outcome, const 
                ? ""
                : "neither an error nor everything";
   }
-  // Nothing was done yet when what the host had before is all there is.
+  // With nothing done yet, only the previous content of the lists is there.
   auto place = whole.records.begin();
   for (const std::string& record : outcome.records) {
     const auto found =

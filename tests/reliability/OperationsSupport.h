@@ -8,24 +8,23 @@
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 
-// Everything that a host or the front end can ask for, as a table, with outcomes that can be
-// compared.
+// All operations of the library as a table, with outcomes that can be compared.
 namespace reliability {
 
-/// A kind of provider, and a cube of its sample data.
+/// A kind of provider, and one cube of its sample data.
 struct Kind {
   const char* name;
-  const char* path;  // at ExemptServer
+  const char* path;  // path at ExemptServer
   ServerInfo::TargetType target;
   const wchar_t* source;
   const wchar_t* catalog;
   const wchar_t* cube;
-  const wchar_t* hierarchy;  // one of the cube's
-  const wchar_t* member;     // one of the hierarchy's
+  const wchar_t* hierarchy;  // a hierarchy of the cube
+  const wchar_t* member;     // a member of the hierarchy
 };
 extern const Kind kKinds[3];
 
-/// Where the operations put what they read.
+/// The out parameters of all operations.
 struct Outputs {
   VXStringVector names;
   std::vector<OTDataSource> dataSources;
@@ -46,11 +45,11 @@ struct Outputs {
   String warnings = L"before\n";
 
   Outputs();
-  /// One text for each record, in order.
+  /// One text per record, in order.
   std::vector<std::string> Records() const;
 };
 
-/// An import object and an agent of its own, connected to a provider, with a cube chosen.
+/// An import object and an agent, connected to a provider, with a cube chosen.
 class Subject {
  public:
   Subject(const Kind& kind, std::string url);
@@ -68,14 +67,14 @@ class Subject {
 
 struct Operation {
   const char* name;
-  bool throwsErrors;  ///< an ErrorMessage passes to the caller
-  bool isPrefix;      ///< what a failure leaves is the beginning of the whole
+  bool throwsErrors;  ///< passes ErrorMessage to the caller
+  bool isPrefix;      ///< after a failure, the records are a prefix of the complete ones
   void (*run)(Subject& subject, Outputs& outputs);
 };
-/// The operations of the import interface, the two exports, and the agent's readers.
+/// The operations of the import interface, the two exported functions, and the agent's readers.
 extern const std::vector<Operation> kOperations;
 
-/// How an operation ended, and what it left behind.
+/// How an operation ended, and what it returned.
 struct Outcome {
   enum class End { kReturned, kErrorMessage, kOutOfMemory, kOtherException };
   End end = End::kReturned;
@@ -89,12 +88,12 @@ struct Outcome {
 std::string ToText(const Outcome& outcome);
 bool operator==(const Outcome& a, const Outcome& b);
 
-/// Turns what `run` does into an outcome; `run` may throw.
+/// Calls `run`, which may throw, and describes the outcome.
 template <class Run>
 Outcome OutcomeOf(Outputs& outputs, Run run);
 
-/// Checks the outcome of a disturbed operation against the undisturbed one; an empty text when it
-/// is as the interface promises.
+/// Compares the outcome of a disturbed operation with the undisturbed one. Returns the first
+/// violation of the interface's contract; empty if there is none.
 std::string Complaint(const Operation& operation, const Outcome& outcome, const Outcome& whole);
 
 std::string ThrownText(Outcome::End& end);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Never destroyed: a resolver's thread may outlive main.
+// Never destroyed, since a resolver thread may outlive main.
 struct Gate {
   std::mutex mutex;
   std::condition_variable changed;
@@ -23,7 +23,7 @@ Gate& TheGate() {
 
 }  // namespace
 
-// Stands before the system's in the order in which the loader looks.
+// Interposes the C library's function: the loader finds this definition first.
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* node,
                                                                   const char* service,
                                                                   const addrinfo* hints,

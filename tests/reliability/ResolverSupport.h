@@ -2,16 +2,16 @@
 
 namespace reliability {
 
-/// This test program answers for the system's name resolver: the host "slow.test" is not known
-/// before Release, and then is 127.0.0.1; other names are resolved as ever.
+/// Interposes the system's name resolver. The look-up of "slow.test" blocks until Release, and then
+/// returns 127.0.0.1. Other names are passed to the system.
 class SlowResolver {
  public:
   SlowResolver();
-  /// Releases, and waits until nobody is in the resolver any more.
+  /// Releases all callers, and waits until they have left the resolver.
   ~SlowResolver();
   SlowResolver(const SlowResolver&) = delete;
   SlowResolver& operator=(const SlowResolver&) = delete;
-  /// Waits until somebody asks for the host.
+  /// Waits until a look-up of the host is blocked.
   static void AwaitQuestion();
   static void Release();
 };

@@ -1,5 +1,5 @@
-// What only the network and the tool add to the other measurements of how time grows with what a
-// server sends: headers, cookies, trailers, log-in schemes, the import log, and the tool's results.
+// CPU time is linear in what only the network and the tool handle: headers, cookies, trailers,
+// authentication schemes, the import log, and the tool's output.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ std::string Numbered(std::size_t count, const std::function<std::string(std::str
   return all;
 }
 
-/// One thing that a server can make large.
+/// One quantity that a server controls.
 struct Path {
   const char* name;
   std::size_t least;
@@ -181,7 +181,7 @@ std::vector<Path> NetworkPaths() {
                }),
       {"cookies of one answer after the other", 16, 512,
        [](std::size_t count) -> Work {
-         // New ones each time, as long as the client and the server live.
+         // Unique during the life of the client and the server.
          const auto exchange = std::make_shared<Exchange>(
              [](std::size_t number) {
                return Answer("<r/>", "200 OK", Numbered(50, [=](const std::string& i) {
@@ -245,7 +245,7 @@ TEST(ScalingOfTheImportLog, DoubleTheReplyTakesAtMostTwoAndAHalfTimesTheTime) {
                   network::Text(std::size(kBodies), " kinds of reply, at most ", worst, " times"));
 }
 
-/// The CPU time of the tool's runs so far.
+/// Total CPU time of the tool's runs.
 double ChildSeconds() {
   rusage usage{};
   getrusage(RUSAGE_CHILDREN, &usage);
@@ -258,7 +258,7 @@ struct ToolPath {
   tool::Arguments arguments;
   std::size_t least;
   std::size_t most;
-  /// What the provider has; the size is the number of things, or of characters.
+  /// The provider's data; the size is a number of objects or of characters.
   void (*change)(tool::ScriptedProvider::Script& script, std::size_t size);
   int status = 0;
 };

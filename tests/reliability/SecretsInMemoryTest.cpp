@@ -1,4 +1,4 @@
-// How often the password stands in the memory of a host at each moment of an import object's life.
+// Counts copies of the password in memory at each stage of an import object's life.
 
 #include <gmock/gmock.h>
 
@@ -21,7 +21,7 @@ namespace {
 
 using support::HiddenPassword;
 
-/// Asks for a log-in, and then answers with no rows.
+/// Requests authentication, then answers without rows.
 WireServer::Handler Asking(const std::string& scheme) {
   return [scheme](loopback::Connection& connection, const loopback::Request& request) {
     connection.Send(request.Header("authorization").empty()
@@ -41,7 +41,7 @@ constexpr Way kWays[] = {
     {"URL, Basic", "Basic realm=\"r\"", true},
 };
 
-/// Where to import from and as whom; the texts that a host hands to the library.
+/// URL and credentials; the texts that a host passes to the library.
 struct Texts {
   Texts(const Way& way, const HiddenPassword& hidden, const std::string& authority)
       : url(way.isInURL
@@ -55,8 +55,8 @@ struct Texts {
   Secret<String> password;
 };
 
-/// The library has no more than the host's own text, whose characters it shares, and at last none.
-/// Copies of one byte for each character are those of libcurl, which does not overwrite them.
+/// The library shares the characters of the host's text, and finally holds no copy. One-byte copies
+/// belong to libcurl, which does not overwrite them.
 TEST(SecretsInMemory, OfAnImportAreErasedAtItsEnd) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   const support::TempDir logs;

@@ -1,5 +1,5 @@
-// One canary user and password through every path into the tool: they reach the server that asks
-// for them and nothing else. The user's name stands in the prompt and in the log's heading alone.
+// One canary user and password, given to the tool in every way. They reach only the server that
+// asks for them. Otherwise the user name appears only in the prompt and in the log's heading.
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -36,8 +36,8 @@ constexpr char kPassword[] = "canary/p@ss:w\xC3\xB6rd";
 constexpr char kUserInUrl[] = "canary-user";
 constexpr char kPasswordInUrl[] = "canary%2Fp%40ss%3Aw%C3%B6rd";
 
-/// Every form in which the secret might leak: as it is, in a URL, and in base64 with and without
-/// the user (the latter at each of the three offsets that a longer text gives it).
+/// Every form in which the secret might leak: unchanged, URL-encoded, and in base64 with and
+/// without the user (the latter at each of the three offsets inside a longer text).
 const std::vector<std::string>& SecretForms() {
   static const std::vector<std::string> forms{
       kPassword,
@@ -64,12 +64,12 @@ void ExpectNoUser(const std::string& text, const std::string& where) {
 
 int g_searched = 0;
 
-/// Runs the tool with a log, looks at its command line meanwhile, and searches all it left behind.
+/// Runs the tool with a log, reads its command line meanwhile, and searches all its output.
 class Search {
  public:
-  /// To be called by the server at a request: the tool is running then.
+  /// Called by the server during a request, when the tool is certainly running.
   void LookAtProcess() {
-    // The request may come before the tool's number is known here.
+    // The request may arrive before this thread knows the tool's process ID.
     for (int i = 0; m_process == 0 && i < 5000; ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     const std::string words = support::ReadFile("/proc/" + std::to_string(m_process) + "/cmdline");
@@ -106,7 +106,7 @@ class Search {
     for (const fs::path& file : folder.Files()) {
       std::string text = support::ReadFile(file);
       ExpectNoSecret(text, file);
-      // The heading of a log says who imported.
+      // The log's heading names the user.
       const std::string heading = std::string("User:\t") + kUser;
       if (const std::size_t at = text.find(heading); at != std::string::npos)
         text.erase(at, heading.size());
@@ -124,7 +124,7 @@ class Search {
   std::atomic<bool> m_looked{false};
 };
 
-/// A way into the tool.
+/// One way to pass credentials to the tool.
 struct Entrance {
   const char* name;
   std::function<void(const std::string& url, const fs::path& folder, tool::Arguments& arguments,
@@ -185,7 +185,7 @@ const Entrance kEntrances[] = {
      }},
 };
 
-/// Calls in every form of output through every entrance.
+/// Calls with every output format and every way to pass credentials.
 template <class Check>
 void ThroughEveryEntrance(const std::string& url, Search& search, Check check,
                           const std::map<std::string, std::string>& environment = {}) {
@@ -203,7 +203,7 @@ void ThroughEveryEntrance(const std::string& url, Search& search, Check check,
     }
 }
 
-/// What the server answers to log-ins.
+/// The server's responses to authentication.
 struct Gate {
   const char* name;
   const char* status;
@@ -238,7 +238,7 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
       } else {
         connection.Send(Answer("no", gate.status, gate.headers));
       }
-      // The URL and every header but that of the log-in are free of it.
+      // The URL and all headers except Authorization are free of the secret.
       ExpectNoUser(request.head.substr(0, request.head.find('\n')), "the request line");
       ExpectNoUser(request.Header("referer") + request.Header("cookie"), "headers");
     });
@@ -253,7 +253,7 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
               " kinds of answer: in no output, terminal, log, file or list of processes"));
 }
 
-/// Admits whoever logs in. Asks for Digest in the first requests, and then for Basic.
+/// Accepts any credentials. Requests Digest first, then Basic.
 WireServer::Handler Weakening(std::size_t digests, sample::Kind kind) {
   return [digests, kind, asked = std::make_shared<std::atomic<std::size_t>>(0)](
              loopback::Connection& connection, const loopback::Request& request) {
@@ -279,7 +279,7 @@ void ExpectDigestAlone(WireServer& server, std::size_t digests) {
   EXPECT_GT(withoutLogIn, digests) << "Basic was never asked for";
 }
 
-/// Each import object of a call, and its identification, has a client of its own.
+/// Each import object of a call, and its identification, has its own HTTP client.
 TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
   const std::size_t kClients[] = {1, 2, 3};
   for (const std::size_t digests : kClients) {
@@ -296,7 +296,7 @@ TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
   }
 }
 
-/// The identification asks a server of the Tamarind kind twice.
+/// Identification sends two requests to a server of the Tamarind kind.
 TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameIdentification) {
   WireServer server(Weakening(1, sample::Kind::kTamarind));
   OTXMLAProviderIdentity identity;
@@ -387,7 +387,7 @@ TEST(Secrets, OfAProxyThatRefusesThemAreNotTold) {
   }
 }
 
-/// Calls the tool for a service on another machine, which a proxy on this one stands for.
+/// Calls the tool for a service on another machine; a local proxy plays that machine.
 tool::Outcome CallByProxy(const char* offer, const std::string& url) {
   WireServer proxy([&](loopback::Connection& connection, const loopback::Request& request) {
     if (request.Header("authorization").empty())
@@ -429,7 +429,7 @@ TEST(Secrets, OfUnusableCallsAreNotTold) {
   EXPECT_THAT(outcome.err, HasSubstr("error: The user name contains a control character"));
 }
 
-/// What the tool says that is interrupted while it reads a large reply.
+/// Output of the tool when it is interrupted while reading a large reply.
 std::string SaidWhenInterrupted(Search& search) {
   std::string rows;
   for (int i = 0; i < 100000; ++i)
@@ -444,7 +444,7 @@ std::string SaidWhenInterrupted(Search& search) {
       connection.Send(answer);
       std::call_once(once, [&] { sent.set_value(); });
     });
-    // Sent is not yet received; reading takes longer.
+    // Sent does not mean received; reading takes longer.
     const std::chrono::duration<double, std::milli> moment(milliseconds);
     milliseconds *= 1.12;  // up to half a second, for a busy machine
     said += search
@@ -462,7 +462,8 @@ std::string SaidWhenInterrupted(Search& search) {
 }
 
 TEST(Secrets, AreInNoMessageOfTheCatalogue) {
-  // A server of another kind, faults, skipped hierarchies, no XML: each message the library has.
+  // Provokes each message of the library: another kind of server, faults, skipped hierarchies,
+  // invalid XML.
   sample::Options options;
   options.user = kUser;
   options.password = kPassword;
@@ -475,7 +476,7 @@ TEST(Secrets, AreInNoMessageOfTheCatalogue) {
           UrlWithCredentials(provider.Url(sample::Kind::kAnalysisServices) + mood);
       all += search.Run({"--url", url, "--target", target}, {}, "import").err;
     }
-  // Hierarchies that are virtual, and of a structure that nobody knows.
+  // Virtual hierarchies, and hierarchies of unknown structure.
   tool::ScriptedProvider::Script script = tool::OneCube();
   std::vector<tool::Row>& hierarchies = script.rows["MDSCHEMA_HIERARCHIES"];
   for (const auto& [column, value] : {std::pair("IS_VIRTUAL", "true"), {"STRUCTURE", "77"}}) {

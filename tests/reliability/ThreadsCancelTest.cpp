@@ -1,5 +1,5 @@
-// The host's way to interrupt: at every allocation of an operation, and at every element of a
-// document; and the end of a reader at every element.
+// Cancellation by the host: at every allocation of an operation, and at every element of a
+// document; and destruction of a reader at every element.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -67,7 +67,7 @@ TEST(Cancelling, AtAnyAllocationOfAnyThreadEndsTheOperationAndLeavesAUsableObjec
                            "usable");
 }
 
-/// A driver with a thread that parses a document of so many elements.
+/// A driver whose thread parses a document with `count` elements.
 class Reading {
  public:
   explicit Reading(long elements)
@@ -85,7 +85,7 @@ class Reading {
     m_thread->Start();
   }
   void Cancel() { m_thread->RequestCancellation(0, VXExecutionState::kCancelReasonHost); }
-  /// Reads so many elements, each of which must be the right one.
+  /// Reads `count` elements and checks each.
   bool Read(long count) {
     for (long i = 1; i <= count; ++i) {
       const RefCnt<SAX2XmlElement> element = m_driver->Read();
@@ -105,7 +105,7 @@ class Reading {
   RefCnt<VXThread> m_thread;
 };
 
-/// Sizes of documents: handed over at once, in blocks, and in more blocks than may be ready.
+/// Sizes of documents: delivered at once, in blocks, and in more blocks than the queue holds.
 class CancellingAtElements : public testing::TestWithParam<long> {};
 
 TEST_P(CancellingAtElements, EndsTheReadingAndLeavesAUsableReader) {
@@ -117,7 +117,7 @@ TEST_P(CancellingAtElements, EndsTheReadingAndLeavesAUsableReader) {
   for (long k = 0; k <= size; k += step) {
     ASSERT_TRUE(reading.Read(k)) << k;
     reading.Cancel();
-    // What was handed over is dropped: the next is the cancelled element, or the end.
+    // The queued elements are dropped: next comes the cancelled element, or the end.
     const RefCnt<SAX2XmlElement> next = reading.Next();
     ASSERT_TRUE(!next || next->IsCancel()) << k;
     ASSERT_TRUE(k == size || next) << k;

@@ -1,4 +1,4 @@
-// Many exchanges on one object, and many jobs against a provider of random moods.
+// Many exchanges on one agent, and many jobs against a provider with random fault modes.
 
 #include <dirent.h>
 #include <gmock/gmock.h>
@@ -31,20 +31,19 @@ long OpenDescriptors() {
   return count;
 }
 
-/// The least that it comes to within a tenth of a second: threads may still be about to let go of
-/// what they had.
+/// The minimum within 0.1 s, since threads may still be releasing resources.
 long Settled(long (*count)()) {
   long least = count();
   for (int i = 0; i < 50; ++i, usleep(2000)) least = std::min(least, count());
   return least;
 }
 
-/// The sample provider of one kind, with catalogs whose cubes cannot be had: the reply is broken,
-/// is cut, or its reader is cancelled in the middle of it.
+/// The sample provider of one kind, plus catalogs whose cubes cannot be read: the reply is broken,
+/// truncated, or its reading is cancelled.
 class TroubledServer {
  public:
   std::string Url() const { return m_server.Url(kKinds[1].path); }
-  /// What a reader of the catalog "cancelled" runs under.
+  /// The execution state for reading the catalog "cancelled".
   std::atomic<VXExecutionState*> state{nullptr};
   std::atomic<long> requests{0};
 
@@ -81,7 +80,7 @@ TEST(Endurance, ManyExchangesOnOneAgentTakeNoMoreMemoryAndNoMoreDescriptors) {
     return OutcomeOf(
         outputs, [&] { subject.agent->GetCubesOnCatalog(outputs.cubes, catalog, subject.source); });
   };
-  // Every kind of reply in turn, faults and broken ones among them.
+  // Every kind of reply in turn, including faults and broken ones.
   const auto round = [&] {
     std::vector<Outcome> outcomes;
     for (const Operation& operation : kOperations) {
@@ -124,7 +123,7 @@ TEST(Endurance, ManyExchangesOnOneAgentTakeNoMoreMemoryAndNoMoreDescriptors) {
   const long moreKiB = support::ResidentKiB() - resident;
   EXPECT_EQ(moreDescriptors, 0);
   if (FailingAllocation::kIsPossible) {
-    // How much is kept for the next reply depends on where the last one was cancelled.
+    // The memory kept for the next reply depends on where the last one was cancelled.
     EXPECT_LE(moreBlocks, 4);
 #if !defined(__SANITIZE_ADDRESS__)
     EXPECT_LT(moreKiB, 2048);
@@ -152,16 +151,16 @@ TEST(Endurance, ManyJobsAgainstRandomMoodsAlwaysEndWithAWholeDocument) {
   long runs = 0;
   long cubes = 0;
   const long fewest = support::Effort(3L, 5L);
-  // In some of them the tree itself cannot be read, so that there is nothing to do for the workers.
+  // In some runs the tree cannot be read, so the workers have nothing to do.
   while (runs < fewest || (fullRuns == 0 && runs < 20) || Clock::now() < end) {
     const long seed = static_cast<long>(random() % 1'000'000);
     SCOPED_TRACE("seed " + std::to_string(seed) + ", run " + std::to_string(runs));
     sample::Options options;
-    // Mostly behind the tree, so that there are cubes to import.
+    // Mostly after the tree, so that there are cubes to import.
     constexpr const char* kTypes[] = {"@MDSCHEMA_LEVELS", "@MDSCHEMA_HIERARCHIES",
                                       "@MDSCHEMA_MEASURES", "@MDSCHEMA_PROPERTIES", ""};
     options.mood = "random:" + std::to_string(seed) + kTypes[(seed + runs) % 5];
-    // Enough cubes for every worker, and long enough at work to meet the others.
+    // Enough cubes for every worker, and long enough that the workers overlap.
     options.copies = 18;
     options.latency = std::chrono::milliseconds(10);
     const sample::Provider provider(options);

@@ -1,5 +1,5 @@
-// Many import objects at once, each on a thread of its own: every operation gives what it gives
-// alone, with short replies and long ones mixed.
+// Many import objects at once, each on its own thread. Every operation returns what it returns
+// alone, with short and long replies mixed.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ namespace manyobjects {
 
 constexpr std::size_t kObjects = 32;
 
-/// Rows that any operation can make something of. `rows` decides whether the reply is short.
+/// Rows that every operation accepts. `rows` decides the reply's length.
 std::string Rows(std::size_t rows) {
   std::string text;
   for (std::size_t i = 0; i < rows; ++i) {
@@ -32,11 +32,11 @@ std::string Rows(std::size_t rows) {
   return support::RowsetReply(text);
 }
 
-/// What one object does, and to which server.
+/// The operations of one object, and its server.
 struct Task {
   const Kind& kind;
   std::string url;
-  std::vector<std::size_t> operations;  // of kOperations, in the order of use
+  std::vector<std::size_t> operations;  // indexes into kOperations, in the order of use
 };
 
 std::vector<Outcome> RunAll(const Task& task) {
@@ -54,7 +54,7 @@ TEST(ManyObjects, OnThreadsOfTheirOwnGiveWhatTheyGiveOneAfterTheOther) {
   const std::string shortReply = Rows(2);
   const std::string longReply = Rows(support::kIsSanitized ? 2000 : 20000);
   ExemptServer rows([&](loopback::Connection& wire, const loopback::Request& request) {
-    // Short and long ones in turn on one connection, by what is asked for.
+    // Short and long replies alternate on one connection, by request type.
     const bool isLong =
         request.Target() == "/long" && request.body.find("MDSCHEMA_MEASURES") != std::string::npos;
     wire.Send(loopback::Answer(isLong ? longReply : shortReply));
@@ -63,7 +63,7 @@ TEST(ManyObjects, OnThreadsOfTheirOwnGiveWhatTheyGiveOneAfterTheOther) {
   for (std::size_t i = 0; i < kObjects; ++i) {
     const Kind& kind = kKinds[i % std::size(kKinds)];
     Task task{kind, i % 4 == 3 ? rows.Url("/long") : samples.Url(kind.path), {}};
-    // Each begins elsewhere: the same operations do not meet each other all the time.
+    // Each object starts with another operation, so that different operations overlap.
     for (std::size_t j = 0; j < kOperations.size(); ++j)
       task.operations.push_back((i + j) % kOperations.size());
     tasks.push_back(std::move(task));

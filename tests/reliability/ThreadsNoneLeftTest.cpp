@@ -1,4 +1,4 @@
-// A system that has no thread left to give.
+// The system cannot create a thread.
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ thread_local bool t_hasNone = false;
 }  // namespace
 
 #if XMLA_OWN_ALLOCATOR
-// Stands before the system's in the order in which the loader looks.
+// Interposes the C library's function: the loader finds this definition first.
 extern "C" __attribute__((visibility("default"))) int pthread_create(
     pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
   using Function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);

@@ -1,5 +1,5 @@
-// The host's way to interrupt, at any moment of any operation. No allocation is counted here, so
-// that a sanitizer that watches threads sees it as well.
+// Cancellation by the host at random moments of any operation. Counts no allocations, so it also
+// runs under ThreadSanitizer.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The host's way to interrupt, at every state of a transfer.
+// Cancellation by the host in every state of a transfer.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ std::string LongReply(int rows) {
 
 double Seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
 
-/// A request that another thread waits for.
+/// A request on another thread.
 class Request {
  public:
   explicit Request(const std::string& url, String catalog = L"c", const wchar_t* user = L"")
@@ -58,7 +58,7 @@ class Request {
       return std::pair(std::move(outcome), Clock::now());
     });
   }
-  /// The seconds from now until the request has ended.
+  /// Seconds until the request has ended.
   double Await() {
     const auto begin = Clock::now();
     auto [outcome, end] = m_done.get();
@@ -69,13 +69,13 @@ class Request {
     m_state.RequestCancellation(VXExecutionState::kCancelReasonHost);
     return Await();
   }
-  /// The seconds that it takes to destroy the agent.
+  /// Seconds to destroy the agent.
   double Destroy() {
     const auto begin = Clock::now();
     m_agent.reset();
     return Seconds(Clock::now() - begin);
   }
-  /// The agent works on: another request, now answered, is read whole.
+  /// The agent remains usable: the next request is answered and read completely.
   void ExpectUsable() {
     std::vector<OTCube> cubes;
     EXPECT_NO_THROW(m_agent->GetCubesOnCatalog(cubes, L"c", L"s"));
@@ -95,8 +95,8 @@ class Request {
   Outcome m_outcome;
 };
 
-/// Cancels the request, and uses its agent for another one or, in every second try, destroys it at
-/// once. `answer` makes the server answer. The seconds of what took longer.
+/// Cancels the request. Then uses its agent for another request or, in every second try, destroys
+/// it at once. `answer` makes the server answer. Returns the longer of the two times in seconds.
 double End(
     Request& request, long number, const std::function<void()>& answer = [] {}) {
   const double seconds = request.Cancel();
@@ -107,8 +107,8 @@ double End(
   return seconds;
 }
 
-/// Tries a cancellation so often; `attempt` gets the number of the try and returns the seconds. One
-/// that took longer than promised is tried again a few times, for the machine may have been busy.
+/// Repeats a cancellation. `attempt` gets the number of the try and returns seconds. Repeats a try
+/// that took too long a few times, since the machine may be busy.
 void TryOften(const std::string& state, long times,
               const std::function<double(long number)>& attempt) {
   SCOPED_TRACE(state);
@@ -129,7 +129,7 @@ void TryOften(const std::string& state, long times,
 
 long Times() { return support::Effort(4L, 200L); }
 
-/// Answers the first requests as the test wants and the following ones with three cubes.
+/// Answers the first requests as the test requires, and later ones with three cubes.
 struct FirstOdd {
   std::function<void(loopback::Connection&, int round)> odd;
   int count = 1;
@@ -147,13 +147,13 @@ struct FirstOdd {
 struct StateCase {
   const char* name;
   std::function<void(loopback::Connection&)> send;
-  /// A log-in that is asked for before.
+  /// Requests authentication before that.
   const char* offer = nullptr;
 };
 
 TEST(CancellingATransfer, EndsItInEveryStateOfTheReply) {
   const std::string body = LongReply(2000);
-  // A gzip stream of one block that is stored, and half of it sent.
+  // A gzip stream of one stored block, of which half is sent.
   std::string gzip("\x1F\x8B\x08\0\0\0\0\0\0\x03\x01\x10\x27\xEF\xD8", 15);
   gzip += body.substr(0, 5000);
   const StateCase cases[] = {
@@ -308,10 +308,10 @@ TEST(CancellingATransfer, EndsTheParsingAndTheHandingOver) {
   const std::string body = LongReply(support::kIsSanitized ? 20'000 : 60'000);
   const unsigned int seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));
-  double whole = 1e9;  // seconds, from the whole reply's arrival on
+  double whole = 1e9;  // seconds since the whole reply has arrived
   long tries = 0;
   long cancelled = 0;
-  // A moment is a part of the shortest time that it ever took.
+  // Moments are fractions of the shortest time measured.
   const auto attempt = [&](double part, bool destroys) {
     FirstOdd odd;
     odd.odd = [&](loopback::Connection& wire, int) {

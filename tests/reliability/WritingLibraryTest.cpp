@@ -1,4 +1,4 @@
-// Files that cannot be written: the host's file object and the import log.
+// Write errors of the host's file object and of the import log.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -29,7 +29,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// What the failure handler was told: "NAME: REASON" lines.
+/// Calls of the failure handler, as "NAME: REASON" lines.
 std::string& Told() {
   static std::string told;
   return told;
@@ -42,7 +42,7 @@ class Writing : public testing::Test {
     m_settings.onLogFailure = [](const String& name, const String& reason) {
       Told() += support::Narrow(name) + ": " + support::Narrow(reason) + "\n";
     };
-    // A signal that reached the process would end it here.
+    // SIGXFSZ or SIGPIPE, if it reached the process, would kill it here.
     std::signal(SIGPIPE, SIG_DFL);
     std::signal(SIGXFSZ, SIG_DFL);
   }
@@ -52,7 +52,7 @@ class Writing : public testing::Test {
   support::Settings m_settings;
 };
 
-/// A limit on the size of files while it lives.
+/// Limits the size of files during the object's life.
 class SizeLimit {
  public:
   explicit SizeLimit(rlim_t bytes) {
@@ -134,7 +134,7 @@ TEST_F(Writing, IntoAPlaceThatTakesNoFileIsAnErrorThatNamesIt) {
   EXPECT_EQ(support::ReadFile(File("file")), "kept");
 }
 
-/// With the import log on, into a directory.
+/// Switches the import log on, into a directory.
 class LogOn {
  public:
   explicit LogOn(const std::string& directory) {
@@ -166,7 +166,7 @@ TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
   ExemptServer server;
   Subject quiet(kKinds[0], server.Url(kKinds[0].path));
   rlim_t whole = 0;
-  long tried = 0;  // limits
+  long tried = 0;  // limits on the file size
   const auto run = [&](rlim_t limit) {
     Told().clear();
     const support::TempDir folder;
@@ -214,13 +214,13 @@ TEST_F(Writing, OfAnImportLogThatCannotBeOpenedIsAnErrorAndLeavesTheFormerConnec
   EXPECT_EQ(support::ReadFile(File("file")), "kept");
 }
 
-/// Runs something with a file system that is read-only at a directory, which nobody else sees;
-/// false where none may be mounted.
+/// Calls `work` while the file system at a directory is read-only, invisible to other processes.
+/// Returns false if mounting is not permitted.
 template <class Run>
 bool WithReadOnlyDisk(const std::string& directory, Run run) {
   bool isMounted = false;
   std::thread([&] {
-    // A name space of this thread, from which nothing spreads.
+    // A mount namespace of this thread without propagation.
     if (unshare(CLONE_NEWNS) != 0 ||
         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         mount("none", directory.c_str(), "tmpfs", MS_RDONLY, nullptr) != 0)

@@ -1,5 +1,5 @@
-// The tool, when its result or its log cannot be written: what it says, its exit status, and that
-// nothing is lost that had been there.
+// The tool when its output or its log cannot be written: error text, exit status, and that existing
+// files are not lost.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,22 +21,22 @@ namespace {
 using support::ChildResult;
 using testing::HasSubstr;
 
-/// Runs a shell script in which $TOOL is the tool and $DIR a folder of its own.
+/// Runs a shell script with $TOOL (the tool) and $DIR (an empty directory).
 class ToolWriting : public testing::Test {
  protected:
   ChildResult Shell(const std::string& script) const {
     ++m_tried;
     return Run(script);
   }
-  /// The same with a file system of its own at $DIR/disk, which nobody else sees. `prepare` works
-  /// in it before it takes `options`.
+  /// The same with a private file system at $DIR/disk. Calls `prepare` in it before it is remounted
+  /// with `options`.
   ChildResult ShellWithDisk(const std::string& options, const std::string& prepare,
                             const std::string& script) const {
     ++m_tried;
     return Run(Mounted("mount -t tmpfs none disk && cd disk && { " + prepare +
                        "; } && cd .. && mount -o remount," + options + " disk && " + script));
   }
-  /// False where no file system may be mounted.
+  /// False if mounting is not permitted.
   bool CanMount() const { return Run(Mounted("mount -t tmpfs none disk")).exitStatus == 0; }
   std::string File(const char* name) const { return m_folder.Path() / name; }
   void ExpectOnly(const std::vector<std::string>& names) const {
@@ -60,7 +60,7 @@ class ToolWriting : public testing::Test {
     return "exec unshare -m /bin/sh -c 'mkdir -p \"$DIR/disk\" && cd \"$DIR\" && " + script + "'";
   }
   ChildResult Run(const std::string& script) const {
-    // What would make a run depend on who runs the tests.
+    // Variables that would make a run depend on the user who runs the tests.
     constexpr const char* kUnset =
         "unset http_proxy https_proxy HTTPS_PROXY all_proxy ALL_PROXY no_proxy NO_PROXY "
         "SSL_CERT_FILE SSL_CERT_DIR OT_XMLA_IMPORT_LOGGING XMLA_IMPORT_LOG_DIR; ";

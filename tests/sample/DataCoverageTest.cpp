@@ -5,7 +5,7 @@
 #include "Metadata.h"
 #include "SampleClient.h"
 
-// The data must hold every case that a reader of such metadata has a rule for.
+// The sample data must contain every case for which a reader of such metadata has a rule.
 namespace sample_test {
 namespace {
 
@@ -141,7 +141,7 @@ TEST(DataCoverageTest, SomeCaptionsAndGeneratedNamesAreLong) {
   for (const Row* row : RowsOf(kAs, "MDSCHEMA_HIERARCHIES")) {
     const std::string caption = Text(*row, "HIERARCHY_CAPTION");
     captions += Characters(caption) > 128;
-    // Blanks and points do not count in a name that is made from the unique name.
+    // Names generated from unique names ignore blanks and points.
     std::string name = Text(*row, "HIERARCHY_UNIQUE_NAME");
     std::erase_if(
         name, [](char c) { return std::string_view(" .[]'?*").find(c) != std::string_view::npos; });
@@ -199,7 +199,7 @@ TEST(DataCoverageTest, TamarindDefaultMembersMeetTheAllMemberInEveryWay) {
   EXPECT_TRUE(equal && both_empty && different);
 }
 
-// What hangs together in a server's answers: no row without the one that it stands under.
+// Consistency of a server's replies: each row's parent row exists.
 TEST(DataCoverageTest, RowsStandUnderRowsThatExist) {
   struct Case {
     std::string below;
@@ -259,7 +259,7 @@ TEST(DataCoverageTest, UniqueNamesAndLevelNumbersAreUnique) {
 }
 
 TEST(DataCoverageTest, DefaultMembersExistWhereTheirLookUpSucceeds) {
-  // Their look-up is planned to fault.
+  // The sample data makes their look-up fail.
   const std::set<std::string> faulting = {"[Customer].[Club Card]",
                                           "[ZVFARM                        ZVCOOP]", "[Crew]"};
   for (const Kind kind : kKinds) {

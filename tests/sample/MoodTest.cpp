@@ -21,7 +21,7 @@ constexpr const char* kType = "DBSCHEMA_CATALOGS";
 struct MoodCase {
   std::string mood;
   int error;    // of the transfer
-  long status;  // 0: none arrived
+  long status;  // 0: no response arrived
   std::function<void(const Reply& reply, const Reply& proper)> check = {};
 };
 
@@ -58,7 +58,7 @@ const MoodCase kCases[] = {
     {"truncate:100", CURLE_PARTIAL_FILE, 200, HasBytes(100)},
     {"truncate", CURLE_PARTIAL_FILE, 200},
     {"cut:0", CURLE_GOT_NOTHING, 0},
-    // libcurl takes what it has got of the headers for a reply.
+    // libcurl treats the received part of the headers as a response.
     {"cut:20", CURLE_OK, 200, HasBytes(0)},
     {"reset", CURLE_RECV_ERROR, 0},
     {"reset:9999999", CURLE_OK, 200},
@@ -103,7 +103,7 @@ TEST(MoodTest, EveryMoodDoesToTheReplyWhatItSays) {
     for (const MoodCase& c : kCases) {
       SCOPED_TRACE(std::string(NameOfKind(kind)) + ", " + c.mood);
       const Reply reply = Discover(provider.Url(kind) + "?mood=" + c.mood, kType);
-      // A reset can overtake what was sent before it.
+      // A reset can discard data sent before it.
       if (c.mood != "reset:9999999" || reply.error != CURLE_RECV_ERROR) {
         EXPECT_EQ(reply.error, c.error);
         EXPECT_EQ(reply.status, c.status);
@@ -155,7 +155,7 @@ TEST(MoodTest, ANumberBehindASlashMeansThatRequestAlone) {
   EXPECT_EQ(Discover(url, kType).status, 200);
 }
 
-/// The moods of requests that come in the given order, by request.
+/// The fault modes of consecutive requests.
 std::multimap<std::string, std::string> RandomMoods(const std::string& mood,
                                                     const std::vector<std::string>& requests) {
   sample::MoodMemory memory;

@@ -141,7 +141,7 @@ Document Parse(const std::string& body) {
       xmlReadMemory(body.data(), static_cast<int>(body.size()), nullptr, nullptr,
                     XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING),
       xmlFreeDoc);
-  // An undeclared prefix leaves a document, but an error.
+  // An undeclared prefix is an error, although libxml2 returns a document.
   const xmlError* error = xmlGetLastError();
   if (error && error->message) document.reason = error->message;
   document.well_formed = parsed && !error;

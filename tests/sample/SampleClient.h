@@ -10,7 +10,7 @@
 namespace sample_test {
 
 struct Reply {
-  int error = 0;  // of the transfer, as libcurl numbers them
+  int error = 0;  // of the transfer: a CURLcode
   long status = 0;
   std::string headers;
   std::string body;
@@ -18,14 +18,14 @@ struct Reply {
 
 struct Call {
   std::string userAndPassword;
-  std::string acceptEncoding;  // the body stays as it is, packed or not
-  bool unpack = false;         // accept what libcurl can unpack, and unpack it
+  std::string acceptEncoding;  // the body stays compressed
+  bool unpack = false;         // accepts and decodes all encodings of libcurl
   long timeout_ms = 5000;
 };
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-// The text of a Discover call. Values are escaped.
+// The text of a Discover call. Escapes the values.
 std::string Envelope(const std::string& type, const Pairs& restrictions = {},
                      const Pairs& properties = {});
 
@@ -37,11 +37,11 @@ inline Reply Discover(const std::string& url, const std::string& type,
   return Post(url, Envelope(type, restrictions, properties), call);
 }
 
-// A row's columns; a column that comes repeatedly has its texts joined with "|".
+// The columns of a row. The texts of a repeated column are joined with "|".
 using RowTexts = std::map<std::string, std::string>;
 
-// Parsed with libxml2. `well_formed` is false, with the reason, for anything but a document whose
-// namespaces are declared.
+// A reply parsed with libxml2. `well_formed` is false, with the reason, if the document is
+// ill-formed or uses undeclared prefixes.
 struct Document {
   bool well_formed = false;
   std::string reason;
@@ -54,11 +54,11 @@ struct Document {
 };
 Document Parse(const std::string& body);
 
-// The rows of a Discover call; a failed one gives none and fails the test.
+// The rows of a Discover call. On failure, fails the test and returns no rows.
 std::vector<RowTexts> Rows(const std::string& url, const std::string& type,
                            const Pairs& restrictions = {}, const Pairs& properties = {});
 
-// One column of the rows; "(absent)" where a row has none.
+// One column of the rows; "(absent)" for rows without it.
 std::vector<std::string> ColumnOf(const std::vector<RowTexts>& rows, const std::string& column);
 
 inline constexpr sample::Kind kKinds[] = {sample::Kind::kAnalysisServices, sample::Kind::kSapBw,

@@ -150,7 +150,7 @@ TEST(ServerTest, ServesManyConnectionsAtOnce) {
   }
   for (std::thread& client : clients) client.join();
   EXPECT_EQ(served, 60);
-  EXPECT_LT(Clock::now() - start, 2s);  // one after the other takes 6 s
+  EXPECT_LT(Clock::now() - start, 2s);  // one after the other would take 6 s
 }
 
 TEST(ServerTest, StopsAtOnceWhateverItIsDoing) {
@@ -192,7 +192,7 @@ TEST(ServerTest, LeavesTheProcessSignalHandlersAlone) {
   EXPECT_EQ(after.sa_handler, SIG_DFL);
 }
 
-// The server program, which stands beside the test program.
+// The server program, which is in the test program's folder.
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments) {

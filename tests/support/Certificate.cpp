@@ -38,7 +38,7 @@ Certificate::Certificate(const char* alternativeName, long validSeconds, const C
   X509_gmtime_adj(X509_getm_notAfter(m_certificate), validSeconds);
   X509_set_pubkey(m_certificate, m_key);
   X509_NAME* const name = X509_get_subject_name(m_certificate);
-  // A name of its own, so that an authority is not taken for another one.
+  // A unique name, so that different authorities are not confused.
   X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
                              reinterpret_cast<const unsigned char*>(alternativeName), -1, -1, 0);
   X509_set_issuer_name(m_certificate, issuer ? X509_get_subject_name(issuer->m_certificate) : name);
@@ -47,8 +47,7 @@ Certificate::Certificate(const char* alternativeName, long validSeconds, const C
   X509_sign(m_certificate, issuer ? issuer->m_key : m_key, EVP_sha256());
   SSL_CTX_use_certificate(m_context, m_certificate);
   SSL_CTX_use_PrivateKey(m_context, m_key);
-  // With a name of its own, the context takes up former connections again when a client asks for
-  // it.
+  // With an ID, the context resumes sessions when a client asks for it.
   constexpr unsigned char kName[] = "test";
   SSL_CTX_set_session_id_context(m_context, kName, sizeof kName);
   std::FILE* const file = std::fopen(m_path.c_str(), "w");

@@ -6,21 +6,21 @@
 
 constexpr long kDay = 86400;  // seconds
 
-/// A server's certificate, signed by itself or by another one's key, and a server context that uses
-/// it.
+/// A server certificate, self-signed or signed by another certificate's key, and a TLS server
+/// context that uses it.
 class Certificate {
  public:
-  /// The alternative name is in OpenSSL's form ("IP:127.0.0.1"); valid from two hours ago until so
-  /// many seconds from now.
+  /// `alternativeName` is in OpenSSL's form ("IP:127.0.0.1"). Valid from two hours ago for
+  /// `seconds` seconds from now.
   Certificate(const char* alternativeName, long validSeconds, const Certificate* issuer = nullptr);
   ~Certificate();
   Certificate(const Certificate&) = delete;
   Certificate& operator=(const Certificate&) = delete;
 
   SSL_CTX* Context() const { return m_context; }
-  /// The certificate as a PEM file.
+  /// The certificate in PEM form, as a file.
   const std::string& Path() const { return m_path; }
-  /// New connections of the context get the other certificate.
+  /// New connections of the context use the other certificate.
   void Become(const Certificate& other);
 
  private:

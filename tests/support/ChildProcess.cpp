@@ -77,13 +77,13 @@ ChildResult RunTestInChild(const std::string& test,
   if (readlink("/proc/self/exe", self, sizeof self - 1) < 0) throw std::runtime_error("no self");
   ChildResult result =
       RunChild(self, {"--gtest_filter=" + test, "--gtest_also_run_disabled_tests"}, environment);
-  // The figures that the child prints are this program's.
+  // Prints the child's figures as those of this program.
   for (std::size_t at = result.out.find("figure: "); at != std::string::npos;
        at = result.out.find("figure: ", at + 1)) {
     const std::size_t end = std::min(result.out.find('\n', at), result.out.size());
     std::puts(result.out.substr(at, end - at).c_str());
   }
-  // A filter that finds nothing is a success to GoogleTest.
+  // GoogleTest succeeds if a filter matches no test.
   if (result.out.find("[  PASSED  ] 1 test.") == std::string::npos && result.exitStatus == 0)
     result.exitStatus = -1;
   return result;

@@ -6,27 +6,27 @@
 
 namespace support {
 
-/// What a finished child process left behind.
+/// The result of a finished child process.
 struct ChildResult {
-  int exitStatus = -1;  ///< -1 when a signal ended it
+  int exitStatus = -1;  ///< -1 if a signal ended it
   int signal = 0;
   std::string out;
   std::string err;
 };
 
-/// Runs a program (a path) with arguments and additional environment variables to its end.
+/// Runs a program (a path) with arguments and additional environment variables, and waits for it.
 ChildResult RunChild(const std::string& program, const std::vector<std::string>& arguments,
                      const std::map<std::string, std::string>& environment = {});
 
-/// Runs one test of this very test program in a child process with additional environment
-/// variables: for what a library reads once, when it is loaded.
+/// Runs one test of this test program in a child process with additional environment variables. For
+/// settings that a library reads once, when it is loaded.
 ChildResult RunTestInChild(const std::string& test,
                            const std::map<std::string, std::string>& environment);
 
 }  // namespace support
 
-/// A test whose body runs in a child process with the environment variables given behind its name,
-/// as {{"NAME", "value"}, ...}.
+/// Defines a test whose body runs in a child process with these environment variables: {{"NAME",
+/// "value"}, ...}.
 #define TEST_IN_CHILD(suite, name, ...)                                  \
   TEST(suite, name) {                                                    \
     const support::ChildResult result =                                  \

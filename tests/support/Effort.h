@@ -7,28 +7,27 @@
 
 namespace support {
 
-/// True when the tests run in their long form (`./check --long`, or XMLA_LONG_TESTS=1 in the
-/// environment): everything is tried, where the quick form tries a sample of it.
+/// True in the long form of the tests (`./check --long`, or XMLA_LONG_TESTS=1 in the environment).
+/// The long form tries everything; the quick form tries a sample.
 bool IsLong();
 
-/// How often to try something: `quick` times, or `whole` times in the long form. A build with a
-/// sanitizer is several times slower: it tries half as often, and in the long form ten times as
-/// often as the quick one.
+/// Number of repetitions: `quick`, or `whole` in the long form. A build with a sanitizer is several
+/// times slower: it does half of `quick`, or ten times `quick` in the long form.
 template <typename Number>
 Number Effort(Number quick, Number whole) {
   if (IsLong()) return kIsSanitized ? std::min<Number>(whole, 10 * quick) : whole;
   return kIsSanitized ? (quick + 1) / 2 : quick;
 }
 
-/// The step from one to the next so that about Effort(quick, total) of `total` are tried.
+/// The step for which about Effort(quick, total) of `total` items are tried.
 template <typename Number>
 Number Stride(Number total, Number quick) {
   return std::max<Number>(1, total / std::max<Number>(1, Effort(quick, total)));
 }
 
-/// Prints what was tried and what came of it, as one line "figure: WHAT: OUTCOME" on standard
-/// output: `./check` gathers these lines, and docs/reliability.md quotes them. A test that has
-/// failed prints none.
+/// Prints what was tried and its outcome on standard output, as one line "figure: WHAT: OUTCOME".
+/// `./check` collects these lines, and docs/reliability.md quotes them. Prints nothing if the test
+/// has failed.
 void PrintFigure(const std::string& what, const std::string& outcome);
 
 }  // namespace support

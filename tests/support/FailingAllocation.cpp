@@ -1,4 +1,4 @@
-// The allocator that this test program puts in the place of the language's own.
+// Replaces operator new of this test program, so that allocations can fail.
 #include "support/FailingAllocation.h"
 
 #include <atomic>
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What is to happen, written before `armed` is set and read after it was seen.
+/// The plan. Written before `armed` is set, read after `armed` is seen.
 struct Plan {
   std::atomic<bool> armed{false};
   std::atomic<bool> failed{false};
@@ -33,7 +33,7 @@ void Arm(long nth) {
   g_plan.armed.store(true, std::memory_order_release);
 }
 
-/// True when this allocation is to fail.
+/// True if this allocation must fail.
 bool IsDenied() noexcept {
   if (!g_plan.armed.load(std::memory_order_acquire) || t_isExempt) return false;
   if (g_plan.whose == FailingAllocation::Whose::kThisThread && !t_isOwner) return false;
@@ -121,7 +121,7 @@ void* AllocateOrThrow(std::size_t bytes) {
 
 void* operator new(std::size_t bytes) { return AllocateOrThrow(bytes); }
 void* operator new[](std::size_t bytes) { return AllocateOrThrow(bytes); }
-// The forms that do not throw as well, since a sanitizer would bring its own.
+// Also defines the nothrow forms, since a sanitizer would provide its own.
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   return TracedMemory::Allocate(bytes);
 }

@@ -37,8 +37,8 @@ double Best(const Work& work, const std::function<double()>& cpuSeconds) {
   return best;
 }
 
-/// Memory that goes back to the system with every call must be cleared again for the next one: a
-/// step in the time at some size, which has nothing to do with how it grows.
+/// The allocator returns large blocks to the system, and the next call must clear them again. This
+/// makes a step in the time at some size, unrelated to growth.
 void KeepMemory() {
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
@@ -81,7 +81,7 @@ Growth MeasureGrowth(std::size_t least, std::size_t most,
   Work small = make(least);
   double smallSeconds = Best(small, clock);
   double formerRatio = 0;
-  // One step more than asked for when the last one was long, to see whether it goes on so.
+  // Adds one step if the last one was slow, to see whether growth continues.
   for (std::size_t size = 2 * least; size <= most || formerRatio > kMostGrowth; size *= 2) {
     Work large = make(size);
     double largeSeconds = Best(large, clock);

@@ -6,30 +6,31 @@
 
 namespace support {
 
-/// What is measured: done once for each call.
+/// The measured work: called once per measurement.
 using Work = std::function<void()>;
 
-/// How the CPU time of a piece of work grows with the size of its input.
+/// Growth of the CPU time of some work with the size of its input.
 struct Growth {
-  /// The greatest factor by which the time grew twice in a row when the size was doubled. Once in a
-  /// row means nothing: it grows so where the data no longer fit into a cache.
+  /// Largest factor by which the time grew twice in a row when the size doubled. A single step is
+  /// ignored, since the time jumps where data exceed a cache.
   double lastingRatio = 0;
   double longestSeconds = 0;  ///< of CPU time
-  std::string complaint;      ///< empty when doubling the input never costs more than allowed
+  std::string complaint;  ///< description of a violation; empty if doubling the input never costs
+                          ///< more than allowed
 };
 
-/// Doubles the size from `least` to `most`, and compares the CPU times from where they are long
-/// enough to tell. `make` prepares the work for a size, which does not count. `cpuSeconds` is the
-/// clock: that of this process unless given. The quick form of the tests
-/// and a build with a sanitizer try smaller sizes.
+/// Doubles the size from `least` to `most` and compares CPU times, starting where they are long
+/// enough to measure. `make` prepares the work for a size and is not measured. `cpuSeconds` is the
+/// clock; by default that of this process. The quick form and builds with a sanitizer use smaller
+/// sizes.
 inline constexpr double kMostGrowth = 2.5;
 Growth MeasureGrowth(std::size_t least, std::size_t most,
                      const std::function<Work(std::size_t)>& make,
                      const std::function<double()>& cpuSeconds = {});
 
-/// Runs the work in an execution state that is asked to stop at `moments` moments, spread over the
-/// time that the work takes. The longest time in seconds from being asked to the end of the work. A
-/// moment that took longer than `allowed` is tried again: the machine may have been busy.
+/// Runs the work under an execution state and cancels it at `moments` moments, spread over its
+/// duration. Returns the longest time in seconds from cancellation to the end of the work. Repeats
+/// a moment that took longer than `allowed`, since the machine may be busy.
 double LongestStop(const Work& work, int moments, double allowed);
 
 }  // namespace support

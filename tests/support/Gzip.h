@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// Compresses as hard as zlib can. The caller links zlib.
+/// Compresses with zlib's highest level. The caller links zlib.
 inline std::string Gzip(const std::string& text) {
   z_stream stream{};
   deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);

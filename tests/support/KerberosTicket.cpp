@@ -12,11 +12,11 @@ namespace {
 constexpr char kRealm[] = "REALM.TEST";
 constexpr std::uint8_t kAES256 = 18;
 
-// The ticket, in DER.
+// The ticket in DER.
 
 std::string Element(int tag, const std::string& content) {
   std::string bytes(1, static_cast<char>(tag));
-  if (content.size() > 127) bytes += '\x81';  // one byte of length follows
+  if (content.size() > 127) bytes += '\x81';  // a length of one byte follows
   bytes += static_cast<char>(content.size());
   return bytes + content;
 }
@@ -40,7 +40,7 @@ std::string Ticket() {
                           Field(3, Sequence(Field(0, Number(kAES256)) + Field(2, sealed)))));
 }
 
-// The cache, in the format 4 of MIT Kerberos.
+// The credentials cache, in MIT Kerberos format 4.
 
 std::string Big(std::uint32_t value, int bytes) {
   std::string text;

@@ -2,9 +2,9 @@
 
 #include <string>
 
-/// A Kerberos configuration and a cache with a ticket of "someone-else" for the web service on
-/// "localhost", as files that are in force while this object lives. No server takes the ticket, but
-/// a client that uses Negotiate sends it.
+/// Installs a Kerberos configuration and a credentials cache during the object's life. The cache
+/// has a ticket of "someone-else" for the web service on "localhost". No server accepts it, but a
+/// client that uses Negotiate sends it.
 class KerberosTicket {
  public:
   KerberosTicket();

@@ -13,10 +13,10 @@
 namespace support {
 namespace {
 
-/// Of the password's end, which is searched for.
+/// The end of the password, which is searched.
 constexpr int kEnd = 8;
 
-/// What is read of the memory; not to be found there again.
+/// Buffer for the memory read; must not be found itself.
 char g_block[1 << 16];
 
 }  // namespace
@@ -38,7 +38,7 @@ int HiddenPassword::CopiesBetween(std::size_t begin, std::size_t end, std::size_
     const std::size_t most = std::min(sizeof g_block, end - from);
     const ssize_t got = pread(memory, g_block, most, static_cast<off_t>(from));
     const std::size_t size = got > 0 ? static_cast<std::size_t>(got) : 0;
-    // A copy at the very end is found as the first one of the next block.
+    // A copy at the very end is found at the start of the next block.
     const std::size_t last = size == sizeof g_block ? size - 1 : size;
     for (std::size_t at = 0; at + length <= last; ++at) {
       const void* const first =

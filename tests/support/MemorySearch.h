@@ -6,13 +6,13 @@
 
 namespace support {
 
-/// A password to search this process's memory for. It stands nowhere in the program as a text: its
-/// characters are computed one by one.
+/// A password to search for in this process's memory. The program contains it nowhere as a text: it
+/// computes the characters one by one.
 class HiddenPassword {
  public:
   static constexpr int kLength = 24;
 
-  /// Each number gives another password. Memory that was freed may still contain the former ones.
+  /// Each number gives another password, since freed memory may still contain earlier ones.
   explicit HiddenPassword(int number) : m_number(number) {}
 
   char Character(int i) const {
@@ -23,9 +23,8 @@ class HiddenPassword {
   /// The password between two other texts, in one buffer.
   String Between(const wchar_t* before, const wchar_t* behind) const;
 
-  /// How often the end of the password stands in the memory that the process can write, as
-  /// characters of `width` bytes. The end only, because a heap overwrites the beginning of what is
-  /// given back to it.
+  /// Counts the copies of the password's end in writable memory, as characters of `width` bytes.
+  /// Only the end, since the allocator overwrites the start of freed blocks.
   int Copies(std::size_t width) const;
   int WideCopies() const { return Copies(sizeof(wchar_t)); }
 

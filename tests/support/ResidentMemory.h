@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// The resident memory of this process in KiB.
+/// Resident memory of this process in KiB.
 inline long ResidentKiB() {
   std::ifstream file("/proc/self/statm");
   long size = 0;

@@ -20,7 +20,7 @@ inline constexpr bool kIsThreadSanitized = true;
 inline constexpr bool kIsThreadSanitized = false;
 #endif
 
-/// True in a build with a sanitizer: several times slower, and with memory of its own.
+/// True in a build with a sanitizer, which is several times slower and uses more memory.
 #ifdef XMLA_ADDRESS_SANITIZER
 inline constexpr bool kIsSanitized = true;
 #else

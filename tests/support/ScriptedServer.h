@@ -10,19 +10,19 @@ namespace support {
 
 using loopback::Request;
 
-/// What the server answers.
+/// A response of the server.
 struct Reply {
   std::string body;
   int status = 200;
   std::string contentType = "text/xml";
 };
 
-/// An HTTP server on a free loopback port whose replies are texts. It remembers the requests.
+/// An HTTP server on a free loopback port with scripted replies. Records the requests.
 class ScriptedServer {
  public:
   using Handler = std::function<Reply(const Request&)>;
   explicit ScriptedServer(Handler handler);
-  /// Answers with the replies in order, and then with status 500 without a fault.
+  /// Sends the replies in order, then status 500 without a SOAP fault.
   explicit ScriptedServer(std::vector<Reply> replies);
 
   std::string Url() const { return "http://" + m_server.Authority() + "/xmla"; }
@@ -32,9 +32,9 @@ class ScriptedServer {
  private:
   loopback::Server m_server;
 };
-/// A reply as XMLA servers send it, with the given text inside its root element.
+/// A reply in the form of XMLA servers, with this text inside its root element.
 std::string RowsetReply(const std::string& rows);
-/// The same with rows of one column each.
+/// A reply with rows of one column each.
 std::string RowsetReply(const std::string& column, const std::vector<std::string>& values);
 /// A SOAP fault.
 std::string FaultReply(const std::string& code, const std::string& text);

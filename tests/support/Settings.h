@@ -7,8 +7,8 @@
 
 namespace support {
 
-/// Import settings that are in force on the calling thread while this object lives. To be changed
-/// before they are used.
+/// Import settings of the calling thread during the object's life. Change them before they are
+/// used.
 class Settings : public ImportSettings {
  public:
   Settings() : m_scope(*this) {}
@@ -19,7 +19,7 @@ class Settings : public ImportSettings {
   Scope m_scope;
 };
 
-/// Sends the import logs of the calling thread into a directory.
+/// Sends the calling thread's import logs to a directory.
 class LogInto : public Settings {
  public:
   explicit LogInto(const std::string& directory) { logDirectory = Wide(directory); }

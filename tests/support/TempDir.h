@@ -6,7 +6,7 @@
 
 namespace support {
 
-/// A directory of its own, removed with all it holds at the end.
+/// A new temporary directory, removed with its contents by the destructor.
 class TempDir {
  public:
   TempDir();
@@ -14,14 +14,14 @@ class TempDir {
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
   const std::filesystem::path& Path() const { return m_path; }
-  /// The files below, sorted by name.
+  /// Names of all files below, sorted.
   std::vector<std::filesystem::path> Files() const;
 
  private:
   std::filesystem::path m_path;
 };
 
-/// The bytes of a file; throws std::runtime_error when it cannot be read.
+/// The bytes of a file. Throws std::runtime_error if it cannot be read.
 std::string ReadFile(const std::filesystem::path& file);
 
 }  // namespace support

@@ -22,7 +22,7 @@ inline String Wide(const std::string& bytes) {
 
 }  // namespace support
 
-/// Lets a failed comparison show the text.
+/// Prints the text in a failed comparison.
 inline void PrintTo(const String& text, std::ostream* out) {
   *out << '"' << support::Narrow(text) << '"';
 }

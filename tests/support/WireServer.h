@@ -10,16 +10,16 @@
 
 using loopback::Answer;
 
-/// A server whose answers are raw bytes, plain or over TLS. It remembers the requests.
+/// A server that sends raw bytes, plain or over TLS. Records the requests.
 class WireServer {
  public:
   using Handler = loopback::Handler;
 
-  /// Without a port it takes a free one. The TLS context outlives the server.
+  /// Uses a free port by default. The TLS context must outlive the server.
   explicit WireServer(Handler handler, SSL_CTX* tls = nullptr, int port = 0);
-  /// Answers every request with the same bytes and keeps the connection.
+  /// Answers every request with these bytes and keeps the connection open.
   explicit WireServer(std::string answer);
-  /// Sends the bytes on every connection before it has received anything.
+  /// Sends the bytes on every connection before receiving anything.
   struct Greets {};
   WireServer(std::string greeting, Greets);
 
@@ -28,7 +28,7 @@ class WireServer {
   std::string Authority() const { return m_server.Authority(); }
   std::vector<loopback::Request> Requests() const { return m_server.Requests(); }
   std::size_t Connections() const { return m_server.Connections(); }
-  /// The connections that received something and whose TLS handshake was resumed.
+  /// Number of connections that received data after a resumed TLS handshake.
   std::size_t ResumedConnections() const { return m_resumed; }
 
  private:

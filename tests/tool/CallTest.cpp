@@ -1,5 +1,5 @@
-// The call itself: commands, options, where they may stand, what contradicts what, and how a wrong
-// call is reported.
+// Tests the command line: commands, options, their order, contradictions, and reporting of usage
+// errors.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -66,7 +66,7 @@ struct WrongCall {
   const char* name;
   Arguments arguments;
   std::map<std::string, std::string> environment;
-  std::string says;  ///< part of the one line on standard error
+  std::string says;  ///< part of the line on standard error
 };
 
 void PrintTo(const WrongCall& call, std::ostream* out) { *out << call.name; }
@@ -267,7 +267,7 @@ TEST(Call, TheEnvironmentGivesUrlAndTarget) {
   const ScriptedProvider provider(TwoSources());
   Options options;
   options.environment = {{"XMLA_IMPORT_URL", provider.Url()}, {"XMLA_IMPORT_TARGET", "tessera"}};
-  // A tessera provider is known by its sources' information.
+  // A tessera provider lists its sources by DataSourceInfo.
   EXPECT_EQ(RunTool({"sources"}, options).out, "Provider=alpha\nProvider=beta\n");
 }
 

@@ -1,4 +1,4 @@
-// User name and password: where they come from, which comes first, and where they never show.
+// Tests user name and password: sources, precedence, and where they never appear.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ using testing::Not;
 constexpr char kSecret[] = "s3cr&t/päss";
 constexpr char kSecretInUrl[] = "s3cr%26t%2Fp%C3%A4ss";
 
-/// A provider that lets only one user in.
+/// A provider that accepts only one user.
 class Credentials : public testing::Test {
  protected:
   static sample::Options Locked() {
@@ -37,7 +37,7 @@ class Credentials : public testing::Test {
     return options;
   }
   std::string Url() const { return m_provider.Url(sample::Kind::kAnalysisServices); }
-  /// The same address with something before its host.
+  /// The same URL with a user part.
   std::string UrlWith(const std::string& credentials) const {
     return "http://" + credentials + "@" + Url().substr(7);
   }
@@ -158,7 +158,7 @@ TEST_F(Credentials, OfAnUnusableUrlAreNotShown) {
   }
 }
 
-/// A provider that reads what the system says of the tool while the tool waits for its answer.
+/// A provider that reads what the system shows about the tool during a request.
 class Onlooker {
  public:
   explicit Onlooker(const char* what) : m_what(what) {}
@@ -246,7 +246,7 @@ TEST(CredentialsInUse, AreNotInTheEnvironmentThatTheSystemShows) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "password";
   std::ofstream(file) << "another";
-  // Read, and not needed because another one comes before it.
+  // Read, but overridden by another source.
   for (const Arguments& more : {Arguments{}, Arguments{"--password-file", file}}) {
     Onlooker onlooker("environ");
     Options options;
@@ -262,13 +262,13 @@ TEST(CredentialsInUse, AreNotInTheEnvironmentThatTheSystemShows) {
   }
 }
 
-/// Allows core files of any size, and has them written into the working directory.
+/// Allows core files of any size, written to the working directory.
 void AllowCoreFiles(const std::filesystem::path& folder) {
   const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
   if (setrlimit(RLIMIT_CORE, &unlimited) != 0 || chdir(folder.c_str()) != 0) _exit(125);
 }
 
-/// The same for a process that keeps nothing to itself.
+/// The same for a process that does not protect itself.
 bool CoreFilesAreWritten(const std::filesystem::path& folder) {
   const pid_t child = fork();
   if (child == 0) {

@@ -1,4 +1,4 @@
-// The command cube: the whole record of one cube, and the choices that lead to it.
+// Tests the command cube: the complete record of one cube, and the choices that lead to it.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ Json Level(const char* name, const char* externalName, int number, Json properti
           {"memberProperties", std::move(properties)}};
 }
 
-/// The only cube of the provider with one cube.
+/// The only cube of SmallProvider.
 Json UnitCube() {
   Json date = TextUnit("Opened on", "Opened");
   date["type"] = "VXDateData";

@@ -1,4 +1,4 @@
-// The kind in force: configured, or made out of what the provider says of itself.
+// Tests the kind of provider in use: configured, or detected from the provider's identity.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -48,7 +48,7 @@ TEST(Detection, PutsTheDetectedKindInForce) {
 TEST(Detection, AsksNameAndVersionFirst) {
   const ScriptedProvider provider(TwoSources());
   RunTool({"--url", provider.Url(), "--target", "auto", "sources"});
-  // Once to put the kind in force, once more by the import's own check.
+  // Once to determine the kind, once for the import's own check.
   EXPECT_THAT(provider.RequestTypes(),
               ElementsAre("DISCOVER_PROPERTIES", "DISCOVER_PROPERTIES", "DISCOVER_PROPERTIES",
                           "DISCOVER_PROPERTIES", "DISCOVER_DATASOURCES"));
@@ -68,7 +68,7 @@ TEST(Detection, AsksTheOtherWayWhenNoNameOrAFaultComes) {
     const ScriptedProvider provider(std::move(script));
     const Outcome outcome = RunTool({"--url", provider.Url(), "sources", "--format", "json"});
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    // A provider of the Tamarind family, asked by its own rules: no disagreement.
+    // A provider of the Tamarind family, identified by its own rules: no warning.
     EXPECT_EQ(outcome.Document()["dataSources"], Json({"Provider=alpha", "Provider=beta"}));
     EXPECT_THAT(outcome.Document()["warnings"], IsEmpty());
   }
@@ -91,7 +91,7 @@ TEST(Detection, IsNotLogged) {
   ASSERT_EQ(files.size(), 1u);
   const std::string log = support::ReadFile(files[0]);
   EXPECT_THAT(log, HasSubstr("Get data sources from URL"));
-  // The import's own check asks the name once; the identification before it is not here.
+  // The import's own check asks for the name once; there is no identification before it.
   const std::string title = "Get Provider Name";
   EXPECT_EQ(log.find(title, log.find(title) + 1), std::string::npos);
 }

@@ -1,4 +1,4 @@
-// The examples of docs/xmla-import.md are what the tool really prints.
+// The examples of docs/xmla-import.md show the tool's actual output.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ struct Example {
   std::string output;
 };
 
-/// The words of a shell command in which only double quotes have a meaning.
+/// Splits a shell command in which only double quotes are special.
 Arguments Words(const std::string& command) {
   Arguments words;
   std::string word;
@@ -33,7 +33,7 @@ Arguments Words(const std::string& command) {
   return words;
 }
 
-/// Indented blocks that begin with a prompt and a call of the tool.
+/// Indented blocks that start with a prompt and a call of the tool.
 std::vector<Example> Examples(const std::string& document) {
   const std::string indent = "    ";
   const std::string prompt = indent + "$ xmla-import ";

@@ -1,5 +1,4 @@
-// What can go wrong between the tool and a provider: each a clear line, status 1, and with JSON a
-// document.
+// Errors between the tool and a provider: one clear line, status 1, and with JSON a document.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

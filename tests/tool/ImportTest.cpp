@@ -1,4 +1,4 @@
-// The command import: every cube, or those that the filters leave, so many at a time.
+// Tests the command import: all cubes or the filtered ones, with several jobs.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -166,7 +166,7 @@ TEST(Import, WarnsOfADisagreeingKindOnce) {
   EXPECT_EQ(outcome.Document()["provider"]["name"], "Test Server");
 }
 
-/// A provider of two cubes, in whose cube Broken two levels of the hierarchy have the same number.
+/// A provider of two cubes. In the cube Broken, two levels of the hierarchy have the same number.
 ScriptedProvider::Script TwoLevelsWithOneNumber() {
   ScriptedProvider::Script script = OneCube();
   script.rows["MDSCHEMA_CUBES Lone"] = {
@@ -206,7 +206,7 @@ TEST(Import, LosesOnlyTheCubeOfWhichAProviderBreaksARule) {
   EXPECT_EQ(alone.Document()["measures"].size(), 2u);
 }
 
-/// Holds the answer for the measures of a cube back until it is told.
+/// Delays the reply with the measures of a cube until released.
 class Held {
  public:
   explicit Held(std::string cube) : m_cube(std::move(cube)) {}
@@ -322,7 +322,7 @@ TEST(Import, ReadsNotFarAheadOfWhatIsWritten) {
   std::ptrdiff_t ahead = 0;
   const Outcome outcome =
       RunToolWhile({"--url", provider.Url(), "import", "--jobs", "2"}, [&](pid_t) {
-        // Until nothing more is asked for.
+        // Until no more requests arrive.
         for (int unchanged = 0; unchanged < 20 || ahead == 0; ++unchanged) {
           std::this_thread::sleep_for(std::chrono::milliseconds(10));
           if (std::exchange(ahead, asked()) != asked()) unchanged = 0;
@@ -335,7 +335,7 @@ TEST(Import, ReadsNotFarAheadOfWhatIsWritten) {
   EXPECT_LE(ahead, 10);
 }
 
-/// The peak of a process's memory so far, in KiB.
+/// Peak memory of a process so far, in KiB.
 long PeakOf(pid_t process) {
   constexpr std::string_view kPeak = "VmHWM:";
   std::ifstream status("/proc/" + std::to_string(process) + "/status");

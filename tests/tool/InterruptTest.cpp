@@ -1,4 +1,4 @@
-// An interrupted call ends soon, with status 130 and with what was complete.
+// An interrupted call ends soon, with status 130 and everything that was complete.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -40,13 +40,13 @@ double SecondsSince(steady_clock::time_point begin) {
 
 constexpr double kSlack = support::kIsSanitized ? 5 : 1;
 constexpr double kAtOnce = 0.2 * kSlack;
-/// Somebody who does not read is given half a second.
+/// A reader that does not read has half a second.
 constexpr double kWithGrace = 0.8 * kSlack;
 
 class Interrupt : public testing::Test {
  protected:
   /// Fails unless the tool ends in time. `attempt` interrupts it and returns the seconds from the
-  /// signal to its end; what a busy machine does once, it does not do again and again.
+  /// signal to its end. Repeats a slow attempt, since the machine may be busy.
   template <class Attempt>
   static void ExpectWithin(double bound, Attempt attempt) {
     double seconds = attempt();
@@ -74,16 +74,16 @@ class Interrupt : public testing::Test {
   inline static double m_longest = 0;
 };
 
-/// Set once a request that is never answered has arrived.
+/// Set when a request arrives that is never answered.
 class Stalled {
  public:
-  /// An answer that is held back until the end of the test.
+  /// A reply that is delayed until the end of the test.
   std::string Hold() {
     if (!m_signalled.exchange(true)) m_arrived.set_value();
     m_released.wait();
     return {};
   }
-  /// False when none has come for so long that none will.
+  /// Returns false if no request arrives for a long time.
   bool Await() {
     return m_arrived.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready;
   }
@@ -96,16 +96,16 @@ class Stalled {
   std::shared_future<void> m_released = m_release.get_future().share();
 };
 
-/// A request that is never answered, while the tool is interrupted.
+/// A request that is never answered, during which the tool is interrupted.
 struct StalledRequest {
   const char* command;
   ScriptedProvider::Script (*script)();
   const char* type;
-  const char* name;  ///< in the body of the request
+  const char* name;  ///< text in the body of the request
 };
 
 /// Interrupts the tool while it waits for the reply. Returns its JSON document, and in `seconds`
-/// the time that it took to end.
+/// the time until its end.
 Json InterruptedAt(const StalledRequest& request, int signal, double& seconds) {
   Stalled stalled;
   ScriptedProvider::Script script = request.script();
@@ -171,7 +171,7 @@ TEST_F(Interrupt, AtThePromptEndsTheCallAndBringsTheEchoBack) {
   });
 }
 
-/// The names that logs begun now and in the next seconds have.
+/// The names of logs started now and in the next seconds.
 std::vector<std::string> LogNames(int seconds) {
   std::vector<std::string> names;
   for (std::time_t now = std::time(nullptr), end = now + seconds; now < end; ++now) {
@@ -184,7 +184,7 @@ std::vector<std::string> LogNames(int seconds) {
   return names;
 }
 
-/// A named pipe that takes little at a time.
+/// A named pipe with a small buffer.
 class NamedPipe {
  public:
   NamedPipe() {
@@ -205,7 +205,7 @@ class NamedPipe {
     int waiting = 0;
     return ioctl(m_reader, FIONREAD, &waiting) == 0 && waiting >= kSize;
   }
-  /// Reads until the writer has gone.
+  /// Reads until the writer has closed it.
   std::string ReadAll() const {
     std::string text;
     char block[kSize];
@@ -225,20 +225,20 @@ class NamedPipe {
 void Await(const std::function<bool()>& condition) {
   const auto limit = steady_clock::now() + std::chrono::seconds(10);
   while (steady_clock::now() < limit) {
-    if (condition()) return;  // perhaps for a moment only
+    if (condition()) return;  // possibly only for a moment
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   ADD_FAILURE() << "what was awaited did not come";
 }
 
-/// The system's function in which the process's first thread sleeps.
+/// The system call in which the process's first thread sleeps.
 std::string SleepingPlace(pid_t process) {
   std::string place;
   std::ifstream("/proc/" + std::to_string(process) + "/wchan") >> place;
   return place;
 }
 
-/// Whether that can be seen: the tool shows nobody but root what it does.
+/// True if the system call is visible: only root may inspect the tool.
 bool IsVisible() { return geteuid() == 0; }
 constexpr const char* kInvisible = "skipped: only root sees where the tool sleeps";
 
@@ -290,7 +290,7 @@ TEST_F(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
       if (each.hasReader) pipe.OpenReader();
       steady_clock::time_point sent;
       const Outcome outcome = RunToolWhile(WholeImportInto(pipe.Name()), [&](pid_t process) {
-        // Only waiting for the pipe's other end does it sleep without waiting for a descriptor.
+        // The tool sleeps outside of poll only while it opens the pipe and waits for a reader.
         Await([&] { return each.hasReader ? pipe.IsFull() : Sleeps(process, "nanosleep"); });
         sent = steady_clock::now();
         kill(process, SIGTERM);
@@ -325,7 +325,7 @@ TEST_F(Interrupt, LeavesAResultThatIsBeingReadWhole) {
   }
 }
 
-/// So many data sources with long names.
+/// Many data sources with long names.
 ScriptedProvider::Script LongNames(int count) {
   ScriptedProvider::Script script = TwoSources();
   std::vector<Row>& sources = script.rows["DISCOVER_DATASOURCES"];
@@ -390,7 +390,7 @@ TEST_F(Interrupt, BeforeThePipeIsOpenedWaitsAMomentForItsReader) {
     });
 }
 
-/// Not just a place that it keeps.
+/// The file exists, not only its name is reserved.
 bool IsOpenToWrite(pid_t process, const std::string& descriptor) {
   std::ifstream information("/proc/" + std::to_string(process) + "/fdinfo/" + descriptor);
   for (std::string line; std::getline(information, line);)
@@ -410,7 +410,7 @@ TEST_F(Interrupt, EndsTheWaitingForATerminalThatTakesNothing) {
       if (isStopped) tcflow(terminal, TCOOFF);
       steady_clock::time_point sent;
       const Outcome outcome = RunToolWhile(WholeImportInto(name), [&](pid_t process) {
-        // Nobody reads what the terminal shows, so it takes no more when it is full.
+        // Nobody reads the terminal, so it blocks when its buffer is full.
         Await([&] {
           std::error_code error;
           for (const auto& file : std::filesystem::directory_iterator(
@@ -432,7 +432,7 @@ TEST_F(Interrupt, EndsTheWaitingForATerminalThatTakesNothing) {
     });
 }
 
-/// A provider of many cubes, whose every request `--verbose` shows.
+/// A provider of many cubes. `--verbose` prints every request.
 ScriptedProvider::Script ManyCubes(int count) {
   ScriptedProvider::Script script = OneCube();
   std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
@@ -440,7 +440,7 @@ ScriptedProvider::Script ManyCubes(int count) {
   return script;
 }
 
-/// Waits until the tool, which nobody reads, makes no more requests.
+/// Waits until the tool, whose output nobody reads, sends no more requests.
 void AwaitStandstill(const ScriptedProvider& provider) {
   std::size_t former = 0;
   int unchanged = 0;
@@ -454,8 +454,8 @@ void AwaitStandstill(const ScriptedProvider& provider) {
   EXPECT_LT(former, 200u);  // of many more
 }
 
-/// ThreadSanitizer holds a signal back from a thread that waits for a mutex, as one of two jobs
-/// does while the other one waits for a reader. One job alone waits for none.
+/// ThreadSanitizer delays a signal to a thread that waits for a mutex. With two jobs, one waits for
+/// the other, which waits for a reader. One job alone avoids this.
 constexpr const char* kJobs = support::kIsThreadSanitized ? "1" : "2";
 
 struct Unread {
@@ -492,7 +492,7 @@ TEST_F(Interrupt, EndsTheWaitingForAReaderOfStandardError) {
           options);
       const double seconds = SecondsSince(sent);
       EXPECT_EQ(outcome.status, 130) << outcome.signal;
-      // What was complete is there for whoever does read.
+      // A reader that continues gets what was complete.
       if (each.out == Stream::kPipe) {
         EXPECT_THAT(outcome.out, HasSubstr("Unit"));
       }
@@ -501,7 +501,7 @@ TEST_F(Interrupt, EndsTheWaitingForAReaderOfStandardError) {
   }
 }
 
-/// The signal still means something to the process itself.
+/// The signal still ends the process itself.
 bool Catches(pid_t process, int signal) {
   std::ifstream status("/proc/" + std::to_string(process) + "/status");
   for (std::string line; std::getline(status, line);)
@@ -531,7 +531,8 @@ TEST_F(Interrupt, ASecondTimeEndsTheToolWhatEverItWaitsFor) {
           },
           options);
       const double seconds = SecondsSince(sent);
-      // The half second after the first was over already: a machine so busy proves nothing.
+      // More than half a second passed after the first signal. The machine is too busy for this
+      // test.
       if (outcome.status == 130) return 2 * kAtOnce;
       EXPECT_EQ(outcome.signal, signal);
       EXPECT_EQ(folder.Files().size(), 1u);
@@ -540,8 +541,8 @@ TEST_F(Interrupt, ASecondTimeEndsTheToolWhatEverItWaitsFor) {
     });
 }
 
-/// The file without a name that the process has made in that folder, by a name that works while it
-/// is open. Empty when there is none for so long that none will come.
+/// The unnamed file that the process has created in that folder, as a path that works while it is
+/// open. Empty if none appears in time.
 std::string AwaitOpenFile(pid_t process, const std::filesystem::path& folder) {
   const auto limit = steady_clock::now() + std::chrono::seconds(20);
   const std::string descriptors = "/proc/" + std::to_string(process) + "/fd";
@@ -558,7 +559,7 @@ std::string AwaitOpenFile(pid_t process, const std::filesystem::path& folder) {
 
 TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
   if (!IsVisible()) GTEST_SKIP() << kInvisible;
-  // Long enough that a signal at the birth of the unfinished file comes before its end.
+  // Long enough that a signal at the creation of the unfinished file comes before its end.
   const ScriptedProvider provider(LongNames(400));
   constexpr off_t kLength = 400 * 40000;
   for (const char* format : {"text", "json"}) {
@@ -675,7 +676,7 @@ TEST_F(Interrupt, ThatTheCallerIgnoresIsIgnored) {
   ScriptedProvider::Script script = TwoSources();
   script.answer = [&](const std::string&, const std::string&) { return stalled.Hold(); };
   const ScriptedProvider provider(std::move(script));
-  // nohup's way: an ignored signal stays ignored across the execution.
+  // Like nohup: an ignored signal stays ignored across exec.
   const auto former = std::signal(SIGINT, SIG_IGN);
   const Outcome outcome = RunToolWhile({"--url", provider.Url(), "sources"}, [&](pid_t process) {
     EXPECT_TRUE(stalled.Await());

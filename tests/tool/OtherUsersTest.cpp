@@ -1,5 +1,4 @@
-// Files of other users: what strangers may have put where the result goes, or where the password is
-// read, gains them nothing.
+// Files of other users at the place of the output or the password file gain them nothing.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -33,7 +32,7 @@ constexpr uid_t kRoot = 0;
 constexpr uid_t kOrdinary = 61234;
 constexpr uid_t kStranger = 61235;
 
-/// Becomes another user for good.
+/// Switches to another user permanently.
 void Become(uid_t user) {
   umask(022);
   if (user != kRoot && (setgid(user) != 0 || setuid(user) != 0)) _exit(125);
@@ -135,7 +134,7 @@ TEST_P(OtherUsers, OfAGroupThatLosesTheFileLoseItsPermissions) {
   ASSERT_EQ(lchown(Path("own/result").c_str(), GetParam(), kStranger), 0);
   EXPECT_EQ(RunInto("own/result", GetParam()).status, 0);
   const struct stat status = StatusOf("own/result");
-  // Root can keep the group; who is not in it cannot, and gives another one nothing.
+  // Root can keep the group. A user outside the group cannot, and grants nothing to another group.
   EXPECT_EQ(status.st_gid, GetParam() == kRoot ? kStranger : GetParam());
   EXPECT_EQ(status.st_mode & 0777, GetParam() == kRoot ? 0660u : 0600u);
 }
@@ -166,7 +165,7 @@ constexpr Planted kPlanted[] = {
 TEST_P(OtherUsers, LeadTheResultNowhereByALink) {
   MakeFolder("own", GetParam(), 0755);
   for (const Planted& planted : kPlanted)
-    // The last component, one before it, and a link that a link of the caller's leads to.
+    // A link as the last component, as an earlier one, and behind a link of the caller.
     for (const char* name : {"shared/file", "shared/folder/target", "own/chain"}) {
       SCOPED_TRACE(testing::Message() << std::oct << planted.folder << " of " << planted.folderOwner
                                       << ", link of " << planted.linkOwner << ", " << name);
@@ -261,10 +260,10 @@ INSTANTIATE_TEST_SUITE_P(As, OtherUsers, testing::Values(kRoot, kOrdinary), [](c
   return user.param == kRoot ? "Root" : "AnOrdinaryUser";
 });
 
-/// A place that is changed under the tool between its look at it and the end of the import.
+/// A path that changes between the tool's check and the end of the import.
 class ChangedPlace : public testing::Test {
  protected:
-  /// Runs the tool, which asks its provider once `change` is done.
+  /// Runs the tool. Its provider answers after `change` is done.
   Outcome Run(const std::string& name, const std::function<void()>& change) const {
     ScriptedProvider::Script script = TwoSources();
     script.answer = [&](const std::string& type, const std::string&) {
@@ -305,7 +304,7 @@ TEST_F(ChangedPlace, ADirectoryInPlaceOfAnotherIsNotEntered) {
   EXPECT_EQ(Text("b/result"), "Alpha\nBeta\n");
 }
 
-/// A file system that makes no files without a name: opening one fails.
+/// A file system without support for unnamed files: opening one fails.
 void RefuseNamelessFiles() {
   constexpr auto kAtFlags = offsetof(seccomp_data, args) + 2 * sizeof(std::uint64_t);
   constexpr unsigned int kNameless = O_TMPFILE & ~O_DIRECTORY;

@@ -1,4 +1,4 @@
-// Where the result goes, and what happens when it cannot go there.
+// Tests the place of the result, and errors of writing.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ class Output : public testing::Test {
     arguments.insert(arguments.end(), more.begin(), more.end());
     return RunTool(arguments);
   }
-  /// The folder holds these files and no other: nothing half done is left beside them.
+  /// The folder contains exactly these files: no temporary file is left.
   void ExpectOnly(const std::vector<std::string>& files) const {
     std::vector<std::string> found;
     for (const auto& file : m_folder.Files()) found.push_back(file);
@@ -74,7 +74,7 @@ TEST_F(Output, FollowsALinkAndLeavesIt) {
 }
 
 TEST_F(Output, IntoStandardOutputByNameKeepsItsPlace) {
-  // Opened anew, a file would lose what stands in it already.
+  // Opening it again would discard its contents.
   for (const char* name : {"-", "/dev/stdout", "/dev/fd/1"}) {
     const std::string log = File();
     std::ofstream(log) << "before\n";

@@ -1,5 +1,5 @@
-// The password prompt on a real terminal, under a shell's job control: whatever ends or stops the
-// tool there, the terminal shows again what is typed.
+// Tests the password prompt on a real terminal under job control. However the tool ends or stops
+// there, the terminal's echo is restored.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -27,10 +27,10 @@ using testing::HasSubstr;
 
 constexpr std::chrono::seconds kPatience{20};
 
-/// One thread is at work here, and ThreadSanitizer now and then keeps a signal from it.
+/// With only one thread, ThreadSanitizer occasionally delays a signal.
 constexpr const char* kKept = "skipped: ThreadSanitizer keeps signals back";
 
-/// The tool as the foreground job of a terminal of its own.
+/// The tool as the foreground job of its own terminal.
 class Job {
  public:
   explicit Job(const std::string& url) {
@@ -58,7 +58,7 @@ class Job {
   void Type(const std::string& keys) const {
     EXPECT_EQ(write(m_screen, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
-  /// The state that the job changes to, as waitpid tells it.
+  /// The next state of the job, as waitpid reports it.
   int Next() const {
     pollfd wait{m_news, POLLIN, 0};
     int news = 0;
@@ -66,7 +66,7 @@ class Job {
     EXPECT_TRUE(isThere && read(m_news, &news, sizeof news) == sizeof news);
     return news;
   }
-  /// Waits until the prompt is shown once more and nothing typed would be.
+  /// Waits until the prompt is shown again with the echo off.
   void AwaitPrompt() {
     const auto end = std::chrono::steady_clock::now() + kPatience;
     std::string shown;
@@ -123,8 +123,8 @@ class Job {
 
 struct Ended {
   const char* name;
-  int signal;        ///< sent, or
-  const char* keys;  ///< typed
+  int signal;        ///< signal to send, or
+  const char* keys;  ///< text to type
 };
 constexpr Ended kEnded[] = {
     {"quit key", SIGQUIT, "\x1c"}, {"quit", SIGQUIT, nullptr},   {"hang-up", SIGHUP, nullptr},

@@ -1,4 +1,4 @@
-// The embedded sample provider as a source, for all three kinds.
+// Tests the embedded sample provider as a source, for all three kinds.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -63,7 +63,7 @@ TEST(SampleProvider, TakesNoCredentials) {
     EXPECT_EQ(outcome.err,
               "xmla-import: error: --user and --password-file cannot be combined with --sample\n");
   }
-  Options options;  // the environment may hold them for other calls
+  Options options;  // the environment may have credentials for other calls
   options.environment = {{"XMLA_IMPORT_USER", "ann"}, {"XMLA_IMPORT_PASSWORD", "x"}};
   EXPECT_EQ(RunTool({"--sample", "sap-bw", "sources"}, options).status, 0);
 }

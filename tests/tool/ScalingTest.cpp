@@ -1,4 +1,4 @@
-// What a server or a caller can make large: twice as much costs about twice as much.
+// CPU time of the tool is linear in the sizes that a server or a caller controls.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ namespace {
 struct Path {
   const char* name;
   std::size_t size;
-  /// Runs the tool on something of that size.
+  /// Runs the tool with this size.
   std::function<Outcome(std::size_t)> run;
   int status;
 };

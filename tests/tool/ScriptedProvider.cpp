@@ -21,7 +21,7 @@ std::string Rowset(const std::vector<Row>& rows) {
   return support::RowsetReply(text);
 }
 
-/// The server compresses texts of the usual type, which takes long for large ones.
+/// The server compresses the usual content type, which is slow for large replies.
 support::Reply ReplyOf(std::string body) {
   constexpr std::size_t kLarge = 20000;
   const bool isLarge = body.size() > kLarge;

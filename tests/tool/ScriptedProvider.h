@@ -13,17 +13,16 @@ namespace tool {
 /// Columns and values of one row.
 using Row = std::vector<std::pair<std::string, std::string>>;
 
-/// A provider whose rowsets are lists of rows, all given by the test. A rowset without an entry is
-/// empty. Its first identity makes it a server of 9.x, so that detection and data-source names go
-/// the usual way.
+/// A provider whose rowsets are lists of rows given by the test. A rowset without an entry is
+/// empty. It identifies itself as Analysis Services 9.x by default.
 class ScriptedProvider {
  public:
   struct Script {
     std::string name = "Test Server";
     std::string version = "9.0.1";
-    /// Request type to rows; an entry for "TYPE catalog" answers requests for that catalog.
+    /// Rows by request type. "TYPE catalog" answers requests for that catalog.
     std::map<std::string, std::vector<Row>> rows;
-    /// Called first with the request's type and body; an answer that is not empty is sent.
+    /// Called first, with the request's type and body. An answer that is not empty is sent.
     std::function<std::string(const std::string& type, const std::string& body)> answer;
   };
 
@@ -41,11 +40,11 @@ class ScriptedProvider {
   support::ScriptedServer m_server;
 };
 
-/// Two data sources: "Alpha" with the catalogs "One" (cubes "Sales", "Stock") and "Two" (no cube),
-/// and "Beta" with the same catalogs.
+/// Two data sources: "Alpha" has the catalogs "One" (cubes "Sales", "Stock") and "Two" (no cube),
+/// and "Beta" has the same catalogs.
 ScriptedProvider::Script TwoSources();
-/// The only source "Solo" with the only catalog "Lone" and its only cube "Unit", which has one
-/// hierarchy of two levels, one member property, and two measures.
+/// One source "Solo" with one catalog "Lone" and one cube "Unit". The cube has one hierarchy of two
+/// levels, one member property, and two measures.
 ScriptedProvider::Script OneCube();
 
 }  // namespace tool

@@ -1,4 +1,4 @@
-// The commands sources and tree on a scripted provider: whole documents, whole texts.
+// Tests the commands sources and tree with a scripted provider: complete documents and texts.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

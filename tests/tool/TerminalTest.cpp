@@ -1,4 +1,4 @@
-// What people see: progress, exchanges, and names that come from elsewhere.
+// Tests output for people: progress, exchanges, and untrusted names.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-// C1 control (a terminal's own escape), right-to-left override, line separator.
+// A C1 control (CSI), right-to-left override, line separator.
 constexpr char kHostile[] =
     "a\xC2\x9B"
     "31mb\xE2\x80\xAE"

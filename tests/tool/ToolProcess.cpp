@@ -21,21 +21,21 @@ namespace tool {
 namespace {
 
 constexpr std::chrono::seconds kLongestRun{30};
-// What would make a run depend on who runs the tests.
+// Variables that would make a run depend on the user who runs the tests.
 constexpr std::string_view kDropped[] = {
     "XMLA_IMPORT_",        "OT_XMLA_IMPORT_", "MORVEN_",        "http_proxy=", "HTTP_PROXY=",
     "https_proxy=",        "HTTPS_PROXY=",    "ftp_proxy=",     "FTP_PROXY=",  "all_proxy=",
     "ALL_PROXY=",          "no_proxy=",       "NO_PROXY=",      "SSL_CERT_",   "CURL_CA_BUNDLE=",
     "REQUESTS_CA_BUNDLE=", "CURL_SSL_",       "SSLKEYLOGFILE=", "OPENSSL_"};
 
-/// A caller may have started the tests in the background, where an interactive signal is ignored;
-/// the tool, too, would then rightly ignore it.
+/// A caller may run the tests in the background with interactive signals ignored. The tool would
+/// then also ignore them.
 [[maybe_unused]] const bool kSignalsAreUsual = [] {
   for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGHUP}) std::signal(signal, SIG_DFL);
   return true;
 }();
 
-/// Our end of a stream of the child, and the child's.
+/// The two ends of a stream of the child: the test's and the child's.
 struct Ends {
   int ours = -1;
   int theirs = -1;
@@ -110,13 +110,13 @@ void PutAt(int theirs, int number) {
     dup2(theirs, number);
 }
 
-/// What a stream of the child says, until it ends.
+/// The text of a stream of the child, up to its end.
 class Capture {
  public:
   Capture(int file, std::string& text) : m_file(file), m_text(&text) {}
   bool Open() const { return m_file >= 0; }
   pollfd Wait() const { return {m_file, POLLIN, 0}; }
-  /// Reads what is there; closes at the end (which a terminal announces with an error).
+  /// Reads what is available; closes at the end (which a terminal reports as an error).
   void Read() {
     char block[8192];
     const ssize_t count = read(m_file, block, sizeof block);
@@ -143,7 +143,7 @@ void TypeWhenAsked(int terminal, Outcome& outcome, std::string& typed) {
 }
 
 void WriteInput(int file, const std::string& input) {
-  // Small enough for the pipe; a child that does not read it is no error.
+  // Small enough for the pipe's buffer. A child that does not read it is no error.
   std::signal(SIGPIPE, SIG_IGN);
   if (!input.empty() && write(file, input.data(), input.size()) < 0 && errno != EPIPE)
     throw std::runtime_error("no standard input");
@@ -187,10 +187,10 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   if (child < 0) throw std::runtime_error("no process");
   if (child == 0) {
     setsid();
-    // The first terminal that a session opens is its own.
+    // The first terminal that a session leader opens becomes its controlling terminal.
     const int own = options.terminal ? open(terminalName.c_str(), O_RDWR | O_CLOEXEC) : -1;
     if (options.terminal && own < 0) _exit(126);
-    // The descriptors above the standard ones are closed on execution.
+    // All descriptors above the standard ones have the close-on-exec flag.
     dup2(options.inputIsTerminal ? own : in.theirs, STDIN_FILENO);
     PutAt(out.theirs, STDOUT_FILENO);
     PutAt(err.theirs, STDERR_FILENO);
@@ -202,7 +202,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   for (const Ends& ends : {in, out, err})
     if (ends.theirs >= 0) close(ends.theirs);
   const int process =
-      static_cast<int>(syscall(SYS_pidfd_open, child, 0));  // readable once the child has ended
+      static_cast<int>(syscall(SYS_pidfd_open, child, 0));  // readable when the child has ended
   std::thread other([&] { meanwhile(child); });
   WriteInput(in.ours, options.input);
 
@@ -216,7 +216,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   int status = 0;
   rusage usage{};
   bool ended = false;
-  // The ends of the captured streams, then that of the process.
+  // Waits for the end of the captured streams, then of the process.
   while (!ended || std::any_of(captures.begin(), captures.end(), std::mem_fn(&Capture::Open))) {
     if (std::chrono::steady_clock::now() > deadline) kill(child, SIGKILL);
     std::vector<pollfd> waits;

@@ -1,5 +1,7 @@
-// What the import does when its agent fails in other ways than by an error message, and when the
-// host asks a running import to stop.
+// Tests the import if its agent throws something other than ErrorMessage, and if the host cancels a
+// running import.
+
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <chrono>
@@ -16,7 +18,7 @@ using support::RowsetReply;
 using support::ScriptedServer;
 using testing::HasSubstr;
 
-/// An agent that asks nobody.
+/// An agent that sends no requests.
 class OfflineAgent : public XmlADiscoverAgentImpl {
  public:
   OfflineAgent()
@@ -61,7 +63,7 @@ TEST(AgentFailure, ThatIsNoErrorMessagePassesToTheHost) {
   EXPECT_EQ(errors, String());
 }
 
-/// Answers for one hierarchy, whose default member cannot be looked up.
+/// Returns one hierarchy; the look-up of its default member fails.
 class MemberlessAgent : public OfflineAgent {
  public:
   void GetHierarchiesOnCatalogCube(std::vector<RefCnt<XmlAHierarchy>>& rows, const String&,

@@ -5,7 +5,7 @@
 #include "support/ScriptedServer.h"
 #include "support/Text.h"
 
-/// An agent whose inner operations the tests may call.
+/// Makes the agent's protected operations callable.
 class AgentProbe : public XmlADiscoverAgentImpl {
  public:
   explicit AgentProbe(const std::string& url, ServerInfo::TargetType target = ServerInfo::kTessera,
@@ -28,7 +28,7 @@ class AgentProbe : public XmlADiscoverAgentImpl {
   using XmlADiscoverAgentImpl::StopSaxParser;
 };
 
-/// The text of the ErrorMessage that `action` throws; "no error" when it throws none.
+/// Returns the text of the ErrorMessage that `action` throws; "no error" if it throws none.
 template <class Action>
 std::string ErrorOf(Action action) {
   try {
@@ -41,7 +41,7 @@ std::string ErrorOf(Action action) {
   return "no error";
 }
 
-/// The number of the ErrorMessage that `action` throws; -1 when it throws none.
+/// Returns the number of the ErrorMessage that `action` throws; -1 if it throws none.
 template <class Action>
 int ErrorNumberOf(Action action) {
   try {
@@ -52,5 +52,5 @@ int ErrorNumberOf(Action action) {
   return -1;
 }
 
-/// A URL where nobody listens.
+/// A URL without a server.
 inline constexpr const char* kNobody = "http://127.0.0.1:1/xmla";

@@ -1,4 +1,6 @@
-// An agent's making, its environment, and how it tells the provider.
+// Tests creation of an agent, its environment, and identification of the provider.
+
+#include <gmock/gmock.h>
 
 #include "../../server/Utility/UtilityXMLASAX/Src/SUXMLASAXConfiguration.h"
 #include "AgentProbe.h"
@@ -25,7 +27,7 @@ TEST_IN_CHILD(Timeout, IsReadFromTheEnvironment, {{"MORVEN_BI_XMLA_HTTP_TIMEOUT"
   EXPECT_TRUE(g_bOverrideTimeout);
 }
 
-// Run by the next test, in child processes.
+// The next test runs this one in child processes.
 TEST(Timeout, DISABLED_IsAsExpected) {
   EXPECT_EQ(std::to_string(g_kTimeoutDefault), std::getenv("EXPECTED_TIMEOUT"));
   EXPECT_EQ(std::to_string(g_bOverrideTimeout), std::getenv("EXPECTED_OVERRIDE"));

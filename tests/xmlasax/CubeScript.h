@@ -5,9 +5,8 @@
 
 #include "support/ScriptedServer.h"
 
-/// A cube as a scripted provider serves it: the rows of each rowset as XML, by the restriction that
-/// picks them. A rowset that is not named is empty; a text that begins with "fault:" is answered
-/// with a SOAP fault of that text.
+/// The replies for one cube: rows of each rowset as XML, keyed by the restriction that selects
+/// them. A missing rowset is empty. A text that begins with "fault:" becomes a SOAP fault.
 struct CubeScript {
   std::string dimensions;
   std::string hierarchies;
@@ -42,7 +41,7 @@ struct CubeScript {
   }
 };
 
-/// A row of columns given as pairs of name and value, already escaped.
+/// A row of columns, given as pairs of name and escaped value.
 inline std::string Row(std::initializer_list<std::pair<const char*, std::string>> columns) {
   std::string row = "<row>";
   for (const auto& [name, value] : columns)

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The OLE DB type indicators that the import knows.
+// The OLE DB type indicators that the import supports.
 const std::map<int, VXDataType> kKnown = {
     {2, VXDoubleData},        {3, VXDoubleData},  {4, VXDoubleData},
     {5, VXDoubleData},        {6, VXDoubleData},  {7, VXDateData},

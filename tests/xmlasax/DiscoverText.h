@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-// The text of Discover requests as it must go over the wire, written out here once more, byte for
-// byte, so that no slip in the builder goes unseen.
+// The expected bytes of Discover requests. Independent of the product's code, so that its mistakes
+// are noticed.
 
 inline std::string Discover(const std::string& type, const std::string& restrictionsAndProperties) {
   return "<?xml version=\"1.0\"?>\r\n"
@@ -20,8 +20,8 @@ inline std::string Discover(const std::string& type, const std::string& restrict
          "</Discover>\r\n </SOAP-ENV:Body>\r\n </SOAP-ENV:Envelope>\r\n";
 }
 
-/// With restrictions in order (element name, value; all already escaped), and the properties that
-/// go with the data source: none for an empty one, the catalog when there is a catalog restriction.
+/// Restrictions in order (element name, escaped value), and the properties that follow from them:
+/// none for an empty data source, the catalog if there is a catalog restriction.
 inline std::string Discover(const std::string& type, const std::string& dataSource,
                             const std::vector<std::pair<std::string, std::string>>& restrictions) {
   std::string list;

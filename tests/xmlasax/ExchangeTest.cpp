@@ -1,5 +1,7 @@
-// One exchange: what goes over the wire, how a reply is brought into form, and what counts as a
-// fault.
+// Tests one exchange: the bytes of the request, normalisation of the reply, and detection of
+// faults.
+
+#include <gmock/gmock.h>
 
 #include "AgentProbe.h"
 #include "Utility/Generic/SUStrUtil.h"
@@ -51,8 +53,8 @@ TEST(Exchange, KeepsOneConnection) {
 struct DeclarationCase {
   const char* name;
   std::string sent;
-  std::string modern;  // after a 2005, 2008 or 2012 target
-  std::string other;   // after any other target
+  std::string modern;  // expected text for a 2005, 2008 or 2012 target
+  std::string other;   // expected text for any other target
 };
 
 const std::string kRest = "<Envelope><Body><return><root/></return></Body></Envelope>";
@@ -87,7 +89,7 @@ TEST(Exchange, BringsTheDeclarationIntoOneForm) {
       {ServerInfo::kTamarind11_1_2_3_500, false},
   };
   for (const auto& declaration : kDeclarations) {
-    // A third declaration is one too many for the reader.
+    // The reader accepts two declarations, not three.
     const bool readable = std::string(declaration.name) != "doubled";
     ScriptedServer server([&](const support::Request&) { return Reply{declaration.sent}; });
     for (const auto& [target, modern] : targets) {
@@ -122,7 +124,7 @@ struct FaultCase {
   const char* name;
   std::string body;
   int status;
-  std::string error;  // contained in the text; empty: no error
+  std::string error;  // part of the error text; empty: no error
 };
 
 std::string Envelope(const std::string& inner) {
@@ -248,7 +250,7 @@ TEST(Exchange, RepliesThatAreNoneAreErrorsThatSayWhy) {
     String response;
     EXPECT_THAT(ErrorOf([&] { agent.SendSoapRequest(L"x", response); }), HasSubstr(broken.error))
         << broken.name;
-    // The agent stays usable.
+    // The agent remains usable.
     EXPECT_EQ(ErrorOf([&] { agent.SendSoapRequest(L"x", response); }), "no error") << broken.name;
   }
 }

@@ -1,5 +1,8 @@
-// The import of a cube's hierarchies: what is asked, what is skipped, and the records that come
-// out.
+// Tests the import of a cube's hierarchies: requests, skipped hierarchies, and records.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
 
 #include "CubeScript.h"
 #include "DiscoverText.h"
@@ -34,7 +37,7 @@ Imported Import(const CubeScript& cube, ServerInfo::TargetType target) {
   ScriptedServer server(cube);
   ImportProbe import(server.Url(), target);
   Imported result;
-  result.hierarchies.resize(3);  // what the host left in it must go
+  result.hierarchies.resize(3);  // previous content, which must be replaced
   String errors;
   String warnings;
   import.GetHierarchies(result.hierarchies, errors, warnings);
@@ -44,7 +47,7 @@ Imported Import(const CubeScript& cube, ServerInfo::TargetType target) {
   return result;
 }
 
-/// The import of one hierarchy with those columns beside its unique name "[D].[H]".
+/// Imports one hierarchy with these columns and the unique name "[D].[H]".
 Imported ImportOne(std::initializer_list<std::pair<const char*, std::string>> columns,
                    ServerInfo::TargetType target, CubeScript cube = {}) {
   std::string row = Row(columns);
@@ -59,7 +62,7 @@ std::vector<std::string> Types(const Imported& result) {
   return types;
 }
 
-// What is skipped.
+// Skipped hierarchies.
 
 struct SkipCase {
   const char* name;
@@ -137,7 +140,7 @@ TEST(HierarchyImport, WarningsNameHierarchySourceCatalogAndCube) {
   }
 }
 
-// Names and kinds.
+// Names and types.
 
 TEST(HierarchyImport, KeepsACaptionWhole) {
   const std::string caption = "A [caption]. with 'everything' * ? " + std::string(200, 'x');
@@ -191,7 +194,7 @@ TEST(HierarchyImport, CutsAGeneratedNameAt128Characters) {
     EXPECT_EQ(support::Narrow(result.hierarchies.at(0).m_hierarchyName), c.kept);
     EXPECT_EQ(support::Narrow(result.hierarchies.at(0).m_externalName), c.text);
   }
-  // Characters, not bytes; one beyond the basic plane counts one.
+  // Counts characters, not bytes. One beyond the basic plane counts as one.
   std::string astral;
   for (int i = 0; i < 200; ++i) astral += "\U0001F4C8";
   CubeScript cube;
@@ -345,7 +348,7 @@ TEST(HierarchyImport, AFailedLookUpIsAWarningAndTheImportGoesOn) {
 
 // Levels.
 
-/// The import of the one level with those columns.
+/// Imports one level with these columns.
 OTXMLALevel ImportLevel(const std::string& row, ServerInfo::TargetType target = kAnalysis,
                         const std::string& properties = "") {
   CubeScript cube;
@@ -755,7 +758,8 @@ TEST(HierarchyImport, AFailedRequestEndsItAndKeepsWhatWasFinished) {
 }
 
 TEST(HierarchyImport, StaysInProportionToWhatTheServerSends) {
-  // Levels in falling order, the costliest to put right, and one with a very long property list.
+  // Levels in descending order, the slowest case for sorting, and one with a very long list of
+  // properties.
   CubeScript cube;
   std::vector<int> numbers(200);
   for (int i = 0; i < 200; ++i) numbers[static_cast<std::size_t>(i)] = 199 - i;

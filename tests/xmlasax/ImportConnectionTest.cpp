@@ -1,5 +1,7 @@
-// Connection, detection of the provider's kind, the list and the tree of data sources, and what the
-// host interface does by itself.
+// Tests connection, detection of the provider's kind, the list and tree of data sources, and local
+// operations of the host interface.
+
+#include <gmock/gmock.h>
 
 #include "DiscoverText.h"
 #include "Import/OTXMLAImportEntry.h"
@@ -72,7 +74,7 @@ TEST(Detection, FollowsNameThenVersion) {
         << support::Narrow(c.name) << " " << support::Narrow(c.version);
 }
 
-/// A provider of that name and version with two data sources.
+/// A provider with this name and version and two data sources.
 ScriptedServer::Handler Provider(const std::string& name, const std::string& version) {
   return [=](const Request& request) {
     const std::string identity = IdentityReply(request, name, version);
@@ -214,7 +216,7 @@ TEST(DataSourceTree, HoldsEveryCatalogAndCubeInTheProvidersOrder) {
   EXPECT_EQ(sources[0].m_catalogs[0].m_cubes[0].first, String(L"z"));
   EXPECT_EQ(sources[1].m_catalogs[0].m_cubes[0].second, String(L"y"));
   EXPECT_EQ(sources[0].m_catalogs[0].m_cubes[2].first, String(L"a"));
-  // One without cubes and one without catalogs are kept.
+  // Keeps a catalog without cubes and a source without catalogs.
   EXPECT_EQ(sources[0].m_catalogs[1].m_catalogName, String(L"bare"));
   EXPECT_TRUE(sources[0].m_catalogs[1].m_cubes.empty());
   EXPECT_EQ(sources[2].m_dataSourceName, String(L"s0"));
@@ -273,7 +275,7 @@ TEST(DataSourceTree, IsWholeWithOneWarningWhenTheKindsDisagree) {
 }
 
 struct TreeFailure {
-  const char* at;  // a piece of the request that is answered with a fault
+  const char* at;  // part of the request that gets a fault
   std::size_t left;
 };
 
@@ -322,7 +324,7 @@ TEST(Connection, IsKeptAsGivenAndSendsNothing) {
   EXPECT_TRUE(import.m_DiscoverAgent->IsSAPBW());
 }
 
-/// An agent that tells when it dies.
+/// An agent that records its destruction.
 struct MortalAgent : XmlADiscoverAgentImpl {
   explicit MortalAgent(int& deaths)
       : XmlADiscoverAgentImpl(L"http://127.0.0.1:1/", L"", L"", ServerInfo::kTessera,
@@ -360,7 +362,7 @@ TEST(Connection, ANewOneReplacesTheAgentAndKeepsTheRest) {
     EXPECT_THAT(import.m_importOption.m_forceSingleViewHierarchyNames, ElementsAre(String(L"h")));
     import.m_DiscoverAgent.reset(new MortalAgent(deaths));
   }
-  EXPECT_EQ(deaths, 2);  // the import object deletes its agent
+  EXPECT_EQ(deaths, 2);  // the import object owns its agent
 }
 
 TEST(Connection, ThatCannotBeMadeLeavesTheFormerAgent) {
@@ -446,7 +448,7 @@ TEST(HostInterface, WhatXmlaDoesNotSupportLeavesItsArgumentsAlone) {
   EXPECT_EQ(b, String(L"b"));
 }
 
-// Identifying without configured kind.
+// Identification without a configured kind.
 
 struct Identified {
   bool answered = false;
@@ -518,7 +520,7 @@ TEST(Identifying, AKnownNameIsKeptAndIsEnough) {
   EXPECT_EQ(found.identity.name, String(L"SAP BW"));
   EXPECT_EQ(found.identity.version, String());
   EXPECT_EQ(found.identity.target, ServerInfo::kSAP_BW35);
-  // The Tamarind way is not tried.
+  // The Tamarind rules are not tried.
   EXPECT_THAT(found.requests, ElementsAre("DISCOVER_PROPERTIES", "DISCOVER_PROPERTIES"));
 }
 

@@ -1,6 +1,7 @@
-// The import log, byte for byte but for the times. The environment switches it on, so every test
-// runs in a process of its own.
+// Tests the import log byte for byte, except for times. The environment enables it, so every test
+// runs in a child process.
 
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <regex>
@@ -24,7 +25,7 @@ const std::map<std::string, std::string> kLogging = {{"OT_XMLA_IMPORT_LOGGING", 
 const std::string kDelimiter = "\n##############################################\n";
 constexpr const char* kBom = "\xEF\xBB\xBF";
 
-/// Sends the logs of agents made while it lives into a directory of its own.
+/// Sends the logs of agents created during the object's life to a new directory.
 class LogDir {
  public:
   LogDir() { setenv("XMLA_IMPORT_LOG_DIR", m_dir.Path().c_str(), 1); }
@@ -125,7 +126,7 @@ double SecondsOf(const std::string& time) {
 }
 
 TEST_IN_CHILD(ImportLog, AFailureSetsTheSecondAndThirdTimeWhateverWasRecorded, kLogging) {
-  // The error stands behind so many rows that the reply has arrived long before it is found.
+  // The error follows so many rows that the reply has arrived long before the error is found.
   std::string rows;
   for (int i = 0; i < 600000; ++i)
     rows += "<row><CATALOG_NAME>" + std::to_string(i) + "</CATALOG_NAME></row>";
@@ -210,7 +211,7 @@ TEST_IN_CHILD(ImportLog, AHeaderThatDoesNotFitIsCut, kLogging) {
     LogDir log;
     const std::string url = std::string(kNobody) + "/" + std::string(length, 'x');
     { AgentProbe agent(url, ServerInfo::kTessera, true); }
-    // In the file the time takes 23 characters and the byte-order mark three bytes.
+    // In the file, the time takes 23 characters and the byte-order mark three bytes.
     const std::string header = Header("Tessera", url).substr(3);
     const std::size_t room = 255 - 23 + 4;
     EXPECT_EQ(log.Text(),
@@ -291,7 +292,7 @@ TEST_IN_CHILD(ImportLog, CountsWholeSecondsCutNotRounded, kLogging) {
   EXPECT_THAT(text, HasSubstr("Requesting time in seconds: 0\tParsing time in seconds: 6\n"));
 }
 
-/// Characters of one to four bytes, so that pieces of any size end inside one somewhere.
+/// Characters of one to four bytes, so that blocks of any size end inside a character somewhere.
 std::string LargeText(std::size_t bytes) {
   const std::string characters = "a\xD0\xB3\xE2\x82\xAC\xF0\x9D\x84\x9E.";
   std::string text;
@@ -300,7 +301,7 @@ std::string LargeText(std::size_t bytes) {
 }
 
 TEST_IN_CHILD(ImportLog, ALargeReplyStandsInItAsItCame, kLogging) {
-  // What is not UTF-8 stands in it as what the reader takes it for.
+  // Ill-formed UTF-8 appears in the log as the reader decodes it.
   for (const std::string& odd : {std::string(), std::string(9, '\x80') + "\xE2\x82"}) {
     std::string rows;
     for (std::size_t i = 0; i < 9; ++i)
@@ -360,7 +361,7 @@ TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportGoesOn, kLogging) {
     std::string log;
     std::string told;
   };
-  /// Three exchanges with a log of at most so many bytes.
+  /// Three exchanges with a log of at most `limit` bytes.
   const auto run = [&](std::uint64_t limit) {
     LogDir log;
     Outcome outcome;
@@ -440,7 +441,7 @@ TEST_IN_CHILD(ImportLog, OfTwoAgentsMadeInOneSecondTheSecondStartsTheFileAnew, k
     VXStringVector names;
     first->GetCatalogs(names, L"of the first");
     auto second = std::make_unique<AgentProbe>(server.Url(), ServerInfo::kSAP_BW, true);
-    if (dir.Files().size() != 1) continue;  // the second turned over
+    if (dir.Files().size() != 1) continue;  // the second has rolled over
     const std::string emptied = support::ReadFile(dir.Files()[0]);
     EXPECT_THAT(emptied, HasSubstr("\tTarget Service:\tSAP BW\n"));
     EXPECT_THAT(emptied, testing::Not(HasSubstr("of the first")));

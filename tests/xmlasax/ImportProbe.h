@@ -5,11 +5,11 @@
 #include "support/ScriptedServer.h"
 #include "support/Text.h"
 
-/// An import object whose state the tests may look at.
+/// Makes the state of an import object visible.
 class ImportProbe : public OTXMLAAnaTamImportAPI {
  public:
   ImportProbe() = default;
-  /// Connected, with the choice source "S", catalog "C" and cube "Q".
+  /// Connected, with source "S", catalog "C" and cube "Q" chosen.
   ImportProbe(const std::string& url, ServerInfo::TargetType target) {
     SetupConnInfo(support::Wide(url), L"", L"", target, ServerInfo::kCLIXMLA);
     SetImportChoiceInfo(L"S", L"C", L"Q");
@@ -25,8 +25,8 @@ class ImportProbe : public OTXMLAAnaTamImportAPI {
   using OTXMLAAnaTamImportAPI::m_user;
 };
 
-/// The rows of a DISCOVER_PROPERTIES reply or, for the Tamarind way, of DISCOVER_DATASOURCES, that
-/// a request of the identification asks for; empty for another request.
+/// The rows of a DISCOVER_PROPERTIES reply (or DISCOVER_DATASOURCES, by the Tamarind rules) for a
+/// request of the identification; empty for another request.
 inline std::string IdentityReply(const support::Request& request, const std::string& name,
                                  const std::string& version) {
   const auto property = [](const std::string& key, const std::string& value) {

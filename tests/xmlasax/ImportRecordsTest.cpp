@@ -196,7 +196,7 @@ TEST(ImportRecords, AnAppendThatFailsAnywhereLeavesTheListAsItWas) {
   const OTCube cube = Cube();
   unsigned int failures = 0;
   for (int nth = 1;; ++nth) {
-    OTCubes cubes(2, cube);  // full, so that the append has to grow it
+    OTCubes cubes(2, cube);  // full, so that an append must grow it
     bool failed = false;
     try {
       const FailingAllocation failing(nth);

@@ -1,4 +1,4 @@
-// The built library as a host meets it: loaded at run time, with the five symbols that it shows.
+// Tests the built library as a host loads it: at run time, with its five exported symbols.
 
 #include <dlfcn.h>
 
@@ -68,8 +68,8 @@ TEST_F(LoadedLibrary, SaysWhyAProviderCannotBeIdentified) {
       L"no url", L"", L"", ServerInfo::kCLIXMLA, identity, errors));
 }
 
-/// The slot of a virtual operation in its class's table, from the C++ ABI's form of a pointer to
-/// member: one more than the slot's offset in bytes.
+/// The index of a virtual function in its class's table. The C++ ABI represents a pointer to member
+/// as one plus the offset in bytes.
 template <class Member>
 std::size_t Slot(Member member) {
   std::size_t word = 0;
@@ -92,7 +92,7 @@ TEST(VirtualTables, OfTheImportInterfaceStandInTheHostsOrder) {
   EXPECT_EQ(Slot(&A::GetHierarchies), 9u);
   EXPECT_EQ(Slot(&A::GetMeasuresAndCalcMembers), 10u);
   EXPECT_EQ(Slot(&A::GetSAPVariables), 11u);
-  // the two destructors stand here
+  // the two destructors are at these indexes
   EXPECT_EQ(Slot(&A::GetTargetType), 14u);
   EXPECT_EQ(Slot(&A::FlatDimensionToMeasures), 15u);
   EXPECT_EQ(Slot(&A::PrepareForApplicationAndCube), 16u);

@@ -1,5 +1,6 @@
-// What one server can make an import operation do.
+// Tests limits on what one server can make an import operation do.
 
+#include <gmock/gmock.h>
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -100,7 +101,7 @@ TEST(Limits, OnTheRowsOfAReplyIsNamedInTheError) {
   EXPECT_EQ(ImportLimits().maxRowsPerReply, 1'000'000u);
 }
 
-/// A cube of so many hierarchies, each with one level.
+/// A cube with `count` hierarchies of one level each.
 CubeScript Cube(int hierarchies) {
   CubeScript cube;
   std::string rows;
@@ -115,7 +116,7 @@ CubeScript Cube(int hierarchies) {
   return cube;
 }
 
-/// What GetHierarchies appends to its texts, without the records.
+/// The texts that GetHierarchies appends, without the records.
 struct Texts {
   std::string errors;
   std::string warnings;
@@ -145,10 +146,10 @@ TEST(Limits, OfAnOperationHoldForEachOperation) {
     std::string error;
     std::uint64_t defaultValue;
   } cases[] = {
-      // One for the hierarchies; the default member, the levels and the properties of each.
+      // One request for the hierarchies, and three for each: default member, levels and properties.
       {&ImportLimits::maxRequests, 16,
        "The operation needs more than 15 requests to the server (limit maxRequests)", 100'000},
-      // Five hierarchies with a level each.
+      // Five hierarchies with one level each.
       {&ImportLimits::maxRows, 10, "The replies have more than 9 rows in all (limit maxRows)",
        2'000'000},
       {&ImportLimits::maxTotalReplyBytes, replyBytes,
@@ -170,7 +171,7 @@ TEST(Limits, OfAnOperationHoldForEachOperation) {
 }
 
 TEST(Limits, OnTheBytesOfAllRepliesCountsRefusedReplies) {
-  // The look-ups of default members fail, which costs a warning and not the operation.
+  // The look-ups of default members fail, which gives a warning and does not end the operation.
   const std::string refused[] = {
       "<html><title>no</title>" + std::string(100'000, ' ') + "</html>",
       "plain text" + std::string(100'000, '.'),
@@ -188,7 +189,7 @@ TEST(Limits, OnTheBytesOfAllRepliesCountsRefusedReplies) {
     ImportProbe import(server.Url(), ServerInfo::kTessera);
     const Texts texts = ImportHierarchies(import);
     EXPECT_THAT(texts.errors, HasSubstr("limit maxTotalReplyBytes")) << body.substr(0, 20);
-    // Hierarchies; member, levels and properties of the first one; member of the second one.
+    // Hierarchies; member, levels and properties of the first; member of the second.
     EXPECT_EQ(server.Requests().size(), 5u) << body.substr(0, 20);
   }
 }
@@ -196,7 +197,7 @@ TEST(Limits, OnTheBytesOfAllRepliesCountsRefusedReplies) {
 TEST(Limits, OnTheBytesOfAllRepliesCountsThemDecoded) {
   support::Settings settings;
   settings.limits.maxTotalReplyBytes = 15'000;
-  // A byte of the reply becomes three in UTF-8.
+  // One byte of the reply becomes three in UTF-8.
   ScriptedServer server([](const support::Request&) {
     return support::Reply{
         RowsetReply("<row><CATALOG_NAME>" + std::string(5000, '\x80') + "</CATALOG_NAME></row>"),
@@ -234,7 +235,7 @@ TEST(Limits, OnTheSizeOfARequestIsNamedInTheError) {
   EXPECT_EQ(ImportLimits().maxRequestBytes, 4u << 20);
 }
 
-/// Hierarchies that are skipped, each with a warning.
+/// Skipped hierarchies, each with a warning.
 CubeScript Skipped(int hierarchies, const std::string& name) {
   CubeScript cube;
   std::string rows;
@@ -265,7 +266,7 @@ TEST(Limits, OnWarningsCountsTheRest) {
 }
 
 TEST(Limits, KeepALongNameFromMultiplyingInWarnings) {
-  // A megabyte of name on the wire, once as the cube's, in the warnings of two hundred hierarchies.
+  // A cube name of one megabyte, sent once, in the warnings of two hundred hierarchies.
   const CubeScript cube = Skipped(200, "h");
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
   ImportProbe import(server.Url(), ServerInfo::kTessera);
@@ -339,7 +340,7 @@ TEST(Limits, AnIdleAgentHoldsAtMostAMebibyteWhateverHappenedBefore) {
       std::string(7 << 20, 'x'),
   };
   support::Settings settings;
-  settings.http.maxCompressionRatio = 0;  // the replies of one letter are to get through
+  settings.http.maxCompressionRatio = 0;  // replies of one letter must get through
   for (const std::string& reply : replies) {
     ScriptedServer server({{reply}});
     auto agent = std::make_unique<AgentProbe>(server.Url());
@@ -385,7 +386,7 @@ TEST(Limits, AnIdleAgentKeepsNothingOfALongRequest) {
   }
 }
 
-/// Runs `action` in a forked child, which has 10 s, and returns the child's wait status.
+/// Runs `action` in a forked child for at most 10 s, and returns the child's wait status.
 template <class Action>
 int InForkedChild(Action action) {
   const pid_t child = fork();
@@ -404,7 +405,7 @@ TEST(Limits, AForkedChildCanDeleteAnAgentWhoseReplyIsBeingParsed) {
   for (int i = 0; i < 100000; ++i) rows += "<row/>";
   auto agent = std::make_unique<AgentProbe>(kNobody);
   agent->StartSaxParser(support::Wide(RowsetReply(rows)));
-  // Time for the parser to come to where it waits for room.
+  // Gives the parser time to fill the queue.
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_EQ(InForkedChild([&] { agent.reset(); }), 0);
 }

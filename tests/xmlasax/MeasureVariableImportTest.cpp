@@ -1,4 +1,6 @@
-// The import of a cube's measures and SAP variables.
+// Tests the import of a cube's measures and SAP variables.
+
+#include <gmock/gmock.h>
 
 #include "CubeScript.h"
 #include "DiscoverText.h"
@@ -18,7 +20,7 @@ OTXMLAUnits ImportMeasures(const std::string& rows, ServerInfo::TargetType targe
   cube.measures = rows;
   ScriptedServer server(cube);
   ImportProbe import(server.Url(), target);
-  OTXMLAUnits units(5);  // what the host left in it must go
+  OTXMLAUnits units(5);  // previous content, which must be replaced
   String errors;
   String warnings;
   import.GetMeasuresAndCalcMembers(units, errors, warnings);

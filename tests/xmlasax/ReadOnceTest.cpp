@@ -1,6 +1,6 @@
-// A reply is read once: rows are built while it is searched for a fault. The outcome must be that
-// of two readings, first for a fault, then for rows. Here replies, whole and cut at every byte, are
-// read both ways.
+// The exchange reads a reply once: it builds rows while it searches for a fault. The outcome must
+// equal that of two passes, first for a fault, then for rows. Reads replies, complete and truncated
+// at every byte, both ways.
 
 #include <atomic>
 
@@ -13,7 +13,7 @@ using support::RowsetReply;
 using support::ScriptedServer;
 using support::Wide;
 
-/// Its protected readers, for the plain way.
+/// Exposes protected readers for the two passes.
 class PlainAgent : public AgentProbe {
  public:
   using AgentProbe::AgentProbe;
@@ -22,7 +22,7 @@ class PlainAgent : public AgentProbe {
 
 using Hierarchies = std::vector<RefCnt<XmlAHierarchy>>;
 
-/// The exchange step by step: one parse for the fault, one for the rows.
+/// The exchange in steps: one parse for the fault, one for the rows.
 std::string ReadPlainly(PlainAgent& agent, const std::string& reply, bool isModern,
                         Hierarchies& hierarchies) {
   const std::size_t start = isModern ? std::string::npos : reply.find("<?xml version");
@@ -84,7 +84,7 @@ TEST(ReadOnce, GivesRowsAndErrorsOfTwoReadings) {
 }
 
 TEST(RememberedNames, AreTakenForNoOtherOnesHoweverManyThereAre) {
-  // More names than the reader or the parser remembers, the known ones among them again and again.
+  // More names than the reader and the parser cache, with known names between them.
   constexpr int kRows = 300;
   std::string rows;
   for (int i = 0; i < kRows; ++i) {

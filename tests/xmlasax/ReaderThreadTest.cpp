@@ -1,4 +1,6 @@
-// The reader thread as the agent uses it. Run under ThreadSanitizer as well.
+// Tests the reader thread as the agent uses it. Also runs under ThreadSanitizer.
+
+#include <gmock/gmock.h>
 
 #include "AgentProbe.h"
 
@@ -6,7 +8,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// A document of that many DataSourceInfo elements.
+/// A document with `count` DataSourceInfo elements.
 String Document(int elements) {
   std::string text = "<root>";
   for (int i = 0; i < elements; ++i)
@@ -14,7 +16,7 @@ String Document(int elements) {
   return support::Wide(text + "</root>");
 }
 
-/// More than is handed over at once.
+/// More than the queue delivers at once.
 const String& LargeDocument() {
   static const String document = Document(100000);
   return document;
@@ -36,7 +38,7 @@ TEST(ReaderThread, DeliversEverythingInOrder) {
 TEST(ReaderThread, AParseErrorComesAfterWhatWasReadBeforeIt) {
   for (const int before : {0, 1, 1000, 5000}) {
     const String document = Document(before);
-    // Cut inside the closing tag, so that everything before it was delivered.
+    // Truncated inside the closing tag, so that everything before it is delivered.
     AgentProbe agent(kNobody);
     agent.StartSaxParser(document.substr(0, document.size() - 2));
     VXStringVector values;

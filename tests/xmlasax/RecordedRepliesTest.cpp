@@ -1,6 +1,8 @@
 // Replies recorded from real servers, served by a local one. They are not part of the project: the
-// environment variable XMLA_RECORDED_REPLIES names a folder of them, and without it the tests are
-// skipped. The expected values were read off the replies by a person.
+// environment variable XMLA_RECORDED_REPLIES names their folder. Without it, the tests are skipped.
+// A person has read the expected values from the replies.
+
+#include <gmock/gmock.h>
 
 #include <filesystem>
 
@@ -27,7 +29,7 @@ class RecordedReplies : public testing::Test {
     if (support::RecordedReplies().empty())
       GTEST_SKIP() << "skipped: XMLA_RECORDED_REPLIES names no folder of recorded replies";
   }
-  /// The bytes of a recorded body; a single recorded row gets an envelope around it.
+  /// The bytes of a recorded body, with an envelope around a single row.
   static std::string Body(const std::string& file) {
     const std::string bytes = support::ReadFile(support::RecordedReplies() / file);
     const bool bare = file.ends_with(".row.xml") || file.ends_with(".fragment.xml");
@@ -35,11 +37,11 @@ class RecordedReplies : public testing::Test {
   }
 };
 
-// Every body through the exchange, for a target with and one without its own form of declaration.
+// Every body through the exchange, for a target with and one without normalised declaration.
 
 struct ExchangeCase {
   const char* file;
-  const char* fault;  // contained in the error; null: none
+  const char* fault;  // part of the error; null: no error
 };
 
 const ExchangeCase kExchanges[] = {
@@ -126,7 +128,7 @@ TEST_F(RecordedReplies, AreAllInTheTable) {
   }
 }
 
-// The readers.
+// Rowset readers.
 
 /// Serves one recorded body to one operation of an agent.
 template <class Run>
@@ -221,7 +223,7 @@ TEST_F(RecordedReplies, OfCubesGiveTheirNamesInOrder) {
 }
 
 TEST_F(RecordedReplies, OfACubeWithItsContentsTakeEveryCubeNameInside) {
-  // The server was asked for everything inside the cube and nests it in the cube's row.
+  // The server was asked for all properties of the cube, and nests them in the cube's row.
   EXPECT_EQ(Read(Body("mondrian-9/MDSCHEMA_CUBES-3.xml"), kTessera,
                  [](AgentProbe& agent) {
                    std::vector<OTCube> cubes;
@@ -270,7 +272,7 @@ TEST_F(RecordedReplies, OfDataSourcesTellTheNameTheTamarindWay) {
   }
 }
 
-// What lies inside cubes.
+// Objects inside cubes.
 
 Texts Dimensions(const std::string& body, ServerInfo::TargetType target) {
   return Read(body, target, [](AgentProbe& agent) {
@@ -338,7 +340,7 @@ TEST_F(RecordedReplies, OfLevels) {
       {"ssas/MDSCHEMA_LEVELS-1.xml", k2012, {"0 (All) [Customer].[Address Line 1].[(All)]"}},
   };
   for (const ListCase& c : cases) {
-    // The levels' own properties are asked for next; they have none.
+    // The import then asks for the levels' properties; there are none.
     const std::string body = Body(c.file);
     ScriptedServer server([&](const support::Request& request) {
       return Reply{support::RequestType(request.body) == "MDSCHEMA_LEVELS"

@@ -1,5 +1,6 @@
-// The agent's rowset readers: what each sends, what it makes of the reply, and what it does with
-// errors and the log.
+// Tests the agent's rowset readers: requests, results, errors and log entries.
+
+#include <gmock/gmock.h>
 
 #include "AgentProbe.h"
 #include "DiscoverText.h"
@@ -27,22 +28,22 @@ RefCnt<XmlAHierarchy> HierarchyNamed(const wchar_t* uniqueName) {
   return hierarchy;
 }
 
-/// One operation of the agent: with catalog "C&1", data source "D<", and the given cube.
+/// One operation of the agent, with catalog "C&1", data source "D<", and the given cube.
 struct Operation {
   std::string name;
   std::string requestType;
-  std::vector<std::pair<std::string, std::string>> restrictions;  // without an empty cube's
+  std::vector<std::pair<std::string, std::string>> restrictions;  // without those of an empty cube
   std::string row;                                                // of its reply
   std::function<std::size_t(XmlADiscoverAgent&, const String& cube)>
-      run;                   // rows got; may be preset
-  std::string title;         // of its log entry
-  std::string failureStart;  // of its log entry after an error, up to ", errorMessage: "
+      run;                   // returns the number of rows; lists may have previous content
+  std::string title;         // title of its log entry
+  std::string failureStart;  // start of its log entry after an error, up to ", errorMessage: "
 };
 
 constexpr const wchar_t* kCatalog = L"C&1";
 constexpr const wchar_t* kSource = L"D<";
 
-// What every vector held before the call; it must be gone afterwards, whatever happens.
+// Previous content of every list, which the call must remove even if it fails.
 template <class Row>
 std::vector<Row> Preset(Row row) {
   return std::vector<Row>(3, row);
@@ -278,7 +279,7 @@ TEST(RowsetReaders, KeepTheRowsOfTheReplyInOrder) {
 }
 
 TEST(RowsetReaders, TakeAColumnThatStandsOutsideTheRows) {
-  // It belongs to the row that ends next.
+  // The column belongs to the next row that ends.
   ScriptedServer server({{RowsetReply("<MEASURE_NAME>early</MEASURE_NAME><row><x/></row><row/>")}});
   AgentProbe agent(server.Url());
   std::vector<RefCnt<XmlAMeasure>> measures;
@@ -294,7 +295,7 @@ TEST(RowsetReaders, KeepWhatStoodBeforeAParseErrorInTheSecondReading) {
   std::vector<OTCube> cubes;
   EXPECT_EQ(ErrorNumberOf([&] { agent.ReadCubes(cubes); }), 46100);
   EXPECT_EQ(cubes.size(), 2u);
-  // Of rows the finished ones alone.
+  // Only complete rows.
   agent.StartSaxParser(L"<r><row/><row><MEASURE_NAME>a</MEASURE_NAME></row><row><x/></r>");
   std::vector<RefCnt<XmlAMeasure>> measures;
   EXPECT_EQ(ErrorNumberOf([&] { agent.ReadMeasures(measures); }), 46100);

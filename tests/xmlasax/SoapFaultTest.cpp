@@ -1,4 +1,6 @@
-// Which replies are failures, and that a failure never looks like an empty result.
+// Tests which replies are faults, and that a fault never looks like an empty result.
+
+#include <gmock/gmock.h>
 
 #include "AgentProbe.h"
 
@@ -21,7 +23,7 @@ std::string Soap12(const std::string& code, const std::string& text) {
                   text + "</s:Text><s:Text xml:lang=\"de\">nein</s:Text></s:Reason></s:Fault>");
 }
 
-/// A rowset without rows that carries an error, as XMLA has it.
+/// An empty rowset with an error inside, as XMLA defines it.
 std::string Exception(const std::string& error) {
   return RowsetReply("<Exception/><Messages>" + error + "</Messages>");
 }
@@ -34,7 +36,7 @@ struct ReplyCase {
   const char* name;
   std::string body;
   int status;
-  std::string error;  // the beginning of the error text; empty: the rows are read
+  std::string error;  // start of the error text; empty: the rows are read
 };
 
 std::string Fault(const std::string& code, const std::string& text) {
@@ -104,7 +106,7 @@ TEST(Failure, NeverLooksLikeAnEmptyResult) {
   }
 }
 
-/// What a failed reply had before its failure reaches nobody.
+/// Rows before a fault in the same reply are discarded.
 TEST(Failure, LeavesNothingOfItsReplyInTheCallersObjects) {
   const std::string fault = "<faultstring>late</faultstring>";
   const std::string property =
@@ -125,7 +127,7 @@ TEST(Failure, LeavesNothingOfItsReplyInTheCallersObjects) {
       ErrorNumberOf([&] { agent.GetMemberOnCatalogCubeHierarchy(member, L"C", L"Q", L"H", L"D"); }),
       64203);
   EXPECT_EQ(member->GetMemberType(), 0);
-  // A failed properties request keeps the levels, but gives them no property.
+  // A failed properties request keeps the levels without properties.
   std::vector<RefCnt<XmlALevel>> levels;
   EXPECT_EQ(ErrorNumberOf([&] {
               agent.GetLevelsOnCatalogCubeHierarchy(

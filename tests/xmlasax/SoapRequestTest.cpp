@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+
 #include "DiscoverText.h"
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"

@@ -1,7 +1,7 @@
-// A process that loads and unloads a host and the import library with it, again and again, and says
-// what is left of them.
+// Repeatedly loads and unloads a host with the import library, and reports what remains in the
+// process.
 //
-//   load-and-unload PLUGIN LIBRARY URL TIMES CANCEL-AFTER-MILLISECONDS
+//    load-and-unload PLUGIN LIBRARY URL TIMES CANCEL-AFTER-MILLISECONDS
 
 #include <dlfcn.h>
 #include <netdb.h>
@@ -20,7 +20,7 @@
 
 namespace {
 
-/// Answers late, as the system's resolver does when no name server answers.
+/// Answers late, like the system's resolver if no name server answers.
 bool isSlow = false;
 
 std::set<std::string> MappedLibraries() {
@@ -40,7 +40,7 @@ long Threads() {
   return -1;
 }
 
-/// The one that counts is among them each time.
+/// Includes the descriptor that reads the directory, each time.
 long Descriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                        std::filesystem::directory_iterator());
@@ -65,7 +65,7 @@ int main(int, char** arguments) {
   isSlow = cancelAfter >= 0;
   const std::wstring wide(url.begin(), url.end());
   const std::set<std::string> before = MappedLibraries();
-  std::thread([] {}).join();  // a sanitizer starts one of its own with the first
+  std::thread([] {}).join();  // a sanitizer starts a thread of its own with the first one
   const long ownThreads = Threads();
   const long ownDescriptors = Descriptors();
   long records = 0;
@@ -85,7 +85,7 @@ int main(int, char** arguments) {
   std::printf("records %ld\nresident %ld\nthreads %ld\n", records,
               support::ResidentKiB() - resident, Threads() - ownThreads);
   if (isSlow) {
-    // Threads of the resolver that were left behind come to their end meanwhile.
+    // Abandoned resolver threads end meanwhile.
     while (Threads() > ownThreads) usleep(10'000);
     std::puts("ended");
   }

@@ -1,5 +1,5 @@
-// A host that is a plug-in itself: with it, everything that the import needs is loaded and
-// unloaded.
+// A host that is itself a plug-in: loading and unloading it loads and unloads everything that the
+// import needs.
 
 #include <dlfcn.h>
 
@@ -11,8 +11,8 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/VXThread.h"
 
-/// Loads the import library, imports a cube and unloads it. Returns how many records were read; -1
-/// when the library cannot be loaded. `cancelAfterMilliseconds`: the import is interrupted then.
+/// Loads the import library, imports a cube and unloads the library. Returns the number of records,
+/// or -1 if the library cannot be loaded. Cancels the import after `cancelAfterMilliseconds`.
 extern "C" __attribute__((visibility("default"))) int WorkOnce(const char* library,
                                                                const wchar_t* url,
                                                                int cancelAfterMilliseconds) {

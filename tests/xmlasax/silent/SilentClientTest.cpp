@@ -1,5 +1,5 @@
-// The agent with an HTTP client that fails and does not say why. The host's client always does;
-// this one stands in its place in this program.
+// Tests the agent with an HTTP client that fails without an error text. The real client always
+// gives one, so this program replaces it.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
