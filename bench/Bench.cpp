@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Floor.h"
+#include "Baseline.h"
 #include "Import/OTXMLAImportEntry.h"
 #include "Measure.h"
 #include "Replies.h"
@@ -33,14 +33,14 @@ using Measures = std::vector<RefCnt<XmlAMeasure>>;
 
 void GetMeasures(XmlADiscoverAgent& agent, Measures& measures, std::size_t expected) {
   agent.GetMeasuresOnCatalogCube(measures, L"Foodmart", L"Sales", L"Local");
-  if (measures.size() != expected) throw std::runtime_error("rows are missing");
+  if (measures.size() != expected) throw std::runtime_error("the reply was read with too few rows");
 }
 
 /// Prints one row of the table. `met`: the result meets the target.
-void Print(const char* what, const std::string& floor, const std::string& ours,
-           const std::string& figure, const std::string& reach, bool met) {
-  std::printf("%-44s %14s %14s %10s  %-14s %s\n", what, floor.c_str(), ours.c_str(), figure.c_str(),
-              reach.c_str(), met ? "met" : "NOT MET");
+void Print(const char* what, const std::string& baseline, const std::string& cost,
+           const std::string& result, const std::string& target, bool met) {
+  std::printf("%-44s %14s %14s %10s  %-14s %s\n", what, baseline.c_str(), cost.c_str(),
+              result.c_str(), target.c_str(), met ? "met" : "NOT MET");
   std::fflush(stdout);
 }
 
@@ -75,17 +75,17 @@ void LargeReply() {
   const double peak = memory.back() - idle.back();
 
   const std::vector<double> times = measure::InChild([&] {
-    Floor floor(server.Url());
+    Baseline baseline(server.Url());
     const auto agent = MakeAgent(server.Url());
     const measure::Pairs pairs = measure::InPairs(
-        5, [&] { Floor::Parse(floor.Receive(kRequest)); },
+        5, [&] { Baseline::Parse(baseline.Receive(kRequest)); },
         [&] {
           Measures measures;
           GetMeasures(*agent, measures, kRows);
         });
-    return std::vector<double>{pairs.floor, pairs.ours, pairs.ratio};
+    return std::vector<double>{pairs.baseline, pairs.cost, pairs.ratio};
   });
-  Print("reply of 100 MB, 13 columns a row", Format("%.0f ms", times[0] * 1e3),
+  Print("reply of 100 MB, 13 columns per row", Format("%.0f ms", times[0] * 1e3),
         Format("%.0f ms", times[1] * 1e3), Format("%.2f x", times[2]), "<= 2.5 x", times[2] <= 2.5);
   Print("its peak memory", Format("%.0f MB", size / 1e6), Format("%.0f MB", peak / 1e6),
         Format("%.2f x", peak / size), "<= 6 x", peak <= 6 * size);
@@ -104,7 +104,7 @@ void Allocations() {
         static_cast<double>(measure::Allocations([&] { GetMeasures(*agent, measures, kRows); }))};
   });
   const double each = result[0] / kRows;
-  Print("heap allocations a row of 13 columns", "-", Format("%.1f", each), Format("%.1f", each),
+  Print("heap allocations per row of 13 columns", "-", Format("%.1f", each), Format("%.1f", each),
         "<= 15", each <= 15);
 }
 
@@ -118,15 +118,15 @@ void SmallReply(const char* what, std::chrono::milliseconds delay, int count) {
     server.emplace([&](std::string_view) -> const std::string& { return reply; }, delay);
   }
   const std::vector<double> times = measure::InChild([&] {
-    Floor floor(server->Url());
+    Baseline baseline(server->Url());
     const auto agent = MakeAgent(server->Url());
     const measure::Pairs pairs = measure::InPairs(
-        count, [&] { Floor::Parse(floor.Receive(kRequest)); },
+        count, [&] { Baseline::Parse(baseline.Receive(kRequest)); },
         [&] {
           Measures measures;
           GetMeasures(*agent, measures, 3);
         });
-    return std::vector<double>{pairs.floor, pairs.ours, pairs.ratio};
+    return std::vector<double>{pairs.baseline, pairs.cost, pairs.ratio};
   });
   Print(what, Format("%.1f us", times[0] * 1e6), Format("%.1f us", times[1] * 1e6),
         Format("%.2f x", times[2]), "<= 1.5 x", times[2] <= 1.5);
@@ -135,10 +135,10 @@ void SmallReply(const char* what, std::chrono::milliseconds delay, int count) {
 void SmallReplies() {
   constexpr std::chrono::milliseconds kNone{0};
   SmallReply("reply of 2 KB, connection kept alive", kNone, 5000);
-  SmallReply("the same, from a server that takes 1 ms", std::chrono::milliseconds(1), 1000);
+  SmallReply("the same, server delay 1 ms", std::chrono::milliseconds(1), 1000);
   {
     const measure::BusyProcessors busy;
-    SmallReply("the same, all processors busy otherwise", kNone, 3000);
+    SmallReply("the same, all processors busy", kNone, 3000);
   }
   const measure::OneProcessor one;
   SmallReply("the same, server and client on 1 processor", kNone, 5000);
@@ -198,17 +198,17 @@ void Growth() {
     const double first = measure::Median(times[0]);
     const double time = measure::Median(times[i]);
     const std::string count = std::to_string(kSizes[i]);
-    Print((count + " hierarchies, time of each").c_str(), Format("%.0f us", first * 1e6),
+    Print((count + " hierarchies, time per hierarchy").c_str(), Format("%.0f us", first * 1e6),
           Format("%.0f us", time * 1e6), Format("%.2f x", time / first), "<= 1.1 x",
           time <= 1.1 * first);
-    Print((count + " hierarchies, memory of each").c_str(), Format("%.0f B", bytes[0]),
+    Print((count + " hierarchies, memory per hierarchy").c_str(), Format("%.0f B", bytes[0]),
           Format("%.0f B", bytes[i]), Format("%.2f x", bytes[i] / bytes[0]), "<= 1.1 x",
           bytes[i] <= 1.1 * bytes[0]);
   }
 }
 
 /// The tool's import of 64 cubes with several jobs; the baseline is one job.
-void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double reach,
+void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int jobs, double target,
           const char* format = "text") {
   const replies::Provider provider(64, 2);
   ServerProcess server(
@@ -221,16 +221,16 @@ void Jobs(const char* what, std::chrono::milliseconds delay, int rounds, int job
   const measure::Pairs pairs = measure::InPairs(
       rounds, [&] { import(1); }, [&] { import(jobs); });
   const double gain = 1 / pairs.ratio;
-  Print(what, Format("%.0f ms", pairs.floor * 1e3), Format("%.0f ms", pairs.ours * 1e3),
-        Format("%.2f x", gain), Format(">= %.1f x", reach), gain >= reach);
+  Print(what, Format("%.0f ms", pairs.baseline * 1e3), Format("%.0f ms", pairs.cost * 1e3),
+        Format("%.2f x", gain), Format(">= %.1f x", target), gain >= target);
 }
 
 void WaitingJobs() {
-  Jobs("import of 64 cubes, 50 ms a reply, 16 jobs", std::chrono::milliseconds(50), 1, 16, 14);
+  Jobs("import of 64 cubes, 50 ms per reply, 16 jobs", std::chrono::milliseconds(50), 1, 16, 14);
 }
 
 void BusyJobs() {
-  Jobs("import of 64 cubes, no wait, 2 jobs", {}, 15, 2, 1.6);
+  Jobs("import of 64 cubes, no delay, 2 jobs", {}, 15, 2, 1.6);
   Jobs("the same as JSON", {}, 15, 2, 1.6, "json");
 }
 
@@ -249,15 +249,16 @@ void LargeCube() {
       "--source", "Local",      "--catalog", "Foodmart",
       "--cube",   "Sales 0"};
   const std::vector<double> times = measure::InChild([&] {
-    Floor floor(server.Url());
+    Baseline baseline(server.Url());
     const measure::Pairs pairs = measure::InPairs(
-        5, [&] { Floor::Parse(floor.Receive(request)); }, [&] { RunProgram("xmla-import", call); });
-    return std::vector<double>{pairs.floor, pairs.ours, pairs.ratio};
+        5, [&] { Baseline::Parse(baseline.Receive(request)); },
+        [&] { RunProgram("xmla-import", call); });
+    return std::vector<double>{pairs.baseline, pairs.cost, pairs.ratio};
   });
   const double peak = PeakMemoryOf("xmla-import", call);
   Print("whole process, JSON of 250,000 measures", Format("%.0f ms", times[0] * 1e3),
         Format("%.0f ms", times[1] * 1e3), Format("%.2f x", times[2]), "<= 2.2 x", times[2] <= 2.2);
-  Print("its peak memory, of the reply", Format("%.0f MB", size / 1e6),
+  Print("its peak memory, relative to the reply", Format("%.0f MB", size / 1e6),
         Format("%.0f MB", peak / 1e6), Format("%.2f x", peak / size), "<= 2.5 x",
         peak <= 2.5 * size);
 }
@@ -275,16 +276,16 @@ void ManyCubes() {
   const double few = peak(400);
   const double many = peak(4000);
   unlink(file.c_str());
-  Print("peak memory of 4,000 cubes, beside 400", Format("%.0f MB", few / 1e6),
+  Print("peak memory, 4,000 cubes against 400", Format("%.0f MB", few / 1e6),
         Format("%.0f MB", many / 1e6), Format("%.2f x", many / few), "<= 1.3 x", many <= 1.3 * few);
 }
 
 void Start() {
   const measure::Pairs pairs = measure::InPairs(
       50, [] { RunProgram("/bin/true", {}); }, [] { RunProgram("xmla-import", {"--version"}); });
-  const double more = pairs.ours - pairs.floor;
-  Print("start of xmla-import --version", Format("%.1f ms", pairs.floor * 1e3),
-        Format("%.1f ms", pairs.ours * 1e3), Format("+%.1f ms", more * 1e3), "<= +20 ms",
+  const double more = pairs.cost - pairs.baseline;
+  Print("start of xmla-import --version", Format("%.1f ms", pairs.baseline * 1e3),
+        Format("%.1f ms", pairs.cost * 1e3), Format("+%.1f ms", more * 1e3), "<= +20 ms",
         more <= 0.020);
 }
 
@@ -303,12 +304,12 @@ int main(int count, char** arguments) {
   for (int i = 1; i < count; ++i) {
     const auto isName = [&](const auto& row) { return std::strcmp(row.name, arguments[i]) == 0; };
     if (std::any_of(std::begin(kRows), std::end(kRows), isName)) continue;
-    std::printf("usage: xmla-bench [ROW...]\nrows:");
+    std::printf("usage: xmla-bench [NAME...]\nnames:");
     for (const auto& row : kRows) std::printf(" %s", row.name);
     std::printf("\n");
     return std::strcmp(arguments[i], "--help") == 0 ? 0 : 2;
   }
-  std::printf("%-44s %14s %14s %10s  %s\n", "what", "floor", "ours", "figure", "reach");
+  std::printf("%-44s %14s %14s %10s  %s\n", "row", "baseline", "cost", "result", "target");
   try {
     for (const auto& row : kRows) {
       const bool wanted =
@@ -317,8 +318,7 @@ int main(int count, char** arguments) {
           });
       if (wanted) row.measure();
     }
-    std::printf(
-        "floor, ours: the median of each; a figure in x: the median of the ratios in pairs\n");
+    std::printf("baseline, cost: medians; a result in x: median of the ratios of the pairs\n");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "xmla-bench: %s\n", error.what());
     return 1;

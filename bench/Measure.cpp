@@ -29,9 +29,11 @@ void Count() {
 // The C library's allocator under its internal names. The definitions below replace malloc for all
 // modules of the process.
 extern "C" {
+// NOLINTBEGIN(readability-identifier-naming): names of the C library
 void* __libc_malloc(std::size_t);
 void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
+// NOLINTEND(readability-identifier-naming)
 
 void* malloc(std::size_t bytes) {
   Count();
@@ -62,19 +64,19 @@ double Median(std::vector<double> values) {
   return *middle;
 }
 
-Pairs InPairs(int count, const std::function<void()>& floor, const std::function<void()>& ours) {
-  std::vector<double> floors;
+Pairs InPairs(int count, const std::function<void()>& baseline, const std::function<void()>& work) {
+  std::vector<double> baselines;
   std::vector<double> times;
   std::vector<double> ratios;
   for (int i = count > 1 ? -1 : 0; i < count; ++i) {
-    const double first = Seconds(floor);
-    const double second = Seconds(ours);
+    const double first = Seconds(baseline);
+    const double second = Seconds(work);
     if (i < 0) continue;
-    floors.push_back(first);
+    baselines.push_back(first);
     times.push_back(second);
     ratios.push_back(second / first);
   }
-  return {Median(floors), Median(times), Median(ratios)};
+  return {Median(baselines), Median(times), Median(ratios)};
 }
 
 OneProcessor::OneProcessor() {
@@ -83,7 +85,7 @@ OneProcessor::OneProcessor() {
   CPU_SET(sched_getcpu(), &one);
   if (sched_getaffinity(0, sizeof m_former, &m_former) != 0 ||
       sched_setaffinity(0, sizeof one, &one) != 0)
-    throw std::runtime_error("the system does not let a process keep to one processor");
+    throw std::runtime_error("cannot pin the process to one processor");
 }
 
 OneProcessor::~OneProcessor() { sched_setaffinity(0, sizeof m_former, &m_former); }
@@ -91,11 +93,11 @@ OneProcessor::~OneProcessor() { sched_setaffinity(0, sizeof m_former, &m_former)
 BusyProcessors::BusyProcessors() {
   cpu_set_t usable;
   if (sched_getaffinity(0, sizeof usable, &usable) != 0)
-    throw std::runtime_error("the processors are not known");
+    throw std::runtime_error("cannot read the processors of this process");
   for (int processor = 0; processor < CPU_SETSIZE; ++processor) {
     if (!CPU_ISSET(processor, &usable)) continue;
     const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");
+    if (child < 0) throw std::runtime_error("cannot create a process");
     if (child > 0) {
       m_children.push_back(child);
       continue;
@@ -127,9 +129,9 @@ std::size_t Allocations(const std::function<void()>& work) {
 std::vector<double> InChild(const std::function<std::vector<double>()>& work) {
   int ends[2];
   std::fflush(stdout);
-  if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+  if (pipe(ends) != 0) throw std::runtime_error("cannot create a pipe");
   const pid_t child = fork();
-  if (child < 0) throw std::runtime_error("no process");
+  if (child < 0) throw std::runtime_error("cannot create a process");
   if (child == 0) {
     int status = 0;
     try {
@@ -149,7 +151,7 @@ std::vector<double> InChild(const std::function<std::vector<double>()>& work) {
   int status = 0;
   rusage usage{};
   wait4(child, &status, 0, &usage);
-  if (status != 0) throw std::runtime_error("a measurement failed");
+  if (status != 0) throw std::runtime_error("the child process of a measurement failed");
   values.push_back(static_cast<double>(usage.ru_maxrss) * 1024);
   return values;
 }

@@ -17,11 +17,11 @@ double Median(std::vector<double> values);
 /// Runs two implementations alternately, so that noise of the machine affects both equally. With
 /// more than one pair, an additional first pair (connecting, warming up) is not counted.
 struct Pairs {
-  double floor = 0;  ///< median seconds per call
-  double ours = 0;   ///< median seconds per call
-  double ratio = 0;  ///< median of the ratios of the pairs
+  double baseline = 0;  ///< median seconds per call
+  double cost = 0;      ///< median seconds per call
+  double ratio = 0;     ///< median of the ratios of the pairs
 };
-Pairs InPairs(int count, const std::function<void()>& floor, const std::function<void()>& ours);
+Pairs InPairs(int count, const std::function<void()>& baseline, const std::function<void()>& work);
 
 /// Pins this process and its children to one processor during the object's life. This excludes the
 /// time to wake up another processor, which on a virtual machine varies and can exceed the time of

@@ -37,9 +37,9 @@ void Serve(const ServerProcess::Handler& handler, std::chrono::milliseconds dela
 
 ServerProcess::ServerProcess(Handler handler, std::chrono::milliseconds delay) {
   int ends[2];
-  if (pipe(ends) != 0) throw std::runtime_error("no pipe for the server");
+  if (pipe(ends) != 0) throw std::runtime_error("cannot create a pipe for the server");
   m_child = fork();
-  if (m_child < 0) throw std::runtime_error("no process for the server");
+  if (m_child < 0) throw std::runtime_error("cannot create a process for the server");
   if (m_child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     close(ends[0]);
@@ -49,7 +49,7 @@ ServerProcess::ServerProcess(Handler handler, std::chrono::milliseconds delay) {
   int port = 0;
   const ssize_t got = read(ends[0], &port, sizeof port);
   close(ends[0]);
-  if (got != sizeof port) throw std::runtime_error("no port to listen on");
+  if (got != sizeof port) throw std::runtime_error("the server found no free port");
   m_url = "http://127.0.0.1:" + std::to_string(port) + "/xmla";
 }
 

@@ -27,7 +27,7 @@ pid_t Start(const std::string& path, const std::vector<std::string>& arguments) 
   pid_t child = 0;
   const int failure = posix_spawn(&child, path.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (failure != 0) throw std::runtime_error("this program cannot be started: " + path);
+  if (failure != 0) throw std::runtime_error("cannot start the program: " + path);
   return child;
 }
 
@@ -41,7 +41,7 @@ bool HasEnded(pid_t child, int options, const std::string& path) {
   int status = 0;
   const pid_t ended = waitpid(child, &status, options);
   if (ended == 0) return false;
-  if (ended != child || status != 0) throw std::runtime_error("this program failed: " + path);
+  if (ended != child || status != 0) throw std::runtime_error("the program failed: " + path);
   return true;
 }
 

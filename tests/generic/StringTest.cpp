@@ -159,11 +159,11 @@ TEST(StringVector, CopiesInOrderAndIsDeletedThroughItsOwnType) {
 }
 
 struct Counted : RefCountable {
-  explicit Counted(int& alive) : m_alive(alive) { ++m_alive; }
-  Counted(const Counted& other) : RefCountable(other), m_alive(other.m_alive) { ++m_alive; }
-  ~Counted() override { --m_alive; }
+  explicit Counted(int& alive) : alive(alive) { ++alive; }
+  Counted(const Counted& other) : RefCountable(other), alive(other.alive) { ++alive; }
+  ~Counted() override { --alive; }
   int value = 1;
-  int& m_alive;
+  int& alive;
 };
 
 TEST(RefCounting, TheLastHandleDeletes) {

@@ -36,11 +36,11 @@ public final class MondrianServer {
       System.exit(2);
     }
     Path folder = Path.of(arguments[0]).toAbsolutePath();
-    // Libraries greet on standard output; only the address belongs there.
+    // Libraries print greetings on standard output, which is only for the URL.
     PrintStream output = System.out;
     System.setOut(System.err);
 
-    // The database lives as long as this connection's process.
+    // The in-memory database exists until this process ends.
     try (Connection database = DriverManager.getConnection("jdbc:hsqldb:mem:skylark", "SA", "")) {
       run(database, folder.resolve("database.sql"));
     }
@@ -63,9 +63,9 @@ public final class MondrianServer {
     output.flush();
 
     while (System.in.read() >= 0) {
-      // What is written to the server means nothing; only the end does.
+      // Ignores the input and waits for its end.
     }
-    // Nothing is worth saving, and an orderly stop would only wait for idle connections.
+    // There is nothing to save, and an orderly stop would wait for idle connections.
     Runtime.getRuntime().halt(0);
   }
 

@@ -53,7 +53,7 @@ class InterruptMoments : public testing::Test {
     return options;
   }
 
-  /// An import with a log and an output file. Sends the signal (0 for none) after `seconds`.
+  /// An import with a log and an output file. Sends the signal (0 for none) after `moment` seconds.
   Run Interrupted(int signal, double moment, const char* jobs) {
     Run run;
     ++m_runs;

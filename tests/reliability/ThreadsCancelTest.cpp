@@ -67,7 +67,7 @@ TEST(Cancelling, AtAnyAllocationOfAnyThreadEndsTheOperationAndLeavesAUsableObjec
                            "usable");
 }
 
-/// A driver whose thread parses a document with `count` elements.
+/// A driver whose thread parses a document with that many elements.
 class Reading {
  public:
   explicit Reading(long elements)

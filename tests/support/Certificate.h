@@ -11,7 +11,7 @@ constexpr long kDay = 86400;  // seconds
 class Certificate {
  public:
   /// `alternativeName` is in OpenSSL's form ("IP:127.0.0.1"). Valid from two hours ago for
-  /// `seconds` seconds from now.
+  /// `validSeconds` from now.
   Certificate(const char* alternativeName, long validSeconds, const Certificate* issuer = nullptr);
   ~Certificate();
   Certificate(const Certificate&) = delete;

@@ -22,21 +22,21 @@ struct Plan {
 
 constinit Plan g_plan;
 constinit std::atomic<long> g_outstanding{0};
-thread_local bool t_isOwner = false;
-thread_local bool t_isExempt = false;
+thread_local bool g_isOwner = false;
+thread_local bool g_isExempt = false;
 
 void Arm(long nth) {
   g_plan.nth = nth;
   g_plan.seen = 0;
   g_plan.failed = false;
-  t_isOwner = true;
+  g_isOwner = true;
   g_plan.armed.store(true, std::memory_order_release);
 }
 
 /// True if this allocation must fail.
 bool IsDenied() noexcept {
-  if (!g_plan.armed.load(std::memory_order_acquire) || t_isExempt) return false;
-  if (g_plan.whose == FailingAllocation::Whose::kThisThread && !t_isOwner) return false;
+  if (!g_plan.armed.load(std::memory_order_acquire) || g_isExempt) return false;
+  if (g_plan.whose == FailingAllocation::Whose::kThisThread && !g_isOwner) return false;
   const long number = g_plan.seen.fetch_add(1) + 1;
   if (number < g_plan.nth) return false;
   if (number > g_plan.nth && g_plan.which == FailingAllocation::Which::kOnlyThat) return false;
@@ -47,7 +47,7 @@ bool IsDenied() noexcept {
 }
 
 void Count(long change) noexcept {
-  if (!t_isExempt) g_outstanding.fetch_add(change, std::memory_order_relaxed);
+  if (!g_isExempt) g_outstanding.fetch_add(change, std::memory_order_relaxed);
 }
 
 }  // namespace
@@ -69,12 +69,12 @@ FailingAllocation::FailingAllocation(long nth, Action action, void* context) {
 
 FailingAllocation::~FailingAllocation() {
   g_plan.armed = false;
-  t_isOwner = false;
+  g_isOwner = false;
 }
 
 bool FailingAllocation::HasFailed() noexcept { return g_plan.failed; }
 long FailingAllocation::Seen() noexcept { return g_plan.seen; }
-void FailingAllocation::ExemptThisThread() noexcept { t_isExempt = true; }
+void FailingAllocation::ExemptThisThread() noexcept { g_isExempt = true; }
 long FailingAllocation::Outstanding() noexcept { return g_outstanding; }
 
 void* TracedMemory::Allocate(std::size_t bytes) noexcept {

@@ -101,7 +101,7 @@ TEST(Limits, OnTheRowsOfAReplyIsNamedInTheError) {
   EXPECT_EQ(ImportLimits().maxRowsPerReply, 1'000'000u);
 }
 
-/// A cube with `count` hierarchies of one level each.
+/// A cube with that many hierarchies of one level each.
 CubeScript Cube(int hierarchies) {
   CubeScript cube;
   std::string rows;

@@ -8,7 +8,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// A document with `count` DataSourceInfo elements.
+/// A document with that many DataSourceInfo elements.
 String Document(int elements) {
   std::string text = "<root>";
   for (int i = 0; i < elements; ++i)

@@ -1,11 +1,11 @@
-#include "Floor.h"
+#include "Baseline.h"
 
 #include <curl/curl.h>
 #include <libxml/parser.h>
 
 #include <stdexcept>
 
-struct Floor::Handles {
+struct Baseline::Handles {
   CURL* easy = curl_easy_init();
   curl_slist* headers = nullptr;
 
@@ -15,7 +15,7 @@ struct Floor::Handles {
   }
 };
 
-Floor::Floor(const std::string& url) : m_handles(std::make_unique<Handles>()) {
+Baseline::Baseline(const std::string& url) : m_handles(std::make_unique<Handles>()) {
   CURL* const easy = m_handles->easy;
   for (const char* line : {"Expect:", "Content-Type: text/xml; charset = UTF-8",
                            "SOAPAction: \"urn:schemas-microsoft-com:xml-analysis:Discover\""})
@@ -32,9 +32,9 @@ Floor::Floor(const std::string& url) : m_handles(std::make_unique<Handles>()) {
       });
 }
 
-Floor::~Floor() = default;
+Baseline::~Baseline() = default;
 
-std::string Floor::Receive(const std::string& request) {
+std::string Baseline::Receive(const std::string& request) {
   CURL* const easy = m_handles->easy;
   std::string reply;
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &reply);
@@ -45,7 +45,7 @@ std::string Floor::Receive(const std::string& request) {
   return reply;
 }
 
-void Floor::Parse(const std::string& reply) {
+void Baseline::Parse(const std::string& reply) {
   xmlSAXHandler handler{};
   handler.initialized = XML_SAX2_MAGIC;
   handler.startElementNs = [](void*, const xmlChar*, const xmlChar*, const xmlChar*, int,
