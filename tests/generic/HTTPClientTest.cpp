@@ -39,7 +39,7 @@ const std::string kFault =
 const std::string kPage =
     "<!DOCTYPE html><html><head><title>\n Log in to\tthe portal </title></head><body/></html>";
 
-TEST(HTTPRequest, IsAPostWithTheHeaderLinesAsGiven) {
+TEST(HTTPRequest, IsAPostWithTheGivenHeaders) {
   WireServer server(Answer("<r/>"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/xmla?a=b"), L"", L"", 10,
                            nullptr);
@@ -58,7 +58,7 @@ TEST(HTTPRequest, IsAPostWithTheHeaderLinesAsGiven) {
   EXPECT_EQ(request.body, body);
 }
 
-TEST(HTTPRequest, OfAnySizeGoesOutWhole) {
+TEST(HTTPRequest, AnySizeIsSentCompletely) {
   WireServer server(Answer("<r/>"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"", L"", 10, nullptr);
   const std::string body(3 << 20, 'x');
@@ -69,14 +69,14 @@ TEST(HTTPRequest, OfAnySizeGoesOutWhole) {
   EXPECT_EQ(server.Requests().at(1).body, "");
 }
 
-TEST(HTTPConnection, IsKeptForTheNextRequest) {
+TEST(HTTPConnection, IsReused) {
   WireServer server(Answer("<r/>"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"", L"", 10, nullptr);
   for (int i = 0; i < 20; ++i) ASSERT_TRUE(Post(client).ok);
   EXPECT_EQ(server.Connections(), 1u);
 }
 
-TEST(HTTPConnection, ClosedByTheServerIsMadeAgain) {
+TEST(HTTPConnection, ClosedByTheServerIsReplaced) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(Answer("<r/>"));
     connection.Close();
@@ -86,7 +86,7 @@ TEST(HTTPConnection, ClosedByTheServerIsMadeAgain) {
   EXPECT_EQ(server.Connections(), 5u);
 }
 
-TEST(HTTPConnection, KeepsCookiesInTheClientAlone) {
+TEST(HTTPConnection, CookiesStayInTheirClient) {
   WireServer server(Answer("<r/>", "200 OK", "Set-Cookie: id=7; Path=/\r\n"));
   const String url = Wide("http://" + server.Authority() + "/");
   HTTPClientWrapper client(url, L"", L"", 10, nullptr);
@@ -112,7 +112,7 @@ struct Taken {
 
 class TakenReply : public testing::TestWithParam<Taken> {};
 
-TEST_P(TakenReply, IsHandedOnAsUTF8) {
+TEST_P(TakenReply, IsReturnedAsUTF8) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(GetParam().answer);
     if (GetParam().closes) connection.Close();
@@ -192,7 +192,7 @@ constexpr char kCutInTheMiddle[] = "The connection was cut in the middle of the 
 
 class RefusedReply : public testing::TestWithParam<Refused> {};
 
-TEST_P(RefusedReply, SaysWhatAndNamesTheURLWithoutCredentials) {
+TEST_P(RefusedReply, ErrorHasReasonAndURLWithoutCredentials) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(GetParam().answer);
     if (GetParam().closes) connection.Close();
@@ -334,7 +334,7 @@ TEST(HTTPFailure, LeavesTheClientUsable) {
   EXPECT_TRUE(Post(client).ok);
 }
 
-TEST(HTTPTimeout, BoundsTheSilenceBeforeAndInsideTheReply) {
+TEST(HTTPTimeout, LimitsSilenceBeforeAndWithinTheReply) {
   for (const char* const part : {"", "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<r>"}) {
     WireServer server([part](loopback::Connection& connection, const loopback::Request&) {
       connection.Send(part);
@@ -351,7 +351,7 @@ TEST(HTTPTimeout, BoundsTheSilenceBeforeAndInsideTheReply) {
   }
 }
 
-TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
+TEST(HTTPTimeout, DoesNotEndAReplyThatKeepsFlowing) {
   const std::string answer = Answer("<r/>");
   WireServer server([&answer](loopback::Connection& connection, const loopback::Request&) {
     // Takes longer in total than the time-out, since the server's pace is under test.
@@ -364,7 +364,7 @@ TEST(HTTPTimeout, NeverCutsAReplyThatKeepsFlowing) {
   EXPECT_TRUE(outcome.ok) << outcome.error;
 }
 
-TEST(HTTPTimeout, OfZeroIsNone) {
+TEST(HTTPTimeout, ZeroMeansNoTimeout) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     // The server's pace is under test.
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
@@ -374,7 +374,7 @@ TEST(HTTPTimeout, OfZeroIsNone) {
   EXPECT_TRUE(outcome.ok) << outcome.error;
 }
 
-TEST(HTTPCancellation, EndsASilentTransferWithinATenthOfASecond) {
+TEST(HTTPCancellation, EndsASilentTransferWithin100Milliseconds) {
   VXExecutionState state;
   std::atomic<bool> reached{false};
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
@@ -418,7 +418,7 @@ struct URLCase {
   const wchar_t* password;
 };
 
-TEST(HTTPURL, CredentialsAreTakenOut) {
+TEST(HTTPURL, CredentialsAreRemoved) {
   const URLCase cases[] = {
       {L"http://h/p", true, L"http://h/p", L"-", L"-"},
       {L"HTTPS://h:443?q", true, L"HTTPS://h:443?q", L"-", L"-"},
@@ -453,7 +453,7 @@ TEST(HTTPURL, CredentialsAreTakenOut) {
   }
 }
 
-TEST(HTTPURL, ThatCannotBeUsedIsAnErrorWithoutCredentials) {
+TEST(HTTPURL, InvalidURLErrorHasNoCredentials) {
   for (const wchar_t* const url :
        {L"ftp://canary:canary@h/", L"canary:canary@h", L"http://canary:ca/nary@h/", L""}) {
     try {
@@ -483,7 +483,7 @@ class Recorder : public HTTPExchangeObserver {
   support::Settings m_settings;
 };
 
-TEST(HTTPObserver, IsToldOfEveryExchange) {
+TEST(HTTPObserver, IsCalledForEveryExchange) {
   const std::string text = "<r>" + std::string(1000, 'x') + "</r>";
   const std::string packed = Gzip(text);
   std::atomic<int> count{0};
@@ -513,7 +513,7 @@ TEST(HTTPObserver, IsToldOfEveryExchange) {
   EXPECT_EQ(Narrow(recorder.exchanges[1].error), second.error);
 }
 
-TEST(HTTPClients, WorkSideBySide) {
+TEST(HTTPClients, WorkConcurrently) {
   WireServer server(Answer("<r/>"));
   std::vector<std::thread> threads;
   std::atomic<int> good{0};

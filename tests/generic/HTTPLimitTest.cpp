@@ -24,7 +24,7 @@ using testing::Not;
 using testing::StartsWith;
 using Clock = std::chrono::steady_clock;
 
-TEST(HTTPLimit, HoldsForPlainAndCompressedReplies) {
+TEST(HTTPLimit, AppliesToPlainAndCompressedReplies) {
   HTTPClientOptions options;
   options.maxReplyBytes = 1000;
   const std::string fits = "<r>" + std::string(993, 'x') + "</r>";
@@ -41,7 +41,7 @@ TEST(HTTPLimit, HoldsForPlainAndCompressedReplies) {
   EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
 }
 
-TEST(HTTPLimit, StopsAnEndlessReply) {
+TEST(HTTPLimit, EndsAnEndlessReply) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send("HTTP/1.1 200 OK\r\n\r\n");
     while (connection.Send(std::string(1 << 16, 'x'))) {
@@ -64,7 +64,7 @@ struct EndlessHead {
 
 class HTTPHeaderLimit : public testing::TestWithParam<EndlessHead> {};
 
-TEST_P(HTTPHeaderLimit, EndsAnEndlessHead) {
+TEST_P(HTTPHeaderLimit, EndsEndlessHeaders) {
   WireServer server([](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(GetParam().begin);
     while (connection.Send(GetParam().repeated)) {
@@ -93,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPHeaderLimit,
                          }),
                          [](const auto& test) { return test.param.name; });
 
-TEST(HTTPHeaderLimits, HoldForAllRoundsOfALogInTogether) {
+TEST(HTTPHeaderLimits, ApplyToAllRoundsOfAuthenticationTogether) {
   const std::string head = "X-Long: " + std::string(30'000, 'x') + "\r\n";
   WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     connection.Send(
@@ -109,21 +109,21 @@ TEST(HTTPHeaderLimits, HoldForAllRoundsOfALogInTogether) {
   }
 }
 
-TEST(HTTPHeaderLimits, LeaveATrailerThatLooksLikeAStatusLineToTheReply) {
+TEST(HTTPHeaderLimits, TrailerThatLooksLikeAStatusLineIsNoStatusLine) {
   WireServer server(kChunks + "HTTP/1.1 500 Oops: x\r\nX: y\r\n\r\n");
   const Outcome outcome = PostOnce("http://" + server.Authority() + "/");
   EXPECT_TRUE(outcome.ok) << outcome.error;
   EXPECT_EQ(outcome.reply, "<r/>");
 }
 
-TEST(HTTPHeaderLimits, KnowAPreliminaryAnswerWhateverItsBlanks) {
+TEST(HTTPHeaderLimits, RecogniseInformationalResponsesWithAnyBlanks) {
   WireServer server("HTTP/1.1  100 Continue\r\n\r\n" +
                     Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=r\r\n"));
   EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
               HasSubstr("log-in offered: Basic: http"));
 }
 
-TEST(HTTPHeaderLimits, RefuseALineWithACarriageReturnInside) {
+TEST(HTTPHeaderLimits, RefuseACarriageReturnInsideALine) {
   WireServer server(Answer("", "401 Unauthorized",
                            "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
@@ -132,7 +132,7 @@ TEST(HTTPHeaderLimits, RefuseALineWithACarriageReturnInside) {
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 
-TEST(HTTPHeaderLimits, ShortenWhatAnErrorTextRepeats) {
+TEST(HTTPHeaderLimits, AbbreviateQuotedHeaders) {
   std::string offers;
   for (int i = 0; i < 7000; ++i)
     offers += "WWW-Authenticate: S" + std::to_string(i) + std::string(10, 'x') + "\r\n";
@@ -150,7 +150,7 @@ TEST(HTTPHeaderLimits, ShortenWhatAnErrorTextRepeats) {
 
 // Compression.
 
-TEST(HTTPRatioLimit, HoldsForLongRepliesAlone) {
+TEST(HTTPRatioLimit, AppliesOnlyToLongReplies) {
   const std::string packed = "Content-Encoding: gzip\r\n";
   const std::string longOne = Gzip("<r>" + std::string(2 << 20, 'x') + "</r>");
   const std::string shortOne = Gzip("<r>" + std::string(1 << 19, 'x') + "</r>");
@@ -194,7 +194,7 @@ class Received : public HTTPExchangeObserver {
   support::Settings m_settings;
 };
 
-TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
+TEST(HTTPRatioLimit, EndsADecompressionBombEarly) {
   // 400 MB of blanks in zstd: a frame header with a window of 128 KiB, and blocks that repeat one
   // byte.
   std::string bomb("\x28\xB5\x2F\xFD\0\x38", 6);
@@ -210,7 +210,7 @@ TEST(HTTPRatioLimit, EndsABombBeforeItHasUnfolded) {
 
 // Nested compression could expand without limit and deliver nothing. Here 5 MB of empty blocks;
 // each further level would multiply that by 1000.
-TEST(HTTPCompression, IsUndoneOnce) {
+TEST(HTTPCompression, IsDecodedOnce) {
   std::string nothing("\x1F\x8B\x08\0\0\0\0\0\0\x03", 10);
   for (int i = 0; i < 1 << 20; ++i) nothing.append("\0\0\0\xFF\xFF", 5);
   const std::string twice = Gzip(nothing);
@@ -241,7 +241,7 @@ TEST(HTTPCompression, IsUndoneOnce) {
   }
 }
 
-TEST(HTTPCompression, IsCountedForEachAnswerOfALogIn) {
+TEST(HTTPCompression, IsCountedPerResponseOfAuthentication) {
   WireServer server([](loopback::Connection& connection, const loopback::Request& request) {
     connection.Send(request.Header("authorization").empty()
                         ? Answer(Gzip("no"), "401 Unauthorized",
@@ -256,7 +256,7 @@ TEST(HTTPCompression, IsCountedForEachAnswerOfALogIn) {
   }
 }
 
-TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {
+TEST(HTTPLimit, AppliesToTheReplyInUTF8) {
   HTTPClientOptions options;
   options.maxReplyBytes = 1000;
   WireServer server(Answer("<r>" + std::string(600, '\xE9') + "</r>", "200 OK",
@@ -269,7 +269,7 @@ TEST(HTTPLimit, HoldsForTheReplyInUTF8Too) {
 
 // Cookies.
 
-TEST(HTTPCookieLimit, KeepsTheFirstOnes) {
+TEST(HTTPCookieLimit, KeepsTheFirstCookies) {
   std::atomic<int> next{0};
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     std::string cookies = "Set-Cookie: session=" + std::to_string(next.load()) + "\r\n";
@@ -295,7 +295,7 @@ TEST(HTTPCookieLimit, KeepsTheFirstOnes) {
   }
 }
 
-TEST(HTTPCookie, IsKeptByItsRules) {
+TEST(HTTPCookie, FollowsCookieRules) {
   const struct {
     const char* headers;
     const char* sent;
@@ -442,7 +442,7 @@ struct Discarded {
 class HTTPDiscarded : public testing::TestWithParam<Discarded> {};
 
 /// None of it counts as a response.
-TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
+TEST_P(HTTPDiscarded, EndsAtTheTimeOut) {
   const Discarded& test = GetParam();
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
     connection.Send(test.head);
@@ -460,7 +460,7 @@ TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
 }
 
 /// Until then it takes no memory, and the host can stop it at once.
-TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
+TEST_P(HTTPDiscarded, UsesNoMemoryAndCanBeCancelled) {
   const Discarded& test = GetParam();
   const int kPieces =
       test.isProxys ? 64 : 1024;  // blocks of 64 KiB; libcurl reads a proxy's response slowly

@@ -49,7 +49,7 @@ const std::string kDigestOffer =
     "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\", algorithm=MD5\r\n";
 const std::string kBasicOfCanary = "Basic dTpjYW5hcnkvOkA=";  // u:canary/:@
 
-TEST(HTTPAuthentication, SendsNothingBeforeItIsAskedAndThenKeepsToTheScheme) {
+TEST(HTTPAuthentication, SendsNothingBeforeAChallengeAndKeepsTheScheme) {
   WireServer server(Demanding({kBasicOffer, kBasicOfCanary}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary/:@", 10,
                            nullptr);
@@ -61,7 +61,7 @@ TEST(HTTPAuthentication, SendsNothingBeforeItIsAskedAndThenKeepsToTheScheme) {
   EXPECT_EQ(server.Connections(), 1u);
 }
 
-TEST(HTTPAuthentication, TakesCredentialsOutOfTheURL) {
+TEST(HTTPAuthentication, RemovesCredentialsFromTheURL) {
   WireServer server(Demanding({kBasicOffer, kBasicOfCanary}));
   HTTPClientWrapper client(Wide("http://u:canary%2F%3A%40@" + server.Authority() + "/"), L"", L"",
                            10, nullptr);
@@ -69,7 +69,7 @@ TEST(HTTPAuthentication, TakesCredentialsOutOfTheURL) {
   EXPECT_THAT(server.Requests().at(1).head, Not(HasSubstr("canary")));
 }
 
-TEST(HTTPAuthentication, TakesTheStrongerOfWhatIsOffered) {
+TEST(HTTPAuthentication, PrefersTheStrongestOfferedScheme) {
   WireServer server(Demanding({kBasicOffer + kDigestOffer, "Digest username=\"u\""}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_TRUE(Post(client).ok);
@@ -95,7 +95,7 @@ TEST(HTTPAuthentication, FallsBackFromNegotiateToTheNextStrongest) {
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
 }
 
-TEST(HTTPAuthentication, RefusedPasswordIsNotSentAgainByAWeakerScheme) {
+TEST(HTTPAuthentication, RefusedPasswordIsNotSentByAWeakerScheme) {
   WireServer server(Demanding({kDigestOffer + kBasicOffer, ""}));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
                            nullptr);
@@ -108,7 +108,7 @@ TEST(HTTPAuthentication, RefusedPasswordIsNotSentAgainByAWeakerScheme) {
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
 }
 
-TEST(HTTPAuthentication, SurvivesAChangeOfScheme) {
+TEST(HTTPAuthentication, HandlesAChangeOfScheme) {
   std::atomic<bool> changed{false};
   WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     Demanding(changed ? LogIn{kDigestOffer, "Digest"} : LogIn{kBasicOffer, "Basic"})(connection,
@@ -120,7 +120,7 @@ TEST(HTTPAuthentication, SurvivesAChangeOfScheme) {
   EXPECT_TRUE(Post(client).ok);
 }
 
-TEST(HTTPAuthentication, TakesANewNonce) {
+TEST(HTTPAuthentication, AcceptsANewNonce) {
   std::atomic<char> nonce{'1'};
   WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     const std::string current = std::string("nonce=\"") + nonce.load() + "\"";
@@ -142,7 +142,7 @@ TEST(HTTPAuthentication, TakesANewNonce) {
   EXPECT_EQ(server.Requests().size(), 2u + 3 * 4);
 }
 
-TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
+TEST(HTTPAuthentication, NextRequestTriesAgainAfterARefusal) {
   std::atomic<bool> isWilling{false};
   WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     Demanding({kDigestOffer + kBasicOffer, isWilling ? "Digest username=\"u\"" : ""})(connection,
@@ -154,7 +154,7 @@ TEST(HTTPAuthentication, IsTriedAnewAfterARefusal) {
   EXPECT_TRUE(Post(client).ok);
 }
 
-TEST(HTTPAuthentication, NeverSendsCredentialsWhereARedirectPoints) {
+TEST(HTTPAuthentication, NeverSendsCredentialsToARedirectTarget) {
   WireServer other(Answer("<r/>"));
   WireServer server(Answer("", "307 Moved", "Location: http://" + other.Authority() + "/\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
@@ -248,7 +248,7 @@ const std::vector<LogInCase> kLogIns = {
 
 class HTTPLogInSequence : public testing::TestWithParam<std::tuple<LogInCase, bool>> {};
 
-TEST_P(HTTPLogInSequence, SendsTheseAndNothingElse) {
+TEST_P(HTTPLogInSequence, SendsExactlyTheseSchemes) {
   const LogInCase& test = std::get<0>(GetParam());
   const bool isProxy = std::get<1>(GetParam());
   const KerberosTicket ticket;
@@ -333,7 +333,7 @@ class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
   }};
 };
 
-TEST_P(HTTPLogInMemoryOfClients, KeepsTheSecondFromAWeakerWay) {
+TEST_P(HTTPLogInMemoryOfClients, PreventsAWeakerSchemeInTheSecondClient) {
   Offer("D");
   EXPECT_TRUE(Post(*Client()).ok);
   Offer("B");
@@ -346,7 +346,7 @@ TEST_P(HTTPLogInMemoryOfClients, KeepsTheSecondFromAWeakerWay) {
   EXPECT_EQ(Sent(), "-D--D");
 }
 
-TEST_P(HTTPLogInMemoryOfClients, KeepsAnEarlierOneFromTheWeakerWayItUsed) {
+TEST_P(HTTPLogInMemoryOfClients, PreventsAWeakerSchemeInAnEarlierClient) {
   const auto earlier = Client();
   Offer("B");
   EXPECT_TRUE(Post(*earlier).ok);
@@ -394,7 +394,7 @@ std::string OfferedToSOCKS(unsigned int schemes, bool hasUser, const char* host 
   return offered;
 }
 
-TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
+TEST(HTTPLogInToSOCKS, UsesTheProcesssTicketOnlyIfAllowed) {
   const std::string kNone(1, '\0');
   const std::string kProcess = "\1";
   const std::string kUser = "\2";
@@ -411,7 +411,7 @@ TEST(HTTPLogInToSOCKS, UsesTheProcessOnlyWhenItMay) {
 
 // Control characters in credentials could start another header or request.
 
-TEST(HTTPCredentials, WithControlCharactersAreRefused) {
+TEST(HTTPCredentials, ControlCharactersAreRefused) {
   const KerberosTicket ticket;
   WireServer server(Answer("<r/>"));
   const std::string host = server.Authority() + "/";
@@ -455,7 +455,7 @@ TEST(HTTPCredentials, WithControlCharactersAreRefused) {
   EXPECT_EQ(server.Connections(), 0u);
 }
 
-TEST(HTTPCredentials, WithOtherSpecialCharactersStayInTheirHeader) {
+TEST(HTTPCredentials, OtherSpecialCharactersStayInTheirHeader) {
   WireServer server(Answer("", "401 No", kDigestOffer));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"a\"b\\c, d=e\x85", L"p",
                            10, nullptr);
@@ -486,7 +486,7 @@ struct ClearCase {
 
 class HTTPBasic : public testing::TestWithParam<ClearCase> {};
 
-TEST_P(HTTPBasic, OverPlainHttpToAnotherMachineIsToldAndCanBeForbidden) {
+TEST_P(HTTPBasic, OverPlainHttpToAnotherMachineIsReportedAndCanBeForbidden) {
   const ClearCase& test = GetParam();
   const bool isProxys = test.proxy && std::string(test.proxy).find('@') != std::string::npos;
   WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {

@@ -13,7 +13,7 @@ namespace {
 
 using support::HiddenPassword;
 
-TEST(HTTPSecrets, AreKeptByLibcurlAlone) {
+TEST(HTTPSecrets, OnlyLibcurlKeepsCopies) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   const HiddenPassword hidden(0);
   ASSERT_EQ(hidden.Copies(1), 0);
@@ -28,7 +28,7 @@ TEST(HTTPSecrets, AreKeptByLibcurlAlone) {
   EXPECT_EQ(password[0], static_cast<wchar_t>(hidden.Character(0))) << "the host's own stays";
 }
 
-TEST(HTTPSecrets, OfTheURLAreKeptByLibcurlAlone) {
+TEST(HTTPSecrets, OnlyLibcurlKeepsCopiesFromTheURL) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   const HiddenPassword hidden(1);
   const String url = hidden.Between(L"http://ann:", L"@127.0.0.1:1/");
@@ -38,7 +38,7 @@ TEST(HTTPSecrets, OfTheURLAreKeptByLibcurlAlone) {
 }
 
 /// Proxies with and without a scheme in their URL.
-TEST(HTTPSecrets, OfTheProxyAreKeptByLibcurlAlone) {
+TEST(HTTPSecrets, OnlyLibcurlKeepsCopiesFromTheProxy) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   int number = 2;
   for (const wchar_t* const before : {L"http://ann:", L"ann:"}) {
@@ -52,7 +52,7 @@ TEST(HTTPSecrets, OfTheProxyAreKeptByLibcurlAlone) {
   }
 }
 
-TEST(HTTPSecrets, OfAProxyOfTheEnvironmentAreKeptByLibcurlAlone) {
+TEST(HTTPSecrets, OnlyLibcurlKeepsCopiesFromAProxyOfTheEnvironment) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   const HiddenPassword hidden(4);
   const HTTPClientOptions options;
@@ -76,7 +76,7 @@ TEST(HTTPSecrets, OfAProxyOfTheEnvironmentAreKeptByLibcurlAlone) {
 }
 
 /// The URL without credentials must use a new buffer; the old one is freed.
-TEST(HTTPSecrets, OfAURLThatIsTakenApartStayInItsParts) {
+TEST(HTTPSecrets, ParsedURLKeepsThemOnlyInItsParts) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   const HiddenPassword hidden(5);
   String url = hidden.Between(L"http://ann:", L"@127.0.0.1:1/");
@@ -89,7 +89,7 @@ TEST(HTTPSecrets, OfAURLThatIsTakenApartStayInItsParts) {
   EXPECT_EQ(hidden.WideCopies(), 0);
 }
 
-TEST(Erasing, LeavesWhatAnotherTextShares) {
+TEST(Erasing, KeepsCharactersSharedWithAnotherText) {
   String text = L"secret";
   const String shared = text;
   text.Erase();
@@ -97,7 +97,7 @@ TEST(Erasing, LeavesWhatAnotherTextShares) {
   EXPECT_TRUE(shared == L"secret");
 }
 
-TEST(Erasing, TakesATextThatSharesWithTheFormerOne) {
+TEST(Erasing, AcceptsATextThatSharesWithThePreviousOne) {
   String text = L"secret";
   ReplaceSecret(text, text);
   EXPECT_TRUE(text == L"secret");

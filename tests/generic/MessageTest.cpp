@@ -33,7 +33,7 @@ struct Entry {
   std::vector<String> arguments;
 };
 
-TEST(Messages, ShowNumberAndEveryArgumentOnOneLine) {
+TEST(Messages, HaveNumberAndAllArgumentsOnOneLine) {
   const Entry entries[] = {
       {46066, {}},
       {46100, {L"arg-1"}},
@@ -52,7 +52,7 @@ TEST(Messages, ShowNumberAndEveryArgumentOnOneLine) {
   }
 }
 
-TEST(Messages, NameTheHierarchyFirstThenItsPlace) {
+TEST(Messages, NameTheHierarchyThenItsCube) {
   const std::pair<int, const char*> reasons[] = {
       {62011, "it is virtual"},
       {62012, "it holds measures"},
@@ -82,7 +82,7 @@ TEST(Messages, LineBreaksInArgumentsBecomeBlanks) {
               HasSubstr("as XML: a  b c d e."));
 }
 
-TEST(Messages, LongArgumentsAreCutAndCounted) {
+TEST(Messages, LongArgumentsAreTruncatedWithTheirLength) {
   const std::pair<std::size_t, std::string> cases[] = {
       {0, ""},
       {511, std::string(511, 'x')},
@@ -100,7 +100,7 @@ TEST(Messages, LongArgumentsAreCutAndCounted) {
   }
 }
 
-TEST(Messages, ArgumentsAreNotPatterns) {
+TEST(Messages, PlaceholdersInArgumentsStayText) {
   EXPECT_THAT(Load(64203, {L"{2}", L"%s{1}"}), HasSubstr("SOAP fault {2}, \"%s{1}\"."));
 }
 
@@ -111,7 +111,7 @@ TEST(Messages, MissingAndSurplusArguments) {
   EXPECT_EQ(Load(-7, {}), "[-7] ");
 }
 
-TEST(ErrorMessages, AreRenderedAndAppended) {
+TEST(ErrorMessages, AreFormattedAndAppended) {
   const ErrorMessage numbered(64203, String(L"c"), L"s");
   EXPECT_EQ(numbered.GetNumber(), 64203);
   EXPECT_EQ(Texts(numbered), Load(64203, {L"c", L"s"}));
@@ -127,7 +127,7 @@ TEST(ErrorMessages, AreRenderedAndAppended) {
   EXPECT_EQ(Texts(bare), "two lines");
 }
 
-TEST(ErrorMessages, ThrownOnesCarryTheirSource) {
+TEST(ErrorMessages, ExceptionsHaveTheirSource) {
   const ErrorMessage error(46066);
   try {
     SUGThrow(error, L"dir/File.cpp", 17);
@@ -168,7 +168,7 @@ TEST(ServerKinds, HaveFixedNumbersAndNames) {
   }
 }
 
-TEST(HostConstants, AreTheHosts) {
+TEST(HostConstants, HaveTheHostsValues) {
   EXPECT_STREQ(S_CATALOG_NAME, L"CATALOG_NAME");
   EXPECT_STREQ(_S_KELVORA, L"Kelvora");
   EXPECT_STREQ(_S_LOG_EXT, L".log");

@@ -95,7 +95,7 @@ const Charset kAccepted[] = {
     {"windows-949 cp949 uhc ks_c_5601-1987", "\x8C\x63", "\xEB\x98\xA0"},
 };
 
-TEST(ReplyCharset, OfXmlServicesAreTakenByEachOfTheirNames) {
+TEST(ReplyCharset, KnownCharsetsAreAcceptedByAllTheirNames) {
   EchoingClient client;
   for (const Charset& charset : kAccepted) {
     std::istringstream names(charset.names);
@@ -113,7 +113,7 @@ TEST(ReplyCharset, OfXmlServicesAreTakenByEachOfTheirNames) {
 }
 
 // iconv knows all of these charsets except the last few.
-TEST(ReplyCharset, OfNobodyElseAreTaken) {
+TEST(ReplyCharset, OtherCharsetsAreRefused) {
   EchoingClient client;
   for (const std::string name :
        {"UTF-7",     "ISO-2022-JP",  "ISO-2022-KR", "ISO-2022-CN-EXT", "IBM037",
@@ -133,7 +133,7 @@ TEST(ReplyCharset, OfNobodyElseAreTaken) {
               HasSubstr("\"" + std::string(40, 'X') + "\", which is not accepted"));
 }
 
-TEST(ReplyCharset, OfADeclarationFarFromTheBeginningIsNotSearchedFor) {
+TEST(ReplyCharset, DeclarationFarFromTheStartIsIgnored) {
   EchoingClient client;
   const std::string declaration = "<?xml version='1.0' encoding='ISO-8859-1'?>";
   const std::string near = std::string(4000, ' ') + declaration + "<r>";
@@ -154,7 +154,7 @@ std::string Repeated(const std::string& unit, std::size_t times) {
   return all;
 }
 
-TEST(ReplyCharset, TheLimitHoldsForTheTextThatIsMade) {
+TEST(ReplyCharset, LimitAppliesToTheConvertedText) {
   constexpr std::size_t kLimit = 100'000;
   constexpr char kTooLong[] =
       "The reply is longer than 100000 bytes after its conversion to UTF-8 (limit maxReplyBytes): ";

@@ -13,7 +13,7 @@
 
 namespace {
 
-TEST(StringSharing, CopiesShareAndAChangeTouchesOneOnly) {
+TEST(StringSharing, CopiesShareUntilOneChanges) {
   const String first = L"text";
   String second = first;
   EXPECT_TRUE(second.SharesBufferWith(first));
@@ -23,7 +23,7 @@ TEST(StringSharing, CopiesShareAndAChangeTouchesOneOnly) {
   EXPECT_TRUE(second == L"text!");
 }
 
-TEST(StringSharing, SpareRoomIsNotSharedByWriters) {
+TEST(StringSharing, SpareCapacityIsNotSharedByWriters) {
   String first;
   first.reserve(100);
   first += L"ab";
@@ -55,7 +55,7 @@ TEST(StringText, AppendsPartsOfItself) {
   EXPECT_EQ(text.size(), 26u);
 }
 
-TEST(StringText, HoldsNullCharacters) {
+TEST(StringText, MayContainNullCharacters) {
   String text(L"a\0b", 3);
   text += L'\0';
   EXPECT_EQ(text.size(), 4u);
@@ -64,7 +64,7 @@ TEST(StringText, HoldsNullCharacters) {
   EXPECT_EQ(text.find(std::wstring_view(L"\0b", 2)), 1u);
 }
 
-TEST(StringText, GrowsInFewSteps) {
+TEST(StringText, GrowsGeometrically) {
   String text;
   int moves = 0;
   const wchar_t* place = nullptr;
@@ -110,7 +110,7 @@ TEST(StringText, FilledInPlace) {
   EXPECT_TRUE(text == L"abcd");
 }
 
-TEST(StringFailure, LeavesTheTextAsItWas) {
+TEST(StringFailure, KeepsTheText) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   String text = L"abc";
   const String other = L"longer than the room that is there";
@@ -130,7 +130,7 @@ TEST(StringFailure, LeavesTheTextAsItWas) {
   EXPECT_TRUE(text == L"abc");
 }
 
-TEST(StringThreads, CopiesOfOneTextLiveInManyThreads) {
+TEST(StringThreads, CopiesOfOneTextAreThreadSafe) {
   const String shared = L"shared text";
   std::vector<std::thread> threads;
   std::atomic<int> wrong{0};
@@ -159,7 +159,7 @@ TEST(StringVector, CopiesInOrderAndIsDeletedThroughItsOwnType) {
 }
 
 struct Counted : RefCountable {
-  explicit Counted(int& alive) : alive(alive) { ++alive; }
+  explicit Counted(int& count) : alive(count) { ++alive; }
   Counted(const Counted& other) : RefCountable(other), alive(other.alive) { ++alive; }
   ~Counted() override { --alive; }
   int value = 1;
@@ -186,7 +186,7 @@ TEST(RefCounting, TheLastHandleDeletes) {
   EXPECT_EQ(alive, 0);
 }
 
-TEST(RefCounting, CopyTakesTheCountAndAssignmentLeavesIt) {
+TEST(RefCounting, CopyStartsItsOwnCount) {
   int alive = 0;
   const RefCnt<Counted> object(new Counted(alive));
   const RefCnt<Counted> another(object);
@@ -194,7 +194,7 @@ TEST(RefCounting, CopyTakesTheCountAndAssignmentLeavesIt) {
   EXPECT_EQ(copy.GetRefCount(), 2u);
 }
 
-TEST(RefCounting, CountsInManyThreads) {
+TEST(RefCounting, IsThreadSafe) {
   int alive = 0;
   {
     const RefCnt<Counted> object(new Counted(alive));
@@ -217,7 +217,7 @@ TEST(RefCountingDeathTest, EmptyHandleAborts) {
   EXPECT_DEATH((*empty).value = 2, "empty reference dereferenced");
 }
 
-TEST(Assert, LeavesALogicErrorToTheHostsHandler) {
+TEST(Assert, PassesLogicErrorsToTheHostsHandler) {
   support::Settings settings;
   settings.onLogicError = [](const String& file, int line, const String& message) {
     throw ErrorMessage(file + L":" + BaseStringUtil::StringFrom(std::uint64_t(line)) + L" " +

@@ -32,7 +32,7 @@ String Wide(const std::string& text) {
   return BaseStringUtil::StdStringToString(NarrowString(text.c_str(), text.size()), 65001);
 }
 
-TEST(DateTime, ShowsLocalFieldsWithCutFractions) {
+TEST(DateTime, HasLocalFieldsAndTruncatedFractions) {
   const VXDateTime moment = VXDateTime::FromFields(2016, 6, 5, 3, 46, 9, 129987);
   EXPECT_EQ(Narrow(moment.ToString(3)), "2016-06-05 03:46:09.129");
   EXPECT_EQ(Narrow(moment.ToString(0)), "2016-06-05 03:46:09");
@@ -48,7 +48,7 @@ TEST(DateTime, ShowsLocalFieldsWithCutFractions) {
   EXPECT_EQ(moment.GetSecond(), 9);
 }
 
-TEST(DateTime, MeasuresBothWays) {
+TEST(DateTime, DifferenceHasASign) {
   const VXDateTime early = VXDateTime::FromFields(2016, 6, 15, 13, 46, 41, 900000);
   const VXDateTime late = VXDateTime::FromFields(2016, 6, 15, 13, 46, 43, 400000);
   EXPECT_DOUBLE_EQ(VXDateTime::DifferenceInSeconds(late, early), 1.5);
@@ -57,7 +57,7 @@ TEST(DateTime, MeasuresBothWays) {
             "1969-12-30 00:00:00.000005");
 }
 
-TEST(DateTime, NowIsNow) {
+TEST(DateTime, NowIsTheCurrentTime) {
   VXDateTime now;
   VXDateTime::GetCurrDateTime(now);
   // Allows some seconds for a clock that is being adjusted.
@@ -90,7 +90,7 @@ TEST(DateTimeDeathTest, IsLocalTime) {
   });
 }
 
-TEST(EnvironmentDeathTest, TellsPresenceAndValue) {
+TEST(EnvironmentDeathTest, ReturnsPresenceAndValue) {
   InChild([]() -> std::string {
     setenv("XMLA_HOST_TEST", "", 1);
     setenv("XMLA_HOST_TEST_\xC3\xA9", "\xD0\xB3", 1);
@@ -118,7 +118,7 @@ struct LogDirectoryCase {
 
 class LogDirectoryDeathTest : public testing::TestWithParam<LogDirectoryCase> {};
 
-TEST_P(LogDirectoryDeathTest, ComesFromTheFirstThatIsSet) {
+TEST_P(LogDirectoryDeathTest, ComesFromTheFirstVariableThatIsSet) {
   InChild([]() -> std::string {
     const LogDirectoryCase& test = GetParam();
     const std::pair<const char*, const char*> variables[] = {
@@ -189,11 +189,11 @@ class SharedLogDirectoryDeathTest : public testing::Test {
   }
 };
 
-TEST_F(SharedLogDirectoryDeathTest, IsMadeForTheUserAlone) {
+TEST_F(SharedLogDirectoryDeathTest, IsCreatedForTheUserOnly) {
   ExpectClaim([](const std::string&) {}, "40700");
 }
 
-TEST_F(SharedLogDirectoryDeathTest, OfTheUserIsClosedToOthers) {
+TEST_F(SharedLogDirectoryDeathTest, PermissionsOfOthersAreRemoved) {
   ExpectClaim(
       [](const std::string& path) {
         mkdir(path.c_str(), 0700);
@@ -202,7 +202,7 @@ TEST_F(SharedLogDirectoryDeathTest, OfTheUserIsClosedToOthers) {
       "40700");
 }
 
-TEST_F(SharedLogDirectoryDeathTest, ThatIsALinkIsRefused) {
+TEST_F(SharedLogDirectoryDeathTest, LinkIsRefused) {
   ExpectClaim(
       [](const std::string& path) {
         mkdir((path + "-elsewhere").c_str(), 0700);
@@ -212,7 +212,7 @@ TEST_F(SharedLogDirectoryDeathTest, ThatIsALinkIsRefused) {
       "XMLA_IMPORT_LOG_DIR.");
 }
 
-TEST_F(SharedLogDirectoryDeathTest, OfAnotherUserIsRefused) {
+TEST_F(SharedLogDirectoryDeathTest, DirectoryOfAnotherUserIsRefused) {
   if (geteuid() != 0) GTEST_SKIP() << "needs the right to give a directory away";
   ExpectClaim(
       [](const std::string& path) {
@@ -222,7 +222,7 @@ TEST_F(SharedLogDirectoryDeathTest, OfAnotherUserIsRefused) {
       "is not safe to use: it belongs to another user.");
 }
 
-TEST(Config, ASettingHoldsInItsScopeOnItsThread) {
+TEST(Config, SettingAppliesToItsScopeAndThread) {
   const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
   const String before = config.GetLogDirectory();
   {
@@ -270,7 +270,7 @@ class FileTest : public testing::Test {
   std::string m_directory;
 };
 
-TEST_F(FileTest, IsMadeWithItsDirectoriesForTheUserAlone) {
+TEST_F(FileTest, CreatesFileAndDirectoriesForTheUserOnly) {
   const mode_t former = umask(0);
   const std::string path = Path("a/\xC3\xA9/file.log");
   {
@@ -288,14 +288,14 @@ TEST_F(FileTest, IsMadeWithItsDirectoriesForTheUserAlone) {
   EXPECT_EQ(Mode(Path("a/\xC3\xA9")), 0700u);
 }
 
-TEST_F(FileTest, ThatIsMadeDoesNotFollowALink) {
+TEST_F(FileTest, CreationDoesNotFollowLinks) {
   std::ofstream(Path("precious")) << "text";
   std::filesystem::create_symlink(Path("precious"), Path("link"));
   EXPECT_THAT(OpenError(Path("link"), AFile::kModeWriteFromEmpty), HasSubstr(Path("link")));
   EXPECT_EQ(Contents(Path("precious")), "text");
 }
 
-TEST_F(FileTest, ModesSayWhetherItIsMadeAndEmptied) {
+TEST_F(FileTest, ModesDecideCreationAndTruncation) {
   const std::string path = Path("file");
   EXPECT_THAT(OpenError(path, AFile::kModeWrite),
               testing::AllOf(HasSubstr(path), HasSubstr("No such file or directory")));
@@ -311,7 +311,7 @@ TEST_F(FileTest, ModesSayWhetherItIsMadeAndEmptied) {
   EXPECT_EQ(Contents(path), "");
 }
 
-TEST_F(FileTest, ErrorsNameThePathAndTheReason) {
+TEST_F(FileTest, ErrorsNamePathAndReason) {
   std::ofstream(Path("plain")) << "x";
   EXPECT_EQ(OpenError(Path("plain/below/file"), AFile::kModeWriteFromEmpty),
             "Cannot create the directory \"" + Path("plain/below") + "\": Not a directory");
@@ -324,7 +324,7 @@ TEST_F(FileTest, ErrorsNameThePathAndTheReason) {
               HasSubstr("Invalid argument"));
 }
 
-TEST_F(FileTest, WritingThatFailsIsToldAndRemembered) {
+TEST_F(FileTest, WriteErrorsAreReportedAndRemembered) {
   const Heap<AFile> file = AFile::MakeFile();
   EXPECT_FALSE(file->WriteBytes("x", 1));
   EXPECT_FALSE(file->Flush());

@@ -47,11 +47,11 @@ std::string ErrorOf(const Certificate& certificate, bool trusted, int requests =
   return std::string(BaseStringUtil::StringToStdString(error, 65001).view());
 }
 
-TEST(TLS, TrustedCertificateIsTakenAndTheConnectionKept) {
+TEST(TLS, TrustedCertificateIsAcceptedAndTheConnectionReused) {
   EXPECT_EQ(ErrorOf(Certificate("IP:127.0.0.1", kDay), true, 3), "");
 }
 
-TEST(TLS, OtherCertificatesAreRefusedWithTheReason) {
+TEST(TLS, OtherCertificatesAreRefusedWithAReason) {
   EXPECT_THAT(ErrorOf(Certificate("IP:127.0.0.1", kDay), false),
               AllOf(StartsWith("The server's certificate is not trusted: "),
                     HasSubstr("self-signed certificate: https://127.0.0.1:"),
@@ -83,7 +83,7 @@ class ResumingClient {
 };
 
 // A resumed session would skip the check of a certificate that has become invalid.
-TEST(TLS, NoConnectionTakesUpAFormerOne) {
+TEST(TLS, NoConnectionResumesASession) {
   constexpr std::size_t kRequests = 4;
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
     SCOPED_TRACE(version);
@@ -113,7 +113,7 @@ TEST(TLS, NoConnectionTakesUpAFormerOne) {
   }
 }
 
-TEST(TLS, AConnectionThatTheServerEndedUnsaidIsReplacedEachTime) {
+TEST(TLS, ConnectionClosedWithoutNoticeIsReplaced) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   WireServer server(
       [](loopback::Connection& connection, const loopback::Request& request) {
@@ -135,7 +135,7 @@ TEST(TLS, AConnectionThatTheServerEndedUnsaidIsReplacedEachTime) {
 volatile std::sig_atomic_t g_pipeSignals = 0;
 pthread_t g_client;
 
-TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
+TEST(TLS, DisconnectedServerRaisesNoSignal) {
   g_client = pthread_self();  // the server may receive its own
   const auto former = std::signal(SIGPIPE, [](int) {
     if (pthread_equal(pthread_self(), g_client)) g_pipeSignals = g_pipeSignals + 1;
@@ -167,7 +167,7 @@ TEST(TLS, ServerThatIsGoneRaisesNoSignal) {
   std::signal(SIGPIPE, former);
 }
 
-TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
+TEST(TLS, ClientDeletedInAForkedChildStaysUsableInTheParent) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   WireServer server(&Reply, certificate.Context());
   HTTPClientOptions options;
@@ -189,7 +189,7 @@ TEST(TLS, ClientThatAForkedProcessDeletesStaysUsableInTheOther) {
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(client->ReadBytes("<q/>", reply, error));
 }
 
-TEST(TLS, ServerWithoutTLSIsToldApart) {
+TEST(TLS, ServerWithoutTLSHasItsOwnError) {
   // Such a server answers before it has parsed anything.
   WireServer server(Answer("<r/>", "400 Bad Request"), WireServer::Greets{});
   const std::string url = "https://" + server.Authority() + "/";
@@ -201,7 +201,7 @@ TEST(TLS, ServerWithoutTLSIsToldApart) {
   EXPECT_NE(error.find(L"check that the port is one for https"), String::npos);
 }
 
-TEST(TLS, UnreadableFileOfCertificatesIsNamedAsSuch) {
+TEST(TLS, UnreadableCertificateFileHasItsOwnError) {
   HTTPClientOptions options;
   options.caFile = L"/proc/no-such-file";
   const Certificate certificate("IP:127.0.0.1", kDay);
@@ -250,13 +250,13 @@ std::string ErrorWithOldest(int version, bool isProxy) {
   return std::string(BaseStringUtil::StringToStdString(error, 65001).view());
 }
 
-TEST(TLS, IsAtLeastOneTwoWhateverTheMachineAllows) {
+TEST(TLS, RequiresVersion12WithAnySystemConfiguration) {
   const support::ChildResult result = support::RunTestInChild(
-      "TLS.DISABLED_IsAtLeastOneTwo", {{"OPENSSL_CONF", LaxConfiguration()}});
+      "TLS.DISABLED_RequiresVersion12", {{"OPENSSL_CONF", LaxConfiguration()}});
   EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
 }
 
-TEST(TLS, DISABLED_IsAtLeastOneTwo) {
+TEST(TLS, DISABLED_RequiresVersion12) {
   for (const bool isProxy : {false, true}) {
     for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
       EXPECT_THAT(ErrorWithOldest(version, isProxy),

@@ -15,7 +15,7 @@ struct FoldCase {
   int order;
 };
 
-TEST(CaseFolding, ComparesBySimpleFolding) {
+TEST(CaseFolding, UsesSimpleCaseFolding) {
   const FoldCase cases[] = {
       {L"", L"", 0},
       {L"CATALOG_NAME", L"catalog_name", 0},
@@ -55,7 +55,7 @@ TEST(CaseFolding, ComparesBySimpleFolding) {
   }
 }
 
-TEST(CaseFolding, AgreesWithTheSystemsLowerCase) {
+TEST(CaseFolding, AgreesWithTheCLibrarysLowerCase) {
   // The C library's tables are the independent source. Excludes characters whose case folding
   // differs from their lower case: dotted capital I and Cherokee.
   const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
@@ -94,7 +94,7 @@ struct ReplaceCase {
   const wchar_t* result;
 };
 
-TEST(Replacing, GoesFromLeftToRightOnce) {
+TEST(Replacing, ReplacesOnceFromLeftToRight) {
   const ReplaceCase cases[] = {
       {L"a.b.c", L".", L"", L"abc"},
       {L"aaaa", L"aa", L"a", L"aa"},
@@ -122,7 +122,7 @@ TEST(Replacing, GoesFromLeftToRightOnce) {
   EXPECT_TRUE(same.SharesBufferWith(copy));
 }
 
-TEST(Escaping, GivesTextThatXMLCanHold) {
+TEST(Escaping, GivesValidXmlText) {
   const String text(L"a&b<c>d\"e'f\rg\nh\ti\x1\0\xFFFE\xD800\x1F600\xFFFD", 23);
   String surrogate = text;
   surrogate += static_cast<wchar_t>(0x110000);
@@ -141,7 +141,7 @@ struct NumberCase {
   std::uint32_t natural;
 };
 
-TEST(Numbers, AreReadAsFarAsTheyGo) {
+TEST(Numbers, AreParsedUpToTheFirstOtherCharacter) {
   const NumberCase cases[] = {
       {L"", 0, 0, 0},
       {L"7", 7, 7, 7},

@@ -50,7 +50,7 @@ RefCnt<VXThread> MakeThread(Worker& worker, String& result) {
   return RefCnt<VXThread>(new VXUserThread<ManagedJobFunctor>(ManagedJobFunctor(job)));
 }
 
-TEST(Thread, RunsItsJobOnceAfterAnnouncingIt) {
+TEST(Thread, AnnouncesItsJobThenRunsItOnce) {
   Worker worker;
   String result;
   const auto thread = MakeThread(worker, result);
@@ -63,7 +63,7 @@ TEST(Thread, RunsItsJobOnceAfterAnnouncingIt) {
   EXPECT_TRUE(result == L"job!");
 }
 
-TEST(Thread, HasAStateOfItsOwnInForce) {
+TEST(Thread, UsesItsOwnExecutionState) {
   Worker worker;
   String result;
   VXExecutionState mine;
@@ -75,7 +75,7 @@ TEST(Thread, HasAStateOfItsOwnInForce) {
   EXPECT_NE(worker.state, &mine);
 }
 
-TEST(Thread, IsCancelledFromOutsideAnyNumberOfTimes) {
+TEST(Thread, MayBeCancelledRepeatedly) {
   Worker worker;
   worker.waits = true;
   String result;
@@ -88,7 +88,7 @@ TEST(Thread, IsCancelledFromOutsideAnyNumberOfTimes) {
   thread->RequestCancellation(0, VXExecutionState::kCancelReasonHost);
 }
 
-TEST(Thread, LastReleaseCancelsAndWaits) {
+TEST(Thread, LastReleaseCancelsAndJoins) {
   Worker worker;
   worker.waits = true;
   String result;
@@ -100,7 +100,7 @@ TEST(Thread, LastReleaseCancelsAndWaits) {
   EXPECT_EQ(worker.cancels, 1);
 }
 
-TEST(Thread, ReleaseAfterItsEndCancelsNothing) {
+TEST(Thread, ReleaseAfterTheEndDoesNotCancel) {
   // The object may already run another job.
   Worker worker;
   String result;
@@ -112,7 +112,7 @@ TEST(Thread, ReleaseAfterItsEndCancelsNothing) {
   EXPECT_EQ(worker.cancels, 0);
 }
 
-TEST(Thread, NeverStartedIsHarmless) {
+TEST(Thread, MayNeverBeStarted) {
   Worker worker;
   String result;
   {
@@ -134,7 +134,7 @@ TEST(ThreadDeathTest, SecondStartIsALogicError) {
       "thread started a second time");
 }
 
-TEST(Thread, RunsOnAfterASecondStartThatTheHostSurvives) {
+TEST(Thread, ContinuesAfterARejectedSecondStart) {
   support::Settings settings;
   settings.onLogicError = [](const String&, int, const String& message) {
     throw ErrorMessage(message);
@@ -150,7 +150,7 @@ TEST(Thread, RunsOnAfterASecondStartThatTheHostSurvives) {
   EXPECT_EQ(worker.runs, 1);
 }
 
-TEST(Thread, HasAllSignalsBlockedAndItsStarterKeepsItsMask) {
+TEST(Thread, BlocksAllSignalsAndKeepsTheStartersMask) {
   sigset_t before;
   pthread_sigmask(SIG_SETMASK, nullptr, &before);
   Worker worker;
@@ -168,7 +168,7 @@ TEST(Thread, HasAllSignalsBlockedAndItsStarterKeepsItsMask) {
   }
 }
 
-TEST(ThreadDeathTest, OfTheParentCountsAsStoppedInAForkedChild) {
+TEST(ThreadDeathTest, ParentsThreadCountsAsStoppedInAForkedChild) {
   Worker worker;
   worker.waits = true;
   String result;
@@ -198,7 +198,7 @@ TEST(ExecutionState, KeepsTheFirstRequest) {
   EXPECT_EQ(state.GetCancelReason(), VXExecutionState::kCancelReasonHost);
 }
 
-TEST(ExecutionState, IsInForceWithinItsScopeOnItsThread) {
+TEST(ExecutionState, AppliesToItsScopeAndThread) {
   EXPECT_EQ(VXExecutionState::Current(), nullptr);
   VXExecutionState outer;
   VXExecutionState inner;

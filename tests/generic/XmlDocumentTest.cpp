@@ -21,7 +21,7 @@ struct Accepted {
 
 class AcceptedDocument : public testing::TestWithParam<Accepted> {};
 
-TEST_P(AcceptedDocument, GivesItsElements) {
+TEST_P(AcceptedDocument, DeliversItsElements) {
   const Reading reading = ReadDocument(String(GetParam().text));
   EXPECT_FALSE(reading.failed) << testing::PrintToString(reading.error);
   EXPECT_EQ(reading.items, GetParam().items);
@@ -96,7 +96,7 @@ struct Refused {
 
 class RefusedDocument : public testing::TestWithParam<Refused> {};
 
-TEST_P(RefusedDocument, SaysWhatAndWhere) {
+TEST_P(RefusedDocument, ErrorHasReasonAndPosition) {
   const Reading reading = ReadDocument(String(GetParam().text));
   EXPECT_TRUE(reading.failed);
   EXPECT_FALSE(reading.cancelled);
@@ -144,7 +144,7 @@ std::wstring Nested(std::size_t depth) {
   return text;
 }
 
-TEST(XmlLimits, Takes250LevelsAndRefuses251) {
+TEST(XmlLimits, Accepts250LevelsAndRefuses251) {
   EXPECT_EQ(ReadDocument(String(Nested(250))).items.size(), 250u);
   const Reading deeper = ReadDocument(String(Nested(251)));
   EXPECT_TRUE(deeper.failed);
@@ -152,7 +152,7 @@ TEST(XmlLimits, Takes250LevelsAndRefuses251) {
   EXPECT_TRUE(ReadDocument(String(Nested(100000))).failed);
 }
 
-TEST(XmlLimits, CountsAnElementsTextInCharacters) {
+TEST(XmlLimits, LimitOnTextCountsCharacters) {
   constexpr std::size_t kLimit = std::size_t{8} << 20;
   std::wstring text(kLimit, L'\x4E2D');
   const Reading longest = ReadDocument(String(L"<a>" + text + L"</a>"));
@@ -173,7 +173,7 @@ TEST(XmlLimits, CountsAnElementsTextInCharacters) {
   EXPECT_TRUE(ReadDocument(String(L"<a>" + half + L"<b/>" + half + L"</a>")).failed);
 }
 
-TEST(XmlLimits, RefusesWhatWouldMakeTheLibrarySlow) {
+TEST(XmlLimits, RefusesInputThatIsSlowToParse) {
   std::wstring names = L"<r>";
   for (int i = 0; i < 120000; ++i) names += L"<n" + std::to_wstring(i) + L"/>";
   std::wstring namespaces = L"<r";
@@ -195,7 +195,7 @@ TEST(XmlLimits, RefusesAHugeAttributeInTime) {
   EXPECT_TRUE(ReadDocument(String(L"<a b='" + value + L"'/>")).failed);
 }
 
-TEST(XmlDocument, KeepsEveryCharacterOverFeedingBorders) {
+TEST(XmlDocument, KeepsEveryCharacterAcrossChunkBorders) {
   // Each length shifts the borders of the chunks in which the text is parsed.
   for (std::size_t shift = 0; shift < 5; ++shift) {
     std::wstring value(shift, L'-');
@@ -206,7 +206,7 @@ TEST(XmlDocument, KeepsEveryCharacterOverFeedingBorders) {
   }
 }
 
-TEST(XmlDocument, CutAtEveryCharacterNeverHangsAndAlwaysFails) {
+TEST(XmlDocument, TruncatedAnywhereAlwaysFails) {
   const std::wstring text =
       L"<?xml version='1.0'?><?xml version='1.0' encoding='utf-8'?>\n<S:Envelope xmlns:S='u'>"
       L"<!-- c --><a b='1'>x &amp; y<![CDATA[z]]></a><?p q?>\x433\x1F600</S:Envelope>";
@@ -238,7 +238,7 @@ TEST(XmlDocument, ErrorsAreOneLineOfReasonableLength) {
   }
 }
 
-TEST(XmlDocument, IsReadAlikeBehindAnyOther) {
+TEST(XmlDocument, DoesNotDependOnThePreviousDocument) {
   std::wstring deep;
   for (int i = 0; i < 250; ++i)
     deep = L"<d" + std::to_wstring(i) + L">" + deep + L"</d" + std::to_wstring(i) + L">";
@@ -289,7 +289,7 @@ TEST(XmlDocument, IsReadAlikeBehindAnyOther) {
   }
 }
 
-TEST(XmlDocument, HasItsOwnNamesCountedAlone) {
+TEST(XmlDocument, CountsOnlyItsOwnNames) {
   const auto document = [](wchar_t letter, int count) {
     std::wstring names;
     for (int i = 0; i < count; ++i) names += (L"<" + (letter + std::to_wstring(i))) + L"/>";
@@ -304,7 +304,7 @@ TEST(XmlDocument, HasItsOwnNamesCountedAlone) {
   }
 }
 
-TEST(XmlDocument, LeavesNoMemoryOfItsTextBehind) {
+TEST(XmlDocument, ReleasesTheMemoryOfItsText) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   const auto held = [] {
     const struct mallinfo2 info = mallinfo2();
@@ -348,7 +348,7 @@ TEST(XmlDocument, LeavesNoMemoryOfItsTextBehind) {
   EXPECT_LT(held(), former + 500000);
 }
 
-TEST(XmlDocument, ElementsOfOneNameShareItsText) {
+TEST(XmlDocument, ElementsWithTheSameNameShareItsText) {
   const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   String error;
   ASSERT_TRUE(driver->ParseInMem(L"<a><b/><b/></a>", error));
@@ -357,7 +357,7 @@ TEST(XmlDocument, ElementsOfOneNameShareItsText) {
   EXPECT_TRUE(first->GetLocalName().SharesBufferWith(second->GetLocalName()));
 }
 
-TEST(XmlDocument, ManyNamesAreStillToldApart) {
+TEST(XmlDocument, ManyNamesAreDistinguished) {
   std::wstring text = L"<r>";
   for (int i = 0; i < 5000; ++i) {
     const std::wstring name = L"n" + std::to_wstring(i);
@@ -384,7 +384,7 @@ std::wstring ValueOfBytes(const NarrowString& document) {
   return reading.items.empty() ? L"" : reading.items.back().value;
 }
 
-TEST(XmlBytes, IllFormedOnesMeanTheSameWhereverTheyStandInALongText) {
+TEST(XmlBytes, IllFormedBytesGiveTheSameAnywhereInALongText) {
   // Characters of every length, truncated ones, and surplus continuation bytes. Long texts are
   // checked in blocks of 256 KiB.
   const std::string_view odd =

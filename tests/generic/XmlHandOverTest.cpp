@@ -46,7 +46,7 @@ TEST(HandOver, KeepsTheOrderOfManyElements) {
   EXPECT_EQ(reading.items.back().name, L"r");
 }
 
-TEST(HandOver, EndsWithTheEmptyHandleAgainAndAgain) {
+TEST(HandOver, ReturnsTheEmptyHandleRepeatedlyAtTheEnd) {
   const auto driver = MakeDriver();
   EXPECT_FALSE(driver->Read());  // no parse was announced
   ReadDocument(*driver, L"<a/>");
@@ -56,7 +56,7 @@ TEST(HandOver, EndsWithTheEmptyHandleAgainAndAgain) {
   EXPECT_FALSE(driver->Read());
 }
 
-TEST(HandOver, IsBoundedWhileTheReaderIsBehind) {
+TEST(HandOver, IsBoundedIfTheReaderIsSlow) {
   const auto driver = MakeDriver();
   driver->Announce();
   std::atomic<bool> ended{false};
@@ -109,7 +109,7 @@ TEST(HandOver, SmallDocumentNeedsNoReader) {
   EXPECT_EQ(reading.items.size(), 101u);
 }
 
-TEST(HandOver, ErrorComesBehindTheElementsBeforeIt) {
+TEST(HandOver, ErrorFollowsTheElementsBeforeIt) {
   for (const int before : {0, 1, 255, 256, 257, 3000, kMany}) {
     const Reading reading = ReadDocument(Numbered(before, L"</x>"));
     EXPECT_TRUE(reading.failed);
@@ -119,7 +119,7 @@ TEST(HandOver, ErrorComesBehindTheElementsBeforeIt) {
   }
 }
 
-TEST(HandOver, CancelledAtAnyElementDeliversTheCancelledOneNext) {
+TEST(HandOver, CancellationAtAnyElementDeliversTheCancelledElementNext) {
   const auto driver = MakeDriver();
   for (const int last : {1, 2, 255, 256, 257, 300, 4000, kMany, kMany + 1}) {
     const auto at = static_cast<std::size_t>(last);
@@ -139,7 +139,7 @@ TEST(HandOver, CancelledAtAnyElementDeliversTheCancelledOneNext) {
   }
 }
 
-TEST(HandOver, CancelledBeforeTheParseBegins) {
+TEST(HandOver, CancellationBeforeTheParse) {
   const auto driver = MakeDriver();
   driver->Announce();
   driver->Cancel();
@@ -161,7 +161,7 @@ TEST(HandOver, CancelledBeforeTheParseBegins) {
   EXPECT_TRUE(driver->Read());
 }
 
-TEST(HandOver, CancelledAfterTheEndOfTheParse) {
+TEST(HandOver, CancellationAfterTheParse) {
   const auto driver = MakeDriver();
   String error;
   EXPECT_TRUE(driver->ParseInMem(Numbered(10), error));
@@ -175,7 +175,7 @@ TEST(HandOver, CancelledAfterTheEndOfTheParse) {
   EXPECT_FALSE(driver->Read());
 }
 
-TEST(HandOver, CancelWakesAReaderThatWaits) {
+TEST(HandOver, CancellationWakesAWaitingReader) {
   const auto driver = MakeDriver();
   driver->Announce();
   auto read = std::async(std::launch::async, [&] { return driver->Read(); });
@@ -184,7 +184,7 @@ TEST(HandOver, CancelWakesAReaderThatWaits) {
   EXPECT_TRUE(read.get()->IsCancel());
 }
 
-TEST(HandOver, CancelWakesAParserThatWaitsForRoom) {
+TEST(HandOver, CancellationWakesAWaitingParser) {
   const auto driver = MakeDriver();
   Reading reading;
   const auto thread = MakeReaderThread(*driver, Numbered(kMany), reading.error);
@@ -196,7 +196,7 @@ TEST(HandOver, CancelWakesAParserThatWaitsForRoom) {
   EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(100));
 }
 
-TEST(HandOver, ReaderThatStopsEarlyLeavesNothingForTheNextParse) {
+TEST(HandOver, ReaderThatStopsEarlyDoesNotAffectTheNextParse) {
   const auto driver = MakeDriver();
   for (int round = 0; round < 20; ++round) {
     Reading reading;
@@ -226,7 +226,7 @@ TEST(HandOver, NewParseReplacesARunningOne) {
   ExpectNumbered(next, kMany);
 }
 
-TEST(HandOver, NewParseReplacesOneThatIsOnItsWayOut) {
+TEST(HandOver, NewParseReplacesOneThatIsEnding) {
   for (int round = 0; round < 100; ++round) {
     const auto driver = MakeDriver();
     ReadDocument(*driver, L"<a>1</a>");  // whose memory the next ones may use
@@ -246,7 +246,7 @@ TEST(HandOver, NewParseReplacesOneThatIsOnItsWayOut) {
   }
 }
 
-TEST(HandOver, DestroyedOverARunningParse) {
+TEST(HandOver, DestructionDuringAParse) {
   for (int round = 0; round < 50; ++round) {
     const auto driver = MakeDriver();
     String error;
@@ -257,7 +257,7 @@ TEST(HandOver, DestroyedOverARunningParse) {
   }
 }
 
-TEST(HandOver, ThreadThatWasNeverStartedIsNoTrouble) {
+TEST(HandOver, ThreadThatWasNeverStartedIsHarmless) {
   const auto driver = MakeDriver();
   String error;
   const auto thread = MakeReaderThread(*driver, L"<a/>", error);
@@ -287,7 +287,7 @@ TEST(HandOver, CancellationAtRandomMomentsAlwaysEnds) {
 
 VXExecutionState* g_signalled = nullptr;
 
-TEST(HostCancellation, EndsAReaderThatWaitsEvenFromASignalHandler) {
+TEST(HostCancellation, EndsAWaitingReaderEvenFromASignalHandler) {
   const auto driver = MakeDriver();
   VXExecutionState state;
   const VXExecutionState::Scope scope(state);
@@ -316,7 +316,7 @@ TEST(HostCancellation, EndsAReaderThatWaitsEvenFromASignalHandler) {
   EXPECT_FALSE(driver->Read());
 }
 
-TEST(HostCancellation, TakesThePlaceOfElementsThatAreReady) {
+TEST(HostCancellation, DropsQueuedElements) {
   const auto driver = MakeDriver();
   VXExecutionState state;
   const VXExecutionState::Scope scope(state);
@@ -333,7 +333,7 @@ TEST(HostCancellation, TakesThePlaceOfElementsThatAreReady) {
   EXPECT_FALSE(driver->Read());
 }
 
-TEST(HandOver, ParsesSideBySideInManyThreads) {
+TEST(HandOver, ConcurrentParses) {
   std::vector<std::thread> threads;
   std::atomic<int> wrong{0};
   for (int i = 0; i < 4; ++i) {
@@ -348,7 +348,7 @@ TEST(HandOver, ParsesSideBySideInManyThreads) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST(HandOver, ExhaustedMemoryIsAnErrorTextAtEveryAllocation) {
+TEST(HandOver, OutOfMemoryIsAnErrorAtEveryAllocation) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   const auto driver = MakeDriver();
   const String text = Numbered(5, L"<x>\x433&amp;</x></r>");

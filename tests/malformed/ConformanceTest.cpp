@@ -139,7 +139,7 @@ bool HasDocumentType(const std::string& bytes) {
   return document && document->intSubset;
 }
 
-TEST(ConformanceSuite, IsFollowedButForTheExceptionsListed) {
+TEST(ConformanceSuite, IsFollowedExceptForListedDocuments) {
   if (!std::filesystem::exists(XMLA_CONFORMANCE_SUITE))
     GTEST_SKIP() << "skipped: W3C's XML conformance suite is missing; "
                     "tests/malformed/fetch-conformance-suite fetches it";

@@ -112,7 +112,7 @@ xmlParserInputPtr CountLoading(const char*, const char*, xmlParserCtxtPtr) {
   return nullptr;
 }
 
-TEST(HostileDocuments, WithADocumentTypeAreRefusedAndNothingIsOpenedForThem) {
+TEST(HostileDocuments, WithADocumentTypeAreRefusedWithoutOpeningAnything) {
   const Listener listener;
   const WatchedFile file;
   const xmlExternalEntityLoader loader = xmlGetExternalEntityLoader();
@@ -201,7 +201,7 @@ std::string ManyNamespaces(std::size_t bytes) {
   return text + Repeated(bytes / 6, "<p:a/>");
 }
 
-TEST(HostileDocuments, ThatStayWithinTheLimitsAreRead) {
+TEST(HostileDocuments, WithinTheLimitsAreRead) {
   std::string namespaces;
   for (int i = 0; i < 999; ++i) namespaces += " xmlns:n" + std::to_string(i) + "='u'";
   std::string names;
@@ -301,7 +301,7 @@ const Huge kHuge[] = {
 
 class HugeDocument : public testing::TestWithParam<Huge> {};
 
-TEST_P(HugeDocument, IsReadOrRefusedInTimeAndInSpace) {
+TEST_P(HugeDocument, IsReadOrRefusedWithinTimeAndMemory) {
   const std::size_t size = (support::IsLong() ? 100u : 12u) * std::size_t{1000 * 1000};
   std::string document = GetParam().make(size);
   // In a child process, whose memory can be measured.

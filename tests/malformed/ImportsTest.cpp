@@ -44,7 +44,7 @@ std::vector<Attack> Attacks() {
   return attacks;
 }
 
-TEST(MalformedImports, EndWithAResultOrErrorsAndLeaveTheImportUsable) {
+TEST(MalformedImports, GiveAResultOrErrorsAndLeaveAUsableObject) {
   std::vector<std::unique_ptr<ImportTrial>> trials;
   for (const inprocess::SampleKind& kind : inprocess::kSampleKinds)
     trials.push_back(std::make_unique<ImportTrial>(kind.target));

@@ -98,14 +98,14 @@ void ForEachByte(std::size_t quick, Visit visit) {
   }
 }
 
-TEST(MalformedReplies, AsTheyAreAreReadOrAreFaults) {
+TEST(MalformedReplies, UnchangedRepliesAreReadOrAreFaults) {
   Trials trials;
   for (const Reply& reply : Replies()) trials.Try(reply, reply.body, "as it is");
   trials.Conclude("sample and recorded replies as they are, " + std::to_string(TotalSize()) +
                   " bytes");
 }
 
-TEST(MalformedReplies, CutAtAnyByteAreErrors) {
+TEST(MalformedReplies, TruncatedAtAnyByteAreErrors) {
   Trials trials;
   ForEachByte(4000, [&](const Reply& reply, std::size_t position) {
     trials.Try(reply, std::string_view(reply.body).substr(0, position),
@@ -140,7 +140,7 @@ TEST_P(ChangedByte, GivesRowsOrAnError) {
 INSTANTIATE_TEST_SUITE_P(MalformedReplies, ChangedByte, testing::ValuesIn(kChanges),
                          [](const auto& test) { return "To" + std::to_string(test.index); });
 
-TEST(MalformedReplies, WithElementsRearrangedGiveRowsOrAnError) {
+TEST(MalformedReplies, WithRearrangedElementsGiveRowsOrAnError) {
   constexpr std::size_t kQuick = 4000;
   std::size_t total = 0;
   for (const Reply& reply : Replies()) total += malformed::Elements(reply.body).size();

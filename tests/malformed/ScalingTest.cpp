@@ -569,7 +569,7 @@ TEST_P(Scaling, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
   support::PrintFigure("CPU time for twice the input, " + std::string(GetParam().name), text);
 }
 
-TEST_P(Scaling, StopsWithinATenthOfASecond) {
+TEST_P(Scaling, StopsWithin100Milliseconds) {
   const double allowed = support::kIsSanitized ? 0.5 : 0.1;
   // Whole inputs take minutes under ThreadSanitizer.
   const std::size_t parts = support::kIsThreadSanitized ? 256

@@ -145,7 +145,7 @@ const Case kCases[] = {
     {{"import", "--format", "json", "--jobs", "4"}, "import.json", 3},
 };
 
-TEST_F(Real, ImportsAreWholeDocumentsAsExpected) {
+TEST_F(Real, ImportsGiveTheExpectedDocuments) {
   for (const Case& each : kCases) {
     SCOPED_TRACE(testing::PrintToString(each.arguments));
     const Outcome outcome = Import(each.arguments);
@@ -155,7 +155,7 @@ TEST_F(Real, ImportsAreWholeDocumentsAsExpected) {
   }
 }
 
-TEST_F(Real, AnUnknownCatalogOrCubeListsWhatThereIs) {
+TEST_F(Real, UnknownCatalogOrCubeListsExistingOnes) {
   const Outcome catalog =
       Import({"cube", "--source", "Provider=mondrian", "--catalog", "Nope", "--cube", "Sales"});
   EXPECT_EQ(catalog.status, 2);
@@ -166,7 +166,7 @@ TEST_F(Real, AnUnknownCatalogOrCubeListsWhatThereIs) {
   EXPECT_THAT(cube.err, HasSubstr("there are: \"Старые продажи\""));
 }
 
-TEST_F(Real, AnyOtherPathIsAnErrorThatSaysSo) {
+TEST_F(Real, AnotherPathIsAnErrorWithTheStatus) {
   // The web server answers there with an HTML page.
   std::string url = server->Url();
   url.resize(url.rfind('/'));
@@ -175,14 +175,14 @@ TEST_F(Real, AnyOtherPathIsAnErrorThatSaysSo) {
   EXPECT_THAT(outcome.err, HasSubstr("HTTP 405 Method Not Allowed"));
 }
 
-TEST_F(Real, TheServerEndsWithItsStandardInput) {
+TEST_F(Real, ServerEndsWithItsStandardInput) {
   RealServer other;
   ASSERT_FALSE(other.Url().empty()) << other.Complaint();
   EXPECT_EQ(other.End(), 0);
   EXPECT_EQ(RunTool({"--url", other.Url(), "sources"}).status, 1);
 }
 
-TEST(RealServerStart, WithoutItsPackagesNamesThemAndEndsWithStatus77) {
+TEST(RealServerStart, NamesMissingPackagesAndExitsWith77) {
   setenv("XMLA_REAL_JARS", "/no/such/folder", 1);
   RealServer bare;
   unsetenv("XMLA_REAL_JARS");

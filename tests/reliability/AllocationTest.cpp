@@ -119,14 +119,14 @@ void FailEverywhere(const std::vector<Operation>& operations, const Mode& mode, 
 
 class Allocation : public testing::TestWithParam<Mode> {};
 
-TEST_P(Allocation, ThatFailsInAnyOperationLeavesAUsableObject) {
+TEST_P(Allocation, FailureInAnyOperationLeavesAUsableObject) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   Tally tally;
   FailEverywhere(kOperations, GetParam(), 4, tally);
   tally.Print("allocation fails (" + std::string(GetParam().name) + ")");
 }
 
-TEST_P(Allocation, ThatFailsWithTheImportLogOnLeavesAUsableObject) {
+TEST_P(Allocation, FailureWithTheImportLogOnLeavesAUsableObject) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   const support::TempDir folder;
   setenv("OT_XMLA_IMPORT_LOGGING", "1", 1);
@@ -155,7 +155,7 @@ std::wstring Parsed(SAX2XmlReadDriver& driver, const NarrowString& bytes, const 
   return elements;
 }
 
-TEST_P(Allocation, ThatFailsInALongDocumentNeverMakesItAShorterOne) {
+TEST_P(Allocation, FailureInALongDocumentNeverTruncatesIt) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   constexpr long kNever = 1L << 40;
   std::string text = "<r>";  // fed to the XML library in many pieces

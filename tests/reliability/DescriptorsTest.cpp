@@ -92,7 +92,7 @@ TEST(Descriptors, OfAClientAreNotInherited) {
   }
 }
 
-TEST(Descriptors, OfARequestAtWorkAreNotInherited) {
+TEST(Descriptors, OfARunningRequestAreNotInherited) {
   const long before = Count(Inherited());
   {
     std::promise<void> there;
@@ -136,7 +136,7 @@ class TakenDescriptors {
 };
 
 /// The fd_sets in which libcurl reports its descriptors end at 1024.
-TEST(Descriptors, WithLargeNumbersWorkAndAreNotInherited) {
+TEST(Descriptors, LargeNumbersWorkAndAreNotInherited) {
   const TakenDescriptors taken(1200);
   ASSERT_GT(taken.Last(), FD_SETSIZE);
   const long before = Count(Inherited());
@@ -153,7 +153,7 @@ TEST(Descriptors, WithLargeNumbersWorkAndAreNotInherited) {
   }
 }
 
-TEST(Descriptors, OfManyClientsMadeAtOnceAreNotInherited) {
+TEST(Descriptors, OfClientsCreatedConcurrentlyAreNotInherited) {
   const long before = Count(Inherited());
   std::vector<std::thread> threads;
   std::vector<std::unique_ptr<HTTPClientWrapper>> clients(400);

@@ -307,7 +307,7 @@ std::vector<uid_t> Users() {
   return {0, kOrdinaryNumber};
 }
 
-TEST(ForeignFiles, InThePlaceOfALogAreRefusedAndLeftAsTheyAre) {
+TEST(ForeignFiles, AtThePlaceOfALogAreRefusedAndUnchanged) {
   int refused = 0;
   int opened = 0;
   int skipped = 0;
@@ -344,7 +344,7 @@ TEST(ForeignFiles, InThePlaceOfALogAreRefusedAndLeftAsTheyAre) {
           " that this machine does not let be made; nothing of others was changed");
 }
 
-TEST(ForeignFiles, LinksOnTheWayToALogAreNotFollowed) {
+TEST(ForeignFiles, LinksInThePathOfALogAreNotFollowed) {
   if (geteuid() != 0) GTEST_SKIP() << "skipped: only root can make another user's link";
   const struct {
     uid_t owner;
@@ -387,7 +387,7 @@ std::string LogName(int ahead) {
   return name;
 }
 
-TEST(ForeignFiles, PipesInThePlaceOfALogDoNotStopTheHost) {
+TEST(ForeignFiles, PipesAtThePlaceOfALogDoNotBlockTheHost) {
   for (const uid_t user : Users()) {
     const support::TempDir folder;
     ASSERT_EQ(chown(folder.Path().c_str(), user, user), 0);

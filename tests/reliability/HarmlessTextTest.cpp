@@ -149,7 +149,7 @@ tool::ScriptedProvider::Script HostileProvider() {
   return script;
 }
 
-TEST(HarmlessText, OfNamesOnATerminalAndAsTheyAreElsewhere) {
+TEST(HarmlessText, NamesAreEscapedOnlyOnATerminal) {
   const tool::ScriptedProvider provider(HostileProvider());
   for (const char* command : {"sources", "tree", "cube", "import"})
     for (const char* format : {"text", "json"}) {
@@ -186,7 +186,7 @@ struct Source {
   std::string shown;
 };
 
-TEST(HarmlessText, OfEverythingElseThatAServerSays) {
+TEST(HarmlessText, OtherTextOfAServerIsEscaped) {
   const std::string raw = Hostile(Raw);
   const std::string header = Hostile(InHeader);
   const Source sources[] = {
@@ -226,7 +226,7 @@ TEST(HarmlessText, OfEverythingElseThatAServerSays) {
               " in ", std::size(sources), " other places of a reply: none reached a terminal"));
 }
 
-TEST(HarmlessText, OfMessagesAndLogsStaysAsItCame) {
+TEST(HarmlessText, MessagesAndLogsKeepNamesUnchanged) {
   const std::string reply = support::FaultReply("code", "text " + Hostile(InReply));
   WireServer server(Answer(reply));
   const support::TempDir folder;

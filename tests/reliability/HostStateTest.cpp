@@ -243,7 +243,7 @@ extern "C" __attribute__((visibility("default"))) int sigaction(int number,
 
 namespace {
 
-TEST(HostState, IsTheSameAfterEveryOperation) {
+TEST(HostState, IsUnchangedAfterEveryOperation) {
   // Unusual values, so that resetting them to defaults is noticed.
   const auto formerDirectory = std::filesystem::current_path();
   const support::TempDir folder;

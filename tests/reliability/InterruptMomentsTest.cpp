@@ -110,7 +110,7 @@ class InterruptMoments : public testing::Test {
   int m_runs = 0;
 };
 
-TEST_F(InterruptMoments, EndTheImportAtOnceAndLeaveNothingHalf) {
+TEST_F(InterruptMoments, EndTheImportAtOnceWithoutPartialFiles) {
   // The longest run: a busy machine may notice the start only at the end.
   double whole = 0;
   for (int i = 0; i < 3; ++i) whole = std::max(whole, Interrupted(0, 0, "2").whole);

@@ -52,7 +52,7 @@ bool IsOurs(const std::string& file) {
   return false;
 }
 
-TEST(Loading, AndUnloadingManyTimesLeavesNothing) {
+TEST(Loading, RepeatedLoadingAndUnloadingLeavesNothing) {
   ExemptServer server;
   const std::string url = server.Url("/analysis-services");
   const long times = support::Effort(30L, 1000L);
@@ -75,7 +75,7 @@ TEST(Loading, AndUnloadingManyTimesLeavesNothing) {
                                 mapped, " mappings of them left"));
 }
 
-TEST(Loading, MayEndWhileTheResolverStillWorksForAnInterruptedImport) {
+TEST(Loading, UnloadingIsSafeDuringNameResolution) {
   ExemptServer server;
   const std::string url = "http://slow.test:" + std::to_string(server.Port()) + "/";
   const long times = support::Effort(5L, 100L);

@@ -26,7 +26,7 @@ std::string ManyMeasures(std::size_t count) {
   return support::RowsetReply(rows);
 }
 
-TEST(ToolMemory, CubeThatDoesNotFitFailsAloneAndTheOthersStay) {
+TEST(ToolMemory, OnlyTheCubeThatDoesNotFitFails) {
   if (!kLimitIsPossible) GTEST_SKIP() << "skipped: this sanitizer takes no limit of memory";
   ScriptedProvider::Script script = OneCube();
   script.rows["MDSCHEMA_CUBES Lone"] = {

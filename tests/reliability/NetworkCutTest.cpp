@@ -72,7 +72,7 @@ class CuttingServer {
 constexpr sample::Kind kKinds[] = {sample::Kind::kAnalysisServices, sample::Kind::kSapBw,
                                    sample::Kind::kTamarind};
 
-TEST(NetworkCut, AtAnyByteIsAnErrorOfOneLineAndTheNextReplyIsRead) {
+TEST(NetworkCut, AnyByteGivesAOneLineErrorAndTheNextReplyIsRead) {
   std::size_t cuts = 0;
   std::size_t read = 0;
   double longest = 0;

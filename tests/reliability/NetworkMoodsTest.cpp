@@ -177,23 +177,23 @@ std::string TryAll(void (*attempt)(const KindCase&, const MoodCase&)) {
 }
 
 // The library reads the time-out once, when it is loaded.
-TEST_IN_CHILD(NetworkMoods, AreTextsOfTheImportInTimeAndTheNextRequestIsAnswered,
+TEST_IN_CHILD(NetworkMoods, ImportReportsErrorsInTimeAndTheNextRequestSucceeds,
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   const std::string tried = TryAll(ThroughTheImport);
   Figure("misbehaving server, import interface",
          tried + ", each with its text and in its time, the next request answered");
 }
 
-TEST(NetworkMoods, AreOneLineOfTheToolInTime) {
+TEST(NetworkMoods, ToolReportsOneLineInTime) {
   const std::string tried = TryAll(ThroughTheTool);
   Figure("misbehaving server, tool", tried + ", each status 1 and one line, or the result");
 }
 
-TEST(NetworkMoods, AReplyMayBe256MebibytesLong) {
+TEST(NetworkMoods, ReplyMayHave256Mebibytes) {
   EXPECT_EQ(HTTPClientOptions().maxReplyBytes, 268'435'456u);
 }
 
-TEST_IN_CHILD(NetworkMoods, GapsShorterThanTheTimeOutAreNoSilence,
+TEST_IN_CHILD(NetworkMoods, PausesShorterThanTheTimeOutAreAllowed,
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   constexpr std::chrono::milliseconds kGap{800};
   const std::string reply = Answer(support::RowsetReply("DataSourceName", {"NORTHQUAY"}));

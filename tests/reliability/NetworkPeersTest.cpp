@@ -67,7 +67,7 @@ void ExpectRefusal(const std::string& url, const std::string& says, const Enviro
   ExpectDataSources(url, environment);
 }
 
-TEST(NetworkPeers, ARefusedPortIsNamedAndUsedOnceSomebodyListens) {
+TEST(NetworkPeers, RefusedPortIsNamedAndUsedWhenAServerListens) {
   sample::Options options;
   { options.port = sample::Provider().Port(); }
   std::unique_ptr<sample::Provider> provider;
@@ -77,7 +77,7 @@ TEST(NetworkPeers, ARefusedPortIsNamedAndUsedOnceSomebodyListens) {
   Figure("a port where nobody listens", "named; used once somebody does");
 }
 
-TEST(NetworkPeers, AnUnknownHostIsNamed) {
+TEST(NetworkPeers, UnknownHostIsNamed) {
   // The resolver determines the time.
   ExpectRefusal("http://no-such-host.invalid/xmla",
                 "The host of the service is not known: http://no-such-host.invalid/xmla", {}, {},
@@ -86,7 +86,7 @@ TEST(NetworkPeers, AnUnknownHostIsNamed) {
 }
 
 // The library reads the time-out once, when it is loaded.
-TEST_IN_CHILD(NetworkPeers, AConnectionThatDoesNotComeAboutIsGivenUpAfterTheTimeOut,
+TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   const Certificate good("IP:127.0.0.1", kDay);
   const Certificate proxied("DNS:service.test", kDay);
@@ -158,7 +158,7 @@ constexpr CertificateCase kCertificates[] = {
      true, false},
 };
 
-TEST(NetworkPeers, OnlyAGoodCertificateIsTakenAndABadOneIsNamed) {
+TEST(NetworkPeers, OnlyAValidCertificateIsAcceptedAndABadOneIsNamed) {
   const Certificate authority("DNS:authority.test", kDay);
   const Certificate otherAuthority("DNS:other-authority.test", kDay);
   const Certificate good("IP:127.0.0.1", kDay, &authority);
@@ -175,7 +175,7 @@ TEST(NetworkPeers, OnlyAGoodCertificateIsTakenAndABadOneIsNamed) {
          Text(std::size(kCertificates), " kinds refused by name, the good one taken afterwards"));
 }
 
-TEST(NetworkPeers, EveryConnectionLooksAtTheCertificate) {
+TEST(NetworkPeers, EveryConnectionChecksTheCertificate) {
   const Certificate authority("DNS:authority.test", kDay);
   const Certificate good("IP:127.0.0.1", kDay, &authority);
   const Certificate expired("IP:127.0.0.1", -3600, &authority);
@@ -217,7 +217,7 @@ constexpr LogInCase kLogIns[] = {
      "WWW-Authenticate: Digest realm=\"r\", nonce=\"%\", qop=\"auth\", stale=true\r\n", "Digest: "},
 };
 
-TEST(NetworkPeers, AServerThatAdmitsNobodyIsNamedAndUsedOnceItDoes) {
+TEST(NetworkPeers, RefusedAuthenticationIsNamedAndCanSucceedLater) {
   for (const LogInCase& test : kLogIns) {
     SCOPED_TRACE(test.name);
     std::atomic<bool> isWilling{false};
@@ -288,7 +288,7 @@ class Proxy {
       [this](auto& connection, const auto& request) { Handle(connection, request); }};
 };
 
-TEST(NetworkPeers, AProxyThatRefusesIsNamedAndUsedOnceItIsWilling) {
+TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
   const Certificate good("IP:127.0.0.1", kDay);
   for (const ProxyCase& test : kProxies) {
     {

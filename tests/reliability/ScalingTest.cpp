@@ -209,7 +209,7 @@ TEST(ScalingOfTheNetwork, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
                   network::Text(count, " paths, at most ", worst, " times"));
 }
 
-TEST(ScalingOfTheNetwork, StopsWithinATenthOfASecond) {
+TEST(ScalingOfTheNetwork, StopsWithin100Milliseconds) {
   const double allowed = 0.1 * network::Slack();
   const int moments = support::Effort(1, 10);
   double longest = 0;

@@ -101,7 +101,7 @@ TEST(SecretsInMemory, OfAnImportAreErasedAtItsEnd) {
                       std::to_string(ofLibcurl));
 }
 
-TEST(SecretsInMemory, OfAnIdentificationAreTheHostsAlone) {
+TEST(SecretsInMemory, OfAnIdentificationStayOnlyWithTheHost) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
   int number = 100;
   for (const Way& way : kWays) {

@@ -223,7 +223,7 @@ constexpr Gate kGates[] = {
     {"broken", "500 Internal Server Error", "", 1},
 };
 
-TEST(Secrets, OfALogInReachTheServerAlone) {
+TEST(Secrets, OfAuthenticationReachOnlyTheServer) {
   g_searched = 0;
   for (const Gate& gate : kGates) {
     SCOPED_TRACE(gate.name);
@@ -280,7 +280,7 @@ void ExpectDigestAlone(WireServer& server, std::size_t digests) {
 }
 
 /// Each import object of a call, and its identification, has its own HTTP client.
-TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
+TEST(Secrets, UsedWithDigestAreNotSentByBasicInTheSameCall) {
   const std::size_t kClients[] = {1, 2, 3};
   for (const std::size_t digests : kClients) {
     SCOPED_TRACE(digests);
@@ -297,7 +297,7 @@ TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
 }
 
 /// Identification sends two requests to a server of the Tamarind kind.
-TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameIdentification) {
+TEST(Secrets, UsedWithDigestAreNotSentByBasicInTheSameIdentification) {
   WireServer server(Weakening(1, sample::Kind::kTamarind));
   OTXMLAProviderIdentity identity;
   String errors;
@@ -331,7 +331,7 @@ TEST(Secrets, DoNotFollowARedirectToAnotherOrigin) {
               other.Connections(), " connections to the other origin, 0 headers with the secret"));
 }
 
-TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
+TEST(Secrets, OfServiceAndProxyReachOnlyTheirServer) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   Search search;
   g_searched = 0;
@@ -372,7 +372,7 @@ TEST(Secrets, OfTheServiceAndOfTheProxyReachTheirOwnAlone) {
               proxy.Requests().size(), " to the proxy without the service's"));
 }
 
-TEST(Secrets, OfAProxyThatRefusesThemAreNotTold) {
+TEST(Secrets, OfARefusingProxyAreNotShown) {
   WireServer proxy(Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"));
   for (const char* scheme : {"http", "https"}) {
     tool::Options options;
@@ -401,7 +401,7 @@ tool::Outcome CallByProxy(const char* offer, const std::string& url) {
   return search.Run({"--url", url}, options);
 }
 
-TEST(Secrets, ThatGoOverTheNetworkReadableAreToldOnce) {
+TEST(Secrets, SentInClearTextCauseOneWarning) {
   constexpr char kBasic[] = "WWW-Authenticate: Basic realm=\"r\"\r\n";
   constexpr char kDigest[] = "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n";
   const std::string elsewhere = UrlWithCredentials("http://service.test/xmla");
@@ -412,7 +412,7 @@ TEST(Secrets, ThatGoOverTheNetworkReadableAreToldOnce) {
   EXPECT_EQ(CallByProxy(kDigest, elsewhere).err, "");
 }
 
-TEST(Secrets, OfUnusableCallsAreNotTold) {
+TEST(Secrets, OfUsageErrorsAreNotShown) {
   Search search;
   const std::string secret = std::string(kUser) + ":" + kPassword;
   for (const std::string& url :

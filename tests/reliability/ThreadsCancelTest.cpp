@@ -108,7 +108,7 @@ class Reading {
 /// Sizes of documents: delivered at once, in blocks, and in more blocks than the queue holds.
 class CancellingAtElements : public testing::TestWithParam<long> {};
 
-TEST_P(CancellingAtElements, EndsTheReadingAndLeavesAUsableReader) {
+TEST_P(CancellingAtElements, EndsReadingAndLeavesAUsableReader) {
   const long size = GetParam();
   const long step = support::Stride(size, 25L);
   long tries = 0;
@@ -135,7 +135,7 @@ TEST_P(CancellingAtElements, EndsTheReadingAndLeavesAUsableReader) {
           " ended by a cancelled element, none by a wrong one; every reader usable");
 }
 
-TEST_P(CancellingAtElements, AReaderMayBeDestroyedAtAnyOfThem) {
+TEST_P(CancellingAtElements, ReaderMayBeDestroyedAtAnyElement) {
   const long size = GetParam();
   const long step = support::Stride(size, 15L);
   long tries = 0;
@@ -147,7 +147,7 @@ TEST_P(CancellingAtElements, AReaderMayBeDestroyedAtAnyOfThem) {
                        std::to_string(tries) + " tried, 0 hangs or crashes");
 }
 
-TEST_P(CancellingAtElements, TheCallersStateEndsTheReadingAtAnyOfThem) {
+TEST_P(CancellingAtElements, CallersStateEndsReadingAtAnyElement) {
   const long size = GetParam();
   const long step = support::Stride(size, 15L);
   for (long k = 0; k < size; k += step) {

@@ -72,7 +72,7 @@ class TroubledServer {
   }};
 };
 
-TEST(Endurance, ManyExchangesOnOneAgentTakeNoMoreMemoryAndNoMoreDescriptors) {
+TEST(Endurance, ManyExchangesOnOneAgentLeakNothing) {
   TroubledServer server;
   Subject subject(kKinds[1], server.Url());
   const auto cubesOf = [&](const wchar_t* catalog) {
@@ -136,7 +136,7 @@ TEST(Endurance, ManyExchangesOnOneAgentTakeNoMoreMemoryAndNoMoreDescriptors) {
                     " KiB more in memory, ", moreDescriptors, " more descriptors"));
 }
 
-TEST(Endurance, ManyJobsAgainstRandomMoodsAlwaysEndWithAWholeDocument) {
+TEST(Endurance, ManyJobsWithRandomFaultsEndWithACompleteDocument) {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::seconds(support::Effort(2, 180));
   constexpr sample::Kind kSampleKinds[] = {sample::Kind::kAnalysisServices, sample::Kind::kSapBw,

@@ -49,7 +49,7 @@ std::vector<Outcome> RunAll(const Task& task) {
   return outcomes;
 }
 
-TEST(ManyObjects, OnThreadsOfTheirOwnGiveWhatTheyGiveOneAfterTheOther) {
+TEST(ManyObjects, ConcurrentResultsEqualSequentialResults) {
   ExemptServer samples;
   const std::string shortReply = Rows(2);
   const std::string longReply = Rows(support::kIsSanitized ? 2000 : 20000);

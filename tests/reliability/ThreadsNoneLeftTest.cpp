@@ -13,7 +13,7 @@
 
 namespace {
 
-thread_local bool t_hasNone = false;
+thread_local bool g_hasNone = false;
 
 }  // namespace
 
@@ -23,14 +23,14 @@ extern "C" __attribute__((visibility("default"))) int pthread_create(
     pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
   using Function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
   static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pthread_create"));
-  return t_hasNone ? EAGAIN : next(thread, attributes, run, argument);
+  return g_hasNone ? EAGAIN : next(thread, attributes, run, argument);
 }
 #endif
 
 namespace reliability {
 namespace {
 
-TEST(NoThreadLeft, IsAnErrorTextAndTheObjectWorksOnceThereIsOne) {
+TEST(NoThreadLeft, IsAnErrorAndTheObjectWorksLater) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "threads cannot be made to fail";
   ExemptServer server;
   for (const Kind& kind : kKinds)
@@ -38,9 +38,9 @@ TEST(NoThreadLeft, IsAnErrorTextAndTheObjectWorksOnceThereIsOne) {
       if (std::string(operation.name).find("create") != std::string::npos) continue;
       Subject subject(kind, server.Url(kind.path));
       Outputs outputs;
-      t_hasNone = true;
+      g_hasNone = true;
       const Outcome none = OutcomeOf(outputs, [&] { operation.run(subject, outputs); });
-      t_hasNone = false;
+      g_hasNone = false;
       if (std::string(operation.name) != "SetupConnInfo") {  // which needs none
         EXPECT_THAT(none.thrown + none.errors,
                     testing::HasSubstr("The system has no thread left to read the server's reply"))

@@ -208,7 +208,7 @@ TEST(CancellingATransfer, EndsItInEveryStateOfTheReply) {
     });
 }
 
-TEST(CancellingATransfer, EndsItWhileTheHostIsResolved) {
+TEST(CancellingATransfer, EndsItDuringNameResolution) {
   TryOften("the host is resolved", Times(), [](long number) {
     ExemptServer server([](loopback::Connection& wire, const loopback::Request&) {
       wire.Send(loopback::Answer(LongReply(3)));
@@ -239,7 +239,7 @@ TEST(CancellingATransfer, EndsItWhileItConnects) {
   });
 }
 
-TEST(CancellingATransfer, EndsItInTheHandshake) {
+TEST(CancellingATransfer, EndsItDuringTheHandshake) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   const network::Variable trusted("SSL_CERT_FILE", certificate.Path());
   TryOften("in the TLS handshake", Times(), [&](long number) {
@@ -304,7 +304,7 @@ TEST(CancellingATransfer, EndsItWhileTheRequestIsSent) {
   });
 }
 
-TEST(CancellingATransfer, EndsTheParsingAndTheHandingOver) {
+TEST(CancellingATransfer, EndsParsingAndDelivery) {
   const std::string body = LongReply(support::kIsSanitized ? 20'000 : 60'000);
   const unsigned int seed = std::random_device()();
   SCOPED_TRACE("seed " + std::to_string(seed));

@@ -68,7 +68,7 @@ class SizeLimit {
   rlimit m_former{};
 };
 
-TEST_F(Writing, IntoAFullDeviceFailsAndIsToldOnce) {
+TEST_F(Writing, FullDeviceFailsAndIsReportedOnce) {
   const Heap<AFile> file = AFile::MakeFile();
   file->Open(L"/dev/full", AFile::kModeWrite);
   EXPECT_FALSE(file->WriteBytes("text", 4));
@@ -77,7 +77,7 @@ TEST_F(Writing, IntoAFullDeviceFailsAndIsToldOnce) {
   EXPECT_EQ(Told(), "/dev/full: No space left on device\n");
 }
 
-TEST_F(Writing, BeyondALimitOnSizesFailsWithoutASignal) {
+TEST_F(Writing, SizeLimitFailsWithoutASignal) {
   const Heap<AFile> file = AFile::MakeFile();
   file->Open(support::Wide(File("limited")), AFile::kModeWriteFromEmpty);
   {
@@ -90,7 +90,7 @@ TEST_F(Writing, BeyondALimitOnSizesFailsWithoutASignal) {
   EXPECT_EQ(Told(), File("limited") + ": File too large\n");
 }
 
-TEST_F(Writing, IntoAPipeWhoseReaderHasGoneFailsWithoutASignal) {
+TEST_F(Writing, ClosedPipeFailsWithoutASignal) {
   ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
   const int reader = open(File("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   const Heap<AFile> file = AFile::MakeFile();
@@ -107,7 +107,7 @@ struct PlaceCase {
   const char* reason;
 };
 
-TEST_F(Writing, IntoAPlaceThatTakesNoFileIsAnErrorThatNamesIt) {
+TEST_F(Writing, UnwritablePlaceIsAnErrorWithItsName) {
   std::ofstream(File("file")) << "kept";
   std::filesystem::create_directory(File("closed"));
   chmod(File("closed").c_str(), 0500);
@@ -162,7 +162,7 @@ void ExpectWholeOperations(OTXMLAImportAPI& import, Subject& quiet) {
   EXPECT_EQ(outputs.errors, expected.errors);
 }
 
-TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
+TEST_F(Writing, LogWriteErrorAnywhereKeepsTheImportComplete) {
   ExemptServer server;
   Subject quiet(kKinds[0], server.Url(kKinds[0].path));
   rlim_t whole = 0;
@@ -195,7 +195,7 @@ TEST_F(Writing, OfTheImportLogThatFailsAnywhereLeavesTheImportWhole) {
                        std::to_string(tried) + " places tried, every import whole, each told once");
 }
 
-TEST_F(Writing, OfAnImportLogThatCannotBeOpenedIsAnErrorAndLeavesTheFormerConnection) {
+TEST_F(Writing, UnopenableLogIsAnErrorAndKeepsTheFormerConnection) {
   ExemptServer server;
   Subject subject(kKinds[0], server.Url(kKinds[0].path));
   std::ofstream(File("file")) << "kept";
@@ -231,7 +231,7 @@ bool WithReadOnlyDisk(const std::string& directory, Run run) {
   return isMounted;
 }
 
-TEST_F(Writing, OnADiskThatIsReadOnlyIsAnErrorThatNamesThePlace) {
+TEST_F(Writing, ReadOnlyDiskIsAnErrorWithThePath) {
   ExemptServer server;
   Subject subject(kKinds[0], server.Url(kKinds[0].path));
   std::filesystem::create_directory(File("disk"));
@@ -267,7 +267,7 @@ TEST_F(Writing, OnADiskThatIsReadOnlyIsAnErrorThatNamesThePlace) {
   EXPECT_EQ(outputs.names.size(), 1u);
 }
 
-TEST_F(Writing, OfAnImportLogWhoseDirectoryVanishesLeavesTheImportWhole) {
+TEST_F(Writing, RemovedLogDirectoryKeepsTheImportComplete) {
   ExemptServer server;
   Subject quiet(kKinds[2], server.Url(kKinds[2].path));
   std::filesystem::create_directory(File("logs"));

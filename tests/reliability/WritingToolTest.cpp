@@ -74,7 +74,7 @@ constexpr const char* kNoLimit = "this sanitizer writes files of its own, which 
 constexpr const char* kNoMount = "no file system may be mounted here";
 constexpr const char* kImport = "$TOOL --sample tamarind --format json ";
 
-TEST_F(ToolWriting, BeyondALimitOnSizesKeepsTheFormerFile) {
+TEST_F(ToolWriting, SizeLimitKeepsTheFormerFile) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "skipped: " << kNoLimit;
   for (const char* limit : {"0", "1", "8", "40"}) {  // blocks of 512 bytes
     std::ofstream(File("result")) << "old";
@@ -87,14 +87,14 @@ TEST_F(ToolWriting, BeyondALimitOnSizesKeepsTheFormerFile) {
   }
 }
 
-TEST_F(ToolWriting, OfStandardOutputBeyondALimitIsAnError) {
+TEST_F(ToolWriting, SizeLimitOnStandardOutputIsAnError) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "skipped: " << kNoLimit;
   const ChildResult result = Shell("ulimit -f 1; exec " + std::string(kImport) + "tree > $DIR/out");
   EXPECT_EQ(result.exitStatus, 1) << result.signal;
   EXPECT_THAT(result.err, HasSubstr("standard output: File too large"));
 }
 
-TEST_F(ToolWriting, OfTheLogBeyondALimitIsAWarningAndTheResultWhole) {
+TEST_F(ToolWriting, SizeLimitOnTheLogIsAWarningWithACompleteResult) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "skipped: " << kNoLimit;
   const ChildResult whole = Shell(std::string(kImport) + "tree");
   for (const char* limit : {"0", "1", "9"}) {
@@ -109,7 +109,7 @@ TEST_F(ToolWriting, OfTheLogBeyondALimitIsAWarningAndTheResultWhole) {
   }
 }
 
-TEST_F(ToolWriting, OfTheLogOfACallThatFailsItselfIsAWarningBesideTheError) {
+TEST_F(ToolWriting, LogErrorOfAFailedCallIsAnAdditionalWarning) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "skipped: " << kNoLimit;
   for (const char* limit : {"0", "1"}) {
     const ChildResult result =
@@ -131,7 +131,7 @@ TEST_F(ToolWriting, OfTheLogOfACallThatFailsItselfIsAWarningBesideTheError) {
   }
 }
 
-TEST_F(ToolWriting, OnAFullDiskKeepsTheFormerFileAndWarnsOfTheLog) {
+TEST_F(ToolWriting, FullDiskKeepsTheFormerFileAndWarnsAboutTheLog) {
   if (!CanMount()) GTEST_SKIP() << "skipped: " << kNoMount;
   const ChildResult output = ShellWithDisk(
       "size=8k", "echo old > result",
@@ -146,7 +146,7 @@ TEST_F(ToolWriting, OnAFullDiskKeepsTheFormerFileAndWarnsOfTheLog) {
   EXPECT_EQ(log.out, "status 0\n");
 }
 
-TEST_F(ToolWriting, OnADiskThatIsReadOnlyIsSaidBeforeTheImport) {
+TEST_F(ToolWriting, ReadOnlyDiskFailsBeforeTheImport) {
   if (!CanMount()) GTEST_SKIP() << "skipped: " << kNoMount;
   for (const char* name : {"result", "new"}) {
     const ChildResult output = ShellWithDisk("ro", "echo old > result",
@@ -170,7 +170,7 @@ TEST_F(ToolWriting, OnADiskThatIsReadOnlyIsSaidBeforeTheImport) {
   }
 }
 
-TEST_F(ToolWriting, IntoADirectoryThatVanishesMeanwhileIsAnErrorThatNamesIt) {
+TEST_F(ToolWriting, RemovedDirectoryIsAnErrorWithItsName) {
   tool::ScriptedProvider::Script script = tool::TwoSources();
   script.answer = [this](const std::string&, const std::string&) {
     std::filesystem::remove_all(File("gone"));
@@ -187,7 +187,7 @@ TEST_F(ToolWriting, IntoADirectoryThatVanishesMeanwhileIsAnErrorThatNamesIt) {
   }
 }
 
-TEST_F(ToolWriting, OfTheLogIntoAPlaceThatTakesNoneIsAnErrorThatNamesIt) {
+TEST_F(ToolWriting, UnwritableLogPlaceIsAnErrorWithItsName) {
   std::ofstream(File("file")) << "kept";
   std::vector<std::string> places = {File("file"), File("file") + "/log", "/proc/nowhere"};
   if (geteuid() != 0) {
@@ -207,7 +207,7 @@ TEST_F(ToolWriting, OfTheLogIntoAPlaceThatTakesNoneIsAnErrorThatNamesIt) {
   EXPECT_EQ(support::ReadFile(File("file")), "kept");
 }
 
-TEST_F(ToolWriting, WhoseReaderGoesMeanwhileIsAQuietSuccess) {
+TEST_F(ToolWriting, PipeClosedMeanwhileIsASilentSuccess) {
   for (const char* reader : {"head -c 1", "true"}) {
     const ChildResult result = Shell("exec 3>&1; { " + std::string(kImport) +
                                      "import; echo status $? >&3; } | " + reader + " >/dev/null");

@@ -48,7 +48,7 @@ std::set<std::string> Numbers(int first, int last) {
   return numbers;
 }
 
-TEST(DataCoverageTest, EachColumnTakesEveryValueThatMatters) {
+TEST(DataCoverageTest, EachColumnHasEveryRelevantValue) {
   struct Case {
     Kind kind;
     std::string rowset;
@@ -151,12 +151,12 @@ TEST(DataCoverageTest, SomeCaptionsAndGeneratedNamesAreLong) {
   EXPECT_GT(names, 0U);
 }
 
-TEST(DataCoverageTest, CalculatedMeasuresHaveAnExpressionAndOneAnEmptyOne) {
+TEST(DataCoverageTest, CalculatedMeasuresHaveAnExpressionOneIsEmpty) {
   EXPECT_THAT(Values(kAs, "MDSCHEMA_MEASURES", "EXPRESSION"), Contains(testing::HasSubstr("IIF")));
   EXPECT_THAT(Values(kBw, "MDSCHEMA_MEASURES", "EXPRESSION"), Contains(""));
 }
 
-TEST(DataCoverageTest, NamesHoldEveryCharacterThatNeedsCare) {
+TEST(DataCoverageTest, NamesContainEverySpecialCharacter) {
   std::string names;
   for (const char* column : {"CUBE_NAME", "CUBE_CAPTION"}) {
     for (const std::string& value : Values(kAs, "MDSCHEMA_CUBES", column)) names += value;
@@ -174,7 +174,7 @@ TEST(DataCoverageTest, NamesHoldEveryCharacterThatNeedsCare) {
   EXPECT_NE(captions.find("]]"), std::string::npos) << "no doubled bracket";
 }
 
-TEST(DataCoverageTest, SomeLevelsAreDeliveredOutOfOrder) {
+TEST(DataCoverageTest, SomeLevelsAreOutOfOrder) {
   std::vector<std::string> numbers;
   for (const Row* row : RowsOf(kAs, "MDSCHEMA_LEVELS")) {
     if (Text(*row, "CUBE_NAME") != "Sales") continue;
@@ -185,22 +185,22 @@ TEST(DataCoverageTest, SomeLevelsAreDeliveredOutOfOrder) {
   EXPECT_EQ(numbers, (std::vector<std::string>{"2", "0", "1"}));
 }
 
-TEST(DataCoverageTest, TamarindDefaultMembersMeetTheAllMemberInEveryWay) {
+TEST(DataCoverageTest, TamarindDefaultMembersCoverAllMemberCases) {
   bool equal = false;
-  bool both_empty = false;
+  bool bothEmpty = false;
   bool different = false;
   for (const Row* row : RowsOf(kKelvora, "MDSCHEMA_HIERARCHIES")) {
     const std::string member = Text(*row, "DEFAULT_MEMBER");
     const std::string all = Text(*row, "ALL_MEMBER");
     equal |= member == all && !member.empty();
-    both_empty |= member.empty() && all.empty();
+    bothEmpty |= member.empty() && all.empty();
     different |= member != all;
   }
-  EXPECT_TRUE(equal && both_empty && different);
+  EXPECT_TRUE(equal && bothEmpty && different);
 }
 
 // Consistency of a server's replies: each row's parent row exists.
-TEST(DataCoverageTest, RowsStandUnderRowsThatExist) {
+TEST(DataCoverageTest, ParentRowsExist) {
   struct Case {
     std::string below;
     std::string above;
@@ -258,7 +258,7 @@ TEST(DataCoverageTest, UniqueNamesAndLevelNumbersAreUnique) {
   }
 }
 
-TEST(DataCoverageTest, DefaultMembersExistWhereTheirLookUpSucceeds) {
+TEST(DataCoverageTest, DefaultMembersExistIfTheirLookUpSucceeds) {
   // The sample data makes their look-up fail.
   const std::set<std::string> faulting = {"[Customer].[Club Card]",
                                           "[ZVFARM                        ZVCOOP]", "[Crew]"};
@@ -269,8 +269,8 @@ TEST(DataCoverageTest, DefaultMembersExistWhereTheirLookUpSucceeds) {
     }
     for (const Row* row : RowsOf(kind, "MDSCHEMA_HIERARCHIES")) {
       const std::string member = Text(*row, "DEFAULT_MEMBER");
-      const bool looked_up = kind != kKelvora || member != Text(*row, "ALL_MEMBER");
-      if (member == kAbsent || !looked_up) continue;
+      const bool lookedUp = kind != kKelvora || member != Text(*row, "ALL_MEMBER");
+      if (member == kAbsent || !lookedUp) continue;
       if (faulting.contains(Text(*row, "HIERARCHY_UNIQUE_NAME"))) continue;
       EXPECT_TRUE(members.contains(Text(*row, "CUBE_NAME") + member))
           << NameOfKind(kind) << " " << member;
@@ -278,7 +278,7 @@ TEST(DataCoverageTest, DefaultMembersExistWhereTheirLookUpSucceeds) {
   }
 }
 
-TEST(DataCoverageTest, ADataFileThatIsWrongSaysWhere) {
+TEST(DataCoverageTest, ErrorsInADataFileNameTheLine) {
   struct Case {
     const char* json;
     const char* text;

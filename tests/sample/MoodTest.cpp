@@ -25,7 +25,7 @@ struct MoodCase {
   std::function<void(const Reply& reply, const Reply& proper)> check = {};
 };
 
-bool WellFormed(const std::string& body) { return Parse(body).well_formed; }
+bool WellFormed(const std::string& body) { return Parse(body).wellFormed; }
 
 void IsProper(const Reply& reply, const Reply& proper) { EXPECT_EQ(reply.body, proper.body); }
 void IsFault(const Reply& reply, const Reply&) { EXPECT_NE(Parse(reply.body).faultText, ""); }
@@ -39,7 +39,7 @@ void IsHtml(const Reply& reply, const Reply&) {
 }
 void IsRowsInAnotherCharset(const Reply& reply, const Reply& proper) {
   const Document document = Parse(reply.body);
-  EXPECT_TRUE(document.well_formed) << document.reason;
+  EXPECT_TRUE(document.wellFormed) << document.reason;
   EXPECT_EQ(document.rows, Parse(proper.body).rows);
   EXPECT_NE(reply.body, proper.body);
 }
@@ -96,7 +96,7 @@ const MoodCase kCases[] = {
     {"fault/2", CURLE_OK, 200, IsProper},
 };
 
-TEST(MoodTest, EveryMoodDoesToTheReplyWhatItSays) {
+TEST(MoodTest, EveryModeDoesWhatItSays) {
   for (const Kind kind : kKinds) {
     const sample::Provider provider;
     const Reply proper = Discover(provider.Url(kind), kType);
@@ -118,7 +118,7 @@ TEST(MoodTest, SilenceLastsUntilTheClientGivesUp) {
   const sample::Provider provider;
   const std::string url = provider.Url(Kind::kAnalysisServices);
   Call call;
-  call.timeout_ms = 150;
+  call.timeoutMs = 150;
   for (const char* mood : {"stall", "stall-head", "stall-body", "drip:60000", "slow:60000"}) {
     EXPECT_EQ(Discover(url + "?mood=" + mood, kType, {}, {}, call).error, CURLE_OPERATION_TIMEDOUT)
         << mood;
@@ -127,23 +127,23 @@ TEST(MoodTest, SilenceLastsUntilTheClientGivesUp) {
   EXPECT_EQ(some.body.size(), 7U);
 }
 
-TEST(MoodTest, AnEndlessBodyGoesOnUntilTheClientGivesUp) {
+TEST(MoodTest, EndlessBodyLastsUntilTheClientGivesUp) {
   const sample::Provider provider;
   Call call;
-  call.timeout_ms = 150;
+  call.timeoutMs = 150;
   const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=endless", kType, {}, {}, call);
   EXPECT_EQ(reply.error, CURLE_OPERATION_TIMEDOUT);
   EXPECT_GT(reply.body.size(), 1'000'000U);
 }
 
-TEST(MoodTest, EndlessHeadersGoOnUntilTheClientHasEnough) {
+TEST(MoodTest, EndlessHeadersLastUntilTheClientGivesUp) {
   const sample::Provider provider;
   const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=endless-head", kType);
   EXPECT_NE(reply.error, CURLE_OK);
   EXPECT_GT(reply.headers.size(), 100'000U);
 }
 
-TEST(MoodTest, ANumberBehindASlashMeansThatRequestAlone) {
+TEST(MoodTest, NumberAfterASlashSelectsOneRequest) {
   sample::Options options;
   options.mood = "status:401@DBSCHEMA_CATALOGS/2";
   const sample::Provider provider(options);
@@ -167,7 +167,7 @@ std::multimap<std::string, std::string> RandomMoods(const std::string& mood,
   return moods;
 }
 
-TEST(MoodTest, RandomMoodsDependOnTheSeedAndTheRequestAndNotOnTheOrder) {
+TEST(MoodTest, RandomModesDependOnSeedAndRequestNotOnOrder) {
   std::vector<std::string> requests;
   for (int i = 0; i < 300; ++i) requests.push_back("<q>" + std::to_string(i % 100) + "</q>");
   const std::vector<std::string> backwards(requests.rbegin(), requests.rend());
@@ -185,7 +185,7 @@ TEST(MoodTest, RandomMoodsDependOnTheSeedAndTheRequestAndNotOnTheOrder) {
   EXPECT_GT(kinds.size(), 15U);
 }
 
-TEST(MoodTest, EveryRandomMoodIsAMoodThatEnds) {
+TEST(MoodTest, EveryRandomModeEnds) {
   for (uint64_t choice = 0; choice < 1000; ++choice) {
     const std::string mood(sample::RandomMood(choice));
     EXPECT_NO_THROW(sample::ParseMood(mood)) << mood;
@@ -193,7 +193,7 @@ TEST(MoodTest, EveryRandomMoodIsAMoodThatEnds) {
   }
 }
 
-TEST(MoodTest, ABombUnfoldsToAValidDocumentOfItsSize) {
+TEST(MoodTest, BombExpandsToAValidDocumentOfItsSize) {
   const sample::Provider provider;
   const std::string url = provider.Url(Kind::kTamarind);
   const Reply proper = Discover(url, kType);
@@ -207,7 +207,7 @@ TEST(MoodTest, ABombUnfoldsToAValidDocumentOfItsSize) {
   EXPECT_TRUE(WellFormed(unpacked.body));
 }
 
-TEST(MoodTest, AMoodOfTheProviderHoldsForEveryRequestWithoutItsOwn) {
+TEST(MoodTest, ProviderModeAppliesToRequestsWithoutTheirOwn) {
   sample::Options options;
   options.mood = "status:503";
   const sample::Provider provider(options);
@@ -216,7 +216,7 @@ TEST(MoodTest, AMoodOfTheProviderHoldsForEveryRequestWithoutItsOwn) {
   EXPECT_EQ(Discover(provider.Url(Kind::kSapBw) + "?mood=", kType).status, 200);
 }
 
-TEST(MoodTest, AnUnknownMoodIsRefusedWithWhatThereIs) {
+TEST(MoodTest, UnknownModeIsRefusedWithAList) {
   const sample::Provider provider;
   for (const char* mood :
        {"grumpy", "garble:x", "slow:-1", "html:3", "slow:", "slow:9999999999", "fault/", "fault/0",
@@ -231,7 +231,7 @@ TEST(MoodTest, AnUnknownMoodIsRefusedWithWhatThereIs) {
               HasSubstr("stall-body"));
 }
 
-TEST(MoodTest, TheHelpNamesEveryMood) {
+TEST(MoodTest, HelpListsEveryMode) {
   for (const MoodCase& c : kCases) {
     EXPECT_THAT(sample::MoodHelp(), HasSubstr(c.mood.substr(0, c.mood.find_first_of(":@/"))));
   }

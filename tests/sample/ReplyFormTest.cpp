@@ -16,26 +16,26 @@ constexpr const char* kTypes[] = {
     "MDSCHEMA_DIMENSIONS",  "MDSCHEMA_HIERARCHIES", "MDSCHEMA_LEVELS",   "MDSCHEMA_PROPERTIES",
     "MDSCHEMA_MEASURES",    "MDSCHEMA_MEMBERS"};
 
-TEST(ReplyFormTest, EveryRowsetIsWellFormedAndOrderedAsItsSchemaSays) {
+TEST(ReplyFormTest, RowsetsAreWellFormedAndOrderedByTheirSchema) {
   const sample::Provider provider;
   for (const Kind kind : kKinds) {
     for (const char* type : kTypes) {
       SCOPED_TRACE(std::string(NameOfKind(kind)) + " " + type);
       const Document document = Parse(Discover(provider.Url(kind), type).body);
-      EXPECT_TRUE(document.well_formed) << document.reason;
+      EXPECT_TRUE(document.wellFormed) << document.reason;
       ASSERT_THAT(document.rows, Not(IsEmpty()));
-      for (const std::vector<std::string>& columns : document.column_order) {
-        auto at = document.schema_columns.begin();
+      for (const std::vector<std::string>& columns : document.columnOrder) {
+        auto at = document.schemaColumns.begin();
         for (const std::string& column : columns) {
-          at = std::find(at, document.schema_columns.end(), column);
-          ASSERT_NE(at, document.schema_columns.end()) << column;
+          at = std::find(at, document.schemaColumns.end(), column);
+          ASSERT_NE(at, document.schemaColumns.end()) << column;
         }
       }
     }
   }
 }
 
-TEST(ReplyFormTest, EachKindWritesItsOwnEnvelope) {
+TEST(ReplyFormTest, EachKindHasItsOwnEnvelope) {
   const sample::Provider provider;
   const auto body = [&](Kind kind) {
     return Discover(provider.Url(kind), "DISCOVER_DATASOURCES").body;
@@ -45,7 +45,7 @@ TEST(ReplyFormTest, EachKindWritesItsOwnEnvelope) {
   EXPECT_THAT(body(Kind::kTamarind), StartsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"));
 }
 
-TEST(ReplyFormTest, EachKindWritesItsOwnFault) {
+TEST(ReplyFormTest, EachKindHasItsOwnFault) {
   const sample::Provider provider;
   const auto body = [&](Kind kind) { return Discover(provider.Url(kind), "NONE").body; };
   EXPECT_THAT(body(Kind::kAnalysisServices), HasSubstr("<faultcode>XMLAnalysisError.0xc1"));
@@ -53,17 +53,17 @@ TEST(ReplyFormTest, EachKindWritesItsOwnFault) {
   EXPECT_THAT(body(Kind::kTamarind), HasSubstr("<faultactor>Kelvora</faultactor>"));
 }
 
-TEST(ReplyFormTest, TheSchemaIsLeftOutWhenOnlyDataAreWanted) {
+TEST(ReplyFormTest, SchemaIsOmittedForDataContent) {
   const sample::Provider provider;
   for (const Kind kind : kKinds) {
     const Document document =
         Parse(Discover(provider.Url(kind), "DISCOVER_PROPERTIES", {}, {{"Content", "Data"}}).body);
-    EXPECT_THAT(document.schema_columns, IsEmpty());
+    EXPECT_THAT(document.schemaColumns, IsEmpty());
     EXPECT_THAT(document.rows, Not(IsEmpty()));
   }
 }
 
-TEST(ReplyFormTest, IdentityIsFoundWhereEachKindKeepsIt) {
+TEST(ReplyFormTest, EachKindHasItsIdentity) {
   const sample::Provider provider;
   const auto property = [&](Kind kind, const char* name) {
     return ColumnOf(Rows(provider.Url(kind), "DISCOVER_PROPERTIES", {{"PropertyName", name}}),

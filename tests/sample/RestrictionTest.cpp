@@ -14,16 +14,16 @@ using testing::Not;
 
 class RestrictionTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { provider_ = new sample::Provider; }
+  static void SetUpTestSuite() { m_provider = new sample::Provider; }
   static void TearDownTestSuite() {
-    delete provider_;
-    provider_ = nullptr;
+    delete m_provider;
+    m_provider = nullptr;
   }
-  static std::string Url(Kind kind) { return provider_->Url(kind); }
+  static std::string Url(Kind kind) { return m_provider->Url(kind); }
 
-  static sample::Provider* provider_;
+  static sample::Provider* m_provider;
 };
-sample::Provider* RestrictionTest::provider_ = nullptr;
+sample::Provider* RestrictionTest::m_provider = nullptr;
 
 const Pairs kSales = {{"CATALOG_NAME", "Larkspur Retail"}, {"CUBE_NAME", "Sales"}};
 
@@ -61,7 +61,7 @@ TEST_F(RestrictionTest, CubesAreThoseOfTheCatalog) {
   EXPECT_THAT(cubes(Url(Kind::kTamarind), "Ferries"), ElementsAre("Traffic", "Budget"));
 }
 
-TEST_F(RestrictionTest, EachColumnOfARequestNarrowsTheRows) {
+TEST_F(RestrictionTest, EachRestrictionFiltersTheRows) {
   struct Case {
     std::string type;
     Pairs restrictions;
@@ -110,7 +110,7 @@ TEST_F(RestrictionTest, EachColumnOfARequestNarrowsTheRows) {
   }
 }
 
-TEST_F(RestrictionTest, RowsOfOtherCubesStayAway) {
+TEST_F(RestrictionTest, RowsOfOtherCubesAreAbsent) {
   for (const Kind kind : kKinds) {
     for (const RowTexts& cube : Rows(Url(kind), "MDSCHEMA_CUBES")) {
       const Pairs one = {{"CATALOG_NAME", cube.at("CATALOG_NAME")},
@@ -125,26 +125,26 @@ TEST_F(RestrictionTest, RowsOfOtherCubesStayAway) {
   }
 }
 
-TEST_F(RestrictionTest, WithoutACubeTheWholeCatalogAnswers) {
+TEST_F(RestrictionTest, WithoutCubeGivesTheWholeCatalog) {
   const std::vector<std::string> whole = ColumnOf(
       Rows(Url(Kind::kSapBw), "SAP_VARIABLES", {{"CATALOG_NAME", "ZVSALES"}}), "VARIABLE_NAME");
   EXPECT_EQ(whole.size(), 8U);
-  const Pairs empty_cube = {{"CATALOG_NAME", "ZVSALES"}, {"CUBE_NAME", ""}};
-  EXPECT_EQ(Rows(Url(Kind::kSapBw), "SAP_VARIABLES", empty_cube).size(), 8U);
+  const Pairs emptyCube = {{"CATALOG_NAME", "ZVSALES"}, {"CUBE_NAME", ""}};
+  EXPECT_EQ(Rows(Url(Kind::kSapBw), "SAP_VARIABLES", emptyCube).size(), 8U);
   EXPECT_EQ(Rows(Url(Kind::kSapBw), "SAP_VARIABLES",
                  {{"CATALOG_NAME", "ZVSALES"}, {"CUBE_NAME", "ZVSALES/ZVSALES_Q002"}})
                 .size(),
             1U);
 }
 
-TEST_F(RestrictionTest, TheCatalogPropertyChoosesTheCatalog) {
+TEST_F(RestrictionTest, CatalogPropertySelectsTheCatalog) {
   EXPECT_THAT(ColumnOf(Rows(Url(Kind::kAnalysisServices), "MDSCHEMA_CUBES", {},
                             {{"Catalog", "Larkspur Finance"}}),
                        "CUBE_NAME"),
               ElementsAre("Ledger", "Ledger Summary"));
 }
 
-TEST_F(RestrictionTest, WhatTheServerDoesNotHaveIsAFault) {
+TEST_F(RestrictionTest, UnknownObjectsAreFaults) {
   struct Case {
     const char* what;
     std::string type;
@@ -164,8 +164,8 @@ TEST_F(RestrictionTest, WhatTheServerDoesNotHaveIsAFault) {
       const Reply reply = Discover(Url(kind), c.type, c.restrictions, c.properties);
       EXPECT_EQ(reply.status, kind == Kind::kAnalysisServices ? 500 : 200);
       const Document document = Parse(reply.body);
-      EXPECT_TRUE(document.well_formed) << document.reason;
-      EXPECT_NE(document.fault_code, "");
+      EXPECT_TRUE(document.wellFormed) << document.reason;
+      EXPECT_NE(document.faultCode, "");
       EXPECT_THAT(document.faultText,
                   HasSubstr(c.type == "MDSCHEMA_NOTHING" ? "MDSCHEMA_NOTHING" : "Nowhere"));
       EXPECT_THAT(document.rows, IsEmpty());
@@ -173,7 +173,7 @@ TEST_F(RestrictionTest, WhatTheServerDoesNotHaveIsAFault) {
   }
 }
 
-TEST_F(RestrictionTest, ACubeOfAnotherCatalogIsAFault) {
+TEST_F(RestrictionTest, CubeOfAnotherCatalogIsAFault) {
   const Reply reply = Discover(Url(Kind::kAnalysisServices), "MDSCHEMA_MEASURES",
                                {{"CATALOG_NAME", "Larkspur Finance"}, {"CUBE_NAME", "Sales"}});
   EXPECT_EQ(reply.status, 500);
@@ -185,7 +185,7 @@ TEST_F(RestrictionTest, OnlySapBwHasVariables) {
               HasSubstr("SAP_VARIABLES"));
 }
 
-TEST_F(RestrictionTest, WhatIsNoDiscoverCallIsAFault) {
+TEST_F(RestrictionTest, OtherCallsThanDiscoverAreFaults) {
   struct Case {
     std::string body;
     const char* text;
@@ -204,14 +204,14 @@ TEST_F(RestrictionTest, WhatIsNoDiscoverCallIsAFault) {
   for (const Kind kind : kKinds) {
     for (const Case& c : cases) {
       const Document document = Parse(Post(Url(kind), c.body).body);
-      EXPECT_TRUE(document.well_formed) << c.body;
-      EXPECT_NE(document.fault_code, "") << c.body;
+      EXPECT_TRUE(document.wellFormed) << c.body;
+      EXPECT_NE(document.faultCode, "") << c.body;
       EXPECT_THAT(document.faultText, HasSubstr(c.text)) << c.body;
     }
   }
 }
 
-TEST_F(RestrictionTest, ABrokenHierarchyFaultsForItsMembersAlone) {
+TEST_F(RestrictionTest, BrokenHierarchyFaultsOnlyForItsMembers) {
   const Pairs card = With(kSales, {{"HIERARCHY_UNIQUE_NAME", "[Customer].[Club Card]"}});
   const Reply reply = Discover(Url(Kind::kAnalysisServices), "MDSCHEMA_MEMBERS", card);
   EXPECT_THAT(Parse(reply.body).faultText, HasSubstr("attribute key cannot be found"));

@@ -67,7 +67,7 @@ void ReadRow(xmlNode* row, Document& document) {
     }
   }
   document.rows.push_back(std::move(texts));
-  document.column_order.push_back(std::move(order));
+  document.columnOrder.push_back(std::move(order));
 }
 
 void Walk(xmlNode* node, Document& document) {
@@ -78,12 +78,12 @@ void Walk(xmlNode* node, Document& document) {
       ReadRow(node, document);
       continue;
     }
-    if (name == "faultcode") document.fault_code = Content(node);
+    if (name == "faultcode") document.faultCode = Content(node);
     if (name == "faultstring") document.faultText = Content(node);
     if (name == "element") {
       if (const xmlAttr* field =
               xmlHasNsProp(node, BAD_CAST "field", BAD_CAST "urn:schemas-microsoft-com:xml-sql")) {
-        document.schema_columns.emplace_back(Content(field->children));
+        document.schemaColumns.emplace_back(Content(field->children));
       }
     }
     Walk(node->children, document);
@@ -120,7 +120,7 @@ Reply Post(const std::string& url, const std::string& body, const Call& call) {
   curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.data());
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT_MS, call.timeout_ms);
+  curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT_MS, call.timeoutMs);
   if (!call.userAndPassword.empty()) {
     curl_easy_setopt(curl.get(), CURLOPT_USERPWD, call.userAndPassword.c_str());
   }
@@ -144,7 +144,7 @@ Document Parse(const std::string& body) {
   // An undeclared prefix is an error, although libxml2 returns a document.
   const xmlError* error = xmlGetLastError();
   if (error && error->message) document.reason = error->message;
-  document.well_formed = parsed && !error;
+  document.wellFormed = parsed && !error;
   if (!parsed) return document;
   xmlNode* root = xmlDocGetRootElement(parsed.get());
   if (root->ns && root->ns->prefix) {
@@ -161,7 +161,7 @@ std::vector<RowTexts> Rows(const std::string& url, const std::string& type,
   EXPECT_EQ(reply.error, 0);
   EXPECT_EQ(reply.status, 200) << reply.body;
   Document document = Parse(reply.body);
-  EXPECT_TRUE(document.well_formed) << document.reason;
+  EXPECT_TRUE(document.wellFormed) << document.reason;
   EXPECT_EQ(document.faultText, "");
   return document.rows;
 }

@@ -20,7 +20,7 @@ struct Call {
   std::string userAndPassword;
   std::string acceptEncoding;  // the body stays compressed
   bool unpack = false;         // accepts and decodes all encodings of libcurl
-  long timeout_ms = 5000;
+  long timeoutMs = 5000;
 };
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
@@ -40,16 +40,16 @@ inline Reply Discover(const std::string& url, const std::string& type,
 // The columns of a row. The texts of a repeated column are joined with "|".
 using RowTexts = std::map<std::string, std::string>;
 
-// A reply parsed with libxml2. `well_formed` is false, with the reason, if the document is
+// A reply parsed with libxml2. `wellFormed` is false, with the reason, if the document is
 // ill-formed or uses undeclared prefixes.
 struct Document {
-  bool well_formed = false;
+  bool wellFormed = false;
   std::string reason;
   std::string root;  // with its prefix
-  std::vector<std::string> schema_columns;
+  std::vector<std::string> schemaColumns;
   std::vector<RowTexts> rows;
-  std::vector<std::vector<std::string>> column_order;  // of each row
-  std::string fault_code;
+  std::vector<std::vector<std::string>> columnOrder;  // of each row
+  std::string faultCode;
   std::string faultText;
 };
 Document Parse(const std::string& body);

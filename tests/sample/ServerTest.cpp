@@ -31,14 +31,14 @@ TEST(ServerTest, KindsHaveNames) {
   EXPECT_EQ(sample::KindFromName(""), std::nullopt);
 }
 
-TEST(ServerTest, TakesAFreePortOnTheLoopbackInterface) {
+TEST(ServerTest, UsesAFreePortOnTheLoopbackInterface) {
   const sample::Provider one;
   const sample::Provider two;
   EXPECT_NE(one.Port(), two.Port());
   EXPECT_EQ(one.Url(Kind::kSapBw), "http://127.0.0.1:" + std::to_string(one.Port()) + "/sap-bw");
 }
 
-TEST(ServerTest, RefusesAPortThatIsTaken) {
+TEST(ServerTest, RefusesAUsedPort) {
   const sample::Provider first;
   sample::Options options;
   options.port = first.Port();
@@ -50,7 +50,7 @@ TEST(ServerTest, RefusesAPortThatIsTaken) {
   }
 }
 
-TEST(ServerTest, RefusesOptionsThatMakeNoSense) {
+TEST(ServerTest, RefusesInvalidOptions) {
   sample::Options port;
   port.port = 70000;
   EXPECT_THROW(sample::Provider{port}, std::runtime_error);
@@ -59,7 +59,7 @@ TEST(ServerTest, RefusesOptionsThatMakeNoSense) {
   EXPECT_THROW(sample::Provider{latency}, std::runtime_error);
 }
 
-TEST(ServerTest, KeepsTheRequestsAsTheyCame) {
+TEST(ServerTest, RecordsRequestsUnchanged) {
   sample::Provider provider;
   const std::string body = Envelope(kAnyType, {{"CATALOG_NAME", "a & b"}});
   Call call;
@@ -77,7 +77,7 @@ TEST(ServerTest, KeepsTheRequestsAsTheyCame) {
   EXPECT_THAT(provider.TakeRequests(), IsEmpty());
 }
 
-TEST(ServerTest, OnlyTheThreePathsAndPostAreServed) {
+TEST(ServerTest, ServesOnlyPostOnThreePaths) {
   const sample::Provider provider;
   const std::string root = "http://127.0.0.1:" + std::to_string(provider.Port());
   EXPECT_EQ(Discover(root + "/", kAnyType).status, 404);
@@ -85,7 +85,7 @@ TEST(ServerTest, OnlyTheThreePathsAndPostAreServed) {
   EXPECT_EQ(Get(provider.Url(Kind::kSapBw)).status, 405);
 }
 
-TEST(ServerTest, AsksForCredentialsWhenItHasAUser) {
+TEST(ServerTest, RequiresCredentialsIfItHasAUser) {
   sample::Options options;
   options.user = "clerk";
   options.password = "pass:wörd";
@@ -105,7 +105,7 @@ TEST(ServerTest, AsksForCredentialsWhenItHasAUser) {
   EXPECT_EQ(status("Clerk:pass:wörd"), 401);
 }
 
-TEST(ServerTest, CompressesOnlyWhenToldToAndAccepted) {
+TEST(ServerTest, CompressesOnlyIfEnabledAndAccepted) {
   for (const Kind kind : kKinds) {
     for (const bool compress : {false, true}) {
       sample::Options options;
@@ -125,7 +125,7 @@ TEST(ServerTest, CompressesOnlyWhenToldToAndAccepted) {
   }
 }
 
-TEST(ServerTest, WaitsItsLatencyBeforeEveryReply) {
+TEST(ServerTest, DelaysEveryReplyByItsLatency) {
   sample::Options options;
   options.latency = 60ms;
   const sample::Provider provider(options);
@@ -136,7 +136,7 @@ TEST(ServerTest, WaitsItsLatencyBeforeEveryReply) {
   }
 }
 
-TEST(ServerTest, ServesManyConnectionsAtOnce) {
+TEST(ServerTest, ServesConcurrentConnections) {
   sample::Options options;
   options.latency = 100ms;
   const sample::Provider provider(options);
@@ -153,7 +153,7 @@ TEST(ServerTest, ServesManyConnectionsAtOnce) {
   EXPECT_LT(Clock::now() - start, 2s);  // one after the other would take 6 s
 }
 
-TEST(ServerTest, StopsAtOnceWhateverItIsDoing) {
+TEST(ServerTest, StopsAtOnceInAnyState) {
   for (const char* mood : {"stall", "stall-body", "drip:60000", "slow:60000", "endless"}) {
     SCOPED_TRACE(mood);
     auto provider = std::make_unique<sample::Provider>();
@@ -181,7 +181,7 @@ TEST(ServerTest, StopsAtOnceDuringLatencyAndWithIdleConnections) {
   client.join();
 }
 
-TEST(ServerTest, LeavesTheProcessSignalHandlersAlone) {
+TEST(ServerTest, KeepsTheSignalHandlersOfTheProcess) {
   struct sigaction before {};
   struct sigaction fresh {};
   struct sigaction after {};
@@ -204,8 +204,8 @@ class Program {
     argv.push_back(nullptr);
     int ends[2];
     EXPECT_EQ(::pipe(ends), 0);
-    pid_ = ::fork();
-    if (pid_ == 0) {
+    m_pid = ::fork();
+    if (m_pid == 0) {
       ::dup2(ends[1], 1);
       ::dup2(ends[1], 2);
       ::close(ends[0]);
@@ -214,36 +214,36 @@ class Program {
       ::_exit(127);
     }
     ::close(ends[1]);
-    out_ = ::fdopen(ends[0], "r");
+    m_out = ::fdopen(ends[0], "r");
   }
   ~Program() {
-    if (pid_ > 0) Stop(SIGKILL);
-    ::fclose(out_);
+    if (m_pid > 0) Stop(SIGKILL);
+    ::fclose(m_out);
   }
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
   std::string Line() {
     std::string line;
-    for (int c = ::fgetc(out_); c != EOF && c != '\n'; c = ::fgetc(out_)) {
+    for (int c = ::fgetc(m_out); c != EOF && c != '\n'; c = ::fgetc(m_out)) {
       line += static_cast<char>(c);
     }
     return line;
   }
   int Stop(int signal) {
-    if (signal != 0) ::kill(pid_, signal);
+    if (signal != 0) ::kill(m_pid, signal);
     int status = 0;
-    ::waitpid(pid_, &status, 0);
-    pid_ = 0;
+    ::waitpid(m_pid, &status, 0);
+    m_pid = 0;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
  private:
-  pid_t pid_ = 0;
-  FILE* out_ = nullptr;
+  pid_t m_pid = 0;
+  FILE* m_out = nullptr;
 };
 
-TEST(ServerProgramTest, PrintsItsAddressesAndServesUntilInterrupted) {
+TEST(ServerProgramTest, PrintsItsUrlsAndServesUntilInterrupted) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Program program({});
     for (const Kind kind : kKinds) {
@@ -255,7 +255,7 @@ TEST(ServerProgramTest, PrintsItsAddressesAndServesUntilInterrupted) {
   }
 }
 
-TEST(ServerProgramTest, TakesItsPasswordFromAFile) {
+TEST(ServerProgramTest, ReadsItsPasswordFromAFile) {
   const std::filesystem::path file =
       std::filesystem::temp_directory_path() / ("sample-password-" + std::to_string(::getpid()));
   for (const char* content : {"secret\nanother line\n", "\xEF\xBB\xBFsecret\r\n"}) {
@@ -271,7 +271,7 @@ TEST(ServerProgramTest, TakesItsPasswordFromAFile) {
   std::filesystem::remove(file);
 }
 
-TEST(ServerProgramTest, AWrongCallEndsWithAClearText) {
+TEST(ServerProgramTest, UsageErrorHasAClearText) {
   struct Case {
     std::vector<std::string> arguments;
     int status;

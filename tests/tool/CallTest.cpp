@@ -13,7 +13,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-TEST(Call, HelpGoesToStandardOutputAndNamesCommandsOptionsAndStatuses) {
+TEST(Call, HelpListsCommandsOptionsAndStatuses) {
   const Outcome outcome = RunTool({"--help"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
@@ -24,13 +24,13 @@ TEST(Call, HelpGoesToStandardOutputAndNamesCommandsOptionsAndStatuses) {
     EXPECT_THAT(outcome.out, HasSubstr(word));
 }
 
-TEST(Call, EachCommandHasHelpOfItsOwn) {
+TEST(Call, EachCommandHasItsOwnHelp) {
   EXPECT_THAT(RunTool({"import", "--help"}).out, HasSubstr("xmla-import import [OPTIONS]"));
   EXPECT_THAT(RunTool({"import", "--help"}).out, HasSubstr("--jobs"));
   EXPECT_THAT(RunTool({"cube", "--help"}).out, HasSubstr("--catalog"));
 }
 
-TEST(Call, ThatIsWrongDoesNotRepeatWhatMayBeASecret) {
+TEST(Call, UsageErrorsDoNotRepeatPossibleSecrets) {
   for (const Arguments& arguments :
        {Arguments{"--url", "http://127.0.0.1:1/", "--password", "c4nary", "sources"},
         Arguments{"--url", "http://127.0.0.1:1/", "--password=c4nary", "sources"},
@@ -56,7 +56,7 @@ TEST(Call, VersionIsOneLine) {
   EXPECT_THAT(outcome.out, testing::MatchesRegex("xmla-import [0-9.]+\n"));
 }
 
-TEST(Call, HelpIntoAFullDeviceIsAnError) {
+TEST(Call, HelpWrittenToAFullDeviceIsAnError) {
   Options options;
   options.out = Stream::kFull;
   EXPECT_EQ(RunTool({"--help"}, options).status, 1);
@@ -73,7 +73,7 @@ void PrintTo(const WrongCall& call, std::ostream* out) { *out << call.name; }
 
 class WrongCalls : public testing::TestWithParam<WrongCall> {};
 
-TEST_P(WrongCalls, EndWithStatusTwoAndOneLineThatSaysWhatToDo) {
+TEST_P(WrongCalls, ExitWithStatus2AndOneLineWithTheRemedy) {
   Options options;
   options.environment = GetParam().environment;
   const Outcome outcome = RunTool(GetParam().arguments, options);
@@ -207,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "cannot be read from \"/no/such/file\": No such file"}),
     [](const auto& each) { return std::string(each.param.name); });
 
-TEST(Call, AWrongCallIsADocumentOnceJsonIsRecognised) {
+TEST(Call, UsageErrorsAreJsonIfJsonWasRequested) {
   const Json expected = {{"dataSources", Json::array()},
                          {"errors",
                           {"unknown --target \"x\"; expected one of: analysis-services-2000, "
@@ -222,7 +222,7 @@ TEST(Call, AWrongCallIsADocumentOnceJsonIsRecognised) {
   }
 }
 
-TEST(Call, EveryCommandKeepsItsKeysInAWrongCall) {
+TEST(Call, UsageErrorsInJsonHaveTheKeysOfTheCommand) {
   const std::pair<Arguments, std::vector<std::string>> cases[] = {
       {{"--format=json", "sources", "--no-such-option"}, {"dataSources", "errors", "warnings"}},
       {{"tree", "--format", "json"}, {"dataSources", "errors", "warnings"}},
@@ -250,7 +250,7 @@ TEST(Call, EveryCommandKeepsItsKeysInAWrongCall) {
   }
 }
 
-TEST(Call, OptionsMayStandBeforeOrAfterTheCommand) {
+TEST(Call, OptionsMayPrecedeOrFollowTheCommand) {
   const ScriptedProvider provider(TwoSources());
   const std::string url = provider.Url();
   for (const Arguments& arguments :
@@ -263,7 +263,7 @@ TEST(Call, OptionsMayStandBeforeOrAfterTheCommand) {
   }
 }
 
-TEST(Call, TheEnvironmentGivesUrlAndTarget) {
+TEST(Call, UrlAndTargetComeFromTheEnvironment) {
   const ScriptedProvider provider(TwoSources());
   Options options;
   options.environment = {{"XMLA_IMPORT_URL", provider.Url()}, {"XMLA_IMPORT_TARGET", "tessera"}};
@@ -271,7 +271,7 @@ TEST(Call, TheEnvironmentGivesUrlAndTarget) {
   EXPECT_EQ(RunTool({"sources"}, options).out, "Provider=alpha\nProvider=beta\n");
 }
 
-TEST(Call, OptionsComeBeforeTheEnvironment) {
+TEST(Call, OptionsOverrideTheEnvironment) {
   const ScriptedProvider provider(TwoSources());
   Options options;
   options.environment = {{"XMLA_IMPORT_URL", "http://127.0.0.1:1/"},
@@ -281,13 +281,13 @@ TEST(Call, OptionsComeBeforeTheEnvironment) {
   EXPECT_EQ(outcome.out, "Alpha\nBeta\n");
 }
 
-TEST(Call, TheSampleProviderComesBeforeAnUrlOfTheEnvironment) {
+TEST(Call, SampleOverridesAUrlOfTheEnvironment) {
   Options options;
   options.environment = {{"XMLA_IMPORT_URL", "http://127.0.0.1:1/"}};
   EXPECT_EQ(RunTool({"--sample", "analysis-services", "sources"}, options).status, 0);
 }
 
-TEST(Call, TheResultIsUtf8InAnyLocale) {
+TEST(Call, OutputIsUtf8InAnyLocale) {
   ScriptedProvider::Script script = TwoSources();
   script.rows["DISCOVER_DATASOURCES"] = {{{"DataSourceName", "Größe 店舗 𝄞"}}};
   const ScriptedProvider provider(std::move(script));
@@ -301,7 +301,7 @@ TEST(Call, TheResultIsUtf8InAnyLocale) {
   }
 }
 
-TEST(Call, ArgumentsThatAreNoUtf8AreReportedAsUtf8) {
+TEST(Call, InvalidUtf8ArgumentsAreReportedAsUtf8) {
   const ScriptedProvider provider(OneCube());
   const Outcome outcome =
       RunTool({"--url", provider.Url(), "tree", "--source", "\xFF\xFE", "--format", "json"});

@@ -67,14 +67,14 @@ Json UnitCube() {
           {"warnings", Json::array()}};
 }
 
-TEST(Cube, IsADocumentInJson) {
+TEST(Cube, JsonDocument) {
   const ScriptedProvider provider(OneCube());
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(outcome.Document(), UnitCube()) << outcome.out;
 }
 
-TEST(Cube, IsATreeAPersonCanRead) {
+TEST(Cube, TextTree) {
   const ScriptedProvider provider(OneCube());
   EXPECT_EQ(RunTool({"--url", provider.Url(), "cube"}).out,
             "cube Unit\n"
@@ -89,7 +89,7 @@ TEST(Cube, IsATreeAPersonCanRead) {
             "    Ratio: external, Char(128)\n");
 }
 
-TEST(Cube, WithAllChoicesLooksNothingUp) {
+TEST(Cube, CompleteChoicesNeedNoLookUp) {
   const ScriptedProvider provider(OneCube());
   const Outcome outcome =
       RunTool({"--url", provider.Url(), "--target", "analysis-services-2005", "cube", "--source",
@@ -108,7 +108,7 @@ struct WrongChoice {
 
 class WrongChoices : public testing::TestWithParam<WrongChoice> {};
 
-TEST_P(WrongChoices, EndWithStatusTwoAndAListOfWhatThereIs) {
+TEST_P(WrongChoices, ExitWithStatus2AndListExistingOnes) {
   ScriptedProvider::Script script = TwoSources();
   const ScriptedProvider provider(std::move(script));
   Arguments arguments{"--url", provider.Url(), "--format", "json", "cube"};
@@ -176,7 +176,7 @@ constexpr Unnamed kUnnamed[] = {
      "\"Other\""},
 };
 
-TEST(Cube, ThatIsLeftOutIsNotOneWithoutAName) {
+TEST(Cube, MissingChoiceDiffersFromAnEmptyName) {
   for (const Unnamed& each : kUnnamed) {
     ScriptedProvider::Script script = OneCube();
     script.rows[each.rowset] = {{{each.column, ""}}, {{each.column, "Other"}}};
@@ -187,7 +187,7 @@ TEST(Cube, ThatIsLeftOutIsNotOneWithoutAName) {
   }
 }
 
-TEST(Cube, ThatIsLeftOutIsTheOnlyOneEvenWithoutAName) {
+TEST(Cube, MissingChoiceIsTheOnlyObjectEvenIfUnnamed) {
   ScriptedProvider::Script script = OneCube();
   script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", ""}}};
   const ScriptedProvider provider(std::move(script));
@@ -196,7 +196,7 @@ TEST(Cube, ThatIsLeftOutIsTheOnlyOneEvenWithoutAName) {
   EXPECT_EQ(outcome.Document()["measures"].size(), 2u);
 }
 
-TEST(Cube, KeepsChoicesInTheDocumentOfAFailedLookUp) {
+TEST(Cube, DocumentOfAFailedLookUpHasTheChoices) {
   const ScriptedProvider provider(TwoSources());
   const Json document =
       RunTool({"--url", provider.Url(), "--format", "json", "cube", "--source", "Beta"}).Document();
@@ -205,14 +205,14 @@ TEST(Cube, KeepsChoicesInTheDocumentOfAFailedLookUp) {
   EXPECT_EQ(document["cube"], "");
 }
 
-TEST(Cube, OfAProviderWithNothingToChooseFromIsAnError) {
+TEST(Cube, ProviderWithoutObjectsIsAnError) {
   const ScriptedProvider provider(ScriptedProvider::Script{});
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.err, HasSubstr("the provider has no data sources"));
 }
 
-TEST(Cube, ThatExistsAndIsEmptyIsNoError) {
+TEST(Cube, EmptyCubeIsNoError) {
   ScriptedProvider::Script script = OneCube();
   script.rows.erase("MDSCHEMA_HIERARCHIES");
   script.rows.erase("MDSCHEMA_MEASURES");
@@ -223,7 +223,7 @@ TEST(Cube, ThatExistsAndIsEmptyIsNoError) {
   EXPECT_THAT(outcome.Document()["errors"], testing::IsEmpty());
 }
 
-TEST(Cube, KeepsMeasuresWhenTheHierarchiesFail) {
+TEST(Cube, KeepsMeasuresIfTheHierarchiesFail) {
   ScriptedProvider::Script script = OneCube();
   script.answer = [](const std::string& type, const std::string&) {
     return type == "MDSCHEMA_LEVELS" ? support::FaultReply("Server", "no levels") : std::string();
@@ -255,7 +255,7 @@ TEST(Cube, NamesTheLevelWhosePropertiesFailed) {
             "\"[Shop].[<R&D> \"x\" 'y' &amp;]\"");
 }
 
-TEST(Cube, OfASapBwProviderHasItsVariables) {
+TEST(Cube, SapBwHasVariables) {
   ScriptedProvider::Script script = OneCube();
   script.name = "SAP BW";
   script.rows["SAP_VARIABLES"] = {{{"VARIABLE_NAME", "[V1]"},
@@ -286,13 +286,13 @@ TEST(Cube, OfASapBwProviderHasItsVariables) {
                         "2020\n"));
 }
 
-TEST(Cube, OfAnotherKindIsNotAskedForVariables) {
+TEST(Cube, OtherKindsAreNotAskedForVariables) {
   const ScriptedProvider provider(OneCube());
   RunTool({"--url", provider.Url(), "cube"});
   EXPECT_THAT(provider.RequestTypes(), testing::Not(testing::Contains("SAP_VARIABLES")));
 }
 
-TEST(Cube, OfASapBwProviderKeepsTheRestWhenTheVariablesFail) {
+TEST(Cube, SapBwKeepsTheRestIfTheVariablesFail) {
   ScriptedProvider::Script script = OneCube();
   script.name = "SAP BW";
   script.answer = [](const std::string& type, const std::string&) {

@@ -20,7 +20,7 @@ struct Identity {
   const char* target;
 };
 
-TEST(Detection, PutsTheDetectedKindInForce) {
+TEST(Detection, UsesTheDetectedKind) {
   const Identity cases[] = {
       {"Some Server", "8.0", "analysis-services-2000"},
       {"Some Server", "9.00.5000.00", "analysis-services-2005"},
@@ -45,7 +45,7 @@ TEST(Detection, PutsTheDetectedKindInForce) {
   }
 }
 
-TEST(Detection, AsksNameAndVersionFirst) {
+TEST(Detection, RequestsNameAndVersionFirst) {
   const ScriptedProvider provider(TwoSources());
   RunTool({"--url", provider.Url(), "--target", "auto", "sources"});
   // Once to determine the kind, once for the import's own check.
@@ -54,7 +54,7 @@ TEST(Detection, AsksNameAndVersionFirst) {
                           "DISCOVER_PROPERTIES", "DISCOVER_DATASOURCES"));
 }
 
-TEST(Detection, AsksTheOtherWayWhenNoNameOrAFaultComes) {
+TEST(Detection, UsesTamarindRulesWithoutNameOrAfterAFault) {
   for (const bool fault : {false, true}) {
     ScriptedProvider::Script script = TwoSources();
     for (Row& row : script.rows["DISCOVER_DATASOURCES"])
@@ -74,7 +74,7 @@ TEST(Detection, AsksTheOtherWayWhenNoNameOrAFaultComes) {
   }
 }
 
-TEST(Detection, EndsTheCallOnANetworkError) {
+TEST(Detection, NetworkErrorEndsTheCall) {
   const Outcome outcome = RunTool({"--url", "http://127.0.0.1:1/", "import", "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
   const Json document = outcome.Document();
@@ -96,7 +96,7 @@ TEST(Detection, IsNotLogged) {
   EXPECT_EQ(log.find(title, log.find(title) + 1), std::string::npos);
 }
 
-TEST(Detection, LeavesAConfiguredKindInForceAndWarnsOnce) {
+TEST(Detection, KeepsAConfiguredKindAndWarnsOnce) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome =
       RunTool({"--url", provider.Url(), "--target", "tessera", "sources", "--format", "json"});
@@ -108,7 +108,7 @@ TEST(Detection, LeavesAConfiguredKindInForceAndWarnsOnce) {
   EXPECT_THAT(outcome.err, testing::StartsWith("xmla-import: warning: [62010] "));
 }
 
-TEST(Detection, AcceptsEveryKindOfTheList) {
+TEST(Detection, AcceptsEveryListedKind) {
   const ScriptedProvider provider(OneCube());
   for (const char* kind :
        {"analysis-services-2000", "analysis-services-2005", "analysis-services-2008",
@@ -121,7 +121,7 @@ TEST(Detection, AcceptsEveryKindOfTheList) {
   }
 }
 
-TEST(Log, OfAFolderThatCannotBeWrittenIsAnErrorThatNamesIt) {
+TEST(Log, UnwritableFolderIsAnErrorWithItsName) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome = RunTool({"--url", provider.Url(), "sources", "--log", "/proc/no"});
   EXPECT_EQ(outcome.status, 1);

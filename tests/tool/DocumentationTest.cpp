@@ -53,7 +53,7 @@ std::vector<Example> Examples(const std::string& document) {
   return examples;
 }
 
-TEST(Documentation, ExamplesAreWhatTheToolPrints) {
+TEST(Documentation, ExamplesAreTheToolsOutput) {
   const std::vector<Example> examples = Examples(support::ReadFile(TOOL_DOCUMENT));
   ASSERT_GE(examples.size(), 4u);
   for (const Example& example : examples)

@@ -71,7 +71,7 @@ const FailedRequest kFailedRequests[] = {
      "MDSCHEMA_LEVELS of catalog \"Lone\", cube \"Unit\", hierarchy \"[Shop].[Place]\""},
 };
 
-TEST(Failure, OfARequestSaysWhatItAskedFor) {
+TEST(Failure, MessageNamesTheRequest) {
   for (const FailedRequest& each : kFailedRequests) {
     SCOPED_TRACE(each.type);
     ScriptedProvider::Script script = OneCube();
@@ -92,7 +92,7 @@ TEST(Failure, OfARequestSaysWhatItAskedFor) {
   }
 }
 
-TEST(Failure, OfADefaultMemberIsAWarningThatNamesTheHierarchy) {
+TEST(Failure, DefaultMemberFailureIsAWarningWithTheHierarchy) {
   ScriptedProvider::Script script = OneCube();
   std::vector<Row>& hierarchies = script.rows["MDSCHEMA_HIERARCHIES"];
   hierarchies.resize(3, hierarchies.front());
@@ -117,7 +117,7 @@ TEST(Failure, OfADefaultMemberIsAWarningThatNamesTheHierarchy) {
   EXPECT_THAT(warnings[1].get<std::string>(), testing::StartsWith("[62011] "));
 }
 
-TEST(Failure, NamesLittleOfWhatIsVeryLong) {
+TEST(Failure, MessageAbbreviatesLongNames) {
   ScriptedProvider::Script script = OneCube();
   script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", std::string(100000, 'n')}}};
   script.answer = [&](const std::string& type, const std::string&) {
@@ -129,7 +129,7 @@ TEST(Failure, NamesLittleOfWhatIsVeryLong) {
   EXPECT_LT(outcome.err.size(), 40000u);
 }
 
-TEST(Failure, OfAMessageWithItsNumberInBrackets) {
+TEST(Failure, MessageWithItsNumberInBrackets) {
   ScriptedProvider::Script script = TwoSources();
   script.answer = [](const std::string&, const std::string&) {
     return support::FaultReply("Server.42", "two\nlines\tand a tab");

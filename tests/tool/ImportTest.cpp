@@ -49,7 +49,7 @@ Outcome Import(const ScriptedProvider& provider, const Arguments& more) {
   return RunTool(arguments);
 }
 
-TEST(Import, ReadsEveryCubeInTheProvidersOrderWhateverTheJobs) {
+TEST(Import, ReadsEveryCubeInTheProvidersOrderWithAnyJobs) {
   const ScriptedProvider provider(Cubes());
   Json former;
   for (const char* jobs : {"1", "3", "64"}) {
@@ -75,7 +75,7 @@ TEST(Import, EachCubeHasTheKeysOfACubeDocument) {
             RunTool({"--url", provider.Url(), "--format", "json", "cube"}).Document());
 }
 
-TEST(Import, FiltersBeforeAnyCubeIsRead) {
+TEST(Import, FiltersApplyBeforeAnyCubeIsRead) {
   const ScriptedProvider provider(Cubes());
   EXPECT_THAT(CubesOf(Import(provider, {"--catalog", "One", "--cube", "Sales"}).Document()),
               ElementsAre("Alpha/One/Sales", "Beta/One/Sales"));
@@ -98,7 +98,7 @@ TEST(Import, ReadsOnlyTheTreesOfNamedSources) {
     EXPECT_THAT(request.body, Not(testing::HasSubstr("Alpha")));
 }
 
-TEST(Import, OfAnUnknownNameListsWhatThereIsAndReadsNoCube) {
+TEST(Import, UnknownNameListsExistingOnesAndReadsNoCube) {
   const std::pair<Arguments, const char*> cases[] = {
       {{"--source", "Gamma"}, "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
       {{"--catalog", "Three"}, "there is no catalog \"Three\"; there are: \"One\", \"Two\""},
@@ -114,7 +114,7 @@ TEST(Import, OfAnUnknownNameListsWhatThereIsAndReadsNoCube) {
   }
 }
 
-TEST(Import, KeepsTheOthersWhenACubeFails) {
+TEST(Import, KeepsOtherCubesIfACubeFails) {
   ScriptedProvider::Script script = Cubes();
   script.answer = [](const std::string& type, const std::string& body) {
     const bool fails = type == "MDSCHEMA_HIERARCHIES" && body.find("Stock") != std::string::npos;
@@ -131,7 +131,7 @@ TEST(Import, KeepsTheOthersWhenACubeFails) {
   EXPECT_THAT(outcome.err, testing::HasSubstr("error: \"Stock\": [64203] "));
 }
 
-TEST(Import, KeepsTheOthersWhenPartOfTheTreeFails) {
+TEST(Import, KeepsOtherCubesIfPartOfTheTreeFails) {
   ScriptedProvider::Script script = Cubes();
   script.answer = [](const std::string& type, const std::string& body) {
     const bool fails = type == "DBSCHEMA_CATALOGS" && body.find("Beta") != std::string::npos;
@@ -144,7 +144,7 @@ TEST(Import, KeepsTheOthersWhenPartOfTheTreeFails) {
   EXPECT_EQ(outcome.Document()["errors"].size(), 2u);
 }
 
-TEST(Import, OfNothingIsAFailure) {
+TEST(Import, WithoutCubesIsAnError) {
   const ScriptedProvider empty(ScriptedProvider::Script{});
   const Outcome outcome = Import(empty, {});
   EXPECT_EQ(outcome.status, 1);
@@ -158,7 +158,7 @@ TEST(Import, OfNothingIsAFailure) {
   EXPECT_EQ(Import(broken, {}).status, 1);
 }
 
-TEST(Import, WarnsOfADisagreeingKindOnce) {
+TEST(Import, WarnsOnceIfTheKindsDiffer) {
   const ScriptedProvider provider(Cubes());
   const Outcome outcome = Import(
       provider, {"--target", "tessera", "--source", "Provider=alpha", "--source", "Provider=beta"});
@@ -182,7 +182,7 @@ ScriptedProvider::Script TwoLevelsWithOneNumber() {
   return script;
 }
 
-TEST(Import, LosesOnlyTheCubeOfWhichAProviderBreaksARule) {
+TEST(Import, LosesOnlyTheCubeThatBreaksARule) {
   const ScriptedProvider provider(TwoLevelsWithOneNumber());
   for (const char* jobs : {"1", "3"}) {
     const Outcome outcome = Import(provider, {"--jobs", jobs});
@@ -229,7 +229,7 @@ class Held {
   const std::shared_future<void> m_released = m_release.get_future().share();
 };
 
-TEST(Import, WritesEachCubeAsSoonAsItAndAllBeforeItAreRead) {
+TEST(Import, WritesEachCubeWhenItAndAllBeforeItAreRead) {
   struct Case {
     const char* format;
     const char* jobs;
@@ -276,7 +276,7 @@ TEST(Import, WritesEachCubeAsSoonAsItAndAllBeforeItAreRead) {
   }
 }
 
-TEST(Import, ShowsTheMessagesOfACubeAsSoonAsItIsWritten) {
+TEST(Import, ShowsMessagesOfACubeWhenItIsWritten) {
   Held held("Second");
   ScriptedProvider::Script script = held.Script();
   const auto hold = script.answer;
@@ -309,7 +309,7 @@ TEST(Import, ShowsTheMessagesOfACubeAsSoonAsItIsWritten) {
   EXPECT_EQ(outcome.status, 3);
 }
 
-TEST(Import, ReadsNotFarAheadOfWhatIsWritten) {
+TEST(Import, LimitsReadingAheadOfWriting) {
   Held held("First");
   ScriptedProvider::Script script = held.Script();
   std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
@@ -344,7 +344,7 @@ long PeakOf(pid_t process) {
   return 0;
 }
 
-TEST(Import, NeedsNoMoreMemoryForMoreCubes) {
+TEST(Import, MemoryIsIndependentOfTheNumberOfCubes) {
   if (support::kIsSanitized) GTEST_SKIP() << "skipped: a sanitizer keeps memory that was freed";
   std::string rows;
   for (int i = 0; i < 1000; ++i)
@@ -374,7 +374,7 @@ TEST(Import, NeedsNoMoreMemoryForMoreCubes) {
   EXPECT_LE(peak(200), few * 13 / 10) << few;
 }
 
-TEST(Import, OfAResultThatCannotBeWrittenEndsAtOnce) {
+TEST(Import, EndsAtOnceOnAWriteError) {
   ScriptedProvider::Script script = OneCube();
   std::vector<Row>& rowset = script.rows["MDSCHEMA_CUBES Lone"];
   for (int i = 1; i < 100; ++i) rowset.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
@@ -389,7 +389,7 @@ TEST(Import, OfAResultThatCannotBeWrittenEndsAtOnce) {
   EXPECT_LT(provider.Requests().size(), 100u);
 }
 
-TEST(Import, LogsEachCubeInAFolderOfItsOwn) {
+TEST(Import, LogsEachCubeInItsOwnFolder) {
   const ScriptedProvider provider(Cubes());
   const support::TempDir logs;
   EXPECT_EQ(Import(provider, {"--source", "Alpha", "--jobs", "3", "--log", logs.Path()}).status, 0);

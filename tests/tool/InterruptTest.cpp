@@ -127,7 +127,7 @@ Json InterruptedAt(const StalledRequest& request, int signal, double& seconds) {
   return outcome.Document();
 }
 
-TEST_F(Interrupt, EndsATransferAtOnceAndKeepsWhatWasComplete) {
+TEST_F(Interrupt, EndsATransferAtOnceAndKeepsCompleteResults) {
   for (const int signal : {SIGINT, SIGTERM})
     ExpectWithin(kAtOnce, [&] {
       double seconds = 0;
@@ -140,7 +140,7 @@ TEST_F(Interrupt, EndsATransferAtOnceAndKeepsWhatWasComplete) {
     });
 }
 
-TEST_F(Interrupt, OfAnImportKeepsTheCompleteCubes) {
+TEST_F(Interrupt, KeepsCompleteCubesOfAnImport) {
   const auto twoCubes = [] {
     ScriptedProvider::Script script = OneCube();
     script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
@@ -157,7 +157,7 @@ TEST_F(Interrupt, OfAnImportKeepsTheCompleteCubes) {
   });
 }
 
-TEST_F(Interrupt, AtThePromptEndsTheCallAndBringsTheEchoBack) {
+TEST_F(Interrupt, AtThePromptEndsTheCallAndRestoresTheEcho) {
   ExpectWithin(kAtOnce, [] {
     Options options;
     options.terminal = true;
@@ -246,7 +246,7 @@ bool Sleeps(pid_t process, const char* where) {
   return SleepingPlace(process).find(where) != std::string::npos;
 }
 
-TEST_F(Interrupt, EndsTheWaitingForALogNameThatIsFree) {
+TEST_F(Interrupt, EndsWaitingForAFreeLogName) {
   if (!IsVisible()) GTEST_SKIP() << kInvisible;
   ExpectWithin(kAtOnce, [] {
     const ScriptedProvider provider(TwoSources());
@@ -276,7 +276,7 @@ Arguments WholeImportInto(const std::string& place) {
   return {"--sample", "analysis-services", "--format", "json", "-o", place, "import"};
 }
 
-TEST_F(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
+TEST_F(Interrupt, EndsWaitingForAReaderOfTheResult) {
   if (!IsVisible()) GTEST_SKIP() << kInvisible;
   struct Case {
     bool hasReader;
@@ -304,7 +304,7 @@ TEST_F(Interrupt, EndsTheWaitingForAReaderOfTheResult) {
   }
 }
 
-TEST_F(Interrupt, LeavesAResultThatIsBeingReadWhole) {
+TEST_F(Interrupt, KeepsAResultThatIsBeingReadComplete) {
   Arguments call{"--sample",  "analysis-services", "--format",        "json",   "cube", "--source",
                  "NORTHQUAY", "--catalog",         "Larkspur Retail", "--cube", "Sales"};
   const Outcome usual = RunTool(call);
@@ -337,7 +337,7 @@ ScriptedProvider::Script LongNames(int count) {
 constexpr const char* kCutShort =
     "interrupted while the result was written; the rest of it is missing";
 
-TEST_F(Interrupt, CutsAVeryLargeResultShortAndSaysSo) {
+TEST_F(Interrupt, TruncatesAVeryLargeResultWithAMessage) {
   const ScriptedProvider provider(LongNames(400));
   for (const char* format : {"json", "text"}) {
     NamedPipe pipe;
@@ -362,7 +362,7 @@ TEST_F(Interrupt, CutsAVeryLargeResultShortAndSaysSo) {
   }
 }
 
-TEST_F(Interrupt, BeforeThePipeIsOpenedWaitsAMomentForItsReader) {
+TEST_F(Interrupt, WaitsBrieflyForAReaderOfThePipe) {
   for (const bool hasReader : {false, true})
     ExpectWithin(hasReader ? kAtOnce : kWithGrace, [&] {
       Stalled stalled;
@@ -399,7 +399,7 @@ bool IsOpenToWrite(pid_t process, const std::string& descriptor) {
   return false;
 }
 
-TEST_F(Interrupt, EndsTheWaitingForATerminalThatTakesNothing) {
+TEST_F(Interrupt, EndsWaitingForABlockedTerminal) {
   if (!IsVisible()) GTEST_SKIP() << kInvisible;
   for (const bool isStopped : {false, true})
     ExpectWithin(kWithGrace, [&] {
@@ -471,7 +471,7 @@ constexpr Unread kUnread[] = {
     {Stream::kUnread, Stream::kAsOut, SIGINT, "json"},
 };
 
-TEST_F(Interrupt, EndsTheWaitingForAReaderOfStandardError) {
+TEST_F(Interrupt, EndsWaitingForAReaderOfStandardError) {
   std::size_t left = support::Effort<std::size_t>(2, std::size(kUnread));
   for (const Unread& each : kUnread) {
     if (left-- == 0) break;
@@ -510,7 +510,7 @@ bool Catches(pid_t process, int signal) {
   return false;
 }
 
-TEST_F(Interrupt, ASecondTimeEndsTheToolWhatEverItWaitsFor) {
+TEST_F(Interrupt, SecondSignalEndsTheToolAtOnce) {
   for (const int signal : {SIGINT, SIGTERM})
     ExpectWithin(kAtOnce, [&] {
       const ScriptedProvider provider(ManyCubes(50));
@@ -557,7 +557,7 @@ std::string AwaitOpenFile(pid_t process, const std::filesystem::path& folder) {
   return {};
 }
 
-TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
+TEST_F(Interrupt, WhileWritingAFileKeepsTheFormerFile) {
   if (!IsVisible()) GTEST_SKIP() << kInvisible;
   // Long enough that a signal at the creation of the unfinished file comes before its end.
   const ScriptedProvider provider(LongNames(400));
@@ -601,7 +601,7 @@ TEST_F(Interrupt, WhileAFileIsWrittenLeavesTheFormerOne) {
   }
 }
 
-TEST_F(Interrupt, WhileACubeIsWrittenMarksItIncomplete) {
+TEST_F(Interrupt, WhileWritingACubeMarksItIncomplete) {
   if (!IsVisible()) GTEST_SKIP() << kInvisible;
   std::string rows;
   for (int i = 0; i < 20000; ++i)
@@ -646,7 +646,7 @@ TEST_F(Interrupt, WhileACubeIsWrittenMarksItIncomplete) {
   EXPECT_TRUE(isCut);
 }
 
-TEST_F(Interrupt, BySignalsThatLeaveNoTimeLeavesNothingBehind) {
+TEST_F(Interrupt, KillLeavesNoTemporaryFile) {
   for (const int signal : {SIGKILL, SIGQUIT, SIGHUP}) {
     Stalled stalled;
     ScriptedProvider::Script script = OneCube();
@@ -671,7 +671,7 @@ TEST_F(Interrupt, BySignalsThatLeaveNoTimeLeavesNothingBehind) {
   }
 }
 
-TEST_F(Interrupt, ThatTheCallerIgnoresIsIgnored) {
+TEST_F(Interrupt, IgnoredByTheCallerStaysIgnored) {
   Stalled stalled;
   ScriptedProvider::Script script = TwoSources();
   script.answer = [&](const std::string&, const std::string&) { return stalled.Hold(); };

@@ -114,7 +114,7 @@ constexpr Former kFormers[] = {
     {false, 0600, kUsual}, {false, 0666, kUsual},
 };
 
-TEST_P(OtherUsers, GiveNoPermissionsToTheResult) {
+TEST_P(OtherUsers, ResultGetsNoPermissionsFromAForeignFile) {
   MakeFolder("own", GetParam(), 0755);
   for (const Former& former : kFormers) {
     SCOPED_TRACE(testing::Message() << former.isOwn << std::oct << " " << former.mode);
@@ -128,7 +128,7 @@ TEST_P(OtherUsers, GiveNoPermissionsToTheResult) {
   }
 }
 
-TEST_P(OtherUsers, OfAGroupThatLosesTheFileLoseItsPermissions) {
+TEST_P(OtherUsers, ResultDropsPermissionsOfALostGroup) {
   MakeFolder("own", GetParam(), 0755);
   MakeFile("own/result", GetParam(), 0660);
   ASSERT_EQ(lchown(Path("own/result").c_str(), GetParam(), kStranger), 0);
@@ -139,7 +139,7 @@ TEST_P(OtherUsers, OfAGroupThatLosesTheFileLoseItsPermissions) {
   EXPECT_EQ(status.st_mode & 0777, GetParam() == kRoot ? 0660u : 0600u);
 }
 
-TEST_P(OtherUsers, GiveNoPermissionsByASecondNameOfAFile) {
+TEST_P(OtherUsers, ResultGetsNoPermissionsFromAHardLink) {
   MakeFolder("own", GetParam(), 0755);
   MakeFile("own/open", GetParam(), 0666);
   fs::create_hard_link(Path("own/open"), Path("own/result"));
@@ -162,7 +162,7 @@ constexpr Planted kPlanted[] = {
     {01777, kRoot, kRoot, true},          {0777, kStranger, kRoot, true},
 };
 
-TEST_P(OtherUsers, LeadTheResultNowhereByALink) {
+TEST_P(OtherUsers, ResultDoesNotFollowForeignLinks) {
   MakeFolder("own", GetParam(), 0755);
   for (const Planted& planted : kPlanted)
     // A link as the last component, as an earlier one, and behind a link of the caller.
@@ -187,7 +187,7 @@ TEST_P(OtherUsers, LeadTheResultNowhereByALink) {
     }
 }
 
-TEST_P(OtherUsers, LeadThePasswordNowhereByALink) {
+TEST_P(OtherUsers, PasswordFileDoesNotFollowForeignLinks) {
   for (const Planted& planted : kPlanted) {
     SCOPED_TRACE(testing::Message() << std::oct << planted.folder << " of " << planted.folderOwner
                                     << ", link of " << planted.linkOwner);
@@ -202,7 +202,7 @@ TEST_P(OtherUsers, LeadThePasswordNowhereByALink) {
   }
 }
 
-TEST_P(OtherUsers, DoNotMakeTheToolWaitAtTheirPipes) {
+TEST_P(OtherUsers, ForeignPipesDoNotBlockTheTool) {
   for (const mode_t mode : {01777u, 0777u}) {
     MakeFolder("shared", kRoot, mode);
     ASSERT_EQ(mkfifo(Path("shared/pipe").c_str(), 0666), 0);
@@ -218,7 +218,7 @@ TEST_P(OtherUsers, DoNotMakeTheToolWaitAtTheirPipes) {
   EXPECT_TRUE(m_provider.Requests().empty());
 }
 
-TEST_P(OtherUsers, DoNotMakeTheToolWaitForANameOfItsLog) {
+TEST_P(OtherUsers, ForeignFilesDoNotBlockTheNameOfTheLog) {
   MakeFolder("shared", kRoot, 01777);
   for (int ahead = -1; ahead < 30; ++ahead) {
     const std::time_t when = std::time(nullptr) + ahead;
@@ -233,7 +233,7 @@ TEST_P(OtherUsers, DoNotMakeTheToolWaitForANameOfItsLog) {
   EXPECT_THAT(outcome.err, HasSubstr("it belongs to another user (remove it"));
 }
 
-TEST_P(OtherUsers, WithAFileInAStickyDirectory) {
+TEST_P(OtherUsers, ForeignFileInAStickyDirectory) {
   MakeFolder("shared", kRoot, 01777);
   MakeFile("shared/result", kStranger, 0666);
   const Outcome outcome = RunInto("shared/result", GetParam());
@@ -249,7 +249,7 @@ TEST_P(OtherUsers, WithAFileInAStickyDirectory) {
   }
 }
 
-TEST_P(OtherUsers, WithoutAccessAreToldBeforeTheImport) {
+TEST_P(OtherUsers, MissingAccessIsReportedBeforeTheImport) {
   MakeFolder("closed", kStranger, 0755);
   const Outcome outcome = RunInto("closed/result", GetParam());
   EXPECT_EQ(outcome.status, GetParam() == kRoot ? 0 : 2);
@@ -334,7 +334,7 @@ class FileNames : public testing::TestWithParam<bool> {
   const support::TempDir m_folder;
 };
 
-TEST_P(FileNames, MayBeAsLongAsTheSystemAllows) {
+TEST_P(FileNames, MaximumLengthWorks) {
   for (const std::size_t length : {std::size_t{1}, std::size_t{250}, std::size_t{255}}) {
     const std::string name(length, 'n');
     for (const char* former : {"", "former"}) {
@@ -348,14 +348,14 @@ TEST_P(FileNames, MayBeAsLongAsTheSystemAllows) {
   }
 }
 
-TEST_P(FileNames, ThatAreTooLongAreToldBeforeTheImport) {
+TEST_P(FileNames, TooLongNamesFailBeforeTheImport) {
   const Outcome outcome = RunInto(std::string(256, 'n'));
   EXPECT_EQ(outcome.status, 2);
   EXPECT_THAT(outcome.err, HasSubstr("cannot be written: File name too long"));
   EXPECT_TRUE(m_provider.Requests().empty());
 }
 
-TEST_P(FileNames, LeaveNothingBehindWhenTheResultCannotBePutInPlace) {
+TEST_P(FileNames, FailedRenameLeavesNoTemporaryFile) {
   ScriptedProvider::Script script = TwoSources();
   script.answer = [this](const std::string&, const std::string&) {
     fs::create_directory(m_folder.Path() / "result");

@@ -35,7 +35,7 @@ class Output : public testing::Test {
   const support::TempDir m_folder;
 };
 
-TEST_F(Output, IntoAFileIsWhatWouldGoToStandardOutput) {
+TEST_F(Output, FileHasTheStandardOutput) {
   for (const char* format : {"text", "json"}) {
     const Outcome outcome = RunInto(File(), {"--format", format});
     EXPECT_EQ(outcome.status, 0);
@@ -56,7 +56,7 @@ TEST_F(Output, ReplacesAFileAndKeepsItsMode) {
   EXPECT_EQ(status.st_mode & 0777, 0640u);
 }
 
-TEST_F(Output, MakesAFileWithTheUsualMode) {
+TEST_F(Output, CreatesAFileWithTheUsualMode) {
   const mode_t mask = umask(027);
   EXPECT_EQ(RunInto(File()).status, 0);
   umask(mask);
@@ -65,7 +65,7 @@ TEST_F(Output, MakesAFileWithTheUsualMode) {
   EXPECT_EQ(status.st_mode & 0777, 0640u);
 }
 
-TEST_F(Output, FollowsALinkAndLeavesIt) {
+TEST_F(Output, FollowsALinkAndKeepsIt) {
   std::ofstream(File("real")) << "old";
   std::filesystem::create_symlink("real", File("link"));
   EXPECT_EQ(RunInto(File("link")).status, 0);
@@ -73,7 +73,7 @@ TEST_F(Output, FollowsALinkAndLeavesIt) {
   EXPECT_EQ(support::ReadFile(File("real")), "Alpha\nBeta\n");
 }
 
-TEST_F(Output, IntoStandardOutputByNameKeepsItsPlace) {
+TEST_F(Output, StandardOutputByNameKeepsItsPosition) {
   // Opening it again would discard its contents.
   for (const char* name : {"-", "/dev/stdout", "/dev/fd/1"}) {
     const std::string log = File();
@@ -86,14 +86,14 @@ TEST_F(Output, IntoStandardOutputByNameKeepsItsPlace) {
   }
 }
 
-TEST_F(Output, ThatCannotBeWrittenIsOneErrorAndTheDocumentGoesToStandardOutput) {
+TEST_F(Output, WriteErrorSendsTheDocumentToStandardOutput) {
   const Outcome outcome = RunInto("/nonexistent/result", {"--format", "json"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.ErrorLines().size(), 1u) << outcome.err;
   EXPECT_THAT(outcome.Document()["errors"][0], HasSubstr("/nonexistent/result"));
 }
 
-TEST_F(Output, IntoADeviceLeavesTheDevice) {
+TEST_F(Output, DeviceIsNotReplaced) {
   EXPECT_EQ(RunInto("/dev/null").status, 0);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
   const Outcome full = RunInto("/dev/full");
@@ -101,19 +101,19 @@ TEST_F(Output, IntoADeviceLeavesTheDevice) {
   EXPECT_THAT(full.err, HasSubstr("\"/dev/full\": No space left on device"));
 }
 
-TEST_F(Output, OfNothingMakesNoFile) {
+TEST_F(Output, NoResultCreatesNoFile) {
   const Outcome outcome = RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File()});
   EXPECT_EQ(outcome.status, 1);
   ExpectOnly({});
 }
 
-TEST_F(Output, OfNothingLeavesAFileThatIsThere) {
+TEST_F(Output, NoResultKeepsAnExistingFile) {
   std::ofstream(File()) << "old";
   RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File()});
   EXPECT_EQ(support::ReadFile(File()), "old");
 }
 
-TEST_F(Output, OfAFailureInJsonGoesIntoTheFile) {
+TEST_F(Output, JsonErrorGoesToTheFile) {
   const Outcome outcome =
       RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File(), "--format", "json"});
   EXPECT_EQ(outcome.status, 1);
@@ -121,14 +121,14 @@ TEST_F(Output, OfAFailureInJsonGoesIntoTheFile) {
   EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 2u);
 }
 
-TEST_F(Output, OfAWrongCallInJsonGoesIntoTheFile) {
+TEST_F(Output, JsonUsageErrorGoesToTheFile) {
   const Outcome outcome = RunInto(File(), {"--format", "json", "--target", "x"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 1u);
 }
 
-TEST_F(Output, IntoAClosedOrFullStandardOutputIsAnError) {
+TEST_F(Output, ClosedOrFullStandardOutputIsAnError) {
   for (const Stream stream : {Stream::kClosed, Stream::kFull})
     for (const char* format : {"text", "json"}) {
       Options options;
@@ -140,7 +140,7 @@ TEST_F(Output, IntoAClosedOrFullStandardOutputIsAnError) {
     }
 }
 
-TEST_F(Output, WhoseReaderHasGoneIsAQuietSuccess) {
+TEST_F(Output, ClosedPipeIsASilentSuccess) {
   Options options;
   options.out = Stream::kReaderGone;
   const Outcome outcome = RunTool({"--url", m_provider.Url(), "sources"}, options);
@@ -149,7 +149,7 @@ TEST_F(Output, WhoseReaderHasGoneIsAQuietSuccess) {
   EXPECT_EQ(outcome.err, "");
 }
 
-TEST_F(Output, WithoutStandardErrorGoesOn) {
+TEST_F(Output, WorksWithoutStandardError) {
   for (const Stream stream : {Stream::kClosed, Stream::kFull, Stream::kReaderGone}) {
     Options options;
     options.err = stream;

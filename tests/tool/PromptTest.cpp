@@ -132,7 +132,7 @@ constexpr Ended kEnded[] = {
     {"time", SIGXCPU, nullptr},
 };
 
-TEST(Prompt, BringsTheEchoBackBeforeASignalEndsTheTool) {
+TEST(Prompt, RestoresTheEchoBeforeASignalEndsTheTool) {
   if (support::kIsThreadSanitized) GTEST_SKIP() << kKept;
   const ScriptedProvider provider(TwoSources());
   for (const Ended& each : kEnded) {
@@ -150,7 +150,7 @@ TEST(Prompt, BringsTheEchoBackBeforeASignalEndsTheTool) {
   EXPECT_TRUE(provider.Requests().empty());
 }
 
-TEST(Prompt, EndsTheCallAtAnInterruption) {
+TEST(Prompt, InterruptEndsTheCall) {
   if (support::kIsThreadSanitized) GTEST_SKIP() << kKept;
   const ScriptedProvider provider(TwoSources());
   for (const char* keys : {"\x03", "half a pass\x03"}) {
@@ -163,7 +163,7 @@ TEST(Prompt, EndsTheCallAtAnInterruption) {
   }
 }
 
-TEST(Prompt, BringsTheEchoBackWhileTheToolIsStoppedAndAsksAgain) {
+TEST(Prompt, RestoresTheEchoWhileStoppedAndPromptsAgain) {
   if (support::kIsThreadSanitized) GTEST_SKIP() << kKept;
   const ScriptedProvider provider(TwoSources());
   for (const bool isTyped : {true, false}) {

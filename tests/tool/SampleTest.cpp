@@ -20,7 +20,7 @@ struct SampleKind {
 
 class Sample : public testing::TestWithParam<SampleKind> {};
 
-TEST_P(Sample, IsImportedAsTheKindItIs) {
+TEST_P(Sample, IsImportedAsItsKind) {
   const Outcome outcome =
       RunTool({"--sample", GetParam().name, "import", "--format", "json", "--jobs", "4"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
@@ -30,7 +30,7 @@ TEST_P(Sample, IsImportedAsTheKindItIs) {
   EXPECT_FALSE(document["cubes"].empty());
 }
 
-TEST_P(Sample, ShowsTheTreeOfAServerOfItsKind) {
+TEST_P(Sample, ShowsTheTreeOfItsKind) {
   const sample::Provider provider;
   const std::string url = provider.Url(*sample::KindFromName(GetParam().name));
   const Outcome embedded = RunTool({"--sample", GetParam().name, "tree", "--format", "json"});
@@ -40,7 +40,7 @@ TEST_P(Sample, ShowsTheTreeOfAServerOfItsKind) {
   EXPECT_FALSE(embedded.Document()["dataSources"].empty());
 }
 
-TEST(Sample, DocumentsAreWrittenLikeAnyOther) {
+TEST(Sample, DocumentsGoToAFile) {
   for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
     for (const char* command : {"sources", "tree", "cube", "import"}) {
       const Outcome outcome = RunTool({"--sample", kind, "--format", "json", command});
@@ -48,7 +48,7 @@ TEST(Sample, DocumentsAreWrittenLikeAnyOther) {
     }
 }
 
-TEST(SampleProvider, IsReachedWhateverProxyTheEnvironmentNames) {
+TEST(SampleProvider, IgnoresProxiesOfTheEnvironment) {
   Options options;
   options.environment = {{"http_proxy", "http://127.0.0.1:1"}, {"all_proxy", "http://127.0.0.1:1"}};
   const Outcome outcome = RunTool({"--sample", "sap-bw", "sources"}, options);
@@ -56,7 +56,7 @@ TEST(SampleProvider, IsReachedWhateverProxyTheEnvironmentNames) {
   EXPECT_EQ(outcome.out, "default\n");
 }
 
-TEST(SampleProvider, TakesNoCredentials) {
+TEST(SampleProvider, IgnoresCredentials) {
   for (const char* option : {"--user", "--password-file"}) {
     const Outcome outcome = RunTool({"--sample", "sap-bw", option, "ann", "sources"});
     EXPECT_EQ(outcome.status, 2);
@@ -83,7 +83,7 @@ TEST(SampleProvider, ALogOfTheEnvironmentIsKeptCubeByCube) {
   EXPECT_EQ(folder.Files().size(), 5u);  // the tree and four cubes
 }
 
-TEST(HostExample, ImportsAndSaysWhatGoesWrong) {
+TEST(HostExample, ImportsAndReportsErrors) {
   const sample::Provider provider;
   const auto run = [](const std::string& url) {
     return support::RunChild(HOST_EXAMPLE, {url},

@@ -80,7 +80,7 @@ const Path kPaths[] = {
 
 class Scaling : public testing::TestWithParam<Path> {};
 
-TEST_P(Scaling, TwiceAsMuchCostsAboutTwiceAsMuch) {
+TEST_P(Scaling, DoubleTheSizeTakesAboutTwiceTheTime) {
   const auto cost = [](std::size_t size) {
     double least = 1e9;
     for (int i = 0; i < 3; ++i) {

@@ -41,7 +41,7 @@ Json Document(Json sources) {
       {"dataSources", std::move(sources)}, {"errors", Json::array()}, {"warnings", Json::array()}};
 }
 
-TEST(Sources, AreNamesOneALine) {
+TEST(Sources, TextHasOneNamePerLine) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome = RunTool({"--url", provider.Url(), "sources"});
   EXPECT_EQ(outcome.status, 0);
@@ -49,7 +49,7 @@ TEST(Sources, AreNamesOneALine) {
   EXPECT_EQ(outcome.err, "");
 }
 
-TEST(Sources, AreADocumentInJson) {
+TEST(Sources, JsonDocument) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome = RunTool({"--url", provider.Url(), "--format", "json", "sources"});
   EXPECT_EQ(outcome.status, 0);
@@ -58,7 +58,7 @@ TEST(Sources, AreADocumentInJson) {
   EXPECT_EQ(outcome.err, "");
 }
 
-TEST(Sources, MayBeNone) {
+TEST(Sources, NoSources) {
   const ScriptedProvider provider(ScriptedProvider::Script{});
   const Outcome text = RunTool({"--url", provider.Url(), "sources"});
   EXPECT_EQ(text.status, 0);
@@ -76,14 +76,14 @@ TEST(Tree, IsIndented) {
             "Beta\n  One\n    Sales\n    Stock\n  Two\n");
 }
 
-TEST(Tree, IsADocumentInJson) {
+TEST(Tree, JsonDocument) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome = RunTool({"--url", provider.Url(), "tree", "--format", "json"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.Document(), Document({Source("Alpha"), Source("Beta")})) << outcome.out;
 }
 
-TEST(Tree, OfOneSourceAsksForThatOneAlone) {
+TEST(Tree, OneSourceRequestsOnlyThatSource) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome = RunTool({"--url", provider.Url(), "--target", "analysis-services-2005",
                                    "tree", "--source", "Beta", "--format", "json"});
@@ -94,7 +94,7 @@ TEST(Tree, OfOneSourceAsksForThatOneAlone) {
                           "MDSCHEMA_CUBES", "MDSCHEMA_CUBES"));
 }
 
-TEST(Tree, OfAnUnknownSourceListsWhatThereIs) {
+TEST(Tree, UnknownSourceListsExistingOnes) {
   ScriptedProvider::Script script = TwoSources();
   for (const bool fault : {true, false}) {
     script.answer = [fault](const std::string& type, const std::string& body) -> std::string {
@@ -112,7 +112,7 @@ TEST(Tree, OfAnUnknownSourceListsWhatThereIs) {
   }
 }
 
-TEST(Tree, OfAKnownSourceWithoutCatalogsIsEmpty) {
+TEST(Tree, KnownSourceWithoutCatalogsIsEmpty) {
   ScriptedProvider::Script script = TwoSources();
   script.rows.erase("DBSCHEMA_CATALOGS");
   const ScriptedProvider provider(std::move(script));
@@ -121,7 +121,7 @@ TEST(Tree, OfAKnownSourceWithoutCatalogsIsEmpty) {
   EXPECT_EQ(outcome.out, "Alpha\n");
 }
 
-TEST(Tree, KeepsWhatWasReadBeforeAFault) {
+TEST(Tree, KeepsObjectsReadBeforeAFault) {
   ScriptedProvider::Script script = TwoSources();
   script.answer = [](const std::string& type, const std::string& body) -> std::string {
     if (type != "DBSCHEMA_CATALOGS" || body.find("Beta") == std::string::npos) return {};
@@ -139,7 +139,7 @@ TEST(Tree, KeepsWhatWasReadBeforeAFault) {
   EXPECT_EQ(text.out, "Alpha\n  One\n    Sales\n    Stock\n  Two\n");
 }
 
-TEST(Tree, HoldsNamesAsTheyAre) {
+TEST(Tree, KeepsNamesUnchanged) {
   ScriptedProvider::Script script = OneCube();
   script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", " a &lt;b&gt; &amp; \"c\" 'd' [e]] \\ "}},
                                         {{"CUBE_NAME",
@@ -157,7 +157,7 @@ TEST(Tree, HoldsNamesAsTheyAre) {
             "x\n");
 }
 
-TEST(Tree, OfAnUnknownSourceListsTheFirstHundredThatThereAre) {
+TEST(Tree, UnknownSourceListsTheFirstHundred) {
   ScriptedProvider::Script script;
   std::vector<Row>& rows = script.rows["DISCOVER_DATASOURCES"];
   rows.push_back({{"DataSourceName", std::string(5000, 'x')}});

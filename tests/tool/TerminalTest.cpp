@@ -26,7 +26,7 @@ ScriptedProvider::Script HostileSource() {
   return script;
 }
 
-TEST(Terminal, ShowsActiveCharactersOfNamesAsNumbers) {
+TEST(Terminal, EscapesControlCharactersOfNames) {
   const ScriptedProvider provider(HostileSource());
   Options options;
   options.out = Stream::kTerminal;
@@ -34,7 +34,7 @@ TEST(Terminal, ShowsActiveCharactersOfNamesAsNumbers) {
               EndsWith("a\\u009B31mb\\u202Ec\\u2028d\r\n"));
 }
 
-TEST(Terminal, NamesInAPipeOrJsonAreAsTheyCame) {
+TEST(Terminal, NamesInAPipeOrJsonAreUnchanged) {
   const ScriptedProvider provider(HostileSource());
   EXPECT_EQ(RunTool({"--url", provider.Url(), "sources"}).out, std::string(kHostile) + "\n");
   EXPECT_EQ(
@@ -42,7 +42,7 @@ TEST(Terminal, NamesInAPipeOrJsonAreAsTheyCame) {
       Json({kHostile}));
 }
 
-TEST(Terminal, MessagesAreMadeHarmlessEverywhere) {
+TEST(Terminal, MessagesAreEscapedEverywhere) {
   ScriptedProvider::Script script = TwoSources();
   script.answer = [](const std::string&, const std::string&) {
     return support::FaultReply("Server", kHostile);
@@ -58,7 +58,7 @@ TEST(Progress, IsNotShownWithoutATerminal) {
   EXPECT_EQ(RunTool({"--url", provider.Url(), "import"}).err, "");
 }
 
-TEST(Progress, CountsCubesOnATerminalAndTakesItsLineAway) {
+TEST(Progress, CountsCubesOnATerminalAndClearsItsLine) {
   const ScriptedProvider provider(OneCube());
   Options options;
   options.err = Stream::kTerminal;
@@ -70,7 +70,7 @@ TEST(Progress, CountsCubesOnATerminalAndTakesItsLineAway) {
   EXPECT_THAT(shown, EndsWith("\r\x1b[K"));
 }
 
-TEST(Progress, IsQuietWhenAskedTo) {
+TEST(Progress, QuietHidesIt) {
   const ScriptedProvider provider(OneCube());
   Options options;
   options.err = Stream::kTerminal;

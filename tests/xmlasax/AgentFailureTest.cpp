@@ -45,7 +45,7 @@ class ThrowingAgent : public OfflineAgent {
   }
 };
 
-TEST(AgentFailure, ThatIsNoErrorMessagePassesToTheHost) {
+TEST(AgentFailure, OtherExceptionsPassToTheHost) {
   ImportProbe import;
   import.m_DiscoverAgent.reset(new ThrowingAgent);
   String errors;
@@ -77,7 +77,7 @@ class MemberlessAgent : public OfflineAgent {
   }
 };
 
-TEST(AgentFailure, OfAMemberLookUpThatIsNoErrorMessagePassesToTheHostToo) {
+TEST(AgentFailure, OtherExceptionsOfMemberLookUpsPassToTheHost) {
   ImportProbe import;
   import.m_DiscoverAgent.reset(new MemberlessAgent);
   std::vector<OTXMLAHierarchy> hierarchies;

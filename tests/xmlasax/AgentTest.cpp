@@ -15,8 +15,7 @@ using support::RowsetReply;
 using support::ScriptedServer;
 using testing::HasSubstr;
 
-TEST_IN_CHILD(Timeout, IsTwoMinutesUnlessTheEnvironmentSaysElse,
-              std::map<std::string, std::string>{}) {
+TEST_IN_CHILD(Timeout, DefaultIsTwoMinutes, std::map<std::string, std::string>{}) {
   ASSERT_FALSE(std::getenv("MORVEN_BI_XMLA_HTTP_TIMEOUT"));
   EXPECT_EQ(g_kTimeoutDefault, 120u);
   EXPECT_FALSE(g_bOverrideTimeout);
@@ -33,7 +32,7 @@ TEST(Timeout, DISABLED_IsAsExpected) {
   EXPECT_EQ(std::to_string(g_bOverrideTimeout), std::getenv("EXPECTED_OVERRIDE"));
 }
 
-TEST(Timeout, IsTheDefaultUnlessItIsAWholeNumber) {
+TEST(Timeout, InvalidNumbersGiveTheDefault) {
   struct Case {
     const char* value;
     const char* timeout;
@@ -57,8 +56,7 @@ TEST(Timeout, IsTheDefaultUnlessItIsAWholeNumber) {
   }
 }
 
-TEST_IN_CHILD(Timeout, ReachesTheHttpClientAndIsReadOnlyOnce,
-              {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
+TEST_IN_CHILD(Timeout, ReachesTheHttpClientAndIsReadOnce, {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   setenv("MORVEN_BI_XMLA_HTTP_TIMEOUT", "100", 1);
   std::atomic<bool> ended{false};
   ScriptedServer server([&](const support::Request&) {
@@ -104,7 +102,7 @@ TEST(TargetKind, BelongsToOneFamily) {
   }
 }
 
-TEST(TargetKind, NumbersAreTheHosts) {
+TEST(TargetKind, HasTheHostsNumbers) {
   EXPECT_EQ(ServerInfo::kAnalysisServices2000, 33);
   EXPECT_EQ(ServerInfo::kTamarind7, 34);
   EXPECT_EQ(ServerInfo::kAnalysisServices2005, 41);
@@ -114,14 +112,14 @@ TEST(TargetKind, NumbersAreTheHosts) {
   EXPECT_EQ(ServerInfo::kAnalysisServices2012, 82);
 }
 
-TEST_IN_CHILD(TargetKind, TheEnvironmentForcesTamarindEvenWhenEmpty,
+TEST_IN_CHILD(TargetKind, EnvironmentVariableForcesTamarindEvenIfEmpty,
               {{"OT_XMLA_IMPORT_TAMARIND", ""}}) {
   const AgentProbe agent(kNobody, ServerInfo::kAnalysisServices2005);
   EXPECT_TRUE(agent.IsTamarind());
   EXPECT_FALSE(agent.IsAnalysisServices());
 }
 
-TEST(Agent, IsMadeByItsFactoryAndSendsNothing) {
+TEST(Agent, CreationSendsNoRequest) {
   ScriptedServer server(std::vector<Reply>{});
   const XmlADiscoverAgentHeap agent = XmlADiscoverAgent::Create(
       support::Wide(server.Url()), L"u", L"p", ServerInfo::kTamarind9, ServerInfo::kCLIXMLA, true);
@@ -130,7 +128,7 @@ TEST(Agent, IsMadeByItsFactoryAndSendsNothing) {
   EXPECT_TRUE(server.Requests().empty());
 }
 
-TEST(Agent, RefusesAUrlThatIsNone) {
+TEST(Agent, RejectsAnInvalidUrl) {
   for (const char* url : {"", "no url", "ftp://127.0.0.1/x", "http://"}) {
     const std::string error = ErrorOf([&] { AgentProbe agent{std::string(url)}; });
     EXPECT_NE(error, "no error") << url;
@@ -147,7 +145,7 @@ std::string Property(const std::string& name, const std::string& value) {
 
 const std::string kEmptyProperties = "<Properties></Properties>";
 
-TEST(Identification, AsksForTheTwoProperties) {
+TEST(Identification, RequestsBothProperties) {
   ScriptedServer server({{RowsetReply(Property("ProviderName", "Some Provider"))},
                          {RowsetReply(Property("ProviderVersion", "9.0.1"))}});
   AgentProbe agent(server.Url());
@@ -167,7 +165,7 @@ TEST(Identification, AsksForTheTwoProperties) {
   }
 }
 
-TEST(Identification, TheLaterOfTwoNamesCounts) {
+TEST(Identification, LastNameCounts) {
   ScriptedServer server({{RowsetReply(Property("ProviderName", "first") + Property("Other", "x") +
                                       Property("ProviderName", "second"))}});
   AgentProbe agent(server.Url());
@@ -176,7 +174,7 @@ TEST(Identification, TheLaterOfTwoNamesCounts) {
   EXPECT_EQ(name, String(L"second"));
 }
 
-TEST(Identification, WhatIsNotToldStaysAsItWas) {
+TEST(Identification, MissingValuesStayUnchanged) {
   ScriptedServer server({{RowsetReply("")}, {RowsetReply(Property("Catalog", "x"))}});
   AgentProbe agent(server.Url());
   std::pair<String, String> info(L"name", L"version");
@@ -185,7 +183,7 @@ TEST(Identification, WhatIsNotToldStaysAsItWas) {
   EXPECT_EQ(info.second, String(L"version"));
 }
 
-TEST(Identification, TamarindTellsItsNameAmongTheDataSources) {
+TEST(Identification, TamarindNameComesFromTheDataSources) {
   for (const auto target : {ServerInfo::kTamarind7, ServerInfo::kTamarind9, ServerInfo::kTamarind11,
                             ServerInfo::kTamarind11_1_2_3_500}) {
     ScriptedServer server({{RowsetReply("<row><ProviderName>first</ProviderName></row>"
@@ -205,7 +203,7 @@ TEST(Identification, TamarindTellsItsNameAmongTheDataSources) {
   }
 }
 
-TEST_IN_CHILD(Identification, UnderTheForcedKindAsksDataSourcesThenTheVersionProperty,
+TEST_IN_CHILD(Identification, ForcedKindRequestsDataSourcesThenVersion,
               {{"OT_XMLA_IMPORT_TAMARIND", "1"}}) {
   ScriptedServer server([](const support::Request&) { return Reply{RowsetReply("")}; });
   AgentProbe agent(server.Url(), ServerInfo::kAnalysisServices2008);
@@ -217,7 +215,7 @@ TEST_IN_CHILD(Identification, UnderTheForcedKindAsksDataSourcesThenTheVersionPro
   EXPECT_EQ(RequestType(server.Requests()[1].body), "DISCOVER_PROPERTIES");
 }
 
-TEST(Identification, PassesEveryErrorOn) {
+TEST(Identification, PassesErrorsToTheCaller) {
   String text;
   for (const auto target : {ServerInfo::kTessera, ServerInfo::kTamarind7}) {
     {

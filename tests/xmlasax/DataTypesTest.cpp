@@ -16,7 +16,7 @@ const std::map<int, VXDataType> kKnown = {
     {133, VXDateData},        {135, VXDateData},  {16384, VXLongVarBinaryData},
 };
 
-TEST(XmlADataType, EveryCodeOfSixteenBitsIsMappedByTheTableAlone) {
+TEST(XmlADataType, EverySixteenBitCodeIsMappedByTheTable) {
   for (int code = -32768; code <= 32767; ++code) {
     const auto found = kKnown.find(code);
     const VXDataType expected = found == kKnown.end() ? VXUnknown : found->second;
@@ -24,7 +24,7 @@ TEST(XmlADataType, EveryCodeOfSixteenBitsIsMappedByTheTableAlone) {
   }
 }
 
-TEST(XmlADataType, TextIsReadAsANumber) {
+TEST(XmlADataType, TextIsParsedAsANumber) {
   EXPECT_EQ(XmlA2VXDataType(L" 130 "), VXCharData);
   EXPECT_EQ(XmlA2VXDataType(L"130x"), VXCharData);
   EXPECT_EQ(XmlA2VXDataType(L""), VXUnknown);
@@ -32,20 +32,20 @@ TEST(XmlADataType, TextIsReadAsANumber) {
   EXPECT_EQ(XmlA2VXDataType(L"65666"), VXUnknown);  // 130 + 65536: held to the range, not wrapped
 }
 
-TEST(SapBwDataType, FltpInAnyCaseIsFloatAndNothingElseIsKnown) {
+TEST(SapBwDataType, OnlyFltpInAnyCaseIsFloat) {
   for (const wchar_t* name : {L"FLTP", L"fltp", L"FlTp"})
     EXPECT_EQ(SAPBW2VXDataType(name), VXFloatData);
   for (const wchar_t* name : {L"", L"CHAR", L"FLTPX", L"XFLTP", L"FLT", L"5", L" FLTP"})
     EXPECT_EQ(SAPBW2VXDataType(name), VXUnknown) << support::Narrow(name);
 }
 
-TEST(TamarindDataType, ThreeIsTextAndEverythingElseDouble) {
+TEST(TamarindDataType, ThreeIsTextAndOthersAreDouble) {
   EXPECT_EQ(Tamarind2VXDataType(L"3"), VXVarCharData);
   for (const wchar_t* code : {L"", L"0", L"03", L"3 ", L"33", L"130", L"text"})
     EXPECT_EQ(Tamarind2VXDataType(code), VXDoubleData) << support::Narrow(code);
 }
 
-TEST(DataTypeNumbers, AreTheHosts) {
+TEST(DataTypeNumbers, HaveTheHostsValues) {
   EXPECT_EQ(VXBitData, 0);
   EXPECT_EQ(VXCharData, 1);
   EXPECT_EQ(VXVarCharData, 2);

@@ -12,14 +12,14 @@ XmlAHierarchy Hierarchy(std::initializer_list<std::pair<const wchar_t*, const wc
   return row;
 }
 
-TEST(DimensionRow, StartsUnknown) {
+TEST(DimensionRow, InitialTypeIsUnknown) {
   const XmlADimension row;
   EXPECT_EQ(row.GetDimensionType(), 0);
   EXPECT_EQ(row.GetDimensionUniqueName(), String());
   EXPECT_EQ(row.GetDefaultHierarchyUniqueName(), String());
 }
 
-TEST(DimensionRow, KeepsItsColumnsInAnyCaseAndTheirLastValues) {
+TEST(DimensionRow, TakesColumnsInAnyCaseAndTheirLastValues) {
   XmlADimension row;
   row.AppendValueName(L"DIMENSION_UNIQUE_NAME", L"[A]");
   row.AppendValueName(L"dimension_unique_name", L"[B]");
@@ -33,7 +33,7 @@ TEST(DimensionRow, KeepsItsColumnsInAnyCaseAndTheirLastValues) {
   EXPECT_EQ(row.GetDimensionType(), 3);
 }
 
-TEST(DimensionRow, TypeIsTheCodeWhenItIsOne) {
+TEST(DimensionRow, TypeIsTheCodeIfItIsKnown) {
   for (int code = -300; code <= 300; ++code) {
     XmlADimension row;
     row.AppendValueName(L"DIMENSION_TYPE", support::Wide(std::to_string(code)));
@@ -42,7 +42,7 @@ TEST(DimensionRow, TypeIsTheCodeWhenItIsOne) {
   }
 }
 
-TEST(DimensionRow, AttributeFlagCanOnlyBeSet) {
+TEST(DimensionRow, AttributeFlagIsNeverReset) {
   XmlADimension row;
   row.AppendValueName(L"DIMENSION_TYPE", L"1");
   for (const wchar_t* no : {L"false", L"", L"1", L"yes", L"true "}) {
@@ -61,7 +61,7 @@ TEST(DimensionRow, AttributeDimensionNeedsNoType) {
   EXPECT_EQ(row.GetDimensionType(), XmlADimension::SMD_DIMTYPE_ATTRIBUTE);
 }
 
-TEST(DimensionRow, TypeCodesAreTheRecordsNumbers) {
+TEST(DimensionRow, TypeCodesAreThoseOfTheRecords) {
   using D = XmlADimension;
   using H = OTXMLAHierarchy;
   EXPECT_EQ(int{D::SMD_DIMTYPE_TIME}, int{H::kDimensionTypeTime});
@@ -97,7 +97,7 @@ TEST(HierarchyRow, KeepsItsColumnsInAnyCase) {
   EXPECT_EQ(row.GetAllMember(), String(L"[T].[F].[Everything]"));
 }
 
-TEST(HierarchyRow, ARepeatedColumnKeepsTheLastValue) {
+TEST(HierarchyRow, LastValueOfARepeatedColumnCounts) {
   const XmlAHierarchy row = Hierarchy({{L"HIERARCHY_CAPTION", L"a"}, {L"hierarchy_caption", L"b"}});
   EXPECT_EQ(row.GetCaption(), String(L"b"));
 }
@@ -108,7 +108,7 @@ struct StructureCase {
   bool fullyBalanced;
 };
 
-TEST(HierarchyRow, StructureGivesTheHierarchyType) {
+TEST(HierarchyRow, StructureDeterminesTheHierarchyType) {
   const StructureCase cases[] = {
       {L"0", OTXMLAHierarchy::kHierarchyFullyBalanced, true},
       {L"1", OTXMLAHierarchy::kHierarchyRaggedBalanced, false},
@@ -138,7 +138,7 @@ TEST(HierarchyRow, DimensionTypeIsTimeMeasureOtherOrUnknown) {
   EXPECT_TRUE(Hierarchy({}).NotMeasure());
 }
 
-TEST(HierarchyRow, IsVirtualByFlagOrByTheMerePresenceOfAMaster) {
+TEST(HierarchyRow, IsVirtualByFlagOrPresenceOfAMaster) {
   EXPECT_FALSE(Hierarchy({}).Virtual());
   EXPECT_FALSE(Hierarchy({{L"IS_VIRTUAL", L"false"}}).Virtual());
   EXPECT_TRUE(Hierarchy({{L"IS_VIRTUAL", L"true"}}).Virtual());

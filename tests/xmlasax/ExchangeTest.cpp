@@ -17,7 +17,7 @@ using testing::HasSubstr;
 
 constexpr const char* kRequest = "<Discover>\u65e5\U0001F4C8</Discover>\r\n";
 
-TEST(Exchange, PostsTheBytesWithItsTwoHeaderLines) {
+TEST(Exchange, PostsTheBytesWithTwoHeaders) {
   ScriptedServer server({{RowsetReply("")}});
   AgentProbe agent(server.Url());
   String response;
@@ -38,7 +38,7 @@ TEST(Exchange, HeaderTextHasBareLineFeeds) {
                    L"Content-Type: text/xml; charset = UTF-8\n"));
 }
 
-TEST(Exchange, KeepsOneConnection) {
+TEST(Exchange, ReusesOneConnection) {
   ScriptedServer server([](const support::Request&) { return Reply{RowsetReply("")}; });
   AgentProbe agent(server.Url());
   for (int i = 0; i < 5; ++i) {
@@ -74,7 +74,7 @@ const DeclarationCase kDeclarations[] = {
      kPlain + "\xEF\xBB\xBF" + kPlain + kRest, kPlain + kRest},
 };
 
-TEST(Exchange, BringsTheDeclarationIntoOneForm) {
+TEST(Exchange, NormalisesTheDeclaration) {
   const std::pair<ServerInfo::TargetType, bool> targets[] = {
       {ServerInfo::kAnalysisServices2005, true},
       {ServerInfo::kAnalysisServices2008, true},
@@ -103,7 +103,7 @@ TEST(Exchange, BringsTheDeclarationIntoOneForm) {
   }
 }
 
-TEST(Exchange, DropsWhatStandsBeforeTheDeclaration) {
+TEST(Exchange, DropsTextBeforeTheDeclaration) {
   for (const char* const before : {"<!-- proxy -->junk", "<?proxy x?>", "?>"}) {
     ScriptedServer server({{before + std::string("<?xml version=\"1.1\" encoding='x'?>") + kRest}});
     AgentProbe agent(server.Url());
@@ -113,7 +113,7 @@ TEST(Exchange, DropsWhatStandsBeforeTheDeclaration) {
   }
 }
 
-TEST(Exchange, ADeclarationWithoutEndIsAParseError) {
+TEST(Exchange, UnterminatedDeclarationIsAParseError) {
   ScriptedServer server({{"<?xml version=\"1.0\"" + kRest}});
   AgentProbe agent(server.Url());
   String response;
@@ -178,7 +178,7 @@ TEST(Exchange, FaultsOfEveryFormAreErrors) {
   }
 }
 
-TEST(Exchange, AFaultsTextIsTheMessageOfCodeThenString) {
+TEST(Exchange, FaultTextIsCodeThenString) {
   ScriptedServer server({{FaultReply("the code", "the string")}});
   AgentProbe agent(server.Url());
   String response;
@@ -186,7 +186,7 @@ TEST(Exchange, AFaultsTextIsTheMessageOfCodeThenString) {
             support::Narrow(SUStrUtil::LoadMsgStringOnly(64203, {L"the code", L"the string"})));
 }
 
-TEST(Exchange, AParseErrorsTextIsThatOfTheReaderAndOfNoEarlierOne) {
+TEST(Exchange, ParseErrorTextComesFromThisReply) {
   AgentProbe agent(kNobody);
   String code;
   String text;
@@ -200,7 +200,7 @@ TEST(Exchange, AParseErrorsTextIsThatOfTheReaderAndOfNoEarlierOne) {
   EXPECT_EQ(agent.SoapParseErrorString(), String());
 }
 
-TEST(Exchange, TheLaterFaultCodeReplacesTheEarlier) {
+TEST(Exchange, LaterFaultCodeReplacesTheEarlier) {
   AgentProbe agent(kNobody);
   String code;
   String text;
@@ -212,7 +212,7 @@ TEST(Exchange, TheLaterFaultCodeReplacesTheEarlier) {
   EXPECT_EQ(text, String(L"onetwo"));
 }
 
-TEST(Exchange, ErrorsSayWhereTheyWereRaised) {
+TEST(Exchange, ErrorsHaveTheirSource) {
   ScriptedServer server({{FaultReply("c", "t")}, {"<a><b></a>"}, {"busy", 503, "text/plain"}});
   AgentProbe agent(server.Url());
   String response;
@@ -235,7 +235,7 @@ struct BrokenCase {
   std::string error;
 };
 
-TEST(Exchange, RepliesThatAreNoneAreErrorsThatSayWhy) {
+TEST(Exchange, InvalidRepliesAreErrorsWithAReason) {
   const BrokenCase cases[] = {
       {"status", {"busy", 503, "text/plain"}, "HTTP 503 Service Unavailable"},
       {"web page", {"<html><head><title>Log in</title></head></html>", 200, "text/html"}, "Log in"},
@@ -262,7 +262,7 @@ TEST(Exchange, HttpErrorsHaveNoNumber) {
   EXPECT_EQ(response, String());
 }
 
-TEST(Exchange, OtherCharsetsArriveAsTheSameText) {
+TEST(Exchange, OtherCharsetsGiveTheSameText) {
   const std::string utf8 = "<a><CUBE_NAME>Größe</CUBE_NAME></a>";
   std::string latin =
       "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a><CUBE_NAME>Gr\xF6\xDF"

@@ -98,7 +98,7 @@ const SkipCase kSkips[] = {
      "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62011},
 };
 
-TEST(HierarchyImport, SkipsByTheRulesOfTheProviderWithOneWarning) {
+TEST(HierarchyImport, SkipsHierarchiesByProviderRulesWithOneWarning) {
   for (const SkipCase& skip : kSkips) {
     CubeScript cube;
     cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[D].[H]</HIERARCHY_UNIQUE_NAME>" +
@@ -142,7 +142,7 @@ TEST(HierarchyImport, WarningsNameHierarchySourceCatalogAndCube) {
 
 // Names and types.
 
-TEST(HierarchyImport, KeepsACaptionWhole) {
+TEST(HierarchyImport, KeepsLongCaptions) {
   const std::string caption = "A [caption]. with 'everything' * ? " + std::string(200, 'x');
   const Imported result = ImportOne(
       {{"HIERARCHY_CAPTION", caption}, {"STRUCTURE", "0"}, {"DIMENSION_UNIQUE_NAME", "[D]"}},
@@ -159,7 +159,7 @@ struct NameCase {
   const char* generated;
 };
 
-TEST(HierarchyImport, GeneratesANameWhereThereIsNoCaption) {
+TEST(HierarchyImport, GeneratesANameWithoutACaption) {
   const NameCase cases[] = {
       {"[Product].[Brand Name]", "Product.Brand Name", "ProductBrandName"},
       {"[a b]\t[c*d]&#13;[e?f'g].h", "a b\tc*d\re?f'g.h", "abcdefgh"},
@@ -178,7 +178,7 @@ TEST(HierarchyImport, GeneratesANameWhereThereIsNoCaption) {
   }
 }
 
-TEST(HierarchyImport, CutsAGeneratedNameAt128Characters) {
+TEST(HierarchyImport, TruncatesAGeneratedNameTo128Characters) {
   const struct {
     std::string text;
     std::string kept;
@@ -202,7 +202,7 @@ TEST(HierarchyImport, CutsAGeneratedNameAt128Characters) {
   EXPECT_EQ(Import(cube, kAnalysis).hierarchies.at(0).m_hierarchyName.size(), 128u);
 }
 
-TEST(HierarchyImport, TakesStructureAndDimensionTypeOfTheRow) {
+TEST(HierarchyImport, TakesStructureAndDimensionTypeFromTheRow) {
   const int types[] = {1, 3, 2, 4};
   for (int structure = 0; structure < 4; ++structure) {
     const Imported result =
@@ -222,7 +222,7 @@ TEST(HierarchyImport, LeavesTheHostsFieldsEmpty) {
 
 // SAP BW.
 
-TEST(SapHierarchyImport, MakesDefaultHierarchiesAndUnknownOnesBalanced) {
+TEST(SapHierarchyImport, MapsDefaultAndUnknownStructuresToBalanced) {
   CubeScript cube;
   cube.dimensions = Row({{"DEFAULT_HIERARCHY", "[default]"}});
   cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[default]"}, {"STRUCTURE", "2"}}) +
@@ -239,7 +239,7 @@ TEST(SapHierarchyImport, MakesDefaultHierarchiesAndUnknownOnesBalanced) {
 
 // Tamarind.
 
-TEST(TamarindHierarchyImport, TakesTheTypeOfTheFirstDimensionOfThatName) {
+TEST(TamarindHierarchyImport, TakesTheTypeOfTheFirstDimensionWithThatName) {
   CubeScript cube;
   cube.dimensions = Row({{"DIMENSION_UNIQUE_NAME", "[other]"}, {"DIMENSION_TYPE", "5"}}) +
                     Row({{"DIMENSION_UNIQUE_NAME", "[d]"},
@@ -277,7 +277,7 @@ struct DefaultMemberCase {
   bool asked;
 };
 
-TEST(TamarindHierarchyImport, ADefaultMemberThatIsTheAllMemberNeedsNoLookUp) {
+TEST(TamarindHierarchyImport, AllMemberAsDefaultNeedsNoLookUp) {
   const DefaultMemberCase cases[] = {
       {"<DEFAULT_MEMBER>[All]</DEFAULT_MEMBER><ALL_MEMBER>[all]</ALL_MEMBER>", false},
       {"", false},  // two empty names
@@ -298,7 +298,7 @@ TEST(TamarindHierarchyImport, ADefaultMemberThatIsTheAllMemberNeedsNoLookUp) {
   }
 }
 
-TEST(HierarchyImport, OtherKindsAlwaysLookTheDefaultMemberUp) {
+TEST(HierarchyImport, OtherKindsAlwaysLookUpTheDefaultMember) {
   for (const auto target : {kAnalysis, kSap}) {
     CubeScript cube;
     cube.members["[D].[H]"] = Row({{"MEMBER_TYPE", "2"}});
@@ -316,7 +316,7 @@ TEST(HierarchyImport, OtherKindsAlwaysLookTheDefaultMemberUp) {
   }
 }
 
-TEST(HierarchyImport, KeepsAMemberTypeOutOfRangeAndZeroForNone) {
+TEST(HierarchyImport, KeepsUnknownMemberTypesAndZeroForNone) {
   CubeScript cube;
   cube.members["[D].[H]"] = Row({{"MEMBER_TYPE", "-77"}});
   EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube).hierarchies.at(0).m_memberType},
@@ -324,7 +324,7 @@ TEST(HierarchyImport, KeepsAMemberTypeOutOfRangeAndZeroForNone) {
   EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysis).hierarchies.at(0).m_memberType}, 0);
 }
 
-TEST(HierarchyImport, AFailedLookUpIsAWarningAndTheImportGoesOn) {
+TEST(HierarchyImport, FailedLookUpIsAWarning) {
   for (const auto target : {kAnalysis, kSap, kTamarind}) {
     CubeScript cube;
     cube.hierarchies =
@@ -386,14 +386,14 @@ TEST(LevelImport, NamesALevelByUniqueNameCaptionOrGeneratedName) {
   }
 }
 
-TEST(LevelImport, CutsAGeneratedLevelNameAndKeepsACaption) {
+TEST(LevelImport, TruncatesAGeneratedLevelNameButNoCaption) {
   const std::string longText(200, 'x');
   EXPECT_EQ(ImportLevel(Row({{"LEVEL_NAME", longText}})).m_levelName.size(), 128u);
   EXPECT_EQ(ImportLevel(Row({{"LEVEL_NAME", longText}})).m_level.m_name.size(), 128u);
   EXPECT_EQ(ImportLevel(Row({{"LEVEL_CAPTION", longText}})).m_levelName.size(), 200u);
 }
 
-TEST(LevelImport, StartsItsColumnAsANullableText) {
+TEST(LevelImport, ColumnIsInitiallyANullableText) {
   const OTXMLALevel level = ImportLevel(Row({{"LEVEL_NAME", "l"},
                                              {"DATA_TYPE", "7"},
                                              {"NUMERIC_PRECISION", "9"},
@@ -434,7 +434,7 @@ TEST(LevelImport, OrdersLevelsByNumber) {
   }
 }
 
-TEST(LevelImportDeathTest, TwoLevelsWithOneNumberAbort) {
+TEST(LevelImportDeathTest, TwoLevelsWithTheSameNumberAbort) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   CubeScript cube;
   cube.levels["[D].[H]"] = LevelRows({0, 1, 0});
@@ -443,7 +443,7 @@ TEST(LevelImportDeathTest, TwoLevelsWithOneNumberAbort) {
 
 // Properties.
 
-TEST(PropertyImport, AsksForTheLevelsOwn) {
+TEST(PropertyImport, RequestsThePropertiesOfTheLevel) {
   CubeScript cube;
   cube.levels["[D].[H]"] =
       Row({{"LEVEL_UNIQUE_NAME", "[D].[H].[L]"}, {"DIMENSION_UNIQUE_NAME", "[D]"}});
@@ -472,7 +472,7 @@ TEST(PropertyImport, NamesAPropertyByCaptionOrGeneratedName) {
   EXPECT_EQ(ImportProperty({{"PROPERTY_NAME", std::string(200, 'x')}}).m_name.size(), 128u);
 }
 
-TEST(PropertyImport, TakesPrecisionAndScaleOnlyWhenTheyAreGiven) {
+TEST(PropertyImport, TakesPrecisionAndScaleOnlyIfPresent) {
   const OTXMLAUnit bare = ImportProperty({{"PROPERTY_NAME", "p"}});
   EXPECT_EQ(bare.m_precision, 128);
   EXPECT_EQ(bare.m_scale, 0);
@@ -498,7 +498,7 @@ struct PropertyTypeCase {
   VXDataType type;
 };
 
-TEST(PropertyImport, MapsTheDataTypeByTheKindOfProvider) {
+TEST(PropertyImport, MapsDataTypesByKindOfProvider) {
   const PropertyTypeCase cases[] = {
       {kAnalysis, "130", VXVarCharData}, {kAnalysis, "7", VXDateData},
       {kAnalysis, "133", VXDateData},    {kAnalysis, "135", VXDateData},
@@ -511,7 +511,7 @@ TEST(PropertyImport, MapsTheDataTypeByTheKindOfProvider) {
         << c.target << " " << c.dataType;
 }
 
-TEST(PropertyImport, KelvoraNumbersAreTamarindsAlone) {
+TEST(PropertyImport, KelvoraNumbersAreOnlyForTamarind) {
   for (const auto target : {kAnalysis, kSap}) {
     const OTXMLAUnit unit = ImportProperty({{"KELVORA_ATTRIBUTE_GENERATION", "1"},
                                             {"KELVORA_PROPERTY_TYPE", "2"},
@@ -613,14 +613,14 @@ TEST(HierarchyImport, StripsBracketsForEveryKind) {
   }
 }
 
-TEST(HierarchyImport, AWarningOfAHierarchyWithoutANameSaysSo) {
+TEST(HierarchyImport, WarningMentionsAMissingName) {
   CubeScript cube;
   cube.hierarchies = "<row><DIMENSION_TYPE>2</DIMENSION_TYPE></row>";
   EXPECT_EQ(Import(cube, kAnalysis).warnings.find("[62012] A hierarchy without a name was skipped"),
             0u);
 }
 
-TEST(HierarchyImport, TheFlatMeasureFlagChangesNothing) {
+TEST(HierarchyImport, FlatMeasureFlagHasNoEffect) {
   CubeScript cube = CubeScript();
   cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[h]"}, {"STRUCTURE", "0"}}) +
                      Row({{"HIERARCHY_UNIQUE_NAME", "[m]"}, {"DIMENSION_TYPE", "2"}});
@@ -683,7 +683,7 @@ TEST(HierarchyImport, SendsTheseRequestsInThisOrder) {
   }
 }
 
-TEST(HierarchyImport, EveryRequestIsForTheChosenCube) {
+TEST(HierarchyImport, AllRequestsAreForTheChosenCube) {
   for (const auto target : {kAnalysis, kSap, kTamarind}) {
     const Imported result = Import(WholeCube(), target);
     EXPECT_GE(result.requests.size(), 9u);
@@ -696,7 +696,7 @@ TEST(HierarchyImport, EveryRequestIsForTheChosenCube) {
   }
 }
 
-TEST(HierarchyImport, AppendsToTheTextsThatTheHostHas) {
+TEST(HierarchyImport, AppendsToTheHostsTexts) {
   CubeScript cube = WholeCube();
   cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[skipped]"}}) + cube.hierarchies;
   cube.levels["[b]"] = "fault:broken";
@@ -712,8 +712,7 @@ TEST(HierarchyImport, AppendsToTheTextsThatTheHostHas) {
               testing::MatchesRegex("earlier warning\n\\[62013\\] [^\n]*\n\\[64203\\] [^\n]*\n"));
 }
 
-TEST_IN_CHILD(HierarchyImport, AsksForTheDimensionsTooWhenItIsLogged,
-              {{"OT_XMLA_IMPORT_LOGGING", "1"}}) {
+TEST_IN_CHILD(HierarchyImport, RequestsDimensionsIfLogged, {{"OT_XMLA_IMPORT_LOGGING", "1"}}) {
   support::TempDir dir;
   const support::LogInto log(dir.Path());
   const std::vector<std::string> types = Types(Import(WholeCube(), kAnalysis));
@@ -723,7 +722,7 @@ TEST_IN_CHILD(HierarchyImport, AsksForTheDimensionsTooWhenItIsLogged,
   EXPECT_EQ(types[2], "MDSCHEMA_MEMBERS");
 }
 
-TEST(HierarchyImport, OfNoHierarchyIsEmptyWithoutMessage) {
+TEST(HierarchyImport, WithoutHierarchiesIsEmptyWithoutMessage) {
   for (const auto target : {kAnalysis, kSap, kTamarind}) {
     const Imported result = Import({}, target);
     EXPECT_TRUE(result.hierarchies.empty());
@@ -738,7 +737,7 @@ struct FailureCase {
   std::size_t left;
 };
 
-TEST(HierarchyImport, AFailedRequestEndsItAndKeepsWhatWasFinished) {
+TEST(HierarchyImport, FailedRequestEndsItAndKeepsCompleteHierarchies) {
   const FailureCase cases[] = {
       {"dimensions", [](CubeScript& cube) { cube.dimensions = "fault:broken"; }, 0},
       {"hierarchies", [](CubeScript& cube) { cube.hierarchies = "fault:broken"; }, 0},
@@ -757,7 +756,7 @@ TEST(HierarchyImport, AFailedRequestEndsItAndKeepsWhatWasFinished) {
   }
 }
 
-TEST(HierarchyImport, StaysInProportionToWhatTheServerSends) {
+TEST(HierarchyImport, CostIsProportionalToTheReply) {
   // Levels in descending order, the slowest case for sorting, and one with a very long list of
   // properties.
   CubeScript cube;
@@ -777,7 +776,7 @@ TEST(HierarchyImport, StaysInProportionToWhatTheServerSends) {
   EXPECT_EQ(levels[100].m_memberProperties[49999].m_name, String(L"p49999"));
 }
 
-TEST(HierarchyImport, TakesRowsWithoutColumnsAndNumbersOutOfRange) {
+TEST(HierarchyImport, AcceptsRowsWithoutColumnsAndNumbersOutOfRange) {
   CubeScript cube;
   cube.hierarchies = "<row/>" + Row({{"HIERARCHY_UNIQUE_NAME", "[D].[H]"},
                                      {"STRUCTURE", "999999999999999999999"},

@@ -28,7 +28,7 @@ struct DetectionCase {
   ServerInfo::TargetType target;
 };
 
-TEST(Detection, FollowsNameThenVersion) {
+TEST(Detection, UsesNameThenVersion) {
   const DetectionCase cases[] = {
       {L"SAP BW", L"", ServerInfo::kSAP_BW35},
       {L"sap", L"9.0", ServerInfo::kSAP_BW35},
@@ -86,7 +86,7 @@ ScriptedServer::Handler Provider(const std::string& name, const std::string& ver
   };
 }
 
-TEST(TargetCheck, IsSilentWhenTheKindsAgree) {
+TEST(TargetCheck, IsSilentIfTheKindsAgree) {
   ScriptedServer server(Provider("Microsoft Analysis Services", "9.00.1399.06"));
   ImportProbe import(server.Url(), k2005);
   String warnings;
@@ -94,7 +94,7 @@ TEST(TargetCheck, IsSilentWhenTheKindsAgree) {
   EXPECT_EQ(warnings, String());
 }
 
-TEST(TargetCheck, WarnsOnceWithTheConfiguredKindAndTheProvidersName) {
+TEST(TargetCheck, WarnsOnceWithConfiguredKindAndProvidersName) {
   ScriptedServer server(Provider("Some &amp; Provider", "10.0"));
   ImportProbe import(server.Url(), k2005);
   String warnings = L"earlier\n";
@@ -107,7 +107,7 @@ TEST(TargetCheck, WarnsOnceWithTheConfiguredKindAndTheProvidersName) {
   EXPECT_EQ(import.GetTargetType(), k2005);
 }
 
-TEST(DataSourceNames, AreThoseThatTheProviderLists) {
+TEST(DataSourceNames, AreTheProvidersNames) {
   ScriptedServer server(Provider("Microsoft Analysis Services", "9.0"));
   ImportProbe import(server.Url(), k2005);
   VXStringVector names(1, L"old");
@@ -126,7 +126,7 @@ TEST(DataSourceNames, AreThoseThatTheProviderLists) {
   EXPECT_EQ(requests[2].body, Discover("DISCOVER_DATASOURCES", "", {}));
 }
 
-TEST(DataSourceNames, AreStillListedForAnotherKindWithOneWarning) {
+TEST(DataSourceNames, AreListedWithOneWarningForAnotherKind) {
   ScriptedServer server(Provider("Kelvora", ""));
   ImportProbe import(server.Url(), k2005);
   VXStringVector names;
@@ -141,7 +141,7 @@ TEST(DataSourceNames, AreStillListedForAnotherKindWithOneWarning) {
   EXPECT_EQ(text.find('\n'), text.size() - 1);
 }
 
-TEST(DataSourceNames, AreLeftAsTheyWereWhenTheKindCannotBeChecked) {
+TEST(DataSourceNames, AreUnchangedIfTheKindCannotBeChecked) {
   const auto provider = Provider("x", "9.0");
   for (const char* const failing : {">ProviderName<", ">ProviderVersion<"}) {
     ScriptedServer server([&](const Request& request) {
@@ -158,7 +158,7 @@ TEST(DataSourceNames, AreLeftAsTheyWereWhenTheKindCannotBeChecked) {
   }
 }
 
-TEST(DataSourceNames, ErrorsAreAppendedAndReturnNormally) {
+TEST(DataSourceNames, ErrorsAreAppendedWithoutException) {
   for (const char* const failing : {"DISCOVER_PROPERTIES", "DISCOVER_DATASOURCES"}) {
     const auto provider = Provider("x", "9.0");
     ScriptedServer server([&](const Request& request) {
@@ -197,7 +197,7 @@ ScriptedServer::Handler Tree(const std::string& failAt = "") {
   };
 }
 
-TEST(DataSourceTree, HoldsEveryCatalogAndCubeInTheProvidersOrder) {
+TEST(DataSourceTree, HasAllCatalogsAndCubesInTheProvidersOrder) {
   ScriptedServer server(Tree());
   ImportProbe import(server.Url(), k2005);
   std::vector<OTDataSource> sources;
@@ -229,7 +229,7 @@ TEST(DataSourceTree, HoldsEveryCatalogAndCubeInTheProvidersOrder) {
                                  "MDSCHEMA_CUBES", "DBSCHEMA_CATALOGS"));
 }
 
-TEST(DataSourceTree, OfNoSourceIsEmptyWithoutError) {
+TEST(DataSourceTree, WithoutSourcesIsEmptyWithoutError) {
   ScriptedServer server([](const Request& request) {
     const std::string identity = IdentityReply(request, "x", "9.0");
     return Reply{identity.empty() ? RowsetReply("") : identity};
@@ -243,7 +243,7 @@ TEST(DataSourceTree, OfNoSourceIsEmptyWithoutError) {
   EXPECT_EQ(errors, String());
 }
 
-TEST(DataSourceTree, OfAGivenListIsThatOfItsFirstElementAlone) {
+TEST(DataSourceTree, OfAListCoversOnlyItsFirstElement) {
   ScriptedServer server(Tree());
   ImportProbe import(server.Url(), k2005);
   std::vector<OTDataSource> sources(2);
@@ -261,7 +261,7 @@ TEST(DataSourceTree, OfAGivenListIsThatOfItsFirstElementAlone) {
     EXPECT_NE(RequestType(request.body), "DISCOVER_DATASOURCES");
 }
 
-TEST(DataSourceTree, IsWholeWithOneWarningWhenTheKindsDisagree) {
+TEST(DataSourceTree, IsCompleteWithOneWarningIfTheKindsDiffer) {
   ScriptedServer server(Tree());
   ImportProbe import(server.Url(), ServerInfo::kAnalysisServices2012);
   std::vector<OTDataSource> sources;
@@ -279,7 +279,7 @@ struct TreeFailure {
   std::size_t left;
 };
 
-TEST(DataSourceTree, KeepsTheSourcesBeforeAnErrorAndDropsTheUnfinishedOne) {
+TEST(DataSourceTree, KeepsCompleteSourcesBeforeAnError) {
   const TreeFailure failures[] = {
       {"DISCOVER_DATASOURCES", 0},
       {"<DataSourceInfo>s2</DataSourceInfo></PropertyList>", 0},
@@ -299,7 +299,7 @@ TEST(DataSourceTree, KeepsTheSourcesBeforeAnErrorAndDropsTheUnfinishedOne) {
   }
 }
 
-TEST(DataSourceTree, OfAGivenListIsGoneAfterAnError) {
+TEST(DataSourceTree, OfAListIsEmptyAfterAnError) {
   ImportProbe import("http://127.0.0.1:1/", k2005);
   std::vector<OTDataSource> sources(2);
   String errors;
@@ -311,7 +311,7 @@ TEST(DataSourceTree, OfAGivenListIsGoneAfterAnError) {
 
 // Connection and state.
 
-TEST(Connection, IsKeptAsGivenAndSendsNothing) {
+TEST(Connection, SetupKeepsParametersAndSendsNothing) {
   ImportProbe import;
   EXPECT_FALSE(import.m_DiscoverAgent);
   import.SetupConnInfo(L"http://127.0.0.1:1/x", L"u", L"p", ServerInfo::kSAP_BW,
@@ -334,7 +334,7 @@ struct MortalAgent : XmlADiscoverAgentImpl {
   int& m_deaths;
 };
 
-TEST(Connection, ANewOneReplacesTheAgentAndKeepsTheRest) {
+TEST(Connection, SecondSetupReplacesOnlyTheAgent) {
   int deaths = 0;
   {
     ImportProbe import;
@@ -365,7 +365,7 @@ TEST(Connection, ANewOneReplacesTheAgentAndKeepsTheRest) {
   EXPECT_EQ(deaths, 2);  // the import object owns its agent
 }
 
-TEST(Connection, ThatCannotBeMadeLeavesTheFormerAgent) {
+TEST(Connection, FailedSetupKeepsTheFormerAgent) {
   int deaths = 0;
   ImportProbe import;
   import.m_DiscoverAgent.reset(new MortalAgent(deaths));
@@ -374,7 +374,7 @@ TEST(Connection, ThatCannotBeMadeLeavesTheFormerAgent) {
   EXPECT_EQ(deaths, 0);
 }
 
-TEST(Connection, IsNotClosedByCloseConnection) {
+TEST(Connection, CloseConnectionDoesNotCloseIt) {
   ScriptedServer server(Provider("x", "9.0"));
   ImportProbe import(server.Url(), k2005);
   const XmlADiscoverAgent* const agent = import.m_DiscoverAgent.get();
@@ -419,7 +419,7 @@ TEST(HostInterface, KeepsACopyOfTheImportOptions) {
   EXPECT_TRUE(import.m_importOption.m_forceSingleViewHierarchyNames.empty());
 }
 
-TEST(HostInterface, WhatXmlaDoesNotSupportLeavesItsArgumentsAlone) {
+TEST(HostInterface, UnsupportedOperationsKeepTheirArguments) {
   ImportProbe import;
   String a = L"a";
   String b = L"b";
@@ -469,7 +469,7 @@ Identified Identify(ScriptedServer::Handler handler) {
   return result;
 }
 
-TEST(Identifying, AsksTheTwoPropertiesFirst) {
+TEST(Identifying, RequestsBothPropertiesFirst) {
   const Identified found = Identify(Provider("Microsoft Analysis Services", "9.0"));
   EXPECT_TRUE(found.answered);
   EXPECT_EQ(found.identity.name, String(L"Microsoft Analysis Services"));
@@ -485,7 +485,7 @@ Reply TamarindReply(const Request& request, const Reply& toTheName) {
   return {RowsetReply("ProviderName", {"Kelvora"})};
 }
 
-TEST(Identifying, AsksTheTamarindWayWhenThereIsNoNameOrAFault) {
+TEST(Identifying, UsesTamarindRulesWithoutNameOrAfterAFault) {
   for (const Reply& answer : {Reply{RowsetReply("")}, Reply{FaultReply("c", "unknown")}}) {
     const Identified found =
         Identify([&](const Request& request) { return TamarindReply(request, answer); });
@@ -497,7 +497,7 @@ TEST(Identifying, AsksTheTamarindWayWhenThereIsNoNameOrAFault) {
   }
 }
 
-TEST(Identifying, KeepsTheVersionThatWasToldOnlyTheFirstTime) {
+TEST(Identifying, KeepsTheVersionOfTheFirstRequest) {
   int versions = 0;
   const Identified found = Identify([&](const Request& request) {
     if (request.body.find("ProviderVersion<") != std::string::npos && ++versions > 1)
@@ -509,7 +509,7 @@ TEST(Identifying, KeepsTheVersionThatWasToldOnlyTheFirstTime) {
   EXPECT_EQ(found.identity.version, String(L"11.1"));
 }
 
-TEST(Identifying, AKnownNameIsKeptAndIsEnough) {
+TEST(Identifying, KnownNameIsSufficient) {
   const Identified found = Identify([](const Request& request) {
     if (request.body.find("ProviderVersion<") != std::string::npos)
       return Reply{FaultReply("c", "no such property")};
@@ -524,20 +524,20 @@ TEST(Identifying, AKnownNameIsKeptAndIsEnough) {
   EXPECT_THAT(found.requests, ElementsAre("DISCOVER_PROPERTIES", "DISCOVER_PROPERTIES"));
 }
 
-TEST(Identifying, AProviderThatTellsNothingIsTessera) {
+TEST(Identifying, ProviderWithoutIdentityIsTessera) {
   const Identified found = Identify([](const Request&) { return Reply{RowsetReply("")}; });
   EXPECT_TRUE(found.answered);
   EXPECT_EQ(found.identity.target, ServerInfo::kTessera);
 }
 
-TEST(Identifying, FaultsEveryWayAreTheError) {
+TEST(Identifying, FaultsByBothRulesAreTheError) {
   const Identified found =
       Identify([](const Request&) { return Reply{FaultReply("c", "go away")}; });
   EXPECT_FALSE(found.answered);
   EXPECT_THAT(found.errors, HasSubstr("go away"));
 }
 
-TEST(Identifying, ANetworkErrorEndsItAtOnce) {
+TEST(Identifying, NetworkErrorEndsItAtOnce) {
   const Identified found = Identify([](const Request&) { return Reply{"x", 503, "text/plain"}; });
   EXPECT_FALSE(found.answered);
   EXPECT_THAT(found.errors, HasSubstr("503"));

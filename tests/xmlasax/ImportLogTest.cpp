@@ -77,7 +77,7 @@ TEST_IN_CHILD(ImportLog, HasHeaderEntriesAndClosingEntry, kLogging) {
                             kClosing);
 }
 
-TEST_IN_CHILD(ImportLog, IsNamedAfterTheMomentAndBelongsToItsUserAlone, kLogging) {
+TEST_IN_CHILD(ImportLog, NameHasTheTimeAndOnlyTheUserHasAccess, kLogging) {
   LogDir log;
   { AgentProbe agent(kNobody, ServerInfo::kTessera, true); }
   EXPECT_TRUE(std::regex_match(log.File().filename().string(),
@@ -94,7 +94,7 @@ std::string NowToTheSecond() {
   return support::Narrow(now.ToString(0));
 }
 
-TEST_IN_CHILD(ImportLog, ItsNameTellsWhenItBegan, kLogging) {
+TEST_IN_CHILD(ImportLog, NameHasTheStartTime, kLogging) {
   LogDir log;
   const std::string before = NowToTheSecond();
   { AgentProbe agent(kNobody, ServerInfo::kTessera, true); }
@@ -125,7 +125,7 @@ double SecondsOf(const std::string& time) {
   return hours * 3600 + minutes * 60 + seconds;
 }
 
-TEST_IN_CHILD(ImportLog, AFailureSetsTheSecondAndThirdTimeWhateverWasRecorded, kLogging) {
+TEST_IN_CHILD(ImportLog, FailureSetsTheSecondAndThirdTime, kLogging) {
   // The error follows so many rows that the reply has arrived long before the error is found.
   std::string rows;
   for (int i = 0; i < 600000; ++i)
@@ -145,7 +145,7 @@ TEST_IN_CHILD(ImportLog, AFailureSetsTheSecondAndThirdTimeWhateverWasRecorded, k
       << times[0] << times[1] << times[2];
 }
 
-TEST_IN_CHILD(ImportLog, TheTimesOfAnEntryStandInTheirOrder, kLogging) {
+TEST_IN_CHILD(ImportLog, TimesOfAnEntryAreInOrder, kLogging) {
   for (const bool fails : {false, true}) {
     ScriptedServer server({{RowsetReply("")}});
     LogDir log;
@@ -181,14 +181,14 @@ TEST(ImportLog, WithoutTheVariableThereIsNone) {
   EXPECT_TRUE(log.Empty());
 }
 
-TEST_IN_CHILD(ImportLog, TheForcedTamarindKindStandsInTheHeader,
+TEST_IN_CHILD(ImportLog, ForcedTamarindKindIsInTheHeader,
               {{"OT_XMLA_IMPORT_LOGGING", "0"}, {"OT_XMLA_IMPORT_TAMARIND", ""}}) {
   LogDir log;
   { AgentProbe agent(kNobody, ServerInfo::kAnalysisServices2005, true); }
   EXPECT_EQ(log.Text(), Header("Tamarind 7", kNobody) + kClosing);
 }
 
-TEST_IN_CHILD(ImportLog, ThePasswordIsNowhereInIt, kLogging) {
+TEST_IN_CHILD(ImportLog, DoesNotContainThePassword, kLogging) {
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   LogDir log;
   std::string url = server.Url();
@@ -206,7 +206,7 @@ TEST_IN_CHILD(ImportLog, ThePasswordIsNowhereInIt, kLogging) {
   EXPECT_THAT(log.Text(), testing::Not(HasSubstr("c4nary")));
 }
 
-TEST_IN_CHILD(ImportLog, AHeaderThatDoesNotFitIsCut, kLogging) {
+TEST_IN_CHILD(ImportLog, TooLongHeaderIsTruncated, kLogging) {
   for (const std::size_t length : {std::size_t{100}, std::size_t{1000}}) {
     LogDir log;
     const std::string url = std::string(kNobody) + "/" + std::string(length, 'x');
@@ -219,7 +219,7 @@ TEST_IN_CHILD(ImportLog, AHeaderThatDoesNotFitIsCut, kLogging) {
   }
 }
 
-TEST_IN_CHILD(ImportLog, ATitleThatDoesNotFitIsCut, kLogging) {
+TEST_IN_CHILD(ImportLog, TooLongTitleIsTruncated, kLogging) {
   const std::string reply = RowsetReply("");
   ScriptedServer server({{reply}});
   LogDir log;
@@ -258,7 +258,7 @@ TEST_IN_CHILD(ImportLog, ErrorTitlesOfNameAndVersionDifferInABlank, kLogging) {
           kClosing);
 }
 
-TEST_IN_CHILD(ImportLog, AFailedSendHasAnEmptyResponse, kLogging) {
+TEST_IN_CHILD(ImportLog, FailedSendHasAnEmptyResponse, kLogging) {
   LogDir log;
   std::string error;
   {
@@ -272,7 +272,7 @@ TEST_IN_CHILD(ImportLog, AFailedSendHasAnEmptyResponse, kLogging) {
   EXPECT_THAT(text, HasSubstr("\n++++++++ Response ++++++++++\n\n" + kClosing));
 }
 
-TEST_IN_CHILD(ImportLog, CountsWholeSecondsCutNotRounded, kLogging) {
+TEST_IN_CHILD(ImportLog, TruncatesToWholeSeconds, kLogging) {
   LogDir log;
   {
     AgentProbe agent(kNobody, ServerInfo::kTessera, true);
@@ -300,7 +300,7 @@ std::string LargeText(std::size_t bytes) {
   return text;
 }
 
-TEST_IN_CHILD(ImportLog, ALargeReplyStandsInItAsItCame, kLogging) {
+TEST_IN_CHILD(ImportLog, LargeReplyIsLoggedUnchanged, kLogging) {
   // Ill-formed UTF-8 appears in the log as the reader decodes it.
   for (const std::string& odd : {std::string(), std::string(9, '\x80') + "\xE2\x82"}) {
     std::string rows;
@@ -321,7 +321,7 @@ TEST_IN_CHILD(ImportLog, ALargeReplyStandsInItAsItCame, kLogging) {
   }
 }
 
-TEST_IN_CHILD(ImportLog, AnEntryHoldsTheReplyUpToItsLimit, kLogging) {
+TEST_IN_CHILD(ImportLog, EntryHasTheReplyUpToItsLimit, kLogging) {
   struct Case {
     const char* name;
     std::uint64_t limit;
@@ -354,7 +354,7 @@ TEST_IN_CHILD(ImportLog, AnEntryHoldsTheReplyUpToItsLimit, kLogging) {
   EXPECT_EQ(ImportLimits().maxLoggedReplyBytes, 16u << 20);
 }
 
-TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportGoesOn, kLogging) {
+TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportContinues, kLogging) {
   const std::string reply = RowsetReply("CATALOG_NAME", {"c"});
   ScriptedServer server([&](const support::Request&) { return support::Reply{reply}; });
   struct Outcome {
@@ -410,7 +410,7 @@ TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportGoesOn, kLogging) {
   EXPECT_EQ(ImportLimits().maxLogBytes, 1u << 30);
 }
 
-TEST_IN_CHILD(ImportLog, ALineBreakInANameMakesNoLineOfItsOwn, kLogging) {
+TEST_IN_CHILD(ImportLog, LineBreaksInNamesAreReplaced, kLogging) {
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   LogDir log;
   {
@@ -422,7 +422,7 @@ TEST_IN_CHILD(ImportLog, ALineBreakInANameMakesNoLineOfItsOwn, kLogging) {
               HasSubstr("Get Catalogs from data source: \"a b  c\"\n\n"));
 }
 
-TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLogging) {
+TEST_IN_CHILD(ImportLog, UnwritableDirectoryIsAnErrorWithItsName, kLogging) {
   const support::LogInto log("/proc/no-such-directory");
   OTXMLAAnaTamImportAPI import;
   EXPECT_THAT(ErrorOf([&] {
@@ -432,7 +432,7 @@ TEST_IN_CHILD(ImportLog, ADirectoryThatCannotBeWrittenIsAnErrorThatNamesIt, kLog
               HasSubstr("/proc/no-such-directory"));
 }
 
-TEST_IN_CHILD(ImportLog, OfTwoAgentsMadeInOneSecondTheSecondStartsTheFileAnew, kLogging) {
+TEST_IN_CHILD(ImportLog, SecondAgentInTheSameSecondTruncatesTheFile, kLogging) {
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   for (;;) {
     support::TempDir dir;
@@ -455,7 +455,7 @@ TEST_IN_CHILD(ImportLog, OfTwoAgentsMadeInOneSecondTheSecondStartsTheFileAnew, k
   }
 }
 
-TEST_IN_CHILD(ImportLog, IsWrittenAsTheImportGoes, kLogging) {
+TEST_IN_CHILD(ImportLog, IsWrittenDuringTheImport, kLogging) {
   ScriptedServer server({{RowsetReply("")}});
   LogDir log;
   AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
@@ -465,7 +465,7 @@ TEST_IN_CHILD(ImportLog, IsWrittenAsTheImportGoes, kLogging) {
   EXPECT_THAT(log.Text(), HasSubstr("Get Catalogs from data source: \"d\"\n"));
 }
 
-TEST_IN_CHILD(ImportLog, TheImportObjectAsksForItAndIdentifyingDoesNot, kLogging) {
+TEST_IN_CHILD(ImportLog, ImportObjectsWriteItAndIdentificationDoesNot, kLogging) {
   {
     LogDir none;
     OTXMLAProviderIdentity identity;

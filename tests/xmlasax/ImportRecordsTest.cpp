@@ -65,7 +65,7 @@ OTCube Cube() {
   return cube;
 }
 
-TEST(ImportRecords, AUnitStartsAsANullableTextColumn) {
+TEST(ImportRecords, InitialUnitIsANullableTextColumn) {
   const OTXMLAUnit unit;
   EXPECT_EQ(unit.m_aggrType, OTXMLAUnit::kAggrUnknown);
   EXPECT_EQ(unit.m_name, String());
@@ -80,7 +80,7 @@ TEST(ImportRecords, AUnitStartsAsANullableTextColumn) {
   EXPECT_EQ(unit.m_dimPropType, OTXMLAUnit::kDimPropNone);
 }
 
-TEST(ImportRecords, TheOthersStartEmpty) {
+TEST(ImportRecords, OtherRecordsAreInitiallyEmpty) {
   const OTXMLAHierarchy hierarchy;
   EXPECT_EQ(hierarchy.m_memberType, OTXMLAHierarchy::kMemberTypeUnknown);
   EXPECT_EQ(hierarchy.m_hierarchyType, OTXMLAHierarchy::kHierarchyTypeUnknown);
@@ -94,7 +94,7 @@ TEST(ImportRecords, TheOthersStartEmpty) {
   EXPECT_TRUE(OTDataSource().m_catalogs.empty());
 }
 
-TEST(ImportRecords, AUnitIsCopiedFieldByFieldAndSharesItsTexts) {
+TEST(ImportRecords, CopiedUnitHasAllFieldsAndSharesTexts) {
   const OTXMLAUnit unit = Unit(L"name");
   const OTXMLAUnit copy(unit);
   ExpectSame(copy, unit);
@@ -151,7 +151,7 @@ TEST(ImportRecords, CopyingAHierarchyKeepsLevelsWithoutProperties) {
   EXPECT_EQ(copy.m_levels[2].m_externalName, String(L"[level]"));
 }
 
-TEST(ImportRecords, CopyingADataSourceCopiesTheWholeTree) {
+TEST(ImportRecords, CopyingADataSourceCopiesItsTree) {
   OTDataSource source;
   source.m_dataSourceName = L"source";
   source.m_variables.push_back(L"v");
@@ -171,7 +171,7 @@ TEST(ImportRecords, CopyingADataSourceCopiesTheWholeTree) {
   EXPECT_TRUE(copy.m_catalogs[1].m_cubes[0].m_sapVariables == Cube().m_sapVariables);
 }
 
-TEST(ImportRecords, AssigningAShorterListLeavesTheShorterCountInPlace) {
+TEST(ImportRecords, AssigningAShorterListKeepsTheStorage) {
   OTXMLALevels levels(5, Level(0, 1));
   const OTXMLALevels shorter(2, Level(7, 0));
   const OTXMLALevel* const storage = levels.data();
@@ -182,7 +182,7 @@ TEST(ImportRecords, AssigningAShorterListLeavesTheShorterCountInPlace) {
   EXPECT_TRUE(levels[1].m_memberProperties.empty());
 }
 
-TEST(ImportRecords, AListGrowsToTwiceItsCountByCopying) {
+TEST(ImportRecords, ListGrowsToTwiceItsSizeByCopying) {
   OTXMLAUnits units;
   for (const std::size_t capacity : {1u, 2u, 4u, 4u, 8u, 8u, 8u, 8u, 16u}) {
     units.push_back(Unit(L"unit"));
@@ -191,7 +191,7 @@ TEST(ImportRecords, AListGrowsToTwiceItsCountByCopying) {
   EXPECT_FALSE(std::is_nothrow_move_constructible_v<OTXMLALevel>);  // hence copied, not moved
 }
 
-TEST(ImportRecords, AnAppendThatFailsAnywhereLeavesTheListAsItWas) {
+TEST(ImportRecords, FailedAppendKeepsTheList) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   const OTCube cube = Cube();
   unsigned int failures = 0;
@@ -215,7 +215,7 @@ TEST(ImportRecords, AnAppendThatFailsAnywhereLeavesTheListAsItWas) {
   EXPECT_GE(failures, 4u);  // the storage and the three lists inside a cube
 }
 
-TEST(ImportRecords, ACopyThatFailsAnywhereLeavesTheOriginalAlone) {
+TEST(ImportRecords, FailedCopyKeepsTheOriginal) {
   if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
   OTXMLAHierarchy hierarchy;
   hierarchy.m_levels = {Level(0, 2), Level(1, 3)};
@@ -237,7 +237,7 @@ TEST(ImportRecords, ACopyThatFailsAnywhereLeavesTheOriginalAlone) {
   EXPECT_EQ(failures, 4u);  // levels, two property lists, attribute names
 }
 
-TEST(ImportRecords, AStringVectorIsDeletedThroughItsOwnType) {
+TEST(ImportRecords, StringVectorIsDeletedThroughItsOwnType) {
   struct Derived : VXStringVector {
     explicit Derived(bool& gone) : m_gone(gone) {}
     ~Derived() override { m_gone = true; }

@@ -16,7 +16,7 @@ String LowerCase(const wchar_t* text) {
   return lower;
 }
 
-TEST(LevelPropertyRow, KeepsEachTextColumnInAnyCaseAndItsLastValue) {
+TEST(LevelPropertyRow, TakesTextColumnsInAnyCaseAndTheirLastValues) {
   const TextColumn<XmlALevelProperty> columns[] = {
       {L"PROPERTY_CAPTION", &XmlALevelProperty::GetCaption},
       {L"PROPERTY_NAME", &XmlALevelProperty::GetName},
@@ -36,7 +36,7 @@ TEST(LevelPropertyRow, KeepsEachTextColumnInAnyCaseAndItsLastValue) {
   }
 }
 
-TEST(LevelPropertyRow, NumbersAreMinusOneUntilReported) {
+TEST(LevelPropertyRow, NumbersAreInitiallyMinusOne) {
   XmlALevelProperty row;
   EXPECT_EQ(row.GetGenerationNumber(), -1);
   EXPECT_EQ(row.GetPropertyType(), -1);
@@ -50,7 +50,7 @@ TEST(LevelPropertyRow, NumbersAreMinusOneUntilReported) {
 
 XmlALevel Level() { return XmlALevel(ServerInfo::kTessera, ServerInfo::kCLIXMLA); }
 
-TEST(LevelRow, KeepsEachTextColumnInAnyCaseAndItsLastValue) {
+TEST(LevelRow, TakesTextColumnsInAnyCaseAndTheirLastValues) {
   const TextColumn<XmlALevel> columns[] = {
       {L"DIMENSION_UNIQUE_NAME", &XmlALevel::GetDimensionUniqueName},
       {L"HIERARCHY_UNIQUE_NAME", &XmlALevel::GetHierarchyUniqueName},
@@ -71,7 +71,7 @@ TEST(LevelRow, KeepsEachTextColumnInAnyCaseAndItsLastValue) {
   }
 }
 
-TEST(LevelRow, OfLengthAndPrecisionTheLaterWins) {
+TEST(LevelRow, LaterOfLengthAndPrecisionCounts) {
   XmlALevel row = Level();
   row.AppendValueName(L"CHARACTER_MAXIMUM_LENGTH", L"255");
   row.AppendValueName(L"NUMERIC_PRECISION", L"0");
@@ -82,7 +82,7 @@ TEST(LevelRow, OfLengthAndPrecisionTheLaterWins) {
   EXPECT_EQ(opposite.GetPrecision(), String(L"255"));
 }
 
-TEST(LevelRow, NumberIsReadAsSixteenBits) {
+TEST(LevelRow, NumberHasSixteenBits) {
   XmlALevel row = Level();
   EXPECT_EQ(row.GetLevelNumber(), 0);
   for (const auto& [text, number] :
@@ -92,7 +92,7 @@ TEST(LevelRow, NumberIsReadAsSixteenBits) {
   }
 }
 
-TEST(LevelRow, ScaleIsOneCharacterOfThatCode) {
+TEST(LevelRow, ScaleIsTheCharacterWithThatCode) {
   XmlALevel row = Level();
   EXPECT_EQ(row.GetScale(), String());
   for (const auto& [text, code] :
@@ -134,7 +134,7 @@ TEST(LevelRow, KeepsEveryPropertyInOrderAndShared) {
   EXPECT_EQ(row.GetLevelPropertyType(2), -1);
 }
 
-TEST(LevelRow, PropertiesDieWithTheirLastHolder) {
+TEST(LevelRow, PropertiesAreFreedWithTheirLastHandle) {
   const RefCnt<XmlALevelProperty> property(new XmlALevelProperty);
   {
     XmlALevel row = Level();

@@ -14,7 +14,7 @@
 
 namespace {
 
-TEST(Library, ExportsTheListedSymbolsAlone) {
+TEST(Library, ExportsOnlyTheListedSymbols) {
   const support::ChildResult nm =
       support::RunChild("/usr/bin/nm", {"-D", "--defined-only", "-f", "posix", XMLASAX_LIBRARY});
   ASSERT_EQ(nm.exitStatus, 0) << nm.err;
@@ -42,7 +42,7 @@ class LoadedLibrary : public testing::Test {
   void* m_library = nullptr;
 };
 
-TEST_F(LoadedLibrary, OffersTheNamesOfItsEnvironmentVariables) {
+TEST_F(LoadedLibrary, ExportsTheNamesOfItsEnvironmentVariables) {
   EXPECT_EQ(String(*Symbol<const wchar_t*>("OT_XMLA_IMPORT_FROM_TAMARIND")),
             String(L"OT_XMLA_IMPORT_TAMARIND"));
   EXPECT_EQ(String(*Symbol<const wchar_t*>("OT_XMLA_IMPORT_LOGGING_NAME")),
@@ -51,14 +51,14 @@ TEST_F(LoadedLibrary, OffersTheNamesOfItsEnvironmentVariables) {
             String(L"\n##############################################\n"));
 }
 
-TEST_F(LoadedLibrary, MakesImportObjectsThatTheHostDeletes) {
+TEST_F(LoadedLibrary, CreatesImportObjectsThatTheHostDeletes) {
   OTXMLAImportAPI* const import = Symbol<OTXMLACreateImportFunction>("OTXMLACreateImport")();
   ASSERT_TRUE(import);
   EXPECT_EQ(import->GetRequiredVersion(), String());
   delete import;
 }
 
-TEST_F(LoadedLibrary, SaysWhyAProviderCannotBeIdentified) {
+TEST_F(LoadedLibrary, ReportsWhyIdentificationFailed) {
   OTXMLAProviderIdentity identity;
   String errors;
   EXPECT_FALSE(Symbol<OTXMLAIdentifyProviderFunction>("OTXMLAIdentifyProvider")(
@@ -78,7 +78,7 @@ std::size_t Slot(Member member) {
   return word / sizeof(void*);
 }
 
-TEST(VirtualTables, OfTheImportInterfaceStandInTheHostsOrder) {
+TEST(VirtualTables, ImportInterfaceHasTheHostsOrder) {
   using A = OTXMLAImportAPI;
   EXPECT_EQ(Slot(&A::OpenConnection), 0u);
   EXPECT_EQ(Slot(&A::CloseConnection), 1u);
@@ -104,7 +104,7 @@ TEST(VirtualTables, OfTheImportInterfaceStandInTheHostsOrder) {
   EXPECT_EQ(Slot(&A::GetVersionInfo), 22u);
 }
 
-TEST(VirtualTables, OfTheDiscoverAgentStandInOrder) {
+TEST(VirtualTables, DiscoverAgentHasTheHostsOrder) {
   using A = XmlADiscoverAgent;
   EXPECT_EQ(Slot(&A::GetDataSourceInfoCatalogs), 0u);
   EXPECT_EQ(Slot(&A::GetProviderInfomation), 1u);
@@ -123,7 +123,7 @@ TEST(VirtualTables, OfTheDiscoverAgentStandInOrder) {
   EXPECT_EQ(Slot(&A::IsTamarind), 14u);
 }
 
-TEST(VirtualTables, OfTheReaderStandInOrderBehindTheDestructor) {
+TEST(VirtualTables, ReaderHasTheHostsOrderAfterTheDestructor) {
   using D = SAX2XmlReadDriver;
   EXPECT_EQ(Slot(&D::ParseFile), 2u);
   EXPECT_EQ(Slot(&D::ParseInMem), 3u);

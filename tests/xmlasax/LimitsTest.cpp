@@ -82,7 +82,7 @@ const RowCase kRowCases[] = {
      }},
 };
 
-TEST(Limits, OnTheRowsOfAReplyIsNamedInTheError) {
+TEST(Limits, RowsOfAReply) {
   for (const RowCase& c : kRowCases) {
     std::atomic<int> rows = 10;
     ScriptedServer server(
@@ -129,7 +129,7 @@ Texts ImportHierarchies(ImportProbe& import) {
   return {Narrow(errors), Narrow(warnings)};
 }
 
-TEST(Limits, OfAnOperationHoldForEachOperation) {
+TEST(Limits, ApplyToEachOperation) {
   const CubeScript cube = Cube(5);
   std::atomic<std::uint64_t> replyBytes = 0;
   ScriptedServer server([&](const support::Request& request) {
@@ -170,7 +170,7 @@ TEST(Limits, OfAnOperationHoldForEachOperation) {
   }
 }
 
-TEST(Limits, OnTheBytesOfAllRepliesCountsRefusedReplies) {
+TEST(Limits, BytesOfAllRepliesIncludeRefusedReplies) {
   // The look-ups of default members fail, which gives a warning and does not end the operation.
   const std::string refused[] = {
       "<html><title>no</title>" + std::string(100'000, ' ') + "</html>",
@@ -194,7 +194,7 @@ TEST(Limits, OnTheBytesOfAllRepliesCountsRefusedReplies) {
   }
 }
 
-TEST(Limits, OnTheBytesOfAllRepliesCountsThemDecoded) {
+TEST(Limits, BytesOfAllRepliesAreDecodedBytes) {
   support::Settings settings;
   settings.limits.maxTotalReplyBytes = 15'000;
   // One byte of the reply becomes three in UTF-8.
@@ -210,7 +210,7 @@ TEST(Limits, OnTheBytesOfAllRepliesCountsThemDecoded) {
               HasSubstr("limit maxTotalReplyBytes"));
 }
 
-TEST(Limits, OnTheSizeOfARequestIsNamedInTheError) {
+TEST(Limits, SizeOfARequest) {
   const CubeScript cube = Cube(1);
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
   support::Settings settings;
@@ -245,7 +245,7 @@ CubeScript Skipped(int hierarchies, const std::string& name) {
   return cube;
 }
 
-TEST(Limits, OnWarningsCountsTheRest) {
+TEST(Limits, WarningsBeyondTheLimitAreCounted) {
   const CubeScript cube = Skipped(20, std::string(100, 'n'));
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
   support::Settings settings;
@@ -265,7 +265,7 @@ TEST(Limits, OnWarningsCountsTheRest) {
   EXPECT_EQ(warningsOf(0, 3 * each), all.substr(0, 3 * each) + "and 17" + rest);
 }
 
-TEST(Limits, KeepALongNameFromMultiplyingInWarnings) {
+TEST(Limits, LongNameInManyWarningsIsBounded) {
   // A cube name of one megabyte, sent once, in the warnings of two hundred hierarchies.
   const CubeScript cube = Skipped(200, "h");
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
@@ -274,7 +274,7 @@ TEST(Limits, KeepALongNameFromMultiplyingInWarnings) {
   EXPECT_LT(ImportHierarchies(import).warnings.size(), ImportLimits().maxWarningCharacters + 1000);
 }
 
-TEST(Limits, TheDeadlineEndsAnOperationInTime) {
+TEST(Limits, DeadlineEndsAnOperation) {
   using Clock = std::chrono::steady_clock;
   struct Case {
     const char* name;
@@ -306,7 +306,7 @@ TEST(Limits, TheDeadlineEndsAnOperationInTime) {
   EXPECT_EQ(ImportLimits().deadlineSeconds, 0u);
 }
 
-TEST(Limits, TheDeadlineEndsTheReadingOfALargeReply) {
+TEST(Limits, DeadlineEndsReadingOfALargeReply) {
   std::string rows;
   for (int i = 0; i < 200000; ++i)
     rows += "<row><MEASURE_NAME>" + std::to_string(i) + "</MEASURE_NAME></row>";
@@ -326,7 +326,7 @@ std::size_t HeldMemory() {
   return info.uordblks + info.hblkhd;
 }
 
-TEST(Limits, AnIdleAgentHoldsAtMostAMebibyteWhateverHappenedBefore) {
+TEST(Limits, IdleAgentHoldsAtMostOneMebibyte) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   std::string rows;
   for (int i = 0; i < 100000; ++i)
@@ -353,7 +353,7 @@ TEST(Limits, AnIdleAgentHoldsAtMostAMebibyteWhateverHappenedBefore) {
   }
 }
 
-TEST(Limits, AnIdleAgentKeepsNothingOfAReplyThatWasReadInPart) {
+TEST(Limits, IdleAgentKeepsNothingOfAPartlyReadReply) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   support::Settings settings;
   settings.limits.maxRowsPerReply = 1;
@@ -368,7 +368,7 @@ TEST(Limits, AnIdleAgentKeepsNothingOfAReplyThatWasReadInPart) {
   EXPECT_LT(idle, HeldMemory() + (1 << 20));
 }
 
-TEST(Limits, AnIdleAgentKeepsNothingOfALongRequest) {
+TEST(Limits, IdleAgentKeepsNothingOfALongRequest) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   const String name(1 << 20, L'n');
@@ -400,7 +400,7 @@ int InForkedChild(Action action) {
   return status;
 }
 
-TEST(Limits, AForkedChildCanDeleteAnAgentWhoseReplyIsBeingParsed) {
+TEST(Limits, ForkedChildCanDeleteAnAgentDuringAParse) {
   std::string rows;
   for (int i = 0; i < 100000; ++i) rows += "<row/>";
   auto agent = std::make_unique<AgentProbe>(kNobody);
@@ -410,7 +410,7 @@ TEST(Limits, AForkedChildCanDeleteAnAgentWhoseReplyIsBeingParsed) {
   EXPECT_EQ(InForkedChild([&] { agent.reset(); }), 0);
 }
 
-TEST(Limits, AForkedChildCanDeleteInheritedObjectsAndExit) {
+TEST(Limits, ForkedChildCanDeleteInheritedObjectsAndExit) {
   const CubeScript cube = Cube(2);
   ScriptedServer server([&](const support::Request& request) { return cube(request); });
   auto import = std::make_unique<ImportProbe>(server.Url(), ServerInfo::kTessera);

@@ -5,7 +5,7 @@
 
 namespace {
 
-TEST(MeasureRow, StartsEmpty) {
+TEST(MeasureRow, IsInitiallyEmpty) {
   const XmlAMeasure measure(false);
   EXPECT_EQ(measure.GetName(), String());
   EXPECT_EQ(measure.GetCaption(), String());
@@ -15,7 +15,7 @@ TEST(MeasureRow, StartsEmpty) {
   EXPECT_EQ(measure.GetScale(), String());
 }
 
-TEST(MeasureRow, IsNamedByTheColumnThatTheProviderKindAsksFor) {
+TEST(MeasureRow, NameColumnDependsOnTheProviderKind) {
   for (const bool useUniqueName : {false, true}) {
     XmlAMeasure measure(useUniqueName);
     measure.AppendValueName(L"MEASURE_NAME", L"Sales");
@@ -58,7 +58,7 @@ struct MeasureColumn {
   String (XmlAMeasure::*get)() const;
 };
 
-TEST(MeasureRow, KeepsEachColumnInAnyCaseAndItsLastValue) {
+TEST(MeasureRow, TakesColumnsInAnyCaseAndTheirLastValues) {
   const MeasureColumn columns[] = {
       {L"MEASURE_NAME", L"n", &XmlAMeasure::GetName},
       {L"MEASURE_CAPTION", L"c", &XmlAMeasure::GetCaption},
@@ -78,7 +78,7 @@ TEST(MeasureRow, KeepsEachColumnInAnyCaseAndItsLastValue) {
   }
 }
 
-TEST(MeasureRow, LengthAndPrecisionShareAFieldAndTheLaterWins) {
+TEST(MeasureRow, LaterOfLengthAndPrecisionCounts) {
   XmlAMeasure measure(false);
   measure.AppendValueName(L"CHARACTER_MAXIMUM_LENGTH", L"255");
   measure.AppendValueName(L"NUMERIC_PRECISION", L"10");
@@ -87,7 +87,7 @@ TEST(MeasureRow, LengthAndPrecisionShareAFieldAndTheLaterWins) {
   EXPECT_EQ(measure.GetPrecision(), String(L"255"));
 }
 
-TEST(MeasureRow, AnExpressionColumnEvenEmptyMakesItCalculated) {
+TEST(MeasureRow, ExpressionColumnEvenEmptyMakesItCalculated) {
   XmlAMeasure measure(false);
   measure.AppendValueName(L"DATA_TYPE", L"130");
   EXPECT_EQ(measure.GetType(), String(L"130"));
@@ -97,7 +97,7 @@ TEST(MeasureRow, AnExpressionColumnEvenEmptyMakesItCalculated) {
   EXPECT_EQ(measure.GetType(), String(L"5"));
 }
 
-TEST(MeasureRow, ReportsTheAggregatorAsItCame) {
+TEST(MeasureRow, KeepsTheAggregatorUnchanged) {
   for (const auto& [text, code] :
        {std::pair{L"1", 1}, {L"127", 127}, {L"-1", -1}, {L"none", 0}, {L"99999", 32767}}) {
     XmlAMeasure measure(false);
@@ -113,7 +113,7 @@ TEST(MeasureRow, IgnoresUnknownColumns) {
   EXPECT_EQ(measure.GetName(), String());
 }
 
-TEST(MemberRow, OnlyTheCallerNamesIt) {
+TEST(MemberRow, NameComesFromTheCaller) {
   const RefCnt<XmlAMember> member(new XmlAMember);
   EXPECT_EQ(member->GetMemberType(), 0);
   member->SetUniqueName(L"[Time].[All]");
@@ -131,7 +131,7 @@ TEST(MemberRow, KeepsTheLastMemberType) {
   EXPECT_EQ(member->GetMemberType(), -5);
 }
 
-TEST(VariableRow, StartsAsAnOptionalSingleMember) {
+TEST(VariableRow, IsInitiallyAnOptionalSingleMember) {
   const XmlACubeVariable variable;
   EXPECT_EQ(variable.m_type, XmlACubeVariable::SAP_VAR_TYPE_MEMBER);
   EXPECT_EQ(variable.m_selectionType, XmlACubeVariable::SAP_VAR_SEL_TYPE_VALUE);
@@ -168,7 +168,7 @@ TEST(VariableRow, TakesItsColumns) {
   EXPECT_EQ(variable.m_overrideDefaultHigh, String());
 }
 
-TEST(VariableRow, KeepsCodesOutOfRange) {
+TEST(VariableRow, KeepsUnknownCodes) {
   XmlACubeVariable variable;
   XmlACubeVariableUtility::AppendValueName(variable, L"VARIABLE_TYPE", L"-7");
   XmlACubeVariableUtility::AppendValueName(variable, L"VARIABLE_SELECTION_TYPE", L"99");
@@ -178,7 +178,7 @@ TEST(VariableRow, KeepsCodesOutOfRange) {
   EXPECT_EQ(static_cast<int>(variable.m_entryType), 0);
 }
 
-TEST(VariableRow, HoldsCodesBeyondSixteenBitsToTheirLimits) {
+TEST(VariableRow, ClampsCodesToSixteenBits) {
   const std::pair<const wchar_t*, int> codes[] = {
       {L"32767", 32767},   {L"32768", 32767},   {L"65537", 32767},
       {L"-32768", -32768}, {L"-32769", -32768}, {L"-65537", -32768},
@@ -194,7 +194,7 @@ TEST(VariableRow, HoldsCodesBeyondSixteenBitsToTheirLimits) {
   }
 }
 
-TEST(VariableRow, CopiesAreEqualAndTakeOverTheCount) {
+TEST(VariableRow, CopiesAreEqual) {
   const RefCnt<XmlACubeVariable> original(new XmlACubeVariable(FullVariable()));
   const RefCnt<XmlACubeVariable> again = original;
   const XmlACubeVariable copy(*original);
@@ -205,7 +205,7 @@ TEST(VariableRow, CopiesAreEqualAndTakeOverTheCount) {
   EXPECT_TRUE(assigned == *original);
 }
 
-TEST(VariableRow, ComparisonLooksAtEachOfItsElevenFields) {
+TEST(VariableRow, ComparisonCoversAllElevenFields) {
   using V = XmlACubeVariable;
   const std::function<void(V&)> changes[] = {
       [](V& v) { v.m_Name = L"x"; },

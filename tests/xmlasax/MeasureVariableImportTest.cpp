@@ -32,7 +32,7 @@ OTXMLAUnits ImportMeasures(const std::string& rows, ServerInfo::TargetType targe
   return units;
 }
 
-TEST(MeasureImport, TakesNameCaptionAndTheDefaults) {
+TEST(MeasureImport, TakesNameCaptionAndDefaults) {
   const OTXMLAUnits units = ImportMeasures(
       Row({{"MEASURE_NAME", "sales"}, {"MEASURE_CAPTION", "Sales [all]"}, {"DATA_TYPE", "5"}}));
   ASSERT_EQ(units.size(), 1u);
@@ -46,7 +46,7 @@ TEST(MeasureImport, TakesNameCaptionAndTheDefaults) {
   EXPECT_EQ(units[0].m_tamarindAttributeHierarchyName, String());
 }
 
-TEST(MeasureImport, KeepsFourAggregationsAndMakesTheOthersExternal) {
+TEST(MeasureImport, KeepsFourAggregationsAndMapsOthersToExternal) {
   for (const int code : {-32768, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 127, 256, 32767}) {
     const OTXMLAUnits units = ImportMeasures(Row({{"MEASURE_AGGREGATOR", std::to_string(code)}}));
     EXPECT_EQ(units.at(0).m_aggrType, code >= 1 && code <= 4 ? code : 9) << code;
@@ -54,7 +54,7 @@ TEST(MeasureImport, KeepsFourAggregationsAndMakesTheOthersExternal) {
   EXPECT_EQ(ImportMeasures("<row/>").at(0).m_aggrType, OTXMLAUnit::kAggrExternal);
 }
 
-TEST(MeasureImport, TakesPrecisionAndScaleOnlyWhenTheyAreGiven) {
+TEST(MeasureImport, TakesPrecisionAndScaleOnlyIfPresent) {
   const OTXMLAUnits units =
       ImportMeasures(Row({{"NUMERIC_PRECISION", "15"}, {"NUMERIC_SCALE", "2"}}) +
                      Row({{"NUMERIC_PRECISION", "65535"}, {"NUMERIC_SCALE", "-1"}}) +
@@ -71,7 +71,7 @@ TEST(MeasureImport, TakesPrecisionAndScaleOnlyWhenTheyAreGiven) {
   EXPECT_EQ(units[3].m_scale, 0);
 }
 
-TEST(MeasureImport, HoldsNumbersBeyondItsFieldsToTheirLimits) {
+TEST(MeasureImport, ClampsNumbersToTheFieldsRange) {
   const OTXMLAUnits units = ImportMeasures(
       Row({{"NUMERIC_PRECISION", "2147483648"}, {"NUMERIC_SCALE", "32768"}}) +
       Row({{"NUMERIC_PRECISION", "-2147483649"}, {"NUMERIC_SCALE", "-32769"}}) +
@@ -92,7 +92,7 @@ struct TypeCase {
   VXDataType type;
 };
 
-TEST(MeasureImport, MapsTheDataTypeByTheKindOfProvider) {
+TEST(MeasureImport, MapsDataTypesByKindOfProvider) {
   const TypeCase cases[] = {
       {kAnalysis, "130", false, VXCharData}, {kAnalysis, "130", true, VXDoubleData},
       {kAnalysis, "7", false, VXDateData},   {kAnalysis, "FLTP", false, VXUnknown},
@@ -109,7 +109,7 @@ TEST(MeasureImport, MapsTheDataTypeByTheKindOfProvider) {
   }
 }
 
-TEST(MeasureImport, TamarindsFirstRowIsDroppedWhateverItHolds) {
+TEST(MeasureImport, TamarindDropsTheFirstRow) {
   const std::string rows =
       Row({{"MEASURE_NAME", "A"}}) + Row({{"MEASURE_NAME", "B"}}) + Row({{"MEASURE_NAME", "C"}});
   const OTXMLAUnits units = ImportMeasures(rows, kTamarind);
@@ -122,14 +122,14 @@ TEST(MeasureImport, TamarindsFirstRowIsDroppedWhateverItHolds) {
   EXPECT_TRUE(ImportMeasures("", kAnalysis).empty());
 }
 
-TEST(MeasureImport, SapNamesAMeasureByItsUniqueName) {
+TEST(MeasureImport, SapUsesTheUniqueName) {
   const std::string row =
       Row({{"MEASURE_NAME", "name"}, {"MEASURE_UNIQUE_NAME", "[Measures].[0NETV]"}});
   EXPECT_EQ(ImportMeasures(row, kSap).at(0).m_externalName, String(L"0NETV"));
   EXPECT_EQ(ImportMeasures(row, kAnalysis).at(0).m_externalName, String(L"name"));
 }
 
-TEST(MeasureImport, AnErrorIsAppendedAndTheListIsEmpty) {
+TEST(MeasureImport, ErrorIsAppendedAndTheListIsEmpty) {
   CubeScript cube;
   cube.measures = "fault:no measures today";
   ScriptedServer server(cube);
@@ -143,7 +143,7 @@ TEST(MeasureImport, AnErrorIsAppendedAndTheListIsEmpty) {
   EXPECT_THAT(support::Narrow(errors), HasSubstr("no measures today"));
 }
 
-TEST(MeasureImport, OfNoCubeStillRestrictsToTheEmptyName) {
+TEST(MeasureImport, WithoutCubeRestrictsToTheEmptyName) {
   ScriptedServer server((CubeScript()));
   ImportProbe import(server.Url(), kAnalysis);
   import.SetImportChoiceInfo(L"S", L"C", L"");
@@ -164,7 +164,7 @@ CubeScript VariablesCube() {
   return cube;
 }
 
-TEST(VariableImport, AppendsTheVariablesAndAppendsThemAgain) {
+TEST(VariableImport, AppendsVariablesEachTime) {
   ScriptedServer server(VariablesCube());
   ImportProbe import(server.Url(), kSap);
   OTCube cube;
@@ -188,7 +188,7 @@ TEST(VariableImport, AppendsTheVariablesAndAppendsThemAgain) {
             Discover("SAP_VARIABLES", "S", {{"CATALOG_NAME", "C"}, {"CUBE_NAME", "Q"}}));
 }
 
-TEST(VariableImport, OfNoneLeavesTheCubeAsItIs) {
+TEST(VariableImport, WithoutVariablesKeepsTheCube) {
   ScriptedServer server((CubeScript()));
   ImportProbe import(server.Url(), kSap);
   OTCube cube;
@@ -198,7 +198,7 @@ TEST(VariableImport, OfNoneLeavesTheCubeAsItIs) {
   EXPECT_TRUE(cube.m_sapVariables.empty());
 }
 
-TEST(VariableImport, WithoutACubeAsksForTheWholeCatalog) {
+TEST(VariableImport, WithoutCubeRequestsTheWholeCatalog) {
   ScriptedServer server(VariablesCube());
   ImportProbe import(server.Url(), kSap);
   import.SetImportChoiceInfo(L"S", L"C", L"");
@@ -210,7 +210,7 @@ TEST(VariableImport, WithoutACubeAsksForTheWholeCatalog) {
   EXPECT_EQ(server.Requests().at(0).body, Discover("SAP_VARIABLES", "S", {{"CATALOG_NAME", "C"}}));
 }
 
-TEST(VariableImport, IsNotLimitedToSapServers) {
+TEST(VariableImport, WorksWithAllKinds) {
   ScriptedServer server(VariablesCube());
   ImportProbe import(server.Url(), kAnalysis);
   OTCube cube;

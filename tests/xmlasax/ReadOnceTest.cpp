@@ -50,7 +50,7 @@ std::vector<String> Described(const Hierarchies& hierarchies) {
   return texts;
 }
 
-TEST(ReadOnce, GivesRowsAndErrorsOfTwoReadings) {
+TEST(ReadOnce, GivesRowsAndErrorsOfTwoPasses) {
   const std::string rows =
       "<row><HIERARCHY_UNIQUE_NAME>[A].[\xD0\xB3]</HIERARCHY_UNIQUE_NAME><HIERARCHY_CAPTION>a"
       "</HIERARCHY_CAPTION></row><row><HIERARCHY_CAPTION>b &lt;</HIERARCHY_CAPTION></row>";
@@ -83,7 +83,7 @@ TEST(ReadOnce, GivesRowsAndErrorsOfTwoReadings) {
   }
 }
 
-TEST(RememberedNames, AreTakenForNoOtherOnesHoweverManyThereAre) {
+TEST(RememberedNames, AreNeverConfused) {
   // More names than the reader and the parser cache, with known names between them.
   constexpr int kRows = 300;
   std::string rows;
@@ -107,7 +107,7 @@ TEST(RememberedNames, AreTakenForNoOtherOnesHoweverManyThereAre) {
   }
 }
 
-TEST(Element, KeptByItsReaderOutlivesTheNextOnesTheParseAndTheDriver) {
+TEST(Element, OutlivesTheParseAndTheDriver) {
   auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   String error;
   driver->ParseInMem(L"<a><b>1</b><c>2</c></a>", error);

@@ -35,7 +35,7 @@ TEST(ReaderThread, DeliversEverythingInOrder) {
   }
 }
 
-TEST(ReaderThread, AParseErrorComesAfterWhatWasReadBeforeIt) {
+TEST(ReaderThread, ParseErrorFollowsTheElementsBeforeIt) {
   for (const int before : {0, 1, 1000, 5000}) {
     const String document = Document(before);
     // Truncated inside the closing tag, so that everything before it is delivered.
@@ -47,7 +47,7 @@ TEST(ReaderThread, AParseErrorComesAfterWhatWasReadBeforeIt) {
   }
 }
 
-TEST(ReaderThread, ACancelledParseIsMessage46066) {
+TEST(ReaderThread, CancelledParseIsMessage46066) {
   AgentProbe agent(kNobody);
   agent.StartSaxParser(LargeDocument());
   agent.StopSaxParser();
@@ -55,7 +55,7 @@ TEST(ReaderThread, ACancelledParseIsMessage46066) {
   EXPECT_EQ(ErrorNumberOf([&] { agent.ReadDataSourceInfo(values); }), 46066);
 }
 
-TEST(ReaderThread, TheHostsRequestToStopIsMessage46066) {
+TEST(ReaderThread, CancellationByTheHostIsMessage46066) {
   const RefCnt<VXExecutionState> state(new VXExecutionState);
   const VXExecutionState::Scope scope(*state);
   AgentProbe agent(kNobody);
@@ -73,7 +73,7 @@ TEST(ReaderThread, StoppingTwiceOrWithoutAThreadDoesNothing) {
   agent.StopSaxParser();
 }
 
-TEST(ReaderThread, StartingOverARunningReaderReadsTheNewDocumentAlone) {
+TEST(ReaderThread, RestartReadsOnlyTheNewDocument) {
   AgentProbe agent(kNobody);
   for (int round = 0; round < 50; ++round) {
     agent.StartSaxParser(LargeDocument());
@@ -84,7 +84,7 @@ TEST(ReaderThread, StartingOverARunningReaderReadsTheNewDocumentAlone) {
   }
 }
 
-TEST(ReaderThread, AConsumerThatStopsEarlyLeavesNothingForTheNextParse) {
+TEST(ReaderThread, ConsumerThatStopsEarlyDoesNotAffectTheNextParse) {
   AgentProbe agent(kNobody);
   agent.StartSaxParser(L"<a><DataSourceInfo>old</DataSourceInfo><b></a>");
   VXStringVector values;
@@ -95,14 +95,14 @@ TEST(ReaderThread, AConsumerThatStopsEarlyLeavesNothingForTheNextParse) {
   EXPECT_EQ(values.size(), 2u);
 }
 
-TEST(ReaderThread, AnAgentMayBeDestroyedOverARunningReader) {
+TEST(ReaderThread, AgentMayBeDestroyedDuringAParse) {
   for (int round = 0; round < 50; ++round) {
     AgentProbe agent(kNobody);
     agent.StartSaxParser(round % 2 ? LargeDocument() : Document(1));
   }
 }
 
-TEST(ReaderThread, TheTextMayChangeOnceTheReaderHasStarted) {
+TEST(ReaderThread, TextMayChangeAfterTheReaderHasStarted) {
   AgentProbe agent(kNobody);
   String text = Document(5000);
   agent.StartSaxParser(text);
@@ -118,7 +118,7 @@ struct ValueCase {
   const wchar_t* value;
 };
 
-TEST(PropertyValue, IsTheOneThatFollowsItsName) {
+TEST(PropertyValue, FollowsItsName) {
   const ValueCase cases[] = {
       {"found", L"<r><row><PropertyName>P</PropertyName><Value>v</Value></row></r>", L"v"},
       {"names in any case", L"<r><propertyname>p</propertyname><VALUE>v</VALUE></r>", L"v"},
@@ -150,7 +150,7 @@ TEST(PropertyValue, IsTheOneThatFollowsItsName) {
   }
 }
 
-TEST(PrintedContent, ShowsAllButSchemaElements) {
+TEST(PrintedContent, HasAllElementsExceptTheSchema) {
   AgentProbe agent(kNobody);
   agent.StartSaxParser(
       L"<root><schema><complexType><sequence><element/></sequence></complexType></schema>"

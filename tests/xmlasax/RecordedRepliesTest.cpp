@@ -97,7 +97,7 @@ const ExchangeCase kExchanges[] = {
     {"virtuoso-doc/DISCOVER_DATASOURCES-1.xml", nullptr},
 };
 
-TEST_F(RecordedReplies, AllPassTheExchangeAndFaultsAreErrors) {
+TEST_F(RecordedReplies, PassTheExchangeAndFaultsAreErrors) {
   for (const ExchangeCase& recorded : kExchanges) {
     const std::string body = Body(recorded.file);
     ScriptedServer server([&](const support::Request&) { return Reply{body}; });
@@ -222,7 +222,7 @@ TEST_F(RecordedReplies, OfCubesGiveTheirNamesInOrder) {
   }
 }
 
-TEST_F(RecordedReplies, OfACubeWithItsContentsTakeEveryCubeNameInside) {
+TEST_F(RecordedReplies, OfACubeWithItsContentsGiveEveryCubeNameInside) {
   // The server was asked for all properties of the cube, and nests them in the cube's row.
   EXPECT_EQ(Read(Body("mondrian-9/MDSCHEMA_CUBES-3.xml"), kTessera,
                  [](AgentProbe& agent) {
@@ -239,7 +239,7 @@ struct IdentityCase {
   const char* version;
 };
 
-TEST_F(RecordedReplies, OfPropertiesTellNameAndVersion) {
+TEST_F(RecordedReplies, OfPropertiesGiveNameAndVersion) {
   const IdentityCase cases[] = {
       {"mondrian/DISCOVER_PROPERTIES-1.xml", "Mondrian XML for Analysis Provider", "3.2-SNAPSHOT"},
       {"daanse/DISCOVER_PROPERTIES-1.xml", "Mondrian XML for Analysis Provider", "10.50.1600.1"},
@@ -256,7 +256,7 @@ TEST_F(RecordedReplies, OfPropertiesTellNameAndVersion) {
   }
 }
 
-TEST_F(RecordedReplies, OfDataSourcesTellTheNameTheTamarindWay) {
+TEST_F(RecordedReplies, OfDataSourcesGiveTheNameByTamarindRules) {
   for (const auto& [file, name] :
        {std::pair{"ssas/DISCOVER_DATASOURCES-1.xml", "Microsoft Analysis Services"},
         {"sap-bw/DISCOVER_DATASOURCES-1.xml", "SAP BW"},

@@ -176,7 +176,7 @@ TEST(RowsetReaders, SendExactlyOneRequest) {
   }
 }
 
-TEST(RowsetReaders, LeaveAnEmptyCubeOutButForTheMeasures) {
+TEST(RowsetReaders, OmitAnEmptyCubeExceptForMeasures) {
   for (const Operation& operation : Operations()) {
     ScriptedServer server({{RowsetReply("")}});
     AgentProbe agent(server.Url());
@@ -190,7 +190,7 @@ TEST(RowsetReaders, LeaveAnEmptyCubeOutButForTheMeasures) {
   }
 }
 
-TEST(RowsetReaders, AlwaysRestrictToTheCatalogEvenAnEmptyOne) {
+TEST(RowsetReaders, AlwaysRestrictToTheCatalogEvenIfEmpty) {
   ScriptedServer server([](const support::Request&) { return Reply{RowsetReply("")}; });
   AgentProbe agent(server.Url());
   std::vector<RefCnt<XmlADimension>> dimensions;
@@ -207,7 +207,7 @@ TEST(RowsetReaders, AlwaysRestrictToTheCatalogEvenAnEmptyOne) {
   EXPECT_EQ(requests[2].body, Discover("MDSCHEMA_CUBES", "D", {{"CATALOG_NAME", ""}}));
 }
 
-TEST(RowsetReaders, EmptyTheirOutputEvenWhenTheRequestFails) {
+TEST(RowsetReaders, ClearTheirOutputEvenIfTheRequestFails) {
   for (const Operation& operation : Operations()) {
     AgentProbe agent(kNobody);
     EXPECT_EQ(ErrorNumberOf([&] { operation.run(agent, L"Q"); }), 0) << operation.name;
@@ -249,7 +249,7 @@ TEST(RowsetReaders, EmptyTheirOutputEvenWhenTheRequestFails) {
   EXPECT_TRUE(variables.empty());
 }
 
-TEST(RowsetReaders, PassFaultsAndParseErrorsOnAndStayUsable) {
+TEST(RowsetReaders, PassFaultsAndParseErrorsAndStayUsable) {
   for (const Operation& operation : Operations()) {
     ScriptedServer server({{FaultReply("c", "The fault's text")},
                            {"<a><b></a>"},
@@ -263,7 +263,7 @@ TEST(RowsetReaders, PassFaultsAndParseErrorsOnAndStayUsable) {
   }
 }
 
-TEST(RowsetReaders, KeepTheRowsOfTheReplyInOrder) {
+TEST(RowsetReaders, KeepTheOrderOfRows) {
   const std::string rows = RowsetReply(
       "<row><MEASURE_NAME>a</MEASURE_NAME></row><row/><ROW><measure_name>b</measure_name></ROW>"
       "<Row><MEASURE_NAME>a</MEASURE_NAME></Row><MEASURE_NAME>after the last</MEASURE_NAME>");
@@ -278,7 +278,7 @@ TEST(RowsetReaders, KeepTheRowsOfTheReplyInOrder) {
   EXPECT_EQ(measures[3]->GetName(), String(L"a"));
 }
 
-TEST(RowsetReaders, TakeAColumnThatStandsOutsideTheRows) {
+TEST(RowsetReaders, AcceptColumnsOutsideOfRows) {
   // The column belongs to the next row that ends.
   ScriptedServer server({{RowsetReply("<MEASURE_NAME>early</MEASURE_NAME><row><x/></row><row/>")}});
   AgentProbe agent(server.Url());
@@ -289,7 +289,7 @@ TEST(RowsetReaders, TakeAColumnThatStandsOutsideTheRows) {
   EXPECT_EQ(measures[1]->GetName(), String());
 }
 
-TEST(RowsetReaders, KeepWhatStoodBeforeAParseErrorInTheSecondReading) {
+TEST(RowsetReaders, SecondPassKeepsRowsBeforeAParseError) {
   AgentProbe agent(kNobody);
   agent.StartSaxParser(L"<r><CUBE_NAME>a</CUBE_NAME><CUBE_NAME>b</CUBE_NAME><broken></r>");
   std::vector<OTCube> cubes;
@@ -305,7 +305,7 @@ TEST(RowsetReaders, KeepWhatStoodBeforeAParseErrorInTheSecondReading) {
 
 // Data sources, catalogs, cubes.
 
-TEST(DataSources, AreNamesForModernAnalysisServicesAndInformationElse) {
+TEST(DataSources, AreNamesForAnalysisServicesFrom2005OnElseInformation) {
   const std::string reply = RowsetReply(
       "<row><DataSourceName>name 1</DataSourceName><DataSourceInfo>info 1</DataSourceInfo></row>"
       "<row><datasourcename>name 2</datasourcename><DATASOURCEINFO>info 2</DATASOURCEINFO></row>");
@@ -331,7 +331,7 @@ TEST(DataSources, AreNamesForModernAnalysisServicesAndInformationElse) {
   }
 }
 
-TEST(DataSources, OfTheOtherColumnAloneAreNone) {
+TEST(DataSources, OnlyTheOtherColumnGivesNone) {
   for (const auto& [target, column] : {std::pair{k2005, "DataSourceInfo"},
                                        {ServerInfo::kAnalysisServices2012, "DataSourceInfo"},
                                        {kTessera, "DataSourceName"}}) {
@@ -343,7 +343,7 @@ TEST(DataSources, OfTheOtherColumnAloneAreNone) {
   }
 }
 
-TEST(Catalogs, AreTakenWhereverTheyStandAndInAnyCase) {
+TEST(Catalogs, AreFoundAnywhereAndInAnyCase) {
   ScriptedServer server(
       {{RowsetReply("<row><CATALOG_NAME>a</CATALOG_NAME></row>"
                     "<catalog_name>b</catalog_name><row><Catalog_Name/></row>"
@@ -354,7 +354,7 @@ TEST(Catalogs, AreTakenWhereverTheyStandAndInAnyCase) {
   EXPECT_THAT(catalogs, ElementsAre(String(L"a"), String(L"b"), String(), String(L"a")));
 }
 
-TEST(Cubes, AreNamedTwiceAndNotMadeUnique) {
+TEST(Cubes, HaveTheNameInBothFieldsAndNoUniqueMemberNames) {
   ScriptedServer server(
       {{RowsetReply("<row><CUBE_NAME>Sales &amp; more</CUBE_NAME></row>"
                     "<row><cube_name>Sales &amp; more</cube_name></row>")}});
@@ -371,7 +371,7 @@ TEST(Cubes, AreNamedTwiceAndNotMadeUnique) {
   }
 }
 
-TEST(DataSourcesWithCatalogs, AskEachSourceForItsCatalogs) {
+TEST(DataSourcesWithCatalogs, RequestTheCatalogsOfEachSource) {
   ScriptedServer server({{RowsetReply("DataSourceInfo", {"s1", "s2"})},
                          {RowsetReply("CATALOG_NAME", {"a", "b"})},
                          {RowsetReply("")}});
@@ -386,7 +386,7 @@ TEST(DataSourcesWithCatalogs, AskEachSourceForItsCatalogs) {
   EXPECT_EQ(server.Requests().at(2).body, Discover("DBSCHEMA_CATALOGS", "s2", {}));
 }
 
-TEST(DataSourcesWithCatalogs, OfNoSourceAskForNoCatalogs) {
+TEST(DataSourcesWithCatalogs, WithoutSourcesRequestNoCatalogs) {
   ScriptedServer server({{RowsetReply("")}});
   AgentProbe agent(server.Url());
   XmlADiscoverAgent::DataSourceCatalogs sources(1);
@@ -407,7 +407,7 @@ TEST(DataSourcesWithCatalogs, KeepThePairsBeforeAnError) {
 
 // Inside a cube.
 
-TEST(DefaultHierarchies, GatherInTheMap) {
+TEST(DefaultHierarchies, AreAddedToTheMap) {
   ScriptedServer server(
       {{RowsetReply("<row><DEFAULT_HIERARCHY>[A]</DEFAULT_HIERARCHY></row>"
                     "<row><DEFAULT_HIERARCHY>[B]</DEFAULT_HIERARCHY></row>"
@@ -443,7 +443,7 @@ std::string PropertiesRequest(const std::string& level, bool withCube = true) {
   return Discover("MDSCHEMA_PROPERTIES", "D", restrictions);
 }
 
-TEST(Levels, CostOneRequestAndOneMoreForEachLevelsProperties) {
+TEST(Levels, NeedOneRequestPlusOnePerLevel) {
   for (const bool withCube : {true, false}) {
     ScriptedServer server({{RowsetReply(LevelRow("0") + LevelRow("1") + LevelRow("2"))},
                            {RowsetReply("")},
@@ -469,7 +469,7 @@ TEST(Levels, CostOneRequestAndOneMoreForEachLevelsProperties) {
   }
 }
 
-TEST(Levels, OfAHierarchyWithoutAnyAskForNoProperties) {
+TEST(Levels, WithoutLevelsRequestNoProperties) {
   ScriptedServer server({{RowsetReply("")}});
   AgentProbe agent(server.Url());
   std::vector<RefCnt<XmlALevel>> levels;
@@ -478,7 +478,7 @@ TEST(Levels, OfAHierarchyWithoutAnyAskForNoProperties) {
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 
-TEST(Levels, BeforeAFailedPropertiesRequestKeepTheirs) {
+TEST(Levels, KeepPropertiesReadBeforeAFailure) {
   ScriptedServer server({{RowsetReply(LevelRow("0") + LevelRow("1") + LevelRow("2"))},
                          {RowsetReply("PROPERTY_NAME", {"a"})},
                          {FaultReply("c", "t")}});
@@ -509,7 +509,7 @@ TEST(Members, FillTheCallersObject) {
   EXPECT_EQ(member->GetUniqueName(), String(L"[M]"));
 }
 
-TEST(Measures, AreNamedByUniqueNameForSapBwAlone) {
+TEST(Measures, HaveUniqueNamesOnlyForSapBw) {
   const std::string reply = RowsetReply(
       "<row><MEASURE_NAME>name</MEASURE_NAME><MEASURE_UNIQUE_NAME>[Measures].[unique]"
       "</MEASURE_UNIQUE_NAME></row>");
@@ -619,7 +619,7 @@ TEST_IN_CHILD(ReaderLog, ShowsTheDimensionsBesideTheHierarchies, kLogging) {
             Discover("MDSCHEMA_DIMENSIONS", "D", {{"CATALOG_NAME", "C"}, {"CUBE_NAME", "Q"}}));
 }
 
-TEST_IN_CHILD(ReaderLog, AnErrorOfThatSecondRequestReachesTheCaller, kLogging) {
+TEST_IN_CHILD(ReaderLog, ErrorOfTheSecondRequestReachesTheCaller, kLogging) {
   ScriptedServer server({{RowsetReply("<row/>")}, {FaultReply("c", "t")}});
   std::size_t read = 0;
   const auto titles = LoggedTitles(server.Url(), [&](AgentProbe& agent) {

@@ -107,7 +107,7 @@ TEST(Failure, NeverLooksLikeAnEmptyResult) {
 }
 
 /// Rows before a fault in the same reply are discarded.
-TEST(Failure, LeavesNothingOfItsReplyInTheCallersObjects) {
+TEST(Failure, FailedReplyChangesNoObjectsOfTheCaller) {
   const std::string fault = "<faultstring>late</faultstring>";
   const std::string property =
       "<row><PropertyName>ProviderName</PropertyName><Value>new</Value></row>";

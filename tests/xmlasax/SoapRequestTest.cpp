@@ -136,7 +136,7 @@ TEST_P(SoapRequest, HasExactlyTheseBytes) {
 
 INSTANTIATE_TEST_SUITE_P(Cases, SoapRequest, testing::ValuesIn(kCases));
 
-TEST(SoapRequestBuilder, EveryListRestrictionAloneCountsEvenWhenEmpty) {
+TEST(SoapRequestBuilder, EachListRestrictionCountsEvenIfEmpty) {
   using Push = void (XmlASoapRequest::*)(const String&);
   for (const Push push :
        {&R::PushCatalogRestriction, &R::PushCubeRestriction, &R::PushDimensionRestriction,
@@ -161,7 +161,7 @@ TEST(SoapRequestBuilder, EveryRestrictionIsEscapedOnce) {
   }
 }
 
-TEST(SoapRequestBuilder, LevelAndMemberCountOnlyWithAValue) {
+TEST(SoapRequestBuilder, LevelAndMemberCountOnlyIfNotEmpty) {
   XmlASoapRequest request;
   request.PushLevelRestriction(L"");
   request.PushMemberRestriction(L"");
@@ -173,7 +173,7 @@ TEST(SoapRequestBuilder, LevelAndMemberCountOnlyWithAValue) {
   EXPECT_TRUE(request.HasRestriction());
 }
 
-TEST(SoapRequestBuilder, ASecondGetContentFindsItEmpty) {
+TEST(SoapRequestBuilder, SecondGetContentIsEmpty) {
   XmlASoapRequest request;
   request.SetRequestType(L"MDSCHEMA_CUBES");
   request.SetDataSourceInfo(L"D");

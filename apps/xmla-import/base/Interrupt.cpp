@@ -5,22 +5,22 @@
 
 namespace {
 
-std::atomic<bool> happened{false};
-std::atomic<VXExecutionState*> interrupted{nullptr};
+std::atomic<bool> g_happened{false};
+std::atomic<VXExecutionState*> g_interrupted{nullptr};
 static_assert(std::atomic<VXExecutionState*>::is_always_lock_free, "used in a signal handler");
 
 constexpr int kSignals[] = {SIGINT, SIGTERM};
 
 extern "C" void OnSignal(int) {
-  happened.store(true);
-  if (VXExecutionState* const state = interrupted.load())
+  g_happened.store(true);
+  if (VXExecutionState* const state = g_interrupted.load())
     state->RequestCancellation(VXExecutionState::kCancelReasonHost);
 }
 
 }  // namespace
 
 Interrupt::Interrupt() : m_state(new VXExecutionState) {
-  interrupted.store(m_state.get());
+  g_interrupted.store(m_state.get());
   struct sigaction action {};
   action.sa_handler = OnSignal;
   sigemptyset(&action.sa_mask);
@@ -34,9 +34,9 @@ Interrupt::Interrupt() : m_state(new VXExecutionState) {
   }
 }
 
-Interrupt::~Interrupt() { interrupted.store(nullptr); }
+Interrupt::~Interrupt() { g_interrupted.store(nullptr); }
 
-bool Interrupt::Happened() { return happened.load(); }
+bool Interrupt::Happened() { return g_happened.load(); }
 
 bool MustStop() {
   const VXExecutionState* const state = VXExecutionState::Current();

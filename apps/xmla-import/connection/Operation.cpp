@@ -12,7 +12,7 @@ namespace {
 // Only for this request type, a failure is a warning.
 constexpr String::View kDefaultMember = L"MDSCHEMA_MEMBERS";
 
-thread_local Operation* t_current = nullptr;
+thread_local Operation* g_current = nullptr;
 
 void AddLines(std::vector<std::string>& list, String::View text) {
   for (std::string& line : Lines(String(text))) list.push_back(std::move(line));
@@ -24,9 +24,9 @@ std::string FailedRequest(const String& subject) {
 
 }  // namespace
 
-Operation::Operation() { t_current = this; }
-Operation::~Operation() { t_current = nullptr; }
-Operation* Operation::Current() { return t_current; }
+Operation::Operation() { g_current = this; }
+Operation::~Operation() { g_current = nullptr; }
+Operation* Operation::Current() { return g_current; }
 
 void Operation::RecordWarnings() {
   if (warnings.size() <= m_recorded) return;

@@ -30,11 +30,11 @@ constexpr int kDeferredSignals[] = {SIGINT,  SIGTERM, SIGQUIT, SIGHUP, SIGALRM,
                                     SIGUSR1, SIGUSR2, SIGXCPU, SIGTSTP};
 constexpr std::size_t kDeferredCount = std::size(kDeferredSignals);
 
-volatile std::sig_atomic_t arrivedSignals[kDeferredCount];  // set by the handler
+volatile std::sig_atomic_t g_arrivedSignals[kDeferredCount];  // set by the handler
 
 extern "C" void DeferSignal(int number) {
   for (std::size_t i = 0; i < kDeferredCount; ++i)
-    if (kDeferredSignals[i] == number) arrivedSignals[i] = 1;
+    if (kDeferredSignals[i] == number) g_arrivedSignals[i] = 1;
 }
 
 /// Defers signals. The destructor raises those that arrived. Ignored signals stay ignored. Requires
@@ -46,7 +46,7 @@ class DeferredSignals {
     action.sa_handler = DeferSignal;
     sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < kDeferredCount; ++i) {
-      arrivedSignals[i] = 0;
+      g_arrivedSignals[i] = 0;
       sigaction(kDeferredSignals[i], nullptr, &m_former[i]);
       if (m_former[i].sa_handler != SIG_IGN) sigaction(kDeferredSignals[i], &action, nullptr);
     }
@@ -55,13 +55,13 @@ class DeferredSignals {
     for (std::size_t i = 0; i < kDeferredCount; ++i)
       sigaction(kDeferredSignals[i], &m_former[i], nullptr);
     for (std::size_t i = 0; i < kDeferredCount; ++i)
-      if (arrivedSignals[i]) std::raise(kDeferredSignals[i]);
+      if (g_arrivedSignals[i]) std::raise(kDeferredSignals[i]);
   }
   DeferredSignals(const DeferredSignals&) = delete;
   DeferredSignals& operator=(const DeferredSignals&) = delete;
 
   static bool HaveArrived() {
-    for (const volatile std::sig_atomic_t& held : arrivedSignals)
+    for (const volatile std::sig_atomic_t& held : g_arrivedSignals)
       if (held) return true;
     return false;
   }

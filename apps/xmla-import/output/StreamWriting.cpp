@@ -23,7 +23,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kGrace{500};
 
 /// After an interruption: the time since which no reader has read; 0 if readers read.
-std::atomic<steady_clock::rep> unreadSince{0};
+std::atomic<steady_clock::rep> g_unreadSince{0};
 
 /// Opens a second, non-blocking descriptor for the pipe or terminal `file`; -1 if that is not
 /// possible. Other processes share the flags of `file` itself.
@@ -58,11 +58,11 @@ bool ReaderTimeout::HasTimedOut() {
   if (!Interrupt::Happened()) return false;
   const steady_clock::rep now = steady_clock::now().time_since_epoch().count();
   steady_clock::rep since = 0;
-  if (unreadSince.compare_exchange_strong(since, now)) since = now;
+  if (g_unreadSince.compare_exchange_strong(since, now)) since = now;
   return steady_clock::duration(now - since) >= kGrace;
 }
 
-void ReaderTimeout::Renew() { unreadSince = 0; }
+void ReaderTimeout::Renew() { g_unreadSince = 0; }
 
 WriteOutcome WriteWithTimeout(int file, std::string_view text) {
   // A pipe that is writable accepts this many bytes without blocking.

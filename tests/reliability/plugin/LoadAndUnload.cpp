@@ -21,7 +21,7 @@
 namespace {
 
 /// Answers late, like the system's resolver if no name server answers.
-bool isSlow = false;
+bool g_isSlow = false;
 
 std::set<std::string> MappedLibraries() {
   std::set<std::string> files;
@@ -54,15 +54,15 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* no
                                                                   addrinfo** result) {
   using Function = int (*)(const char*, const char*, const addrinfo*, addrinfo**);
   static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "getaddrinfo"));
-  if (isSlow) usleep(300'000);
-  return next(isSlow ? "127.0.0.1" : node, service, hints, result);
+  if (g_isSlow) usleep(300'000);
+  return next(g_isSlow ? "127.0.0.1" : node, service, hints, result);
 }
 
 int main(int, char** arguments) {
   const std::string url = arguments[3];
   const long times = std::atol(arguments[4]);
   const int cancelAfter = std::atoi(arguments[5]);
-  isSlow = cancelAfter >= 0;
+  g_isSlow = cancelAfter >= 0;
   const std::wstring wide(url.begin(), url.end());
   const std::set<std::string> before = MappedLibraries();
   std::thread([] {}).join();  // a sanitizer starts a thread of its own with the first one
@@ -84,7 +84,7 @@ int main(int, char** arguments) {
   }
   std::printf("records %ld\nresident %ld\nthreads %ld\n", records,
               support::ResidentKiB() - resident, Threads() - ownThreads);
-  if (isSlow) {
+  if (g_isSlow) {
     // Abandoned resolver threads end meanwhile.
     while (Threads() > ownThreads) usleep(10'000);
     std::puts("ended");

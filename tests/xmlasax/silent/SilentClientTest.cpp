@@ -19,7 +19,7 @@ bool HTTPClientWrapper::TakeCredentials(String&, String&, String&) { return true
 
 namespace {
 
-TEST(SilentClient, LeavesTheResponseAsTheCallerGaveIt) {
+TEST(SilentClient, KeepsTheCallersResponse) {
   AgentProbe agent("http://127.0.0.1:1/");
   String response = L"the caller's";
   agent.SendSoapRequest(L"<request/>", response);
