@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::Input input(data, size);
   const std::size_t index = input.Byte() % kTargets.size();
   const auto& operation =
-      inprocess::ImportOperations()[input.Byte() % inprocess::ImportOperations().size()];
+      support::ImportOperations()[input.Byte() % support::ImportOperations().size()];
   const std::vector<std::string_view> replies = fuzz::Parts(input.Rest(), fuzz::kNextReply);
   const std::string complaint =
       TrialFor(index).Try(operation, [&](std::string_view, std::size_t number) {

@@ -118,7 +118,7 @@ int main(int argc, char** argv) {
   // Every reply for every operation, as the first or a later answer.
   Folder imports(argv[1], "imports");
   for (const Reply& reply : replies)
-    for (std::size_t operation = 0; operation < inprocess::ImportOperations().size(); ++operation) {
+    for (std::size_t operation = 0; operation < support::ImportOperations().size(); ++operation) {
       const std::size_t number = imports.Count();
       std::string input = Byte(number) + Byte(operation);
       for (std::size_t i = 0; i < number % 5; ++i) input += fuzz::kNextReply;

@@ -26,12 +26,12 @@ ServerInfo::TargetType SampleOf(ServerInfo::TargetType target) {
 ImportTrial::ImportTrial(ServerInfo::TargetType target)
     : m_sample(SampleOf(target)), m_import(MakeImport(target)) {
   std::string complaint;
-  for (const ImportOperation& operation : ImportOperations())
+  for (const support::ImportOperation& operation : support::ImportOperations())
     m_proper[operation.name] = Run(
         operation, [](std::string_view, std::size_t) { return std::string(); }, complaint);
 }
 
-std::string ImportTrial::Run(const ImportOperation& operation, const Hostile& hostile,
+std::string ImportTrial::Run(const support::ImportOperation& operation, const Hostile& hostile,
                              std::string& complaint) {
   SampleReplies();  // each replaces the process's server once
   SetServer([&, number = std::size_t{0}](std::string_view request) mutable {
@@ -40,16 +40,14 @@ std::string ImportTrial::Run(const ImportOperation& operation, const Hostile& ho
     const std::string reply = hostile(type, number++);
     return Answer{reply.empty() ? ShortReply(m_sample, type).body : reply};
   });
-  std::string result;
-  String errors;
-  String warnings;
+  support::Outputs outputs;
+  String& errors = outputs.errors;
   m_outcome = Outcome::kDone;
   try {
-    operation.run(*m_import, result, errors, warnings);
+    operation.run(*m_import, outputs);
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);
-    if (std::string_view(operation.name) != "GetSAPVariables")
-      complaint = "an error passes through";
+    if (!operation.throwsErrors) complaint = "an error passes through";
     if (errors.empty()) complaint = "an error without text";
   } catch (const LogicError& error) {
     m_outcome = Outcome::kLevelNumbers;
@@ -58,12 +56,14 @@ std::string ImportTrial::Run(const ImportOperation& operation, const Hostile& ho
   SetServer([](std::string_view) { return Answer{"", 503, "text/plain"}; });
   if (!errors.empty()) m_outcome = Outcome::kErrors;
   if (errors.find(L"\n") != String::npos) complaint = "an error of several lines";
-  if (!warnings.empty() && warnings.view().back() != L'\n')
+  if (!outputs.warnings.empty() && outputs.warnings.view().back() != L'\n')
     complaint = "a warning without its line feed";
+  std::string result;
+  for (const std::string& record : outputs.Records()) result += record + "\n";
   return result + (errors.empty() ? "" : "failed");
 }
 
-std::string ImportTrial::Try(const ImportOperation& operation, const Hostile& hostile) {
+std::string ImportTrial::Try(const support::ImportOperation& operation, const Hostile& hostile) {
   std::string complaint;
   Run(operation, hostile, complaint);
   const Outcome outcome = m_outcome;

@@ -23,7 +23,7 @@ class ImportTrial {
   /// Runs the operation with hostile replies, then with normal ones. Returns a description of the
   /// first violation; empty if there is none. Allowed are a result, one-line errors, or the logic
   /// error of equal level numbers. The second run must succeed as if the first had not happened.
-  std::string Try(const ImportOperation& operation, const Hostile& hostile);
+  std::string Try(const support::ImportOperation& operation, const Hostile& hostile);
   /// Outcome of the run with hostile replies.
   enum class Outcome { kDone, kErrors, kLevelNumbers };
   Outcome LastOutcome() const { return m_outcome; }
@@ -33,7 +33,8 @@ class ImportTrial {
   /// answers no more after this many.
   static constexpr std::size_t kMostRequests = 60;
 
-  std::string Run(const ImportOperation& operation, const Hostile& hostile, std::string& complaint);
+  std::string Run(const support::ImportOperation& operation, const Hostile& hostile,
+                  std::string& complaint);
 
   const ServerInfo::TargetType m_sample;
   const Heap<OTXMLAImportAPI> m_import;

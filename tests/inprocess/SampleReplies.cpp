@@ -35,17 +35,17 @@ void Gather(const SampleKind& kind, std::vector<Reply>& replies) {
   String warnings;
   std::vector<OTDataSource> sources;
   import->GetDataSourceInfo(sources, errors, warnings);
-  std::string result;
   for (const OTDataSource& source : sources)
     for (const OTCatalog& catalog : source.m_catalogs)
       for (const OTCube& cube : catalog.m_cubes) {
         import->SetImportChoiceInfo(source.m_dataSourceName, catalog.m_catalogName, cube.first);
-        for (const ImportOperation& operation : ImportOperations()) {
+        for (const support::ImportOperation& operation : support::ImportOperations()) {
           const bool isOfTree = std::string_view(operation.name).starts_with("GetDataSource");
           const bool isOfBW = std::string_view(operation.name) == "GetSAPVariables";
           if (isOfTree || (isOfBW && kind.kind != sample::Kind::kSapBw)) continue;
           try {
-            operation.run(*import, result, errors, warnings);
+            support::Outputs outputs;
+            operation.run(*import, outputs);
           } catch (const ErrorMessage&) {
             // This fault is expected; its reply is recorded.
           }

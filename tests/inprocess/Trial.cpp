@@ -1,7 +1,5 @@
 #include "inprocess/Trial.h"
 
-#include <algorithm>
-
 #include "ReplyCharset.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
@@ -38,12 +36,14 @@ Trial::Result Trial::Run(std::string_view reply) {
                                                  : ShortReply(SampleFor(m_target), type).body};
   });
   Result result;
+  support::Outputs outputs;
   try {
-    m_exchange.run(*m_agent, result.records);
+    m_exchange.Run(*m_agent, outputs);
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(result.text);
     result.number = error.GetNumber();
   }
+  result.records = outputs.Records();
   SetServer([](std::string_view) { return Answer{"", 503}; });
   return result;
 }
@@ -61,8 +61,7 @@ std::string Trial::Compare(std::string_view reply, const Result& result) const {
   switch (m_outcome) {
     case Outcome::kRead:
       if (!isRows) return "read in silence, though it is no well-formed document";
-      if (m_exchange.recordName && std::count(result.records.begin(), result.records.end(), '\n') !=
-                                       static_cast<std::ptrdiff_t>(verdict.counted))
+      if (m_exchange.recordName && result.records.size() != verdict.counted)
         return "records lost or made up";
       return {};
     case Outcome::kFault:

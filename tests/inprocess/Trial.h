@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "inprocess/Operations.h"
 #include "inprocess/SampleReplies.h"
@@ -28,7 +29,7 @@ class Trial {
  private:
   struct Result {
     int number = kNoError;
-    std::string records;
+    std::vector<std::string> records;
     String text;
   };
   static constexpr int kNoError = -1;
@@ -40,7 +41,7 @@ class Trial {
   const Exchange& m_exchange;
   const XmlADiscoverAgentHeap m_agent;
   const std::string m_good;
-  std::string m_goodRecords;
+  std::vector<std::string> m_goodRecords;
   Outcome m_outcome = Outcome::kRead;
 };
 

@@ -33,9 +33,9 @@ std::string OutcomeOf(std::string reply) {
   // The agent is created in this process, since an agent's thread does not survive a fork.
   const XmlADiscoverAgentHeap agent = inprocess::MakeAgent(kTarget);
   inprocess::SetServer([&](std::string_view) { return inprocess::Answer{std::move(reply)}; });
-  std::string records;
+  support::Outputs outputs;
   try {
-    inprocess::ExchangeFor("MDSCHEMA_MEASURES").run(*agent, records);
+    inprocess::ExchangeFor("MDSCHEMA_MEASURES").Run(*agent, outputs);
   } catch (const ErrorMessage& error) {
     String text;
     error.RetrieveErrorMessages(text);

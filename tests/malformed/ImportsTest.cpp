@@ -14,7 +14,7 @@ using inprocess::ImportTrial;
 
 struct Attack {
   std::size_t kind;
-  const inprocess::ImportOperation* operation;
+  const support::ImportOperation* operation;
   std::string requestType;
   std::string reply;
 };
@@ -35,7 +35,7 @@ std::vector<Attack> Attacks() {
       const std::vector<malformed::Element> elements = malformed::Elements(body);
       for (std::size_t i = 0; i < elements.size(); ++i)
         for (const malformed::Mutation& mutation : malformed::Mutations())
-          for (const inprocess::ImportOperation& operation : inprocess::ImportOperations())
+          for (const support::ImportOperation& operation : support::ImportOperations())
             attacks.push_back(
                 {kind, &operation, exchange.requestType,
                  mutation.apply(body, elements[i], malformed::NextSibling(elements, i))});

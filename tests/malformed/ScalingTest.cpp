@@ -226,9 +226,9 @@ Path OfReply(const char* name, const char* requestType, std::size_t least, std::
                 const std::string_view type = inprocess::RequestTypeOf(request);
                 return inprocess::Answer{type == requestType ? *reply : "<root/>"};
               });
-              std::string records;
+              support::Outputs outputs;
               try {
-                inprocess::ExchangeFor(requestType).run(**agent, records);
+                inprocess::ExchangeFor(requestType).Run(**agent, outputs);
               } catch (const ErrorMessage&) {
                 // A limit, or cancelled.
               }
@@ -398,10 +398,8 @@ Path OfImport(const char* name, std::size_t operation, ServerInfo::TargetType ta
                 const auto found = rowsets->find(inprocess::RequestTypeOf(request));
                 return inprocess::Answer{found == rowsets->end() ? "<root/>" : found->second};
               });
-              std::string result;
-              String errors;
-              String warnings;
-              inprocess::ImportOperations()[operation].run(*import, result, errors, warnings);
+              support::Outputs outputs;
+              support::ImportOperations()[operation].run(*import, outputs);
             };
           }};
 }

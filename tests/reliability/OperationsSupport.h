@@ -1,12 +1,13 @@
 #pragma once
 
-#include <map>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
+#include "support/Operations.h"
 
 // All operations of the library as a table, with outcomes that can be compared.
 namespace reliability {
@@ -24,29 +25,9 @@ struct Kind {
 };
 extern const Kind kKinds[3];
 
-/// The out parameters of all operations.
-struct Outputs {
-  VXStringVector names;
-  std::vector<OTDataSource> dataSources;
-  std::vector<OTXMLAHierarchy> hierarchies;
-  std::vector<OTXMLAUnit> units;
-  OTCube cube;
-  std::pair<String, String> identity;
-  XmlADiscoverAgent::DataSourceCatalogs sourceCatalogs;
-  std::vector<OTCube> cubes;
-  std::vector<RefCnt<XmlACubeVariable>> variables;
-  std::vector<RefCnt<XmlADimension>> dimensions;
-  XmlADiscoverAgent::DefaultHierarchies defaults;
-  std::vector<RefCnt<XmlAMeasure>> measures;
-  std::vector<RefCnt<XmlAHierarchy>> rows;
-  std::vector<RefCnt<XmlALevel>> levels;
-  RefCnt<XmlAMember> member;
-  String errors = L"before\n";
-  String warnings = L"before\n";
-
-  Outputs();
-  /// One text per record, in order.
-  std::vector<std::string> Records() const;
+/// The out parameters of all operations, with a previous content that must be kept.
+struct Outputs : support::Outputs {
+  Outputs() : support::Outputs(L"before\n") {}
 };
 
 /// An import object and an agent, connected to a provider, with a cube chosen.
@@ -55,21 +36,16 @@ class Subject {
   Subject(const Kind& kind, std::string url);
   const Kind& kind;
   const String url;
-  const String source;
-  const String catalog;
-  const String cube;
-  const String hierarchy;
-  const String member;
+  const support::Place place;
   OTXMLAAnaTamImportAPI import;
   XmlADiscoverAgentHeap agent;
-  const RefCnt<XmlAHierarchy> hierarchyRow;
 };
 
 struct Operation {
   const char* name;
   bool throwsErrors;  ///< passes ErrorMessage to the caller
   bool isPrefix;      ///< after a failure, the records are a prefix of the complete ones
-  void (*run)(Subject& subject, Outputs& outputs);
+  std::function<void(Subject& subject, Outputs& outputs)> run;
 };
 /// The operations of the import interface, the two exported functions, and the agent's readers.
 extern const std::vector<Operation> kOperations;

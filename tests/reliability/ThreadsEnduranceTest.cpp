@@ -77,8 +77,9 @@ TEST(Endurance, ManyExchangesOnOneAgentLeakNothing) {
   Subject subject(kKinds[1], server.Url());
   const auto cubesOf = [&](const wchar_t* catalog) {
     Outputs outputs;
-    return OutcomeOf(
-        outputs, [&] { subject.agent->GetCubesOnCatalog(outputs.cubes, catalog, subject.source); });
+    return OutcomeOf(outputs, [&] {
+      subject.agent->GetCubesOnCatalog(outputs.cubes, catalog, subject.place.source);
+    });
   };
   // Every kind of reply in turn, including faults and broken ones.
   const auto round = [&] {

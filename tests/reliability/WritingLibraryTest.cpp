@@ -153,7 +153,7 @@ class LogOn {
 void ExpectWholeOperations(OTXMLAImportAPI& import, Subject& quiet) {
   Outputs outputs;
   Outputs expected;
-  import.SetImportChoiceInfo(quiet.source, quiet.catalog, quiet.cube);
+  import.SetImportChoiceInfo(quiet.place.source, quiet.place.catalog, quiet.place.cube);
   import.GetHierarchies(outputs.hierarchies, outputs.errors, outputs.warnings);
   quiet.import.GetHierarchies(expected.hierarchies, expected.errors, expected.warnings);
   import.GetMeasuresAndCalcMembers(outputs.units, outputs.errors, outputs.warnings);
