@@ -58,7 +58,7 @@ class MemoryFile {
  public:
   explicit MemoryFile(std::string_view bytes)
       : m_descriptor(memfd_create("password", MFD_CLOEXEC)) {
-    Require(m_descriptor >= 0, "no memory file");
+    Require(m_descriptor >= 0, "cannot create an in-memory file");
     Require(write(m_descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
             "no room in a memory file");
   }
@@ -82,7 +82,7 @@ void CheckPassword(std::string_view bytes) {
   const MemoryFile file(bytes);
   try {
     const std::string password = PasswordFromFile(file.Name());
-    Require(isReadable && password == line, "another password than the file's first line");
+    Require(isReadable && password == line, "not the password of the file's first line");
   } catch (const UsageError& error) {
     Require(!isReadable && IsOneLine(error.what()), "the password file", error.what());
   }
@@ -96,9 +96,9 @@ std::string ErrorOfConnecting(const Arguments& arguments) {
     String password;
     Require(HTTPClientWrapper::TakeCredentials(connection.url, user, password),
             "an address that cannot be used");
-    Require(user.empty() && password.empty(), "credentials left in the address");
+    Require(user.empty() && password.empty(), "the URL still contains credentials");
   } catch (const UsageError& error) {
-    Require(IsOneLine(error.what()), "an error that is not one line", error.what());
+    Require(IsOneLine(error.what()), "the error is not one line", error.what());
     return error.what();
   }
   return {};
@@ -107,11 +107,12 @@ std::string ErrorOfConnecting(const Arguments& arguments) {
 void CheckConnecting(const Arguments& arguments) {
   const std::string url = std::getenv("XMLA_IMPORT_URL");
   const std::string text = ErrorOfConnecting(arguments);
-  Require(std::getenv("XMLA_IMPORT_PASSWORD") == nullptr, "a password left in the environment");
+  Require(std::getenv("XMLA_IMPORT_PASSWORD") == nullptr,
+          "the password is still in the environment");
   // No message contains the password.
   setenv("XMLA_IMPORT_PASSWORD", "another password", 1);
   setenv("XMLA_IMPORT_URL", url.c_str(), 1);
-  Require(ErrorOfConnecting(arguments) == text, "an error that knows the password", text);
+  Require(ErrorOfConnecting(arguments) == text, "the error depends on the password", text);
 }
 
 std::wstring Variable(const char* name) { return inprocess::PlainDecode(std::getenv(name)); }
@@ -121,7 +122,7 @@ void CheckTimeout() {
   String value;
   Require(SystemUtility::Getenv(L"MORVEN_BI_XMLA_HTTP_TIMEOUT", value) &&
               value.view() == Variable(kTimeout),
-          "another value than the environment's");
+          "not the value of the environment");
   const std::wstring text(value.view());
   const std::size_t begin = text.find_first_not_of(L" \t\r\n");
   if (begin == text.npos || text[begin] < L'0' || text[begin] > L'9') return;
@@ -129,7 +130,7 @@ void CheckTimeout() {
   for (std::size_t i = begin; i < text.size() && text[i] >= L'0' && text[i] <= L'9'; ++i)
     seconds = std::min<std::uint64_t>(seconds * 10 + static_cast<std::uint64_t>(text[i] - L'0'),
                                       0xFFFFFFFF);
-  Require(BaseStringUtil::UIntFrom(value) == seconds, "another number of seconds");
+  Require(BaseStringUtil::UIntFrom(value) == seconds, "wrong number of seconds");
 }
 
 /// A directory of this process, emptied before each use.
@@ -137,7 +138,7 @@ const std::filesystem::path& OwnFolder() {
   static const struct Folder {
     Folder() {
       std::string name = std::filesystem::temp_directory_path() / "fuzz-call.XXXXXX";
-      Require(mkdtemp(name.data()) != nullptr, "no folder");
+      Require(mkdtemp(name.data()) != nullptr, "cannot create the directory");
       path = name;
     }
     ~Folder() { std::filesystem::remove_all(path); }
@@ -154,13 +155,13 @@ void WriteLog(const std::string& directory) {
     import.SetupConnInfo(inprocess::kUrl, L"ann", L"secret123", ServerInfo::kSAP_BW,
                          ServerInfo::kCLIXMLA);
   } catch (const ErrorMessage& error) {
-    Require(Lines(error).size() == 1, "an error that is not one line", Lines(error).back());
+    Require(Lines(error).size() == 1, "the error is not one line", Lines(error).back());
     return;
   }
   std::size_t logs = 0;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(OwnFolder())) {
     if (entry.is_directory()) continue;
-    Require(entry.path().filename().string().starts_with("OT_xmla_"), "another file than a log",
+    Require(entry.path().filename().string().starts_with("OT_xmla_"), "a file that is not a log",
             entry.path().string());
     std::ifstream file(entry.path());
     const std::string text(std::istreambuf_iterator<char>(file), {});
@@ -168,7 +169,7 @@ void WriteLog(const std::string& directory) {
             text);
     ++logs;
   }
-  Require(logs == 1, "no log, or several");
+  Require(logs == 1, "not exactly one log");
 }
 
 void CheckLogDirectory() {
@@ -177,7 +178,7 @@ void CheckLogDirectory() {
   std::wstring plain = Variable(kLogDirectory);
   while (plain.size() > 1 && plain.back() == L'/') plain.pop_back();
   Require(SUSystemConfig::GetSystemConfig().GetLogDirectory().view() == plain,
-          "another directory than the environment's");
+          "not the directory of the environment");
   // Files are slow, so most inputs skip this.
   static std::string last;
   if (std::exchange(last, value) == value) return;
@@ -208,8 +209,8 @@ void CheckTerminal(std::string_view bytes) {
   }
   const std::string shown = EscapedForTerminal(bytes);
   const std::wstring text = inprocess::PlainDecode(shown);
-  Require(std::none_of(text.begin(), text.end(), IsActive), "a character that acts on a terminal");
-  Require(shown == inprocess::PlainEncode(plain), "another text on a terminal", shown);
+  Require(std::none_of(text.begin(), text.end(), IsActive), "an unescaped control character");
+  Require(shown == inprocess::PlainEncode(plain), "wrong text on a terminal", shown);
 }
 
 /// The command line as a process list shows it after the passwords were overwritten.
@@ -224,7 +225,7 @@ std::vector<std::string> Hidden(std::vector<std::string> words) {
 void CheckHiding(const std::vector<std::string>& words) {
   const std::vector<std::string> changed = Hidden(words);
   for (std::size_t i = 1; i < words.size(); ++i) {
-    Require(changed[i].size() == words[i].size(), "a word of another length");
+    Require(changed[i].size() == words[i].size(), "a word changed its length");
     // The value of --user, whatever it is.
     const std::size_t value = words[i].starts_with("--user=") ? std::strlen("--user=") : 0;
     if (changed[i].find_first_not_of('x', value) == std::string::npos) continue;
@@ -236,7 +237,7 @@ void CheckHiding(const std::vector<std::string>& words) {
     const std::size_t at = changed[i].rfind('@');
     const std::size_t begin = changed[i].find("://") + 3;
     Require(at != std::string::npos && at > begin && changed[i].find_first_not_of('x', begin) >= at,
-            "credentials left in the list of processes", changed[i]);
+            "the process list shows credentials", changed[i]);
   }
 }
 
@@ -247,8 +248,7 @@ void CheckHidingOf(const std::string& user, const std::vector<std::string>& word
     return std::count(line.begin(), line.end(), user) +
            std::count(line.begin(), line.end(), "--user=" + user);
   };
-  Require(showing(Hidden(words)) < showing(words), "a user name left in the list of processes",
-          user);
+  Require(showing(Hidden(words)) < showing(words), "the process list shows a user name", user);
 }
 
 }  // namespace
@@ -287,13 +287,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     ParseArguments(static_cast<int>(argv.size()), argv.data(), kCommands, arguments);
   } catch (const UsageError& error) {
-    Require(IsOneLine(error.what()), "an error that is not one line", error.what());
+    Require(IsOneLine(error.what()), "the error is not one line", error.what());
     return 0;
   }
   if (!arguments.information.empty()) return 0;
-  Require(!arguments.command.empty(), "no command");
+  Require(!arguments.command.empty(), "the command is missing");
   CheckHidingOf(arguments.user, words);
-  Require(arguments.jobs >= 1 && arguments.jobs <= 64, "a number of jobs");
+  Require(arguments.jobs >= 1 && arguments.jobs <= 64, "wrong number of jobs");
   if (sample::KindFromName(arguments.sample)) return 0;  // --sample would start a server
   const MemoryFile password(file);
   if (!arguments.passwordFile.empty()) arguments.passwordFile = password.Name();

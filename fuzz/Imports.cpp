@@ -35,10 +35,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto& operation =
       support::ImportOperations()[input.Byte() % support::ImportOperations().size()];
   const std::vector<std::string_view> replies = fuzz::Parts(input.Rest(), fuzz::kNextReply);
-  const std::string complaint =
+  const std::string violation =
       TrialFor(index).Try(operation, [&](std::string_view, std::size_t number) {
         return number < replies.size() ? std::string(replies[number]) : std::string();
       });
-  fuzz::Require(complaint.empty(), complaint, input.Rest());
+  fuzz::Require(violation.empty(), violation, input.Rest());
   return 0;
 }

@@ -38,7 +38,7 @@ Reading Read(SAX2XmlReadDriver& driver, std::size_t stopAt, Stop stop) {
     if (reading.count == stopAt) stop();
     const RefCnt<SAX2XmlElement> element = driver.Read();
     if (!element) return reading;
-    Require(!(reading.failed || reading.cancelled), "an element behind the end");
+    Require(!(reading.failed || reading.cancelled), "an element after the end");
     reading.failed = element->HasError();
     reading.cancelled = element->IsCancel();
     if (reading.failed || reading.cancelled) continue;
@@ -105,11 +105,10 @@ void CompareWithLibrary(std::string_view bytes, const Reading& reading, const St
   const inprocess::Verdict verdict = inprocess::JudgeDocument(bytes, {}, &elements);
   const bool isRefused = verdict.kind == inprocess::Verdict::kIllFormed ||
                          verdict.kind == inprocess::Verdict::kRefused;
-  Require(reading.failed == isRefused, "not the XML library's opinion", bytes);
+  Require(reading.failed == isRefused, "the result differs from libxml2's", bytes);
   Require(reading.failed || reading.elements == inprocess::PlainEncode(elements),
           "other elements than the XML library's", bytes);
-  Require(reading.failed == !error.empty(), "an error without text, or a text without error",
-          bytes);
+  Require(reading.failed == !error.empty(), "error and error text are inconsistent", bytes);
   Require(error.find(L"\n") == String::npos && error.size() < 400, "a form of error text", bytes);
 }
 
@@ -130,6 +129,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CompareWithLibrary(bytes, reading, error);
   String wideError;
   Require(ReadWhole(*driver, bytes, false, wideError) == reading && error == wideError,
-          "bytes and text are read differently", bytes);
+          "bytes and text gave different results", bytes);
   return 0;
 }

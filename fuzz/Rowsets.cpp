@@ -23,7 +23,7 @@ std::vector<std::unique_ptr<inprocess::Trial>>& Trials() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   inprocess::Trial& trial = *Trials()[input.Byte() % Trials().size()];
-  const std::string complaint = trial.Try(input.Rest());
-  fuzz::Require(complaint.empty(), complaint, input.Rest());
+  const std::string violation = trial.Try(input.Rest());
+  fuzz::Require(violation.empty(), violation, input.Rest());
   return 0;
 }

@@ -127,7 +127,7 @@ void CompareReplacing(const std::wstring& text, const std::wstring& pattern,
   const String before = replaced;
   BaseStringUtil::ReplacePatternInString(replaced, pattern, replacement);
   Require(replaced.view() == plain, "replacing");
-  Require(before.view() == text, "a copy of what is changed");
+  Require(before.view() == text, "the copy changed with the original");
 }
 
 }  // namespace

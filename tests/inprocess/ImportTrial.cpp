@@ -25,14 +25,14 @@ ServerInfo::TargetType SampleOf(ServerInfo::TargetType target) {
 
 ImportTrial::ImportTrial(ServerInfo::TargetType target)
     : m_sample(SampleOf(target)), m_import(MakeImport(target)) {
-  std::string complaint;
+  std::string violation;
   for (const support::ImportOperation& operation : support::ImportOperations())
-    m_proper[operation.name] = Run(
-        operation, [](std::string_view, std::size_t) { return std::string(); }, complaint);
+    m_normal[operation.name] = Run(
+        operation, [](std::string_view, std::size_t) { return std::string(); }, violation);
 }
 
 std::string ImportTrial::Run(const support::ImportOperation& operation, const Hostile& hostile,
-                             std::string& complaint) {
+                             std::string& violation) {
   SampleReplies();  // each replaces the process's server once
   SetServer([&, number = std::size_t{0}](std::string_view request) mutable {
     if (number == kMostRequests) return Answer{"", 503, "text/plain"};
@@ -47,31 +47,32 @@ std::string ImportTrial::Run(const support::ImportOperation& operation, const Ho
     operation.run(*m_import, outputs);
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);
-    if (!operation.throwsErrors) complaint = "an error passes through";
-    if (errors.empty()) complaint = "an error without text";
+    if (!operation.throwsErrors) violation = "an ErrorMessage passed to the caller";
+    if (errors.empty()) violation = "no error text";
   } catch (const LogicError& error) {
     m_outcome = Outcome::kLevelNumbers;
-    if (!error.IsOfLevelNumbers()) complaint = "a logic error at " + error.Where();
+    if (!error.IsOfLevelNumbers()) violation = "an unexpected logic error at " + error.Where();
   }
   SetServer([](std::string_view) { return Answer{"", 503, "text/plain"}; });
   if (!errors.empty()) m_outcome = Outcome::kErrors;
-  if (errors.find(L"\n") != String::npos) complaint = "an error of several lines";
+  if (errors.find(L"\n") != String::npos) violation = "an error text of more than one line";
   if (!outputs.warnings.empty() && outputs.warnings.view().back() != L'\n')
-    complaint = "a warning without its line feed";
+    violation = "a warning does not end with a line feed";
   std::string result;
   for (const std::string& record : outputs.Records()) result += record + "\n";
   return result + (errors.empty() ? "" : "failed");
 }
 
 std::string ImportTrial::Try(const support::ImportOperation& operation, const Hostile& hostile) {
-  std::string complaint;
-  Run(operation, hostile, complaint);
+  std::string violation;
+  Run(operation, hostile, violation);
   const Outcome outcome = m_outcome;
   const std::string after = Run(
-      operation, [](std::string_view, std::size_t) { return std::string(); }, complaint);
+      operation, [](std::string_view, std::size_t) { return std::string(); }, violation);
   m_outcome = outcome;
-  if (complaint.empty() && after != m_proper[operation.name]) complaint = "the next import differs";
-  return complaint;
+  if (violation.empty() && after != m_normal[operation.name])
+    violation = "the next import gave another result";
+  return violation;
 }
 
 }  // namespace inprocess

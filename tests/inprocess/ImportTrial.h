@@ -34,11 +34,11 @@ class ImportTrial {
   static constexpr std::size_t kMostRequests = 60;
 
   std::string Run(const support::ImportOperation& operation, const Hostile& hostile,
-                  std::string& complaint);
+                  std::string& violation);
 
   const ServerInfo::TargetType m_sample;
   const Heap<OTXMLAImportAPI> m_import;
-  std::map<std::string, std::string> m_proper;
+  std::map<std::string, std::string> m_normal;
   Outcome m_outcome = Outcome::kDone;
 };
 

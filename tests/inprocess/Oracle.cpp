@@ -47,7 +47,7 @@ bool SkipDeclaration(std::string_view& text) {
 }
 
 /// State of the walk over a tree.
-struct Census {
+struct TreeCounts {
   struct NameKind {
     bool isCounted = false;
     bool isFaultCode = false;
@@ -111,7 +111,7 @@ std::wstring LocalName(const Node* node) {
   return local.empty() || IsInsideNamesOnly(local.front()) ? name : local;
 }
 
-void Census::Visit(const xmlNode* node, std::size_t level) {
+void TreeCounts::Visit(const xmlNode* node, std::size_t level) {
   for (; node; node = node->next) {
     if (node->type != XML_ELEMENT_NODE) continue;
     depth = std::max(depth, level);
@@ -136,7 +136,7 @@ void Census::Visit(const xmlNode* node, std::size_t level) {
 }
 
 /// libxml2 interns the names of a document, so equal names have the same address.
-const Census::NameKind& Census::KindOf(const xmlNode* element) {
+const TreeCounts::NameKind& TreeCounts::KindOf(const xmlNode* element) {
   const auto [found, isNew] = kinds.try_emplace(element->name);
   if (isNew) {
     using BaseStringUtil::IsCaseInsensitiveMatch;
@@ -188,7 +188,7 @@ Verdict JudgeDocument(std::string_view given, String::View countedName, std::wst
           XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_IGNORE_ENC),
       &xmlFreeDoc);
   if (!document) return verdict;
-  Census census;
+  TreeCounts census;
   census.countedName = countedName;
   census.elements = elements;
   census.Visit(document->children, 1);

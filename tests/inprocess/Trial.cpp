@@ -24,8 +24,8 @@ Trial::Trial(ServerInfo::TargetType target, const Exchange& exchange)
     : m_target(target),
       m_exchange(exchange),
       m_agent(MakeAgent(target)),
-      m_good(ShortReply(SampleFor(target), exchange.requestType).body) {
-  m_goodRecords = Run(m_good).records;
+      m_normal(ShortReply(SampleFor(target), exchange.requestType).body) {
+  m_normalRecords = Run(m_normal).records;
 }
 
 Trial::Result Trial::Run(std::string_view reply) {
@@ -49,8 +49,8 @@ Trial::Result Trial::Run(std::string_view reply) {
 }
 
 std::string Trial::Compare(std::string_view reply, const Result& result) const {
-  if ((result.number == kNoError) != result.text.empty()) return "an error without text";
-  if (result.text.find(L"\n") != String::npos) return "an error of several lines";
+  if ((result.number == kNoError) != result.text.empty()) return "no error text";
+  if (result.text.find(L"\n") != String::npos) return "an error text of more than one line";
   NarrowString text(reply);
   String charset;
   const bool isKnownCharset = MakeReplyUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes,
@@ -60,17 +60,17 @@ std::string Trial::Compare(std::string_view reply, const Result& result) const {
   const bool isRows = isKnownCharset && verdict.kind == Verdict::kRows;
   switch (m_outcome) {
     case Outcome::kRead:
-      if (!isRows) return "read in silence, though it is no well-formed document";
+      if (!isRows) return "an ill-formed document was read without error";
       if (m_exchange.recordName && result.records.size() != verdict.counted)
-        return "records lost or made up";
+        return "wrong number of records";
       return {};
     case Outcome::kFault:
-      return verdict.kind == Verdict::kFault ? "" : "a fault that is none";
+      return verdict.kind == Verdict::kFault ? "" : "a reply without fault was reported as a fault";
     case Outcome::kParseError:
-      return isRows || verdict.kind == Verdict::kFault ? "refused, though it is well-formed" : "";
+      return isRows || verdict.kind == Verdict::kFault ? "a well-formed reply was refused" : "";
     case Outcome::kNotXml:
       return isKnownCharset && verdict.kind != Verdict::kIllFormed
-                 ? "refused as no XML, though it is"
+                 ? "an XML reply was refused as not XML"
                  : "";
   }
   return {};
@@ -82,11 +82,11 @@ std::string Trial::Try(std::string_view reply, bool andNext) {
               : result.number == kFault      ? Outcome::kFault
               : result.number == kParseError ? Outcome::kParseError
                                              : Outcome::kNotXml;
-  if (std::string complaint = Compare(reply, result); !complaint.empty()) return complaint;
+  if (std::string violation = Compare(reply, result); !violation.empty()) return violation;
   if (!andNext) return {};
-  const Result after = Run(m_good);
-  if (after.number != kNoError) return "the next reply is not read";
-  return after.records == m_goodRecords ? "" : "the next reply is read differently";
+  const Result after = Run(m_normal);
+  if (after.number != kNoError) return "the next reply failed";
+  return after.records == m_normalRecords ? "" : "the next reply gave other records";
 }
 
 }  // namespace inprocess

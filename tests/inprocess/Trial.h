@@ -40,8 +40,8 @@ class Trial {
   const ServerInfo::TargetType m_target;
   const Exchange& m_exchange;
   const XmlADiscoverAgentHeap m_agent;
-  const std::string m_good;
-  std::vector<std::string> m_goodRecords;
+  const std::string m_normal;
+  std::vector<std::string> m_normalRecords;
   Outcome m_outcome = Outcome::kRead;
 };
 

@@ -340,7 +340,7 @@ TEST_P(HugeDocument, IsReadOrRefusedWithinTimeAndMemory) {
   support::PrintFigure(std::string("hostile document, ") + GetParam().what,
                        std::to_string(document.size() / 1000000) +
                            " MB: " + (outcome == "read" ? "read" : "refused") + " in " + time +
-                           " s with " + std::to_string(megabytes) + " MB of memory in all");
+                           " s with " + std::to_string(megabytes) + " MB of memory in total");
 }
 
 INSTANTIATE_TEST_SUITE_P(HostileDocuments, HugeDocument, testing::ValuesIn(kHuge),

@@ -58,11 +58,11 @@ TEST(MalformedImports, GiveAResultOrErrorsAndLeaveAUsableObject) {
   for (std::size_t i = 0; i < attacks.size(); i += step, ++tried) {
     const Attack& attack = attacks[i];
     ImportTrial& trial = *trials[attack.kind];
-    const std::string complaint =
+    const std::string violation =
         trial.Try(*attack.operation, [&](std::string_view requestType, std::size_t) {
           return requestType == attack.requestType ? attack.reply : std::string();
         });
-    ASSERT_EQ(complaint, "") << attack.operation->name << ", " << attack.requestType << "\n"
+    ASSERT_EQ(violation, "") << attack.operation->name << ", " << attack.requestType << "\n"
                              << attack.reply;
     ++counts[static_cast<std::size_t>(trial.LastOutcome())];
   }
@@ -73,7 +73,7 @@ TEST(MalformedImports, GiveAResultOrErrorsAndLeaveAUsableObject) {
                        std::to_string(tried) + " imports: " + std::to_string(counts[0]) +
                            " with a result, " + std::to_string(counts[1]) +
                            " with an error text, " + std::to_string(counts[2]) +
-                           " stopped for two levels with one number, 0 other logic errors");
+                           " stopped for two levels with the same number, 0 other logic errors");
 }
 
 }  // namespace

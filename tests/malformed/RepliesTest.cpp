@@ -41,13 +41,13 @@ class Trials {
     Trial& trial = TrialFor(origin);
     // In the long form, millions of bad replies follow each other with an occasional normal one.
     const bool andNext = !support::IsLong() || ++m_tried % 10 == 0;
-    const std::string complaint = trial.Try(body, andNext);
+    const std::string violation = trial.Try(body, andNext);
     const double seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
     m_slowest = std::max(m_slowest, seconds);
     ++m_counts[trial.LastOutcome()];
-    if (complaint.empty()) return;
+    if (violation.empty()) return;
     ++m_complaints;
-    ADD_FAILURE() << complaint << ": " << origin.name << ", " << what;
+    ADD_FAILURE() << violation << ": " << origin.name << ", " << what;
   }
 
   /// Prints the figure, and expects that no reply took long.
@@ -61,7 +61,7 @@ class Trials {
     support::PrintFigure(
         what, std::to_string(all) + " replies tried: " + Count(Trial::Outcome::kParseError) +
                   " refused by the reader, " + Count(Trial::Outcome::kNotXml) +
-                  " refused as no XML, " + Count(Trial::Outcome::kFault) + " faults, " +
+                  " refused as not XML, " + Count(Trial::Outcome::kFault) + " faults, " +
                   Count(Trial::Outcome::kRead) + " read; " + std::to_string(m_complaints) +
                   " wrong, the slowest took " + slowest + " s");
   }

@@ -558,13 +558,13 @@ TEST_P(Scaling, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
   std::size_t count = 0;
   for (const Path& path : GetParam().paths()) {
     const support::Growth growth = support::MeasureGrowth(path.least, path.most, path.make);
-    EXPECT_EQ(growth.complaint, "") << path.name;
+    EXPECT_EQ(growth.violation, "") << path.name;
     worst = std::max(worst, growth.lastingRatio);
     ++count;
   }
   char text[100];
   std::snprintf(text, sizeof text, "%zu paths, at most %.2f times", count, worst);
-  support::PrintFigure("CPU time for twice the input, " + std::string(GetParam().name), text);
+  support::PrintFigure("CPU time for double input, " + std::string(GetParam().name), text);
 }
 
 TEST_P(Scaling, StopsWithin100Milliseconds) {
@@ -589,7 +589,7 @@ TEST_P(Scaling, StopsWithin100Milliseconds) {
   char text[100];
   std::snprintf(text, sizeof text, "%zu paths, %d moments each, within %.0f ms", count, moments,
                 longest * 1000);
-  support::PrintFigure("stopped while at work on " + std::string(GetParam().name), text);
+  support::PrintFigure("cancelled during " + std::string(GetParam().name), text);
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, Scaling, testing::ValuesIn(kGroups),

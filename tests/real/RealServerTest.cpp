@@ -54,7 +54,7 @@ class RealServer {
   RealServer& operator=(const RealServer&) = delete;
 
   const std::string& Url() const { return m_url; }
-  const std::string& Complaint() const { return m_complaint; }
+  const std::string& Violation() const { return m_complaint; }
   /// Closes the server's standard input and waits. Returns the exit status, or -1.
   int End() {
     if (m_process <= 0) return m_status;
@@ -91,8 +91,8 @@ class Real : public testing::Test {
   void SetUp() override {
     if (!server->Url().empty()) return;
     const int status = server->End();
-    ASSERT_EQ(status, kPackageMissing) << "the server did not start: " << server->Complaint();
-    GTEST_SKIP() << "SKIPPED: no real server, " << server->Complaint();
+    ASSERT_EQ(status, kPackageMissing) << "the server did not start: " << server->Violation();
+    GTEST_SKIP() << "SKIPPED: no real server, " << server->Violation();
   }
 
   static Outcome Import(const Arguments& more) {
@@ -177,7 +177,7 @@ TEST_F(Real, AnotherPathIsAnErrorWithTheStatus) {
 
 TEST_F(Real, ServerEndsWithItsStandardInput) {
   RealServer other;
-  ASSERT_FALSE(other.Url().empty()) << other.Complaint();
+  ASSERT_FALSE(other.Url().empty()) << other.Violation();
   EXPECT_EQ(other.End(), 0);
   EXPECT_EQ(RunTool({"--url", other.Url(), "sources"}).status, 1);
 }
@@ -187,8 +187,8 @@ TEST(RealServerStart, NamesMissingPackagesAndExitsWith77) {
   RealServer bare;
   unsetenv("XMLA_REAL_JARS");
   EXPECT_EQ(bare.Url(), "");
-  EXPECT_THAT(bare.Complaint(), testing::StartsWith("these Debian packages are missing: "));
-  EXPECT_THAT(bare.Complaint(), HasSubstr("libmondrian-java"));
+  EXPECT_THAT(bare.Violation(), testing::StartsWith("these Debian packages are missing: "));
+  EXPECT_THAT(bare.Violation(), HasSubstr("libmondrian-java"));
   EXPECT_EQ(bare.End(), kPackageMissing);
 }
 

@@ -47,11 +47,10 @@ struct Tally {
       ++errors;
   }
   void Print(const std::string& what) const {
-    support::PrintFigure(
-        what, std::to_string(tries) + " tried: " + std::to_string(outOfMemory) +
-                  " ended by bad_alloc, " + std::to_string(errors) + " by an error text, " +
-                  std::to_string(whole) +
-                  " did without; 0 crashes, leaks, wrong records, unusable objects");
+    support::PrintFigure(what, std::to_string(tries) + " tried: " + std::to_string(outOfMemory) +
+                                   " ended by bad_alloc, " + std::to_string(errors) +
+                                   " by an error text, " + std::to_string(whole) +
+                                   " succeeded; 0 crashes, leaks, wrong records, unusable objects");
   }
 };
 
@@ -68,7 +67,7 @@ Outcome Try(const Operation& operation, const Kind& kind, const std::string& url
       operation.run(subject, outputs);
     });
   }
-  EXPECT_EQ(Complaint(operation, outcome, whole), "");
+  EXPECT_EQ(Violation(operation, outcome, whole), "");
   Outputs outputs;
   const Outcome again = OutcomeOf(outputs, [&] { operation.run(subject, outputs); });
   EXPECT_TRUE(again == whole) << "the object is not usable: " << ToText(again);

@@ -166,7 +166,7 @@ TEST(Descriptors, OfClientsCreatedConcurrentlyAreNotInherited) {
   }
   for (std::thread& thread : threads) thread.join();
   ExpectNothingInherited(before, "with 400 clients");
-  network::Figure("descriptors that started programs inherit",
+  network::Figure("descriptors inherited by started programs",
                   "none of clients at work, resolving, with kept connections, and made at once");
 }
 

@@ -191,7 +191,7 @@ class Place {
   }
 
   /// Describes what changed; empty if nothing did.
-  std::string Complaint(const Case& test, bool isOpened) const {
+  std::string Violation(const Case& test, bool isOpened) const {
     struct stat now {};
     if (isOpened) {
       if (lstat(File().c_str(), &now) != 0 || !S_ISREG(now.st_mode)) return "no file was made";
@@ -205,7 +205,7 @@ class Place {
         return "it was changed";
       if (S_ISREG(now.st_mode) && support::ReadFile(File()) != kText) return "it was written";
     } else if (lstat(File().c_str(), &now) == 0) {
-      return "a file was made";
+      return "a file was created";
     }
     if (support::ReadFile(m_base.Path() / "own.file") != kText) return "the target was written";
     if (!std::filesystem::is_empty(m_base.Path() / "own.d")) return "the target got a file";
@@ -330,18 +330,18 @@ TEST(ForeignFiles, AtThePlaceOfALogAreRefusedAndUnchanged) {
       EXPECT_THAT(outcome, AllOf(HasSubstr(test.outcome), testing::Not(HasSubstr("\n"))))
           << test.name << " as " << user;
       const bool isOpened = outcome == kOpened;
-      EXPECT_EQ(place.Complaint(test, isOpened), "") << test.name << " as " << user;
+      EXPECT_EQ(place.Violation(test, isOpened), "") << test.name << " as " << user;
       ++(isOpened ? opened : refused);
     }
   }
   if (geteuid() == 0) {
     EXPECT_LE(skipped, 2);  // device files, in a container
   }
-  support::PrintFigure(
-      "what others prepared in the place of an import log",
-      std::to_string(refused + opened) + " cases, " + std::to_string(refused) + " refused, " +
-          std::to_string(opened) + " of the user's own used, " + std::to_string(skipped) +
-          " that this machine does not let be made; nothing of others was changed");
+  support::PrintFigure("files of other users at the place of an import log",
+                       std::to_string(refused + opened) + " cases, " + std::to_string(refused) +
+                           " refused, " + std::to_string(opened) + " of the user itself used, " +
+                           std::to_string(skipped) +
+                           " that this machine cannot create; no foreign file was changed");
 }
 
 TEST(ForeignFiles, LinksInThePathOfALogAreNotFollowed) {

@@ -189,7 +189,7 @@ std::vector<Reply> Replies(std::size_t bytes) {
 }
 
 TEST(MemoryPerByte, OfAReplyIsLimited) {
-  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer uses additional memory";
   const std::size_t bytes = support::Effort<std::size_t>(1, 8) << 20;
   const support::TempDir logs;
   std::size_t count = 0;
@@ -215,13 +215,13 @@ TEST(MemoryPerByte, OfAReplyIsLimited) {
       ++count;
     }
   }
-  network::Figure("memory for each byte of a plain reply",
+  network::Figure("memory per byte of a plain reply",
                   network::Text(count, " replies, at most ", static_cast<int>(most), " bytes (",
                                 mostName, ")"));
 }
 
 TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
-  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer uses additional memory";
   const std::size_t bytes = support::Effort<std::size_t>(16, 250) << 20;
   const support::TempDir logs;
   const Reply replies[] = {
@@ -250,7 +250,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
     }
   }
   network::Figure(
-      "memory for each byte of a compressed reply",
+      "memory per byte of a compressed reply",
       network::Text(2 * std::size(replies), " replies of ", bytes >> 20, " MiB, at most ",
                     static_cast<long>(most), " bytes and ", mostMebibytes, " MiB in all"));
 }
@@ -309,7 +309,7 @@ std::string RowsOf(const Rowset& rowset, std::size_t count, const std::string& n
 }
 
 TEST(MemoryPerByte, OfManySmallRepliesIsLimited) {
-  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has memory of its own";
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer uses additional memory";
   // Limits that are a fraction of the defaults; memory is proportional.
   const std::uint64_t part = support::Effort<std::uint64_t>(200, 20);
   support::Settings settings;

@@ -74,7 +74,7 @@ TEST(ToolMemory, OnlyTheCubeThatDoesNotFitFails) {
   support::PrintFigure("the tool's import of 3 cubes under limits of memory",
                        std::to_string(alone + unwritten) + " runs: " + std::to_string(alone) +
                            " in which the large cube failed alone, " + std::to_string(unwritten) +
-                           " whose result could be read but not written, which was said");
+                           " whose result could be read but not written, which was reported");
 }
 
 }  // namespace

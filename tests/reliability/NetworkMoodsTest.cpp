@@ -180,13 +180,13 @@ std::string TryAll(void (*attempt)(const KindCase&, const MoodCase&)) {
 TEST_IN_CHILD(NetworkMoods, ImportReportsErrorsInTimeAndTheNextRequestSucceeds,
               {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1"}}) {
   const std::string tried = TryAll(ThroughTheImport);
-  Figure("misbehaving server, import interface",
+  Figure("server fault modes, import interface",
          tried + ", each with its text and in its time, the next request answered");
 }
 
 TEST(NetworkMoods, ToolReportsOneLineInTime) {
   const std::string tried = TryAll(ThroughTheTool);
-  Figure("misbehaving server, tool", tried + ", each status 1 and one line, or the result");
+  Figure("server fault modes, tool", tried + ", each status 1 and one line, or the result");
 }
 
 TEST(NetworkMoods, ReplyMayHave256Mebibytes) {

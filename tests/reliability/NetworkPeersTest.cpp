@@ -134,7 +134,7 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   });
   cases.clear();
   std::remove(trusted.c_str());
-  Figure("connections that do not come about",
+  Figure("connections that are never established",
          "a full queue, a silent handshake and a silent proxy given up after the time-out, used "
          "once they answered");
 }
@@ -247,7 +247,7 @@ TEST(NetworkPeers, RefusedAuthenticationIsNamedAndCanSucceedLater) {
                   });
     EXPECT_GE(refused, 2);  // one of the import, one of the tool
   }
-  Figure("log-ins refused again and again",
+  Figure("authentication that is always refused",
          Text(std::size(kLogIns), " kinds named in time, admitted afterwards"));
 }
 

@@ -99,13 +99,13 @@ std::string ToText(const Outcome& outcome) {
   return text;
 }
 
-std::string Complaint(const Operation& operation, const Outcome& outcome, const Outcome& whole) {
+std::string Violation(const Operation& operation, const Outcome& outcome, const Outcome& whole) {
   if (outcome == whole) return "";
-  if (outcome.end == Outcome::End::kOtherException) return "an unknown exception";
+  if (outcome.end == Outcome::End::kOtherException) return "an unexpected exception";
   if (outcome.end == Outcome::End::kErrorMessage && !operation.throwsErrors)
-    return "an ErrorMessage left an operation that reports errors as text";
+    return "an ErrorMessage passed to the caller of an operation that reports errors as text";
   if (!outcome.errors.starts_with("before\n") || !outcome.warnings.starts_with("before\n"))
-    return "an earlier text is gone";
+    return "the previous content of errors or warnings is missing";
   const bool isWarned = outcome.warnings != whole.warnings;
   const auto comparable = [isWarned](const std::string& record) {
     return isWarned ? record.substr(0, record.find(support::kMemberMark)) : record;
@@ -117,7 +117,7 @@ std::string Complaint(const Operation& operation, const Outcome& outcome, const 
     return std::equal(outcome.records.begin(), outcome.records.end(), whole.records.begin(),
                       whole.records.end(), same)
                ? ""
-               : "neither an error nor everything";
+               : "no error, but records are missing";
   }
   // With nothing done yet, only the previous content of the lists is there.
   auto place = whole.records.begin();
@@ -127,7 +127,8 @@ std::string Complaint(const Operation& operation, const Outcome& outcome, const 
             ? whole.records.end()
             : std::find_if(place, whole.records.end(),
                            [&](const std::string& other) { return same(record, other); });
-    if (found == whole.records.end()) return "a record that is not one of the whole: " + record;
+    if (found == whole.records.end())
+      return "a record that the undisturbed operation does not return: " + record;
     place = std::next(found);
   }
   return "";

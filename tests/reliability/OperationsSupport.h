@@ -70,7 +70,7 @@ Outcome OutcomeOf(Outputs& outputs, Run run);
 
 /// Compares the outcome of a disturbed operation with the undisturbed one. Returns the first
 /// violation of the interface's contract; empty if there is none.
-std::string Complaint(const Operation& operation, const Outcome& outcome, const Outcome& whole);
+std::string Violation(const Operation& operation, const Outcome& outcome, const Outcome& whole);
 
 std::string ThrownText(Outcome::End& end);
 void TakeTexts(const Outputs& outputs, Outcome& outcome);

@@ -201,11 +201,11 @@ TEST(ScalingOfTheNetwork, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
   std::size_t count = 0;
   for (const Path& path : NetworkPaths()) {
     const support::Growth growth = support::MeasureGrowth(path.least, path.most, path.make);
-    EXPECT_EQ(growth.complaint, "") << path.name;
+    EXPECT_EQ(growth.violation, "") << path.name;
     worst = std::max(worst, growth.lastingRatio);
     ++count;
   }
-  network::Figure("CPU time for twice as many headers and the like",
+  network::Figure("CPU time for double headers, cookies and similar input",
                   network::Text(count, " paths, at most ", worst, " times"));
 }
 
@@ -219,7 +219,7 @@ TEST(ScalingOfTheNetwork, StopsWithin100Milliseconds) {
     EXPECT_LE(seconds, allowed) << path.name;
     longest = std::max(longest, seconds);
   }
-  network::Figure("stopped while at work on headers and the like",
+  network::Figure("cancelled during headers and the like",
                   network::Text("within ", static_cast<int>(longest * 1000), " ms"));
 }
 
@@ -238,10 +238,10 @@ TEST(ScalingOfTheImportLog, DoubleTheReplyTakesAtMostTwoAndAHalfTimesTheTime) {
           const auto server = std::make_shared<WireServer>(Answer(body + "</root>"));
           return [=] { network::Import("http://" + server->Authority() + "/").DataSources(); };
         });
-    EXPECT_EQ(growth.complaint, "") << piece;
+    EXPECT_EQ(growth.violation, "") << piece;
     worst = std::max(worst, growth.lastingRatio);
   }
-  network::Figure("CPU time for twice the reply with an import log",
+  network::Figure("CPU time for a double reply with an import log",
                   network::Text(std::size(kBodies), " kinds of reply, at most ", worst, " times"));
 }
 
@@ -337,10 +337,10 @@ TEST(ScalingOfTheTool, DoubleTheResultTakesAtMostTwoAndAHalfTimesTheTime) {
           };
         },
         &ChildSeconds);
-    EXPECT_EQ(growth.complaint, "") << path.name;
+    EXPECT_EQ(growth.violation, "") << path.name;
     worst = std::max(worst, growth.lastingRatio);
   }
-  network::Figure("CPU time of the tool for twice the result",
+  network::Figure("CPU time of the tool for a double result",
                   network::Text(std::size(paths), " results, at most ", worst, " times"));
 }
 

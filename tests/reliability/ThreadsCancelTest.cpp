@@ -48,7 +48,7 @@ TEST(Cancelling, AtAnyAllocationOfAnyThreadEndsTheOperationAndLeavesAUsableObjec
         VXExecutionState state;
         Subject subject(kind, server.Url(kind.path));
         const Outcome outcome = run(subject, state, nth);
-        ASSERT_EQ(Complaint(operation, outcome, whole), "");
+        ASSERT_EQ(Violation(operation, outcome, whole), "");
         ASSERT_NE(outcome.end, Outcome::End::kOutOfMemory);
         if (!(outcome == whole)) {
           ASSERT_THAT(
@@ -63,7 +63,7 @@ TEST(Cancelling, AtAnyAllocationOfAnyThreadEndsTheOperationAndLeavesAUsableObjec
   EXPECT_GT(cancelled, tries / 2);
   support::PrintFigure("cancelled at an allocation of an operation, on any thread",
                        std::to_string(tries) + " tried: " + std::to_string(cancelled) +
-                           " ended by an error text, the others were done already; every object "
+                           " ended by an error text, the others had finished; every object "
                            "usable");
 }
 

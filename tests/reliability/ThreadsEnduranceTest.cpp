@@ -193,7 +193,7 @@ TEST(Endurance, ManyJobsWithRandomFaultsEndWithACompleteDocument) {
     text += ", " + std::to_string(count) + " with status " + std::to_string(status);
   EXPECT_GT(fullRuns, 0);
   network::Figure(
-      "import --jobs 32 against random moods",
+      "import --jobs 32 with random fault modes",
       network::Text(runs, " runs of ", cubes, " cubes, up to ", mostAtOnce,
                     " requests at once: ", text.substr(2), "; 0 hangs, every document whole"));
 }

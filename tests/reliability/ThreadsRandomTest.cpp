@@ -64,7 +64,7 @@ TEST(CancellingAtRandom, EndsAnyOperationAndLeavesAUsableObject) {
         begins = true;
         const Outcome outcome = RunUnder(state, operation, subject);
         host.join();
-        ASSERT_EQ(Complaint(operation, outcome, whole), "") << ToText(outcome);
+        ASSERT_EQ(Violation(operation, outcome, whole), "") << ToText(outcome);
         if (!AreSame(outcome, whole)) {
           ++cancelled;
           ASSERT_THAT(outcome.thrown + outcome.errors + outcome.warnings,

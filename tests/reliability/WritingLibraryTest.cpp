@@ -191,8 +191,9 @@ TEST_F(Writing, LogWriteErrorAnywhereKeepsTheImportComplete) {
   run(RLIM_INFINITY);
   const rlim_t step = support::Effort<rlim_t>(whole / 9, 97);
   for (rlim_t limit = 2; limit < whole && !HasFailure(); limit += step) run(limit);
-  support::PrintFigure("disk full at a place of the import log",
-                       std::to_string(tried) + " places tried, every import whole, each told once");
+  support::PrintFigure(
+      "disk full at a place of the import log",
+      std::to_string(tried) + " places tried, every import complete, each error reported once");
 }
 
 TEST_F(Writing, UnopenableLogIsAnErrorAndKeepsTheFormerConnection) {
@@ -235,7 +236,7 @@ TEST_F(Writing, ReadOnlyDiskIsAnErrorWithThePath) {
   ExemptServer server;
   Subject subject(kKinds[0], server.Url(kKinds[0].path));
   std::filesystem::create_directory(File("disk"));
-  const auto complaint = [](auto open) -> std::string {
+  const auto violation = [](auto open) -> std::string {
     try {
       open();
     } catch (const ErrorMessage& error) {
@@ -246,11 +247,11 @@ TEST_F(Writing, ReadOnlyDiskIsAnErrorWithThePath) {
     return {};
   };
   const bool isMounted = WithReadOnlyDisk(File("disk"), [&] {
-    const std::string file = complaint([&] {
+    const std::string file = violation([&] {
       AFile::MakeFile()->Open(support::Wide(File("disk") + "/file"), AFile::kModeWriteFromEmpty);
     });
     const LogOn log(File("disk") + "/logs");
-    const std::string logged = complaint([&] {
+    const std::string logged = violation([&] {
       subject.import.SetupConnInfo(subject.url, L"", L"", subject.kind.target,
                                    ServerInfo::kCLIXMLA);
     });

@@ -98,7 +98,7 @@ Growth MeasureGrowth(std::size_t least, std::size_t most,
       std::snprintf(text, sizeof text,
                     "size %zu takes %.4f s, and twice as much %.4f s: %.1f times", size / 2,
                     smallSeconds, largeSeconds, ratio);
-      growth.complaint = text;
+      growth.violation = text;
       return growth;
     }
     if (size > most) break;

@@ -15,7 +15,7 @@ struct Growth {
   /// ignored, since the time jumps where data exceed a cache.
   double lastingRatio = 0;
   double longestSeconds = 0;  ///< of CPU time
-  std::string complaint;  ///< description of a violation; empty if doubling the input never costs
+  std::string violation;  ///< description of a violation; empty if doubling the input never costs
                           ///< more than allowed
 };
 

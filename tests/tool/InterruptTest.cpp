@@ -64,8 +64,8 @@ class Interrupt : public testing::Test {
     support::PrintFigure("the tool interrupted while it waits, renders and writes",
                          std::to_string(m_ended) + " cases ended within " +
                              std::to_string(static_cast<int>(m_longest * 100) + 1) +
-                             " % of the time they have, " + std::to_string(m_repeated) +
-                             " tried again for being slower");
+                             " % of the allowed time, " + std::to_string(m_repeated) +
+                             " repeated because they were slower");
   }
 
  private:

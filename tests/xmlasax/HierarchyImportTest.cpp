@@ -606,7 +606,7 @@ TEST(HierarchyImport, StripsBracketsForEveryKind) {
     EXPECT_EQ(hierarchy.m_hierarchyName, String(L"DimHier")) << target;
     EXPECT_EQ(hierarchy.m_dimensionUniqueName, String(L"Di m")) << target;
     const OTXMLALevel& level = hierarchy.m_levels.at(0);
-    EXPECT_EQ(level.m_externalName, String(L"[a] level.*?'")) << target;  // as it came
+    EXPECT_EQ(level.m_externalName, String(L"[a] level.*?'")) << target;  // unchanged
     ASSERT_EQ(level.m_memberProperties.size(), 1u) << target;
     EXPECT_EQ(level.m_memberProperties[0].m_externalName, String(L"a prop")) << target;
     EXPECT_EQ(level.m_memberProperties[0].m_name, String(L"aprop")) << target;

@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, MeasureUniqueName,
                                          NameCase{L"[Measures].[", L"["},    // 12
                                          NameCase{L"[Measures].[]", L""},    // 13
                                          NameCase{L"[Measures].[X]", L"X"},  // 14
-                                         // the same cut wherever the pattern stands
+                                         // removes the pattern anywhere
                                          NameCase{L"abc[Measures].[Sales]", L"].[Sales"},
                                          NameCase{L"Total of all [Measures]", L" [Measures"}));
 
