@@ -45,7 +45,7 @@ class RealServer {
     m_input = in[1];
     m_url = ReadLine(out[0]);
     // Without an address, the process has ended and printed the reason.
-    if (m_url.empty()) m_complaint = ReadLine(err[0]);
+    if (m_url.empty()) m_message = ReadLine(err[0]);
     close(out[0]);
     m_errors = err[0];
   }
@@ -54,7 +54,7 @@ class RealServer {
   RealServer& operator=(const RealServer&) = delete;
 
   const std::string& Url() const { return m_url; }
-  const std::string& Violation() const { return m_complaint; }
+  const std::string& Message() const { return m_message; }
   /// Closes the server's standard input and waits. Returns the exit status, or -1.
   int End() {
     if (m_process <= 0) return m_status;
@@ -78,33 +78,33 @@ class RealServer {
   int m_errors = -1;
   int m_status = -1;
   std::string m_url;
-  std::string m_complaint;
+  std::string m_message;
 };
 
 class Real : public testing::Test {
  protected:
-  static void SetUpTestSuite() { server = new RealServer; }
+  static void SetUpTestSuite() { m_server = new RealServer; }
   static void TearDownTestSuite() {
-    delete server;
-    server = nullptr;
+    delete m_server;
+    m_server = nullptr;
   }
   void SetUp() override {
-    if (!server->Url().empty()) return;
-    const int status = server->End();
-    ASSERT_EQ(status, kPackageMissing) << "the server did not start: " << server->Violation();
-    GTEST_SKIP() << "SKIPPED: no real server, " << server->Violation();
+    if (!m_server->Url().empty()) return;
+    const int status = m_server->End();
+    ASSERT_EQ(status, kPackageMissing) << "the server did not start: " << m_server->Message();
+    GTEST_SKIP() << "SKIPPED: no real server, " << m_server->Message();
   }
 
   static Outcome Import(const Arguments& more) {
-    Arguments arguments{"--url", server->Url()};
+    Arguments arguments{"--url", m_server->Url()};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return RunTool(arguments);
   }
 
-  static RealServer* server;
+  static RealServer* m_server;
 };
 
-RealServer* Real::server = nullptr;
+RealServer* Real::m_server = nullptr;
 
 /// One call and the file with its expected standard output.
 struct Case {
@@ -168,7 +168,7 @@ TEST_F(Real, UnknownCatalogOrCubeListsExistingOnes) {
 
 TEST_F(Real, AnotherPathIsAnErrorWithTheStatus) {
   // The web server answers there with an HTML page.
-  std::string url = server->Url();
+  std::string url = m_server->Url();
   url.resize(url.rfind('/'));
   const Outcome outcome = RunTool({"--url", url + "/elsewhere", "sources"});
   EXPECT_EQ(outcome.status, 1);
@@ -177,7 +177,7 @@ TEST_F(Real, AnotherPathIsAnErrorWithTheStatus) {
 
 TEST_F(Real, ServerEndsWithItsStandardInput) {
   RealServer other;
-  ASSERT_FALSE(other.Url().empty()) << other.Violation();
+  ASSERT_FALSE(other.Url().empty()) << other.Message();
   EXPECT_EQ(other.End(), 0);
   EXPECT_EQ(RunTool({"--url", other.Url(), "sources"}).status, 1);
 }
@@ -187,8 +187,8 @@ TEST(RealServerStart, NamesMissingPackagesAndExitsWith77) {
   RealServer bare;
   unsetenv("XMLA_REAL_JARS");
   EXPECT_EQ(bare.Url(), "");
-  EXPECT_THAT(bare.Violation(), testing::StartsWith("these Debian packages are missing: "));
-  EXPECT_THAT(bare.Violation(), HasSubstr("libmondrian-java"));
+  EXPECT_THAT(bare.Message(), testing::StartsWith("these Debian packages are missing: "));
+  EXPECT_THAT(bare.Message(), HasSubstr("libmondrian-java"));
   EXPECT_EQ(bare.End(), kPackageMissing);
 }
 

@@ -326,12 +326,12 @@ TEST(Connection, SetupKeepsParametersAndSendsNothing) {
 
 /// An agent that records its destruction.
 struct MortalAgent : XmlADiscoverAgentImpl {
-  explicit MortalAgent(int& deaths)
+  explicit MortalAgent(int& count)
       : XmlADiscoverAgentImpl(L"http://127.0.0.1:1/", L"", L"", ServerInfo::kTessera,
                               ServerInfo::kCLIXMLA, false),
-        m_deaths(deaths) {}
-  ~MortalAgent() override { ++m_deaths; }
-  int& m_deaths;
+        deaths(count) {}
+  ~MortalAgent() override { ++deaths; }
+  int& deaths;
 };
 
 TEST(Connection, SecondSetupReplacesOnlyTheAgent) {

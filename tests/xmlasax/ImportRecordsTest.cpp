@@ -239,9 +239,9 @@ TEST(ImportRecords, FailedCopyKeepsTheOriginal) {
 
 TEST(ImportRecords, StringVectorIsDeletedThroughItsOwnType) {
   struct Derived : VXStringVector {
-    explicit Derived(bool& gone) : m_gone(gone) {}
-    ~Derived() override { m_gone = true; }
-    bool& m_gone;
+    explicit Derived(bool& flag) : gone(flag) {}
+    ~Derived() override { gone = true; }
+    bool& gone;
   };
   bool gone = false;
   VXStringVector* const list = new Derived(gone);
