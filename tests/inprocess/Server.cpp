@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "HTTPTransfer.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/VXAssert.h"
+#include "http/HTTPTransfer.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "ReplyCharset.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "http/ReplyCharset.h"
 #include "inprocess/Oracle.h"
 #include "inprocess/Server.h"
 

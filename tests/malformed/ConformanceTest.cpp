@@ -13,10 +13,10 @@
 #include <memory>
 #include <set>
 
-#include "ReplyCharset.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
+#include "http/ReplyCharset.h"
 #include "support/Effort.h"
 
 namespace {

@@ -1,0 +1,73 @@
+#include "http/HTTPCookies.h"
+
+#include <algorithm>
+
+#include "http/HTTPHeaderText.h"
+
+namespace {
+
+/// The text up to the separator, without blanks around it; `rest` goes on behind the separator.
+std::string_view Next(std::string_view& rest, char separator) {
+  const std::size_t end = std::min(rest.find(separator), rest.size());
+  const std::string_view part = rest.substr(0, end);
+  rest.remove_prefix(std::min(end + 1, rest.size()));
+  return HTTPHeaderText::Trimmed(part);
+}
+
+bool IsBelow(std::string_view path, std::string_view folder) {
+  return path.starts_with(folder) &&
+         (path.size() == folder.size() || folder.ends_with('/') || path[folder.size()] == '/');
+}
+
+}  // namespace
+
+void HTTPCookies::Take(std::string_view header, bool (*isPast)(const std::string& date)) {
+  if (std::any_of(header.begin(), header.end(), HTTPHeaderText::IsControl)) return;
+  std::string_view value = Next(header, ';');
+  if (value.find('=') == std::string_view::npos) return;
+  const std::string_view name = Next(value, '=');
+  if (name.empty()) return;
+
+  bool isGone = false;
+  bool hasAge = false;  // which counts more than a date
+  while (!header.empty()) {
+    std::string_view setting = Next(header, ';');
+    const std::string_view attribute = Next(setting, '=');
+    if (HTTPHeaderText::IsSame(attribute, "path")) {
+      if (setting.starts_with('/') && !IsBelow(m_servicePath, setting)) return;
+    } else if (HTTPHeaderText::IsSame(attribute, "max-age")) {
+      hasAge = true;
+      isGone = setting.starts_with('-') || setting.find_first_not_of('0') == std::string_view::npos;
+    } else if (HTTPHeaderText::IsSame(attribute, "expires") && !hasAge) {
+      isGone = isPast(std::string(setting));
+    }
+  }
+
+  const auto same = std::find_if(m_cookies.begin(), m_cookies.end(),
+                                 [name](const Cookie& cookie) { return cookie.name == name; });
+  if (isGone) {
+    if (same != m_cookies.end()) m_cookies.erase(same);
+    return;
+  }
+  std::size_t count = 1;
+  std::size_t bytes = name.size() + value.size();
+  for (auto cookie = m_cookies.begin(); cookie != m_cookies.end(); ++cookie) {
+    if (cookie == same) continue;
+    ++count;
+    bytes += cookie->name.size() + cookie->value.size();
+  }
+  if ((m_maxCount != 0 && count > m_maxCount) || (m_maxBytes != 0 && bytes > m_maxBytes)) return;
+  if (same == m_cookies.end())
+    m_cookies.push_back({std::string(name), std::string(value)});
+  else
+    same->value = value;
+}
+
+std::string HTTPCookies::ForRequest() const {
+  std::string line;
+  for (const Cookie& cookie : m_cookies) {
+    if (!line.empty()) line += "; ";
+    line += cookie.name + '=' + cookie.value;
+  }
+  return line;
+}

@@ -1,0 +1,114 @@
+#include "http/HTTPFailure.h"
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "http/HTTPStatus.h"
+#include "system/Cancellation.h"
+#include "system/SystemReason.h"
+
+namespace {
+
+/// "#" stands for the number.
+struct Text {
+  const wchar_t* what;
+  const wchar_t* advice;
+};
+
+Text TextOf(HTTPFailure failure) noexcept {
+  constexpr const wchar_t* kSmaller = L"choose a smaller part of the server's metadata";
+  constexpr const wchar_t* kLonger = L"try again, or with a longer time-out";
+  switch (failure) {
+    case HTTPFailure::kNone:
+    case HTTPFailure::kCancelled:  // StopText says it
+      return {L"", L""};
+    case HTTPFailure::kNoAnswer:
+      return {L"The server has sent no answer for # seconds", kLonger};
+    case HTTPFailure::kSilence:
+      return {L"The server stopped in the middle of its reply and has sent nothing for # seconds",
+              kLonger};
+    case HTTPFailure::kReplyTooLong:
+      return {L"The reply is longer than # bytes (limit maxReplyBytes)", kSmaller};
+    case HTTPFailure::kHeadersTooLong:
+      return {L"The reply has more than # bytes of headers (limit maxHeaderBytes)",
+              L"check that the URL is that of an XML for Analysis service"};
+    case HTTPFailure::kRatioTooHigh:
+      return {
+          L"The reply is more than # times as long as its compressed form (limit "
+          L"maxCompressionRatio)",
+          kSmaller};
+    case HTTPFailure::kBadHeaderLine:
+      return {L"A header line of the answer has a carriage return inside",
+              L"have the server, or the proxy, put right"};
+    case HTTPFailure::kPackedTwice:
+      return {L"The reply is compressed more than once, which is not accepted",
+              L"have the server, or the proxy, compress it only once"};
+    case HTTPFailure::kOutOfMemory:
+      return {L"There is not enough memory for the reply", L""};
+    case HTTPFailure::kUnknownHost:
+      return {L"The host of the service is not known", L"check the spelling of the host name"};
+    case HTTPFailure::kUnknownProxy:
+      return {L"The host of the proxy is not known", L"check the environment's proxy setting"};
+    case HTTPFailure::kNotConnected:
+      return {L"There is no connection to the service",
+              L"check host and port, that the service is running, and the proxy if the environment "
+              L"names one"};
+    case HTTPFailure::kNotConnectedInTime:
+      return {L"No connection to the service came about within # seconds",
+              L"check host and port, or try a longer time-out"};
+    case HTTPFailure::kUntrustedCertificate:
+      return {L"The server's certificate is not trusted",
+              L"have the certificate put right, or name the file of its authority's certificate in "
+              L"SSL_CERT_FILE"};
+    case HTTPFailure::kUnreadableCertificates:
+      return {L"The file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
+    case HTTPFailure::kNoTLS:
+      return {L"The server does not speak TLS as it should",
+              L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
+    case HTTPFailure::kNothingCame:
+      return {L"The server closed the connection without an answer",
+              L"check that the port is that of a web server, and try again"};
+    case HTTPFailure::kCut:
+      return {L"The connection was cut in the middle of the reply", L"try again"};
+    case HTTPFailure::kBrokenWhileReading:
+      return {L"The connection broke while the reply was read", L"try again"};
+    case HTTPFailure::kBrokenWhileSending:
+      return {L"The connection broke while the request was sent", L"try again"};
+    case HTTPFailure::kBadCompression:
+      return {L"The reply's compression is broken or not known",
+              L"try again, or switch the server's compression off"};
+    case HTTPFailure::kNotHTTP:
+      return {L"The answer is not HTTP", L"check that the port is that of a web server"};
+    case HTTPFailure::kProxyRefuses:
+      return {L"The proxy does not let the connection through",
+              L"check the environment's proxy setting"};
+    case HTTPFailure::kOther:
+      break;
+  }
+  return {L"The request failed", L""};
+}
+
+}  // namespace
+
+void DescribeHTTPFailure(const HTTPFailureFacts& facts, String& what, String& advice) {
+  const HTTPFailure failure = facts.failure;
+  const Text text = TextOf(failure);
+  what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
+  advice = text.advice;
+  BaseStringUtil::ReplacePatternInString(what, L"#", BaseStringUtil::StringFrom(facts.number));
+  if (IsOwnDoing(failure) || failure == HTTPFailure::kNotConnectedInTime) return;
+  if (facts.proxyStatus >= 300) {
+    what = TextOf(HTTPFailure::kProxyRefuses).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
+    advice = HTTPStatus::Advice(facts.proxyStatus);
+    return;
+  }
+  // The system's reason is taken by number: libcurl's text of it may follow the locale.
+  const bool isSystems =
+      failure == HTTPFailure::kNotConnected || failure == HTTPFailure::kBrokenWhileReading ||
+      failure == HTTPFailure::kBrokenWhileSending || failure == HTTPFailure::kNothingCame;
+  const bool isPlain = failure == HTTPFailure::kNothingCame ||
+                       failure == HTTPFailure::kUnknownHost ||
+                       failure == HTTPFailure::kUnknownProxy;
+  if (isSystems && facts.systemError != 0)
+    what += L": " + SystemReason(facts.systemError);
+  else if (!isPlain && !facts.reason.empty())
+    what += L": " + facts.reason;
+}

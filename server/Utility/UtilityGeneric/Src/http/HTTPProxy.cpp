@@ -1,0 +1,47 @@
+#include "http/HTTPProxy.h"
+
+#include "Utility/Generic/Secret.h"
+#include "Utility/Generic/SystemUtility.h"
+#include "http/HTTPUrl.h"
+
+namespace HTTPProxy {
+namespace {
+
+constexpr const wchar_t* kAfterScheme = L"://";
+
+/// libcurl takes a proxy without a scheme for one of http.
+String WithScheme(const String& proxy) {
+  return proxy.find(kAfterScheme) == String::npos ? L"http://" + proxy : proxy;
+}
+
+}  // namespace
+
+String OfEnvironment(bool isHTTPS) {
+  // HTTP_PROXY in capitals is no such variable: a request's header "Proxy" becomes that in CGI.
+  constexpr const wchar_t* kForHTTP[] = {L"http_proxy", L"all_proxy", L"ALL_PROXY"};
+  constexpr const wchar_t* kForHTTPS[] = {L"https_proxy", L"HTTPS_PROXY", L"all_proxy",
+                                          L"ALL_PROXY"};
+  String proxy;
+  const auto find = [&proxy](const auto& names) {
+    for (const wchar_t* const name : names)
+      if (SystemUtility::Getenv(name, proxy) && !proxy.empty()) return;
+    proxy.clear();
+  };
+  if (isHTTPS)
+    find(kForHTTPS);
+  else
+    find(kForHTTP);
+  return proxy;
+}
+
+bool GetCredentials(const String& proxy, String& user, String& password) {
+  Secret<String> url(WithScheme(proxy));
+  return HTTPUrl::CutCredentials(url, user, password);
+}
+
+bool IsInClear(const String& proxy) {
+  const Secret<String> url(WithScheme(proxy));
+  return !HTTPUrl::IsHTTPS(url) && !HTTPUrl::IsThisMachine(url);
+}
+
+}  // namespace HTTPProxy

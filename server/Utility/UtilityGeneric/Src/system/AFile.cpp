@@ -1,0 +1,102 @@
+#include "Utility/Generic/AFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "system/PrivateFile.h"
+#include "system/SignalBlock.h"
+#include "system/SystemReason.h"
+
+namespace {
+
+[[noreturn]] void ThrowFor(const wchar_t* what, const String& name, int error) {
+  SUGThrow(ErrorMessage(String(what) + name + L"\": " + SystemReason(error)), L"AFile.cpp",
+           __LINE__);
+}
+
+class SystemFile final : public AFile {
+ public:
+  ~SystemFile() override { Close(); }
+
+  void Open(const String& name, unsigned int mode) override {
+    Close();
+    const NarrowString bytes =
+        BaseStringUtil::StringToStdString(name, BaseStringUtil::kCodePageUTF8);
+    if (bytes.find(std::string_view("\0", 1)) != NarrowString::npos)
+      ThrowFor(L"Cannot open the file \"", name, EINVAL);
+    m_path.assign(bytes.data(), bytes.size());
+    if ((mode & kModeCreate) != 0) {
+      m_descriptor = OpenPrivateFile(m_path);
+    } else {
+      const int flags = O_CLOEXEC | ((mode & kModeWrite) != 0 ? O_WRONLY : O_RDONLY);
+      do {
+        m_descriptor = ::open(m_path.c_str(), flags);
+      } while (m_descriptor < 0 && errno == EINTR);
+    }
+    if (m_descriptor < 0) ThrowFor(L"Cannot open the file \"", name, errno);
+    if ((mode & kModeTruncate) == 0) return;
+    // Should another writer empty the file meanwhile, what comes later leaves no hole.
+    if (::ftruncate(m_descriptor, 0) != 0 || ::fcntl(m_descriptor, F_SETFL, O_APPEND) != 0)
+      ThrowFor(L"Cannot empty the file \"", name, errno);
+  }
+
+  bool WriteBytes(const char* bytes, std::size_t count) override {
+    if (m_descriptor < 0) return false;
+    // A limit on the size of files, or a pipe that nobody reads, would kill the host.
+    const SignalBlock noLimitSignal(SIGXFSZ);
+    const SignalBlock noPipeSignal(SIGPIPE);
+    while (count > 0) {
+      const ssize_t written = ::write(m_descriptor, bytes, count);
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) {
+        Fail(written < 0 ? errno : ENOSPC);
+        return false;
+      }
+      bytes += written;
+      count -= static_cast<std::size_t>(written);
+    }
+    return true;
+  }
+
+  // Every write goes to the operating system at once: writers hand over whole log entries.
+  bool Flush() override { return m_descriptor >= 0 && !m_failed; }
+
+  bool Delete() override {
+    if (m_descriptor < 0) return false;
+    Close();
+    return ::unlink(m_path.c_str()) == 0;
+  }
+
+ private:
+  void Close() noexcept {
+    if (m_descriptor >= 0) ::close(m_descriptor);
+    m_descriptor = -1;
+    m_failed = false;
+  }
+
+  /// The first failure of a file is told; the others follow from it.
+  void Fail(int error) {
+    const auto& handler = ImportSettings::Current().onLogFailure;
+    if (std::exchange(m_failed, true) || !handler) return;
+    const NarrowString bytes(m_path.data(), m_path.size());
+    handler(BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8),
+            SystemReason(error));
+  }
+
+  int m_descriptor = -1;
+  bool m_failed = false;
+  std::string m_path;
+};
+
+}  // namespace
+
+AFile::~AFile() = default;
+
+Heap<AFile> AFile::MakeFile() { return std::make_unique<SystemFile>(); }

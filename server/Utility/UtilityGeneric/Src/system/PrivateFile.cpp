@@ -1,0 +1,122 @@
+#include "system/PrivateFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "system/Descriptor.h"
+#include "system/SystemReason.h"
+
+namespace {
+
+constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+
+[[noreturn]] void Refuse(const wchar_t* what, const std::string& path, const String& reason) {
+  SUGThrow(ErrorMessage(what +
+                        BaseStringUtil::StdStringToString(NarrowString(path.data(), path.size()),
+                                                          BaseStringUtil::kCodePageUTF8) +
+                        L"\": " + reason),
+           L"PrivateFile.cpp", __LINE__);
+}
+
+[[noreturn]] void RefuseDirectory(const std::string& path, const wchar_t* reason) {
+  Refuse(L"Cannot use the directory \"", path,
+         String(reason) + L" (choose one that belongs to you and that only you can write to)");
+}
+
+[[noreturn]] void RefuseFile(const std::string& path, const wchar_t* reason) {
+  Refuse(L"Cannot use the file \"", path,
+         String(reason) + L" (remove it, or choose another directory)");
+}
+
+bool IsTrusted(uid_t owner) { return owner == ::geteuid() || owner == 0; }
+
+int Open(int directory, const char* name, int flags) {
+  int descriptor;
+  do {
+    descriptor = ::openat(directory, name, flags | O_CLOEXEC, 0600);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+/// One step along a path: makes the directory `name` in `parent` if it is missing, and opens it;
+/// `path` names it in messages. A link of another user could lead anywhere, and is not followed.
+int OpenStep(int parent, const std::string& name, const std::string& path) {
+  const int makeError = ::mkdirat(parent, name.c_str(), 0700) == 0 ? 0 : errno;
+  struct stat status {};
+  int step = Open(parent, name.c_str(), O_PATH | O_NOFOLLOW);
+  // Where nothing can be made, such as in the root of a read-only system, what is there serves.
+  if (step < 0) {
+    const bool isThere = makeError == 0 || makeError == EEXIST;
+    Refuse(L"Cannot create the directory \"", path, SystemReason(isThere ? errno : makeError));
+  }
+  if (::fstat(step, &status) == 0 && S_ISLNK(status.st_mode)) {
+    ::close(step);
+    if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it is another user's symbolic link");
+    step = Open(parent, name.c_str(), O_PATH | O_DIRECTORY);
+  }
+  return step;
+}
+
+/// Opens the directory of the file, making it and those above it; negative on failure, see errno.
+int OpenDirectory(const std::string& path) {
+  int directory = Open(AT_FDCWD, path.starts_with('/') ? "/" : ".", O_PATH | O_DIRECTORY);
+  for (std::size_t begin = 0; directory >= 0;) {
+    begin = path.find_first_not_of('/', begin);
+    if (begin == std::string::npos) break;
+    const std::size_t end = std::min(path.find('/', begin), path.size());
+    const Descriptor parent(directory);
+    directory = OpenStep(parent.Number(), path.substr(begin, end - begin), path.substr(0, end));
+    begin = end;
+  }
+  return directory;
+}
+
+void CheckDirectory(int directory, const std::string& path) {
+  struct stat status {};
+  if (::fstat(directory, &status) != 0)
+    Refuse(L"Cannot use the directory \"", path, SystemReason(errno));
+  if (!S_ISDIR(status.st_mode)) Refuse(L"Cannot use the directory \"", path, SystemReason(ENOTDIR));
+  if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it belongs to another user");
+  if ((status.st_mode & kOthersWrite) != 0 && (status.st_mode & S_ISVTX) == 0)
+    RefuseDirectory(path, L"other users can write to it");
+}
+
+void CheckFile(int file, const std::string& path) {
+  struct stat status {};
+  if (::fstat(file, &status) != 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  if (!S_ISREG(status.st_mode)) RefuseFile(path, L"it is not a regular file");
+  if (status.st_uid != ::geteuid()) RefuseFile(path, L"it belongs to another user");
+  if (status.st_nlink != 1) RefuseFile(path, L"it has other names (hard links)");
+  if ((status.st_mode & kOthersWrite) != 0) RefuseFile(path, L"other users can write to it");
+}
+
+}  // namespace
+
+int OpenPrivateFile(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  std::string place = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  // Behind a slash the system would follow a link.
+  while (place.size() > 1 && place.back() == '/') place.pop_back();
+  const std::string name = path.substr(slash + 1);  // the whole path when there is no slash
+  const Descriptor directory(OpenDirectory(place));
+  if (directory.Number() < 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  CheckDirectory(directory.Number(), place);
+  // A special file would keep the caller waiting, or a terminal would become the process's own.
+  constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  const int made = Open(directory.Number(), name.c_str(), kFlags | O_CREAT | O_EXCL);
+  if (made >= 0) return made;
+  if (errno != EEXIST) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  const int found = Open(directory.Number(), name.c_str(), kFlags);
+  if (found < 0 && errno == ELOOP) RefuseFile(path, L"it is a symbolic link");
+  if (found < 0 && errno == ENXIO) RefuseFile(path, L"it is not a regular file");
+  if (found < 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  Descriptor kept(found);
+  CheckFile(found, path);
+  return kept.Release();
+}

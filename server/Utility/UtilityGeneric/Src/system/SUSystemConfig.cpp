@@ -1,0 +1,65 @@
+#include "Utility/Generic/SUSystemConfig.h"
+
+#include <unistd.h>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/SystemUtility.h"
+#include "system/OwnDirectory.h"
+
+namespace {
+
+String WithoutTrailingSlash(const String& directory) {
+  std::size_t length = directory.size();
+  while (length > 1 && directory[length - 1] == L'/') --length;
+  return directory.substr(0, length);
+}
+
+/// The variable's value when it is an absolute path: the rule of the XDG base directories, where a
+/// relative path is to be ignored.
+bool GetAbsolutePath(const wchar_t* variable, String& path) {
+  String value;
+  if (!SystemUtility::Getenv(variable, value) || value.empty() || value[0] != L'/') return false;
+  path = WithoutTrailingSlash(value);
+  return true;
+}
+
+String Below(const String& directory, const wchar_t* name) {
+  return directory == L"/" ? directory + name : directory + L"/" + name;
+}
+
+constexpr const wchar_t* kFolder = L"xmla-import";
+
+/// Below the user's own directories.
+bool GetStateDirectory(String& directory) {
+  if (GetAbsolutePath(L"XDG_STATE_HOME", directory)) return true;
+  if (!GetAbsolutePath(L"HOME", directory)) return false;
+  directory = Below(directory, L".local/state");
+  return true;
+}
+
+/// Where everybody has a directory, each needs one of their own.
+String TemporaryDirectory() {
+  String directory;
+  if (!GetAbsolutePath(L"TMPDIR", directory)) directory = L"/tmp";
+  return Below(directory, kFolder) + L"-" +
+         BaseStringUtil::StringFrom(static_cast<std::uint64_t>(::geteuid()));
+}
+
+}  // namespace
+
+SUSystemConfig& SUSystemConfig::GetSystemConfig() {
+  static SUSystemConfig config;
+  return config;
+}
+
+String SUSystemConfig::GetLogDirectory() const {
+  String directory = ImportSettings::Current().logDirectory;
+  if (!directory.empty()) return WithoutTrailingSlash(directory);
+  if (SystemUtility::Getenv(L"XMLA_IMPORT_LOG_DIR", directory) && !directory.empty())
+    return WithoutTrailingSlash(directory);
+  if (GetStateDirectory(directory)) return Below(directory, kFolder);
+  directory = TemporaryDirectory();
+  ClaimOwnDirectory(directory);
+  return directory;
+}

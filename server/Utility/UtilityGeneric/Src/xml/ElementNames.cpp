@@ -1,0 +1,30 @@
+#include "xml/ElementNames.h"
+
+#include "text/UnicodeConversion.h"
+
+namespace {
+
+// A server that makes up names without end gets no more memory than this for them.
+constexpr std::size_t kMostNames = 1024;
+constexpr std::size_t kLongestName = 256;
+
+String Widened(std::string_view name) {
+  String text;
+  const std::size_t length = UnicodeConversion::WideLength(name);
+  text.AppendFilled(length, [&](wchar_t* place) noexcept {
+    UnicodeConversion::Decode(name, place);
+    return length;
+  });
+  return text;
+}
+
+}  // namespace
+
+String ElementNames::Find(std::string_view name) {
+  if (const auto found = m_names.find(name); found != m_names.end()) return found->second;
+  String text = Widened(name);
+  if (name.size() > kLongestName) return text;
+  if (m_names.size() >= kMostNames) m_names.clear();
+  m_names.emplace(name, text);
+  return text;
+}

@@ -1,0 +1,116 @@
+#include "xml/SAX2ElementQueue.h"
+
+#include <chrono>
+#include <utility>
+
+#include "system/Cancellation.h"
+
+namespace {
+
+/// The parser waits while so much is ready, and goes on when half of it has been taken.
+constexpr std::size_t kMaxReadyBytes = std::size_t{128} << 10;
+
+/// How long the reader sleeps before it checks for a stop request again: a signal handler can make
+/// the request but cannot wake the reader.
+constexpr std::chrono::milliseconds kSlice{40};
+
+}  // namespace
+
+// In a forked child, threads of the parent count as waiting for ever, and the end of a condition
+// variable waits for them.
+SAX2ElementQueue::~SAX2ElementQueue() {
+  if (m_process != getpid()) static_cast<void>(m_waiting.release());
+}
+
+void SAX2ElementQueue::AnnounceLocked() noexcept {
+  m_current.store(++m_last, std::memory_order_release);
+  m_announced = true;
+  m_state = State::kOpen;
+  m_blocks.clear();
+  m_bytes = 0;
+  m_waiting->parser.notify_all();  // an earlier parse that waits for room must end
+}
+
+void SAX2ElementQueue::Announce() noexcept {
+  const std::lock_guard lock(m_mutex);
+  AnnounceLocked();
+}
+
+void SAX2ElementQueue::CancelLocked() noexcept {
+  if (m_state == State::kIdle || m_state == State::kCancelled) return;
+  m_current.store(kNone, std::memory_order_release);
+  m_state = State::kCancelled;
+  m_blocks.clear();
+  m_bytes = 0;
+  m_waiting->parser.notify_all();
+  m_waiting->reader.notify_all();
+}
+
+void SAX2ElementQueue::Cancel() noexcept {
+  const std::lock_guard lock(m_mutex);
+  CancelLocked();
+}
+
+SAX2ElementQueue::Generation SAX2ElementQueue::Begin() noexcept {
+  const std::lock_guard lock(m_mutex);
+  if (!m_announced) AnnounceLocked();
+  m_announced = false;
+  return m_current.load(std::memory_order_relaxed);
+}
+
+void SAX2ElementQueue::AddLocked(Block block) {
+  const std::size_t bytes = block->Bytes();
+  m_blocks.push_back(std::move(block));
+  m_bytes += bytes;
+}
+
+bool SAX2ElementQueue::Push(Generation parse, Block block) {
+  std::unique_lock lock(m_mutex);
+  if (m_bytes >= kMaxReadyBytes) {
+    m_waiting->parser.wait(lock,
+                           [&] { return !IsCurrent(parse) || m_bytes <= kMaxReadyBytes / 2; });
+  }
+  if (!IsCurrent(parse)) return false;
+  AddLocked(std::move(block));
+  lock.unlock();
+  m_waiting->reader.notify_one();
+  return true;
+}
+
+void SAX2ElementQueue::PushLast(Generation parse, Block block) {
+  const std::lock_guard lock(m_mutex);
+  if (IsCurrent(parse)) AddLocked(std::move(block));
+}
+
+bool SAX2ElementQueue::End(Generation parse, bool failed) noexcept {
+  {
+    const std::lock_guard lock(m_mutex);
+    if (!IsCurrent(parse)) return false;
+    m_state = failed ? State::kFailed : State::kComplete;
+  }
+  m_waiting->reader.notify_one();
+  return true;
+}
+
+SAX2ElementQueue::Delivery SAX2ElementQueue::Take(Block& block, Generation& parse) {
+  std::unique_lock lock(m_mutex);
+  for (;;) {
+    if (IsThreadToStop()) CancelLocked();
+    if (!m_blocks.empty() || m_state != State::kOpen) break;
+    m_waiting->reader.wait_for(lock, kSlice);
+  }
+  if (m_blocks.empty()) {
+    const State ended = std::exchange(m_state, State::kIdle);
+    if (ended == State::kFailed) return Delivery::kFailure;
+    return ended == State::kCancelled ? Delivery::kCancellation : Delivery::kEnd;
+  }
+  block = std::move(m_blocks.front());
+  m_blocks.pop_front();
+  m_bytes -= block->Bytes();
+  parse = m_last;
+  if (m_bytes <= kMaxReadyBytes / 2) {
+    lock.unlock();
+    m_waiting->parser.notify_one();
+  }
+  return Delivery::kBlock;
+}

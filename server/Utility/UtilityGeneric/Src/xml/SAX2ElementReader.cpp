@@ -1,0 +1,67 @@
+#include "xml/SAX2ElementReader.h"
+
+#include "system/Cancellation.h"
+
+SAX2ElementReader::SAX2ElementReader(SAX2ElementQueue& queue)
+    : m_queue(queue),
+      m_failed(new SAX2XmlElement(SAX2XmlElement::Kind::kError)),
+      m_cancelled(new SAX2XmlElement(SAX2XmlElement::Kind::kCancelled)) {}
+
+SAX2ElementReader::~SAX2ElementReader() {
+  try {
+    LeaveBlock();
+  } catch (...) {
+    m_element->Forget();  // out of memory, and somebody still holds the element
+  }
+}
+
+/// Lets the block go. An element that somebody keeps gets texts of its own.
+void SAX2ElementReader::LeaveBlock() {
+  if (m_element) {
+    if (m_element->GetRefCount() > 1) {
+      m_element->Detach();
+      m_element = nullptr;
+    } else {
+      m_element->Forget();
+    }
+  }
+  m_made.clear();
+  m_block.reset();
+}
+
+RefCnt<SAX2XmlElement> SAX2ElementReader::Next() {
+  if (m_element && m_element->GetRefCount() > 1) {
+    m_element->Detach();
+    m_element = nullptr;
+  }
+  if (!m_element) m_element = new SAX2XmlElement(SAX2XmlElement::Kind::kElement);
+  const SAX2ElementBlock::Record& record = m_block->records[m_next++];
+  m_element->Show(m_block->names[record.name], m_block->text.data() + m_textAt, record.length,
+                  m_made[record.name]);
+  m_textAt += record.length;
+  return m_element;
+}
+
+RefCnt<SAX2XmlElement> SAX2ElementReader::Read() {
+  for (;;) {
+    if (m_block) {
+      const bool isCurrent = m_queue.IsCurrent(m_parse) && !IsThreadToStop();
+      if (isCurrent && m_next < m_block->records.size()) return Next();
+      LeaveBlock();
+    }
+    switch (m_queue.Take(m_block, m_parse)) {
+      case SAX2ElementQueue::Delivery::kBlock:
+        m_made.clear();
+        m_made.resize(m_block->names.size());
+        m_next = 0;
+        m_textAt = 0;
+        break;
+      case SAX2ElementQueue::Delivery::kEnd:
+        return {};
+      case SAX2ElementQueue::Delivery::kFailure:
+        return m_failed;
+      case SAX2ElementQueue::Delivery::kCancellation:
+        return m_cancelled;
+    }
+  }
+}

@@ -1,0 +1,36 @@
+#include "xml/SAX2ElementWriter.h"
+
+#include <utility>
+
+namespace {
+
+// A block is handed over when it has so many elements or so much text.
+constexpr std::size_t kBlockElements = 512;
+constexpr std::size_t kBlockText = std::size_t{64} << 10;  // bytes
+
+}  // namespace
+
+void SAX2ElementWriter::StartBlock() {
+  m_block = std::make_unique<SAX2ElementBlock>();
+  if (++m_number > 1) m_block->records.reserve(kBlockElements);
+}
+
+bool SAX2ElementWriter::Add(Name& name, std::string_view value) {
+  if (!m_block) StartBlock();
+  if (name.block != m_number) {
+    m_block->names.push_back(name.text);
+    m_block->nameBytes += name.text.size() * sizeof(wchar_t);
+    name.index = static_cast<std::uint32_t>(m_block->names.size() - 1);
+    name.block = m_number;
+  }
+  m_block->text.append(value);
+  m_block->records.push_back({name.index, static_cast<std::uint32_t>(value.size())});
+  if (m_block->records.size() < kBlockElements &&
+      m_block->text.size() + m_block->nameBytes < kBlockText)
+    return !IsStopped();
+  return m_queue.Push(m_parse, std::move(m_block));
+}
+
+void SAX2ElementWriter::Finish() {
+  if (m_block) m_queue.PushLast(m_parse, std::move(m_block));
+}

@@ -1,0 +1,44 @@
+#include <utility>
+
+#include "Utility/Generic/SAX2XmlReadDriver.h"
+#include "text/UnicodeConversion.h"
+
+void SAX2XmlElement::Show(const String& name, const char* bytes, std::size_t byteCount,
+                          Made& last) noexcept {
+  m_name = &name;
+  m_value.clear();
+  m_bytes = bytes;
+  m_byteCount = byteCount;
+  m_last = &last;
+}
+
+void SAX2XmlElement::Decode() const {
+  const std::string_view bytes(m_bytes, m_byteCount);
+  // Many columns have the same value in every row: their elements share its text.
+  if (bytes == std::string_view(m_last->bytes, m_last->byteCount)) {
+    m_value = m_last->text;
+    m_byteCount = 0;
+    return;
+  }
+  String value;
+  const std::size_t length = UnicodeConversion::WideLength(bytes);
+  value.AppendFilled(length, [bytes, length](wchar_t* place) noexcept {
+    UnicodeConversion::Decode(bytes, place);
+    return length;
+  });
+  *m_last = {m_bytes, m_byteCount, value};
+  m_value = std::move(value);
+  m_byteCount = 0;
+}
+
+void SAX2XmlElement::Detach() {
+  if (m_byteCount != 0) Decode();
+  m_localName = *m_name;
+  m_name = &m_localName;
+}
+
+void SAX2XmlElement::Forget() noexcept {
+  m_name = &m_localName;
+  m_value.clear();
+  m_byteCount = 0;
+}

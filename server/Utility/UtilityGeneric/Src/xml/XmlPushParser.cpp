@@ -1,0 +1,433 @@
+#include "xml/XmlPushParser.h"
+
+#include <libxml/SAX2.h>
+#include <libxml/dict.h>
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/xmlerror.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "text/UnicodeConversion.h"
+#include "xml/ElementNames.h"
+#include "xml/XmlProlog.h"
+
+namespace {
+
+constexpr std::size_t kMaxDepth = 250;
+constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
+constexpr std::size_t kFeedBytes = 16384;                      // handed to libxml2 at a time
+// Beyond these the library's own tables and comparisons take more and more time for every byte.
+constexpr std::size_t kMaxTag = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kMaxNames = 100000;               // different ones
+constexpr std::size_t kMaxNamespaces = 1000;            // declared at one place
+constexpr std::size_t kMaxReasonLength = 300;
+constexpr std::size_t kMaxShownName = 80;  // characters
+
+/// Errors without a parser context, such as exhausted memory inside libxml2's buffers, would be
+/// printed on standard error. The handler is the thread's own; the host's comes back at the end.
+class QuietThread {
+ public:
+  QuietThread() : m_function(xmlStructuredError), m_context(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(nullptr, [](void*, xmlErrorPtr) {});
+  }
+  ~QuietThread() { xmlSetStructuredErrorFunc(m_context, m_function); }
+  QuietThread(const QuietThread&) = delete;
+  QuietThread& operator=(const QuietThread&) = delete;
+
+ private:
+  xmlStructuredErrorFunc m_function;
+  void* m_context;
+};
+
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+bool IsBlankText(std::string_view text) {
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+/// The library's reason, which may quote some lines of the document.
+std::string OneLine(std::string_view reason) {
+  std::string line(
+      reason.substr(0, std::min(reason.find_last_not_of("\r\n ") + 1, kMaxReasonLength)));
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  return line;
+}
+
+std::string_view LastLine(std::string_view text) { return text.substr(text.rfind('\n') + 1); }
+
+String FromUTF8(std::string_view bytes) {
+  return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
+}
+
+/// An element's name for an error text: a server may have made it as long as it likes.
+String ShownName(const String& name) {
+  return name.size() <= kMaxShownName ? name : name.substr(0, kMaxShownName) + L"...";
+}
+
+String FromNumber(std::size_t number) { return BaseStringUtil::StringFrom(number); }
+
+struct FreeParser {
+  void operator()(xmlParserCtxtPtr context) const noexcept {
+    // Nothing here builds a tree, but the parser makes a document of its own in odd cases.
+    if (context->myDoc) xmlFreeDoc(context->myDoc);
+    context->myDoc = nullptr;
+    // With handlers, xmlFreeParserCtxt compares them with the calling thread's defaults. It makes
+    // those for a thread that has none, and leaves them behind when the library is unloaded before
+    // the thread ends.
+    xmlFree(context->sax);
+    context->sax = nullptr;
+    xmlFreeParserCtxt(context);
+  }
+};
+
+bool IsErrorElement(const xmlChar* name) {
+  constexpr std::string_view kName = "error";
+  for (const char expected : kName)
+    if ((*name++ | 0x20) != expected) return false;
+  return *name == 0;
+}
+
+/// One parse. Its static members are libxml2's callbacks: no exception may leave them.
+class Parse {
+ public:
+  Parse(const NarrowString& text, SAX2ElementWriter& writer, String& error)
+      : m_text(text.view()), m_prolog(FindXmlDocument(m_text)), m_writer(writer), m_error(error) {}
+
+  XmlOutcome Run();
+
+ private:
+  struct CachedName {
+    const xmlChar* key = nullptr;  // in the parser's dictionary, which has each name once
+    SAX2ElementWriter::Name name;
+  };
+  struct Level {
+    const xmlChar* name;       // lives as long as the parser's dictionary
+    std::size_t textBegin;     // where the element's own text begins in m_characters
+    std::size_t segmentBegin;  // where the text since the last tag begins
+    std::size_t countedEnd;    // up to here the text's characters are counted ...
+    std::size_t counted;       // ... and this is how many they are
+    std::size_t namespaces;    // declared by the element and those around it
+    bool hasChildren;
+  };
+
+  static Parse& Self(void* self) { return *static_cast<Parse*>(self); }
+  template <class Work>
+  void Guarded(Work work) noexcept;
+  static void OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*,
+                      int namespaces, const xmlChar**, int attributes, int,
+                      const xmlChar** attribute) noexcept;
+  static void OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept;
+  static void OnCharacters(void* self, const xmlChar* characters, int length) noexcept;
+  static void OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept;
+  static void OnError(void* self, xmlErrorPtr error) noexcept;
+
+  void Start(const xmlChar* name, std::size_t namespaces);
+  void AddAttributes(const xmlChar** attribute, int count);
+  void Add(const xmlChar* name, std::string_view value);
+  void End(const xmlChar* name);
+  void AddText(std::string_view text);
+  void DropBlankSegment(Level& level);
+  SAX2ElementWriter::Name& NameOf(const xmlChar* name);
+
+  xmlParserCtxtPtr Context() const noexcept { return m_parser.get(); }
+  bool MakeContext();
+  bool Feed(std::size_t from, std::size_t to);
+  void CheckTables();
+  void Finish();
+  void FailHere(const String& reason);
+  void Fail(const String& reason, std::size_t line, std::size_t column);
+  void FailAtCharacter(std::size_t position);
+  void Stop() noexcept;
+
+  const std::string_view m_text;
+  const XmlProlog m_prolog;
+  SAX2ElementWriter& m_writer;
+  String& m_error;
+
+  std::unique_ptr<xmlParserCtxt, FreeParser> m_parser;
+  ElementNames m_names;
+  std::array<CachedName, 64> m_cachedNames;
+  std::string m_characters;  // the own text of all open elements, the innermost at the end
+  std::vector<Level> m_levels;
+  bool m_anyElement = false;
+  bool m_finishing = false;
+  bool m_failed = false;
+  bool m_stopped = false;
+  bool m_outOfMemory = false;
+};
+
+template <class Work>
+void Parse::Guarded(Work work) noexcept {
+  if (m_failed || m_stopped || m_outOfMemory) return;
+  try {
+    work();
+  } catch (...) {
+    m_outOfMemory = true;  // nothing else is thrown here
+    Stop();
+  }
+}
+
+void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
+                    const xmlChar**, int attributes, int, const xmlChar** attribute) noexcept {
+  Self(self).Guarded([=] {
+    Self(self).Start(name, static_cast<std::size_t>(namespaces));
+    if (IsErrorElement(name)) Self(self).AddAttributes(attribute, attributes);
+  });
+}
+
+void Parse::OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept {
+  Self(self).Guarded([=] { Self(self).End(name); });
+}
+
+void Parse::OnCharacters(void* self, const xmlChar* characters, int length) noexcept {
+  Self(self).Guarded([=] {
+    Self(self).AddText(
+        {reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length)});
+  });
+}
+
+void Parse::OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
+  Self(self).Guarded([=] {
+    Self(self).FailHere(L"a document type declaration is not accepted: SOAP forbids it");
+  });
+}
+
+void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
+  // Warnings and errors against the rules of namespaces, such as an undeclared prefix, are let be.
+  if (error->level != XML_ERR_FATAL) return;
+  Parse& parse = Self(self);
+  if (error->code == XML_ERR_NO_MEMORY) {
+    parse.m_outOfMemory = true;
+    return;
+  }
+  parse.Guarded([&parse, error] {
+    if (parse.m_finishing && error->code == XML_ERR_DOCUMENT_END) return;  // Finish knows better
+    parse.Fail(FromUTF8(OneLine(error->message ? error->message : "not well-formed")),
+               static_cast<std::size_t>(std::max(error->line, 1)),
+               static_cast<std::size_t>(std::max(error->int2, 1)));
+  });
+}
+
+void Parse::Start(const xmlChar* name, std::size_t namespaces) {
+  if (m_levels.size() >= kMaxDepth)
+    return FailHere(L"elements are nested deeper than " + FromNumber(kMaxDepth));
+  if (!m_levels.empty()) {
+    DropBlankSegment(m_levels.back());
+    m_levels.back().hasChildren = true;
+    namespaces += m_levels.back().namespaces;
+  }
+  if (namespaces > kMaxNamespaces)
+    return FailHere(L"more than " + FromNumber(kMaxNamespaces) + L" namespaces are declared");
+  m_anyElement = true;
+  const std::size_t begin = m_characters.size();
+  m_levels.push_back({name, begin, begin, begin, 0, namespaces, false});
+}
+
+void Parse::End(const xmlChar* name) {
+  if (m_levels.empty()) return;
+  Level& level = m_levels.back();
+  if (level.hasChildren) DropBlankSegment(level);
+  const std::size_t begin = level.textBegin;
+  Add(name, std::string_view(m_characters).substr(begin));
+  m_characters.resize(begin);
+  m_levels.pop_back();
+  if (!m_levels.empty()) m_levels.back().segmentBegin = m_characters.size();
+}
+
+void Parse::Add(const xmlChar* name, std::string_view value) {
+  if (m_writer.Add(NameOf(name), value)) return;
+  m_stopped = true;
+  Stop();
+}
+
+/// Delivers attributes like children. libxml2 gives five pointers for each: local name, prefix,
+/// URI, and the begin and the end of the value, in which only an ampersand is still escaped.
+void Parse::AddAttributes(const xmlChar** attribute, int count) {
+  constexpr std::string_view kAmpersand = "&#38;";
+  for (int i = 0; i < count && !m_failed && !m_stopped; ++i, attribute += 5) {
+    std::string_view rest(reinterpret_cast<const char*>(attribute[3]),
+                          static_cast<std::size_t>(attribute[4] - attribute[3]));
+    std::string value;
+    for (std::size_t at; (at = rest.find(kAmpersand)) != std::string_view::npos;) {
+      value.append(rest.substr(0, at)).append("&");
+      rest.remove_prefix(at + kAmpersand.size());
+    }
+    Add(attribute[0], value.append(rest));
+  }
+}
+
+void Parse::AddText(std::string_view text) {
+  if (m_levels.empty()) return;
+  m_characters.append(text);
+  Level& level = m_levels.back();
+  // No text has more characters than bytes: counting can wait until there are that many bytes.
+  if (m_characters.size() - level.textBegin <= kMaxElementText) return;
+  level.counted +=
+      UnicodeConversion::WideLength(std::string_view(m_characters).substr(level.countedEnd));
+  level.countedEnd = m_characters.size();
+  if (level.counted > kMaxElementText)
+    FailHere(L"the text of the element " + ShownName(NameOf(level.name).text) +
+             L" is longer than " + FromNumber(kMaxElementText) + L" characters");
+}
+
+void Parse::DropBlankSegment(Level& level) {
+  if (!IsBlankText(std::string_view(m_characters).substr(level.segmentBegin))) return;
+  m_characters.resize(level.segmentBegin);
+  if (level.countedEnd > level.segmentBegin) {
+    level.counted -= level.countedEnd - level.segmentBegin;  // blanks are one byte each
+    level.countedEnd = level.segmentBegin;
+  }
+}
+
+SAX2ElementWriter::Name& Parse::NameOf(const xmlChar* name) {
+  // The parser's dictionary gives equal names one address.
+  const auto address = reinterpret_cast<std::uintptr_t>(name);
+  auto& names = m_cachedNames;
+  CachedName& cached = names[(address ^ (address >> 6)) % names.size()];
+  if (cached.key != name) {
+    cached.key = nullptr;
+    cached.name = {m_names.Find(reinterpret_cast<const char*>(name))};
+    cached.key = name;
+  }
+  return cached.name;
+}
+
+void Parse::Stop() noexcept {
+  if (m_parser) xmlStopParser(Context());
+}
+
+void Parse::FailHere(const String& reason) {
+  Fail(reason, static_cast<std::size_t>(std::max(xmlSAX2GetLineNumber(Context()), 1)),
+       static_cast<std::size_t>(std::max(xmlSAX2GetColumnNumber(Context()), 1)));
+}
+
+/// `line` and `column` count from the document's first character; the error's from the text's.
+void Parse::Fail(const String& reason, std::size_t line, std::size_t column) {
+  if (m_failed) return;
+  const std::string_view skipped = m_text.substr(0, m_prolog.begin);
+  if (line == 1) column += UnicodeConversion::WideLength(LastLine(skipped));
+  line += static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), '\n'));
+  m_error = reason + L" (line " + FromNumber(line) + L", column " + FromNumber(column) + L")";
+  m_failed = true;
+  Stop();
+}
+
+void Parse::FailAtCharacter(std::size_t position) {
+  static constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
+  String code;
+  for (int shift = 12; shift >= 0; shift -= 4)
+    code += kDigits[static_cast<unsigned char>(m_text[position]) >> shift & 0xF];
+  const std::string_view before = m_text.substr(m_prolog.begin, position - m_prolog.begin);
+  Fail(L"the character U+" + code + L" is not allowed in XML",
+       static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1,
+       UnicodeConversion::WideLength(LastLine(before)) + 1);
+}
+
+bool Parse::MakeContext() {
+  xmlSAXHandler handler{};
+  handler.initialized = XML_SAX2_MAGIC;
+  handler.startElementNs = &OnStart;
+  handler.endElementNs = &OnEnd;
+  handler.characters = &OnCharacters;
+  handler.ignorableWhitespace = &OnCharacters;
+  handler.cdataBlock = &OnCharacters;
+  handler.internalSubset = &OnDocumentType;
+  handler.serror = &OnError;
+  m_parser.reset(xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr));
+  return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
+         xmlSwitchEncoding(Context(), XML_CHAR_ENCODING_UTF8) == 0;
+}
+
+/// Feeds a part of the text in small pieces; false when the parse is over.
+bool Parse::Feed(std::size_t from, std::size_t to) {
+  const bool asBlanks = from >= m_prolog.blankBegin && from < m_prolog.blankEnd;
+  while (from < to) {
+    if (m_writer.IsStopped()) m_stopped = true;
+    if (m_stopped) return false;
+    std::string_view piece = m_text.substr(from, std::min(kFeedBytes, to - from));
+    // Not in the middle of a character.
+    while (from + piece.size() < to && IsContinuation(m_text[from + piece.size()]))
+      piece.remove_suffix(1);
+    std::string blanks;
+    if (asBlanks) {  // the line numbers stay right
+      for (const char byte : piece)
+        if (!IsContinuation(byte)) blanks += byte == '\n' || byte == '\r' ? byte : ' ';
+    }
+    const std::string_view fed = asBlanks ? blanks : piece;
+    xmlParseChunk(Context(), fed.data(), static_cast<int>(fed.size()), 0);
+    CheckTables();
+    if (m_failed || m_stopped || m_outOfMemory) return false;
+    from += piece.size();
+  }
+  return true;
+}
+
+/// Refuses what would make the library slow, in time.
+void Parse::CheckTables() {
+  if (m_failed || m_stopped || m_outOfMemory) return;
+  const xmlParserInput& input = *Context()->input;
+  if (Context()->instate == XML_PARSER_START_TAG &&
+      static_cast<std::size_t>(input.end - input.cur) > kMaxTag)
+    FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
+  else if (xmlDictSize(Context()->dict) > static_cast<int>(kMaxNames))
+    FailHere(L"there are more than " + FromNumber(kMaxNames) + L" different names");
+}
+
+/// Tells the parser that the document ends here.
+void Parse::Finish() {
+  m_finishing = true;
+  xmlParseChunk(Context(), nullptr, 0, 1);
+  // A parser that got no memory for its input has stopped without a word.
+  if (!m_failed && !m_stopped && Context()->wellFormed && Context()->disableSAX)
+    m_outOfMemory = true;
+  if (m_failed || m_stopped || m_outOfMemory || Context()->wellFormed) return;
+  if (!m_levels.empty())
+    FailHere(L"the document ends inside the element " +
+             ShownName(NameOf(m_levels.back().name).text));
+  else if (m_anyElement)
+    FailHere(L"something unfinished or out of place stands behind the document's end");
+  else
+    FailHere(L"the document ends before its first element");
+}
+
+XmlOutcome Parse::Run() {
+  static std::once_flag initialized;
+  std::call_once(initialized, xmlInitParser);
+  const QuietThread quiet;
+  if (!MakeContext()) throw std::bad_alloc();
+
+  if (m_prolog.begin >= m_prolog.end) {
+    Fail(L"the document is empty", 1, 1);
+    return XmlOutcome::kFailed;
+  }
+  // A null character would make the parser see the text's end.
+  const std::size_t null = std::min(m_text.find('\0', m_prolog.begin), m_prolog.end);
+  const std::size_t blankBegin = std::min(m_prolog.blankBegin, null);
+  const std::size_t blankEnd = std::min(m_prolog.blankEnd, null);
+  const bool fed =
+      Feed(m_prolog.begin, blankBegin) && Feed(blankBegin, blankEnd) && Feed(blankEnd, null);
+  if (fed) {
+    if (null < m_prolog.end)
+      FailAtCharacter(null);
+    else
+      Finish();
+  }
+  if (m_stopped) return XmlOutcome::kStopped;
+  if (m_outOfMemory) throw std::bad_alloc();
+  if (m_failed) return XmlOutcome::kFailed;
+  return XmlOutcome::kWellFormed;
+}
+
+}  // namespace
+
+XmlOutcome ParseXmlText(const NarrowString& text, SAX2ElementWriter& writer, String& error) {
+  return Parse(text, writer, error).Run();
+}
