@@ -53,8 +53,9 @@ std::string Trial::Compare(std::string_view reply, const Result& result) const {
   if (result.text.find(L"\n") != String::npos) return "an error of several lines";
   NarrowString text(reply);
   String charset;
-  const bool isKnownCharset = MakeReplyUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes,
-                                            charset) == ReplyText::kReady;
+  const bool isKnownCharset =
+      ConvertReplyToUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) ==
+      CharsetResult::kReady;
   const String::View name = m_exchange.recordName ? m_exchange.recordName : L"";
   const Verdict verdict = JudgeReply(text.view(), IsBare(m_target), name);
   const bool isRows = isKnownCharset && verdict.kind == Verdict::kRows;

@@ -114,8 +114,8 @@ bool IsAccepted(const std::string& bytes) {
   static const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   NarrowString text{std::string_view(bytes)};
   String charset;
-  if (MakeReplyUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) !=
-      ReplyText::kReady)
+  if (ConvertReplyToUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) !=
+      CharsetResult::kReady)
     return false;
   String error;
   bool isAccepted = true;

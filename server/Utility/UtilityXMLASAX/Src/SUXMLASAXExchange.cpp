@@ -58,13 +58,9 @@ void RefuseLongRequest() {
       kSourceFile, __LINE__);
 }
 
-NarrowString ToUtf8(const String& text) {
-  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-}
+NarrowString ToUtf8(const String& text) { return BaseStringUtil::ToUTF8(text); }
 
-String Widened(const NarrowString& bytes) {
-  return BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
-}
+String Widened(const NarrowString& bytes) { return BaseStringUtil::FromUTF8(bytes); }
 
 }  // namespace
 

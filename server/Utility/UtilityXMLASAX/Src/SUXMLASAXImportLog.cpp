@@ -18,9 +18,7 @@ constexpr std::size_t kHeadingCapacity = 256;  // characters, with the closing n
 constexpr std::size_t kNameCapacity = 512;
 constexpr int kTimeDigits = 3;
 
-NarrowString ToUtf8(const String& text) {
-  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-}
+NarrowString ToUtf8(const String& text) { return BaseStringUtil::ToUTF8(text); }
 
 VXDateTime Now() {
   VXDateTime now;

@@ -44,7 +44,7 @@ class Building {
   DiscoverRequest Finish(const LogTitle& title, const VXStringVector& titleArguments) {
     String subject = m_builder.Subject();
     const String text = m_builder.GetContent();
-    NarrowString body = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+    NarrowString body = BaseStringUtil::ToUTF8(text);
     const bool isTooLong = IsTooLong(m_characters) || IsTooLong(body.size());
     if (isTooLong) body.clear();
     return {m_started, &title, titleArguments, std::move(subject), std::move(body), isTooLong};

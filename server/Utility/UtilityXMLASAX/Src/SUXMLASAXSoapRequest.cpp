@@ -16,7 +16,7 @@ constexpr String::View kPrologue =
     L"                SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n";
 constexpr String::View kEpilogue = L"</Discover>\r\n </SOAP-ENV:Body>\r\n </SOAP-ENV:Envelope>\r\n";
 
-constexpr std::size_t kUsualRoom = 2048;  // characters
+constexpr std::size_t kTypicalLength = 2048;  // characters
 
 void AppendElement(String& text, String::View name, const String& value) {
   for (const String::View part : {String::View(L"<"), name, String::View(L">"), value.view(),
@@ -107,7 +107,7 @@ bool XmlASoapRequest::HasRestriction() const {
 
 String XmlASoapRequest::GetContent() {
   String text;
-  text.reserve(kUsualRoom);
+  text.reserve(kTypicalLength);
   text.append(kPrologue);
   AppendElement(text, L"RequestType", m_RequestType);
   text += L"\n";

@@ -43,6 +43,10 @@ XMLAHOST_API std::uint32_t UIntFrom(const String& text) noexcept;
 /// The number in decimal digits.
 XMLAHOST_API String StringFrom(std::uint64_t number);
 
+/// The one pair of conversions between wide text and UTF-8. Ill-formed input becomes U+FFFD, as
+/// described below.
+XMLAHOST_API NarrowString ToUTF8(String::View text);
+XMLAHOST_API String FromUTF8(NarrowString::View bytes);
 /// Wide text to bytes in `codePage` (UTF-8: 65001; another is a logic error). A value that is no
 /// Unicode character (a surrogate, a value above U+10FFFF) becomes U+FFFD.
 XMLAHOST_API NarrowString StringToStdString(const String& text, unsigned int codePage);

@@ -37,7 +37,7 @@ class XMLAHOST_API ImportOperation {
   String DeadlineText() const;
 
  private:
-  ImportOperation* const m_former;
+  ImportOperation* const m_previous;
   const std::uint64_t m_maxRequests;
   const std::uint64_t m_maxRows;
   const std::uint64_t m_maxReplyBytes;

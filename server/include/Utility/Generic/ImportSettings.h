@@ -84,5 +84,5 @@ class XMLAHOST_API ImportSettings::Scope {
   Scope& operator=(const Scope&) = delete;
 
  private:
-  const ImportSettings* m_former;
+  const ImportSettings* m_previous;
 };

@@ -37,7 +37,7 @@ class XMLAHOST_API VXExecutionState : public RefCountable {
     Scope& operator=(const Scope&) = delete;
 
    private:
-    VXExecutionState* m_former;
+    VXExecutionState* m_previous;
   };
 
  private:

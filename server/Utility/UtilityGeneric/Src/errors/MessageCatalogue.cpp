@@ -44,17 +44,17 @@ constexpr Message kMessages[] = {
      L"and the chosen data source, catalog and cube; the server's own log may say more."},
 };
 
-bool BreaksLine(wchar_t character) {
+bool IsLineBreak(wchar_t character) {
   return (character >= L'\t' && character <= L'\r') || character == L'\0' || character == 0x85 ||
          character == 0x2028 || character == 0x2029;
 }
 
 /// Adds the pattern. One pass over it alone: braces inside an argument mean nothing.
-void AddFilled(String& text, const wchar_t* pattern, const std::vector<String>& arguments) {
+void AppendFormatted(String& text, const wchar_t* pattern, const std::vector<String>& arguments) {
   while (*pattern) {
     if (pattern[0] == L'{' && pattern[1] >= L'1' && pattern[1] <= L'9' && pattern[2] == L'}') {
       const auto index = static_cast<std::size_t>(pattern[1] - L'1');
-      if (index < arguments.size()) text += Shown(arguments[index]);
+      if (index < arguments.size()) text += Truncated(arguments[index]);
       pattern += 3;
     } else {
       text += *pattern++;
@@ -66,20 +66,21 @@ void AddFilled(String& text, const wchar_t* pattern, const std::vector<String>& 
 
 String OneLine(const String& text) {
   std::size_t position = 0;
-  while (position < text.size() && !BreaksLine(text[position])) ++position;
+  while (position < text.size() && !IsLineBreak(text[position])) ++position;
   if (position == text.size()) return text;
   String line;
   line.AppendFilled(text.size(), [&text](wchar_t* place) {
-    for (const wchar_t character : text) *place++ = BreaksLine(character) ? L' ' : character;
+    for (const wchar_t character : text) *place++ = IsLineBreak(character) ? L' ' : character;
     return text.size();
   });
   return line;
 }
 
-String Shown(const String& argument) {
-  if (argument.size() <= kMaxShownArgument) return OneLine(argument);
-  return OneLine(argument.substr(0, kMaxShownArgument)) + L"... (" +
-         BaseStringUtil::StringFrom(argument.size() - kMaxShownArgument) + L" more characters)";
+String Truncated(const String& argument) {
+  if (argument.size() <= kMaxArgumentCharacters) return OneLine(argument);
+  return OneLine(argument.substr(0, kMaxArgumentCharacters)) + L"... (" +
+         BaseStringUtil::StringFrom(argument.size() - kMaxArgumentCharacters) +
+         L" more characters)";
 }
 
 String Render(int number, const std::vector<String>& arguments) {
@@ -91,13 +92,13 @@ String Render(int number, const std::vector<String>& arguments) {
   for (const Message& message : kMessages) {
     if (message.number != number) continue;
     const bool hasName = !arguments.empty() && !arguments[0].empty();
-    AddFilled(text, hasName ? message.subject : message.subjectWithoutName, arguments);
-    AddFilled(text, message.text, arguments);
+    AppendFormatted(text, hasName ? message.subject : message.subjectWithoutName, arguments);
+    AppendFormatted(text, message.text, arguments);
     return text;
   }
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     if (i > 0) text += L", ";
-    text += Shown(arguments[i]);
+    text += Truncated(arguments[i]);
   }
   return text;
 }

@@ -12,7 +12,7 @@ void VXAssert::handleLogicError(const String& file, int line, const String& mess
   String text = file + L":" + BaseStringUtil::StringFrom(static_cast<unsigned int>(line)) + L": ";
   text += message;
   text += L'\n';
-  const NarrowString bytes = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+  const NarrowString bytes = BaseStringUtil::ToUTF8(text);
   // One write, past the streams: they may be broken or locked by the thread that failed.
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
   std::abort();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Cancellation.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
@@ -14,17 +15,11 @@
 #include "http/HTTPUrl.h"
 #include "http/ReplyCharset.h"
 #include "http/ReplyKind.h"
-#include "system/Cancellation.h"
 
 namespace {
 
-NarrowString ToUTF8(const String& text) {
-  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-}
-
-String FromUTF8(std::string_view bytes) {
-  return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
-}
+using BaseStringUtil::FromUTF8;
+using BaseStringUtil::ToUTF8;
 
 String Joined(const std::vector<std::string>& names) {
   String text;
@@ -35,36 +30,36 @@ String Joined(const std::vector<std::string>& names) {
   return text;
 }
 
-/// For what a server may make as long as it likes.
-String Shortened(const String& text) {
-  constexpr std::size_t kMost = 512;
-  return text.size() <= kMost ? text : text.substr(0, kMost) + L"...";
+/// Limits the length of a text that a server chose.
+String Truncated(const String& text) {
+  constexpr std::size_t kMaxCharacters = 512;
+  return text.size() <= kMaxCharacters ? text : text.substr(0, kMaxCharacters) + L"...";
 }
 
-/// What went wrong and what to try; no text when nothing went wrong.
-struct Verdict {
+/// What is wrong and what to try. Both are empty if nothing is wrong.
+struct Diagnosis {
   String what;
   String advice;
 };
 
-Verdict JudgeStatus(const HTTPAnswer& answer) {
-  Verdict verdict{HTTPStatus::Line(answer.status), HTTPStatus::Advice(answer.status)};
-  if (answer.status == 401 || answer.status == 407) {
-    verdict.what += answer.schemes.empty() ? String(L", no way to log in is offered")
-                                           : L", log-in offered: " + Joined(answer.schemes);
-    if (!answer.logInAdvice.empty()) verdict.advice = answer.logInAdvice;
-  } else if (!answer.redirectTarget.empty()) {
-    verdict.what += L", points to " + Shortened(answer.redirectTarget);
+Diagnosis DiagnoseStatus(const HTTPResponse& response) {
+  Diagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status)};
+  if (response.status == 401 || response.status == 407) {
+    diagnosis.what += response.schemes.empty() ? String(L", no way to log in is offered")
+                                               : L", log-in offered: " + Joined(response.schemes);
+    if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
+  } else if (!response.redirectTarget.empty()) {
+    diagnosis.what += L", points to " + Truncated(response.redirectTarget);
   }
-  return verdict;
+  return diagnosis;
 }
 
-/// What speaks against a body that should be XML.
-Verdict JudgeBody(const HTTPAnswer& answer) {
-  const std::string_view body = answer.body.view();
+/// Finds reasons why a body cannot be XML.
+Diagnosis DiagnoseBody(const HTTPResponse& response) {
+  const std::string_view body = response.body.view();
   const wchar_t* const kCheckURL = L"check that the URL is that of an XML for Analysis service";
   if (ReplyKind::IsEmpty(body)) {
-    return {HTTPStatus::Line(answer.status) + L", but the reply is empty", kCheckURL};
+    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL};
   }
   if (ReplyKind::IsWebPage(body)) {
     const std::string title = ReplyKind::PageTitle(body);
@@ -81,44 +76,46 @@ Verdict JudgeBody(const HTTPAnswer& answer) {
   return {};
 }
 
-/// What came, and whether the caller may look into it.
-struct Judgement {
-  Verdict verdict;
-  bool hasReply;
+/// The outcome of an exchange.
+struct Classification {
+  Diagnosis diagnosis;
+  bool hasReply;  // the body may be XML
 };
 
-/// Judges the whole answer; on the way its body becomes UTF-8.
-Judgement Judge(HTTPAnswer& answer, std::uint64_t maxReplyBytes) {
-  const bool isSuccess = answer.status >= 200 && answer.status < 300;
-  if (answer.failure != HTTPFailure::kNone) {
-    // A server that refuses a request often cuts the connection: its status says more than that.
-    if (IsOwnDoing(answer.failure) || answer.status < 300)
-      return {{answer.failureText, answer.advice}, false};
-    return {JudgeStatus(answer), false};
+/// Classifies a response and converts its body to UTF-8.
+Classification Classify(HTTPResponse& response, std::uint64_t maxReplyBytes) {
+  const bool isSuccess = response.status >= 200 && response.status < 300;
+  if (response.failure != HTTPFailure::kNone) {
+    // A server that rejects a request often closes the connection. The status then says more than
+    // the failure.
+    if (IsAbortedByClient(response.failure) || response.status < 300)
+      return {{response.failureText, response.advice}, false};
+    return {DiagnoseStatus(response), false};
   }
   String charset;
-  const ReplyText text = MakeReplyUTF8(answer.body, answer.contentType, maxReplyBytes, charset);
-  if (IsThreadToStop()) return {{StopText(), L""}, false};  // the text may be unfinished
-  if (text == ReplyText::kTooLong) {
+  const CharsetResult result =
+      ConvertReplyToUTF8(response.body, response.contentType, maxReplyBytes, charset);
+  if (IsThreadToStop()) return {{StopText(), L""}, false};  // the text may be incomplete
+  if (result == CharsetResult::kTooLong) {
     return {{L"The reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
                  L" bytes after its conversion to UTF-8 (limit maxReplyBytes)",
              L"choose a smaller part of the server's metadata"},
             false};
   }
-  if (isSuccess && text == ReplyText::kUnknownCharset) {
+  if (isSuccess && result == CharsetResult::kUnknownCharset) {
     return {{L"The reply is in the charset \"" + charset + L"\", which is not accepted",
              L"have the server answer in UTF-8"},
             false};
   }
-  const Verdict body = JudgeBody(answer);
+  const Diagnosis body = DiagnoseBody(response);
   if (isSuccess) return {body, body.what.empty()};
-  return {JudgeStatus(answer), text == ReplyText::kReady && body.what.empty()};
+  return {DiagnoseStatus(response), result == CharsetResult::kReady && body.what.empty()};
 }
 
 constexpr const wchar_t* kSourceFile = L"HTTPClientWrapper.cpp";
 
-/// Control characters would end a header line: the rest would be another header, or a request.
-void RefuseControlCharacters(const String& text, const wchar_t* name) {
+/// A control character could end a header line, so that the rest becomes another header or request.
+void RejectControlCharacters(const String& text, const wchar_t* name) {
   if (!HTTPUrl::HasControlCharacter(text.view())) return;
   SUGThrow(ErrorMessage(String(L"The ") + name +
                         L" contains a control character, such as a line break, and cannot be "
@@ -145,46 +142,46 @@ class HTTPClientWrapper::Impl {
   void SetSubject(const String& subject) { m_subject = subject; }
 
   bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
-    HTTPAnswer answer;
-    m_transfer.Post(body, answer);
-    const std::uint64_t received = answer.body.size();
-    const auto [verdict, hasReply] = Judge(answer, m_maxReplyBytes);
+    HTTPResponse response;
+    m_transfer.Post(body, response);
+    const std::uint64_t received = response.body.size();
+    const auto [diagnosis, hasReply] = Classify(response, m_maxReplyBytes);
     if (ImportOperation* const operation = ImportOperation::Current())
       operation->CountReplyBytes(
-          std::max<std::uint64_t>({received, answer.body.size(), answer.wireBytes}));
-    reply = hasReply ? answer.body : NarrowString();
-    const bool ok = verdict.what.empty();
-    if (!ok) error = ErrorText(verdict);
+          std::max<std::uint64_t>({received, response.body.size(), response.wireBytes}));
+    reply = hasReply ? response.body : NarrowString();
+    const bool ok = diagnosis.what.empty();
+    if (!ok) error = ErrorText(diagnosis);
     if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver) {
       HTTPExchangeInfo info;
       info.url = m_shownURL;
       info.subject = m_subject;
-      info.status = answer.status;
+      info.status = response.status;
       info.request = body;
       info.replyBytes = received;
-      info.wireBytes = answer.wireBytes;
-      info.connectSeconds = answer.connectSeconds;
-      info.firstByteSeconds = answer.firstByteSeconds;
-      info.totalSeconds = answer.totalSeconds;
+      info.wireBytes = response.wireBytes;
+      info.connectSeconds = response.connectSeconds;
+      info.firstByteSeconds = response.firstByteSeconds;
+      info.totalSeconds = response.totalSeconds;
       info.ok = ok;
       if (!ok) info.error = error;
-      info.basicInClear = answer.basicInClear;
+      info.basicInClear = response.basicInClear;
       observer->OnExchange(info);
     }
     return hasReply;
   }
 
  private:
-  String ErrorText(const Verdict& verdict) const {
-    String text = verdict.what + L": " + m_shownURL;
-    if (!verdict.advice.empty()) text += L" (" + verdict.advice + L")";
+  String ErrorText(const Diagnosis& diagnosis) const {
+    String text = diagnosis.what + L": " + m_shownURL;
+    if (!diagnosis.advice.empty()) text += L" (" + diagnosis.advice + L")";
     return MessageCatalogue::OneLine(text);
   }
 
   const String m_shownURL;
   const std::uint64_t m_maxReplyBytes;
   String m_subject;
-  String m_headerLines;  // that the transfer has
+  String m_headerLines;  // set in m_transfer
   HTTPTransfer m_transfer;
 };
 
@@ -194,9 +191,9 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   String cleanURL = url;
   Secret<String> urlUser;
   Secret<String> urlPassword;
-  const bool usable = TakeCredentials(cleanURL, urlUser, urlPassword);
+  const bool isUsable = TakeCredentials(cleanURL, urlUser, urlPassword);
   const String shown = HTTPUrl::ForDisplay(cleanURL);
-  if (!usable) {
+  if (!isUsable) {
     SUGThrow(ErrorMessage(L"The URL of the service cannot be used, it must look like "
                           L"http://host/path or https://host/path: " +
                           shown),
@@ -204,25 +201,25 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   }
   const String& usedUser = user.empty() ? urlUser : user;
   const String& usedPassword = user.empty() ? urlPassword : password;
-  RefuseControlCharacters(usedUser, L"user name");
-  RefuseControlCharacters(usedPassword, L"password");
+  RejectControlCharacters(usedUser, L"user name");
+  RejectControlCharacters(usedPassword, L"password");
 
-  const HTTPClientOptions& given = options ? *options : ImportSettings::Current().http;
-  const Secret<String> proxy(given.proxy ? String(*given.proxy)
-                                         : HTTPProxy::OfEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
-  HTTPClientOptions all = given;
-  all.proxy = proxy;
+  HTTPClientOptions effective = options ? *options : ImportSettings::Current().http;
+  const Secret<String> proxy(effective.proxy
+                                 ? String(*effective.proxy)
+                                 : HTTPProxy::FromEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
+  effective.proxy = proxy;
   Secret<String> proxyUser;
   Secret<String> proxyPassword;
   HTTPProxy::GetCredentials(proxy, proxyUser, proxyPassword);
-  RefuseControlCharacters(proxyUser, L"proxy's user name");
-  RefuseControlCharacters(proxyPassword, L"proxy's password");
-  RefuseControlCharacters(proxy, L"proxy's URL");
+  RejectControlCharacters(proxyUser, L"proxy's user name");
+  RejectControlCharacters(proxyPassword, L"proxy's password");
+  RejectControlCharacters(proxy, L"proxy's URL");
 
   const Secret<NarrowString> narrowUser(ToUTF8(usedUser));
   const Secret<NarrowString> narrowPassword(ToUTF8(usedPassword));
   m_impl = std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), narrowUser, narrowPassword,
-                                  timeoutSeconds, all);
+                                  timeoutSeconds, effective);
 }
 
 HTTPClientWrapper::~HTTPClientWrapper() = default;
@@ -236,6 +233,6 @@ bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply,
 }
 
 bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& password) {
-  HTTPUrl::CutCredentials(url, user, password);
-  return HTTPUrl::LooksUsable(url);
+  HTTPUrl::RemoveCredentials(url, user, password);
+  return HTTPUrl::IsValid(url);
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "http/HTTPHeaderText.h"
+#include "text/ASCIIText.h"
 
 namespace {
 
@@ -11,7 +11,7 @@ std::string_view Next(std::string_view& rest, char separator) {
   const std::size_t end = std::min(rest.find(separator), rest.size());
   const std::string_view part = rest.substr(0, end);
   rest.remove_prefix(std::min(end + 1, rest.size()));
-  return HTTPHeaderText::Trimmed(part);
+  return ASCIIText::Trimmed(part);
 }
 
 bool IsBelow(std::string_view path, std::string_view folder) {
@@ -21,31 +21,32 @@ bool IsBelow(std::string_view path, std::string_view folder) {
 
 }  // namespace
 
-void HTTPCookies::Take(std::string_view header, bool (*isPast)(const std::string& date)) {
-  if (std::any_of(header.begin(), header.end(), HTTPHeaderText::IsControl)) return;
+void HTTPCookies::Store(std::string_view header, bool (*isPast)(const std::string& date)) {
+  if (std::any_of(header.begin(), header.end(), ASCIIText::IsControl)) return;
   std::string_view value = Next(header, ';');
   if (value.find('=') == std::string_view::npos) return;
   const std::string_view name = Next(value, '=');
   if (name.empty()) return;
 
-  bool isGone = false;
-  bool hasAge = false;  // which counts more than a date
+  bool isExpired = false;
+  bool hasMaxAge = false;  // which counts more than a date
   while (!header.empty()) {
     std::string_view setting = Next(header, ';');
     const std::string_view attribute = Next(setting, '=');
-    if (HTTPHeaderText::IsSame(attribute, "path")) {
+    if (ASCIIText::EqualsIgnoringCase(attribute, "path")) {
       if (setting.starts_with('/') && !IsBelow(m_servicePath, setting)) return;
-    } else if (HTTPHeaderText::IsSame(attribute, "max-age")) {
-      hasAge = true;
-      isGone = setting.starts_with('-') || setting.find_first_not_of('0') == std::string_view::npos;
-    } else if (HTTPHeaderText::IsSame(attribute, "expires") && !hasAge) {
-      isGone = isPast(std::string(setting));
+    } else if (ASCIIText::EqualsIgnoringCase(attribute, "max-age")) {
+      hasMaxAge = true;
+      isExpired =
+          setting.starts_with('-') || setting.find_first_not_of('0') == std::string_view::npos;
+    } else if (ASCIIText::EqualsIgnoringCase(attribute, "expires") && !hasMaxAge) {
+      isExpired = isPast(std::string(setting));
     }
   }
 
   const auto same = std::find_if(m_cookies.begin(), m_cookies.end(),
                                  [name](const Cookie& cookie) { return cookie.name == name; });
-  if (isGone) {
+  if (isExpired) {
     if (same != m_cookies.end()) m_cookies.erase(same);
     return;
   }

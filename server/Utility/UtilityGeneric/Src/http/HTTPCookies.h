@@ -14,7 +14,7 @@ class HTTPCookies {
       : m_servicePath(servicePath), m_maxCount(maxCount), m_maxBytes(maxBytes) {}
 
   /// Takes the value of a Set-Cookie header. `isPast` tells whether a date has passed.
-  void Take(std::string_view header, bool (*isPast)(const std::string& date));
+  void Store(std::string_view header, bool (*isPast)(const std::string& date));
   /// "NAME=VALUE; NAME=VALUE" for a request; empty without cookies.
   std::string ForRequest() const;
 

@@ -1,9 +1,9 @@
 #include "http/HTTPFailure.h"
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Cancellation.h"
 #include "http/HTTPStatus.h"
-#include "system/Cancellation.h"
-#include "system/SystemReason.h"
+#include "system/SystemErrorText.h"
 
 namespace {
 
@@ -20,9 +20,9 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kNone:
     case HTTPFailure::kCancelled:  // StopText says it
       return {L"", L""};
-    case HTTPFailure::kNoAnswer:
+    case HTTPFailure::kResponseTimeout:
       return {L"The server has sent no answer for # seconds", kLonger};
-    case HTTPFailure::kSilence:
+    case HTTPFailure::kIdleTimeout:
       return {L"The server stopped in the middle of its reply and has sent nothing for # seconds",
               kLonger};
     case HTTPFailure::kReplyTooLong:
@@ -30,15 +30,15 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kHeadersTooLong:
       return {L"The reply has more than # bytes of headers (limit maxHeaderBytes)",
               L"check that the URL is that of an XML for Analysis service"};
-    case HTTPFailure::kRatioTooHigh:
+    case HTTPFailure::kCompressionRatioTooHigh:
       return {
           L"The reply is more than # times as long as its compressed form (limit "
           L"maxCompressionRatio)",
           kSmaller};
-    case HTTPFailure::kBadHeaderLine:
+    case HTTPFailure::kMalformedHeader:
       return {L"A header line of the answer has a carriage return inside",
               L"have the server, or the proxy, put right"};
-    case HTTPFailure::kPackedTwice:
+    case HTTPFailure::kCompressedTwice:
       return {L"The reply is compressed more than once, which is not accepted",
               L"have the server, or the proxy, compress it only once"};
     case HTTPFailure::kOutOfMemory:
@@ -47,37 +47,37 @@ Text TextOf(HTTPFailure failure) noexcept {
       return {L"The host of the service is not known", L"check the spelling of the host name"};
     case HTTPFailure::kUnknownProxy:
       return {L"The host of the proxy is not known", L"check the environment's proxy setting"};
-    case HTTPFailure::kNotConnected:
+    case HTTPFailure::kConnectFailed:
       return {L"There is no connection to the service",
               L"check host and port, that the service is running, and the proxy if the environment "
               L"names one"};
-    case HTTPFailure::kNotConnectedInTime:
+    case HTTPFailure::kConnectTimeout:
       return {L"No connection to the service came about within # seconds",
               L"check host and port, or try a longer time-out"};
-    case HTTPFailure::kUntrustedCertificate:
+    case HTTPFailure::kCertificateRejected:
       return {L"The server's certificate is not trusted",
               L"have the certificate put right, or name the file of its authority's certificate in "
               L"SSL_CERT_FILE"};
-    case HTTPFailure::kUnreadableCertificates:
+    case HTTPFailure::kCAFileUnreadable:
       return {L"The file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
-    case HTTPFailure::kNoTLS:
+    case HTTPFailure::kTLSFailed:
       return {L"The server does not speak TLS as it should",
               L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
-    case HTTPFailure::kNothingCame:
+    case HTTPFailure::kClosedWithoutResponse:
       return {L"The server closed the connection without an answer",
               L"check that the port is that of a web server, and try again"};
-    case HTTPFailure::kCut:
+    case HTTPFailure::kTruncated:
       return {L"The connection was cut in the middle of the reply", L"try again"};
-    case HTTPFailure::kBrokenWhileReading:
+    case HTTPFailure::kReceiveFailed:
       return {L"The connection broke while the reply was read", L"try again"};
-    case HTTPFailure::kBrokenWhileSending:
+    case HTTPFailure::kSendFailed:
       return {L"The connection broke while the request was sent", L"try again"};
-    case HTTPFailure::kBadCompression:
+    case HTTPFailure::kDecompressionFailed:
       return {L"The reply's compression is broken or not known",
               L"try again, or switch the server's compression off"};
     case HTTPFailure::kNotHTTP:
       return {L"The answer is not HTTP", L"check that the port is that of a web server"};
-    case HTTPFailure::kProxyRefuses:
+    case HTTPFailure::kProxyRefused:
       return {L"The proxy does not let the connection through",
               L"check the environment's proxy setting"};
     case HTTPFailure::kOther:
@@ -88,27 +88,27 @@ Text TextOf(HTTPFailure failure) noexcept {
 
 }  // namespace
 
-void DescribeHTTPFailure(const HTTPFailureFacts& facts, String& what, String& advice) {
+void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice) {
   const HTTPFailure failure = facts.failure;
   const Text text = TextOf(failure);
   what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
   advice = text.advice;
   BaseStringUtil::ReplacePatternInString(what, L"#", BaseStringUtil::StringFrom(facts.number));
-  if (IsOwnDoing(failure) || failure == HTTPFailure::kNotConnectedInTime) return;
+  if (IsAbortedByClient(failure) || failure == HTTPFailure::kConnectTimeout) return;
   if (facts.proxyStatus >= 300) {
-    what = TextOf(HTTPFailure::kProxyRefuses).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
+    what = TextOf(HTTPFailure::kProxyRefused).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
     advice = HTTPStatus::Advice(facts.proxyStatus);
     return;
   }
   // The system's reason is taken by number: libcurl's text of it may follow the locale.
   const bool isSystems =
-      failure == HTTPFailure::kNotConnected || failure == HTTPFailure::kBrokenWhileReading ||
-      failure == HTTPFailure::kBrokenWhileSending || failure == HTTPFailure::kNothingCame;
-  const bool isPlain = failure == HTTPFailure::kNothingCame ||
+      failure == HTTPFailure::kConnectFailed || failure == HTTPFailure::kReceiveFailed ||
+      failure == HTTPFailure::kSendFailed || failure == HTTPFailure::kClosedWithoutResponse;
+  const bool isPlain = failure == HTTPFailure::kClosedWithoutResponse ||
                        failure == HTTPFailure::kUnknownHost ||
                        failure == HTTPFailure::kUnknownProxy;
   if (isSystems && facts.systemError != 0)
-    what += L": " + SystemReason(facts.systemError);
+    what += L": " + SystemErrorText(facts.systemError);
   else if (!isPlain && !facts.reason.empty())
     what += L": " + facts.reason;
 }

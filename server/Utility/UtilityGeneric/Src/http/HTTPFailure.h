@@ -9,39 +9,39 @@ enum class HTTPFailure {
   kNone,
   // The client gave up:
   kCancelled,
-  kNoAnswer,
-  kSilence,
+  kResponseTimeout,
+  kIdleTimeout,
   kReplyTooLong,
   kHeadersTooLong,
-  kRatioTooHigh,
-  kBadHeaderLine,
-  kPackedTwice,
+  kCompressionRatioTooHigh,
+  kMalformedHeader,
+  kCompressedTwice,
   kOutOfMemory,
   // The connection failed:
   kUnknownHost,
   kUnknownProxy,
-  kNotConnected,
-  kNotConnectedInTime,
-  kUntrustedCertificate,
-  kUnreadableCertificates,
-  kNoTLS,
-  kNothingCame,
-  kCut,
-  kBrokenWhileReading,
-  kBrokenWhileSending,
-  kBadCompression,
+  kConnectFailed,
+  kConnectTimeout,
+  kCertificateRejected,
+  kCAFileUnreadable,
+  kTLSFailed,
+  kClosedWithoutResponse,
+  kTruncated,
+  kReceiveFailed,
+  kSendFailed,
+  kDecompressionFailed,
   kNotHTTP,
-  kProxyRefuses,
+  kProxyRefused,
   kOther,
 };
 
 /// True when the client gave up: then a status that may have come says less than the failure.
-inline bool IsOwnDoing(HTTPFailure failure) noexcept {
+inline bool IsAbortedByClient(HTTPFailure failure) noexcept {
   return failure != HTTPFailure::kNone && failure < HTTPFailure::kUnknownHost;
 }
 
 /// What is known about a failure.
-struct HTTPFailureFacts {
+struct HTTPFailureDetails {
   HTTPFailure failure = HTTPFailure::kNone;
   std::uint64_t number = 0;  ///< of the limit, or of the seconds that were waited
   long proxyStatus = 0;      ///< of a proxy that was asked for a connection; 0 for none
@@ -50,4 +50,4 @@ struct HTTPFailureFacts {
 };
 
 /// What happened, and what to try, each as part of a line.
-void DescribeHTTPFailure(const HTTPFailureFacts& facts, String& what, String& advice);
+void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice);

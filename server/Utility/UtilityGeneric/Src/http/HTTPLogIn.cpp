@@ -15,7 +15,7 @@ unsigned int Strongest(unsigned int schemes) {
 }
 
 /// The scheme and all stronger ones.
-unsigned int AtLeast(unsigned int scheme) {
+unsigned int AtLeastAsStrongAs(unsigned int scheme) {
   unsigned int schemes = 0;
   for (const unsigned int stronger : kStrongestFirst) {
     schemes |= stronger;
@@ -33,11 +33,11 @@ unsigned int HTTPLogIn::Choose(unsigned int offered) noexcept {
     // Negotiate does not use the password, and may only lack a ticket.
     if ((scheme & kAuthPasswordSchemes) == 0) return scheme;
     // Another client may have used a stronger one meanwhile.
-    if ((m_memory.fetch_and(AtLeast(scheme)) & scheme) != 0) return scheme;
+    if ((m_memory.fetch_and(AtLeastAsStrongAs(scheme)) & scheme) != 0) return scheme;
   }
 }
 
-bool HTTPLogIn::OnRefusal(unsigned int offered) noexcept {
+bool HTTPLogIn::OnRejected(unsigned int offered) noexcept {
   const unsigned int refused = std::exchange(m_scheme, 0);
   const bool wasRemembered = std::exchange(m_isRemembered, false);
   // What was accepted before may need a new nonce or handshake. Basic has nothing new to say.
@@ -50,6 +50,6 @@ bool HTTPLogIn::OnRefusal(unsigned int offered) noexcept {
   return m_scheme != 0;
 }
 
-void HTTPLogIn::OnAcceptance() noexcept {
-  if (m_scheme != 0) m_memory &= AtLeast(m_scheme);
+void HTTPLogIn::OnAccepted() noexcept {
+  if (m_scheme != 0) m_memory &= AtLeastAsStrongAs(m_scheme);
 }

@@ -24,10 +24,10 @@ class HTTPLogIn {
   }
   /// After a 401 or 407 that offered a set of schemes. True: the request is to be sent again with
   /// Scheme().
-  bool OnRefusal(unsigned int offered) noexcept;
-  void OnAcceptance() noexcept;
+  bool OnRejected(unsigned int offered) noexcept;
+  void OnAccepted() noexcept;
   /// True when the offer has only schemes that are weaker than one that was used before.
-  bool IsOnlyWeaker(unsigned int offered) const noexcept {
+  bool OffersOnlyWeaker(unsigned int offered) const noexcept {
     return (offered & m_allowed) != 0 && (offered & m_allowed & m_memory) == 0;
   }
 

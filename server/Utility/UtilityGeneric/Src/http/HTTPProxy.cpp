@@ -7,16 +7,16 @@
 namespace HTTPProxy {
 namespace {
 
-constexpr const wchar_t* kAfterScheme = L"://";
+constexpr const wchar_t* kSchemeEnd = L"://";
 
 /// libcurl takes a proxy without a scheme for one of http.
 String WithScheme(const String& proxy) {
-  return proxy.find(kAfterScheme) == String::npos ? L"http://" + proxy : proxy;
+  return proxy.find(kSchemeEnd) == String::npos ? L"http://" + proxy : proxy;
 }
 
 }  // namespace
 
-String OfEnvironment(bool isHTTPS) {
+String FromEnvironment(bool isHTTPS) {
   // HTTP_PROXY in capitals is no such variable: a request's header "Proxy" becomes that in CGI.
   constexpr const wchar_t* kForHTTP[] = {L"http_proxy", L"all_proxy", L"ALL_PROXY"};
   constexpr const wchar_t* kForHTTPS[] = {L"https_proxy", L"HTTPS_PROXY", L"all_proxy",
@@ -36,12 +36,12 @@ String OfEnvironment(bool isHTTPS) {
 
 bool GetCredentials(const String& proxy, String& user, String& password) {
   Secret<String> url(WithScheme(proxy));
-  return HTTPUrl::CutCredentials(url, user, password);
+  return HTTPUrl::RemoveCredentials(url, user, password);
 }
 
-bool IsInClear(const String& proxy) {
+bool IsUnencrypted(const String& proxy) {
   const Secret<String> url(WithScheme(proxy));
-  return !HTTPUrl::IsHTTPS(url) && !HTTPUrl::IsThisMachine(url);
+  return !HTTPUrl::IsHTTPS(url) && !HTTPUrl::IsLoopback(url);
 }
 
 }  // namespace HTTPProxy

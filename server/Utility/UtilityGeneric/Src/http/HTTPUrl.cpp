@@ -4,12 +4,13 @@
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Secret.h"
+#include "text/ASCIIText.h"
 #include "text/UnicodeConversion.h"
 
 namespace HTTPUrl {
 namespace {
 
-constexpr std::wstring_view kAfterScheme = L"://";
+constexpr std::wstring_view kSchemeEnd = L"://";
 
 struct Authority {
   std::size_t begin;
@@ -18,9 +19,9 @@ struct Authority {
 
 /// Where host, port and credentials stand; both 0 when the text has no scheme.
 Authority FindAuthority(std::wstring_view url) {
-  const std::size_t scheme = url.find(kAfterScheme);
+  const std::size_t scheme = url.find(kSchemeEnd);
   if (scheme == std::wstring_view::npos) return {0, 0};
-  const std::size_t begin = scheme + kAfterScheme.size();
+  const std::size_t begin = scheme + kSchemeEnd.size();
   const std::size_t end = url.find_first_of(L"/?#\\", begin);
   return {begin, end == std::wstring_view::npos ? url.size() : end};
 }
@@ -48,19 +49,12 @@ String Decoded(std::wstring_view text) {
       bytes.append(encoded, static_cast<std::size_t>(end - encoded));
     }
   }
-  return BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
-}
-
-std::wstring_view Trimmed(std::wstring_view text) {
-  constexpr std::wstring_view kBlanks = L" \t\r\n";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::wstring_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+  return BaseStringUtil::FromUTF8(bytes);
 }
 
 }  // namespace
 
-bool CutCredentials(String& url, String& user, String& password) {
+bool RemoveCredentials(String& url, String& user, String& password) {
   const std::wstring_view text = url.view();
   const Authority authority = FindAuthority(text);
   const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
@@ -82,25 +76,25 @@ String ForDisplay(const String& url) {
   String shown = url;
   Secret<String> user;
   Secret<String> password;
-  CutCredentials(shown, user, password);
-  if (LooksUsable(shown)) return shown;
+  RemoveCredentials(shown, user, password);
+  if (IsValid(shown)) return shown;
   const std::wstring_view text = shown.view();
   const std::size_t sign = text.rfind(L'@');
   if (sign == std::wstring_view::npos) return shown;
-  const std::size_t scheme = text.find(kAfterScheme);
+  const std::size_t scheme = text.find(kSchemeEnd);
   String kept;
-  if (scheme < sign) kept.append(text.substr(0, scheme + kAfterScheme.size()));
+  if (scheme < sign) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
   kept.append(text.substr(sign + 1));
   return kept;
 }
 
 bool IsHTTPS(const String& url) {
   constexpr std::wstring_view kScheme = L"https:";
-  return BaseStringUtil::IsCaseInsensitiveMatch(Trimmed(url.view()).substr(0, kScheme.size()),
-                                                kScheme);
+  return BaseStringUtil::IsCaseInsensitiveMatch(
+      ASCIIText::Trimmed(url.view()).substr(0, kScheme.size()), kScheme);
 }
 
-bool IsThisMachine(const String& url) {
+bool IsLoopback(const String& url) {
   const std::wstring_view text = url.view();
   const Authority authority = FindAuthority(text);
   std::wstring_view host = text.substr(authority.begin, authority.end - authority.begin);
@@ -125,9 +119,9 @@ std::string PathForRequest(const NarrowString& request) {
   return std::string(text.substr(begin, text.find('?', begin) - begin));
 }
 
-bool LooksUsable(const String& url) {
-  const std::wstring_view text = Trimmed(url.view());
-  const std::size_t colon = text.find(kAfterScheme);
+bool IsValid(const String& url) {
+  const std::wstring_view text = ASCIIText::Trimmed(url.view());
+  const std::size_t colon = text.find(kSchemeEnd);
   if (colon == std::wstring_view::npos) return false;
   const String scheme(text.substr(0, colon));
   if (!BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"http") &&
@@ -151,10 +145,9 @@ bool LooksUsable(const String& url) {
 
 NarrowString ForRequest(const String& url) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::wstring_view text = Trimmed(url.view());
+  std::wstring_view text = ASCIIText::Trimmed(url.view());
   text = text.substr(0, text.find(L'#'));
-  const NarrowString bytes =
-      BaseStringUtil::StringToStdString(String(text), BaseStringUtil::kCodePageUTF8);
+  const NarrowString bytes = BaseStringUtil::ToUTF8(text);
   NarrowString request;
   for (const char byte : bytes) {
     const auto code = static_cast<unsigned char>(byte);

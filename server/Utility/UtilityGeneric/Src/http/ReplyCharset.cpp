@@ -7,7 +7,7 @@
 #include <string>
 
 #include "Utility/Generic/BaseStringUtil.h"
-#include "system/Cancellation.h"
+#include "Utility/Generic/Cancellation.h"
 #include "text/UnicodeConversion.h"
 
 namespace {
@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kBlanks = " \t\r\n";
 /// An XML declaration stands within this many bytes, or not at all.
-constexpr std::size_t kDeclarationWithin = std::size_t{4} << 10;
+constexpr std::size_t kMaxDeclarationEnd = std::size_t{4} << 10;
 
 struct Mark {
   std::string_view bytes;
@@ -129,7 +129,7 @@ std::string ValueOf(std::string_view text, std::string_view name) {
 }
 
 std::string DeclaredCharset(std::string_view body) {
-  body = body.substr(0, kDeclarationWithin);
+  body = body.substr(0, kMaxDeclarationEnd);
   const std::size_t begin = body.find_first_not_of(kBlanks);
   if (begin == std::string_view::npos || body.substr(begin, 5) != "<?xml") return {};
   const std::size_t end = body.find("?>", begin);
@@ -210,17 +210,17 @@ class Converter {
 };
 
 /// What the reader makes of a UTF-8 body: U+FFFD takes more bytes than what it stands for.
-ReplyText MeasureUTF8(std::string_view body, std::uint64_t maxBytes) {
-  if (body.size() <= maxBytes / kReplacement.size()) return ReplyText::kReady;
+CharsetResult CheckUTF8Length(std::string_view body, std::uint64_t maxBytes) {
+  if (body.size() <= maxBytes / kReplacement.size()) return CharsetResult::kReady;
   const bool isWithin = UnicodeConversion::WellFormedLength(
                             body, maxBytes, [] { return IsThreadToStop(); }) <= maxBytes;
-  return isWithin ? ReplyText::kReady : ReplyText::kTooLong;
+  return isWithin ? CharsetResult::kReady : CharsetResult::kTooLong;
 }
 
 }  // namespace
 
-ReplyText MakeReplyUTF8(NarrowString& body, std::string_view contentType, std::uint64_t maxBytes,
-                        String& unknownCharset) {
+CharsetResult ConvertReplyToUTF8(NarrowString& body, std::string_view contentType,
+                                 std::uint64_t maxBytes, String& unknownCharset) {
   std::string_view bytes = body.view();
   const char* converterName = nullptr;
   std::size_t unit = 1;
@@ -237,22 +237,20 @@ ReplyText MakeReplyUTF8(NarrowString& body, std::string_view contentType, std::u
     if (!name.empty() && !IsWideCharset(name)) {
       const Charset* const charset = FindCharset(name);
       if (!charset) {
-        unknownCharset = BaseStringUtil::StdStringToString(
-            NarrowString(std::string_view(name).substr(0, 40)), BaseStringUtil::kCodePageUTF8);
-        return ReplyText::kUnknownCharset;
+        unknownCharset = BaseStringUtil::FromUTF8(std::string_view(name).substr(0, 40));
+        return CharsetResult::kUnknownCharset;
       }
       converterName = charset->converter;
     }
   }
-  if (!converterName) return MeasureUTF8(bytes, maxBytes);
+  if (!converterName) return CheckUTF8Length(bytes, maxBytes);
   Converter converter(converterName);
   if (!converter.IsKnown()) {  // the system came without its module
-    unknownCharset = BaseStringUtil::StdStringToString(NarrowString(converterName),
-                                                       BaseStringUtil::kCodePageUTF8);
-    return ReplyText::kUnknownCharset;
+    unknownCharset = BaseStringUtil::FromUTF8(converterName);
+    return CharsetResult::kUnknownCharset;
   }
   NarrowString text;
-  if (!converter.Convert(bytes, unit, maxBytes, text)) return ReplyText::kTooLong;
+  if (!converter.Convert(bytes, unit, maxBytes, text)) return CharsetResult::kTooLong;
   body = std::move(text);
-  return ReplyText::kReady;
+  return CharsetResult::kReady;
 }

@@ -5,7 +5,7 @@
 
 #include "Utility/Generic/String.h"
 
-enum class ReplyText {
+enum class CharsetResult {
   kReady,
   kUnknownCharset,
   kTooLong,  ///< longer than the limit once it is well-formed UTF-8
@@ -23,5 +23,5 @@ enum class ReplyText {
 /// The limit holds for the text as its reader will see it, with U+FFFD for ill-formed bytes. No
 /// more than that is ever made of a body. The body stays as it was unless the result is kReady;
 /// so it does, whatever the result, when the calling thread is asked to stop.
-ReplyText MakeReplyUTF8(NarrowString& body, std::string_view contentType, std::uint64_t maxBytes,
-                        String& unknownCharset);
+CharsetResult ConvertReplyToUTF8(NarrowString& body, std::string_view contentType,
+                                 std::uint64_t maxBytes, String& unknownCharset);

@@ -12,12 +12,12 @@
 #include "Utility/Generic/ImportSettings.h"
 #include "system/PrivateFile.h"
 #include "system/SignalBlock.h"
-#include "system/SystemReason.h"
+#include "system/SystemErrorText.h"
 
 namespace {
 
-[[noreturn]] void ThrowFor(const wchar_t* what, const String& name, int error) {
-  SUGThrow(ErrorMessage(String(what) + name + L"\": " + SystemReason(error)), L"AFile.cpp",
+[[noreturn]] void ThrowFileError(const wchar_t* what, const String& name, int error) {
+  SUGThrow(ErrorMessage(String(what) + name + L"\": " + SystemErrorText(error)), L"AFile.cpp",
            __LINE__);
 }
 
@@ -27,10 +27,9 @@ class SystemFile final : public AFile {
 
   void Open(const String& name, unsigned int mode) override {
     Close();
-    const NarrowString bytes =
-        BaseStringUtil::StringToStdString(name, BaseStringUtil::kCodePageUTF8);
+    const NarrowString bytes = BaseStringUtil::ToUTF8(name);
     if (bytes.find(std::string_view("\0", 1)) != NarrowString::npos)
-      ThrowFor(L"Cannot open the file \"", name, EINVAL);
+      ThrowFileError(L"Cannot open the file \"", name, EINVAL);
     m_path.assign(bytes.data(), bytes.size());
     if ((mode & kModeCreate) != 0) {
       m_descriptor = OpenPrivateFile(m_path);
@@ -40,11 +39,11 @@ class SystemFile final : public AFile {
         m_descriptor = ::open(m_path.c_str(), flags);
       } while (m_descriptor < 0 && errno == EINTR);
     }
-    if (m_descriptor < 0) ThrowFor(L"Cannot open the file \"", name, errno);
+    if (m_descriptor < 0) ThrowFileError(L"Cannot open the file \"", name, errno);
     if ((mode & kModeTruncate) == 0) return;
     // Should another writer empty the file meanwhile, what comes later leaves no hole.
     if (::ftruncate(m_descriptor, 0) != 0 || ::fcntl(m_descriptor, F_SETFL, O_APPEND) != 0)
-      ThrowFor(L"Cannot empty the file \"", name, errno);
+      ThrowFileError(L"Cannot empty the file \"", name, errno);
   }
 
   bool WriteBytes(const char* bytes, std::size_t count) override {
@@ -85,9 +84,7 @@ class SystemFile final : public AFile {
   void Fail(int error) {
     const auto& handler = ImportSettings::Current().onLogFailure;
     if (std::exchange(m_failed, true) || !handler) return;
-    const NarrowString bytes(m_path.data(), m_path.size());
-    handler(BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8),
-            SystemReason(error));
+    handler(BaseStringUtil::FromUTF8(m_path), SystemErrorText(error));
   }
 
   int m_descriptor = -1;

@@ -26,7 +26,7 @@ struct CloseDirectory {
 
 /// How many bytes wait at each local socket that a started program would inherit. Empty when the
 /// system does not tell which descriptors there are.
-std::map<int, int> WaitingBytes() {
+std::map<int, int> PendingBytes() {
   std::map<int, int> waiting;
   const std::unique_ptr<DIR, CloseDirectory> directory(opendir("/proc/self/fd"));
   if (!directory) return waiting;
@@ -45,13 +45,13 @@ std::map<int, int> WaitingBytes() {
 
 /// The socket that gets one byte whenever `signal` is called; -1 for none. Twice, because others
 /// may get something meanwhile.
-int SocketThatGets(const std::function<void()>& signal) {
+int FindReceivingSocket(const std::function<void()>& signal) {
   static std::mutex mutex;  // two searches at once would find each other's bytes
   const std::lock_guard lock(mutex);
-  std::map<int, int> candidates = WaitingBytes();
+  std::map<int, int> candidates = PendingBytes();
   for (int sent = 1; sent <= 2; ++sent) {
     signal();
-    const std::map<int, int> now = WaitingBytes();
+    const std::map<int, int> now = PendingBytes();
     std::erase_if(candidates, [&now, sent](const auto& candidate) {
       const auto found = now.find(candidate.first);
       return found == now.end() || found->second != candidate.second + sent;
@@ -69,15 +69,15 @@ void Mark(int descriptor) noexcept {
 
 void MarkPair(int knownEnd) {
   Mark(knownEnd);
-  const int other = SocketThatGets([knownEnd] {
+  const int other = FindReceivingSocket([knownEnd] {
     constexpr char kByte = 0;
     static_cast<void>(send(knownEnd, &kByte, 1, MSG_NOSIGNAL | MSG_DONTWAIT));
   });
   if (other >= 0) Mark(other);
 }
 
-void MarkPairThatGets(const std::function<void()>& signal) {
-  const int end = SocketThatGets(signal);
+void MarkPairBySignal(const std::function<void()>& signal) {
+  const int end = FindReceivingSocket(signal);
   if (end >= 0) MarkPair(end);
 }
 

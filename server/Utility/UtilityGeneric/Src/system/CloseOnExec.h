@@ -15,6 +15,6 @@ void MarkPair(int knownEnd);
 
 /// The same for a pair of which no end is known: `signal` makes its owner send one byte from one
 /// end to the other.
-void MarkPairThatGets(const std::function<void()>& signal);
+void MarkPairBySignal(const std::function<void()>& signal);
 
 }  // namespace CloseOnExec

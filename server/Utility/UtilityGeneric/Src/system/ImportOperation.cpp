@@ -6,24 +6,24 @@
 
 namespace {
 
-thread_local ImportOperation* t_current = nullptr;
+thread_local ImportOperation* g_current = nullptr;
 
 }  // namespace
 
 ImportOperation::ImportOperation()
-    : m_former(t_current),
+    : m_previous(g_current),
       m_maxRequests(ImportSettings::Current().limits.maxRequests),
       m_maxRows(ImportSettings::Current().limits.maxRows),
       m_maxReplyBytes(ImportSettings::Current().limits.maxTotalReplyBytes),
       m_deadlineSeconds(ImportSettings::Current().limits.deadlineSeconds) {
   if (m_deadlineSeconds > 0)
     m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(m_deadlineSeconds);
-  t_current = this;
+  g_current = this;
 }
 
-ImportOperation::~ImportOperation() { t_current = m_former; }
+ImportOperation::~ImportOperation() { g_current = m_previous; }
 
-ImportOperation* ImportOperation::Current() noexcept { return t_current; }
+ImportOperation* ImportOperation::Current() noexcept { return g_current; }
 
 void ImportOperation::CountRequest() {
   CheckReplyBytes();

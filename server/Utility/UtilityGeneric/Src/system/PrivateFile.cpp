@@ -10,27 +10,24 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "system/Descriptor.h"
-#include "system/SystemReason.h"
+#include "system/SystemErrorText.h"
 
 namespace {
 
-constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+constexpr mode_t kWritableByOthers = S_IWGRP | S_IWOTH;
 
-[[noreturn]] void Refuse(const wchar_t* what, const std::string& path, const String& reason) {
-  SUGThrow(ErrorMessage(what +
-                        BaseStringUtil::StdStringToString(NarrowString(path.data(), path.size()),
-                                                          BaseStringUtil::kCodePageUTF8) +
-                        L"\": " + reason),
+[[noreturn]] void Reject(const wchar_t* what, const std::string& path, const String& reason) {
+  SUGThrow(ErrorMessage(what + BaseStringUtil::FromUTF8(path) + L"\": " + reason),
            L"PrivateFile.cpp", __LINE__);
 }
 
-[[noreturn]] void RefuseDirectory(const std::string& path, const wchar_t* reason) {
-  Refuse(L"Cannot use the directory \"", path,
+[[noreturn]] void RejectDirectory(const std::string& path, const wchar_t* reason) {
+  Reject(L"Cannot use the directory \"", path,
          String(reason) + L" (choose one that belongs to you and that only you can write to)");
 }
 
-[[noreturn]] void RefuseFile(const std::string& path, const wchar_t* reason) {
-  Refuse(L"Cannot use the file \"", path,
+[[noreturn]] void RejectFile(const std::string& path, const wchar_t* reason) {
+  Reject(L"Cannot use the file \"", path,
          String(reason) + L" (remove it, or choose another directory)");
 }
 
@@ -46,18 +43,18 @@ int Open(int directory, const char* name, int flags) {
 
 /// One step along a path: makes the directory `name` in `parent` if it is missing, and opens it;
 /// `path` names it in messages. A link of another user could lead anywhere, and is not followed.
-int OpenStep(int parent, const std::string& name, const std::string& path) {
+int OpenOrCreateDirectory(int parent, const std::string& name, const std::string& path) {
   const int makeError = ::mkdirat(parent, name.c_str(), 0700) == 0 ? 0 : errno;
   struct stat status {};
   int step = Open(parent, name.c_str(), O_PATH | O_NOFOLLOW);
   // Where nothing can be made, such as in the root of a read-only system, what is there serves.
   if (step < 0) {
     const bool isThere = makeError == 0 || makeError == EEXIST;
-    Refuse(L"Cannot create the directory \"", path, SystemReason(isThere ? errno : makeError));
+    Reject(L"Cannot create the directory \"", path, SystemErrorText(isThere ? errno : makeError));
   }
   if (::fstat(step, &status) == 0 && S_ISLNK(status.st_mode)) {
     ::close(step);
-    if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it is another user's symbolic link");
+    if (!IsTrusted(status.st_uid)) RejectDirectory(path, L"it is another user's symbolic link");
     step = Open(parent, name.c_str(), O_PATH | O_DIRECTORY);
   }
   return step;
@@ -71,7 +68,8 @@ int OpenDirectory(const std::string& path) {
     if (begin == std::string::npos) break;
     const std::size_t end = std::min(path.find('/', begin), path.size());
     const Descriptor parent(directory);
-    directory = OpenStep(parent.Number(), path.substr(begin, end - begin), path.substr(0, end));
+    directory = OpenOrCreateDirectory(parent.Number(), path.substr(begin, end - begin),
+                                      path.substr(0, end));
     begin = end;
   }
   return directory;
@@ -80,20 +78,21 @@ int OpenDirectory(const std::string& path) {
 void CheckDirectory(int directory, const std::string& path) {
   struct stat status {};
   if (::fstat(directory, &status) != 0)
-    Refuse(L"Cannot use the directory \"", path, SystemReason(errno));
-  if (!S_ISDIR(status.st_mode)) Refuse(L"Cannot use the directory \"", path, SystemReason(ENOTDIR));
-  if (!IsTrusted(status.st_uid)) RefuseDirectory(path, L"it belongs to another user");
-  if ((status.st_mode & kOthersWrite) != 0 && (status.st_mode & S_ISVTX) == 0)
-    RefuseDirectory(path, L"other users can write to it");
+    Reject(L"Cannot use the directory \"", path, SystemErrorText(errno));
+  if (!S_ISDIR(status.st_mode))
+    Reject(L"Cannot use the directory \"", path, SystemErrorText(ENOTDIR));
+  if (!IsTrusted(status.st_uid)) RejectDirectory(path, L"it belongs to another user");
+  if ((status.st_mode & kWritableByOthers) != 0 && (status.st_mode & S_ISVTX) == 0)
+    RejectDirectory(path, L"other users can write to it");
 }
 
 void CheckFile(int file, const std::string& path) {
   struct stat status {};
-  if (::fstat(file, &status) != 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
-  if (!S_ISREG(status.st_mode)) RefuseFile(path, L"it is not a regular file");
-  if (status.st_uid != ::geteuid()) RefuseFile(path, L"it belongs to another user");
-  if (status.st_nlink != 1) RefuseFile(path, L"it has other names (hard links)");
-  if ((status.st_mode & kOthersWrite) != 0) RefuseFile(path, L"other users can write to it");
+  if (::fstat(file, &status) != 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
+  if (!S_ISREG(status.st_mode)) RejectFile(path, L"it is not a regular file");
+  if (status.st_uid != ::geteuid()) RejectFile(path, L"it belongs to another user");
+  if (status.st_nlink != 1) RejectFile(path, L"it has other names (hard links)");
+  if ((status.st_mode & kWritableByOthers) != 0) RejectFile(path, L"other users can write to it");
 }
 
 }  // namespace
@@ -105,17 +104,17 @@ int OpenPrivateFile(const std::string& path) {
   while (place.size() > 1 && place.back() == '/') place.pop_back();
   const std::string name = path.substr(slash + 1);  // the whole path when there is no slash
   const Descriptor directory(OpenDirectory(place));
-  if (directory.Number() < 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  if (directory.Number() < 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
   CheckDirectory(directory.Number(), place);
   // A special file would keep the caller waiting, or a terminal would become the process's own.
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   const int made = Open(directory.Number(), name.c_str(), kFlags | O_CREAT | O_EXCL);
   if (made >= 0) return made;
-  if (errno != EEXIST) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  if (errno != EEXIST) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
   const int found = Open(directory.Number(), name.c_str(), kFlags);
-  if (found < 0 && errno == ELOOP) RefuseFile(path, L"it is a symbolic link");
-  if (found < 0 && errno == ENXIO) RefuseFile(path, L"it is not a regular file");
-  if (found < 0) Refuse(L"Cannot open the file \"", path, SystemReason(errno));
+  if (found < 0 && errno == ELOOP) RejectFile(path, L"it is a symbolic link");
+  if (found < 0 && errno == ENXIO) RejectFile(path, L"it is not a regular file");
+  if (found < 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
   Descriptor kept(found);
   CheckFile(found, path);
   return kept.Release();

@@ -5,7 +5,7 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SystemUtility.h"
-#include "system/OwnDirectory.h"
+#include "system/PrivateDirectory.h"
 
 namespace {
 
@@ -60,6 +60,6 @@ String SUSystemConfig::GetLogDirectory() const {
     return WithoutTrailingSlash(directory);
   if (GetStateDirectory(directory)) return Below(directory, kFolder);
   directory = TemporaryDirectory();
-  ClaimOwnDirectory(directory);
+  CreatePrivateDirectory(directory);
   return directory;
 }

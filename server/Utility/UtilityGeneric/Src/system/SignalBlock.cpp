@@ -9,7 +9,7 @@ SignalBlock::SignalBlock(int signal) noexcept {
   sigset_t pending;
   sigpending(&pending);
   m_wasPending = sigismember(&pending, signal) == 1;
-  pthread_sigmask(SIG_BLOCK, &m_signal, &m_former);
+  pthread_sigmask(SIG_BLOCK, &m_signal, &m_previous);
 }
 
 SignalBlock::~SignalBlock() {
@@ -18,5 +18,5 @@ SignalBlock::~SignalBlock() {
     while (sigtimedwait(&m_signal, nullptr, &now) > 0) {
     }
   }
-  pthread_sigmask(SIG_SETMASK, &m_former, nullptr);
+  pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
 }

@@ -14,6 +14,6 @@ class SignalBlock {
 
  private:
   sigset_t m_signal{};
-  sigset_t m_former{};
+  sigset_t m_previous{};
   bool m_wasPending = false;
 };

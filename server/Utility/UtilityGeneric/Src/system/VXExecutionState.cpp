@@ -3,7 +3,7 @@
 namespace {
 
 // A plain pointer: it needs no destructor at a thread's end, which would keep the library loaded.
-thread_local VXExecutionState* t_current = nullptr;
+thread_local VXExecutionState* g_current = nullptr;
 
 }  // namespace
 
@@ -23,10 +23,10 @@ VXExecutionState::CancelReason VXExecutionState::GetCancelReason() const noexcep
   return request < 0 ? kCancelReasonUnknown : static_cast<CancelReason>(request);
 }
 
-VXExecutionState* VXExecutionState::Current() noexcept { return t_current; }
+VXExecutionState* VXExecutionState::Current() noexcept { return g_current; }
 
-VXExecutionState::Scope::Scope(VXExecutionState& state) noexcept : m_former(t_current) {
-  t_current = &state;
+VXExecutionState::Scope::Scope(VXExecutionState& state) noexcept : m_previous(g_current) {
+  g_current = &state;
 }
 
-VXExecutionState::Scope::~Scope() { t_current = m_former; }
+VXExecutionState::Scope::~Scope() { g_current = m_previous; }

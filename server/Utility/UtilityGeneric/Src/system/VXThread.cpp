@@ -17,7 +17,7 @@ class VXThread::SystemThread {
   explicit SystemThread(std::function<void()> work) : m_work(std::move(work)) {}
 
   /// True for the first caller.
-  bool TakeStart() noexcept { return !m_isTaken.exchange(true); }
+  bool ClaimStart() noexcept { return !m_isStartClaimed.exchange(true); }
 
   /// False when the system has no thread to give.
   bool Start() noexcept {
@@ -34,13 +34,13 @@ class VXThread::SystemThread {
     return isStarted;
   }
 
-  bool IsRunning() const noexcept { return IsOurs() && !m_hasEnded.load(); }
+  bool IsRunning() const noexcept { return IsInThisProcess() && !m_hasEnded.load(); }
 
   /// True in a forked child of the process that the thread runs in.
-  bool IsInherited() const noexcept { return m_process.load() != 0 && !IsOurs(); }
+  bool IsInOtherProcess() const noexcept { return m_process.load() != 0 && !IsInThisProcess(); }
 
   void Join() noexcept {
-    if (!IsOurs()) return;
+    if (!IsInThisProcess()) return;
     const std::lock_guard lock(m_mutex);
     if (m_isJoinable) pthread_join(m_thread, nullptr);
     m_isJoinable = false;
@@ -49,7 +49,7 @@ class VXThread::SystemThread {
  private:
   /// False before the start, and in a forked child: there, neither the thread exists nor can the
   /// mutex be trusted.
-  bool IsOurs() const noexcept { return m_process.load() == getpid(); }
+  bool IsInThisProcess() const noexcept { return m_process.load() == getpid(); }
 
   static void* Main(void* self) {
     auto& thread = *static_cast<SystemThread*>(self);
@@ -59,7 +59,7 @@ class VXThread::SystemThread {
   }
 
   const std::function<void()> m_work;
-  std::atomic<bool> m_isTaken{false};
+  std::atomic<bool> m_isStartClaimed{false};
   std::atomic<pid_t> m_process{0};  // that the thread runs in
   std::atomic<bool> m_hasEnded{false};
   std::mutex m_mutex;
@@ -76,7 +76,7 @@ VXThread::VXThread()
 VXThread::~VXThread() = default;
 
 void VXThread::Start() {
-  if (!m_thread->TakeStart())
+  if (!m_thread->ClaimStart())
     VXAssert::handleLogicError(L"VXThread.cpp", __LINE__, L"thread started a second time");
   Announce();
   if (m_thread->Start()) return;
@@ -87,7 +87,8 @@ void VXThread::Start() {
 }
 
 void VXThread::RequestCancellation(unsigned long, VXExecutionState::CancelReason reason) noexcept {
-  if (m_thread->IsInherited()) return;  // the job's locks may be held by threads that are not here
+  if (m_thread->IsInOtherProcess())
+    return;  // the job's locks may be held by threads that are not here
   m_state.RequestCancellation(reason);
   Cancel();
 }

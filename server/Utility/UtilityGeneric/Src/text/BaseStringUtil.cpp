@@ -1,5 +1,6 @@
 #include "Utility/Generic/BaseStringUtil.h"
 
+#include "text/ASCIIText.h"
 #include "text/CaseFolding.h"
 #include "text/UnicodeConversion.h"
 
@@ -7,7 +8,7 @@ using CaseFolding::Fold;
 
 namespace {
 
-int Order(wchar_t a, wchar_t b) {
+int CompareCodes(wchar_t a, wchar_t b) {
   return static_cast<char32_t>(a) < static_cast<char32_t>(b) ? -1 : 1;
 }
 
@@ -15,10 +16,6 @@ bool IsMatch(const wchar_t* a, const wchar_t* b, std::size_t length) {
   for (std::size_t i = 0; i < length; ++i)
     if (a[i] != b[i] && Fold(a[i]) != Fold(b[i])) return false;
   return true;
-}
-
-bool IsBlank(wchar_t character) {
-  return character == L' ' || character == L'\t' || character == L'\r' || character == L'\n';
 }
 
 }  // namespace
@@ -31,7 +28,7 @@ int BaseStringUtil::CaseInsensitiveCompare(String::View a, String::View b) {
     if (left[i] == right[i]) continue;
     const wchar_t foldedLeft = Fold(left[i]);
     const wchar_t foldedRight = Fold(right[i]);
-    if (foldedLeft != foldedRight) return Order(foldedLeft, foldedRight);
+    if (foldedLeft != foldedRight) return CompareCodes(foldedLeft, foldedRight);
   }
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
@@ -87,7 +84,7 @@ void BaseStringUtil::ReplacePatternInString(String& text, String::View pattern,
 namespace {
 
 /// What stands for the character in XML, or an empty view when it stands for itself.
-std::wstring_view EscapeOf(wchar_t character) {
+std::wstring_view EscapeFor(wchar_t character) {
   switch (character) {
     case L'&':
       return L"&amp;";
@@ -113,7 +110,7 @@ String BaseStringUtil::EscapeXMLChars(const String& text) {
   std::size_t length = 0;
   bool changed = false;
   for (const wchar_t character : text) {
-    const std::wstring_view escape = EscapeOf(character);
+    const std::wstring_view escape = EscapeFor(character);
     changed = changed || !escape.empty();
     length += escape.empty() ? 1 : escape.size();
   }
@@ -121,7 +118,7 @@ String BaseStringUtil::EscapeXMLChars(const String& text) {
   String result;
   result.AppendFilled(length, [&](wchar_t* place) noexcept {
     for (const wchar_t character : text) {
-      const std::wstring_view escape = EscapeOf(character);
+      const std::wstring_view escape = EscapeFor(character);
       if (escape.empty())
         *place++ = character;
       else
@@ -137,7 +134,7 @@ namespace {
 /// The number, kept within [least, most].
 std::int64_t NumberFrom(const String& text, std::int64_t least, std::int64_t most) noexcept {
   const wchar_t* position = text.c_str();  // the closing null character ends every loop below
-  while (IsBlank(*position)) ++position;
+  while (ASCIIText::IsSpace(*position)) ++position;
   const bool negative = *position == L'-';
   if (negative || *position == L'+') ++position;
   std::int64_t number = 0;

@@ -167,12 +167,7 @@ bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop) 
       isMade = true;
     }
     if (isFine && isMade) made.append(slice);
-    if (!isFine)
-      made.append(
-          BaseStringUtil::StringToStdString(
-              BaseStringUtil::StdStringToString(NarrowString(slice), BaseStringUtil::kCodePageUTF8),
-              BaseStringUtil::kCodePageUTF8)
-              .view());
+    if (!isFine) made.append(BaseStringUtil::ToUTF8(BaseStringUtil::FromUTF8(slice)));
     at += slice.size();
   }
   if (isMade) bytes = std::move(made);
@@ -266,26 +261,34 @@ void CheckCodePage(unsigned int codePage) {
 
 }  // namespace
 
-NarrowString BaseStringUtil::StringToStdString(const String& text, unsigned int codePage) {
-  CheckCodePage(codePage);
+NarrowString BaseStringUtil::ToUTF8(String::View text) {
   NarrowString bytes;
-  const std::size_t length = UnicodeConversion::UTF8Length(text.view());
+  const std::size_t length = UnicodeConversion::UTF8Length(text);
   bytes.AppendFilled(length, [&](char* place) noexcept {
-    UnicodeConversion::Encode(text.view(), place);
+    UnicodeConversion::Encode(text, place);
     return length;
   });
   return bytes;
 }
 
-String BaseStringUtil::StdStringToString(const NarrowString& bytes, unsigned int codePage) {
-  CheckCodePage(codePage);
+String BaseStringUtil::FromUTF8(NarrowString::View bytes) {
   String text;
-  const std::size_t length = UnicodeConversion::WideLength(bytes.view());
+  const std::size_t length = UnicodeConversion::WideLength(bytes);
   text.AppendFilled(length, [&](wchar_t* place) noexcept {
-    UnicodeConversion::Decode(bytes.view(), place);
+    UnicodeConversion::Decode(bytes, place);
     return length;
   });
   return text;
+}
+
+NarrowString BaseStringUtil::StringToStdString(const String& text, unsigned int codePage) {
+  CheckCodePage(codePage);
+  return ToUTF8(text);
+}
+
+String BaseStringUtil::StdStringToString(const NarrowString& bytes, unsigned int codePage) {
+  CheckCodePage(codePage);
+  return FromUTF8(bytes);
 }
 
 void BaseStringUtil::ReplaceIllFormedUTF8(NarrowString& bytes) {

@@ -5,10 +5,10 @@
 namespace {
 
 // A server that makes up names without end gets no more memory than this for them.
-constexpr std::size_t kMostNames = 1024;
-constexpr std::size_t kLongestName = 256;
+constexpr std::size_t kMaxNames = 1024;
+constexpr std::size_t kMaxNameBytes = 256;
 
-String Widened(std::string_view name) {
+String Wide(std::string_view name) {
   String text;
   const std::size_t length = UnicodeConversion::WideLength(name);
   text.AppendFilled(length, [&](wchar_t* place) noexcept {
@@ -22,9 +22,9 @@ String Widened(std::string_view name) {
 
 String ElementNames::Find(std::string_view name) {
   if (const auto found = m_names.find(name); found != m_names.end()) return found->second;
-  String text = Widened(name);
-  if (name.size() > kLongestName) return text;
-  if (m_names.size() >= kMostNames) m_names.clear();
+  String text = Wide(name);
+  if (name.size() > kMaxNameBytes) return text;
+  if (m_names.size() >= kMaxNames) m_names.clear();
   m_names.emplace(name, text);
   return text;
 }

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "system/Cancellation.h"
+#include "Utility/Generic/Cancellation.h"
 
 namespace {
 

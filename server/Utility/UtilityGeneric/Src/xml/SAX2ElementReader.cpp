@@ -1,6 +1,6 @@
 #include "xml/SAX2ElementReader.h"
 
-#include "system/Cancellation.h"
+#include "Utility/Generic/Cancellation.h"
 
 SAX2ElementReader::SAX2ElementReader(SAX2ElementQueue& queue)
     : m_queue(queue),

@@ -23,8 +23,7 @@ class ThreadedReadDriver final : public SAX2XmlReadDriver {
 
   bool ParseInMem(String text, String& error) override {
     return Parse(error, [&](SAX2ElementWriter& writer) {
-      const NarrowString bytes =
-          BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+      const NarrowString bytes = BaseStringUtil::ToUTF8(text);
       text.clear();
       return ParseXmlText(bytes, writer, error);
     });

@@ -63,9 +63,7 @@ std::string OneLine(std::string_view reason) {
 
 std::string_view LastLine(std::string_view text) { return text.substr(text.rfind('\n') + 1); }
 
-String FromUTF8(std::string_view bytes) {
-  return BaseStringUtil::StdStringToString(NarrowString(bytes), BaseStringUtil::kCodePageUTF8);
-}
+String FromUTF8(std::string_view bytes) { return BaseStringUtil::FromUTF8(bytes); }
 
 /// An element's name for an error text: a server may have made it as long as it likes.
 String ShownName(const String& name) {

@@ -1,13 +1,12 @@
-#include "system/SystemReason.h"
+#include "system/SystemErrorText.h"
 
 #include <cstring>
 
 #include "Utility/Generic/BaseStringUtil.h"
 
-String SystemReason(int error) {
+String SystemErrorText(int error) {
   // strerror would translate the text into the language of the process's locale.
   const char* const text = strerrordesc_np(error);
-  if (text)
-    return BaseStringUtil::StdStringToString(NarrowString(text), BaseStringUtil::kCodePageUTF8);
+  if (text) return BaseStringUtil::FromUTF8(text);
   return String(L"error ") + BaseStringUtil::StringFrom(static_cast<std::uint64_t>(error));
 }

@@ -3,4 +3,4 @@
 #include "Utility/Generic/String.h"
 
 /// What an errno value means, in English whatever the locale.
-String SystemReason(int error);
+String SystemErrorText(int error);

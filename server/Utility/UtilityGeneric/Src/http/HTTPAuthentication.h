@@ -8,8 +8,8 @@
 #include "http/HTTPLogIn.h"
 
 /// What came of one request of an exchange.
-struct HTTPRound {
-  bool isWhole = false;               ///< there is a whole answer
+struct HTTPAuthRound {
+  bool isComplete = false;            ///< there is a whole answer
   long status = 0;                    ///< of the service, or of a proxy that answers in its place
   long connectStatus = 0;             ///< of a proxy that was asked for a connection
   unsigned int offeredByService = 0;  ///< sets of HTTPAuthScheme
@@ -18,38 +18,38 @@ struct HTTPRound {
 };
 
 /// The log-ins of one client to its service and its proxy.
-class HTTPLogIns {
+class HTTPAuthentication {
  public:
   /// `options.proxy` is set.
-  HTTPLogIns(const String& url, bool hasUser, const HTTPClientOptions& options);
+  HTTPAuthentication(const String& url, bool hasUser, const HTTPClientOptions& options);
 
   unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
   unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
   void BeginExchange() noexcept;
   /// True when the request is to be sent again, with the schemes of now.
-  bool TakeRound(const HTTPRound& round);
+  bool OnRound(const HTTPAuthRound& round);
 
   // Of the latest exchange:
   /// Why a refusal was final although a log-in was offered, and what to do; may be empty.
   const String& Advice() const noexcept { return m_advice; }
-  bool WasBasicInClear() const noexcept { return m_wasBasicInClear; }
+  bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
   /// Of the latest round.
-  bool WasDigestRefused() const noexcept { return m_wasDigestRefused; }
+  bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }
 
   /// The schemes that may be used with the proxy.
   static unsigned int ProxySchemes(const HTTPClientOptions& options);
 
  private:
-  bool IsServiceInClear(std::string_view peer) const;
+  bool IsServiceUnencrypted(std::string_view peer) const;
 
-  const bool m_allowsBasicInClear;
+  const bool m_allowsUnencryptedBasic;
   const bool m_isServiceHTTPS;
-  const bool m_isServiceHere;
-  const bool m_isProxyInClear;
+  const bool m_isServiceLocal;
+  const bool m_isProxyUnencrypted;
   const std::shared_ptr<HTTPLogInMemory> m_memory;
   HTTPLogIn m_service;
   HTTPLogIn m_proxy;
   String m_advice;
-  bool m_wasBasicInClear = false;
-  bool m_wasDigestRefused = false;
+  bool m_wasBasicUnencrypted = false;
+  bool m_wasDigestRejected = false;
 };

@@ -1,20 +1,20 @@
-#include "http/HTTPReplyHead.h"
+#include "http/HTTPResponseHeaders.h"
 
 #include <algorithm>
 
-#include "http/HTTPHeaderText.h"
+#include "text/ASCIIText.h"
 
 namespace {
 
 /// How often the body is compressed by what such a header lists.
-std::size_t CountCodings(std::string_view list) {
+std::size_t CountCompressions(std::string_view list) {
   std::size_t count = 0;
   while (!list.empty()) {
     const std::size_t end = std::min(list.find(','), list.size());
-    const std::string_view coding = HTTPHeaderText::Trimmed(list.substr(0, end));
+    const std::string_view coding = ASCIIText::Trimmed(list.substr(0, end));
     list.remove_prefix(std::min(end + 1, list.size()));
-    if (!coding.empty() && !HTTPHeaderText::IsSame(coding, "identity") &&
-        !HTTPHeaderText::IsSame(coding, "chunked"))
+    if (!coding.empty() && !ASCIIText::EqualsIgnoringCase(coding, "identity") &&
+        !ASCIIText::EqualsIgnoringCase(coding, "chunked"))
       ++count;
   }
   return count;
@@ -23,18 +23,18 @@ std::size_t CountCodings(std::string_view list) {
 /// libcurl lets there be more blanks than one in front of it.
 std::string_view StatusOf(std::string_view line) {
   line.remove_prefix(std::min(line.find(' '), line.size()));
-  return HTTPHeaderText::Trimmed(line).substr(0, 3);
+  return ASCIIText::Trimmed(line).substr(0, 3);
 }
 
 }  // namespace
 
-HTTPReplyHead::Verdict HTTPReplyHead::Take(std::string_view line, long request) {
+HTTPResponseHeaders::Result HTTPResponseHeaders::OnLine(std::string_view line, long request) {
   m_bytes += line.size();
-  if (m_maxBytes != 0 && m_bytes > m_maxBytes) return Verdict::kTooLong;
+  if (m_maxBytes != 0 && m_bytes > m_maxBytes) return Result::kTooLong;
   const std::string_view text = line.substr(0, line.find_last_not_of("\r\n") + 1);
   // A carriage return inside a line ends it for some readers. libcurl would repeat it in a log-in.
-  if (text.find('\r') != std::string_view::npos) return Verdict::kMalformed;
-  if (IsPackedTwice(text, request)) return Verdict::kPackedTwice;
+  if (text.find('\r') != std::string_view::npos) return Result::kMalformed;
+  if (IsCompressedTwice(text, request)) return Result::kCompressedTwice;
   if (m_part == Part::kBody && request != m_request) m_part = Part::kStatusLine;
   switch (m_part) {
     case Part::kStatusLine:
@@ -43,40 +43,41 @@ HTTPReplyHead::Verdict HTTPReplyHead::Take(std::string_view line, long request) 
       m_status = StatusOf(text);
       m_offers = 0;
       m_schemes.clear();
-      return Verdict::kNewAnswer;
+      return Result::kNewResponse;
     case Part::kHeaders:
       if (!text.empty())
-        TakeHeader(text);
+        OnHeader(text);
       else  // a preliminary answer is followed by another one
         m_part = m_status.starts_with('1') ? Part::kStatusLine : Part::kBody;
       break;
     case Part::kBody:
       break;  // a trailer says nothing that matters here
   }
-  return Verdict::kGood;
+  return Result::kOk;
 }
 
 /// Each level of compression multiplies the work by up to a thousand, and what is between the
 /// levels meets no limit: libcurl hands over, and lets itself be stopped at, the last one's output
 /// alone. libcurl adds up the headers of all answers to a request, so every line counts here.
-bool HTTPReplyHead::IsPackedTwice(std::string_view line, long request) {
-  if (request != m_request) m_codings = 0;
+bool HTTPResponseHeaders::IsCompressedTwice(std::string_view line, long request) {
+  if (request != m_request) m_compressions = 0;
   const std::size_t colon = std::min(line.find(':'), line.size());
   const std::string_view name = line.substr(0, colon);
-  if (HTTPHeaderText::IsSame(name, "content-encoding") ||
-      HTTPHeaderText::IsSame(name, "transfer-encoding"))
-    m_codings += CountCodings(line.substr(std::min(colon + 1, line.size())));
-  return m_codings > 1;
+  if (ASCIIText::EqualsIgnoringCase(name, "content-encoding") ||
+      ASCIIText::EqualsIgnoringCase(name, "transfer-encoding"))
+    m_compressions += CountCompressions(line.substr(std::min(colon + 1, line.size())));
+  return m_compressions > 1;
 }
 
-void HTTPReplyHead::TakeHeader(std::string_view line) {
+void HTTPResponseHeaders::OnHeader(std::string_view line) {
   const std::size_t colon = line.find(':');
   if (colon == std::string_view::npos) return;
   const std::string_view name = line.substr(0, colon);
-  const std::string_view value = HTTPHeaderText::Trimmed(line.substr(colon + 1));
-  if (HTTPHeaderText::IsSame(name, "set-cookie")) m_cookies.Take(value, m_isPast);
-  const bool isOffer = (m_status == "401" && HTTPHeaderText::IsSame(name, "www-authenticate")) ||
-                       (m_status == "407" && HTTPHeaderText::IsSame(name, "proxy-authenticate"));
+  const std::string_view value = ASCIIText::Trimmed(line.substr(colon + 1));
+  if (ASCIIText::EqualsIgnoringCase(name, "set-cookie")) m_cookies.Store(value, m_isPast);
+  const bool isOffer =
+      (m_status == "401" && ASCIIText::EqualsIgnoringCase(name, "www-authenticate")) ||
+      (m_status == "407" && ASCIIText::EqualsIgnoringCase(name, "proxy-authenticate"));
   if (!isOffer || ++m_offers > kMaxOffers) return;
   std::string scheme(value.substr(0, std::min(value.find_first_of(" ,\t"), std::size_t{40})));
   if (!scheme.empty() && std::find(m_schemes.begin(), m_schemes.end(), scheme) == m_schemes.end())

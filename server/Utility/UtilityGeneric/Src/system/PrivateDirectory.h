@@ -6,4 +6,4 @@
 /// that is there when it is this user's and no link; others then lose their rights to it. Throws
 /// ErrorMessage when somebody else prepared it. A directory that cannot be made is no error yet:
 /// whoever opens a file there is told.
-void ClaimOwnDirectory(const String& directory);
+void CreatePrivateDirectory(const String& directory);
