@@ -241,7 +241,9 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   }
   if (plan.cubes.empty()) {
     const bool filtered = !(arguments.sources.empty() && arguments.catalogs.empty());
-    if (plan.whole)
+    if (IsToStop())
+      result.messages.errors.push_back("interrupted before the first cube was read");
+    else if (plan.whole)
       result.messages.errors.push_back(filtered ? "what was named has no cubes to import"
                                                 : "the provider has no cubes to import");
     return ExitStatus::kFailed;

@@ -84,9 +84,9 @@ struct FreeParser {
   }
 };
 
-bool IsErrorElement(const xmlChar* name) {
-  constexpr std::string_view kName = "error";
-  for (const char expected : kName)
+/// Compares a name with one in lower case, ignoring the case of ASCII letters.
+bool IsNamed(const xmlChar* name, std::string_view lowerCase) {
+  for (const char expected : lowerCase)
     if ((*name++ | 0x20) != expected) return false;
   return *name == 0;
 }
@@ -96,7 +96,7 @@ class Parse {
  public:
   Parse(const NarrowString& text, SAX2ElementWriter& writer, String& error)
       : m_text(text.view()),
-        m_prolog(FindXmlDocument(m_text)),
+        m_prolog(FindXmlDocument(m_text, [&] { return writer.IsStopped(); })),
         // A null character would make the parser see the text's end.
         m_textEnd(std::min(m_text.find('\0', m_prolog.begin), m_prolog.end)),
         m_writer(writer),
@@ -197,7 +197,7 @@ void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlCh
   Parse& parse = Self(self);
   parse.OnEvent([=, &parse] {
     parse.Start(name, static_cast<std::size_t>(namespaces));
-    if (IsErrorElement(name)) parse.AddAttributes(attribute, attributes);
+    if (IsNamed(name, "error")) parse.AddAttributes(attribute, attributes);
   });
 }
 
@@ -284,19 +284,29 @@ void Parse::Add(const xmlChar* name, std::string_view value) {
   if (!m_writer.Add(NameOf(name), value)) m_stopped = true;
 }
 
-/// Delivers attributes like children. libxml2 gives five pointers for each: local name, prefix,
-/// URI, and the begin and the end of the value, in which only an ampersand is still escaped.
-void Parse::AddAttributes(const xmlChar** attribute, int count) {
+/// The value of an attribute, in which libxml2 leaves only the ampersand escaped.
+std::string Unescaped(std::string_view rest) {
   constexpr std::string_view kAmpersand = "&#38;";
-  for (int i = 0; i < count && !m_failed && !m_stopped; ++i, attribute += 5) {
-    std::string_view rest(reinterpret_cast<const char*>(attribute[3]),
-                          static_cast<std::size_t>(attribute[4] - attribute[3]));
-    std::string value;
-    for (std::size_t at; (at = rest.find(kAmpersand)) != std::string_view::npos;) {
-      value.append(rest.substr(0, at)).append("&");
-      rest.remove_prefix(at + kAmpersand.size());
+  std::string value;
+  for (std::size_t at; (at = rest.find(kAmpersand)) != std::string_view::npos;) {
+    value.append(rest.substr(0, at)).append("&");
+    rest.remove_prefix(at + kAmpersand.size());
+  }
+  return value.append(rest);
+}
+
+/// Delivers attributes like children, the error code first: who reads a description may want to
+/// know whether it belongs to an error. libxml2 gives five pointers for each: local name, prefix,
+/// URI, and the begin and the end of the value.
+void Parse::AddAttributes(const xmlChar** attribute, int count) {
+  constexpr std::string_view kFirst = "errorcode";
+  for (const bool isFirst : {true, false}) {
+    const xmlChar** at = attribute;
+    for (int i = 0; i < count && !IsOver(); ++i, at += 5) {
+      if (IsNamed(at[0], kFirst) != isFirst) continue;
+      Add(at[0], Unescaped({reinterpret_cast<const char*>(at[3]),
+                            static_cast<std::size_t>(at[4] - at[3])}));
     }
-    Add(attribute[0], value.append(rest));
   }
 }
 
@@ -435,6 +445,7 @@ XmlOutcome Parse::Run() {
   static std::once_flag initialized;
   std::call_once(initialized, xmlInitParser);
   const QuietThread quiet;
+  if (m_writer.IsStopped()) return XmlOutcome::kStopped;
   if (m_prolog.begin >= m_prolog.end) {
     Fail(L"the document is empty", 1, 1);
     return XmlOutcome::kFailed;

@@ -103,6 +103,7 @@ class HierarchyImport {
                                               m_dataSource);
       hierarchy.m_memberType = static_cast<OTXMLAHierarchy::MemberType>(member->GetMemberType());
     } catch (const ErrorMessage& error) {
+      ThrowIfStopped();  // a cancelled look-up has not failed
       warnings.Add(error);
     }
   }

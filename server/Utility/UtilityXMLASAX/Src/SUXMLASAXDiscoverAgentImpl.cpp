@@ -137,7 +137,7 @@ void XmlADiscoverAgentImpl::GetDataSourceInfoCatalogs(DataSourceCatalogs& dataSo
   for (const String& name : names) {
     VXStringVector catalogs;
     GetCatalogs(catalogs, name);
-    dataSources.emplace_back(name, catalogs);
+    dataSources.emplace_back(name, std::move(catalogs));
   }
 }
 

@@ -4,6 +4,16 @@
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
 
+namespace {
+
+constexpr std::size_t kMostCharacters = std::size_t{64} << 10;
+
+String Beginning(const SAX2XmlElement& element, std::size_t most = kMostCharacters) {
+  return element.GetValue().substr(0, most);
+}
+
+}  // namespace
+
 SoapFault::Role SoapFault::RoleOf(const String& name) {
   static const struct {
     String::View name;
@@ -32,11 +42,12 @@ void SoapFault::Watch(const SAX2XmlElement& element) {
       break;
     case Meaning::kCode:
       m_isSoap11 = true;
-      m_faultCode = element.GetValue();
+      m_faultCode = Beginning(element);
       break;
     case Meaning::kString:
       m_isSoap11 = true;
-      m_faultString += element.GetValue();
+      if (m_faultString.size() < kMostCharacters)
+        m_faultString += Beginning(element, kMostCharacters - m_faultString.size());
       break;
     case Meaning::kFault:
       m_isSoap12 = m_isSoap12 || !m_isSoap11;
@@ -47,11 +58,11 @@ void SoapFault::Watch(const SAX2XmlElement& element) {
     case Meaning::kDetail:
       // Rows have elements with these names, too: their values are dropped at the row's end.
       if (!m_isSoap12 && !(this->*role.texts.*role.part))
-        this->*role.texts.*role.part = element.GetValue();
+        this->*role.texts.*role.part = Beginning(element);
       break;
     case Meaning::kDescription:
       // Rows have long ones: they are taken only where an error is likely.
-      if (!m_error.text && (m_isException || m_error.code)) m_error.text = element.GetValue();
+      if (!m_error.text && (m_isException || m_error.code)) m_error.text = Beginning(element);
       break;
     case Meaning::kEndOfDetails:
       if (!m_isSoap12) m_soap12 = Texts();

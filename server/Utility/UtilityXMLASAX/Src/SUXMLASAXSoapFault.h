@@ -11,6 +11,7 @@
 ///   no fault, and the string "null" (any case) means that there is none;
 /// - another `Fault`, such as that of SOAP 1.2: its first `Value` and `Text`;
 /// - an XMLA `Exception`: ErrorCode and Description of the first `Error`.
+/// Of each text the first 64 Ki characters are kept.
 class SoapFault {
  public:
   /// To be called for every element of the reply, in order.

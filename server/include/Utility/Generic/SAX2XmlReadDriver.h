@@ -56,9 +56,9 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
 
 /// A SAX2 reader: one thread parses, another reads the elements. An element is delivered when it
 /// ends, children first. The attributes of an element named Error, where XMLA puts the code and the
-/// description of a failure, are delivered like children in front of it; other attributes are not
-/// delivered. The hand-over is bounded: the parsing thread waits when the consumer is
-/// behind, and wakes at once on cancellation.
+/// description of a failure, are delivered like children in front of it, ErrorCode first; other
+/// attributes are not delivered. The hand-over is bounded: the parsing thread waits when the
+/// consumer is behind, and wakes at once on cancellation.
 ///
 /// Order of calls: Announce, then a parse on any thread while the consumer calls Read. A parse that
 /// is not announced announces itself when it begins. One parse at a time; a driver may parse any
