@@ -158,9 +158,10 @@ void XmlADiscoverAgentImpl::FindDefaultHierarchiesOnCatalogCube(DefaultHierarchi
        Requests::Dimensions(*m_SoapMessage, kDefaultHierarchiesTitle,
                             {catalog, cube, dataSourceInfo}),
        &XmlADiscoverAgentImpl::ReadDimensions);
-  for (const RefCnt<XmlADimension>& dimension : dimensions) {
+  for (RefCnt<XmlADimension>& dimension : dimensions) {
     ThrowIfStopped();
     defaults[dimension->GetDefaultHierarchyUniqueName()] = true;
+    dimension = {};  // a stop must not wait for a million rows to be freed
   }
 }
 

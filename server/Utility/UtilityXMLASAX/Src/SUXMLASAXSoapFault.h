@@ -25,11 +25,13 @@ class SoapFault {
  private:
   enum class Meaning {
     kNone,
-    kCode,
-    kString,
+    kFaultCode,
+    kFaultString,
     kFault,
     kException,
-    kDetail,
+    kValue,
+    kText,
+    kErrorCode,
     kDescription,
     kEndOfDetails
   };
@@ -38,15 +40,10 @@ class SoapFault {
     std::optional<String> code;
     std::optional<String> text;
   };
-  struct Role {
-    Meaning meaning;
-    Texts SoapFault::*texts;  // where a detail belongs
-    std::optional<String> Texts::*part;
-  };
 
-  static Role RoleOf(const String& name);
+  static Meaning MeaningOf(const String& name);
 
-  NameMemo<Role> m_roles;
+  NameMemo<Meaning> m_meanings;
   String m_faultCode;
   String m_faultString;
   Texts m_soap12;

@@ -30,15 +30,16 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
 
  private:
   friend class SAX2ElementReader;
-  /// The text that was made last of a value in the reader's block.
-  struct Made {
+  /// The value that was decoded last, of the elements of one name, in the reader's block.
+  struct LastDecoded {
     const char* bytes = nullptr;
     std::size_t byteCount = 0;
     String text;
   };
 
   /// Shows an element of the reader's block. `last` belongs to the element's name.
-  void Show(const String& name, const char* bytes, std::size_t byteCount, Made& last) noexcept;
+  void Show(const String& name, const char* bytes, std::size_t byteCount,
+            LastDecoded& last) noexcept;
   void Decode() const;
   /// Takes copies of its texts, so that the block can go.
   void Detach();
@@ -50,7 +51,7 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
   mutable String m_value;
   const char* m_bytes = nullptr;        // the value in the reader's block ...
   mutable std::size_t m_byteCount = 0;  // ... until it is decoded
-  Made* m_last = nullptr;
+  LastDecoded* m_last = nullptr;
   Kind m_kind;
 };
 
