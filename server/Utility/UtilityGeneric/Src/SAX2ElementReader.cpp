@@ -25,7 +25,7 @@ void SAX2ElementReader::LeaveBlock() {
       m_element->Forget();
     }
   }
-  m_made.clear();
+  m_lastDecoded.clear();
   m_block.reset();
 }
 
@@ -37,7 +37,7 @@ RefCnt<SAX2XmlElement> SAX2ElementReader::Next() {
   if (!m_element) m_element = new SAX2XmlElement(SAX2XmlElement::Kind::kElement);
   const SAX2ElementBlock::Record& record = m_block->records[m_next++];
   m_element->Show(m_block->names[record.name], m_block->text.data() + m_textAt, record.length,
-                  m_made[record.name]);
+                  m_lastDecoded[record.name]);
   m_textAt += record.length;
   return m_element;
 }
@@ -51,8 +51,8 @@ RefCnt<SAX2XmlElement> SAX2ElementReader::Read() {
     }
     switch (m_queue.Take(m_block, m_parse)) {
       case SAX2ElementQueue::Delivery::kBlock:
-        m_made.clear();
-        m_made.resize(m_block->names.size());
+        m_lastDecoded.clear();
+        m_lastDecoded.resize(m_block->names.size());
         m_next = 0;
         m_textAt = 0;
         break;

@@ -5,14 +5,17 @@
 namespace {
 
 // A block is handed over when it has so many elements or so much text.
-constexpr std::size_t kBlockElements = 512;
+constexpr std::size_t kBlockElements = 2048;
+constexpr std::size_t kUsualText = std::size_t{32} << 10;  // bytes
 constexpr std::size_t kBlockText = std::size_t{64} << 10;  // bytes
 
 }  // namespace
 
 void SAX2ElementWriter::StartBlock() {
   m_block = std::make_unique<SAX2ElementBlock>();
-  if (++m_number > 1) m_block->records.reserve(kBlockElements);
+  if (++m_number == 1) return;  // the only one of a small reply
+  m_block->records.reserve(kBlockElements);
+  m_block->text.reserve(kUsualText);
 }
 
 bool SAX2ElementWriter::Add(Name& name, std::string_view value) {

@@ -4,7 +4,7 @@
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 
 void SAX2XmlElement::Show(const String& name, const char* bytes, std::size_t byteCount,
-                          Made& last) noexcept {
+                          LastDecoded& last) noexcept {
   m_name = &name;
   m_value.clear();
   m_bytes = bytes;

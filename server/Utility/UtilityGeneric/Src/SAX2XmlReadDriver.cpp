@@ -6,7 +6,7 @@
 #include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/VXAssert.h"
-#include "XmlPushParser.h"
+#include "XmlParser.h"
 
 namespace {
 

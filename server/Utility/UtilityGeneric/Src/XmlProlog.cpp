@@ -8,8 +8,17 @@ bool IsBlank(char character) {
   return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-std::size_t SkipBlanksAndMarks(std::string_view text, std::size_t position) {
-  for (;;) {
+constexpr std::size_t kPiece = std::size_t{64} << 10;  // looked at between two questions
+
+/// The position of the first character at or behind `position` that is neither blank nor part of a
+/// byte-order mark.
+std::size_t SkipBlanksAndMarks(std::string_view text, std::size_t position,
+                               const std::function<bool()>& isToStop) {
+  for (std::size_t asked = position;;) {
+    if (position - asked >= kPiece) {
+      if (isToStop()) return position;
+      asked = position;
+    }
     if (position < text.size() && IsBlank(text[position]))
       ++position;
     else if (text.substr(position, kByteOrderMark.size()) == kByteOrderMark)
@@ -17,6 +26,18 @@ std::size_t SkipBlanksAndMarks(std::string_view text, std::size_t position) {
     else
       return position;
   }
+}
+
+/// The position behind the last character that is neither blank nor null.
+std::size_t FindEnd(std::string_view text, const std::function<bool()>& isToStop) {
+  std::size_t end = text.size();
+  for (std::size_t asked = end; end > 0 && (IsBlank(text[end - 1]) || text[end - 1] == '\0');
+       --end) {
+    if (asked - end < kPiece) continue;
+    if (isToStop()) return end;
+    asked = end;
+  }
+  return end;
 }
 
 /// The position behind the XML declaration that stands at `position`, or `position` itself.
@@ -33,17 +54,16 @@ std::size_t SkipDeclaration(std::string_view text, std::size_t position) {
 
 }  // namespace
 
-XmlProlog FindXmlDocument(std::string_view text) noexcept {
-  std::size_t end = text.size();
-  while (end > 0 && (IsBlank(text[end - 1]) || text[end - 1] == '\0')) --end;
+XmlProlog FindXmlDocument(std::string_view text, const std::function<bool()>& isToStop) {
+  const std::size_t end = FindEnd(text, isToStop);
   text = text.substr(0, end);
-  const std::size_t begin = SkipBlanksAndMarks(text, 0);
+  const std::size_t begin = SkipBlanksAndMarks(text, 0, isToStop);
   XmlProlog prolog{begin, end, begin, begin};
   const std::size_t first = SkipDeclaration(text, begin);
   if (first != begin) {
     prolog.blankBegin = first;
-    prolog.blankEnd = SkipDeclaration(text, SkipBlanksAndMarks(text, first));
-    prolog.blankEnd = SkipBlanksAndMarks(text, prolog.blankEnd);
+    prolog.blankEnd = SkipDeclaration(text, SkipBlanksAndMarks(text, first, isToStop));
+    prolog.blankEnd = SkipBlanksAndMarks(text, prolog.blankEnd, isToStop);
   }
   return prolog;
 }

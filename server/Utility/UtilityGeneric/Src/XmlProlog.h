@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string_view>
 
 /// Which part of a reply's text is the XML document, and which part of that is to be read as
@@ -14,4 +15,5 @@ struct XmlProlog {
   std::size_t blankEnd;    ///< to here; both equal `begin` where there is none
 };
 
-XmlProlog FindXmlDocument(std::string_view text) noexcept;
+/// Asks `isToStop` every 64 KiB. Once that is true, the result means nothing.
+XmlProlog FindXmlDocument(std::string_view text, const std::function<bool()>& isToStop);

@@ -52,9 +52,10 @@ class HierarchyImport {
     std::vector<RefCnt<XmlADimension>> rows;
     m_agent.GetDimensionsOnCatalogCube(rows, m_catalog, m_cube, m_dataSource);
     // Of several dimensions with one name the first counts.
-    for (const RefCnt<XmlADimension>& row : rows) {
+    for (RefCnt<XmlADimension>& row : rows) {
       ThrowIfStopped();
       m_dimensionTypes.emplace(row->GetDimensionUniqueName(), row->GetDimensionType());
+      row = {};  // a stop must not wait for a million rows to be freed
     }
   }
 
@@ -103,6 +104,7 @@ class HierarchyImport {
                                               m_dataSource);
       hierarchy.m_memberType = static_cast<OTXMLAHierarchy::MemberType>(member->GetMemberType());
     } catch (const ErrorMessage& error) {
+      ThrowIfStopped();  // a cancelled look-up has not failed
       warnings.Add(error);
     }
   }

@@ -106,18 +106,21 @@ void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSou
   try {
     CheckTargetType(warnings);
     if (all) m_DiscoverAgent->GetDataSourceInfo(names);
+    // A record is moved by copying all that it holds: none is.
+    dataSources.reserve(names.size());
     for (const String& name : names) {
-      OTDataSource dataSource;
-      dataSource.m_dataSourceName = name;
       VXStringVector catalogNames;
       m_DiscoverAgent->GetCatalogs(catalogNames, name);
+      OTCatalogs catalogs;
+      catalogs.reserve(catalogNames.size());
       for (const String& catalogName : catalogNames) {
-        OTCatalog catalog;
+        OTCatalog& catalog = catalogs.emplace_back();
         catalog.m_catalogName = catalogName;
         m_DiscoverAgent->GetCubesOnCatalog(catalog.m_cubes, catalogName, name);
-        dataSource.m_catalogs.push_back(catalog);
       }
-      dataSources.push_back(dataSource);
+      OTDataSource& dataSource = dataSources.emplace_back();
+      dataSource.m_dataSourceName = name;
+      dataSource.m_catalogs.swap(catalogs);
     }
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);

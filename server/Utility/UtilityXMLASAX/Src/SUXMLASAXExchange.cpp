@@ -36,11 +36,11 @@ std::size_t Find(std::string_view text, std::string_view pattern, std::size_t fr
 }
 
 /// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
-void NormaliseDeclaration(NarrowString& reply, bool isOmitted) {
+void NormaliseDeclaration(NarrowString& reply, bool prepends) {
   constexpr std::string_view kDeclaration = "<?xml version=\"1.0\"?>";
   constexpr std::string_view kWithoutEnd = "<?xml version=\"1.0\"";
   // Should a declaration come where none is expected, the reader skips the second one.
-  const std::size_t start = isOmitted ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
+  const std::size_t start = prepends ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
   if (start == NarrowString::npos) {
     reply.ReplaceFront(0, kDeclaration);
     return;
@@ -89,7 +89,7 @@ String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& su
   m_HttpClient->SetRequestSubject(String());  // it may be long
   if (operation) operation->CheckReplyBytes();
   if (hasReply) {
-    NormaliseDeclaration(reply, Rules().omitsXmlDeclaration);
+    NormaliseDeclaration(reply, Rules().prependsDeclaration);
   } else if (!error.empty()) {
     SUGThrow(ErrorMessage(error), kSourceFile, __LINE__);
   }

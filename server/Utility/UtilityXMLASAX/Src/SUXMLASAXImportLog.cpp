@@ -95,6 +95,12 @@ String FileName(const VXDateTime& now) {
   return name;
 }
 
+/// True for a character that would break a line of the log, or act on a terminal that shows it.
+bool IsControl(wchar_t character) {
+  return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x2028 ||
+         character == 0x2029;
+}
+
 /// The reply's beginning that is logged, in front of a character.
 std::size_t LoggedLength(std::string_view reply) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
@@ -163,9 +169,8 @@ String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVec
   for (std::size_t at; (at = all.find(L"%s", from)) != String::npos; from = at + 2) {
     text.append(all.substr(from, at - from));
     if (argument == arguments.end() || text.size() >= capacity) continue;
-    // A line break in a name would look like the log's own lines.
     for (const wchar_t character : (argument++)->view().substr(0, capacity))
-      text += character == L'\n' || character == L'\r' ? L' ' : character;
+      text += IsControl(character) ? L' ' : character;
   }
   text.append(all.substr(from));
   return text.substr(0, capacity - 1);

@@ -29,7 +29,7 @@ constexpr ProviderRules kAnalysisServices = {
 constexpr ProviderRules kModernAnalysisServices = [] {
   ProviderRules rules = kAnalysisServices;
   rules.namesDataSources = true;
-  rules.omitsXmlDeclaration = true;
+  rules.prependsDeclaration = true;
   return rules;
 }();
 

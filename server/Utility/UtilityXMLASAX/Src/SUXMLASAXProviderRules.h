@@ -19,7 +19,7 @@ struct ProviderRules {
   /// DataSourceName identifies a data source, else DataSourceInfo.
   bool namesDataSources = false;
   /// Replies get an XML declaration in front, whatever they begin with.
-  bool omitsXmlDeclaration = false;
+  bool prependsDeclaration = false;
   /// A measure's name is taken from its unique name.
   bool measuresByUniqueName = false;
 

@@ -11,6 +11,7 @@
 ///   no fault, and the string "null" (any case) means that there is none;
 /// - another `Fault`, such as that of SOAP 1.2: its first `Value` and `Text`;
 /// - an XMLA `Exception`: ErrorCode and Description of the first `Error`.
+/// Of each text the first 64 Ki characters are kept.
 class SoapFault {
  public:
   /// To be called for every element of the reply, in order.
@@ -24,11 +25,13 @@ class SoapFault {
  private:
   enum class Meaning {
     kNone,
-    kCode,
-    kString,
+    kFaultCode,
+    kFaultString,
     kFault,
     kException,
-    kDetail,
+    kValue,
+    kText,
+    kErrorCode,
     kDescription,
     kEndOfDetails
   };
@@ -37,15 +40,10 @@ class SoapFault {
     std::optional<String> code;
     std::optional<String> text;
   };
-  struct Role {
-    Meaning meaning;
-    Texts SoapFault::*texts;  // where a detail belongs
-    std::optional<String> Texts::*part;
-  };
 
-  static Role RoleOf(const String& name);
+  static Meaning MeaningOf(const String& name);
 
-  NameMemo<Role> m_roles;
+  NameMemo<Meaning> m_meanings;
   String m_faultCode;
   String m_faultString;
   Texts m_soap12;

@@ -97,8 +97,6 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures);
   void ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables);
 
-  const String& SoapParseErrorString() const { return m_SoapParseErrorString; }
-
  private:
   const ProviderRules& Rules() const;
   String UrlForLog() const;

@@ -1,4 +1,4 @@
-#include "XmlPushParser.h"
+#include "XmlParser.h"
 
 #include <libxml/SAX2.h>
 #include <libxml/dict.h>
@@ -7,13 +7,11 @@
 #include <libxml/xmlerror.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "ElementNames.h"
 #include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "XmlProlog.h"
@@ -22,11 +20,11 @@ namespace {
 
 constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementText = std::size_t{8} << 20;  // characters
-constexpr std::size_t kFeedBytes = 16384;                      // handed to libxml2 at a time
 // Beyond these the library's own tables and comparisons take more and more time for every byte.
 constexpr std::size_t kMaxTag = std::size_t{64} << 10;  // bytes
 constexpr std::size_t kMaxNames = 100000;               // different ones
 constexpr std::size_t kMaxNamespaces = 1000;            // declared at one place
+constexpr std::size_t kMaxKeptNames = 128;
 constexpr std::size_t kMaxReasonLength = 300;
 constexpr std::size_t kMaxShownName = 80;  // characters
 
@@ -45,8 +43,6 @@ class QuietThread {
   xmlStructuredErrorFunc m_function;
   void* m_context;
 };
-
-bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 bool IsBlankText(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
@@ -88,9 +84,9 @@ struct FreeParser {
   }
 };
 
-bool IsErrorElement(const xmlChar* name) {
-  constexpr std::string_view kName = "error";
-  for (const char expected : kName)
+/// Compares a name with one in lower case, ignoring the case of ASCII letters.
+bool IsNamed(const xmlChar* name, std::string_view lowerCase) {
+  for (const char expected : lowerCase)
     if ((*name++ | 0x20) != expected) return false;
   return *name == 0;
 }
@@ -99,13 +95,19 @@ bool IsErrorElement(const xmlChar* name) {
 class Parse {
  public:
   Parse(const NarrowString& text, SAX2ElementWriter& writer, String& error)
-      : m_text(text.view()), m_prolog(FindXmlDocument(m_text)), m_writer(writer), m_error(error) {}
+      : m_text(text.view()),
+        m_prolog(FindXmlDocument(m_text, [&] { return writer.IsStopped(); })),
+        // A null character would make the parser see the text's end.
+        m_textEnd(std::min(m_text.find('\0', m_prolog.begin), m_prolog.end)),
+        m_writer(writer),
+        m_error(error),
+        m_read(m_prolog.begin) {}
 
   XmlOutcome Run();
 
  private:
-  struct CachedName {
-    const xmlChar* key = nullptr;  // in the parser's dictionary, which has each name once
+  struct KeptName {
+    const xmlChar* key;  // in the parser's dictionary, which has each name once
     SAX2ElementWriter::Name name;
   };
   struct Level {
@@ -121,11 +123,16 @@ class Parse {
   static Parse& Self(void* self) { return *static_cast<Parse*>(self); }
   template <class Work>
   void Guarded(Work work) noexcept;
+  template <class Work>
+  void OnEvent(Work work) noexcept;
   static void OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*,
                       int namespaces, const xmlChar**, int attributes, int,
                       const xmlChar** attribute) noexcept;
   static void OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept;
   static void OnCharacters(void* self, const xmlChar* characters, int length) noexcept;
+  static void OnComment(void* self, const xmlChar*) noexcept;
+  static void OnInstruction(void* self, const xmlChar*, const xmlChar*) noexcept;
+  static int OnRead(void* self, char* place, int room) noexcept;
   static void OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept;
   static void OnError(void* self, xmlErrorPtr error) noexcept;
 
@@ -139,26 +146,30 @@ class Parse {
 
   xmlParserCtxtPtr Context() const noexcept { return m_parser.get(); }
   bool MakeContext();
-  bool Feed(std::size_t from, std::size_t to);
+  std::size_t Read(char* place, std::size_t room) noexcept;
+  std::size_t Position() const noexcept;
   void CheckTables();
-  void Finish();
+  bool IsAboutEnd(int code) const noexcept;
+  void FailAtEnd();
   void FailHere(const String& reason);
   void Fail(const String& reason, std::size_t line, std::size_t column);
   void FailAtCharacter(std::size_t position);
-  void Stop() noexcept;
+  bool IsOver() const noexcept { return m_failed || m_stopped || m_outOfMemory; }
 
   const std::string_view m_text;
   const XmlProlog m_prolog;
+  const std::size_t m_textEnd;  // of what the parser gets
   SAX2ElementWriter& m_writer;
   String& m_error;
 
   std::unique_ptr<xmlParserCtxt, FreeParser> m_parser;
-  ElementNames m_names;
-  std::array<CachedName, 64> m_cachedNames;
+  std::vector<KeptName> m_names;
+  std::size_t m_lastName = 0;
   std::string m_characters;  // the own text of all open elements, the innermost at the end
   std::vector<Level> m_levels;
+  std::size_t m_read;          // up to here the text has been given to the parser
+  std::size_t m_eventEnd = 0;  // where the parser was at the last callback
   bool m_anyElement = false;
-  bool m_finishing = false;
   bool m_failed = false;
   bool m_stopped = false;
   bool m_outOfMemory = false;
@@ -166,37 +177,54 @@ class Parse {
 
 template <class Work>
 void Parse::Guarded(Work work) noexcept {
-  if (m_failed || m_stopped || m_outOfMemory) return;
+  if (IsOver()) return;
   try {
     work();
   } catch (...) {
     m_outOfMemory = true;  // nothing else is thrown here
-    Stop();
   }
+}
+
+/// For what ends a part of the text, so that the next part is measured from there.
+template <class Work>
+void Parse::OnEvent(Work work) noexcept {
+  m_eventEnd = Position();
+  Guarded(work);
 }
 
 void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
                     const xmlChar**, int attributes, int, const xmlChar** attribute) noexcept {
-  Self(self).Guarded([=] {
-    Self(self).Start(name, static_cast<std::size_t>(namespaces));
-    if (IsErrorElement(name)) Self(self).AddAttributes(attribute, attributes);
+  Parse& parse = Self(self);
+  parse.OnEvent([=, &parse] {
+    parse.Start(name, static_cast<std::size_t>(namespaces));
+    if (IsNamed(name, "error")) parse.AddAttributes(attribute, attributes);
   });
 }
 
 void Parse::OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept {
-  Self(self).Guarded([=] { Self(self).End(name); });
+  Parse& parse = Self(self);
+  parse.OnEvent([=, &parse] { parse.End(name); });
 }
 
 void Parse::OnCharacters(void* self, const xmlChar* characters, int length) noexcept {
-  Self(self).Guarded([=] {
-    Self(self).AddText(
-        {reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length)});
+  Parse& parse = Self(self);
+  parse.OnEvent([=, &parse] {
+    parse.AddText({reinterpret_cast<const char*>(characters), static_cast<std::size_t>(length)});
   });
 }
 
+void Parse::OnComment(void* self, const xmlChar*) noexcept {
+  Self(self).OnEvent([] {});
+}
+
+void Parse::OnInstruction(void* self, const xmlChar*, const xmlChar*) noexcept {
+  Self(self).OnEvent([] {});
+}
+
 void Parse::OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
-  Self(self).Guarded([=] {
-    Self(self).FailHere(L"a document type declaration is not accepted: SOAP forbids it");
+  Parse& parse = Self(self);
+  parse.OnEvent([&parse] {
+    parse.FailHere(L"a document type declaration is not accepted: SOAP forbids it");
   });
 }
 
@@ -204,16 +232,26 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
   // Warnings and errors against the rules of namespaces, such as an undeclared prefix, are let be.
   if (error->level != XML_ERR_FATAL) return;
   Parse& parse = Self(self);
-  if (error->code == XML_ERR_NO_MEMORY) {
+  // Without memory for its input the parser takes what it has for the whole text.
+  const bool isStarved = parse.m_parser && parse.Context()->input->buf->error != 0;
+  if (error->code == XML_ERR_NO_MEMORY || isStarved) {
     parse.m_outOfMemory = true;
     return;
   }
   parse.Guarded([&parse, error] {
-    if (parse.m_finishing && error->code == XML_ERR_DOCUMENT_END) return;  // Finish knows better
+    if (parse.IsAboutEnd(error->code)) return;  // FailAtEnd knows better
     parse.Fail(FromUTF8(OneLine(error->message ? error->message : "not well-formed")),
                static_cast<std::size_t>(std::max(error->line, 1)),
                static_cast<std::size_t>(std::max(error->int2, 1)));
   });
+}
+
+/// True for an error that only says that the text ends here.
+bool Parse::IsAboutEnd(int code) const noexcept {
+  const xmlParserInput& input = *Context()->input;
+  if (m_read < m_textEnd || input.cur < input.end) return false;
+  return m_textEnd < m_prolog.end || code == XML_ERR_DOCUMENT_EMPTY ||
+         code == XML_ERR_TAG_NOT_FINISHED;
 }
 
 void Parse::Start(const xmlChar* name, std::size_t namespaces) {
@@ -243,24 +281,32 @@ void Parse::End(const xmlChar* name) {
 }
 
 void Parse::Add(const xmlChar* name, std::string_view value) {
-  if (m_writer.Add(NameOf(name), value)) return;
-  m_stopped = true;
-  Stop();
+  if (!m_writer.Add(NameOf(name), value)) m_stopped = true;
 }
 
-/// Delivers attributes like children. libxml2 gives five pointers for each: local name, prefix,
-/// URI, and the begin and the end of the value, in which only an ampersand is still escaped.
-void Parse::AddAttributes(const xmlChar** attribute, int count) {
+/// The value of an attribute, in which libxml2 leaves only the ampersand escaped.
+std::string Unescaped(std::string_view rest) {
   constexpr std::string_view kAmpersand = "&#38;";
-  for (int i = 0; i < count && !m_failed && !m_stopped; ++i, attribute += 5) {
-    std::string_view rest(reinterpret_cast<const char*>(attribute[3]),
-                          static_cast<std::size_t>(attribute[4] - attribute[3]));
-    std::string value;
-    for (std::size_t at; (at = rest.find(kAmpersand)) != std::string_view::npos;) {
-      value.append(rest.substr(0, at)).append("&");
-      rest.remove_prefix(at + kAmpersand.size());
+  std::string value;
+  for (std::size_t at; (at = rest.find(kAmpersand)) != std::string_view::npos;) {
+    value.append(rest.substr(0, at)).append("&");
+    rest.remove_prefix(at + kAmpersand.size());
+  }
+  return value.append(rest);
+}
+
+/// Delivers attributes like children, the error code first: who reads a description may want to
+/// know whether it belongs to an error. libxml2 gives five pointers for each: local name, prefix,
+/// URI, and the begin and the end of the value.
+void Parse::AddAttributes(const xmlChar** attribute, int count) {
+  constexpr std::string_view kFirst = "errorcode";
+  for (const bool isFirst : {true, false}) {
+    const xmlChar** at = attribute;
+    for (int i = 0; i < count && !IsOver(); ++i, at += 5) {
+      if (IsNamed(at[0], kFirst) != isFirst) continue;
+      Add(at[0], Unescaped({reinterpret_cast<const char*>(at[3]),
+                            static_cast<std::size_t>(at[4] - at[3])}));
     }
-    Add(attribute[0], value.append(rest));
   }
 }
 
@@ -287,21 +333,17 @@ void Parse::DropBlankSegment(Level& level) {
   }
 }
 
+/// A rowset repeats its columns in one order: the name behind the one found last is most often the
+/// right one.
 SAX2ElementWriter::Name& Parse::NameOf(const xmlChar* name) {
-  // The parser's dictionary gives equal names one address.
-  const auto address = reinterpret_cast<std::uintptr_t>(name);
-  auto& names = m_cachedNames;
-  CachedName& cached = names[(address ^ (address >> 6)) % names.size()];
-  if (cached.key != name) {
-    cached.key = nullptr;
-    cached.name = {m_names.Find(reinterpret_cast<const char*>(name))};
-    cached.key = name;
+  for (std::size_t i = 0; i < m_names.size(); ++i) {
+    m_lastName = m_lastName + 1 < m_names.size() ? m_lastName + 1 : 0;
+    if (m_names[m_lastName].key == name) return m_names[m_lastName].name;
   }
-  return cached.name;
-}
-
-void Parse::Stop() noexcept {
-  if (m_parser) xmlStopParser(Context());
+  if (m_names.size() >= kMaxKeptNames) m_names.clear();
+  m_lastName = m_names.size();
+  m_names.push_back({name, {FromUTF8(reinterpret_cast<const char*>(name))}});
+  return m_names.back().name;
 }
 
 void Parse::FailHere(const String& reason) {
@@ -317,7 +359,6 @@ void Parse::Fail(const String& reason, std::size_t line, std::size_t column) {
   line += static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), '\n'));
   m_error = reason + L" (line " + FromNumber(line) + L", column " + FromNumber(column) + L")";
   m_failed = true;
-  Stop();
 }
 
 void Parse::FailAtCharacter(std::size_t position) {
@@ -339,57 +380,59 @@ bool Parse::MakeContext() {
   handler.characters = &OnCharacters;
   handler.ignorableWhitespace = &OnCharacters;
   handler.cdataBlock = &OnCharacters;
+  handler.comment = &OnComment;
+  handler.processingInstruction = &OnInstruction;
   handler.internalSubset = &OnDocumentType;
   handler.serror = &OnError;
-  m_parser.reset(xmlCreatePushParserCtxt(&handler, this, nullptr, 0, nullptr));
-  return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0 &&
-         xmlSwitchEncoding(Context(), XML_CHAR_ENCODING_UTF8) == 0;
+  m_parser.reset(
+      xmlCreateIOParserCtxt(&handler, this, &OnRead, nullptr, this, XML_CHAR_ENCODING_UTF8));
+  return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
 }
 
-/// Feeds a part of the text in small pieces; false when the parse is over.
-bool Parse::Feed(std::size_t from, std::size_t to) {
-  const bool asBlanks = from >= m_prolog.blankBegin && from < m_prolog.blankEnd;
-  while (from < to) {
-    if (m_writer.IsStopped()) m_stopped = true;
-    if (m_stopped) return false;
-    std::string_view piece = m_text.substr(from, std::min(kFeedBytes, to - from));
-    // Not in the middle of a character.
-    while (from + piece.size() < to && IsContinuation(m_text[from + piece.size()]))
-      piece.remove_suffix(1);
-    std::string blanks;
-    if (asBlanks) {  // the line numbers stay right
-      for (const char byte : piece)
-        if (!IsContinuation(byte)) blanks += byte == '\n' || byte == '\r' ? byte : ' ';
-    }
-    const std::string_view fed = asBlanks ? blanks : piece;
-    xmlParseChunk(Context(), fed.data(), static_cast<int>(fed.size()), 0);
-    CheckTables();
-    if (m_failed || m_stopped || m_outOfMemory) return false;
-    from += piece.size();
-  }
-  return true;
+/// Gives libxml2 the next piece of the text. 0 is the end of the text, which also ends a parse that
+/// is to stop: libxml2 must not be stopped while it reads.
+int Parse::OnRead(void* self, char* place, int room) noexcept {
+  Parse& parse = Self(self);
+  if (parse.m_writer.IsStopped()) parse.m_stopped = true;
+  parse.Guarded([&parse] { parse.CheckTables(); });
+  if (parse.IsOver()) return 0;
+  return static_cast<int>(parse.Read(place, static_cast<std::size_t>(room)));
+}
+
+std::size_t Parse::Read(char* place, std::size_t room) noexcept {
+  const std::string_view piece = m_text.substr(m_read, std::min(room, m_textEnd - m_read));
+  std::copy(piece.begin(), piece.end(), place);
+  const auto at = [&](std::size_t position) {
+    return place + std::clamp(position, m_read, m_read + piece.size()) - m_read;
+  };
+  std::replace_if(
+      at(m_prolog.blankBegin), at(m_prolog.blankEnd),
+      [](char byte) { return byte != '\n' && byte != '\r'; }, ' ');  // line numbers stay right
+  m_read += piece.size();
+  return piece.size();
+}
+
+/// Where the parser stands: bytes from the document's begin.
+std::size_t Parse::Position() const noexcept {
+  const xmlParserInput& input = *Context()->input;
+  return input.consumed + static_cast<std::size_t>(input.cur - input.base);
 }
 
 /// Refuses what would make the library slow, in time.
 void Parse::CheckTables() {
-  if (m_failed || m_stopped || m_outOfMemory) return;
-  const xmlParserInput& input = *Context()->input;
-  if (Context()->instate == XML_PARSER_START_TAG &&
-      static_cast<std::size_t>(input.end - input.cur) > kMaxTag)
+  const bool isInTag =
+      Context()->instate == XML_PARSER_CONTENT || Context()->instate == XML_PARSER_ATTRIBUTE_VALUE;
+  if (isInTag && m_read - m_prolog.begin > m_eventEnd + kMaxTag)
     FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
   else if (xmlDictSize(Context()->dict) > static_cast<int>(kMaxNames))
     FailHere(L"there are more than " + FromNumber(kMaxNames) + L" different names");
 }
 
-/// Tells the parser that the document ends here.
-void Parse::Finish() {
-  m_finishing = true;
-  xmlParseChunk(Context(), nullptr, 0, 1);
-  // A parser that got no memory for its input has stopped without a word.
-  if (!m_failed && !m_stopped && Context()->wellFormed && Context()->disableSAX)
-    m_outOfMemory = true;
-  if (m_failed || m_stopped || m_outOfMemory || Context()->wellFormed) return;
-  if (!m_levels.empty())
+/// Tells what is missing when the document ends too early.
+void Parse::FailAtEnd() {
+  if (m_textEnd < m_prolog.end)
+    FailAtCharacter(m_textEnd);
+  else if (!m_levels.empty())
     FailHere(L"the document ends inside the element " +
              ShownName(NameOf(m_levels.back().name).text));
   else if (m_anyElement)
@@ -402,28 +445,19 @@ XmlOutcome Parse::Run() {
   static std::once_flag initialized;
   std::call_once(initialized, xmlInitParser);
   const QuietThread quiet;
-  if (!MakeContext()) throw std::bad_alloc();
-
+  if (m_writer.IsStopped()) return XmlOutcome::kStopped;
   if (m_prolog.begin >= m_prolog.end) {
     Fail(L"the document is empty", 1, 1);
     return XmlOutcome::kFailed;
   }
-  // A null character would make the parser see the text's end.
-  const std::size_t null = std::min(m_text.find('\0', m_prolog.begin), m_prolog.end);
-  const std::size_t blankBegin = std::min(m_prolog.blankBegin, null);
-  const std::size_t blankEnd = std::min(m_prolog.blankEnd, null);
-  const bool fed =
-      Feed(m_prolog.begin, blankBegin) && Feed(blankBegin, blankEnd) && Feed(blankEnd, null);
-  if (fed) {
-    if (null < m_prolog.end)
-      FailAtCharacter(null);
-    else
-      Finish();
-  }
+  if (!MakeContext()) throw std::bad_alloc();
+  xmlParseDocument(Context());
+  // Without memory for its input the parser takes what it has for the whole text.
+  if (!IsOver() && m_read < m_textEnd) m_outOfMemory = true;
+  if (!IsOver() && (!Context()->wellFormed || m_textEnd < m_prolog.end)) FailAtEnd();
   if (m_stopped) return XmlOutcome::kStopped;
   if (m_outOfMemory) throw std::bad_alloc();
-  if (m_failed) return XmlOutcome::kFailed;
-  return XmlOutcome::kWellFormed;
+  return m_failed ? XmlOutcome::kFailed : XmlOutcome::kWellFormed;
 }
 
 }  // namespace
