@@ -6,10 +6,10 @@
 #include <cmath>
 
 #include "NetworkSupport.h"
-#include "generic/ScriptedServer.h"
 #include "support/Effort.h"
 #include "support/Growth.h"
 #include "support/Sanitized.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ TEST_P(AtTheLimits, AHostStopsAnImportWithinATenthOfASecond) {
   const Most& most = GetParam();
   const std::string large = Answer(most.reply(most.size / (support::kIsSanitized ? 16 : 1)));
   const std::string empty = Answer("<root/>");
-  ScriptedServer server([&](ServedConnection& connection, const ReceivedRequest& request) {
+  WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
     const bool isWanted = request.body.find(most.requestType) != std::string::npos;
     connection.Send(isWanted ? large : empty);
   });
