@@ -195,7 +195,7 @@ std::string ManyNamespaces(std::size_t bytes) {
   std::string text;
   for (std::size_t level = 0; level < 200; ++level) {
     text += "<a";
-    for (std::size_t i = 0; i < 5000; ++i) text += " xmlns:n" + std::to_string(i) + "='u'";
+    for (std::size_t i = 0; i < 3000; ++i) text += " xmlns:n" + std::to_string(i) + "='u'";
     text += ">";
   }
   return text + Repeated(bytes / 6, "<p:a/>");

@@ -8,6 +8,7 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 // The hierarchies of a cube.
@@ -15,10 +16,6 @@
 namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
-
-constexpr int kMessageVirtualHierarchy = 62011;
-constexpr int kMessageMeasuresHierarchy = 62012;
-constexpr int kMessageUnknownStructure = 62013;
 
 struct LessIgnoringCase {
   bool operator()(const String& a, const String& b) const {
@@ -46,15 +43,16 @@ class HierarchyImport {
 
   /// What the dimensions say about the hierarchies.
   void ReadDimensions() {
-    if (m_rules.marksDefaultHierarchies)
+    if (m_rules.hasDefaultHierarchies)
       m_agent.FindDefaultHierarchiesOnCatalogCube(m_defaults, m_catalog, m_cube, m_dataSource);
-    if (!m_rules.dimensionsTellAttributes) return;
+    if (!m_rules.attributesFromDimensions) return;
     std::vector<RefCnt<XmlADimension>> rows;
     m_agent.GetDimensionsOnCatalogCube(rows, m_catalog, m_cube, m_dataSource);
     // Of several dimensions with one name the first counts.
-    for (const RefCnt<XmlADimension>& row : rows) {
+    for (RefCnt<XmlADimension>& row : rows) {
       ThrowIfStopped();
       m_dimensionTypes.emplace(row->GetDimensionUniqueName(), row->GetDimensionType());
+      row = {};  // a stop must not wait for a million rows to be freed
     }
   }
 
@@ -103,6 +101,7 @@ class HierarchyImport {
                                               m_dataSource);
       hierarchy.m_memberType = static_cast<OTXMLAHierarchy::MemberType>(member->GetMemberType());
     } catch (const ErrorMessage& error) {
+      ThrowIfStopped();  // a cancelled look-up has not failed
       warnings.Add(error);
     }
   }
@@ -122,7 +121,7 @@ void OTXMLAAnaTamImportAPI::GetHierarchies(std::vector<OTXMLAHierarchy>& hierarc
                                            String& errors, String& warnings) {
   hierarchies.clear();
   const ImportOperation operation;
-  Warnings told(warnings);
+  Warnings limitedWarnings(warnings);
   try {
     HierarchyImport import(*m_DiscoverAgent, m_choiceCatalog, m_choiceCube, m_choiceDataSource);
     import.ReadDimensions();
@@ -133,16 +132,17 @@ void OTXMLAAnaTamImportAPI::GetHierarchies(std::vector<OTXMLAHierarchy>& hierarc
     for (const RefCnt<XmlAHierarchy>& row : rows) {
       ThrowIfStopped();
       if (const int reason = ReasonToSkip(*row, import.Rules())) {
-        told.Add(reason, {row->GetUniqueName(), m_choiceDataSource, m_choiceCatalog, m_choiceCube});
+        limitedWarnings.Add(
+            reason, {row->GetUniqueName(), m_choiceDataSource, m_choiceCatalog, m_choiceCube});
       } else {
-        hierarchies.push_back(import.Import(row, told));
+        hierarchies.push_back(import.Import(row, limitedWarnings));
       }
     }
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);
   } catch (...) {
-    told.Finish();
+    limitedWarnings.Finish();
     throw;
   }
-  told.Finish();
+  limitedWarnings.Finish();
 }

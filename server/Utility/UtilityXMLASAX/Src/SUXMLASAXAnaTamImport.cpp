@@ -6,6 +6,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/Generic/SUStrUtil.h"
 #include "Utility/Generic/Secret.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
@@ -13,8 +14,6 @@
 // The connection, the tree of data sources, and the measures and variables of a cube.
 
 namespace {
-
-constexpr int kMessageTargetMismatch = 62010;
 
 /// Leading characters of the provider version, in the order in which they are tried.
 constexpr struct {
@@ -32,8 +31,8 @@ bool ContainsIgnoringCase(const String& text, const wchar_t* pattern) {
 
 /// The host knows sums, counts, minima and maxima; everything else the provider must compute.
 OTXMLAUnit::AggrType ImportedAggregation(int code) {
-  const bool known = code >= OTXMLAUnit::kAggrSum && code <= OTXMLAUnit::kAggrMax;
-  return known ? static_cast<OTXMLAUnit::AggrType>(code) : OTXMLAUnit::kAggrExternal;
+  const bool isKnown = code >= OTXMLAUnit::kAggrSum && code <= OTXMLAUnit::kAggrMax;
+  return isKnown ? static_cast<OTXMLAUnit::AggrType>(code) : OTXMLAUnit::kAggrExternal;
 }
 
 }  // namespace
@@ -99,25 +98,28 @@ void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSou
                                               String& errors, String& warnings) {
   // The host's old entries are gone whatever happens; only the first one's name counts.
   VXStringVector names;
-  const bool all = dataSources.empty();
-  if (!all) names.push_back(dataSources.front().m_dataSourceName);
+  const bool readsAll = dataSources.empty();
+  if (!readsAll) names.push_back(dataSources.front().m_dataSourceName);
   dataSources.clear();
   const ImportOperation operation;
   try {
     CheckTargetType(warnings);
-    if (all) m_DiscoverAgent->GetDataSourceInfo(names);
+    if (readsAll) m_DiscoverAgent->GetDataSourceInfo(names);
+    // A record is moved by copying all that it holds: none is.
+    dataSources.reserve(names.size());
     for (const String& name : names) {
-      OTDataSource dataSource;
-      dataSource.m_dataSourceName = name;
       VXStringVector catalogNames;
       m_DiscoverAgent->GetCatalogs(catalogNames, name);
+      OTCatalogs catalogs;
+      catalogs.reserve(catalogNames.size());
       for (const String& catalogName : catalogNames) {
-        OTCatalog catalog;
+        OTCatalog& catalog = catalogs.emplace_back();
         catalog.m_catalogName = catalogName;
         m_DiscoverAgent->GetCubesOnCatalog(catalog.m_cubes, catalogName, name);
-        dataSource.m_catalogs.push_back(catalog);
       }
-      dataSources.push_back(dataSource);
+      OTDataSource& dataSource = dataSources.emplace_back();
+      dataSource.m_dataSourceName = name;
+      dataSource.m_catalogs.swap(catalogs);
     }
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);

@@ -9,26 +9,26 @@
 template <class Row>
 struct Column {
   String::View name;
-  void (*take)(Row& row, const String& value);
+  void (*set)(Row& row, const String& value);
 };
 
 /// What the first line whose name equals `column` ignoring case does; null when there is none. An
 /// unknown column is no error: providers add columns of their own.
 template <class Row, std::size_t count>
-auto FindTake(const Column<Row> (&map)[count], const String& column) -> decltype(map[0].take) {
+auto FindSetter(const Column<Row> (&map)[count], const String& column) -> decltype(map[0].set) {
   for (const Column<Row>& line : map)
-    if (BaseStringUtil::IsCaseInsensitiveMatch(column, line.name)) return line.take;
+    if (BaseStringUtil::IsCaseInsensitiveMatch(column, line.name)) return line.set;
   return nullptr;
 }
 
 /// Gives the value to what FindColumn names.
 template <class Row>
-void TakeColumn(Row& row, const String& column, const String& value) {
-  if (const auto take = row.FindColumn(column)) take(row, value);
+void SetColumn(Row& row, const String& column, const String& value) {
+  if (const auto set = row.FindColumn(column)) set(row, value);
 }
 
 /// Stores the text as it is.
 template <class Row, String Row::*field>
-void TakeText(Row& row, const String& value) {
+void SetText(Row& row, const String& value) {
   row.*field = value;
 }

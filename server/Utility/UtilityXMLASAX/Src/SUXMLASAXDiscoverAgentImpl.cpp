@@ -140,7 +140,7 @@ void XmlADiscoverAgentImpl::GetDataSourceInfoCatalogs(DataSourceCatalogs& dataSo
   for (const String& name : names) {
     VXStringVector catalogs;
     GetCatalogs(catalogs, name);
-    dataSources.emplace_back(name, catalogs);
+    dataSources.emplace_back(name, std::move(catalogs));
   }
 }
 
@@ -161,9 +161,10 @@ void XmlADiscoverAgentImpl::FindDefaultHierarchiesOnCatalogCube(DefaultHierarchi
        Requests::Dimensions(*m_SoapMessage, kDefaultHierarchiesTitle,
                             {catalog, cube, dataSourceInfo}),
        &XmlADiscoverAgentImpl::ReadDimensions);
-  for (const RefCnt<XmlADimension>& dimension : dimensions) {
+  for (RefCnt<XmlADimension>& dimension : dimensions) {
     ThrowIfStopped();
     defaults[dimension->GetDefaultHierarchyUniqueName()] = true;
+    dimension = {};  // a stop must not wait for a million rows to be freed
   }
 }
 

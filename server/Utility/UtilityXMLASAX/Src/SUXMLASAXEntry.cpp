@@ -7,17 +7,16 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 namespace {
 
-constexpr int kMessageSoapFault = 64203;
-
 /// What a provider says about itself when it is asked as `target`. A fault is kept: the name may be
 /// known by then.
-struct Answer {
-  Answer(const String& url, const String& user, const String& password,
-         ServerInfo::TargetType target, ServerInfo::CLIType cliType) {
+struct IdentityReply {
+  IdentityReply(const String& url, const String& user, const String& password,
+                ServerInfo::TargetType target, ServerInfo::CLIType cliType) {
     const XmlADiscoverAgentHeap agent =
         XmlADiscoverAgent::Create(url, user, password, target, cliType, false);
     try {
@@ -47,10 +46,10 @@ bool OTXMLAIdentifyProvider(const String& url, const String& user, const String&
   if (!settings.http.logInMemory) settings.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   const ImportSettings::Scope scope(settings);
   try {
-    Answer answer(url, user, password, ServerInfo::kTessera, cliType);
+    IdentityReply answer(url, user, password, ServerInfo::kTessera, cliType);
     if (!answer.HasName()) {
       // The Tamarind family tells its name elsewhere.
-      Answer second(url, user, password, ServerInfo::kTamarind7, cliType);
+      IdentityReply second(url, user, password, ServerInfo::kTamarind7, cliType);
       if (!second.HasName() && second.fault) throw *second.fault;
       if (second.identity.second.empty()) second.identity.second = answer.identity.second;
       answer = second;

@@ -12,6 +12,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 
 // One request and its reply: sent, parsed on the reader thread, read on the calling thread, logged.
@@ -20,27 +21,23 @@ namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
 
-// Numbers of the host's message catalogue.
-constexpr int kMessageParseError = 46100;
-constexpr int kMessageSoapFault = 64203;
-
 /// Like text.find, but can be stopped: a large text of beginnings takes seconds.
 std::size_t Find(std::string_view text, std::string_view pattern, std::size_t from) {
-  constexpr std::size_t kPiece = std::size_t{1} << 20;
-  for (;; from += kPiece) {
+  constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
+  for (;; from += kBlockBytes) {
     ThrowIfStopped();
-    const std::string_view part = text.substr(0, from + kPiece + pattern.size() - 1);
+    const std::string_view part = text.substr(0, from + kBlockBytes + pattern.size() - 1);
     const std::size_t found = part.find(pattern, from);
     if (found != std::string_view::npos || part.size() == text.size()) return found;
   }
 }
 
 /// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
-void NormaliseDeclaration(NarrowString& reply, bool isOmitted) {
+void NormaliseDeclaration(NarrowString& reply, bool prepends) {
   constexpr std::string_view kDeclaration = "<?xml version=\"1.0\"?>";
   constexpr std::string_view kWithoutEnd = "<?xml version=\"1.0\"";
   // Should a declaration come where none is expected, the reader skips the second one.
-  const std::size_t start = isOmitted ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
+  const std::size_t start = prepends ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
   if (start == NarrowString::npos) {
     reply.ReplaceFront(0, kDeclaration);
     return;
@@ -50,17 +47,13 @@ void NormaliseDeclaration(NarrowString& reply, bool isOmitted) {
 }
 
 /// Throws the error of a request beyond maxRequestBytes.
-void RefuseLongRequest() {
+void RejectLongRequest() {
   SUGThrow(
       ErrorMessage(L"A request would be longer than " +
                    BaseStringUtil::StringFrom(ImportSettings::Current().limits.maxRequestBytes) +
                    L" bytes (limit maxRequestBytes), because the server uses very long names"),
       kSourceFile, __LINE__);
 }
-
-NarrowString ToUtf8(const String& text) { return BaseStringUtil::ToUTF8(text); }
-
-String Widened(const NarrowString& bytes) { return BaseStringUtil::FromUTF8(bytes); }
 
 }  // namespace
 
@@ -85,7 +78,7 @@ String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& su
   m_HttpClient->SetRequestSubject(String());  // it may be long
   if (operation) operation->CheckReplyBytes();
   if (hasReply) {
-    NormaliseDeclaration(reply, Rules().omitsXmlDeclaration);
+    NormaliseDeclaration(reply, Rules().prependsDeclaration);
   } else if (!error.empty()) {
     SUGThrow(ErrorMessage(error), kSourceFile, __LINE__);
   }
@@ -126,7 +119,7 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
     ThrowIfStopped();
     SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);  // by StopSaxParser
   }
-  if (m_Fault) m_Fault->Watch(*element);
+  if (m_Fault) m_Fault->OnElement(*element);
   return element;
 }
 
@@ -136,9 +129,9 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
 void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpError,
                                       const std::function<void()>& consume) {
   /// Ends the reading, however it ended: a failed one must not keep its text.
-  struct Ending {
+  struct StopAtEnd {
     XmlADiscoverAgentImpl& agent;
-    ~Ending() {
+    ~StopAtEnd() {
       agent.StopSaxParser();
       agent.m_XmlReaderDriver->Read();  // what a consumer left half read is let go
       agent.m_Reader = {};
@@ -146,7 +139,7 @@ void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpErro
     }
   };
   SoapFault fault;
-  const Ending ending{*this};
+  const StopAtEnd stopAtEnd{*this};
   m_Fault = &fault;
   StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
   reply.clear();  // the parser keeps it no longer than it needs it
@@ -177,7 +170,7 @@ void XmlADiscoverAgentImpl::Exchange(const DiscoverRequest& request,
                times.started, times.answered, times.finished);
   };
   try {
-    if (request.isTooLong) RefuseLongRequest();
+    if (request.isTooLong) RejectLongRequest();
     const String httpError = Post(request.body, request.subject, reply);
     VXDateTime::GetCurrDateTime(times.answered);
     ReadReply(m_Log ? reply : std::move(reply), httpError, consume);
@@ -204,10 +197,10 @@ void XmlADiscoverAgentImpl::LogContent(const String& title, const NarrowString& 
 void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& response) {
   NarrowString reply;
   const auto keep = [&] {
-    if (!reply.empty()) response = Widened(reply);
+    if (!reply.empty()) response = BaseStringUtil::FromUTF8(reply);
   };
   try {
-    const String httpError = Post(ToUtf8(request), String(), reply);
+    const String httpError = Post(BaseStringUtil::ToUTF8(request), String(), reply);
     if (reply.empty()) return;  // neither a reply nor a reason: `response` stays as it is
     ReadReply(reply, httpError, [] {});
   } catch (const ErrorMessage&) {
@@ -237,8 +230,8 @@ void XmlADiscoverAgentImpl::PrintXmlContent() {
     };
     if (std::any_of(std::begin(kHidden), std::end(kHidden), isName)) continue;
     // As bytes: wide output would depend on the locale and change the stream for everybody else.
-    const NarrowString line = ToUtf8(L"\tNAME[" + element->GetLocalName() + L"]\t\tVALUE[" +
-                                     element->GetValue() + L"]\n");
+    const NarrowString line = BaseStringUtil::ToUTF8(L"\tNAME[" + element->GetLocalName() +
+                                                     L"]\t\tVALUE[" + element->GetValue() + L"]\n");
     std::fwrite(line.data(), 1, line.size(), stdout);
   }
 }

@@ -18,7 +18,7 @@ constexpr std::size_t kHeadingCapacity = 256;  // characters, with the closing n
 constexpr std::size_t kNameCapacity = 512;
 constexpr int kTimeDigits = 3;
 
-NarrowString ToUtf8(const String& text) { return BaseStringUtil::ToUTF8(text); }
+using BaseStringUtil::ToUTF8;
 
 VXDateTime Now() {
   VXDateTime now;
@@ -52,7 +52,7 @@ class LimitedFile final : public AFile {
     m_isFull = true;
     const String reason = L"it would be longer than " + BaseStringUtil::StringFrom(limit) +
                           L" bytes (limit maxLogBytes)";
-    const NarrowString line = ToUtf8(DELIMIT_LINE + String(L"The import log ends here: ") + reason +
+    const NarrowString line = ToUTF8(DELIMIT_LINE + String(L"The import log ends here: ") + reason +
                                      L"; the import goes on\n");
     const bool isWritten = m_file->WriteBytes(line.data(), line.size());
     // The file itself reports the first write that fails.
@@ -71,7 +71,7 @@ class LimitedFile final : public AFile {
   bool m_isFull = false;
 };
 
-String WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
+String SecondsBetween(const VXDateTime& from, const VXDateTime& to) {
   const double seconds = VXDateTime::DifferenceInSeconds(to, from);
   // A clock may be set back.
   return BaseStringUtil::StringFrom(seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0);
@@ -93,6 +93,12 @@ String FileName(const VXDateTime& now) {
   return name;
 }
 
+/// True for a character that would break a line of the log, or act on a terminal that shows it.
+bool IsControl(wchar_t character) {
+  return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x2028 ||
+         character == 0x2029;
+}
+
 /// The reply's beginning that is logged, in front of a character.
 std::size_t LoggedLength(std::string_view reply) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
@@ -111,7 +117,7 @@ Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType t
   Heap<AFile> file = std::make_unique<LimitedFile>();
   file->Open(FileName(now), AFile::kModeWriteFromEmpty);
   file->WriteBytes("\xEF\xBB\xBF", 3);
-  Write(*file, ToUtf8(FormatLine(kHeadingCapacity,
+  Write(*file, ToUTF8(FormatLine(kHeadingCapacity,
                                  L"%s, XmlA Import Logging \n\tTarget Service:\t%s\n\tURL:\t%s\n"
                                  L"\tUser:\t%s\r\n",
                                  {now.ToString(kTimeDigits),
@@ -122,15 +128,15 @@ Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType t
 void WriteEntry(AFile& file, const String& title, const NarrowString& request,
                 const NarrowString& reply, const Times& times) {
   const NarrowString head =
-      ToUtf8(DELIMIT_LINE + title + L"\n" + times.started.ToString(kTimeDigits) + L"\t" +
+      ToUTF8(DELIMIT_LINE + title + L"\n" + times.started.ToString(kTimeDigits) + L"\t" +
              times.answered.ToString(kTimeDigits) + L"\t" + times.finished.ToString(kTimeDigits) +
-             L"\nRequesting time in seconds: " + WholeSeconds(times.started, times.answered) +
-             L"\tParsing time in seconds: " + WholeSeconds(times.answered, times.finished) +
+             L"\nRequesting time in seconds: " + SecondsBetween(times.started, times.answered) +
+             L"\tParsing time in seconds: " + SecondsBetween(times.answered, times.finished) +
              L"\n======== Request ===========\n");
   const std::size_t logged = LoggedLength(reply.view());
   NarrowString missing;
   if (logged < reply.size()) {
-    missing = ToUtf8(L"\n(" + BaseStringUtil::StringFrom(std::uint64_t{reply.size() - logged}) +
+    missing = ToUTF8(L"\n(" + BaseStringUtil::StringFrom(std::uint64_t{reply.size() - logged}) +
                      L" more bytes of the response are not logged: limit maxLoggedReplyBytes)");
   }
   const std::string_view parts[] = {head.view(),
@@ -150,7 +156,7 @@ void WriteEntry(AFile& file, const String& title, const NarrowString& request,
 
 void Close(AFile& file) {
   Write(file,
-        ToUtf8(DELIMIT_LINE + String(L"Import ends at ") + Now().ToString(kTimeDigits) + L"\n"));
+        ToUTF8(DELIMIT_LINE + String(L"Import ends at ") + Now().ToString(kTimeDigits) + L"\n"));
 }
 
 String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVector& arguments) {
@@ -161,9 +167,8 @@ String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVec
   for (std::size_t at; (at = all.find(L"%s", from)) != String::npos; from = at + 2) {
     text.append(all.substr(from, at - from));
     if (argument == arguments.end() || text.size() >= capacity) continue;
-    // A line break in a name would look like the log's own lines.
     for (const wchar_t character : (argument++)->view().substr(0, capacity))
-      text += character == L'\n' || character == L'\r' ? L' ' : character;
+      text += IsControl(character) ? L' ' : character;
   }
   text.append(all.substr(from));
   return text.substr(0, capacity - 1);

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::int16_t kUnwantedPropertyType = 1;
+constexpr std::int16_t kSkippedPropertyType = 1;
 
 // Where the host's traces expect the one logic error of this import.
 constexpr const wchar_t* kLogicErrorFile = L"SUXMLASAXAnaTamImport";
@@ -65,7 +65,7 @@ void KeepOwnGeneration(OTXMLALevels& levels) {
     const int generation = greatest + 1 - level.m_levelNumber;
     std::erase_if(level.m_memberProperties, [&](const OTXMLAUnit& unit) {
       return unit.m_tamarindGenerationNumber != generation ||
-             unit.m_tamarindPropertyType == kUnwantedPropertyType;
+             unit.m_tamarindPropertyType == kSkippedPropertyType;
     });
   }
 }

@@ -29,7 +29,7 @@ constexpr ProviderRules kAnalysisServices = {
 constexpr ProviderRules kModernAnalysisServices = [] {
   ProviderRules rules = kAnalysisServices;
   rules.namesDataSources = true;
-  rules.omitsXmlDeclaration = true;
+  rules.prependsDeclaration = true;
   return rules;
 }();
 
@@ -37,7 +37,7 @@ constexpr ProviderRules kSapBw = {
     .family = Family::kSapBw,
     .hasNameProperty = true,
     .measuresByUniqueName = true,
-    .marksDefaultHierarchies = true,
+    .hasDefaultHierarchies = true,
     .defaultHierarchiesAreBalanced = true,
     .skipsMeasuresHierarchy = true,
     .propertyType = &AlwaysText,
@@ -46,7 +46,7 @@ constexpr ProviderRules kSapBw = {
 
 constexpr ProviderRules kTamarind = {
     .family = Family::kTamarind,
-    .dimensionsTellAttributes = true,
+    .attributesFromDimensions = true,
     .allMemberNeedsNoLookup = true,
     .propertiesHaveGenerations = true,
     .firstMeasureIsDimension = true,

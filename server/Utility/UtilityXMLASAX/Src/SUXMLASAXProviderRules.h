@@ -19,17 +19,17 @@ struct ProviderRules {
   /// DataSourceName identifies a data source, else DataSourceInfo.
   bool namesDataSources = false;
   /// Replies get an XML declaration in front, whatever they begin with.
-  bool omitsXmlDeclaration = false;
+  bool prependsDeclaration = false;
   /// A measure's name is taken from its unique name.
   bool measuresByUniqueName = false;
 
   // Hierarchies.
   /// The dimensions tell which hierarchies are default hierarchies.
-  bool marksDefaultHierarchies = false;
+  bool hasDefaultHierarchies = false;
   /// Default hierarchies, and those without a structure, are imported as balanced.
   bool defaultHierarchiesAreBalanced = false;
   /// The dimension rows tell attribute dimensions, which the hierarchy rows do not.
-  bool dimensionsTellAttributes = false;
+  bool attributesFromDimensions = false;
   bool skipsMeasuresHierarchy = false;
   bool skipsUnknownStructure = false;
   /// No look-up when the all member is the default member.

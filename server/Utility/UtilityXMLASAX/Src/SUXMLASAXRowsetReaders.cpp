@@ -1,4 +1,4 @@
-#include "SUXMLASAXNameMemo.h"
+#include "SUXMLASAXNameCache.h"
 #include "SUXMLASAXProviderRules.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
@@ -65,15 +65,15 @@ void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
 
 // Lists of names: every element with the name counts, wherever it is in the reply.
 
-template <class Take>
-void XmlADiscoverAgentImpl::ReadColumn(const wchar_t* column, Take take) {
-  NameMemo<bool> isColumn;
+template <class Add>
+void XmlADiscoverAgentImpl::ReadColumn(const wchar_t* column, Add add) {
+  NameCache<bool> isColumn;
   const auto compare = [&](const String& name) { return IsCaseInsensitiveMatch(name, column); };
   RowCount rows;
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
     if (!isColumn.Find(element->GetLocalName(), compare)) continue;
     rows.Add();
-    take(element->GetValue());
+    add(element->GetValue());
   }
 }
 
@@ -104,15 +104,15 @@ void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
 template <class Row, class Make>
 void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) {
   RefCnt<Row> row = make();
-  using Take = decltype(FindColumn(*row, String()));
+  using Setter = decltype(FindColumn(*row, String()));
   struct Meaning {
     bool endsRow;
-    Take take;  // null for schema elements and unknown columns
+    Setter set;  // null for schema elements and unknown columns
   };
-  NameMemo<Meaning> meanings;
+  NameCache<Meaning> meanings;
   const auto resolve = [&](const String& name) {
     if (IsCaseInsensitiveMatch(name, L"Row")) return Meaning{true, nullptr};
-    return Meaning{false, IsSchemaElement(name) ? Take() : FindColumn(*row, name)};
+    return Meaning{false, IsSchemaElement(name) ? Setter() : FindColumn(*row, name)};
   };
   RowCount count;
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
@@ -121,8 +121,8 @@ void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) 
       count.Add();
       rows.push_back(std::move(row));
       row = make();
-    } else if (meaning.take) {
-      meaning.take(*row, element->GetValue());
+    } else if (meaning.set) {
+      meaning.set(*row, element->GetValue());
     }
   }
 }
@@ -155,11 +155,11 @@ void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>&
 
 void XmlADiscoverAgentImpl::ReadMember(XmlAMember& member) {
   // A server that is asked without a member's name answers with all members of the hierarchy.
-  NameMemo<XmlAMember::Take> columns;
+  NameCache<XmlAMember::Setter> columns;
   const auto resolve = [&](const String& name) {
-    return IsSchemaElement(name) ? XmlAMember::Take() : member.FindColumn(name);
+    return IsSchemaElement(name) ? XmlAMember::Setter() : member.FindColumn(name);
   };
   while (const RefCnt<SAX2XmlElement> element = NextElement())
-    if (const auto take = columns.Find(element->GetLocalName(), resolve))
-      take(member, element->GetValue());
+    if (const auto set = columns.Find(element->GetLocalName(), resolve))
+      set(member, element->GetValue());
 }

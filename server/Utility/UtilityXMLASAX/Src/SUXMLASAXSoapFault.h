@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "SUXMLASAXNameMemo.h"
+#include "SUXMLASAXNameCache.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/String.h"
 
@@ -11,10 +11,11 @@
 ///   no fault, and the string "null" (any case) means that there is none;
 /// - another `Fault`, such as that of SOAP 1.2: its first `Value` and `Text`;
 /// - an XMLA `Exception`: ErrorCode and Description of the first `Error`.
+/// Of each text the first 64 Ki characters are kept.
 class SoapFault {
  public:
   /// To be called for every element of the reply, in order.
-  void Watch(const SAX2XmlElement& element);
+  void OnElement(const SAX2XmlElement& element);
 
   /// True, after the last element, when the reply is a failure.
   bool IsFault() const;
@@ -24,11 +25,13 @@ class SoapFault {
  private:
   enum class Meaning {
     kNone,
-    kCode,
-    kString,
+    kFaultCode,
+    kFaultString,
     kFault,
     kException,
-    kDetail,
+    kValue,
+    kText,
+    kErrorCode,
     kDescription,
     kEndOfDetails
   };
@@ -37,15 +40,10 @@ class SoapFault {
     std::optional<String> code;
     std::optional<String> text;
   };
-  struct Role {
-    Meaning meaning;
-    Texts SoapFault::*texts;  // where a detail belongs
-    std::optional<String> Texts::*part;
-  };
 
-  static Role RoleOf(const String& name);
+  static Meaning MeaningOf(const String& name);
 
-  NameMemo<Role> m_roles;
+  NameCache<Meaning> m_meanings;
   String m_faultCode;
   String m_faultString;
   Texts m_soap12;

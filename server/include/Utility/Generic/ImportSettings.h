@@ -12,7 +12,8 @@
 /// them ends with an error text that names the limit (for warnings: the rest is only counted).
 /// 0 means no limit.
 struct ImportLimits {
-  /// Rows in one reply.
+  /// Rows in one reply that make records or names. Rows that only tell one value, such as the
+  /// provider's name or a member's type, are not counted: nothing of them is kept.
   std::uint64_t maxRowsPerReply = 1'000'000;
   /// Rows in all replies of one operation, whose records are kept until its end.
   std::uint64_t maxRows = 2'000'000;

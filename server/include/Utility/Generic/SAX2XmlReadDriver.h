@@ -30,35 +30,36 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
 
  private:
   friend class SAX2ElementReader;
-  /// The text that was made last of a value in the reader's block.
-  struct Made {
+  /// The value that was decoded last, of the elements of one name, in the reader's block.
+  struct LastDecoded {
     const char* bytes = nullptr;
     std::size_t byteCount = 0;
     String text;
   };
 
   /// Shows an element of the reader's block. `last` belongs to the element's name.
-  void Show(const String& name, const char* bytes, std::size_t byteCount, Made& last) noexcept;
+  void Refer(const String& name, const char* bytes, std::size_t byteCount,
+             LastDecoded& last) noexcept;
   void Decode() const;
   /// Takes copies of its texts, so that the block can go.
   void Detach();
   /// Shows nothing any more.
-  void Forget() noexcept;
+  void Clear() noexcept;
 
   const String* m_name = &m_localName;  // its own, or that in the reader's block
   String m_localName;
   mutable String m_value;
   const char* m_bytes = nullptr;        // the value in the reader's block ...
   mutable std::size_t m_byteCount = 0;  // ... until it is decoded
-  Made* m_last = nullptr;
+  LastDecoded* m_last = nullptr;
   Kind m_kind;
 };
 
 /// A SAX2 reader: one thread parses, another reads the elements. An element is delivered when it
 /// ends, children first. The attributes of an element named Error, where XMLA puts the code and the
-/// description of a failure, are delivered like children in front of it; other attributes are not
-/// delivered. The hand-over is bounded: the parsing thread waits when the consumer is
-/// behind, and wakes at once on cancellation.
+/// description of a failure, are delivered like children in front of it, ErrorCode first; other
+/// attributes are not delivered. The hand-over is bounded: the parsing thread waits when the
+/// consumer is behind, and wakes at once on cancellation.
 ///
 /// Order of calls: Announce, then a parse on any thread while the consumer calls Read. A parse that
 /// is not announced announces itself when it begins. One parse at a time; a driver may parse any

@@ -10,6 +10,6 @@ class XmlACubeVariableUtility {
   static void AppendValueName(XmlACubeVariable& variable, const String& column,
                               const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlACubeVariable& variable, const String& value);
-  static Take FindColumn(const String& column);
+  using Setter = void (*)(XmlACubeVariable& variable, const String& value);
+  static Setter FindColumn(const String& column);
 };

@@ -32,8 +32,8 @@ class XmlADimension : public RefCountable {
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlADimension& row, const String& value);
-  Take FindColumn(const String& column) const;
+  using Setter = void (*)(XmlADimension& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetDimensionUniqueName() const { return m_DimensionUniqueName; }
   String GetDefaultHierarchyUniqueName() const { return m_DefaultHierarchyUniqueName; }

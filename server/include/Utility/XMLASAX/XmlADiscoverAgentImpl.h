@@ -97,8 +97,6 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures);
   void ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables);
 
-  const String& SoapParseErrorString() const { return m_SoapParseErrorString; }
-
  private:
   const ProviderRules& Rules() const;
   String UrlForLog() const;
@@ -112,8 +110,8 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
 
   RefCnt<SAX2XmlElement> NextElement();
-  template <class Take>
-  void ReadColumn(const wchar_t* column, Take take);
+  template <class Add>
+  void ReadColumn(const wchar_t* column, Add add);
   template <class Row, class Make>
   void ReadRows(std::vector<RefCnt<Row>>& rows, Make make);
 

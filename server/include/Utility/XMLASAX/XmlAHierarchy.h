@@ -29,8 +29,8 @@ class XmlAHierarchy : public RefCountable {
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlAHierarchy& row, const String& value);
-  Take FindColumn(const String& column) const;
+  using Setter = void (*)(XmlAHierarchy& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetUniqueName() const { return m_UniqueName; }
   String GetCaption() const { return m_Caption; }

@@ -14,8 +14,8 @@ class XmlALevelProperty : public RefCountable {
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlALevelProperty& row, const String& value);
-  Take FindColumn(const String& column) const;
+  using Setter = void (*)(XmlALevelProperty& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetName() const { return m_Name; }
   String GetCaption() const { return m_Caption; }
@@ -53,8 +53,8 @@ class XmlALevel : public RefCountable {
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlALevel& row, const String& value);
-  Take FindColumn(const String& column) const;
+  using Setter = void (*)(XmlALevel& row, const String& value);
+  Setter FindColumn(const String& column) const;
   /// Attaches a property, which is shared; nothing is filtered and order is kept.
   void AppendLevelProperty(RefCnt<XmlALevelProperty> property);
 

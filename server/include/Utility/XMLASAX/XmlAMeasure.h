@@ -16,8 +16,8 @@ class XmlAMeasure : public RefCountable {
   /// keeps the last value.
   void AppendValueName(const String& column, const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlAMeasure& row, const String& value);
-  Take FindColumn(const String& column) const;
+  using Setter = void (*)(XmlAMeasure& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetName() const { return m_Name; }
   String GetCaption() const { return m_Caption; }

@@ -16,8 +16,8 @@ class XmlAMember : public RefCountable {
   /// Takes MEMBER_TYPE, matched ignoring case; every other column is ignored.
   void AppendValueName(const String& column, const String& value);
   /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlAMember& member, const String& value);
-  Take FindColumn(const String& column) const;
+  using Setter = void (*)(XmlAMember& member, const String& value);
+  Setter FindColumn(const String& column) const;
 
  private:
   String m_UniqueName;

@@ -1,6 +1,7 @@
 #include "errors/MessageCatalogue.h"
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/MessageNumbers.h"
 
 namespace MessageCatalogue {
 namespace {
@@ -18,28 +19,28 @@ constexpr const wchar_t* kHierarchyWithoutName = L"A hierarchy without a name";
 
 // Each text says what happened, to which object, and what to try. {1} to {9} stand for arguments.
 constexpr Message kMessages[] = {
-    {46066, L"", L"",
+    {kMessageReadCancelled, L"", L"",
      L"Reading the server's reply was cancelled before its end. Run the import again to read it "
      L"whole."},
-    {46100, L"", L"",
+    {kMessageParseError, L"", L"",
      L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
      L"Analysis service; if it is, look for errors in the server's own log."},
-    {62010, L"", L"",
+    {kMessageTargetMismatch, L"", L"",
      L"The connection is configured for {1}, but the server calls itself \"{2}\". The import goes "
      L"on by the rules of the configured kind, or by those of Tamarind when "
      L"OT_XMLA_IMPORT_TAMARIND is set; choose the matching target kind if the result looks wrong "
      L"or incomplete."},
-    {62011, kHierarchy, kHierarchyWithoutName,
+    {kMessageVirtualHierarchy, kHierarchy, kHierarchyWithoutName,
      L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
      L"Import the hierarchy that it is built on instead."},
-    {62012, kHierarchy, kHierarchyWithoutName,
+    {kMessageMeasuresHierarchy, kHierarchy, kHierarchyWithoutName,
      L" was skipped because it holds measures (data source \"{2}\", catalog \"{3}\", cube "
      L"\"{4}\"). Nothing is lost: measures are imported separately."},
-    {62013, kHierarchy, kHierarchyWithoutName,
+    {kMessageUnknownStructure, kHierarchy, kHierarchyWithoutName,
      L" was skipped because its structure is not supported (data source \"{2}\", catalog \"{3}\", "
      L"cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies can be imported; "
      L"change the hierarchy on the server if it is needed."},
-    {64203, L"", L"",
+    {kMessageSoapFault, L"", L"",
      L"The server refused the request with the SOAP fault {1}, \"{2}\". Check the user's rights "
      L"and the chosen data source, catalog and cube; the server's own log may say more."},
 };

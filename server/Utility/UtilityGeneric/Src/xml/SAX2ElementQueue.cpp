@@ -12,14 +12,14 @@ constexpr std::size_t kMaxReadyBytes = std::size_t{128} << 10;
 
 /// How long the reader sleeps before it checks for a stop request again: a signal handler can make
 /// the request but cannot wake the reader.
-constexpr std::chrono::milliseconds kSlice{40};
+constexpr std::chrono::milliseconds kWaitInterval{40};
 
 }  // namespace
 
 // In a forked child, threads of the parent count as waiting for ever, and the end of a condition
 // variable waits for them.
 SAX2ElementQueue::~SAX2ElementQueue() {
-  if (m_process != getpid()) static_cast<void>(m_waiting.release());
+  if (m_process != getpid()) static_cast<void>(m_conditions.release());
 }
 
 void SAX2ElementQueue::AnnounceLocked() noexcept {
@@ -28,7 +28,7 @@ void SAX2ElementQueue::AnnounceLocked() noexcept {
   m_state = State::kOpen;
   m_blocks.clear();
   m_bytes = 0;
-  m_waiting->parser.notify_all();  // an earlier parse that waits for room must end
+  m_conditions->parser.notify_all();  // an earlier parse that waits for room must end
 }
 
 void SAX2ElementQueue::Announce() noexcept {
@@ -42,8 +42,8 @@ void SAX2ElementQueue::CancelLocked() noexcept {
   m_state = State::kCancelled;
   m_blocks.clear();
   m_bytes = 0;
-  m_waiting->parser.notify_all();
-  m_waiting->reader.notify_all();
+  m_conditions->parser.notify_all();
+  m_conditions->reader.notify_all();
 }
 
 void SAX2ElementQueue::Cancel() noexcept {
@@ -67,13 +67,13 @@ void SAX2ElementQueue::AddLocked(Block block) {
 bool SAX2ElementQueue::Push(Generation parse, Block block) {
   std::unique_lock lock(m_mutex);
   if (m_bytes >= kMaxReadyBytes) {
-    m_waiting->parser.wait(lock,
-                           [&] { return !IsCurrent(parse) || m_bytes <= kMaxReadyBytes / 2; });
+    m_conditions->parser.wait(lock,
+                              [&] { return !IsCurrent(parse) || m_bytes <= kMaxReadyBytes / 2; });
   }
   if (!IsCurrent(parse)) return false;
   AddLocked(std::move(block));
   lock.unlock();
-  m_waiting->reader.notify_one();
+  m_conditions->reader.notify_one();
   return true;
 }
 
@@ -88,21 +88,21 @@ bool SAX2ElementQueue::End(Generation parse, bool failed) noexcept {
     if (!IsCurrent(parse)) return false;
     m_state = failed ? State::kFailed : State::kComplete;
   }
-  m_waiting->reader.notify_one();
+  m_conditions->reader.notify_one();
   return true;
 }
 
-SAX2ElementQueue::Delivery SAX2ElementQueue::Take(Block& block, Generation& parse) {
+SAX2ElementQueue::TakeResult SAX2ElementQueue::Take(Block& block, Generation& parse) {
   std::unique_lock lock(m_mutex);
   for (;;) {
     if (IsThreadToStop()) CancelLocked();
     if (!m_blocks.empty() || m_state != State::kOpen) break;
-    m_waiting->reader.wait_for(lock, kSlice);
+    m_conditions->reader.wait_for(lock, kWaitInterval);
   }
   if (m_blocks.empty()) {
     const State ended = std::exchange(m_state, State::kIdle);
-    if (ended == State::kFailed) return Delivery::kFailure;
-    return ended == State::kCancelled ? Delivery::kCancellation : Delivery::kEnd;
+    if (ended == State::kFailed) return TakeResult::kFailure;
+    return ended == State::kCancelled ? TakeResult::kCancellation : TakeResult::kEnd;
   }
   block = std::move(m_blocks.front());
   m_blocks.pop_front();
@@ -110,7 +110,7 @@ SAX2ElementQueue::Delivery SAX2ElementQueue::Take(Block& block, Generation& pars
   parse = m_last;
   if (m_bytes <= kMaxReadyBytes / 2) {
     lock.unlock();
-    m_waiting->parser.notify_one();
+    m_conditions->parser.notify_one();
   }
-  return Delivery::kBlock;
+  return TakeResult::kBlock;
 }

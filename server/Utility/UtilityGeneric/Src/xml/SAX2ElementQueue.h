@@ -27,7 +27,7 @@ class SAX2ElementQueue {
   SAX2ElementQueue& operator=(const SAX2ElementQueue&) = delete;
 
   /// What the reader gets from Take.
-  enum class Delivery { kBlock, kEnd, kFailure, kCancellation };
+  enum class TakeResult { kBlock, kEnd, kFailure, kCancellation };
 
   // Any thread.
 
@@ -59,7 +59,7 @@ class SAX2ElementQueue {
   /// Waits for the next block, or for the end of the parse. The end is delivered once; after it,
   /// and when no parse was announced, the delivery is kEnd. A stop request for the calling thread
   /// cancels the parse.
-  Delivery Take(Block& block, Generation& parse);
+  TakeResult Take(Block& block, Generation& parse);
 
  private:
   enum class State { kIdle, kOpen, kComplete, kFailed, kCancelled };
@@ -68,14 +68,14 @@ class SAX2ElementQueue {
   void CancelLocked() noexcept;
   void AddLocked(Block block);
 
-  struct Waiting {
+  struct Conditions {
     std::condition_variable reader;  // for a block or the end
     std::condition_variable parser;  // for room
   };
 
   const pid_t m_process = getpid();
   std::mutex m_mutex;
-  std::unique_ptr<Waiting> m_waiting = std::make_unique<Waiting>();
+  std::unique_ptr<Conditions> m_conditions = std::make_unique<Conditions>();
   std::deque<Block> m_blocks;                // guarded
   std::size_t m_bytes = 0;                   // guarded: in m_blocks
   State m_state = State::kIdle;              // guarded

@@ -9,23 +9,23 @@ SAX2ElementReader::SAX2ElementReader(SAX2ElementQueue& queue)
 
 SAX2ElementReader::~SAX2ElementReader() {
   try {
-    LeaveBlock();
+    ReleaseBlock();
   } catch (...) {
-    m_element->Forget();  // out of memory, and somebody still holds the element
+    m_element->Clear();  // out of memory, and somebody still holds the element
   }
 }
 
 /// Lets the block go. An element that somebody keeps gets texts of its own.
-void SAX2ElementReader::LeaveBlock() {
+void SAX2ElementReader::ReleaseBlock() {
   if (m_element) {
     if (m_element->GetRefCount() > 1) {
       m_element->Detach();
       m_element = nullptr;
     } else {
-      m_element->Forget();
+      m_element->Clear();
     }
   }
-  m_made.clear();
+  m_lastDecoded.clear();
   m_block.reset();
 }
 
@@ -36,8 +36,8 @@ RefCnt<SAX2XmlElement> SAX2ElementReader::Next() {
   }
   if (!m_element) m_element = new SAX2XmlElement(SAX2XmlElement::Kind::kElement);
   const SAX2ElementBlock::Record& record = m_block->records[m_next++];
-  m_element->Show(m_block->names[record.name], m_block->text.data() + m_textAt, record.length,
-                  m_made[record.name]);
+  m_element->Refer(m_block->names[record.name], m_block->text.data() + m_textAt, record.length,
+                   m_lastDecoded[record.name]);
   m_textAt += record.length;
   return m_element;
 }
@@ -47,20 +47,20 @@ RefCnt<SAX2XmlElement> SAX2ElementReader::Read() {
     if (m_block) {
       const bool isCurrent = m_queue.IsCurrent(m_parse) && !IsThreadToStop();
       if (isCurrent && m_next < m_block->records.size()) return Next();
-      LeaveBlock();
+      ReleaseBlock();
     }
     switch (m_queue.Take(m_block, m_parse)) {
-      case SAX2ElementQueue::Delivery::kBlock:
-        m_made.clear();
-        m_made.resize(m_block->names.size());
+      case SAX2ElementQueue::TakeResult::kBlock:
+        m_lastDecoded.clear();
+        m_lastDecoded.resize(m_block->names.size());
         m_next = 0;
         m_textAt = 0;
         break;
-      case SAX2ElementQueue::Delivery::kEnd:
+      case SAX2ElementQueue::TakeResult::kEnd:
         return {};
-      case SAX2ElementQueue::Delivery::kFailure:
+      case SAX2ElementQueue::TakeResult::kFailure:
         return m_failed;
-      case SAX2ElementQueue::Delivery::kCancellation:
+      case SAX2ElementQueue::TakeResult::kCancellation:
         return m_cancelled;
     }
   }

@@ -17,13 +17,13 @@ class SAX2ElementReader {
   RefCnt<SAX2XmlElement> Read();
 
  private:
-  void LeaveBlock();
+  void ReleaseBlock();
   RefCnt<SAX2XmlElement> Next();
 
   SAX2ElementQueue& m_queue;
   SAX2ElementQueue::Block m_block;
   SAX2ElementQueue::Generation m_parse = SAX2ElementQueue::kNone;  // that the block belongs to
-  std::vector<SAX2XmlElement::Made> m_made;                        // by name
+  std::vector<SAX2XmlElement::LastDecoded> m_lastDecoded;          // by name
   std::size_t m_next = 0;                                          // record
   std::size_t m_textAt = 0;
   RefCnt<SAX2XmlElement> m_element;  // the one handed out last

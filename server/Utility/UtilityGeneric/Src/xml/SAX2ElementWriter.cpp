@@ -5,14 +5,17 @@
 namespace {
 
 // A block is handed over when it has so many elements or so much text.
-constexpr std::size_t kBlockElements = 512;
-constexpr std::size_t kBlockText = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kMaxElements = 2048;
+constexpr std::size_t kTypicalTextBytes = std::size_t{32} << 10;  // bytes
+constexpr std::size_t kMaxTextBytes = std::size_t{64} << 10;      // bytes
 
 }  // namespace
 
 void SAX2ElementWriter::StartBlock() {
   m_block = std::make_unique<SAX2ElementBlock>();
-  if (++m_number > 1) m_block->records.reserve(kBlockElements);
+  if (++m_number == 1) return;  // the only one of a small reply
+  m_block->records.reserve(kMaxElements);
+  m_block->text.reserve(kTypicalTextBytes);
 }
 
 bool SAX2ElementWriter::Add(Name& name, std::string_view value) {
@@ -25,8 +28,8 @@ bool SAX2ElementWriter::Add(Name& name, std::string_view value) {
   }
   m_block->text.append(value);
   m_block->records.push_back({name.index, static_cast<std::uint32_t>(value.size())});
-  if (m_block->records.size() < kBlockElements &&
-      m_block->text.size() + m_block->nameBytes < kBlockText)
+  if (m_block->records.size() < kMaxElements &&
+      m_block->text.size() + m_block->nameBytes < kMaxTextBytes)
     return !IsStopped();
   return m_queue.Push(m_parse, std::move(m_block));
 }

@@ -1,10 +1,10 @@
 #include <utility>
 
+#include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
-#include "text/UnicodeConversion.h"
 
-void SAX2XmlElement::Show(const String& name, const char* bytes, std::size_t byteCount,
-                          Made& last) noexcept {
+void SAX2XmlElement::Refer(const String& name, const char* bytes, std::size_t byteCount,
+                           LastDecoded& last) noexcept {
   m_name = &name;
   m_value.clear();
   m_bytes = bytes;
@@ -20,12 +20,7 @@ void SAX2XmlElement::Decode() const {
     m_byteCount = 0;
     return;
   }
-  String value;
-  const std::size_t length = UnicodeConversion::WideLength(bytes);
-  value.AppendFilled(length, [bytes, length](wchar_t* place) noexcept {
-    UnicodeConversion::Decode(bytes, place);
-    return length;
-  });
+  String value = BaseStringUtil::FromUTF8(bytes);
   *m_last = {m_bytes, m_byteCount, value};
   m_value = std::move(value);
   m_byteCount = 0;
@@ -37,7 +32,7 @@ void SAX2XmlElement::Detach() {
   m_name = &m_localName;
 }
 
-void SAX2XmlElement::Forget() noexcept {
+void SAX2XmlElement::Clear() noexcept {
   m_name = &m_localName;
   m_value.clear();
   m_byteCount = 0;

@@ -6,7 +6,7 @@
 #include "text/UnicodeConversion.h"
 #include "xml/SAX2ElementReader.h"
 #include "xml/SAX2ElementWriter.h"
-#include "xml/XmlPushParser.h"
+#include "xml/XmlParser.h"
 
 namespace {
 

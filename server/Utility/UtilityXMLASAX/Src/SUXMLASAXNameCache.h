@@ -9,7 +9,7 @@
 /// one order many times, and the elements of one name share its text: so the text's address tells
 /// the name, and the entry behind the one found last is most often the right one.
 template <class Meaning>
-class NameMemo {
+class NameCache {
  public:
   /// The name's meaning: `resolve(name)` when the name is new. Valid until the next call.
   template <class Resolve>
@@ -20,14 +20,14 @@ class NameMemo {
     }
     // Names that share no text, from a reader that does not do so or has met too many, must not
     // make the list long.
-    if (m_entries.size() >= kMostEntries) m_entries.clear();
+    if (m_entries.size() >= kMaxEntries) m_entries.clear();
     m_last = m_entries.size();
     m_entries.push_back({name, resolve(name)});
     return m_entries.back().meaning;
   }
 
  private:
-  static constexpr std::size_t kMostEntries = 128;
+  static constexpr std::size_t kMaxEntries = 128;
   struct Entry {
     String name;  // keeps the address taken
     Meaning meaning;
