@@ -3,8 +3,8 @@
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/VXExecutionState.h"
 
-/// True when the work on the calling thread is to end now: the host has requested cancellation, or
-/// the operation is past its deadline. Cheap: may be called for every piece of a reply.
+/// The one check for cancellation. True if the calling thread must end its operation: the host has
+/// requested cancellation, or the deadline has passed. Cheap enough to be called for every row.
 inline bool IsThreadToStop() noexcept {
   const VXExecutionState* const state = VXExecutionState::Current();
   if (state && state->IsCancellationRequested()) return true;
@@ -12,7 +12,7 @@ inline bool IsThreadToStop() noexcept {
   return operation && operation->IsPastDeadline();
 }
 
-/// The error text of a transfer that ended because IsThreadToStop.
+/// The error text of a transfer that ended because IsThreadToStop is true.
 inline String StopText() {
   const ImportOperation* const operation = ImportOperation::Current();
   if (operation && operation->IsPastDeadline()) return operation->DeadlineText();
