@@ -11,11 +11,12 @@
 #include "Utility/Generic/Secret.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
-// The connection, the tree of data sources, and the measures and variables of a cube.
+// Connection, tree of data sources, measures and variables. See SUXMLASAXAnaTamHierarchies.cpp for
+// hierarchies.
 
 namespace {
 
-/// Leading characters of the provider version, in the order in which they are tried.
+/// Prefixes of the provider version, in the order of comparison.
 constexpr struct {
   const wchar_t* start;
   ServerInfo::TargetType target;
@@ -29,7 +30,8 @@ bool ContainsIgnoringCase(const String& text, const wchar_t* pattern) {
   return BaseStringUtil::CaseInsensitiveFindPattern(text, pattern) != String::npos;
 }
 
-/// The host knows sums, counts, minima and maxima; everything else the provider must compute.
+/// The host supports sum, count, minimum and maximum. Other aggregations are computed by the
+/// provider.
 OTXMLAUnit::AggrType ImportedAggregation(int code) {
   const bool isKnown = code >= OTXMLAUnit::kAggrSum && code <= OTXMLAUnit::kAggrMax;
   return isKnown ? static_cast<OTXMLAUnit::AggrType>(code) : OTXMLAUnit::kAggrExternal;
@@ -43,7 +45,7 @@ OTXMLAAnaTamImportAPI::~OTXMLAAnaTamImportAPI() = default;
 void OTXMLAAnaTamImportAPI::SetupConnInfo(const String& url, const String& user,
                                           const String& password, ServerInfo::TargetType targetType,
                                           ServerInfo::CLIType cliType) {
-  ReplaceSecret(m_url, url);  // it may contain a password
+  ReplaceSecret(m_url, url);  // may contain a password
   m_user = user;
   ReplaceSecret(m_password, password);
   m_targetType = targetType;
@@ -96,7 +98,7 @@ void OTXMLAAnaTamImportAPI::GetDataSourceNames(VXStringVector& names, String& er
 
 void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSources,
                                               String& errors, String& warnings) {
-  // The host's old entries are gone whatever happens; only the first one's name counts.
+  // The output is cleared even on failure. Only the name of its first entry is used.
   VXStringVector names;
   const bool readsAll = dataSources.empty();
   if (!readsAll) names.push_back(dataSources.front().m_dataSourceName);
@@ -105,7 +107,7 @@ void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSou
   try {
     CheckTargetType(warnings);
     if (readsAll) m_DiscoverAgent->GetDataSourceInfo(names);
-    // A record is moved by copying all that it holds: none is.
+    // Records have no move constructor, so growing would copy them.
     dataSources.reserve(names.size());
     for (const String& name : names) {
       VXStringVector catalogNames;

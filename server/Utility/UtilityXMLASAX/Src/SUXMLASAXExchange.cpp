@@ -15,13 +15,14 @@
 #include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 
-// One request and its reply: sent, parsed on the reader thread, read on the calling thread, logged.
+// The exchange of one request and its reply: sent, parsed on the parser thread, read on the calling
+// thread, and logged.
 
 namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
 
-/// Like text.find, but can be stopped: a large text of beginnings takes seconds.
+/// Like text.find, but can be cancelled: with many partial matches, a large text takes seconds.
 std::size_t Find(std::string_view text, std::string_view pattern, std::size_t from) {
   constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
   for (;; from += kBlockBytes) {
@@ -32,11 +33,12 @@ std::size_t Find(std::string_view text, std::string_view pattern, std::size_t fr
   }
 }
 
-/// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
+/// Normalises the XML declaration of the reply. The text is already decoded, so the declaration has
+/// no encoding.
 void NormaliseDeclaration(NarrowString& reply, bool prepends) {
   constexpr std::string_view kDeclaration = "<?xml version=\"1.0\"?>";
   constexpr std::string_view kWithoutEnd = "<?xml version=\"1.0\"";
-  // Should a declaration come where none is expected, the reader skips the second one.
+  // If the reply has a declaration although none is expected, the reader skips the second one.
   const std::size_t start = prepends ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
   if (start == NarrowString::npos) {
     reply.ReplaceFront(0, kDeclaration);
@@ -46,7 +48,7 @@ void NormaliseDeclaration(NarrowString& reply, bool prepends) {
   reply.ReplaceFront(std::min(end, reply.size()), kWithoutEnd);
 }
 
-/// Throws the error of a request beyond maxRequestBytes.
+/// Throws the error for a request that exceeds maxRequestBytes.
 void RejectLongRequest() {
   SUGThrow(
       ErrorMessage(L"A request would be longer than " +
@@ -64,9 +66,9 @@ String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
   return kLines;
 }
 
-/// Sends the request. `reply` gets the answer with its declaration in one form. The result is the
-/// HTTP client's error text for an answer that may still hold a fault, empty as a rule. Throws the
-/// client's error text when there is no answer.
+/// Sends the request and sets `reply`, with a normalised declaration. Returns the HTTP client's
+/// error text if the reply may still contain a fault; usually it is empty. Throws the error text if
+/// there is no reply.
 String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& subject,
                                    NarrowString& reply) {
   ImportOperation* const operation = ImportOperation::Current();
@@ -75,7 +77,7 @@ String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& su
   m_HttpClient->SetRequestSubject(subject);
   String error;
   const bool hasReply = m_HttpClient->ReadBytes(request, reply, error);
-  m_HttpClient->SetRequestSubject(String());  // it may be long
+  m_HttpClient->SetRequestSubject(String());  // free the memory of long names
   if (operation) operation->CheckReplyBytes();
   if (hasReply) {
     NormaliseDeclaration(reply, Rules().prependsDeclaration);
@@ -85,7 +87,7 @@ String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& su
   return error;
 }
 
-/// Starts the reader thread on a text, after stopping an earlier one.
+/// Starts the parser thread on a text. Stops an earlier one before.
 template <class Text>
 void XmlADiscoverAgentImpl::StartReader(const Text& text,
                                         bool (SAX2XmlReadDriver::*parse)(Text, String&)) {
@@ -108,8 +110,8 @@ void XmlADiscoverAgentImpl::StopSaxParser() {
   m_Reader->WaitUntilStopped();
 }
 
-/// The next element of the reply, or the empty handle at its end. Throws for a reply that cannot be
-/// parsed and for a cancelled parse.
+/// The next element of the reply, or an empty handle at its end. Throws after a parse error or a
+/// cancellation.
 RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
   RefCnt<SAX2XmlElement> element = m_XmlReaderDriver->Read();
   if (!element) return element;
@@ -117,23 +119,24 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
     SUGThrow(ErrorMessage(kMessageParseError, m_SoapParseErrorString), kSourceFile, __LINE__);
   if (element->IsCancel()) {
     ThrowIfStopped();
-    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);  // by StopSaxParser
+    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile,
+             __LINE__);  // cancelled by StopSaxParser
   }
   if (m_Fault) m_Fault->OnElement(*element);
   return element;
 }
 
-/// Reads a whole reply once: `consume` takes the elements that it knows, while all of them are
-/// searched for a fault. Throws for a fault (64203), a parse error (46100), a cancelled parse
-/// (46066), and for `httpError`; what `consume` took is then to be dropped.
+/// Reads a whole reply. `consume` reads elements, and all elements are checked for a fault. Throws
+/// ErrorMessage for a fault, a parse error, a cancelled parse and `httpError`. The caller must then
+/// drop what `consume` has read.
 void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpError,
                                       const std::function<void()>& consume) {
-  /// Ends the reading, however it ended: a failed one must not keep its text.
+  /// Stops the parser and frees the memory of the reply, also after an exception.
   struct StopAtEnd {
     XmlADiscoverAgentImpl& agent;
     ~StopAtEnd() {
       agent.StopSaxParser();
-      agent.m_XmlReaderDriver->Read();  // what a consumer left half read is let go
+      agent.m_XmlReaderDriver->Read();  // frees the block that is being read
       agent.m_Reader = {};
       agent.m_Fault = nullptr;
     }
@@ -142,13 +145,13 @@ void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpErro
   const StopAtEnd stopAtEnd{*this};
   m_Fault = &fault;
   StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
-  reply.clear();  // the parser keeps it no longer than it needs it
+  reply.clear();  // now only the parser refers to the text
   try {
     if (httpError.empty()) consume();
     while (NextElement()) {
     }
   } catch (const ErrorMessage& error) {
-    // Of a refusal that is no XML, the status says more.
+    // For an error reply that is not XML, the HTTP status says more.
     if (httpError.empty() || error.GetNumber() != kMessageParseError) throw;
     SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
   }
@@ -158,7 +161,7 @@ void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpErro
   if (!httpError.empty()) SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
 }
 
-/// Sends a request, has its reply read by `consume`, and logs both.
+/// Sends a request, reads its reply with `consume`, and logs both.
 void XmlADiscoverAgentImpl::Exchange(const DiscoverRequest& request,
                                      const std::function<void()>& consume) {
   ImportLog::Times times;
@@ -192,7 +195,7 @@ void XmlADiscoverAgentImpl::LogContent(const String& title, const NarrowString& 
   ImportLog::WriteEntry(*m_LogFile, title, request, response, {start, sent, parsed});
 }
 
-// Not used by imports, which read a reply once: the host knows these operations by name.
+// The host calls these operations by name. The imports do not use them.
 
 void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& response) {
   NarrowString reply;
@@ -201,7 +204,7 @@ void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& respo
   };
   try {
     const String httpError = Post(BaseStringUtil::ToUTF8(request), String(), reply);
-    if (reply.empty()) return;  // neither a reply nor a reason: `response` stays as it is
+    if (reply.empty()) return;  // neither a reply nor an error
     ReadReply(reply, httpError, [] {});
   } catch (const ErrorMessage&) {
     keep();
@@ -229,7 +232,8 @@ void XmlADiscoverAgentImpl::PrintXmlContent() {
       return IsCaseInsensitiveMatch(element->GetLocalName(), name);
     };
     if (std::any_of(std::begin(kHidden), std::end(kHidden), isName)) continue;
-    // As bytes: wide output would depend on the locale and change the stream for everybody else.
+    // Written as bytes: wide output would depend on the locale and change the orientation of the
+    // stream.
     const NarrowString line = BaseStringUtil::ToUTF8(L"\tNAME[" + element->GetLocalName() +
                                                      L"]\t\tVALUE[" + element->GetValue() + L"]\n");
     std::fwrite(line.data(), 1, line.size(), stdout);

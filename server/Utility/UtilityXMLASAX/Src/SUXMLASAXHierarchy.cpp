@@ -10,7 +10,7 @@ struct XmlAHierarchyColumns {
   template <String Row::*field>
   static constexpr auto kText = &SetText<Row, field>;
 
-  // A dimension that has a master is a virtual one, whatever the master's name.
+  // A dimension with a master dimension is virtual, even if the master's name is empty.
   static void SetMaster(Row& row, const String&) { row.m_IsVirtual = true; }
   static void SetIsVirtual(Row& row, const String& value) {
     if (BaseStringUtil::IsCaseInsensitiveMatch(value, L"TRUE")) row.m_IsVirtual = true;
@@ -31,7 +31,7 @@ struct XmlAHierarchyColumns {
 
 namespace {
 
-// By STRUCTURE code.
+// Index: STRUCTURE code.
 constexpr OTXMLAHierarchy::HierarchyType kHierarchyTypes[] = {
     OTXMLAHierarchy::kHierarchyFullyBalanced,
     OTXMLAHierarchy::kHierarchyRaggedBalanced,

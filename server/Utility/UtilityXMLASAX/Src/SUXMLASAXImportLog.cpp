@@ -14,7 +14,7 @@
 namespace ImportLog {
 namespace {
 
-constexpr std::size_t kHeadingCapacity = 256;  // characters, with the closing null
+constexpr std::size_t kHeadingCapacity = 256;  // characters, including the terminating null
 constexpr std::size_t kNameCapacity = 512;
 constexpr int kTimeDigits = 3;
 
@@ -31,7 +31,7 @@ void Write(AFile& file, const NarrowString& bytes) {
   file.Flush();
 }
 
-/// A file that ends with a line about maxLogBytes instead of exceeding it.
+/// A file that does not exceed maxLogBytes. Its last line then names the limit.
 class LimitedFile final : public AFile {
  public:
   void Open(const String& name, unsigned int mode) override {
@@ -55,7 +55,7 @@ class LimitedFile final : public AFile {
     const NarrowString line = ToUTF8(DELIMIT_LINE + String(L"The import log ends here: ") + reason +
                                      L"; the import goes on\n");
     const bool isWritten = m_file->WriteBytes(line.data(), line.size());
-    // The file itself reports the first write that fails.
+    // m_file reports its first failed write itself.
     if (isWritten && !m_hasFailed && settings.onLogFailure) settings.onLogFailure(m_name, reason);
     return false;
   }
@@ -73,7 +73,7 @@ class LimitedFile final : public AFile {
 
 String SecondsBetween(const VXDateTime& from, const VXDateTime& to) {
   const double seconds = VXDateTime::DifferenceInSeconds(to, from);
-  // A clock may be set back.
+  // The clock may be set back.
   return BaseStringUtil::StringFrom(seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0);
 }
 
@@ -93,19 +93,19 @@ String FileName(const VXDateTime& now) {
   return name;
 }
 
-/// True for a character that would break a line of the log, or act on a terminal that shows it.
+/// True for characters that break a line or control a terminal.
 bool IsControl(wchar_t character) {
   return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x2028 ||
          character == 0x2029;
 }
 
-/// The reply's beginning that is logged, in front of a character.
+/// Length of the logged part of the reply. It does not end inside a character.
 std::size_t LoggedLength(std::string_view reply) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
   if (limit == 0 || reply.size() <= limit) return reply.size();
   auto length = static_cast<std::size_t>(limit);
   const std::size_t least =
-      length < 3 ? 0 : length - 3;  // no character has more bytes behind its first
+      length < 3 ? 0 : length - 3;  // a character has at most three continuation bytes
   while (length > least && (static_cast<unsigned char>(reply[length]) & 0xC0) == 0x80) --length;
   return length;
 }

@@ -36,7 +36,7 @@ struct XmlALevelColumns {
   static void SetLevelNumber(Row& row, const String& value) {
     row.m_LevelNumber = BaseStringUtil::Int16From(value);
   }
-  // The scale of a level is kept as one character with that code, unlike a property's.
+  // Unlike a property, a level stores its scale as one character with that code.
   static void SetScale(Row& row, const String& value) {
     row.m_Scale = String(1, static_cast<wchar_t>(BaseStringUtil::Int16From(value)));
   }

@@ -3,10 +3,10 @@
 
 namespace {
 
-// "[Measures].[" in front, "]" behind.
+// Length of "[Measures].[".
 constexpr std::size_t kPrefixLength = 12;
 
-/// The measure's name out of its unique name.
+/// Removes "[Measures].[" and the last character.
 String StripUniqueName(const String& uniqueName) {
   if (BaseStringUtil::CaseInsensitiveFindPattern(uniqueName, L"[Measures]") == String::npos)
     return uniqueName;
@@ -26,7 +26,7 @@ struct XmlAMeasureColumns {
   static void SetAggregator(Row& row, const String& value) {
     row.m_MeasureAggregrator = BaseStringUtil::Int16From(value);
   }
-  // Only calculated measures have the column at all.
+  // Only calculated measures have this column.
   static void SetExpression(Row& row, const String&) { row.m_Caculated = true; }
 
   static constexpr Column<Row> kNameMap[] = {{L"MEASURE_NAME", kText<&Row::m_Name>}};
@@ -43,7 +43,7 @@ struct XmlAMeasureColumns {
 };
 
 XmlAMeasure::Setter XmlAMeasure::FindColumn(const String& column) const {
-  // No name stands in two of the maps.
+  // No column is in two of the maps.
   const Setter set = FindSetter(
       m_bUseUniqueName ? XmlAMeasureColumns::kUniqueNameMap : XmlAMeasureColumns::kNameMap, column);
   return set ? set : FindSetter(XmlAMeasureColumns::kMap, column);

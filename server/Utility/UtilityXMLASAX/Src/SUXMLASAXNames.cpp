@@ -6,8 +6,8 @@ namespace {
 
 constexpr std::size_t kMaxGeneratedName = 128;  // characters
 
-/// The name without the unwanted characters, at most `most` characters of it. One pass: a server
-/// may have made the name very long.
+/// Removes the unwanted characters, and truncates the result to `most` characters. One pass,
+/// because names may be very long.
 String RemoveCharacters(const String& name, String::View unwanted, std::size_t most) {
   String kept;
   if (name.view().find_first_of(unwanted) == String::npos) return name.substr(0, most);

@@ -13,10 +13,10 @@ bool IsTooLong(std::size_t bytes) {
   return limit > 0 && bytes > limit;
 }
 
-/// Fills the builder step by step. The time counts from the beginning.
+/// Builds a request step by step. The start time is that of the constructor.
 class RequestBuilder {
  public:
-  /// What a request that ran out of memory left in the builder is dropped.
+  /// The builder may contain parts of a request that failed.
   RequestBuilder(XmlASoapRequest& builder, const wchar_t* rowset) : m_builder(builder) {
     VXDateTime::GetCurrDateTime(m_started);
     m_builder.ClearRestrictions();
@@ -24,10 +24,10 @@ class RequestBuilder {
   }
 
   using Setter = void (XmlASoapRequest::*)(const String&);
-  /// Puts a name into the request, unless that makes it too long.
-  RequestBuilder& Add(Setter set, const String& name) {
+  /// Adds a name, unless it makes the request too long.
+  RequestBuilder& Add(Setter setter, const String& name) {
     m_characters += name.size();
-    if (!IsTooLong(m_characters)) (m_builder.*set)(name);
+    if (!IsTooLong(m_characters)) (m_builder.*setter)(name);
     return *this;
   }
   RequestBuilder& InDataSource(const String& info) {
@@ -53,7 +53,7 @@ class RequestBuilder {
  private:
   XmlASoapRequest& m_builder;
   VXDateTime m_started;
-  std::size_t m_characters = 0;  // of the names
+  std::size_t m_characters = 0;  // total length of the names
 };
 
 }  // namespace
@@ -126,7 +126,7 @@ DiscoverRequest Measures(XmlASoapRequest& builder, const CubePlace& place) {
   return RequestBuilder(builder, L"MDSCHEMA_MEASURES")
       .InCatalog(place.catalog, place.dataSourceInfo)
       .Add(&XmlASoapRequest::PushCubeRestriction,
-           place.cube)  // an empty one, too, unlike the other requests
+           place.cube)  // unlike other requests, also if empty
       .Finish(kMeasuresTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }
 

@@ -9,7 +9,7 @@
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
 
-// What the agent takes from the elements of a reply.
+// The rowset readers of the agent: from elements of a reply to values and row objects.
 
 namespace {
 
@@ -18,7 +18,7 @@ using BaseStringUtil::IsCaseInsensitiveMatch;
 /// Counts the rows of one reply.
 class RowCount {
  public:
-  /// Throws ErrorMessage when there are too many.
+  /// Throws ErrorMessage if the reply or the operation has too many rows.
   void Add() {
     if (m_operation) m_operation->CountRow();
     if (m_max == 0 || m_rows++ < m_max) return;
@@ -63,7 +63,7 @@ void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
       name = element->GetValue();
 }
 
-// Lists of names: every element with the name counts, wherever it is in the reply.
+// Lists of names: reads every element with the column's name, at any place of the reply.
 
 template <class Add>
 void XmlADiscoverAgentImpl::ReadColumn(const wchar_t* column, Add add) {
@@ -98,8 +98,8 @@ void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
   });
 }
 
-// Rows: columns go to the current row object; the row element, which ends after its columns, closes
-// it.
+// Rows: sets the columns of the current row object. The row element comes after its columns and
+// completes the row object.
 
 template <class Row, class Make>
 void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) {
@@ -107,7 +107,7 @@ void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) 
   using Setter = decltype(FindColumn(*row, String()));
   struct Meaning {
     bool endsRow;
-    Setter set;  // null for schema elements and unknown columns
+    Setter set;  // null: a schema element or an unknown column
   };
   NameCache<Meaning> meanings;
   const auto resolve = [&](const String& name) {
@@ -154,7 +154,7 @@ void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>&
 }
 
 void XmlADiscoverAgentImpl::ReadMember(XmlAMember& member) {
-  // A server that is asked without a member's name answers with all members of the hierarchy.
+  // A request without a member name returns all members of the hierarchy.
   NameCache<XmlAMember::Setter> columns;
   const auto resolve = [&](const String& name) {
     return IsSchemaElement(name) ? XmlAMember::Setter() : member.FindColumn(name);

@@ -53,7 +53,7 @@ void SoapFault::OnElement(const SAX2XmlElement& element) {
     case Meaning::kException:
       m_isException = true;
       break;
-    // Rows have elements with these names, too: their values are dropped at the row's end.
+    // Rows also have elements with these names. Their values are dropped at the end of the row.
     case Meaning::kValue:
       if (!m_isSoap12) SetIfUnset(m_soap12.code, element);
       break;
@@ -64,7 +64,7 @@ void SoapFault::OnElement(const SAX2XmlElement& element) {
       SetIfUnset(m_error.code, element);
       break;
     case Meaning::kDescription:
-      // Rows have long ones: they are taken only where an error is likely.
+      // Rows have long descriptions, so they are stored only after a sign of an error.
       if (m_isException || m_error.code) SetIfUnset(m_error.text, element);
       break;
     case Meaning::kEndOfDetails:

@@ -4,8 +4,8 @@
 
 namespace {
 
-// Servers have been seen to depend on the form of the envelope, so its line ends and indentation
-// stay exactly as they are.
+// Some servers depend on the exact text of the envelope, so its line ends and indentation must not
+// change.
 constexpr String::View kPrologue =
     L"<?xml version=\"1.0\"?>\r\n"
     L"                <SOAP-ENV:Envelope\r\n"

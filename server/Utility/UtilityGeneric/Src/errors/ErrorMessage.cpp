@@ -12,7 +12,7 @@ ErrorMessage& ErrorMessage::operator=(const ErrorMessage&) = default;
 ErrorMessage::~ErrorMessage() = default;
 
 void ErrorMessage::Append(const ErrorMessage& other) {
-  const std::vector<String> added(other.m_texts);  // `other` may be this very error
+  const std::vector<String> added(other.m_texts);  // `other` may be this object
   m_texts.insert(m_texts.end(), added.begin(), added.end());
 }
 
@@ -33,7 +33,7 @@ void ErrorMessage::SetSource(const String& file, int line) {
 }
 
 void SUGThrow(const ErrorMessage& error, const String& sourceFile, int line) {
-  ErrorMessage stamped(error);
-  stamped.SetSource(sourceFile, line);
-  throw stamped;
+  ErrorMessage located(error);
+  located.SetSource(sourceFile, line);
+  throw located;
 }

@@ -8,7 +8,7 @@ namespace {
 
 struct Message {
   int number;
-  // What the text is about; the second form when the first argument is empty.
+  // Beginning of the text; the second form is for an empty first argument.
   const wchar_t* subject;
   const wchar_t* subjectWithoutName;
   const wchar_t* text;
@@ -17,7 +17,7 @@ struct Message {
 constexpr const wchar_t* kHierarchy = L"The hierarchy \"{1}\"";
 constexpr const wchar_t* kHierarchyWithoutName = L"A hierarchy without a name";
 
-// Each text says what happened, to which object, and what to try. {1} to {9} stand for arguments.
+// Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
 constexpr Message kMessages[] = {
     {kMessageReadCancelled, L"", L"",
      L"Reading the server's reply was cancelled before its end. Run the import again to read it "
@@ -50,7 +50,7 @@ bool IsLineBreak(wchar_t character) {
          character == 0x2028 || character == 0x2029;
 }
 
-/// Adds the pattern. One pass over it alone: braces inside an argument mean nothing.
+/// Appends the pattern with its arguments. Braces inside an argument have no meaning.
 void AppendFormatted(String& text, const wchar_t* pattern, const std::vector<String>& arguments) {
   while (*pattern) {
     if (pattern[0] == L'{' && pattern[1] >= L'1' && pattern[1] <= L'9' && pattern[2] == L'}') {

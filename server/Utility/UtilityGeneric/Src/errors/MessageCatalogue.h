@@ -5,20 +5,20 @@
 
 #include "Utility/Generic/String.h"
 
-/// The host's messages by number.
+/// The host's message catalogue.
 namespace MessageCatalogue {
 
-/// A server chooses names as long as it likes, and a message may be repeated for each of its rows:
-/// a text shows this many characters of an argument and says how many are missing.
+/// Longer arguments are truncated, and the text says how many characters are missing. A server can
+/// send very long names, and there may be a message for each row.
 inline constexpr std::size_t kMaxArgumentCharacters = 512;
 
 /// "[NUMBER] text" on one line; see SUStrUtil::LoadMsgStringOnly.
 String Render(int number, const std::vector<String>& arguments);
 
-/// The text with every line break, tab and null character shown as a blank.
+/// Replaces every line break, tab and null character by a space.
 String OneLine(const String& text);
 
-/// An argument as a message shows it: on one line and not longer than kMaxArgumentCharacters.
+/// An argument as shown in a message: on one line, and truncated to kMaxArgumentCharacters.
 String Truncated(const String& argument);
 
 }  // namespace MessageCatalogue

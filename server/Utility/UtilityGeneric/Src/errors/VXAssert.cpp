@@ -13,7 +13,7 @@ void VXAssert::handleLogicError(const String& file, int line, const String& mess
   text += message;
   text += L'\n';
   const NarrowString bytes = BaseStringUtil::ToUTF8(text);
-  // One write, past the streams: they may be broken or locked by the thread that failed.
+  // Bypasses the streams, which may be broken or locked by this thread.
   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.data(), bytes.size());
   std::abort();
 }

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Without a user, only the process's own identity can be used.
+/// Without a user, only the identity of the process can be used.
 unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
   return hasUser ? schemes : schemes & kAuthNegotiate;
 }
@@ -23,8 +23,8 @@ HTTPAuthentication::HTTPAuthentication(const String& url, bool hasUser,
       m_service(UsableSchemes(options.authSchemes, hasUser), m_memory->service),
       m_proxy(ProxySchemes(options), m_memory->proxy) {}
 
-/// With a user inside the proxy's URL, the process's identity is used only when nothing else may
-/// be.
+/// If the proxy's URL contains a user, the identity of the process is used only if no password
+/// scheme is allowed.
 unsigned int HTTPAuthentication::ProxySchemes(const HTTPClientOptions& options) {
   Secret<String> user;
   Secret<String> password;
@@ -42,8 +42,8 @@ void HTTPAuthentication::BeginExchange() noexcept {
   m_wasBasicUnencrypted = false;
 }
 
-/// True when others on the way can read what is sent to the service. A proxy may be elsewhere
-/// whatever the service's name is.
+/// True if others on the network can read requests to the service. Checks the address of the peer
+/// too, because the peer may be a proxy on another machine.
 bool HTTPAuthentication::IsServiceUnencrypted(std::string_view peer) const {
   const bool isPeerLocal = peer.starts_with("127.") || peer == "::1";
   return !m_isServiceHTTPS && !(m_isServiceLocal && isPeerLocal);

@@ -7,36 +7,36 @@
 #include "Utility/Generic/String.h"
 #include "http/HTTPLogIn.h"
 
-/// What came of one request of an exchange.
+/// The result of one request of an exchange.
 struct HTTPAuthRound {
-  bool isComplete = false;            ///< there is a whole answer
-  long status = 0;                    ///< of the service, or of a proxy that answers in its place
-  long connectStatus = 0;             ///< of a proxy that was asked for a connection
-  unsigned int offeredByService = 0;  ///< sets of HTTPAuthScheme
+  bool isComplete = false;            ///< the response is complete
+  long status = 0;                    ///< of the service or of the proxy
+  long connectStatus = 0;             ///< of the proxy's response to CONNECT
+  unsigned int offeredByService = 0;  ///< set of HTTPAuthScheme
   unsigned int offeredByProxy = 0;
-  std::string_view peer;  ///< address at the other end of the connection
+  std::string_view peer;  ///< IP address of the other end
 };
 
-/// The log-ins of one client to its service and its proxy.
+/// The authentication of one client to its service and its proxy.
 class HTTPAuthentication {
  public:
-  /// `options.proxy` is set.
+  /// `options.proxy` must be set.
   HTTPAuthentication(const String& url, bool hasUser, const HTTPClientOptions& options);
 
   unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
   unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
   void BeginExchange() noexcept;
-  /// True when the request is to be sent again, with the schemes of now.
+  /// Call after each request. True: send it again with ServiceScheme() and ProxyScheme().
   bool OnRound(const HTTPAuthRound& round);
 
-  // Of the latest exchange:
-  /// Why a refusal was final although a log-in was offered, and what to do; may be empty.
+  // About the last exchange:
+  /// Why no offered scheme was used, and what to do; may be empty.
   const String& Advice() const noexcept { return m_advice; }
   bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
-  /// Of the latest round.
+  /// True if the last request was rejected after a Digest log-in.
   bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }
 
-  /// The schemes that may be used with the proxy.
+  /// Set of schemes that may be used with the proxy.
   static unsigned int ProxySchemes(const HTTPClientOptions& options);
 
  private:

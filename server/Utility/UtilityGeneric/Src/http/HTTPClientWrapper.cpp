@@ -204,10 +204,10 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   RejectControlCharacters(usedUser, L"user name");
   RejectControlCharacters(usedPassword, L"password");
 
-  HTTPClientOptions effective = options ? *options : ImportSettings::Current().http;
-  const Secret<String> proxy(effective.proxy
-                                 ? String(*effective.proxy)
-                                 : HTTPProxy::FromEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
+  const HTTPClientOptions& given = options ? *options : ImportSettings::Current().http;
+  const Secret<String> proxy(given.proxy ? String(*given.proxy)
+                                         : HTTPProxy::FromEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
+  HTTPClientOptions effective = given;  // destroyed before `proxy`, which erases the shared text
   effective.proxy = proxy;
   Secret<String> proxyUser;
   Secret<String> proxyPassword;

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The text up to the separator, without blanks around it; `rest` goes on behind the separator.
+/// Returns the text before the separator, trimmed, and removes it and the separator from `rest`.
 std::string_view Next(std::string_view& rest, char separator) {
   const std::size_t end = std::min(rest.find(separator), rest.size());
   const std::string_view part = rest.substr(0, end);
@@ -29,7 +29,7 @@ void HTTPCookies::Store(std::string_view header, bool (*isPast)(const std::strin
   if (name.empty()) return;
 
   bool isExpired = false;
-  bool hasMaxAge = false;  // which counts more than a date
+  bool hasMaxAge = false;  // Max-Age overrides Expires
   while (!header.empty()) {
     std::string_view setting = Next(header, ';');
     const std::string_view attribute = Next(setting, '=');

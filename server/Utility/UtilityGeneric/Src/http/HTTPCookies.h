@@ -5,17 +5,18 @@
 #include <string_view>
 #include <vector>
 
-/// The cookies of one service, in memory. Each belongs to the service's own host whatever domain it
-/// names, lives as long as the client unless the server deletes it, and is kept only if it is meant
-/// for the path of the service. A cookie beyond a limit is ignored; 0 means no limit.
+/// The cookies of one service. They are sent only to its own host, even if they name another
+/// domain, and are kept only if their path matches the service. A cookie stays until the server
+/// deletes it or this object is destroyed. Cookies that exceed a limit are ignored; 0 means no
+/// limit.
 class HTTPCookies {
  public:
   HTTPCookies(std::string_view servicePath, std::size_t maxCount, std::size_t maxBytes)
       : m_servicePath(servicePath), m_maxCount(maxCount), m_maxBytes(maxBytes) {}
 
-  /// Takes the value of a Set-Cookie header. `isPast` tells whether a date has passed.
+  /// Stores the cookie of a Set-Cookie header. `isPast` returns true for a date in the past.
   void Store(std::string_view header, bool (*isPast)(const std::string& date));
-  /// "NAME=VALUE; NAME=VALUE" for a request; empty without cookies.
+  /// Value of the Cookie header: "NAME=VALUE; NAME=VALUE"; empty without cookies.
   std::string ForRequest() const;
 
  private:

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// "#" stands for the number.
+/// HTTPFailureDetails::number replaces "#".
 struct Text {
   const wchar_t* what;
   const wchar_t* advice;
@@ -18,7 +18,7 @@ Text TextOf(HTTPFailure failure) noexcept {
   constexpr const wchar_t* kLonger = L"try again, or with a longer time-out";
   switch (failure) {
     case HTTPFailure::kNone:
-    case HTTPFailure::kCancelled:  // StopText says it
+    case HTTPFailure::kCancelled:  // uses StopText
       return {L"", L""};
     case HTTPFailure::kResponseTimeout:
       return {L"The server has sent no answer for # seconds", kLonger};
@@ -100,15 +100,15 @@ void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& 
     advice = HTTPStatus::Advice(facts.proxyStatus);
     return;
   }
-  // The system's reason is taken by number: libcurl's text of it may follow the locale.
-  const bool isSystems =
+  // libcurl's text for a system error may depend on the locale, so the number is used.
+  const bool isSystemError =
       failure == HTTPFailure::kConnectFailed || failure == HTTPFailure::kReceiveFailed ||
       failure == HTTPFailure::kSendFailed || failure == HTTPFailure::kClosedWithoutResponse;
-  const bool isPlain = failure == HTTPFailure::kClosedWithoutResponse ||
-                       failure == HTTPFailure::kUnknownHost ||
-                       failure == HTTPFailure::kUnknownProxy;
-  if (isSystems && facts.systemError != 0)
+  const bool needsNoReason = failure == HTTPFailure::kClosedWithoutResponse ||
+                             failure == HTTPFailure::kUnknownHost ||
+                             failure == HTTPFailure::kUnknownProxy;
+  if (isSystemError && facts.systemError != 0)
     what += L": " + SystemErrorText(facts.systemError);
-  else if (!isPlain && !facts.reason.empty())
+  else if (!needsNoReason && !facts.reason.empty())
     what += L": " + facts.reason;
 }

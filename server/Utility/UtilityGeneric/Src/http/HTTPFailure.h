@@ -4,10 +4,10 @@
 
 #include "Utility/Generic/String.h"
 
-/// Why there is no whole answer.
+/// Why a response is incomplete.
 enum class HTTPFailure {
   kNone,
-  // The client gave up:
+  // The client aborted the exchange:
   kCancelled,
   kResponseTimeout,
   kIdleTimeout,
@@ -17,7 +17,7 @@ enum class HTTPFailure {
   kMalformedHeader,
   kCompressedTwice,
   kOutOfMemory,
-  // The connection failed:
+  // The server, the network or TLS failed:
   kUnknownHost,
   kUnknownProxy,
   kConnectFailed,
@@ -35,19 +35,19 @@ enum class HTTPFailure {
   kOther,
 };
 
-/// True when the client gave up: then a status that may have come says less than the failure.
+/// True if the client aborted the exchange. Then the failure says more than a received status.
 inline bool IsAbortedByClient(HTTPFailure failure) noexcept {
   return failure != HTTPFailure::kNone && failure < HTTPFailure::kUnknownHost;
 }
 
-/// What is known about a failure.
+/// Data for the text of a failure.
 struct HTTPFailureDetails {
   HTTPFailure failure = HTTPFailure::kNone;
-  std::uint64_t number = 0;  ///< of the limit, or of the seconds that were waited
-  long proxyStatus = 0;      ///< of a proxy that was asked for a connection; 0 for none
-  int systemError = 0;       ///< errno of the connection
-  String reason;             ///< in libcurl's words; may be empty
+  std::uint64_t number = 0;  ///< the exceeded limit, or the time-out in seconds
+  long proxyStatus = 0;      ///< of the proxy's response to CONNECT; 0: none
+  int systemError = 0;       ///< errno; 0: none
+  String reason;             ///< libcurl's text; may be empty
 };
 
-/// What happened, and what to try, each as part of a line.
+/// Sets `what` to what happened and `advice` to what to try. Both are parts of a line.
 void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice);

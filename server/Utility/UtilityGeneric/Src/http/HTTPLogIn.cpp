@@ -14,7 +14,7 @@ unsigned int Strongest(unsigned int schemes) {
   return 0;
 }
 
-/// The scheme and all stronger ones.
+/// The set of the scheme and all stronger ones.
 unsigned int AtLeastAsStrongAs(unsigned int scheme) {
   unsigned int schemes = 0;
   for (const unsigned int stronger : kStrongestFirst) {
@@ -26,22 +26,23 @@ unsigned int AtLeastAsStrongAs(unsigned int scheme) {
 
 }  // namespace
 
-/// The strongest scheme of the offer that may still be used; weaker ones may not be used any more.
+/// Returns the strongest offered scheme that is allowed, and forbids weaker ones from now on.
 unsigned int HTTPLogIn::Choose(unsigned int offered) noexcept {
   for (;;) {
     const unsigned int scheme = Strongest(offered & m_allowed & m_memory & ~m_tried);
-    // Negotiate does not use the password, and may only lack a ticket.
+    // Negotiate does not use the password, so weaker schemes stay allowed.
     if ((scheme & kAuthPasswordSchemes) == 0) return scheme;
-    // Another client may have used a stronger one meanwhile.
+    // Another client may have used a stronger scheme in the meantime.
     if ((m_memory.fetch_and(AtLeastAsStrongAs(scheme)) & scheme) != 0) return scheme;
   }
 }
 
 bool HTTPLogIn::OnRejected(unsigned int offered) noexcept {
   const unsigned int refused = std::exchange(m_scheme, 0);
-  const bool wasRemembered = std::exchange(m_isRemembered, false);
-  // What was accepted before may need a new nonce or handshake. Basic has nothing new to say.
-  if (wasRemembered && refused != kAuthBasic && (offered & refused) != 0) {
+  const bool workedBefore = std::exchange(m_isRemembered, false);
+  // A scheme that worked before may need a new nonce or handshake. A repeated Basic would fail
+  // again.
+  if (workedBefore && refused != kAuthBasic && (offered & refused) != 0) {
     m_scheme = refused;
     return true;
   }

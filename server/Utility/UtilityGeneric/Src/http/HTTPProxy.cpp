@@ -9,7 +9,7 @@ namespace {
 
 constexpr const wchar_t* kSchemeEnd = L"://";
 
-/// libcurl takes a proxy without a scheme for one of http.
+/// libcurl assumes http for a proxy URL without a scheme.
 String WithScheme(const String& proxy) {
   return proxy.find(kSchemeEnd) == String::npos ? L"http://" + proxy : proxy;
 }
@@ -17,7 +17,7 @@ String WithScheme(const String& proxy) {
 }  // namespace
 
 String FromEnvironment(bool isHTTPS) {
-  // HTTP_PROXY in capitals is no such variable: a request's header "Proxy" becomes that in CGI.
+  // HTTP_PROXY is not used: a CGI server sets it to the "Proxy" header of a request.
   constexpr const wchar_t* kForHTTP[] = {L"http_proxy", L"all_proxy", L"ALL_PROXY"};
   constexpr const wchar_t* kForHTTPS[] = {L"https_proxy", L"HTTPS_PROXY", L"all_proxy",
                                           L"ALL_PROXY"};

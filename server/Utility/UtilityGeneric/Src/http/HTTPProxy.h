@@ -2,18 +2,18 @@
 
 #include "Utility/Generic/String.h"
 
-/// The proxy on the way to a service, given by its URL; empty for none.
+/// Functions for the URL of a proxy; empty: no proxy.
 namespace HTTPProxy {
 
-/// The proxy that the environment names for services of http or https, by libcurl's rules. What
-/// `no_proxy` lists is left to libcurl.
+/// The proxy of the environment for http or https, by libcurl's rules. libcurl itself applies
+/// `no_proxy`.
 String FromEnvironment(bool isHTTPS);
 
-/// The decoded credentials inside the proxy's URL; false, and they stay untouched, when there are
-/// none.
+/// Gets the decoded credentials inside the proxy's URL. Returns false, without changing them, if
+/// there are none.
 bool GetCredentials(const String& proxy, String& user, String& password);
 
-/// True when others on the way can read what is sent to the proxy itself.
+/// True if others on the network can read what is sent to the proxy itself.
 bool IsUnencrypted(const String& proxy);
 
 }  // namespace HTTPProxy

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// How often the body is compressed by what such a header lists.
+/// Counts the compressions in the value of Content-Encoding or Transfer-Encoding.
 std::size_t CountCompressions(std::string_view list) {
   std::size_t count = 0;
   while (!list.empty()) {
@@ -20,7 +20,7 @@ std::size_t CountCompressions(std::string_view list) {
   return count;
 }
 
-/// libcurl lets there be more blanks than one in front of it.
+/// The status code. libcurl accepts several spaces before it.
 std::string_view StatusOf(std::string_view line) {
   line.remove_prefix(std::min(line.find(' '), line.size()));
   return ASCIIText::Trimmed(line).substr(0, 3);
@@ -32,7 +32,7 @@ HTTPResponseHeaders::Result HTTPResponseHeaders::OnLine(std::string_view line, l
   m_bytes += line.size();
   if (m_maxBytes != 0 && m_bytes > m_maxBytes) return Result::kTooLong;
   const std::string_view text = line.substr(0, line.find_last_not_of("\r\n") + 1);
-  // A carriage return inside a line ends it for some readers. libcurl would repeat it in a log-in.
+  // Some servers treat a CR inside a line as its end, and libcurl would repeat it in a log-in.
   if (text.find('\r') != std::string_view::npos) return Result::kMalformed;
   if (IsCompressedTwice(text, request)) return Result::kCompressedTwice;
   if (m_part == Part::kBody && request != m_request) m_part = Part::kStatusLine;
@@ -47,18 +47,18 @@ HTTPResponseHeaders::Result HTTPResponseHeaders::OnLine(std::string_view line, l
     case Part::kHeaders:
       if (!text.empty())
         OnHeader(text);
-      else  // a preliminary answer is followed by another one
+      else  // another response follows an informational one
         m_part = m_status.starts_with('1') ? Part::kStatusLine : Part::kBody;
       break;
     case Part::kBody:
-      break;  // a trailer says nothing that matters here
+      break;  // trailers are ignored
   }
   return Result::kOk;
 }
 
-/// Each level of compression multiplies the work by up to a thousand, and what is between the
-/// levels meets no limit: libcurl hands over, and lets itself be stopped at, the last one's output
-/// alone. libcurl adds up the headers of all answers to a request, so every line counts here.
+/// Each level of compression can multiply the size by a thousand. The data between the levels has
+/// no limit: libcurl passes only the last level's output to its callbacks, and can be stopped only
+/// there. libcurl adds up the headers of all responses to a request, so all of them count here.
 bool HTTPResponseHeaders::IsCompressedTwice(std::string_view line, long request) {
   if (request != m_request) m_compressions = 0;
   const std::size_t colon = std::min(line.find(':'), line.size());

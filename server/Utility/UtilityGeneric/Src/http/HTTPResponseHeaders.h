@@ -7,16 +7,15 @@
 
 #include "http/HTTPCookies.h"
 
-/// Reads the header lines of all answers that one exchange brings: preliminary ones, refused
-/// log-ins and the last one with its trailer. What a server can make them cost is bounded over all
-/// of them.
+/// Reads the headers of all responses of one exchange: informational ones, rejected log-ins, and
+/// the last one with its trailers. The limits apply to all of them together.
 class HTTPResponseHeaders {
  public:
-  /// At most so many headers that offer a log-in are read of an answer.
+  /// Further headers of a response that offer an authentication scheme are ignored.
   static constexpr std::size_t kMaxOffers = 16;
   enum class Result { kOk, kNewResponse, kTooLong, kMalformed, kCompressedTwice };
 
-  /// `maxBytes` 0 means no limit.
+  /// If `maxBytes` is 0, there is no limit.
   HTTPResponseHeaders(std::size_t maxBytes, HTTPCookies& cookies,
                       bool (*isPast)(const std::string&))
       : m_maxBytes(maxBytes), m_cookies(cookies), m_isPast(isPast) {}
@@ -26,12 +25,13 @@ class HTTPResponseHeaders {
     m_part = Part::kStatusLine;
     m_compressions = 0;
   }
-  /// Takes one line with its end. `request` numbers the requests that led to the answers: an answer
-  /// to another one begins with a status line, and no other line behind a head does.
+  /// Reads one line with its line end. `request` is the number of the request. After the headers of
+  /// a response, a line with another number is a status line; a line with the same number is a
+  /// trailer.
   Result OnLine(std::string_view line, long request);
-  /// All headers before the body of the latest answer have come.
+  /// True if all headers of the last response were read.
   bool IsComplete() const noexcept { return m_part == Part::kBody; }
-  /// The names of the schemes that the latest answer, a 401 or 407, offers.
+  /// Names of the schemes that the last response offers, if it is a 401 or 407.
   const std::vector<std::string>& Schemes() const noexcept { return m_schemes; }
 
  private:
@@ -46,7 +46,7 @@ class HTTPResponseHeaders {
   std::size_t m_bytes = 0;
   Part m_part = Part::kStatusLine;
   long m_request = 0;
-  std::size_t m_compressions = 0;  // that libcurl undoes, of all answers to the request
+  std::size_t m_compressions = 0;  // of all responses to the request
   std::string m_status;            // three digits
   std::size_t m_offers = 0;
   std::vector<std::string> m_schemes;

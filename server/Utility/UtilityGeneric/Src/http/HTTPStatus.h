@@ -2,13 +2,13 @@
 
 #include "Utility/Generic/String.h"
 
-/// The HTTP statuses as people read them. The server's own phrase is not used: newer protocol
-/// versions have none, and it may hold anything.
+/// Texts for HTTP status codes. The server's own phrase is not used: newer protocol versions have
+/// none, and it is not trusted.
 namespace HTTPStatus {
 
-/// "HTTP 503 Service Unavailable"; the number alone for a status that is not known.
+/// For example "HTTP 503 Service Unavailable", or "HTTP 599" for an unknown status.
 String Line(long status);
-/// What to try; empty when there is nothing to say.
+/// What to try; may be empty.
 String Advice(long status);
 
 }  // namespace HTTPStatus

@@ -17,7 +17,7 @@ struct Authority {
   std::size_t end;
 };
 
-/// Where host, port and credentials stand; both 0 when the text has no scheme.
+/// Finds credentials, host and port in a URL. Both positions are 0 if it has no scheme.
 Authority FindAuthority(std::wstring_view url) {
   const std::size_t scheme = url.find(kSchemeEnd);
   if (scheme == std::wstring_view::npos) return {0, 0};
@@ -33,9 +33,9 @@ int HexDigit(wchar_t character) {
   return -1;
 }
 
-/// Percent-encoded bytes are UTF-8; a percent sign without two digits stands for itself.
+/// Decodes percent-encoded UTF-8. A percent sign without two hexadecimal digits stays.
 String Decoded(std::wstring_view text) {
-  Secret<NarrowString> bytes;  // it may be a password
+  Secret<NarrowString> bytes;  // may be a password
   bytes.reserve(text.size() * UnicodeConversion::kMaxBytesPerCharacter);
   for (std::size_t i = 0; i < text.size(); ++i) {
     const int high = text[i] == L'%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
@@ -130,7 +130,7 @@ bool IsValid(const String& url) {
   const Authority authority = FindAuthority(text);
   if (authority.begin == authority.end || text[authority.begin] == L':') return false;
   if (HasControlCharacter(text)) return false;
-  // Port 0 to 65535; a bracket closes an IPv6 address, whose colons are its own.
+  // The port is 0 to 65535. Colons before a closing bracket belong to an IPv6 address.
   const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
   if (std::any_of(whole.begin(), whole.end(),
                   [](wchar_t character) { return character <= L' ' || character > 0x7E; }))

@@ -5,34 +5,33 @@
 
 #include "Utility/Generic/String.h"
 
-/// Rules for the URL of a service.
+/// Functions for the URL of a service.
 namespace HTTPUrl {
 
-/// Takes "user:password@" out of the URL's authority; true when there was one. The two texts are
-/// the decoded credentials.
+/// Removes "user:password@" from the URL and stores both decoded. Returns false, without changes,
+/// if there are no credentials.
 bool RemoveCredentials(String& url, String& user, String& password);
 
-/// The URL for an error text: also in a text that is no proper URL, nothing that may be part of a
-/// password is left.
+/// The URL for error texts, without credentials. Also removes what could be a password from an
+/// invalid URL.
 String ForDisplay(const String& url);
 
-/// True for the scheme http or https, a host of ASCII characters, and nothing that no URL holds.
-/// The finer rules are the HTTP library's.
+/// True for an http or https URL with a host of ASCII characters, a valid port and no control
+/// characters. libcurl checks the rest.
 bool IsValid(const String& url);
 
 bool IsHTTPS(const String& url);
 
-/// True when the host is certainly this machine: "localhost" or an address of the loopback device.
+/// True if the host is "localhost" or a loopback address.
 bool IsLoopback(const String& url);
 
-/// True for U+0000 to U+001F and U+007F, which end or break a header line.
+/// True if the text contains U+0000 to U+001F or U+007F, which can end a header line.
 bool HasControlCharacter(std::wstring_view text);
 
-/// The URL without blanks around it and without fragment, other characters than ASCII
-/// percent-encoded as UTF-8.
+/// The URL as sent: trimmed, without a fragment, with non-ASCII characters percent-encoded.
 NarrowString ForRequest(const String& url);
 
-/// The path of such a URL, "/" if it has none.
+/// The path of a result of ForRequest; "/" if it has none.
 std::string PathForRequest(const NarrowString& request);
 
 }  // namespace HTTPUrl

@@ -13,18 +13,18 @@
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-constexpr std::string_view kBlanks = " \t\r\n";
-/// An XML declaration stands within this many bytes, or not at all.
+constexpr std::string_view kWhiteSpace = " \t\r\n";
+/// An XML declaration that does not end within this many bytes is ignored.
 constexpr std::size_t kMaxDeclarationEnd = std::size_t{4} << 10;
 
 struct Mark {
   std::string_view bytes;
-  const char* converter;  // null: UTF-8
-  std::size_t unit;       // bytes
-  bool isPartOfText;      // the bytes tell the charset but are the text's own
+  const char* converter;  // iconv's name; null: UTF-8
+  std::size_t unit;       // bytes per code unit
+  bool isPartOfText;      // false: a byte-order mark, which is removed
 };
 
-// The longer marks first: UTF-32's begins with UTF-16's.
+// Longer marks first, because that of UTF-32LE begins with that of UTF-16LE.
 constexpr Mark kMarks[] = {
     {{"\xEF\xBB\xBF", 3}, nullptr, 1, true},     {{"\xFF\xFE\0\0", 4}, "UTF-32LE", 4, false},
     {{"\0\0\xFE\xFF", 4}, "UTF-32BE", 4, false}, {{"\xFF\xFE", 2}, "UTF-16LE", 2, false},
@@ -34,12 +34,12 @@ constexpr Mark kMarks[] = {
 };
 
 struct Charset {
-  const char* converter;   // as the system's converter calls it; null: UTF-8
-  std::string_view names;  // in upper case, each between blanks
+  const char* converter;   // iconv's name; null: UTF-8
+  std::string_view names;  // in upper case, each between spaces
 };
 
-// The converter knows hundreds more. Nobody sends these in XML, their code is old and little used,
-// and some make very long texts of few bytes.
+// iconv supports hundreds more. They are not used for XML, their converters are rarely tested, and
+// some expand a few bytes to very long texts.
 constexpr Charset kCharsets[] = {
     {nullptr,
      " UTF-8 UTF8 UNICODE-1-1-UTF-8 CSUTF8 US-ASCII ASCII US ANSI_X3.4-1968 ANSI_X3.4-1986 "
@@ -110,14 +110,14 @@ std::string Upper(std::string_view text) {
   return upper;
 }
 
-/// The text behind `name` and an equals sign with blanks around it, without quotes.
+/// The value of `name = value` in upper case, without quotes; empty if there is none.
 std::string ValueOf(std::string_view text, std::string_view name) {
   const std::string upper = Upper(text);
   for (std::size_t found = upper.find(name); found != std::string::npos;
        found = upper.find(name, found + 1)) {
-    std::size_t position = upper.find_first_not_of(kBlanks, found + name.size());
+    std::size_t position = upper.find_first_not_of(kWhiteSpace, found + name.size());
     if (position == std::string::npos || upper[position] != '=') continue;
-    position = upper.find_first_not_of(kBlanks, position + 1);
+    position = upper.find_first_not_of(kWhiteSpace, position + 1);
     if (position == std::string::npos) return {};
     const bool quoted = upper[position] == '"' || upper[position] == '\'';
     const std::size_t begin = quoted ? position + 1 : position;
@@ -130,16 +130,16 @@ std::string ValueOf(std::string_view text, std::string_view name) {
 
 std::string DeclaredCharset(std::string_view body) {
   body = body.substr(0, kMaxDeclarationEnd);
-  const std::size_t begin = body.find_first_not_of(kBlanks);
+  const std::size_t begin = body.find_first_not_of(kWhiteSpace);
   if (begin == std::string_view::npos || body.substr(begin, 5) != "<?xml") return {};
   const std::size_t end = body.find("?>", begin);
   if (end == std::string_view::npos) return {};
   return ValueOf(body.substr(begin, end - begin), "ENCODING");
 }
 
-/// True for charsets whose characters take two bytes or more: a body without a byte-order mark and
-/// without null bytes among its first is not in one of them, whatever it says. Some servers make
-/// their text as UTF-16, declare it so, and send it as UTF-8.
+/// True for charsets with code units of two or more bytes. Such a declaration is ignored for a body
+/// without a byte-order mark and without null bytes at its start: some servers build their text as
+/// UTF-16, declare it so, and send it as UTF-8.
 bool IsWideCharset(std::string_view charset) {
   constexpr std::string_view kWide[] = {"UTF-16",  "UTF16",     "UTF-32",   "UTF32",
                                         "UCS-2",   "UCS2",      "UCS-4",    "UCS4",
@@ -168,17 +168,18 @@ class Converter {
   Converter& operator=(const Converter&) = delete;
 
   bool IsKnown() const {
-    return m_handle != reinterpret_cast<iconv_t>(-1);  // NOLINT: as iconv_open says it
+    return m_handle != reinterpret_cast<iconv_t>(-1);  // NOLINT: iconv_open's error value
   }
 
-  /// Adds the text of the bytes; false when it takes more than `most` bytes. `unit` is how many
-  /// bytes are given up where one is wrong. Unfinished when the thread is asked to stop.
+  /// Appends the converted bytes to `text`. Returns false if `text` would exceed `most` bytes. Each
+  /// invalid sequence is replaced, and `unit` bytes are skipped. The result is incomplete if the
+  /// thread must stop.
   bool Convert(std::string_view bytes, std::size_t unit, std::uint64_t most, NarrowString& text) {
     std::uint64_t room = 0;
     const auto append = [&](std::string_view more) {
       if (more.size() > most - text.size()) return false;
       if (text.size() + more.size() > room) {
-        // Growing by the half keeps to the limit, which doubling would exceed.
+        // Doubling the capacity could exceed the limit, so it grows by half.
         room = std::min<std::uint64_t>(
             most,
             std::max<std::uint64_t>(bytes.size(), text.size() + text.size() / 2) + more.size());
@@ -187,7 +188,7 @@ class Converter {
       text.append(more);
       return true;
     };
-    char* position = const_cast<char*>(bytes.data());  // NOLINT: iconv does not write there
+    char* position = const_cast<char*>(bytes.data());  // NOLINT: iconv does not change the input
     std::size_t left = bytes.size();
     char buffer[16384];
     while (left > 0 && !IsThreadToStop()) {
@@ -198,7 +199,7 @@ class Converter {
       if (!append({buffer, static_cast<std::size_t>(place - buffer)})) return false;
       if (result != static_cast<std::size_t>(-1) || error == E2BIG) continue;
       if (!append(kReplacement)) return false;
-      if (error == EINVAL) break;  // an unfinished character at the end
+      if (error == EINVAL) break;  // incomplete character at the end
       position += std::min(unit, left);
       left -= std::min(unit, left);
     }
@@ -209,7 +210,7 @@ class Converter {
   iconv_t m_handle;
 };
 
-/// What the reader makes of a UTF-8 body: U+FFFD takes more bytes than what it stands for.
+/// Checks the size after ill-formed bytes are replaced by U+FFFD, which takes three bytes.
 CharsetResult CheckUTF8Length(std::string_view body, std::uint64_t maxBytes) {
   if (body.size() <= maxBytes / kReplacement.size()) return CharsetResult::kReady;
   const bool isWithin = UnicodeConversion::WellFormedLength(
@@ -245,7 +246,7 @@ CharsetResult ConvertReplyToUTF8(NarrowString& body, std::string_view contentTyp
   }
   if (!converterName) return CheckUTF8Length(bytes, maxBytes);
   Converter converter(converterName);
-  if (!converter.IsKnown()) {  // the system came without its module
+  if (!converter.IsKnown()) {  // iconv's module for it is not installed
     unknownCharset = BaseStringUtil::FromUTF8(converterName);
     return CharsetResult::kUnknownCharset;
   }

@@ -8,20 +8,19 @@
 enum class CharsetResult {
   kReady,
   kUnknownCharset,
-  kTooLong,  ///< longer than the limit once it is well-formed UTF-8
+  kTooLong,  ///< exceeds the limit as well-formed UTF-8
 };
 
-/// Makes a reply's body UTF-8. Its charset is told by its byte-order mark, else by how its first
-/// bytes lie (UTF-16 and UTF-32), else by the Content-Type, else by its XML declaration, else it is
-/// UTF-8. A UTF-8 body is left as it is, ill-formed bytes included; others lose their byte-order
-/// mark, and bytes that mean nothing become U+FFFD.
+/// Converts the body of a reply to UTF-8. The first of these determines its charset: the byte-order
+/// mark, the pattern of its first bytes (UTF-16 and UTF-32), the Content-Type, the XML declaration.
+/// The default is UTF-8. A UTF-8 body is not changed, even if it contains ill-formed bytes. In
+/// other charsets, a byte-order mark is removed, and invalid bytes become U+FFFD.
 ///
-/// Accepted are UTF-8, UTF-16 and UTF-32, and the charsets that web browsers know, but for those
-/// with escape sequences: not all that the system could convert. For any other one
-/// `unknownCharset` gets its name.
+/// Accepts UTF-8, UTF-16, UTF-32, and the charsets that web browsers support, except those with
+/// escape sequences. For other charsets, sets `unknownCharset` to the name.
 ///
-/// The limit holds for the text as its reader will see it, with U+FFFD for ill-formed bytes. No
-/// more than that is ever made of a body. The body stays as it was unless the result is kReady;
-/// so it does, whatever the result, when the calling thread is asked to stop.
+/// The limit applies to the text with U+FFFD for ill-formed bytes, and no more memory than that is
+/// used. The body changes only if the result is kReady. If the calling thread must stop, the result
+/// has no meaning.
 CharsetResult ConvertReplyToUTF8(NarrowString& body, std::string_view contentType,
                                  std::uint64_t maxBytes, String& unknownCharset);

@@ -16,15 +16,15 @@ constexpr std::size_t kMaxQuoteBytes = 120;
 constexpr std::size_t kInspectedBytes = std::size_t{64} << 10;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool IsBlank(char character) {
+bool IsIgnored(char character) {
   return character == ' ' || (character >= '\t' && character <= '\r') || character == '\0';
 }
 
-std::string_view WithoutBlanks(std::string_view body) {
+std::string_view SkipIgnored(std::string_view body) {
   for (;;) {
     if (body.starts_with(kByteOrderMark))
       body.remove_prefix(kByteOrderMark.size());
-    else if (!body.empty() && IsBlank(body.front()))
+    else if (!body.empty() && IsIgnored(body.front()))
       body.remove_prefix(1);
     else
       return body;
@@ -37,8 +37,8 @@ struct Delimiters {
 };
 constexpr Delimiters kDelimiters[] = {{"<?", "?>"}, {"<!--", "-->"}, {"<![CDATA[", "]]>"}};
 
-/// The body from behind the declaration, comment or CDATA section that it begins with; false when
-/// it begins with none of them.
+/// If the body begins with a processing instruction, comment or CDATA section, removes it and
+/// returns true.
 bool SkipNonElement(std::string_view& body) {
   for (const Delimiters& aside : kDelimiters) {
     if (!body.starts_with(aside.open)) continue;
@@ -51,15 +51,15 @@ bool SkipNonElement(std::string_view& body) {
 }
 
 std::string_view FindFirstTag(std::string_view body) {
-  do body = WithoutBlanks(body);
+  do body = SkipIgnored(body);
   while (SkipNonElement(body));
   return body;
 }
 
 std::string Quote(std::string_view text) {
   std::string line;
-  for (const char character : WithoutBlanks(text)) {
-    if (!IsBlank(character))
+  for (const char character : SkipIgnored(text)) {
+    if (!IsIgnored(character))
       line += character;
     else if (!line.empty() && line.back() != ' ')
       line += ' ';
@@ -67,7 +67,7 @@ std::string Quote(std::string_view text) {
   }
   if (line.size() > kMaxQuoteBytes) {
     line.resize(kMaxQuoteBytes - 3);
-    // Not in the middle of a character.
+    // Do not cut inside a character.
     while (!line.empty() && (static_cast<unsigned char>(line.back()) & 0xC0) == 0x80)
       line.pop_back();
     if (!line.empty() && (static_cast<unsigned char>(line.back()) & 0x80) != 0) line.pop_back();
@@ -80,12 +80,12 @@ std::string Quote(std::string_view text) {
 }  // namespace
 
 bool IsEmpty(std::string_view body) noexcept {
-  return body.size() <= kInspectedBytes && WithoutBlanks(body).empty();
+  return body.size() <= kInspectedBytes && SkipIgnored(body).empty();
 }
 
 bool IsPlainText(std::string_view body) noexcept {
   body = body.substr(0, kInspectedBytes);
-  return body.find('<') == std::string_view::npos && !WithoutBlanks(body).empty();
+  return body.find('<') == std::string_view::npos && !SkipIgnored(body).empty();
 }
 
 bool IsWebPage(std::string_view body) noexcept {
@@ -94,7 +94,7 @@ bool IsWebPage(std::string_view body) noexcept {
                                          "div",    "br",   "table"};
   const std::string_view tag = FindFirstTag(body.substr(0, kInspectedBytes));
   if (StartsWithIgnoringCase(tag, "<!doctype")) {
-    const std::string_view name = WithoutBlanks(tag.substr(std::string_view("<!doctype").size()));
+    const std::string_view name = SkipIgnored(tag.substr(std::string_view("<!doctype").size()));
     return StartsWithIgnoringCase(name, "html");
   }
   if (tag.empty() || tag.front() != '<') return false;

@@ -41,21 +41,21 @@ class SystemFile final : public AFile {
     }
     if (m_descriptor < 0) ThrowFileError(L"Cannot open the file \"", name, errno);
     if ((mode & kModeTruncate) == 0) return;
-    // Should another writer empty the file meanwhile, what comes later leaves no hole.
+    // With O_APPEND, later writes leave no hole if another process truncates the file.
     if (::ftruncate(m_descriptor, 0) != 0 || ::fcntl(m_descriptor, F_SETFL, O_APPEND) != 0)
       ThrowFileError(L"Cannot empty the file \"", name, errno);
   }
 
   bool WriteBytes(const char* bytes, std::size_t count) override {
     if (m_descriptor < 0) return false;
-    // A limit on the size of files, or a pipe that nobody reads, would kill the host.
+    // A file size limit or a closed pipe raises a signal that would end the host.
     const SignalBlock noLimitSignal(SIGXFSZ);
     const SignalBlock noPipeSignal(SIGPIPE);
     while (count > 0) {
       const ssize_t written = ::write(m_descriptor, bytes, count);
       if (written < 0 && errno == EINTR) continue;
       if (written <= 0) {
-        Fail(written < 0 ? errno : ENOSPC);
+        ReportFailure(written < 0 ? errno : ENOSPC);
         return false;
       }
       bytes += written;
@@ -64,7 +64,7 @@ class SystemFile final : public AFile {
     return true;
   }
 
-  // Every write goes to the operating system at once: writers hand over whole log entries.
+  // There is no buffer: callers write whole log entries, which go to the operating system at once.
   bool Flush() override { return m_descriptor >= 0 && !m_failed; }
 
   bool Delete() override {
@@ -80,8 +80,8 @@ class SystemFile final : public AFile {
     m_failed = false;
   }
 
-  /// The first failure of a file is told; the others follow from it.
-  void Fail(int error) {
+  /// Reports only the first failure of a file.
+  void ReportFailure(int error) {
     const auto& handler = ImportSettings::Current().onLogFailure;
     if (std::exchange(m_failed, true) || !handler) return;
     handler(BaseStringUtil::FromUTF8(m_path), SystemErrorText(error));

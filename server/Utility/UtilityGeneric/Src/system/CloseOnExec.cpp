@@ -24,12 +24,12 @@ struct CloseDirectory {
   void operator()(DIR* directory) const noexcept { closedir(directory); }
 };
 
-/// How many bytes wait at each local socket that a started program would inherit. Empty when the
-/// system does not tell which descriptors there are.
+/// Number of unread bytes of each local socket that is not close-on-exec. Empty if the descriptors
+/// cannot be listed.
 std::map<int, int> PendingBytes() {
-  std::map<int, int> waiting;
+  std::map<int, int> pending;
   const std::unique_ptr<DIR, CloseDirectory> directory(opendir("/proc/self/fd"));
-  if (!directory) return waiting;
+  if (!directory) return pending;
   while (const dirent* const entry = readdir(directory.get())) {
     int descriptor = 0;
     const char* const end = entry->d_name + std::strlen(entry->d_name);
@@ -38,15 +38,15 @@ std::map<int, int> PendingBytes() {
     int bytes = 0;
     if (flags >= 0 && (flags & FD_CLOEXEC) == 0 && IsLocalSocket(descriptor) &&
         ioctl(descriptor, FIONREAD, &bytes) == 0)
-      waiting[descriptor] = bytes;
+      pending[descriptor] = bytes;
   }
-  return waiting;
+  return pending;
 }
 
-/// The socket that gets one byte whenever `signal` is called; -1 for none. Twice, because others
-/// may get something meanwhile.
+/// Finds the socket that receives one byte for each call of `signal`; -1 if there is none. Calls it
+/// twice, because other sockets may receive data at the same time.
 int FindReceivingSocket(const std::function<void()>& signal) {
-  static std::mutex mutex;  // two searches at once would find each other's bytes
+  static std::mutex mutex;  // parallel searches would see each other's bytes
   const std::lock_guard lock(mutex);
   std::map<int, int> candidates = PendingBytes();
   for (int sent = 1; sent <= 2; ++sent) {

@@ -2,19 +2,18 @@
 
 #include <functional>
 
-/// Marks descriptors that a third party made so that programs started by the host do not inherit
-/// them. Between a descriptor's making and its marking, another thread of the host can still start
-/// one.
+/// Marks descriptors that a third-party library created, so that programs started by the host do
+/// not inherit them. A program that another thread starts before the marking still inherits them.
 namespace CloseOnExec {
 
 void Mark(int descriptor) noexcept;
 
-/// Marks both ends of a pair of connected local sockets of which one end is known, if nothing is
-/// ever read from the other end: a byte is sent there to recognise it.
+/// Marks both ends of a pair of connected local sockets. Sends a byte from the known end to find
+/// the other one, so the owner must ignore such a byte.
 void MarkPair(int knownEnd);
 
-/// The same for a pair of which no end is known: `signal` makes its owner send one byte from one
-/// end to the other.
+/// Marks both ends of a pair if neither is known. `signal` must make its owner send one byte from
+/// one end to the other.
 void MarkPairBySignal(const std::function<void()>& signal);
 
 }  // namespace CloseOnExec

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-/// An open file's number, closed at the end; negative for none.
+/// Owns a file descriptor and closes it; negative: none.
 class Descriptor {
  public:
   explicit Descriptor(int number) noexcept : m_number(number) {}
@@ -14,7 +14,7 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   int Number() const noexcept { return m_number; }
-  /// Hands the number over to the caller, who closes it.
+  /// Passes ownership to the caller.
   int Release() noexcept { return std::exchange(m_number, -1); }
 
  private:

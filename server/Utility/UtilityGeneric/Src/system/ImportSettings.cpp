@@ -2,7 +2,7 @@
 
 namespace {
 
-// A plain pointer: it needs no destructor at a thread's end, which would keep the library loaded.
+// A plain pointer: a thread-local object with a destructor would keep the library loaded.
 thread_local const ImportSettings* g_current = nullptr;
 
 }  // namespace

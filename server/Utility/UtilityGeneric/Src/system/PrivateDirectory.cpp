@@ -24,7 +24,7 @@ void CreatePrivateDirectory(const String& directory) {
   const NarrowString path = BaseStringUtil::ToUTF8(directory);
   if (::mkdir(path.c_str(), 0700) == 0 || errno != EEXIST) return;
   const Descriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  // Of a link the system says that it is no directory.
+  // A symbolic link gives ENOTDIR.
   if (opened.Number() < 0) Reject(directory, SystemErrorText(errno));
   struct stat status {};
   if (::fstat(opened.Number(), &status) != 0) Reject(directory, SystemErrorText(errno));

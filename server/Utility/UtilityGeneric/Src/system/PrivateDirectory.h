@@ -2,8 +2,8 @@
 
 #include "Utility/Generic/String.h"
 
-/// Makes a directory for this user alone in a place where anybody may make one, or takes the one
-/// that is there when it is this user's and no link; others then lose their rights to it. Throws
-/// ErrorMessage when somebody else prepared it. A directory that cannot be made is no error yet:
-/// whoever opens a file there is told.
+/// Creates a directory with mode 0700 inside a directory that everybody can write to. An existing
+/// directory is used if it belongs to this user and is not a symbolic link; permissions of others
+/// are removed. Throws ErrorMessage if another user has prepared it. If the directory cannot be
+/// created, the error is reported later, when a file is opened in it.
 void CreatePrivateDirectory(const String& directory);

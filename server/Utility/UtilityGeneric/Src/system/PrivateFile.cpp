@@ -41,13 +41,13 @@ int Open(int directory, const char* name, int flags) {
   return descriptor;
 }
 
-/// One step along a path: makes the directory `name` in `parent` if it is missing, and opens it;
-/// `path` names it in messages. A link of another user could lead anywhere, and is not followed.
+/// Opens the directory `name` in `parent`, and creates it if it is missing. `path` is for messages.
+/// Does not follow symbolic links of other users.
 int OpenOrCreateDirectory(int parent, const std::string& name, const std::string& path) {
   const int makeError = ::mkdirat(parent, name.c_str(), 0700) == 0 ? 0 : errno;
   struct stat status {};
   int step = Open(parent, name.c_str(), O_PATH | O_NOFOLLOW);
-  // Where nothing can be made, such as in the root of a read-only system, what is there serves.
+  // mkdirat may fail for an existing directory, for example on a read-only file system.
   if (step < 0) {
     const bool isThere = makeError == 0 || makeError == EEXIST;
     Reject(L"Cannot create the directory \"", path, SystemErrorText(isThere ? errno : makeError));
@@ -60,7 +60,8 @@ int OpenOrCreateDirectory(int parent, const std::string& name, const std::string
   return step;
 }
 
-/// Opens the directory of the file, making it and those above it; negative on failure, see errno.
+/// Opens the directory, and creates it and its parents if they are missing. Negative on failure;
+/// then errno is set.
 int OpenDirectory(const std::string& path) {
   int directory = Open(AT_FDCWD, path.starts_with('/') ? "/" : ".", O_PATH | O_DIRECTORY);
   for (std::size_t begin = 0; directory >= 0;) {
@@ -100,22 +101,23 @@ void CheckFile(int file, const std::string& path) {
 int OpenPrivateFile(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   std::string place = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  // Behind a slash the system would follow a link.
+  // With a trailing slash, the system would follow a symbolic link.
   while (place.size() > 1 && place.back() == '/') place.pop_back();
-  const std::string name = path.substr(slash + 1);  // the whole path when there is no slash
+  const std::string name = path.substr(slash + 1);  // the whole path if there is no slash
   const Descriptor directory(OpenDirectory(place));
   if (directory.Number() < 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
   CheckDirectory(directory.Number(), place);
-  // A special file would keep the caller waiting, or a terminal would become the process's own.
+  // O_NONBLOCK: do not wait for the reader of a pipe. O_NOCTTY: a terminal must not become the
+  // controlling terminal of the process.
   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  const int made = Open(directory.Number(), name.c_str(), kFlags | O_CREAT | O_EXCL);
-  if (made >= 0) return made;
+  const int created = Open(directory.Number(), name.c_str(), kFlags | O_CREAT | O_EXCL);
+  if (created >= 0) return created;
   if (errno != EEXIST) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
-  const int found = Open(directory.Number(), name.c_str(), kFlags);
-  if (found < 0 && errno == ELOOP) RejectFile(path, L"it is a symbolic link");
-  if (found < 0 && errno == ENXIO) RejectFile(path, L"it is not a regular file");
-  if (found < 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
-  Descriptor kept(found);
-  CheckFile(found, path);
-  return kept.Release();
+  const int existing = Open(directory.Number(), name.c_str(), kFlags);
+  if (existing < 0 && errno == ELOOP) RejectFile(path, L"it is a symbolic link");
+  if (existing < 0 && errno == ENXIO) RejectFile(path, L"it is not a regular file");
+  if (existing < 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
+  Descriptor checked(existing);
+  CheckFile(existing, path);
+  return checked.Release();
 }

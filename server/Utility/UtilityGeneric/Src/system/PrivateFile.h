@@ -2,15 +2,16 @@
 
 #include <string>
 
-/// Opens a file for writing that nobody else can have prepared or can exchange, and makes it (mode
-/// 0600) with its missing directories (mode 0700) when it is not there. Nothing that exists is
-/// changed before it was checked through its descriptor, and nothing makes the caller wait.
+/// Opens a file for writing that no other user can have prepared or can replace. Creates a missing
+/// file with mode 0600, and missing directories with mode 0700. Checks existing files through their
+/// descriptor before it changes them. Never waits.
 ///
-/// The directory must belong to the user or to root, and nobody else may write to it unless its
-/// sticky bit keeps them from each other's files. A symbolic link on the way to it must belong to
-/// the user or to root. Otherwise the directories above it are not checked: who names a path says
-/// by that whom they trust. An existing file must be a regular one without other names (hard links)
-/// that belongs to the user and that nobody else can write to.
+/// The directory must belong to the user or to root, and must not be writable by others unless it
+/// is sticky. A symbolic link in its path must belong to the user or to root. Its parent
+/// directories are not checked further: use a path that only trusted users can rename. An existing
+/// file must be a regular file that belongs to the user, has one hard link, and is not writable by
+/// others.
 ///
-/// Returns the descriptor. Throws ErrorMessage, one line that says what is wrong and what to do.
+/// Returns the descriptor. Throws ErrorMessage with one line that says what is wrong and what to
+/// do.
 int OpenPrivateFile(const std::string& path);

@@ -15,8 +15,8 @@ String WithoutTrailingSlash(const String& directory) {
   return directory.substr(0, length);
 }
 
-/// The variable's value when it is an absolute path: the rule of the XDG base directories, where a
-/// relative path is to be ignored.
+/// Gets the value of a variable if it is an absolute path. The XDG specification says to ignore
+/// relative paths.
 bool GetAbsolutePath(const wchar_t* variable, String& path) {
   String value;
   if (!SystemUtility::Getenv(variable, value) || value.empty() || value[0] != L'/') return false;
@@ -30,7 +30,7 @@ String Below(const String& directory, const wchar_t* name) {
 
 constexpr const wchar_t* kFolder = L"xmla-import";
 
-/// Below the user's own directories.
+/// The user's state directory.
 bool GetStateDirectory(String& directory) {
   if (GetAbsolutePath(L"XDG_STATE_HOME", directory)) return true;
   if (!GetAbsolutePath(L"HOME", directory)) return false;
@@ -38,7 +38,8 @@ bool GetStateDirectory(String& directory) {
   return true;
 }
 
-/// Where everybody has a directory, each needs one of their own.
+/// A directory below the temporary directory. Its name contains the user's number, because all
+/// users share the temporary directory.
 String TemporaryDirectory() {
   String directory;
   if (!GetAbsolutePath(L"TMPDIR", directory)) directory = L"/tmp";

@@ -2,9 +2,9 @@
 
 #include <signal.h>
 
-/// Keeps a signal that a system call may raise on its own thread, such as SIGPIPE, from the host:
-/// the call then ends with an error alone. Neither the process's handlers nor other threads are
-/// touched, and a signal that was pending before stays so.
+/// Suppresses a signal that system calls may raise on the calling thread, such as SIGPIPE. The
+/// calls then only return an error. Does not change the signal handlers of the process or other
+/// threads. A signal that was pending before stays pending.
 class SignalBlock {
  public:
   explicit SignalBlock(int signal) noexcept;

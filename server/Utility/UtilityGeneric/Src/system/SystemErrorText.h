@@ -2,5 +2,5 @@
 
 #include "Utility/Generic/String.h"
 
-/// What an errno value means, in English whatever the locale.
+/// The English text of an errno value, independent of the locale.
 String SystemErrorText(int error);

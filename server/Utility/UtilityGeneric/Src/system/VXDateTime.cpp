@@ -38,7 +38,7 @@ VXDateTime VXDateTime::FromFields(int year, int month, int day, int hour, int mi
   fields.tm_hour = hour;
   fields.tm_min = minute;
   fields.tm_sec = second;
-  fields.tm_isdst = -1;  // whether summer time holds is for the system to tell
+  fields.tm_isdst = -1;  // the system decides about daylight saving time
   VXDateTime moment;
   moment.m_microseconds = std::mktime(&fields) * kMicrosecondsPerSecond + microsecond;
   return moment;
@@ -72,7 +72,7 @@ String VXDateTime::ToString(int fractionDigits) const {
       static_cast<int>(m_microseconds - WholeSeconds(m_microseconds) * kMicrosecondsPerSecond));
   if (length < 0) return String();
   const int digits = fractionDigits < 0 ? 0 : fractionDigits > 6 ? 6 : fractionDigits;
-  const int cut = digits == 0 ? 7 : 6 - digits;  // without digits the point goes, too
+  const int cut = digits == 0 ? 7 : 6 - digits;  // without digits, the point is removed too
   return String(text, static_cast<std::size_t>(length - cut));
 }
 

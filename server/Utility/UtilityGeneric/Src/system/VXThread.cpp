@@ -11,15 +11,15 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/VXAssert.h"
 
-/// The system's thread behind a VXThread.
+/// The POSIX thread of a VXThread.
 class VXThread::SystemThread {
  public:
   explicit SystemThread(std::function<void()> work) : m_work(std::move(work)) {}
 
-  /// True for the first caller.
+  /// True for the first call.
   bool ClaimStart() noexcept { return !m_isStartClaimed.exchange(true); }
 
-  /// False when the system has no thread to give.
+  /// False if the system cannot create a thread.
   bool Start() noexcept {
     const std::lock_guard lock(m_mutex);
     sigset_t all;
@@ -36,7 +36,7 @@ class VXThread::SystemThread {
 
   bool IsRunning() const noexcept { return IsInThisProcess() && !m_hasEnded.load(); }
 
-  /// True in a forked child of the process that the thread runs in.
+  /// True in a forked child of the process in which the thread runs.
   bool IsInOtherProcess() const noexcept { return m_process.load() != 0 && !IsInThisProcess(); }
 
   void Join() noexcept {
@@ -47,8 +47,8 @@ class VXThread::SystemThread {
   }
 
  private:
-  /// False before the start, and in a forked child: there, neither the thread exists nor can the
-  /// mutex be trusted.
+  /// False before the start and in a forked child. In a child, the thread does not exist, and the
+  /// mutex may be locked for ever.
   bool IsInThisProcess() const noexcept { return m_process.load() == getpid(); }
 
   static void* Main(void* self) {
@@ -60,11 +60,11 @@ class VXThread::SystemThread {
 
   const std::function<void()> m_work;
   std::atomic<bool> m_isStartClaimed{false};
-  std::atomic<pid_t> m_process{0};  // that the thread runs in
+  std::atomic<pid_t> m_process{0};  // in which the thread runs
   std::atomic<bool> m_hasEnded{false};
   std::mutex m_mutex;
-  bool m_isJoinable = false;  // guarded
-  pthread_t m_thread{};       // guarded
+  bool m_isJoinable = false;  // guarded by m_mutex
+  pthread_t m_thread{};       // guarded by m_mutex
 };
 
 VXThread::VXThread()
@@ -80,7 +80,7 @@ void VXThread::Start() {
     VXAssert::handleLogicError(L"VXThread.cpp", __LINE__, L"thread started a second time");
   Announce();
   if (m_thread->Start()) return;
-  Cancel();  // nobody is to wait for the job that was announced
+  Cancel();  // the announced job will not run
   SUGThrow(ErrorMessage(String(L"The system has no thread left to read the server's reply; close "
                                L"other programs or raise the limit of threads.")),
            L"VXThread.cpp", __LINE__);
@@ -88,7 +88,7 @@ void VXThread::Start() {
 
 void VXThread::RequestCancellation(unsigned long, VXExecutionState::CancelReason reason) noexcept {
   if (m_thread->IsInOtherProcess())
-    return;  // the job's locks may be held by threads that are not here
+    return;  // threads that do not exist here may hold the job's locks
   m_state.RequestCancellation(reason);
   Cancel();
 }

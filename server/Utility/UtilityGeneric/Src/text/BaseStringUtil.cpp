@@ -34,7 +34,7 @@ int BaseStringUtil::CaseInsensitiveCompare(String::View a, String::View b) {
 }
 
 bool BaseStringUtil::IsCaseInsensitiveMatch(String::View a, String::View b) {
-  // Folding is one to one: texts of different length never match.
+  // Folding is one-to-one, so texts of different length never match.
   return a.size() == b.size() && (a.data() == b.data() || IsMatch(a.data(), b.data(), a.size()));
 }
 
@@ -83,7 +83,7 @@ void BaseStringUtil::ReplacePatternInString(String& text, String::View pattern,
 
 namespace {
 
-/// What stands for the character in XML, or an empty view when it stands for itself.
+/// The escape of a character in XML, or an empty view if it needs none.
 std::wstring_view EscapeFor(wchar_t character) {
   switch (character) {
     case L'&':
@@ -131,9 +131,9 @@ String BaseStringUtil::EscapeXMLChars(const String& text) {
 
 namespace {
 
-/// The number, kept within [least, most].
+/// The number, clamped to [least, most].
 std::int64_t NumberFrom(const String& text, std::int64_t least, std::int64_t most) noexcept {
-  const wchar_t* position = text.c_str();  // the closing null character ends every loop below
+  const wchar_t* position = text.c_str();  // the terminating null character ends every loop below
   while (ASCIIText::IsSpace(*position)) ++position;
   const bool negative = *position == L'-';
   if (negative || *position == L'+') ++position;

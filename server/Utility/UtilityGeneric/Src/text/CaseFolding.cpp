@@ -7,7 +7,7 @@
 namespace CaseFolding {
 namespace {
 
-/// Characters first, first + step, ... last, whose folding lies at one distance.
+/// Characters first, first + step, ..., last. Adding `distance` to one of them folds it.
 struct Range {
   std::uint32_t first;
   std::uint32_t last;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Simple (one to one) Unicode case folding, statuses C and S of CaseFolding.txt.
+/// Simple (one-to-one) Unicode case folding: statuses C and S of CaseFolding.txt.
 namespace CaseFolding {
 
 wchar_t FoldBeyondASCII(wchar_t character) noexcept;

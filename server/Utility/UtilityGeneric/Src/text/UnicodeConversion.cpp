@@ -12,7 +12,7 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr std::size_t kReplacementBytes = 3;
-constexpr std::size_t kBlock = 16;  // characters that the ASCII paths take at a time
+constexpr std::size_t kBlock = 16;  // characters that the ASCII loops handle at once
 
 struct Decoded {
   char32_t character;
@@ -26,8 +26,8 @@ bool IsContinuation(unsigned char byte, unsigned char least = 0x80, unsigned cha
   return byte >= least && byte <= most;
 }
 
-/// One character, or U+FFFD for the longest beginning of a well-formed sequence (at least one
-/// byte). REQUIRES: position < end, and no ASCII character stands there.
+/// Decodes one character, or U+FFFD for a maximal subpart of an ill-formed sequence. Requires
+/// position < end, and a byte that is not ASCII at `position`.
 Decoded DecodeBeyondASCII(const char* position, const char* end) {
   const unsigned char lead = At(position);
   const auto left = static_cast<std::size_t>(end - position);
@@ -36,7 +36,7 @@ Decoded DecodeBeyondASCII(const char* position, const char* end) {
     return {static_cast<char32_t>((lead & 0x1F) << 6 | (At(position + 1) & 0x3F)), 2};
   }
   if (lead >= 0xE0 && lead <= 0xEF) {
-    // The second byte's bounds keep out overlong forms and surrogates.
+    // These bounds exclude overlong forms and surrogates.
     const unsigned char least = lead == 0xE0 ? 0xA0 : 0x80;
     const unsigned char most = lead == 0xED ? 0x9F : 0xBF;
     if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1, true};
@@ -46,7 +46,7 @@ Decoded DecodeBeyondASCII(const char* position, const char* end) {
             3};
   }
   if (lead >= 0xF0 && lead <= 0xF4) {
-    // The second byte's bounds keep out overlong forms and values above U+10FFFF.
+    // These bounds exclude overlong forms and values above U+10FFFF.
     const unsigned char least = lead == 0xF0 ? 0x90 : 0x80;
     const unsigned char most = lead == 0xF4 ? 0x8F : 0xBF;
     if (left < 2 || !IsContinuation(At(position + 1), least, most)) return {kReplacement, 1, true};
@@ -59,7 +59,7 @@ Decoded DecodeBeyondASCII(const char* position, const char* end) {
   return {kReplacement, 1, true};
 }
 
-/// One character. Most texts are short and ASCII, so that path stays in its callers' loops.
+/// Decodes one character. Most texts are short and ASCII, so this case is inline.
 inline Decoded DecodeOne(const char* position, const char* end) {
   if (At(position) < 0x80) return {At(position), 1};
   return DecodeBeyondASCII(position, end);
@@ -77,8 +77,8 @@ bool IsASCIIBlock(const wchar_t* position) {
   return all < 0x80;
 }
 
-/// How much of a long text to look at next: not into the middle of a character, which begins at
-/// most three bytes before the border. A continuation behind three others belongs to none.
+/// Length of the next slice of a long text. A slice does not end inside a character. A character
+/// begins at most three bytes before the limit; further continuation bytes are ill-formed.
 std::size_t SliceLength(std::string_view bytes) {
   constexpr std::size_t kSlice = std::size_t{256} << 10;
   if (bytes.size() <= kSlice) return bytes.size();
@@ -87,7 +87,7 @@ std::size_t SliceLength(std::string_view bytes) {
   return kSlice;
 }
 
-/// The value to be encoded: what is no Unicode character becomes U+FFFD.
+/// The code to encode: U+FFFD for a value that is not a Unicode scalar value.
 char32_t Encodable(wchar_t character) {
   const auto code = static_cast<char32_t>(character);
   return code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF) ? kReplacement : code;
@@ -105,7 +105,7 @@ std::size_t WideLength(std::string_view bytes) noexcept {
       length += kBlock;
       continue;
     }
-    // To the next block border, or over it with a long sequence; then try whole blocks again.
+    // Decodes about one block, and then tries whole ASCII blocks again.
     const char* const stop =
         static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
     for (; position < stop; ++length) position += DecodeOne(position, end).bytes;
@@ -155,22 +155,22 @@ bool IsWellFormed(std::string_view bytes) noexcept {
 
 bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop) {
   const std::string_view all = bytes.view();
-  NarrowString made;
-  bool isMade = false;  // else everything so far was well-formed
-  for (std::size_t at = 0; at < all.size();) {
+  NarrowString repaired;
+  bool isReplaced = false;  // false: everything so far was well-formed
+  for (std::size_t position = 0; position < all.size();) {
     if (isToStop()) return false;
-    const std::string_view slice = all.substr(at, SliceLength(all.substr(at)));
-    const bool isFine = IsWellFormed(slice);
-    if (!isFine && !isMade) {
-      made.reserve(all.size() + all.size() / 4);
-      made.append(all.substr(0, at));
-      isMade = true;
+    const std::string_view slice = all.substr(position, SliceLength(all.substr(position)));
+    const bool isWellFormed = IsWellFormed(slice);
+    if (!isWellFormed && !isReplaced) {
+      repaired.reserve(all.size() + all.size() / 4);
+      repaired.append(all.substr(0, position));
+      isReplaced = true;
     }
-    if (isFine && isMade) made.append(slice);
-    if (!isFine) made.append(BaseStringUtil::ToUTF8(BaseStringUtil::FromUTF8(slice)));
-    at += slice.size();
+    if (isWellFormed && isReplaced) repaired.append(slice);
+    if (!isWellFormed) repaired.append(BaseStringUtil::ToUTF8(BaseStringUtil::FromUTF8(slice)));
+    position += slice.size();
   }
-  if (isMade) bytes = std::move(made);
+  if (isReplaced) bytes = std::move(repaired);
   return true;
 }
 
@@ -206,7 +206,7 @@ std::size_t UTF8Length(std::wstring_view text) noexcept {
         static_cast<std::size_t>(end - position) > kBlock ? position + kBlock : end;
     for (; position != stop; ++position) {
       const auto code = static_cast<std::uint32_t>(*position);
-      // Without branches: texts mix scripts. U+FFFD takes three bytes.
+      // Without branches, because texts mix scripts. U+FFFD takes three bytes.
       length += static_cast<std::size_t>(code >= 0x80) + static_cast<std::size_t>(code >= 0x800) +
                 static_cast<std::size_t>(code - 0x10000u < 0x100000u);
     }
@@ -219,7 +219,7 @@ char* Encode(std::wstring_view text, char* place) noexcept {
   const wchar_t* const end = position + text.size();
   while (position != end) {
     if (static_cast<std::size_t>(end - position) >= kBlock && IsASCIIBlock(position)) {
-      char block[kBlock];  // which no character of the text can alias: all at a time
+      char block[kBlock];  // cannot alias the text, so the compiler can vectorise the loop
       for (std::size_t i = 0; i < kBlock; ++i) block[i] = static_cast<char>(position[i]);
       std::memcpy(place, block, kBlock);
       position += kBlock;

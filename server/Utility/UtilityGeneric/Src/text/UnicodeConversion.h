@@ -7,32 +7,32 @@
 
 #include "Utility/Generic/String.h"
 
-/// UTF-8 and wide text, without allocation: first the size, then the characters. Ill-formed input
-/// becomes U+FFFD as BaseStringUtil says.
+/// Conversions between UTF-8 and wide text without allocation: first compute the size, then
+/// convert. Ill-formed input becomes U+FFFD, see BaseStringUtil.
 namespace UnicodeConversion {
 
-/// How many wide characters the bytes make.
+/// Number of wide characters of the decoded bytes.
 std::size_t WideLength(std::string_view bytes) noexcept;
-/// Writes them; returns the end of what was written.
+/// Writes the wide characters. Returns the end of the output.
 wchar_t* Decode(std::string_view bytes, wchar_t* place) noexcept;
 
 bool IsWellFormed(std::string_view bytes) noexcept;
-/// Leaves the bytes as they are when they are well-formed, else makes them the text that they mean.
-/// Asks again and again whether it is to stop; false, and the bytes as they were, when it is.
+/// Replaces ill-formed sequences by U+FFFD. Calls `isToStop` regularly. If that returns true,
+/// returns false without changing the bytes.
 bool MakeWellFormed(NarrowString& bytes, const std::function<bool()>& isToStop);
-/// How many bytes MakeWellFormed would make of them. Stops counting above `most`, and when it is to
-/// stop.
+/// Size of the bytes after MakeWellFormed. Stops counting above `most`, and when `isToStop` returns
+/// true.
 std::uint64_t WellFormedLength(std::string_view bytes, std::uint64_t most,
                                const std::function<bool()>& isToStop);
 
-/// How many bytes the wide characters make.
+/// Number of bytes of the encoded text.
 std::size_t UTF8Length(std::wstring_view text) noexcept;
-/// Writes them; returns the end of what was written.
+/// Writes the bytes. Returns the end of the output.
 char* Encode(std::wstring_view text, char* place) noexcept;
-/// The greatest number of bytes that one wide character makes.
+/// Maximum number of bytes of one encoded character.
 inline constexpr std::size_t kMaxBytesPerCharacter = 4;
 
-/// True for the characters that XML 1.0 can hold.
+/// True for characters that XML 1.0 allows.
 constexpr bool IsXMLCharacter(wchar_t character) noexcept {
   const auto code = static_cast<char32_t>(character);
   return code >= 0x20 ? code < 0xD800 || (code >= 0xE000 && code <= 0xFFFD) ||

@@ -7,17 +7,17 @@
 
 namespace {
 
-/// The parser waits while so much is ready, and goes on when half of it has been taken.
-constexpr std::size_t kMaxReadyBytes = std::size_t{128} << 10;
+/// The parser waits when this many bytes are queued, and continues when half of them were read.
+constexpr std::size_t kMaxQueuedBytes = std::size_t{128} << 10;
 
-/// How long the reader sleeps before it checks for a stop request again: a signal handler can make
-/// the request but cannot wake the reader.
+/// Longest wait between two checks for cancellation. A signal handler can request cancellation, but
+/// cannot wake the reader.
 constexpr std::chrono::milliseconds kWaitInterval{40};
 
 }  // namespace
 
-// In a forked child, threads of the parent count as waiting for ever, and the end of a condition
-// variable waits for them.
+// In a forked child, the destructor of a condition variable would wait for ever for threads that
+// exist only in the parent.
 SAX2ElementQueue::~SAX2ElementQueue() {
   if (m_process != getpid()) static_cast<void>(m_conditions.release());
 }
@@ -28,7 +28,7 @@ void SAX2ElementQueue::AnnounceLocked() noexcept {
   m_state = State::kOpen;
   m_blocks.clear();
   m_bytes = 0;
-  m_conditions->parser.notify_all();  // an earlier parse that waits for room must end
+  m_conditions->parser.notify_all();  // end an earlier parse that waits for room
 }
 
 void SAX2ElementQueue::Announce() noexcept {
@@ -66,9 +66,9 @@ void SAX2ElementQueue::AddLocked(Block block) {
 
 bool SAX2ElementQueue::Push(Generation parse, Block block) {
   std::unique_lock lock(m_mutex);
-  if (m_bytes >= kMaxReadyBytes) {
+  if (m_bytes >= kMaxQueuedBytes) {
     m_conditions->parser.wait(lock,
-                              [&] { return !IsCurrent(parse) || m_bytes <= kMaxReadyBytes / 2; });
+                              [&] { return !IsCurrent(parse) || m_bytes <= kMaxQueuedBytes / 2; });
   }
   if (!IsCurrent(parse)) return false;
   AddLocked(std::move(block));
@@ -108,7 +108,7 @@ SAX2ElementQueue::TakeResult SAX2ElementQueue::Take(Block& block, Generation& pa
   m_blocks.pop_front();
   m_bytes -= block->Bytes();
   parse = m_last;
-  if (m_bytes <= kMaxReadyBytes / 2) {
+  if (m_bytes <= kMaxQueuedBytes / 2) {
     lock.unlock();
     m_conditions->parser.notify_one();
   }

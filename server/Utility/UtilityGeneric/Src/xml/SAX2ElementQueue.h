@@ -11,10 +11,11 @@
 
 #include "xml/SAX2ElementBlock.h"
 
-/// The bounded queue between the thread that parses and the thread that reads.
+/// The bounded queue between the parser thread and the reading thread.
 ///
-/// Every parse is a generation. A parse that is cancelled, or replaced by a newer one, is no longer
-/// current: whatever its thread still does has no effect, so nothing of it reaches the next parse.
+/// Every parse has a generation number. A parse that was cancelled, or replaced by a newer one, is
+/// no longer current. Calls with its generation have no effect, so nothing of it reaches the next
+/// parse.
 class SAX2ElementQueue {
  public:
   using Generation = std::uint64_t;
@@ -26,39 +27,39 @@ class SAX2ElementQueue {
   SAX2ElementQueue(const SAX2ElementQueue&) = delete;
   SAX2ElementQueue& operator=(const SAX2ElementQueue&) = delete;
 
-  /// What the reader gets from Take.
+  /// Result of Take.
   enum class TakeResult { kBlock, kEnd, kFailure, kCancellation };
 
   // Any thread.
 
-  /// A parse is about to begin: Take waits for it. Replaces an earlier parse.
+  /// Announces a parse, which replaces an earlier one. Take waits for it.
   void Announce() noexcept;
-  /// Ends the announced or running parse: what is not read yet is dropped.
+  /// Cancels the announced or running parse. Blocks that are not read yet are dropped.
   void Cancel() noexcept;
-  /// False when the parse has nothing more to do. Cheap.
+  /// False if the parse must end. Cheap.
   bool IsCurrent(Generation parse) const noexcept {
     return m_current.load(std::memory_order_acquire) == parse;
   }
 
-  // The parsing thread.
+  // Parser thread.
 
-  /// The generation of the announced parse, or of a new one if none was announced; kNone if the
-  /// announced parse was cancelled before it began.
+  /// Begins the announced parse, or a new one if none was announced. Returns its generation, or
+  /// kNone if it was cancelled before.
   Generation Begin() noexcept;
-  /// Waits for room and adds the block. False when the parse is no longer current. Throws
-  /// std::bad_alloc.
+  /// Waits waits for room and adds the block. Returns false if the parse is no longer current.
+  /// Throws std::bad_alloc.
   bool Push(Generation parse, Block block);
   /// Adds the last block without waiting. Throws std::bad_alloc.
   void PushLast(Generation parse, Block block);
-  /// The parse is over: after the blocks the reader gets the end, or the failure. False when the
-  /// parse was no longer current.
+  /// Ends the parse. After the remaining blocks, the reader gets the end or the failure. Returns
+  /// false if the parse was no longer current.
   bool End(Generation parse, bool failed) noexcept;
 
-  // The reading thread.
+  // Reading thread.
 
-  /// Waits for the next block, or for the end of the parse. The end is delivered once; after it,
-  /// and when no parse was announced, the delivery is kEnd. A stop request for the calling thread
-  /// cancels the parse.
+  /// Waits for the next block or the end of the parse. The end is returned once. After it, and if
+  /// no parse was announced, the result is kEnd. If the calling thread must stop, cancels the
+  /// parse.
   TakeResult Take(Block& block, Generation& parse);
 
  private:
@@ -69,17 +70,17 @@ class SAX2ElementQueue {
   void AddLocked(Block block);
 
   struct Conditions {
-    std::condition_variable reader;  // for a block or the end
+    std::condition_variable reader;  // waits for a block or the end
     std::condition_variable parser;  // for room
   };
 
   const pid_t m_process = getpid();
   std::mutex m_mutex;
   std::unique_ptr<Conditions> m_conditions = std::make_unique<Conditions>();
-  std::deque<Block> m_blocks;                // guarded
-  std::size_t m_bytes = 0;                   // guarded: in m_blocks
-  State m_state = State::kIdle;              // guarded
-  bool m_announced = false;                  // guarded: announced and not begun
-  Generation m_last = kNone;                 // guarded: of the newest parse
-  std::atomic<Generation> m_current{kNone};  // written under the lock
+  std::deque<Block> m_blocks;                // guarded by m_mutex
+  std::size_t m_bytes = 0;                   // guarded by m_mutex: size of m_blocks
+  State m_state = State::kIdle;              // guarded by m_mutex
+  bool m_announced = false;                  // guarded by m_mutex: not begun yet
+  Generation m_last = kNone;                 // guarded by m_mutex: newest parse
+  std::atomic<Generation> m_current{kNone};  // written under m_mutex
 };

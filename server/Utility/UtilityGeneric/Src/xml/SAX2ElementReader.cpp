@@ -11,11 +11,11 @@ SAX2ElementReader::~SAX2ElementReader() {
   try {
     ReleaseBlock();
   } catch (...) {
-    m_element->Clear();  // out of memory, and somebody still holds the element
+    m_element->Clear();  // out of memory: an element that is still in use becomes empty
   }
 }
 
-/// Lets the block go. An element that somebody keeps gets texts of its own.
+/// Frees the block. An element that is still in use gets copies of its texts.
 void SAX2ElementReader::ReleaseBlock() {
   if (m_element) {
     if (m_element->GetRefCount() > 1) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-// A block is handed over when it has so many elements or so much text.
+// A block is queued when it has this many elements or this much text.
 constexpr std::size_t kMaxElements = 2048;
 constexpr std::size_t kTypicalTextBytes = std::size_t{32} << 10;  // bytes
 constexpr std::size_t kMaxTextBytes = std::size_t{64} << 10;      // bytes
@@ -13,7 +13,7 @@ constexpr std::size_t kMaxTextBytes = std::size_t{64} << 10;      // bytes
 
 void SAX2ElementWriter::StartBlock() {
   m_block = std::make_unique<SAX2ElementBlock>();
-  if (++m_number == 1) return;  // the only one of a small reply
+  if (++m_number == 1) return;  // small replies have only one block
   m_block->records.reserve(kMaxElements);
   m_block->text.reserve(kTypicalTextBytes);
 }

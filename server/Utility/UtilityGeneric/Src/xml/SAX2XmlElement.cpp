@@ -14,7 +14,7 @@ void SAX2XmlElement::Refer(const String& name, const char* bytes, std::size_t by
 
 void SAX2XmlElement::Decode() const {
   const std::string_view bytes(m_bytes, m_byteCount);
-  // Many columns have the same value in every row: their elements share its text.
+  // Many columns have the same value in consecutive rows. Their elements share the text.
   if (bytes == std::string_view(m_last->bytes, m_last->byteCount)) {
     m_value = m_last->text;
     m_byteCount = 0;

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The reader whose parse and whose consumer are two threads.
+/// A reader whose parser runs in a worker thread.
 class ThreadedReadDriver final : public SAX2XmlReadDriver {
  public:
   bool ParseFile(String fileName, String& error) override {

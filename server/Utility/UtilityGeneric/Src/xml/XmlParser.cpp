@@ -25,16 +25,16 @@ using BaseStringUtil::StringFrom;
 
 constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementCharacters = std::size_t{8} << 20;  // characters
-// Beyond these the library's own tables and comparisons take more and more time for every byte.
+// Above these limits, libxml2's tables and comparisons need more time per byte.
 constexpr std::size_t kMaxTagBytes = std::size_t{64} << 10;  // bytes
-constexpr std::size_t kMaxNames = 100000;                    // different ones
-constexpr std::size_t kMaxNamespaces = 1000;                 // declared at one place
+constexpr std::size_t kMaxNames = 100000;                    // different names
+constexpr std::size_t kMaxNamespaces = 1000;                 // in scope
 constexpr std::size_t kMaxCachedNames = 128;
 constexpr std::size_t kMaxReasonBytes = 300;
 constexpr std::size_t kMaxShownNameCharacters = 80;  // characters
 
-/// Errors without a parser context, such as exhausted memory inside libxml2's buffers, would be
-/// printed on standard error. The handler is the thread's own; the host's comes back at the end.
+/// Suppresses libxml2's output to standard error for errors without a parser context, such as
+/// exhausted memory. The handler is thread-local. The destructor restores the host's handler.
 class SilentErrors {
  public:
   SilentErrors() : m_function(xmlStructuredError), m_context(xmlStructuredErrorContext) {
@@ -60,7 +60,7 @@ String ReasonText(const char* message) {
 
 std::string_view LastLine(std::string_view text) { return text.substr(text.rfind('\n') + 1); }
 
-/// An element's name for an error text: a server may have made it as long as it likes.
+/// An element's name for an error text.
 String TruncatedName(const String& name) {
   return name.size() <= kMaxShownNameCharacters ? name
                                                 : name.substr(0, kMaxShownNameCharacters) + L"...";
@@ -112,20 +112,20 @@ struct FreeParser {
   }
 };
 
-/// Compares a name with one in lower case, ignoring the case of ASCII letters.
+/// True if the name equals `lowerCase`, ignoring the case of ASCII letters.
 bool IsNamed(const xmlChar* name, std::string_view lowerCase) {
   for (const char expected : lowerCase)
     if ((*name++ | 0x20) != expected) return false;
   return *name == 0;
 }
 
-/// One parse. Its static members are libxml2's callbacks: no exception may leave them.
+/// One parse. Its static functions are libxml2's callbacks, which must not throw.
 class Parse {
  public:
   Parse(const NarrowString& text, SAX2ElementWriter& writer, String& error)
       : m_text(text.view()),
         m_prolog(FindXmlDocument(m_text, [&] { return writer.IsStopped(); })),
-        // A null character would make the parser see the text's end.
+        // The parser would treat a null character as the end of the text.
         m_textEnd(std::min(m_text.find('\0', m_prolog.begin), m_prolog.end)),
         m_writer(writer),
         m_error(error),
@@ -135,16 +135,16 @@ class Parse {
 
  private:
   struct CachedName {
-    const xmlChar* key;  // in the parser's dictionary, which has each name once
+    const xmlChar* key;  // address in the parser's dictionary, which is unique for each name
     SAX2ElementWriter::Name name;
   };
   struct Level {
-    const xmlChar* name;       // lives as long as the parser's dictionary
-    std::size_t textBegin;     // where the element's own text begins in m_characters
-    std::size_t segmentBegin;  // where the text since the last tag begins
-    std::size_t countedEnd;    // up to here the text's characters are counted ...
-    std::size_t counted;       // ... and this is how many they are
-    std::size_t namespaces;    // declared by the element and those around it
+    const xmlChar* name;       // in the parser's dictionary
+    std::size_t textBegin;     // begin of the element's own text in m_characters
+    std::size_t segmentBegin;  // begin of the text after the last tag
+    std::size_t countedEnd;    // end of the text whose characters are counted
+    std::size_t counted;       // number of these characters
+    std::size_t namespaces;    // in scope
     bool hasChildren;
   };
 
@@ -186,17 +186,17 @@ class Parse {
 
   const std::string_view m_text;
   const XmlProlog m_prolog;
-  const std::size_t m_textEnd;  // of what the parser gets
+  const std::size_t m_textEnd;  // end of the text for the parser
   SAX2ElementWriter& m_writer;
   String& m_error;
 
   std::unique_ptr<xmlParserCtxt, FreeParser> m_parser;
   std::vector<CachedName> m_names;
   std::size_t m_lastNameIndex = 0;
-  std::string m_characters;  // the own text of all open elements, the innermost at the end
+  std::string m_characters;  // own text of all open elements, innermost last
   std::vector<Level> m_levels;
-  std::size_t m_read;          // up to here the text has been given to the parser
-  std::size_t m_eventEnd = 0;  // where the parser was at the last callback
+  std::size_t m_read;          // end of the text that the parser has read
+  std::size_t m_eventEnd = 0;  // parser position at the last callback
   bool m_hasElement = false;
   bool m_failed = false;
   bool m_stopped = false;
@@ -209,11 +209,11 @@ void Parse::CatchExceptions(Work work) noexcept {
   try {
     work();
   } catch (...) {
-    m_outOfMemory = true;  // nothing else is thrown here
+    m_outOfMemory = true;  // only std::bad_alloc is thrown here
   }
 }
 
-/// For what ends a part of the text, so that the next part is measured from there.
+/// Handles a callback, and remembers its position. CheckTables measures the next tag from there.
 template <class Work>
 void Parse::OnEvent(Work work) noexcept {
   m_eventEnd = Position();
@@ -257,7 +257,7 @@ void Parse::OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xml
 }
 
 void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
-  // Warnings and errors against the rules of namespaces, such as an undeclared prefix, are let be.
+  // Ignores warnings and namespace errors, such as an undeclared prefix.
   if (error->level != XML_ERR_FATAL) return;
   Parse& parse = Self(self);
   const bool hasInputError = parse.m_parser && ContextFields::HasInputError(*parse.Context());
@@ -266,13 +266,13 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
     return;
   }
   parse.CatchExceptions([&parse, error] {
-    if (parse.IsPrematureEnd(error->code)) return;  // FailAtEnd knows better
+    if (parse.IsPrematureEnd(error->code)) return;  // FailAtEnd has a better text
     parse.Fail(ReasonText(error->message), static_cast<std::size_t>(std::max(error->line, 1)),
                static_cast<std::size_t>(std::max(error->int2, 1)));
   });
 }
 
-/// True for an error that only says that the text ends here.
+/// True for an error whose only cause is the end of the text.
 bool Parse::IsPrematureEnd(int code) const noexcept {
   if (m_read < m_textEnd || !ContextFields::IsInputUsed(*Context())) return false;
   return m_textEnd < m_prolog.end || code == XML_ERR_DOCUMENT_EMPTY ||
@@ -309,7 +309,7 @@ void Parse::Add(const xmlChar* name, std::string_view value) {
   if (!m_writer.Add(NameOf(name), value)) m_stopped = true;
 }
 
-/// The value of an attribute, in which libxml2 leaves only the ampersand escaped.
+/// The value of an attribute. libxml2 leaves only the ampersand escaped.
 std::string Unescaped(std::string_view rest) {
   constexpr std::string_view kAmpersand = "&#38;";
   std::string value;
@@ -320,9 +320,9 @@ std::string Unescaped(std::string_view rest) {
   return value.append(rest);
 }
 
-/// Delivers attributes like children, the error code first: who reads a description may want to
-/// know whether it belongs to an error. libxml2 gives five pointers for each: local name, prefix,
-/// URI, and the begin and the end of the value.
+/// Delivers attributes like children, ErrorCode first, because readers of the description need to
+/// know whether it belongs to an error. libxml2 passes five pointers for each attribute: local
+/// name, prefix, URI, begin and end of the value.
 void Parse::AddAttributes(const xmlChar** attribute, int count) {
   constexpr std::string_view kFirst = "errorcode";
   for (const bool isFirst : {true, false}) {
@@ -339,7 +339,7 @@ void Parse::AddText(std::string_view text) {
   if (m_levels.empty()) return;
   m_characters.append(text);
   Level& level = m_levels.back();
-  // No text has more characters than bytes: counting can wait until there are that many bytes.
+  // A text has at least as many bytes as characters, so shorter texts need no counting.
   if (m_characters.size() - level.textBegin <= kMaxElementCharacters) return;
   level.counted +=
       UnicodeConversion::WideLength(std::string_view(m_characters).substr(level.countedEnd));
@@ -353,13 +353,13 @@ void Parse::DropSpaceSegment(Level& level) {
   if (!IsSpaceOnly(std::string_view(m_characters).substr(level.segmentBegin))) return;
   m_characters.resize(level.segmentBegin);
   if (level.countedEnd > level.segmentBegin) {
-    level.counted -= level.countedEnd - level.segmentBegin;  // blanks are one byte each
+    level.counted -=
+        level.countedEnd - level.segmentBegin;  // white space is one byte per character
     level.countedEnd = level.segmentBegin;
   }
 }
 
-/// A rowset repeats its columns in one order: the name behind the one found last is most often the
-/// right one.
+/// Rows repeat their columns in the same order, so the search begins after the name found last.
 SAX2ElementWriter::Name& Parse::NameOf(const xmlChar* name) {
   for (std::size_t i = 0; i < m_names.size(); ++i) {
     m_lastNameIndex = m_lastNameIndex + 1 < m_names.size() ? m_lastNameIndex + 1 : 0;
@@ -376,7 +376,8 @@ void Parse::FailHere(const String& reason) {
        static_cast<std::size_t>(std::max(xmlSAX2GetColumnNumber(Context()), 1)));
 }
 
-/// `line` and `column` count from the document's first character; the error's from the text's.
+/// `line` and `column` count from the first character of the document. The error text counts from
+/// the first character of the whole text.
 void Parse::Fail(const String& reason, std::size_t line, std::size_t column) {
   if (m_failed) return;
   const std::string_view skipped = m_text.substr(0, m_prolog.begin);
@@ -414,8 +415,8 @@ bool Parse::MakeContext() {
   return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
 }
 
-/// Gives libxml2 the next piece of the text. 0 is the end of the text, which also ends a parse that
-/// is to stop: libxml2 must not be stopped while it reads.
+/// Passes the next block of the text to libxml2. 0 means the end of the text. It also ends a parse
+/// that must stop, because libxml2 cannot be stopped while it reads.
 int Parse::OnRead(void* self, char* place, int room) noexcept {
   Parse& parse = Self(self);
   if (parse.m_writer.IsStopped()) parse.m_stopped = true;
@@ -425,24 +426,24 @@ int Parse::OnRead(void* self, char* place, int room) noexcept {
 }
 
 std::size_t Parse::Read(char* place, std::size_t room) noexcept {
-  const std::string_view piece = m_text.substr(m_read, std::min(room, m_textEnd - m_read));
-  std::copy(piece.begin(), piece.end(), place);
+  const std::string_view block = m_text.substr(m_read, std::min(room, m_textEnd - m_read));
+  std::copy(block.begin(), block.end(), place);
   const auto at = [&](std::size_t position) {
-    return place + std::clamp(position, m_read, m_read + piece.size()) - m_read;
+    return place + std::clamp(position, m_read, m_read + block.size()) - m_read;
   };
   std::replace_if(
       at(m_prolog.ignoredBegin), at(m_prolog.ignoredEnd),
-      [](char byte) { return byte != '\n' && byte != '\r'; }, ' ');  // line numbers stay right
-  m_read += piece.size();
-  return piece.size();
+      [](char byte) { return byte != '\n' && byte != '\r'; }, ' ');  // keeps line numbers correct
+  m_read += block.size();
+  return block.size();
 }
 
-/// Where the parser stands: bytes from the document's begin.
+/// The parser's position in bytes from the begin of the document.
 std::size_t Parse::Position() const noexcept {
   return static_cast<std::size_t>(std::max(xmlByteConsumed(Context()), 0L));
 }
 
-/// Refuses what would make the library slow, in time.
+/// Fails before libxml2's tables become slow.
 void Parse::CheckTables() {
   if (ContextFields::IsInElement(*Context()) && m_read - m_prolog.begin > m_eventEnd + kMaxTagBytes)
     FailHere(L"a tag is longer than " + StringFrom(kMaxTagBytes) + L" bytes");
@@ -450,7 +451,7 @@ void Parse::CheckTables() {
     FailHere(L"there are more than " + StringFrom(kMaxNames) + L" different names");
 }
 
-/// Tells what is missing when the document ends too early.
+/// Reports what is missing if the document ends too early.
 void Parse::FailAtEnd() {
   if (m_textEnd < m_prolog.end)
     FailAtCharacter(m_textEnd);
@@ -474,7 +475,7 @@ XmlOutcome Parse::Run() {
   }
   if (!MakeContext()) throw std::bad_alloc();
   const bool isWellFormed = xmlParseDocument(Context()) == 0;
-  // Without memory for its input the parser takes what it has for the whole text.
+  // If libxml2 cannot allocate its input buffer, it treats the input so far as the whole text.
   if (!IsOver() && m_read < m_textEnd) m_outOfMemory = true;
   if (!IsOver() && (!isWellFormed || m_textEnd < m_prolog.end)) FailAtEnd();
   if (m_stopped) return XmlOutcome::kStopped;

@@ -5,7 +5,7 @@
 
 enum class XmlOutcome { kWellFormed, kFailed, kStopped };
 
-/// Parses the well-formed UTF-8 text and writes its elements, until its end, an error, or until the
-/// parse is stopped. `error` gets the text of an error, with line and column. Neither finishes the
-/// writer nor ends the queue's parse. Throws std::bad_alloc.
+/// Parses well-formed UTF-8 and writes its elements, until the end of the text, an error, or a
+/// stop. On an error, sets `error` to the message, line and column. Does not call
+/// SAX2ElementWriter::Finish. Throws std::bad_alloc.
 XmlOutcome ParseXmlText(const NarrowString& text, SAX2ElementWriter& writer, String& error);

@@ -8,9 +8,9 @@ using ASCIIText::IsSpace;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-constexpr std::size_t kBytesPerCheck = std::size_t{64} << 10;  // looked at between two questions
+constexpr std::size_t kBytesPerCheck = std::size_t{64} << 10;  // between two checks for a stop
 
-/// The position of the first character at or behind `position` that is neither blank nor part of a
+/// Position of the first character at or after `position` that is neither white space nor part of a
 /// byte-order mark.
 std::size_t SkipSpaceAndMarks(std::string_view text, std::size_t position,
                               const std::function<bool()>& isToStop) {
@@ -28,7 +28,7 @@ std::size_t SkipSpaceAndMarks(std::string_view text, std::size_t position,
   }
 }
 
-/// The position behind the last character that is neither blank nor null.
+/// Position after the last character that is neither white space nor null.
 std::size_t FindEnd(std::string_view text, const std::function<bool()>& isToStop) {
   std::size_t end = text.size();
   for (std::size_t checked = end; end > 0 && (IsSpace(text[end - 1]) || text[end - 1] == '\0');
@@ -40,10 +40,10 @@ std::size_t FindEnd(std::string_view text, const std::function<bool()>& isToStop
   return end;
 }
 
-/// The position behind the XML declaration that stands at `position`, or `position` itself.
+/// Position after the XML declaration at `position`, or `position` if there is none.
 std::size_t SkipDeclaration(std::string_view text, std::size_t position) {
   constexpr std::string_view kStart = "<?xml";
-  // A longer one is none: the search for its end would take seconds that nobody can stop.
+  // A longer declaration is not accepted, because the search for its end cannot be stopped.
   constexpr std::size_t kMaxDeclarationBytes = std::size_t{64} << 10;
   if (text.compare(position, kStart.size(), kStart) != 0) return position;
   const std::size_t target = position + kStart.size();
