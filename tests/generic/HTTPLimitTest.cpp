@@ -127,7 +127,7 @@ TEST(HTTPHeaderLimits, RefuseALineWithACarriageReturnInside) {
                            "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_THAT(Post(client).error,
-              StartsWith("A header line of the answer has a carriage return inside: "));
+              StartsWith("A header line of the response contains a carriage return: "));
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 

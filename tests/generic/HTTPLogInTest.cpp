@@ -222,7 +222,7 @@ const std::vector<LogInCase> kLogIns = {
     {"OnlyAllowed", kAuthDigest, true, {"B"}, "-"},
     {"WrongPassword", kPassword, true, {"B"}, "-B"},
     {"WrongPasswordDigest", kPassword, true, {"DB"}, "-D"},
-    {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent in a weaker way"},
+    {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent with a weaker scheme"},
     {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker way"},
     {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker way"},
     {"WeakerOfferLongAfter",
@@ -336,7 +336,7 @@ TEST_P(HTTPLogInMemoryOfClients, KeepsTheSecondFromAWeakerWay) {
   Offer("B");
   const Outcome outcome = Post(*Client());
   EXPECT_FALSE(outcome.ok);
-  EXPECT_THAT(outcome.error, HasSubstr("the password is not sent in a weaker way than before"));
+  EXPECT_THAT(outcome.error, HasSubstr("the password is not sent with a weaker scheme than before"));
   EXPECT_EQ(Sent(), "-D-");
   Offer("D");
   EXPECT_TRUE(Post(*Client()).ok);

@@ -7,9 +7,9 @@
 
 /// Cancels a running import. The host creates a state and activates it on the thread that runs the
 /// import (VXExecutionState::Scope). Another thread or a signal handler can then request
-/// cancellation. The import operation returns within 0.1 s with an error text: message 46066, or
-/// that of the HTTP client. Its output contains what it had read before. The import object works
-/// again with a new state.
+/// cancellation. The import operation returns within 0.1 s with an error text:
+/// kMessageReadCancelled, or that of the HTTP client. Its output contains what it had read before.
+/// The import object works again with a new state.
 ///
 /// A state may be active on several threads at the same time.
 class XMLAHOST_API VXExecutionState : public RefCountable {

@@ -20,8 +20,7 @@ constexpr const wchar_t* kHierarchyWithoutName = L"A hierarchy without a name";
 // Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
 constexpr Message kMessages[] = {
     {kMessageReadCancelled, L"", L"",
-     L"Reading the server's reply was cancelled before its end. Run the import again to read it "
-     L"whole."},
+     L"Reading the server's reply was cancelled before its end. Run the import again."},
     {kMessageParseError, L"", L"",
      L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
      L"Analysis service; if it is, look for errors in the server's own log."},

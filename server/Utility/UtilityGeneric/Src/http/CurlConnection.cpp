@@ -152,7 +152,7 @@ class CurlConnection final : public HTTPConnection {
     const CURLcode code = curl_easy_setopt(m_easy, option, value);
     if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
     if (code != CURLE_OK)
-      SUGThrow(ErrorMessage(L"The HTTP library refuses a setting: " +
+      SUGThrow(ErrorMessage(L"The HTTP library rejects a setting: " +
                             BaseStringUtil::FromUTF8(curl_easy_strerror(code))),
                L"CurlConnection.cpp", __LINE__);
   }

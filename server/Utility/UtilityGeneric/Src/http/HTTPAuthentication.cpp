@@ -69,8 +69,8 @@ bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
   m_wasDigestRejected = logIn.Scheme() == kAuthDigest;
   if (logIn.OffersOnlyWeaker(offered)) {
     m_advice =
-        L"the password is not sent in a weaker way than before: have the server offer the former "
-        L"one again";
+        L"the password is not sent with a weaker scheme than before: configure the server to offer "
+        L"the former scheme again";
   }
   if (!m_allowsUnencryptedBasic && (isProxy ? m_isProxyUnencrypted : isServiceUnencrypted)) {
     if (offered == kAuthBasic) {

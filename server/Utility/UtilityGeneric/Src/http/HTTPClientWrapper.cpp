@@ -63,14 +63,15 @@ Diagnosis DiagnoseBody(const HTTPResponse& response) {
   }
   if (ReplyKind::IsWebPage(body)) {
     const std::string title = ReplyKind::PageTitle(body);
-    String what = L"A web page came instead of XML";
+    String what = L"The server sent a web page instead of XML";
     if (!title.empty()) what += L", titled \"" + FromUTF8(title) + L"\"";
     return {what,
             L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
             L"that it is that of an XML for Analysis service"};
   }
   if (ReplyKind::IsPlainText(body)) {
-    return {L"Plain text came instead of XML: \"" + FromUTF8(ReplyKind::Beginning(body)) + L"\"",
+    return {L"The server sent plain text instead of XML: \"" +
+                FromUTF8(ReplyKind::Beginning(body)) + L"\"",
             kCheckURL};
   }
   return {};
@@ -104,7 +105,7 @@ Classification Classify(HTTPResponse& response, std::uint64_t maxReplyBytes) {
   }
   if (isSuccess && result == CharsetResult::kUnknownCharset) {
     return {{L"The reply is in the charset \"" + charset + L"\", which is not accepted",
-             L"have the server answer in UTF-8"},
+             L"configure the server to use UTF-8"},
             false};
   }
   const Diagnosis body = DiagnoseBody(response);

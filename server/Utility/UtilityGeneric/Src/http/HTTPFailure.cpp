@@ -21,7 +21,7 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kCancelled:  // uses StopText
       return {L"", L""};
     case HTTPFailure::kResponseTimeout:
-      return {L"The server has sent no answer for # seconds", kLonger};
+      return {L"The server has not responded for # seconds", kLonger};
     case HTTPFailure::kIdleTimeout:
       return {L"The server stopped in the middle of its reply and has sent nothing for # seconds",
               kLonger};
@@ -36,50 +36,51 @@ Text TextOf(HTTPFailure failure) noexcept {
           L"maxCompressionRatio)",
           kSmaller};
     case HTTPFailure::kMalformedHeader:
-      return {L"A header line of the answer has a carriage return inside",
-              L"have the server, or the proxy, put right"};
+      return {L"A header line of the response contains a carriage return",
+              L"report it to the administrator of the server or proxy"};
     case HTTPFailure::kCompressedTwice:
       return {L"The reply is compressed more than once, which is not accepted",
-              L"have the server, or the proxy, compress it only once"};
+              L"configure the server or proxy to compress it only once"};
     case HTTPFailure::kOutOfMemory:
       return {L"There is not enough memory for the reply", L""};
     case HTTPFailure::kUnknownHost:
-      return {L"The host of the service is not known", L"check the spelling of the host name"};
+      return {L"The host name of the service cannot be resolved",
+              L"check the spelling of the host name"};
     case HTTPFailure::kUnknownProxy:
-      return {L"The host of the proxy is not known", L"check the environment's proxy setting"};
+      return {L"The host name of the proxy cannot be resolved",
+              L"check the environment's proxy setting"};
     case HTTPFailure::kConnectFailed:
-      return {L"There is no connection to the service",
+      return {L"Cannot connect to the service",
               L"check host and port, that the service is running, and the proxy if the environment "
               L"names one"};
     case HTTPFailure::kConnectTimeout:
-      return {L"No connection to the service came about within # seconds",
+      return {L"No connection to the service within # seconds",
               L"check host and port, or try a longer time-out"};
     case HTTPFailure::kCertificateRejected:
       return {L"The server's certificate is not trusted",
-              L"have the certificate put right, or name the file of its authority's certificate in "
-              L"SSL_CERT_FILE"};
+              L"replace the certificate, or set SSL_CERT_FILE to the file of its authority's "
+              L"certificate"};
     case HTTPFailure::kCAFileUnreadable:
       return {L"The file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
     case HTTPFailure::kTLSFailed:
-      return {L"The server does not speak TLS as it should",
+      return {L"The TLS handshake with the server failed",
               L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
     case HTTPFailure::kClosedWithoutResponse:
-      return {L"The server closed the connection without an answer",
+      return {L"The server closed the connection without a response",
               L"check that the port is that of a web server, and try again"};
     case HTTPFailure::kTruncated:
-      return {L"The connection was cut in the middle of the reply", L"try again"};
+      return {L"The connection was closed in the middle of the reply", L"try again"};
     case HTTPFailure::kReceiveFailed:
-      return {L"The connection broke while the reply was read", L"try again"};
+      return {L"The connection failed while the reply was received", L"try again"};
     case HTTPFailure::kSendFailed:
-      return {L"The connection broke while the request was sent", L"try again"};
+      return {L"The connection failed while the request was sent", L"try again"};
     case HTTPFailure::kDecompressionFailed:
-      return {L"The reply's compression is broken or not known",
-              L"try again, or switch the server's compression off"};
+      return {L"The reply cannot be decompressed",
+              L"try again, or disable compression on the server"};
     case HTTPFailure::kNotHTTP:
-      return {L"The answer is not HTTP", L"check that the port is that of a web server"};
+      return {L"The response is not HTTP", L"check that the port is that of a web server"};
     case HTTPFailure::kProxyRefused:
-      return {L"The proxy does not let the connection through",
-              L"check the environment's proxy setting"};
+      return {L"The proxy refuses the connection", L"check the environment's proxy setting"};
     case HTTPFailure::kOther:
       break;
   }

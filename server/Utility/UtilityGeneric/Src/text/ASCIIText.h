@@ -11,7 +11,7 @@ constexpr char Lower(char character) {
                                               : character;
 }
 
-/// `lowerCase` must not contain capitals. This holds for all parameters with this name.
+/// `lowerCase` must not contain capitals. The same applies to all parameters with this name.
 inline bool EqualsIgnoringCase(std::string_view text, std::string_view lowerCase) {
   return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
                     [](char a, char b) { return Lower(a) == b; });

@@ -30,7 +30,7 @@ class SAX2ElementQueue {
   /// Result of Take.
   enum class TakeResult { kBlock, kEnd, kFailure, kCancellation };
 
-  // Any thread.
+  // Any thread:
 
   /// Announces a parse, which replaces an earlier one. Take waits for it.
   void Announce() noexcept;
@@ -41,12 +41,12 @@ class SAX2ElementQueue {
     return m_current.load(std::memory_order_acquire) == parse;
   }
 
-  // Parser thread.
+  // Parser thread:
 
   /// Begins the announced parse, or a new one if none was announced. Returns its generation, or
   /// kNone if it was cancelled before.
   Generation Begin() noexcept;
-  /// Waits waits for room and adds the block. Returns false if the parse is no longer current.
+  /// Waits for room and adds the block. Returns false if the parse is no longer current.
   /// Throws std::bad_alloc.
   bool Push(Generation parse, Block block);
   /// Adds the last block without waiting. Throws std::bad_alloc.
@@ -55,7 +55,7 @@ class SAX2ElementQueue {
   /// false if the parse was no longer current.
   bool End(Generation parse, bool failed) noexcept;
 
-  // Reading thread.
+  // Reading thread:
 
   /// Waits for the next block or the end of the parse. The end is returned once. After it, and if
   /// no parse was announced, the result is kEnd. If the calling thread must stop, cancels the
@@ -71,7 +71,7 @@ class SAX2ElementQueue {
 
   struct Conditions {
     std::condition_variable reader;  // waits for a block or the end
-    std::condition_variable parser;  // for room
+    std::condition_variable parser;  // waits for room
   };
 
   const pid_t m_process = getpid();

@@ -459,7 +459,7 @@ void Parse::FailAtEnd() {
     FailHere(L"the document ends inside the element " +
              TruncatedName(NameOf(m_levels.back().name).text));
   else if (m_hasElement)
-    FailHere(L"something unfinished or out of place stands behind the document's end");
+    FailHere(L"incomplete or unexpected text follows the end of the document");
   else
     FailHere(L"the document ends before its first element");
 }
