@@ -291,7 +291,8 @@ TEST(Secrets, ThatWereUsedWithDigestAreNotSentByBasicInTheSameCall) {
                                                  "--user", kUser, "import", "--jobs", "1"},
                                                 options);
     EXPECT_NE(outcome.status, 0);
-    EXPECT_THAT(outcome.err, HasSubstr("the password is not sent with a weaker scheme than before"));
+    EXPECT_THAT(outcome.err,
+                HasSubstr("the password is not sent with a weaker scheme than before"));
     ExpectDigestAlone(server, digests);
   }
 }
