@@ -11,8 +11,7 @@
 #include "Utility/Generic/ServerInfo.h"
 
 /// The host's import interface. The host calls the virtual functions by their slots, so their order
-/// must not change. The layout of the members is also the host's: members that no function here
-/// reads stay.
+/// must not change. The host also defines the layout of the members. Some of them are only stored.
 ///
 /// Order of calls:
 /// - SetupConnInfo. Calling an import operation before it is undefined behaviour.
@@ -33,8 +32,8 @@
 /// Settings: the ImportSettings of the calling thread contain HTTP options, limits, an optional
 /// deadline, and handlers.
 ///
-/// Fork: a child process may only delete the objects of its parent, if no thread used them at the
-/// time of the fork. It can create new ones.
+/// Fork: a child process can create its own objects. It may delete inherited objects that no thread
+/// used at the time of the fork, but not use them otherwise.
 class OTXMLAImportAPI {
  public:
   using ConnectParameters = std::vector<std::pair<String, String>>;

@@ -117,10 +117,9 @@ RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
   if (!element) return element;
   if (element->HasError())
     SUGThrow(ErrorMessage(kMessageParseError, m_SoapParseErrorString), kSourceFile, __LINE__);
-  if (element->IsCancel()) {
+  if (element->IsCancel()) {  // by the host, the deadline or StopSaxParser
     ThrowIfStopped();
-    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile,
-             __LINE__);  // cancelled by StopSaxParser
+    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);
   }
   if (m_Fault) m_Fault->OnElement(*element);
   return element;

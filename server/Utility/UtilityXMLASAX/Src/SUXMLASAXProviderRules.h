@@ -37,8 +37,8 @@ struct ProviderRules {
   bool allMemberNeedsNoLookup = false;
 
   // Levels and measures.
-  /// Each level lists the properties of all levels. Their generation number says to which level
-  /// they belong.
+  /// Each level lists the properties of all levels. A property belongs to the level with its
+  /// generation number.
   bool propertiesHaveGenerations = false;
   /// The first row of MDSCHEMA_MEASURES is the measures dimension itself.
   bool firstMeasureIsDimension = false;

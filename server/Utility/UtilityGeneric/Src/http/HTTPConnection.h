@@ -24,7 +24,7 @@ struct HTTPRequest {
 struct HTTPRequestInfo {
   long status = 0;                    ///< of the last response; 0: none
   long connectStatus = 0;             ///< of the proxy's response to CONNECT; 0: none
-  bool usedNewConnection = false;     ///< false: the kept-alive one
+  bool usedNewConnection = false;     ///< false: used the kept-alive connection
   unsigned int offeredByService = 0;  ///< set of HTTPAuthScheme
   unsigned int offeredByProxy = 0;    ///< set of HTTPAuthScheme
   std::string peer;                   ///< IP address of the other end
@@ -37,8 +37,9 @@ struct HTTPRequestInfo {
   double totalSeconds = 0;
 };
 
-/// Sends single requests to one URL over one kept-alive connection; the only user of libcurl. Does
-/// not retry, and does not choose log-in schemes. One thread at a time.
+/// Sends single requests to one URL over one kept-alive connection. Does not retry, and does not
+/// choose authentication schemes. CurlConnection.cpp implements it with libcurl. Use from one
+/// thread at a time.
 ///
 /// libcurl keeps copies of user and password, and of data derived from them, as long as this object
 /// lives. It does not overwrite them.

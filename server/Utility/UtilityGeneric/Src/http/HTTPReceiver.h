@@ -13,7 +13,7 @@
 #include "http/HTTPResponseHeaders.h"
 
 /// Receives the responses of one exchange: checks their headers and keeps the body of the last one.
-/// Applies the limits of HTTPClientOptions and stops when the calling thread is to stop.
+/// Applies the limits of HTTPClientOptions and checks for cancellation.
 ///
 /// The On... functions return false if the transfer must end; Failure() then says why. They throw
 /// nothing.

@@ -11,7 +11,8 @@
 /// the last one with its trailers. The limits apply to all of them together.
 class HTTPResponseHeaders {
  public:
-  /// Further headers of a response that offer an authentication scheme are ignored.
+  /// Number of headers of a response that are read for authentication schemes. Further ones are
+  /// ignored.
   static constexpr std::size_t kMaxOffers = 16;
   enum class Result { kOk, kNewResponse, kTooLong, kMalformed, kCompressedTwice };
 

@@ -32,8 +32,8 @@ struct HTTPResponse {
   double totalSeconds = 0;
 };
 
-/// Posts to one URL and logs in to the service and the proxy if they ask for it. One thread at a
-/// time.
+/// Posts to one URL and logs in to the service and the proxy if they ask for it. Use from one
+/// thread at a time.
 class HTTPTransfer {
  public:
   /// `url`, `user` and `password` must not contain control characters. `options.proxy` must be set.

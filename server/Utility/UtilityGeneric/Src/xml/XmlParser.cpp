@@ -24,14 +24,14 @@ using BaseStringUtil::FromUTF8;
 using BaseStringUtil::StringFrom;
 
 constexpr std::size_t kMaxDepth = 250;
-constexpr std::size_t kMaxElementCharacters = std::size_t{8} << 20;  // characters
+constexpr std::size_t kMaxElementCharacters = std::size_t{8} << 20;
 // Above these limits, libxml2's tables and comparisons need more time per byte.
-constexpr std::size_t kMaxTagBytes = std::size_t{64} << 10;  // bytes
-constexpr std::size_t kMaxNames = 100000;                    // different names
-constexpr std::size_t kMaxNamespaces = 1000;                 // in scope
+constexpr std::size_t kMaxTagBytes = std::size_t{64} << 10;
+constexpr std::size_t kMaxNames = 100000;     // different names
+constexpr std::size_t kMaxNamespaces = 1000;  // in scope
 constexpr std::size_t kMaxCachedNames = 128;
 constexpr std::size_t kMaxReasonBytes = 300;
-constexpr std::size_t kMaxShownNameCharacters = 80;  // characters
+constexpr std::size_t kMaxShownNameCharacters = 80;
 
 /// Suppresses libxml2's output to standard error for errors without a parser context, such as
 /// exhausted memory. The handler is thread-local. The destructor restores the host's handler.
@@ -415,8 +415,8 @@ bool Parse::MakeContext() {
   return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
 }
 
-/// Passes the next block of the text to libxml2. 0 means the end of the text. It also ends a parse
-/// that must stop, because libxml2 cannot be stopped while it reads.
+/// Passes the next block of the text to libxml2. Returns 0 at the end of the text, and also to end
+/// a parse that must stop, because libxml2 cannot be stopped while it reads.
 int Parse::OnRead(void* self, char* place, int room) noexcept {
   Parse& parse = Self(self);
   if (parse.m_writer.IsStopped()) parse.m_stopped = true;
