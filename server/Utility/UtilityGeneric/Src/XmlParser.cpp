@@ -233,7 +233,10 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
   if (error->level != XML_ERR_FATAL) return;
   Parse& parse = Self(self);
   // Without memory for its input the parser takes what it has for the whole text.
-  const bool isStarved = parse.m_parser && parse.Context()->input->buf->error != 0;
+  // When it gives up, it has released the input's buffer.
+  const xmlParserInputBuffer* const buffer =
+      parse.m_parser && parse.Context()->input ? parse.Context()->input->buf : nullptr;
+  const bool isStarved = buffer && buffer->error != 0;
   if (error->code == XML_ERR_NO_MEMORY || isStarved) {
     parse.m_outOfMemory = true;
     return;
@@ -248,8 +251,8 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
 
 /// True for an error that only says that the text ends here.
 bool Parse::IsAboutEnd(int code) const noexcept {
-  const xmlParserInput& input = *Context()->input;
-  if (m_read < m_textEnd || input.cur < input.end) return false;
+  const xmlParserInput* const input = Context()->input;
+  if (m_read < m_textEnd || !input || input->cur < input->end) return false;
   return m_textEnd < m_prolog.end || code == XML_ERR_DOCUMENT_EMPTY ||
          code == XML_ERR_TAG_NOT_FINISHED;
 }
@@ -422,6 +425,7 @@ std::size_t Parse::Position() const noexcept {
 void Parse::CheckTables() {
   const bool isInTag =
       Context()->instate == XML_PARSER_CONTENT || Context()->instate == XML_PARSER_ATTRIBUTE_VALUE;
+  if (!isInTag && Context()->input) m_eventEnd = Position();  // blanks in the prolog are no event
   if (isInTag && m_read - m_prolog.begin > m_eventEnd + kMaxTag)
     FailHere(L"a tag is longer than " + FromNumber(kMaxTag) + L" bytes");
   else if (xmlDictSize(Context()->dict) > static_cast<int>(kMaxNames))
