@@ -232,11 +232,12 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
   // Warnings and errors against the rules of namespaces, such as an undeclared prefix, are let be.
   if (error->level != XML_ERR_FATAL) return;
   Parse& parse = Self(self);
-  // Without memory for its input the parser takes what it has for the whole text.
-  // When it gives up, it has released the input's buffer.
-  const xmlParserInputBuffer* const buffer =
-      parse.m_parser && parse.Context()->input ? parse.Context()->input->buf : nullptr;
-  const bool isStarved = buffer && buffer->error != 0;
+  if (parse.IsOver()) return;  // the first error counts
+  // Without memory for its input, the parser takes what it has for the whole text. When it gives
+  // up, it releases the buffer of its input; if no error came before, the reason was memory.
+  const bool isStarved =
+      parse.m_parser && (!parse.Context()->input || !parse.Context()->input->buf ||
+                         parse.Context()->input->buf->error != 0);
   if (error->code == XML_ERR_NO_MEMORY || isStarved) {
     parse.m_outOfMemory = true;
     return;

@@ -107,15 +107,15 @@ class HTTPExchangeObserver {
 /// Cookies: live as long as the client, and are sent to the service's own host only.
 ///
 /// Descriptors: close-on-exec. Those that libcurl makes for itself, not for a connection, become so
-/// right after libcurl made them. One exception: while a host name is resolved, libcurl has a pair
-/// of local sockets whose numbers are not known from 1024 on, and stay inheritable then. Only the
-/// news that the name is resolved passes through it.
+/// right after libcurl created them. One exception: while a host name is resolved, libcurl uses a
+/// pair of local sockets. If their numbers are 1024 or higher, child processes inherit them. They
+/// carry no data of an import.
 ///
 /// Secrets: the client overwrites its copies of user and password before its constructor returns.
 /// libcurl keeps its own copies as long as the client lives, and does not overwrite them.
 ///
-/// Environment variables are trusted, because whoever sets them controls the process; they must not
-/// change while a client is made or used. SECURITY.md lists them: proxies (http_proxy, https_proxy,
+/// Environment variables are trusted: a user who can set them controls the process. They must not
+/// change while a client is constructed or used. SECURITY.md lists them: proxies (http_proxy, https_proxy,
 /// HTTPS_PROXY, all_proxy, ALL_PROXY, read by the constructor; no_proxy and NO_PROXY), certificates
 /// (SSL_CERT_FILE, SSL_CERT_DIR), the TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE,
 /// OPENSSL_MODULES, OPENSSL_ENGINES, which cannot lower the TLS version below 1.2; SSLKEYLOGFILE),
