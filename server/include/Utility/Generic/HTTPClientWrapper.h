@@ -115,9 +115,9 @@ class HTTPExchangeObserver {
 /// libcurl keeps its own copies as long as the client lives, and does not overwrite them.
 ///
 /// Environment variables are trusted: a user who can set them controls the process. They must not
-/// change while a client is constructed or used. SECURITY.md lists them: proxies (http_proxy, https_proxy,
-/// HTTPS_PROXY, all_proxy, ALL_PROXY, read by the constructor; no_proxy and NO_PROXY), certificates
-/// (SSL_CERT_FILE, SSL_CERT_DIR), the TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE,
+/// change while a client is constructed or used. SECURITY.md lists them: proxies (http_proxy,
+/// https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY, read by the constructor; no_proxy and NO_PROXY),
+/// certificates (SSL_CERT_FILE, SSL_CERT_DIR), the TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE,
 /// OPENSSL_MODULES, OPENSSL_ENGINES, which cannot lower the TLS version below 1.2; SSLKEYLOGFILE),
 /// converters of charsets (GCONV_PATH), name resolution (HOSTALIASES, LOCALDOMAIN, RES_OPTIONS,
 /// RESOLV_HOST_CONF) and, with kAuthNegotiate, Kerberos (KRB5CCNAME, KRB5_CLIENT_KTNAME,
