@@ -388,9 +388,21 @@ bool Parse::MakeContext() {
   handler.processingInstruction = &OnInstruction;
   handler.internalSubset = &OnDocumentType;
   handler.serror = &OnError;
-  m_parser.reset(
-      xmlCreateIOParserCtxt(&handler, this, &OnRead, nullptr, this, XML_CHAR_ENCODING_UTF8));
-  return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
+  // Not by xmlCreateIOParserCtxt, which loses the input buffer if an allocation fails.
+  m_parser.reset(xmlNewParserCtxt());
+  if (!m_parser) return false;
+  *Context()->sax = handler;
+  Context()->userData = this;
+  xmlParserInputBuffer* const buffer =
+      xmlParserInputBufferCreateIO(&OnRead, nullptr, this, XML_CHAR_ENCODING_UTF8);
+  if (!buffer) return false;
+  xmlParserInput* const input = xmlNewIOInputStream(Context(), buffer, XML_CHAR_ENCODING_UTF8);
+  if (!input) {
+    xmlFreeParserInputBuffer(buffer);
+    return false;
+  }
+  return inputPush(Context(), input) >= 0 &&
+         xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
 }
 
 /// Gives libxml2 the next piece of the text. 0 is the end of the text, which also ends a parse that
