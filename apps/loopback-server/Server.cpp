@@ -187,6 +187,7 @@ void Server::Serve(Connection& connection, std::size_t number) {
       m_requests.push_back(request);
       if (m_requests.size() > m_options.requestsKept) m_requests.pop_front();
     }
+    received.shrink_to_fit();  // an idle connection keeps no memory of a large request
     m_handler(connection, request);
     // Makes what the handler wrote visible to the threads of other connections.
     const std::lock_guard lock(m_mutex);

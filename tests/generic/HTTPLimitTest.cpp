@@ -429,7 +429,7 @@ long ResidentKiB() {
   return pages * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-/// What a server can send for ever and libcurl reads without handing it on.
+/// Endless data that libcurl reads and discards.
 struct Discarded {
   const char* name;
   bool isProxys;
@@ -438,7 +438,7 @@ struct Discarded {
 
 class HTTPDiscarded : public testing::TestWithParam<Discarded> {};
 
-/// No piece of it counts as an answer.
+/// Discarded data does not count as activity on the connection.
 TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
   const Discarded& test = GetParam();
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
@@ -451,11 +451,12 @@ TEST_P(HTTPDiscarded, EndsByTheTimeOut) {
   if (test.isProxys) options.proxy = Wide("http://u:p@" + server.Authority());
   const Outcome outcome = PostOnce(
       test.isProxys ? "https://service.test/" : "http://" + server.Authority() + "/", 1, &options);
-  // libcurl's own time-out comes first when the proxy pauses, and then its status is told.
+  // If the proxy pauses, libcurl's own time-out comes first, and the error names the proxy's
+  // status.
   EXPECT_THAT(outcome.error, testing::AnyOf(HasSubstr("1 seconds"), HasSubstr("HTTP 407")));
 }
 
-/// Before that it takes no memory, and the host can stop it at once.
+/// Until the time-out, it takes no memory, and the host can stop it at once.
 TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
   const Discarded& test = GetParam();
   const int kPieces = test.isProxys ? 64 : 1024;  // of 64 KiB; libcurl reads a proxy's slowly
@@ -468,7 +469,7 @@ TEST_P(HTTPDiscarded, TakesNoMemoryAndEndsWhenTheHostStops) {
       ++sent;
       sent.notify_all();
     }
-    sent = kPieces;  // a transfer that ended by itself keeps nobody waiting
+    sent = kPieces;  // releases the waiting test if the transfer ended early
     sent.notify_all();
   });
   const auto await = [&](int pieces) {

@@ -253,7 +253,7 @@ TEST(Secrets, OfALogInReachTheServerAlone) {
               " kinds of answer: in no output, terminal, log, file or list of processes"));
 }
 
-/// Admits whoever logs in. Asks for Digest in the first requests, and then for Basic.
+/// Accepts every log-in. Asks for Digest in the first requests, and then for Basic.
 WireServer::Handler Weakening(std::size_t digests, sample::Kind kind) {
   return [digests, kind, asked = std::make_shared<std::atomic<std::size_t>>(0)](
              loopback::Connection& connection, const loopback::Request& request) {

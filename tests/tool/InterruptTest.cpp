@@ -19,6 +19,7 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 
@@ -163,9 +164,9 @@ TEST_F(Interrupt, OfAnImportThatChoosesItsCubesSaysSo) {
   ScriptedProvider::Script script = OneCube();
   std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
   for (int i = 0; i < 200000; ++i) cubes.push_back({{"CUBE_NAME", "cube " + std::to_string(i)}});
-  std::promise<void>* asked = nullptr;
+  std::counting_semaphore<> asked{0};
   script.answer = [&](const std::string& type, const std::string&) -> std::string {
-    if (type == "MDSCHEMA_CUBES") asked->set_value();
+    if (type == "MDSCHEMA_CUBES") asked.release();
     return {};
   };
   const ScriptedProvider provider(std::move(script));
@@ -173,13 +174,11 @@ TEST_F(Interrupt, OfAnImportThatChoosesItsCubesSaysSo) {
   double late = 4;
   bool isFound = false;
   for (int attempt = 0; attempt < 40 && !isFound; ++attempt) {
-    std::promise<void> request;
-    asked = &request;
     const double moment = (early + late) / 2;
     const Outcome outcome =
         RunToolWhile({"--url", provider.Url(), "import", "--cube", "none", "--format", "json"},
                      [&](pid_t process) {
-                       request.get_future().wait();
+                       asked.acquire();
                        std::this_thread::sleep_for(std::chrono::duration<double>(moment));
                        kill(process, SIGINT);
                      });

@@ -107,20 +107,21 @@ class HTTPExchangeObserver {
 /// Cookies: kept as long as the client lives, and sent only to the host of the service.
 ///
 /// Descriptors: close-on-exec. Descriptors that libcurl creates internally are marked right after
-/// their creation. One exception: while a host name is resolved in a process with more than 1,024
-/// open descriptors, two local sockets of libcurl stay inheritable. They carry no data of an
-/// exchange.
+/// their creation. One exception: while a host name is resolved, libcurl uses a pair of local
+/// sockets. If their numbers are 1024 or higher, child processes inherit them. They carry no data
+/// of an import.
 ///
 /// Secrets: the constructor overwrites its own copies of user and password before it returns.
 /// libcurl keeps its copies as long as the client lives, and does not overwrite them.
 ///
-/// Environment variables are trusted. They must not change while a client is created or used.
-/// SECURITY.md lists them: proxies (http_proxy, https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY,
-/// read by the constructor; no_proxy and NO_PROXY), certificates (SSL_CERT_FILE, SSL_CERT_DIR), the
-/// TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE, OPENSSL_MODULES, OPENSSL_ENGINES, which cannot
-/// lower the TLS version below 1.2; SSLKEYLOGFILE), converters of charsets (GCONV_PATH), name
-/// resolution (HOSTALIASES, LOCALDOMAIN, RES_OPTIONS, RESOLV_HOST_CONF) and, with kAuthNegotiate,
-/// Kerberos (KRB5CCNAME, KRB5_CLIENT_KTNAME, KRB5_CONFIG, KRB5_TRACE, GSS_MECH_CONFIG).
+/// Environment variables are trusted: a user who can set them controls the process. They must not
+/// change while a client is created or used. SECURITY.md lists them: proxies (http_proxy,
+/// https_proxy, HTTPS_PROXY, all_proxy, ALL_PROXY, read by the constructor; no_proxy and NO_PROXY),
+/// certificates (SSL_CERT_FILE, SSL_CERT_DIR), the TLS library (OPENSSL_CONF, OPENSSL_CONF_INCLUDE,
+/// OPENSSL_MODULES, OPENSSL_ENGINES, which cannot lower the TLS version below 1.2; SSLKEYLOGFILE),
+/// converters of charsets (GCONV_PATH), name resolution (HOSTALIASES, LOCALDOMAIN, RES_OPTIONS,
+/// RESOLV_HOST_CONF) and, with kAuthNegotiate, Kerberos (KRB5CCNAME, KRB5_CLIENT_KTNAME,
+/// KRB5_CONFIG, KRB5_TRACE, GSS_MECH_CONFIG).
 class XMLAHOST_API HTTPClientWrapper {
  public:
   /// `timeoutSeconds` limits the time to connect and periods without data; 0 means no limit. A

@@ -75,18 +75,25 @@ void FreeDocument(xmlParserCtxt& context) noexcept {
   context.myDoc = nullptr;
 }
 
+void SetHandlers(xmlParserCtxt& context, const xmlSAXHandler& handlers, void* data) noexcept {
+  *context.sax = handlers;
+  context.userData = data;
+}
+
 void FreeHandlers(xmlParserCtxt& context) noexcept {
   xmlFree(context.sax);
   context.sax = nullptr;
 }
 
 /// True if the parser could not read its input, because memory is exhausted. It then continues as
-/// if the input had ended.
-bool HasInputError(const xmlParserCtxt& context) noexcept { return context.input->buf->error != 0; }
+/// if the input had ended, or gives up and releases the input.
+bool HasInputError(const xmlParserCtxt& context) noexcept {
+  return !context.input || !context.input->buf || context.input->buf->error != 0;
+}
 
 /// True if the parser has used all input that it has read so far.
 bool IsInputUsed(const xmlParserCtxt& context) noexcept {
-  return context.input->cur >= context.input->end;
+  return context.input && context.input->cur >= context.input->end;
 }
 
 /// True inside a tag or in the content of an element.
@@ -260,6 +267,7 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
   // Ignores warnings and namespace errors, such as an undeclared prefix.
   if (error->level != XML_ERR_FATAL) return;
   Parse& parse = Self(self);
+  if (parse.IsOver()) return;  // the first error counts
   const bool hasInputError = parse.m_parser && ContextFields::HasInputError(*parse.Context());
   if (error->code == XML_ERR_NO_MEMORY || hasInputError) {
     parse.m_outOfMemory = true;
@@ -410,9 +418,20 @@ bool Parse::MakeContext() {
   handler.processingInstruction = &OnInstruction;
   handler.internalSubset = &OnDocumentType;
   handler.serror = &OnError;
-  m_parser.reset(
-      xmlCreateIOParserCtxt(&handler, this, &OnRead, nullptr, this, XML_CHAR_ENCODING_UTF8));
-  return m_parser && xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
+  // Not by xmlCreateIOParserCtxt, which loses the input buffer if an allocation fails.
+  m_parser.reset(xmlNewParserCtxt());
+  if (!m_parser) return false;
+  ContextFields::SetHandlers(*Context(), handler, this);
+  xmlParserInputBuffer* const buffer =
+      xmlParserInputBufferCreateIO(&OnRead, nullptr, this, XML_CHAR_ENCODING_UTF8);
+  if (!buffer) return false;
+  xmlParserInput* const input = xmlNewIOInputStream(Context(), buffer, XML_CHAR_ENCODING_UTF8);
+  if (!input) {
+    xmlFreeParserInputBuffer(buffer);
+    return false;
+  }
+  return inputPush(Context(), input) >= 0 &&
+         xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
 }
 
 /// Passes the next block of the text to libxml2. Returns 0 at the end of the text, and also to end
@@ -445,7 +464,9 @@ std::size_t Parse::Position() const noexcept {
 
 /// Fails before libxml2's tables become slow.
 void Parse::CheckTables() {
-  if (ContextFields::IsInElement(*Context()) && m_read - m_prolog.begin > m_eventEnd + kMaxTagBytes)
+  const bool isInElement = ContextFields::IsInElement(*Context());
+  if (!isInElement) m_eventEnd = Position();  // white space before the root is not part of a tag
+  if (isInElement && m_read - m_prolog.begin > m_eventEnd + kMaxTagBytes)
     FailHere(L"a tag is longer than " + StringFrom(kMaxTagBytes) + L" bytes");
   else if (ContextFields::NameCount(*Context()) > kMaxNames)
     FailHere(L"there are more than " + StringFrom(kMaxNames) + L" different names");
