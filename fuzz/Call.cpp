@@ -285,7 +285,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const std::string& word : words) argv.push_back(word.c_str());
   Arguments arguments;
   try {
-    ParseArguments(static_cast<int>(argv.size()), argv.data(), kCommands, arguments);
+    ParseArguments(static_cast<int>(argv.size()), argv.data(), kCommands, {"text", "json"},
+                   arguments);
   } catch (const UsageError& error) {
     Require(IsOneLine(error.what()), "the error is not one line", error.what());
     return 0;

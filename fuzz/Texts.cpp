@@ -4,11 +4,11 @@
 #include <cstring>
 #include <map>
 
-#include "CaseFolding.h"
 #include "Input.h"
-#include "UnicodeConversion.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "inprocess/PlainText.h"
+#include "text/CaseFolding.h"
+#include "text/UnicodeConversion.h"
 
 namespace {
 

@@ -224,6 +224,7 @@ bool Server::Read(Connection& connection, std::string& received, Request& reques
     if (!receive()) return false;
   request.body = received.substr(end, length);
   received.erase(0, end + length);
+  received.shrink_to_fit();  // do not keep the memory of a long body
   return true;
 }
 

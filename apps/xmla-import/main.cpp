@@ -18,6 +18,7 @@
 #include "output/Progress.h"
 #include "output/Report.h"
 #include "output/StreamWriting.h"
+#include "results/Formats.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ class Call {
       const bool isReady = Prepare(argc, argv);
       if (!m_arguments.information.empty()) return PrintInformation();
       m_progress.emplace(m_arguments.quiet, m_arguments.verbose);
-      m_report.emplace(*m_output, m_arguments.json, *m_progress);
+      m_report.emplace(*m_output, m_arguments.format, *m_progress);
       if (isReady) Import();
       return ReportResult();
     } catch (const OutputInterrupted& interruption) {
@@ -74,7 +75,7 @@ class Call {
   bool Prepare(int argc, char** argv) {
     std::optional<UsageError> wrong;
     try {
-      ParseArguments(argc, argv, CommandForms(), m_arguments);
+      ParseArguments(argc, argv, CommandForms(), FormatNames(), m_arguments);
     } catch (const UsageError& error) {
       wrong = error;
     }

@@ -30,7 +30,7 @@ std::string Repeated(const std::string& text, int times) {
 
 /// A quoted part of a long text of two-byte characters never ends inside a character.
 const std::string kLongQuote =
-    "Plain text came instead of XML: \"" + Repeated("\xC3\xA9", 58) + "...\": ";
+    "The server sent plain text instead of XML: \"" + Repeated("\xC3\xA9", 58) + "...\": ";
 
 const std::string kFault =
     "<?xml version=\"1.0\"?><!-- <x> --><s:Envelope "
@@ -188,7 +188,7 @@ struct Refused {
   const char* reply = nullptr;  // body passed on despite the error
 };
 
-constexpr char kCutInTheMiddle[] = "The connection was cut in the middle of the reply: ";
+constexpr char kCutInTheMiddle[] = "The connection was closed in the middle of the reply: ";
 
 class RefusedReply : public testing::TestWithParam<Refused> {};
 
@@ -260,31 +260,31 @@ INSTANTIATE_TEST_SUITE_P(
         {"NoContent", "HTTP/1.1 204 No Content\r\n\r\n",
          "HTTP 204 No Content, but the reply is empty: "},
         {"WebPage", Answer(kPage),
-         "A web page came instead of XML, titled \"Log in to the portal\": "},
+         "The server sent a web page instead of XML, titled \"Log in to the portal\": "},
         {"WebPageBehindMark",
          Answer("\xEF\xBB\xBF\r\n<?xml version='1.0'?><!-- x --><HTML lang=en>"),
-         "A web page came instead of XML: "},
+         "The server sent a web page instead of XML: "},
         {"PlainText", Answer("Service\nis down"),
-         "Plain text came instead of XML: \"Service is down\": "},
+         "The server sent plain text instead of XML: \"Service is down\": "},
         {"LongPlainText", Answer(Repeated("\xC3\xA9", 200)), kLongQuote.c_str()},
         {"UnknownCharset", WithCharset("x-no-such", "<r/>"),
          "The reply is in the charset \"X-NO-SUCH\", which is not accepted: "},
         {"CharsetThatIsAPath", WithCharset("../../tmp/x", "<r/>"),
          "The reply is in the charset \"../../TMP/X\", which is not accepted: "},
         {"Truncated", "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<r/>",
-         "The connection was cut in the middle of the reply: ", true},
+         "The connection was closed in the middle of the reply: ", true},
         {"TruncatedChunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n8\r\n<r/>",
-         "The connection was cut in the middle of the reply: ", true},
+         "The connection was closed in the middle of the reply: ", true},
         {"BrokenChunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n<r/>",
-         "The connection broke while the reply was read: ", true},
+         "The connection failed while the reply was received: ", true},
         {"BrokenGzip", Answer("<r/>", "200 OK", "Content-Encoding: gzip\r\n"),
-         "The reply's compression is broken or not known: "},
+         "The reply cannot be decompressed: "},
         {"UnknownCompression", Answer("<r/>", "200 OK", "Content-Encoding: lzw9\r\n"),
-         "The reply's compression is broken or not known: "},
-        {"NotHTTP", "SSH-2.0-OpenSSH_9\r\n\r\n", "The answer is not HTTP: ", true},
-        {"NothingAtAll", "", "The server closed the connection without an answer: ", true},
+         "The reply cannot be decompressed: "},
+        {"NotHTTP", "SSH-2.0-OpenSSH_9\r\n\r\n", "The response is not HTTP: ", true},
+        {"NothingAtAll", "", "The server closed the connection without a response: ", true},
         {"StatusLineCut", "HTTP/1.1 200",
-         "The server closed the connection without an answer: ", true},
+         "The server closed the connection without a response: ", true},
         {"HeaderCut", "HTTP/1.1 200 OK\r\nContent-Le", kCutInTheMiddle, true},
         {"HeadersCut", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", kCutInTheMiddle, true},
         {"RefusalCut", "HTTP/1.1 503 Busy\r\nRetry", "HTTP 503 Service Unavailable: ", true},
@@ -295,7 +295,7 @@ TEST(HTTPFailure, RefusedConnection) {
   std::string authority;
   { authority = WireServer("").Authority(); }
   EXPECT_EQ(PostOnce("http://" + authority + "/x").error,
-            "There is no connection to the service: Connection refused: http://" + authority +
+            "Cannot connect to the service: Connection refused: http://" + authority +
                 "/x (check host and port, that the service is running, and the proxy if the "
                 "environment names one)");
 }
@@ -307,7 +307,8 @@ TEST(HTTPFailure, ResetConnection) {
   });
   EXPECT_THAT(
       PostOnce("http://" + server.Authority() + "/").error,
-      AllOf(StartsWith("The connection broke while the reply was read: Connection reset by peer: "),
+      AllOf(StartsWith(
+                "The connection failed while the reply was received: Connection reset by peer: "),
             EndsWith(" (try again)")));
 }
 
@@ -344,7 +345,7 @@ TEST(HTTPTimeout, LimitsSilenceBeforeAndWithinTheReply) {
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 1);
     const auto elapsed = Clock::now() - begin;
     EXPECT_THAT(outcome.error, AllOf(HasSubstr(*part ? "has sent nothing for 1 seconds"
-                                                     : "has sent no answer for 1 seconds"),
+                                                     : "has not responded for 1 seconds"),
                                      HasSubstr("longer time-out")));
     EXPECT_GE(elapsed, std::chrono::milliseconds(950));
     EXPECT_LT(elapsed, std::chrono::seconds(3));

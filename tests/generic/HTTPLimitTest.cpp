@@ -128,7 +128,7 @@ TEST(HTTPHeaderLimits, RefuseACarriageReturnInsideALine) {
                            "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_THAT(Post(client).error,
-              StartsWith("A header line of the answer has a carriage return inside: "));
+              StartsWith("A header line of the response contains a carriage return: "));
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 
@@ -441,7 +441,7 @@ struct Discarded {
 
 class HTTPDiscarded : public testing::TestWithParam<Discarded> {};
 
-/// None of it counts as a response.
+/// Discarded data does not count as activity on the connection.
 TEST_P(HTTPDiscarded, EndsAtTheTimeOut) {
   const Discarded& test = GetParam();
   WireServer server([&](loopback::Connection& connection, const loopback::Request&) {

@@ -225,22 +225,22 @@ const std::vector<LogInCase> kLogIns = {
     {"OnlyAllowed", kAuthDigest, true, {"B"}, "-"},
     {"WrongPassword", kPassword, true, {"B"}, "-B"},
     {"WrongPasswordDigest", kPassword, true, {"DB"}, "-D"},
-    {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent in a weaker way"},
-    {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker way"},
-    {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker way"},
+    {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent with a weaker scheme"},
+    {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker scheme"},
+    {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker scheme"},
     {"WeakerOfferLongAfter",
      kPassword,
      true,
      {"D", "", "|", "", "|", "", "|", "B"},
      "-DDDD",
-     "weaker way"},
-    {"WeakerOfferAfterNTLM", kPassword, true, {"T", "T", "T", "|", "B"}, "-TT-", "weaker way"},
+     "weaker scheme"},
+    {"WeakerOfferAfterNTLM", kPassword, true, {"T", "T", "T", "|", "B"}, "-TT-", "weaker scheme"},
     {"WeakerOfferAfterTheProcess",
      kAuthNegotiate | kAuthBasic,
      true,
      {"N", "", "|", "B"},
      "-NN",
-     "weaker way",
+     "weaker scheme",
      "-"},
     {"StrongerOffer", kPassword, true, {"B", "", "|", "D", ""}, "-BBD"},
     {"KeptScheme", kPassword, true, {"B", "", "|", "", "|", ""}, "-BBB"},
@@ -339,7 +339,8 @@ TEST_P(HTTPLogInMemoryOfClients, PreventsAWeakerSchemeInTheSecondClient) {
   Offer("B");
   const Outcome outcome = Post(*Client());
   EXPECT_FALSE(outcome.ok);
-  EXPECT_THAT(outcome.error, HasSubstr("the password is not sent in a weaker way than before"));
+  EXPECT_THAT(outcome.error,
+              HasSubstr("the password is not sent with a weaker scheme than before"));
   EXPECT_EQ(Sent(), "-D-");
   Offer("D");
   EXPECT_TRUE(Post(*Client()).ok);

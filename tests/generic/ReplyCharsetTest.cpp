@@ -125,7 +125,7 @@ TEST(ReplyCharset, OtherCharsetsAreRefused) {
     EXPECT_THAT(client.Receive("<r/>", "text/xml; charset=" + name),
                 AllOf(StartsWith("The reply is in the charset \"" + name +
                                  "\", which is not accepted: http://"),
-                      HasSubstr("(have the server answer in UTF-8)")));
+                      HasSubstr("(configure the server to use UTF-8)")));
   }
   EXPECT_THAT(client.Receive("<r/>", "text/xml; charset=\"ISO-8859-1 ISO8859-1\""),
               HasSubstr("\"ISO-8859-1 ISO8859-1\", which is not accepted"));

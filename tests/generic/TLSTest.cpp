@@ -197,7 +197,7 @@ TEST(TLS, ServerWithoutTLSHasItsOwnError) {
   NarrowString reply;
   String error;
   EXPECT_FALSE(client.ReadBytes("<q/>", reply, error));
-  EXPECT_NE(error.find(L"The server does not speak TLS as it should"), String::npos);
+  EXPECT_NE(error.find(L"The TLS handshake with the server failed"), String::npos);
   EXPECT_NE(error.find(L"check that the port is one for https"), String::npos);
 }
 
@@ -260,7 +260,7 @@ TEST(TLS, DISABLED_RequiresVersion12) {
   for (const bool isProxy : {false, true}) {
     for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
       EXPECT_THAT(ErrorWithOldest(version, isProxy),
-                  AllOf(StartsWith("The server does not speak TLS as it should: "),
+                  AllOf(StartsWith("The TLS handshake with the server failed: "),
                         HasSubstr("TLS 1.2 or later")));
     }
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION})

@@ -2,9 +2,10 @@
 
 #include <utility>
 
-#include "HTTPTransfer.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/VXAssert.h"
+#include "http/HTTPConnection.h"
+#include "http/HTTPReceiver.h"
 
 namespace {
 
@@ -19,25 +20,44 @@ inprocess::Server& TheServer() {
 
 void inprocess::SetServer(Server server) { TheServer() = std::move(server); }
 
-class HTTPTransfer::Session {};
+namespace {
 
-HTTPTransfer::HTTPTransfer(const NarrowString&, const NarrowString&, const NarrowString&,
-                           std::uint32_t, const HTTPClientOptions&) {}
-HTTPTransfer::~HTTPTransfer() = default;
-void HTTPTransfer::SetHeaderLines(const NarrowString&) {}
+class InProcessConnection final : public HTTPConnection {
+ public:
+  explicit InProcessConnection(HTTPReceiver& receiver) : m_receiver(receiver) {}
 
-void HTTPTransfer::Post(const NarrowString& body, HTTPAnswer& answer) {
-  const inprocess::Answer given = TheServer()(body.view());
-  answer.status = given.status;
-  answer.contentType = given.contentType;
-  answer.body = NarrowString(std::string_view(given.body));
-  answer.wireBytes = given.body.size();
+  void SetHeaderLines(const NarrowString&) override {}
+  HTTPFailure Send(const HTTPRequest& request) override {
+    const inprocess::Answer given = TheServer()(request.body.view());
+    m_info = {};
+    m_info.status = given.status;
+    m_info.contentType = given.contentType;
+    m_info.wireBytes = given.body.size();
+    m_receiver.OnBody(given.body, 0, m_info.wireBytes);
+    return m_receiver.Failure();
+  }
+  HTTPRequestInfo Info() const override { return m_info; }
+  String FailureReason() const override { return String(); }
+
+ private:
+  HTTPReceiver& m_receiver;
+  HTTPRequestInfo m_info;
+};
+
+}  // namespace
+
+std::unique_ptr<HTTPConnection> HTTPConnection::Create(const NarrowString&, const NarrowString&,
+                                                       const NarrowString&, std::uint32_t,
+                                                       const HTTPClientOptions&,
+                                                       HTTPReceiver& receiver) {
+  return std::make_unique<InProcessConnection>(receiver);
 }
+
+bool IsPastHTTPDate(const std::string&) { return false; }
 
 void VXAssert::handleLogicError(const String& file, int line, const String& message) {
   const auto narrow = [](const String& text) {
-    return std::string(
-        BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8).view());
+    return std::string(BaseStringUtil::ToUTF8(text).view());
   };
   throw inprocess::LogicError(narrow(file), line, narrow(message));
 }

@@ -1,8 +1,10 @@
 #include "inprocess/Trial.h"
 
-#include "ReplyCharset.h"
+#include <algorithm>
+
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "http/ReplyCharset.h"
 #include "inprocess/Oracle.h"
 #include "inprocess/Server.h"
 
@@ -53,8 +55,9 @@ std::string Trial::Compare(std::string_view reply, const Result& result) const {
   if (result.text.find(L"\n") != String::npos) return "an error text of more than one line";
   NarrowString text(reply);
   String charset;
-  const bool isKnownCharset = MakeReplyUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes,
-                                            charset) == ReplyText::kReady;
+  const bool isKnownCharset =
+      ConvertReplyToUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) ==
+      CharsetResult::kReady;
   const String::View name = m_exchange.recordName ? m_exchange.recordName : L"";
   const Verdict verdict = JudgeReply(text.view(), IsBare(m_target), name);
   const bool isRows = isKnownCharset && verdict.kind == Verdict::kRows;

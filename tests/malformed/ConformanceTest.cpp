@@ -14,10 +14,10 @@
 #include <memory>
 #include <set>
 
-#include "ReplyCharset.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
+#include "http/ReplyCharset.h"
 #include "support/Effort.h"
 
 namespace {
@@ -115,8 +115,8 @@ bool IsAccepted(const std::string& bytes) {
   static const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   NarrowString text{std::string_view(bytes)};
   String charset;
-  if (MakeReplyUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) !=
-      ReplyText::kReady)
+  if (ConvertReplyToUTF8(text, "text/xml", HTTPClientOptions().maxReplyBytes, charset) !=
+      CharsetResult::kReady)
     return false;
   String error;
   bool isAccepted = true;

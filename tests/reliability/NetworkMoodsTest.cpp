@@ -27,21 +27,21 @@ struct MoodCase {
 };
 
 constexpr char kSilent[] = "in the middle of its reply and has sent nothing for 1 seconds: ";
-constexpr char kUnanswered[] = "The server closed the connection without an answer: ";
-constexpr char kCut[] = "The connection was cut in the middle of the reply: ";
-constexpr char kBroken[] = "The connection broke while the reply was read: ";
+constexpr char kUnanswered[] = "The server closed the connection without a response: ";
+constexpr char kCut[] = "The connection was closed in the middle of the reply: ";
+constexpr char kBroken[] = "The connection failed while the reply was received: ";
 constexpr char kFault[] = "[64203] The server refused the request with the SOAP fault ";
 constexpr char kTooTight[] = "as long as its compressed form (limit maxCompressionRatio): ";
 constexpr char kNoXml[] = "[46100] The server's reply could not be read as XML: ";
 
 // The time-out is one second.
 constexpr MoodCase kCases[] = {
-    {"stall", "The server has sent no answer for 1 seconds: ", 2},
+    {"stall", "The server has not responded for 1 seconds: ", 2},
     {"stall-head", kSilent, 2},
     {"stall-head:100", kSilent, 2},
     {"stall-body", kSilent, 2},
     {"stall-body:0", kSilent, 2},
-    {"slow:30000", "The server has sent no answer for 1 seconds: ", 2},
+    {"slow:30000", "The server has not responded for 1 seconds: ", 2},
     {"slow:300", nullptr, 1},
     {"drip:1", nullptr, 20, 1},  // longer in all than the time-out
     // The client retries once on a reused connection, and never on a new one.
@@ -68,7 +68,7 @@ constexpr MoodCase kCases[] = {
     {"fault", kFault},
     {"fault-500", kFault},
     {"garble", kNoXml},
-    {"html", "A web page came instead of XML, titled \"Please sign in\": "},
+    {"html", "The server sent a web page instead of XML, titled \"Please sign in\": "},
     {"empty", "HTTP 200 OK, but the reply is empty: "},
     {"redirect", "HTTP 302 Found, points to http://127.0.0.1:"},
     {"status:401", "HTTP 401 Unauthorized, log-in offered: Basic: "},

@@ -72,7 +72,7 @@ TEST(NetworkPeers, RefusedPortIsNamedAndUsedWhenAServerListens) {
   { options.port = sample::Provider().Port(); }
   std::unique_ptr<sample::Provider> provider;
   ExpectRefusal("http://127.0.0.1:" + std::to_string(options.port) + "/analysis-services",
-                "There is no connection to the service: Connection refused: http://127.0.0.1:", {},
+                "Cannot connect to the service: Connection refused: http://127.0.0.1:", {},
                 [&] { provider = std::make_unique<sample::Provider>(options); });
   Figure("a port where nobody listens", "named; used once somebody does");
 }
@@ -80,8 +80,8 @@ TEST(NetworkPeers, RefusedPortIsNamedAndUsedWhenAServerListens) {
 TEST(NetworkPeers, UnknownHostIsNamed) {
   // The resolver determines the time.
   ExpectRefusal("http://no-such-host.invalid/xmla",
-                "The host of the service is not known: http://no-such-host.invalid/xmla", {}, {},
-                5);
+                "The host name of the service cannot be resolved: http://no-such-host.invalid/xmla",
+                {}, {}, 5);
   Figure("an unknown host", "named");
 }
 
@@ -106,8 +106,8 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   std::list<Variable> variables;
   for (const auto& [name, value] : environment) variables.emplace_back(name.c_str(), value);
   const auto expect = [&](const std::string& url, const std::function<void()>& mend) {
-    ExpectRefusal(url, "No connection to the service came about within 1 seconds: " + url,
-                  environment, mend, 2, 0.99);
+    ExpectRefusal(url, "No connection to the service within 1 seconds: " + url, environment, mend,
+                  2, 0.99);
   };
   // Each case mostly waits.
   std::vector<std::jthread> cases;
@@ -299,17 +299,16 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
     Proxy proxy(test.answer);
     WireServer service(&Serve, good.Context());
     ExpectRefusal("https://" + service.Authority() + "/xmla",
-                  std::string("The proxy does not let the connection through: HTTP ") + test.says,
+                  std::string("The proxy refuses the connection: HTTP ") + test.says,
                   {{"https_proxy", proxy.Url()}, {"no_proxy", ""}, {"SSL_CERT_FILE", good.Path()}},
                   [&] { proxy.BeWilling(); });
     EXPECT_FALSE(service.Requests().empty());
   }
   std::string nobody;
   { nobody = WireServer("").Authority(); }
-  ExpectRefusal("http://service.test/xmla",
-                "There is no connection to the service: Connection refused: ",
+  ExpectRefusal("http://service.test/xmla", "Cannot connect to the service: Connection refused: ",
                 {{"http_proxy", "http://" + nobody}, {"no_proxy", ""}}, {});
-  ExpectRefusal("http://service.test/xmla", "The host of the proxy is not known: ",
+  ExpectRefusal("http://service.test/xmla", "The host name of the proxy cannot be resolved: ",
                 {{"http_proxy", "http://no-such-proxy.invalid"}, {"no_proxy", ""}}, {}, 5);
   Figure("proxies that refuse",
          "3 refusals of plain and of TLS connections, a proxy that is not there and "

@@ -291,7 +291,8 @@ TEST(Secrets, UsedWithDigestAreNotSentByBasicInTheSameCall) {
                                                  "--user", kUser, "import", "--jobs", "1"},
                                                 options);
     EXPECT_NE(outcome.status, 0);
-    EXPECT_THAT(outcome.err, HasSubstr("the password is not sent in a weaker way than before"));
+    EXPECT_THAT(outcome.err,
+                HasSubstr("the password is not sent with a weaker scheme than before"));
     ExpectDigestAlone(server, digests);
   }
 }
@@ -303,7 +304,7 @@ TEST(Secrets, UsedWithDigestAreNotSentByBasicInTheSameIdentification) {
   String errors;
   EXPECT_FALSE(OTXMLAIdentifyProvider(support::Wide("http://" + server.Authority() + "/"), L"ann",
                                       L"pw", ServerInfo::kCLIXMLA, identity, errors));
-  EXPECT_THAT(support::Narrow(errors), HasSubstr("not sent in a weaker way than before"));
+  EXPECT_THAT(support::Narrow(errors), HasSubstr("not sent with a weaker scheme than before"));
   ExpectDigestAlone(server, 1);
 }
 

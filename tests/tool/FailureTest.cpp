@@ -46,7 +46,7 @@ TEST(Failure, MisbehavingProvider) {
       {"status:503", "HTTP 503 Service Unavailable"},
       {"fault", "[64203] "},
       {"html", "web page"},
-      {"truncate", "The connection was cut in the middle of the reply: transfer closed with "},
+      {"truncate", "The connection was closed in the middle of the reply: transfer closed with "},
       {"empty", "empty"},
   };
   for (const Mood& mood : moods)

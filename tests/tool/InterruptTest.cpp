@@ -19,6 +19,7 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 
@@ -155,6 +156,42 @@ TEST_F(Interrupt, KeepsCompleteCubesOfAnImport) {
     EXPECT_EQ(document["errors"], Json({"interrupted; 1 of 2 cubes are not in the result"}));
     return seconds;
   });
+}
+
+/// Interrupts between the last reply of the tree and the first cube. Searches for this moment: the
+/// import library reports an earlier interruption, and a later one comes after the selection.
+TEST_F(Interrupt, DuringTheSelectionOfCubesIsReported) {
+  ScriptedProvider::Script script = OneCube();
+  std::vector<Row>& cubes = script.rows["MDSCHEMA_CUBES Lone"];
+  for (int i = 0; i < 200000; ++i) cubes.push_back({{"CUBE_NAME", "cube " + std::to_string(i)}});
+  std::counting_semaphore<> asked{0};
+  script.answer = [&](const std::string& type, const std::string&) -> std::string {
+    if (type == "MDSCHEMA_CUBES") asked.release();
+    return {};
+  };
+  const ScriptedProvider provider(std::move(script));
+  double early = 0;
+  double late = 4;
+  bool isFound = false;
+  for (int attempt = 0; attempt < 40 && !isFound; ++attempt) {
+    const double moment = (early + late) / 2;
+    const Outcome outcome =
+        RunToolWhile({"--url", provider.Url(), "import", "--cube", "none", "--format", "json"},
+                     [&](pid_t process) {
+                       asked.acquire();
+                       std::this_thread::sleep_for(std::chrono::duration<double>(moment));
+                       kill(process, SIGINT);
+                     });
+    const std::string text = outcome.out + outcome.err;
+    EXPECT_EQ(text.find("no cubes"), std::string::npos) << text.substr(0, 1000);
+    isFound = text.find("interrupted before the first cube was read") != std::string::npos;
+    if (outcome.status == 130 && text.find("[46066]") != std::string::npos)
+      early = std::max(early, moment * 0.9 + early * 0.1);
+    else
+      late = std::min(late, moment * 0.9 + late * 0.1);
+    if (late - early < 0.001) early *= 0.8, late *= 1.2;  // the machine was busy
+  }
+  EXPECT_TRUE(isFound);
 }
 
 TEST_F(Interrupt, AtThePromptEndsTheCallAndRestoresTheEcho) {

@@ -136,4 +136,25 @@ TEST(Interruption, EndsAnImportThatWaitsForItsServer) {
   EXPECT_LT(returned - asked, std::chrono::milliseconds(500));  // sanitizers are slow
 }
 
+/// A failed look-up of a default member is a warning; a cancelled one is the operation's end.
+TEST(Interruption, OfADefaultMembersLookUpIsNoWarning) {
+  const RefCnt<VXExecutionState> state(new VXExecutionState);
+  ScriptedServer server([&](const support::Request& request) {
+    if (support::RequestType(request.body) == "MDSCHEMA_MEMBERS")
+      state->RequestCancellation(VXExecutionState::kCancelReasonHost);
+    return Reply{
+        RowsetReply("<row><HIERARCHY_UNIQUE_NAME>[h]</HIERARCHY_UNIQUE_NAME>"
+                    "<STRUCTURE>0</STRUCTURE></row>")};
+  });
+  ImportProbe import(server.Url(), ServerInfo::kAnalysisServices2005);
+  const VXExecutionState::Scope scope(*state);
+  std::vector<OTXMLAHierarchy> hierarchies;
+  String errors;
+  String warnings;
+  import.GetHierarchies(hierarchies, errors, warnings);
+  EXPECT_THAT(support::Narrow(errors), testing::StartsWith("[46066]"));
+  EXPECT_EQ(warnings, String());
+  EXPECT_TRUE(hierarchies.empty());
+}
+
 }  // namespace

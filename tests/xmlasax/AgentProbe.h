@@ -23,7 +23,6 @@ class AgentProbe : public XmlADiscoverAgentImpl {
   using XmlADiscoverAgentImpl::ReadValue;
   using XmlADiscoverAgentImpl::RetrieveSoapFaultString;
   using XmlADiscoverAgentImpl::SendSoapRequest;
-  using XmlADiscoverAgentImpl::SoapParseErrorString;
   using XmlADiscoverAgentImpl::StartSaxParser;
   using XmlADiscoverAgentImpl::StopSaxParser;
 };

@@ -216,6 +216,8 @@ TEST(DataSourceTree, HasAllCatalogsAndCubesInTheProvidersOrder) {
   EXPECT_EQ(sources[0].m_catalogs[0].m_cubes[0].first, String(L"z"));
   EXPECT_EQ(sources[1].m_catalogs[0].m_cubes[0].second, String(L"y"));
   EXPECT_EQ(sources[0].m_catalogs[0].m_cubes[2].first, String(L"a"));
+  // A copied list has no spare room: neither a catalog nor a data source was copied.
+  EXPECT_GT(sources[0].m_catalogs[0].m_cubes.capacity(), 3u);
   // Keeps a catalog without cubes and a source without catalogs.
   EXPECT_EQ(sources[0].m_catalogs[1].m_catalogName, String(L"bare"));
   EXPECT_TRUE(sources[0].m_catalogs[1].m_cubes.empty());

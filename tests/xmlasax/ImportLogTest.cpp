@@ -410,16 +410,24 @@ TEST_IN_CHILD(ImportLog, EndsAtItsLimitAndTheImportContinues, kLogging) {
   EXPECT_EQ(ImportLimits().maxLogBytes, 1u << 30);
 }
 
-TEST_IN_CHILD(ImportLog, LineBreaksInNamesAreReplaced, kLogging) {
+TEST_IN_CHILD(ImportLog, ControlCharactersInNamesAreReplaced, kLogging) {
+  constexpr wchar_t kControls[] = {0x01, L'\t', L'\n', 0x0B, L'\r', 0x1B,   0x1F,
+                                   0x7F, 0x80,  0x85,  0x9B, 0x9F,  0x2028, 0x2029};
   ScriptedServer server([](const support::Request&) { return support::Reply{RowsetReply("")}; });
   LogDir log;
   {
     AgentProbe agent(server.Url(), ServerInfo::kTessera, true);
     VXStringVector catalogs;
-    agent.GetCatalogs(catalogs, L"a\nb\r\nc");
+    for (const wchar_t control : kControls)
+      agent.GetCatalogs(catalogs, L"a" + String(1, control) + L"b");
+    agent.GetCatalogs(catalogs, L"~\u00A0\u202A");
   }
-  EXPECT_THAT(support::ReadFile(log.File()),
-              HasSubstr("Get Catalogs from data source: \"a b  c\"\n\n"));
+  const std::string text = support::ReadFile(log.File());
+  const std::string title = "\nGet Catalogs from data source: \"a b\"\n\n";
+  std::size_t titles = 0;
+  for (std::size_t at = 0; (at = text.find(title, at)) != std::string::npos; ++at) ++titles;
+  EXPECT_EQ(titles, std::size(kControls));
+  EXPECT_THAT(text, HasSubstr("\"~\u00A0\u202A\"\n"));
 }
 
 TEST_IN_CHILD(ImportLog, UnwritableDirectoryIsAnErrorWithItsName, kLogging) {

@@ -81,6 +81,9 @@ const ReplyCase kReplies[] = {
     {"an exception around its error",
      RowsetReply("<Exception><Error ErrorCode=\"1\" Description=\"t\"/></Exception>"), 200,
      Fault("1", "t")},
+    {"the same with the description first",
+     RowsetReply("<Exception><Error Description=\"t\" ErrorCode=\"1\"/></Exception>"), 200,
+     Fault("1", "t")},
     {"an exception without error", Exception(""), 200, Fault("", "")},
     {"an exception behind rows",
      RowsetReply(kRows + "<Exception/><Error ErrorCode=\"7\" Description=\"late\"/>"), 200,
@@ -103,6 +106,29 @@ TEST(Failure, NeverLooksLikeAnEmptyResult) {
       EXPECT_THAT(error, testing::StartsWith(c.error)) << c.name << ", status " << c.status;
       EXPECT_TRUE(catalogs.empty()) << c.name;
     }
+  }
+}
+
+/// Keeps 65,536 characters of each text of a fault. The error text shows 512 of them.
+TEST(Failure, KeepsTheBeginningOfLongTexts) {
+  constexpr const char* kMissing = "... (65024 more characters)";
+  const std::string piece(40000, 'x');
+  const std::string pieces =
+      "<faultstring>" + piece + "</faultstring><faultstring>" + piece + "</faultstring>";
+  const std::string bodies[] = {
+      RowsetReply(pieces + pieces),
+      FaultReply(piece + piece, "t"),
+      Soap12("c", piece + piece),
+      Soap12(piece + piece, "t"),
+      Exception("<Error><ErrorCode>1</ErrorCode><Description>" + piece + piece +
+                "</Description></Error>"),
+  };
+  for (const std::string& body : bodies) {
+    ScriptedServer server({{body, 200}});
+    AgentProbe agent(server.Url());
+    VXStringVector catalogs;
+    EXPECT_THAT(ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); }), HasSubstr(kMissing))
+        << body.substr(0, 300);
   }
 }
 

@@ -1,6 +1,7 @@
 #include "call/Arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string_view>
 
 #include "base/Text.h"
@@ -33,20 +34,26 @@ std::string ScannedValue(int argc, const char* const* argv, std::string_view sho
 }
 
 void ScanForReport(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                   Arguments& arguments) {
-  arguments.json = ScannedValue(argc, argv, "", "--format") == "json";
+                   const std::vector<std::string>& formats, Arguments& arguments) {
+  const std::string format = ScannedValue(argc, argv, "", "--format");
+  if (std::ranges::count(formats, format) > 0) arguments.format = format;
   arguments.output = ScannedValue(argc, argv, "-o", "--output");
   for (int i = 1; i < argc && arguments.command.empty(); ++i)
     for (const CommandForm& command : commands)
       if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
 }
 
-/// The names of the commands, separated by commas.
+/// The names, separated by commas.
+std::string Enumerated(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
 std::string NamesOf(const std::vector<CommandForm>& commands) {
-  std::string names;
-  for (const CommandForm& command : commands)
-    names += (names.empty() ? "" : ", ") + std::string(command.name);
-  return names;
+  std::vector<std::string> names;
+  for (const CommandForm& command : commands) names.emplace_back(command.name);
+  return Enumerated(names);
 }
 
 void AddText(CLI::App& app, const std::string& names, std::string& value,
@@ -54,7 +61,8 @@ void AddText(CLI::App& app, const std::string& names, std::string& value,
   app.add_option(names, value, meaning)->type_name(placeholder);
 }
 
-void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& format) {
+void AddConnectionOptions(CLI::App& app, const std::vector<std::string>& formats,
+                          Arguments& arguments) {
   AddText(app, "--url", arguments.url, "URL", "the XMLA service, http or https [XMLA_IMPORT_URL]");
   AddText(app, "--sample", arguments.sample, "KIND",
           "import from the built-in sample provider: analysis-services, sap-bw or "
@@ -66,7 +74,8 @@ void AddConnectionOptions(CLI::App& app, Arguments& arguments, std::string& form
   AddText(app, "--target", arguments.target, "KIND",
           "the kind of provider, default auto: " + TargetNames() + " [XMLA_IMPORT_TARGET]");
   AddText(app, "--log", arguments.log, "DIR", "write the import log to DIR");
-  AddText(app, "--format", format, "FORMAT", "text (default) or json");
+  AddText(app, "--format", arguments.format, "FORMAT",
+          "one of: " + Enumerated(formats) + "; default " + formats.front());
   AddText(app, "-o,--output", arguments.output, "FILE", "write the result to FILE");
   app.add_flag("--quiet", arguments.quiet, "show no progress");
   app.add_flag("--verbose", arguments.verbose, "show each exchange with its timings");
@@ -111,11 +120,13 @@ void RequireValues(const CLI::App& app) {
       if (value.empty()) throw UsageError(option->get_name() + " needs a non-empty value");
 }
 
-void CheckMeaning(const CLI::App& app, const std::string& format, const Arguments& arguments) {
+void CheckMeaning(const CLI::App& app, const std::vector<std::string>& formats,
+                  const Arguments& arguments) {
   RequireValues(app);
   for (const CLI::App* command : app.get_subcommands()) RequireValues(*command);
-  if (format != "text" && format != "json")
-    throw UsageError("unknown --format \"" + OneLine(format) + "\"; expected one of: text, json");
+  if (std::ranges::count(formats, arguments.format) == 0)
+    throw UsageError("unknown --format \"" + OneLine(arguments.format) +
+                     "\"; expected one of: " + Enumerated(formats));
   if (arguments.quiet && arguments.verbose)
     throw UsageError("--quiet and --verbose cannot be combined");
 }
@@ -138,19 +149,18 @@ std::string AboutExtras(const CLI::App& app, const std::vector<CommandForm>& com
 }  // namespace
 
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    Arguments& arguments) {
+                    const std::vector<std::string>& formats, Arguments& arguments) {
   Arguments read;
-  std::string format = "text";
   CLI::App app("Reads the structure of OLAP cubes from an XML for Analysis service.",
                "xmla-import");
   app.set_version_flag("--version", "xmla-import " XMLA_IMPORT_VERSION);
   app.footer(std::string(kFooter));
   app.fallthrough();
-  AddConnectionOptions(app, read, format);
+  AddConnectionOptions(app, formats, read);
   for (const CommandForm& command : commands) AddCommand(app, command, read);
   app.require_subcommand(0, 1);
   const auto fail = [&](const std::string& text) {
-    ScanForReport(argc, argv, commands, arguments);
+    ScanForReport(argc, argv, commands, formats, arguments);
     throw UsageError(text);
   };
   try {
@@ -159,8 +169,7 @@ void ParseArguments(int argc, const char* const* argv, const std::vector<Command
     for (const CLI::App* const command : app.get_subcommands()) read.command = command->get_name();
     if (read.command.empty())
       throw UsageError("no command given; expected one of: " + NamesOf(commands));
-    read.json = format == "json";
-    CheckMeaning(app, format, read);
+    CheckMeaning(app, formats, read);
   } catch (const CLI::CallForHelp&) {
     read.information = app.help();  // the help of the command, if one was given
   } catch (const CLI::CallForVersion& version) {

@@ -10,7 +10,7 @@
 struct Arguments {
   std::string command;  ///< empty: no command
   std::string url, sample, user, passwordFile, target, log, output;
-  bool json = false;
+  std::string format = "text";
   bool quiet = false;
   bool verbose = false;
   std::vector<std::string> sources, catalogs, cubes;
@@ -23,4 +23,4 @@ struct Arguments {
 /// format and the output file, if they were given, so that the error is reported in the requested
 /// format.
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    Arguments& arguments);
+                    const std::vector<std::string>& formats, Arguments& arguments);

@@ -242,7 +242,9 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   }
   if (plan.cubes.empty()) {
     const bool filtered = !(arguments.sources.empty() && arguments.catalogs.empty());
-    if (plan.isComplete)
+    if (MustStop())
+      result.messages.errors.push_back("interrupted before the first cube was read");
+    else if (plan.isComplete)
       result.messages.errors.push_back(filtered ? "no cube matches --source, --catalog and --cube"
                                                 : "the provider has no cubes to import");
     return ExitStatus::kFailed;

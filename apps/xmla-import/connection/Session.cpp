@@ -18,8 +18,7 @@
 
 namespace {
 
-/// True for a log of the caller. The library refuses files of others, so there is no need to wait
-/// for another name.
+/// True if the file is a log of the caller. The library rejects a file of another user at once.
 bool IsOwnLog(const std::string& name) {
   struct stat status {};
   return lstat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();

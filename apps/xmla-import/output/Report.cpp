@@ -3,12 +3,13 @@
 #include <variant>
 
 #include "base/Text.h"
+#include "results/Formats.h"
 
-Report::Report(Output& output, bool isJson, Progress& progress)
+Report::Report(Output& output, const std::string& format, Progress& progress)
     : m_output(output),
       m_progress(progress),
       m_text(*this, output.IsTerminal()),
-      m_form(isJson ? MakeJsonForm(m_text) : MakeTextForm(m_text)) {}
+      m_form(MakeForm(format, m_text)) {}
 
 void Report::BeginCubes(ImportResult& result, std::size_t count) {
   ShowWarnings(result.messages);

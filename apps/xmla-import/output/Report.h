@@ -16,7 +16,7 @@
 /// OutputInterrupted.
 class Report : public CubeReceiver, private TextSink {
  public:
-  Report(Output& output, bool isJson, Progress& progress);
+  Report(Output& output, const std::string& format, Progress& progress);
 
   void BeginCubes(ImportResult& result, std::size_t count) override;
   void BeginCube(const String& name) override { m_progress.BeginCube(name); }

@@ -6,7 +6,7 @@
 #include "Import/XmlACubeVariable.h"
 #include "Utility/Generic/VXStringVector.h"
 
-/// One cube: the pair of its name and second name (both CUBE_NAME), then its own fields.
+/// A cube (MDSCHEMA_CUBES). `first` and `second` of the pair are both CUBE_NAME.
 class OTCube : public std::pair<String, String> {
  public:
   OTCube() = default;
@@ -14,16 +14,16 @@ class OTCube : public std::pair<String, String> {
   OTCube& operator=(const OTCube&) = default;
   ~OTCube() = default;
 
-  VXStringVector m_variables;             ///< for the host; the XMLA import leaves it empty
+  VXStringVector m_variables;             ///< for the host; not set by the XMLA import
   XmlACubeVariableVector m_sapVariables;  ///< rows of SAP_VARIABLES
-  VXStringVector m_aliases;               ///< for the host; the XMLA import leaves it empty
-  bool m_bMemberNameUnique = false;       ///< member names are unique across the cube
-  String m_dateFormat;                    ///< for the host; the XMLA import leaves it empty
+  VXStringVector m_aliases;               ///< for the host; not set by the XMLA import
+  bool m_bMemberNameUnique = false;       ///< member names are unique in the cube
+  String m_dateFormat;                    ///< for the host; not set by the XMLA import
 };
 
 using OTCubes = std::vector<OTCube>;
 
-/// One catalog (database) of a data source.
+/// A catalog of a data source (DBSCHEMA_CATALOGS).
 class OTCatalog {
  public:
   OTCatalog() = default;
@@ -32,14 +32,14 @@ class OTCatalog {
   ~OTCatalog() = default;
 
   String m_catalogName;        ///< CATALOG_NAME
-  bool m_bASOType = false;     ///< ASO storage; for the host, the XMLA import leaves it false
+  bool m_bASOType = false;     ///< ASO storage; for the host, not set by the XMLA import
   OTCubes m_cubes;             ///< in the provider's order
-  VXStringVector m_variables;  ///< for the host; the XMLA import leaves it empty
+  VXStringVector m_variables;  ///< for the host; not set by the XMLA import
 };
 
 using OTCatalogs = std::vector<OTCatalog>;
 
-/// One data source of a provider with its catalogs and their cubes.
+/// A data source of a provider (DISCOVER_DATASOURCES).
 class OTDataSource {
  public:
   OTDataSource() = default;
@@ -47,7 +47,8 @@ class OTDataSource {
   OTDataSource& operator=(const OTDataSource&) = default;
   ~OTDataSource() = default;
 
-  String m_dataSourceName;     ///< DataSourceName or DataSourceInfo, as the kind of provider asks
-  OTCatalogs m_catalogs;       ///< in the provider's order
-  VXStringVector m_variables;  ///< for the host; the XMLA import leaves it empty
+  String m_dataSourceName;  ///< DataSourceName for Analysis Services 2005 to 2012, DataSourceInfo
+                            ///< for other providers
+  OTCatalogs m_catalogs;    ///< in the provider's order
+  VXStringVector m_variables;  ///< for the host; not set by the XMLA import
 };

@@ -6,7 +6,7 @@
 #include "Import/OTXMLAUnit.h"
 #include "Utility/Generic/VXStringVector.h"
 
-/// One level of a hierarchy (a row of MDSCHEMA_LEVELS with its rows of MDSCHEMA_PROPERTIES).
+/// A level of a hierarchy: a row of MDSCHEMA_LEVELS with its rows of MDSCHEMA_PROPERTIES.
 class OTXMLALevel {
  public:
   OTXMLALevel() = default;
@@ -14,16 +14,17 @@ class OTXMLALevel {
   OTXMLALevel& operator=(const OTXMLALevel&) = default;
   ~OTXMLALevel() = default;
 
-  String m_levelName;              ///< display name
-  String m_externalName;           ///< LEVEL_NAME
-  OTXMLAUnit m_level;              ///< the level's own column
+  String m_levelName;     ///< LEVEL_CAPTION, or a name made from LEVEL_NAME; for the all level
+                          ///< LEVEL_UNIQUE_NAME
+  String m_externalName;  ///< LEVEL_NAME
+  OTXMLAUnit m_level;     ///< the level's own column
   OTXMLAUnits m_memberProperties;  ///< in the provider's order
-  std::int16_t m_levelNumber = 0;  ///< LEVEL_NUMBER, the depth
+  std::int16_t m_levelNumber = 0;  ///< LEVEL_NUMBER; 0 is the top
 };
 
 using OTXMLALevels = std::vector<OTXMLALevel>;
 
-/// One hierarchy of a cube (a row of MDSCHEMA_HIERARCHIES with its levels).
+/// A hierarchy of a cube: a row of MDSCHEMA_HIERARCHIES with its levels.
 class OTXMLAHierarchy {
  public:
   enum MemberType : int {
@@ -48,8 +49,8 @@ class OTXMLAHierarchy {
     kNativeHierarchyTypeLast = 256,
     kHierarchyTypeInvalid = 257,
   };
-  /// Kinds of dimension. The values 1 to 16 and 256 are the codes of the DIMENSION_TYPE column;
-  /// kDimensionInvalid shares its value with kDimensionTypeTime.
+  /// Dimension types. The values 1 to 16 and 256 are the codes of the DIMENSION_TYPE column.
+  /// kDimensionInvalid has the same value as kDimensionTypeTime.
   enum DimensionType : int {
     kDimensionTypeUnknown = 0,
     kDimensionTypeTime = 1,
@@ -73,8 +74,8 @@ class OTXMLAHierarchy {
     kDimensionInvalid = 1,
   };
 
-  /// The structures from kHierarchyTypeFirst to kHierarchyTypeLast: how many there are, and the one
-  /// at `index`, in the order of their values; kHierarchyTypeInvalid behind the last.
+  /// The number of structures from kHierarchyTypeFirst to kHierarchyTypeLast, and the one at
+  /// `index`; kHierarchyTypeInvalid if `index` is out of range.
   static constexpr unsigned int GetNumberOfSupportedHierarchyTypes() noexcept {
     return kHierarchyTypeLast - kHierarchyTypeFirst + 1;
   }
@@ -83,7 +84,7 @@ class OTXMLAHierarchy {
                ? static_cast<HierarchyType>(kHierarchyTypeFirst + index)
                : kHierarchyTypeInvalid;
   }
-  /// The structure's name in words, for people; "invalid" for a value that is no structure.
+  /// The name of a structure for users; "invalid" for other values.
   static String StringFromHierarchyType(HierarchyType type) {
     constexpr const wchar_t* kNames[] = {L"unknown", L"fully balanced", L"unbalanced",
                                          L"ragged balanced", L"network"};
@@ -96,14 +97,14 @@ class OTXMLAHierarchy {
   OTXMLAHierarchy& operator=(const OTXMLAHierarchy&) = default;
   ~OTXMLAHierarchy() = default;
 
-  String m_hierarchyName;                        ///< display name
-  String m_externalName;                         ///< HIERARCHY_UNIQUE_NAME without brackets
-  String m_dimensionUniqueName;                  ///< DIMENSION_UNIQUE_NAME without brackets
-  OTXMLALevels m_levels;                         ///< top first
-  MemberType m_memberType = kMemberTypeUnknown;  ///< kind of the default member
+  String m_hierarchyName;        ///< HIERARCHY_CAPTION, or a name made from m_externalName
+  String m_externalName;         ///< HIERARCHY_UNIQUE_NAME without brackets
+  String m_dimensionUniqueName;  ///< DIMENSION_UNIQUE_NAME without brackets
+  OTXMLALevels m_levels;         ///< top first
+  MemberType m_memberType = kMemberTypeUnknown;  ///< MEMBER_TYPE of the default member
   HierarchyType m_hierarchyType = kHierarchyTypeUnknown;
   DimensionType m_dimensionType = kDimensionTypeUnknown;
-  VXStringVector m_alternateHierarchyNames;  ///< for the host; the XMLA import leaves it empty
-  VXStringVector m_udas;                     ///< for the host; the XMLA import leaves it empty
-  String m_defaultMember;                    ///< for the host; the XMLA import leaves it empty
+  VXStringVector m_alternateHierarchyNames;  ///< for the host; not set by the XMLA import
+  VXStringVector m_udas;                     ///< for the host; not set by the XMLA import
+  String m_defaultMember;                    ///< for the host; not set by the XMLA import
 };

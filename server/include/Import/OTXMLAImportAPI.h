@@ -10,87 +10,91 @@
 #include "Import/OTXMLAUnit.h"
 #include "Utility/Generic/ServerInfo.h"
 
-/// The host's import interface. The order of the virtual operations is part of it: the host calls
-/// them by their place.
+/// The host's import interface. The host calls the virtual functions by their slots, so their order
+/// must not change. The host also defines the layout of the members. Some of them are only stored.
 ///
-/// Order of calls: SetupConnInfo first; SetConnectParameters and SetImportOption whenever the host
-/// likes; GetDataSourceNames or GetDataSourceInfo to let the user choose; SetImportChoiceInfo with
-/// the choice; then the operations on the chosen cube, each independently. An import operation
-/// before SetupConnInfo is an error of the host and is not guarded.
+/// Order of calls:
+/// - SetupConnInfo. Calling an import operation before it is undefined behaviour.
+/// - SetConnectParameters and SetImportOption at any time.
+/// - GetDataSourceNames or GetDataSourceInfo, to let the user choose a cube.
+/// - SetImportChoiceInfo with the choice.
+/// - The operations on the chosen cube, in any order.
 ///
-/// Errors: `errors` and `warnings` are appended to, never cleared. A failed operation leaves its
-/// text in `errors` and returns normally with what it had read before in its output; every warning
-/// ends with a line feed. Exceptions other than ErrorMessage pass through.
+/// Errors: operations append to `errors` and `warnings` and never clear them. A failed operation
+/// appends its text to `errors` and returns normally; its output contains what was read before.
+/// Each warning ends with a line feed. Exceptions other than ErrorMessage pass to the caller.
 ///
-/// Threads: one import object is used from one thread at a time and holds no lock. Distinct objects
-/// may be used at the same time. Another thread may ask a running operation to stop through the
-/// VXExecutionState that is in force on the calling thread. While an operation runs, each reply is
-/// parsed on a thread of the object's own, on which all signals are blocked.
+/// Threads: use an object from one thread at a time; it has no lock. Different objects may be used
+/// at the same time. Another thread can cancel a running operation through the VXExecutionState
+/// that is active on the calling thread. Each object parses replies on its own worker thread, which
+/// blocks all signals.
 ///
-/// Settings: ImportSettings on the calling thread holds HTTP options, limits on what a server can
-/// make an operation do, an optional deadline, and handlers.
+/// Settings: the ImportSettings of the calling thread contain HTTP options, limits, an optional
+/// deadline, and handlers.
 ///
-/// Fork: a child process may delete objects that no thread was using at the time of the fork, and
-/// uses new ones for its own imports.
+/// Fork: a child process can create its own objects. It may delete inherited objects that no thread
+/// used at the time of the fork, but not use them otherwise.
 class OTXMLAImportAPI {
  public:
   using ConnectParameters = std::vector<std::pair<String, String>>;
 
   OTXMLAImportAPI();
 
-  /// Both do nothing: every request stands for itself.
+  /// Both do nothing, because XMLA requests are independent.
   virtual void OpenConnection();
   virtual void CloseConnection();
-  /// Keeps the connection and makes a fresh discover agent for it, which replaces an earlier one.
-  /// Nothing is sent. Throws ErrorMessage for a URL that cannot be used or an import log that
-  /// cannot be opened; the former agent then stays.
+  /// Stores the connection and replaces the discover agent. Sends nothing. Throws ErrorMessage if
+  /// the URL is unusable or the import log cannot be opened; then the previous agent stays.
   ///
-  /// URL and password are kept until the next call or the end of the object, and then overwritten
-  /// in memory. They share the characters of the host's texts: the last one that has them must be
-  /// overwritten, so a host ends its texts with Erase(). libcurl has copies of its own, see
+  /// Passwords: the object keeps URL and password until the next call or its destruction, and then
+  /// overwrites them. They share their buffers with the host's texts, and only the last owner can
+  /// overwrite them, so the host must call Erase() on its texts. libcurl has its own copies, see
   /// HTTPClientWrapper.
   ///
-  /// The time-out for connecting and for silence on the connection is 120 seconds, or the whole
-  /// number in MORVEN_BI_XMLA_HTTP_TIMEOUT (0: none) that the library found when it was loaded; any
-  /// other value there counts as not set. The other environment variables are read here: no thread
-  /// may change the environment meanwhile.
+  /// Time-out: 120 seconds to connect, and for periods without data. The environment variable
+  /// MORVEN_BI_XMLA_HTTP_TIMEOUT changes it (a whole number; 0: none). It is read when the library
+  /// is loaded. This function reads the other environment variables, so no thread may change the
+  /// environment during the call.
   ///
-  /// With OT_XMLA_IMPORT_LOGGING in the environment, or a log directory in the calling thread's
-  /// ImportSettings, the object writes an import log. Its file is named after the second in which
-  /// this operation is called: two objects that are connected within one second write to one file,
-  /// and the later one empties it. Give such objects directories of their own.
+  /// Import log: written if the environment variable OT_XMLA_IMPORT_LOGGING exists or
+  /// ImportSettings::logDirectory is set. The file name contains the current second. If two objects
+  /// are connected within one second, the second one empties the log of the first. Use a different
+  /// directory for each of them.
   virtual void SetupConnInfo(const String& url, const String& user, const String& password,
                              ServerInfo::TargetType targetType, ServerInfo::CLIType cliType) = 0;
-  /// Replaces the connection parameters (pairs of name and value) and the required version.
+  /// Replaces the connection parameters (pairs of name and value) and the required version. They
+  /// are only stored.
   virtual void SetConnectParameters(ConnectParameters& parameters, const String& requiredVersion);
   virtual void GetConnectParameters(ConnectParameters& parameters) const;
   virtual String GetRequiredVersion() const;
-  /// The tree of data sources, catalogs and cubes (DISCOVER_DATASOURCES, DBSCHEMA_CATALOGS,
-  /// MDSCHEMA_CUBES). With a non-empty list on entry, the tree of its first element's name alone.
+  /// Replaces `dataSources` by the tree of data sources, catalogs and cubes (DISCOVER_DATASOURCES,
+  /// DBSCHEMA_CATALOGS, MDSCHEMA_CUBES). If the list is not empty on entry, reads only the data
+  /// source that its first element names.
   virtual void GetDataSourceInfo(std::vector<OTDataSource>& dataSources, String& errors,
                                  String& warnings) = 0;
-  /// Replaces `names` by the names of the provider's data sources (DISCOVER_DATASOURCES). The kind
-  /// of provider is checked first: when that fails, `names` is left as it was.
+  /// Replaces `names` by the names of the provider's data sources (DISCOVER_DATASOURCES). Checks
+  /// the kind of the provider first. If that fails, `names` does not change.
   virtual void GetDataSourceNames(VXStringVector& names, String& errors, String& warnings) = 0;
-  /// The data source, catalog and cube that the following operations read.
+  /// Sets the data source, catalog and cube for the following operations.
   virtual void SetImportChoiceInfo(const String& dataSource, const String& catalog,
                                    const String& cube) = 0;
-  /// Replaces `hierarchies` by those of the chosen cube (MDSCHEMA_HIERARCHIES and below).
+  /// Replaces `hierarchies` by those of the chosen cube (MDSCHEMA_HIERARCHIES, MDSCHEMA_LEVELS,
+  /// MDSCHEMA_PROPERTIES). Skipped hierarchies cause warnings.
   virtual void GetHierarchies(std::vector<OTXMLAHierarchy>& hierarchies, String& errors,
                               String& warnings) = 0;
   /// Replaces `units` by the measures of the chosen cube (MDSCHEMA_MEASURES).
   virtual void GetMeasuresAndCalcMembers(std::vector<OTXMLAUnit>& units, String& errors,
                                          String& warnings) = 0;
-  /// Appends the variables of the chosen cube (SAP_VARIABLES) to `cube.m_sapVariables`; with an
-  /// empty cube name those of the whole catalog. Touches neither text: a failure is an ErrorMessage
-  /// that passes to the caller.
+  /// Appends the variables of the chosen cube (SAP_VARIABLES) to `cube.m_sapVariables`, or those of
+  /// the whole catalog if the name of the cube is empty. Does not change `errors` and `warnings`:
+  /// on failure, throws ErrorMessage.
   virtual void GetSAPVariables(OTCube& cube, String& errors, String& warnings) = 0;
 
   virtual ~OTXMLAImportAPI();
 
-  /// The kind that was configured, never the detected one.
+  /// The configured kind, not the detected one.
   virtual ServerInfo::TargetType GetTargetType();
-  // The following five do nothing for XMLA and leave their arguments as they are.
+  // The following five functions do nothing and do not change their arguments.
   virtual void FlatDimensionToMeasures(const String& dimension, std::vector<OTXMLAUnit>& units,
                                        String& errors, String& warnings);
   virtual void PrepareForApplicationAndCube(String& application, String& cube);
@@ -99,10 +103,10 @@ class OTXMLAImportAPI {
                            String& errors, String& warnings);
   virtual void GetVariables(OTDataSource& dataSource, String& errors, String& warnings);
   virtual void SetImportOption(const OTXMLAImportOption& option);
-  /// Does nothing for XMLA and leaves its arguments as they are.
+  /// Does nothing and does not change its arguments.
   virtual void GetObject(const String& dataSource, const String& catalog, const String& cube,
                          const String& object, String& errors, String& warnings);
-  /// Returns 1, "no version information", and leaves its arguments as they are.
+  /// Returns 1 ("no version information") and does not change its arguments.
   virtual int GetVersionInfo(int& major, int& minor, int& revision, String& errors,
                              String& warnings);
 

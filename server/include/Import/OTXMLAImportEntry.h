@@ -5,23 +5,23 @@
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 
-/// What a provider says of itself, and the kind that this makes it.
+/// The identity of a provider (DISCOVER_PROPERTIES) and its detected kind.
 struct OTXMLAProviderIdentity {
   String name;     ///< ProviderName
   String version;  ///< ProviderVersion
   ServerInfo::TargetType target = ServerInfo::kTessera;
 };
 
-// The two functions that a host looks up in the loaded library (dlsym) by their plain names.
+// The two exported functions, without C++ name mangling, for dlsym. Thread-safe.
 extern "C" {
 
-/// A new import object. The caller owns it and destroys it with `delete`, before the library is
-/// unloaded.
+/// Creates an import object. The caller must `delete` it before the library is unloaded. Throws
+/// std::bad_alloc.
 XMLAHOST_API OTXMLAImportAPI* OTXMLACreateImport();
 
-/// Asks a provider for its name and version (DISCOVER_PROPERTIES); when that yields no name or a
-/// SOAP fault, once more the way of the Tamarind family (name from DISCOVER_DATASOURCES). True when
-/// the provider answered; false with the reason appended to `errors` otherwise. Never logged.
+/// Reads the name and version of a provider (DISCOVER_PROPERTIES). If that gives no name or a SOAP
+/// fault, tries again by the rules of the Tamarind family (name from DISCOVER_DATASOURCES). On
+/// failure, returns false and appends the reason to `errors`. Writes no import log.
 XMLAHOST_API bool OTXMLAIdentifyProvider(const String& url, const String& user,
                                          const String& password, ServerInfo::CLIType cliType,
                                          OTXMLAProviderIdentity& identity, String& errors);

@@ -2,7 +2,7 @@
 
 #include "Utility/Generic/VXStringVector.h"
 
-/// What the host may set before an import.
+/// Options of the host for an import. They are only stored: no XMLA operation reads them.
 class OTXMLAImportOption {
  public:
   OTXMLAImportOption() = default;
@@ -10,7 +10,8 @@ class OTXMLAImportOption {
   OTXMLAImportOption& operator=(const OTXMLAImportOption&) = default;
   ~OTXMLAImportOption() = default;
 
-  bool m_bFlatMeasureListFlag = false;             ///< measures as one flat list
-  bool m_bSkipDimensionUDA = false;                ///< leave user-defined attributes out
-  VXStringVector m_forceSingleViewHierarchyNames;  ///< hierarchies to import as single-view ones
+  bool m_bFlatMeasureListFlag = false;  ///< import measures as a flat list
+  bool m_bSkipDimensionUDA = false;     ///< skip user-defined attributes
+  VXStringVector
+      m_forceSingleViewHierarchyNames;  ///< hierarchies to import as single-view hierarchies
 };

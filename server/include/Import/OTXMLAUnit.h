@@ -6,14 +6,14 @@
 #include "Import/VXDataType.h"
 #include "Utility/Generic/String.h"
 
-// The import records are plain values. Copying shares texts and copies lists element by element in
-// order; they are never moved, so a list that grows copies its records into the new storage.
+// The import records are values. Copies share texts and copy lists. They have no move constructor,
+// so a growing vector copies them.
 
 /// A measure, a level's column or a level's member property.
 class OTXMLAUnit {
  public:
-  /// Aggregation rules; several names share a value, and the length and time-balance codes stand in
-  /// the same enumeration.
+  /// Aggregation types. The enumeration also contains the default length and the time-balance
+  /// codes. Some names have the same value.
   enum AggrType : int {
     kAggrUnknown = 0,
     kAggrSum = 1,
@@ -31,7 +31,7 @@ class OTXMLAUnit {
     kTimeBalanceLast = 257,
     kTimeBalanceAverage = 258,
   };
-  /// Kinds of dimension property.
+  /// Types of dimension properties.
   enum DimPropType : int {
     kDimPropNone = 0,
     kDimPropUDA = 1,
@@ -46,8 +46,8 @@ class OTXMLAUnit {
     kDimPropLast = 9,
   };
 
-  /// The aggregation rules, without the codes that are lengths and time balances: how many there
-  /// are, and the one at `index`, in the order of their values; kAggrUnknown behind the last.
+  /// The number of aggregation types (without length and time-balance codes), and the one at
+  /// `index`; kAggrUnknown if `index` is out of range.
   static constexpr unsigned int GetNumberOfSupportedAggregationTypes() noexcept {
     return kAggrExternal + 1;
   }
@@ -56,7 +56,7 @@ class OTXMLAUnit {
                                                           : kAggrUnknown;
   }
 
-  /// A nullable variable-length text column of length 128.
+  /// The default is a nullable variable-length text column of length 128.
   OTXMLAUnit() = default;
   OTXMLAUnit(const OTXMLAUnit&) = default;
   OTXMLAUnit& operator=(const OTXMLAUnit&) = default;
@@ -64,14 +64,14 @@ class OTXMLAUnit {
 
   AggrType m_aggrType = kAggrUnknown;               ///< measures only
   String m_name;                                    ///< display name; for a measure its caption
-  std::int32_t m_precision = kDefaultColumnLength;  ///< numeric precision, or length of a text
+  std::int32_t m_precision = kDefaultColumnLength;  ///< numeric precision or text length
   VXDataType m_type = VXVarCharData;
   std::int16_t m_scale = 0;  ///< numeric scale
   std::int8_t m_nullable = 1;
-  String m_externalName;                        ///< the provider's own name, for queries
-  String m_tamarindAttributeHierarchyName;      ///< the attribute hierarchy a property belongs to
-  std::int16_t m_tamarindGenerationNumber = 0;  ///< the generation a property belongs to
-  std::int16_t m_tamarindPropertyType = 0;      ///< the provider's property-type code
+  String m_externalName;                        ///< the provider's name, for queries
+  String m_tamarindAttributeHierarchyName;      ///< attribute hierarchy of a property
+  std::int16_t m_tamarindGenerationNumber = 0;  ///< generation of a property
+  std::int16_t m_tamarindPropertyType = 0;      ///< KELVORA_PROPERTY_TYPE
   DimPropType m_dimPropType = kDimPropNone;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The host's column data types. The values are stored by the host and must stay as they are.
+/// The host's column data types. The host stores the values, so they must not change.
 enum VXDataType {
   VXBitData = 0,
   VXCharData = 1,

@@ -6,9 +6,9 @@
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/String.h"
 
-/// A variable of an SAP BW query cube: a row of the SAP_VARIABLES rowset. The reader makes
-/// reference-counted ones; OTCube keeps copies by value. The codes are stored as the provider sends
-/// them, in or out of the ranges named here.
+/// A variable of an SAP BW query cube: a row of SAP_VARIABLES. The rowset reader creates
+/// reference-counted objects; OTCube contains copies by value. The codes are stored as the provider
+/// sends them and may be outside the enumerations.
 class XmlACubeVariable : public RefCountable {
  private:
   auto Fields() const {
@@ -36,15 +36,14 @@ class XmlACubeVariable : public RefCountable {
   };
 
   XmlACubeVariable() = default;
-  /// Copies every field, texts by sharing, and takes over the source's reference count, which has
-  /// no meaning for a copy held by value.
+  /// Copies all fields and the reference count. The count has no meaning in a copy by value.
   XmlACubeVariable(const XmlACubeVariable&) = default;
   XmlACubeVariable& operator=(const XmlACubeVariable&) = default;
   ~XmlACubeVariable() override = default;
 
-  /// Memberwise assignment of all eleven fields.
+  /// Assigns all eleven fields.
   void CopyFrom(const XmlACubeVariable& other) { *this = other; }
-  /// Memberwise comparison of all eleven fields.
+  /// Compares all eleven fields.
   bool operator==(const XmlACubeVariable& other) const { return Fields() == other.Fields(); }
 
   String m_Name;                                                ///< VARIABLE_NAME

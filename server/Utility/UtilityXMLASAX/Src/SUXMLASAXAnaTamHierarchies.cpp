@@ -8,17 +8,14 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
-// The hierarchies of a cube.
+// Import of the hierarchies of a cube.
 
 namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
-
-constexpr int kMessageVirtualHierarchy = 62011;
-constexpr int kMessageMeasuresHierarchy = 62012;
-constexpr int kMessageUnknownStructure = 62013;
 
 struct LessIgnoringCase {
   bool operator()(const String& a, const String& b) const {
@@ -26,8 +23,8 @@ struct LessIgnoringCase {
   }
 };
 
-/// The number of the message that says why the hierarchy is left out, or 0 to import it.
-int ReasonToSkip(const XmlAHierarchy& row, const ProviderRules& rules) {
+/// The number of the warning for a skipped hierarchy, or 0 if it is imported.
+int SkipReason(const XmlAHierarchy& row, const ProviderRules& rules) {
   if (!row.NotMeasure() && rules.skipsMeasuresHierarchy) return kMessageMeasuresHierarchy;
   if (rules.skipsUnknownStructure &&
       row.GetHierarchyType() == OTXMLAHierarchy::kHierarchyTypeUnknown)
@@ -44,17 +41,19 @@ class HierarchyImport {
 
   const ProviderRules& Rules() const { return m_rules; }
 
-  /// What the dimensions say about the hierarchies.
+  /// Reads default hierarchies and dimension types from the dimensions, if the provider's rules say
+  /// so.
   void ReadDimensions() {
-    if (m_rules.marksDefaultHierarchies)
+    if (m_rules.hasDefaultHierarchies)
       m_agent.FindDefaultHierarchiesOnCatalogCube(m_defaults, m_catalog, m_cube, m_dataSource);
-    if (!m_rules.dimensionsTellAttributes) return;
+    if (!m_rules.attributesFromDimensions) return;
     std::vector<RefCnt<XmlADimension>> rows;
     m_agent.GetDimensionsOnCatalogCube(rows, m_catalog, m_cube, m_dataSource);
-    // Of several dimensions with one name the first counts.
-    for (const RefCnt<XmlADimension>& row : rows) {
+    // If several dimensions have the same name, the first one is used.
+    for (RefCnt<XmlADimension>& row : rows) {
       ThrowIfStopped();
       m_dimensionTypes.emplace(row->GetDimensionUniqueName(), row->GetDimensionType());
+      row = {};  // freeing a million rows at once would delay a cancellation
     }
   }
 
@@ -89,7 +88,8 @@ class HierarchyImport {
         found == m_dimensionTypes.end() ? row.GetDimensionType() : found->second);
   }
 
-  /// The kind of the default member. A failed look-up is a warning, and the kind stays unknown.
+  /// Sets the type of the default member. If the look-up fails, adds a warning, and the type stays
+  /// unknown.
   void SetMemberType(OTXMLAHierarchy& hierarchy, const XmlAHierarchy& row, Warnings& warnings) {
     if (m_rules.allMemberNeedsNoLookup &&
         IsCaseInsensitiveMatch(row.GetDefaultMember(), row.GetAllMember())) {
@@ -103,6 +103,7 @@ class HierarchyImport {
                                               m_dataSource);
       hierarchy.m_memberType = static_cast<OTXMLAHierarchy::MemberType>(member->GetMemberType());
     } catch (const ErrorMessage& error) {
+      ThrowIfStopped();  // a cancellation is not a warning
       warnings.Add(error);
     }
   }
@@ -122,27 +123,29 @@ void OTXMLAAnaTamImportAPI::GetHierarchies(std::vector<OTXMLAHierarchy>& hierarc
                                            String& errors, String& warnings) {
   hierarchies.clear();
   const ImportOperation operation;
-  Warnings told(warnings);
+  Warnings limitedWarnings(warnings);
   try {
     HierarchyImport import(*m_DiscoverAgent, m_choiceCatalog, m_choiceCube, m_choiceDataSource);
     import.ReadDimensions();
     std::vector<RefCnt<XmlAHierarchy>> rows;
     m_DiscoverAgent->GetHierarchiesOnCatalogCube(rows, m_choiceCatalog, m_choiceCube,
                                                  m_choiceDataSource);
-    hierarchies.reserve(rows.size());  // a record moves by copying all that it holds
+    hierarchies.reserve(
+        rows.size());  // records have no move constructor, so growing would copy them
     for (const RefCnt<XmlAHierarchy>& row : rows) {
       ThrowIfStopped();
-      if (const int reason = ReasonToSkip(*row, import.Rules())) {
-        told.Add(reason, {row->GetUniqueName(), m_choiceDataSource, m_choiceCatalog, m_choiceCube});
+      if (const int reason = SkipReason(*row, import.Rules())) {
+        limitedWarnings.Add(
+            reason, {row->GetUniqueName(), m_choiceDataSource, m_choiceCatalog, m_choiceCube});
       } else {
-        hierarchies.push_back(import.Import(row, told));
+        hierarchies.push_back(import.Import(row, limitedWarnings));
       }
     }
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);
   } catch (...) {
-    told.Finish();
+    limitedWarnings.Finish();
     throw;
   }
-  told.Finish();
+  limitedWarnings.Finish();
 }

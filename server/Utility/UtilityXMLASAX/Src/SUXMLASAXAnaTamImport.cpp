@@ -6,17 +6,17 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/Generic/SUStrUtil.h"
 #include "Utility/Generic/Secret.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
-// The connection, the tree of data sources, and the measures and variables of a cube.
+// Connection, tree of data sources, measures and variables. See SUXMLASAXAnaTamHierarchies.cpp for
+// hierarchies.
 
 namespace {
 
-constexpr int kMessageTargetMismatch = 62010;
-
-/// Leading characters of the provider version, in the order in which they are tried.
+/// Prefixes of the provider version, in the order of comparison.
 constexpr struct {
   const wchar_t* start;
   ServerInfo::TargetType target;
@@ -30,10 +30,11 @@ bool ContainsIgnoringCase(const String& text, const wchar_t* pattern) {
   return BaseStringUtil::CaseInsensitiveFindPattern(text, pattern) != String::npos;
 }
 
-/// The host knows sums, counts, minima and maxima; everything else the provider must compute.
+/// The host supports sum, count, minimum and maximum. Other aggregations are computed by the
+/// provider.
 OTXMLAUnit::AggrType ImportedAggregation(int code) {
-  const bool known = code >= OTXMLAUnit::kAggrSum && code <= OTXMLAUnit::kAggrMax;
-  return known ? static_cast<OTXMLAUnit::AggrType>(code) : OTXMLAUnit::kAggrExternal;
+  const bool isKnown = code >= OTXMLAUnit::kAggrSum && code <= OTXMLAUnit::kAggrMax;
+  return isKnown ? static_cast<OTXMLAUnit::AggrType>(code) : OTXMLAUnit::kAggrExternal;
 }
 
 }  // namespace
@@ -44,7 +45,7 @@ OTXMLAAnaTamImportAPI::~OTXMLAAnaTamImportAPI() = default;
 void OTXMLAAnaTamImportAPI::SetupConnInfo(const String& url, const String& user,
                                           const String& password, ServerInfo::TargetType targetType,
                                           ServerInfo::CLIType cliType) {
-  ReplaceSecret(m_url, url);  // it may contain a password
+  ReplaceSecret(m_url, url);  // may contain a password
   m_user = user;
   ReplaceSecret(m_password, password);
   m_targetType = targetType;
@@ -97,27 +98,30 @@ void OTXMLAAnaTamImportAPI::GetDataSourceNames(VXStringVector& names, String& er
 
 void OTXMLAAnaTamImportAPI::GetDataSourceInfo(std::vector<OTDataSource>& dataSources,
                                               String& errors, String& warnings) {
-  // The host's old entries are gone whatever happens; only the first one's name counts.
+  // The output is cleared even on failure. Only the name of its first entry is used.
   VXStringVector names;
-  const bool all = dataSources.empty();
-  if (!all) names.push_back(dataSources.front().m_dataSourceName);
+  const bool readsAll = dataSources.empty();
+  if (!readsAll) names.push_back(dataSources.front().m_dataSourceName);
   dataSources.clear();
   const ImportOperation operation;
   try {
     CheckTargetType(warnings);
-    if (all) m_DiscoverAgent->GetDataSourceInfo(names);
+    if (readsAll) m_DiscoverAgent->GetDataSourceInfo(names);
+    // Records have no move constructor, so growing would copy them.
+    dataSources.reserve(names.size());
     for (const String& name : names) {
-      OTDataSource dataSource;
-      dataSource.m_dataSourceName = name;
       VXStringVector catalogNames;
       m_DiscoverAgent->GetCatalogs(catalogNames, name);
+      OTCatalogs catalogs;
+      catalogs.reserve(catalogNames.size());
       for (const String& catalogName : catalogNames) {
-        OTCatalog catalog;
+        OTCatalog& catalog = catalogs.emplace_back();
         catalog.m_catalogName = catalogName;
         m_DiscoverAgent->GetCubesOnCatalog(catalog.m_cubes, catalogName, name);
-        dataSource.m_catalogs.push_back(catalog);
       }
-      dataSources.push_back(dataSource);
+      OTDataSource& dataSource = dataSources.emplace_back();
+      dataSource.m_dataSourceName = name;
+      dataSource.m_catalogs.swap(catalogs);
     }
   } catch (const ErrorMessage& error) {
     error.RetrieveErrorMessages(errors);

@@ -5,30 +5,30 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/String.h"
 
-/// One line of a row object's column map: the rowset's column and what its value does to the row.
+/// A line of a column map: the column of a rowset and the setter of the row object.
 template <class Row>
 struct Column {
   String::View name;
-  void (*take)(Row& row, const String& value);
+  void (*set)(Row& row, const String& value);
 };
 
-/// What the first line whose name equals `column` ignoring case does; null when there is none. An
-/// unknown column is no error: providers add columns of their own.
+/// The setter of the first line whose name equals `column` ignoring case; null if there is none.
+/// Unknown columns are ignored, because providers add their own.
 template <class Row, std::size_t count>
-auto FindTake(const Column<Row> (&map)[count], const String& column) -> decltype(map[0].take) {
+auto FindSetter(const Column<Row> (&map)[count], const String& column) -> decltype(map[0].set) {
   for (const Column<Row>& line : map)
-    if (BaseStringUtil::IsCaseInsensitiveMatch(column, line.name)) return line.take;
+    if (BaseStringUtil::IsCaseInsensitiveMatch(column, line.name)) return line.set;
   return nullptr;
 }
 
-/// Gives the value to what FindColumn names.
+/// Sets the column of a row object. Unknown columns are ignored.
 template <class Row>
-void TakeColumn(Row& row, const String& column, const String& value) {
-  if (const auto take = row.FindColumn(column)) take(row, value);
+void SetColumn(Row& row, const String& column, const String& value) {
+  if (const auto set = row.FindColumn(column)) set(row, value);
 }
 
-/// Stores the text as it is.
+/// Sets a text field.
 template <class Row, String Row::*field>
-void TakeText(Row& row, const String& value) {
+void SetText(Row& row, const String& value) {
   row.*field = value;
 }

@@ -5,12 +5,13 @@
 
 namespace {
 
-/// Digits with optional blanks around them. UIntFrom alone would take "abc" for 0: no limit.
+/// True for digits with optional white space around them. UIntFrom alone would read "abc" as 0,
+/// which means no limit.
 bool IsWholeNumber(String::View text) {
-  static constexpr String::View kBlanks = L" \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlanks);
+  static constexpr String::View kWhiteSpace = L" \t\r\n";
+  const std::size_t first = text.find_first_not_of(kWhiteSpace);
   if (first == String::npos) return false;
-  text = text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+  text = text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first);
   return text.find_first_not_of(L"0123456789") == String::npos;
 }
 

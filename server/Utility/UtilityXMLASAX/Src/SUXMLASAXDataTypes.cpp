@@ -8,8 +8,8 @@ struct TypeCode {
   VXDataType type;
 };
 
-// Lossy on purpose: the host computes signed integers and currency as doubles, and keeps a
-// timestamp as a date.
+// Intentionally lossy: the host handles signed integers and currency as doubles, and timestamps as
+// dates.
 constexpr TypeCode kTypeCodes[] = {
     {2, VXDoubleData},            // DBTYPE_I2
     {3, VXDoubleData},            // DBTYPE_I4

@@ -4,9 +4,9 @@
 struct XmlADimensionColumns {
   using Row = XmlADimension;
   template <String Row::*field>
-  static constexpr auto kText = &TakeText<Row, field>;
+  static constexpr auto kText = &SetText<Row, field>;
 
-  static void TakeIsAttribute(Row& row, const String& value) {
+  static void SetIsAttribute(Row& row, const String& value) {
     if (BaseStringUtil::IsCaseInsensitiveMatch(value, L"true")) row.m_IsDimensionAttribute = true;
   }
 
@@ -14,16 +14,16 @@ struct XmlADimensionColumns {
       {L"DIMENSION_UNIQUE_NAME", kText<&Row::m_DimensionUniqueName>},
       {L"DIMENSION_TYPE", kText<&Row::m_DimensionType>},
       {L"DEFAULT_HIERARCHY", kText<&Row::m_DefaultHierarchyUniqueName>},
-      {L"KELVORA_DIMENSION_IS_ATTRIBUTE", &TakeIsAttribute},
+      {L"KELVORA_DIMENSION_IS_ATTRIBUTE", &SetIsAttribute},
   };
 };
 
-XmlADimension::Take XmlADimension::FindColumn(const String& column) const {
-  return FindTake(XmlADimensionColumns::kMap, column);
+XmlADimension::Setter XmlADimension::FindColumn(const String& column) const {
+  return FindSetter(XmlADimensionColumns::kMap, column);
 }
 
 void XmlADimension::AppendValueName(const String& column, const String& value) {
-  TakeColumn(*this, column, value);
+  SetColumn(*this, column, value);
 }
 
 int XmlADimension::GetDimensionType() const {

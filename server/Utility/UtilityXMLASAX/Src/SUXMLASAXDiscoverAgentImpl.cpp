@@ -12,8 +12,8 @@
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
 
-// The agent's life, and its requests. The exchange of a request and its reply is in
-// SUXMLASAXExchange.cpp, the reading of rows in SUXMLASAXRowsetReaders.cpp.
+// Creation, identification and rowset requests of the agent. SUXMLASAXExchange.cpp has the exchange
+// of a request and its reply, SUXMLASAXRowsetReaders.cpp the rowset readers.
 
 XmlADiscoverAgentHeap XmlADiscoverAgent::Create(const String& url, const String& user,
                                                 const String& password,
@@ -45,17 +45,17 @@ XmlADiscoverAgentImpl::XmlADiscoverAgentImpl(String url, String user, String pas
 
 XmlADiscoverAgentImpl::~XmlADiscoverAgentImpl() {
   StopSaxParser();
-  m_Url.Erase();  // it may contain a password
+  m_Url.Erase();  // may contain a password
   m_Pwd.Erase();
   if (!m_Log || !m_LogFile) return;
   try {
     ImportLog::Close(*m_LogFile);
   } catch (const std::exception&) {
-    // Out of memory: the log ends without its closing entry.
+    // Out of memory: the log has no closing entry.
   }
 }
 
-/// The URL as given, but without credentials.
+/// The URL without credentials.
 String XmlADiscoverAgentImpl::UrlForLog() const {
   String url = m_Url;
   Secret<String> user;
@@ -106,7 +106,7 @@ void XmlADiscoverAgentImpl::GetProviderVersion(String& version) {
   version = read;
 }
 
-// Rowsets. The caller's list is emptied first, and filled when the whole reply has been read.
+// Rowsets. The list is emptied first, and filled after the whole reply was read.
 
 template <class List, class Read>
 void XmlADiscoverAgentImpl::Fill(List& list, const DiscoverRequest& request, Read read) {
@@ -140,7 +140,7 @@ void XmlADiscoverAgentImpl::GetDataSourceInfoCatalogs(DataSourceCatalogs& dataSo
   for (const String& name : names) {
     VXStringVector catalogs;
     GetCatalogs(catalogs, name);
-    dataSources.emplace_back(name, catalogs);
+    dataSources.emplace_back(name, std::move(catalogs));
   }
 }
 
@@ -161,9 +161,10 @@ void XmlADiscoverAgentImpl::FindDefaultHierarchiesOnCatalogCube(DefaultHierarchi
        Requests::Dimensions(*m_SoapMessage, kDefaultHierarchiesTitle,
                             {catalog, cube, dataSourceInfo}),
        &XmlADiscoverAgentImpl::ReadDimensions);
-  for (const RefCnt<XmlADimension>& dimension : dimensions) {
+  for (RefCnt<XmlADimension>& dimension : dimensions) {
     ThrowIfStopped();
     defaults[dimension->GetDefaultHierarchyUniqueName()] = true;
+    dimension = {};  // freeing a million rows at once would delay a cancellation
   }
 }
 
@@ -173,7 +174,7 @@ void XmlADiscoverAgentImpl::GetHierarchiesOnCatalogCube(
   Fill(hierarchies, Requests::Hierarchies(*m_SoapMessage, {catalog, cube, dataSourceInfo}),
        &XmlADiscoverAgentImpl::ReadHierarchies);
   if (m_Log) {
-    // Only so that the log shows the cube's dimensions beside its hierarchies.
+    // Requested only for the log, so that it shows the dimensions of the cube.
     std::vector<RefCnt<XmlADimension>> dimensions;
     GetDimensionsOnCatalogCube(dimensions, catalog, cube, dataSourceInfo);
   }

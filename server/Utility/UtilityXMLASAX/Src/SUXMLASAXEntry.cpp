@@ -7,17 +7,16 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 namespace {
 
-constexpr int kMessageSoapFault = 64203;
-
-/// What a provider says about itself when it is asked as `target`. A fault is kept: the name may be
-/// known by then.
-struct Answer {
-  Answer(const String& url, const String& user, const String& password,
-         ServerInfo::TargetType target, ServerInfo::CLIType cliType) {
+/// The identity of a provider that is addressed as `target`. A fault is stored, because the name
+/// may have been read before it.
+struct IdentityReply {
+  IdentityReply(const String& url, const String& user, const String& password,
+                ServerInfo::TargetType target, ServerInfo::CLIType cliType) {
     const XmlADiscoverAgentHeap agent =
         XmlADiscoverAgent::Create(url, user, password, target, cliType, false);
     try {
@@ -43,19 +42,19 @@ bool OTXMLAIdentifyProvider(const String& url, const String& user, const String&
                             String& errors) {
   const ImportOperation operation;
   ImportSettings settings = ImportSettings::Current();
-  // The second question must not give away a password that the first one protected.
+  // The second request must not send the password with a weaker scheme than the first one.
   if (!settings.http.logInMemory) settings.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   const ImportSettings::Scope scope(settings);
   try {
-    Answer answer(url, user, password, ServerInfo::kTessera, cliType);
-    if (!answer.HasName()) {
-      // The Tamarind family tells its name elsewhere.
-      Answer second(url, user, password, ServerInfo::kTamarind7, cliType);
+    IdentityReply reply(url, user, password, ServerInfo::kTessera, cliType);
+    if (!reply.HasName()) {
+      // The Tamarind family has its name in another rowset.
+      IdentityReply second(url, user, password, ServerInfo::kTamarind7, cliType);
       if (!second.HasName() && second.fault) throw *second.fault;
-      if (second.identity.second.empty()) second.identity.second = answer.identity.second;
-      answer = second;
+      if (second.identity.second.empty()) second.identity.second = reply.identity.second;
+      reply = second;
     }
-    std::tie(identity.name, identity.version) = answer.identity;
+    std::tie(identity.name, identity.version) = reply.identity;
     identity.target = OTXMLAAnaTamImportAPI::DetectTargetType(identity.name, identity.version);
     return true;
   } catch (const ErrorMessage& error) {

@@ -12,35 +12,34 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 
-// One request and its reply: sent, parsed on the reader thread, read on the calling thread, logged.
+// The exchange of one request and its reply: sent, parsed on the parser thread, read on the calling
+// thread, and logged.
 
 namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
 
-// Numbers of the host's message catalogue.
-constexpr int kMessageParseError = 46100;
-constexpr int kMessageSoapFault = 64203;
-
-/// Like text.find, but can be stopped: a large text of beginnings takes seconds.
+/// Like text.find, but can be cancelled: with many partial matches, a large text takes seconds.
 std::size_t Find(std::string_view text, std::string_view pattern, std::size_t from) {
-  constexpr std::size_t kPiece = std::size_t{1} << 20;
-  for (;; from += kPiece) {
+  constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
+  for (;; from += kBlockBytes) {
     ThrowIfStopped();
-    const std::string_view part = text.substr(0, from + kPiece + pattern.size() - 1);
+    const std::string_view part = text.substr(0, from + kBlockBytes + pattern.size() - 1);
     const std::size_t found = part.find(pattern, from);
     if (found != std::string_view::npos || part.size() == text.size()) return found;
   }
 }
 
-/// Brings the reply's XML declaration into one form, without encoding: the text is decoded already.
-void NormaliseDeclaration(NarrowString& reply, bool isOmitted) {
+/// Normalises the XML declaration of the reply. The text is already decoded, so the declaration has
+/// no encoding.
+void NormaliseDeclaration(NarrowString& reply, bool prepends) {
   constexpr std::string_view kDeclaration = "<?xml version=\"1.0\"?>";
   constexpr std::string_view kWithoutEnd = "<?xml version=\"1.0\"";
-  // Should a declaration come where none is expected, the reader skips the second one.
-  const std::size_t start = isOmitted ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
+  // If the reply has a declaration although none is expected, the reader skips the second one.
+  const std::size_t start = prepends ? NarrowString::npos : Find(reply.view(), "<?xml version", 0);
   if (start == NarrowString::npos) {
     reply.ReplaceFront(0, kDeclaration);
     return;
@@ -49,21 +48,13 @@ void NormaliseDeclaration(NarrowString& reply, bool isOmitted) {
   reply.ReplaceFront(std::min(end, reply.size()), kWithoutEnd);
 }
 
-/// Throws the error of a request beyond maxRequestBytes.
-void RefuseLongRequest() {
+/// Throws the error for a request that exceeds maxRequestBytes.
+void RejectLongRequest() {
   SUGThrow(
       ErrorMessage(L"A request would be longer than " +
                    BaseStringUtil::StringFrom(ImportSettings::Current().limits.maxRequestBytes) +
                    L" bytes (limit maxRequestBytes), because the server uses very long names"),
       kSourceFile, __LINE__);
-}
-
-NarrowString ToUtf8(const String& text) {
-  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-}
-
-String Widened(const NarrowString& bytes) {
-  return BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
 }
 
 }  // namespace
@@ -75,9 +66,9 @@ String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
   return kLines;
 }
 
-/// Sends the request. `reply` gets the answer with its declaration in one form. The result is the
-/// HTTP client's error text for an answer that may still hold a fault, empty as a rule. Throws the
-/// client's error text when there is no answer.
+/// Sends the request and sets `reply`, with a normalised declaration. Returns the HTTP client's
+/// error text if the reply may still contain a fault; usually it is empty. Throws the error text if
+/// there is no reply.
 String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& subject,
                                    NarrowString& reply) {
   ImportOperation* const operation = ImportOperation::Current();
@@ -86,17 +77,17 @@ String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& su
   m_HttpClient->SetRequestSubject(subject);
   String error;
   const bool hasReply = m_HttpClient->ReadBytes(request, reply, error);
-  m_HttpClient->SetRequestSubject(String());  // it may be long
+  m_HttpClient->SetRequestSubject(String());  // free the memory of long names
   if (operation) operation->CheckReplyBytes();
   if (hasReply) {
-    NormaliseDeclaration(reply, Rules().omitsXmlDeclaration);
+    NormaliseDeclaration(reply, Rules().prependsDeclaration);
   } else if (!error.empty()) {
     SUGThrow(ErrorMessage(error), kSourceFile, __LINE__);
   }
   return error;
 }
 
-/// Starts the reader thread on a text, after stopping an earlier one.
+/// Starts the parser thread on a text. Stops an earlier one before.
 template <class Text>
 void XmlADiscoverAgentImpl::StartReader(const Text& text,
                                         bool (SAX2XmlReadDriver::*parse)(Text, String&)) {
@@ -119,47 +110,47 @@ void XmlADiscoverAgentImpl::StopSaxParser() {
   m_Reader->WaitUntilStopped();
 }
 
-/// The next element of the reply, or the empty handle at its end. Throws for a reply that cannot be
-/// parsed and for a cancelled parse.
+/// The next element of the reply, or an empty handle at its end. Throws after a parse error or a
+/// cancellation.
 RefCnt<SAX2XmlElement> XmlADiscoverAgentImpl::NextElement() {
   RefCnt<SAX2XmlElement> element = m_XmlReaderDriver->Read();
   if (!element) return element;
   if (element->HasError())
     SUGThrow(ErrorMessage(kMessageParseError, m_SoapParseErrorString), kSourceFile, __LINE__);
-  if (element->IsCancel()) {
+  if (element->IsCancel()) {  // by the host, the deadline or StopSaxParser
     ThrowIfStopped();
-    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);  // by StopSaxParser
+    SUGThrow(ErrorMessage(kMessageReadCancelled), kSourceFile, __LINE__);
   }
-  if (m_Fault) m_Fault->Watch(*element);
+  if (m_Fault) m_Fault->OnElement(*element);
   return element;
 }
 
-/// Reads a whole reply once: `consume` takes the elements that it knows, while all of them are
-/// searched for a fault. Throws for a fault (64203), a parse error (46100), a cancelled parse
-/// (46066), and for `httpError`; what `consume` took is then to be dropped.
+/// Reads a whole reply. `consume` reads elements, and all elements are checked for a fault. Throws
+/// ErrorMessage for a fault, a parse error, a cancelled parse and `httpError`. The caller must then
+/// drop what `consume` has read.
 void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpError,
                                       const std::function<void()>& consume) {
-  /// Ends the reading, however it ended: a failed one must not keep its text.
-  struct Ending {
+  /// Stops the parser and frees the memory of the reply, also after an exception.
+  struct StopAtEnd {
     XmlADiscoverAgentImpl& agent;
-    ~Ending() {
+    ~StopAtEnd() {
       agent.StopSaxParser();
-      agent.m_XmlReaderDriver->Read();  // what a consumer left half read is let go
+      agent.m_XmlReaderDriver->Read();  // frees the block that is being read
       agent.m_Reader = {};
       agent.m_Fault = nullptr;
     }
   };
   SoapFault fault;
-  const Ending ending{*this};
+  const StopAtEnd stopAtEnd{*this};
   m_Fault = &fault;
   StartReader(reply, &SAX2XmlReadDriver::ParseBytesInMem);
-  reply.clear();  // the parser keeps it no longer than it needs it
+  reply.clear();  // now only the parser refers to the text
   try {
     if (httpError.empty()) consume();
     while (NextElement()) {
     }
   } catch (const ErrorMessage& error) {
-    // Of a refusal that is no XML, the status says more.
+    // For an error reply that is not XML, the HTTP status says more.
     if (httpError.empty() || error.GetNumber() != kMessageParseError) throw;
     SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
   }
@@ -169,7 +160,7 @@ void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpErro
   if (!httpError.empty()) SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
 }
 
-/// Sends a request, has its reply read by `consume`, and logs both.
+/// Sends a request, reads its reply with `consume`, and logs both.
 void XmlADiscoverAgentImpl::Exchange(const DiscoverRequest& request,
                                      const std::function<void()>& consume) {
   ImportLog::Times times;
@@ -181,7 +172,7 @@ void XmlADiscoverAgentImpl::Exchange(const DiscoverRequest& request,
                times.started, times.answered, times.finished);
   };
   try {
-    if (request.isTooLong) RefuseLongRequest();
+    if (request.isTooLong) RejectLongRequest();
     const String httpError = Post(request.body, request.subject, reply);
     VXDateTime::GetCurrDateTime(times.answered);
     ReadReply(m_Log ? reply : std::move(reply), httpError, consume);
@@ -203,16 +194,16 @@ void XmlADiscoverAgentImpl::LogContent(const String& title, const NarrowString& 
   ImportLog::WriteEntry(*m_LogFile, title, request, response, {start, sent, parsed});
 }
 
-// Not used by imports, which read a reply once: the host knows these operations by name.
+// The host calls these operations by name. The imports do not use them.
 
 void XmlADiscoverAgentImpl::SendSoapRequest(const String& request, String& response) {
   NarrowString reply;
   const auto keep = [&] {
-    if (!reply.empty()) response = Widened(reply);
+    if (!reply.empty()) response = BaseStringUtil::FromUTF8(reply);
   };
   try {
-    const String httpError = Post(ToUtf8(request), String(), reply);
-    if (reply.empty()) return;  // neither a reply nor a reason: `response` stays as it is
+    const String httpError = Post(BaseStringUtil::ToUTF8(request), String(), reply);
+    if (reply.empty()) return;  // neither a reply nor an error
     ReadReply(reply, httpError, [] {});
   } catch (const ErrorMessage&) {
     keep();
@@ -240,9 +231,10 @@ void XmlADiscoverAgentImpl::PrintXmlContent() {
       return IsCaseInsensitiveMatch(element->GetLocalName(), name);
     };
     if (std::any_of(std::begin(kHidden), std::end(kHidden), isName)) continue;
-    // As bytes: wide output would depend on the locale and change the stream for everybody else.
-    const NarrowString line = ToUtf8(L"\tNAME[" + element->GetLocalName() + L"]\t\tVALUE[" +
-                                     element->GetValue() + L"]\n");
+    // Written as bytes: wide output would depend on the locale and change the orientation of the
+    // stream.
+    const NarrowString line = BaseStringUtil::ToUTF8(L"\tNAME[" + element->GetLocalName() +
+                                                     L"]\t\tVALUE[" + element->GetValue() + L"]\n");
     std::fwrite(line.data(), 1, line.size(), stdout);
   }
 }

@@ -8,11 +8,11 @@
 struct XmlAHierarchyColumns {
   using Row = XmlAHierarchy;
   template <String Row::*field>
-  static constexpr auto kText = &TakeText<Row, field>;
+  static constexpr auto kText = &SetText<Row, field>;
 
-  // A dimension that has a master is a virtual one, whatever the master's name.
-  static void TakeMaster(Row& row, const String&) { row.m_IsVirtual = true; }
-  static void TakeIsVirtual(Row& row, const String& value) {
+  // A dimension with a master dimension is virtual, even if the master's name is empty.
+  static void SetMaster(Row& row, const String&) { row.m_IsVirtual = true; }
+  static void SetIsVirtual(Row& row, const String& value) {
     if (BaseStringUtil::IsCaseInsensitiveMatch(value, L"TRUE")) row.m_IsVirtual = true;
   }
 
@@ -24,14 +24,14 @@ struct XmlAHierarchyColumns {
       {L"ALL_MEMBER", kText<&Row::m_AllMemberName>},
       {L"STRUCTURE", kText<&Row::m_HierarchyStructure>},
       {L"DIMENSION_TYPE", kText<&Row::m_DimensionType>},
-      {L"DIMENSION_MASTER_UNIQUE_NAME", &TakeMaster},
-      {L"IS_VIRTUAL", &TakeIsVirtual},
+      {L"DIMENSION_MASTER_UNIQUE_NAME", &SetMaster},
+      {L"IS_VIRTUAL", &SetIsVirtual},
   };
 };
 
 namespace {
 
-// By STRUCTURE code.
+// Index: STRUCTURE code.
 constexpr OTXMLAHierarchy::HierarchyType kHierarchyTypes[] = {
     OTXMLAHierarchy::kHierarchyFullyBalanced,
     OTXMLAHierarchy::kHierarchyRaggedBalanced,
@@ -41,12 +41,12 @@ constexpr OTXMLAHierarchy::HierarchyType kHierarchyTypes[] = {
 
 }  // namespace
 
-XmlAHierarchy::Take XmlAHierarchy::FindColumn(const String& column) const {
-  return FindTake(XmlAHierarchyColumns::kMap, column);
+XmlAHierarchy::Setter XmlAHierarchy::FindColumn(const String& column) const {
+  return FindSetter(XmlAHierarchyColumns::kMap, column);
 }
 
 void XmlAHierarchy::AppendValueName(const String& column, const String& value) {
-  TakeColumn(*this, column, value);
+  SetColumn(*this, column, value);
 }
 
 int XmlAHierarchy::GetHierarchyType() const {

@@ -1,11 +1,11 @@
 #include "Import/OTXMLAImportAPI.h"
 
-// What the host interface supplies itself. XMLA needs no open connection and knows nothing of
-// applications, so most of it does nothing.
+// Default implementations of the host interface. XMLA needs no open connection and has no
+// applications, so most of them do nothing.
 
 OTXMLAImportAPI::OTXMLAImportAPI() = default;
 OTXMLAImportAPI::~OTXMLAImportAPI() {
-  m_url.Erase();  // it may contain a password
+  m_url.Erase();  // may contain a password
   m_password.Erase();
 }
 

@@ -14,13 +14,11 @@
 namespace ImportLog {
 namespace {
 
-constexpr std::size_t kHeadingCapacity = 256;  // characters, with the closing null
+constexpr std::size_t kHeadingCapacity = 256;  // characters, including the terminating null
 constexpr std::size_t kNameCapacity = 512;
 constexpr int kTimeDigits = 3;
 
-NarrowString ToUtf8(const String& text) {
-  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-}
+using BaseStringUtil::ToUTF8;
 
 VXDateTime Now() {
   VXDateTime now;
@@ -33,7 +31,7 @@ void Write(AFile& file, const NarrowString& bytes) {
   file.Flush();
 }
 
-/// A file that ends with a line about maxLogBytes instead of exceeding it.
+/// A file that does not exceed maxLogBytes. Its last line then names the limit.
 class LimitedFile final : public AFile {
  public:
   void Open(const String& name, unsigned int mode) override {
@@ -54,10 +52,10 @@ class LimitedFile final : public AFile {
     m_isFull = true;
     const String reason = L"it would be longer than " + BaseStringUtil::StringFrom(limit) +
                           L" bytes (limit maxLogBytes)";
-    const NarrowString line = ToUtf8(DELIMIT_LINE + String(L"The import log ends here: ") + reason +
+    const NarrowString line = ToUTF8(DELIMIT_LINE + String(L"The import log ends here: ") + reason +
                                      L"; the import goes on\n");
     const bool isWritten = m_file->WriteBytes(line.data(), line.size());
-    // The file itself reports the first write that fails.
+    // m_file reports its first failed write itself.
     if (isWritten && !m_hasFailed && settings.onLogFailure) settings.onLogFailure(m_name, reason);
     return false;
   }
@@ -73,9 +71,9 @@ class LimitedFile final : public AFile {
   bool m_isFull = false;
 };
 
-String WholeSeconds(const VXDateTime& from, const VXDateTime& to) {
+String SecondsBetween(const VXDateTime& from, const VXDateTime& to) {
   const double seconds = VXDateTime::DifferenceInSeconds(to, from);
-  // A clock may be set back.
+  // The clock may be set back.
   return BaseStringUtil::StringFrom(seconds > 0 ? static_cast<std::uint64_t>(seconds) : 0);
 }
 
@@ -95,13 +93,19 @@ String FileName(const VXDateTime& now) {
   return name;
 }
 
-/// The reply's beginning that is logged, in front of a character.
+/// True for characters that break a line or control a terminal.
+bool IsControl(wchar_t character) {
+  return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x2028 ||
+         character == 0x2029;
+}
+
+/// Length of the logged part of the reply. It does not end inside a character.
 std::size_t LoggedLength(std::string_view reply) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
   if (limit == 0 || reply.size() <= limit) return reply.size();
   auto length = static_cast<std::size_t>(limit);
   const std::size_t least =
-      length < 3 ? 0 : length - 3;  // no character has more bytes behind its first
+      length < 3 ? 0 : length - 3;  // a character has at most three continuation bytes
   while (length > least && (static_cast<unsigned char>(reply[length]) & 0xC0) == 0x80) --length;
   return length;
 }
@@ -113,7 +117,7 @@ Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType t
   Heap<AFile> file = std::make_unique<LimitedFile>();
   file->Open(FileName(now), AFile::kModeWriteFromEmpty);
   file->WriteBytes("\xEF\xBB\xBF", 3);
-  Write(*file, ToUtf8(FormatLine(kHeadingCapacity,
+  Write(*file, ToUTF8(FormatLine(kHeadingCapacity,
                                  L"%s, XmlA Import Logging \n\tTarget Service:\t%s\n\tURL:\t%s\n"
                                  L"\tUser:\t%s\r\n",
                                  {now.ToString(kTimeDigits),
@@ -124,15 +128,15 @@ Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType t
 void WriteEntry(AFile& file, const String& title, const NarrowString& request,
                 const NarrowString& reply, const Times& times) {
   const NarrowString head =
-      ToUtf8(DELIMIT_LINE + title + L"\n" + times.started.ToString(kTimeDigits) + L"\t" +
+      ToUTF8(DELIMIT_LINE + title + L"\n" + times.started.ToString(kTimeDigits) + L"\t" +
              times.answered.ToString(kTimeDigits) + L"\t" + times.finished.ToString(kTimeDigits) +
-             L"\nRequesting time in seconds: " + WholeSeconds(times.started, times.answered) +
-             L"\tParsing time in seconds: " + WholeSeconds(times.answered, times.finished) +
+             L"\nRequesting time in seconds: " + SecondsBetween(times.started, times.answered) +
+             L"\tParsing time in seconds: " + SecondsBetween(times.answered, times.finished) +
              L"\n======== Request ===========\n");
   const std::size_t logged = LoggedLength(reply.view());
   NarrowString missing;
   if (logged < reply.size()) {
-    missing = ToUtf8(L"\n(" + BaseStringUtil::StringFrom(std::uint64_t{reply.size() - logged}) +
+    missing = ToUTF8(L"\n(" + BaseStringUtil::StringFrom(std::uint64_t{reply.size() - logged}) +
                      L" more bytes of the response are not logged: limit maxLoggedReplyBytes)");
   }
   const std::string_view parts[] = {head.view(),
@@ -152,7 +156,7 @@ void WriteEntry(AFile& file, const String& title, const NarrowString& request,
 
 void Close(AFile& file) {
   Write(file,
-        ToUtf8(DELIMIT_LINE + String(L"Import ends at ") + Now().ToString(kTimeDigits) + L"\n"));
+        ToUTF8(DELIMIT_LINE + String(L"Import ends at ") + Now().ToString(kTimeDigits) + L"\n"));
 }
 
 String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVector& arguments) {
@@ -163,9 +167,8 @@ String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVec
   for (std::size_t at; (at = all.find(L"%s", from)) != String::npos; from = at + 2) {
     text.append(all.substr(from, at - from));
     if (argument == arguments.end() || text.size() >= capacity) continue;
-    // A line break in a name would look like the log's own lines.
     for (const wchar_t character : (argument++)->view().substr(0, capacity))
-      text += character == L'\n' || character == L'\r' ? L' ' : character;
+      text += IsControl(character) ? L' ' : character;
   }
   text.append(all.substr(from));
   return text.substr(0, capacity - 1);

@@ -7,33 +7,34 @@
 #include "Utility/Generic/VXDateTime.h"
 #include "Utility/Generic/VXStringVector.h"
 
-/// The import log: one file for each agent, in UTF-8, one entry for each exchange.
+/// The import log: a UTF-8 file for each agent, with an entry for each exchange.
 namespace ImportLog {
 
-/// When an exchange began, when its reply had arrived, and when the reply was read.
+/// Times of an exchange: begin, arrival of the reply, end of reading.
 struct Times {
   VXDateTime started;
   VXDateTime answered;
   VXDateTime finished;
 };
 
-/// Creates the file for an agent that is made now and writes its heading. Two agents that are made
-/// in one second share a name: the second one empties the file. The file ends at maxLogBytes
-/// (ImportLimits) with a line that says so. Throws ErrorMessage.
+/// Creates the log file of an agent and writes the heading. The file name contains the current
+/// second: if two agents are created within one second, the second one empties the file of the
+/// first. A file that would exceed ImportLimits::maxLogBytes ends with a line that says so. Throws
+/// ErrorMessage.
 Heap<AFile> Open(const String& url, const String& user, ServerInfo::TargetType target);
 
-/// Appends an entry in one write. `title` ends with a line feed. `request` and `reply` are UTF-8;
-/// ill-formed bytes of the reply become U+FFFD. Of a reply longer than maxLoggedReplyBytes
-/// (ImportLimits) the beginning is written, and how many bytes are missing. Failures are not told
-/// to the caller.
+/// Appends an entry in one write. `title` must end with a line feed. `request` and `reply` are
+/// UTF-8; ill-formed bytes of the reply become U+FFFD. A reply longer than
+/// ImportLimits::maxLoggedReplyBytes is truncated, and the entry says how many bytes are missing.
+/// Write errors are not reported to the caller.
 void WriteEntry(AFile& file, const String& title, const NarrowString& request,
                 const NarrowString& reply, const Times& times);
 
 /// Appends the closing entry.
 void Close(AFile& file);
 
-/// `format` with each %s replaced by the next argument, in which line breaks become spaces, cut to
-/// `capacity` - 1 characters.
+/// Replaces each %s of `format` by the next argument, and truncates the result to `capacity` - 1
+/// characters. Control characters and line breaks in arguments become spaces.
 String FormatLine(std::size_t capacity, const wchar_t* format, const VXStringVector& arguments);
 
 }  // namespace ImportLog

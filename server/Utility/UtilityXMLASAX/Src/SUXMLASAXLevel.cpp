@@ -6,12 +6,12 @@
 struct XmlALevelPropertyColumns {
   using Row = XmlALevelProperty;
   template <String Row::*field>
-  static constexpr auto kText = &TakeText<Row, field>;
+  static constexpr auto kText = &SetText<Row, field>;
 
-  static void TakeGeneration(Row& row, const String& value) {
+  static void SetGeneration(Row& row, const String& value) {
     row.m_GenerationNumber = BaseStringUtil::Int16From(value);
   }
-  static void TakePropertyType(Row& row, const String& value) {
+  static void SetPropertyType(Row& row, const String& value) {
     row.m_PropertyType = BaseStringUtil::Int16From(value);
   }
 
@@ -23,27 +23,27 @@ struct XmlALevelPropertyColumns {
       {L"NUMERIC_PRECISION", kText<&Row::m_Precision>},
       {L"NUMERIC_SCALE", kText<&Row::m_Scale>},
       {L"PROPERTY_ATTRIBUTE_HIERARCHY_NAME", kText<&Row::m_HierarchyAttributeName>},
-      {L"KELVORA_ATTRIBUTE_GENERATION", &TakeGeneration},
-      {L"KELVORA_PROPERTY_TYPE", &TakePropertyType},
+      {L"KELVORA_ATTRIBUTE_GENERATION", &SetGeneration},
+      {L"KELVORA_PROPERTY_TYPE", &SetPropertyType},
   };
 };
 
 struct XmlALevelColumns {
   using Row = XmlALevel;
   template <String Row::*field>
-  static constexpr auto kText = &TakeText<Row, field>;
+  static constexpr auto kText = &SetText<Row, field>;
 
-  static void TakeLevelNumber(Row& row, const String& value) {
+  static void SetLevelNumber(Row& row, const String& value) {
     row.m_LevelNumber = BaseStringUtil::Int16From(value);
   }
-  // The scale of a level is kept as one character with that code, unlike a property's.
-  static void TakeScale(Row& row, const String& value) {
+  // Unlike a property, a level stores its scale as one character with that code.
+  static void SetScale(Row& row, const String& value) {
     row.m_Scale = String(1, static_cast<wchar_t>(BaseStringUtil::Int16From(value)));
   }
 
   static constexpr Column<Row> kMap[] = {
       {L"DIMENSION_UNIQUE_NAME", kText<&Row::m_DimensionUniqueName>},
-      {L"LEVEL_NUMBER", &TakeLevelNumber},
+      {L"LEVEL_NUMBER", &SetLevelNumber},
       {L"HIERARCHY_UNIQUE_NAME", kText<&Row::m_HierarchyUniqueName>},
       {L"LEVEL_UNIQUE_NAME", kText<&Row::m_LevelUniqueName>},
       {L"LEVEL_NAME", kText<&Row::m_LevelName>},
@@ -51,24 +51,24 @@ struct XmlALevelColumns {
       {L"DATA_TYPE", kText<&Row::m_DataType>},
       {L"CHARACTER_MAXIMUM_LENGTH", kText<&Row::m_Precision>},
       {L"NUMERIC_PRECISION", kText<&Row::m_Precision>},
-      {L"NUMERIC_SCALE", &TakeScale},
+      {L"NUMERIC_SCALE", &SetScale},
   };
 };
 
-XmlALevelProperty::Take XmlALevelProperty::FindColumn(const String& column) const {
-  return FindTake(XmlALevelPropertyColumns::kMap, column);
+XmlALevelProperty::Setter XmlALevelProperty::FindColumn(const String& column) const {
+  return FindSetter(XmlALevelPropertyColumns::kMap, column);
 }
 
 void XmlALevelProperty::AppendValueName(const String& column, const String& value) {
-  TakeColumn(*this, column, value);
+  SetColumn(*this, column, value);
 }
 
-XmlALevel::Take XmlALevel::FindColumn(const String& column) const {
-  return FindTake(XmlALevelColumns::kMap, column);
+XmlALevel::Setter XmlALevel::FindColumn(const String& column) const {
+  return FindSetter(XmlALevelColumns::kMap, column);
 }
 
 void XmlALevel::AppendValueName(const String& column, const String& value) {
-  TakeColumn(*this, column, value);
+  SetColumn(*this, column, value);
 }
 
 void XmlALevel::AppendLevelProperty(RefCnt<XmlALevelProperty> property) {

@@ -10,9 +10,9 @@
 
 namespace {
 
-constexpr std::int16_t kUnwantedPropertyType = 1;
+constexpr std::int16_t kSkippedPropertyType = 1;
 
-// Where the host's traces expect the one logic error of this import.
+// File and line of the logic error, as the host's traces expect them.
 constexpr const wchar_t* kLogicErrorFile = L"SUXMLASAXAnaTamImport";
 constexpr int kLogicErrorLine = 506;
 
@@ -56,8 +56,7 @@ OTXMLALevel ImportLevel(const XmlALevel& row, const ProviderRules& rules) {
   return level;
 }
 
-/// Of properties that are listed on every level, keeps those of the level's own generation, which
-/// counts from the top.
+/// Each level lists the properties of all levels. Keeps those of the level's own generation.
 void KeepOwnGeneration(OTXMLALevels& levels) {
   if (levels.empty()) return;
   const int greatest = levels.back().m_levelNumber;
@@ -65,7 +64,7 @@ void KeepOwnGeneration(OTXMLALevels& levels) {
     const int generation = greatest + 1 - level.m_levelNumber;
     std::erase_if(level.m_memberProperties, [&](const OTXMLAUnit& unit) {
       return unit.m_tamarindGenerationNumber != generation ||
-             unit.m_tamarindPropertyType == kUnwantedPropertyType;
+             unit.m_tamarindPropertyType == kSkippedPropertyType;
     });
   }
 }

@@ -7,6 +7,6 @@
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/XMLASAX/XmlALevel.h"
 
-/// The levels of one hierarchy with their member properties, in ascending order of level number.
-/// Two levels with one number are a logic error (VXAssert).
+/// Converts the levels of one hierarchy and their properties to records, in ascending order of the
+/// level number. Two levels with the same number are a logic error (VXAssert).
 OTXMLALevels ImportLevels(std::vector<RefCnt<XmlALevel>> rows, const ProviderRules& rules);

@@ -2,14 +2,14 @@
 
 #include <cstddef>
 
-/// The formats of a request's line in the import log. The failure's takes the error text as one
-/// more argument; null: failures of that request are not logged.
+/// Formats of the title of a log entry. The format for a failure has the error text as an
+/// additional last argument. If it is null, failures of this request are not logged.
 struct LogTitle {
   const wchar_t* success;
   const wchar_t* failure;
 };
 
-// People search old logs for these lines, so spelling, blanks and line ends stay as they are.
+// Users search old logs for these lines, so spelling, spaces and line ends must not change.
 inline constexpr LogTitle kProviderNameTitle = {
     L"Get Provider Name: \"%s\"\n",
     L"Get Provider Name: \"%s\", errorMessage: \"%s\" \n",
@@ -77,5 +77,5 @@ inline constexpr LogTitle kVariablesTitle = {
     L"errorMessage: \"%s\"\n",
 };
 
-/// A title is formatted into this many wide characters, the final null included.
+/// Maximum length of a title in wide characters, including the terminating null.
 inline constexpr std::size_t kTitleCapacity = 4096;

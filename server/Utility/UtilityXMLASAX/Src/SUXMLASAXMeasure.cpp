@@ -3,10 +3,10 @@
 
 namespace {
 
-// "[Measures].[" in front, "]" behind.
+// Length of "[Measures].[".
 constexpr std::size_t kPrefixLength = 12;
 
-/// The measure's name out of its unique name.
+/// Removes "[Measures].[" and the last character.
 String StripUniqueName(const String& uniqueName) {
   if (BaseStringUtil::CaseInsensitiveFindPattern(uniqueName, L"[Measures]") == String::npos)
     return uniqueName;
@@ -20,37 +20,37 @@ String StripUniqueName(const String& uniqueName) {
 struct XmlAMeasureColumns {
   using Row = XmlAMeasure;
   template <String Row::*field>
-  static constexpr auto kText = &TakeText<Row, field>;
+  static constexpr auto kText = &SetText<Row, field>;
 
-  static void TakeUniqueName(Row& row, const String& value) { row.m_Name = StripUniqueName(value); }
-  static void TakeAggregator(Row& row, const String& value) {
+  static void SetUniqueName(Row& row, const String& value) { row.m_Name = StripUniqueName(value); }
+  static void SetAggregator(Row& row, const String& value) {
     row.m_MeasureAggregrator = BaseStringUtil::Int16From(value);
   }
-  // Only calculated measures have the column at all.
-  static void TakeExpression(Row& row, const String&) { row.m_Caculated = true; }
+  // Only calculated measures have this column.
+  static void SetExpression(Row& row, const String&) { row.m_Caculated = true; }
 
   static constexpr Column<Row> kNameMap[] = {{L"MEASURE_NAME", kText<&Row::m_Name>}};
-  static constexpr Column<Row> kUniqueNameMap[] = {{L"MEASURE_UNIQUE_NAME", &TakeUniqueName}};
+  static constexpr Column<Row> kUniqueNameMap[] = {{L"MEASURE_UNIQUE_NAME", &SetUniqueName}};
   static constexpr Column<Row> kMap[] = {
       {L"MEASURE_CAPTION", kText<&Row::m_Caption>},
-      {L"MEASURE_AGGREGATOR", &TakeAggregator},
+      {L"MEASURE_AGGREGATOR", &SetAggregator},
       {L"DATA_TYPE", kText<&Row::m_DataType>},
       {L"CHARACTER_MAXIMUM_LENGTH", kText<&Row::m_Precision>},
       {L"NUMERIC_PRECISION", kText<&Row::m_Precision>},
       {L"NUMERIC_SCALE", kText<&Row::m_Scale>},
-      {L"EXPRESSION", &TakeExpression},
+      {L"EXPRESSION", &SetExpression},
   };
 };
 
-XmlAMeasure::Take XmlAMeasure::FindColumn(const String& column) const {
-  // No name stands in two of the maps.
-  const Take take = FindTake(
+XmlAMeasure::Setter XmlAMeasure::FindColumn(const String& column) const {
+  // No column is in two of the maps.
+  const Setter set = FindSetter(
       m_bUseUniqueName ? XmlAMeasureColumns::kUniqueNameMap : XmlAMeasureColumns::kNameMap, column);
-  return take ? take : FindTake(XmlAMeasureColumns::kMap, column);
+  return set ? set : FindSetter(XmlAMeasureColumns::kMap, column);
 }
 
 void XmlAMeasure::AppendValueName(const String& column, const String& value) {
-  TakeColumn(*this, column, value);
+  SetColumn(*this, column, value);
 }
 
 String XmlAMeasure::GetType() const { return m_Caculated ? String(L"5") : m_DataType; }

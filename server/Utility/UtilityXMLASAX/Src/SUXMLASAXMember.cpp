@@ -4,17 +4,17 @@
 struct XmlAMemberColumns {
   using Row = XmlAMember;
 
-  static void TakeType(Row& row, const String& value) {
+  static void SetType(Row& row, const String& value) {
     row.m_MemberType = BaseStringUtil::Int16From(value);
   }
 
-  static constexpr Column<Row> kMap[] = {{L"MEMBER_TYPE", &TakeType}};
+  static constexpr Column<Row> kMap[] = {{L"MEMBER_TYPE", &SetType}};
 };
 
-XmlAMember::Take XmlAMember::FindColumn(const String& column) const {
-  return FindTake(XmlAMemberColumns::kMap, column);
+XmlAMember::Setter XmlAMember::FindColumn(const String& column) const {
+  return FindSetter(XmlAMemberColumns::kMap, column);
 }
 
 void XmlAMember::AppendValueName(const String& column, const String& value) {
-  TakeColumn(*this, column, value);
+  SetColumn(*this, column, value);
 }

@@ -6,9 +6,9 @@ namespace {
 
 constexpr std::size_t kMaxGeneratedName = 128;  // characters
 
-/// The name without the unwanted characters, at most `most` characters of it. One pass: a server
-/// may have made the name very long.
-String Without(const String& name, String::View unwanted, std::size_t most) {
+/// Removes the unwanted characters, and truncates the result to `most` characters. One pass,
+/// because names may be very long.
+String RemoveCharacters(const String& name, String::View unwanted, std::size_t most) {
   String kept;
   if (name.view().find_first_of(unwanted) == String::npos) return name.substr(0, most);
   kept.AppendFilled(std::min(most, name.size()), [&](wchar_t* place) noexcept {
@@ -22,6 +22,8 @@ String Without(const String& name, String::View unwanted, std::size_t most) {
 
 }  // namespace
 
-String WithoutBrackets(const String& name) { return Without(name, L"[]", String::npos); }
+String WithoutBrackets(const String& name) { return RemoveCharacters(name, L"[]", String::npos); }
 
-String GeneratedName(const String& name) { return Without(name, L" \t\r.*?'", kMaxGeneratedName); }
+String GeneratedName(const String& name) {
+  return RemoveCharacters(name, L" \t\r.*?'", kMaxGeneratedName);
+}

@@ -4,6 +4,6 @@
 
 /// The unique name without "[" and "]".
 String WithoutBrackets(const String& name);
-/// A display name for an object without a caption, from its name without brackets: without blanks,
-/// tabs, carriage returns and ".*?'", at most 128 characters.
+/// A display name for an object without a caption: its name without spaces, tabs, carriage returns
+/// and ".*?'", truncated to 128 characters. `name` must not contain brackets.
 String GeneratedName(const String& name);

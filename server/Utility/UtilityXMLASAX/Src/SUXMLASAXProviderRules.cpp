@@ -9,13 +9,12 @@ using Family = ProviderRules::Family;
 
 VXDataType AlwaysText(const String&) { return VXVarCharData; }
 
-/// Analysis Services tells many types, but only dates are kept: the host compares all other
-/// properties as texts.
+/// Only dates keep their type. The host compares all other properties as texts.
 VXDataType DateOrText(const String& dataType) {
   return XmlA2VXDataType(dataType) == VXDateData ? VXDateData : VXVarCharData;
 }
 
-// The oldest Analysis Services, and every provider that is not recognised.
+// Analysis Services 2000, and every provider that is not recognised.
 constexpr ProviderRules kAnalysisServices = {
     .family = Family::kAnalysisServices,
     .hasNameProperty = true,
@@ -29,7 +28,7 @@ constexpr ProviderRules kAnalysisServices = {
 constexpr ProviderRules kModernAnalysisServices = [] {
   ProviderRules rules = kAnalysisServices;
   rules.namesDataSources = true;
-  rules.omitsXmlDeclaration = true;
+  rules.prependsDeclaration = true;
   return rules;
 }();
 
@@ -37,7 +36,7 @@ constexpr ProviderRules kSapBw = {
     .family = Family::kSapBw,
     .hasNameProperty = true,
     .measuresByUniqueName = true,
-    .marksDefaultHierarchies = true,
+    .hasDefaultHierarchies = true,
     .defaultHierarchiesAreBalanced = true,
     .skipsMeasuresHierarchy = true,
     .propertyType = &AlwaysText,
@@ -46,7 +45,7 @@ constexpr ProviderRules kSapBw = {
 
 constexpr ProviderRules kTamarind = {
     .family = Family::kTamarind,
-    .dimensionsTellAttributes = true,
+    .attributesFromDimensions = true,
     .allMemberNeedsNoLookup = true,
     .propertiesHaveGenerations = true,
     .firstMeasureIsDimension = true,
@@ -54,7 +53,7 @@ constexpr ProviderRules kTamarind = {
     .measureType = &XmlA2VXDataType,
 };
 
-// A number that is no kind: none of the rules above.
+// For numbers that are not a TargetType.
 constexpr ProviderRules kOther = {
     .family = Family::kOther,
     .hasNameProperty = true,

@@ -6,45 +6,47 @@
 
 class XmlADiscoverAgent;
 
-/// What differs between the families of providers. Every condition on the kind of provider is a
-/// member here.
+/// The differences between the families of providers. Code that depends on the kind of provider
+/// uses a member of this table.
 struct ProviderRules {
   enum class Family { kAnalysisServices, kSapBw, kTamarind, kOther };
 
   Family family = Family::kOther;
 
   // Requests and replies.
-  /// Tells its name in DISCOVER_PROPERTIES, else in DISCOVER_DATASOURCES.
+  /// True: DISCOVER_PROPERTIES contains the provider's name. False: DISCOVER_DATASOURCES does.
   bool hasNameProperty = false;
-  /// DataSourceName identifies a data source, else DataSourceInfo.
+  /// True: DataSourceName identifies a data source. False: DataSourceInfo does.
   bool namesDataSources = false;
-  /// Replies get an XML declaration in front, whatever they begin with.
-  bool omitsXmlDeclaration = false;
-  /// A measure's name is taken from its unique name.
+  /// An XML declaration is always prepended to replies.
+  bool prependsDeclaration = false;
+  /// The name of a measure is taken from MEASURE_UNIQUE_NAME.
   bool measuresByUniqueName = false;
 
   // Hierarchies.
-  /// The dimensions tell which hierarchies are default hierarchies.
-  bool marksDefaultHierarchies = false;
-  /// Default hierarchies, and those without a structure, are imported as balanced.
+  /// The dimensions name their default hierarchies.
+  bool hasDefaultHierarchies = false;
+  /// Default hierarchies and hierarchies without STRUCTURE are imported as fully balanced.
   bool defaultHierarchiesAreBalanced = false;
-  /// The dimension rows tell attribute dimensions, which the hierarchy rows do not.
-  bool dimensionsTellAttributes = false;
+  /// The dimension type comes from the dimension rows, because only they identify attribute
+  /// dimensions.
+  bool attributesFromDimensions = false;
   bool skipsMeasuresHierarchy = false;
   bool skipsUnknownStructure = false;
-  /// No look-up when the all member is the default member.
+  /// The default member is not looked up if it is the all member.
   bool allMemberNeedsNoLookup = false;
 
   // Levels and measures.
-  /// Each level lists the properties of all levels, told apart by their generation.
+  /// Each level lists the properties of all levels. A property belongs to the level with its
+  /// generation number.
   bool propertiesHaveGenerations = false;
-  /// The first row of the measures stands for the dimension.
+  /// The first row of MDSCHEMA_MEASURES is the measures dimension itself.
   bool firstMeasureIsDimension = false;
   VXDataType (*propertyType)(const String& dataType) = nullptr;
   VXDataType (*measureType)(const String& dataType) = nullptr;
 };
 
-/// The rules for a configured kind.
+/// The rules of a target kind.
 const ProviderRules& RulesFor(ServerInfo::TargetType target) noexcept;
-/// The rules of the family that the agent reports, for what does not depend on the version.
+/// The rules of the agent's family. Use only members that do not depend on the version.
 const ProviderRules& RulesOf(const XmlADiscoverAgent& agent);

@@ -13,30 +13,30 @@ bool IsTooLong(std::size_t bytes) {
   return limit > 0 && bytes > limit;
 }
 
-/// Fills the builder step by step. The time counts from the beginning.
-class Building {
+/// Builds a request step by step. The start time is that of the constructor.
+class RequestBuilder {
  public:
-  /// What a request that ran out of memory left in the builder is dropped.
-  Building(XmlASoapRequest& builder, const wchar_t* rowset) : m_builder(builder) {
+  /// The builder may contain parts of a request that failed.
+  RequestBuilder(XmlASoapRequest& builder, const wchar_t* rowset) : m_builder(builder) {
     VXDateTime::GetCurrDateTime(m_started);
     m_builder.ClearRestrictions();
     m_builder.SetRequestType(rowset);
   }
 
   using Setter = void (XmlASoapRequest::*)(const String&);
-  /// Puts a name into the request, unless that makes it too long.
-  Building& Add(Setter set, const String& name) {
+  /// Adds a name, unless it makes the request too long.
+  RequestBuilder& Add(Setter setter, const String& name) {
     m_characters += name.size();
-    if (!IsTooLong(m_characters)) (m_builder.*set)(name);
+    if (!IsTooLong(m_characters)) (m_builder.*setter)(name);
     return *this;
   }
-  Building& InDataSource(const String& info) {
+  RequestBuilder& InDataSource(const String& info) {
     return Add(&XmlASoapRequest::SetDataSourceInfo, info);
   }
-  Building& InCatalog(const String& catalog, const String& dataSourceInfo) {
+  RequestBuilder& InCatalog(const String& catalog, const String& dataSourceInfo) {
     return InDataSource(dataSourceInfo).Add(&XmlASoapRequest::PushCatalogRestriction, catalog);
   }
-  Building& InCube(const CubePlace& place) {
+  RequestBuilder& InCube(const CubePlace& place) {
     InCatalog(place.catalog, place.dataSourceInfo);
     return place.cube.empty() ? *this : Add(&XmlASoapRequest::PushCubeRestriction, place.cube);
   }
@@ -44,7 +44,7 @@ class Building {
   DiscoverRequest Finish(const LogTitle& title, const VXStringVector& titleArguments) {
     String subject = m_builder.Subject();
     const String text = m_builder.GetContent();
-    NarrowString body = BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
+    NarrowString body = BaseStringUtil::ToUTF8(text);
     const bool isTooLong = IsTooLong(m_characters) || IsTooLong(body.size());
     if (isTooLong) body.clear();
     return {m_started, &title, titleArguments, std::move(subject), std::move(body), isTooLong};
@@ -53,50 +53,50 @@ class Building {
  private:
   XmlASoapRequest& m_builder;
   VXDateTime m_started;
-  std::size_t m_characters = 0;  // of the names
+  std::size_t m_characters = 0;  // total length of the names
 };
 
 }  // namespace
 
 DiscoverRequest ProviderProperty(XmlASoapRequest& builder, const LogTitle& title, const String& url,
                                  const String& property) {
-  return Building(builder, L"DISCOVER_PROPERTIES")
+  return RequestBuilder(builder, L"DISCOVER_PROPERTIES")
       .Add(&XmlASoapRequest::PushPropertyRestriction, property)
       .Finish(title, {url});
 }
 
 DiscoverRequest DataSources(XmlASoapRequest& builder, const LogTitle& title, const String& url) {
-  return Building(builder, L"DISCOVER_DATASOURCES").Finish(title, {url});
+  return RequestBuilder(builder, L"DISCOVER_DATASOURCES").Finish(title, {url});
 }
 
 DiscoverRequest Catalogs(XmlASoapRequest& builder, const String& dataSourceInfo) {
-  return Building(builder, L"DBSCHEMA_CATALOGS")
+  return RequestBuilder(builder, L"DBSCHEMA_CATALOGS")
       .InDataSource(dataSourceInfo)
       .Finish(kCatalogsTitle, {dataSourceInfo});
 }
 
 DiscoverRequest Cubes(XmlASoapRequest& builder, const String& catalog,
                       const String& dataSourceInfo) {
-  return Building(builder, L"MDSCHEMA_CUBES")
+  return RequestBuilder(builder, L"MDSCHEMA_CUBES")
       .InCatalog(catalog, dataSourceInfo)
       .Finish(kCubesTitle, {catalog, dataSourceInfo});
 }
 
 DiscoverRequest Dimensions(XmlASoapRequest& builder, const LogTitle& title,
                            const CubePlace& place) {
-  return Building(builder, L"MDSCHEMA_DIMENSIONS")
+  return RequestBuilder(builder, L"MDSCHEMA_DIMENSIONS")
       .InCube(place)
       .Finish(title, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Hierarchies(XmlASoapRequest& builder, const CubePlace& place) {
-  return Building(builder, L"MDSCHEMA_HIERARCHIES")
+  return RequestBuilder(builder, L"MDSCHEMA_HIERARCHIES")
       .InCube(place)
       .Finish(kHierarchiesTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Levels(XmlASoapRequest& builder, const CubePlace& place, const String& hierarchy) {
-  return Building(builder, L"MDSCHEMA_LEVELS")
+  return RequestBuilder(builder, L"MDSCHEMA_LEVELS")
       .InCube(place)
       .Add(&XmlASoapRequest::PushHierarchyRestriction, hierarchy)
       .Finish(kLevelsTitle, {hierarchy, place.cube, place.catalog, place.dataSourceInfo});
@@ -104,7 +104,7 @@ DiscoverRequest Levels(XmlASoapRequest& builder, const CubePlace& place, const S
 
 DiscoverRequest Properties(XmlASoapRequest& builder, const CubePlace& place,
                            const String& hierarchy, const String& dimension, const String& level) {
-  return Building(builder, L"MDSCHEMA_PROPERTIES")
+  return RequestBuilder(builder, L"MDSCHEMA_PROPERTIES")
       .InCube(place)
       .Add(&XmlASoapRequest::PushHierarchyRestriction, hierarchy)
       .Add(&XmlASoapRequest::PushDimensionRestriction, dimension)
@@ -115,7 +115,7 @@ DiscoverRequest Properties(XmlASoapRequest& builder, const CubePlace& place,
 
 DiscoverRequest Members(XmlASoapRequest& builder, const CubePlace& place, const String& hierarchy,
                         const String& member) {
-  return Building(builder, L"MDSCHEMA_MEMBERS")
+  return RequestBuilder(builder, L"MDSCHEMA_MEMBERS")
       .InCube(place)
       .Add(&XmlASoapRequest::PushHierarchyRestriction, hierarchy)
       .Add(&XmlASoapRequest::PushMemberRestriction, member)
@@ -123,15 +123,15 @@ DiscoverRequest Members(XmlASoapRequest& builder, const CubePlace& place, const 
 }
 
 DiscoverRequest Measures(XmlASoapRequest& builder, const CubePlace& place) {
-  return Building(builder, L"MDSCHEMA_MEASURES")
+  return RequestBuilder(builder, L"MDSCHEMA_MEASURES")
       .InCatalog(place.catalog, place.dataSourceInfo)
       .Add(&XmlASoapRequest::PushCubeRestriction,
-           place.cube)  // an empty one, too, unlike the other requests
+           place.cube)  // unlike other requests, also if empty
       .Finish(kMeasuresTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }
 
 DiscoverRequest Variables(XmlASoapRequest& builder, const CubePlace& place) {
-  return Building(builder, L"SAP_VARIABLES")
+  return RequestBuilder(builder, L"SAP_VARIABLES")
       .InCube(place)
       .Finish(kVariablesTitle, {place.cube, place.catalog, place.dataSourceInfo});
 }

@@ -6,25 +6,25 @@
 #include "Utility/Generic/VXStringVector.h"
 #include "Utility/XMLASAX/XmlASoapRequest.h"
 
-/// One Discover request, ready to be sent.
+/// A Discover request that is ready to be sent.
 struct DiscoverRequest {
-  VXDateTime started;             ///< taken before the request was built
-  const LogTitle* title;          ///< of its entry in the import log ...
-  VXStringVector titleArguments;  ///< ... and what the title says
-  String subject;                 ///< what is asked for, in words
+  VXDateTime started;             ///< time before the request was built
+  const LogTitle* title;          ///< formats of the log entry's title
+  VXStringVector titleArguments;  ///< arguments of the title
+  String subject;                 ///< description, see HTTPClientWrapper
   NarrowString body;              ///< UTF-8
-  bool isTooLong;                 ///< beyond maxRequestBytes (ImportLimits): the body is empty
+  bool isTooLong;                 ///< exceeds ImportLimits::maxRequestBytes; the body is empty
 };
 
-/// Where a cube is.
+/// Identifies a cube.
 struct CubePlace {
   const String& catalog;
   const String& cube;  ///< empty: all cubes of the catalog
   const String& dataSourceInfo;
 };
 
-/// The requests that the library sends, one function for each rowset. Pure: the same arguments give
-/// the same body. `builder` is empty before and after.
+/// The requests of the library, one function for each rowset. The body depends only on the
+/// arguments. `builder` is empty afterwards.
 namespace Requests {
 
 DiscoverRequest ProviderProperty(XmlASoapRequest& builder, const LogTitle& title, const String& url,

@@ -1,4 +1,4 @@
-#include "SUXMLASAXNameMemo.h"
+#include "SUXMLASAXNameCache.h"
 #include "SUXMLASAXProviderRules.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
@@ -9,7 +9,7 @@
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
 
-// What the agent takes from the elements of a reply.
+// The rowset readers of the agent: from elements of a reply to values and row objects.
 
 namespace {
 
@@ -18,7 +18,7 @@ using BaseStringUtil::IsCaseInsensitiveMatch;
 /// Counts the rows of one reply.
 class RowCount {
  public:
-  /// Throws ErrorMessage when there are too many.
+  /// Throws ErrorMessage if the reply or the operation has too many rows.
   void Add() {
     if (m_operation) m_operation->CountRow();
     if (m_max == 0 || m_rows++ < m_max) return;
@@ -63,17 +63,17 @@ void XmlADiscoverAgentImpl::ReadProviderName(String& name) {
       name = element->GetValue();
 }
 
-// Lists of names: every element with the name counts, wherever it is in the reply.
+// Lists of names: reads every element with the column's name, at any place of the reply.
 
-template <class Take>
-void XmlADiscoverAgentImpl::ReadColumn(const wchar_t* column, Take take) {
-  NameMemo<bool> isColumn;
+template <class Add>
+void XmlADiscoverAgentImpl::ReadColumn(const wchar_t* column, Add add) {
+  NameCache<bool> isColumn;
   const auto compare = [&](const String& name) { return IsCaseInsensitiveMatch(name, column); };
   RowCount rows;
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
     if (!isColumn.Find(element->GetLocalName(), compare)) continue;
     rows.Add();
-    take(element->GetValue());
+    add(element->GetValue());
   }
 }
 
@@ -98,21 +98,21 @@ void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
   });
 }
 
-// Rows: columns go to the current row object; the row element, which ends after its columns, closes
-// it.
+// Rows: sets the columns of the current row object. The row element comes after its columns and
+// completes the row object.
 
 template <class Row, class Make>
 void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) {
   RefCnt<Row> row = make();
-  using Take = decltype(FindColumn(*row, String()));
+  using Setter = decltype(FindColumn(*row, String()));
   struct Meaning {
     bool endsRow;
-    Take take;  // null for schema elements and unknown columns
+    Setter set;  // null: a schema element or an unknown column
   };
-  NameMemo<Meaning> meanings;
+  NameCache<Meaning> meanings;
   const auto resolve = [&](const String& name) {
     if (IsCaseInsensitiveMatch(name, L"Row")) return Meaning{true, nullptr};
-    return Meaning{false, IsSchemaElement(name) ? Take() : FindColumn(*row, name)};
+    return Meaning{false, IsSchemaElement(name) ? Setter() : FindColumn(*row, name)};
   };
   RowCount count;
   while (const RefCnt<SAX2XmlElement> element = NextElement()) {
@@ -121,8 +121,8 @@ void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) 
       count.Add();
       rows.push_back(std::move(row));
       row = make();
-    } else if (meaning.take) {
-      meaning.take(*row, element->GetValue());
+    } else if (meaning.set) {
+      meaning.set(*row, element->GetValue());
     }
   }
 }
@@ -154,12 +154,12 @@ void XmlADiscoverAgentImpl::ReadVariables(std::vector<RefCnt<XmlACubeVariable>>&
 }
 
 void XmlADiscoverAgentImpl::ReadMember(XmlAMember& member) {
-  // A server that is asked without a member's name answers with all members of the hierarchy.
-  NameMemo<XmlAMember::Take> columns;
+  // A request without a member name returns all members of the hierarchy.
+  NameCache<XmlAMember::Setter> columns;
   const auto resolve = [&](const String& name) {
-    return IsSchemaElement(name) ? XmlAMember::Take() : member.FindColumn(name);
+    return IsSchemaElement(name) ? XmlAMember::Setter() : member.FindColumn(name);
   };
   while (const RefCnt<SAX2XmlElement> element = NextElement())
-    if (const auto take = columns.Find(element->GetLocalName(), resolve))
-      take(member, element->GetValue());
+    if (const auto set = columns.Find(element->GetLocalName(), resolve))
+      set(member, element->GetValue());
 }

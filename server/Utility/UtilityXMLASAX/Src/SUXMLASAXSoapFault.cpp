@@ -4,39 +4,48 @@
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
 
-SoapFault::Role SoapFault::RoleOf(const String& name) {
-  static const struct {
-    String::View name;
-    Role role;
-  } kRoles[] = {
-      {L"faultcode", {Meaning::kCode, nullptr, nullptr}},
-      {L"faultstring", {Meaning::kString, nullptr, nullptr}},
-      {L"Fault", {Meaning::kFault, nullptr, nullptr}},
-      {L"Exception", {Meaning::kException, nullptr, nullptr}},
-      {L"Value", {Meaning::kDetail, &SoapFault::m_soap12, &Texts::code}},
-      {L"Text", {Meaning::kDetail, &SoapFault::m_soap12, &Texts::text}},
-      {L"ErrorCode", {Meaning::kDetail, &SoapFault::m_error, &Texts::code}},
-      {L"Description", {Meaning::kDescription, nullptr, nullptr}},
-      {L"Row", {Meaning::kEndOfDetails, nullptr, nullptr}},
-      {L"Header", {Meaning::kEndOfDetails, nullptr, nullptr}},
-  };
-  for (const auto& entry : kRoles)
-    if (IsCaseInsensitiveMatch(name, entry.name)) return entry.role;
-  return {Meaning::kNone, nullptr, nullptr};
+namespace {
+
+constexpr std::size_t kMaxTextCharacters = std::size_t{64} << 10;
+
+String Truncated(const SAX2XmlElement& element, std::size_t most = kMaxTextCharacters) {
+  return element.GetValue().substr(0, most);
 }
 
-void SoapFault::Watch(const SAX2XmlElement& element) {
-  const Role& role = m_roles.Find(element.GetLocalName(), &RoleOf);
-  switch (role.meaning) {
+void SetIfUnset(std::optional<String>& text, const SAX2XmlElement& element) {
+  if (!text) text = Truncated(element);
+}
+
+}  // namespace
+
+SoapFault::Meaning SoapFault::MeaningOf(const String& name) {
+  static const struct {
+    String::View name;
+    Meaning meaning;
+  } kMeanings[] = {
+      {L"faultcode", Meaning::kFaultCode}, {L"faultstring", Meaning::kFaultString},
+      {L"Fault", Meaning::kFault},         {L"Exception", Meaning::kException},
+      {L"Value", Meaning::kValue},         {L"Text", Meaning::kText},
+      {L"ErrorCode", Meaning::kErrorCode}, {L"Description", Meaning::kDescription},
+      {L"Row", Meaning::kEndOfDetails},    {L"Header", Meaning::kEndOfDetails},
+  };
+  for (const auto& entry : kMeanings)
+    if (IsCaseInsensitiveMatch(name, entry.name)) return entry.meaning;
+  return Meaning::kNone;
+}
+
+void SoapFault::OnElement(const SAX2XmlElement& element) {
+  switch (m_meanings.Find(element.GetLocalName(), &MeaningOf)) {
     case Meaning::kNone:
       break;
-    case Meaning::kCode:
+    case Meaning::kFaultCode:
       m_isSoap11 = true;
-      m_faultCode = element.GetValue();
+      m_faultCode = Truncated(element);
       break;
-    case Meaning::kString:
+    case Meaning::kFaultString:
       m_isSoap11 = true;
-      m_faultString += element.GetValue();
+      if (m_faultString.size() < kMaxTextCharacters)
+        m_faultString += Truncated(element, kMaxTextCharacters - m_faultString.size());
       break;
     case Meaning::kFault:
       m_isSoap12 = m_isSoap12 || !m_isSoap11;
@@ -44,14 +53,19 @@ void SoapFault::Watch(const SAX2XmlElement& element) {
     case Meaning::kException:
       m_isException = true;
       break;
-    case Meaning::kDetail:
-      // Rows have elements with these names, too: their values are dropped at the row's end.
-      if (!m_isSoap12 && !(this->*role.texts.*role.part))
-        this->*role.texts.*role.part = element.GetValue();
+    // Rows also have elements with these names. Their values are dropped at the end of the row.
+    case Meaning::kValue:
+      if (!m_isSoap12) SetIfUnset(m_soap12.code, element);
+      break;
+    case Meaning::kText:
+      if (!m_isSoap12) SetIfUnset(m_soap12.text, element);
+      break;
+    case Meaning::kErrorCode:
+      SetIfUnset(m_error.code, element);
       break;
     case Meaning::kDescription:
-      // Rows have long ones: they are taken only where an error is likely.
-      if (!m_error.text && (m_isException || m_error.code)) m_error.text = element.GetValue();
+      // Rows have long descriptions, so they are stored only after a sign of an error.
+      if (m_isException || m_error.code) SetIfUnset(m_error.text, element);
       break;
     case Meaning::kEndOfDetails:
       if (!m_isSoap12) m_soap12 = Texts();

@@ -2,21 +2,22 @@
 
 #include <optional>
 
-#include "SUXMLASAXNameMemo.h"
+#include "SUXMLASAXNameCache.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/String.h"
 
-/// Looks for a failure among the elements of a reply while somebody else reads its rows:
-/// - a SOAP 1.1 fault: the last `faultcode`, and all `faultstring`s joined. Without any text it is
-///   no fault, and the string "null" (any case) means that there is none;
-/// - another `Fault`, such as that of SOAP 1.2: its first `Value` and `Text`;
-/// - an XMLA `Exception`: ErrorCode and Description of the first `Error`.
+/// Detects failures in a reply while a rowset reader reads the same elements:
+/// - A SOAP 1.1 fault: the last `faultcode`, and all `faultstring`s concatenated. If both are
+///   empty, or the string is "null" (in any case), there is no fault.
+/// - Another `Fault`, such as SOAP 1.2: its first `Value` and `Text`.
+/// - An XMLA `Exception`: ErrorCode and Description of the first `Error`.
+/// Texts are truncated to 64 Ki characters.
 class SoapFault {
  public:
-  /// To be called for every element of the reply, in order.
-  void Watch(const SAX2XmlElement& element);
+  /// Call for every element of the reply, in order.
+  void OnElement(const SAX2XmlElement& element);
 
-  /// True, after the last element, when the reply is a failure.
+  /// True if the reply is a failure. Valid after the last element.
   bool IsFault() const;
   String Code() const;
   String Text() const;
@@ -24,33 +25,30 @@ class SoapFault {
  private:
   enum class Meaning {
     kNone,
-    kCode,
-    kString,
+    kFaultCode,
+    kFaultString,
     kFault,
     kException,
-    kDetail,
+    kValue,
+    kText,
+    kErrorCode,
     kDescription,
     kEndOfDetails
   };
-  /// The first of each counts.
+  /// The first code and text found.
   struct Texts {
     std::optional<String> code;
     std::optional<String> text;
   };
-  struct Role {
-    Meaning meaning;
-    Texts SoapFault::*texts;  // where a detail belongs
-    std::optional<String> Texts::*part;
-  };
 
-  static Role RoleOf(const String& name);
+  static Meaning MeaningOf(const String& name);
 
-  NameMemo<Role> m_roles;
+  NameCache<Meaning> m_meanings;
   String m_faultCode;
   String m_faultString;
   Texts m_soap12;
   Texts m_error;
-  bool m_isSoap11 = false;  // a faultcode or faultstring has come, if only an empty one
+  bool m_isSoap11 = false;  // a faultcode or faultstring exists, even if empty
   bool m_isSoap12 = false;
   bool m_isException = false;
 };

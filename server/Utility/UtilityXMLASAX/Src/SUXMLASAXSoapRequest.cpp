@@ -4,8 +4,8 @@
 
 namespace {
 
-// Servers have been seen to depend on the form of the envelope, so its line ends and indentation
-// stay exactly as they are.
+// Some servers depend on the exact text of the envelope, so its line ends and indentation must not
+// change.
 constexpr String::View kPrologue =
     L"<?xml version=\"1.0\"?>\r\n"
     L"                <SOAP-ENV:Envelope\r\n"
@@ -16,7 +16,7 @@ constexpr String::View kPrologue =
     L"                SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n";
 constexpr String::View kEpilogue = L"</Discover>\r\n </SOAP-ENV:Body>\r\n </SOAP-ENV:Envelope>\r\n";
 
-constexpr std::size_t kUsualRoom = 2048;  // characters
+constexpr std::size_t kTypicalLength = 2048;  // characters
 
 void AppendElement(String& text, String::View name, const String& value) {
   for (const String::View part : {String::View(L"<"), name, String::View(L">"), value.view(),
@@ -107,7 +107,7 @@ bool XmlASoapRequest::HasRestriction() const {
 
 String XmlASoapRequest::GetContent() {
   String text;
-  text.reserve(kUsualRoom);
+  text.reserve(kTypicalLength);
   text.append(kPrologue);
   AppendElement(text, L"RequestType", m_RequestType);
   text += L"\n";

@@ -1,11 +1,9 @@
 #pragma once
 
-/// The file that hosts' traces expect for the errors of an exchange.
+/// Source file of the errors of an exchange, as the host's traces expect it.
 inline constexpr const wchar_t* kSourceFile =
     L"server/Utility/UtilityXMLASAX/Src/SUXMLASAXDiscoverAgentImpl.cpp";
-inline constexpr int kMessageReadCancelled = 46066;
 
-/// Throws ErrorMessage when the calling thread's operation is to end: the host has requested
-/// cancellation (46066), or the deadline has passed. To be called in every loop over rows, which
-/// may be a million.
+/// Throws ErrorMessage if IsThreadToStop: message kMessageReadCancelled, or the text of the
+/// deadline. Call in every loop over rows, because there may be a million.
 void ThrowIfStopped();

@@ -7,7 +7,7 @@
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/SUStrUtil.h"
 
-/// The warnings of one operation, appended to the host's text one line each, up to the limits of
+/// Appends the warnings of one operation to the host's text, one line each, up to the limits of
 /// ImportLimits.
 class Warnings {
  public:
@@ -15,9 +15,9 @@ class Warnings {
   Warnings(const Warnings&) = delete;
   Warnings& operator=(const Warnings&) = delete;
 
-  /// A message of the catalogue.
+  /// Adds a message of the catalogue.
   void Add(int number, const std::vector<String>& arguments) {
-    // A million of them are only counted: making their texts would take seconds.
+    // Warnings above the limit are only counted, because formatting a million takes seconds.
     if (IsFull())
       ++m_omitted;
     else
@@ -28,7 +28,7 @@ class Warnings {
     error.RetrieveErrorMessages(text);
     AddText(text);
   }
-  /// Says how many warnings were left out, if any. To be called last.
+  /// Adds a line with the number of omitted warnings, if any. Call last.
   void Finish();
 
  private:

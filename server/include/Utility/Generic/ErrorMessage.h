@@ -6,31 +6,31 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// The host's error object and exception type: one or several rendered messages. Copyable; copying
-/// shares the texts.
+/// The host's error object and exception type: one or more formatted messages. Copies share the
+/// texts. Use an object from one thread at a time.
 class XMLAHOST_API ErrorMessage {
  public:
-  /// A message of the catalogue with its arguments, each a wide text; rendered as
-  /// SUStrUtil::LoadMsgStringOnly says.
+  /// A message of the catalogue with wide texts as arguments. See SUStrUtil::LoadMsgStringOnly for
+  /// the format. MessageNumbers.h has the numbers.
   template <class... Arguments>
   explicit ErrorMessage(int number, const Arguments&... arguments)
       : ErrorMessage(number, std::vector<String>{String(arguments)...}) {}
   ErrorMessage(int number, const std::vector<String>& arguments);
-  /// A bare text without number; line breaks and tabs inside it become blanks. Whoever
-  /// puts a server's text into it limits its length.
+  /// A text without a number. Line breaks and tabs become spaces. The caller must limit the length
+  /// of texts that come from a server.
   explicit ErrorMessage(const String& text);
   ErrorMessage(const ErrorMessage&);
   ErrorMessage& operator=(const ErrorMessage&);
   virtual ~ErrorMessage();
 
-  /// Adds the messages of another error behind these.
+  /// Appends the messages of `other`, which may be this object.
   void Append(const ErrorMessage& other);
-  /// Appends the rendered texts to `texts`, separated by line feeds from each other and from what
-  /// already stands there, without a trailing line feed.
+  /// Appends the messages to `texts`. Line feeds separate them from each other and from earlier
+  /// text. There is no trailing line feed.
   void RetrieveErrorMessages(String& texts) const;
-  /// The number of the first message; 0 for a bare text.
+  /// The number of the first message, or 0 for a text without a number.
   int GetNumber() const noexcept;
-  /// Where the error was thrown (SUGThrow); empty and 0 before.
+  /// Source file and line of SUGThrow; empty and 0 before it.
   const String& GetSourceFile() const noexcept;
   int GetSourceLine() const noexcept;
   void SetSource(const String& file, int line);
@@ -42,6 +42,6 @@ class XMLAHOST_API ErrorMessage {
   int m_sourceLine = 0;
 };
 
-/// Throws a copy of `error` stamped with the source file and line.
+/// Throws a copy of `error` that contains the source file and line.
 [[noreturn]] XMLAHOST_API void SUGThrow(const ErrorMessage& error, const String& sourceFile,
                                         int line);

@@ -2,6 +2,6 @@
 
 #include <memory>
 
-/// The host's single-owner holder: movable, not copyable; deletes what it holds.
+/// The host's owning pointer: movable, not copyable.
 template <class T>
 using Heap = std::unique_ptr<T>;

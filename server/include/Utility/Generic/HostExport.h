@@ -1,4 +1,4 @@
 #pragma once
 
-// Marks what libxmlahost.so offers to its users. Everything else in it is hidden.
+// Exports a symbol of a shared library. All other symbols are hidden.
 #define XMLAHOST_API __attribute__((visibility("default")))

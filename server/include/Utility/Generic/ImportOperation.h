@@ -7,10 +7,10 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// What one import operation has used of its limits (ImportLimits): its requests, replies, rows and
-/// time. The object is made on the thread that runs the operation, with the settings in force
-/// there, and is current on that thread while it lives. An operation inside another one counts for
-/// itself.
+/// Counts the requests, replies, rows and time of one import operation and checks them against
+/// ImportLimits. Create the object on the thread that runs the operation. It uses the
+/// ImportSettings of that moment, and is the current operation of the thread until it is destroyed.
+/// A nested operation counts separately.
 class XMLAHOST_API ImportOperation {
  public:
   ImportOperation();
@@ -18,26 +18,26 @@ class XMLAHOST_API ImportOperation {
   ImportOperation(const ImportOperation&) = delete;
   ImportOperation& operator=(const ImportOperation&) = delete;
 
-  /// The current operation of the calling thread, or null.
+  /// The innermost operation of the calling thread, or null.
   static ImportOperation* Current() noexcept;
 
-  /// To be called before each request. Throws ErrorMessage when there were too many, or when the
-  /// replies were too long.
+  /// Call before each request. Throws ErrorMessage if the number of requests or the size of all
+  /// replies exceeds its limit.
   void CountRequest();
-  /// To be called for each row of a reply. Throws ErrorMessage when there were too many.
+  /// Call for each row of a reply. Throws ErrorMessage if the number of rows exceeds its limit.
   void CountRow();
-  /// Called by the HTTP client for each reply, with its decoded size.
+  /// The HTTP client calls this for each reply.
   void CountReplyBytes(std::uint64_t bytes) noexcept { m_replyBytes += bytes; }
-  /// To be called after each reply. Throws ErrorMessage when the replies were too long.
+  /// Call after each reply. Throws ErrorMessage if the size of all replies exceeds its limit.
   void CheckReplyBytes() const;
   bool IsPastDeadline() const noexcept {
     return m_deadline && std::chrono::steady_clock::now() >= *m_deadline;
   }
-  /// The error text for an operation past its deadline.
+  /// The error text after the deadline has passed.
   String DeadlineText() const;
 
  private:
-  ImportOperation* const m_former;
+  ImportOperation* const m_previous;
   const std::uint64_t m_maxRequests;
   const std::uint64_t m_maxRows;
   const std::uint64_t m_maxReplyBytes;

@@ -4,19 +4,18 @@
 
 #include "Utility/Generic/HostExport.h"
 
-/// The host's memory allocator. All memory of text buffers and of objects derived from
-/// MemAllocNewdel comes from here, so that a block may be released by another module than the one
-/// that asked for it. Safe to call from any thread.
+/// The host's memory allocator, for text buffers and for objects derived from MemAllocNewdel. A
+/// module may free a block that another module allocated. Thread-safe.
 class XMLAHOST_API MemAlloc {
  public:
-  /// A block of at least `bytes` bytes, aligned for any type. Throws std::bad_alloc.
+  /// Allocates at least `bytes` bytes, aligned for any type. Throws std::bad_alloc.
   static void* Allocate(std::size_t bytes);
-  /// Gives a block back; null is allowed.
+  /// Frees a block; null is allowed.
   static void Free(void* block) noexcept;
 };
 
-/// Allocation mix-in: objects of derived classes are made by and given back to MemAlloc. It has no
-/// data and no virtual operations.
+/// Base class whose derived classes are allocated by MemAlloc. It has no data and no virtual
+/// functions.
 class MemAllocNewdel {
  public:
   static void* operator new(std::size_t bytes) { return MemAlloc::Allocate(bytes); }

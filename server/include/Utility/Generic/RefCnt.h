@@ -6,14 +6,14 @@
 #include "Utility/Generic/MemAlloc.h"
 #include "Utility/Generic/VXAssert.h"
 
-/// Base of objects that carry their own reference count. A fresh object has the count 0; the handle
-/// that takes it to 1 and back to 0 deletes it. The count is changed atomically.
+/// Base class with an atomic reference count. A new object has the count 0. The last RefCnt handle
+/// deletes it.
 class RefCountable : public MemAllocNewdel {
  public:
   virtual ~RefCountable() = default;
 
   void AddRef() const noexcept { m_count.fetch_add(1, std::memory_order_relaxed); }
-  /// Lowers the count and deletes the object when it reaches 0.
+  /// Decrements the count, and deletes the object when it becomes 0.
   void ReleaseRef() const noexcept {
     if (m_count.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
@@ -21,10 +21,9 @@ class RefCountable : public MemAllocNewdel {
 
  protected:
   RefCountable() noexcept = default;
-  /// Copying takes over the count's value: copies are meant to be held by value, where the count
-  /// has no meaning.
+  /// Copies the count. Its value has no meaning in copies, because they are used by value.
   RefCountable(const RefCountable& other) noexcept : m_count(other.GetRefCount()) {}
-  /// Assignment leaves the counts of both objects alone.
+  /// Does not change the counts.
   RefCountable& operator=(const RefCountable&) noexcept { return *this; }
 
  private:
@@ -32,7 +31,7 @@ class RefCountable : public MemAllocNewdel {
 };
 
 /// Handle to a reference-counted object; may be empty. Dereferencing an empty handle is a logic
-/// error: the process aborts. Distinct handles to one object may be used from distinct threads.
+/// error and aborts the process. Different threads may use different handles to one object.
 template <class T>
 class RefCnt {
  public:

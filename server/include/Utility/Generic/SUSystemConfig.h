@@ -3,17 +3,19 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// The host's configuration. One object per process; safe to use from several threads.
+/// The host's configuration. One object per process; thread-safe.
 class XMLAHOST_API SUSystemConfig {
  public:
   static SUSystemConfig& GetSystemConfig();
 
-  /// The directory of the import logs, without a trailing slash: that of the calling thread's
-  /// ImportSettings, else the environment's XMLA_IMPORT_LOG_DIR, else "xmla-import" in the user's
-  /// state directory (XDG_STATE_HOME, else ~/.local/state). AFile::Open checks that others cannot
-  /// write there. A user without any gets "xmla-import-" and the user's
-  /// number in the temporary directory, which is made for that user alone; throws ErrorMessage when
-  /// somebody else has prepared it.
+  /// The directory of the import logs, without a trailing slash. The first of these that exists:
+  /// - ImportSettings::logDirectory of the calling thread,
+  /// - the environment variable XMLA_IMPORT_LOG_DIR,
+  /// - "xmla-import" in the user's state directory (XDG_STATE_HOME, or ~/.local/state),
+  /// - "xmla-import-" and the user's number in the temporary directory. It is created for this user
+  ///   only. Throws ErrorMessage if another user has prepared it.
+  ///
+  /// AFile::Open checks that other users cannot write to the directory.
   String GetLogDirectory() const;
 
  private:

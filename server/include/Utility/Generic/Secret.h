@@ -3,9 +3,10 @@
 #include <utility>
 
 // Texts that are overwritten when they are no longer needed, so that no copy of a password stays in
-// freed memory. Characters that another text shares are not overwritten: the last holder does that.
+// freed memory. Characters that are shared with another text are not overwritten; the last owner
+// must do that.
 
-/// A String or NarrowString that is overwritten at the end of its life.
+/// A String or NarrowString that its destructor overwrites.
 template <class Text>
 class Secret : public Text {
  public:
@@ -16,7 +17,7 @@ class Secret : public Text {
   Secret& operator=(const Secret&) = delete;
 };
 
-/// Overwrites a text and puts another one in its place.
+/// Overwrites `secret`, then assigns `text` to it.
 template <class Text>
 void ReplaceSecret(Text& secret, Text text) noexcept {
   secret.Erase();

@@ -3,8 +3,8 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// The host's kinds of servers and call interfaces. The numbers are stored by the host and must
-/// stay as they are.
+/// The host's kinds of servers and call interfaces. The host stores the numbers, so they must not
+/// change.
 class XMLAHOST_API ServerInfo {
  public:
   enum TargetType {
@@ -15,7 +15,7 @@ class XMLAHOST_API ServerInfo {
     kAnalysisServices2005 = 41,
     kSAP_BW35 = 43,
     kTamarind9 = 55,
-    kTessera = 63,  ///< any provider that is not recognised
+    kTessera = 63,  ///< every provider that is not recognised
     kAnalysisServices2008 = 69,
     kTamarind11 = 75,
     kAnalysisServices2012 = 82,
@@ -26,7 +26,7 @@ class XMLAHOST_API ServerInfo {
     kCLIXMLA = 1,
   };
 
-  /// The kind's name as shown to people, for example "Analysis Services 2005"; "Unknown" for a
-  /// number that is no kind.
+  /// The name of the kind for users, for example "Analysis Services 2005"; "Unknown" for other
+  /// numbers.
   static String GetTargetNameFromEnum(TargetType target);
 };

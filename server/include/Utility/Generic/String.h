@@ -13,13 +13,13 @@
 
 #include "Utility/Generic/MemAlloc.h"
 
-/// Text whose buffer is shared: copying raises an atomic count, changing one copy never changes
-/// another. Always terminated by a null character that is not part of the text; null characters
-/// inside the text are allowed. An empty text holds no buffer.
+/// Text with a shared buffer: copying increments an atomic count, and changing one copy never
+/// changes another. A null character, which is not part of the text, terminates the buffer. The
+/// text may contain null characters. An empty text has no buffer.
 ///
-/// Threads: distinct objects may be used from distinct threads even when they share a buffer; one
-/// object must not be changed while another thread uses it. Failure: std::bad_alloc and, for a text
-/// beyond the address space, std::length_error; the object keeps its former text.
+/// Threads: different threads may use different objects, even if these share a buffer. An object
+/// must not be changed while another thread uses it. Errors: throws std::bad_alloc, or
+/// std::length_error for a text that exceeds the address space. The object then keeps its text.
 template <class Char>
 class BasicString {
  public:
@@ -55,14 +55,14 @@ class BasicString {
 
   const Char* c_str() const noexcept { return m_buffer ? m_buffer->Text() : EmptyText(); }
   const Char* data() const noexcept { return c_str(); }
-  /// The number of characters; for wide text one per Unicode character, for narrow text bytes.
+  /// Number of Unicode characters of a wide text, or bytes of a narrow one.
   std::size_t size() const noexcept { return m_buffer ? m_buffer->length : 0; }
   std::size_t length() const noexcept { return size(); }
   bool empty() const noexcept { return size() == 0; }
-  /// The characters as a view that is valid until this object is changed or destroyed.
+  /// A view that is valid until this object is changed or destroyed.
   View view() const noexcept { return View(c_str(), size()); }
   operator View() const noexcept { return view(); }  // NOLINT: a text is readable as a view
-  /// REQUIRES: index < size().
+  /// Requires index < size().
   Char operator[](std::size_t index) const noexcept { return c_str()[index]; }
   const Char* begin() const noexcept { return c_str(); }
   const Char* end() const noexcept { return c_str() + size(); }
@@ -71,19 +71,19 @@ class BasicString {
     Release(m_buffer);
     m_buffer = nullptr;
   }
-  /// Clears the text. Overwrites the characters first unless another text shares them: for secrets.
+  /// Clears the text. Overwrites its characters before, unless another text shares them.
   void Erase() noexcept {
     if (IsUnique()) {
-      volatile Char* const text = m_buffer->Text();  // not optimised away
+      volatile Char* const text = m_buffer->Text();  // volatile: not optimised away
       for (std::size_t i = 0; i < m_buffer->capacity; ++i) text[i] = Char();
     }
     clear();
   }
-  /// Room for `capacity` characters without further allocation.
+  /// Reserves memory for `capacity` characters.
   void reserve(std::size_t capacity) {
     if (capacity > size() && (!IsUnique() || capacity > m_buffer->capacity)) Reallocate(capacity);
   }
-  /// Adds text at the end; it may be part of this very text.
+  /// Appends text, which may be part of this object.
   BasicString& append(View text) {
     if (text.empty()) return *this;
     const std::size_t old = size();
@@ -92,7 +92,7 @@ class BasicString {
     if (IsUnique() && length <= m_buffer->capacity) {
       std::char_traits<Char>::move(m_buffer->Text() + old, text.data(), text.size());
     } else {
-      const BasicString keep(*this);  // the added text may lie in the old buffer
+      const BasicString keep(*this);  // `text` may be part of the old buffer
       Reallocate(old == 0 ? length : Grown(length));
       std::char_traits<Char>::copy(m_buffer->Text() + old, text.data(), text.size());
     }
@@ -100,8 +100,8 @@ class BasicString {
     return *this;
   }
   BasicString& append(const Char* text, std::size_t length) { return append(View(text, length)); }
-  /// Adds what `fill(Char* place)` writes at the place given: at most `most` characters; it returns
-  /// how many, and must not throw. For producers that know beforehand how much they will write.
+  /// Appends characters that `fill(Char* place)` writes: at most `most`. `fill` returns their
+  /// number and must not throw. For producers that know the maximum in advance.
   template <class Fill>
   BasicString& AppendFilled(std::size_t most, Fill&& fill) {
     const std::size_t old = size();
@@ -112,8 +112,8 @@ class BasicString {
     SetLength(old + fill(m_buffer->Text() + old));
     return *this;
   }
-  /// Puts `text` in the place of the first `count` characters. In place when there is room.
-  /// REQUIRES: count <= size(); `text` is no part of this text.
+  /// Replaces the first `count` characters by `text`, without allocation if the buffer has room.
+  /// Requires count <= size(). `text` must not be part of this object.
   BasicString& ReplaceFront(std::size_t count, View text) {
     const std::size_t rest = size() - count;
     if (text.size() > MaxLength() - rest) throw std::length_error("text too long");
@@ -138,8 +138,8 @@ class BasicString {
   BasicString& operator+=(Char character) { return append(View(&character, 1)); }
   void push_back(Char character) { append(View(&character, 1)); }
 
-  /// The part from `position` on, at most `count` characters; empty when position is past the end.
-  /// The whole text shares the buffer.
+  /// At most `count` characters from `position` on; empty if `position` is past the end. If the
+  /// result is the whole text, it shares the buffer.
   BasicString substr(std::size_t position, std::size_t count = npos) const {
     if (position >= size()) return BasicString();
     if (position == 0 && count >= size()) return *this;
@@ -148,7 +148,7 @@ class BasicString {
   std::size_t find(View pattern, std::size_t from = 0) const noexcept {
     return view().find(pattern, from);
   }
-  /// Ordinary comparison by character codes: negative, zero or positive.
+  /// Compares by character codes. Returns a negative number, zero or a positive number.
   int compare(const BasicString& other) const noexcept {
     return m_buffer == other.m_buffer ? 0 : view().compare(other.view());
   }
@@ -213,7 +213,7 @@ class BasicString {
     const std::size_t doubled = size() <= MaxLength() / 2 ? 2 * size() : MaxLength();
     return doubled > length ? doubled : length;
   }
-  /// Moves the text into a buffer of its own with the given capacity (at least size()).
+  /// Moves the text to a new buffer. Requires capacity >= size().
   void Reallocate(std::size_t capacity) {
     if (capacity > MaxLength()) throw std::length_error("text too long");
     void* const block = MemAlloc::Allocate(sizeof(Buffer) + (capacity + 1) * sizeof(Char));
@@ -230,9 +230,9 @@ class BasicString {
   Buffer* m_buffer = nullptr;
 };
 
-/// The host's text: one wide character of four bytes for each Unicode character.
+/// The host's text: each Unicode character is one wide character of four bytes.
 using String = BasicString<wchar_t>;
-/// UTF-8 bytes, used only at the HTTP and log boundaries.
+/// UTF-8 bytes, used for HTTP, XML and the log.
 using NarrowString = BasicString<char>;
 
 static_assert(sizeof(wchar_t) == 4, "wide characters hold one Unicode character each");

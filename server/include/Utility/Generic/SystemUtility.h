@@ -3,12 +3,12 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// The environment of the process. Values are read as UTF-8. Not to be called while another thread
-/// changes the environment.
+/// The environment of the process. Values are UTF-8. Do not call while another thread changes the
+/// environment.
 class XMLAHOST_API SystemUtility {
  public:
-  /// True when the variable exists, whatever its value.
+  /// True if the variable exists, even if it is empty.
   static bool hasEnv(const String& name);
-  /// True and the value when the variable exists; false and `value` untouched otherwise.
+  /// If the variable exists, sets `value` and returns true. Otherwise returns false.
   static bool Getenv(const String& name, String& value);
 };

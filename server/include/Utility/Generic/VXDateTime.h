@@ -5,12 +5,12 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 
-/// A moment in local time, to the microsecond. A default-made one is the epoch.
+/// A point in time with microseconds, shown in local time. The default is the epoch.
 class XMLAHOST_API VXDateTime {
  public:
   VXDateTime() noexcept;
   static void GetCurrDateTime(VXDateTime& now) noexcept;
-  /// A moment from its local calendar fields, for tests and displays.
+  /// Creates a point in time from local calendar fields.
   static VXDateTime FromFields(int year, int month, int day, int hour, int minute, int second,
                                int microsecond = 0) noexcept;
 
@@ -21,10 +21,10 @@ class XMLAHOST_API VXDateTime {
   unsigned short GetMinute() const noexcept;  ///< 0 to 59
   unsigned short GetSecond() const noexcept;  ///< 0 to 60
 
-  /// "YYYY-MM-DD HH:MM:SS" and, for fractionDigits 1 to 6, a point and that many digits (cut, not
-  /// rounded).
+  /// "YYYY-MM-DD HH:MM:SS". If fractionDigits is 1 to 6, a point and that many digits follow
+  /// (truncated, not rounded).
   String ToString(int fractionDigits) const;
-  /// Seconds from `earlier` to `later`, negative when they stand the other way round.
+  /// Seconds from `earlier` to `later`; may be negative.
   static double DifferenceInSeconds(const VXDateTime& later, const VXDateTime& earlier) noexcept;
 
  private:

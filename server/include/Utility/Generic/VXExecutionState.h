@@ -5,30 +5,30 @@
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/RefCnt.h"
 
-/// The way to stop a running import. The host makes a state and puts it in force on the thread that
-/// runs an import (VXExecutionState::Scope). Any other thread, or a signal handler, may then
-/// request cancellation: the import operation returns within 0.1 s with an error text (message
-/// 46066, or that of the HTTP client), however large the reply is. What the operation had read
-/// before stays in its output. With a new state in force the import object works as before.
+/// Cancels a running import. The host creates a state and activates it on the thread that runs the
+/// import (VXExecutionState::Scope). Another thread or a signal handler can then request
+/// cancellation. The import operation returns within 0.1 s with an error text:
+/// kMessageReadCancelled, or that of the HTTP client. Its output contains what it had read before.
+/// The import object works again with a new state.
 ///
-/// One state may be in force on several threads at once.
+/// A state may be active on several threads at the same time.
 class XMLAHOST_API VXExecutionState : public RefCountable {
  public:
   enum CancelReason {
     kCancelReasonUnknown = 0,
-    kCancelReasonHost = 1,  ///< the host, or the person who uses it, wants to stop
+    kCancelReasonHost = 1,  ///< the host or its user cancels
   };
 
-  /// Requests cancellation. Async-signal-safe; later calls change nothing.
+  /// Requests cancellation. Async-signal-safe. Only the first call has an effect.
   void RequestCancellation(CancelReason reason) noexcept;
   bool IsCancellationRequested() const noexcept;
-  /// The reason of the first request; kCancelReasonUnknown before.
+  /// The reason of the request; kCancelReasonUnknown before it.
   CancelReason GetCancelReason() const noexcept;
-  /// The state in force on the calling thread, or null.
+  /// The active state of the calling thread, or null.
   static VXExecutionState* Current() noexcept;
 
-  /// Puts a state in force on the calling thread, and the former one back at the end. The state
-  /// outlives the scope.
+  /// Activates a state on the calling thread. The destructor restores the previous one. The state
+  /// must outlive the scope.
   class XMLAHOST_API Scope {
    public:
     explicit Scope(VXExecutionState& state) noexcept;
@@ -37,7 +37,7 @@ class XMLAHOST_API VXExecutionState : public RefCountable {
     Scope& operator=(const Scope&) = delete;
 
    private:
-    VXExecutionState* m_former;
+    VXExecutionState* m_previous;
   };
 
  private:

@@ -4,7 +4,7 @@
 
 #include "Utility/Generic/String.h"
 
-/// The host's list of wide text: a standard vector that may be deleted through its own type.
+/// The host's list of wide texts: a vector with a virtual destructor.
 class VXStringVector : public std::vector<String> {
  public:
   using std::vector<String>::vector;

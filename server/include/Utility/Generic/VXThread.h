@@ -10,17 +10,17 @@
 /// A job for a thread.
 class XMLAHOST_API VXThreadJob : public RefCountable {
  public:
-  /// Called on the starting thread just before the job's thread is started.
+  /// Called on the starting thread just before the new thread starts.
   virtual void Announce() = 0;
-  /// Called on the job's thread. Must not throw.
+  /// Called on the new thread. Must not throw.
   virtual void Run() noexcept = 0;
-  /// Called from another thread: makes Run return soon, also when it has not begun yet.
+  /// Called from any thread. Makes Run return soon, even if it has not started yet.
   virtual void Cancel() noexcept = 0;
 };
 
-/// Calls `(object->*operation)(first, second)`: the first argument is kept by value, the second by
-/// reference. T offers `void Announce()` and `void Cancel()`. The object and the second argument
-/// outlive the job.
+/// Calls `(object->*operation)(first, second)`. The job copies the first argument and refers to the
+/// second. T must have `void Announce()` and `void Cancel()`. The object and the second argument
+/// must outlive the job.
 template <class T, class First, class Second>
 class VXThreadJob_TwoArg : public VXThreadJob {
  public:
@@ -39,11 +39,11 @@ class VXThreadJob_TwoArg : public VXThreadJob {
   Second& m_second;
 };
 
-/// A thread that is started once. All signals are blocked on it from its first moment, so none of
-/// the host's handlers runs there. Reference-counted: the last release of a running thread cancels
-/// its job and waits for it. Operations may be called from any thread but the thread itself.
+/// A thread that can be started once. It blocks all signals from its start, so no signal handler of
+/// the host runs on it. Reference-counted: the last release cancels a running job and waits for it.
+/// Call the functions from any thread except this one.
 ///
-/// After a fork, the thread exists in the parent alone. In the child it counts as stopped, so that
+/// After a fork, the thread exists only in the parent. In the child it counts as stopped, so that
 /// the child can delete inherited objects.
 class XMLAHOST_API VXThread : public RefCountable {
  public:
@@ -51,18 +51,18 @@ class XMLAHOST_API VXThread : public RefCountable {
   VXThread(const VXThread&) = delete;
   VXThread& operator=(const VXThread&) = delete;
 
-  /// Starts the thread. Throws ErrorMessage when the system has no thread to give; a second call is
+  /// Starts the thread. Throws ErrorMessage if the system cannot create a thread. A second call is
   /// a logic error.
   void Start();
-  /// Asks the job to end soon. `requester` is for the host's traces only. Harmless before the
-  /// start, after the end, and when called again.
+  /// Cancels the job. `requester` is only for traces of the host. May be called at any time and
+  /// repeatedly.
   void RequestCancellation(unsigned long requester, VXExecutionState::CancelReason reason) noexcept;
-  /// Waits until the thread has ended; returns at once for one that was never started.
+  /// Waits until the thread has ended. Returns at once if it was never started.
   void WaitUntilStopped() noexcept;
 
  protected:
   VXThread();
-  /// To be called by the destructors of derived classes: the job must not outlive them.
+  /// Destructors of derived classes must call this, because the job must not outlive them.
   void CancelAndWait() noexcept;
 
  private:
@@ -71,11 +71,11 @@ class XMLAHOST_API VXThread : public RefCountable {
   virtual void Run() noexcept = 0;
   virtual void Cancel() noexcept = 0;
 
-  VXExecutionState m_state;  // in force on the thread
+  VXExecutionState m_state;  // active on the thread
   Heap<SystemThread> m_thread;
 };
 
-/// Keeps a job alive for as long as its thread may run it.
+/// Keeps a job alive while its thread may run it.
 class ManagedJobFunctor {
  public:
   explicit ManagedJobFunctor(RefCnt<VXThreadJob> job) : m_job(std::move(job)) {}
@@ -87,7 +87,7 @@ class ManagedJobFunctor {
   RefCnt<VXThreadJob> m_job;
 };
 
-/// A thread that runs a functor, which offers Announce, operator() and Cancel.
+/// A thread that runs a functor with Announce, operator() and Cancel.
 template <class Functor>
 class VXUserThread : public VXThread {
  public:

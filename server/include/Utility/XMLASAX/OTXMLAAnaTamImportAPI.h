@@ -4,8 +4,8 @@
 #include "Utility/Generic/MemAlloc.h"
 #include "Utility/XMLASAX/XmlADiscoverAgent.h"
 
-/// The import of Analysis Services, SAP BW and Tamarind cubes over XMLA. OTXMLAImportAPI states
-/// what each operation does.
+/// Imports cubes of Analysis Services, SAP BW and Tamarind over XMLA. See OTXMLAImportAPI for the
+/// contract.
 class OTXMLAAnaTamImportAPI : public OTXMLAImportAPI, public MemAllocNewdel {
  public:
   OTXMLAAnaTamImportAPI();
@@ -26,14 +26,15 @@ class OTXMLAAnaTamImportAPI : public OTXMLAImportAPI, public MemAllocNewdel {
                                  String& warnings) override;
   void GetSAPVariables(OTCube& cube, String& errors, String& warnings) override;
 
-  /// Asks the provider who it is and appends warning 62010 when that is another kind than the
-  /// configured one. Returns the detected kind; the configured one stays in force.
+  /// Reads the provider's identity and returns the detected kind. If it differs from the configured
+  /// one, appends the warning kMessageTargetMismatch. The configured kind stays in use. Throws
+  /// ErrorMessage.
   ServerInfo::TargetType CheckTargetType(String& warnings);
 
-  /// The kind that a provider's name (any case) and version (its leading characters) make it.
+  /// Detects the kind by the provider's name (ignoring case) and the prefix of its version.
   static ServerInfo::TargetType DetectTargetType(const String& providerName,
                                                  const String& providerVersion);
 
  protected:
-  XmlADiscoverAgentHeap m_DiscoverAgent;  // empty until the first SetupConnInfo
+  XmlADiscoverAgentHeap m_DiscoverAgent;  // null before SetupConnInfo
 };

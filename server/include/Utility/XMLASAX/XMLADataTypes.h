@@ -3,11 +3,11 @@
 #include "Import/VXDataType.h"
 #include "Utility/Generic/String.h"
 
-// From the text of a DATA_TYPE column to the host's data type. Pure functions that accept any text.
+// Conversions of a DATA_TYPE column to the host's data type. They accept any text.
 
-/// From an OLE DB type indicator in decimal digits (Analysis Services).
+/// Analysis Services: an OLE DB type indicator in decimal digits. VXUnknown for other texts.
 VXDataType XmlA2VXDataType(const String& code);
-/// From the name of an ABAP type (SAP BW).
+/// SAP BW: the name of an ABAP type. VXUnknown except for FLTP.
 VXDataType SAPBW2VXDataType(const String& typeName);
-/// From the type code of a level property (Tamarind).
+/// Tamarind: the type code of a level property.
 VXDataType Tamarind2VXDataType(const String& code);

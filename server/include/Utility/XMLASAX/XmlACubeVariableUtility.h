@@ -5,11 +5,11 @@
 /// The column map of SAP_VARIABLES.
 class XmlACubeVariableUtility {
  public:
-  /// Puts one column into `variable`. Names are matched ignoring case, unknown ones ignored, a
-  /// repeated column keeps the last value; codes are not checked for range.
+  /// Sets one column of `variable`. Compares names ignoring case, ignores unknown ones, and does
+  /// not check the range of codes.
   static void AppendValueName(XmlACubeVariable& variable, const String& column,
                               const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlACubeVariable& variable, const String& value);
-  static Take FindColumn(const String& column);
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlACubeVariable& variable, const String& value);
+  static Setter FindColumn(const String& column);
 };

@@ -3,10 +3,10 @@
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/String.h"
 
-/// A row of MDSCHEMA_DIMENSIONS, filled column by column and then only read.
+/// A row of MDSCHEMA_DIMENSIONS.
 class XmlADimension : public RefCountable {
  public:
-  /// Codes of the DIMENSION_TYPE column; the same numbers as OTXMLAHierarchy::DimensionType.
+  /// Codes of the DIMENSION_TYPE column, with the values of OTXMLAHierarchy::DimensionType.
   enum XmlADimensionTypes : int {
     SMD_DIMTYPE_UNKNOWN = 0,
     SMD_DIMTYPE_TIME = 1,
@@ -28,16 +28,16 @@ class XmlADimension : public RefCountable {
     SMD_DIMTYPE_ATTRIBUTE = 256,
   };
 
-  /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
-  /// keeps the last value.
+  /// Sets one column. Compares names ignoring case, and ignores unknown ones.
   void AppendValueName(const String& column, const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlADimension& row, const String& value);
-  Take FindColumn(const String& column) const;
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlADimension& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetDimensionUniqueName() const { return m_DimensionUniqueName; }
   String GetDefaultHierarchyUniqueName() const { return m_DefaultHierarchyUniqueName; }
-  /// One of XmlADimensionTypes; 256 for a Kelvora attribute dimension, 0 for a code that is none.
+  /// One of XmlADimensionTypes: 256 for an attribute dimension (KELVORA_DIMENSION_IS_ATTRIBUTE), 0
+  /// for an unknown code.
   int GetDimensionType() const;
 
  private:

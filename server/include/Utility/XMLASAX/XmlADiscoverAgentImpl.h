@@ -14,15 +14,16 @@ class SoapFault;
 struct DiscoverRequest;
 struct ProviderRules;
 
-/// The discover agent over HTTP. Owns one HTTP client, one request builder, one SAX2 driver, at
-/// most one reader thread and, with the import log on, the open log file.
+/// The discover agent over HTTP. Owns an HTTP client, a request builder, a SAX2 driver, at most one
+/// parser thread, and the log file if there is an import log.
 class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
  public:
   XmlADiscoverAgentImpl(String url, String user, String password, ServerInfo::TargetType target,
                         ServerInfo::CLIType cli, bool log);
   XmlADiscoverAgentImpl(const XmlADiscoverAgentImpl&) = delete;
   XmlADiscoverAgentImpl& operator=(const XmlADiscoverAgentImpl&) = delete;
-  /// Stops a running reader and ends the import log with a closing entry.
+  /// Stops a running parser, overwrites URL and password, and closes the import log with a last
+  /// entry.
   ~XmlADiscoverAgentImpl() override;
 
   void GetDataSourceInfoCatalogs(DataSourceCatalogs& dataSources) override;
@@ -60,29 +61,28 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void GetProviderVersion(String& version);
 
  protected:
-  // Not used by imports, which read a reply once. The host knows these operations by name.
-  /// Posts the request and brings the reply's XML declaration into one form. Throws 64203 for a
-  /// fault, 46100 for a reply that is no XML, and the HTTP client's text; `response` then holds
-  /// what was received.
+  // The host calls the following four functions by name. The imports do not use them.
+  /// Posts a request and normalises the XML declaration of the reply. Throws ErrorMessage like the
+  /// rowset functions; `response` then contains the received text.
   void SendSoapRequest(const String& request, String& response);
-  /// Reads a whole reply: the last faultcode, and all faultstrings joined.
+  /// Reads a whole reply: the last faultcode, and all faultstrings concatenated.
   void RetrieveSoapFaultString(const String& text, String& faultCode, String& faultString);
-  /// Starts the reader thread on a reply, after stopping an earlier one.
+  /// Starts the parser thread on a reply. Stops an earlier one before.
   void StartSaxParser(const String& text);
-  /// Diagnostic: prints what is left of the reply that is being read to standard output.
+  /// Diagnostic: prints the remaining elements of the current reply to standard output.
   void PrintXmlContent();
 
-  /// Cancels the reader thread, if any, and waits for it.
+  /// Cancels the parser thread and waits for it, if there is one.
   void StopSaxParser();
-  /// The header lines of every request; despite its name, no size.
+  /// The header lines of every request. They do not contain a size, despite the name.
   String PrepareHttpSizeHeader() const;
-  /// Appends an entry to the import log. `request` and `response` are UTF-8. Only with m_Log on.
+  /// Appends an entry to the import log. `request` and `response` are UTF-8. Requires m_Log.
   void LogContent(const String& title, const NarrowString& request, const NarrowString& response,
                   const VXDateTime& start, const VXDateTime& sent, const VXDateTime& parsed);
 
-  // Consumers of the reply that the reader thread parses. They append to the list.
-  /// DISCOVER_PROPERTIES: `value` gets the Value that follows the property's PropertyName, the last
-  /// one if there are several.
+  // Rowset readers of the reply that the parser thread parses. They append to the list.
+  /// DISCOVER_PROPERTIES: sets `value` to the last Value that follows a PropertyName equal to
+  /// `propertyName`.
   void ReadValue(String& value, const String& propertyName);
   void ReadProviderName(String& name);
   void ReadDataSourceInfo(VXStringVector& dataSources);
@@ -97,8 +97,6 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void ReadMeasures(std::vector<RefCnt<XmlAMeasure>>& measures);
   void ReadVariables(std::vector<RefCnt<XmlACubeVariable>>& variables);
 
-  const String& SoapParseErrorString() const { return m_SoapParseErrorString; }
-
  private:
   const ProviderRules& Rules() const;
   String UrlForLog() const;
@@ -112,8 +110,8 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
 
   RefCnt<SAX2XmlElement> NextElement();
-  template <class Take>
-  void ReadColumn(const wchar_t* column, Take take);
+  template <class Add>
+  void ReadColumn(const wchar_t* column, Add add);
   template <class Row, class Make>
   void ReadRows(std::vector<RefCnt<Row>>& rows, Make make);
 
@@ -124,8 +122,8 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   Heap<XmlASoapRequest> m_SoapMessage;
   Heap<SAX2XmlReadDriver> m_XmlReaderDriver;
   RefCnt<VXThread> m_Reader;
-  String m_SoapParseErrorString;  // written by the reader thread before the element with HasError
-  SoapFault* m_Fault = nullptr;   // that watches the reply being read
+  String m_SoapParseErrorString;  // set by the parser thread before the element with HasError
+  SoapFault* m_Fault = nullptr;   // of the current reply
   ServerInfo::TargetType m_TargetType;
   ServerInfo::CLIType m_CLIType;
   bool m_Log = false;

@@ -4,7 +4,7 @@
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 
-/// A row of MDSCHEMA_HIERARCHIES, filled column by column and then only read.
+/// A row of MDSCHEMA_HIERARCHIES.
 class XmlAHierarchy : public RefCountable {
  public:
   /// Codes of the STRUCTURE column.
@@ -25,21 +25,20 @@ class XmlAHierarchy : public RefCountable {
   XmlAHierarchy(ServerInfo::TargetType targetType, ServerInfo::CLIType cliType)
       : m_TargetType(targetType), m_CLIType(cliType) {}
 
-  /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
-  /// keeps the last value.
+  /// Sets one column. Compares names ignoring case, and ignores unknown ones.
   void AppendValueName(const String& column, const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlAHierarchy& row, const String& value);
-  Take FindColumn(const String& column) const;
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlAHierarchy& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetUniqueName() const { return m_UniqueName; }
   String GetCaption() const { return m_Caption; }
   String GetDefaultMember() const { return m_DefaultMemberName; }
   String GetAllMember() const { return m_AllMemberName; }
   String GetDimensionUniqueName() const { return m_DimensionUniqueName; }
-  /// A value of OTXMLAHierarchy::HierarchyType; unknown for an absent or other STRUCTURE.
+  /// A value of OTXMLAHierarchy::HierarchyType; unknown if STRUCTURE is missing or not 0 to 3.
   int GetHierarchyType() const;
-  /// A value of OTXMLAHierarchy::DimensionType: time, measure, other, else unknown.
+  /// A value of OTXMLAHierarchy::DimensionType: time, measure, other or unknown.
   int GetDimensionType() const;
   bool FullyBalanced() const;
   /// False for a hierarchy of the measures dimension (DIMENSION_TYPE 2).
@@ -55,7 +54,7 @@ class XmlAHierarchy : public RefCountable {
   String m_AllMemberName;        // ALL_MEMBER
   String m_DimensionUniqueName;  // DIMENSION_UNIQUE_NAME
   bool m_IsVirtual = false;      // IS_VIRTUAL, DIMENSION_MASTER_UNIQUE_NAME
-  // Kept for the users of the row; no operation of it looks at them.
+  // The host's layout has these members. No function reads them.
   [[maybe_unused]] ServerInfo::TargetType m_TargetType;
   [[maybe_unused]] ServerInfo::CLIType m_CLIType;
 

@@ -7,15 +7,14 @@
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 
-/// A row of MDSCHEMA_PROPERTIES: one member property of a level.
+/// A row of MDSCHEMA_PROPERTIES: a member property of a level.
 class XmlALevelProperty : public RefCountable {
  public:
-  /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
-  /// keeps the last value.
+  /// Sets one column. Compares names ignoring case, and ignores unknown ones.
   void AppendValueName(const String& column, const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlALevelProperty& row, const String& value);
-  Take FindColumn(const String& column) const;
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlALevelProperty& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetName() const { return m_Name; }
   String GetCaption() const { return m_Caption; }
@@ -23,9 +22,9 @@ class XmlALevelProperty : public RefCountable {
   String GetPrecision() const { return m_Precision; }
   String GetScale() const { return m_Scale; }
   String GetHierarchyAttributeName() const { return m_HierarchyAttributeName; }
-  /// -1 when the provider did not say.
+  /// -1 without that column.
   short GetGenerationNumber() const { return m_GenerationNumber; }
-  /// -1 when the provider did not say.
+  /// -1 without that column.
   short GetPropertyType() const { return m_PropertyType; }
 
  private:
@@ -43,19 +42,18 @@ class XmlALevelProperty : public RefCountable {
 
 using XmlALevelPropertyRefVector = std::vector<RefCnt<XmlALevelProperty>>;
 
-/// A row of MDSCHEMA_LEVELS with the properties attached to it.
+/// A row of MDSCHEMA_LEVELS with its properties.
 class XmlALevel : public RefCountable {
  public:
   XmlALevel(ServerInfo::TargetType targetType, ServerInfo::CLIType cliType)
       : m_TargetType(targetType), m_CLIType(cliType) {}
 
-  /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
-  /// keeps the last value.
+  /// Sets one column. Compares names ignoring case, and ignores unknown ones.
   void AppendValueName(const String& column, const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlALevel& row, const String& value);
-  Take FindColumn(const String& column) const;
-  /// Attaches a property, which is shared; nothing is filtered and order is kept.
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlALevel& row, const String& value);
+  Setter FindColumn(const String& column) const;
+  /// Appends a property. The level shares it.
   void AppendLevelProperty(RefCnt<XmlALevelProperty> property);
 
   String GetDimensionUniqueName() const { return m_DimensionUniqueName; }
@@ -70,7 +68,7 @@ class XmlALevel : public RefCountable {
   short GetLevelNumber() const { return m_LevelNumber; }
 
   unsigned int GetNumOfProperties() const;
-  // Of the property at `index`. REQUIRES: index < GetNumOfProperties().
+  // Data of the property at `index`. Requires index < GetNumOfProperties().
   String GetLevelPropertyCaption(unsigned int index) const;
   String GetLevelPropertyName(unsigned int index) const;
   String GetLevelPropertyDataType(unsigned int index) const;
@@ -91,7 +89,7 @@ class XmlALevel : public RefCountable {
   String m_HierarchyUniqueName;             // HIERARCHY_UNIQUE_NAME
   String m_LevelUniqueName;                 // LEVEL_UNIQUE_NAME
   XmlALevelPropertyRefVector m_Properties;  // rows of MDSCHEMA_PROPERTIES
-  // Kept for the users of the row; no operation of it looks at them.
+  // The host's layout has these members. No function reads them.
   [[maybe_unused]] ServerInfo::TargetType m_TargetType;
   [[maybe_unused]] ServerInfo::CLIType m_CLIType;
 

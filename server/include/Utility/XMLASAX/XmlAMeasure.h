@@ -5,19 +5,18 @@
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/String.h"
 
-/// A row of MDSCHEMA_MEASURES, filled column by column and then only read.
+/// A row of MDSCHEMA_MEASURES.
 class XmlAMeasure : public RefCountable {
  public:
-  /// With `useUniqueName` the measure is named by MEASURE_UNIQUE_NAME without its prefix and
-  /// brackets, else by MEASURE_NAME; the other column is ignored.
+  /// If `useUniqueName` is true, the name is MEASURE_UNIQUE_NAME without prefix and brackets;
+  /// otherwise it is MEASURE_NAME. The other column is ignored.
   explicit XmlAMeasure(bool useUniqueName) : m_bUseUniqueName(useUniqueName) {}
 
-  /// Takes one column. Names are matched ignoring case, unknown ones ignored, a repeated column
-  /// keeps the last value.
+  /// Sets one column. Compares names ignoring case, and ignores unknown ones.
   void AppendValueName(const String& column, const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlAMeasure& row, const String& value);
-  Take FindColumn(const String& column) const;
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlAMeasure& row, const String& value);
+  Setter FindColumn(const String& column) const;
 
   String GetName() const { return m_Name; }
   String GetCaption() const { return m_Caption; }
@@ -35,7 +34,7 @@ class XmlAMeasure : public RefCountable {
   String m_DataType;                      // DATA_TYPE
   String m_Precision;                     // CHARACTER_MAXIMUM_LENGTH or NUMERIC_PRECISION
   String m_Scale;                         // NUMERIC_SCALE
-  bool m_Caculated = false;               // EXPRESSION is present
+  bool m_Caculated = false;               // there is an EXPRESSION column
   bool m_bUseUniqueName;
 
   friend struct XmlAMeasureColumns;

@@ -5,19 +5,18 @@
 #include "Utility/Generic/RefCnt.h"
 #include "Utility/Generic/String.h"
 
-/// A member that is looked up in MDSCHEMA_MEMBERS: its unique name is given by the caller, its kind
-/// read from the reply.
+/// A row of MDSCHEMA_MEMBERS. The caller sets the unique name, and the reply the type.
 class XmlAMember : public RefCountable {
  public:
   void SetUniqueName(const String& uniqueName) { m_UniqueName = uniqueName; }
   String GetUniqueName() const { return m_UniqueName; }
-  /// The MEMBER_TYPE code; 0 when the provider did not say.
+  /// The MEMBER_TYPE code; 0 without that column.
   int GetMemberType() const { return m_MemberType; }
-  /// Takes MEMBER_TYPE, matched ignoring case; every other column is ignored.
+  /// Sets MEMBER_TYPE. Compares names ignoring case, and ignores other columns.
   void AppendValueName(const String& column, const String& value);
-  /// The operation that takes this column's values, for many rows; null for an unknown column.
-  using Take = void (*)(XmlAMember& member, const String& value);
-  Take FindColumn(const String& column) const;
+  /// The setter of a column, for use with many rows; null for an unknown column.
+  using Setter = void (*)(XmlAMember& member, const String& value);
+  Setter FindColumn(const String& column) const;
 
  private:
   String m_UniqueName;

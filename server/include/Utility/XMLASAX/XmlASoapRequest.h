@@ -4,33 +4,33 @@
 #include "Utility/Generic/String.h"
 #include "Utility/Generic/VXStringVector.h"
 
-/// Builds the text of one XMLA Discover request. Order of use: the request type, the data-source
-/// information, any restrictions, then GetContent, which empties the builder for the next request.
-/// Values are escaped when they are given; the request type is not. Used by one thread at a time.
+/// Builds the text of an XMLA Discover request. Order of calls: SetRequestType, SetDataSourceInfo,
+/// restrictions, GetContent. GetContent empties the builder for the next request. Values are
+/// escaped; the request type is not. Use from one thread at a time.
 class XmlASoapRequest : public MemAllocNewdel {
  public:
   XmlASoapRequest();
 
-  /// The schema rowset, for example MDSCHEMA_CUBES; written as it is.
+  /// The schema rowset, for example MDSCHEMA_CUBES; not escaped.
   void SetRequestType(const String& type);
-  /// The DataSourceInfo property. Without it no property is written at all.
+  /// The DataSourceInfo property. If it is empty, the request has no properties.
   void SetDataSourceInfo(const String& info);
-  // Restrictions that may be given several times, empty values included.
+  // Restrictions with any number of values, which may be empty.
   void PushCatalogRestriction(const String& name);
   void PushCubeRestriction(const String& name);
   void PushDimensionRestriction(const String& name);
   void PushHierarchyRestriction(const String& name);
   void PushPropertyRestriction(const String& name);
-  // Restrictions with one value: the last one given counts, an empty one means none.
+  // Restrictions with one value: each call replaces it, and an empty value means none.
   void PushLevelRestriction(const String& name);
   void PushMemberRestriction(const String& name);
 
-  /// Empties everything, the request type and the data-source information included.
+  /// Empties the builder, including the request type and the DataSourceInfo.
   void ClearRestrictions();
   bool HasRestriction() const;
-  /// What the request asks for, in words: its type and the names that restrict it.
+  /// A description of the request: its type and the names in its restrictions.
   String Subject() const;
-  /// The text of the request; afterwards the builder is empty.
+  /// Returns the text of the request and empties the builder.
   String GetContent();
 
  private:

@@ -1,6 +1,0 @@
-#pragma once
-
-#include "Utility/Generic/String.h"
-
-/// Reads a whole file. On failure false, and `error` names the file and the reason.
-bool ReadFile(const String& name, NarrowString& bytes, String& error);

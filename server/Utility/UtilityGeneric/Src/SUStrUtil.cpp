@@ -1,7 +1,0 @@
-#include "Utility/Generic/SUStrUtil.h"
-
-#include "MessageCatalogue.h"
-
-String SUStrUtil::LoadMsgStringOnly(int number, const std::vector<String>& arguments) {
-  return MessageCatalogue::Render(number, arguments);
-}

@@ -1,6 +1,0 @@
-#pragma once
-
-#include "Utility/Generic/String.h"
-
-/// What an errno value means, in English whatever the locale.
-String SystemReason(int error);

@@ -1,0 +1,106 @@
+#include "errors/MessageCatalogue.h"
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/MessageNumbers.h"
+
+namespace MessageCatalogue {
+namespace {
+
+struct Message {
+  int number;
+  // Beginning of the text; the second form is for an empty first argument.
+  const wchar_t* subject;
+  const wchar_t* subjectWithoutName;
+  const wchar_t* text;
+};
+
+constexpr const wchar_t* kHierarchy = L"The hierarchy \"{1}\"";
+constexpr const wchar_t* kHierarchyWithoutName = L"A hierarchy without a name";
+
+// Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
+constexpr Message kMessages[] = {
+    {kMessageReadCancelled, L"", L"",
+     L"Reading the server's reply was cancelled before its end. Run the import again."},
+    {kMessageParseError, L"", L"",
+     L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
+     L"Analysis service; if it is, look for errors in the server's own log."},
+    {kMessageTargetMismatch, L"", L"",
+     L"The connection is configured for {1}, but the server calls itself \"{2}\". The import goes "
+     L"on by the rules of the configured kind, or by those of Tamarind when "
+     L"OT_XMLA_IMPORT_TAMARIND is set; choose the matching target kind if the result looks wrong "
+     L"or incomplete."},
+    {kMessageVirtualHierarchy, kHierarchy, kHierarchyWithoutName,
+     L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
+     L"Import the hierarchy that it is built on instead."},
+    {kMessageMeasuresHierarchy, kHierarchy, kHierarchyWithoutName,
+     L" was skipped because it holds measures (data source \"{2}\", catalog \"{3}\", cube "
+     L"\"{4}\"). Nothing is lost: measures are imported separately."},
+    {kMessageUnknownStructure, kHierarchy, kHierarchyWithoutName,
+     L" was skipped because its structure is not supported (data source \"{2}\", catalog \"{3}\", "
+     L"cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies can be imported; "
+     L"change the hierarchy on the server if it is needed."},
+    {kMessageSoapFault, L"", L"",
+     L"The server refused the request with the SOAP fault {1}, \"{2}\". Check the user's rights "
+     L"and the chosen data source, catalog and cube; the server's own log may say more."},
+};
+
+bool IsLineBreak(wchar_t character) {
+  return (character >= L'\t' && character <= L'\r') || character == L'\0' || character == 0x85 ||
+         character == 0x2028 || character == 0x2029;
+}
+
+/// Appends the pattern with its arguments. Braces inside an argument have no meaning.
+void AppendFormatted(String& text, const wchar_t* pattern, const std::vector<String>& arguments) {
+  while (*pattern) {
+    if (pattern[0] == L'{' && pattern[1] >= L'1' && pattern[1] <= L'9' && pattern[2] == L'}') {
+      const auto index = static_cast<std::size_t>(pattern[1] - L'1');
+      if (index < arguments.size()) text += Truncated(arguments[index]);
+      pattern += 3;
+    } else {
+      text += *pattern++;
+    }
+  }
+}
+
+}  // namespace
+
+String OneLine(const String& text) {
+  std::size_t position = 0;
+  while (position < text.size() && !IsLineBreak(text[position])) ++position;
+  if (position == text.size()) return text;
+  String line;
+  line.AppendFilled(text.size(), [&text](wchar_t* place) {
+    for (const wchar_t character : text) *place++ = IsLineBreak(character) ? L' ' : character;
+    return text.size();
+  });
+  return line;
+}
+
+String Truncated(const String& argument) {
+  if (argument.size() <= kMaxArgumentCharacters) return OneLine(argument);
+  return OneLine(argument.substr(0, kMaxArgumentCharacters)) + L"... (" +
+         BaseStringUtil::StringFrom(argument.size() - kMaxArgumentCharacters) +
+         L" more characters)";
+}
+
+String Render(int number, const std::vector<String>& arguments) {
+  String text(L"[");
+  if (number < 0) text += L'-';
+  text += BaseStringUtil::StringFrom(static_cast<std::uint64_t>(
+      number < 0 ? -static_cast<std::int64_t>(number) : static_cast<std::int64_t>(number)));
+  text += L"] ";
+  for (const Message& message : kMessages) {
+    if (message.number != number) continue;
+    const bool hasName = !arguments.empty() && !arguments[0].empty();
+    AppendFormatted(text, hasName ? message.subject : message.subjectWithoutName, arguments);
+    AppendFormatted(text, message.text, arguments);
+    return text;
+  }
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (i > 0) text += L", ";
+    text += Truncated(arguments[i]);
+  }
+  return text;
+}
+
+}  // namespace MessageCatalogue

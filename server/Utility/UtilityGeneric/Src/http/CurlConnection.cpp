@@ -1,0 +1,466 @@
+#include <curl/curl.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string_view>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Cancellation.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/Secret.h"
+#include "http/HTTPAuthentication.h"
+#include "http/HTTPConnection.h"
+#include "http/HTTPProxy.h"
+#include "http/HTTPReceiver.h"
+#include "http/HTTPUrl.h"
+#include "system/CloseOnExec.h"
+#include "system/SignalBlock.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Longest wait between two checks for cancellation. A signal handler can request cancellation, but
+/// cannot wake this thread.
+constexpr int kPollMilliseconds = 40;
+constexpr long kMaxLogInRounds = 6;
+
+struct Scheme {
+  unsigned long curlBit;
+  unsigned int bit;
+};
+constexpr Scheme kSchemes[] = {{CURLAUTH_BASIC, kAuthBasic},
+                               {CURLAUTH_DIGEST, kAuthDigest},
+                               {CURLAUTH_NTLM, kAuthNTLM},
+                               {CURLAUTH_NEGOTIATE, kAuthNegotiate}};
+
+long ToCurlSchemes(unsigned int schemes) {
+  unsigned long set = CURLAUTH_NONE;
+  for (const Scheme& scheme : kSchemes)
+    if ((schemes & scheme.bit) != 0) set |= scheme.curlBit;
+  return static_cast<long>(set);
+}
+
+unsigned int FromCurlSchemes(long schemes) {
+  unsigned int set = 0;
+  for (const Scheme& scheme : kSchemes)
+    if ((static_cast<unsigned long>(schemes) & scheme.curlBit) != 0) set |= scheme.bit;
+  return set;
+}
+
+/// Keeps libcurl initialised. Not all builds of libcurl lock their own counter.
+class CurlLibrary {
+ public:
+  CurlLibrary() {
+    const std::lock_guard lock(Mutex());
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) throw std::bad_alloc();
+  }
+  ~CurlLibrary() {
+    const std::lock_guard lock(Mutex());
+    curl_global_cleanup();
+  }
+  CurlLibrary(const CurlLibrary&) = delete;
+  CurlLibrary& operator=(const CurlLibrary&) = delete;
+
+ private:
+  static std::mutex& Mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
+};
+
+/// A resolver thread of libcurl may outlive its transfer, and its code must stay loaded when the
+/// host unloads these libraries. Therefore libcurl is never unloaded.
+void KeepCurlLoaded() noexcept {
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&curl_easy_init), &library) == 0) return;
+  if (void* const handle = dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE))
+    dlclose(handle);
+}
+
+struct FreeHeaders {
+  void operator()(curl_slist* headers) const noexcept { curl_slist_free_all(headers); }
+};
+using HeaderList = std::unique_ptr<curl_slist, FreeHeaders>;
+
+struct FailureCode {
+  CURLcode code;
+  HTTPFailure failure;
+};
+constexpr FailureCode kFailureCodes[] = {
+    {CURLE_OK, HTTPFailure::kNone},
+    {CURLE_COULDNT_RESOLVE_HOST, HTTPFailure::kUnknownHost},
+    {CURLE_COULDNT_RESOLVE_PROXY, HTTPFailure::kUnknownProxy},
+    {CURLE_COULDNT_CONNECT, HTTPFailure::kConnectFailed},
+    {CURLE_OPERATION_TIMEDOUT, HTTPFailure::kConnectTimeout},
+    {CURLE_PEER_FAILED_VERIFICATION, HTTPFailure::kCertificateRejected},
+    {CURLE_SSL_CACERT_BADFILE, HTTPFailure::kCAFileUnreadable},
+    {CURLE_SSL_CONNECT_ERROR, HTTPFailure::kTLSFailed},
+    {CURLE_GOT_NOTHING, HTTPFailure::kClosedWithoutResponse},
+    {CURLE_PARTIAL_FILE, HTTPFailure::kTruncated},
+    {CURLE_RECV_ERROR, HTTPFailure::kReceiveFailed},
+    {CURLE_SEND_ERROR, HTTPFailure::kSendFailed},
+    {CURLE_BAD_CONTENT_ENCODING, HTTPFailure::kDecompressionFailed},
+    {CURLE_WEIRD_SERVER_REPLY, HTTPFailure::kNotHTTP},
+    {CURLE_UNSUPPORTED_PROTOCOL, HTTPFailure::kNotHTTP},
+    {CURLE_PROXY, HTTPFailure::kProxyRefused},
+};
+
+HTTPFailure FailureOf(CURLcode code) {
+  for (const FailureCode& known : kFailureCodes)
+    if (known.code == code) return known.failure;
+  return HTTPFailure::kOther;
+}
+
+std::uint64_t Unsigned(curl_off_t number) {
+  return number > 0 ? static_cast<std::uint64_t>(number) : 0;
+}
+
+class CurlConnection final : public HTTPConnection {
+ public:
+  CurlConnection(const NarrowString& url, const NarrowString& user, const NarrowString& password,
+                 std::uint32_t timeoutSeconds, const HTTPClientOptions& options,
+                 HTTPReceiver& receiver);
+  ~CurlConnection() override { Release(); }
+  CurlConnection(const CurlConnection&) = delete;
+  CurlConnection& operator=(const CurlConnection&) = delete;
+
+  void SetHeaderLines(const NarrowString& lines) override;
+  HTTPFailure Send(const HTTPRequest& request) override;
+  HTTPRequestInfo Info() const override;
+  String FailureReason() const override;
+
+ private:
+  static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count,
+                              void* self) noexcept;
+  static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+  static int OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
+                        curl_off_t sent) noexcept;
+  static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
+
+  template <class Value>
+  void Set(CURLoption option, Value value) {
+    const CURLcode code = curl_easy_setopt(m_easy, option, value);
+    if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (code != CURLE_OK)
+      SUGThrow(ErrorMessage(L"The HTTP library rejects a setting: " +
+                            BaseStringUtil::FromUTF8(curl_easy_strerror(code))),
+               L"CurlConnection.cpp", __LINE__);
+  }
+  template <class Value>
+  Value Get(CURLINFO info, Value value = {}) const {
+    curl_easy_getinfo(m_easy, info, &value);
+    return value;
+  }
+  void Configure(const NarrowString& url, const NarrowString& user, const NarrowString& password,
+                 const HTTPClientOptions& options);
+  void ConfigureTLS(const HTTPClientOptions& options);
+  void ConfigureProxy(const HTTPClientOptions& options);
+  void Release() noexcept;
+  void ReplaceEasyHandle();
+  CURLcode Wait();
+  void MarkResolverSockets();
+  bool IsIdle() const;
+  bool IsConnected() const { return Get<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) != 0; }
+  std::uint64_t WireBytes() const { return Unsigned(Get<curl_off_t>(CURLINFO_SIZE_DOWNLOAD_T)); }
+
+  const CurlLibrary m_library;
+  const std::uint32_t m_timeoutSeconds;
+  const bool m_mayUseTLS;
+  HTTPReceiver& m_receiver;
+  CURL* m_easy = nullptr;
+  CURLM* m_multi = nullptr;
+  HeaderList m_headers;
+  CURLcode m_code = CURLE_OK;
+  char m_reason[CURL_ERROR_SIZE] = {};
+  curl_off_t m_transferred = 0;  // body bytes in both directions
+  Clock::time_point m_lastActivity;
+};
+
+CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user,
+                               const NarrowString& password, std::uint32_t timeoutSeconds,
+                               const HTTPClientOptions& options, HTTPReceiver& receiver)
+    : m_timeoutSeconds(timeoutSeconds),
+      m_mayUseTLS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url)) ||
+                  !options.proxy->empty()),  // the connection to a proxy may use TLS
+      m_receiver(receiver) {
+  try {
+    m_easy = curl_easy_init();
+    m_multi = curl_multi_init();
+    if (!m_easy || !m_multi) throw std::bad_alloc();
+    CloseOnExec::MarkPairBySignal([this] { curl_multi_wakeup(m_multi); });
+    Configure(url, user, password, options);
+    SetHeaderLines(NarrowString());
+    // A multi handle takes CURLOPT_NOSIGNAL over from the easy handles that were added to it. If
+    // none was added, its cleanup changes the SIGPIPE action of the process for a moment.
+    if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK ||
+        curl_multi_remove_handle(m_multi, m_easy) != CURLM_OK)
+      throw std::bad_alloc();
+  } catch (...) {
+    Release();
+    throw;
+  }
+}
+
+void CurlConnection::Release() noexcept {
+  std::optional<SignalBlock> noPipeSignal;  // closing a TLS connection sends data
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
+  // The multi handle owns the connections. Closing them may need the easy handle.
+  if (m_multi) curl_multi_cleanup(m_multi);
+  if (m_easy) curl_easy_cleanup(m_easy);
+}
+
+void CurlConnection::Configure(const NarrowString& url, const NarrowString& user,
+                               const NarrowString& password, const HTTPClientOptions& options) {
+  Set(CURLOPT_NOSIGNAL, 1L);
+  Set(CURLOPT_ERRORBUFFER, m_reason);
+  Set(CURLOPT_PROTOCOLS_STR, "http,https");
+  Set(CURLOPT_URL, url.c_str());
+  Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
+  Set(CURLOPT_FOLLOWLOCATION, 0L);
+  // libcurl counts log-in rounds as redirects. Without a limit, a server could ask for ever.
+  Set(CURLOPT_MAXREDIRS, kMaxLogInRounds);
+  Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  Set(CURLOPT_ACCEPT_ENCODING, "");  // everything that this libcurl supports
+  Set(CURLOPT_POST, 1L);
+  Set(CURLOPT_BUFFERSIZE, static_cast<long>(kHTTPReceiveBufferBytes));
+  Set(CURLOPT_TCP_KEEPALIVE, 1L);
+  Set(CURLOPT_TCP_NODELAY, 1L);
+  Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+  // A name server that does not answer must not delay a cancelled transfer.
+  Set(CURLOPT_QUICK_EXIT, 1L);
+  const std::uint64_t milliseconds = std::uint64_t{m_timeoutSeconds} * 1000;
+  Set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds == 0 || milliseconds > INT_MAX
+                                     ? long{INT_MAX}
+                                     : static_cast<long>(milliseconds));
+  Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+  Set(CURLOPT_HEADERDATA, this);
+  Set(CURLOPT_WRITEFUNCTION, &OnBody);
+  Set(CURLOPT_WRITEDATA, this);
+  curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 1L);
+  // Some loops of libcurl call only this function, such as the one that reads a proxy's refusal.
+  Set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
+  Set(CURLOPT_XFERINFODATA, this);
+  Set(CURLOPT_NOPROGRESS, 0L);
+  Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
+  // An empty user name makes libcurl use the identity of the process.
+  if (!user.empty() || (options.authSchemes & kAuthNegotiate) != 0)
+    Set(CURLOPT_USERNAME, user.c_str());
+  if (!user.empty()) Set(CURLOPT_PASSWORD, password.c_str());
+  ConfigureTLS(options);
+  ConfigureProxy(options);
+}
+
+/// Sets the TLS version explicitly, so that a file named by OPENSSL_CONF cannot lower it.
+void CurlConnection::ConfigureTLS(const HTTPClientOptions& options) {
+  Set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+  Set(CURLOPT_PROXY_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
+  // A resumed session keeps the certificate of its first connection. After a rejected certificate,
+  // a valid new one would be rejected too.
+  Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  NarrowString caFile = BaseStringUtil::ToUTF8(options.caFile);
+  if (caFile.empty()) {
+    if (const char* const environment = std::getenv("SSL_CERT_FILE")) caFile = environment;
+  }
+  if (caFile.empty()) return;
+  Set(CURLOPT_CAINFO, caFile.c_str());
+  Set(CURLOPT_PROXY_CAINFO, caFile.c_str());
+}
+
+void CurlConnection::ConfigureProxy(const HTTPClientOptions& options) {
+  const Secret<NarrowString> proxy(BaseStringUtil::ToUTF8(*options.proxy));
+  Set(CURLOPT_PROXY, proxy.c_str());
+  const unsigned int schemes = HTTPAuthentication::ProxySchemes(options);
+  // A user inside the URL takes precedence over this one.
+  if ((schemes & kAuthNegotiate) != 0) Set(CURLOPT_PROXYUSERNAME, "");
+  unsigned long socks = CURLAUTH_NONE;
+  // A SOCKS proxy gets user and password unencrypted, as with Basic.
+  const bool isReadable =
+      !options.allowBasicOverPlainHttp && HTTPProxy::IsUnencrypted(*options.proxy);
+  if ((schemes & kAuthBasic) != 0 && !isReadable) socks |= CURLAUTH_BASIC;
+  if ((schemes & kAuthNegotiate) != 0) socks |= CURLAUTH_GSSAPI;
+  Set(CURLOPT_SOCKS5_AUTH, static_cast<long>(socks));
+}
+
+void CurlConnection::SetHeaderLines(const NarrowString& lines) {
+  HeaderList list;
+  const auto append = [&list](const char* line) {
+    curl_slist* const longer = curl_slist_append(list.get(), line);
+    if (!longer) throw std::bad_alloc();
+    static_cast<void>(list.release());
+    list.reset(longer);
+  };
+  append("Expect:");  // send the body at once
+  std::string_view rest = lines.view();
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    std::string line(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    std::erase(line, '\r');
+    if (!line.empty()) append(line.c_str());
+  }
+  Set(CURLOPT_HTTPHEADER, list.get());
+  m_headers = std::move(list);
+}
+
+std::size_t CurlConnection::OnHeader(char* bytes, std::size_t, std::size_t count,
+                                     void* self) noexcept {
+  auto& connection = *static_cast<CurlConnection*>(self);
+  connection.m_lastActivity = Clock::now();
+  // libcurl counts the requests of a log-in as redirects.
+  const long request = connection.Get<long>(CURLINFO_REDIRECT_COUNT);
+  return connection.m_receiver.OnHeader({bytes, count}, request) ? count : CURL_WRITEFUNC_ERROR;
+}
+
+std::size_t CurlConnection::OnBody(char* bytes, std::size_t, std::size_t count,
+                                   void* self) noexcept {
+  auto& connection = *static_cast<CurlConnection*>(self);
+  const std::uint64_t announced =
+      Unsigned(connection.Get<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T));
+  const bool isAccepted =
+      connection.m_receiver.OnBody({bytes, count}, announced, connection.WireBytes());
+  return isAccepted ? count : CURL_WRITEFUNC_ERROR;
+}
+
+int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
+                               curl_off_t sent) noexcept {
+  auto& connection = *static_cast<CurlConnection*>(self);
+  // Bytes that belong neither to headers nor to a body, such as chunk extensions, do not count.
+  if (received + sent != connection.m_transferred) connection.m_lastActivity = Clock::now();
+  connection.m_transferred = received + sent;
+  // libcurl does not apply its own time-out while it reads the refusal of a proxy.
+  if (!connection.IsConnected() && connection.IsIdle())
+    connection.m_receiver.Fail(HTTPFailure::kConnectTimeout);
+  return connection.m_receiver.OnProgress(Unsigned(received)) ? 0 : 1;
+}
+
+curl_socket_t CurlConnection::OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+bool CurlConnection::IsIdle() const {
+  return m_timeoutSeconds > 0 &&
+         Clock::now() - m_lastActivity >= std::chrono::seconds(m_timeoutSeconds);
+}
+
+CURLcode CurlConnection::Wait() {
+  m_lastActivity = Clock::now();
+  bool isFirst = true;
+  for (;;) {
+    int running = 0;
+    if (curl_multi_perform(m_multi, &running) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
+    if (running == 0) break;
+    if (isFirst) MarkResolverSockets();
+    isFirst = false;
+    if (curl_multi_poll(m_multi, nullptr, 0, kPollMilliseconds, nullptr) != CURLM_OK)
+      return CURLE_OUT_OF_MEMORY;
+    if (IsThreadToStop()) {
+      m_receiver.Fail(HTTPFailure::kCancelled);
+      return CURLE_ABORTED_BY_CALLBACK;
+    }
+    // While connecting, libcurl's own time-out applies.
+    if (!IsConnected()) m_lastActivity = Clock::now();
+    if (IsIdle()) {
+      m_receiver.Fail(Get<long>(CURLINFO_RESPONSE_CODE) == 0 ? HTTPFailure::kResponseTimeout
+                                                             : HTTPFailure::kIdleTimeout);
+      return CURLE_OPERATION_TIMEDOUT;
+    }
+  }
+  int left = 0;
+  while (const CURLMsg* const message = curl_multi_info_read(m_multi, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    // If the connection ends inside the headers, libcurl reports a response without a body.
+    const bool isTruncated = message->data.result == CURLE_OK && !m_receiver.HasAllHeaders();
+    return isTruncated ? CURLE_PARTIAL_FILE : message->data.result;
+  }
+  return CURLE_OUT_OF_MEMORY;
+}
+
+/// While libcurl resolves a host name, its resolver thread signals the result through a pair of
+/// sockets. It is the only descriptor that libcurl waits for and that OnOpenSocket did not create.
+/// libcurl omits descriptors that do not fit into an fd_set.
+void CurlConnection::MarkResolverSockets() {
+  fd_set readable;
+  fd_set other;
+  FD_ZERO(&readable);
+  FD_ZERO(&other);
+  int highest = -1;
+  if (curl_multi_fdset(m_multi, &readable, &other, &other, &highest) != CURLM_OK) return;
+  for (int descriptor = 0; descriptor <= highest; ++descriptor)
+    if (FD_ISSET(descriptor, &readable) && (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0)
+      CloseOnExec::MarkPair(descriptor);
+}
+
+/// After a rejected Digest log-in, libcurl assumes that it has already read the next offer, and
+/// ignores its nonce. A duplicated handle has the settings, but not this state.
+void CurlConnection::ReplaceEasyHandle() {
+  CURL* const fresh = curl_easy_duphandle(m_easy);
+  if (!fresh) throw std::bad_alloc();
+  curl_easy_cleanup(m_easy);
+  m_easy = fresh;
+}
+
+HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
+  std::optional<SignalBlock> noPipeSignal;
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
+  if (request.forgetLogInState) ReplaceEasyHandle();
+  m_reason[0] = '\0';
+  Set(CURLOPT_POSTFIELDS, request.body.c_str());
+  Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+  Set(CURLOPT_COOKIE, request.cookies.empty() ? nullptr : request.cookies.c_str());
+  Set(CURLOPT_HTTPAUTH, ToCurlSchemes(request.serviceScheme));
+  Set(CURLOPT_PROXYAUTH, ToCurlSchemes(request.proxyScheme));
+  m_code = CURLE_OUT_OF_MEMORY;
+  if (curl_multi_add_handle(m_multi, m_easy) == CURLM_OK) {
+    m_code = Wait();
+    if (m_code != CURLE_OK && Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) KeepCurlLoaded();
+    curl_multi_remove_handle(m_multi, m_easy);
+  }
+  return FailureOf(m_code);
+}
+
+HTTPRequestInfo CurlConnection::Info() const {
+  HTTPRequestInfo info;
+  info.status = Get<long>(CURLINFO_RESPONSE_CODE);
+  info.connectStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
+  info.usedNewConnection = Get<long>(CURLINFO_NUM_CONNECTS) > 0;
+  info.offeredByService = FromCurlSchemes(Get<long>(CURLINFO_HTTPAUTH_AVAIL));
+  info.offeredByProxy = FromCurlSchemes(Get<long>(CURLINFO_PROXYAUTH_AVAIL));
+  if (const char* const peer = Get<const char*>(CURLINFO_PRIMARY_IP)) info.peer = peer;
+  if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) info.contentType = type;
+  if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
+    info.redirectTarget = HTTPUrl::ForDisplay(BaseStringUtil::FromUTF8(target));
+  info.systemError = static_cast<int>(Get<long>(CURLINFO_OS_ERRNO));
+  info.wireBytes = WireBytes();
+  if (info.usedNewConnection) info.connectSeconds = Get<double>(CURLINFO_CONNECT_TIME);
+  info.firstByteSeconds = Get<double>(CURLINFO_STARTTRANSFER_TIME);
+  info.totalSeconds = Get<double>(CURLINFO_TOTAL_TIME);
+  return info;
+}
+
+String CurlConnection::FailureReason() const {
+  const bool needsText = m_reason[0] == '\0' && FailureOf(m_code) == HTTPFailure::kOther;
+  return BaseStringUtil::FromUTF8(needsText ? curl_easy_strerror(m_code) : m_reason);
+}
+
+}  // namespace
+
+std::unique_ptr<HTTPConnection> HTTPConnection::Create(
+    const NarrowString& url, const NarrowString& user, const NarrowString& password,
+    std::uint32_t timeoutSeconds, const HTTPClientOptions& options, HTTPReceiver& receiver) {
+  return std::make_unique<CurlConnection>(url, user, password, timeoutSeconds, options, receiver);
+}
+
+bool IsPastHTTPDate(const std::string& date) {
+  const std::time_t seconds = curl_getdate(date.c_str(), nullptr);
+  return seconds >= 0 && seconds <= std::time(nullptr);
+}

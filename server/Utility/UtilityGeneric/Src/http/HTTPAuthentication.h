@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/String.h"
+#include "http/HTTPLogIn.h"
+
+/// The result of one request of an exchange.
+struct HTTPAuthRound {
+  bool isComplete = false;            ///< the response is complete
+  long status = 0;                    ///< of the service or of the proxy
+  long connectStatus = 0;             ///< of the proxy's response to CONNECT
+  unsigned int offeredByService = 0;  ///< set of HTTPAuthScheme
+  unsigned int offeredByProxy = 0;
+  std::string_view peer;  ///< IP address of the other end
+};
+
+/// The authentication of one client to its service and its proxy.
+class HTTPAuthentication {
+ public:
+  /// `options.proxy` must be set.
+  HTTPAuthentication(const String& url, bool hasUser, const HTTPClientOptions& options);
+
+  unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
+  unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
+  void BeginExchange() noexcept;
+  /// Call after each request. True: send it again with ServiceScheme() and ProxyScheme().
+  bool OnRound(const HTTPAuthRound& round);
+
+  // About the last exchange:
+  /// Why no offered scheme was used, and what to do; may be empty.
+  const String& Advice() const noexcept { return m_advice; }
+  bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
+  /// True if the last request was rejected after a Digest log-in.
+  bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }
+
+  /// Set of schemes that may be used with the proxy.
+  static unsigned int ProxySchemes(const HTTPClientOptions& options);
+
+ private:
+  bool IsServiceUnencrypted(std::string_view peer) const;
+
+  const bool m_allowsUnencryptedBasic;
+  const bool m_isServiceHTTPS;
+  const bool m_isServiceLocal;
+  const bool m_isProxyUnencrypted;
+  const std::shared_ptr<HTTPLogInMemory> m_memory;
+  HTTPLogIn m_service;
+  HTTPLogIn m_proxy;
+  String m_advice;
+  bool m_wasBasicUnencrypted = false;
+  bool m_wasDigestRejected = false;
+};

@@ -1,0 +1,239 @@
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+#include <algorithm>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Cancellation.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/Secret.h"
+#include "errors/MessageCatalogue.h"
+#include "http/HTTPProxy.h"
+#include "http/HTTPStatus.h"
+#include "http/HTTPTransfer.h"
+#include "http/HTTPUrl.h"
+#include "http/ReplyCharset.h"
+#include "http/ReplyKind.h"
+
+namespace {
+
+using BaseStringUtil::FromUTF8;
+using BaseStringUtil::ToUTF8;
+
+String Joined(const std::vector<std::string>& names) {
+  String text;
+  for (const std::string& name : names) {
+    if (!text.empty()) text += L", ";
+    text += FromUTF8(name);
+  }
+  return text;
+}
+
+/// Limits the length of a text that a server chose.
+String Truncated(const String& text) {
+  constexpr std::size_t kMaxCharacters = 512;
+  return text.size() <= kMaxCharacters ? text : text.substr(0, kMaxCharacters) + L"...";
+}
+
+/// What is wrong and what to try. Both are empty if nothing is wrong.
+struct Diagnosis {
+  String what;
+  String advice;
+};
+
+Diagnosis DiagnoseStatus(const HTTPResponse& response) {
+  Diagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status)};
+  if (response.status == 401 || response.status == 407) {
+    diagnosis.what += response.schemes.empty() ? String(L", no way to log in is offered")
+                                               : L", log-in offered: " + Joined(response.schemes);
+    if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
+  } else if (!response.redirectTarget.empty()) {
+    diagnosis.what += L", points to " + Truncated(response.redirectTarget);
+  }
+  return diagnosis;
+}
+
+/// Finds reasons why a body cannot be XML.
+Diagnosis DiagnoseBody(const HTTPResponse& response) {
+  const std::string_view body = response.body.view();
+  const wchar_t* const kCheckURL = L"check that the URL is that of an XML for Analysis service";
+  if (ReplyKind::IsEmpty(body)) {
+    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL};
+  }
+  if (ReplyKind::IsWebPage(body)) {
+    const std::string title = ReplyKind::PageTitle(body);
+    String what = L"The server sent a web page instead of XML";
+    if (!title.empty()) what += L", titled \"" + FromUTF8(title) + L"\"";
+    return {what,
+            L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
+            L"that it is that of an XML for Analysis service"};
+  }
+  if (ReplyKind::IsPlainText(body)) {
+    return {L"The server sent plain text instead of XML: \"" +
+                FromUTF8(ReplyKind::Beginning(body)) + L"\"",
+            kCheckURL};
+  }
+  return {};
+}
+
+/// The outcome of an exchange.
+struct Classification {
+  Diagnosis diagnosis;
+  bool hasReply;  // the body may be XML
+};
+
+/// Classifies a response and converts its body to UTF-8.
+Classification Classify(HTTPResponse& response, std::uint64_t maxReplyBytes) {
+  const bool isSuccess = response.status >= 200 && response.status < 300;
+  if (response.failure != HTTPFailure::kNone) {
+    // A server that rejects a request often closes the connection. The status then says more than
+    // the failure.
+    if (IsAbortedByClient(response.failure) || response.status < 300)
+      return {{response.failureText, response.advice}, false};
+    return {DiagnoseStatus(response), false};
+  }
+  String charset;
+  const CharsetResult result =
+      ConvertReplyToUTF8(response.body, response.contentType, maxReplyBytes, charset);
+  if (IsThreadToStop()) return {{StopText(), L""}, false};  // the text may be incomplete
+  if (result == CharsetResult::kTooLong) {
+    return {{L"The reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
+                 L" bytes after its conversion to UTF-8 (limit maxReplyBytes)",
+             L"choose a smaller part of the server's metadata"},
+            false};
+  }
+  if (isSuccess && result == CharsetResult::kUnknownCharset) {
+    return {{L"The reply is in the charset \"" + charset + L"\", which is not accepted",
+             L"configure the server to use UTF-8"},
+            false};
+  }
+  const Diagnosis body = DiagnoseBody(response);
+  if (isSuccess) return {body, body.what.empty()};
+  return {DiagnoseStatus(response), result == CharsetResult::kReady && body.what.empty()};
+}
+
+constexpr const wchar_t* kSourceFile = L"HTTPClientWrapper.cpp";
+
+/// A control character could end a header line, so that the rest becomes another header or request.
+void RejectControlCharacters(const String& text, const wchar_t* name) {
+  if (!HTTPUrl::HasControlCharacter(text.view())) return;
+  SUGThrow(ErrorMessage(String(L"The ") + name +
+                        L" contains a control character, such as a line break, and cannot be "
+                        L"used: check how it was entered"),
+           kSourceFile, __LINE__);
+}
+
+}  // namespace
+
+class HTTPClientWrapper::Impl {
+ public:
+  Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
+       const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
+      : m_shownURL(shownURL),
+        m_maxReplyBytes(options.maxReplyBytes),
+        m_transfer(url, user, password, timeoutSeconds, options) {}
+
+  void SetHeaderLines(const String& lines) {
+    if (lines == m_headerLines) return;
+    m_transfer.SetHeaderLines(ToUTF8(lines));
+    m_headerLines = lines;
+  }
+
+  void SetSubject(const String& subject) { m_subject = subject; }
+
+  bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
+    HTTPResponse response;
+    m_transfer.Post(body, response);
+    const std::uint64_t received = response.body.size();
+    const auto [diagnosis, hasReply] = Classify(response, m_maxReplyBytes);
+    if (ImportOperation* const operation = ImportOperation::Current())
+      operation->CountReplyBytes(
+          std::max<std::uint64_t>({received, response.body.size(), response.wireBytes}));
+    reply = hasReply ? response.body : NarrowString();
+    const bool ok = diagnosis.what.empty();
+    if (!ok) error = ErrorText(diagnosis);
+    if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver) {
+      HTTPExchangeInfo info;
+      info.url = m_shownURL;
+      info.subject = m_subject;
+      info.status = response.status;
+      info.request = body;
+      info.replyBytes = received;
+      info.wireBytes = response.wireBytes;
+      info.connectSeconds = response.connectSeconds;
+      info.firstByteSeconds = response.firstByteSeconds;
+      info.totalSeconds = response.totalSeconds;
+      info.ok = ok;
+      if (!ok) info.error = error;
+      info.basicInClear = response.basicInClear;
+      observer->OnExchange(info);
+    }
+    return hasReply;
+  }
+
+ private:
+  String ErrorText(const Diagnosis& diagnosis) const {
+    String text = diagnosis.what + L": " + m_shownURL;
+    if (!diagnosis.advice.empty()) text += L" (" + diagnosis.advice + L")";
+    return MessageCatalogue::OneLine(text);
+  }
+
+  const String m_shownURL;
+  const std::uint64_t m_maxReplyBytes;
+  String m_subject;
+  String m_headerLines;  // set in m_transfer
+  HTTPTransfer m_transfer;
+};
+
+HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, const String& password,
+                                     std::uint32_t timeoutSeconds,
+                                     const HTTPClientOptions* options) {
+  String cleanURL = url;
+  Secret<String> urlUser;
+  Secret<String> urlPassword;
+  const bool isUsable = TakeCredentials(cleanURL, urlUser, urlPassword);
+  const String shown = HTTPUrl::ForDisplay(cleanURL);
+  if (!isUsable) {
+    SUGThrow(ErrorMessage(L"The URL of the service cannot be used, it must look like "
+                          L"http://host/path or https://host/path: " +
+                          shown),
+             kSourceFile, __LINE__);
+  }
+  const String& usedUser = user.empty() ? urlUser : user;
+  const String& usedPassword = user.empty() ? urlPassword : password;
+  RejectControlCharacters(usedUser, L"user name");
+  RejectControlCharacters(usedPassword, L"password");
+
+  const HTTPClientOptions& given = options ? *options : ImportSettings::Current().http;
+  const Secret<String> proxy(given.proxy ? String(*given.proxy)
+                                         : HTTPProxy::FromEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
+  HTTPClientOptions effective = given;  // destroyed before `proxy`, which erases the shared text
+  effective.proxy = proxy;
+  Secret<String> proxyUser;
+  Secret<String> proxyPassword;
+  HTTPProxy::GetCredentials(proxy, proxyUser, proxyPassword);
+  RejectControlCharacters(proxyUser, L"proxy's user name");
+  RejectControlCharacters(proxyPassword, L"proxy's password");
+  RejectControlCharacters(proxy, L"proxy's URL");
+
+  const Secret<NarrowString> narrowUser(ToUTF8(usedUser));
+  const Secret<NarrowString> narrowPassword(ToUTF8(usedPassword));
+  m_impl = std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), narrowUser, narrowPassword,
+                                  timeoutSeconds, effective);
+}
+
+HTTPClientWrapper::~HTTPClientWrapper() = default;
+
+void HTTPClientWrapper::SetRequestHeader(const String& lines) { m_impl->SetHeaderLines(lines); }
+
+void HTTPClientWrapper::SetRequestSubject(const String& subject) { m_impl->SetSubject(subject); }
+
+bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply, String& error) {
+  return m_impl->Exchange(body, reply, error);
+}
+
+bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& password) {
+  HTTPUrl::RemoveCredentials(url, user, password);
+  return HTTPUrl::IsValid(url);
+}

@@ -1,0 +1,115 @@
+#include "http/HTTPFailure.h"
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Cancellation.h"
+#include "http/HTTPStatus.h"
+#include "system/SystemErrorText.h"
+
+namespace {
+
+/// HTTPFailureDetails::number replaces "#".
+struct Text {
+  const wchar_t* what;
+  const wchar_t* advice;
+};
+
+Text TextOf(HTTPFailure failure) noexcept {
+  constexpr const wchar_t* kSmaller = L"choose a smaller part of the server's metadata";
+  constexpr const wchar_t* kLonger = L"try again, or with a longer time-out";
+  switch (failure) {
+    case HTTPFailure::kNone:
+    case HTTPFailure::kCancelled:  // uses StopText
+      return {L"", L""};
+    case HTTPFailure::kResponseTimeout:
+      return {L"The server has not responded for # seconds", kLonger};
+    case HTTPFailure::kIdleTimeout:
+      return {L"The server stopped in the middle of its reply and has sent nothing for # seconds",
+              kLonger};
+    case HTTPFailure::kReplyTooLong:
+      return {L"The reply is longer than # bytes (limit maxReplyBytes)", kSmaller};
+    case HTTPFailure::kHeadersTooLong:
+      return {L"The reply has more than # bytes of headers (limit maxHeaderBytes)",
+              L"check that the URL is that of an XML for Analysis service"};
+    case HTTPFailure::kCompressionRatioTooHigh:
+      return {
+          L"The reply is more than # times as long as its compressed form (limit "
+          L"maxCompressionRatio)",
+          kSmaller};
+    case HTTPFailure::kMalformedHeader:
+      return {L"A header line of the response contains a carriage return",
+              L"report it to the administrator of the server or proxy"};
+    case HTTPFailure::kCompressedTwice:
+      return {L"The reply is compressed more than once, which is not accepted",
+              L"configure the server or proxy to compress it only once"};
+    case HTTPFailure::kOutOfMemory:
+      return {L"There is not enough memory for the reply", L""};
+    case HTTPFailure::kUnknownHost:
+      return {L"The host name of the service cannot be resolved",
+              L"check the spelling of the host name"};
+    case HTTPFailure::kUnknownProxy:
+      return {L"The host name of the proxy cannot be resolved",
+              L"check the environment's proxy setting"};
+    case HTTPFailure::kConnectFailed:
+      return {L"Cannot connect to the service",
+              L"check host and port, that the service is running, and the proxy if the environment "
+              L"names one"};
+    case HTTPFailure::kConnectTimeout:
+      return {L"No connection to the service within # seconds",
+              L"check host and port, or try a longer time-out"};
+    case HTTPFailure::kCertificateRejected:
+      return {L"The server's certificate is not trusted",
+              L"replace the certificate, or set SSL_CERT_FILE to the file of its authority's "
+              L"certificate"};
+    case HTTPFailure::kCAFileUnreadable:
+      return {L"The file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
+    case HTTPFailure::kTLSFailed:
+      return {L"The TLS handshake with the server failed",
+              L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
+    case HTTPFailure::kClosedWithoutResponse:
+      return {L"The server closed the connection without a response",
+              L"check that the port is that of a web server, and try again"};
+    case HTTPFailure::kTruncated:
+      return {L"The connection was closed in the middle of the reply", L"try again"};
+    case HTTPFailure::kReceiveFailed:
+      return {L"The connection failed while the reply was received", L"try again"};
+    case HTTPFailure::kSendFailed:
+      return {L"The connection failed while the request was sent", L"try again"};
+    case HTTPFailure::kDecompressionFailed:
+      return {L"The reply cannot be decompressed",
+              L"try again, or disable compression on the server"};
+    case HTTPFailure::kNotHTTP:
+      return {L"The response is not HTTP", L"check that the port is that of a web server"};
+    case HTTPFailure::kProxyRefused:
+      return {L"The proxy refuses the connection", L"check the environment's proxy setting"};
+    case HTTPFailure::kOther:
+      break;
+  }
+  return {L"The request failed", L""};
+}
+
+}  // namespace
+
+void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice) {
+  const HTTPFailure failure = facts.failure;
+  const Text text = TextOf(failure);
+  what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
+  advice = text.advice;
+  BaseStringUtil::ReplacePatternInString(what, L"#", BaseStringUtil::StringFrom(facts.number));
+  if (IsAbortedByClient(failure) || failure == HTTPFailure::kConnectTimeout) return;
+  if (facts.proxyStatus >= 300) {
+    what = TextOf(HTTPFailure::kProxyRefused).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
+    advice = HTTPStatus::Advice(facts.proxyStatus);
+    return;
+  }
+  // libcurl's text for a system error may depend on the locale, so the number is used.
+  const bool isSystemError =
+      failure == HTTPFailure::kConnectFailed || failure == HTTPFailure::kReceiveFailed ||
+      failure == HTTPFailure::kSendFailed || failure == HTTPFailure::kClosedWithoutResponse;
+  const bool needsNoReason = failure == HTTPFailure::kClosedWithoutResponse ||
+                             failure == HTTPFailure::kUnknownHost ||
+                             failure == HTTPFailure::kUnknownProxy;
+  if (isSystemError && facts.systemError != 0)
+    what += L": " + SystemErrorText(facts.systemError);
+  else if (!needsNoReason && !facts.reason.empty())
+    what += L": " + facts.reason;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Utility/Generic/String.h"
+
+/// Why a response is incomplete.
+enum class HTTPFailure {
+  kNone,
+  // The client aborted the exchange:
+  kCancelled,
+  kResponseTimeout,
+  kIdleTimeout,
+  kReplyTooLong,
+  kHeadersTooLong,
+  kCompressionRatioTooHigh,
+  kMalformedHeader,
+  kCompressedTwice,
+  kOutOfMemory,
+  // The server, the network or TLS failed:
+  kUnknownHost,
+  kUnknownProxy,
+  kConnectFailed,
+  kConnectTimeout,
+  kCertificateRejected,
+  kCAFileUnreadable,
+  kTLSFailed,
+  kClosedWithoutResponse,
+  kTruncated,
+  kReceiveFailed,
+  kSendFailed,
+  kDecompressionFailed,
+  kNotHTTP,
+  kProxyRefused,
+  kOther,
+};
+
+/// True if the client aborted the exchange. Then the failure says more than a received status.
+inline bool IsAbortedByClient(HTTPFailure failure) noexcept {
+  return failure != HTTPFailure::kNone && failure < HTTPFailure::kUnknownHost;
+}
+
+/// Data for the text of a failure.
+struct HTTPFailureDetails {
+  HTTPFailure failure = HTTPFailure::kNone;
+  std::uint64_t number = 0;  ///< the exceeded limit, or the time-out in seconds
+  long proxyStatus = 0;      ///< of the proxy's response to CONNECT; 0: none
+  int systemError = 0;       ///< errno; 0: none
+  String reason;             ///< libcurl's text; may be empty
+};
+
+/// Sets `what` to what happened and `advice` to what to try. Both are parts of a line.
+void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice);

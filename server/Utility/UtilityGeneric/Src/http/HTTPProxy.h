@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Utility/Generic/String.h"
+
+/// Functions for the URL of a proxy; empty: no proxy.
+namespace HTTPProxy {
+
+/// The proxy of the environment for http or https, by libcurl's rules. libcurl itself applies
+/// `no_proxy`.
+String FromEnvironment(bool isHTTPS);
+
+/// Gets the decoded credentials inside the proxy's URL. Returns false, without changing them, if
+/// there are none.
+bool GetCredentials(const String& proxy, String& user, String& password);
+
+/// True if others on the network can read what is sent to the proxy itself.
+bool IsUnencrypted(const String& proxy);
+
+}  // namespace HTTPProxy

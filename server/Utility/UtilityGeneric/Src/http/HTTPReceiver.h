@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/String.h"
+#include "http/HTTPCookies.h"
+#include "http/HTTPFailure.h"
+#include "http/HTTPResponseHeaders.h"
+
+/// Receives the responses of one exchange: checks their headers and keeps the body of the last one.
+/// Applies the limits of HTTPClientOptions and checks for cancellation.
+///
+/// The On... functions return false if the transfer must end; Failure() then says why. They throw
+/// nothing.
+class HTTPReceiver {
+ public:
+  HTTPReceiver(std::string_view servicePath, const HTTPClientOptions& options);
+
+  /// Starts an exchange. The body goes to `body`, which must outlive the exchange.
+  void BeginExchange(NarrowString& body) noexcept;
+  /// Starts one request of the exchange.
+  void BeginRequest() noexcept;
+
+  /// A line of a response to request number `request` of libcurl.
+  bool OnHeader(std::string_view line, long request) noexcept;
+  /// A part of the decoded body. `announcedBytes` is the value of Content-Length or 0, `wireBytes`
+  /// the number of bytes read before decompression.
+  bool OnBody(std::string_view bytes, std::uint64_t announcedBytes,
+              std::uint64_t wireBytes) noexcept;
+  /// `receivedBytes` also counts bodies that are not passed to OnBody, such as that of a rejected
+  /// log-in.
+  bool OnProgress(std::uint64_t receivedBytes) noexcept;
+  /// Checks the compression ratio of the complete body.
+  bool OnEnd(std::uint64_t wireBytes) noexcept;
+
+  /// Ends the exchange with a failure; always false.
+  bool Fail(HTTPFailure failure) noexcept;
+  HTTPFailure Failure() const noexcept { return m_failure; }
+  /// The number in the text of a failure that exceeds a limit; 0 for other failures.
+  std::uint64_t LimitOf(HTTPFailure failure) const noexcept;
+
+  bool HasAllHeaders() const noexcept { return m_headers.IsComplete(); }
+  const std::vector<std::string>& OfferedSchemes() const noexcept { return m_headers.Schemes(); }
+  std::string Cookies() const { return m_cookies.ForRequest(); }
+
+ private:
+  bool IsOverRatio(std::uint64_t wireBytes) const noexcept;
+
+  const std::uint64_t m_maxReplyBytes;
+  const std::size_t m_maxHeaderBytes;
+  const std::uint64_t m_maxRatio;
+  HTTPCookies m_cookies;
+  HTTPResponseHeaders m_headers;
+  NarrowString* m_body = nullptr;
+  HTTPFailure m_failure = HTTPFailure::kNone;
+};

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "http/HTTPCookies.h"
+
+/// Reads the headers of all responses of one exchange: informational ones, rejected log-ins, and
+/// the last one with its trailers. The limits apply to all of them together.
+class HTTPResponseHeaders {
+ public:
+  /// Number of headers of a response that are read for authentication schemes. Further ones are
+  /// ignored.
+  static constexpr std::size_t kMaxOffers = 16;
+  enum class Result { kOk, kNewResponse, kTooLong, kMalformed, kCompressedTwice };
+
+  /// If `maxBytes` is 0, there is no limit.
+  HTTPResponseHeaders(std::size_t maxBytes, HTTPCookies& cookies,
+                      bool (*isPast)(const std::string&))
+      : m_maxBytes(maxBytes), m_cookies(cookies), m_isPast(isPast) {}
+
+  void BeginExchange() noexcept { m_bytes = 0; }
+  void BeginRequest() noexcept {
+    m_part = Part::kStatusLine;
+    m_compressions = 0;
+  }
+  /// Reads one line with its line end. `request` is the number of the request. After the headers of
+  /// a response, a line with another number is a status line; a line with the same number is a
+  /// trailer.
+  Result OnLine(std::string_view line, long request);
+  /// True if all headers of the last response were read.
+  bool IsComplete() const noexcept { return m_part == Part::kBody; }
+  /// Names of the schemes that the last response offers, if it is a 401 or 407.
+  const std::vector<std::string>& Schemes() const noexcept { return m_schemes; }
+
+ private:
+  enum class Part { kStatusLine, kHeaders, kBody };
+
+  bool IsCompressedTwice(std::string_view line, long request);
+  void OnHeader(std::string_view line);
+
+  const std::size_t m_maxBytes;
+  HTTPCookies& m_cookies;
+  bool (*const m_isPast)(const std::string&);
+  std::size_t m_bytes = 0;
+  Part m_part = Part::kStatusLine;
+  long m_request = 0;
+  std::size_t m_compressions = 0;  // of all responses to the request
+  std::string m_status;            // three digits
+  std::size_t m_offers = 0;
+  std::vector<std::string> m_schemes;
+};

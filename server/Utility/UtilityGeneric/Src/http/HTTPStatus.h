@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Utility/Generic/String.h"
+
+/// Texts for HTTP status codes. The server's own phrase is not used: newer protocol versions have
+/// none, and it is not trusted.
+namespace HTTPStatus {
+
+/// For example "HTTP 503 Service Unavailable", or "HTTP 599" for an unknown status.
+String Line(long status);
+/// What to try; may be empty.
+String Advice(long status);
+
+}  // namespace HTTPStatus

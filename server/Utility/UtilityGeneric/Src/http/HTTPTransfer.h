@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/String.h"
+#include "http/HTTPAuthentication.h"
+#include "http/HTTPConnection.h"
+#include "http/HTTPFailure.h"
+#include "http/HTTPReceiver.h"
+
+/// The result of one POST.
+struct HTTPResponse {
+  HTTPFailure failure = HTTPFailure::kNone;  ///< why the response is incomplete
+  String failureText;                        ///< description of `failure`
+  String advice;                             ///< what to do about `failure`; may be empty
+
+  long status = 0;
+  NarrowString body;
+  std::string contentType;
+  String redirectTarget;             ///< without credentials; empty without a redirect
+  std::vector<std::string> schemes;  ///< names of the schemes that a 401 or 407 offers
+  String logInAdvice;                ///< why none of them was used, and what to do; may be empty
+  bool basicInClear = false;         ///< see HTTPExchangeInfo
+
+  std::uint64_t wireBytes = 0;  ///< bytes of the body before decompression
+  double connectSeconds = 0;
+  double firstByteSeconds = 0;
+  double totalSeconds = 0;
+};
+
+/// Posts to one URL and logs in to the service and the proxy if they ask for it. Use from one
+/// thread at a time.
+class HTTPTransfer {
+ public:
+  /// `url`, `user` and `password` must not contain control characters. `options.proxy` must be set.
+  /// Throws ErrorMessage if libcurl does not accept one of them.
+  HTTPTransfer(const NarrowString& url, const NarrowString& user, const NarrowString& password,
+               std::uint32_t timeoutSeconds, const HTTPClientOptions& options);
+  ~HTTPTransfer();
+  HTTPTransfer(const HTTPTransfer&) = delete;
+  HTTPTransfer& operator=(const HTTPTransfer&) = delete;
+
+  /// Header lines of the following requests, separated by line feeds.
+  void SetHeaderLines(const NarrowString& lines);
+  void Post(const NarrowString& body, HTTPResponse& response);
+
+ private:
+  HTTPFailure Send(const NarrowString& body, HTTPRequestInfo& info);
+  bool ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info);
+  void Describe(HTTPFailure failure, const HTTPRequestInfo& info, HTTPResponse& response) const;
+
+  const std::uint32_t m_timeoutSeconds;
+  HTTPAuthentication m_authentication;
+  HTTPReceiver m_receiver;
+  std::unique_ptr<HTTPConnection> m_connection;
+};

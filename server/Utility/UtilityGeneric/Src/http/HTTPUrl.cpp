@@ -1,0 +1,164 @@
+#include "http/HTTPUrl.h"
+
+#include <algorithm>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/Secret.h"
+#include "text/ASCIIText.h"
+#include "text/UnicodeConversion.h"
+
+namespace HTTPUrl {
+namespace {
+
+constexpr std::wstring_view kSchemeEnd = L"://";
+
+struct Authority {
+  std::size_t begin;
+  std::size_t end;
+};
+
+/// Finds credentials, host and port in a URL. Both positions are 0 if it has no scheme.
+Authority FindAuthority(std::wstring_view url) {
+  const std::size_t scheme = url.find(kSchemeEnd);
+  if (scheme == std::wstring_view::npos) return {0, 0};
+  const std::size_t begin = scheme + kSchemeEnd.size();
+  const std::size_t end = url.find_first_of(L"/?#\\", begin);
+  return {begin, end == std::wstring_view::npos ? url.size() : end};
+}
+
+int HexDigit(wchar_t character) {
+  if (character >= L'0' && character <= L'9') return character - L'0';
+  if (character >= L'a' && character <= L'f') return character - L'a' + 10;
+  if (character >= L'A' && character <= L'F') return character - L'A' + 10;
+  return -1;
+}
+
+/// Decodes percent-encoded UTF-8. A percent sign without two hexadecimal digits stays.
+String Decoded(std::wstring_view text) {
+  Secret<NarrowString> bytes;  // may be a password
+  bytes.reserve(text.size() * UnicodeConversion::kMaxBytesPerCharacter);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const int high = text[i] == L'%' && i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
+    const int low = high >= 0 ? HexDigit(text[i + 2]) : -1;
+    if (low >= 0) {
+      bytes += static_cast<char>(high * 16 + low);
+      i += 2;
+    } else {
+      char encoded[UnicodeConversion::kMaxBytesPerCharacter];
+      const char* const end = UnicodeConversion::Encode(text.substr(i, 1), encoded);
+      bytes.append(encoded, static_cast<std::size_t>(end - encoded));
+    }
+  }
+  return BaseStringUtil::FromUTF8(bytes);
+}
+
+}  // namespace
+
+bool RemoveCredentials(String& url, String& user, String& password) {
+  const std::wstring_view text = url.view();
+  const Authority authority = FindAuthority(text);
+  const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
+  const std::size_t sign = whole.rfind(L'@');
+  if (sign == std::wstring_view::npos) return false;
+  const std::wstring_view credentials = whole.substr(0, sign);
+  const std::size_t colon = credentials.find(L':');
+  user = Decoded(credentials.substr(0, colon));
+  ReplaceSecret(password, colon == std::wstring_view::npos
+                              ? String()
+                              : Decoded(credentials.substr(colon + 1)));
+  String rest(text.substr(0, authority.begin));
+  rest.append(text.substr(authority.begin + sign + 1));
+  ReplaceSecret(url, std::move(rest));
+  return true;
+}
+
+String ForDisplay(const String& url) {
+  String shown = url;
+  Secret<String> user;
+  Secret<String> password;
+  RemoveCredentials(shown, user, password);
+  if (IsValid(shown)) return shown;
+  const std::wstring_view text = shown.view();
+  const std::size_t sign = text.rfind(L'@');
+  if (sign == std::wstring_view::npos) return shown;
+  const std::size_t scheme = text.find(kSchemeEnd);
+  String kept;
+  if (scheme < sign) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
+  kept.append(text.substr(sign + 1));
+  return kept;
+}
+
+bool IsHTTPS(const String& url) {
+  constexpr std::wstring_view kScheme = L"https:";
+  return BaseStringUtil::IsCaseInsensitiveMatch(
+      ASCIIText::Trimmed(url.view()).substr(0, kScheme.size()), kScheme);
+}
+
+bool IsLoopback(const String& url) {
+  const std::wstring_view text = url.view();
+  const Authority authority = FindAuthority(text);
+  std::wstring_view host = text.substr(authority.begin, authority.end - authority.begin);
+  host.remove_prefix(host.rfind(L'@') + 1);
+  if (host.starts_with(L'[')) return host.substr(0, host.find(L']')) == L"[::1";
+  host = host.substr(0, host.find(L':'));
+  return BaseStringUtil::IsCaseInsensitiveMatch(host, L"localhost") ||
+         (host.starts_with(L"127.") &&
+          host.find_first_not_of(L"0123456789.") == std::wstring_view::npos);
+}
+
+bool HasControlCharacter(std::wstring_view text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](wchar_t character) { return character < 0x20 || character == 0x7F; });
+}
+
+std::string PathForRequest(const NarrowString& request) {
+  const std::string_view text = request.view();
+  const std::size_t host = text.find("://") + 3;
+  const std::size_t begin = text.find_first_of("/?", host);
+  if (begin == std::string_view::npos || text[begin] != '/') return "/";
+  return std::string(text.substr(begin, text.find('?', begin) - begin));
+}
+
+bool IsValid(const String& url) {
+  const std::wstring_view text = ASCIIText::Trimmed(url.view());
+  const std::size_t colon = text.find(kSchemeEnd);
+  if (colon == std::wstring_view::npos) return false;
+  const String scheme(text.substr(0, colon));
+  if (!BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"http") &&
+      !BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"https"))
+    return false;
+  const Authority authority = FindAuthority(text);
+  if (authority.begin == authority.end || text[authority.begin] == L':') return false;
+  if (HasControlCharacter(text)) return false;
+  // The port is 0 to 65535. Colons before a closing bracket belong to an IPv6 address.
+  const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
+  if (std::any_of(whole.begin(), whole.end(),
+                  [](wchar_t character) { return character <= L' ' || character > 0x7E; }))
+    return false;
+  const std::size_t bracket = whole.rfind(L']');
+  const std::size_t port = whole.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
+  if (port == std::wstring_view::npos) return true;
+  const std::wstring_view digits = whole.substr(port + 1);
+  return digits.find_first_not_of(L"0123456789") == std::wstring_view::npos &&
+         BaseStringUtil::UIntFrom(String(digits)) <= 65535;
+}
+
+NarrowString ForRequest(const String& url) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::wstring_view text = ASCIIText::Trimmed(url.view());
+  text = text.substr(0, text.find(L'#'));
+  const NarrowString bytes = BaseStringUtil::ToUTF8(text);
+  NarrowString request;
+  for (const char byte : bytes) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (code > 0x20 && code < 0x7F) {
+      request += byte;
+    } else {
+      const char encoded[] = {'%', kDigits[code >> 4], kDigits[code & 0xF]};
+      request.append(encoded, sizeof encoded);
+    }
+  }
+  return request;
+}
+
+}  // namespace HTTPUrl

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Utility/Generic/String.h"
+
+/// Functions for the URL of a service.
+namespace HTTPUrl {
+
+/// Removes "user:password@" from the URL and stores both decoded. Returns false, without changes,
+/// if there are no credentials.
+bool RemoveCredentials(String& url, String& user, String& password);
+
+/// The URL for error texts, without credentials. Also removes what could be a password from an
+/// invalid URL.
+String ForDisplay(const String& url);
+
+/// True for an http or https URL with a host of ASCII characters, a valid port and no control
+/// characters. libcurl checks the rest.
+bool IsValid(const String& url);
+
+bool IsHTTPS(const String& url);
+
+/// True if the host is "localhost" or a loopback address.
+bool IsLoopback(const String& url);
+
+/// True if the text contains U+0000 to U+001F or U+007F, which can end a header line.
+bool HasControlCharacter(std::wstring_view text);
+
+/// The URL as sent: trimmed, without a fragment, with non-ASCII characters percent-encoded.
+NarrowString ForRequest(const String& url);
+
+/// The path of a result of ForRequest; "/" if it has none.
+std::string PathForRequest(const NarrowString& request);
+
+}  // namespace HTTPUrl

@@ -1,0 +1,60 @@
+#include "Utility/Generic/ImportOperation.h"
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
+
+namespace {
+
+thread_local ImportOperation* g_current = nullptr;
+
+}  // namespace
+
+ImportOperation::ImportOperation()
+    : m_previous(g_current),
+      m_maxRequests(ImportSettings::Current().limits.maxRequests),
+      m_maxRows(ImportSettings::Current().limits.maxRows),
+      m_maxReplyBytes(ImportSettings::Current().limits.maxTotalReplyBytes),
+      m_deadlineSeconds(ImportSettings::Current().limits.deadlineSeconds) {
+  if (m_deadlineSeconds > 0)
+    m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(m_deadlineSeconds);
+  g_current = this;
+}
+
+ImportOperation::~ImportOperation() { g_current = m_previous; }
+
+ImportOperation* ImportOperation::Current() noexcept { return g_current; }
+
+void ImportOperation::CountRequest() {
+  CheckReplyBytes();
+  if (m_maxRequests == 0 || m_requests++ < m_maxRequests) return;
+  SUGThrow(
+      ErrorMessage(L"The operation needs more than " + BaseStringUtil::StringFrom(m_maxRequests) +
+                   L" requests to the server (limit maxRequests); choose a smaller part of "
+                   L"its metadata, or raise the limit"),
+      L"ImportOperation.cpp", __LINE__);
+}
+
+void ImportOperation::CountRow() {
+  if (m_maxRows == 0 || m_rows++ < m_maxRows) return;
+  SUGThrow(ErrorMessage(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxRows) +
+                        L" rows in all (limit maxRows); choose a smaller part of the server's "
+                        L"metadata, or raise the limit"),
+           L"ImportOperation.cpp", __LINE__);
+}
+
+void ImportOperation::CheckReplyBytes() const {
+  if (m_maxReplyBytes == 0 || m_replyBytes <= m_maxReplyBytes) return;
+  SUGThrow(
+      ErrorMessage(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
+                   L" bytes in all (limit maxTotalReplyBytes); choose a smaller part of the "
+                   L"server's metadata, or raise the limit"),
+      L"ImportOperation.cpp", __LINE__);
+}
+
+String ImportOperation::DeadlineText() const {
+  return L"The operation took longer than " +
+         BaseStringUtil::StringFrom(std::uint64_t{m_deadlineSeconds}) +
+         L" seconds (limit deadlineSeconds); choose a smaller part of the server's metadata, or "
+         L"raise the limit";
+}
