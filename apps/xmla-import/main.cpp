@@ -96,7 +96,7 @@ class Call {
 
   ExitStatus PrintInformation() {
     m_output->Write(m_arguments.information);
-    return m_output->Finish(false) ? ExitStatus::kDone : ExitStatus::kInterrupted;
+    return m_output->WasInterrupted() ? ExitStatus::kInterrupted : ExitStatus::kDone;
   }
 
   void Import() {
@@ -132,13 +132,12 @@ class Call {
       m_status = ExitStatus::kInterrupted;
       // Without an error the document would look complete.
       std::vector<std::string>& errors = MessagesOf(m_result).errors;
-      if (errors.empty()) errors.emplace_back("interrupted; the result may be incomplete");
+      if (errors.empty()) errors.emplace_back("interrupted: the result may be incomplete");
     }
     m_report->ShowMessages(MessagesOf(m_result));
     try {
       m_command->render(m_report->FormOf(m_result), m_result);
-      const bool isInPlace = m_report->Finish(m_status == ExitStatus::kInterrupted);
-      return isInPlace ? m_status : ExitStatus::kInterrupted;
+      return m_report->Finish(m_status, HasContent(m_result));
     } catch (const std::bad_alloc&) {
       m_progress->ShowMessage("error", "there is not enough memory to write the result");
       return ExitStatus::kFailed;

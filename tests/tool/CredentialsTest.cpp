@@ -112,8 +112,20 @@ TEST_F(Credentials, StandardInputPromptsOnATerminal) {
   EXPECT_FALSE(outcome.echoed);
 }
 
-TEST_F(Credentials, NoPromptWithoutATerminal) {
-  ExpectKeptOut(RunTool({"--url", Url(), "--user", "ann", "sources"}));
+/// Otherwise an empty password would be sent on every run, until the account is locked.
+TEST_F(Credentials, UserWithoutPasswordAndTerminalIsAUsageError) {
+  Options empty;
+  empty.environment = {{"XMLA_IMPORT_PASSWORD", ""}};
+  for (const Options& options : {Options(), empty})
+    for (const Arguments& call : {Arguments{"--url", Url(), "--user", "ann", "sources"},
+                                  Arguments{"--url", UrlWith("ann"), "sources"}}) {
+      const Outcome outcome = RunTool(call, options);
+      EXPECT_EQ(outcome.status, 2);
+      EXPECT_EQ(
+          outcome.err,
+          "xmla-import: error: user \"ann\" needs a password, and there is no terminal to ask "
+          "for it; use --password-file FILE (or XMLA_IMPORT_PASSWORD)\n");
+    }
 }
 
 TEST_F(Credentials, FileOverridesUrlAndEnvironment) {
@@ -218,7 +230,9 @@ TEST_P(CredentialsInUse, AreNotInTheProcessList) {
   Onlooker onlooker("cmdline");
   const auto& [before, behind] = GetParam();
   const std::string url = std::string("http://") + before + onlooker.Url().substr(7) + behind;
-  const std::string commandLine = onlooker.Run({"--url", url, "sources"});
+  Options options;
+  options.environment = {{"XMLA_IMPORT_PASSWORD", "any"}};
+  const std::string commandLine = onlooker.Run({"--url", url, "sources"}, options);
   EXPECT_THAT(commandLine, HasSubstr("sources"));
   EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
 }
@@ -235,7 +249,9 @@ TEST(CredentialsInUse, FromAnOptionAreNotInTheProcessList) {
   for (Arguments words : forms) {
     Onlooker onlooker("cmdline");
     words.insert(words.begin(), {"--url", onlooker.Url()});
-    const std::string commandLine = onlooker.Run(words);
+    Options options;
+    options.environment = {{"XMLA_IMPORT_PASSWORD", "any"}};
+    const std::string commandLine = onlooker.Run(words, options);
     EXPECT_THAT(commandLine, HasSubstr("--user"));
     EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
   }

@@ -100,6 +100,34 @@ TEST(Cube, CompleteChoicesNeedNoLookUp) {
   EXPECT_THAT(provider.RequestTypes(), testing::Not(testing::Contains("DISCOVER_DATASOURCES")));
 }
 
+/// One choice at a time is absent. `lookUps`: the requests before the cube is read.
+struct AbsentChoice {
+  Arguments choices;
+  std::vector<std::string> lookUps;
+};
+const AbsentChoice kAbsentChoices[] = {
+    {{"--source", "Solo"}, {"DBSCHEMA_CATALOGS", "MDSCHEMA_CUBES"}},
+    {{"--source", "Solo", "--catalog", "Lone"}, {"DBSCHEMA_CATALOGS", "MDSCHEMA_CUBES"}},
+    {{"--catalog", "Lone", "--cube", "Unit"}, {"DISCOVER_DATASOURCES"}},
+    {{"--cube", "Unit"}, {"DISCOVER_DATASOURCES", "DBSCHEMA_CATALOGS", "MDSCHEMA_CUBES"}},
+};
+
+TEST(Cube, LooksUpOnlyAbsentChoices) {
+  for (const AbsentChoice& each : kAbsentChoices) {
+    const ScriptedProvider provider(OneCube());
+    Arguments arguments{"--url",    provider.Url(), "--target", "analysis-services-2005",
+                        "--format", "json",         "cube"};
+    arguments.insert(arguments.end(), each.choices.begin(), each.choices.end());
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.Document(), UnitCube());
+    std::vector<std::string> types = provider.RequestTypes();
+    types.erase(std::ranges::find(types, "MDSCHEMA_HIERARCHIES"), types.end());
+    std::erase(types, "DISCOVER_PROPERTIES");  // identification by the library
+    EXPECT_EQ(types, each.lookUps);
+  }
+}
+
 struct WrongChoice {
   const char* name;
   Arguments choices;
@@ -230,7 +258,7 @@ TEST(Cube, KeepsMeasuresIfTheHierarchiesFail) {
   };
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.Document()["measures"].size(), 2u);
   ASSERT_EQ(outcome.Document()["errors"].size(), 2u);
   EXPECT_EQ(outcome.Document()["errors"][1],
@@ -248,7 +276,7 @@ TEST(Cube, NamesTheLevelWhosePropertiesFailed) {
   };
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.Document()["errors"][1],
             "the failed request was MDSCHEMA_PROPERTIES of catalog \"Lone\", cube \"Unit\", "
             "hierarchy \"[Shop].[Place]\", level "
@@ -300,7 +328,7 @@ TEST(Cube, SapBwKeepsTheRestIfTheVariablesFail) {
   };
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = RunTool({"--url", provider.Url(), "cube", "--format", "json"});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.Document()["hierarchies"].size(), 1u);
   EXPECT_EQ(outcome.Document()["errors"].size(), 2u);
 }

@@ -114,6 +114,25 @@ TEST(Import, UnknownNameListsExistingOnesAndReadsNoCube) {
   }
 }
 
+TEST(Import, ReadsKnownNamesAndReportsUnknownOnes) {
+  const std::pair<Arguments, const char*> cases[] = {
+      {{"--source", "Gamma", "--source", "Alpha"},
+       "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
+      {{"--source", "Alpha", "--catalog", "Three", "--catalog", "One", "--catalog", "Two"},
+       "there is no catalog \"Three\"; there are: \"One\", \"Two\""},
+      {{"--source", "Alpha", "--cube", "Sales", "--cube", "Stock", "--cube", "None"},
+       "there is no cube \"None\"; there are: \"Sales\", \"Stock\""},
+  };
+  const ScriptedProvider provider(Cubes());
+  for (const auto& [arguments, says] : cases) {
+    const Outcome outcome = Import(provider, arguments);
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_EQ(outcome.Document()["errors"], Json({says}));
+    EXPECT_THAT(CubesOf(outcome.Document()),
+                ElementsAre("Alpha/One/Sales", "Alpha/One/Stock", "Alpha/Two/Sales"));
+  }
+}
+
 TEST(Import, KeepsOtherCubesIfACubeFails) {
   ScriptedProvider::Script script = Cubes();
   script.answer = [](const std::string& type, const std::string& body) {
@@ -155,7 +174,15 @@ TEST(Import, WithoutCubesIsAnError) {
     return type == "MDSCHEMA_HIERARCHIES" ? support::FaultReply("Server", "broken") : std::string();
   };
   const ScriptedProvider broken(std::move(script));
-  EXPECT_EQ(Import(broken, {}).status, 1);
+  EXPECT_EQ(Import(broken, {}).status, 3);  // the measures were read
+  script = Cubes();
+  script.answer = [](const std::string& type, const std::string&) {
+    return type.starts_with("MDSCHEMA_") && type != "MDSCHEMA_CUBES"
+               ? support::FaultReply("Server", "broken")
+               : std::string();
+  };
+  const ScriptedProvider silent(std::move(script));
+  EXPECT_EQ(Import(silent, {}).status, 1);
 }
 
 TEST(Import, WarnsOnceIfTheKindsDiffer) {
@@ -201,7 +228,7 @@ TEST(Import, LosesOnlyTheCubeThatBreaksARule) {
   }
   const Outcome alone =
       RunTool({"--url", provider.Url(), "--format", "json", "cube", "--cube", "Broken"});
-  EXPECT_EQ(alone.status, 1);
+  EXPECT_EQ(alone.status, 3);
   EXPECT_EQ(alone.Document()["errors"].size(), 1u);
   EXPECT_EQ(alone.Document()["measures"].size(), 2u);
 }

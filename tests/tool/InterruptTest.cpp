@@ -141,21 +141,69 @@ TEST_F(Interrupt, EndsATransferAtOnceAndKeepsCompleteResults) {
     });
 }
 
-TEST_F(Interrupt, KeepsCompleteCubesOfAnImport) {
-  const auto twoCubes = [] {
+TEST_F(Interrupt, KeepsCompleteCubesAndTheCubeInProgress) {
+  const auto threeCubes = [] {
     ScriptedProvider::Script script = OneCube();
-    script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
+    script.rows["MDSCHEMA_CUBES Lone"] = {
+        {{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}, {{"CUBE_NAME", "Third"}}};
     return script;
   };
   ExpectWithin(kAtOnce, [&] {
     double seconds = 0;
     const Json document =
-        InterruptedAt({"import", twoCubes, "MDSCHEMA_MEASURES", "Second"}, SIGINT, seconds);
-    EXPECT_EQ(document["cubes"].size(), 1u);
+        InterruptedAt({"import", threeCubes, "MDSCHEMA_MEASURES", "Second"}, SIGINT, seconds);
+    EXPECT_EQ(document["cubes"].size(), 2u);
     EXPECT_EQ(document["cubes"][0]["cube"], "First");
-    EXPECT_EQ(document["errors"], Json({"interrupted; 1 of 2 cubes are not in the result"}));
+    EXPECT_EQ(document["cubes"][0]["errors"], Json::array());
+    EXPECT_EQ(document["cubes"][1]["cube"], "Second");
+    EXPECT_EQ(document["cubes"][1]["hierarchies"].size(), 1u);
+    EXPECT_EQ(document["cubes"][1]["measures"], Json::array());
+    EXPECT_EQ(document["cubes"][1]["errors"].size(), 1u);
+    EXPECT_EQ(document["errors"], Json({"interrupted: 1 of 3 cubes are not in the result"}));
     return seconds;
   });
+}
+
+std::string Umlauts(int count) {
+  std::string text;
+  while (count-- > 0) text += "\u00e4";
+  return text;
+}
+
+/// The file that was asked for stays. What was read is next to it.
+TEST_F(Interrupt, LeavesAPartialFileBesideTheFormerOne) {
+  for (const bool exists : {true, false}) {
+    Stalled stalled;
+    ScriptedProvider::Script script = OneCube();
+    script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
+    script.answer = [&](const std::string& type, const std::string& body) -> std::string {
+      const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
+      return held ? stalled.Hold() : std::string();
+    };
+    const ScriptedProvider provider(std::move(script));
+    const support::TempDir folder;
+    // No room for the suffix, and characters that must not be cut in half.
+    const std::string name = "rr" + Umlauts(126);
+    const std::string file = folder.Path() / name;
+    if (exists) std::ofstream(file) << "former";
+    const Outcome outcome = RunToolWhile(
+        {"--url", provider.Url(), "import", "-o", file, "--format", "json"}, [&](pid_t process) {
+          EXPECT_TRUE(stalled.Await());
+          kill(process, SIGINT);
+        });
+    stalled.Release();
+    EXPECT_EQ(outcome.status, 130);
+    const std::string partial = "rr" + Umlauts(122) + ".partial";
+    EXPECT_EQ(outcome.ErrorLines().back(), "xmla-import: error: \"" + file +
+                                               (exists ? "\" is unchanged" : "\" was not created") +
+                                               "; the partial result is in \"" + partial +
+                                               "\" in the same directory");
+    EXPECT_EQ(folder.Files().size(), exists ? 2u : 1u);
+    if (exists) {
+      EXPECT_EQ(support::ReadFile(file), "former");
+    }
+    EXPECT_EQ(Json::parse(support::ReadFile(folder.Path() / partial))["cubes"].size(), 2u);
+  }
 }
 
 /// Interrupts between the last reply of the tree and the first cube. Searches for this moment: the
@@ -617,13 +665,10 @@ TEST_F(Interrupt, WhileWritingAFileKeepsTheFormerFile) {
                            unfinished = open(name.c_str(), O_RDONLY | O_CLOEXEC);
                          });
         const double seconds = SecondsSince(sent);
-        EXPECT_EQ(folder.Files().size(), 1u);
         const std::string found = support::ReadFile(file);
         if (outcome.status == 130) {
           EXPECT_EQ(found, "former");
-          EXPECT_EQ(outcome.err,
-                    "xmla-import: error: interrupted before the result was written to \"" + file +
-                        "\"; the file is unchanged\n");
+          EXPECT_THAT(outcome.err, HasSubstr("\"" + file + "\" is unchanged"));
           struct stat status {};
           if (fstat(unfinished, &status) == 0) written = status.st_size;
         } else {
@@ -666,8 +711,9 @@ TEST_F(Interrupt, WhileWritingACubeMarksItIncomplete) {
           });
       const double seconds = SecondsSince(sent);
       EXPECT_EQ(outcome.status, 130);
-      EXPECT_EQ(folder.Files().size(), 1u);
-      const Json document = Json::parse(support::ReadFile(file), nullptr, false);
+      EXPECT_EQ(support::ReadFile(file), "former");
+      EXPECT_EQ(folder.Files().size(), 2u);
+      const Json document = Json::parse(support::ReadFile(file + ".partial"), nullptr, false);
       EXPECT_FALSE(document.is_discarded());
       if (document["cubes"].size() != 1) return seconds;
       const Json& cube = document["cubes"][0];
@@ -676,7 +722,7 @@ TEST_F(Interrupt, WhileWritingACubeMarksItIncomplete) {
       EXPECT_LT(cube["measures"].size(), 20000u);
       EXPECT_EQ(cube["errors"], Json({kCutShort}));
       EXPECT_EQ(document["errors"],
-                Json({"interrupted; 1 of 2 cubes are not in the result", kCutShort}));
+                Json({"interrupted: 1 of 2 cubes are not in the result", kCutShort}));
       return seconds;
     });
   }

@@ -87,10 +87,10 @@ TEST_F(Output, StandardOutputByNameKeepsItsPosition) {
 }
 
 TEST_F(Output, WriteErrorSendsTheDocumentToStandardOutput) {
-  const Outcome outcome = RunInto("/nonexistent/result", {"--format", "json"});
+  const Outcome outcome = RunInto(File("absent/result"), {"--format", "json"});
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.ErrorLines().size(), 1u) << outcome.err;
-  EXPECT_THAT(outcome.Document()["errors"][0], HasSubstr("/nonexistent/result"));
+  EXPECT_THAT(outcome.Document()["errors"][0], HasSubstr("/absent/result"));
 }
 
 TEST_F(Output, DeviceIsNotReplaced) {
@@ -113,19 +113,49 @@ TEST_F(Output, NoResultKeepsAnExistingFile) {
   EXPECT_EQ(support::ReadFile(File()), "old");
 }
 
-TEST_F(Output, JsonErrorGoesToTheFile) {
-  const Outcome outcome =
-      RunTool({"--url", "http://127.0.0.1:1/", "sources", "-o", File(), "--format", "json"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 2u);
+/// A call that writes to a file, its status, and what is in FILE.partial after it.
+struct FailedCall {
+  Arguments arguments;
+  int status;
+  const char* partial;
+};
+const FailedCall kFailedCalls[] = {
+    {{"--url", "http://127.0.0.1:1/", "sources"}, 1, ""},
+    {{"--url", "http://127.0.0.1:1/", "import", "--format", "json"}, 1, ""},
+    {{"--target", "x", "sources", "--format", "json"}, 2, ""},
+    {{"import", "--cube", "Sale", "--format", "json"}, 2, ""},
+    {{"import", "--format", "json", "--jobs", "0"}, 2, ""},
+};
+
+TEST_F(Output, FailureKeepsTheFormerFileAndSaysSo) {
+  for (const bool exists : {true, false})
+    for (const FailedCall& call : kFailedCalls) {
+      if (exists) std::ofstream(File()) << "former";
+      Arguments arguments = call.arguments;
+      if (arguments.front() != "--url")
+        arguments.insert(arguments.begin(), {"--url", m_provider.Url()});
+      arguments.insert(arguments.end(), {"-o", File()});
+      const Outcome outcome = RunTool(arguments);
+      EXPECT_EQ(outcome.status, call.status) << outcome.err;
+      EXPECT_EQ(outcome.out, "");
+      EXPECT_EQ(
+          outcome.ErrorLines().back(),
+          "xmla-import: error: \"" + File() + (exists ? "\" is unchanged" : "\" was not created"));
+      if (exists) {
+        EXPECT_EQ(support::ReadFile(File()), "former");
+        std::filesystem::remove(File());
+      }
+      ExpectOnly({});
+    }
 }
 
-TEST_F(Output, JsonUsageErrorGoesToTheFile) {
-  const Outcome outcome = RunInto(File(), {"--format", "json", "--target", "x"});
-  EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(outcome.out, "");
+TEST_F(Output, IncompleteResultReplacesTheFile) {
+  std::ofstream(File()) << "former";
+  const Outcome outcome = RunTool({"--url", m_provider.Url(), "import", "--source", "Alpha",
+                                   "--source", "None", "--format", "json", "-o", File()});
+  EXPECT_EQ(outcome.status, 3) << outcome.err;
   EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 1u);
+  ExpectOnly({File()});
 }
 
 TEST_F(Output, ClosedOrFullStandardOutputIsAnError) {

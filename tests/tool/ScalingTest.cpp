@@ -70,7 +70,7 @@ const Path kPaths[] = {
        };
        return Run(script, {"import"});
      },
-     1},
+     3},
     {"AWordThatMayHoldCredentials", 20000,
      [](std::size_t size) {
        return RunTool({"--url", "http://h/", "--target", Repeated(size, "://"), "sources"});

@@ -129,7 +129,7 @@ TEST(Tree, KeepsObjectsReadBeforeAFault) {
   };
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = RunTool({"--url", provider.Url(), "tree", "--format", "json"});
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 3);
   const Json document = outcome.Document();
   EXPECT_EQ(document["dataSources"], Json::array({Source("Alpha")}));
   ASSERT_EQ(document["errors"].size(), 2u);

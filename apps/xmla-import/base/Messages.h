@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -8,3 +10,9 @@ struct Messages {
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
 };
+
+/// Moves the lines of `more` to the end of `messages`.
+inline void AddMessages(Messages more, Messages& messages) {
+  std::ranges::move(more.errors, std::back_inserter(messages.errors));
+  std::ranges::move(more.warnings, std::back_inserter(messages.warnings));
+}

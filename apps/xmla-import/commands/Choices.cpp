@@ -65,3 +65,14 @@ ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
   messages.errors.push_back(asked + "; there are: " + ListedInPart(names));
   return ExitStatus::kWrongCall;
 }
+
+bool IsUnknownDataSource(OTXMLAImportAPI& import, const String& name, Messages& messages) {
+  Messages look;
+  const auto names = DataSourceNames(import, look);
+  std::optional<String> choice = name;
+  look.errors.clear();
+  if (!names || Choose({"data source", "--source", ""}, *names, choice, look) == ExitStatus::kDone)
+    return false;
+  messages.errors = std::move(look.errors);
+  return true;
+}

@@ -18,6 +18,11 @@ std::optional<std::vector<String>> DataSourceNames(OTXMLAImportAPI& import, Mess
 bool DataSourceTree(OTXMLAImportAPI& import, const std::optional<String>& dataSource,
                     std::vector<OTDataSource>& tree, Messages& messages);
 
+/// Asks whether the provider lacks the data source. If so, replaces the errors of a failed request,
+/// which was the consequence, by one that lists the existing names. Providers answer an unknown
+/// name with a fault or an empty result.
+bool IsUnknownDataSource(OTXMLAImportAPI& import, const String& name, Messages& messages);
+
 std::vector<String> CatalogNames(const OTDataSource& dataSource);
 std::vector<String> CubeNames(const OTCatalog& catalog);
 

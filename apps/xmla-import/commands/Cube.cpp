@@ -1,5 +1,8 @@
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
+#include "base/Interrupt.h"
 #include "base/Text.h"
 #include "commands/Choices.h"
 #include "commands/Commands.h"
@@ -19,22 +22,19 @@ std::optional<String> FirstOf(const std::vector<std::string>& values) {
   return Wide(values.front());
 }
 
-/// Completes absent choices and checks given ones against the provider's lists.
-ExitStatus CompleteChoices(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
-  const auto names = DataSourceNames(import, messages);
-  if (!names) return ExitStatus::kFailed;
-  ExitStatus status = Choose({"data source", "--source", ""}, *names, choices.dataSource, messages);
-  if (status != ExitStatus::kDone) return status;
-
-  // The warnings are dropped: DataSourceNames has already added the one about the target kind.
+/// Completes or checks catalog and cube with the tree of the data source.
+ExitStatus ChooseInTree(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
   Messages tree;
   std::vector<OTDataSource> dataSources;
   const bool isComplete = DataSourceTree(import, choices.dataSource, dataSources, tree);
-  for (std::string& error : tree.errors) messages.errors.push_back(std::move(error));
+  for (std::string& warning : tree.warnings)
+    if (std::ranges::count(messages.warnings, warning) == 0)  // DataSourceNames gives it, too
+      messages.warnings.push_back(std::move(warning));
+  std::ranges::move(tree.errors, std::back_inserter(messages.errors));
   if (!isComplete || dataSources.empty()) return ExitStatus::kFailed;
   const OTDataSource& source = dataSources.front();
   const std::string inSource = " in the data source " + Listed({Utf8(*choices.dataSource)});
-  status =
+  const ExitStatus status =
       Choose({"catalog", "--catalog", inSource}, CatalogNames(source), choices.catalog, messages);
   if (status != ExitStatus::kDone) return status;
   const std::string inCatalog = " in the catalog " + Listed({Utf8(*choices.catalog)});
@@ -42,6 +42,31 @@ ExitStatus CompleteChoices(OTXMLAImportAPI& import, Choices& choices, Messages& 
     if (catalog.m_catalogName == *choices.catalog)
       return Choose({"cube", "--cube", inCatalog}, CubeNames(catalog), choices.cube, messages);
   return ExitStatus::kFailed;
+}
+
+/// Completes absent choices. Looks up only what is needed for that. A given data source is checked
+/// only if its tree does not help.
+ExitStatus Complete(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
+  const bool isSourceGiven = choices.dataSource.has_value();
+  if (!isSourceGiven) {
+    const auto names = DataSourceNames(import, messages);
+    if (!names) return ExitStatus::kFailed;
+    const ExitStatus status =
+        Choose({"data source", "--source", ""}, *names, choices.dataSource, messages);
+    if (status != ExitStatus::kDone) return status;
+  }
+  if (choices.catalog && choices.cube) return ExitStatus::kDone;
+  const ExitStatus status = ChooseInTree(import, choices, messages);
+  const bool isUnknown = status != ExitStatus::kDone && isSourceGiven && !MustStop() &&
+                         IsUnknownDataSource(import, *choices.dataSource, messages);
+  return isUnknown ? ExitStatus::kWrongCall : status;
+}
+
+/// Checks all choices against the provider's lists.
+ExitStatus Check(OTXMLAImportAPI& import, Choices choices, Messages& messages) {
+  return IsUnknownDataSource(import, *choices.dataSource, messages)
+             ? ExitStatus::kWrongCall
+             : ChooseInTree(import, choices, messages);
 }
 
 void StoreChoices(const Choices& choices, CubeResult& result) {
@@ -59,24 +84,24 @@ ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& res
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
   const auto import = session.Import(result.messages);
   if (!import) return ExitStatus::kFailed;
+  const bool areGiven = choices.catalog && choices.cube;
+  const ExitStatus status = Complete(*import, choices, result.messages);
+  StoreChoices(choices, result);
+  if (status != ExitStatus::kDone) return status;
 
-  const bool open = !choices.dataSource || !choices.catalog || !choices.cube;
-  if (open) {
-    const ExitStatus status = CompleteChoices(*import, choices, result.messages);
-    StoreChoices(choices, result);
-    if (status != ExitStatus::kDone) return status;
-  }
-  const bool isComplete = ReadCube(session, *import, result);
-  const bool empty = result.hierarchies.empty() && result.measures.empty();
-  if (isComplete && !empty) return ExitStatus::kDone;
-  if (!open) {
-    // Providers answer an unknown name with a fault or an empty result. List the existing names.
+  result.isComplete = ReadCube(session, *import, result);
+  if (result.isComplete && !result.IsEmpty()) return ExitStatus::kDone;
+  if (areGiven && result.IsEmpty() && !MustStop()) {
+    // Providers answer an unknown name with a fault or an empty result. Then only the error that
+    // names it is useful.
     Messages found;
-    const ExitStatus status = CompleteChoices(*import, choices, found);
-    if (status == ExitStatus::kWrongCall || isComplete) {
-      for (std::string& error : found.errors) result.messages.errors.push_back(std::move(error));
-      if (status != ExitStatus::kDone) return status;
+    const ExitStatus check = Check(*import, choices, found);
+    if (check == ExitStatus::kWrongCall) result.messages.errors.clear();
+    if (check == ExitStatus::kWrongCall || (result.isComplete && check != ExitStatus::kDone)) {
+      std::ranges::move(found.errors, std::back_inserter(result.messages.errors));
+      return check;
     }
   }
-  return isComplete ? ExitStatus::kDone : ExitStatus::kFailed;
+  if (result.isComplete) return ExitStatus::kDone;
+  return result.IsEmpty() ? ExitStatus::kFailed : ExitStatus::kPartly;
 }

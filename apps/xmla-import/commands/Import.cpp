@@ -39,15 +39,16 @@ class Filter {
     return m_wanted.contains(name);
   }
   /// Adds an error for each filter name that the provider does not have, with a list of existing
-  /// names.
-  ExitStatus ReportUnknownNames(Messages& messages) const {
-    ExitStatus status = ExitStatus::kDone;
+  /// names. True if there is one.
+  bool ReportUnknownNames(Messages& messages) const {
+    bool isUnknown = false;
     for (const String& name : m_names) {
+      if (m_existingSet.contains(name)) continue;
+      isUnknown = true;
       std::optional<String> missing = name;
-      if (!m_existingSet.contains(name))
-        status = Choose({m_kind, m_option, ""}, m_existing, missing, messages);
+      Choose({m_kind, m_option, ""}, m_existing, missing, messages);
     }
-    return status;
+    return isUnknown;
   }
 
  private:
@@ -65,40 +66,40 @@ struct Choice {
   String cube;
 };
 
-/// The cubes to read, in the provider's order, and whether the tree was read completely.
+/// The cubes to read, in the provider's order.
 struct Plan {
   std::vector<Choice> cubes;
-  bool isComplete = true;
+  bool isTreeComplete = true;  ///< the whole tree was read
+  bool hasUnknownNames = false;
 };
 
 /// Reads the trees of the named data sources, or of all.
-ExitStatus ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& sources,
-                     std::vector<OTDataSource>& tree, Plan& plan, Messages& messages) {
+void ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& sources,
+               std::vector<OTDataSource>& tree, Plan& plan, Messages& messages) {
   if (sources.empty()) {
-    plan.isComplete = DataSourceTree(import, std::nullopt, tree, messages);
-    return ExitStatus::kDone;
+    plan.isTreeComplete = DataSourceTree(import, std::nullopt, tree, messages);
+    return;
   }
   const auto names = DataSourceNames(import, messages);
-  if (!names) return ExitStatus::kFailed;
+  plan.isTreeComplete = names.has_value();
+  if (!names) return;
   Filter filter("data source", "--source", sources);
   std::vector<String> wanted;
   for (const String& name : *names)
     if (filter.Matches(name)) wanted.push_back(name);
-  if (const ExitStatus status = filter.ReportUnknownNames(messages); status != ExitStatus::kDone)
-    return status;
+  plan.hasUnknownNames = filter.ReportUnknownNames(messages);
   // Each operation repeats the warning about the target kind. Keep it once.
   std::unordered_set<std::string> known(messages.warnings.begin(), messages.warnings.end());
   for (const String& name : wanted) {
     std::vector<OTDataSource> one;
     Messages messagesOfOne;
-    plan.isComplete = DataSourceTree(import, name, one, messagesOfOne) && plan.isComplete;
+    plan.isTreeComplete &= DataSourceTree(import, name, one, messagesOfOne);
     std::move(one.begin(), one.end(), std::back_inserter(tree));
     std::move(messagesOfOne.errors.begin(), messagesOfOne.errors.end(),
               std::back_inserter(messages.errors));
     for (std::string& warning : messagesOfOne.warnings)
       if (known.insert(warning).second) messages.warnings.push_back(std::move(warning));
   }
-  return ExitStatus::kDone;
 }
 
 /// Adds the cubes that pass both filters. Stops early after an interruption.
@@ -115,18 +116,18 @@ void AddCubes(const std::vector<OTDataSource>& tree, Filter& catalogs, Filter& c
 }
 
 /// Determines the cubes to read, and reports filter names that the provider does not have.
-ExitStatus MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Plan& plan,
-                    Messages& messages) {
+Plan MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Messages& messages) {
+  Plan plan;
   std::vector<OTDataSource> tree;
-  const ExitStatus status = ReadTrees(import, arguments.sources, tree, plan, messages);
-  if (status != ExitStatus::kDone) return status;
+  ReadTrees(import, arguments.sources, tree, plan, messages);
   Filter catalogs("catalog", "--catalog", arguments.catalogs);
   Filter cubes("cube", "--cube", arguments.cubes);
   AddCubes(tree, catalogs, cubes, plan);
-  // With an incomplete tree, a missing name may still exist.
-  if (!plan.isComplete || MustStop()) return ExitStatus::kDone;
-  const ExitStatus catalogStatus = catalogs.ReportUnknownNames(messages);
-  return catalogStatus != ExitStatus::kDone ? catalogStatus : cubes.ReportUnknownNames(messages);
+  // Without the whole tree, a missing name may still exist.
+  if (!plan.isTreeComplete || MustStop() || tree.empty()) return plan;
+  plan.hasUnknownNames |= catalogs.ReportUnknownNames(messages);
+  plan.hasUnknownNames |= cubes.ReportUnknownNames(messages);
+  return plan;
 }
 
 /// Adds an error for an exception that the server did not cause.
@@ -164,8 +165,11 @@ class Reading {
     m_order.Finish();
   }
 
-  /// Number of complete cubes, and of cubes that are not in the result.
+  /// Number of complete cubes.
   std::size_t Complete() const { return m_complete; }
+  /// Number of complete cubes, and of incomplete ones that are not empty.
+  std::size_t WithContent() const { return m_withContent; }
+  /// Number of cubes that are not in the result.
   std::size_t Missing() const { return m_missing; }
 
  private:
@@ -179,7 +183,7 @@ class Reading {
       m_order.Put(i, Read(i));
   }
 
-  /// Null if the import was interrupted or memory is exhausted.
+  /// Null if memory is exhausted.
   std::unique_ptr<CubeResult> Read(std::size_t number) {
     std::unique_ptr<CubeResult> cube;
     try {
@@ -190,11 +194,12 @@ class Reading {
       m_receiver.BeginCube(cube->cube);
       const auto import = m_session.Import(cube->messages, "cube-" + std::to_string(number + 1));
       cube->isComplete = import && ReadCube(m_session, *import, *cube);
+      if (!cube->isComplete && cube->messages.errors.empty())
+        cube->messages.errors.emplace_back("interrupted: the cube is incomplete");
     } catch (const std::exception& error) {
       // Usually out of memory. Other cubes may be smaller, so the import continues.
       if (cube) AddError(cube->messages, error);
     }
-    if (MustStop() && !(cube && cube->isComplete)) return nullptr;
     m_receiver.EndCube();
     return cube;
   }
@@ -203,6 +208,7 @@ class Reading {
     if (!m_receiver.Take(cube)) return;
     --m_missing;
     if (cube.isComplete) ++m_complete;
+    if (cube.isComplete || !cube.IsEmpty()) ++m_withContent;
   }
 
   void Stop() {
@@ -220,7 +226,21 @@ class Reading {
   // Changed only by Take, which runs on one thread at a time.
   std::size_t m_missing = m_cubes.size();
   std::size_t m_complete = 0;
+  std::size_t m_withContent = 0;
 };
+
+/// The status of an import without cubes, whose reason may have been reported already.
+ExitStatus WithoutCubes(const Plan& plan, const Arguments& arguments, Messages& messages) {
+  const bool isFiltered = !(arguments.sources.empty() && arguments.catalogs.empty());
+  if (MustStop())
+    messages.errors.emplace_back("interrupted before the first cube was read");
+  else if (plan.hasUnknownNames)
+    return ExitStatus::kWrongCall;
+  else if (plan.isTreeComplete)
+    messages.errors.emplace_back(isFiltered ? "no cube matches --source, --catalog and --cube"
+                                            : "the provider has no cubes to import");
+  return ExitStatus::kFailed;
+}
 
 }  // namespace
 
@@ -237,27 +257,21 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   {
     const auto import = session.Import(result.messages);
     if (!import) return ExitStatus::kFailed;
-    const ExitStatus status = MakePlan(*import, arguments, plan, result.messages);
-    if (status != ExitStatus::kDone) return status;
+    plan = MakePlan(*import, arguments, result.messages);
   }
-  if (plan.cubes.empty()) {
-    const bool filtered = !(arguments.sources.empty() && arguments.catalogs.empty());
-    if (MustStop())
-      result.messages.errors.push_back("interrupted before the first cube was read");
-    else if (plan.isComplete)
-      result.messages.errors.push_back(filtered ? "no cube matches --source, --catalog and --cube"
-                                                : "the provider has no cubes to import");
-    return ExitStatus::kFailed;
-  }
+  if (plan.cubes.empty()) return WithoutCubes(plan, arguments, result.messages);
   receiver.BeginCubes(result, plan.cubes.size());
   Reading reading(session, plan.cubes, arguments.jobs, receiver);
   reading.Run();
   const std::size_t count = plan.cubes.size();
   if (reading.Missing() > 0)
     result.messages.errors.push_back(
-        (MustStop() ? "interrupted; " : "there is not enough memory; ") +
+        (MustStop() ? "interrupted: " : "there is not enough memory: ") +
         std::to_string(reading.Missing()) + " of " + std::to_string(count) +
         " cubes are not in the result");
-  if (reading.Complete() == 0) return ExitStatus::kFailed;
-  return plan.isComplete && reading.Complete() == count ? ExitStatus::kDone : ExitStatus::kPartly;
+  result.cubesWithContent = reading.WithContent();
+  if (result.cubesWithContent == 0) return ExitStatus::kFailed;
+  const bool isComplete =
+      plan.isTreeComplete && !plan.hasUnknownNames && reading.Complete() == count;
+  return isComplete ? ExitStatus::kDone : ExitStatus::kPartly;
 }

@@ -33,6 +33,8 @@ struct CubeResult {
   XmlACubeVariableVector sapVariables;
   Messages messages;
   bool isComplete = false;  ///< no part failed
+
+  bool IsEmpty() const { return hierarchies.empty() && measures.empty() && sapVariables.empty(); }
 };
 
 /// Without the cubes, which the CubeReceiver gets one by one.
@@ -41,6 +43,7 @@ struct ImportResult {
   String providerVersion;
   std::string target;  ///< --target name of the kind in use; empty if detection failed
   Messages messages;
+  std::size_t cubesWithContent = 0;  ///< complete cubes, and incomplete ones that are not empty
 };
 
 using Result = std::variant<NoResult, SourcesResult, TreeResult, CubeResult, ImportResult>;
@@ -48,3 +51,6 @@ using Result = std::variant<NoResult, SourcesResult, TreeResult, CubeResult, Imp
 inline Messages& MessagesOf(Result& result) {
   return std::visit([](auto& any) -> Messages& { return any.messages; }, result);
 }
+
+/// True if the result has more than messages.
+bool HasContent(const Result& result);

@@ -18,18 +18,15 @@ ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& res
   if (!import) return ExitStatus::kFailed;
   std::optional<String> source;
   if (!arguments.sources.empty()) source = Wide(arguments.sources.front());
-  const bool isComplete = DataSourceTree(*import, source, result.dataSources, result.messages);
-  if (!source) return isComplete ? ExitStatus::kDone : ExitStatus::kFailed;
-  if (isComplete && !result.dataSources.front().m_catalogs.empty()) return ExitStatus::kDone;
-
-  // Providers answer an unknown data source with a fault or an empty result. List the existing
-  // ones. Errors of this look-up are dropped.
-  Messages ignored;
-  const auto names = DataSourceNames(*import, ignored);
-  if (names && Choose({"data source", "--source", ""}, *names, source, result.messages) !=
-                   ExitStatus::kDone) {
+  Messages messages;
+  const bool isComplete = DataSourceTree(*import, source, result.dataSources, messages);
+  const bool isFound = isComplete && source && !result.dataSources.front().m_catalogs.empty();
+  if (source && !isFound && IsUnknownDataSource(*import, *source, messages)) {
     result.dataSources.clear();
+    AddMessages(std::move(messages), result.messages);
     return ExitStatus::kWrongCall;
   }
-  return isComplete ? ExitStatus::kDone : ExitStatus::kFailed;
+  AddMessages(std::move(messages), result.messages);
+  if (isComplete) return ExitStatus::kDone;
+  return result.dataSources.empty() ? ExitStatus::kFailed : ExitStatus::kPartly;
 }

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "base/Interrupt.h"
 #include "base/Secret.h"
 #include "base/Text.h"
 #include "call/TargetNames.h"
@@ -115,10 +116,14 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> envir
     return;
   }
   if (connection.user.empty() || !connection.password.empty()) return;
-  if (environmentPassword)
+  if (environmentPassword && !environmentPassword->empty())
     connection.password = WideSecret(std::move(*environmentPassword));
   else if (auto typed = PasswordFromTerminal(Utf8(connection.user)))
     connection.password = WideSecret(std::move(*typed));
+  else if (!MustStop())  // an empty password on every run would lock the account
+    throw UsageError("user " + Listed({Utf8(connection.user)}) +
+                     " needs a password, and there is no terminal to ask for it; use "
+                     "--password-file FILE (or XMLA_IMPORT_PASSWORD)");
 }
 
 std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& arguments) {

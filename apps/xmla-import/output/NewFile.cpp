@@ -95,14 +95,14 @@ int NewFile::GiveName() {
   });
 }
 
-int NewFile::Finish() {
+int NewFile::Finish(const std::string& name) {
   if (fsync(m_file.Number()) != 0) return errno;
   if (m_name.empty())
     if (const int error = GiveName()) return error;
   // Some file systems report write errors on close.
   if (const int error = m_file.Close()) return error;
   const int directory = m_place.directory.Number();
-  if (renameat(directory, m_name.c_str(), directory, m_place.name.c_str()) != 0) return errno;
+  if (renameat(directory, m_name.c_str(), directory, name.c_str()) != 0) return errno;
   m_name.clear();
   return 0;
 }

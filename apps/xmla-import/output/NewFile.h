@@ -22,8 +22,10 @@ class NewFile {
 
   /// The first call creates the file.
   int Append(std::string_view text);
-  /// Flushes the file to the disk and renames it. Requires an earlier Append.
-  int Finish();
+  /// Flushes the file to the disk and gives it the name of `place`. Requires an earlier Append.
+  int Finish() { return Finish(m_place.name); }
+  /// The same with another name in the same directory.
+  int Finish(const std::string& name);
 
  private:
   int Make();

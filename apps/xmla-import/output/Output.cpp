@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -47,6 +48,16 @@ TrustedPath Find(const std::string& file) {
   } catch (const PathError& error) {
     throw UsageError(named + " cannot be written: " + OneLine(error.what()));
   }
+}
+
+/// The name of the file with a partial result. A long name is cut before a character of UTF-8, so
+/// that the suffix fits.
+std::string PartialName(const std::string& name) {
+  constexpr std::string_view kSuffix = ".partial";
+  constexpr std::size_t kMaxName = 255;  // NAME_MAX of all common file systems
+  std::size_t length = std::min(name.size(), kMaxName - kSuffix.size());
+  while (length < name.size() && length > 0 && (name[length] & 0xC0) == 0x80) --length;
+  return name.substr(0, length).append(kSuffix);
 }
 
 /// Opens a device or pipe. Waits for the reader of a pipe, and throws if that takes too long after
@@ -121,12 +132,16 @@ void Output::WriteToStreamOrDevice(std::string_view text) {
     Fail(ending.error);
 }
 
-bool Output::Finish(bool isPartial) {
-  if (m_isEmpty) return !Interrupt::Happened();
-  if (!m_file) return !m_wasInterrupted;
-  if (!isPartial && Interrupt::Happened())
-    throw OutputInterrupted("interrupted before the result was written to " + m_shown +
-                            "; the file is unchanged");
-  if (const int error = m_file->Finish()) Fail(error);
-  return true;
+void Output::Finish(Ending ending) {
+  if (!m_file) return;
+  if (ending == Ending::kReplace) {
+    if (m_isEmpty) return;
+    if (const int error = m_file->Finish()) Fail(error);
+    return;
+  }
+  m_notice = m_place->Exists() ? m_shown + " is unchanged" : m_shown + " was not created";
+  if (ending == Ending::kKeep || m_isEmpty) return;
+  const std::string name = PartialName(m_place->name);
+  if (const int error = m_file->Finish(name)) Fail(error);
+  m_notice += "; the partial result is in " + Listed({name}) + " in the same directory";
 }

@@ -38,11 +38,20 @@ class Output {
   /// Writes the next part of the result. A closed reader of standard output is not an error. Throws
   /// OutputError. Throws OutputInterrupted if the reader does not read after an interruption.
   void Write(std::string_view text);
-  /// Completes the output. Creates no file if nothing was written. False if an interruption came
-  /// before everything was written. After an interruption, replaces a file only if `isPartial` is
-  /// true, which means that the result mentions the interruption; otherwise throws
-  /// OutputInterrupted. Throws OutputError.
-  bool Finish(bool isPartial);
+  /// True if an interruption came before a stream or device had received everything.
+  bool WasInterrupted() const { return m_wasInterrupted; }
+
+  /// What happens to a file. Streams and devices have received everything already.
+  enum class Ending {
+    kReplace,  ///< the file is replaced
+    kPartial,  ///< the file stays, and what was written gets the name PartialName
+    kKeep,     ///< the file stays, and what was written is dropped
+  };
+  /// Completes the output. Creates no file if nothing was written. Throws OutputError.
+  void Finish(Ending ending);
+  /// Describes for people where the result is, if it is not where it was requested: after kPartial
+  /// and kKeep, and for files only. Otherwise empty.
+  const std::string& Notice() const { return m_notice; }
 
  private:
   [[noreturn]] void Fail(int error) const;
@@ -56,4 +65,5 @@ class Output {
   bool m_isEmpty = true;
   bool m_isReaderGone = false;  ///< the reader closed the pipe
   bool m_wasInterrupted = false;
+  std::string m_notice;
 };

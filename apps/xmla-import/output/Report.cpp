@@ -53,9 +53,14 @@ void Report::ShowMessages(const Messages& messages) {
   for (const std::string& line : messages.errors) m_progress.ShowMessage("error", line);
 }
 
-bool Report::Finish(bool isPartial) {
+ExitStatus Report::Finish(ExitStatus status, bool hasContent) {
   m_text.Flush();
-  const bool isInPlace = m_output.Finish(isPartial);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
-  return isInPlace && !m_form->IsCut();
+  if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
+  const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly;
+  m_output.Finish(isResult     ? Output::Ending::kReplace
+                  : hasContent ? Output::Ending::kPartial
+                               : Output::Ending::kKeep);
+  if (!m_output.Notice().empty()) m_progress.ShowMessage("error", m_output.Notice());
+  return status;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/TextSink.h"
+#include "call/ExitStatus.h"
 #include "commands/CubeReceiver.h"
 #include "output/Output.h"
 #include "output/Progress.h"
@@ -27,10 +28,10 @@ class Report : public CubeReceiver, private TextSink {
   Form& FormOf(const Result& result);
   /// Shows messages that were not shown before.
   void ShowMessages(const Messages& messages);
-  /// Call after the form has written everything. False if the result is truncated, or if an
-  /// interruption came before everything was written. `isPartial`: the result mentions the
-  /// interruption.
-  bool Finish(bool isPartial);
+  /// Call after the form has written everything. `hasContent`: the result has more than messages.
+  /// Completes the output as the status requires, and says where the result is if a file was not
+  /// replaced. Returns the status, which may have become kInterrupted.
+  ExitStatus Finish(ExitStatus status, bool hasContent);
 
  private:
   void Write(std::string_view text) override;

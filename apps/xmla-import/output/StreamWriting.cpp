@@ -101,4 +101,9 @@ WriteOutcome WriteToStream(int number, std::string_view text) {
   return ending;
 }
 
-void WriteToStandardError(std::string_view text) { WriteToStream(STDERR_FILENO, text); }
+void WriteToStandardError(std::string_view text) {
+  // Does not wait again for a reader that did not read. Otherwise the reader of standard output
+  // would renew the waiting time for each line.
+  static bool hasNoReader = false;
+  if (!hasNoReader) hasNoReader = WriteToStream(STDERR_FILENO, text).error == EINTR;
+}

@@ -1,0 +1,15 @@
+#include "commands/Results.h"
+
+namespace {
+
+bool HasContent(const NoResult&) { return false; }
+bool HasContent(const SourcesResult& result) { return !result.dataSources.empty(); }
+bool HasContent(const TreeResult& result) { return !result.dataSources.empty(); }
+bool HasContent(const CubeResult& result) { return !result.IsEmpty(); }
+bool HasContent(const ImportResult& result) { return result.cubesWithContent > 0; }
+
+}  // namespace
+
+bool HasContent(const Result& result) {
+  return std::visit([](const auto& any) { return HasContent(any); }, result);
+}
