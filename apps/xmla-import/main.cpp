@@ -22,6 +22,15 @@
 
 namespace {
 
+ShownWarnings WarningsToShow(const Arguments& arguments) {
+  if (arguments.warnings == "all") return ShownWarnings::kAll;
+  if (arguments.warnings == "summary") return ShownWarnings::kSummary;
+  if (arguments.warnings == "none") return ShownWarnings::kNone;
+  return arguments.verbose ? ShownWarnings::kAll
+         : arguments.quiet ? ShownWarnings::kNone
+                           : ShownWarnings::kSummary;
+}
+
 /// One run of the tool.
 class Call {
  public:
@@ -32,7 +41,7 @@ class Call {
       const bool isReady = Prepare(argc, argv);
       if (!m_arguments.information.empty()) return PrintInformation();
       m_progress.emplace(m_arguments.quiet, m_arguments.verbose);
-      m_report.emplace(*m_output, m_arguments.format, *m_progress);
+      m_report.emplace(*m_output, m_arguments.format, WarningsToShow(m_arguments), *m_progress);
       if (isReady) Import();
       return ReportResult();
     } catch (const OutputInterrupted& interruption) {
@@ -118,6 +127,7 @@ class Call {
       Session session(*m_library, connection, m_arguments.log);
       if (!Interrupt::Happened())
         m_status = m_command->run(session, m_arguments, *m_report, m_result);
+      if (!Interrupt::Happened()) session.ExplainTarget(MessagesOf(m_result));
       if (m_progress->BasicInClear()) {
         MessagesOf(m_result).warnings.emplace_back(
             "the password was sent by Basic over plain http to another machine, and others on the "
@@ -134,11 +144,12 @@ class Call {
       std::vector<std::string>& errors = MessagesOf(m_result).errors;
       if (errors.empty()) errors.emplace_back("interrupted: the result may be incomplete");
     }
-    m_report->ShowMessages(MessagesOf(m_result));
+    m_report->AddMessages(MessagesOf(m_result));
     try {
       m_command->render(m_report->FormOf(m_result), m_result);
-      return m_report->Finish(m_status, HasContent(m_result));
+      return m_report->Finish(m_status, m_result);
     } catch (const std::bad_alloc&) {
+      m_report->ShowMessages();
       m_progress->ShowMessage("error", "there is not enough memory to write the result");
       return ExitStatus::kFailed;
     }
@@ -146,6 +157,7 @@ class Call {
 
   ExitStatus FailWith(ExitStatus status, const char* reason) {
     if (!m_progress) m_progress.emplace(true, false);
+    if (m_report) m_report->ShowMessages();
     m_progress->ShowMessage("error", reason);
     return status;
   }

@@ -112,11 +112,8 @@ TEST(Failure, DefaultMemberFailureIsAWarningWithTheHierarchy) {
   const Json warnings = outcome.Document()["warnings"];
   ASSERT_EQ(warnings.size(), 2u) << warnings;
   const auto warning = warnings[0].get<std::string>();
-  EXPECT_THAT(warning, testing::StartsWith("[64203] "));
-  EXPECT_THAT(warning,
-              testing::EndsWith(" (the failed request was MDSCHEMA_MEMBERS of catalog \"Lone\", "
-                                "cube \"Unit\", hierarchy \"[Shop].[Second]\", member "
-                                "\"[Shop].[Place].[All]\")"));
+  EXPECT_THAT(warning, testing::StartsWith("[64203] The default member of the hierarchy "
+                                           "\"[Shop].[Second]\" is unknown: The server refused "));
   EXPECT_THAT(warnings[1].get<std::string>(), testing::StartsWith("[62011] "));
 }
 

@@ -185,6 +185,35 @@ TEST(Import, WithoutCubesIsAnError) {
   EXPECT_EQ(Import(silent, {}).status, 1);
 }
 
+/// After the first refused connection, the remaining cubes are not tried.
+TEST(Import, EndsIfTheServerCannotBeReached) {
+  std::vector<Row> cubes;
+  for (int i = 0; i < 50; ++i) cubes.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  std::optional<ScriptedProvider> provider;
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = std::move(cubes);
+  std::promise<void> reached;
+  std::atomic<bool> isFirst{true};
+  script.answer = [&](const std::string& type, const std::string& body) -> std::string {
+    if (type == "MDSCHEMA_HIERARCHIES" && body.find("Cube 3<") != std::string::npos &&
+        isFirst.exchange(false))
+      reached.set_value();
+    return {};
+  };
+  provider.emplace(std::move(script));
+  const Outcome outcome =
+      RunToolWhile({"--url", provider->Url(), "--format", "json", "import"}, [&](pid_t) {
+        reached.get_future().wait();
+        provider.reset();
+      });
+  EXPECT_EQ(outcome.status, 3);
+  const Json document = outcome.Document();
+  const std::size_t read = document["cubes"].size();
+  EXPECT_LT(read, 50u);
+  EXPECT_EQ(document["errors"], Json({"the server cannot be reached: " + std::to_string(50 - read) +
+                                      " of 50 cubes are not in the result"}));
+}
+
 TEST(Import, WarnsOnceIfTheKindsDiffer) {
   const ScriptedProvider provider(Cubes());
   const Outcome outcome = Import(
@@ -320,7 +349,7 @@ TEST(Import, ShowsMessagesOfACubeWhenItIsWritten) {
     dup2(open(messages.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
   };
   const Outcome outcome = RunToolWhile(
-      {"--url", provider.Url(), "import"},
+      {"--url", provider.Url(), "--warnings", "all", "import"},
       [&](pid_t) {
         std::string text;
         for (int i = 0; i < 1000 && text.find("failed request") == std::string::npos; ++i) {

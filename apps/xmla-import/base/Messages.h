@@ -9,10 +9,15 @@
 struct Messages {
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
+  bool isUnreachable = false;  ///< an error says that there is no connection to the server
 };
+
+/// Begin of the error that names the request that was sent last.
+inline constexpr const char* kFailedRequest = "the failed request was ";
 
 /// Moves the lines of `more` to the end of `messages`.
 inline void AddMessages(Messages more, Messages& messages) {
   std::ranges::move(more.errors, std::back_inserter(messages.errors));
   std::ranges::move(more.warnings, std::back_inserter(messages.warnings));
+  messages.isUnreachable |= more.isUnreachable;
 }

@@ -77,7 +77,10 @@ void AddConnectionOptions(CLI::App& app, const std::vector<std::string>& formats
   AddText(app, "--format", arguments.format, "FORMAT",
           "one of: " + Enumerated(formats) + "; default " + formats.front());
   AddText(app, "-o,--output", arguments.output, "FILE", "write the result to FILE");
-  app.add_flag("--quiet", arguments.quiet, "show no progress");
+  AddText(app, "--warnings", arguments.warnings, "WHICH",
+          "warnings on standard error: all, summary (default: one line for each kind) or none; "
+          "the result has all of them");
+  app.add_flag("--quiet", arguments.quiet, "show only errors");
   app.add_flag("--verbose", arguments.verbose, "show each exchange with its timings");
 }
 
@@ -127,6 +130,10 @@ void CheckMeaning(const CLI::App& app, const std::vector<std::string>& formats,
   if (std::ranges::count(formats, arguments.format) == 0)
     throw UsageError("unknown --format \"" + OneLine(arguments.format) +
                      "\"; expected one of: " + Enumerated(formats));
+  constexpr std::string_view kWarnings[] = {"", "all", "summary", "none"};
+  if (std::ranges::count(kWarnings, arguments.warnings) == 0)
+    throw UsageError("unknown --warnings \"" + OneLine(arguments.warnings) +
+                     "\"; expected one of: all, summary, none");
   if (arguments.quiet && arguments.verbose)
     throw UsageError("--quiet and --verbose cannot be combined");
 }

@@ -11,6 +11,7 @@ struct Arguments {
   std::string command;  ///< empty: no command
   std::string url, sample, user, passwordFile, target, log, output;
   std::string format = "text";
+  std::string warnings;  ///< all, summary, none, or empty
   bool quiet = false;
   bool verbose = false;
   std::vector<std::string> sources, catalogs, cubes;

@@ -7,6 +7,8 @@ struct NamedTarget {
   ServerInfo::TargetType target;
 };
 
+constexpr std::string_view kTessera = "tessera";
+
 constexpr NamedTarget kTargets[] = {
     {"analysis-services-2000", ServerInfo::kAnalysisServices2000},
     {"analysis-services-2005", ServerInfo::kAnalysisServices2005},
@@ -18,7 +20,7 @@ constexpr NamedTarget kTargets[] = {
     {"tamarind-9", ServerInfo::kTamarind9},
     {"tamarind-11", ServerInfo::kTamarind11},
     {"tamarind-11.1.2.3.500", ServerInfo::kTamarind11_1_2_3_500},
-    {"tessera", ServerInfo::kTessera},
+    {kTessera, ServerInfo::kTessera},
 };
 
 }  // namespace
@@ -35,8 +37,12 @@ std::string TargetName(ServerInfo::TargetType target) {
   return std::to_string(static_cast<int>(target));
 }
 
+std::string ExplainedTarget(std::string_view name) {
+  return std::string(name) + (name == kTessera ? " (any other XMLA server)" : "");
+}
+
 std::string TargetNames() {
   std::string names;
-  for (const NamedTarget& entry : kTargets) names += std::string(entry.name) + ", ";
+  for (const NamedTarget& entry : kTargets) names += ExplainedTarget(entry.name) + ", ";
   return names + std::string(kAutoTarget);
 }

@@ -13,5 +13,7 @@ inline constexpr std::string_view kAutoTarget = "auto";
 std::optional<ServerInfo::TargetType> TargetFromName(std::string_view name);
 /// The --target name of a kind, or its number if it has none.
 std::string TargetName(ServerInfo::TargetType target);
-/// All --target names, separated by commas.
+/// The name, with an explanation if it does not explain itself.
+std::string ExplainedTarget(std::string_view name);
+/// All --target names with their explanations, separated by commas.
 std::string TargetNames();

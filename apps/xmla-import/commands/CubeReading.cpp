@@ -26,13 +26,13 @@ bool ReadCube(const Session& session, OTXMLAImportAPI& import, CubeResult& resul
   bool isComplete = Read(result, [&](String& errors, String& warnings) {
     import.GetHierarchies(result.hierarchies, errors, warnings);
   });
-  if (MustStop()) return false;
+  if (MustStop() || result.messages.isUnreachable) return false;
 
   // Measures may succeed even if the hierarchies failed.
   isComplete &= Read(result, [&](String& errors, String& warnings) {
     import.GetMeasuresAndCalcMembers(result.measures, errors, warnings);
   });
-  if (MustStop()) return false;
+  if (MustStop() || result.messages.isUnreachable) return false;
 
   if (session.IsSapBw())
     isComplete &= Read(result, [&](String& errors, String& warnings) {

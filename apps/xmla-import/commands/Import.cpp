@@ -94,11 +94,13 @@ void ReadTrees(OTXMLAImportAPI& import, const std::vector<std::string>& sources,
     std::vector<OTDataSource> one;
     Messages messagesOfOne;
     plan.isTreeComplete &= DataSourceTree(import, name, one, messagesOfOne);
+    const bool isUnreachable = messagesOfOne.isUnreachable;
     std::move(one.begin(), one.end(), std::back_inserter(tree));
     std::move(messagesOfOne.errors.begin(), messagesOfOne.errors.end(),
               std::back_inserter(messages.errors));
     for (std::string& warning : messagesOfOne.warnings)
       if (known.insert(warning).second) messages.warnings.push_back(std::move(warning));
+    if (isUnreachable) break;
   }
 }
 
@@ -169,8 +171,13 @@ class Reading {
   std::size_t Complete() const { return m_complete; }
   /// Number of complete cubes, and of incomplete ones that are not empty.
   std::size_t WithContent() const { return m_withContent; }
-  /// Number of cubes that are not in the result.
+  /// Number of cubes that are not in the result, and why.
   std::size_t Missing() const { return m_missing; }
+  const char* Reason() const {
+    return MustStop()        ? "interrupted"
+           : m_isUnreachable ? "the server cannot be reached"
+                             : "there is not enough memory";
+  }
 
  private:
   static constexpr std::size_t kReadAhead = 4;  // cubes per thread
@@ -179,7 +186,8 @@ class Reading {
     const ImportSettings::Scope settingsScope(m_settings);
     std::optional<VXExecutionState::Scope> scope;
     if (m_state) scope.emplace(*m_state);
-    for (std::size_t i = m_next++; i < m_cubes.size() && m_order.AwaitTurn(i); i = m_next++)
+    for (std::size_t i = m_next++; i < m_cubes.size() && !m_isUnreachable && m_order.AwaitTurn(i);
+         i = m_next++)
       m_order.Put(i, Read(i));
   }
 
@@ -194,6 +202,7 @@ class Reading {
       m_receiver.BeginCube(cube->cube);
       const auto import = m_session.Import(cube->messages, "cube-" + std::to_string(number + 1));
       cube->isComplete = import && ReadCube(m_session, *import, *cube);
+      m_session.ExplainTarget(cube->messages);
       if (!cube->isComplete && cube->messages.errors.empty())
         cube->messages.errors.emplace_back("interrupted: the cube is incomplete");
     } catch (const std::exception& error) {
@@ -201,6 +210,7 @@ class Reading {
       if (cube) AddError(cube->messages, error);
     }
     m_receiver.EndCube();
+    if (cube && cube->messages.isUnreachable) m_isUnreachable = true;
     return cube;
   }
 
@@ -223,6 +233,7 @@ class Reading {
   VXExecutionState* const m_state = VXExecutionState::Current();
   const ImportSettings& m_settings = ImportSettings::Current();
   std::atomic<std::size_t> m_next{0};
+  std::atomic<bool> m_isUnreachable{false};
   // Changed only by Take, which runs on one thread at a time.
   std::size_t m_missing = m_cubes.size();
   std::size_t m_complete = 0;
@@ -259,16 +270,16 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
     if (!import) return ExitStatus::kFailed;
     plan = MakePlan(*import, arguments, result.messages);
   }
+  session.ExplainTarget(result.messages);
   if (plan.cubes.empty()) return WithoutCubes(plan, arguments, result.messages);
   receiver.BeginCubes(result, plan.cubes.size());
   Reading reading(session, plan.cubes, arguments.jobs, receiver);
   reading.Run();
   const std::size_t count = plan.cubes.size();
   if (reading.Missing() > 0)
-    result.messages.errors.push_back(
-        (MustStop() ? "interrupted: " : "there is not enough memory: ") +
-        std::to_string(reading.Missing()) + " of " + std::to_string(count) +
-        " cubes are not in the result");
+    result.messages.errors.push_back(std::string(reading.Reason()) + ": " +
+                                     std::to_string(reading.Missing()) + " of " +
+                                     std::to_string(count) + " cubes are not in the result");
   result.cubesWithContent = reading.WithContent();
   if (result.cubesWithContent == 0) return ExitStatus::kFailed;
   const bool isComplete =

@@ -18,11 +18,26 @@ void AddLines(std::vector<std::string>& list, String::View text) {
   for (std::string& line : Lines(String(text))) list.push_back(std::move(line));
 }
 
-std::string FailedRequest(const String& subject) {
-  return "the failed request was " + OneLine(Utf8(Shortened(subject)));
+std::string Shown(const String& subject) { return OneLine(Utf8(Shortened(subject))); }
+
+/// Inserts a text behind the number in brackets at the begin of a message, if there is one.
+void InsertAfterNumber(std::string& message, const std::string& text) {
+  const std::size_t end = message.starts_with('[') ? message.find("] ") : std::string::npos;
+  message.insert(end == std::string::npos ? 0 : end + 2, text);
 }
 
 }  // namespace
+
+String HierarchyOfSubject(const String& subject) {
+  constexpr String::View kBefore = L", hierarchy ";
+  constexpr String::View kFollowing[] = {L", level \"", L", member \""};
+  const String::View text = subject.view();
+  const std::size_t at = text.find(kBefore);
+  if (at == text.npos) return L"unknown";
+  String::View name = text.substr(at + kBefore.size());
+  for (const String::View behind : kFollowing) name = name.substr(0, name.rfind(behind));
+  return Shortened(String(name));
+}
 
 Operation::Operation() { g_current = this; }
 Operation::~Operation() { g_current = nullptr; }
@@ -34,21 +49,31 @@ void Operation::RecordWarnings() {
   m_recorded = warnings.size();
 }
 
-void Operation::OnExchange(const HTTPExchangeInfo& info) {
+void Operation::OnExchange(const HTTPExchangeInfo& info, RequestObserver& observer) {
   RecordWarnings();
   m_subject = info.subject;
+  m_isUnreachable = info.isUnreachable;
+  m_wasReceived = info.ok;
+  m_observer = &observer;
 }
 
 bool Operation::End(Messages& messages) {
   RecordWarnings();
   AddLines(messages.errors, errors);
-  if (!errors.empty() && !m_subject.empty() && !MustStop())
-    messages.errors.push_back(FailedRequest(m_subject));
+  if (!errors.empty() && !MustStop()) {
+    messages.isUnreachable |= m_isUnreachable;
+    if (!m_subject.empty())
+      messages.errors.push_back(std::string(kFailedRequest) + Shown(m_subject));
+    if (m_wasReceived && m_observer) m_observer->OnFailure(m_subject, errors);
+  }
   std::size_t begin = 0;
   for (const auto& [end, subject] : m_parts) {
+    const std::size_t first = messages.warnings.size();
     AddLines(messages.warnings, warnings.view().substr(begin, end - begin));
-    if (subject.view().starts_with(kDefaultMember) && !messages.warnings.empty())
-      messages.warnings.back() += " (" + FailedRequest(subject) + ")";
+    if (subject.view().starts_with(kDefaultMember) && messages.warnings.size() > first)
+      InsertAfterNumber(messages.warnings.back(), "The default member of the hierarchy " +
+                                                      OneLine(Utf8(HierarchyOfSubject(subject))) +
+                                                      " is unknown: ");
     begin = end;
   }
   return errors.empty();
@@ -56,7 +81,7 @@ bool Operation::End(Messages& messages) {
 
 void OperationObserver::OnExchange(const HTTPExchangeInfo& info) {
   try {
-    if (Operation* const operation = Operation::Current()) operation->OnExchange(info);
+    if (Operation* const operation = Operation::Current()) operation->OnExchange(info, m_next);
   } catch (const std::bad_alloc&) {
     // Out of memory: messages lack the name of the request.
   }

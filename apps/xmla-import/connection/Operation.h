@@ -8,6 +8,14 @@
 #include "Utility/Generic/String.h"
 #include "base/Messages.h"
 
+/// Also observes requests that failed after their exchange, because of a fault or a malformed
+/// reply.
+class RequestObserver : public HTTPExchangeObserver {
+ public:
+  /// Called on the thread of the request. Must not throw.
+  virtual void OnFailure(const String& subject, const String& error) = 0;
+};
+
 /// Collects errors and warnings of one library operation, and the request that was sent last before
 /// each of them. Construct before the call, and call End after it, on the same thread. At most one
 /// object per thread.
@@ -20,16 +28,16 @@ class Operation {
 
   /// The object of the calling thread, or null.
   static Operation* Current();
-  /// Called after each exchange.
-  void OnExchange(const HTTPExchangeInfo& info);
+  /// Called after each exchange. `observer` must outlive this object.
+  void OnExchange(const HTTPExchangeInfo& info, RequestObserver& observer);
   /// The subject of the last request; empty if there was none.
   const String& Subject() const { return m_subject; }
   /// Call if the error does not come from a request.
   void ClearSubject() { m_subject.clear(); }
 
   /// Adds errors and warnings to `messages`. After errors, adds one that names the failed request,
-  /// except after an interruption. The warning about a failed default-member look-up contains the
-  /// name of the request. True if there was no error.
+  /// except after an interruption. The warning about a failed default-member look-up says what is
+  /// missing in the result, and for which hierarchy. True if there was no error.
   bool End(Messages& messages);
 
   // Output parameters of the library call.
@@ -40,17 +48,24 @@ class Operation {
   void RecordWarnings();
 
   String m_subject;
+  bool m_isUnreachable = false;
+  bool m_wasReceived = false;  ///< the last exchange was successful
+  RequestObserver* m_observer = nullptr;
   std::size_t m_recorded = 0;  ///< length of the warnings that m_parts covers
   /// Parts of the warnings: end position, and subject of the request before.
   std::vector<std::pair<std::size_t, String>> m_parts;
 };
 
+/// The hierarchy in the subject of a request, quoted; "unknown" if there is none.
+String HierarchyOfSubject(const String& subject);
+
 /// Forwards exchanges to the current Operation and to another observer.
 class OperationObserver : public HTTPExchangeObserver {
  public:
-  explicit OperationObserver(HTTPExchangeObserver& next) : m_next(next) {}
+  explicit OperationObserver(RequestObserver& next) : m_next(next) {}
+  void OnBegin(const HTTPExchangeStart& start) override { m_next.OnBegin(start); }
   void OnExchange(const HTTPExchangeInfo& info) override;
 
  private:
-  HTTPExchangeObserver& m_next;
+  RequestObserver& m_next;
 };

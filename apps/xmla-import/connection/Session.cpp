@@ -10,10 +10,12 @@
 
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/Generic/SUSystemConfig.h"
 #include "Utility/Generic/VXDateTime.h"
 #include "Utility/Generic/VXExecutionState.h"
 #include "base/Text.h"
+#include "call/TargetNames.h"
 #include "connection/Operation.h"
 
 namespace {
@@ -40,6 +42,13 @@ bool AwaitFreeLogName(const std::string& directory) {
   return false;
 }
 
+const std::string kTargetMismatch = "[" + std::to_string(kMessageTargetMismatch) + "] ";
+const std::string kFailedSapRequest = std::string(kFailedRequest) + "SAP_VARIABLES ";
+
+bool IsSapBwKind(ServerInfo::TargetType target) {
+  return target == ServerInfo::kSAP_BW || target == ServerInfo::kSAP_BW35;
+}
+
 }  // namespace
 
 Session::Session(const ImportLibrary& library, const Connection& connection,
@@ -56,6 +65,7 @@ Session::Session(const ImportLibrary& library, const Connection& connection,
 bool Session::Identify(Messages& messages) {
   if (m_target) return true;
   Operation operation;
+  m_hasAsked = true;
   m_identified = m_library.Identify(m_connection.url, m_connection.user, m_connection.password,
                                     m_identity, operation.errors);
   operation.End(messages);
@@ -64,15 +74,32 @@ bool Session::Identify(Messages& messages) {
 }
 
 void Session::ReadIdentity() {
-  if (m_identified) return;
+  if (m_hasAsked) return;
+  m_hasAsked = true;
   String ignored;
   m_identified = m_library.Identify(m_connection.url, m_connection.user, m_connection.password,
                                     m_identity, ignored);
 }
 
-bool Session::IsSapBw() const {
-  return m_target == ServerInfo::kSAP_BW || m_target == ServerInfo::kSAP_BW35;
+void Session::ExplainTarget(Messages& messages) {
+  const auto identity = [&]() -> std::string {
+    ReadIdentity();
+    if (!m_identified || m_identity.target == m_target) return {};
+    return "the server identifies itself as " +
+           Listed({Utf8(m_identity.name + L" " + m_identity.version)}) +
+           ": leave out --target, or use --target " +
+           ExplainedTarget(TargetName(m_identity.target));
+  };
+  for (std::string& warning : messages.warnings)
+    if (warning.starts_with(kTargetMismatch) && warning.find("--target") == std::string::npos)
+      if (const std::string text = identity(); !text.empty()) warning += " (" + text + ")";
+  for (std::string& error : messages.errors)
+    if (error.starts_with(kFailedSapRequest) && error.find("--target") == std::string::npos)
+      if (const std::string text = identity(); !text.empty())
+        error += "; it is only sent to SAP BW, but " + text;
 }
+
+bool Session::IsSapBw() const { return m_target && IsSapBwKind(*m_target); }
 
 std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::string& logFolder) {
   const std::lock_guard lock(m_connecting);

@@ -18,8 +18,12 @@ class Session {
   /// Sets the target kind: the configured one, else the one that fits the provider's identity. On
   /// failure, returns false and adds an error.
   bool Identify(Messages& messages);
-  /// Requests the provider's identity for the output, if Identify has not done so.
+  /// Requests the provider's identity for the output, if this was not done before. Not thread-safe
+  /// on its first call.
   void ReadIdentity();
+  /// Completes messages that are the consequence of a wrong --target: names the kind of the server,
+  /// and the option that selects it. Calls ReadIdentity if there are any.
+  void ExplainTarget(Messages& messages);
 
   const OTXMLAProviderIdentity& Identity() const { return m_identity; }
   /// The kind in use; nullopt before Identify, unless configured.
@@ -37,6 +41,7 @@ class Session {
   std::string m_logDirectory;
   OTXMLAProviderIdentity m_identity;
   bool m_identified = false;
+  bool m_hasAsked = false;  ///< for the identity
   std::optional<ServerInfo::TargetType> m_target;
   std::mutex m_connecting;  // serializes the choice of log names
 };

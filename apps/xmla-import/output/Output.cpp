@@ -100,6 +100,8 @@ void Output::Fail(int error) const {
   throw OutputError("the result cannot be written to " + m_shown + ": " + std::strerror(error));
 }
 
+std::string Output::Place() const { return m_file && !m_isEmpty ? m_shown : std::string(); }
+
 bool Output::IsTerminal() const {
   if (!m_place) return isatty(STDOUT_FILENO) == 1;
   if (!m_place->IsSpecial() || !S_ISCHR(m_place->status.st_mode)) return false;

@@ -49,6 +49,8 @@ class Output {
   };
   /// Completes the output. Creates no file if nothing was written. Throws OutputError.
   void Finish(Ending ending);
+  /// The file that was replaced or created, quoted; empty for streams, devices and an empty result.
+  std::string Place() const;
   /// Describes for people where the result is, if it is not where it was requested: after kPartial
   /// and kKeep, and for files only. Otherwise empty.
   const std::string& Notice() const { return m_notice; }

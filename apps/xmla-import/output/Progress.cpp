@@ -1,19 +1,28 @@
 #include "output/Progress.h"
 
 #include <fmt/format.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <new>
+#include <system_error>
 
 #include "base/TerminalText.h"
 #include "base/Text.h"
+#include "output/ExchangeLines.h"
 #include "output/StreamWriting.h"
 
 namespace {
 
 // Minimum time between updates, to avoid flicker. Short calls show no line.
 constexpr std::chrono::milliseconds kBetweenLines{100};
+constexpr std::chrono::milliseconds kTick{250};
+// Shorter waits are normal and not shown during the import of cubes.
+constexpr std::chrono::seconds kLongWait{2};
+constexpr double kEstimateAfterSeconds = 2;
 
 std::size_t TerminalColumns() {
   winsize size{};
@@ -33,25 +42,16 @@ String CutToColumns(const String& line, std::size_t columns) {
   return line.substr(0, length);
 }
 
-std::string Size(std::uint64_t bytes) {
-  if (bytes < 10'000) return fmt::format("{} bytes", bytes);
-  if (bytes < 10'000'000) return fmt::format("{} kB", bytes / 1000);
-  return fmt::format("{} MB", bytes / 1'000'000);
+/// Host and port of a URL.
+std::string Authority(const String& url) {
+  const std::string text = Utf8(url);
+  const std::size_t begin = text.find("://");
+  if (begin == std::string::npos) return text;
+  return text.substr(begin + 3, text.find('/', begin + 3) - begin - 3);
 }
 
-std::string Described(const HTTPExchangeInfo& info) {
-  const auto milliseconds = [](double seconds) { return fmt::format("{:.1f} ms", seconds * 1e3); };
-  std::string text =
-      fmt::format("{} from {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
-                  Utf8(Shortened(info.subject)), Utf8(info.url), info.status, info.request.size(),
-                  info.replyBytes, info.wireBytes);
-  text += info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
-          : info.status > 0       ? std::string("connection kept")
-                                  : std::string("not connected");
-  text += ", first byte after " + milliseconds(info.firstByteSeconds) + ", done after " +
-          milliseconds(info.totalSeconds);
-  if (!info.ok) text += ", failed: " + Utf8(info.error);
-  return EscapedForTerminal(OneLine(text)) + '\n';
+std::string Duration(double seconds) {
+  return seconds < 100 ? fmt::format("{:.0f} s", seconds) : fmt::format("{:.0f} min", seconds / 60);
 }
 
 }  // namespace
@@ -59,22 +59,60 @@ std::string Described(const HTTPExchangeInfo& info) {
 Progress::Progress(bool quiet, bool verbose)
     : m_form(verbose                                ? Form::kExchanges
              : !quiet && isatty(STDERR_FILENO) == 1 ? Form::kLine
-                                                    : Form::kNone),
-      m_shown(std::chrono::steady_clock::now()) {}
+                                                    : Form::kNone) {
+  if (m_form != Form::kLine) return;
+  // Signals must interrupt the threads that import.
+  sigset_t all;
+  sigset_t former;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &former);
+  try {
+    m_ticker = std::jthread([this](const std::stop_token& stop) { Tick(stop); });
+  } catch (const std::system_error&) {
+    // Thread limit reached: the line is updated after each exchange only.
+  }
+  pthread_sigmask(SIG_SETMASK, &former, nullptr);
+}
 
-Progress::~Progress() { Clear(); }
+Progress::~Progress() {
+  m_ticker = {};  // ends the thread
+  Clear();
+}
+
+void Progress::OnBegin(const HTTPExchangeStart& start) {
+  if (m_form != Form::kLine) return;
+  const std::lock_guard lock(m_mutex);
+  try {
+    m_waiting[std::this_thread::get_id()] = {start.url, start.subject, start.timeoutSeconds,
+                                             Clock::now()};
+  } catch (const std::bad_alloc&) {
+    // Out of memory: the line does not show the request.
+  }
+  Show(false);
+}
 
 void Progress::OnExchange(const HTTPExchangeInfo& info) {
   const std::lock_guard lock(m_mutex);
   ++m_requests;
   m_bytes += info.replyBytes;
   m_basicInClear |= info.basicInClear;
+  m_waiting.erase(std::this_thread::get_id());
   try {
-    if (m_form == Form::kExchanges) WriteToStandardError(Described(info));
+    if (m_form == Form::kExchanges) WriteToStandardError(ExchangeLine(info));
   } catch (const std::bad_alloc&) {
     // Out of memory: skip the line, the import may still succeed.
   }
   Show(false);
+}
+
+void Progress::OnFailure(const String& subject, const String& error) {
+  if (m_form != Form::kExchanges) return;
+  const std::lock_guard lock(m_mutex);
+  try {
+    WriteToStandardError(FailureLine(subject, error));
+  } catch (const std::bad_alloc&) {
+    // Out of memory: skip the line.
+  }
 }
 
 bool Progress::BasicInClear() {
@@ -82,15 +120,21 @@ bool Progress::BasicInClear() {
   return m_basicInClear;
 }
 
+Progress::Traffic Progress::TrafficSoFar() {
+  const std::lock_guard lock(m_mutex);
+  return {m_requests, m_bytes, std::chrono::duration<double>(Clock::now() - m_begin).count()};
+}
+
 void Progress::BeginCubes(std::size_t count) {
   const std::lock_guard lock(m_mutex);
   m_cubes = count;
+  m_cubesBegin = Clock::now();
   Show(true);
 }
 
 void Progress::BeginCube(const String& name) {
   const std::lock_guard lock(m_mutex);
-  m_currentCube = name;
+  m_currentCubes[std::this_thread::get_id()] = name;
   Show(true);
 }
 
@@ -98,6 +142,7 @@ void Progress::EndCube() {
   const std::lock_guard lock(m_mutex);
   ++m_cubesDone;
   Show(true);
+  m_currentCubes.erase(std::this_thread::get_id());
 }
 
 void Progress::ShowMessage(const char* kind, const std::string& text) {
@@ -108,28 +153,67 @@ void Progress::ShowMessage(const char* kind, const std::string& text) {
   WriteToStandardError(line);
 }
 
+void Progress::ShowClosingLine(const std::string& text) {
+  if (m_form != Form::kLine) return;
+  const std::lock_guard lock(m_mutex);
+  Clear();
+  WriteToStandardError("xmla-import: " + EscapedForTerminal(text) + "\n");
+}
+
 void Progress::Clear() {
   if (m_visible) WriteToStandardError("\r\x1b[K");
   m_visible = false;
 }
 
+void Progress::Tick(const std::stop_token& stop) {
+  std::unique_lock lock(m_mutex);
+  while (!m_ended.wait_for(lock, stop, kTick, [] { return false; }) && !stop.stop_requested())
+    if (!m_waiting.empty()) Show(true);
+}
+
 void Progress::Show(bool now) {
-  const auto time = std::chrono::steady_clock::now();
+  const Clock::time_point time = Clock::now();
   if (m_form != Form::kLine || (!now && time - m_shown < kBetweenLines)) return;
   m_shown = time;
   try {
-    ShowLine();
+    ShowLine(time);
   } catch (const std::bad_alloc&) {
     // Out of memory: skip the line.
   }
 }
 
-void Progress::ShowLine() {
-  std::string line = fmt::format("{} requests, {}", m_requests, Size(m_bytes));
-  if (m_cubes > 0) line = fmt::format("{} of {} cubes, ", m_cubesDone, m_cubes) + line;
-  if (!m_currentCube.empty())
-    line += ", reading " + EscapedForTerminal(OneLine(Utf8(Shortened(m_currentCube))));
-  line = Utf8(CutToColumns(Wide(line), TerminalColumns() - 1));
+std::string Progress::WaitingText(const Waiting& waiting, Clock::time_point now) const {
+  const auto seconds =
+      std::chrono::duration_cast<std::chrono::seconds>(now - waiting.since).count();
+  const std::string limit =
+      waiting.timeoutSeconds > 0 ? fmt::format(" of {} s", waiting.timeoutSeconds) : std::string();
+  if (m_requests == 0)
+    return "connecting to " + Authority(waiting.url) + fmt::format(", {} s{}", seconds, limit);
+  return fmt::format("waiting {} s{} for {}", seconds, limit, Utf8(Shortened(waiting.subject)));
+}
+
+void Progress::ShowLine(Clock::time_point now) {
+  std::string line;
+  const auto add = [&line](const std::string& part) { line += (line.empty() ? "" : ", ") + part; };
+  if (m_cubes > 0) {
+    add(fmt::format("{} of {} cubes", m_cubesDone, m_cubes));
+    const double elapsed = std::chrono::duration<double>(now - m_cubesBegin).count();
+    if (m_cubesDone > 1 && elapsed > kEstimateAfterSeconds)
+      add("about " +
+          Duration(elapsed / static_cast<double>(m_cubesDone) *
+                   static_cast<double>(m_cubes - m_cubesDone)) +
+          " left");
+  }
+  const auto longest =
+      std::ranges::min_element(m_waiting, {}, [](const auto& each) { return each.second.since; });
+  if (longest != m_waiting.end() && (m_cubes == 0 || now - longest->second.since > kLongWait))
+    add(WaitingText(longest->second, now));
+  if (m_requests > 0) add(fmt::format("{} requests, {}", m_requests, SizeText(m_bytes)));
+  std::string names;
+  for (const auto& [thread, name] : m_currentCubes)
+    names += (names.empty() ? "reading " : ", ") + Utf8(Shortened(name));
+  if (!names.empty()) add(names);
+  line = Utf8(CutToColumns(Wide(EscapedForTerminal(OneLine(line))), TerminalColumns() - 1));
   WriteToStandardError("\r\x1b[K" + line);
   m_visible = true;
 }

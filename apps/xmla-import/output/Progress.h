@@ -1,32 +1,49 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 
-#include "Utility/Generic/HTTPClientWrapper.h"
+#include "connection/Operation.h"
 
 /// Shows progress on standard error: each exchange with timings (`verbose`), one line that is
 /// updated (on a terminal), or nothing (`quiet`). Errors and warnings are always shown.
 /// Thread-safe.
-class Progress : public HTTPExchangeObserver {
+class Progress : public RequestObserver {
  public:
+  /// What the call has transferred.
+  struct Traffic {
+    std::uint64_t requests = 0;
+    std::uint64_t bytes = 0;  ///< of the decoded replies
+    double seconds = 0;       ///< since the begin of the call
+  };
+
   Progress(bool quiet, bool verbose);
   ~Progress() override;
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
+  void OnBegin(const HTTPExchangeStart& start) override;
   void OnExchange(const HTTPExchangeInfo& info) override;
+  void OnFailure(const String& subject, const String& error) override;
+
   /// True after a password was sent in clear text over the network.
   bool BasicInClear();
+  Traffic TrafficSoFar();
   /// From now on the line shows the number of cubes.
   void BeginCubes(std::size_t count);
+  /// The calling thread begins to read a cube, or ends it.
   void BeginCube(const String& name);
   void EndCube();
   /// Writes an error or warning line. Control characters are escaped.
   void ShowMessage(const char* kind, const std::string& text);
+  /// Writes a line that is neither, if the progress line is in use.
+  void ShowClosingLine(const std::string& text);
   /// Removes the progress line and runs `work`.
   template <class Work>
   void WithoutLine(Work work) {
@@ -36,21 +53,37 @@ class Progress : public HTTPExchangeObserver {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
   enum class Form { kNone, kLine, kExchanges };
+  /// A request that has no reply yet.
+  struct Waiting {
+    String url;
+    String subject;
+    std::uint32_t timeoutSeconds;
+    Clock::time_point since;
+  };
 
   void Show(bool now);
-  void ShowLine();
+  void ShowLine(Clock::time_point now);
+  std::string WaitingText(const Waiting& waiting, Clock::time_point now) const;
   /// Removes the progress line.
   void Clear();
+  /// Updates the line while a request waits. Runs on its own thread.
+  void Tick(const std::stop_token& stop);
 
   const Form m_form;
-  std::mutex m_mutex;
-  std::chrono::steady_clock::time_point m_shown;
+  const Clock::time_point m_begin = Clock::now();
+  std::mutex m_mutex;  // guards the members below
+  Clock::time_point m_shown = m_begin;
   bool m_visible = false;
   std::uint64_t m_requests = 0;
   std::uint64_t m_bytes = 0;
   bool m_basicInClear = false;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
-  String m_currentCube;
+  Clock::time_point m_cubesBegin;
+  std::map<std::thread::id, Waiting> m_waiting;
+  std::map<std::thread::id, String> m_currentCubes;
+  std::condition_variable_any m_ended;
+  std::jthread m_ticker;
 };

@@ -1,29 +1,35 @@
 #include "output/Report.h"
 
+#include <fmt/format.h>
+
 #include <variant>
 
 #include "base/Text.h"
+#include "output/ExchangeLines.h"
 #include "results/Formats.h"
 
-Report::Report(Output& output, const std::string& format, Progress& progress)
+Report::Report(Output& output, const std::string& format, ShownWarnings warnings,
+               Progress& progress)
     : m_output(output),
       m_progress(progress),
+      m_warnings(warnings),
       m_text(*this, output.IsTerminal()),
       m_form(MakeForm(format, m_text)) {}
 
 void Report::BeginCubes(ImportResult& result, std::size_t count) {
-  ShowWarnings(result.messages);
+  AddWarnings("", result.messages, 0);
+  m_addedWarnings = result.messages.warnings.size();
   m_form->BeginImport(result);
   m_hasBegun = true;
   m_progress.BeginCubes(count);
 }
 
 bool Report::Take(const CubeResult& cube) {
-  const std::string name = Listed({Utf8(Shortened(cube.cube))}) + ": ";
-  for (const std::string& line : cube.messages.warnings)
-    m_progress.ShowMessage("warning", name + line);
-  for (const std::string& line : cube.messages.errors) m_progress.ShowMessage("error", name + line);
+  const std::string name = Listed({Utf8(Shortened(cube.cube))});
+  AddWarnings(name, cube.messages, 0);
+  AddErrors(name, cube.messages);
   if (m_text.MustStop()) return false;
+  m_totals.Add(cube);
   m_form->AddCube(cube);
   m_text.Flush();
   return true;
@@ -43,24 +49,59 @@ void Report::Write(std::string_view text) {
     m_output.Write(text);
 }
 
-void Report::ShowWarnings(const Messages& messages) {
-  for (; m_shownWarnings < messages.warnings.size(); ++m_shownWarnings)
-    m_progress.ShowMessage("warning", messages.warnings[m_shownWarnings]);
+void Report::AddWarnings(const std::string& cube, const Messages& messages, std::size_t first) {
+  const std::vector<std::string> lines(
+      messages.warnings.begin() + static_cast<std::ptrdiff_t>(first), messages.warnings.end());
+  m_summary.AddWarnings(cube, lines);
+  if (m_warnings != ShownWarnings::kAll) return;
+  for (const std::string& line : lines)
+    m_progress.ShowMessage("warning", cube.empty() ? line : cube + ": " + line);
 }
 
-void Report::ShowMessages(const Messages& messages) {
-  ShowWarnings(messages);
-  for (const std::string& line : messages.errors) m_progress.ShowMessage("error", line);
+void Report::AddErrors(const std::string& cube, const Messages& messages) {
+  if (m_warnings != ShownWarnings::kAll) return m_summary.AddErrors(cube, messages.errors);
+  for (const std::string& line : messages.errors)
+    m_progress.ShowMessage("error", cube.empty() ? line : cube + ": " + line);
 }
 
-ExitStatus Report::Finish(ExitStatus status, bool hasContent) {
-  m_text.Flush();
+void Report::AddMessages(const Messages& messages) {
+  AddWarnings("", messages, m_addedWarnings);
+  m_addedWarnings = messages.warnings.size();
+  AddErrors("", messages);
+}
+
+void Report::ShowMessages() {
+  if (m_hasShown) return;
+  m_hasShown = true;
+  if (m_warnings == ShownWarnings::kSummary)
+    for (const std::string& line : m_summary.WarningLines())
+      m_progress.ShowMessage("warning", line);
+  for (const std::string& line : m_summary.ErrorLines()) m_progress.ShowMessage("error", line);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
+}
+
+void Report::ShowClosingLine(const Result& result) {
+  std::visit([this](const auto& any) { m_totals.Add(any); }, result);
+  const auto [requests, bytes, seconds] = m_progress.TrafficSoFar();
+  std::string line = m_totals.Text();
+  if (line.empty()) line = "nothing imported";
+  if (m_summary.WarningCount() > 0)
+    line += fmt::format("; {} warnings of {} kinds", m_summary.WarningCount(),
+                        m_summary.WarningKinds());
+  line += fmt::format("; {} requests, {}, {:.1f} s", requests, SizeText(bytes), seconds);
+  if (!m_output.Place().empty()) line += "; the result is in " + m_output.Place();
+  m_progress.ShowClosingLine(line);
+}
+
+ExitStatus Report::Finish(ExitStatus status, const Result& result) {
+  m_text.Flush();
+  ShowMessages();
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
   const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly;
-  m_output.Finish(isResult     ? Output::Ending::kReplace
-                  : hasContent ? Output::Ending::kPartial
-                               : Output::Ending::kKeep);
+  m_output.Finish(isResult             ? Output::Ending::kReplace
+                  : HasContent(result) ? Output::Ending::kPartial
+                                       : Output::Ending::kKeep);
+  if (isResult) ShowClosingLine(result);
   if (!m_output.Notice().empty()) m_progress.ShowMessage("error", m_output.Notice());
   return status;
 }

@@ -7,8 +7,10 @@
 #include "base/TextSink.h"
 #include "call/ExitStatus.h"
 #include "commands/CubeReceiver.h"
+#include "output/MessageSummary.h"
 #include "output/Output.h"
 #include "output/Progress.h"
+#include "output/Totals.h"
 #include "results/Form.h"
 #include "results/ResultText.h"
 
@@ -17,7 +19,7 @@
 /// OutputInterrupted.
 class Report : public CubeReceiver, private TextSink {
  public:
-  Report(Output& output, const std::string& format, Progress& progress);
+  Report(Output& output, const std::string& format, ShownWarnings warnings, Progress& progress);
 
   void BeginCubes(ImportResult& result, std::size_t count) override;
   void BeginCube(const String& name) override { m_progress.BeginCube(name); }
@@ -26,21 +28,29 @@ class Report : public CubeReceiver, private TextSink {
 
   /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);
-  /// Shows messages that were not shown before.
-  void ShowMessages(const Messages& messages);
+  /// Adds the messages of the whole result. Finish shows them.
+  void AddMessages(const Messages& messages);
   /// Call after the form has written everything. `hasContent`: the result has more than messages.
-  /// Completes the output as the status requires, and says where the result is if a file was not
-  /// replaced. Returns the status, which may have become kInterrupted.
-  ExitStatus Finish(ExitStatus status, bool hasContent);
+  /// Shows the messages that were added, once. Finish calls it.
+  void ShowMessages();
+  /// Shows the messages, completes the output as the status requires, and says what was imported
+  /// and where it is. Returns the status, which may have become kInterrupted.
+  ExitStatus Finish(ExitStatus status, const Result& result);
 
  private:
   void Write(std::string_view text) override;
-  void ShowWarnings(const Messages& messages);
+  void AddWarnings(const std::string& cube, const Messages& messages, std::size_t first);
+  void AddErrors(const std::string& cube, const Messages& messages);
+  void ShowClosingLine(const Result& result);
 
   Output& m_output;
   Progress& m_progress;
+  const ShownWarnings m_warnings;
+  MessageSummary m_summary;
+  Totals m_totals;
   ResultText m_text;
   const std::unique_ptr<Form> m_form;
   bool m_hasBegun = false;
-  std::size_t m_shownWarnings = 0;
+  bool m_hasShown = false;
+  std::size_t m_addedWarnings = 0;  ///< of the whole result
 };

@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "base/TerminalText.h"
+#include "call/TargetNames.h"
 #include "results/EnumNames.h"
 #include "results/Form.h"
 
@@ -73,7 +74,7 @@ class TextForm : public Form {
   void BeginImport(const ImportResult& result) override {
     if (!result.target.empty())
       Line(0, "provider ", result.providerName, ", version ", result.providerVersion,
-           ", imported as ", result.target);
+           ", imported as ", ExplainedTarget(result.target));
   }
 
   void AddCube(const CubeResult& cube) override { Write(cube); }

@@ -84,13 +84,24 @@ struct HTTPExchangeInfo {
   /// The password was sent by Basic over plain http to another machine (the service or the proxy).
   /// Others on the network could read it.
   bool basicInClear = false;
+  /// There was no connection: it was refused, or a host name is unknown. Another request would most
+  /// likely fail, too.
+  bool isUnreachable = false;
 };
 
-/// Called after every exchange in the scope of ImportSettings::exchangeObserver, on the thread that
-/// ran the exchange. Must not throw.
+/// Data of an exchange that begins.
+struct HTTPExchangeStart {
+  String url;                        ///< without credentials
+  String subject;                    ///< see SetRequestSubject
+  std::uint32_t timeoutSeconds = 0;  ///< see HTTPClientWrapper; 0: no limit
+};
+
+/// Called before and after every exchange in the scope of ImportSettings::exchangeObserver, on the
+/// thread that runs the exchange. Must not throw.
 class HTTPExchangeObserver {
  public:
   virtual ~HTTPExchangeObserver() = default;
+  virtual void OnBegin(const HTTPExchangeStart&) {}
   virtual void OnExchange(const HTTPExchangeInfo& info) = 0;
 };
 

@@ -132,6 +132,7 @@ class HTTPClientWrapper::Impl {
        const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
       : m_shownURL(shownURL),
         m_maxReplyBytes(options.maxReplyBytes),
+        m_timeoutSeconds(timeoutSeconds),
         m_transfer(url, user, password, timeoutSeconds, options) {}
 
   void SetHeaderLines(const String& lines) {
@@ -143,6 +144,8 @@ class HTTPClientWrapper::Impl {
   void SetSubject(const String& subject) { m_subject = subject; }
 
   bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
+    HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver;
+    if (observer) observer->OnBegin({m_shownURL, m_subject, m_timeoutSeconds});
     HTTPResponse response;
     m_transfer.Post(body, response);
     const std::uint64_t received = response.body.size();
@@ -153,7 +156,7 @@ class HTTPClientWrapper::Impl {
     reply = hasReply ? response.body : NarrowString();
     const bool ok = diagnosis.what.empty();
     if (!ok) error = ErrorText(diagnosis);
-    if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver) {
+    if (observer) {
       HTTPExchangeInfo info;
       info.url = m_shownURL;
       info.subject = m_subject;
@@ -167,6 +170,9 @@ class HTTPClientWrapper::Impl {
       info.ok = ok;
       if (!ok) info.error = error;
       info.basicInClear = response.basicInClear;
+      info.isUnreachable = response.failure == HTTPFailure::kUnknownHost ||
+                           response.failure == HTTPFailure::kUnknownProxy ||
+                           response.failure == HTTPFailure::kConnectFailed;
       observer->OnExchange(info);
     }
     return hasReply;
@@ -181,6 +187,7 @@ class HTTPClientWrapper::Impl {
 
   const String m_shownURL;
   const std::uint64_t m_maxReplyBytes;
+  const std::uint32_t m_timeoutSeconds;
   String m_subject;
   String m_headerLines;  // set in m_transfer
   HTTPTransfer m_transfer;

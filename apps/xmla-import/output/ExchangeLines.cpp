@@ -1,0 +1,55 @@
+#include "output/ExchangeLines.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <ctime>
+
+#include "base/TerminalText.h"
+#include "base/Text.h"
+
+namespace {
+
+std::string TimeOfDay() {
+  const auto now = std::chrono::system_clock::now();
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+  const auto milliseconds =
+      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  return fmt::format("{:02}:{:02}:{:02}.{:03} ", local.tm_hour, local.tm_min, local.tm_sec,
+                     milliseconds);
+}
+
+std::string Line(const std::string& text) {
+  return TimeOfDay() + EscapedForTerminal(OneLine(text)) + '\n';
+}
+
+constexpr const char* kFailed = "FAILED ";
+
+}  // namespace
+
+std::string SizeText(std::uint64_t bytes) {
+  if (bytes < 10'000) return fmt::format("{} bytes", bytes);
+  if (bytes < 10'000'000) return fmt::format("{} kB", bytes / 1000);
+  return fmt::format("{} MB", bytes / 1'000'000);
+}
+
+std::string ExchangeLine(const HTTPExchangeInfo& info) {
+  const auto milliseconds = [](double seconds) { return fmt::format("{:.1f} ms", seconds * 1e3); };
+  std::string text = info.ok ? "" : kFailed;
+  text += fmt::format("{} from {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
+                      Utf8(Shortened(info.subject)), Utf8(info.url), info.status,
+                      info.request.size(), info.replyBytes, info.wireBytes);
+  text += info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
+          : info.status > 0       ? std::string("connection reused")
+                                  : std::string("not connected");
+  text += ", first byte after " + milliseconds(info.firstByteSeconds) + ", done after " +
+          milliseconds(info.totalSeconds);
+  if (!info.ok) text += ": " + Utf8(info.error);
+  return Line(text);
+}
+
+std::string FailureLine(const String& subject, const String& error) {
+  return Line(kFailed + Utf8(Shortened(subject)) + ": " + Utf8(Shortened(error)));
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+
+// Texts about exchanges, for people.
+
+/// A number of bytes with a suitable unit.
+std::string SizeText(std::uint64_t bytes);
+/// One exchange with its timings, as a line with the time of day. A failed one is marked.
+std::string ExchangeLine(const HTTPExchangeInfo& info);
+/// A request that failed after its exchange, as a line with the time of day.
+std::string FailureLine(const String& subject, const String& error);

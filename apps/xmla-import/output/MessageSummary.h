@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "base/Messages.h"
+
+/// Which warnings are shown on standard error.
+enum class ShownWarnings {
+  kAll,      ///< each one, and each error, as soon as its cube is written
+  kSummary,  ///< at the end, one line for each kind, with an example
+  kNone,
+};
+
+/// Combines messages of many cubes into few lines: one for each error text, and one for each kind
+/// of warning. A kind is a catalogue number, or a text without number.
+class MessageSummary {
+ public:
+  /// `cube` is quoted; empty for messages that belong to no cube.
+  void AddErrors(const std::string& cube, const std::vector<std::string>& lines);
+  void AddWarnings(const std::string& cube, const std::vector<std::string>& lines);
+
+  std::vector<std::string> ErrorLines() const;
+  std::vector<std::string> WarningLines() const;
+  /// Number of warnings, and of their kinds.
+  std::size_t WarningCount() const { return m_warnings.count; }
+  std::size_t WarningKinds() const { return m_warnings.kinds.size(); }
+
+ private:
+  struct Kind {
+    std::string text;                ///< the first message
+    std::string detail;              ///< the line that names the failed request, if there is one
+    std::vector<std::string> cubes;  ///< the first three
+    std::string lastCube;
+    std::size_t cubeCount = 0;
+    std::size_t count = 0;
+  };
+  struct List {
+    std::vector<Kind> kinds;  ///< in the order of their first message
+    std::map<std::string, std::size_t, std::less<>> index;
+    std::size_t count = 0;
+    std::size_t omitted = 0;  ///< messages of further kinds, to limit memory
+  };
+
+  static Kind* Add(List& list, const std::string& key, const std::string& cube,
+                   const std::string& text);
+  List m_errors;
+  List m_warnings;
+};

@@ -1,0 +1,46 @@
+#include "output/Totals.h"
+
+void Totals::Add(const SourcesResult& result) { dataSources += result.dataSources.size(); }
+
+void Totals::Add(const TreeResult& result) {
+  dataSources += result.dataSources.size();
+  for (const OTDataSource& source : result.dataSources) {
+    catalogs += source.m_catalogs.size();
+    for (const OTCatalog& catalog : source.m_catalogs) cubes += catalog.m_cubes.size();
+  }
+}
+
+void Totals::Add(const CubeResult& cube) {
+  ++cubes;
+  hierarchies += cube.hierarchies.size();
+  for (const OTXMLAHierarchy& hierarchy : cube.hierarchies) {
+    levels += hierarchy.m_levels.size();
+    for (const OTXMLALevel& level : hierarchy.m_levels)
+      properties += level.m_memberProperties.size();
+  }
+  measures += cube.measures.size();
+  variables += cube.sapVariables.size();
+}
+
+std::string Totals::Text() const {
+  const struct {
+    std::size_t count;
+    const char* one;
+    const char* many;
+  } parts[] = {
+      {dataSources, "data source", "data sources"},
+      {catalogs, "catalog", "catalogs"},
+      {cubes, "cube", "cubes"},
+      {hierarchies, "hierarchy", "hierarchies"},
+      {levels, "level", "levels"},
+      {properties, "property", "properties"},
+      {measures, "measure", "measures"},
+      {variables, "variable", "variables"},
+  };
+  std::string text;
+  for (const auto& [count, one, many] : parts) {
+    if (count == 0) continue;
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + (count == 1 ? one : many);
+  }
+  return text;
+}
