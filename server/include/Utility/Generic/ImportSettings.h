@@ -9,8 +9,10 @@
 #include "Utility/Generic/String.h"
 
 /// Limits for one import operation, because servers are not trusted. An operation that exceeds a
-/// limit ends with an error text that names it. Warnings beyond their limit are only counted. 0
-/// means no limit.
+/// limit ends with an error text that names it. There is one exception: if the look-up of a default
+/// member exceeds a limit of one request or of one reply (maxRequestBytes, and those of
+/// HTTPClientOptions), that is a warning, as for any failed look-up. Warnings beyond their limit
+/// are only counted. 0 means no limit.
 struct ImportLimits {
   /// Rows of one reply that become records or names. Rows from which only one value is read, such
   /// as the provider's name or a member's type, do not count.
