@@ -21,10 +21,10 @@ struct ImportLimits {
   std::uint64_t maxRows = 2'000'000;
   /// Requests of one operation.
   std::uint64_t maxRequests = 100'000;
-  /// Decoded bytes of all replies of one operation, including rejected ones. The operation ends
-  /// after the reply that exceeds the limit. The default allows 100,000 replies of 20 KB; 90 % of
-  /// the recorded replies of real servers are shorter than 10 KB. In memory a character takes four
-  /// bytes, so a reply with only long names can use 8 GiB.
+  /// Decoded bytes of all replies of one operation, including rejected ones and the replies to
+  /// rejected log-ins. The operation ends after the reply that exceeds the limit. The default
+  /// allows 100,000 replies of 20 KB; 90 % of the recorded replies of real servers are shorter than
+  /// 10 KB. In memory a character takes four bytes, so a reply with only long names can use 8 GiB.
   std::uint64_t maxTotalReplyBytes = std::uint64_t{2} << 30;
   /// Bytes of one request. Requests contain names from earlier replies.
   std::uint64_t maxRequestBytes = std::uint64_t{4} << 20;
