@@ -16,10 +16,10 @@
 #include <sstream>
 #include <utility>
 
+#include "Gzip.h"
 #include "NetworkSupport.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "support/Effort.h"
-#include "support/Gzip.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
@@ -243,7 +243,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
   double most = 0;
   std::size_t mostMebibytes = 0;
   for (Reply reply : replies) {
-    reply.body = support::Gzip(reply.body);
+    reply.body = sample::Gzip(reply.body);
     reply.headers = "Content-Encoding: gzip\r\n";
     for (const std::string& log : {std::string(), logs.Path().string()}) {
       const std::size_t kibibytes = Peak(reply, log);

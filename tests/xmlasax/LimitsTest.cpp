@@ -216,7 +216,6 @@ TEST(Limits, OfTheOperationEndItInALookUpAndOthersAreWarnings) {
       return support::Reply{RowsetReply(std::string(100'000, ' '))};
     });
     support::Settings settings;
-    settings.http.maxCompressionRatio = 0;
     c.limit(settings);
     ImportProbe import(server.Url(), ServerInfo::kTessera);
     const Texts texts = ImportHierarchies(import);
@@ -406,7 +405,6 @@ TEST(Limits, IdleAgentHoldsAtMostOneMebibyte) {
       std::string(7 << 20, 'x'),
   };
   support::Settings settings;
-  settings.http.maxCompressionRatio = 0;  // replies of one letter must get through
   for (const std::string& reply : replies) {
     ScriptedServer server({{reply}});
     auto agent = std::make_unique<AgentProbe>(server.Url());
@@ -423,7 +421,6 @@ TEST(Limits, IdleAgentKeepsNothingOfAPartlyReadReply) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   support::Settings settings;
   settings.limits.maxRowsPerReply = 1;
-  settings.http.maxCompressionRatio = 0;
   ScriptedServer server({{"<root><CATALOG_NAME>a</CATALOG_NAME><CATALOG_NAME>" +
                           std::string(7 << 20, 'x') + "</CATALOG_NAME></root>"}});
   auto agent = std::make_unique<AgentProbe>(server.Url());
