@@ -2,6 +2,7 @@
 
 #include <variant>
 
+#include "base/Interrupt.h"
 #include "base/Text.h"
 #include "results/Formats.h"
 
@@ -20,8 +21,7 @@ void Report::BeginCubes(ImportResult& result, std::size_t count) {
 
 bool Report::Take(const CubeResult& cube) {
   const std::string name = Listed({Utf8(Shortened(cube.cube))}) + ": ";
-  for (const std::string& line : cube.messages.warnings)
-    m_progress.ShowMessage("warning", name + line);
+  for (const std::string& line : cube.messages.warnings) ShowWarning(name + line);
   for (const std::string& line : cube.messages.errors) m_progress.ShowMessage("error", name + line);
   if (m_text.MustStop()) return false;
   m_form->AddCube(cube);
@@ -43,13 +43,23 @@ void Report::Write(std::string_view text) {
     m_output.Write(text);
 }
 
+void Report::ShowWarning(const std::string& line) {
+  if (Interrupt::Happened())
+    ++m_hiddenWarnings;
+  else
+    m_progress.ShowMessage("warning", line);
+}
+
 void Report::ShowWarnings(const Messages& messages) {
   for (; m_shownWarnings < messages.warnings.size(); ++m_shownWarnings)
-    m_progress.ShowMessage("warning", messages.warnings[m_shownWarnings]);
+    ShowWarning(messages.warnings[m_shownWarnings]);
 }
 
 void Report::ShowMessages(const Messages& messages) {
   ShowWarnings(messages);
+  if (m_hiddenWarnings > 0)
+    m_progress.ShowMessage(
+        "warning", "interrupted; " + std::to_string(m_hiddenWarnings) + " warnings are not shown");
   for (const std::string& line : messages.errors) m_progress.ShowMessage("error", line);
 }
 

@@ -34,6 +34,8 @@ class Report : public CubeReceiver, private TextSink {
 
  private:
   void Write(std::string_view text) override;
+  /// Only counts the warning after an interruption, because there may be very many.
+  void ShowWarning(const std::string& line);
   void ShowWarnings(const Messages& messages);
 
   Output& m_output;
@@ -41,5 +43,6 @@ class Report : public CubeReceiver, private TextSink {
   ResultText m_text;
   const std::unique_ptr<Form> m_form;
   bool m_hasBegun = false;
-  std::size_t m_shownWarnings = 0;
+  std::size_t m_shownWarnings = 0;  ///< of the messages of the whole result
+  std::size_t m_hiddenWarnings = 0;
 };
