@@ -308,7 +308,7 @@ TEST(HTTPLimit, OfAllRepliesIncludesRefusedLogIns) {
     });
     // The number of rounds depends on the scheme, so the first run counts the bytes.
     std::uint64_t total = 0;
-    for (const std::uint64_t missing : {0, 0, 1}) {
+    for (const std::uint64_t missing : {0U, 0U, 1U}) {
       support::Settings settings;
       settings.limits.maxTotalReplyBytes = total - missing;
       ImportOperation operation;
