@@ -12,6 +12,8 @@
 #include <thread>
 
 #include "HTTPPosting.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/VXThread.h"
 #include "support/Settings.h"
 #include "support/WireServer.h"
@@ -265,6 +267,62 @@ TEST(HTTPLimit, AppliesToTheReplyInUTF8) {
       PostOnce("http://" + server.Authority() + "/", 10, &options).error,
       HasSubstr("longer than 1000 bytes after its conversion to UTF-8 (limit maxReplyBytes): "
                 "http"));
+}
+
+/// Refuses log-ins with large bodies.
+struct RefusedLogIn {
+  const char* offer;
+  bool isAccepted;  // a log-in with the offered scheme
+  bool isChunked;
+};
+
+std::string Chunked(const std::string& body) {
+  std::string chunks;
+  constexpr std::size_t kChunk = 10'000;
+  for (std::size_t at = 0; at < body.size(); at += kChunk)
+    chunks += "2710\r\n" + body.substr(at, kChunk) + "\r\n";
+  return chunks + "0\r\n\r\n";
+}
+
+TEST(HTTPLimit, OfAllRepliesIncludesRefusedLogIns) {
+  const RefusedLogIn cases[] = {{"Basic realm=\"r\"", true, false},
+                                {"Basic realm=\"r\"", false, false},
+                                {"Digest realm=\"r\", nonce=\"n\"", true, false},
+                                {"Digest realm=\"r\", nonce=\"n\"", true, true},
+                                {"Digest realm=\"r\", nonce=\"n\", stale=true", false, false},
+                                {"NTLM", false, false}};
+  for (const RefusedLogIn& c : cases) {
+    std::atomic<std::uint64_t> sent{0};
+    WireServer server([&](loopback::Connection& connection, const loopback::Request& request) {
+      const bool isAccepted = c.isAccepted && !request.Header("authorization").empty();
+      const std::string body = isAccepted ? "<r/>" : "<html>" + std::string(299'994, ' ');
+      sent += body.size();
+      const std::string offer = std::string("WWW-Authenticate: ") + c.offer + "\r\n";
+      if (isAccepted)
+        connection.Send(Answer(body));
+      else if (c.isChunked)
+        connection.Send("HTTP/1.1 401 Unauthorized\r\n" + offer +
+                        "Transfer-Encoding: chunked\r\n\r\n" + Chunked(body));
+      else
+        connection.Send(Answer(body, "401 Unauthorized", offer));
+    });
+    // The number of rounds depends on the scheme, so the first run counts the bytes.
+    std::uint64_t total = 0;
+    for (const std::uint64_t missing : {0U, 0U, 1U}) {
+      support::Settings settings;
+      settings.limits.maxTotalReplyBytes = total - missing;
+      ImportOperation operation;
+      HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
+      sent = 0;
+      for (int i = 0; i < 2; ++i) EXPECT_EQ(Post(client).ok, c.isAccepted);
+      EXPECT_GT(sent, 300'000u) << c.offer;
+      total = sent;
+      if (missing == 0)
+        EXPECT_NO_THROW(operation.CheckReplyBytes()) << c.offer;
+      else
+        EXPECT_THROW(operation.CheckReplyBytes(), ErrorMessage) << c.offer;
+    }
+  }
 }
 
 // Cookies.

@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <string>
 
+#include "Gzip.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
-#include "support/Gzip.h"
 
 /// Shared code of the HTTP client's tests.
 
-using support::Gzip;
+using sample::Gzip;
 
 inline String Wide(const std::string& text) {
   return BaseStringUtil::StdStringToString(NarrowString(text.c_str(), text.size()), 65001);

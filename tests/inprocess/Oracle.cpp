@@ -14,6 +14,8 @@
 namespace inprocess {
 namespace {
 
+using BaseStringUtil::IsCaseInsensitiveMatch;
+
 constexpr std::size_t kMaxDepth = 250;
 constexpr std::string_view kMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t\r\n";
@@ -116,13 +118,16 @@ void TreeCounts::Visit(const xmlNode* node, std::size_t level) {
     if (node->type != XML_ELEMENT_NODE) continue;
     depth = std::max(depth, level);
     const NameKind kind = KindOf(node);
-    // The product delivers the attributes of an Error element as children at its front.
+    // The product delivers these attributes of an Error element as children at its front.
     for (const xmlAttr* one = kind.isError ? node->properties : nullptr; one; one = one->next) {
+      const std::wstring name = LocalName(one);
+      if (!IsCaseInsensitiveMatch(name, L"ErrorCode") &&
+          !IsCaseInsensitiveMatch(name, L"Description"))
+        continue;
       const std::unique_ptr<xmlChar, decltype(xmlFree)> value(
           xmlNodeListGetString(node->doc, one->children, 1), xmlFree);
       if (elements) {
-        *elements +=
-            LocalName(one) + L"|" + PlainDecode(value ? AsText(value.get()) : std::string()) + L"|";
+        *elements += name + L"|" + PlainDecode(value ? AsText(value.get()) : std::string()) + L"|";
       }
     }
     Visit(node->children, level + 1);
@@ -139,7 +144,6 @@ void TreeCounts::Visit(const xmlNode* node, std::size_t level) {
 const TreeCounts::NameKind& TreeCounts::KindOf(const xmlNode* element) {
   const auto [found, isNew] = kinds.try_emplace(element->name);
   if (isNew) {
-    using BaseStringUtil::IsCaseInsensitiveMatch;
     const std::wstring text = LocalName(element);
     found->second = {
         IsCaseInsensitiveMatch(text, countedName),    IsCaseInsensitiveMatch(text, L"faultcode"),

@@ -68,6 +68,18 @@ class Request {
   std::thread m_thread;
 };
 
+/// Sends one request. `before` is the number of inherited descriptors without a client.
+void ExpectNothingInheritedFromClient(long before, const std::string& url,
+                                      const HTTPClientOptions* options) {
+  SCOPED_TRACE(url);
+  HTTPClientWrapper client(support::Wide(url), L"", L"", 10, options);
+  ExpectNothingInherited(before, "after the constructor");
+  NarrowString reply;
+  String error;
+  ASSERT_TRUE(client.ReadBytes("<q/>", reply, error));
+  ExpectNothingInherited(before, "with a kept connection");
+}
+
 TEST(Descriptors, OfAClientAreNotInherited) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   const long before = Count(Inherited());
@@ -81,15 +93,8 @@ TEST(Descriptors, OfAClientAreNotInherited) {
   options.caFile = support::Wide(certificate.Path());
   for (const std::string& url :
        {"http://" + plain.Authority() + "/", "https://" + secure.Authority() + "/",
-        "http://localhost:" + plain.Port() + "/"}) {
-    SCOPED_TRACE(url);
-    HTTPClientWrapper client(support::Wide(url), L"", L"", 10, &options);
-    ExpectNothingInherited(before, "after the constructor");
-    NarrowString reply;
-    String error;
-    ASSERT_TRUE(client.ReadBytes("<q/>", reply, error));
-    ExpectNothingInherited(before, "with a kept connection");
-  }
+        "http://localhost:" + plain.Port() + "/"})
+    ExpectNothingInheritedFromClient(before, url, &options);
 }
 
 TEST(Descriptors, OfARunningRequestAreNotInherited) {
@@ -141,16 +146,8 @@ TEST(Descriptors, LargeNumbersWorkAndAreNotInherited) {
   ASSERT_GT(taken.Last(), FD_SETSIZE);
   const long before = Count(Inherited());
   WireServer server(Answer("<r/>"));
-  for (const std::string host : {"127.0.0.1", "localhost"}) {
-    SCOPED_TRACE(host);
-    HTTPClientWrapper client(support::Wide("http://" + host + ":" + server.Port() + "/"), L"", L"",
-                             10, nullptr);
-    ExpectNothingInherited(before, "after the constructor");
-    NarrowString reply;
-    String error;
-    ASSERT_TRUE(client.ReadBytes("<q/>", reply, error));
-    ExpectNothingInherited(before, "with a kept connection");
-  }
+  for (const std::string host : {"127.0.0.1", "localhost"})
+    ExpectNothingInheritedFromClient(before, "http://" + host + ":" + server.Port() + "/", nullptr);
 }
 
 TEST(Descriptors, OfClientsCreatedConcurrentlyAreNotInherited) {

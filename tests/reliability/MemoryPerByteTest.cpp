@@ -16,10 +16,10 @@
 #include <sstream>
 #include <utility>
 
+#include "Gzip.h"
 #include "NetworkSupport.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 #include "support/Effort.h"
-#include "support/Gzip.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
@@ -171,22 +171,29 @@ std::vector<Reply> Replies(std::size_t bytes) {
   const auto empty = [&](const char* piece) {
     return "<root>" + Repeated(piece, bytes) + "</root>";
   };
-  replies.insert(replies.end(),
-                 {{"UTF-16", plain, utf16(Rows("name", bytes / 2)), "", &Measures},
-                  {"UTF-16, lone surrogates", plain,
-                   utf16(Rows(std::string(4096, '\xFF'), bytes / 2)), "", &Measures},
-                  {"short names", plain, names, "", &Measures},
-                  {"long names", plain, Rows(std::string(100000, 'x'), bytes), "", &Measures},
-                  {"references", plain, Rows(Repeated("&#9;", 4096), bytes), "", &Measures},
-                  {"empty measures", plain, empty("<row/>"), "", &Measures},
-                  {"empty variables", plain, empty("<row/>"), "", &Variables},
-                  {"empty hierarchies", plain, empty("<row/>"), "", &Hierarchies},
-                  {"empty data sources", plain, empty("<DataSourceName/>"), "", &Sources},
-                  {"unknown elements", plain, empty("<a/>"), "", &Measures},
-                  {"a fault", plain,
-                   "<Envelope><Fault><faultcode>c</faultcode><faultstring>" +
-                       std::string(bytes, 'x') + "</faultstring></Fault></Envelope>",
-                   "", &Measures}});
+  replies.insert(
+      replies.end(),
+      {{"UTF-16", plain, utf16(Rows("name", bytes / 2)), "", &Measures},
+       {"UTF-16, lone surrogates", plain, utf16(Rows(std::string(4096, '\xFF'), bytes / 2)), "",
+        &Measures},
+       {"short names", plain, names, "", &Measures},
+       {"long names", plain, Rows(std::string(100000, 'x'), bytes), "", &Measures},
+       {"descriptions of rows", plain,
+        "<root>" +
+            Repeated("<row><DESCRIPTION>" + std::string(100000, 'x') + "</DESCRIPTION></row>",
+                     bytes) +
+            "</root>",
+        "", &Measures},
+       {"references", plain, Rows(Repeated("&#9;", 4096), bytes), "", &Measures},
+       {"empty measures", plain, empty("<row/>"), "", &Measures},
+       {"empty variables", plain, empty("<row/>"), "", &Variables},
+       {"empty hierarchies", plain, empty("<row/>"), "", &Hierarchies},
+       {"empty data sources", plain, empty("<DataSourceName/>"), "", &Sources},
+       {"unknown elements", plain, empty("<a/>"), "", &Measures},
+       {"a fault", plain,
+        "<Envelope><Fault><faultcode>c</faultcode><faultstring>" + std::string(bytes, 'x') +
+            "</faultstring></Fault></Envelope>",
+        "", &Measures}});
   return replies;
 }
 
@@ -236,7 +243,7 @@ TEST(MemoryPerByte, OfACompressedReplyIsLimited) {
   double most = 0;
   std::size_t mostMebibytes = 0;
   for (Reply reply : replies) {
-    reply.body = support::Gzip(reply.body);
+    reply.body = sample::Gzip(reply.body);
     reply.headers = "Content-Encoding: gzip\r\n";
     for (const std::string& log : {std::string(), logs.Path().string()}) {
       const std::size_t kibibytes = Peak(reply, log);

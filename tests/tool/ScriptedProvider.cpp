@@ -21,15 +21,6 @@ std::string Rowset(const std::vector<Row>& rows) {
   return support::RowsetReply(text);
 }
 
-/// The server compresses the usual content type, which is slow for large replies.
-support::Reply ReplyOf(std::string body) {
-  constexpr std::size_t kLarge = 20000;
-  const bool isLarge = body.size() > kLarge;
-  support::Reply reply{std::move(body)};
-  if (isLarge) reply.contentType = "application/soap+xml";
-  return reply;
-}
-
 }  // namespace
 
 ScriptedProvider::ScriptedProvider(Script script)
@@ -40,7 +31,7 @@ support::Reply ScriptedProvider::Answer(const support::Request& request) const {
   const std::string type = support::RequestType(request.body);
   if (m_script.answer) {
     std::string answer = m_script.answer(type, request.body);
-    if (!answer.empty()) return ReplyOf(std::move(answer));
+    if (!answer.empty()) return {std::move(answer)};
   }
   const std::string property = Between(request.body, "<PropertyName>", "</PropertyName>");
   if (type == "DISCOVER_PROPERTIES") {
@@ -50,7 +41,7 @@ support::Reply ScriptedProvider::Answer(const support::Request& request) const {
   const std::string catalog = Between(request.body, "<CATALOG_NAME>", "</CATALOG_NAME>");
   auto rows = m_script.rows.find(type + " " + catalog);
   if (rows == m_script.rows.end()) rows = m_script.rows.find(type);
-  return ReplyOf(Rowset(rows == m_script.rows.end() ? std::vector<Row>{} : rows->second));
+  return {Rowset(rows == m_script.rows.end() ? std::vector<Row>{} : rows->second)};
 }
 
 std::vector<std::string> ScriptedProvider::RequestTypes() const {

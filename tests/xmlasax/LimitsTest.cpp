@@ -25,6 +25,7 @@ using support::RowsetReply;
 using support::ScriptedServer;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 std::string Rows(const std::string& row, int count) {
   std::string rows;
@@ -172,6 +173,60 @@ TEST(Limits, ApplyToEachOperation) {
   }
 }
 
+/// A limit that the look-up of the first default member exceeds.
+struct LookUpCase {
+  const char* name;
+  void (*limit)(support::Settings& settings);
+  std::size_t requests;  // sent by the operation
+  bool isError;
+};
+
+TEST(Limits, OfTheOperationEndItInALookUpAndOthersAreWarnings) {
+  constexpr std::size_t kHierarchies = 3;
+  constexpr std::size_t kAll = 1 + 3 * kHierarchies;
+  const LookUpCase cases[] = {
+      {"maxRequests", [](support::Settings& settings) { settings.limits.maxRequests = 1; }, 1,
+       true},
+      {"maxTotalReplyBytes",
+       [](support::Settings& settings) { settings.limits.maxTotalReplyBytes = 50'000; }, 2, true},
+      {"deadlineSeconds", [](support::Settings& settings) { settings.limits.deadlineSeconds = 1; },
+       2, true},
+      {"maxRequestBytes",
+       [](support::Settings& settings) { settings.limits.maxRequestBytes = 3'000; },
+       kAll - kHierarchies, false},
+      {"maxReplyBytes", [](support::Settings& settings) { settings.http.maxReplyBytes = 50'000; },
+       kAll, false},
+  };
+  for (const LookUpCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    CubeScript cube = Cube(kHierarchies);
+    // Only a look-up sends the name of the default member.
+    const std::string member = std::string(3'000, 'm');
+    std::string::size_type at = 0;
+    while ((at = cube.hierarchies.find("<STRUCTURE>", at)) != std::string::npos) {
+      const std::string column = "<DEFAULT_MEMBER>" + member + "</DEFAULT_MEMBER>";
+      cube.hierarchies.insert(at, column);
+      at += column.size() + 1;
+    }
+    std::atomic<bool> isOver = false;
+    const bool isSlow = std::string(c.name) == "deadlineSeconds";
+    ScriptedServer server([&](const support::Request& request) {
+      if (support::RequestType(request.body) != "MDSCHEMA_MEMBERS") return cube(request);
+      while (isSlow && !isOver) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      return support::Reply{RowsetReply(std::string(100'000, ' '))};
+    });
+    support::Settings settings;
+    c.limit(settings);
+    ImportProbe import(server.Url(), ServerInfo::kTessera);
+    const Texts texts = ImportHierarchies(import);
+    isOver = true;
+    const std::string limit = std::string("limit ") + c.name;
+    EXPECT_THAT(c.isError ? texts.errors : texts.warnings, HasSubstr(limit));
+    EXPECT_EQ(c.isError ? texts.warnings : texts.errors, "");
+    EXPECT_EQ(server.Requests().size(), c.requests);
+  }
+}
+
 TEST(Limits, BytesOfAllRepliesIncludeRefusedReplies) {
   // The look-ups of default members fail, which gives a warning and does not end the operation.
   const std::string refused[] = {
@@ -191,6 +246,7 @@ TEST(Limits, BytesOfAllRepliesIncludeRefusedReplies) {
     ImportProbe import(server.Url(), ServerInfo::kTessera);
     const Texts texts = ImportHierarchies(import);
     EXPECT_THAT(texts.errors, HasSubstr("limit maxTotalReplyBytes")) << body.substr(0, 20);
+    EXPECT_THAT(texts.warnings, Not(HasSubstr("limit "))) << body.substr(0, 20);
     // Hierarchies; member, levels and properties of the first; member of the second.
     EXPECT_EQ(server.Requests().size(), 5u) << body.substr(0, 20);
   }
@@ -349,7 +405,6 @@ TEST(Limits, IdleAgentHoldsAtMostOneMebibyte) {
       std::string(7 << 20, 'x'),
   };
   support::Settings settings;
-  settings.http.maxCompressionRatio = 0;  // replies of one letter must get through
   for (const std::string& reply : replies) {
     ScriptedServer server({{reply}});
     auto agent = std::make_unique<AgentProbe>(server.Url());
@@ -366,7 +421,6 @@ TEST(Limits, IdleAgentKeepsNothingOfAPartlyReadReply) {
   if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer has its own heap";
   support::Settings settings;
   settings.limits.maxRowsPerReply = 1;
-  settings.http.maxCompressionRatio = 0;
   ScriptedServer server({{"<root><CATALOG_NAME>a</CATALOG_NAME><CATALOG_NAME>" +
                           std::string(7 << 20, 'x') + "</CATALOG_NAME></root>"}});
   auto agent = std::make_unique<AgentProbe>(server.Url());

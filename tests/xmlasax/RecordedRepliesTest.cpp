@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <span>
 
 #include "AgentProbe.h"
 #include "support/RecordedReplies.h"
@@ -29,13 +30,14 @@ class RecordedReplies : public testing::Test {
     if (support::RecordedReplies().empty())
       GTEST_SKIP() << "skipped: XMLA_RECORDED_REPLIES names no folder of recorded replies";
   }
-  /// The bytes of a recorded body, with an envelope around a single row.
-  static std::string Body(const std::string& file) {
-    const std::string bytes = support::ReadFile(support::RecordedReplies() / file);
-    const bool bare = file.ends_with(".row.xml") || file.ends_with(".fragment.xml");
-    return bare ? support::RowsetReply(bytes) : bytes;
-  }
 };
+
+/// The bytes of a recorded body, with an envelope around a single row.
+std::string Body(const std::string& file) {
+  const std::string bytes = support::ReadFile(support::RecordedReplies() / file);
+  const bool bare = file.ends_with(".row.xml") || file.ends_with(".fragment.xml");
+  return bare ? support::RowsetReply(bytes) : bytes;
+}
 
 // Every body through the exchange, for a target with and one without normalised declaration.
 
@@ -150,6 +152,11 @@ Texts Narrowed(const VXStringVector& texts) {
   return result;
 }
 
+void ExpectNames(std::span<const ListCase> cases, Texts (*read)(AgentProbe& agent)) {
+  for (const ListCase& c : cases)
+    EXPECT_EQ(Read(Body(c.file), c.target, read), c.expected) << c.file;
+}
+
 TEST_F(RecordedReplies, OfDataSourcesGiveTheirNamesOrInformation) {
   const std::string mondrian = "Provider=Mondrian;DataSource=MondrianFoodMart;";
   const ListCase cases[] = {
@@ -162,16 +169,11 @@ TEST_F(RecordedReplies, OfDataSourcesGiveTheirNamesOrInformation) {
       {"virtuoso-doc/DISCOVER_DATASOURCES-1.xml", kTessera, {"DSN=__local"}},
       {"virtuoso-doc/DISCOVER_DATASOURCES-1.xml", k2005, {"Local Server"}},
   };
-  for (const ListCase& c : cases) {
-    EXPECT_EQ(Read(Body(c.file), c.target,
-                   [](AgentProbe& agent) {
-                     VXStringVector names;
-                     agent.GetDataSourceInfo(names);
-                     return Narrowed(names);
-                   }),
-              c.expected)
-        << c.file;
-  }
+  ExpectNames(cases, [](AgentProbe& agent) {
+    VXStringVector names;
+    agent.GetDataSourceInfo(names);
+    return Narrowed(names);
+  });
 }
 
 TEST_F(RecordedReplies, OfCatalogsGiveTheirNames) {
@@ -181,16 +183,11 @@ TEST_F(RecordedReplies, OfCatalogsGiveTheirNames) {
       {"mondrian-9/DBSCHEMA_CATALOGS-1.xml", k2005, {"FoodMart"}},
       {"mondrian/DBSCHEMA_SCHEMATA-1.xml", kTessera, {"FoodMart"}},
   };
-  for (const ListCase& c : cases) {
-    EXPECT_EQ(Read(Body(c.file), c.target,
-                   [](AgentProbe& agent) {
-                     VXStringVector names;
-                     agent.GetCatalogs(names, L"d");
-                     return Narrowed(names);
-                   }),
-              c.expected)
-        << c.file;
-  }
+  ExpectNames(cases, [](AgentProbe& agent) {
+    VXStringVector names;
+    agent.GetCatalogs(names, L"d");
+    return Narrowed(names);
+  });
 }
 
 TEST_F(RecordedReplies, OfCubesGiveTheirNamesInOrder) {
@@ -208,18 +205,13 @@ TEST_F(RecordedReplies, OfCubesGiveTheirNamesInOrder) {
       {"sap-bw/MDSCHEMA_CUBES-1.row.xml", kSap, {"$/CPMB/AJIN09O"}},
       {"spec-xmla11/MDSCHEMA_CUBES-1.xml", kTessera, {"Sales", "Warehouse"}},
   };
-  for (const ListCase& c : cases) {
-    EXPECT_EQ(Read(Body(c.file), c.target,
-                   [](AgentProbe& agent) {
-                     std::vector<OTCube> cubes;
-                     agent.GetCubesOnCatalog(cubes, L"c", L"d");
-                     Texts names;
-                     for (const OTCube& cube : cubes) names.push_back(Narrow(cube.first));
-                     return names;
-                   }),
-              c.expected)
-        << c.file;
-  }
+  ExpectNames(cases, [](AgentProbe& agent) {
+    std::vector<OTCube> cubes;
+    agent.GetCubesOnCatalog(cubes, L"c", L"d");
+    Texts names;
+    for (const OTCube& cube : cubes) names.push_back(Narrow(cube.first));
+    return names;
+  });
 }
 
 TEST_F(RecordedReplies, OfACubeWithItsContentsGiveEveryCubeNameInside) {

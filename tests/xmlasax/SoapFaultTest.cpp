@@ -40,8 +40,11 @@ struct ReplyCase {
 };
 
 std::string Fault(const std::string& code, const std::string& text) {
-  return "[64203] The server refused the request with the SOAP fault " + code + ", \"" + text +
-         "\".";
+  const std::string begin = "[64203] The server refused the request with";
+  if (code.empty() && text.empty()) return begin + "out a reason.";
+  const std::string quoted = text.empty() ? "" : "\"" + text + "\"";
+  const std::string separator = code.empty() || text.empty() ? "" : ", ";
+  return begin + " the SOAP fault " + code + separator + quoted + ".";
 }
 
 const ReplyCase kReplies[] = {
@@ -84,6 +87,64 @@ const ReplyCase kReplies[] = {
     {"the same with the description first",
      RowsetReply("<Exception><Error Description=\"t\" ErrorCode=\"1\"/></Exception>"), 200,
      Fault("1", "t")},
+    {"an exception with elements, the description first",
+     Exception("<Error><Description>t</Description><ErrorCode>1</ErrorCode></Error>"), 200,
+     Fault("1", "t")},
+    {"the same with the exception at the end",
+     RowsetReply("<Messages><Error><Description>t</Description><ErrorCode>1</ErrorCode></Error>"
+                 "</Messages><Exception/>"),
+     200, Fault("1", "t")},
+    {"an exception around a description alone",
+     RowsetReply("<Exception><Error><Description>t</Description></Error></Exception>"), 200,
+     Fault("", "t")},
+    {"an exception around its texts, without Error, before a row",
+     RowsetReply("<Exception><Description>t</Description><ErrorCode>1</ErrorCode></Exception>" +
+                 kRows),
+     200, Fault("1", "t")},
+    {"texts of two errors are not mixed",
+     Exception(
+         "<Error><ErrorCode>1</ErrorCode></Error><Error><Description>b</Description></Error>"),
+     200, Fault("1", "")},
+    {"a warning before the error",
+     Exception("<Warning><Description>w</Description></Warning>"
+               "<Error><ErrorCode>1</ErrorCode><Description>t</Description></Error>"),
+     200, Fault("1", "t")},
+    {"an exception around its error, before a row with texts",
+     RowsetReply("<Exception><Error ErrorCode=\"1\" Description=\"t\"/></Exception><row>"
+                 "<Description>d</Description><Error ErrorCode=\"7\"/></row>"),
+     200, Fault("1", "t")},
+    {"an exception between rows with texts",
+     RowsetReply("<row><Description>d</Description></row><Exception/><row><Description>d"
+                 "</Description></row><Messages><Error ErrorCode=\"7\"/></Messages>"),
+     200, Fault("7", "")},
+    {"the real form of Analysis Services",
+     RowsetReply("<Exception xmlns=\"urn:schemas-microsoft-com:xml-analysis:exception\"/>"
+                 "<Messages xmlns=\"urn:schemas-microsoft-com:xml-analysis:exception\">"
+                 "<Error ErrorCode=\"3238658121\" Description=\"t\" Source=\"s\" HelpFile=\"\"/>"
+                 "</Messages>"),
+     200, Fault("3238658121", "t")},
+    {"an error of a row with attributes like a fault",
+     RowsetReply("<row><CATALOG_NAME>one</CATALOG_NAME><Error faultstring=\"f\" Fault=\"f\" "
+                 "Exception=\"e\"/></row>"),
+     200, ""},
+    {"SOAP 1.2 with the detail first",
+     Envelope("<Fault><Detail><Value>d</Value><Text>d</Text></Detail><Reason><Text>t</Text>"
+              "</Reason><Code><Value>c</Value></Code></Fault>"),
+     200, Fault("c", "t")},
+    {"SOAP 1.2 with the detail between",
+     Envelope("<Fault><Code><Value>c</Value></Code><Detail><Text>d</Text></Detail><Reason><Text>t"
+              "</Text></Reason></Fault>"),
+     200, Fault("c", "t")},
+    {"SOAP 1.2 with texts in the detail alone",
+     Envelope("<Fault><Detail><Value>d</Value><Text>d</Text></Detail></Fault>"), 200,
+     Fault("", "")},
+    {"SOAP 1.2 with an error in the detail alone",
+     Envelope("<Fault><Detail><Error ErrorCode=\"1\" Description=\"t\"/></Detail></Fault>"), 500,
+     Fault("1", "t")},
+    {"SOAP 1.2 with an error in the detail, too",
+     Envelope("<Fault><Detail><Error ErrorCode=\"1\" Description=\"t\"/></Detail><Code><Value>c"
+              "</Value></Code></Fault>"),
+     200, Fault("c", "")},
     {"an exception without error", Exception(""), 200, Fault("", "")},
     {"an exception behind rows",
      RowsetReply(kRows + "<Exception/><Error ErrorCode=\"7\" Description=\"late\"/>"), 200,

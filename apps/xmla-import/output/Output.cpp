@@ -64,7 +64,7 @@ std::string PartialName(const std::string& name) {
 /// an interruption.
 Descriptor OpenSpecial(const TrustedPath& place, const std::string& shown) {
   for (;;) {
-    const bool hasTimedOut = ReaderTimeout::HasTimedOut();
+    const bool hasTimedOut = g_resultTimeout.HasTimedOut();
     Descriptor special = place.Open(O_WRONLY);
     // ENXIO: a pipe without a reader. For a socket the same error is permanent.
     const bool canWait = errno == EINTR || (errno == ENXIO && S_ISFIFO(place.status.st_mode));
@@ -123,7 +123,7 @@ void Output::WriteToStreamOrDevice(std::string_view text) {
     if (!m_stream.IsOpen()) Fail(errno);
   }
   const WriteOutcome ending =
-      m_place ? WriteWithTimeout(m_stream.Number(), text) : WriteToStream(STDOUT_FILENO, text);
+      m_place ? WriteWithTimeout(m_stream.Number(), text) : WriteToStandardOutput(text);
   m_wasInterrupted |= ending.isInterrupted;
   if (ending.error == EINTR)
     throw OutputInterrupted("interrupted, and " + m_shown +

@@ -4,6 +4,7 @@
 
 #include <variant>
 
+#include "base/Interrupt.h"
 #include "base/Text.h"
 #include "output/ExchangeLines.h"
 #include "results/Formats.h"
@@ -54,6 +55,10 @@ void Report::AddWarnings(const std::string& cube, const Messages& messages, std:
       messages.warnings.begin() + static_cast<std::ptrdiff_t>(first), messages.warnings.end());
   m_summary.AddWarnings(cube, lines);
   if (m_warnings != ShownWarnings::kAll) return;
+  if (Interrupt::Happened()) {  // there may be very many
+    m_hiddenWarnings += lines.size();
+    return;
+  }
   for (const std::string& line : lines)
     m_progress.ShowMessage("warning", cube.empty() ? line : cube + ": " + line);
 }
@@ -76,6 +81,9 @@ void Report::ShowMessages() {
   if (m_warnings == ShownWarnings::kSummary)
     for (const std::string& line : m_summary.WarningLines())
       m_progress.ShowMessage("warning", line);
+  if (m_hiddenWarnings > 0)
+    m_progress.ShowMessage(
+        "warning", "interrupted: " + std::to_string(m_hiddenWarnings) + " warnings are not shown");
   for (const std::string& line : m_summary.ErrorLines()) m_progress.ShowMessage("error", line);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
 }

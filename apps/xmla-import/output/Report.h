@@ -52,5 +52,6 @@ class Report : public CubeReceiver, private TextSink {
   const std::unique_ptr<Form> m_form;
   bool m_hasBegun = false;
   bool m_hasShown = false;
-  std::size_t m_addedWarnings = 0;  ///< of the whole result
+  std::size_t m_addedWarnings = 0;   ///< of the whole result
+  std::size_t m_hiddenWarnings = 0;  ///< after an interruption
 };

@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -19,11 +18,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Long enough for a slow reader on a busy machine.
-constexpr std::chrono::milliseconds kGrace{500};
-
-/// After an interruption: the time since which no reader has read; 0 if readers read.
-std::atomic<steady_clock::rep> g_unreadSince{0};
+ReaderTimeout g_messageTimeout{std::chrono::milliseconds(30)};  // never renewed
 
 /// Opens a second, non-blocking descriptor for the pipe or terminal `file`; -1 if that is not
 /// possible. Other processes share the flags of `file` itself.
@@ -52,19 +47,8 @@ bool AwaitRoom(int file, std::chrono::milliseconds limit) {
   return ready > 0 || (ready < 0 && errno != EINTR);
 }
 
-}  // namespace
-
-bool ReaderTimeout::HasTimedOut() {
-  if (!Interrupt::Happened()) return false;
-  const steady_clock::rep now = steady_clock::now().time_since_epoch().count();
-  steady_clock::rep since = 0;
-  if (g_unreadSince.compare_exchange_strong(since, now)) since = now;
-  return steady_clock::duration(now - since) >= kGrace;
-}
-
-void ReaderTimeout::Renew() { g_unreadSince = 0; }
-
-WriteOutcome WriteWithTimeout(int file, std::string_view text) {
+/// Writes to a pipe, terminal or socket. If the reader reads, renews the timeout only if `renews`.
+WriteOutcome Write(int file, std::string_view text, ReaderTimeout& timeout, bool renews) {
   // A pipe that is writable accepts this many bytes without blocking.
   constexpr std::size_t kPiece = PIPE_BUF;
   // A terminal may be writable according to poll and still have no room for a line end.
@@ -72,7 +56,7 @@ WriteOutcome WriteWithTimeout(int file, std::string_view text) {
   WriteOutcome ending;
   while (!text.empty()) {
     // Even after the grace period, write what is possible without blocking.
-    const bool hasTimedOut = ReaderTimeout::HasTimedOut();
+    const bool hasTimedOut = timeout.HasTimedOut();
     const bool hasRoom =
         AwaitRoom(file, hasTimedOut ? std::chrono::milliseconds(0) : ReaderTimeout::kSlice);
     if (hasRoom) {
@@ -80,7 +64,7 @@ WriteOutcome WriteWithTimeout(int file, std::string_view text) {
       const ssize_t count = WritePiece(file, text.substr(0, kPiece));
       if (count > 0) {
         text.remove_prefix(static_cast<std::size_t>(count));
-        ReaderTimeout::Renew();
+        if (renews) timeout.Renew();
         continue;
       }
       if (count < 0 && errno != EAGAIN && errno != EINTR) {
@@ -94,16 +78,32 @@ WriteOutcome WriteWithTimeout(int file, std::string_view text) {
   return ending;
 }
 
-WriteOutcome WriteToStream(int number, std::string_view text) {
+/// Writes to a standard stream, whose descriptor other processes share.
+WriteOutcome WriteToShared(int number, std::string_view text, ReaderTimeout& timeout, bool renews) {
   const int ours = OpenWithoutWaiting(number);
-  const WriteOutcome ending = WriteWithTimeout(ours < 0 ? number : ours, text);
+  const WriteOutcome ending = Write(ours < 0 ? number : ours, text, timeout, renews);
   if (ours >= 0) close(ours);
   return ending;
 }
 
+}  // namespace
+
+bool ReaderTimeout::HasTimedOut() {
+  if (!Interrupt::Happened()) return false;
+  const steady_clock::rep now = steady_clock::now().time_since_epoch().count();
+  steady_clock::rep since = 0;
+  if (m_unreadSince.compare_exchange_strong(since, now)) since = now;
+  return steady_clock::duration(now - since) >= m_grace;
+}
+
+WriteOutcome WriteWithTimeout(int file, std::string_view text) {
+  return Write(file, text, g_resultTimeout, true);
+}
+
+WriteOutcome WriteToStandardOutput(std::string_view text) {
+  return WriteToShared(STDOUT_FILENO, text, g_resultTimeout, true);
+}
+
 void WriteToStandardError(std::string_view text) {
-  // Does not wait again for a reader that did not read. Otherwise the reader of standard output
-  // would renew the waiting time for each line.
-  static bool hasNoReader = false;
-  if (!hasNoReader) hasNoReader = WriteToStream(STDERR_FILENO, text).error == EINTR;
+  WriteToShared(STDERR_FILENO, text, g_messageTimeout, false);
 }

@@ -89,7 +89,7 @@ class HierarchyImport {
   }
 
   /// Sets the type of the default member. If the look-up fails, adds a warning, and the type stays
-  /// unknown.
+  /// unknown. Throws if the operation must end.
   void SetMemberType(OTXMLAHierarchy& hierarchy, const XmlAHierarchy& row, Warnings& warnings) {
     if (m_rules.allMemberNeedsNoLookup &&
         IsCaseInsensitiveMatch(row.GetDefaultMember(), row.GetAllMember())) {
@@ -104,6 +104,8 @@ class HierarchyImport {
       hierarchy.m_memberType = static_cast<OTXMLAHierarchy::MemberType>(member->GetMemberType());
     } catch (const ErrorMessage& error) {
       ThrowIfStopped();  // a cancellation is not a warning
+      const ImportOperation* const operation = ImportOperation::Current();
+      if (operation && operation->IsOver()) throw;
       warnings.Add(error);
     }
   }

@@ -1,5 +1,7 @@
 #include "SUXMLASAXSoapFault.h"
 
+#include <utility>
+
 #include "Utility/Generic/BaseStringUtil.h"
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
@@ -16,6 +18,10 @@ void SetIfUnset(std::optional<String>& text, const SAX2XmlElement& element) {
   if (!text) text = Truncated(element);
 }
 
+void MoveIfUnset(std::optional<String>& text, std::optional<String>& from) {
+  if (!text) text = std::exchange(from, std::nullopt);
+}
+
 }  // namespace
 
 SoapFault::Meaning SoapFault::MeaningOf(const String& name) {
@@ -26,8 +32,10 @@ SoapFault::Meaning SoapFault::MeaningOf(const String& name) {
       {L"faultcode", Meaning::kFaultCode}, {L"faultstring", Meaning::kFaultString},
       {L"Fault", Meaning::kFault},         {L"Exception", Meaning::kException},
       {L"Value", Meaning::kValue},         {L"Text", Meaning::kText},
-      {L"ErrorCode", Meaning::kErrorCode}, {L"Description", Meaning::kDescription},
-      {L"Row", Meaning::kEndOfDetails},    {L"Header", Meaning::kEndOfDetails},
+      {L"Code", Meaning::kCode},           {L"Reason", Meaning::kReason},
+      {L"Detail", Meaning::kDetail},       {L"ErrorCode", Meaning::kErrorCode},
+      {L"Error", Meaning::kError},         {L"Description", Meaning::kDescription},
+      {L"Row", Meaning::kEndOfRow},        {L"Header", Meaning::kEndOfRow},
   };
   for (const auto& entry : kMeanings)
     if (IsCaseInsensitiveMatch(name, entry.name)) return entry.meaning;
@@ -47,29 +55,45 @@ void SoapFault::OnElement(const SAX2XmlElement& element) {
       if (m_faultString.size() < kMaxTextCharacters)
         m_faultString += Truncated(element, kMaxTextCharacters - m_faultString.size());
       break;
+    case Meaning::kValue:
+      SetIfUnset(m_loose.code, element);
+      break;
+    case Meaning::kText:
+      SetIfUnset(m_loose.text, element);
+      break;
+    case Meaning::kCode:
+      MoveIfUnset(m_soap12.code, m_loose.code);
+      break;
+    case Meaning::kReason:
+      MoveIfUnset(m_soap12.text, m_loose.text);
+      break;
+    case Meaning::kDetail:
+      m_loose = Texts();
+      break;
     case Meaning::kFault:
-      m_isSoap12 = m_isSoap12 || !m_isSoap11;
+      if (m_isSoap11 || m_isSoap12) break;
+      m_isSoap12 = true;
+      MoveIfUnset(m_soap12.code, m_loose.code);
+      MoveIfUnset(m_soap12.text, m_loose.text);
+      break;
+    case Meaning::kErrorCode:
+      if (!m_isErrorComplete) m_error.code = Truncated(element);
+      break;
+    case Meaning::kDescription:
+      if (!m_isErrorComplete) m_error.text = Truncated(element);
       break;
     case Meaning::kException:
       m_isException = true;
+      [[fallthrough]];
+    case Meaning::kError:
+      m_isErrorComplete = !m_error.IsEmpty();
       break;
-    // Rows also have elements with these names. Their values are dropped at the end of the row.
-    case Meaning::kValue:
-      if (!m_isSoap12) SetIfUnset(m_soap12.code, element);
-      break;
-    case Meaning::kText:
-      if (!m_isSoap12) SetIfUnset(m_soap12.text, element);
-      break;
-    case Meaning::kErrorCode:
-      SetIfUnset(m_error.code, element);
-      break;
-    case Meaning::kDescription:
-      // Rows have long descriptions, so they are stored only after a sign of an error.
-      if (m_isException || m_error.code) SetIfUnset(m_error.text, element);
-      break;
-    case Meaning::kEndOfDetails:
+    case Meaning::kEndOfRow:
+      m_loose = Texts();
       if (!m_isSoap12) m_soap12 = Texts();
-      if (!m_isException) m_error = Texts();
+      if (m_isException && m_isErrorComplete) break;
+      m_error = Texts();
+      m_isErrorComplete = false;
       break;
   }
 }
@@ -79,12 +103,16 @@ bool SoapFault::IsFault() const {
   return m_isSoap12 || m_isException || !m_faultCode.empty() || !m_faultString.empty();
 }
 
+const SoapFault::Texts& SoapFault::Found() const {
+  return m_soap12.IsEmpty() || !m_isSoap12 ? m_error : m_soap12;
+}
+
 String SoapFault::Code() const {
   if (!m_faultCode.empty() || !m_faultString.empty()) return m_faultCode;
-  return (m_isSoap12 ? m_soap12 : m_error).code.value_or(String());
+  return Found().code.value_or(String());
 }
 
 String SoapFault::Text() const {
   if (!m_faultCode.empty() || !m_faultString.empty()) return m_faultString;
-  return (m_isSoap12 ? m_soap12 : m_error).text.value_or(String());
+  return Found().text.value_or(String());
 }

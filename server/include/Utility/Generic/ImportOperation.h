@@ -29,7 +29,10 @@ class XMLAHOST_API ImportOperation {
   /// The HTTP client calls this for each reply.
   void CountReplyBytes(std::uint64_t bytes) noexcept { m_replyBytes += bytes; }
   /// Call after each reply. Throws ErrorMessage if the size of all replies exceeds its limit.
-  void CheckReplyBytes() const;
+  void CheckReplyBytes();
+  /// True if the number of requests or rows or the size of all replies has exceeded its limit. The
+  /// operation must end with that error, even where another error would be a warning.
+  bool IsOver() const noexcept { return m_isOver; }
   bool IsPastDeadline() const noexcept {
     return m_deadline && std::chrono::steady_clock::now() >= *m_deadline;
   }
@@ -37,6 +40,8 @@ class XMLAHOST_API ImportOperation {
   String DeadlineText() const;
 
  private:
+  [[noreturn]] void End(const String& reason);
+
   ImportOperation* const m_previous;
   const std::uint64_t m_maxRequests;
   const std::uint64_t m_maxRows;
@@ -45,5 +50,6 @@ class XMLAHOST_API ImportOperation {
   std::uint64_t m_requests = 0;
   std::uint64_t m_rows = 0;
   std::uint64_t m_replyBytes = 0;
+  bool m_isOver = false;
   std::optional<std::chrono::steady_clock::time_point> m_deadline;
 };

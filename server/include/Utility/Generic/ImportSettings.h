@@ -9,8 +9,10 @@
 #include "Utility/Generic/String.h"
 
 /// Limits for one import operation, because servers are not trusted. An operation that exceeds a
-/// limit ends with an error text that names it. Warnings beyond their limit are only counted. 0
-/// means no limit.
+/// limit ends with an error text that names it. There is one exception: if the look-up of a default
+/// member exceeds a limit of one request or of one reply (maxRequestBytes, and those of
+/// HTTPClientOptions), that is a warning, as for any failed look-up. Warnings beyond their limit
+/// are only counted. 0 means no limit.
 struct ImportLimits {
   /// Rows of one reply that become records or names. Rows from which only one value is read, such
   /// as the provider's name or a member's type, do not count.
@@ -19,10 +21,10 @@ struct ImportLimits {
   std::uint64_t maxRows = 2'000'000;
   /// Requests of one operation.
   std::uint64_t maxRequests = 100'000;
-  /// Decoded bytes of all replies of one operation, including rejected ones. The operation ends
-  /// after the reply that exceeds the limit. The default allows 100,000 replies of 20 KB; 90 % of
-  /// the recorded replies of real servers are shorter than 10 KB. In memory a character takes four
-  /// bytes, so a reply with only long names can use 8 GiB.
+  /// Decoded bytes of all replies of one operation, including rejected ones and the replies to
+  /// rejected log-ins. The operation ends after the reply that exceeds the limit. The default
+  /// allows 100,000 replies of 20 KB; 90 % of the recorded replies of real servers are shorter than
+  /// 10 KB. In memory a character takes four bytes, so a reply with only long names can use 8 GiB.
   std::uint64_t maxTotalReplyBytes = std::uint64_t{2} << 30;
   /// Bytes of one request. Requests contain names from earlier replies.
   std::uint64_t maxRequestBytes = std::uint64_t{4} << 20;

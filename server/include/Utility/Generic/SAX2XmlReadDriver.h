@@ -56,10 +56,11 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
 };
 
 /// A SAX2 reader: one thread parses, and another reads the elements. Elements are delivered at
-/// their end tag, children first. Attributes of an element named Error are delivered like children
-/// before it, ErrorCode first, because XMLA puts the code and description of a failure there. Other
-/// attributes are not delivered. The queue between the threads is bounded: the parser waits when
-/// the reader is behind, and wakes at once on cancellation.
+/// their end tag, children first. The attributes ErrorCode and Description of an element named
+/// Error are delivered like children before its other children, because XMLA puts the code and
+/// description of a failure there. Other attributes are not delivered. The queue between the
+/// threads is bounded: the parser waits when the reader is behind, and wakes at once on
+/// cancellation.
 ///
 /// Order of calls: Announce, then a parse on any thread, while the consumer calls Read. A parse
 /// without Announce announces itself. One parse at a time. A driver may parse any number of

@@ -1,47 +1,58 @@
 #include "errors/MessageCatalogue.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/MessageNumbers.h"
 
 namespace MessageCatalogue {
 namespace {
 
+// Beginnings of a text, until nullptr. The first one whose arguments are not blank is used, or the
+// last one.
+using Beginnings = const wchar_t*;
+
+constexpr Beginnings kNone[] = {L"", nullptr};
+constexpr Beginnings kHierarchy[] = {L"The hierarchy \"{1}\"", L"A hierarchy without a name",
+                                     nullptr};
+constexpr Beginnings kFault[] = {L"The server refused the request with the SOAP fault {1}, \"{2}\"",
+                                 L"The server refused the request with the SOAP fault {1}",
+                                 L"The server refused the request with the SOAP fault \"{2}\"",
+                                 L"The server refused the request without a reason", nullptr};
+
 struct Message {
   int number;
-  // Beginning of the text; the second form is for an empty first argument.
-  const wchar_t* subject;
-  const wchar_t* subjectWithoutName;
+  const Beginnings* beginnings;
   const wchar_t* text;
 };
 
-constexpr const wchar_t* kHierarchy = L"The hierarchy \"{1}\"";
-constexpr const wchar_t* kHierarchyWithoutName = L"A hierarchy without a name";
-
 // Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
 constexpr Message kMessages[] = {
-    {kMessageReadCancelled, L"", L"",
+    {kMessageReadCancelled, kNone,
      L"Reading the server's reply was cancelled before its end. Run the import again."},
-    {kMessageParseError, L"", L"",
+    {kMessageParseError, kNone,
      L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
      L"Analysis service; if it is, look for errors in the server's own log."},
-    {kMessageTargetMismatch, L"", L"",
+    {kMessageTargetMismatch, kNone,
      L"The connection is configured for {1}, but the server calls itself \"{2}\". The import goes "
      L"on by the rules of the configured kind, or by those of Tamarind when "
      L"OT_XMLA_IMPORT_TAMARIND is set; choose the matching target kind if the result looks wrong "
      L"or incomplete."},
-    {kMessageVirtualHierarchy, kHierarchy, kHierarchyWithoutName,
+    {kMessageVirtualHierarchy, kHierarchy,
      L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
      L"Import the hierarchy that it is built on instead."},
-    {kMessageMeasuresHierarchy, kHierarchy, kHierarchyWithoutName,
+    {kMessageMeasuresHierarchy, kHierarchy,
      L" was skipped because it holds measures (data source \"{2}\", catalog \"{3}\", cube "
      L"\"{4}\"). Nothing is lost: measures are imported separately."},
-    {kMessageUnknownStructure, kHierarchy, kHierarchyWithoutName,
+    {kMessageUnknownStructure, kHierarchy,
      L" was skipped because its structure is not supported (data source \"{2}\", catalog \"{3}\", "
      L"cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies can be imported; "
      L"change the hierarchy on the server if it is needed."},
-    {kMessageSoapFault, L"", L"",
-     L"The server refused the request with the SOAP fault {1}, \"{2}\". Check the user's rights "
-     L"and the chosen data source, catalog and cube; the server's own log may say more."},
+    {kMessageSoapFault, kFault,
+     L". Check the user's rights and the chosen data source, catalog and cube; the server's own "
+     L"log "
+     L"may say more."},
 };
 
 bool IsLineBreak(wchar_t character) {
@@ -49,13 +60,33 @@ bool IsLineBreak(wchar_t character) {
          character == 0x2028 || character == 0x2029;
 }
 
+bool IsBlank(const String& text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](wchar_t character) { return character == L' ' || IsLineBreak(character); });
+}
+
+/// The place of the argument that the pattern continues with, from 0; nothing if it is a character.
+std::optional<std::size_t> ArgumentAt(const wchar_t* pattern) {
+  if (pattern[0] != L'{' || pattern[1] < L'1' || pattern[1] > L'9' || pattern[2] != L'}') return {};
+  return static_cast<std::size_t>(pattern[1] - L'1');
+}
+
+constexpr std::size_t kPlaceholderLength = 3;
+
+bool HasArguments(const wchar_t* pattern, const std::vector<String>& arguments) {
+  for (; *pattern; ++pattern) {
+    const std::optional<std::size_t> argument = ArgumentAt(pattern);
+    if (argument && (*argument >= arguments.size() || IsBlank(arguments[*argument]))) return false;
+  }
+  return true;
+}
+
 /// Appends the pattern with its arguments. Braces inside an argument have no meaning.
 void AppendFormatted(String& text, const wchar_t* pattern, const std::vector<String>& arguments) {
   while (*pattern) {
-    if (pattern[0] == L'{' && pattern[1] >= L'1' && pattern[1] <= L'9' && pattern[2] == L'}') {
-      const auto index = static_cast<std::size_t>(pattern[1] - L'1');
-      if (index < arguments.size()) text += Truncated(arguments[index]);
-      pattern += 3;
+    if (const std::optional<std::size_t> argument = ArgumentAt(pattern)) {
+      if (*argument < arguments.size()) text += Truncated(arguments[*argument]);
+      pattern += kPlaceholderLength;
     } else {
       text += *pattern++;
     }
@@ -91,8 +122,9 @@ String Render(int number, const std::vector<String>& arguments) {
   text += L"] ";
   for (const Message& message : kMessages) {
     if (message.number != number) continue;
-    const bool hasName = !arguments.empty() && !arguments[0].empty();
-    AppendFormatted(text, hasName ? message.subject : message.subjectWithoutName, arguments);
+    const Beginnings* beginning = message.beginnings;
+    while (beginning[1] && !HasArguments(*beginning, arguments)) ++beginning;
+    AppendFormatted(text, *beginning, arguments);
     AppendFormatted(text, message.text, arguments);
     return text;
   }

@@ -152,6 +152,7 @@ class HTTPClientWrapper::Impl {
     const auto [diagnosis, hasReply] = Classify(response, m_maxReplyBytes);
     if (ImportOperation* const operation = ImportOperation::Current())
       operation->CountReplyBytes(
+          response.earlierBytes +
           std::max<std::uint64_t>({received, response.body.size(), response.wireBytes}));
     reply = hasReply ? response.body : NarrowString();
     const bool ok = diagnosis.what.empty();

@@ -27,15 +27,19 @@ void HTTPReceiver::BeginExchange(NarrowString& body) noexcept {
   m_body = &body;
   m_failure = HTTPFailure::kNone;
   m_headers.BeginExchange();
+  m_receivedBytes = m_decodedBytes = m_earlierBytes = 0;
 }
 
 void HTTPReceiver::BeginRequest() noexcept {
+  CountEarlierBytes();
   m_body->clear();
   m_headers.BeginRequest();
 }
 
 bool HTTPReceiver::OnHeader(std::string_view line, long request) noexcept {
   if (IsThreadToStop()) return Fail(HTTPFailure::kCancelled);
+  if (request != m_request) CountEarlierBytes();
+  m_request = request;
   try {
     switch (m_headers.OnLine(line, request)) {
       case HTTPResponseHeaders::Result::kNewResponse:
@@ -60,6 +64,7 @@ bool HTTPReceiver::OnBody(std::string_view bytes, std::uint64_t announcedBytes,
                           std::uint64_t wireBytes) noexcept {
   // A small compressed block can produce very much text before the next check elsewhere.
   if (IsThreadToStop()) return Fail(HTTPFailure::kCancelled);
+  m_decodedBytes += bytes.size();
   if (bytes.size() > m_maxReplyBytes - m_body->size()) return Fail(HTTPFailure::kReplyTooLong);
   try {
     if (m_body->empty() && announcedBytes > 0) {
@@ -77,6 +82,8 @@ bool HTTPReceiver::OnBody(std::string_view bytes, std::uint64_t announcedBytes,
 }
 
 bool HTTPReceiver::OnProgress(std::uint64_t receivedBytes) noexcept {
+  // At the next request of a log-in, the number starts at 0 before the first header.
+  m_receivedBytes = std::max(m_receivedBytes, receivedBytes);
   if (receivedBytes > m_maxReplyBytes) m_failure = HTTPFailure::kReplyTooLong;
   if (IsThreadToStop()) m_failure = HTTPFailure::kCancelled;
   return m_failure == HTTPFailure::kNone;
@@ -84,6 +91,11 @@ bool HTTPReceiver::OnProgress(std::uint64_t receivedBytes) noexcept {
 
 bool HTTPReceiver::OnEnd(std::uint64_t wireBytes) noexcept {
   return !IsOverRatio(wireBytes) || Fail(HTTPFailure::kCompressionRatioTooHigh);
+}
+
+void HTTPReceiver::CountEarlierBytes() noexcept {
+  m_earlierBytes += std::max(m_receivedBytes, m_decodedBytes);
+  m_receivedBytes = m_decodedBytes = 0;
 }
 
 bool HTTPReceiver::Fail(HTTPFailure failure) noexcept {

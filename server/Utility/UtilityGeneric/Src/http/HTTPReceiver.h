@@ -46,10 +46,15 @@ class HTTPReceiver {
 
   bool HasAllHeaders() const noexcept { return m_headers.IsComplete(); }
   const std::vector<std::string>& OfferedSchemes() const noexcept { return m_headers.Schemes(); }
+  /// Size of the bodies of all responses of the exchange, except those to the last request:
+  /// rejected log-ins and failed attempts. Decoded, or as received if that is longer or libcurl
+  /// discarded it.
+  std::uint64_t EarlierBytes() const noexcept { return m_earlierBytes; }
   std::string Cookies() const { return m_cookies.ForRequest(); }
 
  private:
   bool IsOverRatio(std::uint64_t wireBytes) const noexcept;
+  void CountEarlierBytes() noexcept;
 
   const std::uint64_t m_maxReplyBytes;
   const std::size_t m_maxHeaderBytes;
@@ -57,5 +62,9 @@ class HTTPReceiver {
   HTTPCookies m_cookies;
   HTTPResponseHeaders m_headers;
   NarrowString* m_body = nullptr;
+  long m_request = 0;  // number of the request to which the latest header belongs
+  std::uint64_t m_receivedBytes = 0;
+  std::uint64_t m_decodedBytes = 0;
+  std::uint64_t m_earlierBytes = 0;
   HTTPFailure m_failure = HTTPFailure::kNone;
 };

@@ -39,6 +39,7 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.logInAdvice = m_authentication.Advice();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
   response.wireBytes = info.wireBytes;
+  response.earlierBytes = m_receiver.EarlierBytes();
   response.connectSeconds = info.connectSeconds;
   response.firstByteSeconds = info.firstByteSeconds;
   response.totalSeconds = info.totalSeconds;

@@ -26,7 +26,8 @@ struct HTTPResponse {
   String logInAdvice;                ///< why none of them was used, and what to do; may be empty
   bool basicInClear = false;         ///< see HTTPExchangeInfo
 
-  std::uint64_t wireBytes = 0;  ///< bytes of the body before decompression
+  std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
+  std::uint64_t earlierBytes = 0;  ///< bytes of the bodies of rejected log-ins and failed attempts
   double connectSeconds = 0;
   double firstByteSeconds = 0;
   double totalSeconds = 0;

@@ -28,28 +28,28 @@ ImportOperation* ImportOperation::Current() noexcept { return g_current; }
 void ImportOperation::CountRequest() {
   CheckReplyBytes();
   if (m_maxRequests == 0 || m_requests++ < m_maxRequests) return;
-  SUGThrow(
-      ErrorMessage(L"The operation needs more than " + BaseStringUtil::StringFrom(m_maxRequests) +
-                   L" requests to the server (limit maxRequests); choose a smaller part of "
-                   L"its metadata, or raise the limit"),
-      L"ImportOperation.cpp", __LINE__);
+  End(L"The operation needs more than " + BaseStringUtil::StringFrom(m_maxRequests) +
+      L" requests to the server (limit maxRequests); choose a smaller part of its metadata, or "
+      L"raise the limit");
 }
 
 void ImportOperation::CountRow() {
   if (m_maxRows == 0 || m_rows++ < m_maxRows) return;
-  SUGThrow(ErrorMessage(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxRows) +
-                        L" rows in all (limit maxRows); choose a smaller part of the server's "
-                        L"metadata, or raise the limit"),
-           L"ImportOperation.cpp", __LINE__);
+  End(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxRows) +
+      L" rows in all (limit maxRows); choose a smaller part of the server's metadata, or raise the "
+      L"limit");
 }
 
-void ImportOperation::CheckReplyBytes() const {
+void ImportOperation::CheckReplyBytes() {
   if (m_maxReplyBytes == 0 || m_replyBytes <= m_maxReplyBytes) return;
-  SUGThrow(
-      ErrorMessage(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
-                   L" bytes in all (limit maxTotalReplyBytes); choose a smaller part of the "
-                   L"server's metadata, or raise the limit"),
-      L"ImportOperation.cpp", __LINE__);
+  End(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxReplyBytes) +
+      L" bytes in all (limit maxTotalReplyBytes); choose a smaller part of the server's metadata, "
+      L"or raise the limit");
+}
+
+void ImportOperation::End(const String& reason) {
+  m_isOver = true;
+  SUGThrow(ErrorMessage(reason), L"ImportOperation.cpp", __LINE__);
 }
 
 String ImportOperation::DeadlineText() const {

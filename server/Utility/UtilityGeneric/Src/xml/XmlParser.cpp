@@ -328,18 +328,14 @@ std::string Unescaped(std::string_view rest) {
   return value.append(rest);
 }
 
-/// Delivers attributes like children, ErrorCode first, because readers of the description need to
-/// know whether it belongs to an error. libxml2 passes five pointers for each attribute: local
-/// name, prefix, URI, begin and end of the value.
+/// Delivers the code and description of an error like children. Other attributes could look like
+/// columns of a row or like a fault. libxml2 passes five pointers for each attribute: local name,
+/// prefix, URI, begin and end of the value.
 void Parse::AddAttributes(const xmlChar** attribute, int count) {
-  constexpr std::string_view kFirst = "errorcode";
-  for (const bool isFirst : {true, false}) {
-    const xmlChar** at = attribute;
-    for (int i = 0; i < count && !IsOver(); ++i, at += 5) {
-      if (IsNamed(at[0], kFirst) != isFirst) continue;
-      Add(at[0], Unescaped({reinterpret_cast<const char*>(at[3]),
-                            static_cast<std::size_t>(at[4] - at[3])}));
-    }
+  for (; count > 0 && !IsOver(); --count, attribute += 5) {
+    if (!IsNamed(attribute[0], "errorcode") && !IsNamed(attribute[0], "description")) continue;
+    Add(attribute[0], Unescaped({reinterpret_cast<const char*>(attribute[3]),
+                                 static_cast<std::size_t>(attribute[4] - attribute[3])}));
   }
 }
 
