@@ -4,6 +4,7 @@
 #include <wctype.h>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/WholeNumber.h"
 
 namespace {
 
@@ -176,6 +177,18 @@ TEST(Numbers, AreParsedUpToTheFirstOtherCharacter) {
     EXPECT_EQ(UIntFrom(test.text), test.natural) << test.text;
   }
   EXPECT_EQ(IntFrom(String(L"1\0002", 3)), 1);
+}
+
+TEST(Numbers, WholeNumbersAreReadCompletely) {
+  for (const wchar_t* const text : {L"0", L"+3", L" 3", L"\t\r\n +3 \n", L"007", L"4294967295",
+                                    L"4294967296", L"99999999999999999999999999"})
+    EXPECT_TRUE(IsWholeNumber(text)) << text;
+  for (const wchar_t* const text : {L"", L" ", L"+", L"-", L"-1", L"-0", L"+-3", L"++3", L"+ 3",
+                                    L"3x", L"x3", L"3 4", L"1.5", L"1e3", L"0x10", L"\x663",
+                                    L"\xA0"
+                                    L"3"})
+    EXPECT_FALSE(IsWholeNumber(text)) << text;
+  EXPECT_FALSE(IsWholeNumber(String::View(L"3\0", 2)));
 }
 
 TEST(Numbers, AreWrittenInDecimalDigits) {

@@ -268,6 +268,9 @@ std::vector<Path> ReaderPaths() {
                  "]]></MEASURE_NAME></row>"),
       OfDocument("CDATA sections", "<row><MEASURE_NAME>", "<![CDATA[x]]>", "</MEASURE_NAME></row>"),
       OfDocument("a long comment", "<!--", "x", "-->"),
+      OfDocument("a long instruction", "<?p ", "?", "?>"),
+      OfDocument("a long target of an instruction", "<?", "p", "?>"),
+      OfDocument("a long name of an entity", "&", "n", ";"),
       OfDocument("comments", "", "<!---->", ""),
       OfDocument("instructions", "", "<?p x?>", ""),
       OfDocument("elements", "", "<a/>", ""),
@@ -287,6 +290,9 @@ std::vector<Path> ReaderPaths() {
       OfNumbered(
           "different names", 2 * kKi, 128 * kKi, "",
           [=](const std::string& i) { return row("A" + i); }, ""),
+      OfNumbered(
+          "different long names", 16, kKi, "",
+          [](const std::string& i) { return "<a" + i + std::string(60000, 'n') + "/>"; }, ""),
       OfNumbered(
           "different columns of one row", 2 * kKi, 128 * kKi, "<row>",
           [](const std::string& i) { return "<A" + i + "/>"; }, "</row>"),
@@ -309,6 +315,12 @@ std::vector<Path> ReaderPaths() {
               [](std::size_t size) { return "<root/>" + std::string(size, '\0'); }),
       OfReply("blanks in front", "MDSCHEMA_MEASURES", 8 * kKi, 32 * kMi,
               [](std::size_t size) { return std::string(size, '\n') + "<root/>"; }),
+      OfReply("blanks behind a declaration", "MDSCHEMA_MEASURES", 8 * kKi, 128 * kMi,
+              [](std::size_t size) {
+                return "<?xml version='1.0'?>" + std::string(size, ' ') + "<root/>";
+              }),
+      OfReply("blanks behind the root", "MDSCHEMA_MEASURES", 8 * kKi, 128 * kMi,
+              [](std::size_t size) { return "<root/>" + std::string(size, '\n') + "<!---->"; }),
       OfReply("blanks in a declaration", "MDSCHEMA_MEASURES", 8 * kKi, 32 * kMi,
               [](std::size_t size) {
                 return "<?xml version='1.0'" + std::string(size, ' ') + "?><root/>";

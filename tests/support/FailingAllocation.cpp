@@ -1,6 +1,9 @@
 // Replaces operator new of this test program, so that allocations can fail.
 #include "support/FailingAllocation.h"
 
+#include <malloc.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -92,9 +95,16 @@ void* TracedMemory::AllocateCleared(std::size_t count, std::size_t bytes) noexce
 }
 
 void* TracedMemory::Reallocate(void* block, std::size_t bytes) noexcept {
+  if (!block) return Allocate(bytes);
   if (IsDenied()) return nullptr;
-  void* const moved = std::realloc(block, bytes);
-  if (moved && !block) Count(1);
+  if (!g_plan.armed) return std::realloc(block, bytes);
+  // Moves each block and overwrites the old one, so that a pointer to it is noticed.
+  void* const moved = std::malloc(bytes);
+  if (!moved) return nullptr;
+  const std::size_t former = malloc_usable_size(block);
+  std::memcpy(moved, block, std::min(former, bytes));
+  std::memset(block, 0xDD, former);
+  std::free(block);
   return moved;
 }
 

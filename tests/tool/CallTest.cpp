@@ -167,10 +167,10 @@ INSTANTIATE_TEST_SUITE_P(
                   {"--sample", "tamarind", "sources"},
                   {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", ""}},
                   "MORVEN_BI_XMLA_HTTP_TIMEOUT is \"\": give a whole number of seconds"},
-        WrongCall{"HugeTimeout",
+        WrongCall{"TimeoutWithAUnit",
                   {"--sample", "tamarind", "sources"},
-                  {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "1234567890"}},
-                  "MORVEN_BI_XMLA_HTTP_TIMEOUT is \"1234567890\": give a whole number of seconds"},
+                  {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "3x"}},
+                  "MORVEN_BI_XMLA_HTTP_TIMEOUT is \"3x\": give a whole number of seconds"},
         WrongCall{"UnknownTargetInTheEnvironment",
                   {"--url", kUrl, "sources"},
                   {{"XMLA_IMPORT_TARGET", "AUTO"}},
@@ -207,6 +207,15 @@ INSTANTIATE_TEST_SUITE_P(
                   {},
                   "cannot be read from \"/no/such/file\": No such file"}),
     [](const auto& each) { return std::string(each.param.name); });
+
+TEST(Call, AcceptsEveryTimeoutThatTheLibraryReads) {
+  for (const char* const timeout : {"30", "+30", " 30\n", "0030", "0", "99999999999"}) {
+    Options options;
+    options.environment = {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", timeout}};
+    const Outcome outcome = RunTool({"--sample", "tamarind", "sources"}, options);
+    EXPECT_EQ(outcome.status, 0) << '"' << timeout << "\" " << outcome.err;
+  }
+}
 
 TEST(Call, UsageErrorsAreJsonIfJsonWasRequested) {
   const Json expected = {

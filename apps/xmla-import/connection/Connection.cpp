@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/WholeNumber.h"
 #include "base/Interrupt.h"
 #include "base/Secret.h"
 #include "base/Text.h"
@@ -80,14 +81,12 @@ void UseUrl(const Arguments& arguments, Connection& connection) {
                      " is not an http or https URL such as http://server/xmla");
 }
 
-/// The library ignores values that are not numbers. The tool rejects them.
+/// The library uses its default for values that are not numbers. The tool rejects them.
 void CheckTimeout() {
   constexpr const char* kVariable = "MORVEN_BI_XMLA_HTTP_TIMEOUT";
   const char* const value = std::getenv(kVariable);
   if (!value) return;
-  const std::string_view digits = value;
-  if (digits.empty() || digits.size() > 9 ||
-      digits.find_first_not_of("0123456789") != std::string_view::npos)
+  if (!IsWholeNumber(Wide(value)))
     throw UsageError(std::string(kVariable) + " is \"" + OneLine(value) +
                      "\": give a whole number of seconds, or 0 for no limit");
 }

@@ -13,6 +13,17 @@
 /// member exceeds a limit of one request or of one reply (maxRequestBytes, and those of
 /// HTTPClientOptions), that is a warning, as for any failed look-up. Warnings beyond their limit
 /// are only counted. 0 means no limit.
+///
+/// The limits of the XML parser are fixed and are no options. A reply that exceeds one is rejected:
+///
+///   250 nested elements
+///   8 Mi characters in the text of an element
+///   65,536 bytes in a tag, and so in a name or the value of an attribute
+///   10,000,000 bytes in a comment, and in a processing instruction
+///   100,000 different names of elements, attributes, prefixes, namespaces and instructions
+///   1,000 namespaces in scope of an element
+///
+/// Document type declarations are rejected.
 struct ImportLimits {
   /// Rows of one reply that become records or names. Rows from which only one value is read, such
   /// as the provider's name or a member's type, do not count.

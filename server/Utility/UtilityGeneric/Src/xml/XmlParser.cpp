@@ -23,12 +23,21 @@ namespace {
 using BaseStringUtil::FromUTF8;
 using BaseStringUtil::StringFrom;
 
+// The limits are fixed. ImportSettings.h lists them for hosts. libxml2's own limits are off.
 constexpr std::size_t kMaxDepth = 250;
 constexpr std::size_t kMaxElementCharacters = std::size_t{8} << 20;
+constexpr std::size_t kMaxCharacterBytes = 4;
+// libxml2 collects these before it passes them on.
+constexpr std::size_t kMaxCommentBytes = 10'000'000;
+constexpr std::size_t kMaxInstructionBytes = 10'000'000;
 // Above these limits, libxml2's tables and comparisons need more time per byte.
 constexpr std::size_t kMaxTagBytes = std::size_t{64} << 10;
 constexpr std::size_t kMaxNames = 100000;     // different names
 constexpr std::size_t kMaxNamespaces = 1000;  // in scope
+constexpr std::size_t kMaxBlockBytes = 4096;  // passed to libxml2 at once
+// More than the text that was passed to libxml2 around a tag, a comment and so on: what it had read
+// since the last callback or block, and what it has not used yet.
+constexpr std::size_t kMaxGapBytes = 4 * kMaxBlockBytes;
 constexpr std::size_t kMaxCachedNames = 128;
 constexpr std::size_t kMaxReasonBytes = 300;
 constexpr std::size_t kMaxShownNameCharacters = 80;
@@ -52,10 +61,15 @@ class SilentErrors {
 bool IsSpaceOnly(std::string_view text) { return ASCIIText::Trimmed(text).empty(); }
 
 /// libxml2's error message as one line. It may quote lines of the document.
-String ReasonText(const char* message) {
-  const std::string_view reason = message ? message : "not well-formed";
+String ReasonText(const xmlError& error) {
+  std::string reason = error.message ? error.message : "not well-formed";
+  // The line of a start tag, which libxml2 does not count from the first character of the text.
+  const std::string line = " line " + std::to_string(error.int1);
+  if (const std::size_t at = reason.find(line); at != std::string::npos)
+    reason.erase(at, line.size());
   const std::size_t end = reason.find_last_not_of("\r\n ") + 1;
-  return MessageCatalogue::OneLine(FromUTF8(reason.substr(0, std::min(end, kMaxReasonBytes))));
+  reason.resize(std::min(end, kMaxReasonBytes));
+  return MessageCatalogue::OneLine(FromUTF8(reason));
 }
 
 std::string_view LastLine(std::string_view text) { return text.substr(text.rfind('\n') + 1); }
@@ -91,19 +105,24 @@ bool HasInputError(const xmlParserCtxt& context) noexcept {
   return !context.input || !context.input->buf || context.input->buf->error != 0;
 }
 
-/// True if the parser has used all input that it has read so far.
-bool IsInputUsed(const xmlParserCtxt& context) noexcept {
-  return context.input && context.input->cur >= context.input->end;
-}
+/// What the parser is reading. In the content of an element, only a tag is passed on in one piece.
+xmlParserInputState State(const xmlParserCtxt& context) noexcept { return context.instate; }
 
-/// True inside a tag or in the content of an element.
-bool IsInElement(const xmlParserCtxt& context) noexcept {
-  return context.instate == XML_PARSER_CONTENT || context.instate == XML_PARSER_ATTRIBUTE_VALUE;
+/// Allocates the table for the attributes of a tag. libxml2 2.9 uses freed memory if it must grow
+/// the table and an allocation fails.
+bool ReserveAttributes(xmlParserCtxt& context, std::size_t count) noexcept {
+  constexpr std::size_t kEntries = 5;  // for each attribute
+  context.atts = static_cast<const xmlChar**>(xmlMalloc(count * kEntries * sizeof *context.atts));
+  context.attallocs = static_cast<int*>(xmlMalloc(count * sizeof *context.attallocs));
+  if (!context.atts || !context.attallocs) return false;
+  context.maxatts = static_cast<int>(count * kEntries);
+  return true;
 }
 
 /// Number of different names in the document so far.
 std::size_t NameCount(const xmlParserCtxt& context) noexcept {
-  return static_cast<std::size_t>(std::max(xmlDictSize(context.dict), 0));
+  constexpr int kOwnNames = 3;  // xml, its namespace, and xmlns
+  return static_cast<std::size_t>(std::max(xmlDictSize(context.dict) - kOwnNames, 0));
 }
 
 }  // namespace ContextFields
@@ -118,6 +137,11 @@ struct FreeParser {
     xmlFreeParserCtxt(context);
   }
 };
+
+/// Length in bytes; 0 for null.
+std::size_t LengthOf(const xmlChar* text) noexcept {
+  return text ? std::string_view(reinterpret_cast<const char*>(text)).size() : 0;
+}
 
 /// True if the name equals `lowerCase`, ignoring the case of ASCII letters.
 bool IsNamed(const xmlChar* name, std::string_view lowerCase) {
@@ -165,8 +189,8 @@ class Parse {
                       const xmlChar** attribute) noexcept;
   static void OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept;
   static void OnCharacters(void* self, const xmlChar* characters, int length) noexcept;
-  static void OnComment(void* self, const xmlChar*) noexcept;
-  static void OnInstruction(void* self, const xmlChar*, const xmlChar*) noexcept;
+  static void OnComment(void* self, const xmlChar* text) noexcept;
+  static void OnInstruction(void* self, const xmlChar* target, const xmlChar* text) noexcept;
   static int OnRead(void* self, char* place, int room) noexcept;
   static void OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept;
   static void OnError(void* self, xmlErrorPtr error) noexcept;
@@ -181,11 +205,17 @@ class Parse {
 
   xmlParserCtxtPtr Context() const noexcept { return m_parser.get(); }
   bool MakeContext();
+  std::size_t MaxAttributes() const noexcept;
   std::size_t Read(char* place, std::size_t room) noexcept;
   std::size_t Position() const noexcept;
-  void CheckTables();
+  void CheckTag();
+  void CheckUnfinished();
+  void CheckNames();
   bool IsPrematureEnd(int code) const noexcept;
   void FailAtEnd();
+  void FailAtEndTag();
+  void FailTooLong(const wchar_t* what, std::size_t limit);
+  void FailTextTooLong();
   void FailHere(const String& reason);
   void Fail(const String& reason, std::size_t line, std::size_t column);
   void FailAtCharacter(std::size_t position);
@@ -205,6 +235,7 @@ class Parse {
   std::size_t m_read;          // end of the text that the parser has read
   std::size_t m_eventEnd = 0;  // parser position at the last callback
   bool m_hasElement = false;
+  bool m_endsEarly = false;
   bool m_failed = false;
   bool m_stopped = false;
   bool m_outOfMemory = false;
@@ -220,17 +251,20 @@ void Parse::CatchExceptions(Work work) noexcept {
   }
 }
 
-/// Handles a callback, and remembers its position. CheckTables measures the next tag from there.
+/// Handles a callback, and remembers its position. What follows is measured from there.
 template <class Work>
 void Parse::OnEvent(Work work) noexcept {
-  m_eventEnd = Position();
   CatchExceptions(work);
+  m_eventEnd = Position();
 }
 
 void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlChar*, int namespaces,
                     const xmlChar**, int attributes, int, const xmlChar** attribute) noexcept {
   Parse& parse = Self(self);
   parse.OnEvent([=, &parse] {
+    parse.CheckTag();
+    parse.CheckNames();
+    if (parse.IsOver()) return;
     parse.Start(name, static_cast<std::size_t>(namespaces));
     if (IsNamed(name, "error")) parse.AddAttributes(attribute, attributes);
   });
@@ -238,7 +272,10 @@ void Parse::OnStart(void* self, const xmlChar* name, const xmlChar*, const xmlCh
 
 void Parse::OnEnd(void* self, const xmlChar* name, const xmlChar*, const xmlChar*) noexcept {
   Parse& parse = Self(self);
-  parse.OnEvent([=, &parse] { parse.End(name); });
+  parse.OnEvent([=, &parse] {
+    parse.CheckTag();
+    if (!parse.IsOver()) parse.End(name);
+  });
 }
 
 void Parse::OnCharacters(void* self, const xmlChar* characters, int length) noexcept {
@@ -248,12 +285,19 @@ void Parse::OnCharacters(void* self, const xmlChar* characters, int length) noex
   });
 }
 
-void Parse::OnComment(void* self, const xmlChar*) noexcept {
-  Self(self).OnEvent([] {});
+void Parse::OnComment(void* self, const xmlChar* text) noexcept {
+  Parse& parse = Self(self);
+  parse.OnEvent([=, &parse] {
+    if (LengthOf(text) > kMaxCommentBytes) parse.FailTooLong(L"a comment", kMaxCommentBytes);
+  });
 }
 
-void Parse::OnInstruction(void* self, const xmlChar*, const xmlChar*) noexcept {
-  Self(self).OnEvent([] {});
+void Parse::OnInstruction(void* self, const xmlChar* target, const xmlChar* text) noexcept {
+  Parse& parse = Self(self);
+  parse.OnEvent([=, &parse] {
+    if (LengthOf(target) + LengthOf(text) > kMaxInstructionBytes)
+      parse.FailTooLong(L"a processing instruction", kMaxInstructionBytes);
+  });
 }
 
 void Parse::OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
@@ -274,17 +318,31 @@ void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
     return;
   }
   parse.CatchExceptions([&parse, error] {
-    if (parse.IsPrematureEnd(error->code)) return;  // FailAtEnd has a better text
-    parse.Fail(ReasonText(error->message), static_cast<std::size_t>(std::max(error->line, 1)),
+    if (parse.m_endsEarly || parse.IsPrematureEnd(error->code)) {
+      parse.m_endsEarly = true;  // FailAtEnd has a better text
+      return;
+    }
+    if (error->code == XML_ERR_TAG_NAME_MISMATCH) return parse.FailAtEndTag();
+    if (error->code == XML_ERR_NAME_TOO_LONG)  // other long names are in tags
+      return parse.FailTooLong(L"a processing instruction", kMaxInstructionBytes);
+    parse.Fail(ReasonText(*error), static_cast<std::size_t>(std::max(error->line, 1)),
                static_cast<std::size_t>(std::max(error->int2, 1)));
   });
 }
 
-/// True for an error whose only cause is the end of the text.
+/// True for an error at the end of the text, or at an incomplete word or mark at its end.
 bool Parse::IsPrematureEnd(int code) const noexcept {
-  if (m_read < m_textEnd || !ContextFields::IsInputUsed(*Context())) return false;
-  return m_textEnd < m_prolog.end || code == XML_ERR_DOCUMENT_EMPTY ||
-         code == XML_ERR_TAG_NOT_FINISHED;
+  static constexpr std::string_view kMarks[] = {"version", "encoding", "standalone", "yes",
+                                                "no",      "!--",      "![CDATA[",   "!DOCTYPE",
+                                                "/>",      "?>",       "-->",        "]]>"};
+  // Only this error is found after the text that causes it.
+  if (m_read < m_textEnd || code == XML_ERR_TAG_NAME_MISMATCH) return false;
+  const std::size_t position = std::min(m_prolog.begin + Position(), m_textEnd);
+  std::string_view rest = m_text.substr(position, m_textEnd - position);
+  if (rest.starts_with('<')) rest.remove_prefix(1);
+  return std::any_of(std::begin(kMarks), std::end(kMarks), [rest](std::string_view mark) {
+    return rest.size() < mark.size() && mark.starts_with(rest);
+  });
 }
 
 void Parse::Start(const xmlChar* name, std::size_t namespaces) {
@@ -348,9 +406,7 @@ void Parse::AddText(std::string_view text) {
   level.counted +=
       UnicodeConversion::WideLength(std::string_view(m_characters).substr(level.countedEnd));
   level.countedEnd = m_characters.size();
-  if (level.counted > kMaxElementCharacters)
-    FailHere(L"the text of the element " + TruncatedName(NameOf(level.name).text) +
-             L" is longer than " + StringFrom(kMaxElementCharacters) + L" characters");
+  if (level.counted > kMaxElementCharacters) FailTextTooLong();
 }
 
 void Parse::DropSpaceSegment(Level& level) {
@@ -373,6 +429,15 @@ SAX2ElementWriter::Name& Parse::NameOf(const xmlChar* name) {
   m_lastNameIndex = m_names.size();
   m_names.push_back({name, {FromUTF8(reinterpret_cast<const char*>(name))}});
   return m_names.back().name;
+}
+
+void Parse::FailTooLong(const wchar_t* what, std::size_t limit) {
+  FailHere(what + (L" is longer than " + StringFrom(limit)) + L" bytes");
+}
+
+void Parse::FailTextTooLong() {
+  FailHere(L"the text of the element " + TruncatedName(NameOf(m_levels.back().name).text) +
+           L" is longer than " + StringFrom(kMaxElementCharacters) + L" characters");
 }
 
 void Parse::FailHere(const String& reason) {
@@ -402,6 +467,13 @@ void Parse::FailAtCharacter(std::size_t position) {
        UnicodeConversion::WideLength(LastLine(before)) + 1);
 }
 
+/// Attributes of the longest tag that the parser can read before it is refused.
+std::size_t Parse::MaxAttributes() const noexcept {
+  constexpr std::size_t kShortest = std::string_view(" a=''").size();
+  constexpr std::size_t kMaxUnfinishedTagBytes = kMaxTagBytes + kMaxGapBytes + kMaxBlockBytes;
+  return std::min(m_prolog.end - m_prolog.begin, kMaxUnfinishedTagBytes) / kShortest + 1;
+}
+
 bool Parse::MakeContext() {
   xmlSAXHandler handler{};
   handler.initialized = XML_SAX2_MAGIC;
@@ -426,8 +498,10 @@ bool Parse::MakeContext() {
     xmlFreeParserInputBuffer(buffer);
     return false;
   }
+  // XML_PARSE_HUGE turns off the limits of libxml2, which would report them in its own words.
   return inputPush(Context(), input) >= 0 &&
-         xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC) == 0;
+         ContextFields::ReserveAttributes(*Context(), MaxAttributes()) &&
+         xmlCtxtUseOptions(Context(), XML_PARSE_NONET | XML_PARSE_IGNORE_ENC | XML_PARSE_HUGE) == 0;
 }
 
 /// Passes the next block of the text to libxml2. Returns 0 at the end of the text, and also to end
@@ -435,9 +509,10 @@ bool Parse::MakeContext() {
 int Parse::OnRead(void* self, char* place, int room) noexcept {
   Parse& parse = Self(self);
   if (parse.m_writer.IsStopped()) parse.m_stopped = true;
-  parse.CatchExceptions([&parse] { parse.CheckTables(); });
+  parse.CatchExceptions([&parse] { parse.CheckUnfinished(); });
   if (parse.IsOver()) return 0;
-  return static_cast<int>(parse.Read(place, static_cast<std::size_t>(room)));
+  return static_cast<int>(
+      parse.Read(place, std::min(static_cast<std::size_t>(room), kMaxBlockBytes)));
 }
 
 std::size_t Parse::Read(char* place, std::size_t room) noexcept {
@@ -458,13 +533,44 @@ std::size_t Parse::Position() const noexcept {
   return static_cast<std::size_t>(std::max(xmlByteConsumed(Context()), 0L));
 }
 
-/// Fails before libxml2's tables become slow.
-void Parse::CheckTables() {
-  const bool isInElement = ContextFields::IsInElement(*Context());
-  if (!isInElement) m_eventEnd = Position();  // white space before the root is not part of a tag
-  if (isInElement && m_read - m_prolog.begin > m_eventEnd + kMaxTagBytes)
-    FailHere(L"a tag is longer than " + StringFrom(kMaxTagBytes) + L" bytes");
-  else if (ContextFields::NameCount(*Context()) > kMaxNames)
+/// Refuses a complete tag that is too long.
+void Parse::CheckTag() {
+  constexpr std::size_t kClose = std::string_view("/>").size();  // may not be read yet
+  if (Position() + kClose <= m_eventEnd + kMaxTagBytes) return;
+  // Blanks in front of the tag do not count.
+  const std::size_t last = m_prolog.begin + Position() - 1;
+  const std::size_t begin = m_text.rfind('<', last);
+  const std::size_t end = m_text.find('>', last) + 1;
+  if (end - begin > kMaxTagBytes) FailTooLong(L"a tag", kMaxTagBytes);
+}
+
+/// Fails before libxml2's buffers become large and its tables slow.
+void Parse::CheckUnfinished() {
+  const std::size_t bytes = m_read - m_prolog.begin - m_eventEnd;
+  const auto isLonger = [bytes](std::size_t limit) { return bytes > limit + kMaxGapBytes; };
+  switch (ContextFields::State(*Context())) {
+    case XML_PARSER_CONTENT:
+    case XML_PARSER_ATTRIBUTE_VALUE:
+      if (isLonger(kMaxTagBytes)) FailTooLong(L"a tag", kMaxTagBytes);
+      break;
+    case XML_PARSER_CDATA_SECTION:
+      if (isLonger(kMaxElementCharacters * kMaxCharacterBytes)) FailTextTooLong();
+      break;
+    case XML_PARSER_COMMENT:
+      if (isLonger(kMaxCommentBytes)) FailTooLong(L"a comment", kMaxCommentBytes);
+      break;
+    case XML_PARSER_PI:
+      if (isLonger(kMaxInstructionBytes))
+        FailTooLong(L"a processing instruction", kMaxInstructionBytes);
+      break;
+    default:
+      m_eventEnd = Position();  // white space outside the root has no limit
+  }
+  CheckNames();
+}
+
+void Parse::CheckNames() {
+  if (ContextFields::NameCount(*Context()) > kMaxNames)
     FailHere(L"there are more than " + StringFrom(kMaxNames) + L" different names");
 }
 
@@ -479,6 +585,15 @@ void Parse::FailAtEnd() {
     FailHere(L"incomplete or unexpected text follows the end of the document");
   else
     FailHere(L"the document ends before its first element");
+}
+
+/// Reports an end tag that does not match. libxml2's text has no prefixes.
+void Parse::FailAtEndTag() {
+  const std::size_t end = m_prolog.begin + Position();
+  const std::size_t name = m_text.rfind("</", end) + 2;
+  const std::size_t length = std::min(m_text.find_first_of(" \t\r\n>", name), end) - name;
+  FailHere(L"the end tag </" + TruncatedName(FromUTF8(m_text.substr(name, length))) +
+           L"> does not match the element " + TruncatedName(NameOf(m_levels.back().name).text));
 }
 
 XmlOutcome Parse::Run() {
