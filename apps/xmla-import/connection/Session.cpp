@@ -85,18 +85,18 @@ void Session::ExplainTarget(Messages& messages) {
   const auto identity = [&]() -> std::string {
     ReadIdentity();
     if (!m_identified || m_identity.target == m_target) return {};
-    return "the server identifies itself as " +
-           Listed({Utf8(m_identity.name + L" " + m_identity.version)}) +
+    return "identifies itself as " + Listed({Utf8(m_identity.name + L" " + m_identity.version)}) +
            ": leave out --target, or use --target " +
            ExplainedTarget(TargetName(m_identity.target));
   };
   for (std::string& warning : messages.warnings)
     if (warning.starts_with(kTargetMismatch) && warning.find("--target") == std::string::npos)
-      if (const std::string text = identity(); !text.empty()) warning += " (" + text + ")";
+      if (const std::string text = identity(); !text.empty())
+        warning += " The server " + text + ".";
   for (std::string& error : messages.errors)
     if (error.starts_with(kFailedSapRequest) && error.find("--target") == std::string::npos)
       if (const std::string text = identity(); !text.empty())
-        error += "; it is only sent to SAP BW, but " + text;
+        error += "; it is only sent to SAP BW, but the server " + text;
 }
 
 bool Session::IsSapBw() const { return m_target && IsSapBwKind(*m_target); }

@@ -55,12 +55,12 @@ void Report::AddWarnings(const std::string& cube, const Messages& messages, std:
       messages.warnings.begin() + static_cast<std::ptrdiff_t>(first), messages.warnings.end());
   m_summary.AddWarnings(cube, lines);
   if (m_warnings != ShownWarnings::kAll) return;
-  if (Interrupt::Happened()) {  // there may be very many
-    m_hiddenWarnings += lines.size();
-    return;
+  for (const std::string& line : lines) {
+    if (Interrupt::Happened())
+      ++m_hiddenWarnings;  // there may be very many
+    else
+      m_progress.ShowMessage("warning", cube.empty() ? line : cube + ": " + line);
   }
-  for (const std::string& line : lines)
-    m_progress.ShowMessage("warning", cube.empty() ? line : cube + ": " + line);
 }
 
 void Report::AddErrors(const std::string& cube, const Messages& messages) {

@@ -591,7 +591,7 @@ void Parse::FailAtEnd() {
 void Parse::FailAtEndTag() {
   const std::size_t end = m_prolog.begin + Position();
   const std::size_t name = m_text.rfind("</", end) + 2;
-  const std::size_t length = std::min(m_text.find_first_of(" \t\r\n>", name), end) - name;
+  const std::size_t length = m_text.find_first_of(" \t\r\n>", name) - name;
   FailHere(L"the end tag </" + TruncatedName(FromUTF8(m_text.substr(name, length))) +
            L"> does not match the element " + TruncatedName(NameOf(m_levels.back().name).text));
 }
