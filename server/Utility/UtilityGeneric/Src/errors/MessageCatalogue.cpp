@@ -8,10 +8,10 @@ namespace {
 
 struct Message {
   int number;
-  // Beginning of the text; the second form is for an empty first argument.
-  const wchar_t* subject;
-  const wchar_t* subjectWithoutName;
   const wchar_t* text;
+  // Beginning of the text; the second form is for an empty first argument.
+  const wchar_t* subject = L"";
+  const wchar_t* subjectWithoutName = L"";
 };
 
 constexpr const wchar_t* kHierarchy = L"The hierarchy \"{1}\"";
@@ -19,27 +19,29 @@ constexpr const wchar_t* kHierarchyWithoutName = L"A hierarchy without a name";
 
 // Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
 constexpr Message kMessages[] = {
-    {kMessageReadCancelled, L"", L"",
+    {kMessageReadCancelled,
      L"Reading the server's reply was cancelled before its end. Run the import again."},
-    {kMessageParseError, L"", L"",
-     L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
-     L"Analysis service; if it is, look for errors in the server's own log."},
-    {kMessageTargetMismatch, L"", L"",
-     L"The connection is configured for {1}, but the server calls itself \"{2}\". The import goes "
-     L"on by the rules of the configured kind, or by those of Tamarind when "
-     L"OT_XMLA_IMPORT_TAMARIND is set; choose the matching target kind if the result looks wrong "
-     L"or incomplete."},
-    {kMessageVirtualHierarchy, kHierarchy, kHierarchyWithoutName,
+    {kMessageParseError,
+     L"The server's reply could not be read as XML: {1}. Check that the URL leads to an XML for "
+     L"Analysis service; if it does, look for errors in the server's own log."},
+    {kMessageTargetMismatch,
+     L"The connection is configured for {1}, but the server calls itself \"{2}\". The import uses "
+     L"the rules of the configured kind (or of Tamarind, if OT_XMLA_IMPORT_TAMARIND is set). If "
+     L"the result looks wrong or incomplete, choose the target kind that matches the server."},
+    {kMessageVirtualHierarchy,
      L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
-     L"Import the hierarchy that it is built on instead."},
-    {kMessageMeasuresHierarchy, kHierarchy, kHierarchyWithoutName,
+     L"Import the hierarchy that it is built on instead.",
+     kHierarchy, kHierarchyWithoutName},
+    {kMessageMeasuresHierarchy,
      L" was skipped because it holds measures (data source \"{2}\", catalog \"{3}\", cube "
-     L"\"{4}\"). Nothing is lost: measures are imported separately."},
-    {kMessageUnknownStructure, kHierarchy, kHierarchyWithoutName,
+     L"\"{4}\"). Nothing is lost: measures are imported separately.",
+     kHierarchy, kHierarchyWithoutName},
+    {kMessageUnknownStructure,
      L" was skipped because its structure is not supported (data source \"{2}\", catalog \"{3}\", "
      L"cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies can be imported; "
-     L"change the hierarchy on the server if it is needed."},
-    {kMessageSoapFault, L"", L"",
+     L"change the hierarchy on the server if it is needed.",
+     kHierarchy, kHierarchyWithoutName},
+    {kMessageSoapFault,
      L"The server refused the request with the SOAP fault {1}, \"{2}\". Check the user's rights "
      L"and the chosen data source, catalog and cube; the server's own log may say more."},
 };
