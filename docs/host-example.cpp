@@ -82,7 +82,8 @@ int main(int argc, char** argv) {
   bool done = false;
   try {
     const VXExecutionState::Scope scope(*state);
-    const std::unique_ptr<OTXMLAImportAPI> import(create());  // destroyed before the library is unloaded
+    const std::unique_ptr<OTXMLAImportAPI> import(
+        create());  // destroyed before the library is unloaded
     done = ListHierarchies(*import, Wide(argv[1]));
   } catch (const ErrorMessage& error) {
     String text;
