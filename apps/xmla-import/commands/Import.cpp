@@ -20,7 +20,7 @@
 
 namespace {
 
-using Names = std::unordered_set<String, TextHash>;
+using Names = std::unordered_set<String>;
 
 /// A filter option and its names. Without names, everything passes. Uses hash sets, since a
 /// provider may have very many names.

@@ -1,8 +1,8 @@
 #include <string>
 #include <string_view>
 
+#include "Import/EnumNames.h"
 #include "call/TargetNames.h"
-#include "results/EnumNames.h"
 #include "results/Form.h"
 
 namespace {
