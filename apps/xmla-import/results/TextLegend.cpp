@@ -28,7 +28,8 @@ constexpr Meaning<Member> kMembers[] = {
     {Member::kMemberTypeRegular, {"default: regular", "the default member is one of the members"}},
     {Member::kMemberTypeFormula, {"default: calculated", "the default member has a formula"}},
     {Member::kMemberTypeMeasure, {"default: measure", "the default member is a measure"}},
-    {Member::kMemberTypeUnknown, {"default: unknown", "the server did not say"}},
+    {Member::kMemberTypeUnknown,
+     {"default: unknown", "the server did not say, or the look-up failed"}},
 };
 
 using Dimension = OTXMLAHierarchy::DimensionType;
@@ -78,7 +79,7 @@ constexpr Meaning<Variable::VariableEntryType> kEntries[] = {
     {Variable::SAP_VAR_INPUT_TYPE_OPTIONAL, {"optional", "may be left out"}},
     {Variable::SAP_VAR_INPUT_TYPE_MANDATORY, {"mandatory", "must be entered"}},
     {Variable::SAP_VAR_INPUT_TYPE_MANDATORY_NOT_INITIAL,
-     {"mandatory, not initial", "must be entered, and not as 0, # or an empty text"}},
+     {"mandatory (not initial)", "must be entered, and not as 0, # or an empty text"}},
 };
 
 constexpr LegendEntry kNames[] = {
