@@ -94,7 +94,7 @@ constexpr LegendEntry kLevels[] = {
     {"property", "a value of each member of the level"},
 };
 constexpr LegendEntry kTypes[] = {
-    {"VarChar", "data type without length or precision from the server"},
+    {"VarChar", "data type; the server sent no length or precision"},
     {"VarChar(20)", "length 20, or precision of a number sent as text"},
     {"VarChar(no limit)", "the server sent length 0"},
     {"Double(15, 2)", "precision 15, scale 2"},
