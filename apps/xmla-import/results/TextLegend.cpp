@@ -83,7 +83,7 @@ constexpr Meaning<Variable::VariableEntryType> kEntries[] = {
 };
 
 constexpr LegendEntry kNames[] = {
-    {"Name (other)", "display name, and the server's name if it is different"},
+    {"Name (other)", "display name, and the server's name if it differs"},
     {"(no name)", "the server sent an empty name"},
     {"incomplete", "errors happened, and a part of the cube is missing"},
     {"not read", "errors happened, and nothing of the cube was read"},
