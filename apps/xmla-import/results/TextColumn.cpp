@@ -25,7 +25,7 @@ bool IsText(VXDataType type) {
 }  // namespace
 
 std::string TextColumn(const OTXMLAUnit& unit) {
-  const std::string type = TypeName(unit.m_type);
+  std::string type = TypeName(unit.m_type);
   const bool isScaleUnknown = unit.m_scale == kUnknown;
   const bool isPrecisionUnknown =
       unit.m_precision == kUnknown || (isScaleUnknown && unit.m_precision == kUnknownPrecision);
