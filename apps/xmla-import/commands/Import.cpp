@@ -272,10 +272,11 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   }
   session.ExplainTarget(result.messages);
   if (plan.cubes.empty()) return WithoutCubes(plan, arguments, result.messages);
-  receiver.BeginCubes(result, plan.cubes.size());
+  result.cubeCount = plan.cubes.size();
+  receiver.BeginCubes(result, result.cubeCount);
   Reading reading(session, plan.cubes, arguments.jobs, receiver);
   reading.Run();
-  const std::size_t count = plan.cubes.size();
+  const std::size_t count = result.cubeCount;
   if (reading.Missing() > 0)
     result.messages.errors.push_back(std::string(reading.Reason()) + ": " +
                                      std::to_string(reading.Missing()) + " of " +
