@@ -164,46 +164,74 @@ TEST_F(Interrupt, KeepsCompleteCubesAndTheCubeInProgress) {
   });
 }
 
-std::string Umlauts(int count) {
-  std::string text;
-  while (count-- > 0) text += "\u00e4";
-  return text;
-}
+/// What is at the name FILE.partial before the call, and where the partial result goes.
+struct PartialCase {
+  std::string name;
+  std::function<void(const std::filesystem::path&)> prepare;
+  std::string partial;
+  mode_t mode = 0;  ///< of the partial file; 0: any
+};
+const PartialCase kPartialCases[] = {
+    {"result", [](const auto&) {}, "result.partial"},
+    {"result", [](const auto& path) { std::ofstream(path) << "old"; }, "result.partial"},
+    {"result",
+     [](const auto& path) {
+       std::ofstream(path) << "secret";
+       chmod(path.c_str(), 0600);
+     },
+     "result.partial", 0600},
+    {"result", [](const auto& path) { std::filesystem::create_directory(path); },
+     "xmla-import-1.partial"},
+    {"result",
+     [](const auto& path) {
+       std::filesystem::create_symlink("elsewhere", path);
+       std::ofstream(path.parent_path() / "xmla-import-1.partial") << "taken";
+     },
+     "xmla-import-2.partial"},
+    {std::string(248, 'n'), [](const auto&) {}, "xmla-import-1.partial"},
+    {std::string(247, 'n') + ".partial", [](const auto&) {}, "xmla-import-1.partial"},
+};
 
-/// The file that was asked for stays. What was read is next to it.
+/// The file that was asked for stays. What was read is next to it, and nothing else is changed.
 TEST_F(Interrupt, LeavesAPartialFileBesideTheFormerOne) {
-  for (const bool exists : {true, false}) {
-    Stalled stalled;
-    ScriptedProvider::Script script = OneCube();
-    script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
-    script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-      const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
-      return held ? stalled.Hold() : std::string();
-    };
-    const ScriptedProvider provider(std::move(script));
-    const support::TempDir folder;
-    // No room for the suffix, and characters that must not be cut in half.
-    const std::string name = "rr" + Umlauts(126);
-    const std::string file = folder.Path() / name;
-    if (exists) std::ofstream(file) << "former";
-    const Outcome outcome = RunToolWhile(
-        {"--url", provider.Url(), "import", "-o", file, "--format", "json"}, [&](pid_t process) {
-          EXPECT_TRUE(stalled.Await());
-          kill(process, SIGINT);
-        });
-    stalled.Release();
-    EXPECT_EQ(outcome.status, 130);
-    const std::string partial = "rr" + Umlauts(122) + ".partial";
-    EXPECT_EQ(outcome.ErrorLines().back(), "xmla-import: error: \"" + file +
-                                               (exists ? "\" is unchanged" : "\" was not created") +
-                                               "; the partial result is in \"" + partial +
-                                               "\" in the same directory");
-    EXPECT_EQ(folder.Files().size(), exists ? 2u : 1u);
-    if (exists) {
-      EXPECT_EQ(support::ReadFile(file), "former");
+  for (const bool exists : {true, false})
+    for (const PartialCase& each : kPartialCases) {
+      SCOPED_TRACE(each.name + " " + each.partial);
+      Stalled stalled;
+      ScriptedProvider::Script script = OneCube();
+      script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
+      script.answer = [&](const std::string& type, const std::string& body) -> std::string {
+        const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
+        return held ? stalled.Hold() : std::string();
+      };
+      const ScriptedProvider provider(std::move(script));
+      const support::TempDir folder;
+      const std::string file = folder.Path() / each.name;
+      if (each.name.size() < 200) each.prepare(file + ".partial");
+      if (exists) std::ofstream(file) << "former";
+      const Outcome outcome = RunToolWhile(
+          {"--url", provider.Url(), "import", "-o", file, "--format", "json"}, [&](pid_t process) {
+            EXPECT_TRUE(stalled.Await());
+            kill(process, SIGINT);
+          });
+      stalled.Release();
+      EXPECT_EQ(outcome.status, 130);
+      EXPECT_EQ(outcome.ErrorLines().back(),
+                "xmla-import: error: \"" + file +
+                    (exists ? "\" is unchanged" : "\" was not created") +
+                    "; the partial result is in \"" + each.partial + "\" in the same directory");
+      EXPECT_EQ(std::filesystem::exists(file), exists);
+      if (exists) {
+        EXPECT_EQ(support::ReadFile(file), "former");
+      }
+      const std::filesystem::path partial = folder.Path() / each.partial;
+      EXPECT_EQ(Json::parse(support::ReadFile(partial))["cubes"].size(), 2u);
+      struct stat status {};
+      EXPECT_EQ(lstat(partial.c_str(), &status), 0);
+      if (each.mode != 0) {
+        EXPECT_EQ(status.st_mode & 07777, each.mode);
+      }
     }
-    EXPECT_EQ(Json::parse(support::ReadFile(folder.Path() / partial))["cubes"].size(), 2u);
-  }
 }
 
 /// Interrupts between the last reply of the tree and the first cube. Searches for this moment: the

@@ -95,14 +95,45 @@ int NewFile::GiveName() {
   });
 }
 
-int NewFile::Finish(const std::string& name) {
+/// Flushes the file, and gives it its hidden name if it has none.
+int NewFile::Complete() {
   if (fsync(m_file.Number()) != 0) return errno;
   if (m_name.empty())
     if (const int error = GiveName()) return error;
   // Some file systems report write errors on close.
-  if (const int error = m_file.Close()) return error;
+  return m_file.Close();
+}
+
+int NewFile::Rename(const std::string& name, unsigned int flags) {
   const int directory = m_place.directory.Number();
-  if (renameat(directory, m_name.c_str(), directory, name.c_str()) != 0) return errno;
+  if (renameat2(directory, m_name.c_str(), directory, name.c_str(), flags) != 0) return errno;
   m_name.clear();
   return 0;
+}
+
+int NewFile::Finish() {
+  const int error = Complete();
+  return error != 0 ? error : Rename(m_place.name, 0);
+}
+
+int NewFile::FinishPartial(std::string& name) {
+  name = m_place.name + ".partial";
+  struct stat former {};
+  const bool isFree =
+      fstatat(m_place.directory.Number(), name.c_str(), &former, AT_SYMLINK_NOFOLLOW) != 0 &&
+      errno == ENOENT;
+  // The former partial result may be one that others must not read.
+  const bool isOwn = !isFree && S_ISREG(former.st_mode) && former.st_uid == geteuid();
+  struct stat made {};
+  if (isOwn && (fstat(m_file.Number(), &made) != 0 ||
+                fchmod(m_file.Number(), made.st_mode & former.st_mode & kPermissions) != 0))
+    return errno;
+  if (const int error = Complete()) return error;
+  if ((isFree || isOwn) && Rename(name, isOwn ? 0 : RENAME_NOREPLACE) == 0) return 0;
+  constexpr int kMaxNumber = 10000;
+  for (int number = 1; number < kMaxNumber; ++number) {
+    name = "xmla-import-" + std::to_string(number) + ".partial";
+    if (const int error = Rename(name, RENAME_NOREPLACE); error != EEXIST) return error;
+  }
+  return EEXIST;
 }

@@ -23,12 +23,16 @@ class NewFile {
   /// The first call creates the file.
   int Append(std::string_view text);
   /// Flushes the file to the disk and gives it the name of `place`. Requires an earlier Append.
-  int Finish() { return Finish(m_place.name); }
-  /// The same with another name in the same directory.
-  int Finish(const std::string& name);
+  int Finish();
+  /// The same with the suffix ".partial", and sets `name`. Replaces only a regular file of the
+  /// caller, and keeps its permissions if they are stricter. If that is not possible, or the name
+  /// is too long, uses a free name xmla-import-N.partial in the same directory.
+  int FinishPartial(std::string& name);
 
  private:
   int Make();
+  int Complete();
+  int Rename(const std::string& name, unsigned int flags);
   int KeepPermissions() const;
   /// Gives the file a hidden name in the target directory.
   int GiveName();

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -48,16 +47,6 @@ TrustedPath Find(const std::string& file) {
   } catch (const PathError& error) {
     throw UsageError(named + " cannot be written: " + OneLine(error.what()));
   }
-}
-
-/// The name of the file with a partial result. A long name is cut before a character of UTF-8, so
-/// that the suffix fits.
-std::string PartialName(const std::string& name) {
-  constexpr std::string_view kSuffix = ".partial";
-  constexpr std::size_t kMaxName = 255;  // NAME_MAX of all common file systems
-  std::size_t length = std::min(name.size(), kMaxName - kSuffix.size());
-  while (length < name.size() && length > 0 && (name[length] & 0xC0) == 0x80) --length;
-  return name.substr(0, length).append(kSuffix);
 }
 
 /// Opens a device or pipe. Waits for the reader of a pipe, and throws if that takes too long after
@@ -143,7 +132,9 @@ void Output::Finish(Ending ending) {
   }
   m_notice = m_place->Exists() ? m_shown + " is unchanged" : m_shown + " was not created";
   if (ending == Ending::kKeep || m_isEmpty) return;
-  const std::string name = PartialName(m_place->name);
-  if (const int error = m_file->Finish(name)) Fail(error);
+  std::string name;
+  if (const int error = m_file->FinishPartial(name))
+    throw OutputError(
+        m_notice + ", and the partial result cannot be kept next to it: " + std::strerror(error));
   m_notice += "; the partial result is in " + Listed({name}) + " in the same directory";
 }

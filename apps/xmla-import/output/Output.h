@@ -44,7 +44,7 @@ class Output {
   /// What happens to a file. Streams and devices have received everything already.
   enum class Ending {
     kReplace,  ///< the file is replaced
-    kPartial,  ///< the file stays, and what was written gets the name PartialName
+    kPartial,  ///< the file stays, and what was written gets a name beside it
     kKeep,     ///< the file stays, and what was written is dropped
   };
   /// Completes the output. Creates no file if nothing was written. Throws OutputError.
