@@ -152,6 +152,10 @@ TEST(HostileDocuments, WithADocumentTypeAreRefusedWithoutOpeningAnything) {
         << document.substr(0, 200);
     EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(10));
   }
+  const std::string wide(5000, ' ');
+  EXPECT_EQ(OutcomeOf("<!--" + wide + "<!DOCTYPE root>" + wide + "-->" + wide + "<?p <!DOCTYPE?>" +
+                      wide + "<root/>"),
+            "read");
   // Without a declaration, an instruction and an inclusion are plain text.
   EXPECT_EQ(OutcomeOf("<?xml-stylesheet href='" + file.Name() + "'?><root/>"), "read");
   EXPECT_EQ(OutcomeOf("<root xmlns:i='http://www.w3.org/2001/XInclude'><i:include href='" +
@@ -247,6 +251,17 @@ const Huge kHuge[] = {
      "nested deeper than 250"},
     {"nesting without end", [](std::size_t bytes) { return Repeated(bytes / 3, "<a>"); },
      "nested deeper than 250"},
+    {"the name of a document type",
+     [](std::size_t bytes) { return "<!DOCTYPE " + std::string(bytes, 'n') + "><root/>"; },
+     "a document type declaration is not accepted"},
+    {"blanks in a document type",
+     [](std::size_t bytes) { return "<!DOCTYPE" + std::string(bytes, ' ') + "root><root/>"; },
+     "a document type declaration is not accepted"},
+    {"the system identifier of a document type",
+     [](std::size_t bytes) {
+       return "<!DOCTYPE root SYSTEM '" + std::string(bytes, 'x') + "'><root/>";
+     },
+     "a document type declaration is not accepted"},
     {"an attribute",
      [](std::size_t bytes) { return "<root a='" + std::string(bytes, 'x') + "'/>"; },
      "a tag is longer than 65536 bytes"},

@@ -210,6 +210,7 @@ class Parse {
   std::size_t Position() const noexcept;
   void CheckTag();
   void CheckUnfinished();
+  void FailAtDocumentType();
   void CheckNames();
   bool IsPrematureEnd(int code) const noexcept;
   void FailAtEnd();
@@ -302,9 +303,7 @@ void Parse::OnInstruction(void* self, const xmlChar* target, const xmlChar* text
 
 void Parse::OnDocumentType(void* self, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
   Parse& parse = Self(self);
-  parse.OnEvent([&parse] {
-    parse.FailHere(L"a document type declaration is not accepted: SOAP forbids it");
-  });
+  parse.OnEvent([&parse] { parse.FailAtDocumentType(); });
 }
 
 void Parse::OnError(void* self, xmlErrorPtr error) noexcept {
@@ -564,9 +563,19 @@ void Parse::CheckUnfinished() {
         FailTooLong(L"a processing instruction", kMaxInstructionBytes);
       break;
     default:
-      m_eventEnd = Position();  // white space outside the root has no limit
+      // Outside the root. White space has no limit. Nothing else can be used up without an event,
+      // except the beginning of a document type.
+      const std::size_t position = std::max(Position(), m_eventEnd);
+      const std::string_view used =
+          m_text.substr(m_prolog.begin + m_eventEnd, position - m_eventEnd);
+      if (used.find("<!DOCTYPE") != std::string_view::npos) FailAtDocumentType();
+      m_eventEnd = position;
   }
   CheckNames();
+}
+
+void Parse::FailAtDocumentType() {
+  FailHere(L"a document type declaration is not accepted: SOAP forbids it");
 }
 
 void Parse::CheckNames() {
