@@ -45,11 +45,11 @@ struct DataSource {
 ///
 /// A ROW is an object of columns, or a string, which is the row's name. Numbers and booleans are
 /// converted to text. An array is a repeated column, null an absent one. Columns that a row does
-/// not have come from the defaults. There, {COLUMN} is replaced by a column of the row or of an
-/// enclosing row (inside brackets, closing brackets are doubled), and {#} by the row's index from
-/// 0. Without a default, names are inherited from enclosing rows. A dimension with {"use": NAME} is
-/// a copy of the shared one; its own columns override. "faults": {ROWSET: TEXT} makes requests for
-/// that rowset fail if they name this row.
+/// not have come from the defaults. In a default, {COLUMN} stands for that column of the row or of
+/// an enclosing row, and {#} for the row's index from 0. If {COLUMN} is in brackets, its closing
+/// brackets are doubled. Without a default, names are inherited from enclosing rows. A dimension
+/// with {"use": NAME} is a copy of the shared one; its own columns override. "faults": {ROWSET:
+/// TEXT} makes requests for that rowset fail if they name this row.
 struct Metadata {
   std::vector<Row> properties;  ///< of DISCOVER_PROPERTIES
   std::vector<DataSource> sources;

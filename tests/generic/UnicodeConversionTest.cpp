@@ -136,4 +136,13 @@ TEST(ConversionDeathTest, OtherCodePagesAreALogicError) {
   EXPECT_DEATH(BaseStringUtil::StdStringToString("x", 0), "only UTF-8 is known");
 }
 
+TEST(UTF8Prefix, EndsBeforeACharacterThatDoesNotFit) {
+  const std::string text = "a\u00e4\u20ac\U0001F600";  // 1, 2, 3 and 4 bytes
+  const std::size_t expected[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 10};
+  for (std::size_t most = 0; most < std::size(expected); ++most)
+    EXPECT_EQ(BaseStringUtil::UTF8PrefixLength(text, most), expected[most]) << most;
+  // Ill-formed bytes do not cost more than three of them.
+  EXPECT_EQ(BaseStringUtil::UTF8PrefixLength(std::string(10, '\x80'), 8), 5u);
+}
+
 }  // namespace

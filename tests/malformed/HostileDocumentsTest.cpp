@@ -1,5 +1,6 @@
 // Documents that attack the reader: entities, deep nesting, and items of a hundred million bytes.
 
+#include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <libxml/xmlIO.h>
 #include <netinet/in.h>

@@ -1,6 +1,8 @@
 // Whole imports in which one reply has rearranged elements. Allowed outcomes are errors, warnings,
 // a result, or the logic error of equal level numbers, which the host's interface prescribes.
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
 #include "Mutations.h"

@@ -2,6 +2,8 @@
 // and with rearranged elements, through the whole exchange except sockets. The outcome must be rows
 // or an error, consistent with libxml2's view, and must leave the agent usable.
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <map>
 #include <memory>

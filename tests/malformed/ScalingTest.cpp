@@ -2,6 +2,8 @@
 // at once, whatever the library is doing. The server is in-process; reliability-tests measure what
 // the network adds.
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <functional>
 

@@ -1,6 +1,7 @@
 // Limits on the memory that a server can make an import use per byte sent: in every charset, with
 // ill-formed bytes, the smallest rows, compression and an import log, at the default limits.
 
+#include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -34,12 +34,12 @@ class SilentHandshake {
   SilentHandshake& operator=(const SilentHandshake&) = delete;
   /// Waits until a client is blocked.
   void AwaitClient() const;
-  void BeWilling() { m_isWilling = true; }
+  void Continue() { m_isWilling = true; }
 
  private:
   static int OnHello(SSL* tls, int* alert, void* self);
   std::atomic<bool> m_isWilling{false};
-  std::atomic<bool> m_isAsked{false};
+  std::atomic<bool> m_hasClient{false};
 };
 
 }  // namespace network

@@ -125,7 +125,7 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   WireServer server(&Serve, good.Context());
   cases.emplace_back([&] {
     SCOPED_TRACE("silent in the handshake");
-    expect("https://" + server.Authority() + "/xmla", [&] { handshake.BeWilling(); });
+    expect("https://" + server.Authority() + "/xmla", [&] { handshake.Continue(); });
   });
   cases.emplace_back([&] {
     SCOPED_TRACE("a silent proxy");
@@ -269,7 +269,7 @@ class Proxy {
  public:
   explicit Proxy(const char* refusal) : m_refusal(Answer("", refusal)) {}
   std::string Url() const { return "http://" + m_server.Authority(); }
-  void BeWilling() { m_willing = true; }
+  void Continue() { m_willing = true; }
   std::vector<loopback::Request> Requests() { return m_server.Requests(); }
 
  private:
@@ -294,14 +294,14 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
     {
       Proxy proxy(test.answer);
       ExpectRefusal("http://service.test/xmla", std::string("HTTP ") + test.says,
-                    {{"http_proxy", proxy.Url()}, {"no_proxy", ""}}, [&] { proxy.BeWilling(); });
+                    {{"http_proxy", proxy.Url()}, {"no_proxy", ""}}, [&] { proxy.Continue(); });
     }
     Proxy proxy(test.answer);
     WireServer service(&Serve, good.Context());
     ExpectRefusal("https://" + service.Authority() + "/xmla",
                   std::string("The proxy refuses the connection: HTTP ") + test.says,
                   {{"https_proxy", proxy.Url()}, {"no_proxy", ""}, {"SSL_CERT_FILE", good.Path()}},
-                  [&] { proxy.BeWilling(); });
+                  [&] { proxy.Continue(); });
     EXPECT_FALSE(service.Requests().empty());
   }
   std::string nobody;

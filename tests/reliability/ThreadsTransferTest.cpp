@@ -247,7 +247,7 @@ TEST(CancellingATransfer, EndsItDuringTheHandshake) {
     WireServer server(&AnswerThreeCubes, certificate.Context());
     Request request("https://" + server.Authority() + "/");
     handshake.AwaitClient();
-    return End(request, number, [&] { handshake.BeWilling(); });
+    return End(request, number, [&] { handshake.Continue(); });
   });
 }
 

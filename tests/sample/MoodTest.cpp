@@ -1,3 +1,5 @@
+// Tests the misbehaviour of the sample provider.
+
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 

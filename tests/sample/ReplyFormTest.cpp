@@ -1,3 +1,5 @@
+// Tests the form of the sample replies of each kind of server.
+
 #include <gmock/gmock.h>
 
 #include "SampleClient.h"

@@ -1,3 +1,5 @@
+// Tests how the sample provider applies restrictions.
+
 #include <gmock/gmock.h>
 
 #include "SampleClient.h"

@@ -1,3 +1,5 @@
+// Tests the sample provider as an HTTP server and as a program.
+
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <signal.h>

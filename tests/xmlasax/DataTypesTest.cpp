@@ -1,3 +1,7 @@
+// Tests the mapping of server types to record types.
+
+#include <gtest/gtest.h>
+
 #include <map>
 
 #include "Utility/XMLASAX/XMLADataTypes.h"

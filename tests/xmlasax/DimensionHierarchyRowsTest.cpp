@@ -1,3 +1,7 @@
+// Tests the row objects of dimensions and hierarchies.
+
+#include <gtest/gtest.h>
+
 #include "Import/OTXMLAHierarchy.h"
 #include "Utility/XMLASAX/XmlADimension.h"
 #include "Utility/XMLASAX/XmlAHierarchy.h"

@@ -1,3 +1,7 @@
+// Tests the host's records and enumerations.
+
+#include <gtest/gtest.h>
+
 #include "Import/OTXMLAImportAPI.h"
 #include "Utility/XMLASAX/XmlAHierarchy.h"
 #include "support/FailingAllocation.h"

@@ -1,3 +1,7 @@
+// Tests the row objects of levels.
+
+#include <gtest/gtest.h>
+
 #include "Utility/XMLASAX/XmlALevel.h"
 #include "support/Text.h"
 

@@ -1,6 +1,7 @@
 // Tests the built library as a host loads it: at run time, with its five exported symbols.
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <cstring>
 #include <sstream>

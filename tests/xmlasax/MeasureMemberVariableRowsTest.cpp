@@ -1,3 +1,7 @@
+// Tests the row objects of measures, members and variables.
+
+#include <gtest/gtest.h>
+
 #include "Utility/XMLASAX/XmlACubeVariableUtility.h"
 #include "Utility/XMLASAX/XmlAMeasure.h"
 #include "Utility/XMLASAX/XmlAMember.h"

@@ -2,6 +2,8 @@
 // equal that of two passes, first for a fault, then for rows. Reads replies, complete and truncated
 // at every byte, both ways.
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 
 #include "AgentProbe.h"

@@ -1,3 +1,5 @@
+// Tests the bytes of requests.
+
 #include <gmock/gmock.h>
 
 #include "DiscoverText.h"

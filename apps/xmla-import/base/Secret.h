@@ -15,7 +15,8 @@ inline void Erase(std::string& text) noexcept {
   text.clear();
 }
 
-/// Overwrites the buffer, which all copies of the string share.
+/// Overwrites the buffer, which all copies of the string share. String::Erase does not overwrite a
+/// shared buffer; here the tool owns all copies.
 template <class Char>
 void Erase(BasicString<Char>& text) noexcept {
   // The buffer is on the heap, so the cast is valid.

@@ -102,12 +102,7 @@ bool IsControl(wchar_t character) {
 /// Length of the logged part of the reply. It does not end inside a character.
 std::size_t LoggedLength(std::string_view reply) {
   const std::uint64_t limit = ImportSettings::Current().limits.maxLoggedReplyBytes;
-  if (limit == 0 || reply.size() <= limit) return reply.size();
-  auto length = static_cast<std::size_t>(limit);
-  const std::size_t least =
-      length < 3 ? 0 : length - 3;  // a character has at most three continuation bytes
-  while (length > least && (static_cast<unsigned char>(reply[length]) & 0xC0) == 0x80) --length;
-  return length;
+  return limit == 0 ? reply.size() : BaseStringUtil::UTF8PrefixLength(reply, limit);
 }
 
 }  // namespace

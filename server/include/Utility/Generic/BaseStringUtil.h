@@ -51,6 +51,8 @@ XMLAHOST_API String FromUTF8(NarrowString::View bytes);
 /// kCodePageUTF8 is a logic error.
 XMLAHOST_API NarrowString StringToStdString(const String& text, unsigned int codePage);
 XMLAHOST_API String StdStringToString(const NarrowString& bytes, unsigned int codePage);
+/// Length of the longest prefix of at most `most` bytes that does not end inside a character.
+XMLAHOST_API std::size_t UTF8PrefixLength(NarrowString::View bytes, std::size_t most) noexcept;
 /// Replaces ill-formed UTF-8 by U+FFFD, as FromUTF8 followed by ToUTF8 does. Does not copy bytes
 /// that are well-formed.
 XMLAHOST_API void ReplaceIllFormedUTF8(NarrowString& bytes);

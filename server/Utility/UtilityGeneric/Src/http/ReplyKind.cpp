@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "Utility/Generic/BaseStringUtil.h"
 #include "text/ASCIIText.h"
 
 namespace ReplyKind {
@@ -66,11 +67,7 @@ std::string Quote(std::string_view text) {
     if (line.size() > kMaxQuoteBytes) break;
   }
   if (line.size() > kMaxQuoteBytes) {
-    line.resize(kMaxQuoteBytes - 3);
-    // Do not cut inside a character.
-    while (!line.empty() && (static_cast<unsigned char>(line.back()) & 0xC0) == 0x80)
-      line.pop_back();
-    if (!line.empty() && (static_cast<unsigned char>(line.back()) & 0x80) != 0) line.pop_back();
+    line.resize(BaseStringUtil::UTF8PrefixLength(line, kMaxQuoteBytes - 3));
     line += "...";
   }
   while (!line.empty() && line.back() == ' ') line.pop_back();

@@ -294,3 +294,10 @@ String BaseStringUtil::StdStringToString(const NarrowString& bytes, unsigned int
 void BaseStringUtil::ReplaceIllFormedUTF8(NarrowString& bytes) {
   UnicodeConversion::MakeWellFormed(bytes, [] { return false; });
 }
+
+std::size_t BaseStringUtil::UTF8PrefixLength(NarrowString::View bytes, std::size_t most) noexcept {
+  if (bytes.size() <= most) return bytes.size();
+  const std::size_t least = most < 3 ? 0 : most - 3;  // a character has at most 3 further bytes
+  while (most > least && (static_cast<unsigned char>(bytes[most]) & 0xC0) == 0x80) --most;
+  return most;
+}
