@@ -54,7 +54,7 @@ class BusyProcessors {
 std::size_t Allocations(const std::function<void()>& work);
 
 /// Calls `work` in a child process. Returns the numbers that `work` returned, followed by the
-/// child's peak memory in bytes. REQUIRES: the process has one thread.
+/// child's peak memory in bytes. Requires that the process has one thread.
 std::vector<double> InChild(const std::function<std::vector<double>()>& work);
 
 /// Number of bytes allocated on the heap.

@@ -8,7 +8,7 @@
 #include <string_view>
 
 /// An HTTP server on a free loopback port, in a child process, so that its memory and allocations
-/// are not measured. Keeps connections alive. REQUIRES: the process has one thread.
+/// are not measured. Keeps connections alive. Requires that the process has one thread.
 class ServerProcess {
  public:
   /// Returns the body of the reply to a request body. Called in the child process, from any thread.

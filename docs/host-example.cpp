@@ -1,4 +1,4 @@
-// A host in small: loads the import library and lists the hierarchies of the provider's first cube.
+// A small host: loads the import library and lists the hierarchies of the provider's first cube.
 // Built and run in the project's top folder once ./demo has built the libraries:
 //
 // clang-format off
@@ -18,8 +18,8 @@
 
 namespace {
 
-/// Texts are of the host's class String, one wide character for each Unicode character; this makes
-/// UTF-8 of one and back.
+// The host's class String has one wide character for each Unicode character. These functions
+// convert it to UTF-8 and back.
 NarrowString Utf8(const String& text) {
   return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
 }
@@ -42,7 +42,7 @@ const OTCube* FirstCube(const std::vector<OTDataSource>& tree, const OTDataSourc
 bool ListHierarchies(OTXMLAImportAPI& import, const String& url) {
   String errors;
   String warnings;
-  // Throws ErrorMessage for an address that is none, or a log that cannot be written.
+  // Throws ErrorMessage for an unusable URL, or a log that cannot be written.
   import.SetupConnInfo(url, L"", L"", ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
   std::vector<OTDataSource> tree;
   import.GetDataSourceInfo(tree, errors, warnings);
@@ -82,7 +82,8 @@ int main(int argc, char** argv) {
   bool done = false;
   try {
     const VXExecutionState::Scope scope(*state);
-    const std::unique_ptr<OTXMLAImportAPI> import(create());  // gone before the library is
+    const std::unique_ptr<OTXMLAImportAPI> import(
+        create());  // destroyed before the library is unloaded
     done = ListHierarchies(*import, Wide(argv[1]));
   } catch (const ErrorMessage& error) {
     String text;

@@ -40,9 +40,13 @@ constexpr std::array kVariables{"XMLA_IMPORT_URL",      "XMLA_IMPORT_USER", "XML
                                 "XMLA_IMPORT_PASSWORD", kTimeout,           kLogDirectory};
 
 constexpr CommandOption kOptions[] = {
-    {.name = "--source", .help = "one", .names = &Arguments::sources},
-    {"--cube", "several", true, &Arguments::cubes},
-    {.name = "--jobs", .help = "a number", .count = &Arguments::jobs},
+    {.name = "--source", .help = "one", .value = &Arguments::sources},
+    {.name = "--cube", .help = "several", .value = &Arguments::cubes, .mayRepeat = true},
+    {.name = "--jobs",
+     .help = "a number",
+     .value = &Arguments::jobs,
+     .placeholder = "N",
+     .max = 64},
 };
 const std::vector<CommandForm> kCommands{{"sources", "nothing else", {}},
                                          {"import", "with options", kOptions}};

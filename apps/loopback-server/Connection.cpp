@@ -71,7 +71,7 @@ void Connection::Reset() {
   m_isClosed = true;
   const linger now{1, 0};
   ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-  // Dissolving the association sends the reset at once.
+  // A connect() with AF_UNSPEC sends the reset at once.
   const sockaddr nowhere{AF_UNSPEC, {}};
   (void)::connect(m_socket, &nowhere, sizeof nowhere);
 }

@@ -38,7 +38,7 @@ class Connection {
   std::size_t Receive(char* place, std::size_t room);
   /// Returns when the peer has gone or the server ends. Ignores what the peer sends.
   void AwaitPeerGone();
-  /// Takes no further request. The peer sees the end.
+  /// Closes the connection. The peer sees its end.
   void Close();
   /// The same, but the peer sees a reset.
   void Reset();

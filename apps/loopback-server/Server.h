@@ -35,8 +35,8 @@ struct Options {
   std::function<void()> onThread = {};
 };
 
-/// An HTTP/1.1 server on 127.0.0.1 with a thread for each connection. It parses requests; what goes
-/// back is up to the handler, byte by byte. All signals are blocked on its threads. The destructor
+/// An HTTP/1.1 server on 127.0.0.1 with a thread for each connection. It parses requests; the
+/// handler decides every byte of the reply. All signals are blocked on its threads. The destructor
 /// wakes and ends all handlers, and returns when their threads have ended.
 class Server {
  public:
@@ -60,7 +60,7 @@ class Server {
 
  private:
   struct Served {
-    std::unique_ptr<Connection> connection;  // guarded when it is reset
+    std::unique_ptr<Connection> connection;  ///< reset under m_mutex
     std::thread thread;
     std::atomic<bool> isDone{false};
   };
@@ -77,11 +77,12 @@ class Server {
   int m_listening = -1;
   int m_port = 0;
   StopSignal m_stop;
+  std::thread m_accepting;
   mutable std::mutex m_mutex;
-  std::deque<Request> m_requests;  // guarded, as is the rest
+  // Guarded by m_mutex.
+  std::deque<Request> m_requests;
   std::list<std::unique_ptr<Served>> m_served;
   std::size_t m_accepted = 0;
-  std::thread m_accepting;
 };
 
 /// The reason phrase of a status, "Unknown" for an unusual one.

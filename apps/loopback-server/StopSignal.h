@@ -6,7 +6,7 @@
 
 namespace loopback {
 
-/// Raised once, it ends every Sleep for good. Safe to use from several threads.
+/// After it was raised, every Sleep returns at once. Safe to use from several threads.
 class StopSignal {
  public:
   void Raise();
@@ -17,7 +17,7 @@ class StopSignal {
  private:
   mutable std::mutex m_mutex;
   mutable std::condition_variable m_changed;
-  bool m_isRaised = false;  // guarded
+  bool m_isRaised = false;  ///< guarded by m_mutex
 };
 
 }  // namespace loopback

@@ -7,8 +7,8 @@
 
 namespace sample {
 
-/// Answers as if the provider had each cube `copies` times, under names of their own: the cube's
-/// name, ", copy " and a number. A request for a copy is answered with the cube itself.
+/// Answers as if the provider had each cube `copies` times, with the names "NAME, copy 1"
+/// and so on. A request for a copy is answered with the cube itself.
 HttpReply AnswerWithCopies(Kind kind, std::string request, int copies);
 
 }  // namespace sample

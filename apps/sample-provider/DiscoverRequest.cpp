@@ -11,9 +11,8 @@ namespace {
 
 const xmlNode* Child(const xmlNode* parent, std::string_view name) {
   for (const xmlNode* node = parent ? parent->children : nullptr; node; node = node->next) {
-    if (node->type == XML_ELEMENT_NODE && reinterpret_cast<const char*>(node->name) == name) {
+    if (node->type == XML_ELEMENT_NODE && reinterpret_cast<const char*>(node->name) == name)
       return node;
-    }
   }
   return nullptr;
 }
@@ -26,9 +25,8 @@ std::string Text(const xmlNode* node) {
 template <typename Visit>
 void ForEachChild(const xmlNode* parent, Visit visit) {
   for (const xmlNode* node = parent ? parent->children : nullptr; node; node = node->next) {
-    if (node->type == XML_ELEMENT_NODE) {
+    if (node->type == XML_ELEMENT_NODE)
       visit(reinterpret_cast<const char*>(node->name), Text(node));
-    }
   }
 }
 
@@ -41,9 +39,7 @@ DiscoverRequest ParseDiscover(std::string_view body) {
                     XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING),
       xmlFreeDoc);
   if (!document) throw std::runtime_error("The request is not a well-formed XML document.");
-  if (document->intSubset) {
-    throw std::runtime_error("The request has a document type declaration.");
-  }
+  if (document->intSubset) throw std::runtime_error("The request has a document type declaration.");
   const xmlNode* discover =
       Child(Child(reinterpret_cast<const xmlNode*>(document.get()), "Envelope"), "Body");
   discover = Child(discover, "Discover");

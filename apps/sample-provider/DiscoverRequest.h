@@ -10,7 +10,7 @@ namespace sample {
 /// A parsed Discover request. Values are decoded.
 struct DiscoverRequest {
   std::string type;
-  std::map<std::string, std::vector<std::string>> restrictions;  // several values per name
+  std::map<std::string, std::vector<std::string>> restrictions;  ///< several values per name
   std::map<std::string, std::string> properties;
 };
 

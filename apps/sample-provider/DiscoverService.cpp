@@ -114,9 +114,8 @@ const DataSource& SourceFor(const Metadata& metadata, const DiscoverRequest& req
 }
 
 void RequireCatalog(const DataSource& source, const std::string& catalog) {
-  for (const Row& row : RowsOf(source, "DBSCHEMA_CATALOGS")) {
+  for (const Row& row : RowsOf(source, "DBSCHEMA_CATALOGS"))
     if (Has(row, "CATALOG_NAME", catalog)) return;
-  }
   throw Refusal{kNoCatalog, catalog};
 }
 
@@ -155,9 +154,8 @@ void ThrowPlannedFault(const DataSource& source, const std::string& rowset,
 
 std::vector<const Row*> Select(const std::vector<Row>& rows, const Restrictions& restrictions) {
   std::vector<const Row*> selected;
-  for (const Row& row : rows) {
+  for (const Row& row : rows)
     if (Matches(row, restrictions)) selected.push_back(&row);
-  }
   return selected;
 }
 
@@ -174,9 +172,8 @@ std::vector<const Row*> SelectRows(Kind kind, const Rowset& rowset,
   if (rowset.name == "DISCOVER_PROPERTIES") return Select(metadata.properties, restrictions);
   if (rowset.name == "DISCOVER_DATASOURCES") {
     std::vector<const Row*> rows;
-    for (const DataSource& source : metadata.sources) {
+    for (const DataSource& source : metadata.sources)
       if (Matches(source.row, restrictions)) rows.push_back(&source.row);
-    }
     return rows;
   }
   const DataSource& source = SourceFor(metadata, request);
@@ -191,9 +188,8 @@ std::vector<const Row*> SelectRows(Kind kind, const Rowset& rowset,
     for (const std::string& catalog : restrictions["CATALOG_NAME"]) RequireCatalog(source, catalog);
     const auto cubes = restrictions.find("CUBE_NAME");
     if (cubes != restrictions.end()) {
-      for (const std::string& cube : cubes->second) {
+      for (const std::string& cube : cubes->second)
         RequireCube(source, restrictions["CATALOG_NAME"], cube);
-      }
     }
     if (restrictions["CATALOG_NAME"].empty()) restrictions.erase("CATALOG_NAME");
   }

@@ -31,18 +31,18 @@ struct PlannedFault {
 using RowsByRowset = std::map<std::string, std::vector<Row>, std::less<>>;
 
 struct DataSource {
-  Row row;            // of DISCOVER_DATASOURCES
-  RowsByRowset rows;  // all rows of this data source
+  Row row;            ///< of DISCOVER_DATASOURCES
+  RowsByRowset rows;  ///< all rows of this data source
   std::vector<PlannedFault> faults;
 };
 
 /// The metadata of one kind of server. Format of the data file:
-//
+///
 ///   {"defaults": {ROWSET: {COLUMN: VALUE...}...}, "shared": {NAME: DIMENSION...},
 ///    "properties": [ROW...], "sources": [ROW with "catalogs": [ROW with "cubes": [ROW with
 ///      "measures", "variables" and "dimensions": [ROW with "hierarchies": [ROW with "levels":
 ///        [ROW with "properties" and "members"]]]]]]}
-//
+///
 /// A ROW is an object of columns, or a string, which is the row's name. Numbers and booleans are
 /// converted to text. An array is a repeated column, null an absent one. Columns that a row does
 /// not have come from the defaults. There, {COLUMN} is replaced by a column of the row or of an
@@ -51,7 +51,7 @@ struct DataSource {
 /// a copy of the shared one; its own columns override. "faults": {ROWSET: TEXT} makes requests for
 /// that rowset fail if they name this row.
 struct Metadata {
-  std::vector<Row> properties;  // of DISCOVER_PROPERTIES
+  std::vector<Row> properties;  ///< of DISCOVER_PROPERTIES
   std::vector<DataSource> sources;
 };
 

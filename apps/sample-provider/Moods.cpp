@@ -53,9 +53,8 @@ void ForEachCharacter(std::string_view body, Visit visit) {
     const auto lead = static_cast<unsigned char>(body[at]);
     const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     std::uint32_t code = length == 1 ? lead : lead & (0xFFU >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
+    for (std::size_t i = 1; i < length; ++i)
       code = (code << 6U) | (static_cast<unsigned char>(body[at + i]) & 0x3FU);
-    }
     visit(code);
     at += length;
   }
@@ -81,9 +80,8 @@ void ToUtf16(WireReply& reply, Kind, long) {
     out += static_cast<char>(unit >> 8U);
   };
   const std::size_t declaration = DeclarationOf(reply.body).size();
-  for (const char c : std::string_view("<?xml version=\"1.0\" encoding=\"UTF-16\"?>")) {
+  for (const char c : std::string_view("<?xml version=\"1.0\" encoding=\"UTF-16\"?>"))
     append(static_cast<unsigned char>(c));
-  }
   ForEachCharacter(std::string_view(reply.body).substr(declaration), [&](std::uint32_t code) {
     if (code >= 0x10000) {
       append(0xD800U + ((code - 0x10000U) >> 10U));
@@ -292,9 +290,8 @@ std::string MoodHelp() {
     if (form.size() < 20) form.resize(20, ' ');
     help += form;
     help.append(mood.what);
-    if (mood.number.value_or(kNoNumber) != kNoNumber) {
+    if (mood.number.value_or(kNoNumber) != kNoNumber)
       help += " (" + std::to_string(*mood.number) + ")";
-    }
     help += "\n";
   }
   return help;

@@ -16,8 +16,8 @@ struct MoodEntry;
 struct Mood {
   const MoodEntry* entry = nullptr;
   long number = 0;
-  std::string requestType;  // empty: every type
-  long nth = 0;             // 0: every such request
+  std::string requestType;  ///< empty: every type
+  long nth = 0;             ///< 0: every such request
   std::string text;
 
   bool AppliesTo(std::string_view type) const { return requestType.empty() || requestType == type; }

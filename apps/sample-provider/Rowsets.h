@@ -13,13 +13,13 @@ enum class ColumnType { kText, kInt, kUnsigned, kShort, kUnsignedShort, kBool, k
 struct Column {
   std::string_view name;
   ColumnType type = ColumnType::kText;
-  std::optional<Kind> only = std::nullopt;  // only this kind has the column
-  bool repeated = false;                    // may occur several times in a row
+  std::optional<Kind> only = std::nullopt;  ///< only this kind has the column
+  bool repeated = false;                    ///< may occur several times in a row
 };
 
 struct Rowset {
   std::string_view name;
-  std::span<const Column> columns;  // in the order of the reply
+  std::span<const Column> columns;  ///< in the order of the reply
   std::optional<Kind> only = std::nullopt;
 };
 

@@ -21,10 +21,10 @@ std::optional<Kind> KindFromName(std::string_view name);
 std::string_view NameOfKind(Kind kind);
 
 struct Options {
-  int port = 0;                          // 0: a free port
-  std::chrono::milliseconds latency{0};  // delay before every reply
-  bool compress = false;                 // compress replies for clients that accept it
-  std::string user;                      // not empty: requires Basic credentials
+  int port = 0;                          ///< 0: a free port
+  std::chrono::milliseconds latency{0};  ///< delay before every reply
+  bool compress = false;                 ///< compress replies for clients that accept it
+  std::string user;                      ///< not empty: requires Basic credentials
   std::string password;
   /// Lists every cube this many times under different names.
   int copies = 1;

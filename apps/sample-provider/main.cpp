@@ -14,9 +14,8 @@ namespace {
 std::string ReadPassword(const std::string& file) {
   std::ifstream in(file);
   std::string line;
-  if (!std::getline(in, line) && !in.eof()) {
+  if (!std::getline(in, line) && !in.eof())
     throw std::runtime_error("Cannot read the password file " + file + ".");
-  }
   if (!line.empty() && line.back() == '\r') line.pop_back();
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
@@ -70,9 +69,8 @@ int main(int argc, char** argv) {
     options.latency = std::chrono::milliseconds(latency);
     if (!passwordFile.empty()) options.password = ReadPassword(passwordFile);
     const sample::Provider provider(options);
-    for (const char* kind : {"analysis-services", "sap-bw", "tamarind"}) {
+    for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
       std::cout << provider.Url(*sample::KindFromName(kind)) << '\n';
-    }
     std::cout << std::flush;
     int received = 0;
     while (sigwait(&signals, &received) != 0) continue;

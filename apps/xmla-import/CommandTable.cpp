@@ -5,20 +5,31 @@
 namespace {
 
 constexpr CommandOption kTreeOptions[] = {
-    {.name = "--source", .help = "only this data source", .names = &Arguments::sources},
+    {.name = "--source", .help = "only this data source", .value = &Arguments::sources},
 };
 constexpr CommandOption kCubeOptions[] = {
-    {.name = "--source", .help = "its data source", .names = &Arguments::sources},
-    {.name = "--catalog", .help = "its catalog", .names = &Arguments::catalogs},
-    {.name = "--cube", .help = "its name", .names = &Arguments::cubes},
+    {.name = "--source", .help = "its data source", .value = &Arguments::sources},
+    {.name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs},
+    {.name = "--cube", .help = "its name", .value = &Arguments::cubes},
 };
 constexpr CommandOption kImportOptions[] = {
-    {"--source", "cubes of this data source; may be repeated", true, &Arguments::sources},
-    {"--catalog", "cubes of this catalog; may be repeated", true, &Arguments::catalogs},
-    {"--cube", "cubes of this name; may be repeated", true, &Arguments::cubes},
+    {.name = "--source",
+     .help = "cubes of this data source; may be repeated",
+     .value = &Arguments::sources,
+     .mayRepeat = true},
+    {.name = "--catalog",
+     .help = "cubes of this catalog; may be repeated",
+     .value = &Arguments::catalogs,
+     .mayRepeat = true},
+    {.name = "--cube",
+     .help = "cubes of this name; may be repeated",
+     .value = &Arguments::cubes,
+     .mayRepeat = true},
     {.name = "--jobs",
      .help = "number of cubes to read in parallel, 1 to 64",
-     .count = &Arguments::jobs},
+     .value = &Arguments::jobs,
+     .placeholder = "N",
+     .max = 64},
 };
 
 template <class Type>

@@ -179,8 +179,9 @@ TEST(HTTPRatioLimit, AppliesOnlyToLongReplies) {
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
     EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
     if (!test.ok) {
-      EXPECT_THAT(outcome.error, StartsWith("The reply is more than 500 times as long as its "
-                                            "compressed form (limit maxCompressionRatio): http"));
+      EXPECT_THAT(outcome.error,
+                  StartsWith("The reply is compressed by a factor of more than 500 (limit "
+                             "maxCompressionRatio): http"));
     }
   }
 }

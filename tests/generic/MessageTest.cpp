@@ -71,8 +71,8 @@ TEST(Messages, NameTheHierarchyThenItsCube) {
 TEST(Messages, NameTheConfiguredKindThenTheProvider) {
   EXPECT_THAT(Load(62010, {L"Kind 1", L"Provider"}),
               AllOf(HasSubstr("configured for Kind 1, but the server calls itself \"Provider\""),
-                    HasSubstr("by the rules of the configured kind, or by those of Tamarind when "
-                              "OT_XMLA_IMPORT_TAMARIND is set;")));
+                    HasSubstr("uses the rules of the configured kind (or of Tamarind, if "
+                              "OT_XMLA_IMPORT_TAMARIND is set).")));
 }
 
 TEST(Messages, LineBreaksInArgumentsBecomeBlanks) {

@@ -237,13 +237,13 @@ TEST(Config, SettingAppliesToItsScopeAndThread) {
   EXPECT_TRUE(config.GetLogDirectory() == before);
 }
 
-class FileTest : public testing::Test {
+class Files : public testing::Test {
  protected:
-  FileTest() {
+  Files() {
     std::string pattern = testing::TempDir() + "/xmla-host-XXXXXX";
     m_directory = mkdtemp(pattern.data());
   }
-  ~FileTest() override { std::filesystem::remove_all(m_directory); }
+  ~Files() override { std::filesystem::remove_all(m_directory); }
 
   std::string Path(const std::string& name) const { return m_directory + "/" + name; }
   static std::string Contents(const std::string& path) {
@@ -270,7 +270,7 @@ class FileTest : public testing::Test {
   std::string m_directory;
 };
 
-TEST_F(FileTest, CreatesFileAndDirectoriesForTheUserOnly) {
+TEST_F(Files, CreatesFileAndDirectoriesForTheUserOnly) {
   const mode_t former = umask(0);
   const std::string path = Path("a/\xC3\xA9/file.log");
   {
@@ -288,14 +288,14 @@ TEST_F(FileTest, CreatesFileAndDirectoriesForTheUserOnly) {
   EXPECT_EQ(Mode(Path("a/\xC3\xA9")), 0700u);
 }
 
-TEST_F(FileTest, CreationDoesNotFollowLinks) {
+TEST_F(Files, CreationDoesNotFollowLinks) {
   std::ofstream(Path("precious")) << "text";
   std::filesystem::create_symlink(Path("precious"), Path("link"));
   EXPECT_THAT(OpenError(Path("link"), AFile::kModeWriteFromEmpty), HasSubstr(Path("link")));
   EXPECT_EQ(Contents(Path("precious")), "text");
 }
 
-TEST_F(FileTest, ModesDecideCreationAndTruncation) {
+TEST_F(Files, ModesDecideCreationAndTruncation) {
   const std::string path = Path("file");
   EXPECT_THAT(OpenError(path, AFile::kModeWrite),
               testing::AllOf(HasSubstr(path), HasSubstr("No such file or directory")));
@@ -311,7 +311,7 @@ TEST_F(FileTest, ModesDecideCreationAndTruncation) {
   EXPECT_EQ(Contents(path), "");
 }
 
-TEST_F(FileTest, ErrorsNamePathAndReason) {
+TEST_F(Files, ErrorsNamePathAndReason) {
   std::ofstream(Path("plain")) << "x";
   EXPECT_EQ(OpenError(Path("plain/below/file"), AFile::kModeWriteFromEmpty),
             "Cannot create the directory \"" + Path("plain/below") + "\": Not a directory");
@@ -324,7 +324,7 @@ TEST_F(FileTest, ErrorsNamePathAndReason) {
               HasSubstr("Invalid argument"));
 }
 
-TEST_F(FileTest, WriteErrorsAreReportedAndRemembered) {
+TEST_F(Files, WriteErrorsAreReportedAndRemembered) {
   const Heap<AFile> file = AFile::MakeFile();
   EXPECT_FALSE(file->WriteBytes("x", 1));
   EXPECT_FALSE(file->Flush());
@@ -334,7 +334,7 @@ TEST_F(FileTest, WriteErrorsAreReportedAndRemembered) {
   EXPECT_FALSE(file->Flush());
 }
 
-TEST_F(FileTest, DeleteRemovesIt) {
+TEST_F(Files, DeleteRemovesIt) {
   const Heap<AFile> file = AFile::MakeFile();
   file->Open(Wide(Path("file")), AFile::kModeWriteFromEmpty);
   EXPECT_TRUE(file->Delete());

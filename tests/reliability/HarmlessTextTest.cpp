@@ -6,6 +6,9 @@
 #include <algorithm>
 
 #include "NetworkSupport.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "results/Formats.h"
+#include "results/ResultText.h"
 #include "support/ScriptedServer.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
@@ -152,7 +155,7 @@ tool::ScriptedProvider::Script HostileProvider() {
 TEST(HarmlessText, NamesAreEscapedOnlyOnATerminal) {
   const tool::ScriptedProvider provider(HostileProvider());
   for (const char* command : {"sources", "tree", "cube", "import"})
-    for (const char* format : {"text", "json"}) {
+    for (const std::string& format : FormatNames()) {
       SCOPED_TRACE(std::string(command) + " " + format);
       const tool::Arguments call{"--url", provider.Url(), "--format", format, command};
       const tool::Outcome seen = tool::RunTool(call, OnATerminal());
@@ -160,7 +163,7 @@ TEST(HarmlessText, NamesAreEscapedOnlyOnATerminal) {
       ExpectHarmless(seen.out);
       ExpectHarmless(seen.err);
       const tool::Outcome piped = tool::RunTool(call);
-      const bool isJson = std::string(format) == "json";
+      const bool isJson = format == "json";
       const auto name = isJson ? &JsonOfXml : &Plain;
       const auto shown = isJson ? &ShownJson : &Shown;
       EXPECT_THAT(piped.out, HasSubstr(Hostile(name)));
@@ -178,6 +181,28 @@ TEST(HarmlessText, NamesAreEscapedOnlyOnATerminal) {
         EXPECT_EQ(seen.Document(), piped.Document());
       }
     }
+}
+
+struct Collected : TextSink {
+  void Write(std::string_view text) override { all += text; }
+  std::string all;
+};
+
+/// Whatever function a new format uses.
+TEST(HarmlessText, AFormatCannotWriteItToATerminal) {
+  Collected collected;
+  ResultText text(collected, true);
+  for (const Active& active : kActive) {
+    const String name = BaseStringUtil::StdStringToString(active.utf8, 65001);
+    text.Append(active.utf8);
+    for (const char* byte = active.utf8; *byte; ++byte) text.Append(*byte);
+    text.AppendName(name);
+    text.AppendCharacter(name[0]);
+  }
+  text.Flush();
+  ExpectHarmless(collected.all);
+  EXPECT_EQ(collected.all.find('\n'), std::string::npos);
+  EXPECT_THAT(collected.all, HasSubstr("?\\u001B\\u001B"));
 }
 
 struct Source {
@@ -222,8 +247,9 @@ TEST(HarmlessText, OtherTextOfAServerIsEscaped) {
   }
   const auto inNames = std::count_if(std::begin(kActive), std::end(kActive), IsOfXml);
   Figure("text that acts on a terminal",
-         Text(inNames, " characters in names (4 commands, 2 formats) and ", std::size(kActive),
-              " in ", std::size(sources), " other places of a reply: none reached a terminal"));
+         Text(inNames, " characters in names (4 commands, ", FormatNames().size(), " formats) and ",
+              std::size(kActive), " in ", std::size(sources),
+              " other places of a reply: none reached a terminal"));
 }
 
 TEST(HarmlessText, MessagesAndLogsKeepNamesUnchanged) {

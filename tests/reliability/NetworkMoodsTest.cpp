@@ -31,7 +31,8 @@ constexpr char kUnanswered[] = "The server closed the connection without a respo
 constexpr char kCut[] = "The connection was closed in the middle of the reply: ";
 constexpr char kBroken[] = "The connection failed while the reply was received: ";
 constexpr char kFault[] = "[64203] The server refused the request with the SOAP fault ";
-constexpr char kTooTight[] = "as long as its compressed form (limit maxCompressionRatio): ";
+constexpr char kTooTight[] =
+    "compressed by a factor of more than 500 (limit maxCompressionRatio): ";
 constexpr char kNoXml[] = "[46100] The server's reply could not be read as XML: ";
 
 // The time-out is one second.

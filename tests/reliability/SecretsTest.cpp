@@ -489,10 +489,10 @@ TEST(Secrets, AreInNoMessageOfTheCatalogue) {
   const tool::ScriptedProvider skipping(script);
   all += search.Run({"--url", UrlWithCredentials(skipping.Url())}, {}, "import").err;
   all += SaidWhenInterrupted(search);
-  for (const char* number :
-       {"[46066] ", "[46100] ", "[62010] ", "[62011] ", "[62012] ", "[62013] ", "[64203] "})
-    EXPECT_THAT(all, HasSubstr(number));
-  Figure("secrets in the message catalogue", "in none of its 7 messages, as the tool prints them");
+  constexpr int kNumbers[] = {46066, 46100, 62010, 62011, 62012, 62013, 64203};
+  for (const int number : kNumbers) EXPECT_THAT(all, HasSubstr(Text("[", number, "] ")));
+  Figure("secrets in the message catalogue",
+         Text("in none of its ", std::size(kNumbers), " messages, as the tool prints them"));
 }
 
 }  // namespace

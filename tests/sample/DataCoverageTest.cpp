@@ -48,7 +48,7 @@ std::set<std::string> Numbers(int first, int last) {
   return numbers;
 }
 
-TEST(DataCoverageTest, EachColumnHasEveryRelevantValue) {
+TEST(DataCoverage, EachColumnHasEveryRelevantValue) {
   struct Case {
     Kind kind;
     std::string rowset;
@@ -129,15 +129,15 @@ TEST(DataCoverageTest, EachColumnHasEveryRelevantValue) {
   }
 }
 
-size_t Characters(const std::string& text) {
-  size_t count = 0;
+std::size_t Characters(const std::string& text) {
+  std::size_t count = 0;
   for (const char c : text) count += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
   return count;
 }
 
-TEST(DataCoverageTest, SomeCaptionsAndGeneratedNamesAreLong) {
-  size_t captions = 0;
-  size_t names = 0;
+TEST(DataCoverage, SomeCaptionsAndGeneratedNamesAreLong) {
+  std::size_t captions = 0;
+  std::size_t names = 0;
   for (const Row* row : RowsOf(kAs, "MDSCHEMA_HIERARCHIES")) {
     const std::string caption = Text(*row, "HIERARCHY_CAPTION");
     captions += Characters(caption) > 128;
@@ -151,20 +151,18 @@ TEST(DataCoverageTest, SomeCaptionsAndGeneratedNamesAreLong) {
   EXPECT_GT(names, 0U);
 }
 
-TEST(DataCoverageTest, CalculatedMeasuresHaveAnExpressionOneIsEmpty) {
+TEST(DataCoverage, CalculatedMeasuresHaveAnExpressionOneIsEmpty) {
   EXPECT_THAT(Values(kAs, "MDSCHEMA_MEASURES", "EXPRESSION"), Contains(testing::HasSubstr("IIF")));
   EXPECT_THAT(Values(kBw, "MDSCHEMA_MEASURES", "EXPRESSION"), Contains(""));
 }
 
-TEST(DataCoverageTest, NamesContainEverySpecialCharacter) {
+TEST(DataCoverage, NamesContainEverySpecialCharacter) {
   std::string names;
-  for (const char* column : {"CUBE_NAME", "CUBE_CAPTION"}) {
+  for (const char* column : {"CUBE_NAME", "CUBE_CAPTION"})
     for (const std::string& value : Values(kAs, "MDSCHEMA_CUBES", column)) names += value;
-  }
   std::string captions;
-  for (const std::string& v : Values(kAs, "MDSCHEMA_HIERARCHIES", "HIERARCHY_UNIQUE_NAME")) {
+  for (const std::string& v : Values(kAs, "MDSCHEMA_HIERARCHIES", "HIERARCHY_UNIQUE_NAME"))
     captions += v;
-  }
   for (const char c : std::string_view("&<>'\"[]")) {
     EXPECT_THAT(names, Contains(c));
     EXPECT_THAT(captions, Contains(c));
@@ -174,18 +172,17 @@ TEST(DataCoverageTest, NamesContainEverySpecialCharacter) {
   EXPECT_NE(captions.find("]]"), std::string::npos) << "no doubled bracket";
 }
 
-TEST(DataCoverageTest, SomeLevelsAreOutOfOrder) {
+TEST(DataCoverage, SomeLevelsAreOutOfOrder) {
   std::vector<std::string> numbers;
   for (const Row* row : RowsOf(kAs, "MDSCHEMA_LEVELS")) {
     if (Text(*row, "CUBE_NAME") != "Sales") continue;
-    if (Text(*row, "HIERARCHY_UNIQUE_NAME") == "[Date].[Trading Week]") {
+    if (Text(*row, "HIERARCHY_UNIQUE_NAME") == "[Date].[Trading Week]")
       numbers.push_back(Text(*row, "LEVEL_NUMBER"));
-    }
   }
   EXPECT_EQ(numbers, (std::vector<std::string>{"2", "0", "1"}));
 }
 
-TEST(DataCoverageTest, TamarindDefaultMembersCoverAllMemberCases) {
+TEST(DataCoverage, TamarindDefaultMembersCoverAllMemberCases) {
   bool equal = false;
   bool bothEmpty = false;
   bool different = false;
@@ -200,7 +197,7 @@ TEST(DataCoverageTest, TamarindDefaultMembersCoverAllMemberCases) {
 }
 
 // Consistency of a server's replies: each row's parent row exists.
-TEST(DataCoverageTest, ParentRowsExist) {
+TEST(DataCoverage, ParentRowsExist) {
   struct Case {
     std::string below;
     std::string above;
@@ -234,7 +231,7 @@ TEST(DataCoverageTest, ParentRowsExist) {
   }
 }
 
-TEST(DataCoverageTest, UniqueNamesAndLevelNumbersAreUnique) {
+TEST(DataCoverage, UniqueNamesAndLevelNumbersAreUnique) {
   struct Case {
     std::string rowset;
     std::vector<std::string> key;
@@ -258,15 +255,14 @@ TEST(DataCoverageTest, UniqueNamesAndLevelNumbersAreUnique) {
   }
 }
 
-TEST(DataCoverageTest, DefaultMembersExistIfTheirLookUpSucceeds) {
+TEST(DataCoverage, DefaultMembersExistIfTheirLookUpSucceeds) {
   // The sample data makes their look-up fail.
   const std::set<std::string> faulting = {"[Customer].[Club Card]",
                                           "[ZVFARM                        ZVCOOP]", "[Crew]"};
   for (const Kind kind : kKinds) {
     std::set<std::string> members;
-    for (const Row* row : RowsOf(kind, "MDSCHEMA_MEMBERS")) {
+    for (const Row* row : RowsOf(kind, "MDSCHEMA_MEMBERS"))
       members.insert(Text(*row, "CUBE_NAME") + Text(*row, "MEMBER_UNIQUE_NAME"));
-    }
     for (const Row* row : RowsOf(kind, "MDSCHEMA_HIERARCHIES")) {
       const std::string member = Text(*row, "DEFAULT_MEMBER");
       const bool lookedUp = kind != kKelvora || member != Text(*row, "ALL_MEMBER");
@@ -278,7 +274,7 @@ TEST(DataCoverageTest, DefaultMembersExistIfTheirLookUpSucceeds) {
   }
 }
 
-TEST(DataCoverageTest, ErrorsInADataFileNameTheLine) {
+TEST(DataCoverage, ErrorsInADataFileNameTheLine) {
   struct Case {
     const char* json;
     const char* text;

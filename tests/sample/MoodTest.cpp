@@ -43,7 +43,7 @@ void IsRowsInAnotherCharset(const Reply& reply, const Reply& proper) {
   EXPECT_EQ(document.rows, Parse(proper.body).rows);
   EXPECT_NE(reply.body, proper.body);
 }
-std::function<void(const Reply&, const Reply&)> HasBytes(size_t count) {
+std::function<void(const Reply&, const Reply&)> HasBytes(std::size_t count) {
   return [count](const Reply& reply, const Reply& proper) {
     EXPECT_EQ(reply.body, proper.body.substr(0, count));
   };
@@ -96,7 +96,7 @@ const MoodCase kCases[] = {
     {"fault/2", CURLE_OK, 200, IsProper},
 };
 
-TEST(MoodTest, EveryModeDoesWhatItSays) {
+TEST(Mood, EveryModeDoesWhatItSays) {
   for (const Kind kind : kKinds) {
     const sample::Provider provider;
     const Reply proper = Discover(provider.Url(kind), kType);
@@ -114,7 +114,7 @@ TEST(MoodTest, EveryModeDoesWhatItSays) {
   }
 }
 
-TEST(MoodTest, SilenceLastsUntilTheClientGivesUp) {
+TEST(Mood, SilenceLastsUntilTheClientGivesUp) {
   const sample::Provider provider;
   const std::string url = provider.Url(Kind::kAnalysisServices);
   Call call;
@@ -127,7 +127,7 @@ TEST(MoodTest, SilenceLastsUntilTheClientGivesUp) {
   EXPECT_EQ(some.body.size(), 7U);
 }
 
-TEST(MoodTest, EndlessBodyLastsUntilTheClientGivesUp) {
+TEST(Mood, EndlessBodyLastsUntilTheClientGivesUp) {
   const sample::Provider provider;
   Call call;
   call.timeoutMs = 150;
@@ -136,14 +136,14 @@ TEST(MoodTest, EndlessBodyLastsUntilTheClientGivesUp) {
   EXPECT_GT(reply.body.size(), 1'000'000U);
 }
 
-TEST(MoodTest, EndlessHeadersLastUntilTheClientGivesUp) {
+TEST(Mood, EndlessHeadersLastUntilTheClientGivesUp) {
   const sample::Provider provider;
   const Reply reply = Discover(provider.Url(Kind::kSapBw) + "?mood=endless-head", kType);
   EXPECT_NE(reply.error, CURLE_OK);
   EXPECT_GT(reply.headers.size(), 100'000U);
 }
 
-TEST(MoodTest, NumberAfterASlashSelectsOneRequest) {
+TEST(Mood, NumberAfterASlashSelectsOneRequest) {
   sample::Options options;
   options.mood = "status:401@DBSCHEMA_CATALOGS/2";
   const sample::Provider provider(options);
@@ -167,7 +167,7 @@ std::multimap<std::string, std::string> RandomMoods(const std::string& mood,
   return moods;
 }
 
-TEST(MoodTest, RandomModesDependOnSeedAndRequestNotOnOrder) {
+TEST(Mood, RandomModesDependOnSeedAndRequestNotOnOrder) {
   std::vector<std::string> requests;
   for (int i = 0; i < 300; ++i) requests.push_back("<q>" + std::to_string(i % 100) + "</q>");
   const std::vector<std::string> backwards(requests.rbegin(), requests.rend());
@@ -185,7 +185,7 @@ TEST(MoodTest, RandomModesDependOnSeedAndRequestNotOnOrder) {
   EXPECT_GT(kinds.size(), 15U);
 }
 
-TEST(MoodTest, EveryRandomModeEnds) {
+TEST(Mood, EveryRandomModeEnds) {
   for (uint64_t choice = 0; choice < 1000; ++choice) {
     const std::string mood(sample::RandomMood(choice));
     EXPECT_NO_THROW(sample::ParseMood(mood)) << mood;
@@ -193,7 +193,7 @@ TEST(MoodTest, EveryRandomModeEnds) {
   }
 }
 
-TEST(MoodTest, BombExpandsToAValidDocumentOfItsSize) {
+TEST(Mood, BombExpandsToAValidDocumentOfItsSize) {
   const sample::Provider provider;
   const std::string url = provider.Url(Kind::kTamarind);
   const Reply proper = Discover(url, kType);
@@ -207,7 +207,7 @@ TEST(MoodTest, BombExpandsToAValidDocumentOfItsSize) {
   EXPECT_TRUE(WellFormed(unpacked.body));
 }
 
-TEST(MoodTest, ProviderModeAppliesToRequestsWithoutTheirOwn) {
+TEST(Mood, ProviderModeAppliesToRequestsWithoutTheirOwn) {
   sample::Options options;
   options.mood = "status:503";
   const sample::Provider provider(options);
@@ -216,7 +216,7 @@ TEST(MoodTest, ProviderModeAppliesToRequestsWithoutTheirOwn) {
   EXPECT_EQ(Discover(provider.Url(Kind::kSapBw) + "?mood=", kType).status, 200);
 }
 
-TEST(MoodTest, UnknownModeIsRefusedWithAList) {
+TEST(Mood, UnknownModeIsRefusedWithAList) {
   const sample::Provider provider;
   for (const char* mood :
        {"grumpy", "garble:x", "slow:-1", "html:3", "slow:", "slow:9999999999", "fault/", "fault/0",
@@ -231,10 +231,9 @@ TEST(MoodTest, UnknownModeIsRefusedWithAList) {
               HasSubstr("stall-body"));
 }
 
-TEST(MoodTest, HelpListsEveryMode) {
-  for (const MoodCase& c : kCases) {
+TEST(Mood, HelpListsEveryMode) {
+  for (const MoodCase& c : kCases)
     EXPECT_THAT(sample::MoodHelp(), HasSubstr(c.mood.substr(0, c.mood.find_first_of(":@/"))));
-  }
 }
 
 }  // namespace

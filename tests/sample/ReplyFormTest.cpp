@@ -16,7 +16,7 @@ constexpr const char* kTypes[] = {
     "MDSCHEMA_DIMENSIONS",  "MDSCHEMA_HIERARCHIES", "MDSCHEMA_LEVELS",   "MDSCHEMA_PROPERTIES",
     "MDSCHEMA_MEASURES",    "MDSCHEMA_MEMBERS"};
 
-TEST(ReplyFormTest, RowsetsAreWellFormedAndOrderedByTheirSchema) {
+TEST(ReplyForm, RowsetsAreWellFormedAndOrderedByTheirSchema) {
   const sample::Provider provider;
   for (const Kind kind : kKinds) {
     for (const char* type : kTypes) {
@@ -35,7 +35,7 @@ TEST(ReplyFormTest, RowsetsAreWellFormedAndOrderedByTheirSchema) {
   }
 }
 
-TEST(ReplyFormTest, EachKindHasItsOwnEnvelope) {
+TEST(ReplyForm, EachKindHasItsOwnEnvelope) {
   const sample::Provider provider;
   const auto body = [&](Kind kind) {
     return Discover(provider.Url(kind), "DISCOVER_DATASOURCES").body;
@@ -45,7 +45,7 @@ TEST(ReplyFormTest, EachKindHasItsOwnEnvelope) {
   EXPECT_THAT(body(Kind::kTamarind), StartsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"));
 }
 
-TEST(ReplyFormTest, EachKindHasItsOwnFault) {
+TEST(ReplyForm, EachKindHasItsOwnFault) {
   const sample::Provider provider;
   const auto body = [&](Kind kind) { return Discover(provider.Url(kind), "NONE").body; };
   EXPECT_THAT(body(Kind::kAnalysisServices), HasSubstr("<faultcode>XMLAnalysisError.0xc1"));
@@ -53,7 +53,7 @@ TEST(ReplyFormTest, EachKindHasItsOwnFault) {
   EXPECT_THAT(body(Kind::kTamarind), HasSubstr("<faultactor>Kelvora</faultactor>"));
 }
 
-TEST(ReplyFormTest, SchemaIsOmittedForDataContent) {
+TEST(ReplyForm, SchemaIsOmittedForDataContent) {
   const sample::Provider provider;
   for (const Kind kind : kKinds) {
     const Document document =
@@ -63,7 +63,7 @@ TEST(ReplyFormTest, SchemaIsOmittedForDataContent) {
   }
 }
 
-TEST(ReplyFormTest, EachKindHasItsIdentity) {
+TEST(ReplyForm, EachKindHasItsIdentity) {
   const sample::Provider provider;
   const auto property = [&](Kind kind, const char* name) {
     return ColumnOf(Rows(provider.Url(kind), "DISCOVER_PROPERTIES", {{"PropertyName", name}}),

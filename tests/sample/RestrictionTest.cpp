@@ -12,7 +12,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-class RestrictionTest : public testing::Test {
+class Restriction : public testing::Test {
  protected:
   static void SetUpTestSuite() { m_provider = new sample::Provider; }
   static void TearDownTestSuite() {
@@ -23,7 +23,7 @@ class RestrictionTest : public testing::Test {
 
   static sample::Provider* m_provider;
 };
-sample::Provider* RestrictionTest::m_provider = nullptr;
+sample::Provider* Restriction::m_provider = nullptr;
 
 const Pairs kSales = {{"CATALOG_NAME", "Larkspur Retail"}, {"CUBE_NAME", "Sales"}};
 
@@ -32,7 +32,7 @@ Pairs With(Pairs pairs, const Pairs& more) {
   return pairs;
 }
 
-TEST_F(RestrictionTest, CatalogsAreThoseOfTheDataSource) {
+TEST_F(Restriction, CatalogsAreThoseOfTheDataSource) {
   EXPECT_THAT(ColumnOf(Rows(Url(Kind::kAnalysisServices), "DBSCHEMA_CATALOGS", {},
                             {{"DataSourceInfo", "NORTHQUAY"}}),
                        "CATALOG_NAME"),
@@ -48,7 +48,7 @@ TEST_F(RestrictionTest, CatalogsAreThoseOfTheDataSource) {
   EXPECT_THAT(catalogs("rehearsal"), IsEmpty());
 }
 
-TEST_F(RestrictionTest, CubesAreThoseOfTheCatalog) {
+TEST_F(Restriction, CubesAreThoseOfTheCatalog) {
   const auto cubes = [](const std::string& url, const std::string& catalog) {
     return ColumnOf(Rows(url, "MDSCHEMA_CUBES", {{"CATALOG_NAME", catalog}}), "CUBE_NAME");
   };
@@ -61,7 +61,7 @@ TEST_F(RestrictionTest, CubesAreThoseOfTheCatalog) {
   EXPECT_THAT(cubes(Url(Kind::kTamarind), "Ferries"), ElementsAre("Traffic", "Budget"));
 }
 
-TEST_F(RestrictionTest, EachRestrictionFiltersTheRows) {
+TEST_F(Restriction, EachRestrictionFiltersTheRows) {
   struct Case {
     std::string type;
     Pairs restrictions;
@@ -110,7 +110,7 @@ TEST_F(RestrictionTest, EachRestrictionFiltersTheRows) {
   }
 }
 
-TEST_F(RestrictionTest, RowsOfOtherCubesAreAbsent) {
+TEST_F(Restriction, RowsOfOtherCubesAreAbsent) {
   for (const Kind kind : kKinds) {
     for (const RowTexts& cube : Rows(Url(kind), "MDSCHEMA_CUBES")) {
       const Pairs one = {{"CATALOG_NAME", cube.at("CATALOG_NAME")},
@@ -125,7 +125,7 @@ TEST_F(RestrictionTest, RowsOfOtherCubesAreAbsent) {
   }
 }
 
-TEST_F(RestrictionTest, WithoutCubeGivesTheWholeCatalog) {
+TEST_F(Restriction, WithoutCubeGivesTheWholeCatalog) {
   const std::vector<std::string> whole = ColumnOf(
       Rows(Url(Kind::kSapBw), "SAP_VARIABLES", {{"CATALOG_NAME", "ZVSALES"}}), "VARIABLE_NAME");
   EXPECT_EQ(whole.size(), 8U);
@@ -137,14 +137,14 @@ TEST_F(RestrictionTest, WithoutCubeGivesTheWholeCatalog) {
             1U);
 }
 
-TEST_F(RestrictionTest, CatalogPropertySelectsTheCatalog) {
+TEST_F(Restriction, CatalogPropertySelectsTheCatalog) {
   EXPECT_THAT(ColumnOf(Rows(Url(Kind::kAnalysisServices), "MDSCHEMA_CUBES", {},
                             {{"Catalog", "Larkspur Finance"}}),
                        "CUBE_NAME"),
               ElementsAre("Ledger", "Ledger Summary"));
 }
 
-TEST_F(RestrictionTest, UnknownObjectsAreFaults) {
+TEST_F(Restriction, UnknownObjectsAreFaults) {
   struct Case {
     const char* what;
     std::string type;
@@ -173,19 +173,19 @@ TEST_F(RestrictionTest, UnknownObjectsAreFaults) {
   }
 }
 
-TEST_F(RestrictionTest, CubeOfAnotherCatalogIsAFault) {
+TEST_F(Restriction, CubeOfAnotherCatalogIsAFault) {
   const Reply reply = Discover(Url(Kind::kAnalysisServices), "MDSCHEMA_MEASURES",
                                {{"CATALOG_NAME", "Larkspur Finance"}, {"CUBE_NAME", "Sales"}});
   EXPECT_EQ(reply.status, 500);
 }
 
-TEST_F(RestrictionTest, OnlySapBwHasVariables) {
+TEST_F(Restriction, OnlySapBwHasVariables) {
   EXPECT_EQ(Discover(Url(Kind::kAnalysisServices), "SAP_VARIABLES").status, 500);
   EXPECT_THAT(Parse(Discover(Url(Kind::kTamarind), "SAP_VARIABLES").body).faultText,
               HasSubstr("SAP_VARIABLES"));
 }
 
-TEST_F(RestrictionTest, OtherCallsThanDiscoverAreFaults) {
+TEST_F(Restriction, OtherCallsThanDiscoverAreFaults) {
   struct Case {
     std::string body;
     const char* text;
@@ -211,7 +211,7 @@ TEST_F(RestrictionTest, OtherCallsThanDiscoverAreFaults) {
   }
 }
 
-TEST_F(RestrictionTest, BrokenHierarchyFaultsOnlyForItsMembers) {
+TEST_F(Restriction, BrokenHierarchyFaultsOnlyForItsMembers) {
   const Pairs card = With(kSales, {{"HIERARCHY_UNIQUE_NAME", "[Customer].[Club Card]"}});
   const Reply reply = Discover(Url(Kind::kAnalysisServices), "MDSCHEMA_MEMBERS", card);
   EXPECT_THAT(Parse(reply.body).faultText, HasSubstr("attribute key cannot be found"));

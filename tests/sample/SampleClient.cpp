@@ -26,7 +26,7 @@ std::string Escape(const std::string& text) {
   return out;
 }
 
-size_t Append(char* data, size_t size, size_t count, void* to) {
+std::size_t Append(char* data, std::size_t size, std::size_t count, void* to) {
   static_cast<std::string*>(to)->append(data, size * count);
   return size * count;
 }
@@ -95,9 +95,8 @@ void Walk(xmlNode* node, Document& document) {
 std::string Envelope(const std::string& type, const Pairs& restrictions, const Pairs& properties) {
   const auto list = [](const char* name, const Pairs& pairs) {
     std::string out;
-    for (const auto& [key, value] : pairs) {
+    for (const auto& [key, value] : pairs)
       out += "<" + key + ">" + Escape(value) + "</" + key + ">";
-    }
     return out.empty() ? out : "<" + std::string(name) + ">" + out + "</" + name + ">";
   };
   return "<?xml version=\"1.0\"?>\r\n<SOAP-ENV:Envelope "
@@ -111,9 +110,8 @@ std::string Envelope(const std::string& type, const Pairs& restrictions, const P
 Reply Post(const std::string& url, const std::string& body, const Call& call) {
   const Easy curl(curl_easy_init(), curl_easy_cleanup);
   curl_slist* lines = curl_slist_append(nullptr, "Content-Type: text/xml");
-  if (!call.acceptEncoding.empty()) {
+  if (!call.acceptEncoding.empty())
     lines = curl_slist_append(lines, ("Accept-Encoding: " + call.acceptEncoding).c_str());
-  }
   const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(lines,
                                                                             curl_slist_free_all);
   curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
@@ -121,9 +119,8 @@ Reply Post(const std::string& url, const std::string& body, const Call& call) {
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.data());
   curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
   curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT_MS, call.timeoutMs);
-  if (!call.userAndPassword.empty()) {
+  if (!call.userAndPassword.empty())
     curl_easy_setopt(curl.get(), CURLOPT_USERPWD, call.userAndPassword.c_str());
-  }
   if (call.unpack) curl_easy_setopt(curl.get(), CURLOPT_ACCEPT_ENCODING, "gzip");
   return Perform(curl.get());
 }
@@ -147,9 +144,8 @@ Document Parse(const std::string& body) {
   document.wellFormed = parsed && !error;
   if (!parsed) return document;
   xmlNode* root = xmlDocGetRootElement(parsed.get());
-  if (root->ns && root->ns->prefix) {
+  if (root->ns && root->ns->prefix)
     document.root = std::string(reinterpret_cast<const char*>(root->ns->prefix)) + ":";
-  }
   document.root += Name(root);
   Walk(root, document);
   return document;

@@ -25,20 +25,20 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kAnyType = "DISCOVER_DATASOURCES";
 
-TEST(ServerTest, KindsHaveNames) {
+TEST(Server, KindsHaveNames) {
   for (const Kind kind : kKinds) EXPECT_EQ(sample::KindFromName(NameOfKind(kind)), kind);
   EXPECT_EQ(sample::KindFromName("SAP-BW"), std::nullopt);
   EXPECT_EQ(sample::KindFromName(""), std::nullopt);
 }
 
-TEST(ServerTest, UsesAFreePortOnTheLoopbackInterface) {
+TEST(Server, UsesAFreePortOnTheLoopbackInterface) {
   const sample::Provider one;
   const sample::Provider two;
   EXPECT_NE(one.Port(), two.Port());
   EXPECT_EQ(one.Url(Kind::kSapBw), "http://127.0.0.1:" + std::to_string(one.Port()) + "/sap-bw");
 }
 
-TEST(ServerTest, RefusesAUsedPort) {
+TEST(Server, RefusesAUsedPort) {
   const sample::Provider first;
   sample::Options options;
   options.port = first.Port();
@@ -50,7 +50,7 @@ TEST(ServerTest, RefusesAUsedPort) {
   }
 }
 
-TEST(ServerTest, RefusesInvalidOptions) {
+TEST(Server, RefusesInvalidOptions) {
   sample::Options port;
   port.port = 70000;
   EXPECT_THROW(sample::Provider{port}, std::runtime_error);
@@ -59,7 +59,7 @@ TEST(ServerTest, RefusesInvalidOptions) {
   EXPECT_THROW(sample::Provider{latency}, std::runtime_error);
 }
 
-TEST(ServerTest, RecordsRequestsUnchanged) {
+TEST(Server, RecordsRequestsUnchanged) {
   sample::Provider provider;
   const std::string body = Envelope(kAnyType, {{"CATALOG_NAME", "a & b"}});
   Call call;
@@ -77,7 +77,7 @@ TEST(ServerTest, RecordsRequestsUnchanged) {
   EXPECT_THAT(provider.TakeRequests(), IsEmpty());
 }
 
-TEST(ServerTest, ServesOnlyPostOnThreePaths) {
+TEST(Server, ServesOnlyPostOnThreePaths) {
   const sample::Provider provider;
   const std::string root = "http://127.0.0.1:" + std::to_string(provider.Port());
   EXPECT_EQ(Discover(root + "/", kAnyType).status, 404);
@@ -85,7 +85,7 @@ TEST(ServerTest, ServesOnlyPostOnThreePaths) {
   EXPECT_EQ(Get(provider.Url(Kind::kSapBw)).status, 405);
 }
 
-TEST(ServerTest, RequiresCredentialsIfItHasAUser) {
+TEST(Server, RequiresCredentialsIfItHasAUser) {
   sample::Options options;
   options.user = "clerk";
   options.password = "pass:wörd";
@@ -105,7 +105,7 @@ TEST(ServerTest, RequiresCredentialsIfItHasAUser) {
   EXPECT_EQ(status("Clerk:pass:wörd"), 401);
 }
 
-TEST(ServerTest, CompressesOnlyIfEnabledAndAccepted) {
+TEST(Server, CompressesOnlyIfEnabledAndAccepted) {
   for (const Kind kind : kKinds) {
     for (const bool compress : {false, true}) {
       sample::Options options;
@@ -125,7 +125,7 @@ TEST(ServerTest, CompressesOnlyIfEnabledAndAccepted) {
   }
 }
 
-TEST(ServerTest, DelaysEveryReplyByItsLatency) {
+TEST(Server, DelaysEveryReplyByItsLatency) {
   sample::Options options;
   options.latency = 60ms;
   const sample::Provider provider(options);
@@ -136,7 +136,7 @@ TEST(ServerTest, DelaysEveryReplyByItsLatency) {
   }
 }
 
-TEST(ServerTest, ServesConcurrentConnections) {
+TEST(Server, ServesConcurrentConnections) {
   sample::Options options;
   options.latency = 100ms;
   const sample::Provider provider(options);
@@ -153,7 +153,7 @@ TEST(ServerTest, ServesConcurrentConnections) {
   EXPECT_LT(Clock::now() - start, 2s);  // one after the other would take 6 s
 }
 
-TEST(ServerTest, StopsAtOnceInAnyState) {
+TEST(Server, StopsAtOnceInAnyState) {
   for (const char* mood : {"stall", "stall-body", "drip:60000", "slow:60000", "endless"}) {
     SCOPED_TRACE(mood);
     auto provider = std::make_unique<sample::Provider>();
@@ -168,7 +168,7 @@ TEST(ServerTest, StopsAtOnceInAnyState) {
   }
 }
 
-TEST(ServerTest, StopsAtOnceDuringLatencyAndWithIdleConnections) {
+TEST(Server, StopsAtOnceDuringLatencyAndWithIdleConnections) {
   sample::Options options;
   options.latency = 60s;
   auto provider = std::make_unique<sample::Provider>(options);
@@ -181,7 +181,7 @@ TEST(ServerTest, StopsAtOnceDuringLatencyAndWithIdleConnections) {
   client.join();
 }
 
-TEST(ServerTest, KeepsTheSignalHandlersOfTheProcess) {
+TEST(Server, KeepsTheSignalHandlersOfTheProcess) {
   struct sigaction before {};
   struct sigaction fresh {};
   struct sigaction after {};
@@ -225,9 +225,8 @@ class Program {
 
   std::string Line() {
     std::string line;
-    for (int c = ::fgetc(m_out); c != EOF && c != '\n'; c = ::fgetc(m_out)) {
+    for (int c = ::fgetc(m_out); c != EOF && c != '\n'; c = ::fgetc(m_out))
       line += static_cast<char>(c);
-    }
     return line;
   }
   int Stop(int signal) {
@@ -243,7 +242,7 @@ class Program {
   FILE* m_out = nullptr;
 };
 
-TEST(ServerProgramTest, PrintsItsUrlsAndServesUntilInterrupted) {
+TEST(ServerProgram, PrintsItsUrlsAndServesUntilInterrupted) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Program program({});
     for (const Kind kind : kKinds) {
@@ -255,7 +254,7 @@ TEST(ServerProgramTest, PrintsItsUrlsAndServesUntilInterrupted) {
   }
 }
 
-TEST(ServerProgramTest, ReadsItsPasswordFromAFile) {
+TEST(ServerProgram, ReadsItsPasswordFromAFile) {
   const std::filesystem::path file =
       std::filesystem::temp_directory_path() / ("sample-password-" + std::to_string(::getpid()));
   for (const char* content : {"secret\nanother line\n", "\xEF\xBB\xBFsecret\r\n"}) {
@@ -271,7 +270,7 @@ TEST(ServerProgramTest, ReadsItsPasswordFromAFile) {
   std::filesystem::remove(file);
 }
 
-TEST(ServerProgramTest, UsageErrorHasAClearText) {
+TEST(ServerProgram, UsageErrorHasAClearText) {
   struct Case {
     std::vector<std::string> arguments;
     int status;

@@ -1,7 +1,10 @@
-// The examples of docs/xmla-import.md show the tool's actual output.
+// docs/xmla-import.md agrees with the tool: output of its examples, options, and JSON keys.
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
 #include <sstream>
 
 #include "support/TempDir.h"
@@ -59,6 +62,75 @@ TEST(Documentation, ExamplesAreTheToolsOutput) {
   for (const Example& example : examples)
     EXPECT_EQ(RunTool(example.arguments).out, example.output)
         << testing::PrintToString(example.arguments);
+}
+
+TEST(Documentation, MentionsEveryOption) {
+  const std::string document = support::ReadFile(TOOL_DOCUMENT);
+  const std::regex option("--[a-z][a-z-]*");
+  std::set<std::string> options;
+  for (const char* command : {"sources", "tree", "cube", "import", ""}) {
+    Arguments call{"--help"};
+    if (*command) call.insert(call.begin(), command);
+    const std::string help = RunTool(call).out;
+    for (std::sregex_iterator found(help.begin(), help.end(), option), end; found != end; ++found)
+      options.insert(found->str());
+  }
+  EXPECT_GE(options.size(), 15u);
+  for (const std::string& each : options) {
+    const std::regex mention("[`\\[ ]" + each + "[`\\] ]");
+    EXPECT_TRUE(std::regex_search(document, mention)) << each;
+  }
+}
+
+using Keys = std::vector<std::string>;
+
+/// The quoted words of each pair of braces, without those in brackets.
+std::set<Keys> KeysInBraces(const std::string& text) {
+  std::set<Keys> all;
+  std::vector<Keys> open;
+  int brackets = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '[') ++brackets;
+    if (c == ']') --brackets;
+    if (c == '{') open.emplace_back();
+    if (c == '}') {
+      all.insert(open.back());
+      open.pop_back();
+    }
+    if (c == '"') {
+      const std::size_t end = text.find('"', i + 1);
+      if (!open.empty() && brackets == 0) open.back().push_back(text.substr(i + 1, end - i - 1));
+      i = end;
+    }
+  }
+  return all;
+}
+
+void CollectKeys(const nlohmann::ordered_json& value, std::set<Keys>& all) {
+  if (value.is_object()) {
+    Keys keys;
+    for (const auto& [key, member] : value.items()) keys.push_back(key);
+    // A cube is documented without its messages.
+    if (keys.front() == "dataSource") keys.resize(keys.size() - 2);
+    all.insert(keys);
+  }
+  if (value.is_structured())
+    for (const auto& member : value) CollectKeys(member, all);
+}
+
+TEST(Documentation, ListsTheKeysOfEveryJsonObjectInOrder) {
+  const std::string document = support::ReadFile(TOOL_DOCUMENT);
+  const std::size_t begin = document.find("    sources  {");
+  const std::size_t end = document.find("`errors` and `warnings`", begin);
+  ASSERT_NE(end, std::string::npos);
+  std::set<Keys> written;
+  for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
+    for (const char* command : {"sources", "tree", "import"}) {
+      const Outcome outcome = RunTool({"--sample", kind, "--format", "json", command});
+      CollectKeys(nlohmann::ordered_json::parse(outcome.out), written);
+    }
+  EXPECT_EQ(KeysInBraces(document.substr(begin, end - begin)), written);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "results/Formats.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
@@ -36,7 +37,7 @@ class Output : public testing::Test {
 };
 
 TEST_F(Output, FileHasTheStandardOutput) {
-  for (const char* format : {"text", "json"}) {
+  for (const std::string& format : FormatNames()) {
     const Outcome outcome = RunInto(File(), {"--format", format});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "");
@@ -160,7 +161,7 @@ TEST_F(Output, IncompleteResultReplacesTheFile) {
 
 TEST_F(Output, ClosedOrFullStandardOutputIsAnError) {
   for (const Stream stream : {Stream::kClosed, Stream::kFull})
-    for (const char* format : {"text", "json"}) {
+    for (const std::string& format : FormatNames()) {
       Options options;
       options.out = stream;
       const Outcome outcome =

@@ -84,23 +84,31 @@ void AddConnectionOptions(CLI::App& app, const std::vector<std::string>& formats
   app.add_flag("--verbose", arguments.verbose, "show each exchange with its timings");
 }
 
+void AddOption(CLI::App& command, const CommandOption& option, bool& flag) {
+  command.add_flag(option.name, flag, option.help);
+}
+void AddOption(CLI::App& command, const CommandOption& option, std::string& text) {
+  AddText(command, option.name, text, option.placeholder, option.help);
+}
+void AddOption(CLI::App& command, const CommandOption& option, int& number) {
+  command.add_option(option.name, number, option.help)
+      ->type_name(option.placeholder)
+      ->check(CLI::Range(1, option.max));
+}
+void AddOption(CLI::App& command, const CommandOption& option, std::vector<std::string>& list) {
+  CLI::Option& texts =
+      *command.add_option(option.name, list, option.help)->type_name(option.placeholder);
+  if (option.mayRepeat)
+    texts.allow_extra_args(false);
+  else
+    texts.expected(1);
+}
+
 void AddCommand(CLI::App& app, const CommandForm& form, Arguments& arguments) {
   CLI::App& command = *app.add_subcommand(form.name, form.help);
   command.footer("Common options: xmla-import --help");
-  for (const CommandOption& option : form.options) {
-    if (option.count) {
-      command.add_option(option.name, arguments.*option.count, option.help)
-          ->type_name("N")
-          ->check(CLI::Range(1, 64));
-      continue;
-    }
-    CLI::Option& names =
-        *command.add_option(option.name, arguments.*option.names, option.help)->type_name("NAME");
-    if (option.mayRepeat)
-      names.allow_extra_args(false);
-    else
-      names.expected(1);
-  }
+  for (const CommandOption& option : form.options)
+    std::visit([&](auto member) { AddOption(command, option, arguments.*member); }, option.value);
 }
 
 /// Rejects "--option=" without a value. The parser would use the next argument as the value.

@@ -10,7 +10,7 @@
 
 #include "commands/Results.h"
 
-/// Matches on cubes in order while several threads read them. Limits how far threads read ahead, so
+/// Passes on cubes in order while several threads read them. Limits how far threads read ahead, so
 /// that few cubes are in memory. Thread-safe.
 class CubeOrder {
  public:

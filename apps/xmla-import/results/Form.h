@@ -8,6 +8,16 @@
 /// An output format. The result of an import is written in pieces, cube by cube, all others at
 /// once. If the output must end early, lists are truncated, and a format that shows errors adds one
 /// to the truncated object.
+///
+/// | call      | functions                                        |
+/// | --------- | ------------------------------------------------ |
+/// | `sources` | Write(SourcesResult)                             |
+/// | `tree`    | Write(TreeResult)                                |
+/// | `cube`    | Write(CubeResult)                                |
+/// | `import`  | BeginImport, AddCube for each cube, EndImport    |
+/// | other     | Write(NoResult): a usage error without a command |
+///
+/// They are called after a failure, too; then the result contains its errors, and what was read.
 class Form {
  public:
   explicit Form(ResultText& text) : m_text(text) {}

@@ -29,7 +29,7 @@ class JsonForm : public Form {
 
   void Write(const CubeResult& result) override {
     Element(result);
-    Text().Append('\n');
+    Text().EndLine();
   }
 
   void BeginImport(const ImportResult& result) override {
@@ -110,7 +110,7 @@ class JsonForm : public Form {
   void EndWith(const ::Messages& messages) {
     Messages(messages);
     m_json.EndObject();
-    Text().Append('\n');
+    Text().EndLine();
   }
 
   void Element(const String& text) { m_json.Value(text); }

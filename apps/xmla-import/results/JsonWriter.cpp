@@ -2,7 +2,6 @@
 
 #include <charconv>
 
-#include "base/TerminalText.h"
 #include "base/Text.h"
 
 namespace {
@@ -36,7 +35,8 @@ void JsonWriter::Separate() {
     m_isAfterKey = false;
     return;
   }
-  m_text.Append(m_hasItems[m_depth] ? ",\n" : "\n");
+  if (m_hasItems[m_depth]) m_text.Append(',');
+  m_text.EndLine();
   m_hasItems[m_depth] = true;
   m_text.AppendBlanks(2 * m_depth);
 }
@@ -49,7 +49,7 @@ void JsonWriter::Begin(char bracket) {
 
 void JsonWriter::End(char bracket) {
   if (m_hasItems[m_depth--]) {
-    m_text.Append('\n');
+    m_text.EndLine();
     m_text.AppendBlanks(2 * m_depth);
   }
   m_text.Append(bracket);
@@ -64,15 +64,11 @@ void JsonWriter::Key(std::string_view name) {
 }
 
 void JsonWriter::WriteInText(wchar_t character) {
-  if (character >= 0x20 && character < 0x7F && character != L'"' && character != L'\\')
-    m_text.Append(static_cast<char>(character));
-  else if (const char letter = EscapeLetter(character)) {
+  if (const char letter = EscapeLetter(character)) {
     m_text.Append('\\');
     m_text.Append(letter);
   } else if (static_cast<unsigned int>(character) < 0x20) {
     m_text.AppendNumber(character, "0123456789abcdef");
-  } else if (m_text.IsForTerminal() && NeedsEscapeOnTerminal(character)) {
-    m_text.AppendNumber(character, "0123456789ABCDEF");
   } else {
     m_text.AppendCharacter(character);
   }

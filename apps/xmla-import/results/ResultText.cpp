@@ -1,30 +1,29 @@
 #include "results/ResultText.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include "base/Interrupt.h"
+#include "base/TerminalText.h"
 
-void ResultText::Append(std::string_view bytes) {
-  while (!bytes.empty()) {
-    if (m_length == m_block.size()) Flush();
-    const std::size_t count = std::min(bytes.size(), m_block.size() - m_length);
-    std::memcpy(m_block.data() + m_length, bytes.data(), count);
-    m_length += count;
-    bytes.remove_prefix(count);
-  }
+void ResultText::Append(std::string_view ours) {
+  for (const char byte : ours) Append(byte);
 }
 
 void ResultText::AppendBlanks(std::size_t count) {
-  for (; count > 0; --count) Append(' ');
+  for (; count > 0; --count) Put(' ');
+}
+
+void ResultText::AppendName(const String& name) {
+  for (const wchar_t character : name) AppendCharacter(character);
 }
 
 void ResultText::AppendCharacter(wchar_t character) {
+  if (m_isForTerminal && NeedsEscapeOnTerminal(character))
+    return AppendNumber(character, "0123456789ABCDEF");
   auto code = static_cast<std::uint32_t>(character);
-  if (code < 0x80) return Append(static_cast<char>(code));
+  if (code < 0x80) return Put(static_cast<char>(code));
   if (code > 0x10FFFF || (0xD800 <= code && code <= 0xDFFF)) code = 0xFFFD;
-  const auto byte = [this](std::uint32_t value) { Append(static_cast<char>(value)); };
+  const auto byte = [this](std::uint32_t value) { Put(static_cast<char>(value)); };
   const auto follow = [&](int shift) { byte(0x80 | (code >> shift & 0x3F)); };
   if (code < 0x800) {
     byte(0xC0 | code >> 6);

@@ -9,23 +9,27 @@
 
 /// Buffers the text of a result and passes it to a sink in blocks. Allocates no memory, so a result
 /// of any size can be written even if memory is exhausted.
+///
+/// No function can send a control character of a server to a terminal: EndLine is the only line
+/// feed, Append writes printable ASCII, and AppendName and AppendCharacter escape.
 class ResultText {
  public:
-  /// With `isForTerminal`, control characters are escaped as \u and four hexadecimal digits.
   ResultText(TextSink& sink, bool isForTerminal) : m_sink(sink), m_isForTerminal(isForTerminal) {}
 
   bool IsForTerminal() const { return m_isForTerminal; }
-  void Append(std::string_view bytes);
-  void Append(char byte) {
-    if (m_length == m_block.size()) Flush();
-    m_block[m_length++] = byte;
-  }
+  /// Appends the format's own text: printable ASCII. Other bytes become question marks.
+  void Append(std::string_view ours);
+  void Append(char ours) { Put(IsPrintable(ours) ? ours : '?'); }
   void AppendBlanks(std::size_t count);
-  /// Appends a character in UTF-8. Invalid ones become U+FFFD.
+  void EndLine() { Put('\n'); }
+  /// Appends text of a server in UTF-8, see AppendCharacter.
+  void AppendName(const String& name);
+  /// Appends a character of a server in UTF-8. Invalid ones become U+FFFD. For a terminal, control
+  /// characters and characters that change the text direction become \u and their code.
   void AppendCharacter(wchar_t character);
   /// Appends \u and the code of a character in four hexadecimal digits.
   void AppendNumber(wchar_t character, const char* digits);
-  /// Matches the buffered text to the sink.
+  /// Passes the buffered text to the sink.
   void Flush();
 
   /// True if more than 4 MiB were written after an interruption. The rest is then omitted, so that
@@ -34,6 +38,12 @@ class ResultText {
 
  private:
   static constexpr std::size_t kMaxAfterInterruption = std::size_t{4} << 20;
+
+  static bool IsPrintable(char byte) { return ' ' <= byte && byte <= '~'; }
+  void Put(char byte) {
+    if (m_length == m_block.size()) Flush();
+    m_block[m_length++] = byte;
+  }
 
   TextSink& m_sink;
   const bool m_isForTerminal;

@@ -92,17 +92,10 @@ class TextForm : public Form {
   void Line(std::size_t depth, const Parts&... parts) {
     Text().AppendBlanks(2 * depth);
     (Put(parts), ...);
-    Text().Append('\n');
+    Text().EndLine();
   }
   void Put(std::string_view ours) { Text().Append(ours); }
-  void Put(const String& name) {
-    for (const wchar_t c : name) {
-      if (Text().IsForTerminal() && NeedsEscapeOnTerminal(c))
-        Text().AppendNumber(c, "0123456789ABCDEF");
-      else
-        Text().AppendCharacter(c);
-    }
-  }
+  void Put(const String& name) { Text().AppendName(name); }
   void Put(const Named& named) {
     if (named.name.empty() || named.name == named.externalName) return Put(named.externalName);
     Put(named.name);
@@ -150,7 +143,7 @@ class TextForm : public Form {
                   isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension);
     PutIfNotEmpty(", default ", variable.m_defaultLow);
     PutIfNotEmpty(" to ", variable.m_defaultHigh);
-    Text().Append('\n');
+    Text().EndLine();
   }
   void PutIfNotEmpty(std::string_view words, const String& name) {
     if (name.empty()) return;

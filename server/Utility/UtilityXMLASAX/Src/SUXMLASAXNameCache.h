@@ -19,7 +19,7 @@ class NameCache {
       m_last = m_last + 1 < m_entries.size() ? m_last + 1 : 0;
       if (m_entries[m_last].name.data() == name.data()) return m_entries[m_last].meaning;
     }
-    // Names may have different texts if there are very many. They must not make the list long.
+    // With very many names, equal names may not share their text. They must not make the list long.
     if (m_entries.size() >= kMaxEntries) m_entries.clear();
     m_last = m_entries.size();
     m_entries.push_back({name, resolve(name)});

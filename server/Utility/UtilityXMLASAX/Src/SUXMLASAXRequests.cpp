@@ -13,7 +13,7 @@ bool IsTooLong(std::size_t bytes) {
   return limit > 0 && bytes > limit;
 }
 
-/// Builds a request step by step. The start time is that of the constructor.
+/// Builds a request step by step. The start time is the time of construction.
 class RequestBuilder {
  public:
   /// The builder may contain parts of a request that failed.

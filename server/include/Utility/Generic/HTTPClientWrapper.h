@@ -34,8 +34,8 @@ struct HTTPClientOptions {
   /// Size of a reply in bytes. Checked as received, and again after its conversion to UTF-8.
   std::uint64_t maxReplyBytes = std::uint64_t{256} << 20;
   /// Bytes of status lines, headers and trailers of one exchange, including log-in rounds. libcurl
-  /// also limits each response to 300 KiB. Only the first 16 headers of a response that offer an
-  /// authentication scheme are read.
+  /// also limits each response to 300 KiB. Of the headers that offer an authentication scheme,
+  /// only the first 16 of a response are read.
   std::size_t maxHeaderBytes = std::size_t{300} << 10;
   /// Number of cookies that the client keeps, and total size of their names and values. Further
   /// cookies are ignored.

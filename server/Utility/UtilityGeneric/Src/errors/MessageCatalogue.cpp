@@ -32,13 +32,12 @@ constexpr Message kMessages[] = {
     {kMessageReadCancelled, kNone,
      L"Reading the server's reply was cancelled before its end. Run the import again."},
     {kMessageParseError, kNone,
-     L"The server's reply could not be read as XML: {1}. Check that the URL is that of an XML for "
-     L"Analysis service; if it is, look for errors in the server's own log."},
+     L"The server's reply could not be read as XML: {1}. Check that the URL leads to an XML for "
+     L"Analysis service; if it does, look for errors in the server's own log."},
     {kMessageTargetMismatch, kNone,
-     L"The connection is configured for {1}, but the server calls itself \"{2}\". The import goes "
-     L"on by the rules of the configured kind, or by those of Tamarind when "
-     L"OT_XMLA_IMPORT_TAMARIND is set; choose the matching target kind if the result looks wrong "
-     L"or incomplete."},
+     L"The connection is configured for {1}, but the server calls itself \"{2}\". The import uses "
+     L"the rules of the configured kind (or of Tamarind, if OT_XMLA_IMPORT_TAMARIND is set). If "
+     L"the result looks wrong or incomplete, choose the target kind that matches the server."},
     {kMessageVirtualHierarchy, kHierarchy,
      L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
      L"Import the hierarchy that it is built on instead."},
@@ -51,8 +50,7 @@ constexpr Message kMessages[] = {
      L"change the hierarchy on the server if it is needed."},
     {kMessageSoapFault, kFault,
      L". Check the user's rights and the chosen data source, catalog and cube; the server's own "
-     L"log "
-     L"may say more."},
+     L"log may say more."},
 };
 
 bool IsLineBreak(wchar_t character) {

@@ -200,8 +200,8 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
     CloseOnExec::MarkPairBySignal([this] { curl_multi_wakeup(m_multi); });
     Configure(url, user, password, options);
     SetHeaderLines(NarrowString());
-    // A multi handle takes CURLOPT_NOSIGNAL over from the easy handles that were added to it. If
-    // none was added, its cleanup changes the SIGPIPE action of the process for a moment.
+    // A multi handle gets CURLOPT_NOSIGNAL from the easy handles that were added to it. If none was
+    // added, its cleanup changes the SIGPIPE action of the process for a moment.
     if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK ||
         curl_multi_remove_handle(m_multi, m_easy) != CURLM_OK)
       throw std::bad_alloc();
@@ -227,7 +227,7 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_URL, url.c_str());
   Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
-  // libcurl counts log-in rounds as redirects. Without a limit, a server could ask for ever.
+  // libcurl counts log-in rounds as redirects. Without a limit, a server could ask without end.
   Set(CURLOPT_MAXREDIRS, kMaxLogInRounds);
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   Set(CURLOPT_ACCEPT_ENCODING, "");  // everything that this libcurl supports

@@ -57,7 +57,7 @@ Diagnosis DiagnoseStatus(const HTTPResponse& response) {
 /// Finds reasons why a body cannot be XML.
 Diagnosis DiagnoseBody(const HTTPResponse& response) {
   const std::string_view body = response.body.view();
-  const wchar_t* const kCheckURL = L"check that the URL is that of an XML for Analysis service";
+  const wchar_t* const kCheckURL = L"check that the URL leads to an XML for Analysis service";
   if (ReplyKind::IsEmpty(body)) {
     return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL};
   }
@@ -67,7 +67,7 @@ Diagnosis DiagnoseBody(const HTTPResponse& response) {
     if (!title.empty()) what += L", titled \"" + FromUTF8(title) + L"\"";
     return {what,
             L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
-            L"that it is that of an XML for Analysis service"};
+            L"that it leads to an XML for Analysis service"};
   }
   if (ReplyKind::IsPlainText(body)) {
     return {L"The server sent plain text instead of XML: \"" +

@@ -29,12 +29,10 @@ Text TextOf(HTTPFailure failure) noexcept {
       return {L"The reply is longer than # bytes (limit maxReplyBytes)", kSmaller};
     case HTTPFailure::kHeadersTooLong:
       return {L"The reply has more than # bytes of headers (limit maxHeaderBytes)",
-              L"check that the URL is that of an XML for Analysis service"};
+              L"check that the URL leads to an XML for Analysis service"};
     case HTTPFailure::kCompressionRatioTooHigh:
-      return {
-          L"The reply is more than # times as long as its compressed form (limit "
-          L"maxCompressionRatio)",
-          kSmaller};
+      return {L"The reply is compressed by a factor of more than # (limit maxCompressionRatio)",
+              kSmaller};
     case HTTPFailure::kMalformedHeader:
       return {L"A header line of the response contains a carriage return",
               L"report it to the administrator of the server or proxy"};
@@ -67,7 +65,7 @@ Text TextOf(HTTPFailure failure) noexcept {
               L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
     case HTTPFailure::kClosedWithoutResponse:
       return {L"The server closed the connection without a response",
-              L"check that the port is that of a web server, and try again"};
+              L"check that a web server uses this port, and try again"};
     case HTTPFailure::kTruncated:
       return {L"The connection was closed in the middle of the reply", L"try again"};
     case HTTPFailure::kReceiveFailed:
@@ -78,7 +76,7 @@ Text TextOf(HTTPFailure failure) noexcept {
       return {L"The reply cannot be decompressed",
               L"try again, or disable compression on the server"};
     case HTTPFailure::kNotHTTP:
-      return {L"The response is not HTTP", L"check that the port is that of a web server"};
+      return {L"The response is not HTTP", L"check that a web server uses this port"};
     case HTTPFailure::kProxyRefused:
       return {L"The proxy refuses the connection", L"check the environment's proxy setting"};
     case HTTPFailure::kOther:

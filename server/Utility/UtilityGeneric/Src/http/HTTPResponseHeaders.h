@@ -26,9 +26,8 @@ class HTTPResponseHeaders {
     m_part = Part::kStatusLine;
     m_compressions = 0;
   }
-  /// Reads one line with its line end. `request` is the number of the request. After the headers of
-  /// a response, a line with another number is a status line; a line with the same number is a
-  /// trailer.
+  /// Reads one line with its line end. `request` numbers the requests. The first line after
+  /// complete headers is a status line if its number is new, otherwise a trailer.
   Result OnLine(std::string_view line, long request);
   /// True if all headers of the last response were read.
   bool IsComplete() const noexcept { return m_part == Part::kBody; }

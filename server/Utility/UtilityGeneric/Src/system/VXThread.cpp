@@ -48,7 +48,7 @@ class VXThread::SystemThread {
 
  private:
   /// False before the start and in a forked child. In a child, the thread does not exist, and the
-  /// mutex may be locked for ever.
+  /// mutex may never be unlocked.
   bool IsInThisProcess() const noexcept { return m_process.load() == getpid(); }
 
   static void* Main(void* self) {

@@ -10,14 +10,14 @@
 /// plus its value in UTF-8. The reader decodes a value only on request.
 struct SAX2ElementBlock {
   struct Record {
-    std::uint32_t name;    // index into `names`
-    std::uint32_t length;  // bytes of the value
+    std::uint32_t name;    ///< index into `names`
+    std::uint32_t length;  ///< bytes of the value
   };
 
   std::vector<String> names;
   std::vector<Record> records;
-  std::string text;           // the values, one after the other
-  std::size_t nameBytes = 0;  // bytes of the names
+  std::string text;           ///< the values, one after the other
+  std::size_t nameBytes = 0;  ///< bytes of the names
 
   std::size_t Bytes() const noexcept {
     return records.size() * sizeof(Record) + text.size() + nameBytes;

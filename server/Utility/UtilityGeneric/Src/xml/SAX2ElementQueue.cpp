@@ -16,8 +16,8 @@ constexpr std::chrono::milliseconds kWaitInterval{40};
 
 }  // namespace
 
-// In a forked child, the destructor of a condition variable would wait for ever for threads that
-// exist only in the parent.
+// In a forked child, the destructor of a condition variable would never return: it waits for
+// threads that exist only in the parent.
 SAX2ElementQueue::~SAX2ElementQueue() {
   if (m_process != getpid()) static_cast<void>(m_conditions.release());
 }

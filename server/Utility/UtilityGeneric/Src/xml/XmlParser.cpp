@@ -171,8 +171,8 @@ class Parse {
   };
   struct Level {
     const xmlChar* name;       // in the parser's dictionary
-    std::size_t textBegin;     // begin of the element's own text in m_characters
-    std::size_t segmentBegin;  // begin of the text after the last tag
+    std::size_t textBegin;     // start of the element's own text in m_characters
+    std::size_t segmentBegin;  // start of the text after the last tag
     std::size_t countedEnd;    // end of the text whose characters are counted
     std::size_t counted;       // number of these characters
     std::size_t namespaces;    // in scope
@@ -528,7 +528,7 @@ std::size_t Parse::Read(char* place, std::size_t room) noexcept {
   return block.size();
 }
 
-/// The parser's position in bytes from the begin of the document.
+/// The parser's position in bytes from the start of the document.
 std::size_t Parse::Position() const noexcept {
   return static_cast<std::size_t>(std::max(xmlByteConsumed(Context()), 0L));
 }

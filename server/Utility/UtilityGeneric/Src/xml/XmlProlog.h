@@ -10,7 +10,7 @@
 struct XmlProlog {
   std::size_t begin;         ///< first character of the document
   std::size_t end;           ///< after its last character
-  std::size_t ignoredBegin;  ///< begin of a second declaration with byte-order marks
+  std::size_t ignoredBegin;  ///< start of a second declaration with byte-order marks
   std::size_t ignoredEnd;    ///< its end; both equal `begin` if there is none
 };
 
