@@ -72,7 +72,7 @@ constexpr Command kCommands[] = {
      &Empty<TreeResult>,
      kTree,
      &Render<TreeResult>},
-    {{"cube", "one complete cube; an option may be omitted if there is only one choice",
+    {{"cube", "one complete cube",
       kCubeOptions},
      &Empty<CubeResult>,
      kCube,
