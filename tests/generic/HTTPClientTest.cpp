@@ -215,7 +215,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"Status401",
          Answer(kPage, "401 Unauthorized",
                 "WWW-Authenticate: Bearer x\r\nWWW-Authenticate: Basic realm=\"r\"\r\n"),
-         "HTTP 401 Unauthorized: the server rejected the user name or the password; check user name "
+         "HTTP 401 Unauthorized: the server rejected the user name or the password; check user "
+         "name "
          "and password (it offers Bearer, Basic)"},
         {"Status401WithoutOffer", Answer("", "401 Unauthorized"),
          "HTTP 401 Unauthorized: the server offers no way to log in that can be used here; ask the "
@@ -231,8 +232,8 @@ INSTANTIATE_TEST_SUITE_P(
          "HTTP 413 Content Too Large", true},
         {"Status500WithXML", Answer("<x/>", "500 Error"), "HTTP 500 Internal Server Error", false,
          "<x/>"},
-        {"Status500WithFault", Answer(kFault, "500 Error"),
-         "HTTP 500 Internal Server Error", false, kFault.c_str()},
+        {"Status500WithFault", Answer(kFault, "500 Error"), "HTTP 500 Internal Server Error", false,
+         kFault.c_str()},
         {"Status401WithFault", Answer(kFault, "401 Unauthorized"), "HTTP 401 Unauthorized: ", false,
          kFault.c_str()},
         {"Status500WithFaultLabelledAsPage",
@@ -244,8 +245,7 @@ INSTANTIATE_TEST_SUITE_P(
          Answer("<r/>", "500 Oops", "Content-Type: text/xml; charset=x-none\r\n"),
          "HTTP 500 Internal Server Error"},
         {"Status500WithPage", Answer(kPage, "500 Error"), "HTTP 500 Internal Server Error"},
-        {"Status500WithText", Answer("stack trace", "500 Error"),
-         "HTTP 500 Internal Server Error"},
+        {"Status500WithText", Answer("stack trace", "500 Error"), "HTTP 500 Internal Server Error"},
         {"Status500Cut", "HTTP/1.1 500 Error\r\nContent-Length: 100\r\n\r\n<x/>",
          "HTTP 500 Internal Server Error", true},
         {"RedirectWithXML", Answer("<r/>", "302 Found", "Location: /new\r\n"),
@@ -286,8 +286,8 @@ INSTANTIATE_TEST_SUITE_P(
          "the reply cannot be decompressed"},
         {"NotHTTP", "SSH-2.0-OpenSSH_9\r\n\r\n", "the response is not HTTP", true},
         {"NothingAtAll", "", "the server closed the connection without a response", true},
-        {"StatusLineCut", "HTTP/1.1 200",
-         "the server closed the connection without a response", true},
+        {"StatusLineCut", "HTTP/1.1 200", "the server closed the connection without a response",
+         true},
         {"HeaderCut", "HTTP/1.1 200 OK\r\nContent-Le", kCutInTheMiddle, true},
         {"HeadersCut", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", kCutInTheMiddle, true},
         {"RefusalCut", "HTTP/1.1 503 Busy\r\nRetry", "HTTP 503 Service Unavailable", true},
@@ -310,9 +310,9 @@ TEST(HTTPFailure, ResetConnection) {
   });
   EXPECT_THAT(
       PostOnce("http://" + server.Authority() + "/").error,
-      AllOf(HasSubstr(
-                "the connection failed while the reply was received: Connection reset by peer"),
-            EndsWith("; try again")));
+      AllOf(
+          HasSubstr("the connection failed while the reply was received: Connection reset by peer"),
+          EndsWith("; try again")));
 }
 
 TEST(HTTPFailure, LeavesTheClientUsable) {
@@ -487,11 +487,12 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
     } catch (const ErrorMessage& error) {
       String text;
       error.RetrieveErrorMessages(text);
-      EXPECT_THAT(Narrow(text),
-                  HasSubstr(": the URL of the service cannot be used: " + std::string(test.reason)));
+      EXPECT_THAT(Narrow(text), HasSubstr(": the URL of the service cannot be used: " +
+                                          std::string(test.reason)));
     }
   }
-  for (const wchar_t* const url : {L"http://h", L"HTTPS://h:65535/", L"http://[::1]/p", L" http://h/\n"})
+  for (const wchar_t* const url :
+       {L"http://h", L"HTTPS://h:65535/", L"http://[::1]/p", L" http://h/\n"})
     EXPECT_EQ(Narrow(HTTPClientWrapper::URLProblem(url)), "");
 }
 

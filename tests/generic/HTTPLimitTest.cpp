@@ -75,9 +75,8 @@ TEST_P(HTTPHeaderLimit, EndsEndlessHeaders) {
   HTTPClientOptions options;
   options.maxHeaderBytes = 50'000;
   const std::string url = "http://" + server.Authority() + "/";
-  EXPECT_THAT(
-      PostOnce(url, 10, &options).error,
-      HasSubstr("the reply has more than 50000 bytes of headers (limit maxHeaderBytes); "));
+  EXPECT_THAT(PostOnce(url, 10, &options).error,
+              HasSubstr("the reply has more than 50000 bytes of headers (limit maxHeaderBytes); "));
   EXPECT_THAT(PostOnce(url).error, HasSubstr("307200 bytes of headers (limit maxHeaderBytes); "));
 }
 
@@ -121,8 +120,7 @@ TEST(HTTPHeaderLimits, TrailerThatLooksLikeAStatusLineIsNoStatusLine) {
 TEST(HTTPHeaderLimits, RecogniseInformationalResponsesWithAnyBlanks) {
   WireServer server("HTTP/1.1  100 Continue\r\n\r\n" +
                     Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=r\r\n"));
-  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
-              HasSubstr("(it offers Basic)"));
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error, HasSubstr("(it offers Basic)"));
 }
 
 TEST(HTTPHeaderLimits, RefuseACarriageReturnInsideALine) {
@@ -181,7 +179,7 @@ TEST(HTTPRatioLimit, AppliesOnlyToLongReplies) {
     if (!test.ok) {
       EXPECT_THAT(outcome.error,
                   HasSubstr("the reply is compressed by a factor of more than 500 (limit "
-                             "maxCompressionRatio)"));
+                            "maxCompressionRatio)"));
     }
   }
 }
@@ -239,7 +237,7 @@ TEST(HTTPCompression, IsDecodedOnce) {
     EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
     if (!test.ok) {
       EXPECT_THAT(outcome.error, HasSubstr("the reply is compressed more than once, which is not "
-                                            "accepted; "));
+                                           "accepted; "));
     }
   }
 }

@@ -100,10 +100,11 @@ TEST(HTTPAuthentication, RefusedPasswordIsNotSentByAWeakerScheme) {
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
                            nullptr);
   const Outcome outcome = Post(client);
-  EXPECT_THAT(outcome.error,
-              AllOf(HasSubstr("HTTP 401 Unauthorized: the server rejected the user name or the password; "),
-                    HasSubstr("(it offers Digest, Basic)"),
-                    HasSubstr("check user name and password"), Not(HasSubstr("canary"))));
+  EXPECT_THAT(
+      outcome.error,
+      AllOf(HasSubstr("HTTP 401 Unauthorized: the server rejected the user name or the password; "),
+            HasSubstr("(it offers Digest, Basic)"), HasSubstr("check user name and password"),
+            Not(HasSubstr("canary"))));
   EXPECT_LE(server.Requests().size(), 3u);
   for (const loopback::Request& request : server.Requests())
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));

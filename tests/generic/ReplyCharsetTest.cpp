@@ -122,10 +122,10 @@ TEST(ReplyCharset, OtherCharsetsAreRefused) {
         "BRF",       "EUC-JISX0213", "INTERNAL",    "WCHAR_T",         "ISO-8859-1//TRANSLIT",
         "8859-1",    "ISO-8859",     "ISO-8859-12", "SO-8859-1",       "-",
         "X-NO-SUCH", "../../TMP/X"}) {
-    EXPECT_THAT(client.Receive("<r/>", "text/xml; charset=" + name),
-                AllOf(HasSubstr("the reply is in the charset \"" + name +
-                                 "\", which is not accepted"),
-                      HasSubstr("; configure the server to use UTF-8")));
+    EXPECT_THAT(
+        client.Receive("<r/>", "text/xml; charset=" + name),
+        AllOf(HasSubstr("the reply is in the charset \"" + name + "\", which is not accepted"),
+              HasSubstr("; configure the server to use UTF-8")));
   }
   EXPECT_THAT(client.Receive("<r/>", "text/xml; charset=\"ISO-8859-1 ISO8859-1\""),
               HasSubstr("\"ISO-8859-1 ISO8859-1\", which is not accepted"));

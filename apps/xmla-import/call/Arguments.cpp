@@ -137,6 +137,9 @@ class Parser {
   void ReadName(std::string_view word) {
     if (m_isHelp && m_topic.empty()) {
       m_topic = word;
+    } else if (m_form && FindForm(word)) {
+      throw UsageError("two commands given, " + std::string(m_form->name) + " and " +
+                       std::string(word) + "; give one");
     } else if (m_form || m_isHelp) {
       throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead());
     } else if (word == kHelpCommand) {
@@ -171,9 +174,9 @@ class Parser {
   }
 
   [[noreturn]] void FailWithoutCommand(bool isEmptyCall) const {
-    throw UsageError("no command given; expected one of: " + Enumerated(CommandNames()) +
-                     (isEmptyCall ? "; to begin, try: xmla-import --sample analysis-services tree"
-                                  : ""));
+    throw UsageError(
+        "no command given; expected one of: " + Enumerated(CommandNames()) +
+        (isEmptyCall ? "; to begin, try: xmla-import --sample analysis-services tree" : ""));
   }
 
   [[noreturn]] void RejectOption(std::string_view name) const {
@@ -249,8 +252,7 @@ class Parser {
     RejectSecond(option, isFirst);
     text = value;
   }
-  static void Set(const CommandOption& option, std::string_view value, int& number,
-                  bool isFirst) {
+  static void Set(const CommandOption& option, std::string_view value, int& number, bool isFirst) {
     RejectSecond(option, isFirst);
     const char* const end = value.data() + value.size();
     const auto [rest, error] = std::from_chars(value.data(), end, number);

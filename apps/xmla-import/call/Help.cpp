@@ -46,8 +46,9 @@ std::string Entry(const std::string& name, std::string_view meaning) {
 
 std::string Filled(std::string_view text, const HelpSource& source) {
   std::string filled(text);
-  for (const auto& [place, names] : {std::pair<std::string, std::string>{"{formats}", Enumerated(source.formats)},
-                                     {"{targets}", TargetNames()}})
+  for (const auto& [place, names] :
+       {std::pair<std::string, std::string>{"{formats}", Enumerated(source.formats)},
+        {"{targets}", TargetNames()}})
     if (const std::size_t at = filled.find(place); at != filled.npos)
       filled.replace(at, place.size(), names);
   return filled;
@@ -70,17 +71,18 @@ bool IsFlag(const CommandOption& option) {
   return std::holds_alternative<bool Arguments::*>(option.value);
 }
 
-std::string Synopsis(const CommandOption& option) {
-  std::string text = *option.shortName ? std::string(option.shortName) + ", " : "";
-  text += option.name;
-  if (!IsFlag(option)) text += std::string(" ") + option.placeholder;
-  return text;
+/// The names of an option and the placeholder of its value.
+std::string Synopsis(const CommandOption& option, const std::string& names) {
+  return IsFlag(option) ? names : names + ' ' + option.placeholder;
 }
 
 std::string Options(std::span<const CommandOption> options, const HelpSource& source) {
   std::string text;
   for (const CommandOption& option : options)
-    text += Entry(Synopsis(option), Filled(option.help, source));
+    text += Entry(
+        Synopsis(option, *option.shortName ? std::string(option.shortName) + ", " + option.name
+                                           : option.name),
+        Filled(option.help, source));
   return text;
 }
 
@@ -116,7 +118,10 @@ std::string ToolHelp(const HelpSource& source) {
           Entry("--version", "show the version");
   text += Examples(prose.examples);
   return text +
-         "\nOne of --url and --sample is required. See also xmla-import COMMAND --help.\n";
+         "\nExit status: 0 success, 1 nothing imported, 2 usage error, 3 incomplete,\n"
+         "130 interrupted; see xmla-import help statuses.\n"
+         "\nOne of --url and --sample is required. [NAME] is an environment variable with the\n"
+         "default of an option. Variables and files: see xmla-import help environment.\n";
 }
 
 std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
@@ -127,12 +132,11 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
     text += "\nOptions of " + std::string(command.name) + ":\n" + Options(command.options, source);
   std::string common;
   for (const CommandOption& option : source.commonOptions)
-    common += Synopsis(option).append(", ");
-  text += "\nOptions of every command (see xmla-import --help):\n  " +
-          Wrapped(common + "-h, --help", 2, 2);
+    common += Synopsis(option, *option.shortName ? option.shortName : option.name) + ", ";
+  text +=
+      "\nOptions of every command (see xmla-import --help):\n  " + Wrapped(common + "--help", 2, 2);
   text += Examples(prose.examples);
-  return text +
-         "\nThe environment has defaults of some options: see xmla-import help environment.\n";
+  return text + "\nEnvironment variables and files: see xmla-import help environment.\n";
 }
 
 std::string TopicHelp(const HelpSource& source, std::string_view topic) {

@@ -3,25 +3,20 @@
 namespace {
 
 constexpr HelpText kCommands[] = {
-    {"",
-     "",
+    {"", "",
      "Reads the structure of OLAP cubes from an XML for Analysis (XMLA) service, and shows or "
      "saves it. Sends only Discover requests, never a query.",
      "xmla-import --sample analysis-services tree\n"
      "xmla-import --url https://server/xmla --user ann import -o cubes.json --format json\n"},
-    {"sources",
-     "",
-     "Shows the names of the provider's data sources.",
+    {"sources", "", "Shows the names of the provider's data sources.",
      "xmla-import --sample analysis-services sources\n"
      "xmla-import --url https://server/xmla --user ann sources --format json\n"},
-    {"tree",
-     "",
+    {"tree", "",
      "Shows data sources, their catalogs, and the cubes of each catalog. With --source, shows only "
      "that data source.",
      "xmla-import --sample analysis-services tree\n"
      "xmla-import --url https://server/xmla tree --source \"Sales Server\"\n"},
-    {"cube",
-     "",
+    {"cube", "",
      "Shows one cube: hierarchies, levels, member properties, measures and, for SAP BW, "
      "variables.\n"
      "\n"
@@ -29,8 +24,7 @@ constexpr HelpText kCommands[] = {
      "case-sensitive.",
      "xmla-import --sample sap-bw cube --catalog ZVSALES --cube ZVSALES/ZVSALES_Q001\n"
      "xmla-import --url https://server/xmla cube --catalog Sales --cube Budget -o budget.txt\n"},
-    {"import",
-     "",
+    {"import", "",
      "Imports every cube, or the cubes that match the filters.\n"
      "\n"
      "A cube matches if its data source is one of --source, its catalog one of --catalog, and its "
@@ -38,7 +32,8 @@ constexpr HelpText kCommands[] = {
      "case-sensitive. A name that does not exist is an error (status 3), and the other cubes are "
      "imported.",
      "xmla-import --sample tamarind import --jobs 4 -o cubes.txt\n"
-     "xmla-import --url https://server/xmla import --catalog Sales --catalog Stock --cube Budget\n"},
+     "xmla-import --url https://server/xmla import --catalog Sales --catalog Stock --cube "
+     "Budget\n"},
 };
 
 constexpr HelpText kTopics[] = {
@@ -70,7 +65,7 @@ constexpr HelpText kTopics[] = {
      "partial result is in FILE.partial.",
      ""},
     {"log-in", "user, password and how they are protected",
-     "--user NAME gives the user; DOMAIN\\name for NTLM. The password is\n"
+     "--user NAME gives the user (DOMAIN\\name for NTLM). The password is\n"
      "\n"
      "  - the first line of --password-file FILE (- is standard input), else\n"
      "  - the value of XMLA_IMPORT_PASSWORD, else\n"
@@ -90,18 +85,20 @@ constexpr HelpText kTopics[] = {
      "\n"
      "With auto, the default, the provider's name and version decide:\n"
      "\n"
-     "  name contains SAP or BW      sap-bw35\n"
-     "  name contains Kelvora        tamarind-7\n"
-     "  version begins with 8.       analysis-services-2000\n"
-     "  version begins with 9.       analysis-services-2005\n"
-     "  version begins with 10.      analysis-services-2008\n"
-     "  version begins with 11. to 13.  analysis-services-2012\n"
-     "  anything else                tessera\n"
+     "  name contains SAP or BW             sap-bw35\n"
+     "  name contains Kelvora               tamarind-7\n"
+     "  version begins with 8.              analysis-services-2000\n"
+     "  version begins with 9.              analysis-services-2005\n"
+     "  version begins with 10.             analysis-services-2008\n"
+     "  version begins with 11., 12. or 13. analysis-services-2012\n"
+     "  anything else                       tessera\n"
      "\n"
      "Any other KIND is used as given. If the provider seems to be of another kind, there is a "
      "warning.",
      ""},
     {"environment", "environment variables and files",
+     "Variables:\n"
+     "\n"
      "  XMLA_IMPORT_URL       default of --url\n"
      "  XMLA_IMPORT_USER      default of --user\n"
      "  XMLA_IMPORT_PASSWORD  the password, if --password-file is absent\n"
@@ -114,6 +111,8 @@ constexpr HelpText kTopics[] = {
      "                        proxies, and hosts that are reached without them\n"
      "\n"
      "An option takes precedence over its variable.\n"
+     "\n"
+     "Files:\n"
      "\n"
      "  -o FILE          the result; FILE appears only when it is completely written\n"
      "  FILE.partial     the partial result of a failed call with -o FILE\n"

@@ -6,10 +6,10 @@
 // Options that users expect to take a password. The tool has none of them, because other users can
 // read command lines.
 
-/// True for the name of such an option, such as --password.
+/// True for the name of such an option, such as --password or --passwd.
 inline bool IsPasswordOption(std::string_view name) {
-  constexpr std::string_view kNames[] = {"--password", "--passwd", "--pass", "--pwd", "-p"};
-  return std::ranges::count(kNames, name) > 0;
+  const bool isLong = name.starts_with("--pas") || name.starts_with("--pw");
+  return name == "-p" || (isLong && name.find('-', 2) == name.npos);
 }
 
 /// True if the value of the option with this name must not stay in the process list. Includes

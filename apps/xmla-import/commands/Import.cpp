@@ -41,16 +41,19 @@ class Filter {
     return m_wanted.contains(name);
   }
   /// Adds an error for each filter name that the provider does not have, with a list of existing
-  /// names. True if there is one.
+  /// names. Many such names are only counted. True if there is one.
   bool ReportUnknownNames(Messages& messages) const {
-    bool isUnknown = false;
+    constexpr std::size_t kMaxReported = 20;
+    std::size_t unknown = 0;
     for (const String& name : m_names) {
-      if (m_existingSet.contains(name)) continue;
-      isUnknown = true;
+      if (m_existingSet.contains(name) || ++unknown > kMaxReported) continue;
       std::optional<String> missing = name;
       Choose({m_kind, m_option, m_owner}, m_existing, missing, messages);
     }
-    return isUnknown;
+    if (unknown > kMaxReported)
+      messages.errors.push_back(std::to_string(unknown - kMaxReported) + " more names of " +
+                                m_option + " do not exist; see xmla-import tree");
+    return unknown > 0;
   }
 
  private:

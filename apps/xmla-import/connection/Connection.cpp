@@ -82,8 +82,7 @@ void UseUrl(const Arguments& arguments, Connection& connection) {
   // The message omits the URL, which may contain a password.
   if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
     throw UsageError(Origin(!arguments.url.empty(), "--url", "XMLA_IMPORT_URL") +
-                     " cannot be used: " +
-                     Utf8(HTTPClientWrapper::URLProblem(connection.url)) +
+                     " cannot be used: " + Utf8(HTTPClientWrapper::URLProblem(connection.url)) +
                      SeeHelp(arguments.command));
 }
 
@@ -175,7 +174,10 @@ void HideCredentials(int argc, char** argv) {
     char* const word = argv[i];
     char* const end = word + std::strlen(word);
     const std::string_view name = std::string_view(word).substr(0, std::strcspn(word, "="));
-    if (i > 1 && MayTakeSecret(std::string_view(argv[i - 1])))
+    const std::string_view last = i > 1 ? argv[i - 1] : "";
+    const std::size_t sign = last.find('=');
+    const bool takesNext = sign == last.npos || sign + 1 == last.size();
+    if (takesNext && MayTakeSecret(last))
       Hide(word, end);
     else if (word + name.size() < end && MayTakeSecret(name))
       Hide(word + name.size() + 1, end);

@@ -108,6 +108,8 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   result.advice = text.advice;
   BaseStringUtil::ReplacePatternInString(result.what, L"#",
                                          BaseStringUtil::StringFrom(facts.number));
+  if (failure == HTTPFailure::kConnectTimeout && facts.isHTTPS)
+    result.advice += L"; if the port is one for http, use http://";
   if (IsAbortedByClient(failure) || failure == HTTPFailure::kConnectTimeout) return result;
   if (facts.proxyStatus >= 300) {
     result.what =
@@ -118,7 +120,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   if (failure == HTTPFailure::kTLSFailed && IsNotTLS(facts.reason)) {
     result.what = L"the server does not use TLS on this port";
     result.advice = L"use http://, or the port for https";
-  } else if (facts.isPlainHTTP && !facts.hasResponse && MayExpectTLS(failure)) {
+  } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
   }
   // libcurl's text for a system error may depend on the locale, so the number is used.

@@ -46,8 +46,8 @@ struct HTTPFailureDetails {
   std::uint64_t number = 0;  ///< the exceeded limit, or the time-out in seconds
   long proxyStatus = 0;      ///< of the proxy's response to CONNECT; 0: none
   int systemError = 0;       ///< errno; 0: none
-  bool isPlainHTTP = false;  ///< neither the service nor a proxy is reached by TLS
-  bool hasResponse = false;  ///< a status line was received
+  bool isHTTPS = false;      ///< the URL of the service
+  bool mayNeedTLS = false;   ///< plain http without a proxy, and the service has never answered
   String reason;             ///< libcurl's text; may be empty
 };
 

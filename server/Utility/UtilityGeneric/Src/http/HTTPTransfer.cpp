@@ -7,7 +7,8 @@ HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
                            const NarrowString& password, std::uint32_t timeoutSeconds,
                            const HTTPClientOptions& options)
     : m_timeoutSeconds(timeoutSeconds),
-      m_isPlainHTTP(!HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url)) && options.proxy->empty()),
+      m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
+      m_hasProxy(!options.proxy->empty()),
       m_authentication(BaseStringUtil::FromUTF8(url), !user.empty(), options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
       m_connection(
@@ -78,8 +79,8 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.number = limit != 0 ? limit : m_timeoutSeconds;
   details.proxyStatus = info.status == 0 ? info.connectStatus : 0;
   details.systemError = info.systemError;
-  details.isPlainHTTP = m_isPlainHTTP;
-  details.hasResponse = info.status != 0;
+  details.isHTTPS = m_isHTTPS;
+  details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
   details.reason = m_connection->FailureReason();
   response.failure = failure;
   response.diagnosis = DescribeHTTPFailure(details);

@@ -55,7 +55,8 @@ class HTTPTransfer {
   void Describe(HTTPFailure failure, const HTTPRequestInfo& info, HTTPResponse& response) const;
 
   const std::uint32_t m_timeoutSeconds;
-  const bool m_isPlainHTTP;
+  const bool m_isHTTPS;
+  const bool m_hasProxy;
   HTTPAuthentication m_authentication;
   HTTPReceiver m_receiver;
   std::unique_ptr<HTTPConnection> m_connection;

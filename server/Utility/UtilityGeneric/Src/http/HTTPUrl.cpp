@@ -135,8 +135,7 @@ String Problem(const String& url) {
   if (whole.empty() || whole.front() == L':') return L"it has no host name; write http://host/path";
   if (whole.find(L' ') != std::wstring_view::npos)
     return L"there is a space in its host name; remove it";
-  if (text.find(L' ') != std::wstring_view::npos)
-    return L"it contains a space; write %20 instead";
+  if (text.find(L' ') != std::wstring_view::npos) return L"it contains a space; write %20 instead";
   if (std::any_of(whole.begin(), whole.end(), [](wchar_t character) { return character > 0x7E; }))
     return L"its host name has a character that is not ASCII; write its form that begins with xn--";
   // Colons before a closing bracket belong to an IPv6 address.
