@@ -212,7 +212,7 @@ constexpr LogInCase kLogIns[] = {
     {"both",
      "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\"\r\n"
      "WWW-Authenticate: Basic realm=\"r\"\r\n",
-     "Digest, Basic: "},
+     "Digest, Basic)"},
     {"Digest, each time with a new nonce",
      "WWW-Authenticate: Digest realm=\"r\", nonce=\"%\", qop=\"auth\", stale=true\r\n", "Digest)"},
 };
@@ -306,9 +306,9 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
   }
   std::string nobody;
   { nobody = WireServer("").Authority(); }
-  ExpectRefusal("http://service.test/xmla", "cannot connect to the service: Connection refused: ",
+  ExpectRefusal("http://service.test/xmla", "cannot connect to the service: Connection refused; ",
                 {{"http_proxy", "http://" + nobody}, {"no_proxy", ""}}, {});
-  ExpectRefusal("http://service.test/xmla", "the host name of the proxy cannot be resolved: ",
+  ExpectRefusal("http://service.test/xmla", "the host name of the proxy cannot be resolved; ",
                 {{"http_proxy", "http://no-such-proxy.invalid"}, {"no_proxy", ""}}, {}, 5);
   Figure("proxies that refuse",
          "3 refusals of plain and of TLS connections, a proxy that is not there and "

@@ -156,6 +156,18 @@ TEST_P(Situations, HaveTheExpectedOutput) {
     EXPECT_EQ(found, expected);
 }
 
+TEST(Help, HasAtMost80Columns) {
+  int files = 0;
+  for (const fs::path& file : ExpectedFiles()) {
+    if (!file.filename().string().starts_with("help-")) continue;
+    ++files;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);)
+      EXPECT_LE(line.size(), 80u) << file << ": " << line;
+  }
+  EXPECT_GE(files, 10);
+}
+
 INSTANTIATE_TEST_SUITE_P(Tool, Situations, testing::ValuesIn(ExpectedFiles()),
                          [](const auto& each) {
                            std::string name = each.param.stem().string();

@@ -117,11 +117,7 @@ std::string ToolHelp(const HelpSource& source) {
           Entry("-h, --help", "show this help, or that of the command") +
           Entry("--version", "show the version");
   text += Examples(prose.examples);
-  return text +
-         "\nExit status: 0 success, 1 nothing imported, 2 usage error, 3 incomplete,\n"
-         "130 interrupted; see xmla-import help statuses.\n"
-         "\nOne of --url and --sample is required. [NAME] is an environment variable with the\n"
-         "default of an option. Variables and files: see xmla-import help environment.\n";
+  return text + '\n' + Paragraphs(prose.closing, source);
 }
 
 std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
@@ -136,7 +132,7 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
   text +=
       "\nOptions of every command (see xmla-import --help):\n  " + Wrapped(common + "--help", 2, 2);
   text += Examples(prose.examples);
-  return text + "\nEnvironment variables and files: see xmla-import help environment.\n";
+  return text + '\n' + Paragraphs(prose.closing, source);
 }
 
 std::string TopicHelp(const HelpSource& source, std::string_view topic) {

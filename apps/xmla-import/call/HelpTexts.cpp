@@ -2,20 +2,30 @@
 
 namespace {
 
+constexpr std::string_view kSeeEnvironment =
+    "Environment variables and files: see xmla-import help environment.";
+
 constexpr HelpText kCommands[] = {
     {"", "",
      "Reads the structure of OLAP cubes from an XML for Analysis (XMLA) service, and shows or "
      "saves it. Sends only Discover requests, never a query.",
      "xmla-import --sample analysis-services tree\n"
-     "xmla-import --url https://server/xmla --user ann import -o cubes.json --format json\n"},
+     "xmla-import --url https://server/xmla --user ann import -o cubes.json --format json\n",
+     "One of --url and --sample is required. [NAME] is the environment variable with the default "
+     "of an option. Variables and files: see xmla-import help environment.\n"
+     "\n"
+     "Exit status: 0 success, 1 nothing imported, 2 usage error, 3 incomplete, 130 interrupted; "
+     "see xmla-import help statuses."},
     {"sources", "", "Shows the names of the provider's data sources.",
      "xmla-import --sample analysis-services sources\n"
-     "xmla-import --url https://server/xmla --user ann sources --format json\n"},
+     "xmla-import --url https://server/xmla --user ann sources --format json\n",
+     kSeeEnvironment},
     {"tree", "",
      "Shows data sources, their catalogs, and the cubes of each catalog. With --source, shows only "
      "that data source.",
      "xmla-import --sample analysis-services tree\n"
-     "xmla-import --url https://server/xmla tree --source \"Sales Server\"\n"},
+     "xmla-import --url https://server/xmla tree --source \"Sales Server\"\n",
+     kSeeEnvironment},
     {"cube", "",
      "Shows one cube: hierarchies, levels, member properties, measures and, for SAP BW, "
      "variables.\n"
@@ -23,7 +33,8 @@ constexpr HelpText kCommands[] = {
      "Each of --source, --catalog and --cube may be omitted if there is only one choice. Names are "
      "case-sensitive.",
      "xmla-import --sample sap-bw cube --catalog ZVSALES --cube ZVSALES/ZVSALES_Q001\n"
-     "xmla-import --url https://server/xmla cube --catalog Sales --cube Budget -o budget.txt\n"},
+     "xmla-import --url https://server/xmla cube --catalog Sales --cube Budget -o budget.txt\n",
+     kSeeEnvironment},
     {"import", "",
      "Imports every cube, or the cubes that match the filters.\n"
      "\n"
@@ -33,7 +44,8 @@ constexpr HelpText kCommands[] = {
      "imported.",
      "xmla-import --sample tamarind import --jobs 4 -o cubes.txt\n"
      "xmla-import --url https://server/xmla import --catalog Sales --catalog Stock --cube "
-     "Budget\n"},
+     "Budget\n",
+     kSeeEnvironment},
 };
 
 constexpr HelpText kTopics[] = {
@@ -50,7 +62,7 @@ constexpr HelpText kTopics[] = {
      "\n"
      "Both go to standard output, or to the file of --output. Progress, warnings and errors go to "
      "standard error.",
-     ""},
+     "", ""},
     {"statuses", "exit statuses",
      "  0    success; there may be warnings\n"
      "  1    nothing was imported: server, network, fault, malformed reply, or the\n"
@@ -63,7 +75,7 @@ constexpr HelpText kTopics[] = {
      "\n"
      "The file of --output is replaced for status 0 and 3. Otherwise it stays as it is, and a "
      "partial result is in FILE.partial.",
-     ""},
+     "", ""},
     {"log-in", "user, password and how they are protected",
      "--user NAME gives the user (DOMAIN\\name for NTLM). The password is\n"
      "\n"
@@ -79,7 +91,7 @@ constexpr HelpText kTopics[] = {
      "a user, the Kerberos ticket of the calling user is used if the server offers Negotiate. "
      "Basic over plain http to another machine gives a warning, because others on the network can "
      "read the password; use https.",
-     ""},
+     "", ""},
     {"targets", "kinds of providers",
      "--target KIND says which rules apply to the provider. KIND is one of: {targets}.\n"
      "\n"
@@ -95,7 +107,7 @@ constexpr HelpText kTopics[] = {
      "\n"
      "Any other KIND is used as given. If the provider seems to be of another kind, there is a "
      "warning.",
-     ""},
+     "", ""},
     {"environment", "environment variables and files",
      "Variables:\n"
      "\n"
@@ -118,7 +130,7 @@ constexpr HelpText kTopics[] = {
      "  FILE.partial     the partial result of a failed call with -o FILE\n"
      "  --log DIR        requests and replies; import writes one log per cube, in\n"
      "                   DIR/cube-1, DIR/cube-2, ...",
-     ""},
+     "", ""},
 };
 
 }  // namespace

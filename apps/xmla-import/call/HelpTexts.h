@@ -10,6 +10,7 @@ struct HelpText {
   std::string_view summary;     ///< of a topic; a command has its own
   std::string_view paragraphs;  ///< separated by empty lines
   std::string_view examples;    ///< of a command: one line each
+  std::string_view closing;     ///< of a command, after the examples
 };
 
 /// The text of a command, or of the whole tool (empty name).
