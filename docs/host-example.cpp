@@ -1,16 +1,28 @@
-// A small host: loads the import library and lists the hierarchies of the provider's first cube.
-// Built and run in the project's top folder once ./demo has built the libraries:
+// A small host: loads the import library, detects the kind of the server, and lists the hierarchies
+// and measures of its first cube. To build and run it in any folder, with PROJECT as the path of
+// this project, in which ./demo has built the libraries:
 //
 // clang-format off
-//   g++ -std=c++20 -I server/include docs/host-example.cpp -L build/lib -lxmlahost -ldl -o host-example
-//   LD_LIBRARY_PATH=build/lib ./host-example http://server/xmla
+//   g++ -std=c++20 -I $PROJECT/server/include host-example.cpp -L $PROJECT/build/lib -lxmlahost -ldl -o host-example
+//   LD_LIBRARY_PATH=$PROJECT/build/lib ./host-example http://server/xmla 30
 // clang-format on
+//
+// The second argument is the number of seconds after which the import is cancelled.
 
 #include <dlfcn.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
 
+#include "Import/EnumNames.h"
 #include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
@@ -18,78 +30,130 @@
 
 namespace {
 
-// The host's class String has one wide character for each Unicode character. These functions
-// convert it to UTF-8 and back.
-NarrowString Utf8(const String& text) {
-  return BaseStringUtil::StringToStdString(text, BaseStringUtil::kCodePageUTF8);
-}
-String Wide(const char* bytes) {
-  return BaseStringUtil::StdStringToString(bytes, BaseStringUtil::kCodePageUTF8);
+using BaseStringUtil::FromUTF8;
+using BaseStringUtil::ToUTF8;
+
+/// The import library with its two functions. Unloads it; delete all import objects before.
+class Library {
+ public:
+  Library() : m_handle(dlopen("libUtilityXMLASAX.so", RTLD_NOW | RTLD_LOCAL)) {
+    if (!m_handle) throw std::runtime_error(dlerror());
+    Find("OTXMLACreateImport", create);
+    Find("OTXMLAIdentifyProvider", identify);
+  }
+  ~Library() { dlclose(m_handle); }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  OTXMLACreateImportFunction* create = nullptr;
+  OTXMLAIdentifyProviderFunction* identify = nullptr;
+
+ private:
+  template <class Function>
+  void Find(const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(dlsym(m_handle, name));
+    if (function) return;
+    dlclose(m_handle);
+    throw std::runtime_error(std::string("the import library has no function ") + name);
+  }
+
+  void* m_handle;
+};
+
+/// Cancels the import after some seconds, from another thread.
+class Deadline {
+ public:
+  Deadline(VXExecutionState& state, int seconds)
+      : m_thread([this, &state, seconds](const std::stop_token& stop) {
+          std::unique_lock lock(m_mutex);
+          m_end.wait_for(lock, stop, std::chrono::seconds(seconds), [] { return false; });
+          if (!stop.stop_requested())
+            state.RequestCancellation(VXExecutionState::kCancelReasonHost);
+        }) {}
+
+ private:
+  std::mutex m_mutex;
+  std::condition_variable_any m_end;
+  std::jthread m_thread;  // its destructor stops and joins the thread
+};
+
+void Print(const char* format, const String& text) { std::printf(format, ToUTF8(text).c_str()); }
+
+/// Prints the hierarchies and measures of the chosen cube.
+void List(OTXMLAImportAPI& import, String& errors, String& warnings) {
+  std::vector<OTXMLAHierarchy> hierarchies;
+  import.GetHierarchies(hierarchies, errors, warnings);
+  for (const OTXMLAHierarchy& hierarchy : hierarchies) {
+    Print("  hierarchy %s:", hierarchy.m_hierarchyName);
+    std::printf(" %zu levels\n", hierarchy.m_levels.size());
+  }
+  std::vector<OTXMLAUnit> measures;
+  import.GetMeasuresAndCalcMembers(measures, errors, warnings);
+  for (const OTXMLAUnit& measure : measures) {
+    Print("  measure %s:", measure.m_name);
+    // EnumName is empty for a code without a name.
+    std::printf(" %s, %s\n", std::string(EnumName(measure.m_aggrType)).c_str(),
+                std::string(EnumName(measure.m_type)).c_str());
+  }
 }
 
-const OTCube* FirstCube(const std::vector<OTDataSource>& tree, const OTDataSource*& source,
-                        const OTCatalog*& catalog) {
-  for (const OTDataSource& each : tree)
-    for (const OTCatalog& of : each.m_catalogs)
-      if (!of.m_cubes.empty()) {
-        source = &each;
-        catalog = &of;
-        return &of.m_cubes.front();
+/// Operations append to `errors` and `warnings`. After an error they return normally.
+void Import(const Library& library, const String& url, String& errors, String& warnings) {
+  OTXMLAProviderIdentity identity;
+  if (!library.identify(url, L"", L"", ServerInfo::kCLIXMLA, identity, errors)) return;
+  Print("server %s", identity.name);
+  Print(" %s\n", identity.version);
+
+  const std::unique_ptr<OTXMLAImportAPI> import(library.create());
+  // Throws ErrorMessage for an unusable URL.
+  import->SetupConnInfo(url, L"", L"", identity.target, ServerInfo::kCLIXMLA);
+  std::vector<OTDataSource> tree;
+  import->GetDataSourceInfo(tree, errors, warnings);
+  for (const OTDataSource& source : tree)
+    for (const OTCatalog& catalog : source.m_catalogs)
+      for (const OTCube& cube : catalog.m_cubes) {
+        Print("cube %s\n", cube.first);
+        // Pass only names from the tree: a wrong name gives an empty result, but no error.
+        import->SetImportChoiceInfo(source.m_dataSourceName, catalog.m_catalogName, cube.first);
+        return List(*import, errors, warnings);
       }
-  return nullptr;
 }
 
-bool ListHierarchies(OTXMLAImportAPI& import, const String& url) {
+int Run(const String& url, int seconds) {
+  const Library library;
+  const RefCnt<VXExecutionState> state(new VXExecutionState);
   String errors;
   String warnings;
-  // Throws ErrorMessage for an unusable URL, or a log that cannot be written.
-  import.SetupConnInfo(url, L"", L"", ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
-  std::vector<OTDataSource> tree;
-  import.GetDataSourceInfo(tree, errors, warnings);
-  const OTDataSource* source = nullptr;
-  const OTCatalog* catalog = nullptr;
-  if (const OTCube* const cube = FirstCube(tree, source, catalog)) {
-    import.SetImportChoiceInfo(source->m_dataSourceName, catalog->m_catalogName, cube->first);
-    std::vector<OTXMLAHierarchy> hierarchies;
-    import.GetHierarchies(hierarchies, errors, warnings);
-    for (const OTXMLAHierarchy& hierarchy : hierarchies)
-      std::printf("%s: hierarchy %s, %zu levels\n", Utf8(cube->first).c_str(),
-                  Utf8(hierarchy.m_hierarchyName).c_str(), hierarchy.m_levels.size());
+  {
+    const VXExecutionState::Scope scope(*state);  // for the imports on this thread
+    const Deadline deadline(*state, seconds);
+    try {
+      Import(library, url, errors, warnings);
+    } catch (const ErrorMessage& error) {
+      error.RetrieveErrorMessages(errors);
+    }
   }
-  std::fputs(Utf8(warnings).c_str(), stderr);
-  if (!errors.empty()) std::fprintf(stderr, "%s\n", Utf8(errors).c_str());
-  return errors.empty();
+  std::fputs(ToUTF8(warnings).c_str(), stderr);
+  if (errors.empty()) return 0;
+  // A cancelled import fails like any other.
+  const bool isCancelled = state->IsCancellationRequested();
+  std::fprintf(stderr, "%s: %s\n", isCancelled ? "cancelled" : "failed", ToUTF8(errors).c_str());
+  return 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: host-example URL\n");
+  if (argc != 3 || std::atoi(argv[2]) <= 0) {
+    std::fprintf(stderr, "usage: host-example URL SECONDS\n");
     return 2;
   }
-  void* const library = dlopen("libUtilityXMLASAX.so", RTLD_NOW | RTLD_LOCAL);
-  if (!library) {
-    std::fprintf(stderr, "%s\n", dlerror());
-    return 1;
-  }
-  auto* const create =
-      reinterpret_cast<OTXMLACreateImportFunction*>(dlsym(library, "OTXMLACreateImport"));
-
-  // Another thread, or a signal handler, ends the import with
-  // state->RequestCancellation(VXExecutionState::kCancelReasonHost).
-  const RefCnt<VXExecutionState> state(new VXExecutionState);
-  bool done = false;
   try {
-    const VXExecutionState::Scope scope(*state);
-    const std::unique_ptr<OTXMLAImportAPI> import(
-        create());  // destroyed before the library is unloaded
-    done = ListHierarchies(*import, Wide(argv[1]));
-  } catch (const ErrorMessage& error) {
-    String text;
-    error.RetrieveErrorMessages(text);
-    std::fprintf(stderr, "%s\n", Utf8(text).c_str());
+    return Run(FromUTF8(argv[1]), std::atoi(argv[2]));
+  } catch (const std::exception& error) {  // such as std::bad_alloc
+    std::fprintf(stderr, "failed: %s\n", error.what());
+  } catch (...) {
+    std::fprintf(stderr, "failed: unknown exception\n");
   }
-  dlclose(library);
-  return done ? 0 : 1;
+  return 1;
 }

@@ -1,7 +1,9 @@
 // Tests String, its vectors and RefCnt.
 #include <gtest/gtest.h>
 
+#include <string>
 #include <thread>
+#include <unordered_set>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
@@ -249,6 +251,22 @@ TEST(AssertDeathTest, AbortsOnAThreadWithoutAHandler) {
 TEST(AssertDeathTest, WritesOneLineAndAborts) {
   EXPECT_EXIT(VXAssert::handleLogicError(L"File.cpp", 506, L"\xE9 "),
               testing::KilledBySignal(SIGABRT), "^File.cpp:506: \xC3\xA9 \n$");
+}
+
+TEST(StringText, ComparesWithStandardTexts) {
+  const String text(L"b");
+  EXPECT_TRUE(text == std::wstring(L"b") && std::wstring(L"b") == text);
+  EXPECT_TRUE(text != std::wstring(L"B") && text != std::wstring_view(L"bb"));
+  EXPECT_TRUE(text < std::wstring(L"c") && std::wstring(L"a") < text);
+  EXPECT_TRUE(text > std::wstring_view(L"") && text >= std::wstring(L"b"));
+  EXPECT_EQ(String(std::wstring(L"b")), text);
+}
+
+TEST(StringText, EqualTextsHaveEqualHashes) {
+  std::unordered_set<String> texts{String(L"a"), String(L"b"), String(2, L'a').substr(1)};
+  EXPECT_EQ(texts.size(), 2u);
+  EXPECT_EQ(std::hash<String>()(String(L"ab")), std::hash<std::wstring>()(L"ab"));
+  EXPECT_EQ(std::hash<NarrowString>()(NarrowString()), std::hash<std::string>()(""));
 }
 
 }  // namespace

@@ -160,7 +160,7 @@ std::string Difference(const std::string& got, const std::string& expected) {
     if (hasLine == hasExpected && line == expectedLine) continue;
     return "line " + std::to_string(number) + " is " + (hasLine ? line : "missing") +
            "\nexpected: " + (hasExpected ? expectedLine : "the end") +
-           "\nFor a change that is meant: tests/real/update-expected";
+           "\nFor a change that is meant: XMLA_UPDATE_EXPECTED=1 build/bin/real-tests";
   }
 }
 
@@ -169,8 +169,14 @@ TEST_F(Real, ImportsGiveTheExpectedDocuments) {
     SCOPED_TRACE(testing::PrintToString(each.arguments));
     const Outcome outcome = Import(each.arguments);
     EXPECT_EQ(outcome.status, each.status) << outcome.err;
-#include <fstream>
-#include <sstream>
+    const std::filesystem::path file =
+        std::filesystem::path(REAL_FOLDER "/expected") / each.expected;
+    if (std::getenv("XMLA_UPDATE_EXPECTED")) {
+      std::ofstream(file) << outcome.out;
+      continue;
+    }
+    const std::string expected = support::ReadFile(file);
+    EXPECT_TRUE(outcome.out == expected) << Difference(outcome.out, expected);
   }
 }
 

@@ -79,14 +79,15 @@ TEST(Cube, TextTree) {
   EXPECT_EQ(RunTool({"--url", provider.Url(), "cube"}).out,
             "cube Unit\n"
             "  data source Solo, catalog Lone\n"
-            "  hierarchy Ort (Shop.Place): fully balanced, dimension Shop of kind other, default "
-            "member of kind all\n"
-            "    0 [Shop].[Place].[(All)] ((All))\n"
-            "    1 Stadt (Town)\n"
-            "      property Opened on (Opened): Date(128)\n"
+            "  1 hierarchy, 2 levels, 1 property, 2 measures\n"
+            "  dimension Shop\n"
+            "    hierarchy Ort (Shop.Place): balanced, default: all\n"
+            "      0 (All)\n"
+            "      1 Stadt (Town)\n"
+            "        property Opened on (Opened): Date\n"
             "  measures\n"
             "    Stück (Pieces): sum, Double(15, 2)\n"
-            "    Ratio: external, Char(128)\n");
+            "    Ratio: calculated by server, Char\n");
 }
 
 TEST(Cube, CompleteChoicesNeedNoLookUp) {
@@ -308,8 +309,9 @@ TEST(Cube, SapBwHasVariables) {
   EXPECT_EQ(outcome.Document()["sapVariables"], Json::array({expected})) << outcome.out;
   EXPECT_THAT(RunTool({"--url", provider.Url(), "cube"}).out,
               HasSubstr("  variables\n"
-                        "    Year ([V1]): member, multi single values, code 9, of [0YEAR], default "
-                        "2020\n"));
+                        "    Year ([V1]): member, several values, code 9\n"
+                        "      of [0YEAR]\n"
+                        "      default 2020\n"));
 }
 
 TEST(Cube, OtherKindsAreNotAskedForVariables) {

@@ -1,8 +1,7 @@
-// docs/xmla-import.md agrees with the tool: output of its examples, options, and JSON keys.
+// docs/xmla-import.md agrees with the tool: output of its examples, and options.
 
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -58,7 +57,7 @@ std::vector<Example> Examples(const std::string& document) {
 
 TEST(Documentation, ExamplesAreTheToolsOutput) {
   const std::vector<Example> examples = Examples(support::ReadFile(TOOL_DOCUMENT));
-  ASSERT_GE(examples.size(), 4u);
+  ASSERT_GE(examples.size(), 1u);
   for (const Example& example : examples)
     EXPECT_EQ(RunTool(example.arguments).out, example.output)
         << testing::PrintToString(example.arguments);
@@ -80,57 +79,6 @@ TEST(Documentation, MentionsEveryOption) {
     const std::regex mention("[`\\[ ]" + each + "[`\\] ]");
     EXPECT_TRUE(std::regex_search(document, mention)) << each;
   }
-}
-
-using Keys = std::vector<std::string>;
-
-/// The quoted words of each pair of braces, without those in brackets.
-std::set<Keys> KeysInBraces(const std::string& text) {
-  std::set<Keys> all;
-  std::vector<Keys> open;
-  int brackets = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '[') ++brackets;
-    if (c == ']') --brackets;
-    if (c == '{') open.emplace_back();
-    if (c == '}') {
-      all.insert(open.back());
-      open.pop_back();
-    }
-    if (c == '"') {
-      const std::size_t end = text.find('"', i + 1);
-      if (!open.empty() && brackets == 0) open.back().push_back(text.substr(i + 1, end - i - 1));
-      i = end;
-    }
-  }
-  return all;
-}
-
-void CollectKeys(const nlohmann::ordered_json& value, std::set<Keys>& all) {
-  if (value.is_object()) {
-    Keys keys;
-    for (const auto& [key, member] : value.items()) keys.push_back(key);
-    // A cube is documented without its messages.
-    if (keys.front() == "dataSource") keys.resize(keys.size() - 2);
-    all.insert(keys);
-  }
-  if (value.is_structured())
-    for (const auto& member : value) CollectKeys(member, all);
-}
-
-TEST(Documentation, ListsTheKeysOfEveryJsonObjectInOrder) {
-  const std::string document = support::ReadFile(TOOL_DOCUMENT);
-  const std::size_t begin = document.find("    sources  {");
-  const std::size_t end = document.find("`errors` and `warnings`", begin);
-  ASSERT_NE(end, std::string::npos);
-  std::set<Keys> written;
-  for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
-    for (const char* command : {"sources", "tree", "import"}) {
-      const Outcome outcome = RunTool({"--sample", kind, "--format", "json", command});
-      CollectKeys(nlohmann::ordered_json::parse(outcome.out), written);
-    }
-  EXPECT_EQ(KeysInBraces(document.substr(begin, end - begin)), written);
 }
 
 }  // namespace

@@ -84,23 +84,6 @@ TEST(SampleProvider, ALogOfTheEnvironmentIsKeptCubeByCube) {
   EXPECT_EQ(folder.Files().size(), 5u);  // the tree and four cubes
 }
 
-TEST(HostExample, ImportsAndReportsErrors) {
-  const sample::Provider provider;
-  const auto run = [](const std::string& url) {
-    return support::RunChild(HOST_EXAMPLE, {url},
-                             {{"LD_LIBRARY_PATH", LIBRARY_FOLDER}, {"no_proxy", "*"}});
-  };
-  const support::ChildResult good = run(provider.Url(sample::Kind::kAnalysisServices));
-  EXPECT_EQ(good.exitStatus, 0) << good.err;
-  EXPECT_THAT(good.out, HasSubstr("Sales: hierarchy Calendar"));
-  const support::ChildResult bad = run("http://127.0.0.1:1/");
-  EXPECT_EQ(bad.exitStatus, 1);
-  EXPECT_THAT(bad.err, HasSubstr("127.0.0.1:1"));
-  const support::ChildResult wrong = run("no url");
-  EXPECT_EQ(wrong.exitStatus, 1);
-  EXPECT_THAT(wrong.err, HasSubstr("URL"));
-}
-
 INSTANTIATE_TEST_SUITE_P(Kinds, Sample,
                          testing::Values(SampleKind{"analysis-services", "analysis-services-2005"},
                                          SampleKind{"sap-bw", "sap-bw35"},

@@ -72,8 +72,8 @@ TEST(Tree, IsIndented) {
   const Outcome outcome = RunTool({"--url", provider.Url(), "tree"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out,
-            "Alpha\n  One\n    Sales\n    Stock\n  Two\n"
-            "Beta\n  One\n    Sales\n    Stock\n  Two\n");
+            "Alpha\n  One\n    Sales\n    Stock\n  Two (no cubes)\n"
+            "Beta\n  One\n    Sales\n    Stock\n  Two (no cubes)\n");
 }
 
 TEST(Tree, JsonDocument) {
@@ -118,7 +118,7 @@ TEST(Tree, KnownSourceWithoutCatalogsIsEmpty) {
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = RunTool({"--url", provider.Url(), "tree", "--source", "Alpha"});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(outcome.out, "Alpha\n");
+  EXPECT_EQ(outcome.out, "Alpha (no catalogs)\n");
 }
 
 TEST(Tree, KeepsObjectsReadBeforeAFault) {
@@ -136,7 +136,7 @@ TEST(Tree, KeepsObjectsReadBeforeAFault) {
   EXPECT_THAT(document["errors"][0].get<std::string>(), testing::StartsWith("[64203] "));
   EXPECT_THAT(outcome.err, HasSubstr("xmla-import: error: [64203] "));
   const Outcome text = RunTool({"--url", provider.Url(), "tree"});
-  EXPECT_EQ(text.out, "Alpha\n  One\n    Sales\n    Stock\n  Two\n");
+  EXPECT_EQ(text.out, "Alpha\n  One\n    Sales\n    Stock\n  Two (no cubes)\n");
 }
 
 TEST(Tree, KeepsNamesUnchanged) {

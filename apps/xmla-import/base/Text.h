@@ -16,12 +16,6 @@ String Wide(std::string_view bytes);
 std::vector<std::string> Lines(const String& text);
 /// Replaces each control character by a space.
 std::string OneLine(std::string_view text);
-/// Hash for unordered containers of String.
-struct TextHash {
-  std::size_t operator()(const String& text) const noexcept {
-    return std::hash<String::View>()(text.view());
-  }
-};
 /// Removes credentials from URLs in the text: in each word, everything between "://" and the last
 /// "@".
 std::string WithoutCredentials(std::string_view text);

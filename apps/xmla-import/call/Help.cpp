@@ -5,6 +5,7 @@
 #include "call/HelpTexts.h"
 #include "call/TargetNames.h"
 #include "call/UsageError.h"
+#include "results/TextLegend.h"
 
 namespace {
 
@@ -76,6 +77,14 @@ std::string Synopsis(const CommandOption& option, const std::string& names) {
   return IsFlag(option) ? names : names + ' ' + option.placeholder;
 }
 
+/// The words of the text format.
+std::string Legend() {
+  std::string text = "\nWords of the text format:\n";
+  for (const LegendEntry& entry : TextLegend())
+    text += Entry(std::string(entry.word), entry.meaning);
+  return text;
+}
+
 std::string Options(std::span<const CommandOption> options, const HelpSource& source) {
   std::string text;
   for (const CommandOption& option : options)
@@ -136,8 +145,10 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
 }
 
 std::string TopicHelp(const HelpSource& source, std::string_view topic) {
-  for (const HelpText& text : TopicTexts())
-    if (text.name == topic) return Paragraphs(text.paragraphs, source);
+  for (const HelpText& text : TopicTexts()) {
+    if (text.name != topic) continue;
+    return Paragraphs(text.paragraphs, source) + (topic == "formats" ? Legend() : "");
+  }
   return {};
 }
 

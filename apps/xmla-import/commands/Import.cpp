@@ -20,7 +20,7 @@
 
 namespace {
 
-using Names = std::unordered_set<String, TextHash>;
+using Names = std::unordered_set<String>;
 
 /// A filter option and its names. Without names, everything passes. Uses hash sets, since a
 /// provider may have very many names.
@@ -282,10 +282,11 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver&
   }
   session.ExplainTarget(result.messages);
   if (plan.cubes.empty()) return WithoutCubes(plan, arguments, result.messages);
-  receiver.BeginCubes(result, plan.cubes.size());
+  result.cubeCount = plan.cubes.size();
+  receiver.BeginCubes(result, result.cubeCount);
   Reading reading(session, plan.cubes, arguments.jobs, receiver);
   reading.Run();
-  const std::size_t count = plan.cubes.size();
+  const std::size_t count = result.cubeCount;
   if (reading.Missing() > 0)
     result.messages.errors.push_back(std::string(reading.Reason()) + ": " +
                                      std::to_string(reading.Missing()) + " of " +

@@ -43,6 +43,7 @@ struct ImportResult {
   String providerVersion;
   std::string target;  ///< --target name of the kind in use; empty if detection failed
   Messages messages;
+  std::size_t cubeCount = 0;         ///< cubes to read, known before the first one is read
   std::size_t cubesWithContent = 0;  ///< complete cubes, and incomplete ones that are not empty
 };
 

@@ -10,9 +10,9 @@
 #include "output/MessageSummary.h"
 #include "output/Output.h"
 #include "output/Progress.h"
-#include "output/Totals.h"
 #include "results/Form.h"
 #include "results/ResultText.h"
+#include "results/Totals.h"
 
 /// Writes the result to the output and its messages to standard error. Cubes of an import are
 /// written one by one during the import, everything else at the end. Throws OutputError and

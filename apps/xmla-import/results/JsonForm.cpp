@@ -1,7 +1,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "results/EnumNames.h"
+#include "Import/EnumNames.h"
 #include "results/Form.h"
 #include "results/JsonWriter.h"
 

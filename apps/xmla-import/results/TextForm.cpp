@@ -1,33 +1,55 @@
+#include <algorithm>
+#include <new>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
-#include "base/TerminalText.h"
+#include "Utility/Generic/BaseStringUtil.h"
+#include "base/Text.h"
 #include "call/TargetNames.h"
-#include "results/EnumNames.h"
 #include "results/Form.h"
+#include "results/TextColumn.h"
+#include "results/TextLegend.h"
+#include "results/Totals.h"
 
 namespace {
 
-/// Converts an enumerator's name to words without its prefix: kHierarchyFullyBalanced becomes
-/// "fully balanced". A value without a name becomes "code N".
-template <class Enum>
-std::string ToWords(Enum value, std::string_view prefix) {
-  std::string_view name = EnumName(value);
-  if (name.empty()) return "code " + std::to_string(static_cast<long long>(value));
-  if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
-  std::string words;
-  bool isAfterLowerCase = false;  // the last character is lower case, so a capital starts a word
-  for (const char c : name) {
-    const bool isCapital = 'A' <= c && c <= 'Z';
-    if (isCapital && isAfterLowerCase) words += ' ';
-    words += c == '_' ? ' ' : isCapital ? static_cast<char>(c - 'A' + 'a') : c;
-    isAfterLowerCase = 'a' <= c && c <= 'z';
+/// A display name, and the server's name.
+struct Named {
+  const String& name;
+  const String& externalName;
+};
+
+using Hierarchies = std::vector<const OTXMLAHierarchy*>;
+
+/// The hierarchies, those of a dimension one after the other. Dimensions and their hierarchies keep
+/// the server's order. If memory is exhausted, all keep it.
+Hierarchies ByDimension(const std::vector<OTXMLAHierarchy>& hierarchies) {
+  std::unordered_map<String, std::size_t> numbers;
+  std::vector<Hierarchies> dimensions;
+  for (const OTXMLAHierarchy& each : hierarchies) {
+    const auto [found, isNew] = numbers.try_emplace(each.m_dimensionUniqueName, dimensions.size());
+    if (isNew) dimensions.emplace_back();
+    dimensions[found->second].push_back(&each);
   }
-  return words;
+  Hierarchies all;
+  for (const Hierarchies& dimension : dimensions)
+    all.insert(all.end(), dimension.begin(), dimension.end());
+  return all;
 }
 
-std::string Structure(OTXMLAHierarchy::HierarchyType type) {
-  return type == OTXMLAHierarchy::kHierarchyUnBalanced ? "unbalanced" : ToWords(type, "kHierarchy");
+/// True if the name is the dimension's name, a dot, and the rest.
+bool IsWithin(const String& name, const String& dimension, const String& rest) {
+  const String::View text = name.view();
+  const std::size_t length = dimension.size();
+  return text.size() == length + 1 + rest.size() && text.starts_with(dimension.view()) &&
+         text[length] == L'.' && text.ends_with(rest.view());
+}
+
+std::string Errors(const Messages& messages) {
+  const std::size_t count = messages.errors.size();
+  return std::to_string(count) + (count == 1 ? " error" : " errors");
 }
 
 class TextForm : public Form {
@@ -43,9 +65,9 @@ class TextForm : public Form {
 
   void Write(const TreeResult& result) override {
     for (const OTDataSource& source : result.dataSources) {
-      Line(0, source.m_dataSourceName);
+      Line(0, source.m_dataSourceName, source.m_catalogs.empty() ? " (no catalogs)" : "");
       for (const OTCatalog& catalog : source.m_catalogs) {
-        Line(1, catalog.m_catalogName);
+        Line(1, catalog.m_catalogName, catalog.m_cubes.empty() ? " (no cubes)" : "");
         for (const OTCube& cube : catalog.m_cubes) {
           if (MustStop()) return;
           Line(2, cube.first);
@@ -55,39 +77,36 @@ class TextForm : public Form {
   }
 
   void Write(const CubeResult& result) override {
-    if (result.hierarchies.empty() && result.measures.empty() && result.sapVariables.empty())
-      return;
-    Line(0, "cube ", result.cube, result.messages.errors.empty() ? "" : " (incomplete)");
-    Line(1, "data source ", result.dataSource, ", catalog ", result.catalog);
-    for (const OTXMLAHierarchy& hierarchy : result.hierarchies) Hierarchy(hierarchy);
-    if (!result.measures.empty()) Line(1, "measures");
-    for (const OTXMLAUnit& measure : result.measures) {
-      if (MustStop()) return;
-      Line(2, Named{measure.m_name, measure.m_externalName}, ": ",
-           ToWords(measure.m_aggrType, "kAggr"), ", ", Column(measure));
-    }
-    if (!result.sapVariables.empty()) Line(1, "variables");
-    for (const XmlACubeVariable& variable : result.sapVariables)
-      if (!MustStop()) Variable(variable);
+    if (!result.IsEmpty()) Cube(result);
   }
 
   void BeginImport(const ImportResult& result) override {
-    if (!result.target.empty())
-      Line(0, "provider ", result.providerName, ", version ", result.providerVersion,
-           ", imported as ", ExplainedTarget(result.target));
+    if (result.target.empty()) return;
+    Text().Append("provider  ");
+    Put(result.providerName);
+    if (!result.providerVersion.empty()) {
+      Put(", version ");
+      Put(result.providerVersion);
+    }
+    Text().EndLine();
+    Line(0, "kind      ", ExplainedTarget(result.target));
+    if (result.cubeCount > 0) Line(0, "cubes     ", std::to_string(result.cubeCount));
   }
 
-  void AddCube(const CubeResult& cube) override { Write(cube); }
+  void AddCube(const CubeResult& cube) override {
+    ++m_addedCubes;
+    Text().EndLine();
+    Cube(cube);
+  }
 
-  void EndImport(const ImportResult&) override {}
+  void EndImport(const ImportResult& result) override {
+    if (m_addedCubes == result.cubeCount) return;
+    Text().EndLine();
+    Line(0, "incomplete: ", std::to_string(result.cubeCount - m_addedCubes), " of ",
+         std::to_string(result.cubeCount), " cubes are missing");
+  }
 
  private:
-  /// A display name, followed by the provider's name if that is different.
-  struct Named {
-    const String& name;
-    const String& externalName;
-  };
-
   template <class... Parts>
   void Line(std::size_t depth, const Parts&... parts) {
     Text().AppendBlanks(2 * depth);
@@ -95,7 +114,11 @@ class TextForm : public Form {
     Text().EndLine();
   }
   void Put(std::string_view ours) { Text().Append(ours); }
-  void Put(const String& name) { Text().AppendName(name); }
+  void Put(const String& name) {
+    if (name.empty()) return Put("(no name)");
+    Text().AppendName(name);
+  }
+  /// The display name, followed by the server's name if that is different.
   void Put(const Named& named) {
     if (named.name.empty() || named.name == named.externalName) return Put(named.externalName);
     Put(named.name);
@@ -104,52 +127,104 @@ class TextForm : public Form {
     Put(")");
   }
 
-  static std::string Column(const OTXMLAUnit& unit) {
-    std::string_view type = EnumName(unit.m_type);
-    if (type.starts_with("VX")) type.remove_prefix(2);
-    if (type.ends_with("Data")) type.remove_suffix(4);
-    std::string text = std::string(type) + "(" + std::to_string(unit.m_precision);
-    if (unit.m_scale != 0) text += ", " + std::to_string(unit.m_scale);
-    return text + ")";
+  void Cube(const CubeResult& cube) {
+    const bool hasFailed = !cube.messages.errors.empty();
+    Text().Append("cube ");
+    Put(cube.cube);
+    if (hasFailed)
+      Put((cube.IsEmpty() ? " (not read: " : " (incomplete: ") + Errors(cube.messages) + ")");
+    Text().EndLine();
+    if (cube.dataSource.empty())
+      Line(1, "catalog ", cube.catalog);
+    else
+      Line(1, "data source ", cube.dataSource, ", catalog ", cube.catalog);
+    Totals totals;
+    totals.Add(cube);
+    totals.cubes = 0;
+    if (!cube.IsEmpty())
+      Line(1, totals.Text());
+    else if (!hasFailed)
+      Line(1, "no hierarchies and no measures");
+    WriteHierarchies(cube.hierarchies);
+    if (!cube.measures.empty()) Line(1, "measures");
+    for (const OTXMLAUnit& measure : cube.measures) {
+      if (MustStop()) return;
+      Line(2, Named{measure.m_name, measure.m_externalName}, ": ", Word(measure.m_aggrType), ", ",
+           TextColumn(measure));
+    }
+    if (!cube.sapVariables.empty()) Line(1, "variables");
+    for (const XmlACubeVariable& variable : cube.sapVariables)
+      if (!MustStop()) Variable(variable);
   }
-  void Hierarchy(const OTXMLAHierarchy& hierarchy) {
-    if (MustStop()) return;
-    Line(1, "hierarchy ", Named{hierarchy.m_hierarchyName, hierarchy.m_externalName}, ": ",
-         Structure(hierarchy.m_hierarchyType), ", dimension ", hierarchy.m_dimensionUniqueName,
-         " of kind ", DimensionKind(hierarchy.m_dimensionType), ", default member of kind ",
-         ToWords(hierarchy.m_memberType, "kMemberType"));
-    for (const OTXMLALevel& level : hierarchy.m_levels) {
-      Line(2, std::to_string(level.m_levelNumber), " ",
-           Named{level.m_levelName, level.m_externalName});
-      for (const OTXMLAUnit& property : level.m_memberProperties) {
-        if (MustStop()) return;
-        Line(3, "property ", Named{property.m_name, property.m_externalName}, ": ",
-             Column(property));
-      }
+
+  void WriteHierarchies(const std::vector<OTXMLAHierarchy>& hierarchies) {
+    Hierarchies ordered;
+    try {
+      ordered = ByDimension(hierarchies);
+    } catch (const std::bad_alloc&) {
+      ordered.clear();
+    }
+    const OTXMLAHierarchy* last = nullptr;
+    for (std::size_t i = 0; i < hierarchies.size(); ++i) {
+      if (MustStop()) return;
+      const OTXMLAHierarchy& each = ordered.empty() ? hierarchies[i] : *ordered[i];
+      if (!last || last->m_dimensionUniqueName != each.m_dimensionUniqueName ||
+          last->m_dimensionType != each.m_dimensionType)
+        Dimension(each);
+      Hierarchy(each);
+      last = &each;
     }
   }
-  static std::string DimensionKind(OTXMLAHierarchy::DimensionType type) {
-    const bool typed = EnumName(type).starts_with("kDimensionType");
-    return ToWords(type, typed ? "kDimensionType" : "kDimension");
+
+  void Dimension(const OTXMLAHierarchy& first) {
+    const std::string kind = Word(first.m_dimensionType);
+    Line(1, "dimension ", first.m_dimensionUniqueName, kind.empty() ? "" : " " + kind);
   }
-  void Variable(const XmlACubeVariable& variable) {
-    Text().AppendBlanks(4);
-    Put(Named{variable.m_Caption.empty() ? variable.m_Name : variable.m_Caption, variable.m_Name});
-    Put(": " + ToWords(variable.m_type, "SAP_VAR_TYPE_") + ", " +
-        ToWords(variable.m_selectionType, "SAP_VAR_SEL_TYPE_") + ", " +
-        ToWords(variable.m_entryType, "SAP_VAR_INPUT_TYPE_"));
-    const bool isOfHierarchy = !variable.m_referenceHierarchy.empty();
-    PutIfNotEmpty(", of ",
-                  isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension);
-    PutIfNotEmpty(", default ", variable.m_defaultLow);
-    PutIfNotEmpty(" to ", variable.m_defaultHigh);
+
+  void Hierarchy(const OTXMLAHierarchy& hierarchy) {
+    const String& name = hierarchy.m_hierarchyName;
+    const bool isPlain = IsWithin(hierarchy.m_externalName, hierarchy.m_dimensionUniqueName, name);
+    Line(2, "hierarchy ", Named{name, isPlain ? name : hierarchy.m_externalName}, ": ",
+         Word(hierarchy.m_hierarchyType), ", ", Word(hierarchy.m_memberType));
+    for (const OTXMLALevel& level : hierarchy.m_levels) {
+      if (MustStop()) return;
+      Level(level);
+    }
+  }
+
+  void Level(const OTXMLALevel& level) {
+    Text().AppendBlanks(6);
+    Put(std::to_string(level.m_levelNumber) + " ");
+    // The display name of this level is its unique name, which says nothing more.
+    if (BaseStringUtil::IsCaseInsensitiveMatch(level.m_externalName, m_all))
+      Put("(All)");
+    else
+      Put(Named{level.m_levelName, level.m_externalName});
     Text().EndLine();
+    for (const OTXMLAUnit& property : level.m_memberProperties) {
+      if (MustStop()) return;
+      Line(4, "property ", Named{property.m_name, property.m_externalName}, ": ",
+           TextColumn(property));
+    }
   }
-  void PutIfNotEmpty(std::string_view words, const String& name) {
-    if (name.empty()) return;
-    Put(words);
-    Put(name);
+
+  void Variable(const XmlACubeVariable& variable) {
+    Line(2, Named{variable.m_Caption, variable.m_Name}, ": ", Word(variable.m_type), ", ",
+         Word(variable.m_selectionType), ", ", Word(variable.m_entryType));
+    const bool isOfHierarchy = !variable.m_referenceHierarchy.empty();
+    const String& reference =
+        isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension;
+    if (!reference.empty()) Line(3, "of ", reference);
+    const String& low = variable.m_defaultLow;
+    const String& high = variable.m_defaultHigh;
+    if (!low.empty() && !high.empty())
+      Line(3, "default ", low, " to ", high);
+    else if (!low.empty() || !high.empty())
+      Line(3, low.empty() ? "default to " : "default ", low.empty() ? high : low);
   }
+
+  const String m_all{L"(All)"};
+  std::size_t m_addedCubes = 0;
 };
 
 }  // namespace

@@ -14,15 +14,27 @@
 /// must not change. The host also defines the layout of the members. Some of them are only stored.
 ///
 /// Order of calls:
+/// - OTXMLAIdentifyProvider (OTXMLAImportEntry.h), if the kind of the server is not known.
 /// - SetupConnInfo. Calling an import operation before it is undefined behaviour.
 /// - SetConnectParameters and SetImportOption at any time.
 /// - GetDataSourceNames or GetDataSourceInfo, to let the user choose a cube.
 /// - SetImportChoiceInfo with the choice.
 /// - The operations on the chosen cube, in any order.
 ///
+/// Names: pass only names that GetDataSourceInfo has returned. Most servers answer an unknown cube
+/// with an empty rowset, so a wrong name gives an empty result without an error.
+///
 /// Errors: operations append to `errors` and `warnings` and never clear them. A failed operation
 /// appends its text to `errors` and returns normally; its output contains what was read before.
-/// Each warning ends with a line feed. Exceptions other than ErrorMessage pass to the caller.
+/// Each warning ends with a line feed.
+///
+/// Exceptions: SetupConnInfo and GetSAPVariables throw ErrorMessage. Every function can throw
+/// std::bad_alloc, and passes what a handler of ImportSettings throws. There are no others.
+///
+/// Cancellation: a cancelled operation fails like any other. The import was cancelled, and did not
+/// fail by itself, if VXExecutionState::IsCancellationRequested() is true for the active state. If
+/// the reply was being read, the text begins with the number kMessageReadCancelled in brackets, and
+/// ErrorMessage::GetNumber() returns it.
 ///
 /// Threads: use an object from one thread at a time; it has no lock. Different objects may be used
 /// at the same time. Another thread can cancel a running operation through the VXExecutionState

@@ -17,6 +17,10 @@
 /// changes another. A null character, which is not part of the text, terminates the buffer. The
 /// text may contain null characters. An empty text has no buffer.
 ///
+/// Compares with std::wstring (or std::string), their views and literals. Construct it from one
+/// with BasicString(text), and make one with std::wstring(text.view()). BaseStringUtil::ToUTF8 and
+/// FromUTF8 convert between String and UTF-8.
+///
 /// Threads: different threads may use different objects, even if these share a buffer. An object
 /// must not be changed while another thread uses it. Errors: throws std::bad_alloc, or
 /// std::length_error for a text that exceeds the address space. The object then keeps its text.
@@ -162,8 +166,12 @@ class BasicString {
   friend bool operator==(const BasicString& a, const Char* b) noexcept {
     return a.view() == View(b);
   }
+  friend bool operator==(const BasicString& a, View b) noexcept { return a.view() == b; }
   friend std::strong_ordering operator<=>(const BasicString& a, const BasicString& b) noexcept {
     return a.compare(b) <=> 0;
+  }
+  friend std::strong_ordering operator<=>(const BasicString& a, View b) noexcept {
+    return a.view().compare(b) <=> 0;
   }
   friend BasicString operator+(const BasicString& a, const BasicString& b) {
     return Joined(a.view(), b.view());
@@ -234,5 +242,13 @@ class BasicString {
 using String = BasicString<wchar_t>;
 /// UTF-8 bytes, used for HTTP, XML and the log.
 using NarrowString = BasicString<char>;
+
+/// Equal texts have equal hashes, also as std::wstring or std::string.
+template <class Char>
+struct std::hash<BasicString<Char>> {
+  std::size_t operator()(const BasicString<Char>& text) const noexcept {
+    return std::hash<std::basic_string_view<Char>>()(text.view());
+  }
+};
 
 static_assert(sizeof(wchar_t) == 4, "wide characters hold one Unicode character each");

@@ -23,34 +23,38 @@ constexpr Beginnings kFault[] = {L"The server refused the request with the SOAP 
 
 struct Message {
   int number;
-  const Beginnings* beginnings;
   const wchar_t* text;
+  const Beginnings* beginnings = kNone;
 };
 
 // Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
 constexpr Message kMessages[] = {
-    {kMessageReadCancelled, kNone,
+    {kMessageReadCancelled,
      L"Reading the server's reply was cancelled before its end. Run the import again."},
-    {kMessageParseError, kNone,
+    {kMessageParseError,
      L"The server's reply could not be read as XML: {1}. Check that the URL leads to an XML for "
      L"Analysis service; if it does, look for errors in the server's own log."},
-    {kMessageTargetMismatch, kNone,
+    {kMessageTargetMismatch,
      L"The connection is configured for {1}, but the server calls itself \"{2}\". The import uses "
      L"the rules of the configured kind (or of Tamarind, if OT_XMLA_IMPORT_TAMARIND is set). If "
      L"the result looks wrong or incomplete, choose the target kind that matches the server."},
-    {kMessageVirtualHierarchy, kHierarchy,
+    {kMessageVirtualHierarchy,
      L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
-     L"Import the hierarchy that it is built on instead."},
-    {kMessageMeasuresHierarchy, kHierarchy,
+     L"Import the hierarchy that it is built on instead.",
+     kHierarchy},
+    {kMessageMeasuresHierarchy,
      L" was skipped because it holds measures (data source \"{2}\", catalog \"{3}\", cube "
-     L"\"{4}\"). Nothing is lost: measures are imported separately."},
-    {kMessageUnknownStructure, kHierarchy,
+     L"\"{4}\"). Nothing is lost: measures are imported separately.",
+     kHierarchy},
+    {kMessageUnknownStructure,
      L" was skipped because its structure is not supported (data source \"{2}\", catalog \"{3}\", "
      L"cube \"{4}\"). Only balanced, ragged, unbalanced and network hierarchies can be imported; "
-     L"change the hierarchy on the server if it is needed."},
-    {kMessageSoapFault, kFault,
+     L"change the hierarchy on the server if it is needed.",
+     kHierarchy},
+    {kMessageSoapFault,
      L". Check the user's rights and the chosen data source, catalog and cube; the server's own "
-     L"log may say more."},
+     L"log may say more.",
+     kFault},
 };
 
 bool IsLineBreak(wchar_t character) {

@@ -1,22 +1,31 @@
-#include "results/EnumNames.h"
+#pragma once
 
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
-// Each list is in declaration order. For equal values, the first name is used.
-namespace {
+#include "Import/OTXMLAHierarchy.h"
+#include "Import/OTXMLAUnit.h"
+#include "Import/XmlACubeVariable.h"
+
+// Names of enumeration values, for output: EnumName(VXCharData) is "VXCharData". The name of the
+// first enumerator with this value, in declaration order. Empty if there is none, because servers
+// may send unknown codes.
+
+namespace EnumNames {
 
 template <class Enum, std::size_t Count>
-std::string_view FirstName(const std::pair<Enum, std::string_view> (&names)[Count], Enum value) {
+constexpr std::string_view First(const std::pair<Enum, std::string_view> (&names)[Count],
+                                 Enum value) {
   for (const auto& [each, name] : names)
     if (each == value) return name;
   return {};
 }
 
-}  // namespace
+}  // namespace EnumNames
 
-std::string_view EnumName(OTXMLAUnit::AggrType value) {
-  static constexpr std::pair<OTXMLAUnit::AggrType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(OTXMLAUnit::AggrType value) {
+  constexpr std::pair<OTXMLAUnit::AggrType, std::string_view> kNames[] = {
       {OTXMLAUnit::kAggrUnknown, "kAggrUnknown"},
       {OTXMLAUnit::kAggrSum, "kAggrSum"},
       {OTXMLAUnit::kAggrCount, "kAggrCount"},
@@ -33,11 +42,11 @@ std::string_view EnumName(OTXMLAUnit::AggrType value) {
       {OTXMLAUnit::kTimeBalanceLast, "kTimeBalanceLast"},
       {OTXMLAUnit::kTimeBalanceAverage, "kTimeBalanceAverage"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(OTXMLAUnit::DimPropType value) {
-  static constexpr std::pair<OTXMLAUnit::DimPropType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(OTXMLAUnit::DimPropType value) {
+  constexpr std::pair<OTXMLAUnit::DimPropType, std::string_view> kNames[] = {
       {OTXMLAUnit::kDimPropNone, "kDimPropNone"},
       {OTXMLAUnit::kDimPropUDA, "kDimPropUDA"},
       {OTXMLAUnit::kDimPropMemnor, "kDimPropMemnor"},
@@ -50,11 +59,11 @@ std::string_view EnumName(OTXMLAUnit::DimPropType value) {
       {OTXMLAUnit::kDimPropParentRef, "kDimPropParentRef"},
       {OTXMLAUnit::kDimPropLast, "kDimPropLast"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(VXDataType value) {
-  static constexpr std::pair<VXDataType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(VXDataType value) {
+  constexpr std::pair<VXDataType, std::string_view> kNames[] = {
       {VXBitData, "VXBitData"},
       {VXCharData, "VXCharData"},
       {VXVarCharData, "VXVarCharData"},
@@ -83,11 +92,11 @@ std::string_view EnumName(VXDataType value) {
       {VXUnknown, "VXUnknown"},
       {VXMaxType, "VXMaxType"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(OTXMLAHierarchy::MemberType value) {
-  static constexpr std::pair<OTXMLAHierarchy::MemberType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(OTXMLAHierarchy::MemberType value) {
+  constexpr std::pair<OTXMLAHierarchy::MemberType, std::string_view> kNames[] = {
       {OTXMLAHierarchy::kMemberTypeUnknown, "kMemberTypeUnknown"},
       {OTXMLAHierarchy::kMemberTypeRegular, "kMemberTypeRegular"},
       {OTXMLAHierarchy::kMemberTypeAll, "kMemberTypeAll"},
@@ -95,11 +104,11 @@ std::string_view EnumName(OTXMLAHierarchy::MemberType value) {
       {OTXMLAHierarchy::kMemberTypeMeasure, "kMemberTypeMeasure"},
       {OTXMLAHierarchy::kMemberTypeDefault, "kMemberTypeDefault"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(OTXMLAHierarchy::HierarchyType value) {
-  static constexpr std::pair<OTXMLAHierarchy::HierarchyType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(OTXMLAHierarchy::HierarchyType value) {
+  constexpr std::pair<OTXMLAHierarchy::HierarchyType, std::string_view> kNames[] = {
       {OTXMLAHierarchy::kHierarchyTypeUnknown, "kHierarchyTypeUnknown"},
       {OTXMLAHierarchy::kHierarchyFullyBalanced, "kHierarchyFullyBalanced"},
       {OTXMLAHierarchy::kHierarchyUnBalanced, "kHierarchyUnBalanced"},
@@ -113,11 +122,11 @@ std::string_view EnumName(OTXMLAHierarchy::HierarchyType value) {
       {OTXMLAHierarchy::kNativeHierarchyTypeLast, "kNativeHierarchyTypeLast"},
       {OTXMLAHierarchy::kHierarchyTypeInvalid, "kHierarchyTypeInvalid"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(OTXMLAHierarchy::DimensionType value) {
-  static constexpr std::pair<OTXMLAHierarchy::DimensionType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(OTXMLAHierarchy::DimensionType value) {
+  constexpr std::pair<OTXMLAHierarchy::DimensionType, std::string_view> kNames[] = {
       {OTXMLAHierarchy::kDimensionTypeUnknown, "kDimensionTypeUnknown"},
       {OTXMLAHierarchy::kDimensionTypeTime, "kDimensionTypeTime"},
       {OTXMLAHierarchy::kDimensionTypeMeasure, "kDimensionTypeMeasure"},
@@ -139,35 +148,35 @@ std::string_view EnumName(OTXMLAHierarchy::DimensionType value) {
       {OTXMLAHierarchy::kDimensionTypeDefault, "kDimensionTypeDefault"},
       {OTXMLAHierarchy::kDimensionInvalid, "kDimensionInvalid"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(XmlACubeVariable::VariableType value) {
-  static constexpr std::pair<XmlACubeVariable::VariableType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(XmlACubeVariable::VariableType value) {
+  constexpr std::pair<XmlACubeVariable::VariableType, std::string_view> kNames[] = {
       {XmlACubeVariable::SAP_VAR_TYPE_MEMBER, "SAP_VAR_TYPE_MEMBER"},
       {XmlACubeVariable::SAP_VAR_TYPE_NUMERIC, "SAP_VAR_TYPE_NUMERIC"},
       {XmlACubeVariable::SAP_VAR_TYPE_HIERARCHY, "SAP_VAR_TYPE_HIERARCHY"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(XmlACubeVariable::VariableSelType value) {
-  static constexpr std::pair<XmlACubeVariable::VariableSelType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(XmlACubeVariable::VariableSelType value) {
+  constexpr std::pair<XmlACubeVariable::VariableSelType, std::string_view> kNames[] = {
       {XmlACubeVariable::SAP_VAR_SEL_TYPE_VALUE, "SAP_VAR_SEL_TYPE_VALUE"},
       {XmlACubeVariable::SAP_VAR_SEL_TYPE_INTERVAL, "SAP_VAR_SEL_TYPE_INTERVAL"},
       {XmlACubeVariable::SAP_VAR_SEL_TYPE_COMPLEX, "SAP_VAR_SEL_TYPE_COMPLEX"},
       {XmlACubeVariable::SAP_VAR_SEL_TYPE_MULTI_SINGLE_VALUES,
        "SAP_VAR_SEL_TYPE_MULTI_SINGLE_VALUES"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }
 
-std::string_view EnumName(XmlACubeVariable::VariableEntryType value) {
-  static constexpr std::pair<XmlACubeVariable::VariableEntryType, std::string_view> kNames[] = {
+constexpr std::string_view EnumName(XmlACubeVariable::VariableEntryType value) {
+  constexpr std::pair<XmlACubeVariable::VariableEntryType, std::string_view> kNames[] = {
       {XmlACubeVariable::SAP_VAR_INPUT_TYPE_OPTIONAL, "SAP_VAR_INPUT_TYPE_OPTIONAL"},
       {XmlACubeVariable::SAP_VAR_INPUT_TYPE_MANDATORY, "SAP_VAR_INPUT_TYPE_MANDATORY"},
       {XmlACubeVariable::SAP_VAR_INPUT_TYPE_MANDATORY_NOT_INITIAL,
        "SAP_VAR_INPUT_TYPE_MANDATORY_NOT_INITIAL"},
   };
-  return FirstName(kNames, value);
+  return EnumNames::First(kNames, value);
 }

@@ -1,4 +1,4 @@
-#include "output/Totals.h"
+#include "results/Totals.h"
 
 void Totals::Add(const SourcesResult& result) { dataSources += result.dataSources.size(); }
 
