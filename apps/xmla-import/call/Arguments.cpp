@@ -323,9 +323,10 @@ void ScanForReport(int argc, const char* const* argv, const std::vector<CommandF
 }  // namespace
 
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    const std::vector<std::string>& formats, Arguments& arguments) {
+                    const std::vector<std::string>& formats, Arguments& arguments,
+                    std::span<const LegendEntry> legend) {
   Arguments read;
-  const HelpSource source{commands, kCommonOptions, formats};
+  const HelpSource source{commands, kCommonOptions, formats, legend};
   try {
     Parser(source, read).Read(argc, argv);
   } catch (const UsageError& error) {

@@ -5,7 +5,6 @@
 #include "call/HelpTexts.h"
 #include "call/TargetNames.h"
 #include "call/UsageError.h"
-#include "results/TextLegend.h"
 
 namespace {
 
@@ -78,10 +77,9 @@ std::string Synopsis(const CommandOption& option, const std::string& names) {
 }
 
 /// The words of the text format.
-std::string Legend() {
+std::string Legend(std::span<const LegendEntry> legend) {
   std::string text = "\nWords of the text format:\n";
-  for (const LegendEntry& entry : TextLegend())
-    text += Entry(std::string(entry.word), entry.meaning);
+  for (const LegendEntry& entry : legend) text += Entry(std::string(entry.word), entry.meaning);
   return text;
 }
 
@@ -147,7 +145,7 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
 std::string TopicHelp(const HelpSource& source, std::string_view topic) {
   for (const HelpText& text : TopicTexts()) {
     if (text.name != topic) continue;
-    return Paragraphs(text.paragraphs, source) + (topic == "formats" ? Legend() : "");
+    return Paragraphs(text.paragraphs, source) + (topic == "formats" ? Legend(source.legend) : "");
   }
   return {};
 }

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/LegendEntry.h"
 #include "call/CommandForm.h"
 
 // The texts of --help and of the command help, in lines of at most 80 columns. They are made from
@@ -14,6 +15,7 @@ struct HelpSource {
   const std::vector<CommandForm>& commands;
   std::span<const CommandOption> commonOptions;
   const std::vector<std::string>& formats;
+  std::span<const LegendEntry> legend;  ///< of the text format
 };
 
 std::string ToolHelp(const HelpSource& source);

@@ -52,10 +52,7 @@ constexpr HelpText kTopics[] = {
     {"formats", "output formats and what they contain",
      "--format selects one of: {formats}.\n"
      "\n"
-     "text: for people. A cube shows its hierarchies, each with the levels and their member "
-     "properties, then measures and variables. A name in parentheses is the provider's own name, "
-     "if it differs. Double(9, 1) is a type with precision and scale, VarChar(20) one with a "
-     "length. It may change between versions.\n"
+     "text: for people; its words are explained below. The text may change between versions.\n"
      "\n"
      "json: one UTF-8 document for programs, with the same keys in the same order in every "
      "version. A failed call prints it, too; its key errors says why.\n"
