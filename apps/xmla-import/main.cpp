@@ -19,6 +19,7 @@
 #include "output/Report.h"
 #include "output/StreamWriting.h"
 #include "results/Formats.h"
+#include "results/TextLegend.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ class Call {
   bool Prepare(int argc, char** argv) {
     std::optional<UsageError> wrong;
     try {
-      ParseArguments(argc, argv, CommandForms(), FormatNames(), m_arguments);
+      ParseArguments(argc, argv, CommandForms(), FormatNames(), m_arguments, TextLegend());
     } catch (const UsageError& error) {
       wrong = error;
     }

@@ -37,7 +37,7 @@ TEST(HTTPLimit, AppliesToPlainAndCompressedReplies) {
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
     EXPECT_FALSE(outcome.ok);
     EXPECT_THAT(outcome.error,
-                StartsWith("The reply is longer than 1000 bytes (limit maxReplyBytes): http"));
+                HasSubstr("the reply is longer than 1000 bytes (limit maxReplyBytes)"));
   }
   WireServer server(Answer(fits));
   EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
@@ -52,7 +52,7 @@ TEST(HTTPLimit, EndsAnEndlessReply) {
   HTTPClientOptions options;
   options.maxReplyBytes = 1 << 20;
   EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
-              StartsWith("The reply is longer than 1048576 bytes (limit maxReplyBytes): http"));
+              HasSubstr("the reply is longer than 1048576 bytes (limit maxReplyBytes)"));
 }
 
 // Headers. All responses of an exchange count together, including informational ones and log-in
@@ -75,10 +75,9 @@ TEST_P(HTTPHeaderLimit, EndsEndlessHeaders) {
   HTTPClientOptions options;
   options.maxHeaderBytes = 50'000;
   const std::string url = "http://" + server.Authority() + "/";
-  EXPECT_THAT(
-      PostOnce(url, 10, &options).error,
-      StartsWith("The reply has more than 50000 bytes of headers (limit maxHeaderBytes): "));
-  EXPECT_THAT(PostOnce(url).error, HasSubstr("307200 bytes of headers (limit maxHeaderBytes): "));
+  EXPECT_THAT(PostOnce(url, 10, &options).error,
+              HasSubstr("the reply has more than 50000 bytes of headers (limit maxHeaderBytes); "));
+  EXPECT_THAT(PostOnce(url).error, HasSubstr("307200 bytes of headers (limit maxHeaderBytes); "));
 }
 
 const std::string kOk = "HTTP/1.1 200 OK\r\n";
@@ -121,8 +120,7 @@ TEST(HTTPHeaderLimits, TrailerThatLooksLikeAStatusLineIsNoStatusLine) {
 TEST(HTTPHeaderLimits, RecogniseInformationalResponsesWithAnyBlanks) {
   WireServer server("HTTP/1.1  100 Continue\r\n\r\n" +
                     Answer("", "401 Unauthorized", "WWW-Authenticate: Basic realm=r\r\n"));
-  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
-              HasSubstr("log-in offered: Basic: http"));
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error, HasSubstr("(it offers Basic)"));
 }
 
 TEST(HTTPHeaderLimits, RefuseACarriageReturnInsideALine) {
@@ -130,7 +128,7 @@ TEST(HTTPHeaderLimits, RefuseACarriageReturnInsideALine) {
                            "WWW-Authenticate: Digest realm=\"r\rX: y\", nonce=\"n\"\r\n"));
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"p", 10, nullptr);
   EXPECT_THAT(Post(client).error,
-              StartsWith("A header line of the response contains a carriage return: "));
+              HasSubstr("a header line of the response contains a carriage return"));
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 
@@ -145,7 +143,7 @@ TEST(HTTPHeaderLimits, AbbreviateQuotedHeaders) {
     const std::string error = PostOnce("http://" + server.Authority() + "/").error;
     EXPECT_LT(error.size(), 1000u);
     if (answer.find("401") != std::string::npos) {
-      EXPECT_THAT(error, AllOf(HasSubstr("S15xxxxxxxxxx: http"), Not(HasSubstr("S16x"))));
+      EXPECT_THAT(error, AllOf(HasSubstr("S15xxxxxxxxxx"), Not(HasSubstr("S16x"))));
     }
   }
 }
@@ -180,8 +178,8 @@ TEST(HTTPRatioLimit, AppliesOnlyToLongReplies) {
     EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
     if (!test.ok) {
       EXPECT_THAT(outcome.error,
-                  StartsWith("The reply is compressed by a factor of more than 500 (limit "
-                             "maxCompressionRatio): http"));
+                  HasSubstr("the reply is compressed by a factor of more than 500 (limit "
+                            "maxCompressionRatio)"));
     }
   }
 }
@@ -238,8 +236,8 @@ TEST(HTTPCompression, IsDecodedOnce) {
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/");
     EXPECT_EQ(outcome.ok, test.ok) << outcome.error;
     if (!test.ok) {
-      EXPECT_THAT(outcome.error, StartsWith("The reply is compressed more than once, which is not "
-                                            "accepted: http"));
+      EXPECT_THAT(outcome.error, HasSubstr("the reply is compressed more than once, which is not "
+                                           "accepted; "));
     }
   }
 }
@@ -266,8 +264,7 @@ TEST(HTTPLimit, AppliesToTheReplyInUTF8) {
                            "Content-Type: text/xml; charset=iso-8859-1\r\n"));
   EXPECT_THAT(
       PostOnce("http://" + server.Authority() + "/", 10, &options).error,
-      HasSubstr("longer than 1000 bytes after its conversion to UTF-8 (limit maxReplyBytes): "
-                "http"));
+      HasSubstr("longer than 1000 bytes after its conversion to UTF-8 (limit maxReplyBytes); "));
 }
 
 /// Refuses log-ins with large bodies.
@@ -556,7 +553,7 @@ TEST_P(HTTPDiscarded, UsesNoMemoryAndCanBeCancelled) {
       test.isProxys ? "https://service.test/" : "http://" + server.Authority() + "/", 10, &options);
   const auto ended = Clock::now();
   host.join();
-  EXPECT_THAT(outcome.error, StartsWith("The request was cancelled"));
+  EXPECT_THAT(outcome.error, HasSubstr("the request was cancelled"));
   EXPECT_LT(ended - requested, std::chrono::milliseconds(100));
   EXPECT_LT(after - before, kPieces * 64 / 4);
 }

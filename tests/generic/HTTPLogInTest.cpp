@@ -100,9 +100,11 @@ TEST(HTTPAuthentication, RefusedPasswordIsNotSentByAWeakerScheme) {
   HTTPClientWrapper client(Wide("http://" + server.Authority() + "/"), L"u", L"canary", 10,
                            nullptr);
   const Outcome outcome = Post(client);
-  EXPECT_THAT(outcome.error,
-              AllOf(StartsWith("HTTP 401 Unauthorized, log-in offered: Digest, Basic: "),
-                    HasSubstr("check user name and password"), Not(HasSubstr("canary"))));
+  EXPECT_THAT(
+      outcome.error,
+      AllOf(HasSubstr("HTTP 401 Unauthorized: the server rejected the user name or the password; "),
+            HasSubstr("(it offers Digest, Basic)"), HasSubstr("check user name and password"),
+            Not(HasSubstr("canary"))));
   EXPECT_LE(server.Requests().size(), 3u);
   for (const loopback::Request& request : server.Requests())
     EXPECT_THAT(request.Header("authorization"), Not(StartsWith("Basic")));
@@ -433,7 +435,7 @@ TEST(HTTPCredentials, ControlCharactersAreRefused) {
       {"http://ann:p%0A@" + host, L"", L"", "", "The password contains a control character"},
       {"http://ann:p%00@" + host, L"", L"", "", "The password contains a control character"},
       {"http://ann\r\n:p@" + host, L"", L"", "", "The user name contains a control character"},
-      {"http://" + host + "a\r\nX: y", L"", L"", "", "The URL of the service cannot be used"},
+      {"http://" + host + "a\r\nX: y", L"", L"", "", ": the URL of the service cannot be used"},
       {"http://" + host, L"", L"", "http://a%0db:p@h", "The proxy's user name contains"},
       {"http://" + host, L"", L"", "a:p%0d@h:1", "The proxy's password contains"},
       {"http://" + host, L"", L"", "http://h\n", "The proxy's URL contains"},
@@ -450,7 +452,7 @@ TEST(HTTPCredentials, ControlCharactersAreRefused) {
       } catch (const ErrorMessage& error) {
         String text;
         error.RetrieveErrorMessages(text);
-        EXPECT_THAT(Narrow(text), AllOf(StartsWith(test.says), Not(HasSubstr("\n"))));
+        EXPECT_THAT(Narrow(text), AllOf(HasSubstr(test.says), Not(HasSubstr("\n"))));
       }
     }
   EXPECT_EQ(server.Connections(), 0u);

@@ -122,10 +122,10 @@ TEST(ReplyCharset, OtherCharsetsAreRefused) {
         "BRF",       "EUC-JISX0213", "INTERNAL",    "WCHAR_T",         "ISO-8859-1//TRANSLIT",
         "8859-1",    "ISO-8859",     "ISO-8859-12", "SO-8859-1",       "-",
         "X-NO-SUCH", "../../TMP/X"}) {
-    EXPECT_THAT(client.Receive("<r/>", "text/xml; charset=" + name),
-                AllOf(StartsWith("The reply is in the charset \"" + name +
-                                 "\", which is not accepted: http://"),
-                      HasSubstr("(configure the server to use UTF-8)")));
+    EXPECT_THAT(
+        client.Receive("<r/>", "text/xml; charset=" + name),
+        AllOf(HasSubstr("the reply is in the charset \"" + name + "\", which is not accepted"),
+              HasSubstr("; configure the server to use UTF-8")));
   }
   EXPECT_THAT(client.Receive("<r/>", "text/xml; charset=\"ISO-8859-1 ISO8859-1\""),
               HasSubstr("\"ISO-8859-1 ISO8859-1\", which is not accepted"));
@@ -157,7 +157,7 @@ std::string Repeated(const std::string& unit, std::size_t times) {
 TEST(ReplyCharset, LimitAppliesToTheConvertedText) {
   constexpr std::size_t kLimit = 100'000;
   constexpr char kTooLong[] =
-      "The reply is longer than 100000 bytes after its conversion to UTF-8 (limit maxReplyBytes): ";
+      "the reply is longer than 100000 bytes after its conversion to UTF-8 (limit maxReplyBytes); ";
   EchoingClient client(kLimit);
   const Length lengths[] = {
       {"text/xml; charset=iso-8859-1", "\xE9", 2},
@@ -178,15 +178,15 @@ TEST(ReplyCharset, LimitAppliesToTheConvertedText) {
     EXPECT_THAT(client.Receive(whole, length.contentType), StartsWith("<r>"));
     EXPECT_THAT(client.Receive(whole + ".", length.contentType),
                 length.unit.size() == length.longer
-                    ? StartsWith("The reply is longer than 100000 bytes")
-                    : StartsWith(kTooLong));
+                    ? HasSubstr("the reply is longer than 100000 bytes")
+                    : HasSubstr(kTooLong));
   }
   const std::string mark = "\xFF\xFE";
   const std::string chinese = "\x2E\x95";  // three bytes in UTF-8
   EXPECT_THAT(client.Receive(mark + std::string("<\0", 2) + Repeated(chinese, 33'333)),
               StartsWith("<\xE9\x94\xAE"));
   EXPECT_THAT(client.Receive(mark + std::string("<\0", 2) + Repeated(chinese, 33'334)),
-              StartsWith(kTooLong));
+              HasSubstr(kTooLong));
 }
 
 }  // namespace

@@ -53,9 +53,10 @@ TEST(TLS, TrustedCertificateIsAcceptedAndTheConnectionReused) {
 
 TEST(TLS, OtherCertificatesAreRefusedWithAReason) {
   EXPECT_THAT(ErrorOf(Certificate("IP:127.0.0.1", kDay), false),
-              AllOf(StartsWith("The server's certificate is not trusted: "),
-                    HasSubstr("self-signed certificate: https://127.0.0.1:"),
-                    HasSubstr("SSL_CERT_FILE"), testing::Not(HasSubstr("canary"))));
+              AllOf(testing::StartsWith("https://127.0.0.1:"),
+                    HasSubstr("the server's certificate is not trusted; "),
+                    HasSubstr("self-signed certificate)"), HasSubstr("SSL_CERT_FILE"),
+                    testing::Not(HasSubstr("canary"))));
   EXPECT_THAT(ErrorOf(Certificate("IP:127.0.0.1", -3600), true),
               HasSubstr("certificate has expired"));
   EXPECT_THAT(ErrorOf(Certificate("DNS:elsewhere.test", kDay), true),
@@ -189,16 +190,31 @@ TEST(TLS, ClientDeletedInAForkedChildStaysUsableInTheParent) {
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(client->ReadBytes("<q/>", reply, error));
 }
 
-TEST(TLS, ServerWithoutTLSHasItsOwnError) {
-  // Such a server answers before it has parsed anything.
-  WireServer server(Answer("<r/>", "400 Bad Request"), WireServer::Greets{});
-  const std::string url = "https://" + server.Authority() + "/";
-  HTTPClientWrapper client(String(std::wstring(url.begin(), url.end())), L"", L"", 10, nullptr);
+std::string PostError(const std::string& url) {
+  HTTPClientWrapper client(Wide(url), L"", L"", 10, nullptr);
   NarrowString reply;
   String error;
   EXPECT_FALSE(client.ReadBytes("<q/>", reply, error));
-  EXPECT_NE(error.find(L"The TLS handshake with the server failed"), String::npos);
-  EXPECT_NE(error.find(L"check that the port is one for https"), String::npos);
+  return std::string(BaseStringUtil::StringToStdString(error, 65001).view());
+}
+
+TEST(TLS, WrongSchemeNamesTheOther) {
+  // Such a server answers before it has parsed anything.
+  const WireServer plain(Answer("<r/>", "400 Bad Request"), WireServer::Greets{});
+  const std::string url = "https://" + plain.Authority() + "/";
+  EXPECT_THAT(PostError(url),
+              AllOf(testing::StartsWith(url + ": the server does not use TLS on this port; use "
+                                              "http://, or the port for https ("),
+                    testing::EndsWith("wrong version number)")));
+
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  const WireServer tls(&Reply, certificate.Context());
+  EXPECT_THAT(PostError("http://" + tls.Authority() + "/"),
+              HasSubstr("; if the port is one for https, use https://"));
+  // Some servers explain it in a reply.
+  const WireServer explaining(Answer("The plain HTTP request was sent to HTTPS port", "400 Bad"));
+  EXPECT_THAT(PostError("http://" + explaining.Authority() + "/"),
+              HasSubstr("; if the port is one for https, use https://"));
 }
 
 TEST(TLS, UnreadableCertificateFileHasItsOwnError) {
@@ -211,7 +227,7 @@ TEST(TLS, UnreadableCertificateFileHasItsOwnError) {
   NarrowString reply;
   String error;
   EXPECT_FALSE(client.ReadBytes("<q/>", reply, error));
-  EXPECT_NE(error.find(L"The file of trusted certificates cannot be read"), String::npos);
+  EXPECT_NE(error.find(L"the file of trusted certificates cannot be read"), String::npos);
 }
 
 // System configuration may allow old TLS versions.
@@ -260,7 +276,7 @@ TEST(TLS, DISABLED_RequiresVersion12) {
   for (const bool isProxy : {false, true}) {
     for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
       EXPECT_THAT(ErrorWithOldest(version, isProxy),
-                  AllOf(StartsWith("The TLS handshake with the server failed: "),
+                  AllOf(HasSubstr("the TLS handshake with the server failed; "),
                         HasSubstr("TLS 1.2 or later")));
     }
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION})

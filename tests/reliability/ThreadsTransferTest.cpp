@@ -84,7 +84,7 @@ class Request {
   bool WasCancelled() const {
     if (m_outcome.end != Outcome::End::kErrorMessage) return false;
     EXPECT_THAT(m_outcome.thrown,
-                AnyOf(HasSubstr("The request was cancelled"), HasSubstr("[46066]")));
+                AnyOf(HasSubstr("the request was cancelled"), HasSubstr("[46066]")));
     return true;
   }
 

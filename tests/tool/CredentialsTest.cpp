@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -124,7 +125,8 @@ TEST_F(Credentials, UserWithoutPasswordAndTerminalIsAUsageError) {
       EXPECT_EQ(
           outcome.err,
           "xmla-import: error: user \"ann\" needs a password, and there is no terminal to ask "
-          "for it; use --password-file FILE (or XMLA_IMPORT_PASSWORD)\n");
+          "for it; use --password-file FILE (or XMLA_IMPORT_PASSWORD); see xmla-import help "
+          "log-in\n");
     }
 }
 
@@ -254,6 +256,41 @@ TEST(CredentialsInUse, FromAnOptionAreNotInTheProcessList) {
     const std::string commandLine = onlooker.Run(words, options);
     EXPECT_THAT(commandLine, HasSubstr("--user"));
     EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
+  }
+}
+
+/// A wrong call ends soon. Waiting for the reader of its output keeps it alive.
+TEST(CredentialsInUse, OfAWrongCallAreNotInTheProcessList) {
+  if (geteuid() != 0) GTEST_SKIP() << kOnlyRoot;
+  const Arguments forms[] = {
+      {"--password", "s3cret", "sources"},  {"--password=s3cret", "sources"},
+      {"sources", "--passwort", "s3cret"},  {"-ps3cret", "sources"},
+      {"-p", "s3cret", "sources"},          {"sources", "--token", "s3cret"},
+      {"--user", "s3cret", "sources", "x"},
+  };
+  const support::TempDir folder;
+  const std::string pipe = folder.Path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (Arguments words : forms) {
+    words.insert(words.begin(), {"-o", pipe, "--format", "json", "--sample", "sap-bw"});
+    std::string commandLine;
+    const Outcome outcome = RunToolWhile(words, [&](pid_t tool) {
+      // The tool waits for a reader after it has hidden its arguments.
+      const std::string file = "/proc/" + std::to_string(tool) + "/cmdline";
+      for (int i = 0; i < 1000; ++i) {
+        commandLine = support::ReadFile(file);
+        const bool isTool = commandLine.find("sap-bw") != std::string::npos;
+        if (isTool && commandLine.find("s3cret") == std::string::npos) break;
+        usleep(1000);
+      }
+      std::ifstream reader(pipe);
+      std::string text((std::istreambuf_iterator<char>(reader)), {});
+      EXPECT_THAT(text, Not(HasSubstr("s3cret")));
+    });
+    EXPECT_EQ(outcome.status, 2) << outcome.err;
+    EXPECT_THAT(commandLine, HasSubstr("sources"));
+    EXPECT_THAT(commandLine, Not(HasSubstr("s3cret")));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("s3cret")));
   }
 }
 

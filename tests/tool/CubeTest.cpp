@@ -152,26 +152,24 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WrongChoice{"OpenSource",
                     {},
-                    "there are several data sources, choose with --source; there are: \"Alpha\", "
+                    "the provider has several data sources; choose one with --source: \"Alpha\", "
                     "\"Beta\""},
         WrongChoice{"UnknownSource",
                     {"--source", "Gamma"},
                     "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
-        WrongChoice{
-            "OpenCatalog",
-            {"--source", "Beta", "--cube", "Sales"},
-            "there are several catalogs in the data source \"Beta\", choose with --catalog; "
-            "there are: \"One\", \"Two\""},
+        WrongChoice{"OpenCatalog",
+                    {"--source", "Beta", "--cube", "Sales"},
+                    "the data source \"Beta\" has several catalogs; choose one with --catalog: "
+                    "\"One\", \"Two\""},
         WrongChoice{
             "UnknownCatalog",
             {"--source", "Beta", "--catalog", "Three"},
             "there is no catalog \"Three\" in the data source \"Beta\"; there are: \"One\", "
             "\"Two\""},
-        WrongChoice{
-            "OpenCube",
-            {"--source", "Beta", "--catalog", "One"},
-            "there are several cubes in the catalog \"One\", choose with --cube; there are: "
-            "\"Sales\", \"Stock\""},
+        WrongChoice{"OpenCube",
+                    {"--source", "Beta", "--catalog", "One"},
+                    "the catalog \"One\" has several cubes; choose one with --cube: "
+                    "\"Sales\", \"Stock\""},
         WrongChoice{"UnknownCubeOfAll",
                     {"--source", "Beta", "--catalog", "One", "--cube", "Nope"},
                     "there is no cube \"Nope\" in the catalog \"One\"; there are: \"Sales\", "
@@ -186,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
         WrongChoice{"CubeOfACatalogWithout",
                     {"--source", "Beta", "--catalog", "Two", "--cube", "Sales"},
-                    "the provider has no cubes in the catalog \"Two\""}),
+                    "there are no cubes in the catalog \"Two\""}),
     [](const auto& each) { return std::string(each.param.name); });
 
 struct Unnamed {
@@ -196,12 +194,12 @@ struct Unnamed {
 };
 constexpr Unnamed kUnnamed[] = {
     {"DISCOVER_DATASOURCES", "DataSourceName",
-     "there are several data sources, choose with --source; there are: \"\", \"Other\""},
+     "the provider has several data sources; choose one with --source: \"\", \"Other\""},
     {"DBSCHEMA_CATALOGS", "CATALOG_NAME",
-     "there are several catalogs in the data source \"Solo\", choose with --catalog; there are: "
+     "the data source \"Solo\" has several catalogs; choose one with --catalog: "
      "\"\", \"Other\""},
     {"MDSCHEMA_CUBES Lone", "CUBE_NAME",
-     "there are several cubes in the catalog \"Lone\", choose with --cube; there are: \"\", "
+     "the catalog \"Lone\" has several cubes; choose one with --cube: \"\", "
      "\"Other\""},
 };
 

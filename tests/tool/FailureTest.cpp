@@ -32,7 +32,8 @@ TEST(Failure, UnknownHost) {
 }
 
 TEST(Failure, RefusedPort) {
-  ExpectFailure("http://127.0.0.1:1/xmla", "Connection refused: http://127.0.0.1:1/xmla");
+  ExpectFailure("http://127.0.0.1:1/xmla",
+                "http://127.0.0.1:1/xmla: cannot connect to the service: Connection refused; ");
 }
 
 struct Mood {
@@ -46,7 +47,8 @@ TEST(Failure, MisbehavingProvider) {
       {"status:503", "HTTP 503 Service Unavailable"},
       {"fault", "[64203] "},
       {"html", "web page"},
-      {"truncate", "The connection was closed in the middle of the reply: transfer closed with "},
+      {"truncate",
+       "the connection was closed in the middle of the reply; try again (transfer closed with "},
       {"empty", "empty"},
   };
   for (const Mood& mood : moods)

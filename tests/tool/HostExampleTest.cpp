@@ -57,7 +57,7 @@ TEST_F(HostExample, ImportsCancelsAndReportsErrors) {
 
   const support::ChildResult unusable = Run({"no url", "100"});
   EXPECT_EQ(unusable.exitStatus, 1);
-  EXPECT_THAT(unusable.err, StartsWith("failed: The URL"));
+  EXPECT_THAT(unusable.err, StartsWith("failed: no url: the URL of the service cannot be used: "));
 
   EXPECT_EQ(Run({url}).exitStatus, 2);
 

@@ -102,7 +102,8 @@ TEST(Import, UnknownNameListsExistingOnesAndReadsNoCube) {
   const std::pair<Arguments, const char*> cases[] = {
       {{"--source", "Gamma"}, "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
       {{"--catalog", "Three"}, "there is no catalog \"Three\"; there are: \"One\", \"Two\""},
-      {{"--catalog", "Two", "--cube", "Stock"}, "there is no cube \"Stock\"; there are: \"Sales\""},
+      {{"--catalog", "Two", "--cube", "Stock"},
+       "there is no cube \"Stock\" in the chosen catalogs; there are: \"Sales\""},
   };
   for (const auto& [arguments, says] : cases) {
     const ScriptedProvider provider(Cubes());
@@ -119,9 +120,9 @@ TEST(Import, ReadsKnownNamesAndReportsUnknownOnes) {
       {{"--source", "Gamma", "--source", "Alpha"},
        "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
       {{"--source", "Alpha", "--catalog", "Three", "--catalog", "One", "--catalog", "Two"},
-       "there is no catalog \"Three\"; there are: \"One\", \"Two\""},
+       "there is no catalog \"Three\" in the chosen data sources; there are: \"One\", \"Two\""},
       {{"--source", "Alpha", "--cube", "Sales", "--cube", "Stock", "--cube", "None"},
-       "there is no cube \"None\"; there are: \"Sales\", \"Stock\""},
+       "there is no cube \"None\" in the chosen data sources; there are: \"Sales\", \"Stock\""},
   };
   const ScriptedProvider provider(Cubes());
   for (const auto& [arguments, says] : cases) {

@@ -260,7 +260,7 @@ TEST_F(Interrupt, DuringTheSelectionOfCubesIsReported) {
                      });
     const std::string text = outcome.out + outcome.err;
     EXPECT_EQ(text.find("no cubes"), std::string::npos) << text.substr(0, 1000);
-    isFound = text.find("interrupted before the first cube was read") != std::string::npos;
+    isFound = text.find("interrupted: no cube was read") != std::string::npos;
     if (outcome.status == 130 && text.find("[46066]") != std::string::npos)
       early = std::max(early, moment * 0.9 + early * 0.1);
     else
@@ -395,8 +395,8 @@ TEST_F(Interrupt, EndsWaitingForAReaderOfTheResult) {
     bool hasReader;
     const char* said;
   };
-  for (const Case& each : {Case{false, "; the result was not written\n"},
-                           Case{true, "; the result there is truncated\n"}}) {
+  for (const Case& each : {Case{false, ", so the result was not written\n"},
+                           Case{true, ", so the result there is truncated\n"}}) {
     SCOPED_TRACE(each.said);
     ExpectWithin(kWithGrace, [&] {
       NamedPipe pipe;
@@ -410,7 +410,7 @@ TEST_F(Interrupt, EndsWaitingForAReaderOfTheResult) {
       });
       const double seconds = SecondsSince(sent);
       EXPECT_EQ(outcome.status, 130);
-      EXPECT_THAT(outcome.err, testing::EndsWith("xmla-import: error: interrupted, and \"" +
+      EXPECT_THAT(outcome.err, testing::EndsWith("xmla-import: error: interrupted: \"" +
                                                  pipe.Name() + "\" has no reader" + each.said));
       return seconds;
     });
@@ -447,8 +447,7 @@ ScriptedProvider::Script LongNames(int count) {
   return script;
 }
 
-constexpr const char* kCutShort =
-    "interrupted while the result was written; the rest of it is missing";
+constexpr const char* kCutShort = "interrupted: the rest of the result is missing";
 
 TEST_F(Interrupt, TruncatesAVeryLargeResultWithAMessage) {
   const ScriptedProvider provider(LongNames(400));
@@ -538,7 +537,7 @@ TEST_F(Interrupt, EndsWaitingForABlockedTerminal) {
       });
       const double seconds = SecondsSince(sent);
       EXPECT_EQ(outcome.status, 130) << isStopped;
-      EXPECT_THAT(outcome.err, testing::EndsWith("; the result there is truncated\n"));
+      EXPECT_THAT(outcome.err, testing::EndsWith(", so the result there is truncated\n"));
       close(terminal);
       close(screen);
       return seconds;

@@ -61,7 +61,8 @@ TEST(SampleProvider, IgnoresCredentials) {
     const Outcome outcome = RunTool({"--sample", "sap-bw", option, "ann", "sources"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err,
-              "xmla-import: error: --user and --password-file cannot be combined with --sample\n");
+              "xmla-import: error: --user and --password-file cannot be combined with --sample; "
+              "see xmla-import sources --help\n");
   }
   Options options;  // the environment may have credentials for other calls
   options.environment = {{"XMLA_IMPORT_USER", "ann"}, {"XMLA_IMPORT_PASSWORD", "x"}};

@@ -53,6 +53,19 @@ const Path kPaths[] = {
        return Run(ManyCubes(size), {"import", "--cube", "Nope"});
      },
      2},
+    {"ASuggestionAmongManyNames", 30000,
+     [](std::size_t size) {
+       return Run(ManyCubes(size), {"import", "--cube", "Cubes 1x2y3"});
+     },
+     2},
+    {"ManyNamesGivenThatDoNotExist", 3000,
+     [](std::size_t size) {
+       Arguments arguments{"import"};
+       for (std::size_t i = 0; i < size; ++i)
+         arguments.insert(arguments.end(), {"--cube", "Cubes " + std::to_string(i)});
+       return Run(ManyCubes(size), arguments);
+     },
+     2},
     {"ALongNameShownOfEachExchange", 100000,
      [](std::size_t size) {
        ScriptedProvider::Script script = OneCube();

@@ -1,13 +1,15 @@
-// Compares the complete output of the tool in many situations with the files in
-// tests/tool/expected. The first line of a file is the call:
+// Compares the output of the tool in many situations with the files in
+// tests/tool/expected: the complete help, the beginning of other results, and all messages. The
+// first line of a file is the call:
 //
 //     $ [NAME=VALUE]... xmla-import ARGUMENT...
 //
 // An argument or value may contain {analysis-services}, {sap-bw} and {tamarind}, the URLs of the
 // sample provider, {locked}, a provider that requires the user ann with the password secret,
-// {refused}, where nothing listens, and {folder}, a temporary folder. The name INPUT is standard
-// input; TERMINAL=1 makes standard error a terminal. With XMLA_UPDATE_EXPECTED set, the test writes
-// the files.
+// {refused}, where nothing listens, {https-on-http}, {https-on-greeter} and {http-on-https}, where
+// the other scheme is expected (the greeter does not wait for a request), and {folder}, a temporary
+// folder. The name INPUT is standard input; TERMINAL=1 makes standard error a terminal. With
+// XMLA_UPDATE_EXPECTED set, the test writes the files.
 
 #include <gtest/gtest.h>
 
@@ -17,8 +19,10 @@
 #include <regex>
 
 #include "SampleProvider.h"
+#include "support/Certificate.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
+#include "support/WireServer.h"
 #include "tool/ToolProcess.h"
 
 namespace tool {
@@ -79,6 +83,7 @@ class Situations : public testing::TestWithParam<fs::path> {
     Replace(text, "\r\x1b[K", "");
     Replace(text, m_folder.Path().string(), "{folder}");
     text = std::regex_replace(text, std::regex("127\\.0\\.0\\.1:[0-9]{4,5}"), "127.0.0.1:PORT");
+    text = std::regex_replace(text, std::regex("OpenSSL/[0-9.]+"), "OpenSSL/VERSION");
     text = std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}"), "TIME");
     return std::regex_replace(text, std::regex("\\b[0-9]+\\.[0-9]+ (s|ms)\\b"), "N $1");
   }
@@ -101,7 +106,10 @@ class Situations : public testing::TestWithParam<fs::path> {
     words.erase(words.begin());
     const Outcome outcome = RunTool(words, options);
     std::string text = call + "\nstatus " + std::to_string(outcome.status) + "\n";
-    if (!outcome.out.empty()) text += "--- standard output\n" + Stable(Beginning(outcome.out));
+    if (!outcome.out.empty()) {
+      const bool isHelp = call.find("help") != call.npos;
+      text += "--- standard output\n" + Stable(isHelp ? outcome.out : Beginning(outcome.out));
+    }
     if (!outcome.err.empty()) text += "--- standard error\n" + Stable(outcome.err);
     for (const fs::path& file : m_folder.Files())
       text += "--- " + file.filename().string() + ": " +
@@ -115,6 +123,9 @@ class Situations : public testing::TestWithParam<fs::path> {
             {"{sap-bw}", m_open.Url(sample::Kind::kSapBw)},
             {"{tamarind}", m_open.Url(sample::Kind::kTamarind)},
             {"{locked}", m_locked.Url(sample::Kind::kSapBw)},
+            {"{https-on-http}", "https" + m_open.Url(sample::Kind::kSapBw).substr(4)},
+            {"{https-on-greeter}", "https://" + m_greeter.Authority() + "/xmla"},
+            {"{http-on-https}", "http://" + m_tls.Authority() + "/xmla"},
             {"{refused}", "http://127.0.0.1:1/xmla"},
             {"{folder}", m_folder.Path().string()}};
   }
@@ -129,6 +140,10 @@ class Situations : public testing::TestWithParam<fs::path> {
 
   const sample::Provider m_open;
   const sample::Provider m_locked{Locked()};
+  const Certificate m_certificate{"IP:127.0.0.1", 3600};
+  const WireServer m_greeter{"HTTP/1.1 400 Bad Request\r\n\r\n", WireServer::Greets{}};
+  const WireServer m_tls{[](loopback::Connection&, const loopback::Request&) {},
+                         m_certificate.Context()};
   const support::TempDir m_folder;
 };
 
@@ -139,6 +154,18 @@ TEST_P(Situations, HaveTheExpectedOutput) {
     std::ofstream(GetParam()) << found;
   else
     EXPECT_EQ(found, expected);
+}
+
+TEST(Help, HasAtMost80Columns) {
+  int files = 0;
+  for (const fs::path& file : ExpectedFiles()) {
+    if (!file.filename().string().starts_with("help-")) continue;
+    ++files;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);)
+      EXPECT_LE(line.size(), 80u) << file << ": " << line;
+  }
+  EXPECT_GE(files, 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(Tool, Situations, testing::ValuesIn(ExpectedFiles()),

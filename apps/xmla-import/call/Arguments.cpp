@@ -1,22 +1,299 @@
 #include "call/Arguments.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
+#include <set>
 #include <string_view>
 
 #include "base/Text.h"
-#include "call/TargetNames.h"
+#include "call/Help.h"
+#include "call/SecretOption.h"
+#include "call/Suggestion.h"
 
 namespace {
 
-constexpr std::string_view kFooter =
-    "Environment:\n"
-    "  XMLA_IMPORT_URL, XMLA_IMPORT_USER, XMLA_IMPORT_TARGET  defaults of the options\n"
-    "  XMLA_IMPORT_PASSWORD        the password, if --password-file is not given\n"
-    "  MORVEN_BI_XMLA_HTTP_TIMEOUT  time-out in seconds, default 120\n"
-    "\n"
-    "Exit status:\n"
-    "  0 success, 1 errors, 2 usage error, 3 import: some cubes failed, 130 interrupted";
+constexpr CommandOption kCommonOptions[] = {
+    {.name = "--url",
+     .help = "the XMLA service, http or https [XMLA_IMPORT_URL]",
+     .value = &Arguments::url,
+     .placeholder = "URL"},
+    {.name = "--sample",
+     .help = "import from the built-in sample provider: analysis-services, sap-bw or tamarind",
+     .value = &Arguments::sample,
+     .placeholder = "KIND"},
+    {.name = "--user", .help = "user name [XMLA_IMPORT_USER]", .value = &Arguments::user},
+    {.name = "--password-file",
+     .help = "file whose first line is the password, - is standard input; default: "
+             "[XMLA_IMPORT_PASSWORD], else a prompt",
+     .value = &Arguments::passwordFile,
+     .placeholder = "FILE"},
+    {.name = "--target",
+     .help = "the kind of provider, default auto; see xmla-import help targets "
+             "[XMLA_IMPORT_TARGET]",
+     .value = &Arguments::target,
+     .placeholder = "KIND"},
+    {.name = "--log",
+     .help = "write requests and replies to files in DIR",
+     .value = &Arguments::log,
+     .placeholder = "DIR"},
+    {.name = "--format",
+     .help = "one of: {formats}; the first is the default",
+     .value = &Arguments::format,
+     .placeholder = "FORMAT"},
+    {.name = "--output",
+     .help = "write the result to FILE, which a failed call leaves as it is",
+     .value = &Arguments::output,
+     .placeholder = "FILE",
+     .shortName = "-o"},
+    {.name = "--warnings",
+     .help = "warnings on standard error: all, summary (default: one line for each kind) or none; "
+             "the result has all of them",
+     .value = &Arguments::warnings,
+     .placeholder = "WHICH"},
+    {.name = "--quiet", .help = "show only errors", .value = &Arguments::quiet},
+    {.name = "--verbose",
+     .help = "show each exchange with its timings",
+     .value = &Arguments::verbose},
+};
+
+constexpr std::string_view kHelpCommand = "help";
+
+/// The name for messages. An odd one is quoted.
+std::string Shown(std::string_view name) {
+  const auto isPlain = [](char c) {
+    return c == '-' || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+  };
+  return std::ranges::all_of(name, isPlain) ? std::string(name) : Listed({std::string(name)});
+}
+
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+  return text;
+}
+
+/// An option of the command line and its value, not yet assigned to a command.
+struct Given {
+  const CommandOption* option;
+  std::string_view value;  ///< part of the command line: it may be a secret, so it is not copied
+};
+
+class Parser {
+ public:
+  Parser(const HelpSource& source, Arguments& read) : m_source(source), m_read(read) {}
+
+  /// Reads all words. The first error is thrown at the end, if there is no --help.
+  void Read(int argc, const char* const* argv) {
+    for (int i = 1; i < argc; ++i) {
+      try {
+        ReadWord(argv[i], i + 1 < argc ? argv[i + 1] : nullptr, i);
+      } catch (const UsageError& error) {
+        if (m_error.empty()) m_error = error.what();
+      }
+    }
+    if (m_wantsHelp) {
+      m_read.information = m_form ? CommandHelp(m_source, *m_form) : ToolHelp(m_source);
+      return;
+    }
+    if (!m_read.information.empty()) return;
+    if (!m_error.empty()) throw UsageError(m_error);
+    if (m_isHelp) return ShowTopic();
+    if (!m_form) FailWithoutCommand(argc == 1);
+    for (const Given& given : m_given) Store(given);
+    CheckMeaning();
+  }
+
+ private:
+  void ReadWord(std::string_view word, const char* next, int& index) {
+    const bool isLong = word.starts_with("--");
+    if (!word.starts_with('-') || word == "-") return ReadName(word);
+    const std::size_t end = isLong ? std::min(word.find('='), word.size()) : 2;
+    const std::string_view name = word.substr(0, end);
+    if (word == "-h" || word == "--help") {
+      m_wantsHelp = true;
+    } else if (word == "--version") {
+      m_read.information = "xmla-import " XMLA_IMPORT_VERSION "\n";
+    } else if (const CommandOption* const option = Find(name)) {
+      const bool hasValue = end < word.size();
+      if (std::holds_alternative<bool Arguments::*>(option->value)) {
+        if (hasValue) throw UsageError(Shown(name) + " takes no value");
+        m_given.push_back({option, {}});
+        return;
+      }
+      if (!hasValue && !next)
+        throw UsageError(Shown(name) + " needs a value: " + option->name + ' ' +
+                         option->placeholder);
+      if (!hasValue) ++index;
+      const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
+      if (value.empty()) throw UsageError(Shown(name) + " needs a non-empty value");
+      m_given.push_back({option, value});
+    } else {
+      if (MayTakeSecret(name) && end == word.size() && next) ++index;
+      RejectOption(name);
+    }
+  }
+
+  void ReadName(std::string_view word) {
+    if (m_isHelp && m_topic.empty()) {
+      m_topic = word;
+    } else if (m_form && FindForm(word)) {
+      throw UsageError("two commands given, " + std::string(m_form->name) + " and " +
+                       std::string(word) + "; give one");
+    } else if (m_form || m_isHelp) {
+      throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead());
+    } else if (word == kHelpCommand) {
+      m_isHelp = true;
+    } else {
+      m_form = FindForm(word);
+      if (m_form) m_read.command = m_form->name;
+      if (!m_form && m_error.empty())
+        throw UsageError(UnknownValue("command", word, CommandNames(), Enumerated(CommandNames())));
+    }
+  }
+
+  std::string OptionsInstead() const {
+    std::vector<std::string> names;
+    if (m_form)
+      for (const CommandOption& option : m_form->options) names.emplace_back(option.name);
+    if (names.empty()) return {};
+    return "; " + std::string(m_form->name) + " takes values only by " + Joined(names);
+  }
+
+  void ShowTopic() {
+    if (const CommandForm* const form = FindForm(m_topic))
+      m_read.information = CommandHelp(m_source, *form);
+    else
+      m_read.information = m_topic.empty() || m_topic == kHelpCommand
+                               ? ToolHelp(m_source)
+                               : TopicHelp(m_source, m_topic);
+    if (!m_read.information.empty()) return;
+    std::vector<std::string> names = CommandNames();
+    std::ranges::copy(HelpTopics(), std::back_inserter(names));
+    throw UsageError(UnknownValue("topic", m_topic, names, Enumerated(names)));
+  }
+
+  [[noreturn]] void FailWithoutCommand(bool isEmptyCall) const {
+    throw UsageError(
+        "no command given; expected one of: " + Enumerated(CommandNames()) +
+        (isEmptyCall ? "; to begin, try: xmla-import --sample analysis-services tree" : ""));
+  }
+
+  [[noreturn]] void RejectOption(std::string_view name) const {
+    if (IsPasswordOption(name))
+      throw UsageError("there is no option " + Shown(name) +
+                       ", because other users can read command lines; use --password-file FILE, "
+                       "XMLA_IMPORT_PASSWORD, or --user alone to be asked");
+    std::vector<std::string> names{"--help", "--version"};
+    for (const CommandOption& option : m_source.commonOptions) names.emplace_back(option.name);
+    for (const CommandForm& form : m_source.commands)
+      if (!m_form || m_form == &form)
+        for (const CommandOption& option : form.options) names.emplace_back(option.name);
+    throw UsageError(Who() + " has no option " + Shown(name) + DidYouMean(name, names));
+  }
+
+  std::string Who() const { return m_form ? m_form->name : "xmla-import"; }
+
+  static const CommandOption* FindIn(std::span<const CommandOption> options,
+                                     std::string_view name) {
+    for (const CommandOption& option : options)
+      if (name == option.name || (*option.shortName && name == option.shortName)) return &option;
+    return nullptr;
+  }
+
+  /// Also finds options of other commands, because the command may follow.
+  const CommandOption* Find(std::string_view name) const {
+    const CommandOption* found = FindIn(m_source.commonOptions, name);
+    if (!found && m_form) found = FindIn(m_form->options, name);
+    for (const CommandForm& form : m_source.commands)
+      if (!found) found = FindIn(form.options, name);
+    return found;
+  }
+
+  const CommandForm* FindForm(std::string_view name) const {
+    for (const CommandForm& form : m_source.commands)
+      if (name == form.name) return &form;
+    return nullptr;
+  }
+
+  std::vector<std::string> CommandNames() const {
+    std::vector<std::string> names;
+    for (const CommandForm& form : m_source.commands) names.emplace_back(form.name);
+    names.emplace_back(kHelpCommand);
+    return names;
+  }
+
+  void Store(const Given& given) {
+    const std::string_view name = given.option->name;
+    const CommandOption* option = FindIn(m_source.commonOptions, name);
+    if (!option) option = FindIn(m_form->options, name);
+    if (!option) RejectOptionOfOthers(name);
+    const bool isFirst = m_stored.insert(option).second;
+    std::visit([&](auto member) { Set(*option, given.value, m_read.*member, isFirst); },
+               option->value);
+  }
+
+  [[noreturn]] void RejectOptionOfOthers(std::string_view name) const {
+    std::vector<std::string> own;
+    for (const CommandOption& option : m_form->options) own.emplace_back(option.name);
+    std::vector<std::string> others;
+    for (const CommandForm& form : m_source.commands)
+      if (FindIn(form.options, name)) others.emplace_back(form.name);
+    throw UsageError(Who() + " has no option " + std::string(name) + " (" +
+                     (own.empty() ? "only " + Joined(others) : "it has " + Joined(own)) + ")");
+  }
+
+  static void RejectSecond(const CommandOption& option, bool isFirst) {
+    if (!isFirst) throw UsageError(std::string(option.name) + " may be given only once");
+  }
+  static void Set(const CommandOption&, std::string_view, bool& flag, bool) { flag = true; }
+  static void Set(const CommandOption& option, std::string_view value, std::string& text,
+                  bool isFirst) {
+    RejectSecond(option, isFirst);
+    text = value;
+  }
+  static void Set(const CommandOption& option, std::string_view value, int& number, bool isFirst) {
+    RejectSecond(option, isFirst);
+    const char* const end = value.data() + value.size();
+    const auto [rest, error] = std::from_chars(value.data(), end, number);
+    if (error != std::errc() || rest != end || number < 1 || number > option.max)
+      throw UsageError(std::string(option.name) + " needs a whole number from 1 to " +
+                       std::to_string(option.max) + ", not " + Listed({std::string(value)}));
+  }
+  static void Set(const CommandOption& option, std::string_view value,
+                  std::vector<std::string>& list, bool isFirst) {
+    if (!option.mayRepeat) RejectSecond(option, isFirst);
+    list.emplace_back(value);
+  }
+
+  void CheckMeaning() const {
+    RequireOneOf("--format", m_read.format, m_source.formats);
+    if (!m_read.warnings.empty())
+      RequireOneOf("--warnings", m_read.warnings, {"all", "summary", "none"});
+    if (m_read.quiet && m_read.verbose)
+      throw UsageError("--quiet and --verbose cannot be combined");
+    if (!m_read.url.empty() && !m_read.sample.empty())
+      throw UsageError("--url and --sample cannot be combined");
+    if (!m_read.sample.empty() && (!m_read.user.empty() || !m_read.passwordFile.empty()))
+      throw UsageError("--user and --password-file cannot be combined with --sample");
+  }
+
+  static void RequireOneOf(std::string_view option, const std::string& value,
+                           const std::vector<std::string>& values) {
+    if (std::ranges::count(values, value) == 0)
+      throw UsageError(UnknownValue(option, value, values, Enumerated(values)));
+  }
+
+  const HelpSource& m_source;
+  Arguments& m_read;
+  const CommandForm* m_form = nullptr;
+  bool m_isHelp = false;  // the command is "help"
+  std::string_view m_topic;
+  bool m_wantsHelp = false;  // --help was given
+  std::vector<Given> m_given;
+  std::set<const CommandOption*> m_stored;
+  std::string m_error;
+};
 
 /// Finds the value of one option without parsing the others. Used to report a usage error in the
 /// requested format. `shortName` may be empty.
@@ -43,158 +320,18 @@ void ScanForReport(int argc, const char* const* argv, const std::vector<CommandF
       if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
 }
 
-/// The names, separated by commas.
-std::string Enumerated(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
-}
-
-std::string NamesOf(const std::vector<CommandForm>& commands) {
-  std::vector<std::string> names;
-  for (const CommandForm& command : commands) names.emplace_back(command.name);
-  return Enumerated(names);
-}
-
-void AddText(CLI::App& app, const std::string& names, std::string& value,
-             const std::string& placeholder, const std::string& meaning) {
-  app.add_option(names, value, meaning)->type_name(placeholder);
-}
-
-void AddConnectionOptions(CLI::App& app, const std::vector<std::string>& formats,
-                          Arguments& arguments) {
-  AddText(app, "--url", arguments.url, "URL", "the XMLA service, http or https [XMLA_IMPORT_URL]");
-  AddText(app, "--sample", arguments.sample, "KIND",
-          "import from the built-in sample provider: analysis-services, sap-bw or "
-          "tamarind");
-  AddText(app, "--user", arguments.user, "NAME", "user name [XMLA_IMPORT_USER]");
-  AddText(app, "--password-file", arguments.passwordFile, "FILE",
-          "file whose first line is the password, - is standard input; default: "
-          "[XMLA_IMPORT_PASSWORD], else a prompt");
-  AddText(app, "--target", arguments.target, "KIND",
-          "the kind of provider, default auto: " + TargetNames() + " [XMLA_IMPORT_TARGET]");
-  AddText(app, "--log", arguments.log, "DIR", "write the import log to DIR");
-  AddText(app, "--format", arguments.format, "FORMAT",
-          "one of: " + Enumerated(formats) + "; default " + formats.front());
-  AddText(app, "-o,--output", arguments.output, "FILE", "write the result to FILE");
-  AddText(app, "--warnings", arguments.warnings, "WHICH",
-          "warnings on standard error: all, summary (default: one line for each kind) or none; "
-          "the result has all of them");
-  app.add_flag("--quiet", arguments.quiet, "show only errors");
-  app.add_flag("--verbose", arguments.verbose, "show each exchange with its timings");
-}
-
-void AddOption(CLI::App& command, const CommandOption& option, bool& flag) {
-  command.add_flag(option.name, flag, option.help);
-}
-void AddOption(CLI::App& command, const CommandOption& option, std::string& text) {
-  AddText(command, option.name, text, option.placeholder, option.help);
-}
-void AddOption(CLI::App& command, const CommandOption& option, int& number) {
-  command.add_option(option.name, number, option.help)
-      ->type_name(option.placeholder)
-      ->check(CLI::Range(1, option.max));
-}
-void AddOption(CLI::App& command, const CommandOption& option, std::vector<std::string>& list) {
-  CLI::Option& texts =
-      *command.add_option(option.name, list, option.help)->type_name(option.placeholder);
-  if (option.mayRepeat)
-    texts.allow_extra_args(false);
-  else
-    texts.expected(1);
-}
-
-void AddCommand(CLI::App& app, const CommandForm& form, Arguments& arguments) {
-  CLI::App& command = *app.add_subcommand(form.name, form.help);
-  command.footer("Common options: xmla-import --help");
-  for (const CommandOption& option : form.options)
-    std::visit([&](auto member) { AddOption(command, option, arguments.*member); }, option.value);
-}
-
-/// Rejects "--option=" without a value. The parser would use the next argument as the value.
-void RejectEqualsWithoutValue(int argc, const char* const* argv, CLI::App& app) {
-  std::vector<CLI::App*> all = app.get_subcommands(nullptr);
-  all.push_back(&app);
-  for (int i = 1; i < argc; ++i) {
-    std::string word = argv[i];
-    if (!word.starts_with("--") || !word.ends_with('=')) continue;
-    word.pop_back();
-    for (const CLI::App* const each : all)
-      if (each->get_option_no_throw(word)) throw UsageError(word + " needs a non-empty value");
-  }
-}
-
-/// Rejects empty option values.
-void RequireValues(const CLI::App& app) {
-  for (const CLI::Option* option : app.get_options())
-    for (const std::string& value : option->results())
-      if (value.empty()) throw UsageError(option->get_name() + " needs a non-empty value");
-}
-
-void CheckMeaning(const CLI::App& app, const std::vector<std::string>& formats,
-                  const Arguments& arguments) {
-  RequireValues(app);
-  for (const CLI::App* command : app.get_subcommands()) RequireValues(*command);
-  if (std::ranges::count(formats, arguments.format) == 0)
-    throw UsageError("unknown --format \"" + OneLine(arguments.format) +
-                     "\"; expected one of: " + Enumerated(formats));
-  constexpr std::string_view kWarnings[] = {"", "all", "summary", "none"};
-  if (std::ranges::count(kWarnings, arguments.warnings) == 0)
-    throw UsageError("unknown --warnings \"" + OneLine(arguments.warnings) +
-                     "\"; expected one of: all, summary, none");
-  if (arguments.quiet && arguments.verbose)
-    throw UsageError("--quiet and --verbose cannot be combined");
-}
-
-/// The error text for unexpected arguments. It contains no option values, since one may be a
-/// secret.
-std::string AboutExtras(const CLI::App& app, const std::vector<CommandForm>& commands) {
-  const std::vector<std::string> extras = app.remaining(true);
-  for (const std::string& word : extras)
-    if (word.starts_with('-') && word != "-")
-      return "unknown option " +
-             Listed({OneLine(word.substr(0, word.starts_with("--") ? word.find('=') : 2))}) +
-             "; the options of a command follow the command";
-  const std::string word = extras.empty() ? std::string() : Listed({OneLine(extras.front())});
-  return app.get_subcommands().empty()
-             ? "unknown command " + word + "; expected one of: " + NamesOf(commands)
-             : "unexpected argument " + word;
-}
-
 }  // namespace
 
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    const std::vector<std::string>& formats, Arguments& arguments) {
+                    const std::vector<std::string>& formats, Arguments& arguments,
+                    std::span<const LegendEntry> legend) {
   Arguments read;
-  CLI::App app("Reads the structure of OLAP cubes from an XML for Analysis service.",
-               "xmla-import");
-  app.set_version_flag("--version", "xmla-import " XMLA_IMPORT_VERSION);
-  app.footer(std::string(kFooter));
-  app.fallthrough();
-  AddConnectionOptions(app, formats, read);
-  for (const CommandForm& command : commands) AddCommand(app, command, read);
-  app.require_subcommand(0, 1);
-  const auto fail = [&](const std::string& text) {
-    ScanForReport(argc, argv, commands, formats, arguments);
-    throw UsageError(text);
-  };
+  const HelpSource source{commands, kCommonOptions, formats, legend};
   try {
-    RejectEqualsWithoutValue(argc, argv, app);
-    app.parse(argc, argv);
-    for (const CLI::App* const command : app.get_subcommands()) read.command = command->get_name();
-    if (read.command.empty())
-      throw UsageError("no command given; expected one of: " + NamesOf(commands));
-    CheckMeaning(app, formats, read);
-  } catch (const CLI::CallForHelp&) {
-    read.information = app.help();  // the help of the command, if one was given
-  } catch (const CLI::CallForVersion& version) {
-    read.information = std::string(version.what()) + "\n";
-  } catch (const CLI::ExtrasError&) {
-    fail(AboutExtras(app, commands) + "; see xmla-import --help");
-  } catch (const CLI::ParseError& error) {
-    fail(OneLine(error.what()) + "; see xmla-import --help");
+    Parser(source, read).Read(argc, argv);
   } catch (const UsageError& error) {
-    fail(error.what());
+    ScanForReport(argc, argv, commands, formats, arguments);
+    throw UsageError(error.what() + SeeHelp(read.command));
   }
   arguments = std::move(read);
 }

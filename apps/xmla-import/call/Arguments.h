@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "base/LegendEntry.h"
 #include "call/CommandForm.h"
 #include "call/UsageError.h"
 
@@ -22,6 +23,7 @@ struct Arguments {
 
 /// Parses a command line. Throws UsageError. Then `arguments` contains at least the command, the
 /// format and the output file, if they were given, so that the error is reported in the requested
-/// format.
+/// format. `legend` is for the help.
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    const std::vector<std::string>& formats, Arguments& arguments);
+                    const std::vector<std::string>& formats, Arguments& arguments,
+                    std::span<const LegendEntry> legend = {});

@@ -7,9 +7,10 @@
 
 struct Arguments;
 
-/// An option of a command.
+/// An option of a command, or of every command.
 struct CommandOption {
   const char* name;
+  /// For the help. {formats} and {targets} stand for the lists of formats and target kinds.
   const char* help;
   /// Where its value is stored: a flag, a text, a number, or a list of texts.
   std::variant<bool Arguments::*, std::string Arguments::*, int Arguments::*,
@@ -18,6 +19,7 @@ struct CommandOption {
   const char* placeholder = "NAME";  ///< of the value in the help; a flag has none
   int max = 0;                       ///< of a number; the minimum is 1
   bool mayRepeat = false;            ///< only a list may be repeated
+  const char* shortName = "";        ///< such as -o
 };
 
 /// Name, help text and options of a command.

@@ -41,6 +41,13 @@ std::string ExplainedTarget(std::string_view name) {
   return std::string(name) + (name == kTessera ? " (any other XMLA server)" : "");
 }
 
+std::vector<std::string> TargetNameList() {
+  std::vector<std::string> names;
+  for (const NamedTarget& entry : kTargets) names.emplace_back(entry.name);
+  names.emplace_back(kAutoTarget);
+  return names;
+}
+
 std::string TargetNames() {
   std::string names;
   for (const NamedTarget& entry : kTargets) names += ExplainedTarget(entry.name) + ", ";

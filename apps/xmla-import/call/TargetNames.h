@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Utility/Generic/ServerInfo.h"
 
@@ -15,5 +16,7 @@ std::optional<ServerInfo::TargetType> TargetFromName(std::string_view name);
 std::string TargetName(ServerInfo::TargetType target);
 /// The name, with an explanation if it does not explain itself.
 std::string ExplainedTarget(std::string_view name);
+/// All --target names.
+std::vector<std::string> TargetNameList();
 /// All --target names with their explanations, separated by commas.
 std::string TargetNames();

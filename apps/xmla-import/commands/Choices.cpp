@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/Text.h"
+#include "call/Suggestion.h"
 #include "connection/Operation.h"
 
 namespace {
@@ -16,6 +17,17 @@ std::string ListedInPart(const std::vector<String>& names) {
   std::string list = Listed(shown);
   if (names.size() > kMax) list += " and " + std::to_string(names.size() - kMax) + " more";
   return list;
+}
+
+/// Suggests the name that was meant. Long names are skipped before they are converted, and at most
+/// `kMax` names are considered: a server can send very many.
+std::string Nearest(const String& choice, const std::vector<String>& names) {
+  constexpr std::size_t kMax = 100'000;
+  Suggestion suggestion(Utf8(Shortened(choice)));
+  for (std::size_t i = 0; i < std::min(names.size(), kMax); ++i)
+    if (names[i].size() <= Suggestion::kMaxBytes) suggestion.Consider(Utf8(names[i]));
+  return suggestion.Best().empty() ? std::string()
+                                   : " (did you mean " + Listed({suggestion.Best()}) + "?)";
 }
 
 }  // namespace
@@ -51,18 +63,22 @@ std::vector<String> CubeNames(const OTCatalog& catalog) {
 
 ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
                   std::optional<String>& choice, Messages& messages) {
-  const std::string things = std::string(what.kind) + "s" + what.where;
+  const std::string kinds = std::string(what.kind) + "s";
+  const std::string where = what.owner.empty() ? "" : " in " + what.owner;
   if (names.empty()) {
-    messages.errors.push_back("the provider has no " + things);
+    messages.errors.push_back(where.empty() ? "the provider has no " + kinds
+                                            : "there are no " + kinds + where);
     return choice ? ExitStatus::kWrongCall : ExitStatus::kFailed;
   }
   if (!choice && names.size() == 1) choice = names.front();
   if (choice && std::find(names.begin(), names.end(), *choice) != names.end())
     return ExitStatus::kDone;
   const std::string asked =
-      choice ? "there is no " + std::string(what.kind) + " " + Listed({Utf8(*choice)}) + what.where
-             : "there are several " + things + ", choose with " + what.option;
-  messages.errors.push_back(asked + "; there are: " + ListedInPart(names));
+      choice ? "there is no " + std::string(what.kind) + " " + Listed({Utf8(*choice)}) + where +
+                   Nearest(*choice, names) + "; there are: "
+             : (what.owner.empty() ? "the provider" : what.owner) + " has several " + kinds +
+                   "; choose one with " + what.option + ": ";
+  messages.errors.push_back(asked + ListedInPart(names));
   return ExitStatus::kWrongCall;
 }
 

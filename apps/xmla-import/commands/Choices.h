@@ -26,12 +26,12 @@ bool IsUnknownDataSource(OTXMLAImportAPI& import, const String& name, Messages& 
 std::vector<String> CatalogNames(const OTDataSource& dataSource);
 std::vector<String> CubeNames(const OTCatalog& catalog);
 
-/// Describes a choice for the messages: what is chosen ("data source"), the option, and the place
-/// (" of the catalog \"C\"", or empty).
+/// Describes a choice for the messages: what is chosen ("data source"), the option, and what it
+/// belongs to ("the catalog \"C\""; empty: the provider).
 struct ChoiceOf {
   const char* kind;
   const char* option;
-  std::string where;
+  std::string owner;
 };
 
 /// Completes an absent choice if there is exactly one name, which may be empty. If the choice is

@@ -33,11 +33,11 @@ ExitStatus ChooseInTree(OTXMLAImportAPI& import, Choices& choices, Messages& mes
   std::ranges::move(tree.errors, std::back_inserter(messages.errors));
   if (!isComplete || dataSources.empty()) return ExitStatus::kFailed;
   const OTDataSource& source = dataSources.front();
-  const std::string inSource = " in the data source " + Listed({Utf8(*choices.dataSource)});
+  const std::string inSource = "the data source " + Listed({Utf8(*choices.dataSource)});
   const ExitStatus status =
       Choose({"catalog", "--catalog", inSource}, CatalogNames(source), choices.catalog, messages);
   if (status != ExitStatus::kDone) return status;
-  const std::string inCatalog = " in the catalog " + Listed({Utf8(*choices.catalog)});
+  const std::string inCatalog = "the catalog " + Listed({Utf8(*choices.catalog)});
   for (const OTCatalog& catalog : source.m_catalogs)
     if (catalog.m_catalogName == *choices.catalog)
       return Choose({"cube", "--cube", inCatalog}, CubeNames(catalog), choices.cube, messages);

@@ -26,8 +26,10 @@ using Names = std::unordered_set<String>;
 /// provider may have very many names.
 class Filter {
  public:
-  Filter(const char* kind, const char* option, const std::vector<std::string>& values)
-      : m_kind(kind), m_option(option) {
+  /// `owner` is what the names belong to, as in ChoiceOf.
+  Filter(const char* kind, const char* option, const std::vector<std::string>& values,
+         std::string owner = {})
+      : m_kind(kind), m_option(option), m_owner(std::move(owner)) {
     for (const std::string& value : values) {
       m_names.push_back(Wide(value));
       m_wanted.insert(m_names.back());
@@ -39,21 +41,25 @@ class Filter {
     return m_wanted.contains(name);
   }
   /// Adds an error for each filter name that the provider does not have, with a list of existing
-  /// names. True if there is one.
+  /// names. Many such names are only counted. True if there is one.
   bool ReportUnknownNames(Messages& messages) const {
-    bool isUnknown = false;
+    constexpr std::size_t kMaxReported = 20;
+    std::size_t unknown = 0;
     for (const String& name : m_names) {
-      if (m_existingSet.contains(name)) continue;
-      isUnknown = true;
+      if (m_existingSet.contains(name) || ++unknown > kMaxReported) continue;
       std::optional<String> missing = name;
-      Choose({m_kind, m_option, ""}, m_existing, missing, messages);
+      Choose({m_kind, m_option, m_owner}, m_existing, missing, messages);
     }
-    return isUnknown;
+    if (unknown > kMaxReported)
+      messages.errors.push_back(std::to_string(unknown - kMaxReported) + " more names of " +
+                                m_option + " do not exist; see xmla-import tree");
+    return unknown > 0;
   }
 
  private:
   const char* m_kind;
   const char* m_option;
+  const std::string m_owner;
   std::vector<String> m_names;
   Names m_wanted;
   std::vector<String> m_existing;  ///< existing names, in the provider's order
@@ -122,8 +128,12 @@ Plan MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Messages& mes
   Plan plan;
   std::vector<OTDataSource> tree;
   ReadTrees(import, arguments.sources, tree, plan, messages);
-  Filter catalogs("catalog", "--catalog", arguments.catalogs);
-  Filter cubes("cube", "--cube", arguments.cubes);
+  Filter catalogs("catalog", "--catalog", arguments.catalogs,
+                  arguments.sources.empty() ? "" : "the chosen data sources");
+  Filter cubes("cube", "--cube", arguments.cubes,
+               !arguments.catalogs.empty() ? "the chosen catalogs"
+               : arguments.sources.empty() ? ""
+                                           : "the chosen data sources");
   AddCubes(tree, catalogs, cubes, plan);
   // Without the whole tree, a missing name may still exist.
   if (!plan.isTreeComplete || MustStop() || tree.empty()) return plan;
@@ -244,7 +254,7 @@ class Reading {
 ExitStatus WithoutCubes(const Plan& plan, const Arguments& arguments, Messages& messages) {
   const bool isFiltered = !(arguments.sources.empty() && arguments.catalogs.empty());
   if (MustStop())
-    messages.errors.emplace_back("interrupted before the first cube was read");
+    messages.errors.emplace_back("interrupted: no cube was read");
   else if (plan.hasUnknownNames)
     return ExitStatus::kWrongCall;
   else if (plan.isTreeComplete)

@@ -13,6 +13,7 @@
 #include "base/Interrupt.h"
 #include "base/Secret.h"
 #include "base/Text.h"
+#include "call/SecretOption.h"
 #include "call/TargetNames.h"
 #include "connection/Password.h"
 
@@ -40,11 +41,13 @@ std::optional<std::string> TakeFromEnvironment(const char* variable) {
   return taken;
 }
 
-void ServeSample(const std::string& name, Connection& connection) {
+void ServeSample(const Arguments& arguments, Connection& connection) {
+  const std::string& name = arguments.sample;
   const std::optional<sample::Kind> kind = sample::KindFromName(name);
   if (!kind)
-    throw UsageError("unknown --sample \"" + OneLine(name) +
-                     "\"; expected one of: analysis-services, sap-bw, tamarind");
+    throw UsageError(UnknownValue("--sample", name, {"analysis-services", "sap-bw", "tamarind"},
+                                  "analysis-services, sap-bw, tamarind") +
+                     SeeHelp(arguments.command));
   try {
     connection.provider = std::make_unique<sample::Provider>();
   } catch (const std::runtime_error& error) {
@@ -72,13 +75,15 @@ void HideInUrl(char* word) {
 void UseUrl(const Arguments& arguments, Connection& connection) {
   std::string url = OptionOr(arguments.url, "XMLA_IMPORT_URL");
   if (url.empty())
-    throw UsageError("no service given; use --url URL (or XMLA_IMPORT_URL) or --sample KIND");
+    throw UsageError("no service given; use --url URL (or XMLA_IMPORT_URL) or --sample KIND" +
+                     SeeHelp(arguments.command));
   connection.url = WideSecret(std::move(url));
   if (char* const variable = std::getenv("XMLA_IMPORT_URL")) HideInUrl(variable);
   // The message omits the URL, which may contain a password.
   if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
     throw UsageError(Origin(!arguments.url.empty(), "--url", "XMLA_IMPORT_URL") +
-                     " is not an http or https URL such as http://server/xmla");
+                     " cannot be used: " + Utf8(HTTPClientWrapper::URLProblem(connection.url)) +
+                     SeeHelp(arguments.command));
 }
 
 /// The library uses its default for values that are not numbers. The tool rejects them.
@@ -104,7 +109,8 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> envir
   }
   if (!arguments.passwordFile.empty()) {
     if (connection.user.empty())
-      throw UsageError("--password-file needs a user name; use --user NAME");
+      throw UsageError("--password-file needs a user name; use --user NAME" +
+                       SeeHelp(arguments.command));
     // Disable the echo if standard input is a terminal.
     std::optional<std::string> typed;
     if (arguments.passwordFile == "-" && isatty(STDIN_FILENO) == 1)
@@ -122,7 +128,7 @@ void UseCredentials(const Arguments& arguments, std::optional<std::string> envir
   else if (!MustStop())  // an empty password on every run would lock the account
     throw UsageError("user " + Listed({Utf8(connection.user)}) +
                      " needs a password, and there is no terminal to ask for it; use "
-                     "--password-file FILE (or XMLA_IMPORT_PASSWORD)");
+                     "--password-file FILE (or XMLA_IMPORT_PASSWORD); see xmla-import help log-in");
 }
 
 std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& arguments) {
@@ -130,9 +136,10 @@ std::optional<ServerInfo::TargetType> ConfiguredTarget(const Arguments& argument
   if (name.empty() || name == kAutoTarget) return std::nullopt;
   const std::optional<ServerInfo::TargetType> target = TargetFromName(name);
   if (!target)
-    throw UsageError("unknown " +
-                     Origin(!arguments.target.empty(), "--target", "XMLA_IMPORT_TARGET") + " \"" +
-                     OneLine(name) + "\"; expected one of: " + TargetNames());
+    throw UsageError(
+        UnknownValue(Origin(!arguments.target.empty(), "--target", "XMLA_IMPORT_TARGET"), name,
+                     TargetNameList(), TargetNames()) +
+        SeeHelp(arguments.command));
   return target;
 }
 
@@ -145,12 +152,8 @@ Connection Connect(const Arguments& arguments) {
   std::optional<std::string> environmentPassword = TakeFromEnvironment("XMLA_IMPORT_PASSWORD");
   CheckTimeout();
   connection.target = ConfiguredTarget(arguments);
-  if (!arguments.url.empty() && !arguments.sample.empty())
-    throw UsageError("--url and --sample cannot be combined");
   if (!arguments.sample.empty()) {
-    if (!arguments.user.empty() || !arguments.passwordFile.empty())
-      throw UsageError("--user and --password-file cannot be combined with --sample");
-    ServeSample(arguments.sample, connection);
+    ServeSample(arguments, connection);
     return connection;
   }
   UseUrl(arguments, connection);
@@ -159,23 +162,27 @@ Connection Connect(const Arguments& arguments) {
   // password schemes are for a proxy's user.
   connection.http.authSchemes =
       connection.user.empty() ? kAuthNegotiate | kAuthPasswordSchemes : kAuthPasswordSchemes;
+  connection.http.missingUserAdvice = L"use --user NAME";
   connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   return connection;
 }
 
 void HideCredentials(int argc, char** argv) {
-  constexpr std::string_view kOption = "--user";
-  constexpr std::string_view kOptionWithValue = "--user=";
   // Backwards, because each argument is checked against the one before it, which must still be
   // unchanged.
   for (int i = argc - 1; i > 0; --i) {
     char* const word = argv[i];
     char* const end = word + std::strlen(word);
-    // The parser also accepts "--user=" followed by the value.
-    if (i > 1 && (argv[i - 1] == kOption || argv[i - 1] == kOptionWithValue))
+    const std::string_view name = std::string_view(word).substr(0, std::strcspn(word, "="));
+    const std::string_view last = i > 1 ? argv[i - 1] : "";
+    const std::size_t sign = last.find('=');
+    const bool takesNext = sign == last.npos || sign + 1 == last.size();
+    if (takesNext && MayTakeSecret(last))
       Hide(word, end);
-    else if (std::string_view(word).starts_with(kOptionWithValue))
-      Hide(word + kOptionWithValue.size(), end);
+    else if (word + name.size() < end && MayTakeSecret(name))
+      Hide(word + name.size() + 1, end);
+    else if (std::string_view(word).starts_with("-p"))
+      Hide(word + 2, end);
     else
       HideInUrl(word);
   }

@@ -59,8 +59,8 @@ Descriptor OpenSpecial(const TrustedPath& place, const std::string& shown) {
     const bool canWait = errno == EINTR || (errno == ENXIO && S_ISFIFO(place.status.st_mode));
     if (special.IsOpen() || !canWait) return special;
     if (hasTimedOut)
-      throw OutputInterrupted("interrupted, and " + shown +
-                              " has no reader; the result was not written");
+      throw OutputInterrupted("interrupted: " + shown +
+                              " has no reader, so the result was not written");
     std::this_thread::sleep_for(ReaderTimeout::kSlice);
   }
 }
@@ -115,8 +115,8 @@ void Output::WriteToStreamOrDevice(std::string_view text) {
       m_place ? WriteWithTimeout(m_stream.Number(), text) : WriteToStandardOutput(text);
   m_wasInterrupted |= ending.isInterrupted;
   if (ending.error == EINTR)
-    throw OutputInterrupted("interrupted, and " + m_shown +
-                            " has no reader; the result there is truncated");
+    throw OutputInterrupted("interrupted: " + m_shown +
+                            " has no reader, so the result there is truncated");
   if (ending.error == EPIPE && !m_place)
     m_isReaderGone = true;
   else if (ending.error != 0)

@@ -52,8 +52,7 @@ class Form {
 };
 
 /// The error text for a truncated result.
-inline constexpr const char* kCutShort =
-    "interrupted while the result was written; the rest of it is missing";
+inline constexpr const char* kCutShort = "interrupted: the rest of the result is missing";
 
 /// JSON document in UTF-8. All keys are present, in fixed order. Ends with a line feed.
 std::unique_ptr<Form> MakeJsonForm(ResultText& text);

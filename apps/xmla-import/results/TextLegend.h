@@ -2,17 +2,11 @@
 
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "Import/OTXMLAHierarchy.h"
 #include "Import/OTXMLAUnit.h"
 #include "Import/XmlACubeVariable.h"
-
-/// A word of the text format and its meaning.
-struct LegendEntry {
-  std::string_view word;
-  std::string_view meaning;
-};
+#include "base/LegendEntry.h"
 
 /// The words of the text format in the order in which they appear. In two columns, the lines have
 /// at most 80 characters.

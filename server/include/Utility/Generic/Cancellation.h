@@ -16,5 +16,5 @@ inline bool IsThreadToStop() noexcept {
 inline String StopText() {
   const ImportOperation* const operation = ImportOperation::Current();
   if (operation && operation->IsPastDeadline()) return operation->DeadlineText();
-  return L"The request was cancelled before its reply was complete";
+  return L"interrupted: the request was cancelled before its reply was complete";
 }

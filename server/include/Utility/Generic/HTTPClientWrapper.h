@@ -21,11 +21,13 @@ enum HTTPAuthScheme : unsigned int {
 };
 
 /// Shared by clients of one service and one user, to protect the password: after one client has
-/// used it with a scheme, no client sends it with a weaker one. Thread-safe. The members are the
-/// sets of HTTPAuthScheme that may still be used.
+/// used it with a scheme, no client sends it with a weaker one. Thread-safe.
 struct HTTPLogInMemory {
+  /// The sets of HTTPAuthScheme that may still be used.
   std::atomic<unsigned int> service = ~0U;
   std::atomic<unsigned int> proxy = ~0U;
+  /// The service has sent a response: a later failure does not suggest another scheme of the URL.
+  std::atomic<bool> hasAnswered = false;
 };
 
 /// Settings of a client. If a reply exceeds a limit, the error text names the limit. 0 means no
@@ -66,6 +68,9 @@ struct HTTPClientOptions {
   /// File of trusted certificates (PEM). Empty: the file named by the environment variable
   /// SSL_CERT_FILE, or the system's certificates.
   String caFile;
+
+  /// What to do if the service requires a log-in and no user is given. Part of the error text.
+  String missingUserAdvice = L"give a user name and a password";
 };
 
 /// Data of one finished exchange.
@@ -157,13 +162,17 @@ class XMLAHOST_API HTTPClientWrapper {
   /// - True, `error` set: another status, and `reply` is a body that may be XML. If the caller
   ///   finds no SOAP fault in it, `error` says what happened.
   /// - False: `reply` is empty, and `error` says what happened.
-  /// An error text is one line that ends with the URL and the advice. If the VXExecutionState of
-  /// the calling thread is cancelled, the function returns with an error within 0.1 s.
+  /// An error text is one line: "URL: what failed: why; what to do (details)". If the
+  /// VXExecutionState of the calling thread is cancelled, the function returns with an error within
+  /// 0.1 s.
   bool ReadBytes(const NarrowString& body, NarrowString& reply, String& error);
 
   /// Removes the credentials from `url`, and stores them decoded in `user` and `password`. Without
   /// credentials, both stay unchanged. Returns true if `url` is an http or https URL with a host.
   static bool TakeCredentials(String& url, String& user, String& password);
+  /// Why a URL without credentials cannot be used, and what to write instead; empty if it can. Does
+  /// not repeat the URL.
+  static String URLProblem(const String& url);
 
  private:
   class Impl;

@@ -55,6 +55,7 @@ bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
       (m_proxy.Scheme() == kAuthBasic && m_isProxyUnencrypted))
     m_wasBasicUnencrypted = true;
   m_wasDigestRejected = false;
+  if (round.status != 0) m_memory->hasAnswered = true;
 
   const bool isProxy = (round.isComplete && round.status == 407) ||
                        (round.status == 0 && round.connectStatus == 407);

@@ -32,6 +32,10 @@ class HTTPAuthentication {
   // About the last exchange:
   /// Why no offered scheme was used, and what to do; may be empty.
   const String& Advice() const noexcept { return m_advice; }
+  /// True if this client, or one with the same HTTPLogInMemory, got a response of the service.
+  bool HasServiceAnswered() const noexcept { return m_memory->hasAnswered; }
+  /// True if the service got a log-in and rejected it.
+  bool WasServiceLogInRejected() const noexcept { return m_service.WasRejected(); }
   bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
   /// True if the last request was rejected after a Digest log-in.
   bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }

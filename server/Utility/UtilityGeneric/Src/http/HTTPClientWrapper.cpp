@@ -36,81 +36,101 @@ String Truncated(const String& text) {
   return text.size() <= kMaxCharacters ? text : text.substr(0, kMaxCharacters) + L"...";
 }
 
-/// What is wrong and what to try. Both are empty if nothing is wrong.
-struct Diagnosis {
-  String what;
-  String advice;
+/// How the client is set up, as far as it matters to the texts.
+struct Setup {
+  String shownURL;
+  bool hasUser;
+  String missingUserAdvice;
 };
 
-Diagnosis DiagnoseStatus(const HTTPResponse& response) {
-  Diagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status)};
-  if (response.status == 401 || response.status == 407) {
-    diagnosis.what += response.schemes.empty() ? String(L", no way to log in is offered")
-                                               : L", log-in offered: " + Joined(response.schemes);
-    if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
-  } else if (!response.redirectTarget.empty()) {
-    diagnosis.what += L", points to " + Truncated(response.redirectTarget);
+/// Describes a 401 or 407.
+void DiagnoseLogIn(const HTTPResponse& response, const Setup& setup, HTTPDiagnosis& diagnosis) {
+  diagnosis.details = response.schemes.empty() ? String(L"no way to log in is offered")
+                                               : L"it offers " + Joined(response.schemes);
+  if (response.status == 401) {
+    if (!setup.hasUser) {
+      diagnosis.what += L": the server requires a log-in";
+      diagnosis.advice = setup.missingUserAdvice;
+    } else if (response.wasLogInRejected) {
+      diagnosis.what += L": the server rejected the user name or the password";
+    } else {
+      diagnosis.what += L": the server offers no way to log in that can be used here";
+      diagnosis.advice = L"ask the server's administrator for one that uses a password";
+    }
   }
+  if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
+}
+
+HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
+  HTTPDiagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status),
+                          L""};
+  if (response.status == 401 || response.status == 407)
+    DiagnoseLogIn(response, setup, diagnosis);
+  else if (!response.redirectTarget.empty())
+    diagnosis.what += L", points to " + Truncated(response.redirectTarget);
+  else if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL))
+    diagnosis.advice += L"; if the port is one for https, use https://";
   return diagnosis;
 }
 
 /// Finds reasons why a body cannot be XML.
-Diagnosis DiagnoseBody(const HTTPResponse& response) {
+HTTPDiagnosis DiagnoseBody(const HTTPResponse& response) {
   const std::string_view body = response.body.view();
   const wchar_t* const kCheckURL = L"check that the URL leads to an XML for Analysis service";
   if (ReplyKind::IsEmpty(body)) {
-    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL};
+    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL, L""};
   }
   if (ReplyKind::IsWebPage(body)) {
     const std::string title = ReplyKind::PageTitle(body);
-    String what = L"The server sent a web page instead of XML";
+    String what = L"the server sent a web page instead of XML";
     if (!title.empty()) what += L", titled \"" + FromUTF8(title) + L"\"";
     return {what,
             L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
-            L"that it leads to an XML for Analysis service"};
+            L"that it leads to an XML for Analysis service",
+            L""};
   }
   if (ReplyKind::IsPlainText(body)) {
-    return {L"The server sent plain text instead of XML: \"" +
+    return {L"the server sent plain text instead of XML: \"" +
                 FromUTF8(ReplyKind::Beginning(body)) + L"\"",
-            kCheckURL};
+            kCheckURL, L""};
   }
   return {};
 }
 
 /// The outcome of an exchange.
 struct Classification {
-  Diagnosis diagnosis;
+  HTTPDiagnosis diagnosis;
   bool hasReply;  // the body may be XML
 };
 
 /// Classifies a response and converts its body to UTF-8.
-Classification Classify(HTTPResponse& response, std::uint64_t maxReplyBytes) {
+Classification Classify(HTTPResponse& response, const Setup& setup, std::uint64_t maxReplyBytes) {
   const bool isSuccess = response.status >= 200 && response.status < 300;
   if (response.failure != HTTPFailure::kNone) {
     // A server that rejects a request often closes the connection. The status then says more than
     // the failure.
     if (IsAbortedByClient(response.failure) || response.status < 300)
-      return {{response.failureText, response.advice}, false};
-    return {DiagnoseStatus(response), false};
+      return {response.diagnosis, false};
+    return {DiagnoseStatus(response, setup), false};
   }
   String charset;
   const CharsetResult result =
       ConvertReplyToUTF8(response.body, response.contentType, maxReplyBytes, charset);
-  if (IsThreadToStop()) return {{StopText(), L""}, false};  // the text may be incomplete
+  if (IsThreadToStop()) return {{StopText(), L"", L""}, false};  // the text may be incomplete
   if (result == CharsetResult::kTooLong) {
-    return {{L"The reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
+    return {{L"the reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
                  L" bytes after its conversion to UTF-8 (limit maxReplyBytes)",
-             L"choose a smaller part of the server's metadata"},
+             L"choose a smaller part of the server's metadata", L""},
             false};
   }
   if (isSuccess && result == CharsetResult::kUnknownCharset) {
-    return {{L"The reply is in the charset \"" + charset + L"\", which is not accepted",
-             L"configure the server to use UTF-8"},
+    return {{L"the reply is in the charset \"" + charset + L"\", which is not accepted",
+             L"configure the server to use UTF-8", L""},
             false};
   }
-  const Diagnosis body = DiagnoseBody(response);
+  const HTTPDiagnosis body = DiagnoseBody(response);
   if (isSuccess) return {body, body.what.empty()};
-  return {DiagnoseStatus(response), result == CharsetResult::kReady && body.what.empty()};
+  return {DiagnoseStatus(response, setup), result == CharsetResult::kReady && body.what.empty()};
 }
 
 constexpr const wchar_t* kSourceFile = L"HTTPClientWrapper.cpp";
@@ -130,7 +150,7 @@ class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
        const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
-      : m_shownURL(shownURL),
+      : m_setup{shownURL, !user.empty(), options.missingUserAdvice},
         m_maxReplyBytes(options.maxReplyBytes),
         m_timeoutSeconds(timeoutSeconds),
         m_transfer(url, user, password, timeoutSeconds, options) {}
@@ -145,11 +165,11 @@ class HTTPClientWrapper::Impl {
 
   bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
     HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver;
-    if (observer) observer->OnBegin({m_shownURL, m_subject, m_timeoutSeconds});
+    if (observer) observer->OnBegin({m_setup.shownURL, m_subject, m_timeoutSeconds});
     HTTPResponse response;
     m_transfer.Post(body, response);
     const std::uint64_t received = response.body.size();
-    const auto [diagnosis, hasReply] = Classify(response, m_maxReplyBytes);
+    const auto [diagnosis, hasReply] = Classify(response, m_setup, m_maxReplyBytes);
     if (ImportOperation* const operation = ImportOperation::Current())
       operation->CountReplyBytes(
           response.earlierBytes +
@@ -159,7 +179,7 @@ class HTTPClientWrapper::Impl {
     if (!ok) error = ErrorText(diagnosis);
     if (observer) {
       HTTPExchangeInfo info;
-      info.url = m_shownURL;
+      info.url = m_setup.shownURL;
       info.subject = m_subject;
       info.status = response.status;
       info.request = body;
@@ -180,13 +200,14 @@ class HTTPClientWrapper::Impl {
   }
 
  private:
-  String ErrorText(const Diagnosis& diagnosis) const {
-    String text = diagnosis.what + L": " + m_shownURL;
-    if (!diagnosis.advice.empty()) text += L" (" + diagnosis.advice + L")";
+  String ErrorText(const HTTPDiagnosis& diagnosis) const {
+    String text = m_setup.shownURL + L": " + diagnosis.what;
+    if (!diagnosis.advice.empty()) text += L"; " + diagnosis.advice;
+    if (!diagnosis.details.empty()) text += L" (" + diagnosis.details + L")";
     return MessageCatalogue::OneLine(text);
   }
 
-  const String m_shownURL;
+  const Setup m_setup;
   const std::uint64_t m_maxReplyBytes;
   const std::uint32_t m_timeoutSeconds;
   String m_subject;
@@ -200,12 +221,11 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   String cleanURL = url;
   Secret<String> urlUser;
   Secret<String> urlPassword;
-  const bool isUsable = TakeCredentials(cleanURL, urlUser, urlPassword);
+  TakeCredentials(cleanURL, urlUser, urlPassword);
   const String shown = HTTPUrl::ForDisplay(cleanURL);
-  if (!isUsable) {
-    SUGThrow(ErrorMessage(L"The URL of the service cannot be used, it must look like "
-                          L"http://host/path or https://host/path: " +
-                          shown),
+  if (const String problem = HTTPUrl::Problem(cleanURL); !problem.empty()) {
+    SUGThrow(ErrorMessage(MessageCatalogue::OneLine(
+                 shown + L": the URL of the service cannot be used: " + problem)),
              kSourceFile, __LINE__);
   }
   const String& usedUser = user.empty() ? urlUser : user;
@@ -243,5 +263,7 @@ bool HTTPClientWrapper::ReadBytes(const NarrowString& body, NarrowString& reply,
 
 bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& password) {
   HTTPUrl::RemoveCredentials(url, user, password);
-  return HTTPUrl::IsValid(url);
+  return HTTPUrl::Problem(url).empty();
 }
+
+String HTTPClientWrapper::URLProblem(const String& url) { return HTTPUrl::Problem(url); }

@@ -21,83 +21,107 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kCancelled:  // uses StopText
       return {L"", L""};
     case HTTPFailure::kResponseTimeout:
-      return {L"The server has not responded for # seconds", kLonger};
+      return {L"the server has not responded for # seconds", kLonger};
     case HTTPFailure::kIdleTimeout:
-      return {L"The server stopped in the middle of its reply and has sent nothing for # seconds",
+      return {L"the server stopped in the middle of its reply and has sent nothing for # seconds",
               kLonger};
     case HTTPFailure::kReplyTooLong:
-      return {L"The reply is longer than # bytes (limit maxReplyBytes)", kSmaller};
+      return {L"the reply is longer than # bytes (limit maxReplyBytes)", kSmaller};
     case HTTPFailure::kHeadersTooLong:
-      return {L"The reply has more than # bytes of headers (limit maxHeaderBytes)",
+      return {L"the reply has more than # bytes of headers (limit maxHeaderBytes)",
               L"check that the URL leads to an XML for Analysis service"};
     case HTTPFailure::kCompressionRatioTooHigh:
-      return {L"The reply is compressed by a factor of more than # (limit maxCompressionRatio)",
+      return {L"the reply is compressed by a factor of more than # (limit maxCompressionRatio)",
               kSmaller};
     case HTTPFailure::kMalformedHeader:
-      return {L"A header line of the response contains a carriage return",
+      return {L"a header line of the response contains a carriage return",
               L"report it to the administrator of the server or proxy"};
     case HTTPFailure::kCompressedTwice:
-      return {L"The reply is compressed more than once, which is not accepted",
+      return {L"the reply is compressed more than once, which is not accepted",
               L"configure the server or proxy to compress it only once"};
     case HTTPFailure::kOutOfMemory:
-      return {L"There is not enough memory for the reply", L""};
+      return {L"there is not enough memory for the reply", L""};
     case HTTPFailure::kUnknownHost:
-      return {L"The host name of the service cannot be resolved",
+      return {L"the host name of the service cannot be resolved",
               L"check the spelling of the host name"};
     case HTTPFailure::kUnknownProxy:
-      return {L"The host name of the proxy cannot be resolved",
+      return {L"the host name of the proxy cannot be resolved",
               L"check the environment's proxy setting"};
     case HTTPFailure::kConnectFailed:
-      return {L"Cannot connect to the service",
+      return {L"cannot connect to the service",
               L"check host and port, that the service is running, and the proxy if the environment "
               L"names one"};
     case HTTPFailure::kConnectTimeout:
-      return {L"No connection to the service within # seconds",
+      return {L"no connection to the service within # seconds",
               L"check host and port, or try a longer time-out"};
     case HTTPFailure::kCertificateRejected:
-      return {L"The server's certificate is not trusted",
+      return {L"the server's certificate is not trusted",
               L"replace the certificate, or set SSL_CERT_FILE to the file of its authority's "
               L"certificate"};
     case HTTPFailure::kCAFileUnreadable:
-      return {L"The file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
+      return {L"the file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
     case HTTPFailure::kTLSFailed:
-      return {L"The TLS handshake with the server failed",
+      return {L"the TLS handshake with the server failed",
               L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
     case HTTPFailure::kClosedWithoutResponse:
-      return {L"The server closed the connection without a response",
+      return {L"the server closed the connection without a response",
               L"check that a web server uses this port, and try again"};
     case HTTPFailure::kTruncated:
-      return {L"The connection was closed in the middle of the reply", L"try again"};
+      return {L"the connection was closed in the middle of the reply", L"try again"};
     case HTTPFailure::kReceiveFailed:
-      return {L"The connection failed while the reply was received", L"try again"};
+      return {L"the connection failed while the reply was received", L"try again"};
     case HTTPFailure::kSendFailed:
-      return {L"The connection failed while the request was sent", L"try again"};
+      return {L"the connection failed while the request was sent", L"try again"};
     case HTTPFailure::kDecompressionFailed:
-      return {L"The reply cannot be decompressed",
+      return {L"the reply cannot be decompressed",
               L"try again, or disable compression on the server"};
     case HTTPFailure::kNotHTTP:
-      return {L"The response is not HTTP", L"check that a web server uses this port"};
+      return {L"the response is not HTTP", L"check that a web server uses this port"};
     case HTTPFailure::kProxyRefused:
-      return {L"The proxy refuses the connection", L"check the environment's proxy setting"};
+      return {L"the proxy refuses the connection", L"check the environment's proxy setting"};
     case HTTPFailure::kOther:
       break;
   }
-  return {L"The request failed", L""};
+  return {L"the request failed", L""};
+}
+
+/// True if OpenSSL's text says that the server's first bytes are not TLS.
+bool IsNotTLS(const String& reason) {
+  return reason.find(L"wrong version number") != String::npos ||
+         reason.find(L"http request") != String::npos ||
+         reason.find(L"packet length too long") != String::npos;
+}
+
+/// True if a server that expects TLS may fail in this way when it gets a request by plain http.
+bool MayExpectTLS(HTTPFailure failure) {
+  return failure == HTTPFailure::kNotHTTP || failure == HTTPFailure::kClosedWithoutResponse ||
+         failure == HTTPFailure::kReceiveFailed;
 }
 
 }  // namespace
 
-void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice) {
+HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   const HTTPFailure failure = facts.failure;
   const Text text = TextOf(failure);
-  what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
-  advice = text.advice;
-  BaseStringUtil::ReplacePatternInString(what, L"#", BaseStringUtil::StringFrom(facts.number));
-  if (IsAbortedByClient(failure) || failure == HTTPFailure::kConnectTimeout) return;
+  HTTPDiagnosis result;
+  result.what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
+  result.advice = text.advice;
+  BaseStringUtil::ReplacePatternInString(result.what, L"#",
+                                         BaseStringUtil::StringFrom(facts.number));
+  if (failure == HTTPFailure::kConnectTimeout && facts.isHTTPS)
+    result.advice += L"; if the port is one for http, use http://";
+  if (IsAbortedByClient(failure) || failure == HTTPFailure::kConnectTimeout) return result;
   if (facts.proxyStatus >= 300) {
-    what = TextOf(HTTPFailure::kProxyRefused).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
-    advice = HTTPStatus::Advice(facts.proxyStatus);
-    return;
+    result.what =
+        TextOf(HTTPFailure::kProxyRefused).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
+    result.advice = HTTPStatus::Advice(facts.proxyStatus);
+    return result;
+  }
+  if (failure == HTTPFailure::kTLSFailed && IsNotTLS(facts.reason)) {
+    result.what = L"the server does not use TLS on this port";
+    result.advice = L"use http://, or the port for https";
+  } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
+    result.advice += L"; if the port is one for https, use https://";
   }
   // libcurl's text for a system error may depend on the locale, so the number is used.
   const bool isSystemError =
@@ -107,7 +131,8 @@ void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& 
                              failure == HTTPFailure::kUnknownHost ||
                              failure == HTTPFailure::kUnknownProxy;
   if (isSystemError && facts.systemError != 0)
-    what += L": " + SystemErrorText(facts.systemError);
-  else if (!needsNoReason && !facts.reason.empty())
-    what += L": " + facts.reason;
+    result.what += L": " + SystemErrorText(facts.systemError);
+  else if (!needsNoReason)
+    result.details = facts.reason;
+  return result;
 }

@@ -46,8 +46,17 @@ struct HTTPFailureDetails {
   std::uint64_t number = 0;  ///< the exceeded limit, or the time-out in seconds
   long proxyStatus = 0;      ///< of the proxy's response to CONNECT; 0: none
   int systemError = 0;       ///< errno; 0: none
+  bool isHTTPS = false;      ///< the URL of the service
+  bool mayNeedTLS = false;   ///< plain http without a proxy, and the service has never answered
   String reason;             ///< libcurl's text; may be empty
 };
 
-/// Sets `what` to what happened and `advice` to what to try. Both are parts of a line.
-void DescribeHTTPFailure(const HTTPFailureDetails& facts, String& what, String& advice);
+/// Parts of an error line: "URL: what; advice (details)". Each may be empty; without `what`,
+/// nothing is wrong.
+struct HTTPDiagnosis {
+  String what;     ///< what failed, and why
+  String advice;   ///< what to do
+  String details;  ///< what the server or a library says
+};
+
+HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts);

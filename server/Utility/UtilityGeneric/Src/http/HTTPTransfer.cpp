@@ -7,6 +7,8 @@ HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
                            const NarrowString& password, std::uint32_t timeoutSeconds,
                            const HTTPClientOptions& options)
     : m_timeoutSeconds(timeoutSeconds),
+      m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
+      m_hasProxy(!options.proxy->empty()),
       m_authentication(BaseStringUtil::FromUTF8(url), !user.empty(), options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
       m_connection(
@@ -37,6 +39,7 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.redirectTarget = info.redirectTarget;
   response.schemes = m_receiver.OfferedSchemes();
   response.logInAdvice = m_authentication.Advice();
+  response.wasLogInRejected = m_authentication.WasServiceLogInRejected();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
   response.wireBytes = info.wireBytes;
   response.earlierBytes = m_receiver.EarlierBytes();
@@ -76,7 +79,9 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.number = limit != 0 ? limit : m_timeoutSeconds;
   details.proxyStatus = info.status == 0 ? info.connectStatus : 0;
   details.systemError = info.systemError;
+  details.isHTTPS = m_isHTTPS;
+  details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
   details.reason = m_connection->FailureReason();
   response.failure = failure;
-  DescribeHTTPFailure(details, response.failureText, response.advice);
+  response.diagnosis = DescribeHTTPFailure(details);
 }

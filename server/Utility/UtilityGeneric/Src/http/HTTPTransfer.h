@@ -15,8 +15,7 @@
 /// The result of one POST.
 struct HTTPResponse {
   HTTPFailure failure = HTTPFailure::kNone;  ///< why the response is incomplete
-  String failureText;                        ///< description of `failure`
-  String advice;                             ///< what to do about `failure`; may be empty
+  HTTPDiagnosis diagnosis;                   ///< describes `failure`
 
   long status = 0;
   NarrowString body;
@@ -24,6 +23,7 @@ struct HTTPResponse {
   String redirectTarget;             ///< without credentials; empty without a redirect
   std::vector<std::string> schemes;  ///< names of the schemes that a 401 or 407 offers
   String logInAdvice;                ///< why none of them was used, and what to do; may be empty
+  bool wasLogInRejected = false;     ///< the service rejected a log-in of this exchange
   bool basicInClear = false;         ///< see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
@@ -55,6 +55,8 @@ class HTTPTransfer {
   void Describe(HTTPFailure failure, const HTTPRequestInfo& info, HTTPResponse& response) const;
 
   const std::uint32_t m_timeoutSeconds;
+  const bool m_isHTTPS;
+  const bool m_hasProxy;
   HTTPAuthentication m_authentication;
   HTTPReceiver m_receiver;
   std::unique_ptr<HTTPConnection> m_connection;

@@ -77,7 +77,7 @@ String ForDisplay(const String& url) {
   Secret<String> user;
   Secret<String> password;
   RemoveCredentials(shown, user, password);
-  if (IsValid(shown)) return shown;
+  if (Problem(shown).empty()) return shown;
   const std::wstring_view text = shown.view();
   const std::size_t sign = text.rfind(L'@');
   if (sign == std::wstring_view::npos) return shown;
@@ -119,28 +119,35 @@ std::string PathForRequest(const NarrowString& request) {
   return std::string(text.substr(begin, text.find('?', begin) - begin));
 }
 
-bool IsValid(const String& url) {
+String Problem(const String& url) {
   const std::wstring_view text = ASCIIText::Trimmed(url.view());
   const std::size_t colon = text.find(kSchemeEnd);
-  if (colon == std::wstring_view::npos) return false;
+  if (colon == std::wstring_view::npos)
+    return L"it must begin with http:// or https://, as in http://host/path";
   const String scheme(text.substr(0, colon));
   if (!BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"http") &&
       !BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"https"))
-    return false;
+    return L"only http:// and https:// are supported";
+  if (HasControlCharacter(text))
+    return L"it contains a control character, such as a tab or line break; remove it";
   const Authority authority = FindAuthority(text);
-  if (authority.begin == authority.end || text[authority.begin] == L':') return false;
-  if (HasControlCharacter(text)) return false;
-  // The port is 0 to 65535. Colons before a closing bracket belong to an IPv6 address.
   const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
-  if (std::any_of(whole.begin(), whole.end(),
-                  [](wchar_t character) { return character <= L' ' || character > 0x7E; }))
-    return false;
+  if (whole.empty() || whole.front() == L':') return L"it has no host name; write http://host/path";
+  if (whole.find(L' ') != std::wstring_view::npos)
+    return L"there is a space in its host name; remove it";
+  if (text.find(L' ') != std::wstring_view::npos) return L"it contains a space; write %20 instead";
+  if (std::any_of(whole.begin(), whole.end(), [](wchar_t character) { return character > 0x7E; }))
+    return L"its host name has a character that is not ASCII; write its form that begins with xn--";
+  // Colons before a closing bracket belong to an IPv6 address.
   const std::size_t bracket = whole.rfind(L']');
   const std::size_t port = whole.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
-  if (port == std::wstring_view::npos) return true;
+  if (port == std::wstring_view::npos) return L"";
   const std::wstring_view digits = whole.substr(port + 1);
-  return digits.find_first_not_of(L"0123456789") == std::wstring_view::npos &&
-         BaseStringUtil::UIntFrom(String(digits)) <= 65535;
+  if (digits.find_first_not_of(L"0123456789") != std::wstring_view::npos)
+    return L"its port is not a number; write http://host:port/path";
+  if (BaseStringUtil::UIntFrom(String(digits)) > 65535)
+    return L"its port is above 65535, the highest one";
+  return L"";
 }
 
 NarrowString ForRequest(const String& url) {

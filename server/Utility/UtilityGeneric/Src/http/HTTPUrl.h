@@ -16,9 +16,10 @@ bool RemoveCredentials(String& url, String& user, String& password);
 /// invalid URL.
 String ForDisplay(const String& url);
 
-/// True for an http or https URL with a host of ASCII characters, a valid port and no control
-/// characters. libcurl checks the rest.
-bool IsValid(const String& url);
+/// Why the URL cannot be used, and what to write instead. Empty for an http or https URL with a
+/// host of ASCII characters, a valid port, no space and no control character. libcurl checks the
+/// rest. The text does not repeat parts of the URL, which may be a password.
+String Problem(const String& url);
 
 bool IsHTTPS(const String& url);
 

@@ -1,0 +1,157 @@
+#include "call/Help.h"
+
+#include <algorithm>
+
+#include "call/HelpTexts.h"
+#include "call/TargetNames.h"
+#include "call/UsageError.h"
+
+namespace {
+
+constexpr std::size_t kWidth = 80;
+constexpr std::size_t kColumn = 24;  // of the second column
+
+/// Breaks a paragraph at blanks. The first line continues one of `used` columns.
+std::string Wrapped(std::string_view text, std::size_t indent, std::size_t used = 0) {
+  std::string result;
+  std::size_t column = used;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(' '), text.size());
+    const std::string_view word = text.substr(0, end);
+    const bool isFirst = column == 0 || (column == used && result.empty());
+    if (column == 0 || (!isFirst && column + 1 + word.size() > kWidth)) {
+      if (column != 0) result += '\n';
+      result.append(indent, ' ');
+      column = indent;
+    } else if (!isFirst) {
+      result += ' ';
+      ++column;
+    }
+    result += word;
+    column += word.size();
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return result + '\n';
+}
+
+/// A name in the first column, and its meaning in the second.
+std::string Entry(const std::string& name, std::string_view meaning) {
+  std::string line = "  " + name;
+  if (line.size() + 2 > kColumn)
+    line += '\n' + std::string(kColumn, ' ');
+  else
+    line.resize(kColumn, ' ');
+  return line + Wrapped(meaning, kColumn, kColumn);
+}
+
+std::string Filled(std::string_view text, const HelpSource& source) {
+  std::string filled(text);
+  for (const auto& [place, names] :
+       {std::pair<std::string, std::string>{"{formats}", Enumerated(source.formats)},
+        {"{targets}", TargetNames()}})
+    if (const std::size_t at = filled.find(place); at != filled.npos)
+      filled.replace(at, place.size(), names);
+  return filled;
+}
+
+std::string Paragraphs(std::string_view text, const HelpSource& source) {
+  const std::string filled = Filled(text, source);
+  std::string result;
+  for (std::size_t begin = 0; begin < filled.size();) {
+    const std::size_t end = std::min(filled.find("\n\n", begin), filled.size());
+    const std::string paragraph = filled.substr(begin, end - begin);
+    if (!result.empty()) result += '\n';
+    result += paragraph.starts_with(' ') ? paragraph + '\n' : Wrapped(paragraph, 0);
+    begin = end + 2;
+  }
+  return result;
+}
+
+bool IsFlag(const CommandOption& option) {
+  return std::holds_alternative<bool Arguments::*>(option.value);
+}
+
+/// The names of an option and the placeholder of its value.
+std::string Synopsis(const CommandOption& option, const std::string& names) {
+  return IsFlag(option) ? names : names + ' ' + option.placeholder;
+}
+
+/// The words of the text format.
+std::string Legend(std::span<const LegendEntry> legend) {
+  std::string text = "\nWords of the text format:\n";
+  for (const LegendEntry& entry : legend) text += Entry(std::string(entry.word), entry.meaning);
+  return text;
+}
+
+std::string Options(std::span<const CommandOption> options, const HelpSource& source) {
+  std::string text;
+  for (const CommandOption& option : options)
+    text += Entry(
+        Synopsis(option, *option.shortName ? std::string(option.shortName) + ", " + option.name
+                                           : option.name),
+        Filled(option.help, source));
+  return text;
+}
+
+/// The examples, one in a line. Long ones are continued after a backslash.
+std::string Examples(std::string_view examples) {
+  std::string text = "\nExamples:\n";
+  while (!examples.empty()) {
+    const std::size_t end = examples.find('\n');
+    std::string line = "  " + std::string(examples.substr(0, end));
+    if (line.size() > kWidth) {
+      const std::size_t blank = line.rfind(" -", kWidth - 2);
+      line.replace(blank, 1, " \\\n      ");
+    }
+    text += line + '\n';
+    examples.remove_prefix(end + 1);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string ToolHelp(const HelpSource& source) {
+  const HelpText& prose = CommandText("");
+  std::string text = "Usage: xmla-import [OPTION]... COMMAND [OPTION]...\n\n";
+  text += Paragraphs(prose.paragraphs, source) + "\nCommands:\n";
+  for (const CommandForm& command : source.commands) text += Entry(command.name, command.help);
+  text += Entry("help [TOPIC]", "help for a command, or for one of the topics below");
+  text += "\nTopics:\n";
+  for (const HelpText& topic : TopicTexts()) text += Entry(std::string(topic.name), topic.summary);
+  text += "\nOptions of every command, before or after it:\n" +
+          Options(source.commonOptions, source) +
+          Entry("-h, --help", "show this help, or that of the command") +
+          Entry("--version", "show the version");
+  text += Examples(prose.examples);
+  return text + '\n' + Paragraphs(prose.closing, source);
+}
+
+std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
+  const HelpText& prose = CommandText(command.name);
+  std::string text = "Usage: xmla-import " + std::string(command.name) + " [OPTION]...\n\n";
+  text += Paragraphs(prose.paragraphs, source);
+  if (!command.options.empty())
+    text += "\nOptions of " + std::string(command.name) + ":\n" + Options(command.options, source);
+  std::string common;
+  for (const CommandOption& option : source.commonOptions)
+    common += Synopsis(option, *option.shortName ? option.shortName : option.name) + ", ";
+  text +=
+      "\nOptions of every command (see xmla-import --help):\n  " + Wrapped(common + "--help", 2, 2);
+  text += Examples(prose.examples);
+  return text + '\n' + Paragraphs(prose.closing, source);
+}
+
+std::string TopicHelp(const HelpSource& source, std::string_view topic) {
+  for (const HelpText& text : TopicTexts()) {
+    if (text.name != topic) continue;
+    return Paragraphs(text.paragraphs, source) + (topic == "formats" ? Legend(source.legend) : "");
+  }
+  return {};
+}
+
+std::vector<std::string> HelpTopics() {
+  std::vector<std::string> names;
+  for (const HelpText& topic : TopicTexts()) names.emplace_back(topic.name);
+  return names;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/LegendEntry.h"
+#include "call/CommandForm.h"
+
+// The texts of --help and of the command help, in lines of at most 80 columns. They are made from
+// the option tables and from HelpTexts.cpp.
+
+struct HelpSource {
+  const std::vector<CommandForm>& commands;
+  std::span<const CommandOption> commonOptions;
+  const std::vector<std::string>& formats;
+  std::span<const LegendEntry> legend;  ///< of the text format
+};
+
+std::string ToolHelp(const HelpSource& source);
+std::string CommandHelp(const HelpSource& source, const CommandForm& command);
+/// The text of a topic that is not a command; empty if there is no such topic.
+std::string TopicHelp(const HelpSource& source, std::string_view topic);
+/// The names of all topics that are not commands.
+std::vector<std::string> HelpTopics();
