@@ -96,7 +96,7 @@ TEST(Limits, RowsOfAReply) {
     EXPECT_EQ(ErrorOf([&] { c.read(agent); }), "no error") << c.name;
     rows = 11;
     EXPECT_THAT(ErrorOf([&] { c.read(agent); }),
-                HasSubstr("the reply has more than 10 rows (limit maxRowsPerReply)"))
+                HasSubstr("The reply has more than 10 rows (limit maxRowsPerReply)"))
         << c.name;
     settings.limits.maxRowsPerReply = 0;
     EXPECT_EQ(ErrorOf([&] { c.read(agent); }), "no error") << c.name;
