@@ -90,6 +90,21 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     [](const auto& test) { return test.param.name; });
 
+TEST(Elements, HaveTheDepthOfTheirParentPlusOne) {
+  const auto driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
+  String error;
+  driver->ParseInMem(L"<a><b/><Error ErrorCode='1'><c><d/></c></Error></a>", error);
+  const struct {
+    const wchar_t* name;
+    std::size_t depth;
+  } expected[] = {{L"b", 1}, {L"ErrorCode", 2}, {L"d", 3}, {L"c", 2}, {L"Error", 1}, {L"a", 0}};
+  for (const auto& e : expected) {
+    const RefCnt<SAX2XmlElement> element = driver->Read();
+    EXPECT_EQ(element->GetLocalName(), String(e.name));
+    EXPECT_EQ(element->GetDepth(), e.depth) << testing::PrintToString(element->GetLocalName());
+  }
+}
+
 struct Refused {
   const char* name;
   std::wstring text;
@@ -272,6 +287,9 @@ INSTANTIATE_TEST_SUITE_P(
          L"there are more than 100000 different names"},
         {"NamesOfInstructions", 100000,
          [](std::size_t size) { return Numbered(size - 1, L"<?n", L"?>") + L"<r/>"; },
+         L"there are more than 100000 different names"},
+        {"NamesOfInstructionsBehind", 100000,
+         [](std::size_t size) { return L"<r/>" + Numbered(size - 1, L"<?n", L"?>"); },
          L"there are more than 100000 different names"},
         {"NamespacesOfATag", 1000,
          [](std::size_t size) { return L"<r" + Numbered(size, L" xmlns:n", L"='u'") + L"/>"; },

@@ -135,8 +135,8 @@ TEST_P(CancelledInLargeReply, ReturnsAtOnce) {
     late += taken > 0.1 * Slack();
   }
   EXPECT_EQ(cancelled, moments) << "of those that take " << whole << " s";
-  // Other load can delay a thread now and then. A log entry is written in one call, which the
-  // system does not interrupt for hundreds of megabytes.
+  // Other load can delay a thread now and then. A log entry is written in one call of up to 16 MiB,
+  // which the system does not interrupt.
   if (!GetParam().isLogged || !support::IsLong()) {
     EXPECT_LE(late, 1 + moments / 10);
   }

@@ -145,6 +145,23 @@ TEST_IN_CHILD(ImportLog, FailureSetsTheSecondAndThirdTime, kLogging) {
       << times[0] << times[1] << times[2];
 }
 
+TEST_IN_CHILD(ImportLog, ThirdTimeIsAfterReading, kLogging) {
+  std::string rows;
+  for (int i = 0; i < 300000; ++i)
+    rows += "<row><CATALOG_NAME>" + std::to_string(i) + "</CATALOG_NAME></row>";
+  ScriptedServer server({{RowsetReply(rows)}});
+  LogDir log;
+  {
+    AgentProbe agent(server.Url(), ServerInfo::kSAP_BW35, true);
+    VXStringVector catalogs;
+    agent.GetCatalogs(catalogs, L"d");
+    EXPECT_EQ(catalogs.size(), 300000u);
+  }
+  const auto times = EntryTimes(log);
+  ASSERT_EQ(times.size(), 3u);
+  EXPECT_GT(times[2], times[1]);
+}
+
 TEST_IN_CHILD(ImportLog, TimesOfAnEntryAreInOrder, kLogging) {
   for (const bool fails : {false, true}) {
     ScriptedServer server({{RowsetReply("")}});

@@ -145,6 +145,58 @@ const ReplyCase kReplies[] = {
      Envelope("<Fault><Detail><Error ErrorCode=\"1\" Description=\"t\"/></Detail><Code><Value>c"
               "</Value></Code></Fault>"),
      200, Fault("c", "")},
+    {"an exception in a row with texts",
+     RowsetReply("<row><CATALOG_NAME>one</CATALOG_NAME><DESCRIPTION>all sales</DESCRIPTION>"
+                 "<Exception/></row><Messages><Error ErrorCode=\"1\" Description=\"t\"/>"
+                 "</Messages>"),
+     200, Fault("1", "t")},
+    {"the same with the messages in the row",
+     RowsetReply("<row><DESCRIPTION>all sales</DESCRIPTION><Messages><Error ErrorCode=\"1\"/>"
+                 "</Messages><Exception/></row>"),
+     200, Fault("1", "")},
+    {"an exception behind a row with an error",
+     RowsetReply("<row><X><Error ErrorCode=\"7\"/></X></row><Exception/><Messages><Error "
+                 "ErrorCode=\"1\"/></Messages>"),
+     200, Fault("1", "")},
+    {"an exception before a row with an error as a column",
+     RowsetReply("<Exception/><row><Error ErrorCode=\"7\"/></row><Messages><Error "
+                 "ErrorCode=\"1\"/></Messages>"),
+     200, Fault("1", "")},
+    {"an exception behind a header with an error",
+     "<e:Envelope xmlns:e=\"u\"><e:Header><X><Error ErrorCode=\"7\"/></X></e:Header><e:Body>"
+     "<Exception/><Messages><Error ErrorCode=\"1\"/></Messages></e:Body></e:Envelope>",
+     200, Fault("1", "")},
+    {"messages before a row and the exception",
+     RowsetReply("<Messages><Error ErrorCode=\"1\"/></Messages>" + kRows + "<Exception/>"), 200,
+     Fault("1", "")},
+    {"a warning with a text before an error without one",
+     Exception("<Warning><Description>w</Description></Warning><Error ErrorCode=\"1\"/>"), 200,
+     Fault("1", "")},
+    {"a text in a location of the error",
+     Exception("<Error ErrorCode=\"1\"><Location><Description>w</Description></Location></Error>"),
+     200, Fault("1", "")},
+    {"SOAP 1.2 in a row with texts",
+     RowsetReply("<row><Value>v</Value><Text>w</Text><Fault><Reason><Text>t</Text><Text>u</Text>"
+                 "</Reason><Code><Value>c</Value><Subcode><Value>s</Value><Subcode><Value>r</Value>"
+                 "</Subcode></Subcode></Code></Fault></row>"),
+     200, Fault("c", "t")},
+    {"the same with an error in the detail alone",
+     RowsetReply("<row><Value>v</Value><Text>w</Text><Fault><Detail><Error ErrorCode=\"1\"/>"
+                 "</Detail></Fault></row>"),
+     200, Fault("1", "")},
+    {"SOAP 1.1 with blanks", FaultReply("", "\n "), 200, Fault("", "")},
+    {"SOAP 1.1 with blanks, status 503", FaultReply(" ", "\n"), 503, "HTTP 503 "},
+    {"SOAP 1.2 with blanks, status 503", Soap12(" ", " "), 503, "HTTP 503 "},
+    {"an exception with blanks, status 503",
+     Exception("<Error ErrorCode=\" \" Description=\"\t\"/>"), 503, "HTTP 503 "},
+    {"null in mixed case",
+     RowsetReply(kRows + "<faultstring>Nu</faultstring><faultstring>lL"
+                         "</faultstring>"),
+     200, ""},
+    {"a later faultcode", RowsetReply("<faultcode>c</faultcode><faultcode>d</faultcode>"), 200,
+     Fault("d", "")},
+    {"a later empty faultcode", RowsetReply(kRows + "<faultcode>c</faultcode><faultcode/>"), 200,
+     ""},
     {"an exception without error", Exception(""), 200, Fault("", "")},
     {"an exception behind rows",
      RowsetReply(kRows + "<Exception/><Error ErrorCode=\"7\" Description=\"late\"/>"), 200,
@@ -170,27 +222,32 @@ TEST(Failure, NeverLooksLikeAnEmptyResult) {
   }
 }
 
-/// Keeps 65,536 characters of each text of a fault. The error text shows 512 of them.
-TEST(Failure, KeepsTheBeginningOfLongTexts) {
-  constexpr const char* kMissing = "... (65024 more characters)";
-  const std::string piece(40000, 'x');
+/// The number of missing characters is that of the whole text.
+TEST(Failure, ShowsTheBeginningOfLongTexts) {
+  const std::string piece(50000, 'x');
   const std::string pieces =
       "<faultstring>" + piece + "</faultstring><faultstring>" + piece + "</faultstring>";
-  const std::string bodies[] = {
-      RowsetReply(pieces + pieces),
-      FaultReply(piece + piece, "t"),
-      Soap12("c", piece + piece),
-      Soap12(piece + piece, "t"),
-      Exception("<Error><ErrorCode>1</ErrorCode><Description>" + piece + piece +
-                "</Description></Error>"),
-  };
-  for (const std::string& body : bodies) {
+  const auto check = [](const std::string& body, const std::string& shown) {
     ScriptedServer server({{body, 200}});
     AgentProbe agent(server.Url());
     VXStringVector catalogs;
-    EXPECT_THAT(ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); }), HasSubstr(kMissing))
+    EXPECT_THAT(ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); }), HasSubstr(shown))
         << body.substr(0, 300);
-  }
+  };
+  const std::string shown =
+      " " + std::string(450, 'x') + "... (" + std::to_string(100000 - 450) + " more characters)";
+  const std::string quoted = " \"" + shown.substr(1) + "\"";
+  check(RowsetReply(pieces), quoted);
+  check(FaultReply(piece + piece, "t"), shown);
+  check(Soap12("c", piece + piece), quoted);
+  check(Soap12(piece + piece, "t"), shown);
+  check(Exception("<Error><ErrorCode>1</ErrorCode><Description>" + piece + piece +
+                  "</Description></Error>"),
+        quoted);
+  check(FaultReply("c", std::string(512, 'x')), "\"" + std::string(512, 'x') + "\".");
+  check(FaultReply("c", std::string(513, 'x')),
+        "\"" + std::string(450, 'x') + "... (63 more characters)\".");
+  check(FaultReply("c", std::string(1000, ' ')), "fault c. ");
 }
 
 /// Rows before a fault in the same reply are discarded.

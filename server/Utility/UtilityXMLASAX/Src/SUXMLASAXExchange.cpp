@@ -154,8 +154,7 @@ void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpErro
     if (httpError.empty() || error.GetNumber() != kMessageParseError) throw;
     SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
   }
-  const bool isUsable = httpError.empty() || !fault.Code().empty() || !fault.Text().empty();
-  if (fault.IsFault() && isUsable)
+  if (fault.IsFault() && (httpError.empty() || fault.HasReason()))
     SUGThrow(ErrorMessage(kMessageSoapFault, fault.Code(), fault.Text()), kSourceFile, __LINE__);
   if (!httpError.empty()) SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
 }

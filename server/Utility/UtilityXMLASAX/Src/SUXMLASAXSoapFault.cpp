@@ -1,5 +1,6 @@
 #include "SUXMLASAXSoapFault.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
@@ -8,21 +9,24 @@ using BaseStringUtil::IsCaseInsensitiveMatch;
 
 namespace {
 
-constexpr std::size_t kMaxTextCharacters = std::size_t{64} << 10;
-
-String Truncated(const SAX2XmlElement& element, std::size_t most = kMaxTextCharacters) {
-  return element.GetValue().substr(0, most);
-}
-
-void SetIfUnset(std::optional<String>& text, const SAX2XmlElement& element) {
-  if (!text) text = Truncated(element);
-}
-
-void MoveIfUnset(std::optional<String>& text, std::optional<String>& from) {
-  if (!text) text = std::exchange(from, std::nullopt);
-}
+constexpr std::size_t kMaxCharacters = 512;
+constexpr std::size_t kShownCharacters = 450;  // of a longer text, to have room for the number
 
 }  // namespace
+
+void SoapFault::LimitedText::Append(const String& text) {
+  constexpr String::View kBlanks = L" \t\n\v\f\r\x85\x2028\x2029";
+  m_isBlank = m_isBlank && text.view().find_first_not_of(kBlanks) == String::npos;
+  m_length += text.size();
+  if (m_beginning.size() < kMaxCharacters)
+    m_beginning += text.substr(0, kMaxCharacters - m_beginning.size());
+}
+
+String SoapFault::LimitedText::Get() const {
+  if (m_isBlank || m_length <= kMaxCharacters) return m_beginning;
+  return m_beginning.substr(0, kShownCharacters) + L"... (" +
+         BaseStringUtil::StringFrom(m_length - kShownCharacters) + L" more characters)";
+}
 
 SoapFault::Meaning SoapFault::MeaningOf(const String& name) {
   static const struct {
@@ -31,88 +35,106 @@ SoapFault::Meaning SoapFault::MeaningOf(const String& name) {
   } kMeanings[] = {
       {L"faultcode", Meaning::kFaultCode}, {L"faultstring", Meaning::kFaultString},
       {L"Fault", Meaning::kFault},         {L"Exception", Meaning::kException},
-      {L"Value", Meaning::kValue},         {L"Text", Meaning::kText},
-      {L"Code", Meaning::kCode},           {L"Reason", Meaning::kReason},
-      {L"Detail", Meaning::kDetail},       {L"ErrorCode", Meaning::kErrorCode},
-      {L"Error", Meaning::kError},         {L"Description", Meaning::kDescription},
-      {L"Row", Meaning::kEndOfRow},        {L"Header", Meaning::kEndOfRow},
+      {L"Value", Meaning::kCode},          {L"Text", Meaning::kText},
+      {L"ErrorCode", Meaning::kCode},      {L"Description", Meaning::kText},
+      {L"Code", Meaning::kOuterCode},      {L"Reason", Meaning::kOuterText},
+      {L"Error", Meaning::kError},         {L"Row", Meaning::kRow},
+      {L"Header", Meaning::kHeader},
   };
   for (const auto& entry : kMeanings)
     if (IsCaseInsensitiveMatch(name, entry.name)) return entry.meaning;
   return Meaning::kNone;
 }
 
+/// The texts in the element of this depth that ends. Drops those of deeper elements.
+SoapFault::Texts SoapFault::TakeChildren(std::size_t depth) {
+  if (m_open.size() <= depth + 1) return {};
+  Texts children = std::move(m_open[depth + 1]);
+  m_open.resize(depth + 1);
+  return children;
+}
+
+void SoapFault::SetError(Texts texts, std::size_t depth) {
+  if (!m_error.IsEmpty() || texts.IsEmpty()) return;
+  m_error = std::move(texts);
+  m_errorDepth = m_errorTop = depth;
+}
+
 void SoapFault::OnElement(const SAX2XmlElement& element) {
+  const std::size_t depth = element.GetDepth();
+  Texts children = TakeChildren(depth);
+  const bool isAroundError = depth < m_errorTop;
+  m_errorTop = std::min(m_errorTop, depth);
+  const auto setIfUnset = [&](std::optional<LimitedText> Texts::*which,
+                              std::optional<LimitedText> text) {
+    if (m_open.size() <= depth) m_open.resize(depth + 1);
+    std::optional<LimitedText>& place = m_open[depth].*which;
+    if (!place) place = std::move(text);
+  };
+  const auto value = [&] {
+    LimitedText text;
+    text.Append(element.GetValue());
+    return text;
+  };
   switch (m_meanings.Find(element.GetLocalName(), &MeaningOf)) {
     case Meaning::kNone:
       break;
     case Meaning::kFaultCode:
       m_isSoap11 = true;
-      m_faultCode = Truncated(element);
+      m_faultCode = value();
       break;
     case Meaning::kFaultString:
       m_isSoap11 = true;
-      if (m_faultString.size() < kMaxTextCharacters)
-        m_faultString += Truncated(element, kMaxTextCharacters - m_faultString.size());
-      break;
-    case Meaning::kValue:
-      SetIfUnset(m_loose.code, element);
-      break;
-    case Meaning::kText:
-      SetIfUnset(m_loose.text, element);
+      m_faultString.Append(element.GetValue());
       break;
     case Meaning::kCode:
-      MoveIfUnset(m_soap12.code, m_loose.code);
+      setIfUnset(&Texts::code, value());
       break;
-    case Meaning::kReason:
-      MoveIfUnset(m_soap12.text, m_loose.text);
+    case Meaning::kText:
+      setIfUnset(&Texts::text, value());
       break;
-    case Meaning::kDetail:
-      m_loose = Texts();
+    case Meaning::kOuterCode:
+      setIfUnset(&Texts::code, std::move(children.code));
+      break;
+    case Meaning::kOuterText:
+      setIfUnset(&Texts::text, std::move(children.text));
       break;
     case Meaning::kFault:
       if (m_isSoap11 || m_isSoap12) break;
       m_isSoap12 = true;
-      MoveIfUnset(m_soap12.code, m_loose.code);
-      MoveIfUnset(m_soap12.text, m_loose.text);
-      break;
-    case Meaning::kErrorCode:
-      if (!m_isErrorComplete) m_error.code = Truncated(element);
-      break;
-    case Meaning::kDescription:
-      if (!m_isErrorComplete) m_error.text = Truncated(element);
+      m_soap12 = std::move(children);
       break;
     case Meaning::kException:
       m_isException = true;
       [[fallthrough]];
     case Meaning::kError:
-      m_isErrorComplete = !m_error.IsEmpty();
+      SetError(std::move(children), depth);
       break;
-    case Meaning::kEndOfRow:
-      m_loose = Texts();
-      if (!m_isSoap12) m_soap12 = Texts();
-      if (m_isException && m_isErrorComplete) break;
-      m_error = Texts();
-      m_isErrorComplete = false;
+    case Meaning::kRow:
+      if (isAroundError && (m_errorDepth == depth + 1 || !(m_isException || m_isSoap12)))
+        m_error = Texts();
+      break;
+    case Meaning::kHeader:
+      if (isAroundError) m_error = Texts();
       break;
   }
 }
 
 bool SoapFault::IsFault() const {
-  if (IsCaseInsensitiveMatch(m_faultString, L"null")) return false;
-  return m_isSoap12 || m_isException || !m_faultCode.empty() || !m_faultString.empty();
+  if (IsCaseInsensitiveMatch(m_faultString.Get(), L"null")) return false;
+  return m_isSoap12 || m_isException || !m_faultCode.IsEmpty() || !m_faultString.IsEmpty();
 }
 
-const SoapFault::Texts& SoapFault::Found() const {
-  return m_soap12.IsEmpty() || !m_isSoap12 ? m_error : m_soap12;
+SoapFault::Texts SoapFault::Found() const {
+  if (!m_faultCode.IsEmpty() || !m_faultString.IsEmpty()) return {m_faultCode, m_faultString};
+  return m_soap12.IsEmpty() ? m_error : m_soap12;
 }
 
-String SoapFault::Code() const {
-  if (!m_faultCode.empty() || !m_faultString.empty()) return m_faultCode;
-  return Found().code.value_or(String());
+bool SoapFault::HasReason() const {
+  const Texts found = Found();
+  return (found.code && !found.code->IsBlank()) || (found.text && !found.text->IsBlank());
 }
 
-String SoapFault::Text() const {
-  if (!m_faultCode.empty() || !m_faultString.empty()) return m_faultString;
-  return Found().text.value_or(String());
-}
+String SoapFault::Code() const { return Found().code.value_or(LimitedText()).Get(); }
+
+String SoapFault::Text() const { return Found().text.value_or(LimitedText()).Get(); }

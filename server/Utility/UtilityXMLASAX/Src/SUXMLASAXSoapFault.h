@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "SUXMLASAXNameCache.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
@@ -10,11 +11,11 @@
 /// - A SOAP 1.1 fault: the last `faultcode`, and all `faultstring`s concatenated. If both are
 ///   empty, or the string is "null" (in any case), there is no fault.
 /// - Another `Fault`, such as SOAP 1.2: the first `Value` of its `Code` and the first `Text` of its
-///   `Reason`, or its first `Value` and `Text` outside of `Detail`. If it has no texts: those of an
-///   `Error` in its `Detail`.
-/// - An XMLA `Exception`: ErrorCode and Description of the first `Error` that is not in a row.
-/// The order of these elements does not matter. Texts are truncated to 64 Ki characters. Texts of a
-/// row are kept only until its end, because rows have elements with the same names.
+///   `Reason`, or its own `Value` and `Text`. If it has no texts: those of an `Error` in it.
+/// - An XMLA `Exception`: ErrorCode and Description of the first `Error` that is not in a `Header`
+///   and not a column. In a row, it counts only with the exception. If there is none: its own ones.
+/// The order of these elements does not matter. A text counts only as a child of these elements,
+/// because the columns of a row have the same names.
 class SoapFault {
  public:
   /// Call for every element of the reply, in order.
@@ -22,6 +23,9 @@ class SoapFault {
 
   /// True if the reply is a failure. Valid after the last element.
   bool IsFault() const;
+  /// True if a text of the fault is not blank.
+  bool HasReason() const;
+  /// Texts of more than 512 characters are truncated, and contain the number of missing ones.
   String Code() const;
   String Text() const;
 
@@ -32,34 +36,48 @@ class SoapFault {
     kFaultString,
     kFault,
     kException,
-    kValue,
-    kText,
     kCode,
-    kReason,
-    kDetail,
-    kErrorCode,
-    kDescription,
+    kText,
+    kOuterCode,
+    kOuterText,
     kError,
-    kEndOfRow
+    kRow,
+    kHeader
+  };
+  /// A text of the server. Only its beginning is kept.
+  class LimitedText {
+   public:
+    void Append(const String& text);
+    bool IsEmpty() const { return m_length == 0; }
+    bool IsBlank() const { return m_isBlank; }
+    String Get() const;
+
+   private:
+    String m_beginning;
+    std::size_t m_length = 0;
+    bool m_isBlank = true;
   };
   struct Texts {
-    std::optional<String> code;
-    std::optional<String> text;
+    std::optional<LimitedText> code;
+    std::optional<LimitedText> text;
 
-    bool IsEmpty() const { return (!code || code->empty()) && (!text || text->empty()); }
+    bool IsEmpty() const { return (!code || code->IsEmpty()) && (!text || text->IsEmpty()); }
   };
 
   static Meaning MeaningOf(const String& name);
-  const Texts& Found() const;
+  Texts TakeChildren(std::size_t depth);
+  void SetError(Texts texts, std::size_t depth);
+  Texts Found() const;
 
   NameCache<Meaning> m_meanings;
-  String m_faultCode;
-  String m_faultString;
-  Texts m_loose;  // Value and Text whose parent has not ended
+  LimitedText m_faultCode;
+  LimitedText m_faultString;
+  std::vector<Texts> m_open;  // index: depth of texts whose parent has not ended
   Texts m_soap12;
   Texts m_error;
-  bool m_isErrorComplete = false;  // m_error does not change before the end of the row
-  bool m_isSoap11 = false;         // a faultcode or faultstring exists, even if empty
+  std::size_t m_errorDepth = 0;
+  std::size_t m_errorTop = 0;  // depth of the last element around m_error that has ended
+  bool m_isSoap11 = false;     // a faultcode or faultstring exists, even if empty
   bool m_isSoap12 = false;
   bool m_isException = false;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "Utility/Generic/Heap.h"
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/RefCnt.h"
@@ -23,6 +25,8 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
     if (m_byteCount != 0) Decode();
     return m_value;
   }
+  /// Number of enclosing elements: 0 for the root, 1 for its children.
+  std::size_t GetDepth() const noexcept { return m_depth; }
   /// True if the parse failed. The `error` argument of the parse has the text.
   bool HasError() const noexcept { return m_kind == Kind::kError; }
   /// True if the parse was cancelled.
@@ -38,7 +42,7 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
   };
 
   /// Refers to an element of the reader's current block. `last` belongs to the element's name.
-  void Refer(const String& name, const char* bytes, std::size_t byteCount,
+  void Refer(const String& name, std::uint16_t depth, const char* bytes, std::size_t byteCount,
              LastDecoded& last) noexcept;
   void Decode() const;
   /// Copies the texts, so that the block can be freed.
@@ -53,6 +57,7 @@ class XMLAHOST_API SAX2XmlElement : public RefCountable {
   mutable std::size_t m_byteCount = 0;  // 0 after decoding
   LastDecoded* m_last = nullptr;
   Kind m_kind;
+  std::uint16_t m_depth = 0;
 };
 
 /// A SAX2 reader: one thread parses, and another reads the elements. Elements are delivered at

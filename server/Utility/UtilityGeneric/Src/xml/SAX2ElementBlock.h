@@ -10,7 +10,8 @@
 /// plus its value in UTF-8. The reader decodes a value only on request.
 struct SAX2ElementBlock {
   struct Record {
-    std::uint32_t name;    ///< index into `names`
+    std::uint16_t name;  ///< index into `names`
+    std::uint16_t depth;
     std::uint32_t length;  ///< bytes of the value
   };
 

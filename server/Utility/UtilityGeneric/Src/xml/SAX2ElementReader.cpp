@@ -36,8 +36,8 @@ RefCnt<SAX2XmlElement> SAX2ElementReader::Next() {
   }
   if (!m_element) m_element = new SAX2XmlElement(SAX2XmlElement::Kind::kElement);
   const SAX2ElementBlock::Record& record = m_block->records[m_next++];
-  m_element->Refer(m_block->names[record.name], m_block->text.data() + m_textAt, record.length,
-                   m_lastDecoded[record.name]);
+  m_element->Refer(m_block->names[record.name], record.depth, m_block->text.data() + m_textAt,
+                   record.length, m_lastDecoded[record.name]);
   m_textAt += record.length;
   return m_element;
 }

@@ -4,7 +4,8 @@
 
 namespace {
 
-// A block is queued when it has this many elements or this much text.
+// A block is queued when it has this many elements or this much text. The index of a name and the
+// depth of an element have 16 bits.
 constexpr std::size_t kMaxElements = 2048;
 constexpr std::size_t kTypicalTextBytes = std::size_t{32} << 10;  // bytes
 constexpr std::size_t kMaxTextBytes = std::size_t{64} << 10;      // bytes
@@ -18,16 +19,17 @@ void SAX2ElementWriter::StartBlock() {
   m_block->text.reserve(kTypicalTextBytes);
 }
 
-bool SAX2ElementWriter::Add(Name& name, std::string_view value) {
+bool SAX2ElementWriter::Add(Name& name, std::size_t depth, std::string_view value) {
   if (!m_block) StartBlock();
   if (name.block != m_number) {
     m_block->names.push_back(name.text);
     m_block->nameBytes += name.text.size() * sizeof(wchar_t);
-    name.index = static_cast<std::uint32_t>(m_block->names.size() - 1);
+    name.index = static_cast<std::uint16_t>(m_block->names.size() - 1);
     name.block = m_number;
   }
   m_block->text.append(value);
-  m_block->records.push_back({name.index, static_cast<std::uint32_t>(value.size())});
+  m_block->records.push_back(
+      {name.index, static_cast<std::uint16_t>(depth), static_cast<std::uint32_t>(value.size())});
   if (m_block->records.size() < kMaxElements &&
       m_block->text.size() + m_block->nameBytes < kMaxTextBytes)
     return !IsStopped();

@@ -12,15 +12,15 @@ class SAX2ElementWriter {
   struct Name {
     String text;
     std::uint64_t block = 0;
-    std::uint32_t index = 0;
+    std::uint16_t index = 0;
   };
 
   SAX2ElementWriter(SAX2ElementQueue& queue, SAX2ElementQueue::Generation parse) noexcept
       : m_queue(queue), m_parse(parse) {}
 
-  /// Adds an element with a well-formed UTF-8 value. Returns false if the parse must end. Throws
-  /// std::bad_alloc.
-  bool Add(Name& name, std::string_view value);
+  /// Adds an element with a well-formed UTF-8 value and the number of its enclosing elements, at
+  /// most 65,535. Returns false if the parse must end. Throws std::bad_alloc.
+  bool Add(Name& name, std::size_t depth, std::string_view value);
   /// Queues the last block. Throws std::bad_alloc.
   void Finish();
   /// True if the parse must end. Cheap.

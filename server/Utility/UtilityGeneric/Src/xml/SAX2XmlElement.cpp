@@ -3,9 +3,10 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 
-void SAX2XmlElement::Refer(const String& name, const char* bytes, std::size_t byteCount,
-                           LastDecoded& last) noexcept {
+void SAX2XmlElement::Refer(const String& name, std::uint16_t depth, const char* bytes,
+                           std::size_t byteCount, LastDecoded& last) noexcept {
   m_name = &name;
+  m_depth = depth;
   m_value.clear();
   m_bytes = bytes;
   m_byteCount = byteCount;

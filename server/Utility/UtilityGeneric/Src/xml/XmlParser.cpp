@@ -197,7 +197,7 @@ class Parse {
 
   void Start(const xmlChar* name, std::size_t namespaces);
   void AddAttributes(const xmlChar** attribute, int count);
-  void Add(const xmlChar* name, std::string_view value);
+  void Add(const xmlChar* name, std::size_t depth, std::string_view value);
   void End(const xmlChar* name);
   void AddText(std::string_view text);
   void DropSpaceSegment(Level& level);
@@ -298,6 +298,7 @@ void Parse::OnInstruction(void* self, const xmlChar* target, const xmlChar* text
   parse.OnEvent([=, &parse] {
     if (LengthOf(target) + LengthOf(text) > kMaxInstructionBytes)
       parse.FailTooLong(L"a processing instruction", kMaxInstructionBytes);
+    parse.CheckNames();
   });
 }
 
@@ -364,14 +365,14 @@ void Parse::End(const xmlChar* name) {
   Level& level = m_levels.back();
   if (level.hasChildren) DropSpaceSegment(level);
   const std::size_t begin = level.textBegin;
-  Add(name, std::string_view(m_characters).substr(begin));
+  Add(name, m_levels.size() - 1, std::string_view(m_characters).substr(begin));
   m_characters.resize(begin);
   m_levels.pop_back();
   if (!m_levels.empty()) m_levels.back().segmentBegin = m_characters.size();
 }
 
-void Parse::Add(const xmlChar* name, std::string_view value) {
-  if (!m_writer.Add(NameOf(name), value)) m_stopped = true;
+void Parse::Add(const xmlChar* name, std::size_t depth, std::string_view value) {
+  if (!m_writer.Add(NameOf(name), depth, value)) m_stopped = true;
 }
 
 /// The value of an attribute. libxml2 leaves only the ampersand escaped.
@@ -391,8 +392,9 @@ std::string Unescaped(std::string_view rest) {
 void Parse::AddAttributes(const xmlChar** attribute, int count) {
   for (; count > 0 && !IsOver(); --count, attribute += 5) {
     if (!IsNamed(attribute[0], "errorcode") && !IsNamed(attribute[0], "description")) continue;
-    Add(attribute[0], Unescaped({reinterpret_cast<const char*>(attribute[3]),
-                                 static_cast<std::size_t>(attribute[4] - attribute[3])}));
+    Add(attribute[0], m_levels.size(),
+        Unescaped({reinterpret_cast<const char*>(attribute[3]),
+                   static_cast<std::size_t>(attribute[4] - attribute[3])}));
   }
 }
 
@@ -571,7 +573,6 @@ void Parse::CheckUnfinished() {
       if (used.find("<!DOCTYPE") != std::string_view::npos) FailAtDocumentType();
       m_eventEnd = position;
   }
-  CheckNames();
 }
 
 void Parse::FailAtDocumentType() {
