@@ -212,7 +212,9 @@ TEST(Failure, NeverLooksLikeAnEmptyResult) {
     ScriptedServer server({{c.body, c.status}});
     AgentProbe agent(server.Url());
     VXStringVector catalogs{L"from before"};
-    const std::string error = ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); });
+    std::string error = ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); });
+    const std::string url = server.Url() + ": ";  // the beginning of an error of the HTTP client
+    if (error.starts_with(url)) error.erase(0, url.size());
     if (c.error.empty()) {
       EXPECT_EQ(error, "no error") << c.name;
     } else {
