@@ -70,7 +70,8 @@ struct HTTPClientOptions {
   String caFile;
 
   /// What to do if the service requires a log-in and no user is given. Part of the error text.
-  String missingUserAdvice = L"give a user name and a password";
+  /// Empty: give a user name and a password.
+  String missingUserAdvice;
 };
 
 /// Data of one finished exchange.

@@ -150,7 +150,9 @@ class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
        const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
-      : m_setup{shownURL, !user.empty(), options.missingUserAdvice},
+      : m_setup{shownURL, !user.empty(),
+                options.missingUserAdvice.empty() ? String(L"give a user name and a password")
+                                                  : options.missingUserAdvice},
         m_maxReplyBytes(options.maxReplyBytes),
         m_timeoutSeconds(timeoutSeconds),
         m_transfer(url, user, password, timeoutSeconds, options) {}

@@ -119,6 +119,13 @@ bool ReserveAttributes(xmlParserCtxt& context, std::size_t count) noexcept {
   return true;
 }
 
+/// Number of bytes that the parser has used; 0 after it has given up. The same as xmlByteConsumed
+/// for input in UTF-8, whose call for each event took 2 % of the time of a large reply.
+std::size_t BytesUsed(const xmlParserCtxt& context) noexcept {
+  const xmlParserInput* const input = context.input;
+  return input ? input->consumed + static_cast<std::size_t>(input->cur - input->base) : 0;
+}
+
 /// Number of different names in the document so far.
 std::size_t NameCount(const xmlParserCtxt& context) noexcept {
   constexpr int kOwnNames = 3;  // xml, its namespace, and xmlns
@@ -530,9 +537,7 @@ std::size_t Parse::Read(char* place, std::size_t room) noexcept {
 }
 
 /// The parser's position in bytes from the start of the document.
-std::size_t Parse::Position() const noexcept {
-  return static_cast<std::size_t>(std::max(xmlByteConsumed(Context()), 0L));
-}
+std::size_t Parse::Position() const noexcept { return ContextFields::BytesUsed(*Context()); }
 
 /// Refuses a complete tag that is too long.
 void Parse::CheckTag() {
