@@ -97,6 +97,17 @@ class Stalled {
   std::shared_future<void> m_released = m_release.get_future().share();
 };
 
+/// Two cubes. The measures of the second one are delayed.
+ScriptedProvider::Script StalledAtSecondCube(Stalled& stalled) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
+  script.answer = [&](const std::string& type, const std::string& body) -> std::string {
+    const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
+    return held ? stalled.Hold() : std::string();
+  };
+  return script;
+}
+
 /// A request that is never answered, during which the tool is interrupted.
 struct StalledRequest {
   const char* command;
@@ -198,13 +209,7 @@ TEST_F(Interrupt, LeavesAPartialFileBesideTheFormerOne) {
     for (const PartialCase& each : kPartialCases) {
       SCOPED_TRACE(each.name + " " + each.partial);
       Stalled stalled;
-      ScriptedProvider::Script script = OneCube();
-      script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
-      script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-        const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
-        return held ? stalled.Hold() : std::string();
-      };
-      const ScriptedProvider provider(std::move(script));
+      const ScriptedProvider provider(StalledAtSecondCube(stalled));
       const support::TempDir folder;
       const std::string file = folder.Path() / each.name;
       if (each.name.size() < 200) each.prepare(file + ".partial");
@@ -877,13 +882,7 @@ TEST_F(Interrupt, WhileWritingACubeMarksItIncomplete) {
 TEST_F(Interrupt, KillLeavesNoTemporaryFile) {
   for (const int signal : {SIGKILL, SIGQUIT, SIGHUP}) {
     Stalled stalled;
-    ScriptedProvider::Script script = OneCube();
-    script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}};
-    script.answer = [&](const std::string& type, const std::string& body) -> std::string {
-      const bool held = type == "MDSCHEMA_MEASURES" && body.find("Second") != std::string::npos;
-      return held ? stalled.Hold() : std::string();
-    };
-    const ScriptedProvider provider(std::move(script));
+    const ScriptedProvider provider(StalledAtSecondCube(stalled));
     const support::TempDir folder;
     const std::string file = folder.Path() / "result";
     std::ofstream(file) << "former";

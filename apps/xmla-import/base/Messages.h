@@ -9,7 +9,7 @@
 struct Messages {
   std::vector<std::string> errors;
   std::vector<std::string> warnings;
-  bool isUnreachable = false;  ///< an error says that there is no connection to the server
+  bool isUnreachable = false;  ///< the server could not be connected
 };
 
 /// Begin of the error that names the request that was sent last.

@@ -20,7 +20,7 @@ struct HelpSource {
 
 std::string ToolHelp(const HelpSource& source);
 std::string CommandHelp(const HelpSource& source, const CommandForm& command);
-/// The text of a topic that is not a command; empty if there is no such topic.
+/// The text of a topic, such as "formats". Empty for an unknown topic.
 std::string TopicHelp(const HelpSource& source, std::string_view topic);
 /// The names of all topics that are not commands.
 std::vector<std::string> HelpTopics();

@@ -67,8 +67,8 @@ String XmlADiscoverAgentImpl::PrepareHttpSizeHeader() const {
 }
 
 /// Sends the request and sets `reply`, with a normalised declaration. Returns the HTTP client's
-/// error text if the reply may still contain a fault; usually it is empty. Throws the error text if
-/// there is no reply.
+/// error text if the reply may still contain a fault; usually it is empty. Throws the error text
+/// without a reply.
 String XmlADiscoverAgentImpl::Post(const NarrowString& request, const String& subject,
                                    NarrowString& reply) {
   ImportOperation* const operation = ImportOperation::Current();

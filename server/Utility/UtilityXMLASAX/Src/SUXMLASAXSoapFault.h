@@ -8,8 +8,8 @@
 #include "Utility/Generic/String.h"
 
 /// Detects failures in a reply while a rowset reader reads the same elements:
-/// - A SOAP 1.1 fault: the last `faultcode`, and all `faultstring`s concatenated. If both are
-///   empty, or the string is "null" (in any case), there is no fault.
+/// - A SOAP 1.1 fault: the last `faultcode`, and all `faultstring`s concatenated. Not a fault
+///   if both are empty, or if the string is "null" in upper or lower case.
 /// - Another `Fault`, such as SOAP 1.2: the first `Value` of its `Code` and the first `Text` of its
 ///   `Reason`, or its own `Value` and `Text`. If it has no texts: those of an `Error` in it.
 /// - An XMLA `Exception`: ErrorCode and Description of the first `Error` that is not in a `Header`

@@ -16,7 +16,7 @@ class HTTPResponseHeaders {
   static constexpr std::size_t kMaxOffers = 16;
   enum class Result { kOk, kNewResponse, kTooLong, kMalformed, kCompressedTwice };
 
-  /// If `maxBytes` is 0, there is no limit.
+  /// `maxBytes`: limit for all headers of an exchange; 0 means no limit.
   HTTPResponseHeaders(std::size_t maxBytes, HTTPCookies& cookies,
                       bool (*isPast)(const std::string&))
       : m_maxBytes(maxBytes), m_cookies(cookies), m_isPast(isPast) {}

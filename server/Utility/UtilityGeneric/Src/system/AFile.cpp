@@ -64,7 +64,7 @@ class SystemFile final : public AFile {
     return true;
   }
 
-  // There is no buffer: callers write whole log entries, which go to the operating system at once.
+  // Nothing to do: each write goes to the operating system at once.
   bool Flush() override { return m_descriptor >= 0 && !m_failed; }
 
   bool Delete() override {

@@ -103,7 +103,7 @@ int OpenPrivateFile(const std::string& path) {
   std::string place = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   // With a trailing slash, the system would follow a symbolic link.
   while (place.size() > 1 && place.back() == '/') place.pop_back();
-  const std::string name = path.substr(slash + 1);  // the whole path if there is no slash
+  const std::string name = path.substr(slash + 1);  // without a slash: the whole path
   const Descriptor directory(OpenDirectory(place));
   if (directory.Number() < 0) Reject(L"Cannot open the file \"", path, SystemErrorText(errno));
   CheckDirectory(directory.Number(), place);

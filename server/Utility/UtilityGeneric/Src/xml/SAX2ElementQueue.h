@@ -46,7 +46,7 @@ class SAX2ElementQueue {
   /// Begins the announced parse, or a new one if none was announced. Returns its generation, or
   /// kNone if it was cancelled before.
   Generation Begin() noexcept;
-  /// Waits for room and adds the block. Returns false if the parse is no longer current.
+  /// Waits for room and adds the block. Returns false if the parse was cancelled or replaced.
   /// Throws std::bad_alloc.
   bool Push(Generation parse, Block block);
   /// Adds the last block without waiting. Throws std::bad_alloc.
