@@ -108,15 +108,24 @@ std::string ErrorOfConnecting(const Arguments& arguments) {
   return {};
 }
 
-void CheckConnecting(const Arguments& arguments) {
-  const std::string url = std::getenv("XMLA_IMPORT_URL");
+/// The error of connecting with a password from the environment, which connecting removes.
+std::string ErrorWithPassword(const Arguments& arguments, const std::string& url,
+                              const std::string& password) {
+  setenv("XMLA_IMPORT_PASSWORD", password.c_str(), 1);
+  setenv("XMLA_IMPORT_URL", url.c_str(), 1);
   const std::string text = ErrorOfConnecting(arguments);
   Require(std::getenv("XMLA_IMPORT_PASSWORD") == nullptr,
           "the password is still in the environment");
+  return text;
+}
+
+void CheckConnecting(const Arguments& arguments) {
+  const std::string url = std::getenv("XMLA_IMPORT_URL");
+  ErrorWithPassword(arguments, url, std::getenv("XMLA_IMPORT_PASSWORD"));
   // No message contains the password.
-  setenv("XMLA_IMPORT_PASSWORD", "another password", 1);
-  setenv("XMLA_IMPORT_URL", url.c_str(), 1);
-  Require(ErrorOfConnecting(arguments) == text, "the error depends on the password", text);
+  const std::string text = ErrorWithPassword(arguments, url, "one password");
+  Require(ErrorWithPassword(arguments, url, "another password") == text,
+          "the error depends on the password", text);
 }
 
 std::wstring Variable(const char* name) { return inprocess::PlainDecode(std::getenv(name)); }
