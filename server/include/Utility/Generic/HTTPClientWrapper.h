@@ -68,10 +68,63 @@ struct HTTPClientOptions {
   /// File of trusted certificates (PEM). Empty: the file named by the environment variable
   /// SSL_CERT_FILE, or the system's certificates.
   String caFile;
+  /// File of the client certificate (PEM or PKCS#12), for a service that requires one. Empty: none.
+  String certificateFile;
+  /// File of its private key (PEM). Empty: the key is in certificateFile.
+  String keyFile;
+  /// Password of the private key, or of the PKCS#12 file. Empty: none.
+  String keyPassword;
+  /// A token that the service accepts instead of user and password, sent as "Authorization:
+  /// Bearer". Only the service gets it. Empty: none.
+  String bearerToken;
+
+  /// Time to connect in seconds; 0: no limit. nullopt: the time-out of periods without data.
+  std::optional<std::uint32_t> connectTimeoutSeconds;
+  /// Limit for periods without data in seconds; 0: no limit. nullopt: the time-out that the
+  /// constructor gets, for imports that of MORVEN_BI_XMLA_HTTP_TIMEOUT.
+  std::optional<std::uint32_t> timeoutSeconds;
+  /// How often a request is repeated if its connection fails or the status is 429, 502, 503 or 504.
+  /// Waits 0.5 s, 1 s, 2 s, ... or as long as Retry-After says, at most 60 s. A cancellation ends
+  /// the wait. A fault, a refused log-in and a rejected certificate are never repeated.
+  std::uint32_t maxRetries = 0;
+  /// Fill in HTTPExchangeInfo::connection, which costs time.
+  bool wantsConnectionDetails = false;
 
   /// What to do if the service requires a log-in and no user is given. Part of the error text.
   /// Empty: give a user name and a password.
   String missingUserAdvice;
+};
+
+/// The step at which an exchange failed. Each depends on the ones before it.
+enum class HTTPStep {
+  kNone,  ///< not failed
+  kAddress,
+  kNameResolution,
+  kProxy,
+  kConnection,
+  kTLS,
+  kLogIn,
+  kResponse,
+};
+
+/// About the connection and the response of an exchange, for people who look for a problem. A text
+/// is empty, and a number 0, if it is unknown. Filled in as far as the exchange came.
+struct HTTPConnectionDetails {
+  bool isReused = false;  ///< the kept-alive connection; then seconds and TLS are unknown
+  String address;         ///< IP address and port of the other end
+  String proxy;           ///< URL without credentials; empty: no proxy
+  double resolveSeconds = 0;
+  double connectSeconds = 0;  ///< after name resolution
+  double tlsSeconds = 0;      ///< after connecting
+  String tlsProtocol;         ///< such as "TLSv1.3"
+  String certificateSubject;  ///< of the service
+  String certificateIssuer;
+  std::optional<int> certificateDays;  ///< until it expires
+  String offeredSchemes;               ///< names, as in "Negotiate, Basic"
+  String usedScheme;                   ///< name; also "Bearer"; empty: no log-in
+  String server;                       ///< value of the header Server
+  String contentType;
+  String contentEncoding;
 };
 
 /// Data of one finished exchange.
@@ -93,6 +146,9 @@ struct HTTPExchangeInfo {
   /// There was no connection: it was refused, or a host name is unknown. Another request would most
   /// likely fail, too.
   bool isUnreachable = false;
+  HTTPStep failedStep = HTTPStep::kNone;
+  std::uint32_t retries = 0;         ///< how often the request was repeated
+  HTTPConnectionDetails connection;  ///< see HTTPClientOptions::wantsConnectionDetails
 };
 
 /// Data of an exchange that begins.
@@ -102,12 +158,24 @@ struct HTTPExchangeStart {
   std::uint32_t timeoutSeconds = 0;  ///< see HTTPClientWrapper; 0: no limit
 };
 
+/// Data of a request that failed and will be repeated.
+struct HTTPRetry {
+  String url;                ///< without credentials
+  String subject;            ///< see SetRequestSubject
+  String error;              ///< why the request failed
+  std::uint32_t number = 0;  ///< of the retry: 1, 2, ...
+  std::uint32_t maxRetries = 0;
+  double waitSeconds = 0;  ///< until the retry
+};
+
 /// Called before and after every exchange in the scope of ImportSettings::exchangeObserver, on the
 /// thread that runs the exchange. Must not throw.
 class HTTPExchangeObserver {
  public:
   virtual ~HTTPExchangeObserver() = default;
   virtual void OnBegin(const HTTPExchangeStart&) {}
+  /// Called before the wait for a retry.
+  virtual void OnRetry(const HTTPRetry&) {}
   virtual void OnExchange(const HTTPExchangeInfo& info) = 0;
 };
 
