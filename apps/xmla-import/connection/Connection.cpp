@@ -174,16 +174,16 @@ void HideCredentials(int argc, char** argv) {
     char* const word = argv[i];
     char* const end = word + std::strlen(word);
     const std::string_view name = std::string_view(word).substr(0, std::strcspn(word, "="));
+    const bool nameTakesSecret = MayTakeSecret(name);
     const std::string_view last = i > 1 ? argv[i - 1] : "";
     const std::size_t sign = last.find('=');
     const bool takesNext = sign == last.npos || sign + 1 == last.size();
+    HideInUrl(word);
     if (takesNext && MayTakeSecret(last))
       Hide(word, end);
-    else if (word + name.size() < end && MayTakeSecret(name))
+    else if (word + name.size() < end && nameTakesSecret)
       Hide(word + name.size() + 1, end);
     else if (std::string_view(word).starts_with("-p"))
       Hide(word + 2, end);
-    else
-      HideInUrl(word);
   }
 }
