@@ -123,6 +123,9 @@ class Call {
       settings.onLogFailure = [&](const String& name, const String& reason) {
         logFailures.Add(name, reason);
       };
+      settings.onFaultDetail = [](const String& detail) {
+        if (Operation* const operation = Operation::Current()) operation->AddFaultDetail(detail);
+      };
       settings.onLogicError = &OnLogicError;
       const ImportSettings::Scope settingsScope(settings);
       Session session(*m_library, connection, m_arguments.log);

@@ -122,7 +122,7 @@ void TreeCounts::Visit(const xmlNode* node, std::size_t level) {
     for (const xmlAttr* one = kind.isError ? node->properties : nullptr; one; one = one->next) {
       const std::wstring name = LocalName(one);
       if (!IsCaseInsensitiveMatch(name, L"ErrorCode") &&
-          !IsCaseInsensitiveMatch(name, L"Description"))
+          !IsCaseInsensitiveMatch(name, L"Description") && !IsCaseInsensitiveMatch(name, L"Source"))
         continue;
       const std::unique_ptr<xmlChar, decltype(xmlFree)> value(
           xmlNodeListGetString(node->doc, one->children, 1), xmlFree);

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <regex>
+
 #include "SampleProvider.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
@@ -117,6 +120,57 @@ TEST(Failure, DefaultMemberFailureIsAWarningWithTheHierarchy) {
   EXPECT_THAT(warning, testing::StartsWith("[64203] The default member of the hierarchy "
                                            "\"[Shop].[Second]\" is unknown: The server refused "));
   EXPECT_THAT(warnings[1].get<std::string>(), testing::StartsWith("[62011] "));
+}
+
+std::string FaultWithDetail(const std::string& description) {
+  return "<Envelope><Body><Fault><faultcode>c</faultcode><faultstring>XML parse error</faultstring>"
+         "<detail><Error ErrorCode=\"3238658121\" Description=\"" +
+         description + "\" Source=\"Analysis\nServices\"/></detail></Fault></Body></Envelope>";
+}
+
+TEST(Failure, DetailOfAFaultFollowsItsMessage) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"].push_back({{"CUBE_NAME", "Second"}});
+  script.answer = [&](const std::string& type, const std::string&) {
+    if (type == "MDSCHEMA_MEASURES") return FaultWithDetail("The cube is not processed.");
+    if (type == "MDSCHEMA_MEMBERS") return FaultWithDetail("No member.");
+    return std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "--format", "json", "import"});
+  EXPECT_EQ(outcome.status, 3);
+  const Json cube = outcome.Document()["cubes"][0];
+  ASSERT_EQ(cube["errors"].size(), 3u) << cube["errors"];
+  EXPECT_EQ(cube["errors"][1],
+            "the server says: The cube is not processed. (0xC10A0049, from Analysis Services)");
+  EXPECT_THAT(cube["errors"][2].get<std::string>(), testing::StartsWith("the failed request was "));
+  ASSERT_GE(cube["warnings"].size(), 2u) << cube["warnings"];
+  EXPECT_THAT(cube["warnings"][0].get<std::string>(), HasSubstr("XML parse error"));
+  EXPECT_EQ(cube["warnings"][1],
+            "the server says: No member. (0xC10A0049, from Analysis Services)");
+  // Standard error: one error for both cubes with its detail, and one kind of warning.
+  EXPECT_THAT(outcome.err, HasSubstr("2 cubes (\"Unit\", \"Second\"): the server says: The cube"));
+  EXPECT_THAT(outcome.err, HasSubstr("\"Unit\": the server says: No member."));
+  // Each is shown once.
+  const std::regex detail("the server says");
+  EXPECT_EQ(std::distance(std::sregex_iterator(outcome.err.begin(), outcome.err.end(), detail),
+                          std::sregex_iterator()),
+            2)
+      << outcome.err;
+}
+
+/// Errors with the same text but another detail are not combined.
+TEST(Failure, DifferentDetailsAreShown) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"].push_back({{"CUBE_NAME", "Second"}});
+  script.answer = [&](const std::string& type, const std::string& body) {
+    if (type != "MDSCHEMA_MEASURES") return std::string();
+    return FaultWithDetail(body.find("Second") != std::string::npos ? "two" : "one");
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = RunTool({"--url", provider.Url(), "import"});
+  EXPECT_THAT(outcome.err, HasSubstr("\"Unit\": the server says: one "));
+  EXPECT_THAT(outcome.err, HasSubstr("\"Second\": the server says: two "));
 }
 
 TEST(Failure, MessageAbbreviatesLongNames) {

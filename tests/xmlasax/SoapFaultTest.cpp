@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "AgentProbe.h"
+#include "Utility/Generic/ImportSettings.h"
 
 namespace {
 
@@ -250,6 +251,85 @@ TEST(Failure, ShowsTheBeginningOfLongTexts) {
   check(FaultReply("c", std::string(513, 'x')),
         "\"" + std::string(450, 'x') + "... (63 more characters)\".");
   check(FaultReply("c", std::string(1000, ' ')), "fault c. ");
+}
+
+/// The replies of real servers are in the first lines.
+TEST(Failure, TellsTheHostTheDetailOfAFault) {
+  const auto fault = [](const std::string& detail) {
+    return Envelope("<s:Fault><faultcode>c</faultcode><faultstring>t</faultstring><detail>" +
+                    detail + "</detail></s:Fault>");
+  };
+  const std::string longText(600, 'x');
+  const struct {
+    const char* name;
+    std::string body;
+    std::vector<std::string> details;
+  } kCases[] = {
+      {"Analysis Services",
+       fault("<Error ErrorCode=\"3238658125\" Description=\"The request type was not recognized.\" "
+             "Source=\"Analysis Services\" "
+             "HelpFile=\"\"><Location><Line>1</Line></Location></Error>"),
+       {"The request type was not recognized. (0xC10A004D, from Analysis Services)"}},
+      {"Mondrian",
+       fault("<XA:error xmlns:XA=\"http://mondrian.sourceforge.net\"><code>00HSBD01</code>"
+             "<desc>The Mondrian XML: no cube</desc></XA:error>"),
+       {"The Mondrian XML: no cube"}},
+      {"without a description", fault("<Error ErrorCode=\"1\" Source=\"s\"/>"), {}},
+      {"with a blank one", fault("<Error ErrorCode=\"1\" Description=\" \"/>"), {}},
+      {"with the text of the fault", fault("<Error ErrorCode=\"1\" Description=\"t\"/>"), {}},
+      {"with a small code",
+       fault("<Error ErrorCode=\"2147483647\" Description=\"d\"/>"),
+       {"d (2147483647)"}},
+      {"with the smallest code of a failure",
+       fault("<Error ErrorCode=\"2147483648\" Description=\"d\"/>"),
+       {"d (0x80000000)"}},
+      {"with the largest code",
+       fault("<Error ErrorCode=\"4294967295\" Description=\"d\"/>"),
+       {"d (0xFFFFFFFF)"}},
+      {"with a number that is too large",
+       fault("<Error ErrorCode=\"4294967296\" Description=\"d\"/>"),
+       {"d (4294967296)"}},
+      {"with a negative code",
+       fault("<Error ErrorCode=\"-1056309171\" Description=\"d\"/>"),
+       {"d (-1056309171)"}},
+      {"with a source alone", fault("<Error Source=\"s\" Description=\"d\"/>"), {"d (from s)"}},
+      {"with elements",
+       fault(
+           "<Error><ErrorCode>7</ErrorCode><Description>d</Description><Source>s</Source></Error>"),
+       {"d (7, from s)"}},
+      {"with errors of the same text",
+       fault("<Error Description=\"a\"/><Error Description=\"a\"/><Error Description=\"b\"/>"),
+       {"a", "b"}},
+      {"with four errors",
+       fault("<Error Description=\"a\"/><Error Description=\"b\"/><Error Description=\"c\"/>"
+             "<Error Description=\"d\"/>"),
+       {"a", "b", "c"}},
+      {"with a long text",
+       fault("<Error Description=\"" + longText + "\"/>"),
+       {std::string(450, 'x') + "... (150 more characters)"}},
+      {"an exception", Exception("<Error ErrorCode=\"1\" Description=\"a\"/>"), {}},
+      {"an exception with two errors",
+       Exception("<Error Description=\"a\"/><Error Description=\"b\"/>"),
+       {"b"}},
+      {"SOAP 1.2",
+       Envelope("<Fault><Reason><Text>t</Text></Reason><Detail><Error Description=\"d\"/></Detail>"
+                "</Fault>"),
+       {"d"}},
+      {"rows", RowsetReply(kRows + "<row><Error Description=\"d\"/></row>"), {}},
+  };
+  for (const auto& c : kCases) {
+    std::vector<std::string> details;
+    ImportSettings settings;
+    settings.onFaultDetail = [&](const String& detail) {
+      details.push_back(support::Narrow(detail));
+    };
+    const ImportSettings::Scope scope(settings);
+    ScriptedServer server({{c.body, 200}});
+    AgentProbe agent(server.Url());
+    VXStringVector catalogs;
+    ErrorOf([&] { agent.GetCatalogs(catalogs, L"d"); });
+    EXPECT_EQ(details, c.details) << c.name;
+  }
 }
 
 /// Rows before a fault in the same reply are discarded.

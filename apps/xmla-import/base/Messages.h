@@ -14,6 +14,8 @@ struct Messages {
 
 /// Begin of the error that names the request that was sent last.
 inline constexpr const char* kFailedRequest = "the failed request was ";
+/// The beginning of a line that completes the message before it with the detail of a SOAP fault.
+inline constexpr const char* kFaultDetail = "the server says: ";
 
 /// Moves the lines of `more` to the end of `messages`.
 inline void AddMessages(Messages more, Messages& messages) {

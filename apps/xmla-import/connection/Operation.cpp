@@ -18,6 +18,10 @@ void AddLines(std::vector<std::string>& list, String::View text) {
   for (std::string& line : Lines(String(text))) list.push_back(std::move(line));
 }
 
+void AddDetails(std::vector<std::string>& list, const std::vector<String>& details) {
+  for (const String& detail : details) list.push_back(kFaultDetail + OneLine(Utf8(detail)));
+}
+
 std::string Shown(const String& subject) { return OneLine(Utf8(Shortened(subject))); }
 
 /// Inserts a text behind the number in brackets at the begin of a message, if there is one.
@@ -45,12 +49,13 @@ Operation* Operation::Current() { return g_current; }
 
 void Operation::RecordWarnings() {
   if (warnings.size() <= m_recorded) return;
-  m_parts.emplace_back(warnings.size(), m_subject);
+  m_parts.push_back({warnings.size(), m_subject, m_faultDetails});
   m_recorded = warnings.size();
 }
 
 void Operation::OnExchange(const HTTPExchangeInfo& info, RequestObserver& observer) {
   RecordWarnings();
+  m_faultDetails.clear();
   m_subject = info.subject;
   m_isUnreachable = info.isUnreachable;
   m_wasReceived = info.ok;
@@ -61,19 +66,21 @@ bool Operation::End(Messages& messages) {
   RecordWarnings();
   AddLines(messages.errors, errors);
   if (!errors.empty() && !MustStop()) {
+    AddDetails(messages.errors, m_faultDetails);
     messages.isUnreachable |= m_isUnreachable;
     if (!m_subject.empty())
       messages.errors.push_back(std::string(kFailedRequest) + Shown(m_subject));
     if (m_wasReceived && m_observer) m_observer->OnFailure(m_subject, errors);
   }
   std::size_t begin = 0;
-  for (const auto& [end, subject] : m_parts) {
+  for (const auto& [end, subject, details] : m_parts) {
     const std::size_t first = messages.warnings.size();
     AddLines(messages.warnings, warnings.view().substr(begin, end - begin));
     if (subject.view().starts_with(kDefaultMember) && messages.warnings.size() > first)
       InsertAfterNumber(messages.warnings.back(), "The default member of the hierarchy " +
                                                       OneLine(Utf8(HierarchyOfSubject(subject))) +
                                                       " is unknown: ");
+    if (messages.warnings.size() > first) AddDetails(messages.warnings, details);
     begin = end;
   }
   return errors.empty();

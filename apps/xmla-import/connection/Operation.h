@@ -30,14 +30,17 @@ class Operation {
   static Operation* Current();
   /// Called after each exchange. `observer` must outlive this object.
   void OnExchange(const HTTPExchangeInfo& info, RequestObserver& observer);
+  /// Completes the message of the last exchange. See ImportSettings::onFaultDetail.
+  void AddFaultDetail(const String& detail) { m_faultDetails.push_back(detail); }
   /// The subject of the last request; empty if there was none.
   const String& Subject() const { return m_subject; }
   /// Call if the error does not come from a request.
   void ClearSubject() { m_subject.clear(); }
 
-  /// Adds errors and warnings to `messages`. After errors, adds one that names the failed request,
-  /// except after an interruption. The warning about a failed default-member look-up says what is
-  /// missing in the result, and for which hierarchy. True if there was no error.
+  /// Adds errors and warnings to `messages`. Details of a fault follow its message. After errors,
+  /// adds one that names the failed request, except after an interruption. The warning about a
+  /// failed default-member look-up says what is missing in the result, and for which hierarchy.
+  /// True if there was no error.
   bool End(Messages& messages);
 
   // Output parameters of the library call.
@@ -51,9 +54,15 @@ class Operation {
   bool m_isUnreachable = false;
   bool m_wasReceived = false;  ///< the last exchange was successful
   RequestObserver* m_observer = nullptr;
-  std::size_t m_recorded = 0;  ///< length of the warnings that m_parts covers
-  /// Parts of the warnings: end position, and subject of the request before.
-  std::vector<std::pair<std::size_t, String>> m_parts;
+  std::size_t m_recorded = 0;          ///< length of the warnings that m_parts covers
+  std::vector<String> m_faultDetails;  ///< of the last exchange
+  /// A part of the warnings, and what belongs to it.
+  struct Part {
+    std::size_t end;
+    String subject;  ///< of the request before
+    std::vector<String> faultDetails;
+  };
+  std::vector<Part> m_parts;
 };
 
 /// The hierarchy in the subject of a request, quoted; "unknown" if there is none.

@@ -15,10 +15,26 @@ std::string After(const std::string& place, const std::string& text) {
   return place.empty() ? text : place + ": " + text;
 }
 
+/// Removes the first message from `lines`: one line and those that complete it.
+std::span<const std::string> TakeMessage(std::span<const std::string>& lines) {
+  std::size_t count = 1;
+  while (count < lines.size() && lines[count].starts_with(kFaultDetail)) ++count;
+  const auto message = lines.first(count);
+  lines = lines.subspan(count);
+  return message;
+}
+
+std::string Joined(std::span<const std::string> lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + '\n';
+  return text;
+}
+
 }  // namespace
 
 MessageSummary::Kind* MessageSummary::Add(List& list, const std::string& key,
-                                          const std::string& cube, const std::string& text) {
+                                          const std::string& cube,
+                                          std::span<const std::string> message) {
   ++list.count;
   auto found = list.index.find(key);
   if (found == list.index.end()) {
@@ -27,7 +43,9 @@ MessageSummary::Kind* MessageSummary::Add(List& list, const std::string& key,
       return nullptr;
     }
     found = list.index.emplace(key, list.kinds.size()).first;
-    list.kinds.emplace_back().text = text;
+    Kind& added = list.kinds.emplace_back();
+    added.text = message.front();
+    added.details.assign(message.begin() + 1, message.end());
   }
   Kind& kind = list.kinds[found->second];
   ++kind.count;
@@ -40,17 +58,22 @@ MessageSummary::Kind* MessageSummary::Add(List& list, const std::string& key,
 
 void MessageSummary::AddErrors(const std::string& cube, const std::vector<std::string>& lines) {
   Kind* kind = nullptr;
-  for (const std::string& line : lines) {
+  for (std::span<const std::string> rest = lines; !rest.empty();) {
+    const auto message = TakeMessage(rest);
+    const std::string& line = message.front();
     if (kind && line.starts_with(kFailedRequest)) {
-      if (kind->detail.empty()) kind->detail = line;
+      if (kind->request.empty()) kind->request = line;
     } else {
-      kind = Add(m_errors, line, cube, line);
+      kind = Add(m_errors, Joined(message), cube, message);
     }
   }
 }
 
 void MessageSummary::AddWarnings(const std::string& cube, const std::vector<std::string>& lines) {
-  for (const std::string& line : lines) Add(m_warnings, KindOf(line), cube, line);
+  for (std::span<const std::string> rest = lines; !rest.empty();) {
+    const auto message = TakeMessage(rest);
+    Add(m_warnings, KindOf(message.front()), cube, message);
+  }
 }
 
 std::vector<std::string> MessageSummary::ErrorLines() const {
@@ -59,12 +82,10 @@ std::vector<std::string> MessageSummary::ErrorLines() const {
     std::string names;
     for (const std::string& cube : kind.cubes) names += (names.empty() ? "" : ", ") + cube;
     if (kind.cubeCount > kMaxNamedCubes) names += ", ...";
-    if (kind.cubeCount > 1) {
-      lines.push_back(std::to_string(kind.cubeCount) + " cubes (" + names + "): " + kind.text);
-      continue;
-    }
+    if (kind.cubeCount > 1) names = std::to_string(kind.cubeCount) + " cubes (" + names + ")";
     lines.push_back(After(names, kind.text));
-    if (!kind.detail.empty()) lines.push_back(After(names, kind.detail));
+    for (const std::string& detail : kind.details) lines.push_back(After(names, detail));
+    if (kind.cubeCount <= 1 && !kind.request.empty()) lines.push_back(After(names, kind.request));
   }
   if (m_errors.omitted > 0)
     lines.push_back("and " + std::to_string(m_errors.omitted) + " more errors");
@@ -74,13 +95,15 @@ std::vector<std::string> MessageSummary::ErrorLines() const {
 std::vector<std::string> MessageSummary::WarningLines() const {
   std::vector<std::string> lines;
   for (const Kind& kind : m_warnings.kinds) {
-    std::string line = After(kind.cubes.empty() ? std::string() : kind.cubes.front(), kind.text);
+    const std::string cube = kind.cubes.empty() ? std::string() : kind.cubes.front();
+    std::string line = After(cube, kind.text);
     if (kind.count > 1) {
       line += " (first of " + std::to_string(kind.count);
       if (kind.cubeCount > 1) line += " in " + std::to_string(kind.cubeCount) + " cubes";
       line += "; --warnings all shows all)";
     }
     lines.push_back(std::move(line));
+    for (const std::string& detail : kind.details) lines.push_back(After(cube, detail));
   }
   if (m_warnings.omitted > 0)
     lines.push_back("and " + std::to_string(m_warnings.omitted) +

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,10 @@ class MessageSummary {
 
  private:
   struct Kind {
-    std::string text;                ///< the first message
-    std::string detail;              ///< the line that names the failed request, if there is one
-    std::vector<std::string> cubes;  ///< the first three
+    std::string text;                  ///< the first message
+    std::vector<std::string> details;  ///< lines that complete it: details of its fault
+    std::string request;               ///< the line that names the failed request, if there is one
+    std::vector<std::string> cubes;    ///< the first three
     std::string lastCube;
     std::size_t cubeCount = 0;
     std::size_t count = 0;
@@ -45,7 +47,7 @@ class MessageSummary {
   };
 
   static Kind* Add(List& list, const std::string& key, const std::string& cube,
-                   const std::string& text);
+                   std::span<const std::string> message);
   List m_errors;
   List m_warnings;
 };

@@ -154,8 +154,11 @@ void XmlADiscoverAgentImpl::ReadReply(NarrowString reply, const String& httpErro
     if (httpError.empty() || error.GetNumber() != kMessageParseError) throw;
     SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
   }
-  if (fault.IsFault() && (httpError.empty() || fault.HasReason()))
+  if (fault.IsFault() && (httpError.empty() || fault.HasReason())) {
+    if (const auto& handler = ImportSettings::Current().onFaultDetail)
+      for (const String& detail : fault.Details()) handler(detail);
     SUGThrow(ErrorMessage(kMessageSoapFault, fault.Code(), fault.Text()), kSourceFile, __LINE__);
+  }
   if (!httpError.empty()) SUGThrow(ErrorMessage(httpError), kSourceFile, __LINE__);
 }
 

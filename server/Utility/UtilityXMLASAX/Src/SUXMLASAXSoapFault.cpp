@@ -1,6 +1,8 @@
 #include "SUXMLASAXSoapFault.h"
 
 #include <algorithm>
+#include <cwchar>
+#include <iterator>
 #include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
@@ -11,6 +13,17 @@ namespace {
 
 constexpr std::size_t kMaxCharacters = 512;
 constexpr std::size_t kShownCharacters = 450;  // of a longer text, to have room for the number
+constexpr std::size_t kMaxDetails = 3;
+
+/// Error codes of Analysis Services are documented as hexadecimal numbers, but sent as decimal
+/// ones.
+String ShownCode(const String& code) {
+  const std::uint32_t number = BaseStringUtil::UIntFrom(code);
+  if (number < 0x80000000U || BaseStringUtil::StringFrom(number) != code) return code;
+  wchar_t text[11];
+  std::swprintf(text, std::size(text), L"0x%08X", number);
+  return text;
+}
 
 }  // namespace
 
@@ -39,6 +52,7 @@ SoapFault::Meaning SoapFault::MeaningOf(const String& name) {
       {L"ErrorCode", Meaning::kCode},      {L"Description", Meaning::kText},
       {L"Code", Meaning::kOuterCode},      {L"Reason", Meaning::kOuterText},
       {L"Error", Meaning::kError},         {L"Row", Meaning::kRow},
+      {L"desc", Meaning::kDescription},    {L"Source", Meaning::kSource},
       {L"Header", Meaning::kHeader},
   };
   for (const auto& entry : kMeanings)
@@ -52,6 +66,11 @@ SoapFault::Texts SoapFault::TakeChildren(std::size_t depth) {
   Texts children = std::move(m_open[depth + 1]);
   m_open.resize(depth + 1);
   return children;
+}
+
+void SoapFault::AddDetail(const Texts& error) {
+  if (m_details.size() < kMaxDetails && (error.text || error.description))
+    m_details.push_back(error);
 }
 
 void SoapFault::SetError(Texts texts, std::size_t depth) {
@@ -99,6 +118,12 @@ void SoapFault::OnElement(const SAX2XmlElement& element) {
     case Meaning::kOuterText:
       setIfUnset(&Texts::text, std::move(children.text));
       break;
+    case Meaning::kDescription:
+      setIfUnset(&Texts::description, value());
+      break;
+    case Meaning::kSource:
+      setIfUnset(&Texts::source, value());
+      break;
     case Meaning::kFault:
       if (m_isSoap11 || m_isSoap12) break;
       m_isSoap12 = true;
@@ -108,6 +133,7 @@ void SoapFault::OnElement(const SAX2XmlElement& element) {
       m_isException = true;
       [[fallthrough]];
     case Meaning::kError:
+      AddDetail(children);
       SetError(std::move(children), depth);
       break;
     case Meaning::kRow:
@@ -126,7 +152,8 @@ bool SoapFault::IsFault() const {
 }
 
 SoapFault::Texts SoapFault::Found() const {
-  if (!m_faultCode.IsEmpty() || !m_faultString.IsEmpty()) return {m_faultCode, m_faultString};
+  if (!m_faultCode.IsEmpty() || !m_faultString.IsEmpty())
+    return {m_faultCode, m_faultString, {}, {}};
   return m_soap12.IsEmpty() ? m_error : m_soap12;
 }
 
@@ -138,3 +165,25 @@ bool SoapFault::HasReason() const {
 String SoapFault::Code() const { return Found().code.value_or(LimitedText()).Get(); }
 
 String SoapFault::Text() const { return Found().text.value_or(LimitedText()).Get(); }
+
+std::vector<String> SoapFault::Details() const {
+  std::vector<String> details;
+  std::vector<String> known{Text()};
+  for (const Texts& error : m_details) {
+    const LimitedText& description = error.text ? *error.text : *error.description;
+    String text = description.Get();
+    if (description.IsBlank() || std::ranges::find(known, text) != known.end()) continue;
+    known.push_back(text);
+    const auto shown = [](const std::optional<LimitedText>& part) {
+      return part && !part->IsBlank() ? part->Get() : String();
+    };
+    const String code = ShownCode(shown(error.code));
+    const String source = shown(error.source);
+    if (!code.empty() && !source.empty())
+      text += L" (" + code + L", from " + source + L")";
+    else if (!code.empty() || !source.empty())
+      text += L" (" + (code.empty() ? L"from " + source : code) + L")";
+    details.push_back(std::move(text));
+  }
+  return details;
+}

@@ -14,6 +14,9 @@
 ///   `Reason`, or its own `Value` and `Text`. If it has no texts: those of an `Error` in it.
 /// - An XMLA `Exception`: ErrorCode and Description of the first `Error` that is not in a `Header`
 ///   and not a column. In a row, it counts only with the exception. If there is none: its own ones.
+///
+/// The details are the descriptions of the `Error`s in the reply: often the useful part of a fault.
+///
 /// The order of these elements does not matter. A text counts only as a child of these elements,
 /// because the columns of a row have the same names.
 class SoapFault {
@@ -28,6 +31,9 @@ class SoapFault {
   /// Texts of more than 512 characters are truncated, and contain the number of missing ones.
   String Code() const;
   String Text() const;
+  /// One line for each of the first errors in the reply whose description differs from Text() and
+  /// from the ones before, as in `The Kids cube does not exist. (0xC10F000A, from Source)`.
+  std::vector<String> Details() const;
 
  private:
   enum class Meaning {
@@ -41,6 +47,8 @@ class SoapFault {
     kOuterCode,
     kOuterText,
     kError,
+    kDescription,
+    kSource,
     kRow,
     kHeader
   };
@@ -60,12 +68,15 @@ class SoapFault {
   struct Texts {
     std::optional<LimitedText> code;
     std::optional<LimitedText> text;
+    std::optional<LimitedText> description;  // of an error of another namespace
+    std::optional<LimitedText> source;
 
     bool IsEmpty() const { return (!code || code->IsEmpty()) && (!text || text->IsEmpty()); }
   };
 
   static Meaning MeaningOf(const String& name);
   Texts TakeChildren(std::size_t depth);
+  void AddDetail(const Texts& error);
   void SetError(Texts texts, std::size_t depth);
   Texts Found() const;
 
@@ -75,6 +86,7 @@ class SoapFault {
   std::vector<Texts> m_open;  // index: depth of texts whose parent has not ended
   Texts m_soap12;
   Texts m_error;
+  std::vector<Texts> m_details;  // of the first errors
   std::size_t m_errorDepth = 0;
   std::size_t m_errorTop = 0;  // depth of the last element around m_error that has ended
   bool m_isSoap11 = false;     // a faultcode or faultstring exists, even if empty

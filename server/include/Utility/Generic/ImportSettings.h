@@ -75,6 +75,12 @@ struct ImportSettings {
   /// Must not throw.
   std::function<void(const String& name, const String& reason)> onLogFailure;
 
+  /// Called for each of the first three errors in the detail of a fault that say more than the
+  /// fault itself, on the thread of the operation, before the operation ends with the fault or
+  /// turns it into a warning: `<Error ErrorCode="..." Description="..." Source="..."/>`. `detail`
+  /// may have line breaks. Must not throw.
+  std::function<void(const String& detail)> onFaultDetail;
+
   /// Called by VXAssert::handleLogicError on the thread of the error. If it throws, the operation
   /// ends with that exception, and its output is incomplete. If it returns or is empty, the process
   /// aborts.

@@ -393,12 +393,13 @@ std::string Unescaped(std::string_view rest) {
   return value.append(rest);
 }
 
-/// Delivers the code and description of an error like children. Other attributes could look like
-/// columns of a row or like a fault. libxml2 passes five pointers for each attribute: local name,
-/// prefix, URI, begin and end of the value.
+/// Delivers the code, description and source of an error like children. Other attributes could look
+/// like columns of a row or like a fault. libxml2 passes five pointers for each attribute: local
+/// name, prefix, URI, begin and end of the value.
 void Parse::AddAttributes(const xmlChar** attribute, int count) {
   for (; count > 0 && !IsOver(); --count, attribute += 5) {
-    if (!IsNamed(attribute[0], "errorcode") && !IsNamed(attribute[0], "description")) continue;
+    const auto isNamed = [&](const char* name) { return IsNamed(attribute[0], name); };
+    if (!isNamed("errorcode") && !isNamed("description") && !isNamed("source")) continue;
     Add(attribute[0], m_levels.size(),
         Unescaped({reinterpret_cast<const char*>(attribute[3]),
                    static_cast<std::size_t>(attribute[4] - attribute[3])}));
