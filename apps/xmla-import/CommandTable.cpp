@@ -46,21 +46,28 @@ void RenderImport(Form& form, const Result& result) {
   form.EndImport(std::get<ImportResult>(result));
 }
 
-using Run = ExitStatus(Session&, const Arguments&, CubeReceiver&, Result&);
-constexpr Run* kSources = [](Session& session, const Arguments&, CubeReceiver&, Result& result) {
+void RenderSteps(Form& form, const Result& result) { form.EndSteps(std::get<CheckResult>(result)); }
+
+using Run = ExitStatus(Session&, const Arguments&, ResultReceiver&, Result&);
+constexpr Run* kSources = [](Session& session, const Arguments&, ResultReceiver&, Result& result) {
   return RunSources(session, std::get<SourcesResult>(result));
 };
-constexpr Run* kTree = [](Session& session, const Arguments& arguments, CubeReceiver&,
+constexpr Run* kTree = [](Session& session, const Arguments& arguments, ResultReceiver&,
                           Result& result) {
   return RunTree(session, arguments, std::get<TreeResult>(result));
 };
-constexpr Run* kCube = [](Session& session, const Arguments& arguments, CubeReceiver&,
+constexpr Run* kCube = [](Session& session, const Arguments& arguments, ResultReceiver&,
                           Result& result) {
   return RunCube(session, arguments, std::get<CubeResult>(result));
 };
-constexpr Run* kImport = [](Session& session, const Arguments& arguments, CubeReceiver& receiver,
+constexpr Run* kImport = [](Session& session, const Arguments& arguments, ResultReceiver& receiver,
                             Result& result) {
   return RunImport(session, arguments, receiver, std::get<ImportResult>(result));
+};
+
+constexpr Run* kCheck = [](Session& session, const Arguments& arguments, ResultReceiver& receiver,
+                           Result& result) {
+  return RunCheck(session, arguments, receiver, std::get<CheckResult>(result));
 };
 
 constexpr Command kCommands[] = {
@@ -77,6 +84,10 @@ constexpr Command kCommands[] = {
      &Empty<ImportResult>,
      kImport,
      &RenderImport},
+    {{"check", "tests the connection step by step, and says what to do if one fails", kCubeOptions},
+     &Empty<CheckResult>,
+     kCheck,
+     &RenderSteps},
 };
 
 constexpr Command kNone{{}, &Empty<NoResult>, nullptr, &Render<NoResult>};

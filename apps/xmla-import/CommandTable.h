@@ -12,7 +12,7 @@
 struct Command {
   CommandForm form;
   Result (*empty)();
-  ExitStatus (*run)(Session& session, const Arguments& arguments, CubeReceiver& receiver,
+  ExitStatus (*run)(Session& session, const Arguments& arguments, ResultReceiver& receiver,
                     Result& result);
   void (*render)(Form& form, const Result& result);
 };

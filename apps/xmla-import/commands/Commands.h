@@ -2,7 +2,7 @@
 
 #include "call/Arguments.h"
 #include "call/ExitStatus.h"
-#include "commands/CubeReceiver.h"
+#include "commands/ResultReceiver.h"
 #include "commands/Results.h"
 #include "connection/Session.h"
 
@@ -12,5 +12,7 @@
 ExitStatus RunSources(Session& session, SourcesResult& result);
 ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& result);
 ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& result);
-ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver& receiver,
+ExitStatus RunImport(Session& session, const Arguments& arguments, ResultReceiver& receiver,
                      ImportResult& result);
+ExitStatus RunCheck(Session& session, const Arguments& arguments, ResultReceiver& receiver,
+                    CheckResult& result);

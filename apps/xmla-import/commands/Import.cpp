@@ -155,7 +155,7 @@ void AddError(Messages& messages, const std::exception& error) noexcept {
 /// Reads the planned cubes on `jobs` threads. Each cube uses its own import object.
 class Reading {
  public:
-  Reading(Session& session, const std::vector<Choice>& cubes, int jobs, CubeReceiver& receiver)
+  Reading(Session& session, const std::vector<Choice>& cubes, int jobs, ResultReceiver& receiver)
       : m_session(session),
         m_cubes(cubes),
         m_jobs(std::min(static_cast<std::size_t>(jobs), cubes.size())),
@@ -238,7 +238,7 @@ class Reading {
   Session& m_session;
   const std::vector<Choice>& m_cubes;
   const std::size_t m_jobs;
-  CubeReceiver& m_receiver;
+  ResultReceiver& m_receiver;
   CubeOrder m_order;
   VXExecutionState* const m_state = VXExecutionState::Current();
   const ImportSettings& m_settings = ImportSettings::Current();
@@ -265,7 +265,7 @@ ExitStatus WithoutCubes(const Plan& plan, const Arguments& arguments, Messages& 
 
 }  // namespace
 
-ExitStatus RunImport(Session& session, const Arguments& arguments, CubeReceiver& receiver,
+ExitStatus RunImport(Session& session, const Arguments& arguments, ResultReceiver& receiver,
                      ImportResult& result) {
   if (session.Target()) result.target = TargetName(*session.Target());
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;

@@ -8,7 +8,23 @@ bool HasContent(const TreeResult& result) { return !result.dataSources.empty(); 
 bool HasContent(const CubeResult& result) { return !result.IsEmpty(); }
 bool HasContent(const ImportResult& result) { return result.cubesWithContent > 0; }
 
+bool HasContent(const CheckResult& result) { return !result.url.empty(); }
+
 }  // namespace
+
+const char* StatusName(CheckStep::Status status) {
+  switch (status) {
+    case CheckStep::Status::kOk:
+      return "ok";
+    case CheckStep::Status::kWarning:
+      return "warning";
+    case CheckStep::Status::kFailed:
+      return "failed";
+    case CheckStep::Status::kSkipped:
+      break;
+  }
+  return "skipped";
+}
 
 bool HasContent(const Result& result) {
   return std::visit([](const auto& any) { return HasContent(any); }, result);

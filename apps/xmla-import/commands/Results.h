@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -37,7 +38,7 @@ struct CubeResult {
   bool IsEmpty() const { return hierarchies.empty() && measures.empty() && sapVariables.empty(); }
 };
 
-/// Without the cubes, which the CubeReceiver gets one by one.
+/// Without the cubes, which the ResultReceiver gets one by one.
 struct ImportResult {
   String providerName;
   String providerVersion;
@@ -47,7 +48,29 @@ struct ImportResult {
   std::size_t cubesWithContent = 0;  ///< complete cubes, and incomplete ones that are not empty
 };
 
-using Result = std::variant<NoResult, SourcesResult, TreeResult, CubeResult, ImportResult>;
+/// One step of a check.
+struct CheckStep {
+  enum class Status { kOk, kWarning, kFailed, kSkipped };
+
+  std::string name = {};
+  Status status = Status::kOk;
+  std::string found = {};
+  std::string advice = {};  ///< what to do; empty for kOk and kSkipped
+  std::optional<double> seconds = {};
+};
+
+/// Name of a status in the output.
+const char* StatusName(CheckStep::Status status);
+
+/// Without the steps, which the ResultReceiver gets one by one.
+struct CheckResult {
+  std::string url;     ///< without credentials
+  std::string target;  ///< --target name of the configured kind, or auto
+  Messages messages;
+};
+
+using Result =
+    std::variant<NoResult, SourcesResult, TreeResult, CubeResult, ImportResult, CheckResult>;
 
 inline Messages& MessagesOf(Result& result) {
   return std::visit([](auto& any) -> Messages& { return any.messages; }, result);

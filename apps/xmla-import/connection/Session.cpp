@@ -64,12 +64,17 @@ Session::Session(const ImportLibrary& library, const Connection& connection,
 
 bool Session::Identify(Messages& messages) {
   if (m_target) return true;
+  if (!m_identified && !AskIdentity(messages)) return false;
+  m_target = m_identity.target;
+  return true;
+}
+
+bool Session::AskIdentity(Messages& messages) {
   Operation operation;
   m_hasAsked = true;
   m_identified = m_library.Identify(m_connection.url, m_connection.user, m_connection.password,
                                     m_identity, operation.errors);
   operation.End(messages);
-  if (m_identified) m_target = m_identity.target;
   return m_identified;
 }
 

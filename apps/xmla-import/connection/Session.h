@@ -15,9 +15,11 @@ class Session {
   /// Without an import log, `logDirectory` is empty. The references must outlive the session.
   Session(const ImportLibrary& library, const Connection& connection, std::string logDirectory);
 
-  /// Sets the target kind: the configured one, else the one that fits the provider's identity. On
-  /// failure, returns false and adds an error.
+  /// Sets the target kind: the configured one, else the one that fits the provider's identity, for
+  /// which it asks if it is not known. On failure, returns false and adds an error.
   bool Identify(Messages& messages);
+  /// Requests the provider's identity. On failure, returns false and adds an error.
+  bool AskIdentity(Messages& messages);
   /// Requests the provider's identity for the output, if this was not done before. Not thread-safe
   /// on its first call.
   void ReadIdentity();
@@ -25,6 +27,7 @@ class Session {
   /// and the option that selects it. Calls ReadIdentity if there are any.
   void ExplainTarget(Messages& messages);
 
+  const Connection& Service() const { return m_connection; }
   const OTXMLAProviderIdentity& Identity() const { return m_identity; }
   /// The kind in use; nullopt before Identify, unless configured.
   std::optional<ServerInfo::TargetType> Target() const { return m_target; }

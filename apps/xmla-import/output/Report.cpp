@@ -36,9 +36,23 @@ bool Report::Take(const CubeResult& cube) {
   return true;
 }
 
+void Report::BeginSteps(const CheckResult& result) {
+  m_form->BeginSteps(result);
+  m_hasBegun = true;
+}
+
+void Report::Take(const CheckStep& step) {
+  if (m_text.MustStop()) return;
+  m_totals.Add(step);
+  m_form->AddStep(step);
+  m_text.Flush();
+}
+
 Form& Report::FormOf(const Result& result) {
-  const auto* const import = std::get_if<ImportResult>(&result);
-  if (import && !m_hasBegun) m_form->BeginImport(*import);
+  if (!m_hasBegun) {
+    if (const auto* const import = std::get_if<ImportResult>(&result)) m_form->BeginImport(*import);
+    if (const auto* const check = std::get_if<CheckResult>(&result)) m_form->BeginSteps(*check);
+  }
   m_hasBegun = true;
   return *m_form;
 }

@@ -6,7 +6,7 @@
 
 #include "base/TextSink.h"
 #include "call/ExitStatus.h"
-#include "commands/CubeReceiver.h"
+#include "commands/ResultReceiver.h"
 #include "output/MessageSummary.h"
 #include "output/Output.h"
 #include "output/Progress.h"
@@ -17,7 +17,7 @@
 /// Writes the result to the output and its messages to standard error. Cubes of an import are
 /// written one by one during the import, everything else at the end. Throws OutputError and
 /// OutputInterrupted.
-class Report : public CubeReceiver, private TextSink {
+class Report : public ResultReceiver, private TextSink {
  public:
   Report(Output& output, const std::string& format, ShownWarnings warnings, Progress& progress);
 
@@ -25,6 +25,8 @@ class Report : public CubeReceiver, private TextSink {
   void BeginCube(const String& name) override { m_progress.BeginCube(name); }
   void EndCube() override { m_progress.EndCube(); }
   bool Take(const CubeResult& cube) override;
+  void BeginSteps(const CheckResult& result) override;
+  void Take(const CheckStep& step) override;
 
   /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);

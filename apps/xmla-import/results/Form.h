@@ -15,6 +15,7 @@
 /// | `tree`    | Write(TreeResult)                                |
 /// | `cube`    | Write(CubeResult)                                |
 /// | `import`  | BeginImport, AddCube for each cube, EndImport    |
+/// | `check`   | BeginSteps, AddStep for each step, EndSteps      |
 /// | other     | Write(NoResult): a usage error without a command |
 ///
 /// They are called after a failure, too; then the result contains its errors, and what was read.
@@ -34,6 +35,10 @@ class Form {
   virtual void BeginImport(const ImportResult& result) = 0;
   virtual void AddCube(const CubeResult& cube) = 0;
   virtual void EndImport(const ImportResult& result) = 0;
+
+  virtual void BeginSteps(const CheckResult& result) = 0;
+  virtual void AddStep(const CheckStep& step) = 0;
+  virtual void EndSteps(const CheckResult& result) = 0;
 
   /// True if the result is truncated.
   bool IsCut() const { return m_isCut; }

@@ -51,6 +51,33 @@ class JsonForm : public Form {
     EndWith(result.messages);
   }
 
+  void BeginSteps(const CheckResult& result) override {
+    BeginObject()
+        .Add("url", std::string_view(result.url))
+        .Add("target", std::string_view(result.target));
+    m_json.Key("steps");
+    m_json.BeginList();
+  }
+
+  void AddStep(const CheckStep& step) override {
+    BeginObject()
+        .Add("step", std::string_view(step.name))
+        .Add("status", std::string_view(StatusName(step.status)))
+        .Add("found", std::string_view(step.found))
+        .Add("advice", std::string_view(step.advice));
+    m_json.Key("seconds");
+    if (step.seconds)
+      m_json.Value(*step.seconds);
+    else
+      m_json.Null();
+    EndObject();
+  }
+
+  void EndSteps(const CheckResult& result) override {
+    m_json.EndList();
+    EndWith(result.messages);
+  }
+
  private:
   JsonForm& BeginObject() {
     m_json.BeginObject();

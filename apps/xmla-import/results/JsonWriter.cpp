@@ -1,5 +1,7 @@
 #include "results/JsonWriter.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 
 #include "base/Text.h"
@@ -82,6 +84,16 @@ void JsonWriter::Value(String::View text) {
 }
 
 void JsonWriter::Value(std::string_view bytes) { Value(Wide(bytes).view()); }
+
+void JsonWriter::Value(double value) {
+  Separate();
+  m_text.Append(fmt::format("{:.6f}", value));
+}
+
+void JsonWriter::Null() {
+  Separate();
+  m_text.Append("null");
+}
 
 void JsonWriter::Value(bool value) {
   Separate();

@@ -25,6 +25,9 @@ class JsonWriter {
   /// UTF-8; ill-formed sequences become U+FFFD.
   void Value(std::string_view bytes);
   void Value(bool value);
+  /// With six digits behind the point.
+  void Value(double value);
+  void Null();
   template <std::integral Number>
   requires(!std::same_as<Number, bool>) void Value(Number value) {
     WriteNumber(static_cast<long long>(value));

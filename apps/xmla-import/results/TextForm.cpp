@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <new>
 #include <string>
@@ -106,7 +108,31 @@ class TextForm : public Form {
          std::to_string(result.cubeCount), " cubes are missing");
   }
 
+  void BeginSteps(const CheckResult& result) override { Line(0, Wide(result.url)); }
+
+  void AddStep(const CheckStep& step) override {
+    constexpr std::size_t kStatusWidth = 9;
+    constexpr std::size_t kNameWidth = 17;
+    PutPadded(StatusName(step.status), kStatusWidth);
+    PutPadded(step.name, kNameWidth);
+    Put(Wide(step.found));
+    if (step.seconds) Put(fmt::format(" ({:.1f} ms)", *step.seconds * 1e3));
+    Text().EndLine();
+    if (step.advice.empty()) return;
+    Text().AppendBlanks(kStatusWidth + kNameWidth);
+    Put("what to do: ");
+    Put(Wide(step.advice));
+    Text().EndLine();
+  }
+
+  void EndSteps(const CheckResult&) override {}
+
  private:
+  void PutPadded(std::string_view ours, std::size_t width) {
+    Put(ours);
+    Text().AppendBlanks(width - std::min(width, ours.size()));
+  }
+
   template <class... Parts>
   void Line(std::size_t depth, const Parts&... parts) {
     Text().AppendBlanks(2 * depth);

@@ -36,6 +36,10 @@ std::string Totals::Text() const {
       {properties, "property", "properties"},
       {measures, "measure", "measures"},
       {variables, "variable", "variables"},
+      {steps[0], "step ok", "steps ok"},
+      {steps[1], "warning", "warnings"},
+      {steps[2], "failed", "failed"},
+      {steps[3], "skipped", "skipped"},
   };
   std::string text;
   for (const auto& [count, one, many] : parts) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 
@@ -9,12 +10,15 @@
 struct Totals {
   std::size_t dataSources = 0, catalogs = 0, cubes = 0, hierarchies = 0, levels = 0;
   std::size_t properties = 0, measures = 0, variables = 0;
+  std::array<std::size_t, 4> steps{};  ///< index: CheckStep::Status
 
   void Add(const NoResult&) {}
   void Add(const SourcesResult& result);
   void Add(const TreeResult& result);
   void Add(const CubeResult& cube);
-  void Add(const ImportResult&) {}  // its cubes are added one by one
+  void Add(const CheckStep& step) { ++steps[static_cast<std::size_t>(step.status)]; }
+  static void Add(const CheckResult&) {}  // its steps are added one by one
+  void Add(const ImportResult&) {}        // its cubes are added one by one
 
   /// Such as "1 cube, 3 hierarchies", without zeros; empty for an empty result.
   std::string Text() const;

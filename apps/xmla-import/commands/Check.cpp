@@ -1,0 +1,428 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/MessageNumbers.h"
+#include "base/Interrupt.h"
+#include "base/Text.h"
+#include "call/TargetNames.h"
+#include "commands/Choices.h"
+#include "commands/Commands.h"
+#include "commands/ConnectionSteps.h"
+#include "commands/CubeReading.h"
+
+namespace {
+
+using Status = CheckStep::Status;
+
+/// Records the exchanges of a check and passes them on. Reports the first one at once.
+class Recorder : public HTTPExchangeObserver {
+ public:
+  Recorder(HTTPExchangeObserver* next, std::function<void(const HTTPExchangeInfo&)> onFirst)
+      : m_next(next), m_onFirst(std::move(onFirst)) {}
+
+  void OnBegin(const HTTPExchangeStart& start) override {
+    if (m_next) m_next->OnBegin(start);
+  }
+  void OnRetry(const HTTPRetry& retry) override {
+    if (m_next) m_next->OnRetry(retry);
+  }
+  void OnExchange(const HTTPExchangeInfo& info) override {
+    if (m_next) m_next->OnExchange(info);
+    try {
+      m_last = info;
+      m_last.request = NarrowString();
+      m_isReused |= info.connection.isReused;
+      if (info.ok) m_seconds.push_back(info.totalSeconds);
+      if (!std::exchange(m_hasFirst, true)) m_onFirst(m_first = m_last);
+    } catch (...) {
+      m_error = std::current_exception();
+    }
+  }
+
+  /// Throws what the handler of the first exchange has thrown.
+  void Rethrow() {
+    if (m_error) std::rethrow_exception(std::exchange(m_error, nullptr));
+  }
+  bool HasFirst() const { return m_hasFirst; }
+  const HTTPExchangeInfo& First() const { return m_first; }
+  const HTTPExchangeInfo& Last() const { return m_last; }
+  bool IsReused() const { return m_isReused; }
+  /// Durations of the exchanges that succeeded.
+  std::vector<double>& Seconds() { return m_seconds; }
+
+ private:
+  HTTPExchangeObserver* const m_next;
+  const std::function<void(const HTTPExchangeInfo&)> m_onFirst;
+  HTTPExchangeInfo m_first;
+  HTTPExchangeInfo m_last;
+  bool m_hasFirst = false;
+  bool m_isReused = false;
+  std::vector<double> m_seconds;
+  std::exception_ptr m_error;
+};
+
+/// The step to which a failed request belongs.
+struct StepOfRequest {
+  std::string_view request;
+  const char* step;
+};
+constexpr StepOfRequest kStepsOfRequests[] = {
+    {"DISCOVER_DATASOURCES", "data sources"},
+    {"DBSCHEMA_CATALOGS", "catalogs"},
+    {"MDSCHEMA_CUBES", "cubes"},
+    {"MDSCHEMA_DIMENSIONS", "hierarchies"},
+    {"MDSCHEMA_HIERARCHIES", "hierarchies"},
+    {"MDSCHEMA_LEVELS", "levels"},
+    {"MDSCHEMA_PROPERTIES", "levels"},
+    {"MDSCHEMA_MEASURES", "measures"},
+    {"SAP_VARIABLES", "variables"},
+};
+
+/// What to do if a request of a step fails, if its message does not say it.
+const char* AdviceFor(std::string_view step) {
+  if (step == "identity")
+    return "check that the URL leads to an XML for Analysis service, and the user's rights";
+  if (step == "data sources") return "check the user's rights on the server";
+  if (step == "catalogs" || step == "cubes")
+    return "check the user's rights on the catalogs of the data source";
+  return "check that the cube is processed, and the user's rights on it";
+}
+
+std::string Counted(std::size_t count, const char* one, const char* many) {
+  return std::to_string(count) + ' ' + (count == 1 ? one : many);
+}
+
+/// Such as `2 catalogs: "A", "B"`.
+std::string ListedInPart(const std::vector<String>& names, const char* one, const char* many) {
+  constexpr std::size_t kMax = 3;
+  std::vector<std::string> shown;
+  for (std::size_t i = 0; i < std::min(names.size(), kMax); ++i)
+    shown.push_back(Utf8(Shortened(names[i])));
+  return Counted(names.size(), one, many) + (names.empty() ? "" : ": ") + Listed(shown) +
+         (names.size() > kMax ? ", ..." : "");
+}
+
+class ServiceCheck {
+ public:
+  ServiceCheck(Session& session, const Arguments& arguments, ResultReceiver& receiver,
+               CheckResult& result)
+      : m_session(session),
+        m_arguments(arguments),
+        m_receiver(receiver),
+        m_result(result),
+        m_recorder(ImportSettings::Current().exchangeObserver,
+                   [this](const HTTPExchangeInfo& first) { TakeConnection(first); }),
+        m_settings(ImportSettings::Current()) {
+    m_settings.exchangeObserver = &m_recorder;
+    m_settings.http.wantsConnectionDetails = true;
+  }
+
+  ExitStatus Run() {
+    const ImportSettings::Scope scope(m_settings);
+    const auto& target = m_session.Service().target;
+    m_result.url = Utf8(m_session.Service().url);
+    m_result.target = target ? TargetName(*target) : std::string(kAutoTarget);
+    m_receiver.BeginSteps(m_result);
+    Take({.name = "address", .found = m_result.url});
+    if (Identify()) ReadMetadata();
+    SkipUntil("");
+    return m_hasFailed ? ExitStatus::kFailed : ExitStatus::kDone;
+  }
+
+ private:
+  /// Passes a step on, after those before it that were not done.
+  void Take(CheckStep step) {
+    SkipUntil(step.name);
+    ++m_next;
+    if (step.status == Status::kFailed) {
+      m_hasFailed = true;
+      if (m_failed.empty()) m_failed = step.name;
+      m_result.messages.errors.push_back(step.name + ": " + step.found +
+                                         (step.advice.empty() ? "" : "; " + step.advice));
+    }
+    m_receiver.Take(step);
+  }
+
+  void SkipUntil(std::string_view name) {
+    for (; m_next < std::size(kCheckSteps) && kCheckSteps[m_next] != name; ++m_next) {
+      const std::string skipped = kCheckSteps[m_next];
+      if (skipped == "variables" && !m_session.IsSapBw()) continue;
+      m_receiver.Take({.name = skipped,
+                       .status = Status::kSkipped,
+                       .found = MustStop()         ? "interrupted"
+                                : m_failed.empty() ? "not needed"
+                                                   : "needs the step " + Listed({m_failed})});
+    }
+  }
+
+  void TakeConnection(const HTTPExchangeInfo& first) {
+    if (MustStop()) return;
+    TakeConnectionSteps(first, m_session.Service(),
+                        [this](CheckStep step) { Take(std::move(step)); });
+  }
+
+  bool Identify() {
+    Messages messages;
+    const auto begin = Clock::now();
+    const bool isIdentified = m_session.AskIdentity(messages);
+    const double seconds = SecondsSince(begin);
+    m_recorder.Rethrow();
+    if (MustStop() || m_hasFailed) return false;
+    if (!m_recorder.HasFirst()) {  // for example, a file of a certificate cannot be read
+      Take(Failure("connection", messages.errors));
+      return false;
+    }
+    const HTTPExchangeInfo& first = m_recorder.First();
+    Take(ResponseStep(first, m_recorder.IsReused() || !isIdentified));
+    if (!isIdentified && !m_recorder.Last().ok) {
+      Take(FailedExchange("protocol", first.url, messages.errors.front()));
+      return false;
+    }
+    if (!isIdentified && !IsFault(messages.errors.front())) {
+      Take(Failure("protocol", messages.errors));
+      return false;
+    }
+    Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
+    CheckStep step = isIdentified ? IdentityStep() : Failure("identity", messages.errors);
+    step.seconds = seconds;
+    Take(std::move(step));
+    return isIdentified && m_session.Identify(messages);
+  }
+
+  CheckStep IdentityStep() const {
+    const OTXMLAProviderIdentity& identity = m_session.Identity();
+    const std::string detected = TargetName(identity.target);
+    CheckStep step{.name = "identity",
+                   .found = Listed({Utf8(Shortened(identity.name))}) + ", version " +
+                            Listed({Utf8(Shortened(identity.version))}) + ", kind " +
+                            ExplainedTarget(detected)};
+    const auto& configured = m_session.Service().target;
+    if (!configured || *configured == identity.target) return step;
+    step.found += ", but --target is " + TargetName(*configured);
+    step.status = Status::kWarning;
+    step.advice = "leave out --target, or use --target " + detected;
+    return step;
+  }
+
+  void ReadMetadata() {
+    Messages messages;
+    const auto import = m_session.Import(messages);
+    if (!import) return Take(Failure("data sources", messages.errors));
+    std::optional<String> source;
+    if (!ReadDataSources(*import, source)) return;
+    CubeResult cube;
+    cube.dataSource = *source;
+    if (ReadTree(*import, cube)) ReadOneCube(*import, cube);
+    if (!MustStop() && !m_isUnreachable) MeasureRoundTrip(*import);
+  }
+
+  bool ReadDataSources(OTXMLAImportAPI& import, std::optional<String>& source) {
+    Messages messages;
+    const auto begin = Clock::now();
+    const auto names = DataSourceNames(import, messages);
+    if (!names) return Finish({{"data sources", {}}}, messages, begin);
+    if (!m_arguments.sources.empty())
+      source = Wide(m_arguments.sources.front());
+    else if (!names->empty())
+      source = names->front();
+    Choose({"data source", "--source", ""}, *names, source, messages);
+    return Finish({{"data sources", ListedInPart(*names, "data source", "data sources")}}, messages,
+                  begin);
+  }
+
+  /// Reads the tree, and chooses the cube.
+  bool ReadTree(OTXMLAImportAPI& import, CubeResult& cube) {
+    Messages messages;
+    const auto begin = Clock::now();
+    std::vector<OTDataSource> tree;
+    const bool isComplete = DataSourceTree(import, cube.dataSource, tree, messages);
+    const std::vector<String> names =
+        tree.empty() ? std::vector<String>() : CatalogNames(tree.front());
+    std::vector<Done> done{{"catalogs", ListedInPart(names, "catalog", "catalogs")}};
+    if (!isComplete) done.push_back({"cubes", {}});
+    return Finish(done, messages, begin) && TakeCubes(tree.front(), cube);
+  }
+
+  bool TakeCubes(const OTDataSource& source, CubeResult& cube) {
+    Messages messages;
+    std::size_t count = 0;
+    std::optional<String> catalogName;
+    std::optional<String> cubeName;
+    if (!m_arguments.catalogs.empty()) catalogName = Wide(m_arguments.catalogs.front());
+    if (!m_arguments.cubes.empty()) cubeName = Wide(m_arguments.cubes.front());
+    std::vector<String> names;
+    for (const OTCatalog& catalog : source.m_catalogs) {
+      count += catalog.m_cubes.size();
+      if (catalogName && !(catalog.m_catalogName == *catalogName)) continue;
+      for (const OTCube& each : catalog.m_cubes) {
+        names.push_back(each.first);
+        const bool isWanted = !cubeName || each.first == *cubeName;
+        if (!isWanted || !cube.cube.empty()) continue;
+        cube.catalog = catalog.m_catalogName;
+        cube.cube = each.first;
+      }
+    }
+    if (catalogName)
+      Choose({"catalog", "--catalog", ""}, CatalogNames(source), catalogName, messages);
+    if (messages.errors.empty() && cube.cube.empty())
+      Choose({"cube", "--cube", ""}, names, cubeName, messages);
+    return Finish({{"cubes", Counted(count, "cube", "cubes")}}, messages, std::nullopt);
+  }
+
+  void ReadOneCube(OTXMLAImportAPI& import, CubeResult& cube) {
+    const auto begin = Clock::now();
+    ReadCube(m_session, import, cube);
+    std::size_t levels = 0;
+    for (const OTXMLAHierarchy& hierarchy : cube.hierarchies) levels += hierarchy.m_levels.size();
+    std::vector<Done> done{
+        {"hierarchies", Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") + " of " +
+                            Listed({Utf8(Shortened(cube.cube))})},
+        {"levels", Counted(levels, "level", "levels")},
+        {"measures", Counted(cube.measures.size(), "measure", "measures")},
+    };
+    if (m_session.IsSapBw())
+      done.push_back({"variables", Counted(cube.sapVariables.size(), "variable", "variables")});
+    Finish(done, cube.messages, begin);
+  }
+
+  void MeasureRoundTrip(OTXMLAImportAPI& import) {
+    constexpr std::size_t kRequests = 10;
+    Messages messages;
+    std::vector<double>& seconds = m_recorder.Seconds();
+    seconds.clear();
+    const auto begin = Clock::now();
+    while (seconds.size() < kRequests && messages.errors.empty() && !MustStop()) {
+      const std::size_t before = seconds.size();
+      DataSourceNames(import, messages);
+      if (seconds.size() == before) break;
+    }
+    if (MustStop()) return;
+    if (!messages.errors.empty()) {
+      Finish({{"round trip", {}}}, messages, begin);
+      return;
+    }
+    seconds.resize(std::min(seconds.size(), kRequests));
+    std::ranges::sort(seconds);
+    const std::size_t middle = seconds.size() / 2;
+    const double median =
+        seconds.size() % 2 != 0 ? seconds[middle] : (seconds[middle - 1] + seconds[middle]) / 2;
+    Take({.name = "round trip",
+          .found = fmt::format("median {:.1f} ms, {:.1f} to {:.1f} ms in {} requests", median * 1e3,
+                               seconds.front() * 1e3, seconds.back() * 1e3, seconds.size())});
+  }
+
+  using Clock = std::chrono::steady_clock;
+  /// A step, and what was found if it has not failed.
+  struct Done {
+    const char* step;
+    std::string found;
+  };
+
+  static double SecondsSince(Clock::time_point begin) {
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+  }
+
+  static bool IsFault(const std::string& line) {
+    return line.starts_with("[" + std::to_string(kMessageSoapFault) + "] ");
+  }
+
+  /// A failed step with the error lines of an operation.
+  CheckStep Failure(std::string name, std::span<const std::string> errors) const {
+    std::string text;
+    for (const std::string& line : errors) text += (text.empty() ? "" : "; ") + line;
+    const std::string prefix = m_result.url + ": ";
+    if (text.starts_with(prefix)) return FailedExchange(std::move(name), Wide(m_result.url), text);
+    const char* const advice = AdviceFor(name);
+    return {.name = std::move(name), .status = Status::kFailed, .found = text, .advice = advice};
+  }
+
+  /// The step of the request that a group of error lines names; else nullptr.
+  static const char* StepOf(std::string_view line) {
+    line.remove_prefix(std::min(line.size(), std::string_view(kFailedRequest).size()));
+    for (const StepOfRequest& each : kStepsOfRequests)
+      if (line.starts_with(each.request)) return each.step;
+    return nullptr;
+  }
+
+  /// Takes the steps of an operation that has begun at `begin`. Errors go to the step whose request
+  /// they name, else to the first step. Returns false if one failed.
+  bool Finish(const std::vector<Done>& steps, const Messages& messages,
+              std::optional<Clock::time_point> begin) {
+    m_isUnreachable |= messages.isUnreachable;
+    std::map<std::string_view, std::vector<std::string>> errors;
+    std::vector<std::string> group;
+    for (const std::string& line : messages.errors) {
+      group.push_back(line);
+      if (!line.starts_with(kFailedRequest)) continue;
+      const char* const step = StepOf(line);
+      auto& place = errors[step ? step : steps.front().step];
+      std::ranges::move(group, std::back_inserter(place));
+      group.clear();
+    }
+    if (!group.empty()) errors[steps.front().step] = group;
+    for (const std::string& line : messages.warnings)
+      if (IsFault(line) || line.starts_with(kFaultDetail))
+        m_result.messages.warnings.push_back(line);
+    if (MustStop()) return false;
+    std::optional<double> seconds;
+    if (begin) seconds = SecondsSince(*begin);
+    bool isComplete = true;
+    for (const auto& [name, found] : steps) {
+      const auto failed = errors.find(name);
+      const bool hasFailed = failed != errors.end();
+      if (!hasFailed && errors.contains(NeededBy(name))) continue;  // is skipped
+      CheckStep step = hasFailed ? Failure(name, failed->second) : Success(name, found, messages);
+      step.seconds = std::exchange(seconds, std::nullopt);
+      Take(std::move(step));
+      isComplete &= !hasFailed;
+      if (hasFailed && messages.isUnreachable) break;
+    }
+    return isComplete;
+  }
+
+  /// Another step of the same operation whose result the step needs; else empty.
+  static std::string_view NeededBy(std::string_view step) {
+    return step == "cubes" ? "catalogs" : step == "levels" ? "hierarchies" : "";
+  }
+
+  /// A failed look-up of a default member is a warning.
+  static CheckStep Success(const char* name, const std::string& found, const Messages& messages) {
+    CheckStep step{.name = name, .found = found};
+    if (step.name != "hierarchies") return step;
+    const auto count = std::ranges::count_if(messages.warnings, &IsFault);
+    if (count == 0) return step;
+    step.status = Status::kWarning;
+    step.found += "; look-ups of default members that failed: " + std::to_string(count);
+    step.advice = "see the warnings for the server's reasons";
+    return step;
+  }
+
+  Session& m_session;
+  const Arguments& m_arguments;
+  ResultReceiver& m_receiver;
+  CheckResult& m_result;
+  Recorder m_recorder;
+  ImportSettings m_settings;
+  std::size_t m_next = 0;  // index of the next step
+  std::string m_failed;    // the first failed step
+  bool m_hasFailed = false;
+  bool m_isUnreachable = false;
+};
+
+}  // namespace
+
+ExitStatus RunCheck(Session& session, const Arguments& arguments, ResultReceiver& receiver,
+                    CheckResult& result) {
+  return ServiceCheck(session, arguments, receiver, result).Run();
+}

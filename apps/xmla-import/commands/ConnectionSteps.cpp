@@ -1,0 +1,128 @@
+#include "commands/ConnectionSteps.h"
+
+#include <fmt/format.h>
+
+#include "base/Text.h"
+
+namespace {
+
+using Status = CheckStep::Status;
+
+constexpr int kFewDays = 30;
+
+CheckStep Ok(std::string found) { return {.name = {}, .found = std::move(found)}; }
+
+std::optional<double> Positive(double seconds) {
+  return seconds > 0 ? std::optional(seconds) : std::nullopt;
+}
+
+CheckStep NameResolution(const HTTPExchangeInfo& info, const Connection&) {
+  CheckStep step = Ok("found " + Utf8(info.connection.address));
+  step.seconds = Positive(info.connection.resolveSeconds);
+  return step;
+}
+
+CheckStep Proxy(const HTTPExchangeInfo& info, const Connection&) {
+  return Ok(info.connection.proxy.empty() ? "none" : Utf8(info.connection.proxy));
+}
+
+CheckStep Connecting(const HTTPExchangeInfo& info, const Connection&) {
+  CheckStep step = Ok("to " + Utf8(info.connection.address));
+  step.seconds = Positive(info.connection.connectSeconds);
+  return step;
+}
+
+CheckStep TLS(const HTTPExchangeInfo& info, const Connection&) {
+  const HTTPConnectionDetails& details = info.connection;
+  if (info.url.view().starts_with(L"http:"))
+    return Ok("not used, because the URL begins with http:");
+  CheckStep step = Ok(Utf8(details.tlsProtocol));
+  step.seconds = Positive(details.tlsSeconds);
+  if (!details.certificateSubject.empty())
+    step.found += "; certificate of " + Utf8(details.certificateSubject) + ", issued by " +
+                  Utf8(details.certificateIssuer);
+  if (!details.certificateDays) return step;
+  step.found += fmt::format(", expires in {} days", *details.certificateDays);
+  if (*details.certificateDays < kFewDays) {
+    step.status = Status::kWarning;
+    step.advice = "renew the server's certificate";
+  }
+  return step;
+}
+
+std::string WhyThisScheme(const std::string& scheme, const Connection& connection) {
+  if (scheme == "Bearer") return "the token";
+  if (scheme == "Negotiate") return "the caller's Kerberos ticket";
+  return "user " + Listed({Utf8(connection.user)});
+}
+
+CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
+  const HTTPConnectionDetails& details = info.connection;
+  const std::string scheme = Utf8(details.usedScheme);
+  if (scheme.empty())
+    return Ok(connection.user.empty() ? "not required" : "not required; the password was not sent");
+  CheckStep step = Ok(scheme + " with " + WhyThisScheme(scheme, connection));
+  if (!details.offeredSchemes.empty())
+    step.found += ", the strongest allowed one of those that the server offers: " +
+                  Utf8(details.offeredSchemes);
+  if (info.basicInClear) {
+    step.status = Status::kWarning;
+    step.found += "; sent over plain http to another machine, others on the network can read it";
+    step.advice = "use https";
+  }
+  return step;
+}
+
+}  // namespace
+
+CheckStep FailedExchange(std::string name, const String& url, const std::string& error) {
+  CheckStep step{.name = std::move(name), .status = Status::kFailed, .found = error};
+  const std::string prefix = Utf8(url) + ": ";
+  if (step.found.starts_with(prefix)) step.found.erase(0, prefix.size());
+  const std::size_t end = step.found.find("; ");
+  if (end == std::string::npos) return step;
+  step.advice = step.found.substr(end + 2);
+  step.found.resize(end);
+  return step;
+}
+
+void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection,
+                         const std::function<void(CheckStep)>& take) {
+  const struct {
+    const char* name;
+    HTTPStep step;
+    CheckStep (*describe)(const HTTPExchangeInfo& info, const Connection& connection);
+  } kSteps[] = {
+      {"name resolution", HTTPStep::kNameResolution, &NameResolution},
+      {"proxy", HTTPStep::kProxy, &Proxy},
+      {"connection", HTTPStep::kConnection, &Connecting},
+      {"TLS", HTTPStep::kTLS, &TLS},
+      {"log-in", HTTPStep::kLogIn, &LogIn},
+  };
+  for (const auto& [name, number, describe] : kSteps) {
+    if (first.failedStep == number) return take(FailedExchange(name, first.url, Utf8(first.error)));
+    CheckStep step = describe(first, connection);
+    step.name = name;
+    take(std::move(step));
+  }
+  if (first.failedStep == HTTPStep::kResponse)
+    take(FailedExchange("response", first.url, Utf8(first.error)));
+}
+
+CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused) {
+  const HTTPConnectionDetails& details = first.connection;
+  CheckStep step{.name = "response", .found = fmt::format("status {}", first.status)};
+  const auto add = [&](const String& part) {
+    if (!part.empty()) step.found += ", " + Utf8(part);
+  };
+  add(details.server);
+  add(details.contentType);
+  add(details.contentEncoding.empty() ? String(L"not compressed") : details.contentEncoding);
+  step.seconds = first.firstByteSeconds;
+  step.found += isReused ? ", connection kept open" : ", connection closed after each reply";
+  if (!isReused) {
+    step.status = Status::kWarning;
+    step.advice = "allow kept-alive connections on the server or proxy; imports will be faster";
+  }
+  return step;
+}

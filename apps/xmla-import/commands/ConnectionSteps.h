@@ -1,0 +1,27 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "commands/Results.h"
+#include "connection/Connection.h"
+
+// The steps of a check that one exchange decides, from name resolution to log-in.
+
+/// Names of all steps of a check, in order.
+inline constexpr const char* kCheckSteps[] = {
+    "address",     "name resolution", "proxy",    "connection",   "TLS",        "log-in",
+    "response",    "protocol",        "identity", "data sources", "catalogs",   "cubes",
+    "hierarchies", "levels",          "measures", "variables",    "round trip",
+};
+
+/// A failed step with the error text of an exchange: "URL: what; advice (details)".
+CheckStep FailedExchange(std::string name, const String& url, const std::string& error);
+
+/// Passes the steps to `take`, up to the one that failed.
+void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection,
+                         const std::function<void(CheckStep)>& take);
+
+/// The step "response". `isReused`: a later exchange used the same connection.
+CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused);
