@@ -183,15 +183,15 @@ TEST(Formats, DocumentListsTheWordsOfTheText) {
             rows);
 }
 
-struct Example {
+struct DocumentExample {
   std::string command;
   std::string output;
 };
 
 /// The indented blocks that start with a prompt. A command ends where its quotes are closed.
-std::vector<Example> Examples() {
+std::vector<DocumentExample> Examples() {
   const std::string indent = "    ";
-  std::vector<Example> examples;
+  std::vector<DocumentExample> examples;
   bool isInside = false;
   bool isQuoted = false;
   for (const std::string& line : DocumentLines()) {
@@ -228,7 +228,7 @@ TEST(Formats, ExamplesGiveTheOutputInTheDocument) {
   };
   const bool hasJq = run("jq --version").exitStatus == 0;
   std::size_t recipes = 0;
-  for (const Example& example : Examples()) {
+  for (const DocumentExample& example : Examples()) {
     const bool isRecipe = example.command.starts_with("jq ");
     if (isRecipe && !hasJq) continue;
     const support::ChildResult result = run(example.command);

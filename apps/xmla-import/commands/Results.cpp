@@ -12,20 +12,6 @@ bool HasContent(const CheckResult& result) { return !result.url.empty(); }
 
 }  // namespace
 
-const char* StatusName(CheckStep::Status status) {
-  switch (status) {
-    case CheckStep::Status::kOk:
-      return "ok";
-    case CheckStep::Status::kWarning:
-      return "warning";
-    case CheckStep::Status::kFailed:
-      return "failed";
-    case CheckStep::Status::kSkipped:
-      break;
-  }
-  return "skipped";
-}
-
 bool HasContent(const Result& result) {
   return std::visit([](const auto& any) { return HasContent(any); }, result);
 }

@@ -60,7 +60,10 @@ struct CheckStep {
 };
 
 /// Name of a status in the output.
-const char* StatusName(CheckStep::Status status);
+inline const char* StatusName(CheckStep::Status status) {
+  constexpr const char* kNames[] = {"ok", "warning", "failed", "skipped"};
+  return kNames[static_cast<int>(status)];
+}
 
 /// Without the steps, which the ResultReceiver gets one by one.
 struct CheckResult {

@@ -1,0 +1,335 @@
+// Tests the command check: which step fails, what it says, and which steps are skipped.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include "SampleProvider.h"
+#include "commands/ConnectionSteps.h"
+#include "support/TempDir.h"
+#include "support/Text.h"
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+Outcome CheckJson(Arguments arguments, const Options& options = {}) {
+  arguments.insert(arguments.end(), {"--format", "json", "check"});
+  return RunTool(arguments, options);
+}
+
+Options ShortTimeOut() {
+  Options options;
+  options.environment["MORVEN_BI_XMLA_HTTP_TIMEOUT"] = "1";
+  return options;
+}
+
+const Json& StepOf(const Json& document, const std::string& name) {
+  static const Json kNone = Json::object();
+  for (const Json& step : document["steps"])
+    if (step["step"] == name) return step;
+  ADD_FAILURE() << "no step " << name;
+  return kNone;
+}
+
+/// What a step needs, directly. All other steps go on.
+std::string NeededBy(const std::string& step) {
+  const std::map<std::string, std::string> kNeeds = {
+      {"name resolution", "address"},
+      {"proxy", "name resolution"},
+      {"connection", "proxy"},
+      {"TLS", "connection"},
+      {"log-in", "TLS"},
+      {"response", "log-in"},
+      {"protocol", "response"},
+      {"identity", "protocol"},
+      {"data sources", "identity"},
+      {"catalogs", "data sources"},
+      {"cubes", "catalogs"},
+      {"hierarchies", "cubes"},
+      {"levels", "hierarchies"},
+      {"measures", "cubes"},
+      {"variables", "cubes"},
+      {"round trip", "data sources"},
+  };
+  const auto found = kNeeds.find(step);
+  return found == kNeeds.end() ? "" : found->second;
+}
+
+/// The named step failed and says what to do, and steps are skipped if they need a step that
+/// failed or was skipped.
+void ExpectFailedStep(const Outcome& outcome, const std::string& failed) {
+  ASSERT_EQ(outcome.status, failed.empty() ? 0 : 1) << outcome.err;
+  const Json document = outcome.Document();
+  std::map<std::string, std::string> statuses;
+  std::vector<std::string> names;
+  for (const Json& step : document["steps"]) {
+    const std::string name = step["step"];
+    const std::string status = step["status"];
+    names.push_back(name);
+    statuses[name] = status;
+    const std::string before = NeededBy(name);
+    const bool mustSkip = statuses[before] == "failed" || statuses[before] == "skipped";
+    EXPECT_EQ(status == "skipped", mustSkip) << step;
+    EXPECT_EQ(status == "failed", name == failed) << step;
+    const bool needsAdvice = status == "failed" || status == "warning";
+    EXPECT_EQ(step["advice"].get<std::string>().empty(), !needsAdvice) << step;
+    EXPECT_THAT(step["found"].get<std::string>(), Not(IsEmpty())) << step;
+    EXPECT_THAT(step["found"].get<std::string>(), Not(testing::EndsWith(" "))) << step;
+  }
+  std::vector<std::string> expected(std::begin(kCheckSteps), std::end(kCheckSteps));
+  if (std::ranges::count(names, "variables") == 0) std::erase(expected, "variables");
+  EXPECT_EQ(names, expected);
+  if (failed.empty()) {
+    EXPECT_THAT(document["errors"], IsEmpty());
+    return;
+  }
+  // The error says the same. It is the last line on standard error.
+  const Json& step = StepOf(document, failed);
+  const std::string line =
+      failed + ": " + step["found"].get<std::string>() + "; " + step["advice"].get<std::string>();
+  EXPECT_EQ(document["errors"], Json::array({line}));
+  EXPECT_THAT(outcome.err, testing::EndsWith("error: " + line + "\n"));
+}
+
+class CheckOfSample : public testing::Test {
+ protected:
+  std::string Url(sample::Kind kind, const std::string& mood = {}) const {
+    return m_provider.Url(kind) + (mood.empty() ? "" : "?mood=" + mood);
+  }
+
+ private:
+  const sample::Provider m_provider;
+};
+
+TEST_F(CheckOfSample, PassesForEachKind) {
+  for (const sample::Kind kind :
+       {sample::Kind::kAnalysisServices, sample::Kind::kSapBw, sample::Kind::kTamarind}) {
+    const Outcome outcome = CheckJson({"--url", Url(kind)});
+    ExpectFailedStep(outcome, "");
+    const Json document = outcome.Document();
+    EXPECT_EQ(document["url"], Url(kind));
+    EXPECT_EQ(document["target"], "auto");
+    EXPECT_THAT(StepOf(document, "name resolution")["found"].get<std::string>(),
+                HasSubstr("127.0.0.1"));
+    EXPECT_THAT(StepOf(document, "response")["found"].get<std::string>(),
+                testing::MatchesRegex("status 200, .*text/xml.*, connection kept open"));
+    EXPECT_THAT(StepOf(document, "round trip")["found"].get<std::string>(),
+                HasSubstr("in 10 requests"));
+  }
+}
+
+struct MoodCase {
+  const char* mood;
+  const char* failed;
+};
+
+const MoodCase kFirstRequest[] = {
+    {"stall", "response"},
+    {"stall-body", "response"},
+    {"stall-head", "response"},
+    {"truncate", "response"},
+    {"cut", "response"},
+    {"reset", "response"},
+    {"wrong-length", "response"},
+    {"broken-chunks", "response"},
+    {"endless-head", "response"},
+    {"bomb:600", "response"},
+    {"status:503", "response"},
+    {"status:500", "response"},
+    {"status:404", "response"},
+    {"status:403", "response"},
+    {"status:401", "log-in"},
+    {"status:407", "proxy"},
+    {"redirect", "response"},
+    {"html", "protocol"},
+    {"empty", "protocol"},
+    {"garble", "protocol"},
+    {"fault", "identity"},
+    {"fault-500", "identity"},
+    {"no-length", ""},
+    {"chunked", ""},
+    {"double-declaration", ""},
+    {"latin-1", ""},
+    {"utf-16", ""},
+};
+
+TEST_F(CheckOfSample, FindsTheStepOfEachMood) {
+  for (const MoodCase& each : kFirstRequest) {
+    SCOPED_TRACE(each.mood);
+    ExpectFailedStep(CheckJson({"--url", Url(sample::Kind::kSapBw, each.mood)}, ShortTimeOut()),
+                     each.failed);
+  }
+}
+
+TEST_F(CheckOfSample, FindsTheStepOfEachRequest) {
+  const MoodCase kRequests[] = {
+      {"@DISCOVER_DATASOURCES", "data sources"},
+      {"@DBSCHEMA_CATALOGS", "catalogs"},
+      {"@MDSCHEMA_CUBES/3", "cubes"},
+      {"@MDSCHEMA_DIMENSIONS", "hierarchies"},
+      {"@MDSCHEMA_HIERARCHIES", "hierarchies"},
+      {"@MDSCHEMA_LEVELS/2", "levels"},
+      {"@MDSCHEMA_PROPERTIES/2", "levels"},
+      {"@MDSCHEMA_MEASURES", "measures"},
+      {"@SAP_VARIABLES", "variables"},
+      {"@DISCOVER_DATASOURCES/5", "round trip"},
+  };
+  for (const char* const mood : {"fault", "status:503", "reset", "garble"})
+    for (const MoodCase& each : kRequests) {
+      SCOPED_TRACE(std::string(mood) + each.mood);
+      ExpectFailedStep(
+          CheckJson({"--url", Url(sample::Kind::kSapBw, std::string(mood) + each.mood)}),
+          each.failed);
+    }
+}
+
+TEST_F(CheckOfSample, FindsFailuresBeforeTheResponse) {
+  sample::Options locked;
+  locked.user = "ann";
+  locked.password = "right";
+  const sample::Provider lockedProvider(locked);
+  const std::string secured = lockedProvider.Url(sample::Kind::kSapBw);
+  Options password;
+  password.environment["XMLA_IMPORT_PASSWORD"] = "wrong";
+  const struct {
+    Arguments arguments;
+    const char* failed;
+    const char* says;
+  } kCases[] = {
+      {{"--url", "http://127.0.0.1:1/xmla"}, "connection", "cannot connect"},
+      {{"--url", "http://does-not-exist.invalid/xmla"}, "name resolution", "cannot be resolved"},
+      {{"--url", "https" + Url(sample::Kind::kSapBw).substr(4)}, "TLS", "does not use TLS"},
+      {{"--url", secured}, "log-in", "requires a log-in"},
+      {{"--url", secured, "--user", "ann"}, "log-in", "rejected the user name or the password"},
+  };
+  for (const auto& each : kCases) {
+    SCOPED_TRACE(each.arguments[1]);
+    const Outcome outcome = CheckJson(each.arguments, password);
+    ExpectFailedStep(outcome, each.failed);
+    EXPECT_THAT(outcome.err, HasSubstr(each.says));
+  }
+}
+
+TEST_F(CheckOfSample, NamesTheSchemeOfTheLogIn) {
+  sample::Options locked;
+  locked.user = "ann";
+  locked.password = "right";
+  const sample::Provider provider(locked);
+  Options password;
+  password.environment["XMLA_IMPORT_PASSWORD"] = "right";
+  const Outcome outcome =
+      CheckJson({"--url", provider.Url(sample::Kind::kSapBw), "--user", "ann"}, password);
+  ExpectFailedStep(outcome, "");
+  const std::string found = StepOf(outcome.Document(), "log-in")["found"];
+  EXPECT_THAT(found, StartsWith("Basic with user \"ann\""));
+  EXPECT_THAT(found, HasSubstr("offers: Basic"));
+  EXPECT_THAT(
+      StepOf(CheckJson({"--url", Url(sample::Kind::kSapBw), "--user", "ann"}, password).Document(),
+             "log-in")["found"],
+      "not required; the password was not sent");
+}
+
+TEST_F(CheckOfSample, WarnsAboutAnotherKind) {
+  const Outcome outcome = CheckJson({"--url", Url(sample::Kind::kSapBw), "--target", "tamarind-9"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.Document()["target"], "tamarind-9");
+  const Json& step = StepOf(outcome.Document(), "identity");
+  EXPECT_EQ(step["status"], "warning");
+  EXPECT_THAT(step["found"].get<std::string>(), HasSubstr("kind sap-bw35"));
+  EXPECT_THAT(step["advice"].get<std::string>(), HasSubstr("use --target sap-bw35"));
+}
+
+TEST_F(CheckOfSample, ChecksTheNamedCube) {
+  const std::string url = Url(sample::Kind::kAnalysisServices);
+  const Outcome outcome = CheckJson({"--url", url, "--catalog", "Larkspur Finance"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_THAT(StepOf(outcome.Document(), "hierarchies")["found"].get<std::string>(),
+              HasSubstr("of \"Ledger\""));
+  const struct {
+    const char* option;
+    const char* failed;
+    const char* says;
+  } kUnknown[] = {
+      {"--source", "data sources", "there is no data source \"Nothing\"; there are: "},
+      {"--catalog", "cubes", "there is no catalog \"Nothing\"; there are: "},
+      {"--cube", "cubes", "there is no cube \"Nothing\"; there are: "},
+  };
+  for (const auto& [option, failed, says] : kUnknown) {
+    const Outcome unknown = CheckJson({"--url", url, option, "Nothing"});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(StepOf(unknown.Document(), failed)["status"], "failed");
+    EXPECT_THAT(unknown.err, HasSubstr(says));
+  }
+}
+
+TEST(Check, FailedLookUpOfADefaultMemberIsAWarning) {
+  ScriptedProvider::Script script = OneCube();
+  script.answer = [](const std::string& type, const std::string&) {
+    return type == "MDSCHEMA_MEMBERS" ? support::FaultReply("Server", "broken") : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = CheckJson({"--url", provider.Url()});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(StepOf(outcome.Document(), "hierarchies")["status"], "warning");
+  EXPECT_EQ(outcome.Document()["warnings"].size(), 1u);
+}
+
+TEST(Check, EmptyProviderFailsAtItsDataSources) {
+  const ScriptedProvider provider(ScriptedProvider::Script{});
+  const Outcome outcome = CheckJson({"--url", provider.Url()});
+  ExpectFailedStep(outcome, "data sources");
+  EXPECT_THAT(outcome.err, HasSubstr("the provider has no data sources"));
+}
+
+TEST(Check, OnlySendsDiscoverAndReadsOneCube) {
+  const ScriptedProvider provider(TwoSources());
+  EXPECT_EQ(CheckJson({"--url", provider.Url()}).status, 0);
+  const std::vector<std::string> types = provider.RequestTypes();
+  EXPECT_EQ(std::ranges::count(types, "MDSCHEMA_HIERARCHIES"), 1);
+  EXPECT_EQ(std::ranges::count(types, "MDSCHEMA_MEASURES"), 1);
+  EXPECT_LE(types.size(), 45u);
+}
+
+/// The steps before an interruption stay in the result.
+TEST(Check, InterruptionKeepsTheSteps) {
+  const sample::Provider provider;
+  const Outcome outcome =
+      RunToolWhile({"--url", provider.Url(sample::Kind::kSapBw) + "?mood=stall@MDSCHEMA_LEVELS",
+                    "--format", "json", "check"},
+                   [](pid_t process) {
+                     std::this_thread::sleep_for(std::chrono::milliseconds(500));
+                     kill(process, SIGINT);
+                   });
+  EXPECT_EQ(outcome.status, 130);
+  const Json document = outcome.Document();
+  EXPECT_EQ(StepOf(document, "cubes")["status"], "ok");
+  EXPECT_EQ(StepOf(document, "levels")["found"], "interrupted");
+  EXPECT_THAT(document["errors"], Not(IsEmpty()));
+}
+
+/// A failed check is no result that may replace a file.
+TEST(Check, FailedCheckKeepsTheFile) {
+  const support::TempDir folder;
+  const std::string file = (folder.Path() / "check.json").string();
+  std::ofstream(file) << "before";
+  const Outcome outcome =
+      RunTool({"--url", "http://127.0.0.1:1/xmla", "--format", "json", "-o", file, "check"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(support::ReadFile(file), "before");
+  EXPECT_THAT(support::ReadFile(file + ".partial"), HasSubstr("\"failed\""));
+}
+
+}  // namespace
+}  // namespace tool
