@@ -63,6 +63,9 @@ constexpr Run* kImport = [](Session& session, const Arguments& arguments, CubeRe
   return RunImport(session, arguments, receiver, std::get<ImportResult>(result));
 };
 
+constexpr auto* kServers =
+    +[](Result& result) { return RunServers(std::get<ServersResult>(result)); };
+
 constexpr Command kCommands[] = {
     {{"sources", "the provider's data sources", {}},
      &Empty<SourcesResult>,
@@ -77,6 +80,14 @@ constexpr Command kCommands[] = {
      &Empty<ImportResult>,
      kImport,
      &RenderImport},
+    {{.name = "servers",
+      .help = "names and URLs of the services in the server file",
+      .options = {},
+      .needsConnection = false},
+     &Empty<ServersResult>,
+     nullptr,
+     &Render<ServersResult>,
+     kServers},
 };
 
 constexpr Command kNone{{}, &Empty<NoResult>, nullptr, &Render<NoResult>};

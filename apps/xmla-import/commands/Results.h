@@ -14,6 +14,16 @@ struct NoResult {
   Messages messages;
 };
 
+/// The services of the server file.
+struct ServersResult {
+  struct Entry {
+    String name;
+    String url;  ///< without credentials
+  };
+  std::vector<Entry> servers;
+  Messages messages;
+};
+
 struct SourcesResult {
   VXStringVector dataSources;
   Messages messages;
@@ -47,7 +57,8 @@ struct ImportResult {
   std::size_t cubesWithContent = 0;  ///< complete cubes, and incomplete ones that are not empty
 };
 
-using Result = std::variant<NoResult, SourcesResult, TreeResult, CubeResult, ImportResult>;
+using Result =
+    std::variant<NoResult, ServersResult, SourcesResult, TreeResult, CubeResult, ImportResult>;
 
 inline Messages& MessagesOf(Result& result) {
   return std::visit([](auto& any) -> Messages& { return any.messages; }, result);

@@ -11,6 +11,7 @@ struct Totals {
   std::size_t properties = 0, measures = 0, variables = 0;
 
   void Add(const NoResult&) {}
+  void Add(const ServersResult&) {}
   void Add(const SourcesResult& result);
   void Add(const TreeResult& result);
   void Add(const CubeResult& cube);
