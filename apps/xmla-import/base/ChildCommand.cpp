@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <string.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -103,17 +104,22 @@ class Guard {
     while (poll(waits, std::size(waits), -1) < 0 && errno == EINTR) {
     }
     Report report;
-    if (waits[0].revents != 0 && waitpid(program, &report.status, 0) == program)
-      return Send(m_report.write, report);
-    EndDescendants(program);
+    const bool hasEnded = waits[0].revents != 0 && waitpid(program, &report.status, 0) == program;
+    // A successful program may leave others in the background. A signal from the terminal may have
+    // ended the program, but not all of its descendants.
+    if (!hasEnded || report.status != 0) EndDescendants(hasEnded ? 0 : program);
+    if (hasEnded) return Send(m_report.write, report);
     if (m_hasSettings) tcsetattr(STDIN_FILENO, TCSANOW, &m_settings);
   }
 
   /// Ends all descendants in the guard's session. An orphan becomes a child of the guard before the
   /// wait for its parent returns.
+  /// `program` is 0 if it has ended.
   static void EndDescendants(pid_t program) {
-    kill(program, SIGKILL);
-    waitpid(program, nullptr, 0);
+    if (program > 0) {
+      kill(program, SIGKILL);
+      waitpid(program, nullptr, 0);
+    }
     while (EndChildren()) {
     }
   }

@@ -45,12 +45,22 @@ const CommandOption* OptionOfKey(std::string_view key) {
   return nullptr;
 }
 
-/// The text without the characters of the file, which may belong to a secret.
-std::string WithoutQuotes(std::string_view description) {
-  for (const std::string_view quote : {", saw", "'", "\""})
-    description = description.substr(0, description.find(quote));
-  while (description.ends_with(' ')) description.remove_suffix(1);
-  return OneLine(description);
+/// The parser's description without the text of the file that it repeats, which may be a secret. It
+/// is quoted, like the characters that the parser expected.
+std::string WithoutTextOfFile(std::string_view description) {
+  constexpr std::size_t kLongestExpected = 5;
+  description = description.substr(0, description.find(", saw"));
+  std::string text;
+  while (!description.empty()) {
+    const std::size_t begin = description.find('\'');
+    text += description.substr(0, begin);
+    if (begin == description.npos) break;
+    description.remove_prefix(begin + 1);
+    const std::size_t end = std::min(description.rfind('\''), description.size());
+    text += end <= kLongestExpected ? '\'' + std::string(description.substr(0, end)) + '\'' : "...";
+    description.remove_prefix(std::min(end + 1, description.size()));
+  }
+  return OneLine(text);
 }
 
 /// Reads the tables of one file.
@@ -83,7 +93,7 @@ class ServerReader {
       const toml::source_position place = error.source().begin;
       throw UsageError(Quoted(m_file) + ", line " + std::to_string(place.line) + ", column " +
                        std::to_string(place.column) + ": invalid TOML (" +
-                       WithoutQuotes(error.description()) + ")" + kSeeHelp);
+                       WithoutTextOfFile(error.description()) + ")" + kSeeHelp);
     }
   }
 
