@@ -69,6 +69,8 @@ constexpr Run* kCheck = [](Session& session, const Arguments& arguments, ResultR
                            Result& result) {
   return RunCheck(session, arguments, receiver, std::get<CheckResult>(result));
 };
+constexpr auto* kServers =
+    +[](Result& result) { return RunServers(std::get<ServersResult>(result)); };
 
 constexpr Command kCommands[] = {
     {{"sources", "the provider's data sources", {}},
@@ -88,6 +90,14 @@ constexpr Command kCommands[] = {
      &Empty<CheckResult>,
      kCheck,
      &RenderSteps},
+    {{.name = "servers",
+      .help = "names and URLs of the services in the server file",
+      .options = {},
+      .needsConnection = false},
+     &Empty<ServersResult>,
+     nullptr,
+     &Render<ServersResult>,
+     kServers},
 };
 
 constexpr Command kNone{{}, &Empty<NoResult>, nullptr, &Render<NoResult>};

@@ -4,6 +4,7 @@
 #include <exception>
 #include <new>
 #include <optional>
+#include <utility>
 
 #include "CommandTable.h"
 #include "base/Interrupt.h"
@@ -11,9 +12,11 @@
 #include "base/Text.h"
 #include "call/Arguments.h"
 #include "connection/Connection.h"
+#include "connection/EnvironmentSecrets.h"
 #include "connection/LogFailures.h"
 #include "connection/LogicErrors.h"
 #include "connection/Operation.h"
+#include "connection/Sources.h"
 #include "output/Output.h"
 #include "output/Progress.h"
 #include "output/Report.h"
@@ -43,7 +46,7 @@ class Call {
       if (!m_arguments.information.empty()) return PrintInformation();
       m_progress.emplace(m_arguments.quiet, m_arguments.verbose);
       m_report.emplace(*m_output, m_arguments.format, WarningsToShow(m_arguments), *m_progress);
-      if (isReady) Import();
+      if (isReady) Run();
       return ReportResult();
     } catch (const OutputInterrupted& interruption) {
       return FailWith(ExitStatus::kInterrupted, interruption.what());
@@ -91,6 +94,7 @@ class Call {
     }
     if (!m_arguments.information.empty()) m_arguments.output.clear();
     HideCredentials(argc, argv);
+    m_secrets = EnvironmentSecrets::Take();
     m_command = &CommandNamed(m_arguments.command);
     m_result = m_command->empty();
     try {
@@ -109,35 +113,42 @@ class Call {
     return m_output->WasInterrupted() ? ExitStatus::kInterrupted : ExitStatus::kDone;
   }
 
-  void Import() {
+  void Run() {
     Try([this] {
-      m_library.emplace();
-      const VXExecutionState::Scope scope(m_interrupt.State());
-      const Connection connection = Connect(m_arguments);
-      Erase(m_arguments.url);  // it may hold a password
-      LogFailures logFailures(MessagesOf(m_result).warnings);
-      OperationObserver observer(*m_progress);
-      ImportSettings settings;
-      settings.http = connection.http;
-      settings.exchangeObserver = &observer;
-      settings.onLogFailure = [&](const String& name, const String& reason) {
-        logFailures.Add(name, reason);
-      };
-      settings.onFaultDetail = [](const String& detail) {
-        if (Operation* const operation = Operation::Current()) operation->AddFaultDetail(detail);
-      };
-      settings.onLogicError = &OnLogicError;
-      const ImportSettings::Scope settingsScope(settings);
-      Session session(*m_library, connection, m_arguments.log);
-      if (!Interrupt::Happened())
-        m_status = m_command->run(session, m_arguments, *m_report, m_result);
-      if (!Interrupt::Happened()) session.ExplainTarget(MessagesOf(m_result));
-      if (m_progress->BasicInClear()) {
-        MessagesOf(m_result).warnings.emplace_back(
-            "the password was sent by Basic over plain http to another machine, and others on the "
-            "network can read it; use https");
-      }
+      if (m_command->runAlone)
+        m_status = m_command->runAlone(m_result);
+      else
+        Import();
     });
+  }
+
+  void Import() {
+    m_library.emplace();
+    const VXExecutionState::Scope scope(m_interrupt.State());
+    const Connection connection = Connect(m_arguments, std::move(m_secrets));
+    EraseSecrets(m_arguments);
+    LogFailures logFailures(MessagesOf(m_result).warnings);
+    OperationObserver observer(*m_progress);
+    ImportSettings settings;
+    settings.http = connection.http;
+    settings.exchangeObserver = &observer;
+    settings.onLogFailure = [&](const String& name, const String& reason) {
+      logFailures.Add(name, reason);
+    };
+    settings.onFaultDetail = [](const String& detail) {
+      if (Operation* const operation = Operation::Current()) operation->AddFaultDetail(detail);
+    };
+    settings.onLogicError = &OnLogicError;
+    const ImportSettings::Scope settingsScope(settings);
+    Session session(*m_library, connection, m_arguments.log);
+    if (!Interrupt::Happened())
+      m_status = m_command->run(session, m_arguments, *m_report, m_result);
+    if (!Interrupt::Happened()) session.ExplainTarget(MessagesOf(m_result));
+    if (m_progress->BasicInClear()) {
+      MessagesOf(m_result).warnings.emplace_back(
+          "the password was sent by Basic over plain http to another machine, and others on the "
+          "network can read it; use https");
+    }
   }
 
   /// Prints the messages to standard error and writes the result, or what is left of it.
@@ -169,6 +180,7 @@ class Call {
   const bool m_hasStandardOutput;
   Interrupt m_interrupt;
   Arguments m_arguments;
+  EnvironmentSecrets m_secrets;
   const Command* m_command = nullptr;
   // Declared before the result, so that the library is unloaded after its records are destroyed.
   std::optional<ImportLibrary> m_library;

@@ -12,7 +12,7 @@
 namespace tool {
 namespace {
 
-struct Example {
+struct DocumentedCall {
   Arguments arguments;
   std::string output;
 };
@@ -36,10 +36,10 @@ Arguments Words(const std::string& command) {
 }
 
 /// Indented blocks that start with a prompt and a call of the tool.
-std::vector<Example> Examples(const std::string& document) {
+std::vector<DocumentedCall> Examples(const std::string& document) {
   const std::string indent = "    ";
   const std::string prompt = indent + "$ xmla-import ";
-  std::vector<Example> examples;
+  std::vector<DocumentedCall> examples;
   bool inside = false;
   std::istringstream lines(document);
   for (std::string line; std::getline(lines, line);) {
@@ -56,9 +56,9 @@ std::vector<Example> Examples(const std::string& document) {
 }
 
 TEST(Documentation, ExamplesAreTheToolsOutput) {
-  const std::vector<Example> examples = Examples(support::ReadFile(TOOL_DOCUMENT));
+  const std::vector<DocumentedCall> examples = Examples(support::ReadFile(TOOL_DOCUMENT));
   ASSERT_GE(examples.size(), 1u);
-  for (const Example& example : examples)
+  for (const DocumentedCall& example : examples)
     EXPECT_EQ(RunTool(example.arguments).out, example.output)
         << testing::PrintToString(example.arguments);
 }

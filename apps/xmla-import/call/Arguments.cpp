@@ -1,60 +1,18 @@
 #include "call/Arguments.h"
 
 #include <algorithm>
-#include <charconv>
 #include <set>
 #include <string_view>
 
 #include "base/Text.h"
+#include "call/AuthSchemes.h"
+#include "call/CommonOptions.h"
 #include "call/Help.h"
+#include "call/OptionValue.h"
 #include "call/SecretOption.h"
 #include "call/Suggestion.h"
 
 namespace {
-
-constexpr CommandOption kCommonOptions[] = {
-    {.name = "--url",
-     .help = "the XMLA service, http or https [XMLA_IMPORT_URL]",
-     .value = &Arguments::url,
-     .placeholder = "URL"},
-    {.name = "--sample",
-     .help = "import from the built-in sample provider: analysis-services, sap-bw or tamarind",
-     .value = &Arguments::sample,
-     .placeholder = "KIND"},
-    {.name = "--user", .help = "user name [XMLA_IMPORT_USER]", .value = &Arguments::user},
-    {.name = "--password-file",
-     .help = "file whose first line is the password, - is standard input; default: "
-             "[XMLA_IMPORT_PASSWORD], else a prompt",
-     .value = &Arguments::passwordFile,
-     .placeholder = "FILE"},
-    {.name = "--target",
-     .help = "the kind of provider, default auto; see xmla-import help targets "
-             "[XMLA_IMPORT_TARGET]",
-     .value = &Arguments::target,
-     .placeholder = "KIND"},
-    {.name = "--log",
-     .help = "write requests and replies to files in DIR",
-     .value = &Arguments::log,
-     .placeholder = "DIR"},
-    {.name = "--format",
-     .help = "one of: {formats}; the first is the default",
-     .value = &Arguments::format,
-     .placeholder = "FORMAT"},
-    {.name = "--output",
-     .help = "write the result to FILE, which a failed call leaves as it is",
-     .value = &Arguments::output,
-     .placeholder = "FILE",
-     .shortName = "-o"},
-    {.name = "--warnings",
-     .help = "warnings on standard error: all, summary (default: one line for each kind) or none; "
-             "the result has all of them",
-     .value = &Arguments::warnings,
-     .placeholder = "WHICH"},
-    {.name = "--quiet", .help = "show only errors", .value = &Arguments::quiet},
-    {.name = "--verbose",
-     .help = "show each exchange with its timings",
-     .value = &Arguments::verbose},
-};
 
 constexpr std::string_view kHelpCommand = "help";
 
@@ -116,7 +74,7 @@ class Parser {
       m_read.information = "xmla-import " XMLA_IMPORT_VERSION "\n";
     } else if (const CommandOption* const option = Find(name)) {
       const bool hasValue = end < word.size();
-      if (std::holds_alternative<bool Arguments::*>(option->value)) {
+      if (IsFlag(*option)) {
         if (hasValue) throw UsageError(Shown(name) + " takes no value");
         m_given.push_back({option, {}});
         return;
@@ -126,7 +84,8 @@ class Parser {
                          option->placeholder);
       if (!hasValue) ++index;
       const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
-      if (value.empty()) throw UsageError(Shown(name) + " needs a non-empty value");
+      if (value.empty() && !MayBeEmpty(*option))
+        throw UsageError(Shown(name) + " needs a non-empty value");
       m_given.push_back({option, value});
     } else {
       if (MayTakeSecret(name) && end == word.size() && next) ++index;
@@ -180,10 +139,8 @@ class Parser {
   }
 
   [[noreturn]] void RejectOption(std::string_view name) const {
-    if (IsPasswordOption(name))
-      throw UsageError("there is no option " + Shown(name) +
-                       ", because other users can read command lines; use --password-file FILE, "
-                       "XMLA_IMPORT_PASSWORD, or --user alone to be asked");
+    if (const std::string_view instead = InsteadOfOption(name); !instead.empty())
+      throw UsageError("there is no option " + Shown(name) + ", " + std::string(instead));
     std::vector<std::string> names{"--help", "--version"};
     for (const CommandOption& option : m_source.commonOptions) names.emplace_back(option.name);
     for (const CommandForm& form : m_source.commands)
@@ -229,8 +186,9 @@ class Parser {
     if (!option) option = FindIn(m_form->options, name);
     if (!option) RejectOptionOfOthers(name);
     const bool isFirst = m_stored.insert(option).second;
-    std::visit([&](auto member) { Set(*option, given.value, m_read.*member, isFirst); },
-               option->value);
+    if (!isFirst && !option->mayRepeat && !IsFlag(*option))
+      throw UsageError(std::string(option->name) + " may be given only once");
+    SetValue(*option, option->name, given.value, m_read);
   }
 
   [[noreturn]] void RejectOptionOfOthers(std::string_view name) const {
@@ -243,27 +201,13 @@ class Parser {
                      (own.empty() ? "only " + Joined(others) : "it has " + Joined(own)) + ")");
   }
 
-  static void RejectSecond(const CommandOption& option, bool isFirst) {
-    if (!isFirst) throw UsageError(std::string(option.name) + " may be given only once");
-  }
-  static void Set(const CommandOption&, std::string_view, bool& flag, bool) { flag = true; }
-  static void Set(const CommandOption& option, std::string_view value, std::string& text,
-                  bool isFirst) {
-    RejectSecond(option, isFirst);
-    text = value;
-  }
-  static void Set(const CommandOption& option, std::string_view value, int& number, bool isFirst) {
-    RejectSecond(option, isFirst);
-    const char* const end = value.data() + value.size();
-    const auto [rest, error] = std::from_chars(value.data(), end, number);
-    if (error != std::errc() || rest != end || number < 1 || number > option.max)
-      throw UsageError(std::string(option.name) + " needs a whole number from 1 to " +
-                       std::to_string(option.max) + ", not " + Listed({std::string(value)}));
-  }
-  static void Set(const CommandOption& option, std::string_view value,
-                  std::vector<std::string>& list, bool isFirst) {
-    if (!option.mayRepeat) RejectSecond(option, isFirst);
-    list.emplace_back(value);
+  /// The names of the given options of these parts.
+  std::vector<std::string> GivenOf(std::initializer_list<OptionPart> parts) const {
+    std::vector<std::string> names;
+    for (const CommandOption& option : m_source.commonOptions)
+      if (m_stored.contains(&option) && std::ranges::count(parts, option.part) > 0)
+        names.emplace_back(option.name);
+    return names;
   }
 
   void CheckMeaning() const {
@@ -272,10 +216,17 @@ class Parser {
       RequireOneOf("--warnings", m_read.warnings, {"all", "summary", "none"});
     if (m_read.quiet && m_read.verbose)
       throw UsageError("--quiet and --verbose cannot be combined");
-    if (!m_read.url.empty() && !m_read.sample.empty())
-      throw UsageError("--url and --sample cannot be combined");
-    if (!m_read.sample.empty() && (!m_read.user.empty() || !m_read.passwordFile.empty()))
-      throw UsageError("--user and --password-file cannot be combined with --sample");
+    if (!m_read.auth.empty()) AuthSchemes("--auth", m_read.auth);
+    const std::vector<std::string> ofConnection =
+        GivenOf({OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer});
+    if (!m_form->needsConnection && !ofConnection.empty())
+      throw UsageError(std::string(m_form->name) + " does not connect to a service; leave out " +
+                       Joined(ofConnection));
+    const std::vector<std::string> services = GivenOf({OptionPart::kService});
+    if (services.size() > 1) throw UsageError(Joined(services) + " cannot be combined");
+    const std::vector<std::string> access = GivenOf({OptionPart::kAccess});
+    if (!m_read.sample.empty() && !access.empty())
+      throw UsageError(Joined(access) + " cannot be combined with --sample");
   }
 
   static void RequireOneOf(std::string_view option, const std::string& value,
@@ -326,7 +277,7 @@ void ParseArguments(int argc, const char* const* argv, const std::vector<Command
                     const std::vector<std::string>& formats, Arguments& arguments,
                     std::span<const LegendEntry> legend) {
   Arguments read;
-  const HelpSource source{commands, kCommonOptions, formats, legend};
+  const HelpSource source{commands, CommonOptions(), formats, legend};
   try {
     Parser(source, read).Read(argc, argv);
   } catch (const UsageError& error) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,12 @@
 /// The parsed command line. Texts are unchanged; an empty text means that the option is absent.
 struct Arguments {
   std::string command;  ///< empty: no command
-  std::string url, sample, user, passwordFile, target, log, output;
+  std::string url, server, sample;
+  std::string user, passwordFile, tokenFile, auth;
+  std::string cert, key, keyPasswordFile, caFile;
+  std::optional<std::string> proxy;  ///< empty: no proxy
+  std::optional<int> connectTimeout, timeout, retry;
+  std::string target, log, output;
   std::string format = "text";
   std::string warnings;  ///< all, summary, none, or empty
   bool quiet = false;

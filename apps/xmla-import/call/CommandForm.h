@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <variant>
@@ -7,19 +8,40 @@
 
 struct Arguments;
 
+/// What an option is about.
+enum class OptionPart {
+  kOther,     ///< the import and its output
+  kService,   ///< chooses the service; at most one of them
+  kAccess,    ///< log-in and transport; without effect for the sample provider
+  kTransfer,  ///< transport and kind of any service
+};
+
+/// The value of an option that is the name of a file.
+enum class OptionFile {
+  kNone,    ///< not a file
+  kFile,    ///< a file
+  kSecret,  ///< a file whose first line is a secret; - is standard input
+};
+
 /// An option of a command, or of every command.
 struct CommandOption {
   const char* name;
   /// For the help. {formats} and {targets} stand for the lists of formats and target kinds.
   const char* help;
-  /// Where its value is stored: a flag, a text, a number, or a list of texts.
-  std::variant<bool Arguments::*, std::string Arguments::*, int Arguments::*,
+  /// Where its value is stored: a flag, a text, a text that may be empty, a number with or without
+  /// default, or a list of texts.
+  std::variant<bool Arguments::*, std::string Arguments::*, std::optional<std::string> Arguments::*,
+               int Arguments::*, std::optional<int> Arguments::*,
                std::vector<std::string> Arguments::*>
       value;
   const char* placeholder = "NAME";  ///< of the value in the help; a flag has none
-  int max = 0;                       ///< of a number; the minimum is 1
+  int min = 1;                       ///< of a number
+  int max = 0;                       ///< of a number
   bool mayRepeat = false;            ///< only a list may be repeated
   const char* shortName = "";        ///< such as -o
+  OptionPart part = OptionPart::kOther;
+  OptionFile file = OptionFile::kNone;
+  const char* variable = "";  ///< environment variable with the value if the option is absent
 };
 
 /// Name, help text and options of a command.
@@ -27,4 +49,5 @@ struct CommandForm {
   const char* name;
   const char* help;
   std::span<const CommandOption> options;
+  bool needsConnection = true;  ///< false: options that are about a connection are errors
 };

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "call/HelpTexts.h"
+#include "call/OptionValue.h"
+#include "call/ServerFileExample.h"
 #include "call/TargetNames.h"
 #include "call/UsageError.h"
 
@@ -48,7 +50,8 @@ std::string Filled(std::string_view text, const HelpSource& source) {
   std::string filled(text);
   for (const auto& [place, names] :
        {std::pair<std::string, std::string>{"{formats}", Enumerated(source.formats)},
-        {"{targets}", TargetNames()}})
+        {"{targets}", TargetNames()},
+        {"{server-file}", kServerFileExample}})
     if (const std::size_t at = filled.find(place); at != filled.npos)
       filled.replace(at, place.size(), names);
   return filled;
@@ -65,10 +68,6 @@ std::string Paragraphs(std::string_view text, const HelpSource& source) {
     begin = end + 2;
   }
   return result;
-}
-
-bool IsFlag(const CommandOption& option) {
-  return std::holds_alternative<bool Arguments::*>(option.value);
 }
 
 /// The names of an option and the placeholder of its value.
@@ -135,7 +134,8 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
     text += "\nOptions of " + std::string(command.name) + ":\n" + Options(command.options, source);
   std::string common;
   for (const CommandOption& option : source.commonOptions)
-    common += Synopsis(option, *option.shortName ? option.shortName : option.name) + ", ";
+    if (command.needsConnection || option.part == OptionPart::kOther)
+      common += Synopsis(option, *option.shortName ? option.shortName : option.name) + ", ";
   text +=
       "\nOptions of every command (see xmla-import --help):\n  " + Wrapped(common + "--help", 2, 2);
   text += Examples(prose.examples);

@@ -4,7 +4,8 @@
 #include <string_view>
 
 /// The prose of the help for a command or a topic. A paragraph that begins with a blank is shown as
-/// it is; others are wrapped. {formats} and {targets} stand for the lists of names.
+/// it is; others are wrapped. {formats} and {targets} stand for the lists of names,
+/// and {server-file} for an example.
 struct HelpText {
   std::string_view name;
   std::string_view summary;     ///< of a topic; a command has its own

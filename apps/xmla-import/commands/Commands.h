@@ -9,6 +9,8 @@
 // The commands of the tool. Each fills its result, including errors and warnings, and returns the
 // exit status. The caller handles interruptions.
 
+/// Needs no session.
+ExitStatus RunServers(ServersResult& result);
 ExitStatus RunSources(Session& session, SourcesResult& result);
 ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& result);
 ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& result);

@@ -3,6 +3,7 @@
 namespace {
 
 bool HasContent(const NoResult&) { return false; }
+bool HasContent(const ServersResult& result) { return !result.servers.empty(); }
 bool HasContent(const SourcesResult& result) { return !result.dataSources.empty(); }
 bool HasContent(const TreeResult& result) { return !result.dataSources.empty(); }
 bool HasContent(const CubeResult& result) { return !result.IsEmpty(); }

@@ -15,6 +15,16 @@ struct NoResult {
   Messages messages;
 };
 
+/// The services of the server file.
+struct ServersResult {
+  struct Entry {
+    String name;
+    String url;  ///< without credentials
+  };
+  std::vector<Entry> servers;
+  Messages messages;
+};
+
 struct SourcesResult {
   VXStringVector dataSources;
   Messages messages;
@@ -72,8 +82,8 @@ struct CheckResult {
   Messages messages;
 };
 
-using Result =
-    std::variant<NoResult, SourcesResult, TreeResult, CubeResult, ImportResult, CheckResult>;
+using Result = std::variant<NoResult, ServersResult, SourcesResult, TreeResult, CubeResult,
+                            ImportResult, CheckResult>;
 
 inline Messages& MessagesOf(Result& result) {
   return std::visit([](auto& any) -> Messages& { return any.messages; }, result);

@@ -8,12 +8,13 @@
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 #include "call/Arguments.h"
+#include "connection/EnvironmentSecrets.h"
 
 /// The service to import from, with credentials and settings from options and environment.
 struct Connection {
   Connection() = default;
   Connection(Connection&&) = default;
-  ~Connection();  ///< erases the password
+  ~Connection();  ///< erases the secrets
 
   String url;  ///< without credentials
   String user;
@@ -26,10 +27,10 @@ struct Connection {
   std::unique_ptr<sample::Provider> provider;
 };
 
-/// Precedence: options, credentials in the URL, environment. Starts the sample provider for
-/// --sample, and prompts for a missing password. Throws UsageError.
-Connection Connect(const Arguments& arguments);
+/// Precedence: options, environment, server file. Credentials in the URL precede the variables.
+/// Starts the sample provider for --sample, and asks for a missing password. Throws UsageError.
+Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets);
 
-/// Overwrites user names and passwords (--user, URLs) in argv, so that a process list does not show
-/// them.
+/// Overwrites user names and passwords (--user, URLs, proxies) in argv, so that a process list does
+/// not show them.
 void HideCredentials(int argc, char** argv);

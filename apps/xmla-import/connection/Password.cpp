@@ -160,12 +160,22 @@ Descriptor OpenInput(const std::string& file) {
 
 }  // namespace
 
-std::string PasswordFromFile(const std::string& file) {
+std::string FirstLine(const std::string& text) {
+  const std::size_t end = text.find('\n');
+  std::string line;
+  line.reserve(text.size());
+  line.append(text, 0, end);
+  if (end != text.npos && line.ends_with('\r')) line.pop_back();
+  if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
+  return line;
+}
+
+std::string SecretFromFile(const std::string& what, const std::string& file) {
   const std::string name = file == "-" ? "standard input" : '"' + OneLine(file) + '"';
   std::string line;
   const auto fail = [&](const char* reason) {
     Erase(line);
-    throw UsageError("the password cannot be read from " + name + ": " + OneLine(reason));
+    throw UsageError(what + " cannot be read from " + name + ": " + OneLine(reason));
   };
   try {
     const Descriptor input = OpenInput(file);
@@ -182,14 +192,14 @@ std::string PasswordFromFile(const std::string& file) {
   return line;
 }
 
-std::optional<std::string> PasswordFromTerminal(const std::string& user) {
+std::optional<std::string> SecretFromTerminal(const std::string& prompt) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (!terminal.IsOpen()) return std::nullopt;
-  const std::string prompt = "Password of " + EscapedForTerminal(user) + ": ";
+  const std::string shown = EscapedForTerminal(prompt) + ": ";
   std::string line;
   LineEnd end = LineEnd::kStopped;
   // Prompts again after the process was stopped and continued.
-  while (end == LineEnd::kStopped && !MustStop()) end = Ask(terminal.Number(), prompt, line);
+  while (end == LineEnd::kStopped && !MustStop()) end = Ask(terminal.Number(), shown, line);
   if (end == LineEnd::kLineFeed) return line;
   const bool isShown = write(terminal.Number(), "\n", 1) == 1;
   if (isShown && end == LineEnd::kEndOfFile && !line.empty()) return line;

@@ -50,6 +50,12 @@ std::string ExchangeLine(const HTTPExchangeInfo& info) {
   return Line(text);
 }
 
+std::string RetryLine(const HTTPRetry& retry) {
+  return Line(fmt::format("retry {} of {} in {:.1f} s of {}: {}", retry.number, retry.maxRetries,
+                          retry.waitSeconds, Utf8(Shortened(retry.subject)),
+                          Utf8(Shortened(retry.error))));
+}
+
 std::string FailureLine(const String& subject, const String& error) {
   return Line(kFailed + Utf8(Shortened(subject)) + ": " + Utf8(Shortened(error)));
 }

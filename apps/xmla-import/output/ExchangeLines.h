@@ -11,5 +11,7 @@
 std::string SizeText(std::uint64_t bytes);
 /// One exchange with its timings, as a line with the time of day. A failed one is marked.
 std::string ExchangeLine(const HTTPExchangeInfo& info);
+/// A request that failed and is repeated, as a line with the time of day.
+std::string RetryLine(const HTTPRetry& retry);
 /// A request that failed after its exchange, as a line with the time of day.
 std::string FailureLine(const String& subject, const String& error);

@@ -83,12 +83,33 @@ void Progress::OnBegin(const HTTPExchangeStart& start) {
   if (m_form != Form::kLine) return;
   const std::lock_guard lock(m_mutex);
   try {
-    m_waiting[std::this_thread::get_id()] = {start.url, start.subject, start.timeoutSeconds,
-                                             Clock::now()};
+    m_waiting[std::this_thread::get_id()] = {.url = start.url,
+                                             .subject = start.subject,
+                                             .timeoutSeconds = start.timeoutSeconds,
+                                             .since = Clock::now()};
   } catch (const std::bad_alloc&) {
     // Out of memory: the line does not show the request.
   }
   Show(false);
+}
+
+void Progress::OnRetry(const HTTPRetry& retry) {
+  const std::lock_guard lock(m_mutex);
+  ++m_retries;
+  try {
+    if (m_form == Form::kExchanges) WriteToStandardError(RetryLine(retry));
+    if (m_form == Form::kLine)
+      m_waiting[std::this_thread::get_id()] = {
+          .url = retry.url,
+          .subject = retry.subject,
+          .timeoutSeconds = 0,
+          .since = Clock::now(),
+          .retry = fmt::format("retry {} of {}", retry.number, retry.maxRetries),
+          .retryAfter = retry.waitSeconds};
+  } catch (const std::bad_alloc&) {
+    // Out of memory: skip the line.
+  }
+  Show(true);
 }
 
 void Progress::OnExchange(const HTTPExchangeInfo& info) {
@@ -122,7 +143,8 @@ bool Progress::BasicInClear() {
 
 Progress::Traffic Progress::TrafficSoFar() {
   const std::lock_guard lock(m_mutex);
-  return {m_requests, m_bytes, std::chrono::duration<double>(Clock::now() - m_begin).count()};
+  return {m_requests, m_retries, m_bytes,
+          std::chrono::duration<double>(Clock::now() - m_begin).count()};
 }
 
 void Progress::BeginCubes(std::size_t count) {
@@ -185,6 +207,11 @@ void Progress::Show(bool now) {
 std::string Progress::WaitingText(const Waiting& waiting, Clock::time_point now) const {
   const auto seconds =
       std::chrono::duration_cast<std::chrono::seconds>(now - waiting.since).count();
+  const double untilRetry =
+      waiting.retryAfter - std::chrono::duration<double>(now - waiting.since).count();
+  if (untilRetry > 0)
+    return fmt::format("{} in {:.1f} s for {}", waiting.retry, untilRetry,
+                       Utf8(Shortened(waiting.subject)));
   const std::string limit =
       waiting.timeoutSeconds > 0 ? fmt::format(" of {} s", waiting.timeoutSeconds) : std::string();
   if (m_requests == 0)
@@ -206,7 +233,8 @@ void Progress::ShowLine(Clock::time_point now) {
   }
   const auto longest =
       std::ranges::min_element(m_waiting, {}, [](const auto& each) { return each.second.since; });
-  if (longest != m_waiting.end() && (m_cubes == 0 || now - longest->second.since > kLongWait))
+  if (longest != m_waiting.end() &&
+      (m_cubes == 0 || !longest->second.retry.empty() || now - longest->second.since > kLongWait))
     add(WaitingText(longest->second, now));
   if (m_requests > 0) add(fmt::format("{} requests, {}", m_requests, SizeText(m_bytes)));
   std::string names;

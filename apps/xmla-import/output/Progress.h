@@ -19,6 +19,7 @@ class Progress : public RequestObserver {
   /// What the call has transferred.
   struct Traffic {
     std::uint64_t requests = 0;
+    std::uint64_t retries = 0;
     std::uint64_t bytes = 0;  ///< of the decoded replies
     double seconds = 0;       ///< since the begin of the call
   };
@@ -29,6 +30,7 @@ class Progress : public RequestObserver {
   Progress& operator=(const Progress&) = delete;
 
   void OnBegin(const HTTPExchangeStart& start) override;
+  void OnRetry(const HTTPRetry& retry) override;
   void OnExchange(const HTTPExchangeInfo& info) override;
   void OnFailure(const String& subject, const String& error) override;
 
@@ -61,6 +63,8 @@ class Progress : public RequestObserver {
     String subject;
     std::uint32_t timeoutSeconds;
     Clock::time_point since;
+    std::string retry{};    ///< such as "retry 1 of 3"; empty: the first try
+    double retryAfter = 0;  ///< seconds from `since`
   };
 
   void Show(bool now);
@@ -77,6 +81,7 @@ class Progress : public RequestObserver {
   Clock::time_point m_shown = m_begin;
   bool m_visible = false;
   std::uint64_t m_requests = 0;
+  std::uint64_t m_retries = 0;
   std::uint64_t m_bytes = 0;
   bool m_basicInClear = false;
   std::size_t m_cubes = 0;

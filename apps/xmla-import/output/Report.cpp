@@ -103,14 +103,17 @@ void Report::ShowMessages() {
 }
 
 void Report::ShowClosingLine(const Result& result) {
+  if (std::holds_alternative<ServersResult>(result)) return;  // nothing was transferred
   std::visit([this](const auto& any) { m_totals.Add(any); }, result);
-  const auto [requests, bytes, seconds] = m_progress.TrafficSoFar();
+  const auto [requests, retries, bytes, seconds] = m_progress.TrafficSoFar();
   std::string line = m_totals.Text();
   if (line.empty()) line = "nothing imported";
   if (m_summary.WarningCount() > 0)
     line += fmt::format("; {} warnings of {} kinds", m_summary.WarningCount(),
                         m_summary.WarningKinds());
-  line += fmt::format("; {} requests, {}, {:.1f} s", requests, SizeText(bytes), seconds);
+  line += fmt::format("; {} requests", requests);
+  if (retries > 0) line += fmt::format(" and {} retries", retries);
+  line += fmt::format(", {}, {:.1f} s", SizeText(bytes), seconds);
   if (!m_output.Place().empty()) line += "; the result is in " + m_output.Place();
   m_progress.ShowClosingLine(line);
 }

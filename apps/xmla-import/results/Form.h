@@ -11,6 +11,7 @@
 ///
 /// | call      | functions                                        |
 /// | --------- | ------------------------------------------------ |
+/// | `servers` | Write(ServersResult)                             |
 /// | `sources` | Write(SourcesResult)                             |
 /// | `tree`    | Write(TreeResult)                                |
 /// | `cube`    | Write(CubeResult)                                |
@@ -27,6 +28,7 @@ class Form {
   Form& operator=(const Form&) = delete;
 
   virtual void Write(const NoResult& result) = 0;
+  virtual void Write(const ServersResult& result) = 0;
   virtual void Write(const SourcesResult& result) = 0;
   virtual void Write(const TreeResult& result) = 0;
   virtual void Write(const CubeResult& result) = 0;

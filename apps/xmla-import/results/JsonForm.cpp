@@ -17,6 +17,11 @@ class JsonForm : public Form {
     EndWith(result.messages);
   }
 
+  void Write(const ServersResult& result) override {
+    BeginObject().Add("servers", result.servers);
+    EndWith(result.messages);
+  }
+
   void Write(const SourcesResult& result) override {
     BeginObject().Add("dataSources", result.dataSources);
     EndWith(result.messages);
@@ -152,6 +157,10 @@ class JsonForm : public Form {
         .Add("sapVariables", cube.sapVariables);
     Messages(cube.messages);
     m_json.EndObject();
+  }
+
+  void Element(const ServersResult::Entry& server) {
+    BeginObject().Add("name", server.name).Add("url", server.url).EndObject();
   }
 
   void Element(const OTDataSource& source) {

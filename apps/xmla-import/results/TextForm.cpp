@@ -9,6 +9,7 @@
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "base/Text.h"
+#include "call/ServerFileExample.h"
 #include "call/TargetNames.h"
 #include "results/Form.h"
 #include "results/TextColumn.h"
@@ -59,6 +60,21 @@ class TextForm : public Form {
   using Form::Form;
 
   void Write(const NoResult&) override {}
+
+  void Write(const ServersResult& result) override {
+    if (result.servers.empty() && result.messages.errors.empty()) {
+      Line(0, "no servers; an example of a server file:");
+      for (const std::string& line : Lines(Wide(kServerFileExample))) Line(0, line);
+    }
+    std::size_t longest = 0;
+    for (const auto& server : result.servers) longest = std::max(longest, server.name.size());
+    for (const auto& [name, url] : result.servers) {
+      if (MustStop()) return;
+      Put(name);
+      Text().AppendBlanks(longest - name.size() + 2);
+      Line(0, url);
+    }
+  }
 
   void Write(const SourcesResult& result) override {
     for (const String& name : result.dataSources)

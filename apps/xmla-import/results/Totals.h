@@ -13,6 +13,7 @@ struct Totals {
   std::array<std::size_t, 4> steps{};  ///< index: CheckStep::Status
 
   void Add(const NoResult&) {}
+  void Add(const ServersResult&) {}
   void Add(const SourcesResult& result);
   void Add(const TreeResult& result);
   void Add(const CubeResult& cube);

@@ -1,0 +1,250 @@
+#include "connection/LogIn.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "base/Interrupt.h"
+#include "base/Secret.h"
+#include "base/Text.h"
+#include "call/AuthSchemes.h"
+#include "connection/Password.h"
+#include "connection/PasswordCommand.h"
+
+namespace {
+
+constexpr const char* kSeeLogIn = "; see xmla-import help log-in";
+
+[[noreturn]] void FailTogether(const std::string& one, const std::string& other) {
+  throw UsageError(one + " and " + other + " cannot be combined" + kSeeLogIn);
+}
+
+/// A secret from a file, or typed if the file is standard input and that is a terminal.
+String ReadSecret(const std::string& what, const std::string& file, const std::string& prompt) {
+  std::optional<std::string> typed;
+  if (file == "-" && isatty(STDIN_FILENO) == 1) typed = SecretFromTerminal(prompt);
+  return WideSecret(typed ? std::move(*typed) : SecretFromFile(what, file));
+}
+
+class Choice {
+ public:
+  Choice(const Sources& sources, Source urlSource, Connection& connection)
+      : m_sources(sources),
+        m_urlSource(urlSource),
+        m_connection(connection),
+        m_urlHasUser(!connection.user.empty()),
+        m_urlHasCredentials(m_urlHasUser || !connection.password.empty()),
+        m_user(sources.Find(&Arguments::user)),
+        m_passwordFile(sources.Find(&Arguments::passwordFile)),
+        m_tokenFile(sources.Find(&Arguments::tokenFile)),
+        m_keyPasswordFile(sources.Find(&Arguments::keyPasswordFile)),
+        m_auth(sources.Find(&Arguments::auth)) {}
+
+  void Make() {
+    ChooseCertificate();
+    const Source token = SourceOfToken();
+    const Source user = SourceOfUser();
+    const bool usesToken = token != Source::kNone && token <= user;
+    if (usesToken && token == user) FailTogether(NameOfToken(), NameOfUser(user));
+    RequireOneInput(usesToken);
+    ReadKeyPassword();
+    if (usesToken)
+      UseToken(token);
+    else
+      UseUser();
+  }
+
+ private:
+  Source SourceOfToken() const {
+    if (m_tokenFile.source == Source::kOption) return Source::kOption;
+    if (!m_sources.Secrets().token.empty()) return Source::kEnvironment;
+    return m_tokenFile.source;
+  }
+
+  std::string NameOfToken() const {
+    return m_tokenFile && m_tokenFile.source == SourceOfToken() ? m_tokenFile.name
+                                                                : "XMLA_IMPORT_TOKEN";
+  }
+
+  /// The first source with a user, or with a password that replaces that of a later source.
+  Source SourceOfUser() const {
+    Source source = std::min(m_user.source, m_passwordFile.source);
+    if (m_urlHasCredentials) source = std::min(source, m_urlSource);
+    if (!m_sources.PasswordCommand().empty()) source = std::min(source, Source::kServerFile);
+    return source;
+  }
+
+  std::string NameOfUser(Source source) const {
+    if (m_user.source == source) return m_user.name;
+    if (m_passwordFile.source == source) return m_passwordFile.name;
+    return m_urlHasCredentials && m_urlSource == source ? "the user in the URL"
+                                                        : "password-command";
+  }
+
+  void RequireOneInput(bool usesToken) const {
+    std::vector<std::string> readers;
+    for (const Setting<std::string>* const file :
+         {usesToken ? &m_tokenFile : &m_passwordFile, &m_keyPasswordFile})
+      if (file->value == "-") readers.push_back(file->name);
+    if (readers.size() > 1)
+      throw UsageError(readers[0] + " and " + readers[1] +
+                       " cannot both read standard input; give a file to one of them");
+  }
+
+  void UseToken(Source source) {
+    if (m_auth.source <= source && m_auth)
+      throw UsageError(m_auth.name + " cannot be combined with a token (" + NameOfToken() +
+                       "), which needs no scheme" + kSeeLogIn);
+    HTTPClientOptions& http = m_connection.http;
+    for (String* const unused : {&m_connection.user, &m_connection.password}) Erase(*unused);
+    if (m_tokenFile.source == source)
+      http.bearerToken = ReadSecret("the token", m_tokenFile.value, "Token");
+    else
+      http.bearerToken = WideSecret(std::string(m_sources.Secrets().token));
+    const auto isOfToken = [](wchar_t c) { return L'!' <= c && c <= L'~'; };
+    if (http.bearerToken.empty() || !std::ranges::all_of(http.bearerToken.view(), isOfToken))
+      throw UsageError("the token (" + NameOfToken() +
+                       ") is empty or contains a blank or another character that no token has; "
+                       "give the token alone, without \"Bearer\"");
+    // For a proxy's user.
+    http.authSchemes = kAuthPasswordSchemes;
+  }
+
+  void UseUser() {
+    ChooseUser();
+    const bool hasUser = !m_connection.user.empty();
+    unsigned int& schemes = m_connection.http.authSchemes;
+    // Negotiate uses the caller's Kerberos ticket, so by default it is allowed only without a user
+    // name. Without one, the password schemes are for a proxy's user.
+    schemes = hasUser ? kAuthPasswordSchemes : kAuthNegotiate | kAuthPasswordSchemes;
+    if (m_auth) schemes = AuthSchemes(m_auth.name, m_auth.value);
+    const bool usesPassword = (schemes & kAuthPasswordSchemes) != 0;
+    if (m_passwordFile.source == Source::kOption) RequireUse(hasUser, usesPassword);
+    if (!hasUser && m_auth && !(schemes & kAuthNegotiate) && !m_connection.http.proxy)
+      throw UsageError(m_auth.name + ' ' + Listed({m_auth.value}) +
+                       " needs a user name; use --user NAME, or allow negotiate" + kSeeLogIn);
+    if (hasUser && usesPassword)
+      FindPassword();
+    else
+      Erase(m_connection.password);
+  }
+
+  void RequireUse(bool hasUser, bool usesPassword) const {
+    if (!hasUser)
+      throw UsageError(m_passwordFile.name + " needs a user name; use --user NAME" + kSeeLogIn);
+    if (!usesPassword)
+      throw UsageError(m_passwordFile.name + " has no effect with " + m_auth.name +
+                       " negotiate, which uses your Kerberos ticket; leave one of them out");
+  }
+
+  void ChooseUser() {
+    // A user of the URL overrides a variable and the key of another source.
+    const bool isOverridden =
+        m_user &&
+        (!m_urlHasCredentials || m_user.source == Source::kOption || m_user.source < m_urlSource ||
+         (m_user.source == m_urlSource && m_urlSource == Source::kServerFile));
+    if (!isOverridden) return;
+    const String user = Wide(m_user.value);
+    // A password in the URL belongs to the user in the URL.
+    if (m_urlHasUser && !(m_connection.user == user)) Erase(m_connection.password);
+    m_connection.user = user;
+  }
+
+  /// A password of the server file belongs to the user there, if it has one.
+  bool IsUserOfServer() const {
+    if (m_sources.ServerName().empty()) return false;
+    const Setting<std::string> own = m_sources.FindIn(Source::kServerFile, &Arguments::user);
+    return !own || m_connection.user == Wide(own.value);
+  }
+
+  void FindPassword() {
+    const std::string user = Utf8(m_connection.user);
+    String& password = m_connection.password;
+    const bool isInUrl = !password.empty();
+    if (m_passwordFile.source == Source::kOption) return ReadPasswordFile(user);
+    if (isInUrl && m_urlSource != Source::kServerFile) return;
+    if (!m_sources.Secrets().password.empty()) {
+      Erase(password);
+      password = WideSecret(std::string(m_sources.Secrets().password));
+      return;
+    }
+    if (IsUserOfServer()) {
+      if (m_passwordFile && !m_sources.PasswordCommand().empty())
+        FailTogether(m_passwordFile.name, "password-command");
+      if (m_passwordFile) return ReadPasswordFile(user);
+      if (!m_sources.PasswordCommand().empty()) {
+        Erase(password);
+        if (auto printed = PasswordFromCommand(m_sources.PasswordCommand(), m_sources.ServerName()))
+          password = WideSecret(std::move(*printed));
+        return;
+      }
+    }
+    if (isInUrl) return;
+    if (auto typed = SecretFromTerminal("Password of " + user))
+      password = WideSecret(std::move(*typed));
+    else if (!MustStop())  // an empty password on every run would lock the account
+      throw UsageError("user " + Listed({user}) +
+                       " needs a password, and there is no terminal to ask for it; use "
+                       "--password-file FILE (or XMLA_IMPORT_PASSWORD)" +
+                       kSeeLogIn);
+  }
+
+  void ReadPasswordFile(const std::string& user) {
+    Erase(m_connection.password);
+    m_connection.password = ReadSecret("the password", m_passwordFile.value, "Password of " + user);
+  }
+
+  /// A key belongs to its certificate, and a password to its key. What a later source says about
+  /// them is not used.
+  void ChooseCertificate() {
+    m_cert = m_sources.Find(&Arguments::cert);
+    m_key = m_sources.Find(&Arguments::key);
+    if (m_key.source > m_cert.source) m_key = {};
+    if (m_keyPasswordFile.source > std::min(m_cert.source, m_key.source)) m_keyPasswordFile = {};
+    for (const Setting<std::string>* const each : {&m_key, &m_keyPasswordFile})
+      if (*each && !m_cert) throw UsageError(each->name + " needs a certificate; use --cert FILE");
+    RequireReadable(m_cert);
+    RequireReadable(m_key);
+    m_connection.http.certificateFile = Wide(m_cert.value);
+    m_connection.http.keyFile = Wide(m_key.value);
+  }
+
+  void ReadKeyPassword() {
+    if (m_keyPasswordFile)
+      m_connection.http.keyPassword =
+          ReadSecret("the password of the key", m_keyPasswordFile.value, "Password of the key");
+  }
+
+  const Sources& m_sources;
+  const Source m_urlSource;
+  Connection& m_connection;
+  const bool m_urlHasUser;
+  const bool m_urlHasCredentials;
+  const Setting<std::string> m_user;
+  const Setting<std::string> m_passwordFile;
+  const Setting<std::string> m_tokenFile;
+  Setting<std::string> m_keyPasswordFile;
+  const Setting<std::string> m_auth;
+  Setting<std::string> m_cert;
+  Setting<std::string> m_key;
+};
+
+}  // namespace
+
+void RequireReadable(const Setting<std::string>& file) {
+  if (!file) return;
+  struct stat status {};
+  int error = access(file.value.c_str(), R_OK) == 0 ? 0 : errno;
+  if (error == 0 && stat(file.value.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+    error = EISDIR;
+  if (error != 0)
+    throw UsageError(file.name + ' ' + Listed({file.value}) +
+                     " cannot be read: " + std::strerror(error));
+}
+
+void LogIn(const Sources& sources, Source urlSource, Connection& connection) {
+  Choice(sources, urlSource, connection).Make();
+}

@@ -1,0 +1,497 @@
+// Which source decides about each setting of a connection: option, environment or server file.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+
+#include "base/Text.h"
+#include "connection/Connection.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+using Words = std::vector<std::string>;
+using Variables = std::vector<std::pair<std::string, std::string>>;
+
+/// The variables of a test, removed by the destructor.
+class Environment {
+ public:
+  explicit Environment(const Variables& variables) {
+    Clear();
+    for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
+  }
+  ~Environment() { Clear(); }
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+ private:
+  static void Clear() {
+    for (const char* const name :
+         {"XMLA_IMPORT_URL", "XMLA_IMPORT_SERVER", "XMLA_IMPORT_SERVERS", "XMLA_IMPORT_USER",
+          "XMLA_IMPORT_PASSWORD", "XMLA_IMPORT_TOKEN", "XMLA_IMPORT_TARGET", "SSL_CERT_FILE",
+          "http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY",
+          "MORVEN_BI_XMLA_HTTP_TIMEOUT"})
+      unsetenv(name);
+  }
+};
+
+const std::vector<CommandForm> kSourcesForm = {{"sources", "the only command", {}}};
+
+/// Files with secrets, and a server file. "{folder}" in a word stands for their folder.
+class ConnectionSettings : public testing::Test {
+ protected:
+  ConnectionSettings() {
+    for (const char* const name : {"option", "file", "cert", "key", "ca", "other-ca"})
+      std::ofstream(m_folder.Path() / name) << "from-" << name << "\n";
+  }
+
+  std::string Filled(std::string text) const {
+    constexpr std::string_view kPlace = "{folder}";
+    for (std::size_t at = text.find(kPlace); at != text.npos; at = text.find(kPlace))
+      text.replace(at, kPlace.size(), m_folder.Path().string());
+    return text;
+  }
+
+  Connection Connected(const Words& words, Variables variables, const std::string& server) const {
+    const std::string file = m_folder.Path() / "servers.toml";
+    std::ofstream(file) << Filled(server);
+    chmod(file.c_str(), 0600);
+    variables.emplace_back("XMLA_IMPORT_SERVERS", file);
+    const Environment environment(variables);
+    std::vector<std::string> texts{"xmla-import", "sources"};
+    for (const std::string& word : words) texts.push_back(Filled(word));
+    std::vector<const char*> argv;
+    for (const std::string& text : texts) argv.push_back(text.c_str());
+    Arguments arguments;
+    ParseArguments(static_cast<int>(argv.size()), argv.data(), kSourcesForm, {"text"}, arguments);
+    return Connect(arguments, EnvironmentSecrets::Take());
+  }
+
+  std::string Error(const Words& words, const Variables& variables,
+                    const std::string& server) const {
+    try {
+      Connected(words, variables, server);
+    } catch (const UsageError& error) {
+      return error.what();
+    }
+    return "no error";
+  }
+
+  const support::TempDir m_folder;
+};
+
+const std::string kServer = "[s]\nurl='http://file/'\n";
+
+struct Precedence {
+  const char* key;
+  Words option;
+  Variables variable;  ///< empty: there is none
+  std::string line;    ///< of the server file; replaces the table above if it begins with "["
+  std::function<std::string(const Connection&)> shown;
+  std::vector<std::string> expected;  ///< option, variable, server file
+  Words always = {};
+  std::string alwaysInFile = {};
+};
+
+std::string Number(const std::optional<std::uint32_t>& number) {
+  return number ? std::to_string(*number) : "none";
+}
+
+std::vector<Precedence> Precedences() {
+  const auto field = [](auto member) {
+    return [member](const Connection& connection) { return Utf8(connection.*member); };
+  };
+  const auto http = [](auto member) {
+    return [member](const Connection& connection) { return Utf8(connection.http.*member); };
+  };
+  const auto user = field(&Connection::user);
+  const auto password = field(&Connection::password);
+  return {
+      {"user",
+       {"--user", "a", "--password-file", "{folder}/option"},
+       {{"XMLA_IMPORT_USER", "b"}, {"XMLA_IMPORT_PASSWORD", "p"}},
+       "user='c'\npassword-file='file'",
+       user,
+       {"a", "b", "c"}},
+      {"password",
+       {"--password-file", "{folder}/option"},
+       {{"XMLA_IMPORT_PASSWORD", "p"}},
+       "user='c'\npassword-file='file'",
+       password,
+       {"from-option", "p", "from-file"},
+       {"--user", "c"}},
+      {"password-command",
+       {"--password-file", "{folder}/option"},
+       {{"XMLA_IMPORT_PASSWORD", "p"}},
+       "user='c'\npassword-command=['echo','printed']",
+       password,
+       {"from-option", "p", "printed"},
+       {"--user", "c"}},
+      {"token-file",
+       {"--token-file", "{folder}/option"},
+       {{"XMLA_IMPORT_TOKEN", "t"}},
+       "token-file='file'",
+       http(&HTTPClientOptions::bearerToken),
+       {"from-option", "t", "from-file"}},
+      {"auth",
+       {"--auth", "negotiate"},
+       {},
+       "auth=['ntlm','digest']",
+       [](const Connection& connection) { return std::to_string(connection.http.authSchemes); },
+       {"8", "", "6"},
+       {},
+       "user='c'\npassword-file='file'\n"},
+      {"cert",
+       {"--cert", "{folder}/option"},
+       {},
+       "cert='cert'",
+       http(&HTTPClientOptions::certificateFile),
+       {"{folder}/option", "", "{folder}/cert"}},
+      {"key",
+       {"--key", "{folder}/option"},
+       {},
+       "key='key'",
+       http(&HTTPClientOptions::keyFile),
+       {"{folder}/option", "", "{folder}/key"},
+       {},
+       "cert='cert'\n"},
+      {"key-password-file",
+       {"--key-password-file", "{folder}/option"},
+       {},
+       "key-password-file='file'",
+       http(&HTTPClientOptions::keyPassword),
+       {"from-option", "", "from-file"},
+       {},
+       "cert='cert'\n"},
+      // The client reads the variable itself.
+      {"ca-file",
+       {"--ca-file", "{folder}/option"},
+       {{"SSL_CERT_FILE", "/elsewhere"}},
+       "ca-file='ca'",
+       http(&HTTPClientOptions::caFile),
+       {"{folder}/option", "", "{folder}/ca"}},
+      {"proxy",
+       {"--proxy", "http://option/"},
+       {{"http_proxy", "http://variable/"}},
+       "proxy='http://file/'",
+       [](const Connection& connection) {
+         return connection.http.proxy ? Utf8(*connection.http.proxy) : "of the environment";
+       },
+       {"http://option/", "of the environment", "http://file/"}},
+      {"no proxy",
+       {"--proxy="},
+       {},
+       "proxy=''",
+       [](const Connection& connection) {
+         return connection.http.proxy && connection.http.proxy->empty() ? "off" : "on";
+       },
+       {"off", "", "off"}},
+      {"connect-timeout",
+       {"--connect-timeout", "1"},
+       {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "2"}},
+       "connect-timeout=3",
+       [](const Connection& connection) { return Number(connection.http.connectTimeoutSeconds); },
+       {"1", "2", "3"}},
+      {"timeout",
+       {"--timeout", "0"},
+       {{"MORVEN_BI_XMLA_HTTP_TIMEOUT", "2"}},
+       "timeout=3",
+       [](const Connection& connection) { return Number(connection.http.timeoutSeconds); },
+       {"0", "2", "3"}},
+      {"retry",
+       {"--retry", "4"},
+       {},
+       "retry=5",
+       [](const Connection& connection) { return std::to_string(connection.http.maxRetries); },
+       {"4", "", "5"}},
+      {"target",
+       {"--target", "sap-bw"},
+       {{"XMLA_IMPORT_TARGET", "tessera"}},
+       "target='tamarind-9'",
+       [](const Connection& connection) {
+         return std::to_string(static_cast<int>(connection.target.value()));
+       },
+       {std::to_string(ServerInfo::kSAP_BW), std::to_string(ServerInfo::kTessera),
+        std::to_string(ServerInfo::kTamarind9)}},
+  };
+}
+
+Words Joined(Words words, const Words& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
+TEST_F(ConnectionSettings, OptionsOverrideTheEnvironmentWhichOverridesTheServerFile) {
+  for (const Precedence& each : Precedences()) {
+    SCOPED_TRACE(each.key);
+    const std::string server = kServer + each.alwaysInFile + each.line;
+    const Words call = Joined({"--server", "s"}, each.always);
+    EXPECT_EQ(each.shown(Connected(Joined(call, each.option), each.variable, server)),
+              Filled(each.expected[0]));
+    if (!each.variable.empty()) {
+      EXPECT_EQ(each.shown(Connected(call, each.variable, server)), Filled(each.expected[1]));
+    }
+    EXPECT_EQ(each.shown(Connected(call, {}, server)), Filled(each.expected[2]));
+  }
+}
+
+TEST_F(ConnectionSettings, EveryKeyOfTheServerFileHasAPrecedence) {
+  std::string tested;
+  for (const Precedence& each : Precedences()) tested += each.line + "\n";
+  const std::string error = Error({"--server", "s"}, {}, kServer + "keys=1");
+  const std::string list = error.substr(error.find("expected one of: ") + 17);
+  std::size_t count = 0;
+  for (std::size_t begin = 0; begin < list.find(';');) {
+    const std::size_t end = std::min(list.find(", ", begin), list.find(';'));
+    const std::string key = list.substr(begin, end - begin);
+    if (key != "url") {
+      EXPECT_THAT(tested, HasSubstr(key + "="));
+    }
+    begin = end + 2;
+    ++count;
+  }
+  EXPECT_EQ(count, 15u) << error;
+}
+
+TEST_F(ConnectionSettings, ServiceOfAnOptionOverridesThatOfAVariable) {
+  const Variables url{{"XMLA_IMPORT_URL", "http://variable/"}};
+  const Variables server{{"XMLA_IMPORT_SERVER", "s"}};
+  EXPECT_EQ(Utf8(Connected({"--url", "http://option/"}, server, kServer).url), "http://option/");
+  EXPECT_EQ(Utf8(Connected({"--server", "s"}, url, kServer).url), "http://file/");
+  EXPECT_EQ(Utf8(Connected({}, url, kServer).url), "http://variable/");
+  EXPECT_EQ(Utf8(Connected({}, server, kServer).url), "http://file/");
+}
+
+struct LogInCase {
+  Words words;
+  Variables variables;
+  std::string lines;  ///< of the server file
+  std::string user;
+  std::string password;
+  std::string token;
+};
+
+TEST_F(ConnectionSettings, UserAndTokenOfAnEarlierSourceReplaceThoseOfALaterOne) {
+  const std::string inFile = "user='c'\npassword-file='file'";
+  const LogInCase cases[] = {
+      {{"--user", "a"}, {{"XMLA_IMPORT_PASSWORD", "p"}}, "token-file='file'", "a", "p", ""},
+      {{"--token-file", "{folder}/option"}, {}, inFile, "", "", "from-option"},
+      {{"--token-file", "{folder}/option"},
+       {{"XMLA_IMPORT_USER", "b"}, {"XMLA_IMPORT_PASSWORD", "p"}},
+       inFile,
+       "",
+       "",
+       "from-option"},
+      {{}, {{"XMLA_IMPORT_TOKEN", "t"}}, inFile, "", "", "t"},
+      {{}, {{"XMLA_IMPORT_TOKEN", "t"}, {"XMLA_IMPORT_PASSWORD", "p"}}, inFile, "", "", "t"},
+      {{},
+       {{"XMLA_IMPORT_USER", "b"}, {"XMLA_IMPORT_PASSWORD", "p"}},
+       "token-file='file'",
+       "b",
+       "p",
+       ""},
+      // Options that are about the token in the file only are not used without it.
+      {{"--user", "a"},
+       {{"XMLA_IMPORT_PASSWORD", "p"}, {"XMLA_IMPORT_TOKEN", "t"}},
+       "",
+       "a",
+       "p",
+       ""},
+      // Credentials in the URL of the file.
+      {{}, {}, "[u]\nurl='http://u:q@file/'", "u", "q", ""},
+      {{"--user", "a"},
+       {{"XMLA_IMPORT_PASSWORD", "p"}},
+       "[u]\nurl='http://u:q@file/'",
+       "a",
+       "p",
+       ""},
+      {{}, {}, "[u]\nurl='http://u:q@file/'\nuser='u'", "u", "q", ""},
+      {{}, {{"XMLA_IMPORT_PASSWORD", "p"}}, "[u]\nurl='http://u:q@file/'", "u", "p", ""},
+      {{"--token-file", "{folder}/option"},
+       {},
+       "[u]\nurl='http://u:q@file/'",
+       "",
+       "",
+       "from-option"},
+      // The password of the file is for its user only.
+      {{"--user", "c"}, {}, inFile, "c", "from-file", ""},
+      {{}, {{"XMLA_IMPORT_USER", "c"}}, inFile, "c", "from-file", ""},
+      {{"--user", "c"}, {}, "password-file='file'", "c", "from-file", ""},
+      // With the ticket alone, a password is neither used nor read.
+      {{"--auth", "negotiate"}, {}, "user='c'\npassword-command=['false']", "c", "", ""},
+      {{}, {}, "user='c'\nauth='negotiate'\npassword-file='missing'", "c", "", ""},
+      {{}, {}, "", "", "", ""},
+  };
+  for (const LogInCase& each : cases) {
+    SCOPED_TRACE(testing::PrintToString(each.words) + each.lines);
+    const bool hasOwn = each.lines.starts_with('[');
+    const Connection connection =
+        Connected(Joined({"--server", hasOwn ? "u" : "s"}, each.words), each.variables,
+                  hasOwn ? each.lines : kServer + each.lines);
+    EXPECT_EQ(Utf8(connection.user), each.user);
+    EXPECT_EQ(Utf8(connection.password), each.password);
+    EXPECT_EQ(Utf8(connection.http.bearerToken), each.token);
+    EXPECT_EQ(Utf8(connection.url), "http://file/");
+  }
+}
+
+TEST_F(ConnectionSettings, SchemesDependOnUserAndToken) {
+  const Variables password{{"XMLA_IMPORT_PASSWORD", "p"}};
+  const struct {
+    Words words;
+    unsigned int schemes;
+  } cases[] = {
+      {{}, kAuthNegotiate | kAuthPasswordSchemes},
+      {{"--user", "a"}, kAuthPasswordSchemes},
+      {{"--token-file", "{folder}/file"}, kAuthPasswordSchemes},
+      {{"--auth", "negotiate"}, kAuthNegotiate},
+      {{"--auth", "negotiate", "--user", "a"}, kAuthNegotiate},
+      {{"--auth", "negotiate,basic"}, kAuthNegotiate | kAuthBasic},
+      {{"--auth", "ntlm,digest", "--user", "a"}, kAuthNTLM | kAuthDigest},
+      {{"--auth", "basic", "--proxy", "http://p:q@proxy/"}, kAuthBasic},
+  };
+  for (const auto& [words, schemes] : cases)
+    EXPECT_EQ(Connected(Joined({"--url", "http://h/"}, words), password, "").http.authSchemes,
+              schemes)
+        << testing::PrintToString(words);
+}
+
+TEST_F(ConnectionSettings, KeyOfTheServerFileBelongsToItsCertificate) {
+  const Connection connection =
+      Connected({"--server", "s", "--cert", "{folder}/option"}, {},
+                kServer + "cert='cert'\nkey='key'\nkey-password-file='file'");
+  EXPECT_EQ(Utf8(connection.http.certificateFile), Filled("{folder}/option"));
+  EXPECT_EQ(Utf8(connection.http.keyFile), "");
+  EXPECT_EQ(Utf8(connection.http.keyPassword), "");
+}
+
+struct Contradiction {
+  Words words;
+  Variables variables;
+  std::string server;
+  std::string says;
+};
+
+TEST_F(ConnectionSettings, ContradictionsAreErrorsThatNameBothSides) {
+  const Words url{"--url", "http://h/"};
+  const Words server{"--server", "s"};
+  const Contradiction cases[] = {
+      {Joined(url, {"--user", "a", "--token-file", "f"}),
+       {},
+       "",
+       "--token-file and --user cannot be combined"},
+      {Joined(url, {"--password-file", "f", "--token-file", "f"}),
+       {},
+       "",
+       "--token-file and --password-file cannot be combined"},
+      {{"--url", "http://a:b@h/", "--token-file", "f"},
+       {},
+       "",
+       "--token-file and the user in the URL cannot be combined"},
+      {url,
+       {{"XMLA_IMPORT_USER", "a"}, {"XMLA_IMPORT_TOKEN", "t"}},
+       "",
+       "XMLA_IMPORT_TOKEN and XMLA_IMPORT_USER cannot be combined"},
+      {server,
+       {},
+       "user='a'\ntoken-file='f'",
+       "the key token-file of server \"s\" and the key user of server \"s\" cannot be combined"},
+      {server,
+       {},
+       "user='a'\npassword-file='f'\npassword-command=['x']",
+       "the key password-file of server \"s\" and password-command cannot be combined"},
+      {{},
+       {{"XMLA_IMPORT_URL", "http://h/"}, {"XMLA_IMPORT_SERVER", "s"}},
+       "",
+       "XMLA_IMPORT_URL and XMLA_IMPORT_SERVER cannot be combined; unset one"},
+      {Joined(url, {"--server", "s"}), {}, "", "--url and --server cannot be combined"},
+      {{"--url", "http://h/", "--server", "s", "--sample", "sap-bw"},
+       {},
+       "",
+       "--url, --server and --sample cannot be combined"},
+      {Joined(url, {"--auth", "negotiate", "--token-file", "{folder}/file"}),
+       {},
+       "",
+       "--auth cannot be combined with a token (--token-file)"},
+      {Joined(url, {"--auth", "negotiate"}),
+       {{"XMLA_IMPORT_TOKEN", "t"}},
+       "",
+       "--auth cannot be combined with a token (XMLA_IMPORT_TOKEN)"},
+      {Joined(url, {"--auth", "negotiate", "--user", "a", "--password-file", "f"}),
+       {},
+       "",
+       "--password-file has no effect with --auth negotiate"},
+      {Joined(url, {"--auth", "ntlm,basic"}),
+       {},
+       "",
+       "--auth \"ntlm,basic\" needs a user name; use --user NAME, or allow negotiate"},
+      {server, {}, "auth='basic'", "the key auth of server \"s\" \"basic\" needs a user name"},
+      {Joined(url, {"--auth", "basic,kerberos"}),
+       {},
+       "",
+       "unknown --auth \"kerberos\"; expected one of: negotiate, ntlm, digest, basic"},
+      {Joined(url, {"--auth", "negotiat"}), {}, "", "did you mean negotiate?"},
+      {Joined(url, {"--auth", "basic,"}), {}, "", "unknown --auth \"\""},
+      {Joined(url, {"--key", "{folder}/key"}), {}, "", "--key needs a certificate; use --cert"},
+      {Joined(url, {"--key-password-file", "-"}),
+       {},
+       "",
+       "--key-password-file needs a certificate; use --cert FILE"},
+      {Joined(url, {"--cert", "{folder}/none"}), {}, "", "none\" cannot be read: No such file"},
+      {Joined(url, {"--cert", "{folder}"}), {}, "", "cannot be read: Is a directory"},
+      {Joined(url, {"--cert", "{folder}/cert", "--key", "{folder}/none"}),
+       {},
+       "",
+       "none\" cannot be read: No such file"},
+      {Joined(url, {"--ca-file", "{folder}/none"}), {}, "", "none\" cannot be read: No such"},
+      {Joined(url, {"--user", "a", "--password-file", "-", "--cert", "{folder}/cert",
+                    "--key-password-file", "-"}),
+       {},
+       "",
+       "--password-file and --key-password-file cannot both read standard input"},
+      {Joined(url, {"--token-file", "-", "--cert", "{folder}/cert", "--key-password-file", "-"}),
+       {},
+       "",
+       "--token-file and --key-password-file cannot both read standard input"},
+      {Joined(url, {"--token-file", "{folder}/none"}), {}, "", "the token cannot be read from"},
+      {url, {{"XMLA_IMPORT_TOKEN", "Bearer abc"}}, "", "the token (XMLA_IMPORT_TOKEN) is empty or"},
+      {Joined(url, {"--retry", "-1"}), {}, "", "--retry needs a whole number from 0 to 100"},
+      {Joined(url, {"--retry", "101"}), {}, "", "--retry needs a whole number from 0 to 100"},
+      {Joined(url, {"--timeout", "1.5"}), {}, "", "--timeout needs a whole number from 0 to 86400"},
+      {Joined(url, {"--connect-timeout", "86401"}),
+       {},
+       "",
+       "--connect-timeout needs a whole number from 0 to 86400"},
+      {{"--server", "t"}, {}, "", "unknown --server \"t\"; expected one of: \"s\""},
+      {{}, {{"XMLA_IMPORT_SERVER", "other"}}, "", "unknown XMLA_IMPORT_SERVER \"other\""},
+  };
+  for (const Contradiction& each : cases) {
+    const std::string error = Error(each.words, each.variables, kServer + each.server);
+    EXPECT_THAT(error, HasSubstr(each.says)) << testing::PrintToString(each.words);
+    EXPECT_EQ(error.find('\n'), error.npos);
+  }
+}
+
+/// Options that decide who logs in, and how the service is reached, would be ignored.
+TEST_F(ConnectionSettings, SampleTakesNoneOfTheOptionsForAccess) {
+  for (const char* const option : {"--user", "--password-file", "--token-file", "--cert", "--key",
+                                   "--key-password-file", "--ca-file", "--proxy"})
+    EXPECT_EQ(Error({"--sample", "sap-bw", option, "x"}, {}, ""),
+              std::string(option) +
+                  " cannot be combined with --sample; see xmla-import sources "
+                  "--help");
+  EXPECT_THAT(Error({"--sample", "sap-bw", "--auth", "basic"}, {}, ""), HasSubstr("--auth cannot"));
+  const Connection connection =
+      Connected({"--sample", "sap-bw", "--timeout", "7", "--retry", "2", "--target", "sap-bw"},
+                {{"XMLA_IMPORT_URL", "http://h/"}, {"XMLA_IMPORT_SERVER", "s"}}, "");
+  EXPECT_EQ(connection.http.timeoutSeconds, 7u);
+  EXPECT_EQ(connection.http.maxRetries, 2u);
+}
+
+}  // namespace
