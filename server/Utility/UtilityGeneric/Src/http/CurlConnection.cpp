@@ -19,6 +19,7 @@
 #include "Utility/Generic/Secret.h"
 #include "http/HTTPAuthentication.h"
 #include "http/HTTPConnection.h"
+#include "http/HTTPConnectionNotes.h"
 #include "http/HTTPProxy.h"
 #include "http/HTTPReceiver.h"
 #include "http/HTTPUrl.h"
@@ -145,6 +146,8 @@ class CurlConnection final : public HTTPConnection {
   static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static int OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
                         curl_off_t sent) noexcept;
+  static int OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_t count,
+                       void* self) noexcept;
   static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
 
   template <class Value>
@@ -176,10 +179,12 @@ class CurlConnection final : public HTTPConnection {
   const CurlLibrary m_library;
   const std::uint32_t m_timeoutSeconds;
   const bool m_mayUseTLS;
+  const bool m_wantsDetails;
   HTTPReceiver& m_receiver;
   CURL* m_easy = nullptr;
   CURLM* m_multi = nullptr;
   HeaderList m_headers;
+  HTTPConnectionNotes m_notes;
   CURLcode m_code = CURLE_OK;
   char m_reason[CURL_ERROR_SIZE] = {};
   curl_off_t m_transferred = 0;  // body bytes in both directions
@@ -192,6 +197,7 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
     : m_timeoutSeconds(timeoutSeconds),
       m_mayUseTLS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url)) ||
                   !options.proxy->empty()),  // the connection to a proxy may use TLS
+      m_wantsDetails(options.wantsConnectionDetails),
       m_receiver(receiver) {
   try {
     m_easy = curl_easy_init();
@@ -252,6 +258,8 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_XFERINFODATA, this);
   Set(CURLOPT_NOPROGRESS, 0L);
   Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
+  Set(CURLOPT_DEBUGFUNCTION, &OnMessage);
+  Set(CURLOPT_DEBUGDATA, this);
   // An empty user name makes libcurl use the identity of the process.
   if (!user.empty() || (options.authSchemes & kAuthNegotiate) != 0)
     Set(CURLOPT_USERNAME, user.c_str());
@@ -343,6 +351,18 @@ int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl
   return connection.m_receiver.OnProgress(Unsigned(received)) ? 0 : 1;
 }
 
+int CurlConnection::OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_t count,
+                              void* self) noexcept {
+  if (kind != CURLINFO_TEXT) return 0;
+  auto& connection = *static_cast<CurlConnection*>(self);
+  try {
+    connection.m_notes.OnMessage({bytes, count});
+  } catch (...) {
+    connection.m_receiver.Fail(HTTPFailure::kOutOfMemory);
+  }
+  return 0;
+}
+
 curl_socket_t CurlConnection::OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
@@ -414,6 +434,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   if (request.forgetLogInState) ReplaceEasyHandle();
   m_reason[0] = '\0';
+  m_notes.BeginRequest();
+  // libcurl gives the reason for a failed Negotiate log-in only in its messages.
+  const bool mayUseKerberos = ((request.serviceScheme | request.proxyScheme) & kAuthNegotiate) != 0;
+  Set(CURLOPT_VERBOSE, long{m_wantsDetails || mayUseKerberos});
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
   Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   Set(CURLOPT_COOKIE, request.cookies.empty() ? nullptr : request.cookies.c_str());
@@ -439,6 +463,7 @@ HTTPRequestInfo CurlConnection::Info() const {
   if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) info.contentType = type;
   if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
     info.redirectTarget = HTTPUrl::ForDisplay(BaseStringUtil::FromUTF8(target));
+  info.logInProblem = m_notes.LogInProblem();
   info.systemError = static_cast<int>(Get<long>(CURLINFO_OS_ERRNO));
   info.wireBytes = WireBytes();
   if (info.usedNewConnection) info.connectSeconds = Get<double>(CURLINFO_CONNECT_TIME);

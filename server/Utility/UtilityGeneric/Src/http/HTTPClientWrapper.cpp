@@ -47,6 +47,7 @@ struct Setup {
 void DiagnoseLogIn(const HTTPResponse& response, const Setup& setup, HTTPDiagnosis& diagnosis) {
   diagnosis.details = response.schemes.empty() ? String(L"no way to log in is offered")
                                                : L"it offers " + Joined(response.schemes);
+  if (!response.logInProblem.empty()) diagnosis.details += L"; " + FromUTF8(response.logInProblem);
   if (response.status == 401) {
     if (!setup.hasUser) {
       diagnosis.what += L": the server requires a log-in";

@@ -31,6 +31,9 @@ struct HTTPRequestInfo {
   std::string contentType;
   String redirectTarget;  ///< without credentials
   int systemError = 0;    ///< errno
+  /// Why Negotiate sent no log-in: the text of the Kerberos library, on one line and truncated.
+  /// Empty: none.
+  std::string logInProblem;
   std::uint64_t wireBytes = 0;
   double connectSeconds = 0;  ///< 0 for the kept-alive connection
   double firstByteSeconds = 0;

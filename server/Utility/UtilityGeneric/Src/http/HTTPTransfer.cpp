@@ -30,6 +30,7 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
     // libcurl retries on a kept-alive connection that turns out to be closed. But it counts these
     // retries over all requests, and refuses every sixth.
     if (failure == HTTPFailure::kSendFailed && !info.usedNewConnection) failure = Send(body, info);
+    if (!info.logInProblem.empty()) response.logInProblem = info.logInProblem;
   } while (ShouldSendAgain(failure == HTTPFailure::kNone, info));
   if (failure == HTTPFailure::kNone) m_receiver.OnEnd(info.wireBytes);
   if (m_receiver.Failure() != HTTPFailure::kNone) failure = m_receiver.Failure();
