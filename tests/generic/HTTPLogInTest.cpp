@@ -23,6 +23,7 @@
 namespace {
 
 using testing::AllOf;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -297,6 +298,29 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInSequence,
                            return std::string(std::get<0>(test.param).name) +
                                   (std::get<1>(test.param) ? "WithAProxy" : "");
                          });
+
+/// The Kerberos library's reason is only in libcurl's messages.
+TEST(HTTPNegotiate, FailureNamesTheReasonOfKerberos) {
+  const KerberosTicket configuration;
+  setenv("KRB5CCNAME", "FILE:/proc/no-such-cache", 1);
+  for (const bool isProxy : {false, true}) {
+    SCOPED_TRACE(isProxy);
+    WireServer server(isProxy ? Answer("", "407 No", "Proxy-Authenticate: Negotiate\r\n")
+                              : Answer("", "401 No", "WWW-Authenticate: Negotiate\r\n"));
+    HTTPClientOptions options;
+    options.authSchemes = kAuthNegotiate;
+    const std::string url = "http://localhost:" + server.Port() + "/";
+    if (isProxy) options.proxy = Wide(url);
+    const std::string error = PostOnce(isProxy ? "http://service.test/" : url, 10, &options).error;
+    EXPECT_THAT(error, HasSubstr("(it offers Negotiate; gss_init_sec_context() failed: "));
+    EXPECT_THAT(error, AnyOf(HasSubstr("No credentials were supplied"), HasSubstr("ache")));
+    EXPECT_THAT(error, Not(HasSubstr("\n")));
+    // Without Negotiate, there is no such text.
+    options.authSchemes = kAuthBasic;
+    EXPECT_THAT(PostOnce(isProxy ? "http://service.test/" : url, 10, &options).error,
+                Not(HasSubstr("gss_")));
+  }
+}
 
 /// Two clients of one service or proxy share what they know about its authentication.
 class HTTPLogInMemoryOfClients : public testing::TestWithParam<bool> {
