@@ -184,11 +184,14 @@ class ServiceCheck {
       return false;
     }
     const HTTPExchangeInfo& first = m_recorder.First();
-    Take(ResponseStep(first, m_recorder.IsReused() || !isIdentified));
-    if (!isIdentified && !m_recorder.Last().ok) {
-      Take(FailedExchange("protocol", first.url, messages.errors.front()));
+    const HTTPStep failed = isIdentified || IsFault(messages.errors.front())
+                                ? HTTPStep::kNone
+                                : m_recorder.Last().failedStep;
+    if (failed == HTTPStep::kResponse && first.failedStep == failed) {
+      Take(Failure("response", messages.errors));
       return false;
     }
+    Take(ResponseStep(first, m_recorder.IsReused() || !isIdentified));
     if (!isIdentified && !IsFault(messages.errors.front())) {
       Take(Failure("protocol", messages.errors));
       return false;

@@ -105,8 +105,6 @@ void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connec
     step.name = name;
     take(std::move(step));
   }
-  if (first.failedStep == HTTPStep::kResponse)
-    take(FailedExchange("response", first.url, Utf8(first.error)));
 }
 
 CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused) {

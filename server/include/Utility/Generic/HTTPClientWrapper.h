@@ -105,6 +105,7 @@ enum class HTTPStep {
   kTLS,
   kLogIn,
   kResponse,
+  kProtocol,  ///< the reply is no XML; whether XML is XMLA, only the caller knows
 };
 
 /// About the connection and the response of an exchange, for people who look for a problem. A text

@@ -97,7 +97,8 @@ HTTPDiagnosis DiagnoseBody(const HTTPResponse& response) {
   const std::string_view body = response.body.view();
   const wchar_t* const kCheckURL = L"check that the URL leads to an XML for Analysis service";
   if (ReplyKind::IsEmpty(body)) {
-    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL, L""};
+    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL, L"",
+            HTTPStep::kProtocol};
   }
   if (ReplyKind::IsWebPage(body)) {
     const std::string title = ReplyKind::PageTitle(body);
@@ -106,12 +107,12 @@ HTTPDiagnosis DiagnoseBody(const HTTPResponse& response) {
     return {what,
             L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
             L"that it leads to an XML for Analysis service",
-            L""};
+            L"", HTTPStep::kProtocol};
   }
   if (ReplyKind::IsPlainText(body)) {
     return {L"the server sent plain text instead of XML: \"" +
                 FromUTF8(ReplyKind::Beginning(body)) + L"\"",
-            kCheckURL, L""};
+            kCheckURL, L"", HTTPStep::kProtocol};
   }
   return {};
 }
