@@ -44,9 +44,11 @@ class StandardError {
   StandardError& operator=(const StandardError&) = delete;
 
   std::string Text() const {
-    std::string text(10000, '\0');
-    const ssize_t count = read(m_read, text.data(), text.size());
-    text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    std::string text;
+    char block[1000];
+    // A terminal returns one line at a time.
+    for (ssize_t count = 0; (count = read(m_read, block, sizeof block)) > 0;)
+      text.append(block, static_cast<std::size_t>(count));
     return text;
   }
 
