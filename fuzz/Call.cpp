@@ -1,4 +1,4 @@
-// Fuzzes the command line: arguments, environment variables and password file.
+// Fuzzes the command line: arguments, environment variables, password file and token.
 //
 // An input is a list of words, each terminated by a null character: arguments up to an empty word,
 // then the values of six environment variables (four of the tool, two of the library). The
@@ -85,8 +85,10 @@ void CheckPassword(std::string_view bytes) {
   if (line.starts_with("\xEF\xBB\xBF")) line.remove_prefix(3);
   const MemoryFile file(bytes);
   try {
-    const std::string password = PasswordFromFile(file.Name());
+    const std::string password = SecretFromFile("the password", file.Name());
     Require(isReadable && password == line, "not the password of the file's first line");
+    Require(!isReadable || bytes.size() > kMost || FirstLine(std::string(bytes)) == line,
+            "not the first line of a command's output");
   } catch (const UsageError& error) {
     Require(!isReadable && IsOneLine(error.what()), "the password file", error.what());
   }
@@ -95,7 +97,7 @@ void CheckPassword(std::string_view bytes) {
 /// Returns the error text of connecting; empty on success.
 std::string ErrorOfConnecting(const Arguments& arguments) {
   try {
-    Connection connection = Connect(arguments);
+    Connection connection = Connect(arguments, EnvironmentSecrets::Take());
     String user;
     String password;
     Require(HTTPClientWrapper::TakeCredentials(connection.url, user, password),
@@ -307,7 +309,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(arguments.jobs >= 1 && arguments.jobs <= 64, "wrong number of jobs");
   if (sample::KindFromName(arguments.sample)) return 0;  // --sample would start a server
   const MemoryFile password(file);
-  if (!arguments.passwordFile.empty()) arguments.passwordFile = password.Name();
+  for (std::string* const name :
+       {&arguments.passwordFile, &arguments.tokenFile, &arguments.keyPasswordFile})
+    if (!name->empty()) *name = password.Name();
   CheckConnecting(arguments);
   return 0;
 }

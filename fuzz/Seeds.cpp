@@ -92,6 +92,18 @@ constexpr std::string_view kCalls[] = {
     "||||||||",
 };
 
+constexpr const char* kServerFiles[] = {
+    "[sales]\nurl = \"https://h/x\"\nuser = \"CORP\\\\ann\"\npassword-command = [\"get\", \"x\"]\n"
+    "target = \"sap-bw\"\nca-file = \"corp.pem\" # comment\n",
+    "[\"a.b\"]\nurl='http://u:p@h/'\nauth=['ntlm','basic']\ntimeout=0\nretry=3\nproxy=''\n"
+    "[c]\nurl='http://h'\ntoken-file='-'\ncert='/c'\nkey='k'\nkey-password-file='p'\n",
+    "[a.b]\nurl='x'",
+    "[[a]]\npassword='x'",
+    "url=1979-05-27T07:32:00Z",
+    "[a]\nurl=\"\"\"http://h/\"\"\"\nconnect-timeout=0x10\n",
+    "a={url='http://h/', b={c=[1,[2]]}}",
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -134,6 +146,8 @@ int main(int argc, char** argv) {
     std::replace(call.begin(), call.end(), '|', '\0');
     calls.Add(call);
   }
-  std::printf("%zu seeds\n",
-              reader.Count() + rowsets.Count() + imports.Count() + texts.Count() + calls.Count());
+  Folder servers(argv[1], "servers");
+  for (const char* const text : kServerFiles) servers.Add(text);
+  std::printf("%zu seeds\n", reader.Count() + rowsets.Count() + imports.Count() + texts.Count() +
+                                 calls.Count() + servers.Count());
 }

@@ -17,10 +17,36 @@ TEST(Call, HelpListsCommandsOptionsAndStatuses) {
   const Outcome outcome = RunTool({"--help"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
-  for (const char* word :
-       {"sources", "tree", "cube", "import", "--url", "--sample", "--user", "--password-file",
-        "--target", "--log", "--format", "--output", "--quiet", "--verbose", "XMLA_IMPORT_URL",
-        "XMLA_IMPORT_USER", "XMLA_IMPORT_PASSWORD", "XMLA_IMPORT_TARGET", "130"})
+  for (const char* word : {"sources",
+                           "tree",
+                           "cube",
+                           "import",
+                           "--url",
+                           "--sample",
+                           "--user",
+                           "--password-file",
+                           "--server",
+                           "--token-file",
+                           "--auth",
+                           "--cert",
+                           "--key",
+                           "--key-password-file",
+                           "--ca-file",
+                           "--proxy",
+                           "--connect-timeout",
+                           "--timeout",
+                           "--retry",
+                           "--target",
+                           "--log",
+                           "--format",
+                           "--output",
+                           "--quiet",
+                           "--verbose",
+                           "XMLA_IMPORT_URL",
+                           "XMLA_IMPORT_USER",
+                           "XMLA_IMPORT_PASSWORD",
+                           "XMLA_IMPORT_TARGET",
+                           "130"})
     EXPECT_THAT(outcome.out, HasSubstr(word));
 }
 
@@ -37,6 +63,11 @@ TEST(Call, UsageErrorsDoNotRepeatPossibleSecrets) {
         Arguments{"--url", "http://127.0.0.1:1/", "--password=c4nary", "sources"},
         Arguments{"--url", "http://127.0.0.1:1/", "sources", "--password", "c4nary", "--format",
                   "json"},
+        Arguments{"--url", "http://127.0.0.1:1/", "--token", "c4nary", "sources"},
+        Arguments{"--url", "http://127.0.0.1:1/", "sources", "--key-password=c4nary"},
+        Arguments{"--url", "http://127.0.0.1:1/", "sources", "--proxy-user", "ann:c4nary"},
+        Arguments{"--sample", "sap-bw", "--proxy", "ann:c4nary@h:80", "sources"},
+        Arguments{"--sample", "sap-bw", "--proxy=http://ann:c4nary@h:80", "sources", "--json"},
         Arguments{"sources", "-pc4nary"}, Arguments{"sources", "http://ann:c4nary@h/"},
         Arguments{"http://ann:c4nary@h/", "sources"},
         Arguments{"--url", "http://h/", "--target", "http://ann:c4nary@h/", "sources"},
@@ -134,7 +165,11 @@ INSTANTIATE_TEST_SUITE_P(
                   {"--url", kUrl, "tree", "--source", "A", "--source", "B"},
                   {},
                   "--source may be given only once"},
-        WrongCall{"NoProvider", {"sources"}, {}, "--url URL (or XMLA_IMPORT_URL) or --sample KIND"},
+        WrongCall{"NoProvider",
+                  {"sources"},
+                  {},
+                  "--url URL (or XMLA_IMPORT_URL), --server NAME (or XMLA_IMPORT_SERVER) or "
+                  "--sample KIND"},
         WrongCall{"EmptyVariable", {"sources"}, {{"XMLA_IMPORT_URL", ""}}, "no service given"},
         WrongCall{"UrlAndSample",
                   {"--url", kUrl, "--sample", "tamarind", "sources"},

@@ -263,9 +263,19 @@ TEST(CredentialsInUse, FromAnOptionAreNotInTheProcessList) {
 TEST(CredentialsInUse, OfAWrongCallAreNotInTheProcessList) {
   if (geteuid() != 0) GTEST_SKIP() << kOnlyRoot;
   const Arguments forms[] = {
-      {"--password", "s3cret", "sources"},  {"--password=s3cret", "sources"},
-      {"sources", "--passwort", "s3cret"},  {"-ps3cret", "sources"},
-      {"-p", "s3cret", "sources"},          {"sources", "--token", "s3cret"},
+      {"--password", "s3cret", "sources"},
+      {"--password=s3cret", "sources"},
+      {"sources", "--passwort", "s3cret"},
+      {"-ps3cret", "sources"},
+      {"-p", "s3cret", "sources"},
+      {"sources", "--token", "s3cret"},
+      {"--token=s3cret", "sources"},
+      {"sources", "--key-password", "s3cret"},
+      {"sources", "--keypass=s3cret"},
+      {"--proxy", "ann:s3cret@host:80", "sources"},
+      {"--proxy=ann:s3cret@h:80", "tree", "sources"},
+      {"sources", "--proxy", "http://ann:s3cret@h:80"},
+      {"sources", "--proxy-user", "ann:s3cret"},
       {"--user", "s3cret", "sources", "x"},
   };
   const support::TempDir folder;

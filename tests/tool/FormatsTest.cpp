@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -77,6 +78,11 @@ std::vector<Json> Documents() {
   for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
     for (const char* command : {"sources", "tree", "import"})
       documents.push_back(RunTool({"--sample", kind, "--format", "json", command}).Document());
+  const support::TempDir folder;
+  Options options;
+  options.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
+  std::ofstream(folder.Path() / "servers.toml") << "[a]\nurl = 'http://h/'\n";
+  documents.push_back(RunTool({"--format", "json", "servers"}, options).Document());
   return documents;
 }
 

@@ -61,11 +61,14 @@ TEST(SampleProvider, IgnoresCredentials) {
     const Outcome outcome = RunTool({"--sample", "sap-bw", option, "ann", "sources"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.err,
-              "xmla-import: error: --user and --password-file cannot be combined with --sample; "
-              "see xmla-import sources --help\n");
+              "xmla-import: error: " + std::string(option) +
+                  " cannot be combined with --sample; see xmla-import sources --help\n");
   }
   Options options;  // the environment may have credentials for other calls
-  options.environment = {{"XMLA_IMPORT_USER", "ann"}, {"XMLA_IMPORT_PASSWORD", "x"}};
+  options.environment = {{"XMLA_IMPORT_USER", "ann"},
+                         {"XMLA_IMPORT_PASSWORD", "x"},
+                         {"XMLA_IMPORT_TOKEN", "x"},
+                         {"XMLA_IMPORT_SERVER", "x"}};
   EXPECT_EQ(RunTool({"--sample", "sap-bw", "sources"}, options).status, 0);
 }
 

@@ -328,7 +328,7 @@ class ServiceCheck {
   using Clock = std::chrono::steady_clock;
   /// A step, and what was found if it has not failed.
   struct Done {
-    const char* step;
+    std::string_view step;
     std::string found;
   };
 
@@ -350,12 +350,12 @@ class ServiceCheck {
     return {.name = std::move(name), .status = Status::kFailed, .found = text, .advice = advice};
   }
 
-  /// The step of the request that a group of error lines names; else nullptr.
-  static const char* StepOf(std::string_view line) {
-    line.remove_prefix(std::min(line.size(), std::string_view(kFailedRequest).size()));
+  /// The step of the request that the line names; else empty.
+  static std::string_view StepOf(std::string_view line) {
+    line.remove_prefix(std::string_view(kFailedRequest).size());
     for (const StepOfRequest& each : kStepsOfRequests)
       if (line.starts_with(each.request)) return each.step;
-    return nullptr;
+    return {};
   }
 
   /// Takes the steps of an operation that has begun at `begin`. Errors go to the step whose request
@@ -368,8 +368,8 @@ class ServiceCheck {
     for (const std::string& line : messages.errors) {
       group.push_back(line);
       if (!line.starts_with(kFailedRequest)) continue;
-      const char* const step = StepOf(line);
-      auto& place = errors[step ? step : steps.front().step];
+      const auto failed = std::ranges::find(steps, StepOf(line), &Done::step);
+      auto& place = errors[failed == steps.end() ? steps.front().step : failed->step];
       std::ranges::move(group, std::back_inserter(place));
       group.clear();
     }
@@ -385,7 +385,8 @@ class ServiceCheck {
       const auto failed = errors.find(name);
       const bool hasFailed = failed != errors.end();
       if (!hasFailed && errors.contains(NeededBy(name))) continue;  // is skipped
-      CheckStep step = hasFailed ? Failure(name, failed->second) : Success(name, found, messages);
+      CheckStep step =
+          hasFailed ? Failure(std::string(name), failed->second) : Success(name, found, messages);
       step.seconds = std::exchange(seconds, std::nullopt);
       Take(std::move(step));
       isComplete &= !hasFailed;
@@ -400,8 +401,9 @@ class ServiceCheck {
   }
 
   /// A failed look-up of a default member is a warning.
-  static CheckStep Success(const char* name, const std::string& found, const Messages& messages) {
-    CheckStep step{.name = name, .found = found};
+  static CheckStep Success(std::string_view name, const std::string& found,
+                           const Messages& messages) {
+    CheckStep step{.name = std::string(name), .found = found};
     if (step.name != "hierarchies") return step;
     const auto count = std::ranges::count_if(messages.warnings, &IsFault);
     if (count == 0) return step;
