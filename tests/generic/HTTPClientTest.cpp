@@ -225,8 +225,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"Status404", Answer(kPage, "404 Not Found"), "HTTP 404 Not Found"},
         {"Status405", Answer(kPage, "405 Nope"), "HTTP 405 Method Not Allowed"},
         {"Status407", Answer("", "407 Proxy", "Proxy-Authenticate: Basic realm=\"p\"\r\n"),
-         "HTTP 407 Proxy Authentication Required; put the proxy's user name and password into the "
-         "environment's proxy setting (it offers Basic)"},
+         "HTTP 407 Proxy Authentication Required; put the proxy's user name and password into its "
+         "URL (it offers Basic)"},
         {"Status413", Answer("", "413 Too large"), "HTTP 413 Content Too Large"},
         {"Status413Cut", "HTTP/1.1 413 Too large\r\nContent-Length: 100\r\n\r\nx",
          "HTTP 413 Content Too Large", true},

@@ -34,8 +34,9 @@ class HTTPAuthentication {
   const String& Advice() const noexcept { return m_advice; }
   /// True if this client, or one with the same HTTPLogInMemory, got a response of the service.
   bool HasServiceAnswered() const noexcept { return m_memory->hasAnswered; }
-  /// True if the service got a log-in and rejected it.
-  bool WasServiceLogInRejected() const noexcept { return m_service.WasRejected(); }
+  /// Sets of the schemes that were tried and rejected.
+  unsigned int RejectedByService() const noexcept { return m_service.Rejected(); }
+  unsigned int RejectedByProxy() const noexcept { return m_proxy.Rejected(); }
   bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
   /// True if the last request was rejected after a Digest log-in.
   bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }

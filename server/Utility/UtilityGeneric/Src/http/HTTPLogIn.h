@@ -25,8 +25,8 @@ class HTTPLogIn {
   /// Scheme().
   bool OnRejected(unsigned int offered) noexcept;
   void OnAccepted() noexcept;
-  /// True if the peer rejected a scheme in this exchange.
-  bool WasRejected() const noexcept { return m_tried != 0; }
+  /// The set of schemes that the peer rejected in this exchange.
+  unsigned int Rejected() const noexcept { return m_tried; }
   /// True if the peer offers only schemes that are weaker than one that was used before.
   bool OffersOnlyWeaker(unsigned int offered) const noexcept {
     return (offered & m_allowed) != 0 && (offered & m_allowed & m_memory) == 0;

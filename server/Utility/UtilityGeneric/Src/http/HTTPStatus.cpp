@@ -35,7 +35,7 @@ constexpr Status kStatuses[] = {
     {405, L"Method Not Allowed", L"check the path of the URL, which does not accept POST"},
     {406, L"Not Acceptable", L""},
     {407, L"Proxy Authentication Required",
-     L"put the proxy's user name and password into the environment's proxy setting"},
+     L"put the proxy's user name and password into its URL"},
     {408, L"Request Timeout", L"try again"},
     {409, L"Conflict", L"try again"},
     {410, L"Gone", L"ask the server's administrator where the service is now"},

@@ -40,7 +40,8 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.redirectTarget = info.redirectTarget;
   response.schemes = m_receiver.OfferedSchemes();
   response.logInAdvice = m_authentication.Advice();
-  response.wasLogInRejected = m_authentication.WasServiceLogInRejected();
+  response.rejectedByService = m_authentication.RejectedByService();
+  response.rejectedByProxy = m_authentication.RejectedByProxy();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
   response.wireBytes = info.wireBytes;
   response.earlierBytes = m_receiver.EarlierBytes();
@@ -83,6 +84,7 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.isHTTPS = m_isHTTPS;
   details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
   details.reason = m_connection->FailureReason();
+  response.connectStatus = details.proxyStatus;
   response.failure = failure;
   response.diagnosis = DescribeHTTPFailure(details);
 }

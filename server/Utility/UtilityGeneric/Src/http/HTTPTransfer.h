@@ -24,7 +24,9 @@ struct HTTPResponse {
   std::vector<std::string> schemes;  ///< names of the schemes that a 401 or 407 offers
   std::string logInProblem;          ///< see HTTPRequestInfo; of any request of the exchange
   String logInAdvice;                ///< why none of them was used, and what to do; may be empty
-  bool wasLogInRejected = false;     ///< the service rejected a log-in of this exchange
+  unsigned int rejectedByService = 0;  ///< set of HTTPAuthScheme that were tried in this exchange
+  unsigned int rejectedByProxy = 0;
+  long connectStatus = 0;            ///< of the proxy's refusal of a tunnel; 0: none
   bool basicInClear = false;         ///< see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
