@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +24,7 @@ constexpr int kPollMilliseconds = 20;
 /// it, and because its own children do not have it. Calls only async-signal-safe functions.
 [[noreturn]] void Keep(int lifeline, int output, char* const* command, char* const* environment) {
   setsid();
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
   // Another server's lifeline must not stay open here.
   dup2(lifeline, 0);
   dup2(output, 1);
@@ -42,7 +44,7 @@ constexpr int kPollMilliseconds = 20;
   while (poll(&wait, 1, kPollMilliseconds) == 0)
     if (waitpid(server, nullptr, WNOHANG) != 0) break;
   kill(-server, SIGKILL);
-  while (waitpid(server, nullptr, 0) > 0) continue;
+  while (waitpid(-1, nullptr, 0) > 0) continue;
   _exit(0);
 }
 

@@ -92,7 +92,7 @@ std::string Servers::PasswordServer(const std::string& path) const {
 Client::Client(const std::string& url, const Given& given) {
   HTTPClientOptions options;
   options.authSchemes = given.schemes;
-  options.proxy = Wide(given.proxy);
+  if (given.proxy) options.proxy = Wide(*given.proxy);
   options.caFile = Wide(given.caFile);
   m_client = std::make_unique<HTTPClientWrapper>(Wide(url), Wide(given.user), Wide(given.password),
                                                  10, &options);

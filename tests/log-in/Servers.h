@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -60,7 +61,7 @@ struct Given {
   std::string user = {};
   std::string password = {};
   unsigned int schemes = kAuthPasswordSchemes;
-  std::string proxy = {};  ///< URL; empty: none
+  std::optional<std::string> proxy = "";  ///< URL; empty: none; nullopt: the environment's
   std::string caFile = {};
 };
 

@@ -6,6 +6,7 @@ Prints its port. NTLM messages are read and verified with Impacket. An accepted 
 
 import base64
 import hashlib
+import html
 import http.server
 import json
 import os
@@ -76,7 +77,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def accept(self, user, domain=""):
         self.answer(
             200,
-            body=f'<r user="{user}" domain="{domain}" connection="{self.number}" handshakes="{handshakes}"/>',
+            body=f'<r user="{html.escape(user)}" domain="{domain}" connection="{self.number}" handshakes="{handshakes}"/>',
         )
 
     def ntlm(self, given):

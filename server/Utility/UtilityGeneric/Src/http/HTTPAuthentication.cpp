@@ -6,6 +6,16 @@
 
 namespace {
 
+/// A colon would end the user name of Basic, and its rest would become part of the password.
+bool HasColon(std::string_view user) { return user.find(':') != std::string_view::npos; }
+
+bool HasProxyUserColon(const String& proxy) {
+  Secret<String> user;
+  Secret<String> password;
+  HTTPProxy::GetCredentials(proxy, user, password);
+  return user.view().find(L':') != std::wstring_view::npos;
+}
+
 /// Without a user, only the identity of the process can be used.
 unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
   return hasUser ? schemes : schemes & kAuthNegotiate;
@@ -13,14 +23,16 @@ unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
 
 }  // namespace
 
-HTTPAuthentication::HTTPAuthentication(const String& url, bool hasUser,
+HTTPAuthentication::HTTPAuthentication(const String& url, std::string_view user,
                                        const HTTPClientOptions& options)
     : m_allowsUnencryptedBasic(options.allowBasicOverPlainHttp),
+      m_hasUserColon(HasColon(user)),
+      m_hasProxyUserColon(HasProxyUserColon(*options.proxy)),
       m_isServiceHTTPS(HTTPUrl::IsHTTPS(url)),
       m_isServiceLocal(HTTPUrl::IsLoopback(url)),
       m_isProxyUnencrypted(HTTPProxy::IsUnencrypted(*options.proxy)),
       m_memory(options.logInMemory ? options.logInMemory : std::make_shared<HTTPLogInMemory>()),
-      m_service(UsableSchemes(options.authSchemes, hasUser), m_memory->service),
+      m_service(UsableSchemes(options.authSchemes, !user.empty()), m_memory->service),
       m_proxy(ProxySchemes(options), m_memory->proxy) {}
 
 /// If the proxy's URL contains a user, the identity of the process is used only if no password
@@ -78,6 +90,14 @@ bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
       m_advice =
           L"a password is not sent by Basic over plain http to another machine: use https, or set "
           L"allowBasicOverPlainHttp";
+    }
+    offered &= ~static_cast<unsigned int>(kAuthBasic);
+  }
+  if (isProxy ? m_hasProxyUserColon : m_hasUserColon) {
+    if (offered == kAuthBasic) {
+      m_advice =
+          L"Basic cannot send a user name with a colon: use another user name, or ask the server's "
+          L"administrator for another way to log in";
     }
     offered &= ~static_cast<unsigned int>(kAuthBasic);
   }

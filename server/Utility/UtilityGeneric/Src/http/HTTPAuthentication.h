@@ -21,7 +21,7 @@ struct HTTPAuthRound {
 class HTTPAuthentication {
  public:
   /// `options.proxy` must be set.
-  HTTPAuthentication(const String& url, bool hasUser, const HTTPClientOptions& options);
+  HTTPAuthentication(const String& url, std::string_view user, const HTTPClientOptions& options);
 
   unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
   unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
@@ -48,6 +48,8 @@ class HTTPAuthentication {
   bool IsServiceUnencrypted(std::string_view peer) const;
 
   const bool m_allowsUnencryptedBasic;
+  const bool m_hasUserColon;
+  const bool m_hasProxyUserColon;
   const bool m_isServiceHTTPS;
   const bool m_isServiceLocal;
   const bool m_isProxyUnencrypted;

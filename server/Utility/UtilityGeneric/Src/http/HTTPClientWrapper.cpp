@@ -59,7 +59,12 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setu
   if (!response.logInProblem.empty()) diagnosis.details += L"; " + FromUTF8(response.logInProblem);
   const unsigned int rejected = isProxy ? response.rejectedByProxy : response.rejectedByService;
   const wchar_t* const peer = isProxy ? L": the proxy" : L": the server";
-  if ((rejected & kAuthPasswordSchemes) != 0) {
+  if (response.isLogInUnfinished) {
+    diagnosis.what += L": the connection was closed in the middle of the log-in";
+    diagnosis.advice =
+        L"ask the administrator of the server, or of a gateway before it, to keep connections "
+        L"open, which NTLM requires";
+  } else if ((rejected & kAuthPasswordSchemes) != 0) {
     diagnosis.what += String(peer) + L" rejected the user name or the password";
     if (isProxy) diagnosis.advice = L"check user name and password in the proxy's URL";
   } else if (rejected != 0 && !response.logInProblem.empty()) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <string>
+#include <vector>
 
 /// Chooses the authentication scheme for one peer, the service or its proxy, in all exchanges of a
 /// client. Schemes are values of HTTPAuthScheme.
@@ -31,6 +33,9 @@ class HTTPLogIn {
   bool OffersOnlyWeaker(unsigned int offered) const noexcept {
     return (offered & m_allowed) != 0 && (offered & m_allowed & m_memory) == 0;
   }
+
+  /// The names of a set of schemes, from strong to weak.
+  static std::vector<std::string> Names(unsigned int schemes);
 
  private:
   unsigned int Choose(unsigned int offered) noexcept;

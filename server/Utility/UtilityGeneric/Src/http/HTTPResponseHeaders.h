@@ -33,6 +33,9 @@ class HTTPResponseHeaders {
   bool IsComplete() const noexcept { return m_part == Part::kBody; }
   /// Names of the schemes that the last response offers, if it is a 401 or 407.
   const std::vector<std::string>& Schemes() const noexcept { return m_schemes; }
+  /// True if the last response is a 401 or 407 with a challenge of NTLM, to which the client would
+  /// have to answer on the same connection.
+  bool HasNTLMChallenge() const noexcept { return m_hasNTLMChallenge; }
 
  private:
   enum class Part { kStatusLine, kHeaders, kBody };
@@ -50,4 +53,5 @@ class HTTPResponseHeaders {
   std::string m_status;            // three digits
   std::size_t m_offers = 0;
   std::vector<std::string> m_schemes;
+  bool m_hasNTLMChallenge = false;
 };

@@ -9,7 +9,7 @@ HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
     : m_timeoutSeconds(timeoutSeconds),
       m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
       m_hasProxy(!options.proxy->empty()),
-      m_authentication(BaseStringUtil::FromUTF8(url), !user.empty(), options),
+      m_authentication(BaseStringUtil::FromUTF8(url), user.view(), options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
       m_connection(
           HTTPConnection::Create(url, user, password, timeoutSeconds, options, m_receiver)) {}
@@ -39,6 +39,7 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.contentType = std::move(info.contentType);
   response.redirectTarget = info.redirectTarget;
   response.schemes = m_receiver.OfferedSchemes();
+  response.isLogInUnfinished = m_receiver.HasNTLMChallenge();
   response.logInAdvice = m_authentication.Advice();
   response.rejectedByService = m_authentication.RejectedByService();
   response.rejectedByProxy = m_authentication.RejectedByProxy();
@@ -85,6 +86,8 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
   details.reason = m_connection->FailureReason();
   response.connectStatus = details.proxyStatus;
+  // libcurl does not pass on the headers of a refused tunnel.
+  if (response.connectStatus == 407) response.schemes = HTTPLogIn::Names(info.offeredByProxy);
   response.failure = failure;
   response.diagnosis = DescribeHTTPFailure(details);
 }

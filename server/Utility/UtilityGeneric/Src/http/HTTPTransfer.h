@@ -22,6 +22,7 @@ struct HTTPResponse {
   std::string contentType;
   String redirectTarget;             ///< without credentials; empty without a redirect
   std::vector<std::string> schemes;  ///< names of the schemes that a 401 or 407 offers
+  bool isLogInUnfinished = false;    ///< the connection ended between the rounds of NTLM
   std::string logInProblem;          ///< see HTTPRequestInfo; of any request of the exchange
   String logInAdvice;                ///< why none of them was used, and what to do; may be empty
   unsigned int rejectedByService = 0;  ///< set of HTTPAuthScheme that were tried in this exchange
