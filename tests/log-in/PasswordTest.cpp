@@ -89,14 +89,47 @@ TEST_P(Password, WorksInTheTool) {
 INSTANTIATE_TEST_SUITE_P(LogIn, Password, testing::ValuesIn(kWays),
                          [](const auto& test) { return test.param.name; });
 
-TEST_F(LogIn, BasicCannotSendAUserNameWithAColon) {
-  const Posted posted =
-      PostOnce(Basic() + "?colon", {.user = "ann:lee", .password = TheUsers().at("ann:lee")});
-  EXPECT_THAT(posted.error,
-              HasSubstr("Basic cannot send a user name with a colon: use another user name, or ask "
-                        "the server's administrator for another way to log in (it offers Basic)"));
-  EXPECT_THAT(Servers::Get().web.Log("service", "?colon", 1),
-              testing::ElementsAre(HasSubstr("| - | -")));
+// Names and passwords that a scheme cannot send are not sent at all.
+
+struct Unsendable {
+  const char* offer;
+  const char* user;
+  const char* password;
+  bool isProxy;
+  const char* says;
+};
+
+const std::vector<Unsendable> kUnsendable = {
+    {"Basic realm=\"r\"", "ann:lee", "canary", false,
+     "; Basic cannot send a user name with a colon: use another user name, or ask the "
+     "administrator for another way to log in (it offers Basic)"},
+    {"Basic realm=\"r\"", "ann%3Alee", "canary", true,
+     "; Basic cannot send a user name with a colon"},
+    {"NTLM", "анна", "canary", false,
+     "; NTLM can send only characters of ISO 8859-1 (Latin-1): use another user name or password, "
+     "or ask the administrator for another way to log in (it offers NTLM)"},
+    {"NTLM", "ann", "canary-€", false, "; NTLM can send only characters of ISO 8859-1"},
+    {"NTLM", "j%C3%BCrgen", "canary", true, "; NTLM can send only ASCII characters to a proxy"},
+};
+
+TEST_F(LogIn, UnsendableNamesAndPasswordsAreNotSent) {
+  for (const Unsendable& test : kUnsendable) {
+    SCOPED_TRACE(test.says);
+    const std::string header = test.isProxy ? "Proxy-Authenticate: " : "WWW-Authenticate: ";
+    WireServer server(
+        Answer("", test.isProxy ? "407 No" : "401 No", header + test.offer + "\r\n"));
+    Given given;
+    if (test.isProxy) {
+      given.proxy = std::string("http://") + test.user + ":" + test.password + "@" +
+                    server.Authority();
+    } else {
+      given.user = test.user;
+      given.password = test.password;
+    }
+    const Posted posted = PostOnce("http://" + server.Authority() + "/", given);
+    EXPECT_THAT(posted.error, HasSubstr(test.says));
+    EXPECT_EQ(server.Requests().size(), 1u);
+  }
 }
 
 /// The value of an attribute in the password server's reply.

@@ -20,6 +20,7 @@
 #include "http/HTTPAuthentication.h"
 #include "http/HTTPConnection.h"
 #include "http/HTTPConnectionNotes.h"
+#include "http/HTTPCredentials.h"
 #include "http/HTTPProxy.h"
 #include "http/HTTPReceiver.h"
 #include "http/HTTPUrl.h"
@@ -441,6 +442,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
   Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   Set(CURLOPT_COOKIE, request.cookies.empty() ? nullptr : request.cookies.c_str());
+  if (request.credentials) {
+    Set(CURLOPT_USERNAME, request.credentials->User(request.serviceScheme).c_str());
+    Set(CURLOPT_PASSWORD, request.credentials->Password(request.serviceScheme).c_str());
+  }
   Set(CURLOPT_HTTPAUTH, ToCurlSchemes(request.serviceScheme));
   Set(CURLOPT_PROXYAUTH, ToCurlSchemes(request.proxyScheme));
   m_code = CURLE_OUT_OF_MEMORY;

@@ -5,6 +5,7 @@
 
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
+#include "http/HTTPCredentials.h"
 #include "http/HTTPLogIn.h"
 
 /// The result of one request of an exchange.
@@ -21,7 +22,8 @@ struct HTTPAuthRound {
 class HTTPAuthentication {
  public:
   /// `options.proxy` must be set.
-  HTTPAuthentication(const String& url, std::string_view user, const HTTPClientOptions& options);
+  HTTPAuthentication(const String& url, const HTTPCredentials& credentials,
+                     const HTTPClientOptions& options);
 
   unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
   unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
@@ -46,10 +48,13 @@ class HTTPAuthentication {
 
  private:
   bool IsServiceUnencrypted(std::string_view peer) const;
+  /// Removes the scheme from a set of offered ones. If no other one is usable, sets the advice.
+  void Exclude(unsigned int scheme, const HTTPLogIn& logIn, const wchar_t* advice,
+               unsigned int& offered);
 
   const bool m_allowsUnencryptedBasic;
-  const bool m_hasUserColon;
-  const bool m_hasProxyUserColon;
+  const unsigned int m_unusable;  // schemes that cannot send the user or the password
+  const unsigned int m_unusableForProxy;
   const bool m_isServiceHTTPS;
   const bool m_isServiceLocal;
   const bool m_isProxyUnencrypted;

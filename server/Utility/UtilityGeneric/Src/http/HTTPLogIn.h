@@ -29,9 +29,11 @@ class HTTPLogIn {
   void OnAccepted() noexcept;
   /// The set of schemes that the peer rejected in this exchange.
   unsigned int Rejected() const noexcept { return m_tried; }
+  /// The offered schemes that may be used.
+  unsigned int Usable(unsigned int offered) const noexcept { return offered & m_allowed & m_memory; }
   /// True if the peer offers only schemes that are weaker than one that was used before.
   bool OffersOnlyWeaker(unsigned int offered) const noexcept {
-    return (offered & m_allowed) != 0 && (offered & m_allowed & m_memory) == 0;
+    return (offered & m_allowed) != 0 && Usable(offered) == 0;
   }
 
   /// The names of a set of schemes, from strong to weak.

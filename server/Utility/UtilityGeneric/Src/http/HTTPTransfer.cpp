@@ -9,7 +9,8 @@ HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
     : m_timeoutSeconds(timeoutSeconds),
       m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
       m_hasProxy(!options.proxy->empty()),
-      m_authentication(BaseStringUtil::FromUTF8(url), user.view(), options),
+      m_credentials(user, password),
+      m_authentication(BaseStringUtil::FromUTF8(url), m_credentials, options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
       m_connection(
           HTTPConnection::Create(url, user, password, timeoutSeconds, options, m_receiver)) {}
@@ -57,6 +58,7 @@ HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) 
   HTTPRequest request{body, m_receiver.Cookies()};
   request.serviceScheme = m_authentication.ServiceScheme();
   request.proxyScheme = m_authentication.ProxyScheme();
+  if (!m_credentials.IsASCII()) request.credentials = &m_credentials;
   request.forgetLogInState = m_authentication.WasDigestRejected();
   const HTTPFailure failure = m_connection->Send(request);
   info = m_connection->Info();

@@ -61,6 +61,7 @@ class HTTPTransfer {
   const std::uint32_t m_timeoutSeconds;
   const bool m_isHTTPS;
   const bool m_hasProxy;
+  const HTTPCredentials m_credentials;
   HTTPAuthentication m_authentication;
   HTTPReceiver m_receiver;
   std::unique_ptr<HTTPConnection> m_connection;
