@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "Servers.h"
@@ -121,6 +122,9 @@ const char kOtherRealm[] =
 const char kNoKDC[] =
     "no Kerberos server (KDC) of the ticket's realm can be reached; check the network, and the "
     "realm's kdc in /etc/krb5.conf or the file named by KRB5_CONFIG (";
+const char kKey[] =
+    "the service cannot decrypt the Kerberos ticket; run kinit again, or ask the administrator to "
+    "give the service its current key (keytab) (";
 const char kRejected[] =
     "the server rejected the Kerberos ticket; check with klist whose ticket it is, and ask the "
     "administrator whether that user may log in (it offers Negotiate)";
@@ -139,6 +143,10 @@ const std::vector<Refused> kRefused = {
     {"KDCIsDown", Ticket::kAnn, View::kKDCIsDown, "negotiate", "localhost", kNoKDC,
      "Cannot contact any KDC for realm 'REALM.TEST'"},
     {"NoKDC", Ticket::kAnn, View::kNoKDC, "negotiate", "localhost", kNoKDC, "Cannot find KDC"},
+    {"OldKey", Ticket::kAnn, View::kCorrect, "old-key", "localhost", kKey,
+     "Key version is not available"},
+    {"WrongKey", Ticket::kAnn, View::kCorrect, "wrong-key", "localhost", kKey,
+     "Decrypt integrity check failed"},
     {"UserMayNotLogIn", Ticket::kAnn, View::kCorrect, "only-bob", "localhost", kRejected, ""},
 };
 
@@ -171,6 +179,54 @@ TEST_P(KerberosRefusal, SaysItInTheTool) {
 
 INSTANTIATE_TEST_SUITE_P(LogIn, KerberosRefusal, testing::ValuesIn(kRefused),
                          [](const auto& test) { return test.param.name; });
+
+// Without a ticket, a password may be meant; with a password, a ticket.
+
+TEST_F(LogIn, NoTicketSuggestsAUserIfThatWouldHelp) {
+  Servers& servers = Servers::Get();
+  const Environment environment(servers.realm.Client(View::kCorrect, CacheOf(Ticket::kNone)));
+  const Posted posted = PostOnce(servers.Gateway("negotiate-or-basic"), {.schemes = kNegotiate});
+  EXPECT_THAT(posted.error, HasSubstr("there is no Kerberos ticket; run kinit, or give a user name "
+                                      "and a password (it offers Negotiate, Basic; "));
+  const tool::Outcome outcome =
+      RunTool({"--url", servers.GatewayToProvider("negotiate-or-basic"), "sources"},
+              servers.realm.Client(View::kCorrect, CacheOf(Ticket::kNone)));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err,
+              HasSubstr("there is no Kerberos ticket; run kinit, or use --user NAME (it offers "));
+}
+
+TEST_F(LogIn, APasswordSuggestsATicketIfThatWouldHelp) {
+  const Posted posted =
+      PostOnce(Servers::Get().Gateway("negotiate"), {.user = "bob", .password = "canary"});
+  EXPECT_THAT(posted.error,
+              HasSubstr("the server offers no way to log in that can be used here; log in with a "
+                        "Kerberos ticket instead of a user name, or ask the server's administrator "
+                        "for one that uses a password (it offers Negotiate)"));
+}
+
+TEST_F(LogIn, APasswordIsTriedIfThereIsNoTicket) {
+  Servers& servers = Servers::Get();
+  const Environment environment(servers.realm.Client(View::kCorrect, CacheOf(Ticket::kNone)));
+  const std::string url = servers.Gateway("negotiate-or-basic");
+  const Posted posted =
+      PostOnce(url, {.user = "bob", .password = Realm::Password("bob"), .schemes = kAll});
+  EXPECT_TRUE(posted.ok) << posted.error;
+  EXPECT_THAT(
+      PostOnce(url, {.user = "bob", .password = "canary", .schemes = kAll}).error,
+      HasSubstr("the server rejected the user name or the password; check user name and password "));
+}
+
+TEST_F(LogIn, ANewTicketIsUsedByTheNextRequest) {
+  Servers& servers = Servers::Get();
+  const std::string cache = servers.folder.Path() / "new-cache";
+  const Environment environment(servers.realm.Client(View::kCorrect, cache));
+  Client client(servers.Gateway("negotiate"), {.schemes = kNegotiate});
+  EXPECT_FALSE(client.Post().ok);
+  std::filesystem::copy_file(CacheOf(Ticket::kAnn), cache);
+  const Posted posted = client.Post();
+  EXPECT_TRUE(posted.ok) << posted.error;
+}
 
 TEST_F(LogIn, ToolUsesTheTicket) {
   Servers& servers = Servers::Get();

@@ -23,22 +23,25 @@ std::string Section(const std::string& name, const std::vector<std::string>& lin
   return text;
 }
 
+/// The part of a KDC's configuration that its tools need.
+void WriteTools(const std::string& folder, const std::string& name, const std::string& database) {
+  std::ofstream(folder + "/" + name + ".conf")
+      << Section("realms", {"REALM.TEST = {", "database_name = " + folder + "/" + database,
+                            "key_stash_file = " + folder + "/" + database + ".stash", "}"});
+}
+
 }  // namespace
 
 Realm::Realm(const std::string& folder) : m_folder(folder) {
-  // The configuration of a KDC names its port. The database's tools need any configuration.
-  std::ofstream(m_folder + "/tools.conf") << "[realms]\nREALM.TEST = {\ndatabase_name = " << m_folder
-                                          << "/database\nkey_stash_file = " << m_folder
-                                          << "/stash\n}\n";
-  WriteConfiguration(View::kCorrect, 0);
+  WriteConfiguration(View::kCorrect, "");
   CreateDatabase();
-  const int port = StartKDC("", m_KDC);
-  WriteConfiguration(View::kCorrect, port);
-  WriteConfiguration(View::kOtherRealm, port);
+  CreateWrongKeytab();
+  const std::string address = StartKDC("", m_KDC);
+  WriteConfiguration(View::kCorrect, address);
+  WriteConfiguration(View::kOtherRealm, address);
   WriteConfiguration(View::kFastClock, StartKDC("+20m", m_fastKDC));
-  WriteConfiguration(View::kKDCIsDown, FreePort());
-  WriteConfiguration(View::kNoKDC, 0);
-  std::ofstream(Configuration(View::kNoRealm)).flush();
+  WriteConfiguration(View::kKDCIsDown, "127.0.0.1:" + std::to_string(FreePort()));
+  WriteConfiguration(View::kNoKDC, "");
 }
 
 std::string Realm::Password(const std::string& user) { return "canary-kdc-" + user; }
@@ -58,6 +61,7 @@ Variables Realm::Server(const std::string& name) const {
 }
 
 void Realm::CreateDatabase() const {
+  WriteTools(m_folder, "tools", "database");
   const Variables variables = Server("tools");
   Run("/usr/sbin/kdb5_util", {"create", "-r", "REALM.TEST", "-s", "-P", "master"}, variables);
   const std::string users = "-norandkey -k " + m_folder + "/users ";
@@ -69,32 +73,40 @@ void Realm::CreateDatabase() const {
     Run("/usr/sbin/kadmin.local", {"-r", "REALM.TEST", "-q", query}, variables);
 }
 
-void Realm::WriteConfiguration(View view, int port) const {
+void Realm::CreateWrongKeytab() const {
+  WriteTools(m_folder, "wrong-tools", "wrong-database");
+  const Variables variables = Server("wrong-tools");
+  Run("/usr/sbin/kdb5_util", {"create", "-r", "REALM.TEST", "-s", "-P", "master"}, variables);
+  for (const std::string& query :
+       {std::string("addprinc -randkey HTTP/localhost"), "ktadd -k " + WrongKeytab() + " HTTP/localhost"})
+    Run("/usr/sbin/kadmin.local", {"-r", "REALM.TEST", "-q", query}, variables);
+}
+
+void Realm::WriteConfiguration(View view, const std::string& kdc) const {
   std::ofstream(Configuration(view))
       << Section("libdefaults",
                  {"default_realm = REALM.TEST", "dns_lookup_kdc = false",
                   "dns_lookup_realm = false", "dns_canonicalize_hostname = false", "rdns = false"})
       << Section("realms", {"REALM.TEST = {",
-                            port == 0 ? "" : "kdc = 127.0.0.1:" + std::to_string(port), "}"})
+                            kdc.empty() ? "" : "kdc = " + kdc, "}"})
       << Section("domain_realm",
                  {view == View::kOtherRealm ? "localhost = OTHER.TEST" : "localhost = REALM.TEST",
                   "127.0.0.1 = REALM.TEST"});
 }
 
-int Realm::StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const {
+std::string Realm::StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const {
   const std::string name = "kdc" + clock;
   const std::string log = m_folder + "/" + name + ".log";
   std::vector<std::string> command{"/usr/sbin/krb5kdc", "-n"};
   if (!clock.empty()) command.insert(command.begin(), {"/usr/bin/faketime", "-f", clock});
   for (int attempt = 0; attempt < 5; ++attempt) {
-    const int port = FreePort();
-    const std::string address = "127.0.0.1:" + std::to_string(port);
+    const std::string address = "127.0.0.1:" + std::to_string(FreePort());
     std::ofstream(m_folder + "/" + name + ".conf")
         << Section("kdcdefaults", {"kdc_listen = " + address, "kdc_tcp_listen = " + address})
         << FileText(m_folder + "/tools.conf") << Section("logging", {"kdc = FILE:" + log});
     process = std::make_unique<ServerProcess>(command, Server(name), log + ".output");
     if (process->Await([&] { return FileText(log).find("commencing") != std::string::npos; }))
-      return port;
+      return address;
   }
   throw std::runtime_error("the KDC does not start: " + FileText(log));
 }

@@ -22,7 +22,6 @@ class Realm {
     kOtherRealm,    ///< the service is in a realm that the KDC does not know
     kNoKDC,         ///< the realm has no KDC
     kKDCIsDown,     ///< nobody listens on the port of the KDC
-    kNoRealm,       ///< an empty configuration
   };
   /// Environment variables for a client with this view and this credentials cache.
   std::map<std::string, std::string> Client(View view, const std::string& cache) const;
@@ -34,13 +33,16 @@ class Realm {
   std::string Keytab() const { return m_folder + "/keytab"; }
   /// Keys of HTTP/localhost that the KDC has replaced by newer ones.
   std::string OldKeytab() const { return m_folder + "/old-keytab"; }
+  /// Keys of HTTP/localhost in another realm of the same name.
+  std::string WrongKeytab() const { return m_folder + "/wrong-keytab"; }
   std::string Configuration(View view) const;
 
  private:
   void CreateDatabase() const;
-  void WriteConfiguration(View view, int port) const;
-  /// Starts a KDC with this clock offset on a free port, and returns the port.
-  int StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const;
+  void CreateWrongKeytab() const;
+  void WriteConfiguration(View view, const std::string& kdc) const;
+  /// Starts a KDC with this clock offset on a free port, and returns its address.
+  std::string StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const;
   std::map<std::string, std::string> Server(const std::string& name) const;
 
   const std::string m_folder;

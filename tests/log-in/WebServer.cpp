@@ -42,6 +42,7 @@ WebServer::WebServer(const std::string& folder, const Realm& realm, const Users&
   variables["FOLDER"] = folder;
   variables["MODULES"] = "/usr/lib/apache2/modules";
   variables["KEYTAB"] = realm.Keytab();
+  variables["WRONG_KEYTAB"] = realm.WrongKeytab();
   variables["OLD_KEYTAB"] = realm.OldKeytab();
   variables["BACKEND"] = std::to_string(backends.test);
   variables["PROVIDER"] = std::to_string(backends.provider);
@@ -49,7 +50,7 @@ WebServer::WebServer(const std::string& folder, const Realm& realm, const Users&
   // A server that root has started reads its files as another user.
   namespace fs = std::filesystem;
   fs::permissions(folder, fs::perms{0755});
-  for (const std::string& keys : {realm.Keytab(), realm.OldKeytab()})
+  for (const std::string& keys : {realm.Keytab(), realm.OldKeytab(), realm.WrongKeytab()})
     fs::permissions(keys, fs::perms{0644});
 
   for (int attempt = 0; attempt < 5; ++attempt) {

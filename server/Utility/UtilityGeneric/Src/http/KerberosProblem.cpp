@@ -12,31 +12,28 @@ struct Known {
   bool isWithoutTicket = false;
 };
 
-constexpr const wchar_t* kNoTicket = L"there is no Kerberos ticket";
-constexpr const wchar_t* kExpired = L"the Kerberos ticket has expired";
 constexpr const wchar_t* kNoKDC = L"no Kerberos server (KDC) of the ticket's realm can be reached";
 constexpr const wchar_t* kCheckKDC =
     L"check the network, and the realm's kdc in /etc/krb5.conf or the file named by KRB5_CONFIG";
-constexpr const wchar_t* kClock = L"the clocks of this machine, the Kerberos server (KDC) and the "
-                                  L"service differ too much";
-constexpr const wchar_t* kSetClock = L"set the wrong clock";
+constexpr const wchar_t* kKey = L"the service cannot decrypt the Kerberos ticket";
+constexpr const wchar_t* kRenewKey =
+    L"run kinit again, or ask the administrator to give the service its current key (keytab)";
 
 constexpr Known kKnown[] = {
-    {"No credentials were supplied", kNoTicket, L"run kinit", true},
-    {"No Kerberos credentials available", kNoTicket, L"run kinit", true},
-    {"No credentials cache", kNoTicket, L"run kinit", true},
-    {"icket expired", kExpired, L"run kinit again"},
-    {"credential has expired", kExpired, L"run kinit again"},
+    {"No credentials were supplied", L"there is no Kerberos ticket", L"run kinit", true},
+    {"Ticket expired", L"the Kerberos ticket has expired", L"run kinit again"},
     {"Server krbtgt/", L"the Kerberos server (KDC) does not know the realm of the service",
      L"check host name and domain_realm in /etc/krb5.conf, or ask the administrator to set up "
      L"trust between the realms"},
     {"not found in Kerberos database", L"the Kerberos server (KDC) does not know the service #",
      L"check the host name, or ask the administrator to register the service (setspn or kadmin)"},
-    {"Clock skew", kClock, kSetClock},
-    {"not yet valid", kClock, kSetClock},
+    {"Clock skew too great",
+     L"the clocks of this machine, the Kerberos server (KDC) and the service differ too much",
+     L"set the wrong clock"},
     {"Cannot contact any KDC", kNoKDC, kCheckKDC},
     {"Cannot find KDC", kNoKDC, kCheckKDC},
-    {"Cannot resolve", kNoKDC, kCheckKDC},
+    {"Key version is not available", kKey, kRenewKey},
+    {"Decrypt integrity check failed", kKey, kRenewKey},
 };
 
 /// The principal in "Server HTTP/host@REALM not found", without the realm.
