@@ -50,7 +50,10 @@ struct Accepted {
 
 const std::vector<Accepted> kAccepted = {
     {"NoUser", "negotiate", {.schemes = kNegotiate}, "ann@REALM.TEST", "Negotiate "},
-    {"NoUserAndAllSchemes", "negotiate-or-basic", {.schemes = kAll}, "ann@REALM.TEST",
+    {"NoUserAndAllSchemes",
+     "negotiate-or-basic",
+     {.schemes = kAll},
+     "ann@REALM.TEST",
      "Negotiate "},
     {"UserWithNegotiate",
      "negotiate-or-basic",
@@ -214,7 +217,8 @@ TEST_F(LogIn, APasswordIsTriedIfThereIsNoTicket) {
   EXPECT_TRUE(posted.ok) << posted.error;
   EXPECT_THAT(
       PostOnce(url, {.user = "bob", .password = "canary", .schemes = kAll}).error,
-      HasSubstr("the server rejected the user name or the password; check user name and password "));
+      HasSubstr(
+          "the server rejected the user name or the password; check user name and password "));
 }
 
 TEST_F(LogIn, ANewTicketIsUsedByTheNextRequest) {

@@ -35,7 +35,8 @@ class Password : public LogIn, public testing::WithParamInterface<Way> {
   bool CanSend(const std::string& user) const {
     // In files of httpd, a colon ends the name; in NTLM, a backslash ends the domain.
     const bool isFileOfHttpd = GetParam().url == Basic || GetParam().url == Digest;
-    return user.find(isFileOfHttpd ? ':' : '\\') == std::string::npos || GetParam().url == DigestSHA256;
+    return user.find(isFileOfHttpd ? ':' : '\\') == std::string::npos ||
+           GetParam().url == DigestSHA256;
   }
 };
 
@@ -76,18 +77,31 @@ TEST_P(Password, IsNotSentIfItsSchemeIsNotAllowed) {
               HasSubstr("the server offers no way to log in that can be used here"));
 }
 
-TEST_P(Password, WorksInTheTool) {
-  if (GetParam().url != Basic && GetParam().url != Digest) return;  // the others have no provider
+TEST_P(Password, AWrongOneIsAnErrorOfTheTool) {
   const tool::Outcome outcome = RunTool(
-      {"--url", Servers::Get().GatewayToProvider(GetParam().scheme == kAuthBasic ? "basic"
-                                                                                 : "digest"),
-       "--user", "umlaut", "sources"},
-      {{"XMLA_IMPORT_PASSWORD", TheUsers().at("umlaut")}});
-  EXPECT_EQ(outcome.status, 0) << outcome.err;
+      {"--url", GetParam().url(), "--user", "ann", "--target", "tessera", "--verbose", "sources"},
+      {{"XMLA_IMPORT_PASSWORD", "canary-wrong"}});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_THAT(outcome.err,
+              HasSubstr("the server rejected the user name or the password; check user name and "
+                        "password (it offers "));
 }
 
 INSTANTIATE_TEST_SUITE_P(LogIn, Password, testing::ValuesIn(kWays),
                          [](const auto& test) { return test.param.name; });
+
+TEST_F(LogIn, ToolImportsWithAPasswordAndLogsNoSecret) {
+  const Servers& servers = Servers::Get();
+  const support::TempDir logs;
+  for (const char* const folder : {"basic", "digest"}) {
+    const tool::Outcome outcome = RunTool({"--url", servers.GatewayToProvider(folder), "--user",
+                                           "umlaut", "--log", logs.Path(), "--verbose", "import"},
+                                          {{"XMLA_IMPORT_PASSWORD", TheUsers().at("umlaut")}});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
+  EXPECT_FALSE(logs.Files().empty());
+  for (const auto& file : logs.Files()) ExpectNoSecret(FileText(file));
+}
 
 // Names and passwords that a scheme cannot send are not sent at all.
 
@@ -116,12 +130,11 @@ TEST_F(LogIn, UnsendableNamesAndPasswordsAreNotSent) {
   for (const Unsendable& test : kUnsendable) {
     SCOPED_TRACE(test.says);
     const std::string header = test.isProxy ? "Proxy-Authenticate: " : "WWW-Authenticate: ";
-    WireServer server(
-        Answer("", test.isProxy ? "407 No" : "401 No", header + test.offer + "\r\n"));
+    WireServer server(Answer("", test.isProxy ? "407 No" : "401 No", header + test.offer + "\r\n"));
     Given given;
     if (test.isProxy) {
-      given.proxy = std::string("http://") + test.user + ":" + test.password + "@" +
-                    server.Authority();
+      given.proxy =
+          std::string("http://") + test.user + ":" + test.password + "@" + server.Authority();
     } else {
       given.user = test.user;
       given.password = test.password;
@@ -148,8 +161,7 @@ TEST_F(LogIn, NTLMUsersMayHaveADomain) {
       {"ann", ""}, {"CORP\\ann", "CORP"}, {"CORP/ann", "CORP"}, {"OTHER\\ann", nullptr}};
   for (const Domain& test : kDomains) {
     SCOPED_TRACE(test.user);
-    const Posted posted =
-        PostOnce(NTLM(), {.user = test.user, .password = TheUsers().at("ann")});
+    const Posted posted = PostOnce(NTLM(), {.user = test.user, .password = TheUsers().at("ann")});
     EXPECT_EQ(posted.ok, test.domain != nullptr) << posted.error;
     if (!test.domain) continue;
     EXPECT_EQ(Attribute(posted.reply, "user"), "ann");
@@ -166,6 +178,18 @@ TEST_F(LogIn, NTLMLogsInOncePerConnection) {
     EXPECT_EQ(Attribute(next, "handshakes"), Attribute(first, "handshakes"));
   }
   EXPECT_NE(Attribute(first, "handshakes"), "");
+}
+
+TEST_F(LogIn, NTLMLogsInAgainOnANewConnection) {
+  Client client(Servers::Get().PasswordServer("/ntlm-once"),
+                {.user = "ann", .password = TheUsers().at("ann")});
+  std::string former;
+  for (int request = 0; request < 8; ++request) {
+    const Posted posted = client.Post();
+    EXPECT_TRUE(posted.ok) << posted.error;
+    EXPECT_NE(Attribute(posted.reply, "connection"), former);
+    former = Attribute(posted.reply, "connection");
+  }
 }
 
 TEST_F(LogIn, NTLMFailsIfTheConnectionEndsBetweenTheRounds) {

@@ -21,8 +21,7 @@ const char kProxyUser[] = "proxy-ann";
 /// The URL of a proxy of httpd.conf, such as "BASIC_PROXY".
 std::string Proxy(const std::string& host, const std::string& user = "",
                   const std::string& password = "") {
-  const std::string address =
-      "localhost:" + std::to_string(Servers::Get().web.Port(host)) + "/";
+  const std::string address = "localhost:" + std::to_string(Servers::Get().web.Port(host)) + "/";
   return "http://" + (user.empty() ? "" : user + ":" + password + "@") + address;
 }
 
@@ -37,15 +36,17 @@ struct ProxyCase {
   bool hasUser;
 };
 
-const std::vector<ProxyCase> kProxies = {{"Open", "PROXY", "proxy", false},
-                                         {"Basic", "BASIC_PROXY", "basic-proxy", true},
-                                         {"Digest", "DIGEST_PROXY", "digest-proxy", true},
-                                         {"Negotiate", "NEGOTIATE_PROXY", "negotiate-proxy", false}};
+const std::vector<ProxyCase> kProxies = {
+    {"Open", "PROXY", "proxy", false},
+    {"Basic", "BASIC_PROXY", "basic-proxy", true},
+    {"Digest", "DIGEST_PROXY", "digest-proxy", true},
+    {"Negotiate", "NEGOTIATE_PROXY", "negotiate-proxy", false}};
 
 class ProxyAccepts : public LogIn, public testing::WithParamInterface<ProxyCase> {
  protected:
-  ProxyAccepts() : m_environment(Servers::Get().realm.Client(
-                       Realm::View::kCorrect, Servers::Get().realm.LogIn("ann"))) {}
+  ProxyAccepts()
+      : m_environment(Servers::Get().realm.Client(Realm::View::kCorrect,
+                                                  Servers::Get().realm.LogIn("ann"))) {}
 
   Given GivenFor(const std::string& user) const {
     Given given{.schemes = kAuthPasswordSchemes | kAuthNegotiate};
@@ -55,9 +56,8 @@ class ProxyAccepts : public LogIn, public testing::WithParamInterface<ProxyCase>
       given.schemes = kAuthPasswordSchemes;
     }
     if (std::string(GetParam().host) == "NEGOTIATE_PROXY") given.schemes |= kAuthNegotiate;
-    given.proxy = GetParam().hasUser
-                      ? Proxy(GetParam().host, kProxyUser, TheUsers().at(kProxyUser))
-                      : Proxy(GetParam().host);
+    given.proxy = GetParam().hasUser ? Proxy(GetParam().host, kProxyUser, TheUsers().at(kProxyUser))
+                                     : Proxy(GetParam().host);
     return given;
   }
 
@@ -146,6 +146,43 @@ TEST_F(LogIn, ProxyMayRequireAKerberosTicket) {
     EXPECT_THAT(posted.error, HasSubstr("HTTP 407 Proxy Authentication Required: there is no "
                                         "Kerberos ticket; run kinit (it offers Negotiate; "));
   }
+}
+
+TEST_F(LogIn, ToolUsesTheProxyOfTheEnvironment) {
+  Servers& servers = Servers::Get();
+  std::map<std::string, std::string> environment =
+      servers.realm.Client(Realm::View::kCorrect, servers.realm.LogIn("ann"));
+  environment["XMLA_IMPORT_PASSWORD"] = TheUsers().at("ann");
+  const struct {
+    const char* host;
+    const char* password;  // of the proxy; null: no user
+    const char* error;     // null: success
+  } kCases[] = {
+      {"PROXY", nullptr, nullptr},
+      {"BASIC_PROXY", "canary-proxy", nullptr},
+      {"DIGEST_PROXY", "canary-proxy", nullptr},
+      {"BASIC_PROXY", "canary-wrong", "the proxy rejected the user name or the password"},
+      {"DIGEST_PROXY", nullptr, "put the proxy's user name and password into its URL"},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.host);
+    environment["http_proxy"] =
+        test.password ? Proxy(test.host, kProxyUser, test.password) : Proxy(test.host);
+    const tool::Outcome outcome = RunTool(
+        {"--url", servers.GatewayToProvider("basic"), "--user", "ann", "sources"}, environment);
+    EXPECT_EQ(outcome.status, test.error ? 1 : 0) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr(test.error ? test.error : ""));
+  }
+}
+
+TEST_F(LogIn, ToolUsesTheTicketForProxyAndService) {
+  Servers& servers = Servers::Get();
+  std::map<std::string, std::string> environment =
+      servers.realm.Client(Realm::View::kCorrect, servers.realm.LogIn("ann"));
+  environment["http_proxy"] = Proxy("NEGOTIATE_PROXY");
+  const tool::Outcome outcome =
+      RunTool({"--url", servers.GatewayToProvider("negotiate"), "sources"}, environment);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
 }
 
 TEST_F(LogIn, ProxyMayRefuseATunnel) {

@@ -77,8 +77,8 @@ void Realm::CreateWrongKeytab() const {
   WriteTools(m_folder, "wrong-tools", "wrong-database");
   const Variables variables = Server("wrong-tools");
   Run("/usr/sbin/kdb5_util", {"create", "-r", "REALM.TEST", "-s", "-P", "master"}, variables);
-  for (const std::string& query :
-       {std::string("addprinc -randkey HTTP/localhost"), "ktadd -k " + WrongKeytab() + " HTTP/localhost"})
+  for (const std::string& query : {std::string("addprinc -randkey HTTP/localhost"),
+                                   "ktadd -k " + WrongKeytab() + " HTTP/localhost"})
     Run("/usr/sbin/kadmin.local", {"-r", "REALM.TEST", "-q", query}, variables);
 }
 
@@ -87,14 +87,14 @@ void Realm::WriteConfiguration(View view, const std::string& kdc) const {
       << Section("libdefaults",
                  {"default_realm = REALM.TEST", "dns_lookup_kdc = false",
                   "dns_lookup_realm = false", "dns_canonicalize_hostname = false", "rdns = false"})
-      << Section("realms", {"REALM.TEST = {",
-                            kdc.empty() ? "" : "kdc = " + kdc, "}"})
+      << Section("realms", {"REALM.TEST = {", kdc.empty() ? "" : "kdc = " + kdc, "}"})
       << Section("domain_realm",
                  {view == View::kOtherRealm ? "localhost = OTHER.TEST" : "localhost = REALM.TEST",
                   "127.0.0.1 = REALM.TEST"});
 }
 
-std::string Realm::StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const {
+std::string Realm::StartKDC(const std::string& clock,
+                            std::unique_ptr<ServerProcess>& process) const {
   const std::string name = "kdc" + clock;
   const std::string log = m_folder + "/" + name + ".log";
   std::vector<std::string> command{"/usr/sbin/krb5kdc", "-n"};

@@ -28,7 +28,7 @@ class ServerProcess {
 
  private:
   const std::string m_output;
-  pid_t m_keeper = 0;  // a process that ends the server
+  pid_t m_keeper = 0;   // a process that ends the server
   int m_lifeline = -1;  // the keeper sees its end
 };
 

@@ -34,8 +34,9 @@ struct Servers {
   const support::TempDir folder;
   const Certificate certificate{"IP:127.0.0.1", kDay};
   WireServer backend{Answer("<r/>")};
-  WireServer tls{[](loopback::Connection& connection,
-                    const loopback::Request&) { connection.Send(Answer("<r/>")); },
+  WireServer tls{[](loopback::Connection& connection, const loopback::Request&) {
+                   connection.Send(Answer("<r/>"));
+                 },
                  certificate.Context()};
   sample::Provider provider;
   const Realm realm{folder.Path()};

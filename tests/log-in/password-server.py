@@ -75,6 +75,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.wfile.write(data)
 
     def accept(self, user, domain=""):
+        self.close_connection = self.path == "/ntlm-once"  # without saying so
         self.answer(
             200,
             body=f'<r user="{html.escape(user)}" domain="{domain}" connection="{self.number}" handshakes="{handshakes}"/>',

@@ -85,7 +85,8 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setu
     diagnosis.what += L": the server offers no way to log in that can be used here";
     diagnosis.advice = L"ask the server's administrator for one that uses a password";
     if (!offersOther && !response.schemes.empty())
-      diagnosis.advice = L"log in with a Kerberos ticket instead of a user name, or " + diagnosis.advice;
+      diagnosis.advice =
+          L"log in with a Kerberos ticket instead of a user name, or " + diagnosis.advice;
   }
   if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
 }
@@ -138,8 +139,7 @@ Classification Classify(HTTPResponse& response, const Setup& setup, std::uint64_
   if (response.failure != HTTPFailure::kNone) {
     // A server that rejects a request often closes the connection. The status then says more than
     // the failure.
-    if (response.connectStatus == 407)
-      DiagnoseLogIn(response, true, setup, response.diagnosis);
+    if (response.connectStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
     if (IsAbortedByClient(response.failure) || response.status < 300)
       return {response.diagnosis, false};
     return {DiagnoseStatus(response, setup), false};

@@ -30,7 +30,9 @@ class HTTPLogIn {
   /// The set of schemes that the peer rejected in this exchange.
   unsigned int Rejected() const noexcept { return m_tried; }
   /// The offered schemes that may be used.
-  unsigned int Usable(unsigned int offered) const noexcept { return offered & m_allowed & m_memory; }
+  unsigned int Usable(unsigned int offered) const noexcept {
+    return offered & m_allowed & m_memory;
+  }
   /// True if the peer offers only schemes that are weaker than one that was used before.
   bool OffersOnlyWeaker(unsigned int offered) const noexcept {
     return (offered & m_allowed) != 0 && Usable(offered) == 0;

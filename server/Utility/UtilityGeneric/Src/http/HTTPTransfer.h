@@ -20,15 +20,15 @@ struct HTTPResponse {
   long status = 0;
   NarrowString body;
   std::string contentType;
-  String redirectTarget;             ///< without credentials; empty without a redirect
-  std::vector<std::string> schemes;  ///< names of the schemes that a 401 or 407 offers
-  bool isLogInUnfinished = false;    ///< the connection ended between the rounds of NTLM
-  std::string logInProblem;          ///< see HTTPRequestInfo; of any request of the exchange
-  String logInAdvice;                ///< why none of them was used, and what to do; may be empty
+  String redirectTarget;               ///< without credentials; empty without a redirect
+  std::vector<std::string> schemes;    ///< names of the schemes that a 401 or 407 offers
+  bool isLogInUnfinished = false;      ///< the connection ended between the rounds of NTLM
+  std::string logInProblem;            ///< see HTTPRequestInfo; of any request of the exchange
+  String logInAdvice;                  ///< why none of them was used, and what to do; may be empty
   unsigned int rejectedByService = 0;  ///< set of HTTPAuthScheme that were tried in this exchange
   unsigned int rejectedByProxy = 0;
-  long connectStatus = 0;            ///< of the proxy's refusal of a tunnel; 0: none
-  bool basicInClear = false;         ///< see HTTPExchangeInfo
+  long connectStatus = 0;     ///< of the proxy's refusal of a tunnel; 0: none
+  bool basicInClear = false;  ///< see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
   std::uint64_t earlierBytes = 0;  ///< bytes of the bodies of rejected log-ins and failed attempts
