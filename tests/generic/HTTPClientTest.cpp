@@ -300,7 +300,7 @@ TEST(HTTPFailure, RefusedConnection) {
   EXPECT_EQ(PostOnce("http://" + authority + "/x").error,
             "http://" + authority +
                 "/x: cannot connect to the service: Connection refused; check host and port, that "
-                "the service is running, and the proxy if the environment names one");
+                "the service is running, and the proxy if one is set");
 }
 
 TEST(HTTPFailure, ResetConnection) {

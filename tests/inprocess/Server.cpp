@@ -47,13 +47,13 @@ class InProcessConnection final : public HTTPConnection {
 }  // namespace
 
 std::unique_ptr<HTTPConnection> HTTPConnection::Create(const NarrowString&, const NarrowString&,
-                                                       const NarrowString&, std::uint32_t,
+                                                       const NarrowString&,
                                                        const HTTPClientOptions&,
                                                        HTTPReceiver& receiver) {
   return std::make_unique<InProcessConnection>(receiver);
 }
 
-bool IsPastHTTPDate(const std::string&) { return false; }
+std::optional<std::int64_t> SecondsUntilHTTPDate(const std::string&) { return std::nullopt; }
 
 void VXAssert::handleLogicError(const String& file, int line, const String& message) {
   const auto narrow = [](const String& text) {

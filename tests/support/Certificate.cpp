@@ -2,6 +2,7 @@
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
+#include <openssl/pkcs12.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 #include <unistd.h>
@@ -60,6 +61,49 @@ Certificate::~Certificate() {
   SSL_CTX_free(m_context);
   X509_free(m_certificate);
   EVP_PKEY_free(m_key);
+}
+
+namespace {
+
+std::string Content(BIO* bio) {
+  char* data = nullptr;
+  const long size = BIO_get_mem_data(bio, &data);
+  std::string text(data, static_cast<std::size_t>(size));
+  BIO_free(bio);
+  return text;
+}
+
+}  // namespace
+
+std::string Certificate::Key(const std::string& password) const {
+  BIO* const bio = BIO_new(BIO_s_mem());
+  const bool isPlain = password.empty();
+  PEM_write_bio_PKCS8PrivateKey(bio, m_key, isPlain ? nullptr : EVP_aes_256_cbc(),
+                                isPlain ? nullptr : password.data(),
+                                static_cast<int>(password.size()), nullptr, nullptr);
+  return Content(bio);
+}
+
+std::string Certificate::PKCS12(const std::string& password) const {
+  BIO* const bio = BIO_new(BIO_s_mem());
+  ::PKCS12* const file =
+      PKCS12_create(password.c_str(), "name", m_key, m_certificate, nullptr, 0, 0, 0, 0, 0);
+  i2d_PKCS12_bio(bio, file);
+  PKCS12_free(file);
+  return Content(bio);
+}
+
+void Certificate::AskForClient(const Certificate& authority, bool isRequired) {
+  X509_STORE_add_cert(SSL_CTX_get_cert_store(m_context), authority.m_certificate);
+  SSL_CTX_set_verify(m_context,
+                     SSL_VERIFY_PEER | (isRequired ? SSL_VERIFY_FAIL_IF_NO_PEER_CERT : 0), nullptr);
+  SSL_CTX_set_cert_verify_callback(
+      m_context,
+      [](X509_STORE_CTX* store, void* self) {
+        ++static_cast<Certificate*>(self)->m_clients;
+        return X509_verify_cert(store);
+      },
+      this);
 }
 
 void Certificate::Become(const Certificate& other) {

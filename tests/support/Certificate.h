@@ -2,6 +2,7 @@
 
 #include <openssl/types.h>
 
+#include <atomic>
 #include <string>
 
 constexpr long kDay = 86400;  // seconds
@@ -20,6 +21,16 @@ class Certificate {
   SSL_CTX* Context() const { return m_context; }
   /// The certificate in PEM form, as a file.
   const std::string& Path() const { return m_path; }
+  /// The private key in PEM form, as text; encrypted if there is a password.
+  std::string Key(const std::string& password = "") const;
+  /// Certificate and private key in PKCS#12 form.
+  std::string PKCS12(const std::string& password) const;
+  /// Servers of the context ask for a client certificate of the authority. If it is required, they
+  /// accept no connection without it.
+  void AskForClient(const Certificate& authority, bool isRequired);
+  /// How many clients have sent a certificate.
+  int Clients() const { return m_clients; }
+
   /// New connections of the context use the other certificate.
   void Become(const Certificate& other);
 
@@ -28,4 +39,5 @@ class Certificate {
   X509* m_certificate;
   SSL_CTX* m_context;
   std::string m_path;
+  std::atomic<int> m_clients{0};
 };

@@ -24,6 +24,9 @@ class XMLAHOST_API ImportOperation {
   /// Call before each request. Throws ErrorMessage if the number of requests or the size of all
   /// replies exceeds its limit.
   void CountRequest();
+  /// Counts a request that repeats a failed one. Returns false, without counting, if CountRequest
+  /// would throw.
+  bool TryCountRequest() noexcept;
   /// Call for each row of a reply. Throws ErrorMessage if the number of rows exceeds its limit.
   void CountRow();
   /// The HTTP client calls this for each reply.

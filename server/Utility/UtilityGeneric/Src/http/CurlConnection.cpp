@@ -17,7 +17,9 @@
 #include "Utility/Generic/Cancellation.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/Secret.h"
+#include "errors/MessageCatalogue.h"
 #include "http/HTTPAuthentication.h"
+#include "http/HTTPClientCertificate.h"
 #include "http/HTTPConnection.h"
 #include "http/HTTPConnectionNotes.h"
 #include "http/HTTPCredentials.h"
@@ -26,6 +28,7 @@
 #include "http/HTTPUrl.h"
 #include "system/CloseOnExec.h"
 #include "system/SignalBlock.h"
+#include "text/ASCIIText.h"
 
 namespace {
 
@@ -35,6 +38,7 @@ using Clock = std::chrono::steady_clock;
 /// cannot wake this thread.
 constexpr int kPollMilliseconds = 40;
 constexpr long kMaxLogInRounds = 6;
+constexpr std::int64_t kSecondsPerDay = 86400;
 
 struct Scheme {
   unsigned long curlBit;
@@ -100,12 +104,14 @@ struct FailureCode {
 };
 constexpr FailureCode kFailureCodes[] = {
     {CURLE_OK, HTTPFailure::kNone},
+    {CURLE_URL_MALFORMAT, HTTPFailure::kBadURL},
     {CURLE_COULDNT_RESOLVE_HOST, HTTPFailure::kUnknownHost},
     {CURLE_COULDNT_RESOLVE_PROXY, HTTPFailure::kUnknownProxy},
     {CURLE_COULDNT_CONNECT, HTTPFailure::kConnectFailed},
     {CURLE_OPERATION_TIMEDOUT, HTTPFailure::kConnectTimeout},
     {CURLE_PEER_FAILED_VERIFICATION, HTTPFailure::kCertificateRejected},
     {CURLE_SSL_CACERT_BADFILE, HTTPFailure::kCAFileUnreadable},
+    {CURLE_SSL_CLIENTCERT, HTTPFailure::kClientCertificateRequired},
     {CURLE_SSL_CONNECT_ERROR, HTTPFailure::kTLSFailed},
     {CURLE_GOT_NOTHING, HTTPFailure::kClosedWithoutResponse},
     {CURLE_PARTIAL_FILE, HTTPFailure::kTruncated},
@@ -127,11 +133,62 @@ std::uint64_t Unsigned(curl_off_t number) {
   return number > 0 ? static_cast<std::uint64_t>(number) : 0;
 }
 
+struct FreeURL {
+  void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
+};
+struct FreeText {
+  void operator()(char* text) const noexcept { curl_free(text); }
+};
+
+/// How messages about a connection name the proxy.
+struct ProxyPeer {
+  String shown;  ///< URL without credentials; empty: no proxy
+  std::string host;
+  std::string port;  ///< with a colon
+  bool isSOCKS = false;
+
+  bool IsGiven() const { return !shown.empty(); }
+};
+
+ProxyPeer PeerOf(const String& proxy) {
+  ProxyPeer peer;
+  if (proxy.empty()) return peer;
+  peer.shown = HTTPProxy::ForDisplay(proxy);
+  const NarrowString url = BaseStringUtil::ToUTF8(peer.shown);
+  peer.isSOCKS = ASCIIText::StartsWithIgnoringCase(url.view(), "socks");
+  const std::unique_ptr<CURLU, FreeURL> parsed(curl_url());
+  if (!parsed) throw std::bad_alloc();
+  if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK)
+    return peer;
+  const auto part = [&parsed](CURLUPart which) {
+    char* text = nullptr;
+    curl_url_get(parsed.get(), which, &text, 0);
+    const std::unique_ptr<char, FreeText> owner(text);
+    return std::string(text ? text : "");
+  };
+  peer.host = part(CURLUPART_HOST);
+  if (peer.host.starts_with('[')) peer.host = peer.host.substr(1, peer.host.size() - 2);
+  const std::string port = part(CURLUPART_PORT);
+  const bool isHTTPS = ASCIIText::StartsWithIgnoringCase(url.view(), "https:");
+  peer.port = ':' + (!port.empty() ? port : isHTTPS ? "443" : "1080");  // libcurl's defaults
+  return peer;
+}
+
+/// The certificate file itself; libcurl does not copy it.
+curl_blob Blob(const NarrowString& bytes) {
+  return {const_cast<char*>(bytes.c_str()), bytes.size(), CURL_BLOB_NOCOPY};
+}
+
+long Milliseconds(std::uint32_t seconds) {
+  const std::uint64_t milliseconds = std::uint64_t{seconds} * 1000;
+  return milliseconds == 0 || milliseconds > INT_MAX ? long{INT_MAX}
+                                                     : static_cast<long>(milliseconds);
+}
+
 class CurlConnection final : public HTTPConnection {
  public:
   CurlConnection(const NarrowString& url, const NarrowString& user, const NarrowString& password,
-                 std::uint32_t timeoutSeconds, const HTTPClientOptions& options,
-                 HTTPReceiver& receiver);
+                 const HTTPClientOptions& options, HTTPReceiver& receiver);
   ~CurlConnection() override { Release(); }
   CurlConnection(const CurlConnection&) = delete;
   CurlConnection& operator=(const CurlConnection&) = delete;
@@ -147,6 +204,7 @@ class CurlConnection final : public HTTPConnection {
   static std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static int OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t,
                         curl_off_t sent) noexcept;
+  static int OnConnected(void* self, char* peer, char* local, int peerPort, int localPort) noexcept;
   static int OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_t count,
                        void* self) noexcept;
   static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
@@ -173,14 +231,23 @@ class CurlConnection final : public HTTPConnection {
   void ReplaceEasyHandle();
   CURLcode Wait();
   void MarkResolverSockets();
-  bool IsIdle() const;
+  bool MayUseTLS() const { return m_isHTTPS || m_proxy.IsGiven(); }
+  bool IsIdle(std::uint32_t limitSeconds) const;
+  bool UsesProxy() const;
+  HTTPStep Reached(bool usesProxy) const;
+  HTTPConnectionDetails Details(bool usesProxy) const;
+  void GetCertificate(HTTPConnectionDetails& details) const;
   bool IsConnected() const { return Get<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) != 0; }
   std::uint64_t WireBytes() const { return Unsigned(Get<curl_off_t>(CURLINFO_SIZE_DOWNLOAD_T)); }
 
   const CurlLibrary m_library;
   const std::uint32_t m_timeoutSeconds;
-  const bool m_mayUseTLS;
+  const std::uint32_t m_connectTimeoutSeconds;
+  const bool m_isHTTPS;
+  const bool m_hasToken;
   const bool m_wantsDetails;
+  const ProxyPeer m_proxy;
+  HTTPClientCertificate m_certificate;
   HTTPReceiver& m_receiver;
   CURL* m_easy = nullptr;
   CURLM* m_multi = nullptr;
@@ -188,17 +255,21 @@ class CurlConnection final : public HTTPConnection {
   HTTPConnectionNotes m_notes;
   CURLcode m_code = CURLE_OK;
   char m_reason[CURL_ERROR_SIZE] = {};
-  curl_off_t m_transferred = 0;  // body bytes in both directions
+  bool m_onlyToThisMachine = false;  // the request
+  curl_off_t m_transferred = 0;      // body bytes in both directions
   Clock::time_point m_lastActivity;
 };
 
 CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user,
-                               const NarrowString& password, std::uint32_t timeoutSeconds,
-                               const HTTPClientOptions& options, HTTPReceiver& receiver)
-    : m_timeoutSeconds(timeoutSeconds),
-      m_mayUseTLS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url)) ||
-                  !options.proxy->empty()),  // the connection to a proxy may use TLS
+                               const NarrowString& password, const HTTPClientOptions& options,
+                               HTTPReceiver& receiver)
+    : m_timeoutSeconds(*options.timeoutSeconds),
+      m_connectTimeoutSeconds(*options.connectTimeoutSeconds),
+      m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
+      m_hasToken(!options.bearerToken.empty()),
       m_wantsDetails(options.wantsConnectionDetails),
+      m_proxy(PeerOf(*options.proxy)),
+      m_certificate(options),
       m_receiver(receiver) {
   try {
     m_easy = curl_easy_init();
@@ -220,7 +291,7 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
 
 void CurlConnection::Release() noexcept {
   std::optional<SignalBlock> noPipeSignal;  // closing a TLS connection sends data
-  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
+  if (MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
   // The multi handle owns the connections. Closing them may need the easy handle.
   if (m_multi) curl_multi_cleanup(m_multi);
   if (m_easy) curl_easy_cleanup(m_easy);
@@ -245,10 +316,7 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   // A name server that does not answer must not delay a cancelled transfer.
   Set(CURLOPT_QUICK_EXIT, 1L);
-  const std::uint64_t milliseconds = std::uint64_t{m_timeoutSeconds} * 1000;
-  Set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds == 0 || milliseconds > INT_MAX
-                                     ? long{INT_MAX}
-                                     : static_cast<long>(milliseconds));
+  Set(CURLOPT_CONNECTTIMEOUT_MS, Milliseconds(m_connectTimeoutSeconds));
   Set(CURLOPT_HEADERFUNCTION, &OnHeader);
   Set(CURLOPT_HEADERDATA, this);
   Set(CURLOPT_WRITEFUNCTION, &OnBody);
@@ -261,6 +329,13 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
   Set(CURLOPT_DEBUGFUNCTION, &OnMessage);
   Set(CURLOPT_DEBUGDATA, this);
+  if (m_hasToken) {
+    // Not a header: libcurl sends this one only to the service, never in a CONNECT request.
+    const Secret<NarrowString> token(BaseStringUtil::ToUTF8(options.bearerToken));
+    Set(CURLOPT_XOAUTH2_BEARER, token.c_str());
+    Set(CURLOPT_PREREQFUNCTION, &OnConnected);
+    Set(CURLOPT_PREREQDATA, this);
+  }
   // An empty user name makes libcurl use the identity of the process.
   if (!user.empty() || (options.authSchemes & kAuthNegotiate) != 0)
     Set(CURLOPT_USERNAME, user.c_str());
@@ -276,6 +351,17 @@ void CurlConnection::ConfigureTLS(const HTTPClientOptions& options) {
   // A resumed session keeps the certificate of its first connection. After a rejected certificate,
   // a valid new one would be rejected too.
   Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  if (m_wantsDetails) Set(CURLOPT_CERTINFO, 1L);
+  if (m_certificate.IsGiven()) {  // for the service, not for a proxy
+    curl_blob certificate = Blob(m_certificate.Certificate());
+    curl_blob key = Blob(m_certificate.Key());
+    Set(CURLOPT_SSLCERTTYPE, m_certificate.IsPKCS12() ? "P12" : "PEM");
+    Set(CURLOPT_SSLCERT_BLOB, &certificate);
+    if (!m_certificate.IsPKCS12()) Set(CURLOPT_SSLKEY_BLOB, &key);
+    // Without a password, OpenSSL would ask for it on the terminal.
+    Set(CURLOPT_KEYPASSWD, m_certificate.Password().c_str());
+    m_certificate.ErasePassword();
+  }
   NarrowString caFile = BaseStringUtil::ToUTF8(options.caFile);
   if (caFile.empty()) {
     if (const char* const environment = std::getenv("SSL_CERT_FILE")) caFile = environment;
@@ -347,9 +433,18 @@ int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl
   if (received + sent != connection.m_transferred) connection.m_lastActivity = Clock::now();
   connection.m_transferred = received + sent;
   // libcurl does not apply its own time-out while it reads the refusal of a proxy.
-  if (!connection.IsConnected() && connection.IsIdle())
+  if (!connection.IsConnected() && connection.IsIdle(connection.m_connectTimeoutSeconds))
     connection.m_receiver.Fail(HTTPFailure::kConnectTimeout);
   return connection.m_receiver.OnProgress(Unsigned(received)) ? 0 : 1;
+}
+
+/// Called before a request is sent over a new or kept-alive connection.
+int CurlConnection::OnConnected(void* self, char* peer, char*, int, int) noexcept {
+  auto& connection = *static_cast<CurlConnection*>(self);
+  if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer))
+    return CURL_PREREQFUNC_OK;
+  connection.m_receiver.Fail(HTTPFailure::kTokenUnprotected);
+  return CURL_PREREQFUNC_ABORT;
 }
 
 int CurlConnection::OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_t count,
@@ -368,9 +463,8 @@ curl_socket_t CurlConnection::OnOpenSocket(void*, curlsocktype, curl_sockaddr* a
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-bool CurlConnection::IsIdle() const {
-  return m_timeoutSeconds > 0 &&
-         Clock::now() - m_lastActivity >= std::chrono::seconds(m_timeoutSeconds);
+bool CurlConnection::IsIdle(std::uint32_t limitSeconds) const {
+  return limitSeconds > 0 && Clock::now() - m_lastActivity >= std::chrono::seconds(limitSeconds);
 }
 
 CURLcode CurlConnection::Wait() {
@@ -390,7 +484,7 @@ CURLcode CurlConnection::Wait() {
     }
     // While connecting, libcurl's own time-out applies.
     if (!IsConnected()) m_lastActivity = Clock::now();
-    if (IsIdle()) {
+    if (IsIdle(m_timeoutSeconds)) {
       m_receiver.Fail(Get<long>(CURLINFO_RESPONSE_CODE) == 0 ? HTTPFailure::kResponseTimeout
                                                              : HTTPFailure::kIdleTimeout);
       return CURLE_OPERATION_TIMEDOUT;
@@ -432,13 +526,14 @@ void CurlConnection::ReplaceEasyHandle() {
 
 HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   std::optional<SignalBlock> noPipeSignal;
-  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
+  if (MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
   if (request.forgetLogInState) ReplaceEasyHandle();
   m_reason[0] = '\0';
   m_notes.BeginRequest();
-  // libcurl gives the reason for a failed Negotiate log-in only in its messages.
+  m_onlyToThisMachine = request.onlyToThisMachine;
+  // Without TLS, proxy and Kerberos, nothing is learned from libcurl's messages.
   const bool mayUseKerberos = ((request.serviceScheme | request.proxyScheme) & kAuthNegotiate) != 0;
-  Set(CURLOPT_VERBOSE, long{m_wantsDetails || mayUseKerberos});
+  Set(CURLOPT_VERBOSE, long{m_wantsDetails || mayUseKerberos || MayUseTLS()});
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
   Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   Set(CURLOPT_COOKIE, request.cookies.empty() ? nullptr : request.cookies.c_str());
@@ -446,7 +541,8 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
     Set(CURLOPT_USERNAME, request.credentials->User(request.serviceScheme).c_str());
     Set(CURLOPT_PASSWORD, request.credentials->Password(request.serviceScheme).c_str());
   }
-  Set(CURLOPT_HTTPAUTH, ToCurlSchemes(request.serviceScheme));
+  Set(CURLOPT_HTTPAUTH,
+      m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(request.serviceScheme));
   Set(CURLOPT_PROXYAUTH, ToCurlSchemes(request.proxyScheme));
   m_code = CURLE_OUT_OF_MEMORY;
   if (curl_multi_add_handle(m_multi, m_easy) == CURLM_OK) {
@@ -468,6 +564,10 @@ HTTPRequestInfo CurlConnection::Info() const {
   if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) info.contentType = type;
   if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
     info.redirectTarget = HTTPUrl::ForDisplay(BaseStringUtil::FromUTF8(target));
+  info.usesProxy = UsesProxy();
+  info.reached = Reached(info.usesProxy);
+  info.wasCertificateRequested = m_notes.WasCertificateRequested();
+  if (m_wantsDetails) info.connection = Details(info.usesProxy);
   info.logInProblem = m_notes.LogInProblem();
   info.systemError = static_cast<int>(Get<long>(CURLINFO_OS_ERRNO));
   info.wireBytes = WireBytes();
@@ -477,6 +577,58 @@ HTTPRequestInfo CurlConnection::Info() const {
   return info;
 }
 
+/// The variable no_proxy can exclude the service from the proxy.
+bool CurlConnection::UsesProxy() const {
+  return m_proxy.IsGiven() && m_notes.Address().ends_with(m_proxy.port) &&
+         (m_notes.Host().empty() || m_notes.Host() == m_proxy.host);
+}
+
+HTTPStep CurlConnection::Reached(bool usesProxy) const {
+  if (IsConnected()) return HTTPStep::kResponse;
+  if (Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) return HTTPStep::kNameResolution;
+  // libcurl sets the time of the connection only after the TLS handshake.
+  const bool isConnected = !m_notes.Host().empty();
+  const bool hasTunnel =
+      !usesProxy || m_proxy.isSOCKS || Get<long>(CURLINFO_HTTP_CONNECTCODE) / 100 == 2;
+  return isConnected && m_isHTTPS && hasTunnel ? HTTPStep::kTLS : HTTPStep::kConnection;
+}
+
+HTTPConnectionDetails CurlConnection::Details(bool usesProxy) const {
+  HTTPConnectionDetails details;
+  details.isReused = IsConnected() && Get<long>(CURLINFO_NUM_CONNECTS) == 0;
+  details.address = BaseStringUtil::FromUTF8(NarrowString(m_notes.Address().c_str()));
+  if (usesProxy) details.proxy = m_proxy.shown;
+  if (details.isReused) return details;
+  const double resolved = Get<double>(CURLINFO_NAMELOOKUP_TIME);
+  const double connected = Get<double>(CURLINFO_CONNECT_TIME);
+  const double secured = Get<double>(CURLINFO_APPCONNECT_TIME);
+  details.resolveSeconds = resolved;
+  details.connectSeconds = std::max(0.0, connected - resolved);
+  if (!m_isHTTPS || !IsConnected()) return details;
+  details.tlsSeconds = std::max(0.0, secured - connected);
+  details.tlsProtocol = BaseStringUtil::FromUTF8(NarrowString(m_notes.TLSProtocol().c_str()));
+  GetCertificate(details);
+  return details;
+}
+
+void CurlConnection::GetCertificate(HTTPConnectionDetails& details) const {
+  const auto* const chain = Get<curl_certinfo*>(CURLINFO_CERTINFO);
+  if (!chain || chain->num_of_certs == 0) return;
+  for (const curl_slist* item = chain->certinfo[0]; item; item = item->next) {
+    const std::string_view line = item->data;
+    const std::size_t colon = std::min(line.find(':'), line.size());
+    const std::string_view name = line.substr(0, colon);
+    const std::string value(line.substr(std::min(colon + 1, line.size())));
+    const auto shown = [&value] {
+      return MessageCatalogue::Truncated(BaseStringUtil::FromUTF8(NarrowString(value.c_str())));
+    };
+    if (name == "Subject") details.certificateSubject = shown();
+    if (name == "Issuer") details.certificateIssuer = shown();
+    const auto seconds = name == "Expire date" ? SecondsUntilHTTPDate(value) : std::nullopt;
+    if (seconds) details.certificateDays = static_cast<int>(*seconds / kSecondsPerDay);
+  }
+}
+
 String CurlConnection::FailureReason() const {
   const bool needsText = m_reason[0] == '\0' && FailureOf(m_code) == HTTPFailure::kOther;
   return BaseStringUtil::FromUTF8(needsText ? curl_easy_strerror(m_code) : m_reason);
@@ -484,13 +636,16 @@ String CurlConnection::FailureReason() const {
 
 }  // namespace
 
-std::unique_ptr<HTTPConnection> HTTPConnection::Create(
-    const NarrowString& url, const NarrowString& user, const NarrowString& password,
-    std::uint32_t timeoutSeconds, const HTTPClientOptions& options, HTTPReceiver& receiver) {
-  return std::make_unique<CurlConnection>(url, user, password, timeoutSeconds, options, receiver);
+std::unique_ptr<HTTPConnection> HTTPConnection::Create(const NarrowString& url,
+                                                       const NarrowString& user,
+                                                       const NarrowString& password,
+                                                       const HTTPClientOptions& options,
+                                                       HTTPReceiver& receiver) {
+  return std::make_unique<CurlConnection>(url, user, password, options, receiver);
 }
 
-bool IsPastHTTPDate(const std::string& date) {
-  const std::time_t seconds = curl_getdate(date.c_str(), nullptr);
-  return seconds >= 0 && seconds <= std::time(nullptr);
+std::optional<std::int64_t> SecondsUntilHTTPDate(const std::string& date) {
+  const std::time_t time = curl_getdate(date.c_str(), nullptr);
+  if (time < 0) return std::nullopt;
+  return std::int64_t{time} - std::int64_t{std::time(nullptr)};
 }

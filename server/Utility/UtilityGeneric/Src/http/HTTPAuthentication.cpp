@@ -27,14 +27,16 @@ unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
 
 HTTPAuthentication::HTTPAuthentication(const String& url, const HTTPCredentials& credentials,
                                        const HTTPClientOptions& options)
-    : m_allowsUnencryptedBasic(options.allowBasicOverPlainHttp),
+    : m_hasToken(!options.bearerToken.empty()),
+      m_allowsUnencryptedBasic(options.allowBasicOverPlainHttp),
       m_unusable(credentials.Unusable()),
       m_unusableForProxy(UnusableForProxy(*options.proxy)),
       m_isServiceHTTPS(HTTPUrl::IsHTTPS(url)),
       m_isServiceLocal(HTTPUrl::IsLoopback(url)),
       m_isProxyUnencrypted(HTTPProxy::IsUnencrypted(*options.proxy)),
       m_memory(options.logInMemory ? options.logInMemory : std::make_shared<HTTPLogInMemory>()),
-      m_service(UsableSchemes(options.authSchemes, credentials.HasUser()), m_memory->service),
+      m_service(m_hasToken ? 0 : UsableSchemes(options.authSchemes, credentials.HasUser()),
+                m_memory->service),
       m_proxy(ProxySchemes(options), m_memory->proxy) {}
 
 /// If the proxy's URL contains a user, the identity of the process is used only if no password
@@ -59,14 +61,15 @@ void HTTPAuthentication::BeginExchange() noexcept {
 /// True if others on the network can read requests to the service. Checks the address of the peer
 /// too, because the peer may be a proxy on another machine.
 bool HTTPAuthentication::IsServiceUnencrypted(std::string_view peer) const {
-  const bool isPeerLocal = peer.starts_with("127.") || peer == "::1";
-  return !m_isServiceHTTPS && !(m_isServiceLocal && isPeerLocal);
+  return !m_isServiceHTTPS && !(m_isServiceLocal && HTTPUrl::IsLoopbackAddress(peer));
 }
 
 bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
   const bool isServiceUnencrypted = IsServiceUnencrypted(round.peer);
   if ((m_service.Scheme() == kAuthBasic && isServiceUnencrypted) ||
       (m_proxy.Scheme() == kAuthBasic && m_isProxyUnencrypted))
+    m_wasBasicUnencrypted = true;
+  if (m_hasToken && m_allowsUnencryptedBasic && isServiceUnencrypted && !round.peer.empty())
     m_wasBasicUnencrypted = true;
   m_wasDigestRejected = false;
   if (round.status != 0) m_memory->hasAnswered = true;
@@ -79,6 +82,7 @@ bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
     m_service.OnAccepted();
     return false;
   }
+  if (m_hasToken && !isProxy) return false;
   HTTPLogIn& logIn = isProxy ? m_proxy : m_service;
   unsigned int offered = isProxy ? round.offeredByProxy : round.offeredByService;
   m_wasDigestRejected = logIn.Scheme() == kAuthDigest;

@@ -43,6 +43,15 @@ class HTTPAuthentication {
   /// True if the last request was rejected after a Digest log-in.
   bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }
 
+  /// True if the client uses a token instead of user and password.
+  bool HasToken() const noexcept { return m_hasToken; }
+  /// True if the token must not be sent at all: others on the network could read it.
+  bool IsTokenForbidden() const noexcept { return MustTokenStayHere() && !m_isServiceLocal; }
+  /// True if the token must not be sent to another machine, such as a proxy.
+  bool MustTokenStayHere() const noexcept {
+    return m_hasToken && !m_isServiceHTTPS && !m_allowsUnencryptedBasic;
+  }
+
   /// Set of schemes that may be used with the proxy.
   static unsigned int ProxySchemes(const HTTPClientOptions& options);
 
@@ -52,6 +61,7 @@ class HTTPAuthentication {
   void Exclude(unsigned int scheme, const HTTPLogIn& logIn, const wchar_t* advice,
                unsigned int& offered);
 
+  const bool m_hasToken;
   const bool m_allowsUnencryptedBasic;
   const unsigned int m_unusable;  // schemes that cannot send the user or the password
   const unsigned int m_unusableForProxy;

@@ -9,7 +9,9 @@
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/Secret.h"
 #include "errors/MessageCatalogue.h"
+#include "http/HTTPBearer.h"
 #include "http/HTTPProxy.h"
+#include "http/HTTPRetries.h"
 #include "http/HTTPStatus.h"
 #include "http/HTTPTransfer.h"
 #include "http/HTTPUrl.h"
@@ -46,6 +48,7 @@ bool IsNegotiate(const std::string& scheme) {
 struct Setup {
   String shownURL;
   bool hasUser;
+  bool hasToken;
   String missingUserAdvice;
 };
 
@@ -78,9 +81,13 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setu
     diagnosis.advice =
         L"check with klist whose ticket it is, and ask the administrator whether that user may log "
         L"in";
+  } else if (!isProxy && response.schemes.size() == 1 && !response.bearerChallenge.empty()) {
+    diagnosis.what += L": the server requires a token";
+    diagnosis.advice = L"give one, instead of user and password";
   } else if (!isProxy && !setup.hasUser) {
     diagnosis.what += L": the server requires a log-in";
     diagnosis.advice = setup.missingUserAdvice;
+    if (!response.bearerChallenge.empty()) diagnosis.advice += L", or a token";
   } else if (!isProxy) {
     diagnosis.what += L": the server offers no way to log in that can be used here";
     diagnosis.advice = L"ask the server's administrator for one that uses a password";
@@ -91,9 +98,19 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setu
   if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
 }
 
+HTTPStep StepOf(long status) {
+  return status == 401 ? HTTPStep::kLogIn : status == 407 ? HTTPStep::kProxy : HTTPStep::kResponse;
+}
+
 HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
   HTTPDiagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status),
                           L""};
+  diagnosis.step = StepOf(response.status);
+  if (setup.hasToken && response.status != 407 &&
+      HTTPBearer::Describe(response.status, response.bearerChallenge, diagnosis)) {
+    diagnosis.step = HTTPStep::kLogIn;
+    return diagnosis;
+  }
   if (response.status == 401 || response.status == 407)
     DiagnoseLogIn(response, response.status == 407, setup, diagnosis);
   else if (!response.redirectTarget.empty())
@@ -139,7 +156,7 @@ Classification Classify(HTTPResponse& response, const Setup& setup, std::uint64_
   if (response.failure != HTTPFailure::kNone) {
     // A server that rejects a request often closes the connection. The status then says more than
     // the failure.
-    if (response.connectStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
+    if (response.proxyStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
     if (IsAbortedByClient(response.failure) || response.status < 300)
       return {response.diagnosis, false};
     return {DiagnoseStatus(response, setup), false};
@@ -175,18 +192,31 @@ void RejectControlCharacters(const String& text, const wchar_t* name) {
            kSourceFile, __LINE__);
 }
 
+void CheckToken(const String& token, bool hasUser) {
+  if (token.empty()) return;
+  if (hasUser)
+    SUGThrow(ErrorMessage(L"A token was given together with a user name or a password: give only "
+                          L"one of them"),
+             kSourceFile, __LINE__);
+  if (!HTTPBearer::IsToken(token.view()))
+    SUGThrow(ErrorMessage(L"The token contains a character that a token cannot have, such as a "
+                          L"space or a line break, and cannot be used: check how it was entered"),
+             kSourceFile, __LINE__);
+}
+
 }  // namespace
 
 class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
-       const NarrowString& password, std::uint32_t timeoutSeconds, const HTTPClientOptions& options)
-      : m_setup{shownURL, !user.empty(),
+       const NarrowString& password, const HTTPClientOptions& options)
+      : m_setup{shownURL, !user.empty(), !options.bearerToken.empty(),
                 options.missingUserAdvice.empty() ? String(L"give a user name and a password")
                                                   : options.missingUserAdvice},
         m_maxReplyBytes(options.maxReplyBytes),
-        m_timeoutSeconds(timeoutSeconds),
-        m_transfer(url, user, password, timeoutSeconds, options) {}
+        m_timeoutSeconds(*options.timeoutSeconds),
+        m_maxRetries(options.maxRetries),
+        m_transfer(url, user, password, options) {}
 
   void SetHeaderLines(const String& lines) {
     if (lines == m_headerLines) return;
@@ -199,43 +229,92 @@ class HTTPClientWrapper::Impl {
   bool Exchange(const NarrowString& body, NarrowString& reply, String& error) {
     HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver;
     if (observer) observer->OnBegin({m_setup.shownURL, m_subject, m_timeoutSeconds});
-    HTTPResponse response;
-    m_transfer.Post(body, response);
-    const std::uint64_t received = response.body.size();
-    const auto [diagnosis, hasReply] = Classify(response, m_setup, m_maxReplyBytes);
-    if (ImportOperation* const operation = ImportOperation::Current())
-      operation->CountReplyBytes(
-          response.earlierBytes +
-          std::max<std::uint64_t>({received, response.body.size(), response.wireBytes}));
-    reply = hasReply ? response.body : NarrowString();
-    const bool ok = diagnosis.what.empty();
-    if (!ok) error = ErrorText(diagnosis);
+    std::uint32_t retries = 0;
+    bool basicInClear = false;
+    Attempt attempt;
+    for (;;) {
+      attempt = Attempt();
+      Try(body, attempt);
+      basicInClear |= attempt.response.basicInClear;
+      if (retries >= m_maxRetries || !MayRepeat(attempt)) break;
+      const double seconds = HTTPRetries::WaitSeconds(++retries, attempt.response.retryAfter);
+      if (observer)
+        observer->OnRetry({m_setup.shownURL, m_subject, ErrorText(attempt.diagnosis, 0), retries,
+                           m_maxRetries, seconds});
+      attempt.response.body = NarrowString();
+      if (HTTPRetries::Wait(seconds)) continue;
+      --retries;
+      attempt.hasReply = false;
+      attempt.diagnosis = {StopText(), L"", L"", attempt.diagnosis.step};
+      break;
+    }
+    const HTTPResponse& response = attempt.response;
+    reply = attempt.hasReply ? response.body : NarrowString();
+    const bool ok = attempt.diagnosis.what.empty();
+    if (!ok) error = ErrorText(attempt.diagnosis, retries);
     if (observer) {
       HTTPExchangeInfo info;
       info.url = m_setup.shownURL;
       info.subject = m_subject;
       info.status = response.status;
       info.request = body;
-      info.replyBytes = received;
+      info.replyBytes = attempt.receivedBytes;
       info.wireBytes = response.wireBytes;
       info.connectSeconds = response.connectSeconds;
       info.firstByteSeconds = response.firstByteSeconds;
       info.totalSeconds = response.totalSeconds;
       info.ok = ok;
       if (!ok) info.error = error;
-      info.basicInClear = response.basicInClear;
+      info.basicInClear = basicInClear;
       info.isUnreachable = response.failure == HTTPFailure::kUnknownHost ||
                            response.failure == HTTPFailure::kUnknownProxy ||
                            response.failure == HTTPFailure::kConnectFailed;
+      if (!ok) info.failedStep = attempt.diagnosis.step;
+      info.retries = retries;
+      info.connection = response.connection;
       observer->OnExchange(info);
     }
-    return hasReply;
+    return attempt.hasReply;
   }
 
  private:
-  String ErrorText(const HTTPDiagnosis& diagnosis) const {
+  /// One of the requests of an exchange, which all have the same body.
+  struct Attempt {
+    HTTPResponse response;
+    HTTPDiagnosis diagnosis;
+    bool hasReply = false;            // the body may be XML
+    std::uint64_t receivedBytes = 0;  // of the body, decoded
+  };
+
+  void Try(const NarrowString& body, Attempt& attempt) {
+    HTTPResponse& response = attempt.response;
+    m_transfer.Post(body, response);
+    attempt.receivedBytes = response.body.size();
+    const Classification result = Classify(response, m_setup, m_maxReplyBytes);
+    attempt.diagnosis = result.diagnosis;
+    attempt.hasReply = result.hasReply;
+    if (ImportOperation* const operation = ImportOperation::Current())
+      operation->CountReplyBytes(
+          response.earlierBytes +
+          std::max<std::uint64_t>(
+              {attempt.receivedBytes, response.body.size(), response.wireBytes}));
+  }
+
+  /// A repeated request counts as a request of the operation.
+  static bool MayRepeat(const Attempt& attempt) {
+    if (attempt.diagnosis.what.empty() || IsThreadToStop() ||
+        !HTTPRetries::MayRepeat(attempt.response))
+      return false;
+    ImportOperation* const operation = ImportOperation::Current();
+    return !operation || operation->TryCountRequest();
+  }
+
+ private:
+  String ErrorText(const HTTPDiagnosis& diagnosis, std::uint32_t retries) const {
     String text = m_setup.shownURL + L": " + diagnosis.what;
     if (!diagnosis.advice.empty()) text += L"; " + diagnosis.advice;
+    if (retries > 0)
+      text += L"; tried " + BaseStringUtil::StringFrom(std::uint64_t{retries} + 1) + L" times";
     if (!diagnosis.details.empty()) text += L" (" + diagnosis.details + L")";
     return MessageCatalogue::OneLine(text);
   }
@@ -243,6 +322,7 @@ class HTTPClientWrapper::Impl {
   const Setup m_setup;
   const std::uint64_t m_maxReplyBytes;
   const std::uint32_t m_timeoutSeconds;
+  const std::uint32_t m_maxRetries;
   String m_subject;
   String m_headerLines;  // set in m_transfer
   HTTPTransfer m_transfer;
@@ -271,6 +351,9 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
                                          : HTTPProxy::FromEnvironment(HTTPUrl::IsHTTPS(cleanURL)));
   HTTPClientOptions effective = given;  // destroyed before `proxy`, which erases the shared text
   effective.proxy = proxy;
+  effective.timeoutSeconds = given.timeoutSeconds.value_or(timeoutSeconds);
+  effective.connectTimeoutSeconds = given.connectTimeoutSeconds.value_or(*effective.timeoutSeconds);
+  CheckToken(given.bearerToken, !usedUser.empty() || !usedPassword.empty() || !password.empty());
   Secret<String> proxyUser;
   Secret<String> proxyPassword;
   HTTPProxy::GetCredentials(proxy, proxyUser, proxyPassword);
@@ -281,7 +364,7 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   const Secret<NarrowString> narrowUser(ToUTF8(usedUser));
   const Secret<NarrowString> narrowPassword(ToUTF8(usedPassword));
   m_impl = std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), narrowUser, narrowPassword,
-                                  timeoutSeconds, effective);
+                                  effective);
 }
 
 HTTPClientWrapper::~HTTPClientWrapper() = default;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Utility/Generic/HTTPClientWrapper.h"
@@ -20,6 +21,8 @@ struct HTTPRequest {
   const HTTPCredentials* credentials = nullptr;  ///< if they depend on the scheme
   /// True after a rejected Digest log-in: libcurl would ignore the new nonce.
   bool forgetLogInState = false;
+  /// The token is not sent to an IP address of another machine: kTokenUnprotected.
+  bool onlyToThisMachine = false;
 };
 
 /// What is known after a request, whether it failed or not.
@@ -31,8 +34,12 @@ struct HTTPRequestInfo {
   unsigned int offeredByProxy = 0;    ///< set of HTTPAuthScheme
   std::string peer;                   ///< IP address of the other end
   std::string contentType;
-  String redirectTarget;  ///< without credentials
-  int systemError = 0;    ///< errno
+  String redirectTarget;                  ///< without credentials
+  int systemError = 0;                    ///< errno
+  HTTPStep reached = HTTPStep::kAddress;  ///< the last step that began: kResponse if connected
+  bool usesProxy = false;
+  bool wasCertificateRequested = false;  ///< the server asked for a client certificate
+  HTTPConnectionDetails connection;      ///< see HTTPClientOptions::wantsConnectionDetails
   /// Why Negotiate sent no log-in: the text of the Kerberos library, on one line and truncated.
   /// Empty: none.
   std::string logInProblem;
@@ -53,7 +60,6 @@ class HTTPConnection {
   /// See HTTPTransfer. `receiver` gets the responses and must outlive the connection.
   static std::unique_ptr<HTTPConnection> Create(const NarrowString& url, const NarrowString& user,
                                                 const NarrowString& password,
-                                                std::uint32_t timeoutSeconds,
                                                 const HTTPClientOptions& options,
                                                 HTTPReceiver& receiver);
   virtual ~HTTPConnection() = default;
@@ -71,5 +77,5 @@ class HTTPConnection {
 /// Size of libcurl's receive buffer.
 inline constexpr std::uint64_t kHTTPReceiveBufferBytes = std::uint64_t{128} << 10;
 
-/// True for a date of a header that is in the past.
-bool IsPastHTTPDate(const std::string& date);
+/// Seconds until the date of a header, negative in the past. nullopt: it is not a date.
+std::optional<std::int64_t> SecondsUntilHTTPDate(const std::string& date);

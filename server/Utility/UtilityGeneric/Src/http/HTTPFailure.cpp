@@ -1,5 +1,8 @@
 #include "http/HTTPFailure.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Cancellation.h"
 #include "http/HTTPStatus.h"
@@ -41,28 +44,41 @@ Text TextOf(HTTPFailure failure) noexcept {
               L"configure the server or proxy to compress it only once"};
     case HTTPFailure::kOutOfMemory:
       return {L"there is not enough memory for the reply", L""};
+    case HTTPFailure::kTokenUnprotected:
+      return {L"the token is not sent over plain http to another machine",
+              L"use https, or set allowBasicOverPlainHttp"};
+    case HTTPFailure::kBadURL:
+      return {L"the URL of the service or of the proxy cannot be used", L"correct it"};
     case HTTPFailure::kUnknownHost:
       return {L"the host name of the service cannot be resolved",
               L"check the spelling of the host name"};
     case HTTPFailure::kUnknownProxy:
-      return {L"the host name of the proxy cannot be resolved",
-              L"check the environment's proxy setting"};
+      return {L"the host name of the proxy cannot be resolved", L"check the proxy setting"};
     case HTTPFailure::kConnectFailed:
       return {L"cannot connect to the service",
-              L"check host and port, that the service is running, and the proxy if the environment "
-              L"names one"};
+              L"check host and port, that the service is running, and the proxy if one is set"};
     case HTTPFailure::kConnectTimeout:
       return {L"no connection to the service within # seconds",
               L"check host and port, or try a longer time-out"};
     case HTTPFailure::kCertificateRejected:
       return {L"the server's certificate is not trusted",
-              L"replace the certificate, or set SSL_CERT_FILE to the file of its authority's "
-              L"certificate"};
+              L"replace the certificate, or add its authority to the file of trusted certificates"};
     case HTTPFailure::kCAFileUnreadable:
-      return {L"the file of trusted certificates cannot be read", L"check SSL_CERT_FILE"};
+      return {L"the file of trusted certificates cannot be read",
+              L"check its name, its contents and the right to read it"};
+    case HTTPFailure::kClientCertificateRequired:
+      return {L"the server requires a client certificate",
+              L"give one, or ask the server's administrator for one"};
+    case HTTPFailure::kClientCertificateRejected:
+      return {L"the server rejected the client certificate",
+              L"use one from an authority that the server accepts, and check that it is still "
+              L"valid"};
     case HTTPFailure::kTLSFailed:
       return {L"the TLS handshake with the server failed",
               L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
+    case HTTPFailure::kTLSInterrupted:
+      return {L"the connection was lost in the TLS handshake",
+              L"check that the port is one for https, and try again"};
     case HTTPFailure::kClosedWithoutResponse:
       return {L"the server closed the connection without a response",
               L"check that a web server uses this port, and try again"};
@@ -78,7 +94,7 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kNotHTTP:
       return {L"the response is not HTTP", L"check that a web server uses this port"};
     case HTTPFailure::kProxyRefused:
-      return {L"the proxy refuses the connection", L"check the environment's proxy setting"};
+      return {L"the proxy refuses the connection", L"check the proxy setting"};
     case HTTPFailure::kOther:
       break;
   }
@@ -98,7 +114,72 @@ bool MayExpectTLS(HTTPFailure failure) {
          failure == HTTPFailure::kReceiveFailed;
 }
 
+bool IsLostConnection(HTTPFailure failure) {
+  return failure == HTTPFailure::kClosedWithoutResponse || failure == HTTPFailure::kReceiveFailed ||
+         failure == HTTPFailure::kSendFailed;
+}
+
+bool Contains(const String& text, const wchar_t* part) { return text.find(part) != String::npos; }
+
+HTTPStep StepOf(HTTPFailure failure, HTTPStep reached, bool usesProxy) noexcept {
+  switch (failure) {
+    case HTTPFailure::kNone:
+      return HTTPStep::kNone;
+    case HTTPFailure::kBadURL:
+      return HTTPStep::kAddress;
+    case HTTPFailure::kUnknownHost:
+      return HTTPStep::kNameResolution;
+    case HTTPFailure::kUnknownProxy:
+    case HTTPFailure::kProxyRefused:
+      return HTTPStep::kProxy;
+    case HTTPFailure::kTokenUnprotected:
+      return HTTPStep::kLogIn;
+    case HTTPFailure::kCAFileUnreadable:
+    case HTTPFailure::kClientCertificateRequired:
+    case HTTPFailure::kClientCertificateRejected:
+      return HTTPStep::kTLS;
+    default:
+      break;
+  }
+  const bool isBeforeTunnel =
+      reached == HTTPStep::kNameResolution || reached == HTTPStep::kConnection;
+  return usesProxy && isBeforeTunnel ? HTTPStep::kProxy : reached;
+}
+
 }  // namespace
+
+HTTPFailure RefineTLSFailure(HTTPFailure failure, const String& reason, bool hasClientCertificate,
+                             bool lacksClientCertificate) {
+  // Alerts about a client certificate, in OpenSSL's words. The last one is libcurl's text for an
+  // expired certificate.
+  constexpr const wchar_t* kAlerts[] = {L"alert certificate required",
+                                        L"alert bad certificate",
+                                        L"alert unsupported certificate",
+                                        L"alert certificate revoked",
+                                        L"alert certificate expired",
+                                        L"alert certificate unknown",
+                                        L"alert unknown ca",
+                                        L"alert access denied",
+                                        L"alert decrypt error",
+                                        L"SSL certificate verification failed"};
+  const bool isLost = IsLostConnection(failure);
+  const bool isTLS =
+      failure == HTTPFailure::kTLSFailed || failure == HTTPFailure::kCertificateRejected;
+  if (!isLost && !isTLS) return failure;
+  const bool isAlert =
+      std::any_of(std::begin(kAlerts), std::end(kAlerts),
+                  [&reason](const wchar_t* alert) { return Contains(reason, alert); });
+  if (isAlert && hasClientCertificate) return HTTPFailure::kClientCertificateRejected;
+  // TLS 1.2 has no alert of its own for a missing certificate. With TLS 1.3, the connection may end
+  // before libcurl reads the alert.
+  if (lacksClientCertificate && (isAlert || isLost || Contains(reason, L"alert handshake failure")))
+    return HTTPFailure::kClientCertificateRequired;
+  const bool wasInterrupted = Contains(reason, L"SSL_ERROR_SYSCALL") ||
+                              Contains(reason, L"eset by peer") ||
+                              Contains(reason, L"unexpected eof");
+  return failure == HTTPFailure::kTLSFailed && wasInterrupted ? HTTPFailure::kTLSInterrupted
+                                                              : failure;
+}
 
 HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   const HTTPFailure failure = facts.failure;
@@ -106,6 +187,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   HTTPDiagnosis result;
   result.what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
   result.advice = text.advice;
+  result.step = StepOf(failure, facts.reached, facts.usesProxy);
   BaseStringUtil::ReplacePatternInString(result.what, L"#",
                                          BaseStringUtil::StringFrom(facts.number));
   if (failure == HTTPFailure::kConnectTimeout && facts.isHTTPS)
@@ -123,10 +205,10 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
   }
+  if (facts.wasCertificateGiven && IsLostConnection(failure))
+    result.advice += L"; the server may have rejected the client certificate";
   // libcurl's text for a system error may depend on the locale, so the number is used.
-  const bool isSystemError =
-      failure == HTTPFailure::kConnectFailed || failure == HTTPFailure::kReceiveFailed ||
-      failure == HTTPFailure::kSendFailed || failure == HTTPFailure::kClosedWithoutResponse;
+  const bool isSystemError = failure == HTTPFailure::kConnectFailed || IsLostConnection(failure);
   const bool needsNoReason = failure == HTTPFailure::kClosedWithoutResponse ||
                              failure == HTTPFailure::kUnknownHost ||
                              failure == HTTPFailure::kUnknownProxy;

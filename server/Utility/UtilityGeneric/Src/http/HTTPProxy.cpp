@@ -39,6 +39,11 @@ bool GetCredentials(const String& proxy, String& user, String& password) {
   return HTTPUrl::RemoveCredentials(url, user, password);
 }
 
+String ForDisplay(const String& proxy) {
+  const Secret<String> url(WithScheme(proxy));
+  return HTTPUrl::ForDisplay(url);
+}
+
 bool IsUnencrypted(const String& proxy) {
   const Secret<String> url(WithScheme(proxy));
   return !HTTPUrl::IsHTTPS(url) && !HTTPUrl::IsLoopback(url);

@@ -13,6 +13,9 @@ String FromEnvironment(bool isHTTPS);
 /// there are none.
 bool GetCredentials(const String& proxy, String& user, String& password);
 
+/// The proxy's URL for people: with a scheme, without credentials.
+String ForDisplay(const String& proxy);
+
 /// True if others on the network can read what is sent to the proxy itself.
 bool IsUnencrypted(const String& proxy);
 

@@ -21,7 +21,9 @@ HTTPReceiver::HTTPReceiver(std::string_view servicePath, const HTTPClientOptions
       m_maxHeaderBytes(options.maxHeaderBytes),
       m_maxRatio(options.maxCompressionRatio),
       m_cookies(servicePath, options.maxCookies, options.maxCookieBytes),
-      m_headers(options.maxHeaderBytes, m_cookies, &IsPastHTTPDate) {}
+      m_headers(options.maxHeaderBytes, m_cookies, [](const std::string& date) {
+        return SecondsUntilHTTPDate(date).value_or(1) <= 0;
+      }) {}
 
 void HTTPReceiver::BeginExchange(NarrowString& body) noexcept {
   m_body = &body;

@@ -46,7 +46,7 @@ class HTTPReceiver {
 
   bool HasAllHeaders() const noexcept { return m_headers.IsComplete(); }
   const std::vector<std::string>& OfferedSchemes() const noexcept { return m_headers.Schemes(); }
-  bool HasNTLMChallenge() const noexcept { return m_headers.HasNTLMChallenge(); }
+  const HTTPHeaderValues& Headers() const noexcept { return m_headers.Values(); }
   /// Size of the bodies of all responses of the exchange, except those to the last request:
   /// rejected log-ins and failed attempts. Decoded, or as received if that is longer or libcurl
   /// discarded it.

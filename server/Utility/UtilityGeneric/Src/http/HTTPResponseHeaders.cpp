@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Utility/Generic/BaseStringUtil.h"
 #include "text/ASCIIText.h"
 
 namespace {
@@ -43,7 +44,7 @@ HTTPResponseHeaders::Result HTTPResponseHeaders::OnLine(std::string_view line, l
       m_status = StatusOf(text);
       m_offers = 0;
       m_schemes.clear();
-      m_hasNTLMChallenge = false;
+      m_values = {};
       return Result::kNewResponse;
     case Part::kHeaders:
       if (!text.empty())
@@ -55,6 +56,26 @@ HTTPResponseHeaders::Result HTTPResponseHeaders::OnLine(std::string_view line, l
       break;  // trailers are ignored
   }
   return Result::kOk;
+}
+
+void HTTPResponseHeaders::Keep(std::string_view name, std::string_view value) {
+  constexpr std::size_t kMaxBytes = 512;
+  struct Kept {
+    std::string_view name;
+    std::string HTTPHeaderValues::*value;
+  };
+  static constexpr Kept kKept[] = {{"retry-after", &HTTPHeaderValues::retryAfter},
+                                   {"server", &HTTPHeaderValues::server},
+                                   {"content-encoding", &HTTPHeaderValues::contentEncoding},
+                                   {"www-authenticate", &HTTPHeaderValues::bearerChallenge}};
+  for (const Kept& kept : kKept) {
+    if (!ASCIIText::EqualsIgnoringCase(name, kept.name)) continue;
+    const bool isOffer = kept.value == &HTTPHeaderValues::bearerChallenge;
+    if (isOffer && ASCIIText::FindIgnoringCase(value, "bearer") == std::string_view::npos) return;
+    std::string& place = m_values.*kept.value;
+    if (place.empty()) place = value.substr(0, BaseStringUtil::UTF8PrefixLength(value, kMaxBytes));
+    return;
+  }
 }
 
 /// Each level of compression can multiply the size by a thousand. The data between the levels has
@@ -75,6 +96,7 @@ void HTTPResponseHeaders::OnHeader(std::string_view line) {
   if (colon == std::string_view::npos) return;
   const std::string_view name = line.substr(0, colon);
   const std::string_view value = ASCIIText::Trimmed(line.substr(colon + 1));
+  Keep(name, value);
   if (ASCIIText::EqualsIgnoringCase(name, "set-cookie")) m_cookies.Store(value, m_isPast);
   const bool isOffer =
       (m_status == "401" && ASCIIText::EqualsIgnoringCase(name, "www-authenticate")) ||
@@ -82,7 +104,7 @@ void HTTPResponseHeaders::OnHeader(std::string_view line) {
   if (!isOffer || ++m_offers > kMaxOffers) return;
   // Without a challenge, the scheme's name is the whole value.
   if (value.size() > 5 && ASCIIText::EqualsIgnoringCase(value.substr(0, 5), "ntlm "))
-    m_hasNTLMChallenge = true;
+    m_values.hasNTLMChallenge = true;
   std::string scheme(value.substr(0, std::min(value.find_first_of(" ,\t"), std::size_t{40})));
   if (!scheme.empty() && std::find(m_schemes.begin(), m_schemes.end(), scheme) == m_schemes.end())
     m_schemes.push_back(std::move(scheme));

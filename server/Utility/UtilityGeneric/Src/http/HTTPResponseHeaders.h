@@ -7,6 +7,17 @@
 
 #include "http/HTTPCookies.h"
 
+/// Values of headers of the last response, truncated to 512 bytes each. Empty: no such header.
+struct HTTPHeaderValues {
+  std::string retryAfter;
+  std::string server;
+  std::string contentEncoding;
+  std::string bearerChallenge;  ///< of WWW-Authenticate, if it contains a Bearer challenge
+  /// A 401 or 407 has a challenge of NTLM, to which the client would have to answer on the same
+  /// connection.
+  bool hasNTLMChallenge = false;
+};
+
 /// Reads the headers of all responses of one exchange: informational ones, rejected log-ins, and
 /// the last one with its trailers. The limits apply to all of them together.
 class HTTPResponseHeaders {
@@ -24,6 +35,8 @@ class HTTPResponseHeaders {
   void BeginExchange() noexcept { m_bytes = 0; }
   void BeginRequest() noexcept {
     m_part = Part::kStatusLine;
+    m_schemes.clear();
+    m_values = {};
     m_compressions = 0;
   }
   /// Reads one line with its line end. `request` numbers the requests. The first line after
@@ -33,15 +46,14 @@ class HTTPResponseHeaders {
   bool IsComplete() const noexcept { return m_part == Part::kBody; }
   /// Names of the schemes that the last response offers, if it is a 401 or 407.
   const std::vector<std::string>& Schemes() const noexcept { return m_schemes; }
-  /// True if the last response is a 401 or 407 with a challenge of NTLM, to which the client would
-  /// have to answer on the same connection.
-  bool HasNTLMChallenge() const noexcept { return m_hasNTLMChallenge; }
+  const HTTPHeaderValues& Values() const noexcept { return m_values; }
 
  private:
   enum class Part { kStatusLine, kHeaders, kBody };
 
   bool IsCompressedTwice(std::string_view line, long request);
   void OnHeader(std::string_view line);
+  void Keep(std::string_view name, std::string_view value);
 
   const std::size_t m_maxBytes;
   HTTPCookies& m_cookies;
@@ -53,5 +65,5 @@ class HTTPResponseHeaders {
   std::string m_status;            // three digits
   std::size_t m_offers = 0;
   std::vector<std::string> m_schemes;
-  bool m_hasNTLMChallenge = false;
+  HTTPHeaderValues m_values;
 };

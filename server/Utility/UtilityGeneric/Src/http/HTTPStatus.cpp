@@ -24,7 +24,7 @@ constexpr Status kStatuses[] = {
     {302, L"Found", L"use the URL that it points to, if that is the service"},
     {303, L"See Other", L"use the URL that it points to, if that is the service"},
     {304, L"Not Modified", L""},
-    {305, L"Use Proxy", L"set the proxy in the environment"},
+    {305, L"Use Proxy", L"set this proxy"},
     {307, L"Temporary Redirect", L"use the URL that it points to, if that is the service"},
     {308, L"Permanent Redirect", L"use the new URL"},
     {400, L"Bad Request", L"check that the URL leads to an XML for Analysis service"},

@@ -1,19 +1,40 @@
 #include "http/HTTPTransfer.h"
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "errors/MessageCatalogue.h"
 #include "http/HTTPUrl.h"
 
+namespace {
+
+/// A text of the server, for people: one line, truncated.
+String Shown(const std::string& text) {
+  return MessageCatalogue::Truncated(
+      BaseStringUtil::FromUTF8(NarrowString(text.data(), text.size())));
+}
+
+String Joined(const std::vector<std::string>& names) {
+  String text;
+  for (const std::string& name : names) {
+    if (!text.empty()) text += L", ";
+    text += BaseStringUtil::FromUTF8(NarrowString(name.data(), name.size()));
+  }
+  return text;
+}
+
+}  // namespace
+
 HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
-                           const NarrowString& password, std::uint32_t timeoutSeconds,
-                           const HTTPClientOptions& options)
-    : m_timeoutSeconds(timeoutSeconds),
+                           const NarrowString& password, const HTTPClientOptions& options)
+    : m_timeoutSeconds(*options.timeoutSeconds),
+      m_connectTimeoutSeconds(*options.connectTimeoutSeconds),
       m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
       m_hasProxy(!options.proxy->empty()),
+      m_hasCertificate(!options.certificateFile.empty()),
+      m_wantsDetails(options.wantsConnectionDetails),
       m_credentials(user, password),
       m_authentication(BaseStringUtil::FromUTF8(url), m_credentials, options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
-      m_connection(
-          HTTPConnection::Create(url, user, password, timeoutSeconds, options, m_receiver)) {}
+      m_connection(HTTPConnection::Create(url, user, password, options, m_receiver)) {}
 
 HTTPTransfer::~HTTPTransfer() = default;
 
@@ -24,6 +45,7 @@ void HTTPTransfer::SetHeaderLines(const NarrowString& lines) {
 void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   m_receiver.BeginExchange(response.body);
   m_authentication.BeginExchange();
+  m_usedScheme = 0;
   HTTPFailure failure;
   HTTPRequestInfo info;
   do {
@@ -32,15 +54,19 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
     // retries over all requests, and refuses every sixth.
     if (failure == HTTPFailure::kSendFailed && !info.usedNewConnection) failure = Send(body, info);
     if (!info.logInProblem.empty()) response.logInProblem = info.logInProblem;
+    if (m_wantsDetails) Collect(info, response.connection);
   } while (ShouldSendAgain(failure == HTTPFailure::kNone, info));
   if (failure == HTTPFailure::kNone) m_receiver.OnEnd(info.wireBytes);
   if (m_receiver.Failure() != HTTPFailure::kNone) failure = m_receiver.Failure();
 
   response.status = info.status;
+  response.proxyStatus = info.status == 0 ? info.connectStatus : 0;
   response.contentType = std::move(info.contentType);
+  response.retryAfter = m_receiver.Headers().retryAfter;
+  response.bearerChallenge = m_receiver.Headers().bearerChallenge;
   response.redirectTarget = info.redirectTarget;
   response.schemes = m_receiver.OfferedSchemes();
-  response.isLogInUnfinished = m_receiver.HasNTLMChallenge();
+  response.isLogInUnfinished = m_receiver.Headers().hasNTLMChallenge;
   response.logInAdvice = m_authentication.Advice();
   response.rejectedByService = m_authentication.RejectedByService();
   response.rejectedByProxy = m_authentication.RejectedByProxy();
@@ -55,11 +81,17 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
 
 HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) {
   m_receiver.BeginRequest();
+  if (m_authentication.IsTokenForbidden()) {
+    m_receiver.Fail(HTTPFailure::kTokenUnprotected);
+    return HTTPFailure::kTokenUnprotected;
+  }
   HTTPRequest request{body, m_receiver.Cookies()};
   request.serviceScheme = m_authentication.ServiceScheme();
   request.proxyScheme = m_authentication.ProxyScheme();
   if (!m_credentials.IsASCII()) request.credentials = &m_credentials;
   request.forgetLogInState = m_authentication.WasDigestRejected();
+  request.onlyToThisMachine = m_authentication.MustTokenStayHere();
+  if (request.serviceScheme != 0) m_usedScheme = request.serviceScheme;
   const HTTPFailure failure = m_connection->Send(request);
   info = m_connection->Info();
   return failure;
@@ -76,20 +108,40 @@ bool HTTPTransfer::ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info)
   return m_authentication.OnRound(round) && m_receiver.Failure() == HTTPFailure::kNone;
 }
 
+/// Adds what is known after a request. A later request of the exchange may use its connection
+/// again.
+void HTTPTransfer::Collect(const HTTPRequestInfo& info, HTTPConnectionDetails& details) const {
+  const String offered = m_receiver.OfferedSchemes().empty() ? details.offeredSchemes
+                                                             : Joined(m_receiver.OfferedSchemes());
+  if (!info.connection.isReused || details.address.empty()) details = info.connection;
+  details.offeredSchemes = offered;
+  details.usedScheme = m_authentication.HasToken() && info.reached == HTTPStep::kResponse
+                           ? String(L"Bearer")
+                           : Joined(HTTPLogIn::Names(m_usedScheme));
+  details.server = Shown(m_receiver.Headers().server);
+  details.contentType = Shown(info.contentType);
+  details.contentEncoding = Shown(m_receiver.Headers().contentEncoding);
+}
+
 void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
                             HTTPResponse& response) const {
   HTTPFailureDetails details;
-  details.failure = failure;
+  const bool wasAsked = m_isHTTPS && info.wasCertificateRequested && info.status == 0;
+  details.wasCertificateGiven = wasAsked && m_hasCertificate;
+  details.reason = m_connection->FailureReason();
+  details.failure = RefineTLSFailure(failure, details.reason, m_isHTTPS && m_hasCertificate,
+                                     wasAsked && !m_hasCertificate);
   const std::uint64_t limit = m_receiver.LimitOf(failure);
-  details.number = limit != 0 ? limit : m_timeoutSeconds;
-  details.proxyStatus = info.status == 0 ? info.connectStatus : 0;
+  const bool isConnecting = failure == HTTPFailure::kConnectTimeout;
+  details.number = limit != 0 ? limit : isConnecting ? m_connectTimeoutSeconds : m_timeoutSeconds;
+  details.proxyStatus = response.proxyStatus;
   details.systemError = info.systemError;
   details.isHTTPS = m_isHTTPS;
+  details.reached = info.reached;
+  details.usesProxy = info.usesProxy;
   details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
-  details.reason = m_connection->FailureReason();
-  response.connectStatus = details.proxyStatus;
   // libcurl does not pass on the headers of a refused tunnel.
-  if (response.connectStatus == 407) response.schemes = HTTPLogIn::Names(info.offeredByProxy);
-  response.failure = failure;
+  if (response.proxyStatus == 407) response.schemes = HTTPLogIn::Names(info.offeredByProxy);
+  response.failure = details.failure;
   response.diagnosis = DescribeHTTPFailure(details);
 }

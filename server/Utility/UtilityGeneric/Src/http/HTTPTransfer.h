@@ -16,18 +16,20 @@
 struct HTTPResponse {
   HTTPFailure failure = HTTPFailure::kNone;  ///< why the response is incomplete
   HTTPDiagnosis diagnosis;                   ///< describes `failure`
+  long proxyStatus = 0;                      ///< of the refusal of a tunnel; 0: none
 
   long status = 0;
   NarrowString body;
   std::string contentType;
+  std::string retryAfter;              ///< value of the header; empty: none
+  std::string bearerChallenge;         ///< value of WWW-Authenticate with a Bearer challenge
   String redirectTarget;               ///< without credentials; empty without a redirect
   std::vector<std::string> schemes;    ///< names of the schemes that a 401 or 407 offers
-  bool isLogInUnfinished = false;      ///< the connection ended between the rounds of NTLM
   std::string logInProblem;            ///< see HTTPRequestInfo; of any request of the exchange
   String logInAdvice;                  ///< why none of them was used, and what to do; may be empty
+  bool isLogInUnfinished = false;      ///< the connection ended between the rounds of NTLM
   unsigned int rejectedByService = 0;  ///< set of HTTPAuthScheme that were tried in this exchange
   unsigned int rejectedByProxy = 0;
-  long connectStatus = 0;     ///< of the proxy's refusal of a tunnel; 0: none
   bool basicInClear = false;  ///< see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
@@ -35,16 +37,18 @@ struct HTTPResponse {
   double connectSeconds = 0;
   double firstByteSeconds = 0;
   double totalSeconds = 0;
+  HTTPConnectionDetails connection;  ///< see HTTPClientOptions::wantsConnectionDetails
 };
 
 /// Posts to one URL and logs in to the service and the proxy if they ask for it. Use from one
 /// thread at a time.
 class HTTPTransfer {
  public:
-  /// `url`, `user` and `password` must not contain control characters. `options.proxy` must be set.
-  /// Throws ErrorMessage if libcurl does not accept one of them.
+  /// `url`, `user` and `password` must not contain control characters. The proxy and the time-outs
+  /// of the options must be set. Throws ErrorMessage if libcurl does not accept one of them, and
+  /// for an unusable client certificate.
   HTTPTransfer(const NarrowString& url, const NarrowString& user, const NarrowString& password,
-               std::uint32_t timeoutSeconds, const HTTPClientOptions& options);
+               const HTTPClientOptions& options);
   ~HTTPTransfer();
   HTTPTransfer(const HTTPTransfer&) = delete;
   HTTPTransfer& operator=(const HTTPTransfer&) = delete;
@@ -56,11 +60,16 @@ class HTTPTransfer {
  private:
   HTTPFailure Send(const NarrowString& body, HTTPRequestInfo& info);
   bool ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info);
+  void Collect(const HTTPRequestInfo& info, HTTPConnectionDetails& details) const;
   void Describe(HTTPFailure failure, const HTTPRequestInfo& info, HTTPResponse& response) const;
 
   const std::uint32_t m_timeoutSeconds;
+  const std::uint32_t m_connectTimeoutSeconds;
   const bool m_isHTTPS;
   const bool m_hasProxy;
+  const bool m_hasCertificate;
+  const bool m_wantsDetails;
+  unsigned int m_usedScheme = 0;  // of the exchange
   const HTTPCredentials m_credentials;
   HTTPAuthentication m_authentication;
   HTTPReceiver m_receiver;

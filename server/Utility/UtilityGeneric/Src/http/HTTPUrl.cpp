@@ -106,6 +106,10 @@ bool IsLoopback(const String& url) {
           host.find_first_not_of(L"0123456789.") == std::wstring_view::npos);
 }
 
+bool IsLoopbackAddress(std::string_view address) {
+  return address.starts_with("127.") || address == "::1";
+}
+
 bool HasControlCharacter(std::wstring_view text) {
   return std::any_of(text.begin(), text.end(),
                      [](wchar_t character) { return character < 0x20 || character == 0x7F; });

@@ -26,6 +26,9 @@ bool IsHTTPS(const String& url);
 /// True if the host is "localhost" or a loopback address.
 bool IsLoopback(const String& url);
 
+/// True for an IP address of this machine's loopback interface, such as "127.0.0.1".
+bool IsLoopbackAddress(std::string_view address);
+
 /// True if the text contains U+0000 to U+001F or U+007F, which can end a header line.
 bool HasControlCharacter(std::wstring_view text);
 

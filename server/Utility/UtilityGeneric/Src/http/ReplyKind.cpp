@@ -100,6 +100,19 @@ bool IsWebPage(std::string_view body) noexcept {
                      [name](std::string_view known) { return EqualsIgnoringCase(name, known); });
 }
 
+bool IsFault(std::string_view body) noexcept {
+  body = body.substr(0, kInspectedBytes);
+  if (!FindFirstTag(body).starts_with('<') || IsWebPage(body)) return false;
+  for (std::size_t open = body.find('<'); open != std::string_view::npos;
+       open = body.find('<', open + 1)) {
+    std::string_view name =
+        body.substr(open + 1, body.find_first_of(" \t\r\n/><", open + 1) - open - 1);
+    name.remove_prefix(name.find(':') + 1);  // 0 without a prefix
+    if (name == "Fault") return true;
+  }
+  return false;
+}
+
 std::string PageTitle(std::string_view body) {
   body = body.substr(0, kInspectedBytes);
   const std::size_t tag = FindIgnoringCase(body, "<title");

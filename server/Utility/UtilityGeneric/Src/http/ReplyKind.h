@@ -13,6 +13,8 @@ bool IsEmpty(std::string_view body) noexcept;
 bool IsWebPage(std::string_view body) noexcept;
 /// True for text without any tag.
 bool IsPlainText(std::string_view body) noexcept;
+/// True for XML with an element whose name is Fault, with or without a prefix.
+bool IsFault(std::string_view body) noexcept;
 /// The title of a page as one line of at most 120 bytes; empty if there is none.
 std::string PageTitle(std::string_view body);
 /// The beginning of a plain text as one line of at most 120 bytes.

@@ -33,6 +33,13 @@ void ImportOperation::CountRequest() {
       L"raise the limit");
 }
 
+bool ImportOperation::TryCountRequest() noexcept {
+  const bool hasTooManyBytes = m_maxReplyBytes != 0 && m_replyBytes > m_maxReplyBytes;
+  if (hasTooManyBytes || (m_maxRequests != 0 && m_requests >= m_maxRequests)) return false;
+  ++m_requests;
+  return true;
+}
+
 void ImportOperation::CountRow() {
   if (m_maxRows == 0 || m_rows++ < m_maxRows) return;
   End(L"The replies have more than " + BaseStringUtil::StringFrom(m_maxRows) +

@@ -1,0 +1,434 @@
+// Tests retries and time-outs: which failures are repeated, the waits between, and the limits.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <ctime>
+#include <thread>
+
+#include "HTTPPosting.h"
+#include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/VXThread.h"
+#include "loopback-server/Connection.h"
+#include "support/Certificate.h"
+#include "support/Settings.h"
+#include "support/WireServer.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::DoubleEq;
+using testing::DoubleNear;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+using Clock = std::chrono::steady_clock;
+
+/// Records exchanges. A cancellation can end the first wait.
+class Recorder : public HTTPExchangeObserver {
+ public:
+  Recorder() { m_settings.exchangeObserver = this; }
+  void OnBegin(const HTTPExchangeStart& start) override { begun.push_back(start); }
+  void OnRetry(const HTTPRetry& retry) override {
+    retries.push_back(retry);
+    if (cancelled) cancelled->RequestCancellation(VXExecutionState::kCancelReasonHost);
+  }
+  void OnExchange(const HTTPExchangeInfo& info) override { exchanges.push_back(info); }
+  support::Settings& Settings() { return m_settings; }
+
+  VXExecutionState* cancelled = nullptr;
+  std::vector<HTTPExchangeStart> begun;
+  std::vector<HTTPRetry> retries;
+  std::vector<HTTPExchangeInfo> exchanges;
+
+ private:
+  support::Settings m_settings;
+};
+
+HTTPClientOptions WithRetries(std::uint32_t count) {
+  HTTPClientOptions options;
+  options.maxRetries = count;
+  return options;
+}
+
+const std::string kNow = "Retry-After: 0\r\n";
+const std::string kFault =
+    "<?xml version=\"1.0\"?><s:Envelope xmlns:s=\"u\"><s:Body><s:Fault><faultcode>c</faultcode>"
+    "</s:Fault></s:Body></s:Envelope>";
+
+std::string UTF16(const std::string& ascii) {
+  std::string bytes = "\xFF\xFE";
+  for (const char character : ascii) bytes += {character, '\0'};
+  return bytes;
+}
+
+// Which responses are repeated.
+
+struct Response {
+  const char* name;
+  std::string bytes;  // of the first response; "close" and "reset" end the connection
+  bool isRepeated;
+};
+
+class HTTPRetriedResponse : public testing::TestWithParam<Response> {};
+
+TEST_P(HTTPRetriedResponse, IsRepeatedOnlyIfItIsTemporary) {
+  const Response& test = GetParam();
+  std::atomic<int> count{0};
+  const WireServer server([&](loopback::Connection& connection, const loopback::Request&) {
+    if (count++ > 0) return connection.Send(Answer("<r/>")), void();
+    if (test.bytes == "reset") return connection.Reset();
+    if (test.bytes != "close") connection.Send(test.bytes);
+    if (test.bytes.find("Content-Length: 100\r") != std::string::npos || test.bytes == "close")
+      connection.Close();
+  });
+  Recorder recorder;
+  const HTTPClientOptions options = WithRetries(1);
+  const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
+  EXPECT_EQ(server.Requests().size(), test.isRepeated ? 2u : 1u) << outcome.error;
+  EXPECT_EQ(recorder.retries.size(), test.isRepeated ? 1u : 0u);
+  ASSERT_EQ(recorder.exchanges.size(), 1u);
+  EXPECT_EQ(recorder.exchanges[0].retries, test.isRepeated ? 1u : 0u);
+  EXPECT_EQ(recorder.exchanges[0].ok, test.isRepeated);
+  EXPECT_THAT(outcome.error, Not(HasSubstr("tried")));
+}
+
+std::vector<Response> Responses() {
+  std::vector<Response> all = {
+      {"Closed", "close", true},
+      {"Reset", "reset", true},
+      {"Cut", "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n<r>", true},
+      {"Cut503", "HTTP/1.1 503 Busy\r\nRetry-After: 0\r\nContent-Length: 100\r\n\r\n<r>", true},
+      {"Cut500", "HTTP/1.1 500 Oops\r\nContent-Length: 100\r\n\r\n<r>", false},
+      {"NotHTTP", "SSH-2.0\r\n\r\n", false},
+      {"WrongCompression", Answer("<r/>", "200 OK", "Content-Encoding: gzip\r\n"), false},
+      {"WebPage", Answer("<html/>"), false},
+      {"Fault", Answer(kFault, "503 Busy", kNow), false},
+      {"FaultInUTF16", Answer(UTF16(kFault), "503 Busy", kNow), false},
+      {"FaultWithoutPrefix", Answer("<Fault>x</Fault>", "503 Busy", kNow), false},
+      {"FaultOfSOAP12", Answer("<e:E xmlns:e='u'><e:Fault/></e:E>", "429 Busy", kNow), false},
+      {"NoFault", Answer("<Envelope><Faults/>Fault<xFault/></Envelope>", "503 Busy", kNow), true},
+      {"PageAboutAFault", Answer("<html><Fault></html>", "503 Busy", kNow), true},
+      {"Redirect", Answer("", "307 Moved", kNow + "Location: /x\r\n"), false},
+      {"LogIn", Answer("", "401 No", kNow + "WWW-Authenticate: Basic realm=\"r\"\r\n"), false},
+      {"ProxyLogIn", Answer("", "407 No", kNow + "Proxy-Authenticate: Basic\r\n"), false},
+  };
+  for (const char* const status : {"429", "502", "503", "504"})
+    all.push_back({"Status", Answer("busy", status + std::string(" Busy"), kNow), true});
+  for (const char* const status : {"400", "403", "404", "408", "500", "501", "505"})
+    all.push_back({"Status", Answer("busy", status + std::string(" Oops"), kNow), false});
+  return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(HTTP, HTTPRetriedResponse, testing::ValuesIn(Responses()),
+                         [](const auto& test) {
+                           return test.param.name + std::to_string(test.index);
+                         });
+
+// Other failures.
+
+TEST(HTTPRetry, FailuresBeforeARequestAreRepeatedOnlyWithoutAConnection) {
+  std::string closedPort;
+  { closedPort = WireServer("").Authority(); }
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  const WireServer tls("", WireServer::Greets{});
+  const WireServer untrusted([](loopback::Connection&, const loopback::Request&) {},
+                             certificate.Context());
+  const WireServer busyProxy(Answer("", "503 Busy", kNow));
+  const WireServer strictProxy(Answer("", "403 No", kNow));
+  const struct {
+    std::string url;
+    std::string proxy;
+    std::uint32_t retries;
+  } kCases[] = {
+      {"http://" + closedPort + "/", "", 1},
+      {"http://no-such-host.invalid/", "", 1},
+      {"http://service.test/", "http://no-such-host.invalid/", 1},
+      {"http://service.test/", "http://" + closedPort, 1},
+      {"https://" + untrusted.Authority() + "/", "", 0},
+      {"https://service.test/", "http://" + busyProxy.Authority(), 1},
+      {"https://service.test/", "http://" + strictProxy.Authority(), 0},
+  };
+  for (const auto& test : kCases) {
+    Recorder recorder;
+    HTTPClientOptions options = WithRetries(1);
+    options.proxy = Wide(test.proxy);
+    const std::string error = PostOnce(test.url, 10, &options).error;
+    EXPECT_EQ(recorder.exchanges.at(0).retries, test.retries) << error;
+    EXPECT_EQ(error.find("; tried 2 times") != std::string::npos, test.retries == 1) << error;
+  }
+}
+
+TEST(HTTPRetry, ConnectionLostInTheHandshakeIsRepeated) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  std::atomic<int> count{0};
+  loopback::Options listening;
+  listening.openStream = [&](int) -> std::unique_ptr<loopback::Stream> {
+    ++count;
+    return nullptr;
+  };
+  const loopback::Server server([](loopback::Connection&, const loopback::Request&) {}, listening);
+  const HTTPClientOptions options = WithRetries(1);
+  EXPECT_THAT(PostOnce("https://" + server.Authority() + "/", 10, &options).error,
+              AllOf(HasSubstr("the connection was lost in the TLS handshake"),
+                    HasSubstr("; tried 2 times")));
+  EXPECT_EQ(count, 2);
+}
+
+TEST(HTTPRetry, TimeOutOfTheResponseIsNotRepeated) {
+  const WireServer server([](loopback::Connection& connection, const loopback::Request&) {
+    connection.AwaitPeerGone();
+  });
+  const HTTPClientOptions options = WithRetries(3);
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 1, &options).error,
+              AllOf(HasSubstr("has not responded for 1 seconds"), Not(HasSubstr("tried"))));
+  EXPECT_EQ(server.Requests().size(), 1u);
+}
+
+TEST(HTTPRetry, ObserverAndErrorCount) {
+  const WireServer server(Answer("", "503 Busy", kNow));
+  Recorder recorder;
+  const HTTPClientOptions options = WithRetries(2);
+  HTTPClientWrapper client(Wide("http://canary:canary@" + server.Authority() + "/"), L"", L"", 10,
+                           &options);
+  client.SetRequestSubject(L"the subject");
+  const Outcome outcome = Post(client);
+  const std::string start =
+      "http://" + server.Authority() + "/: HTTP 503 Service Unavailable; try again later";
+  EXPECT_EQ(outcome.error, start + "; tried 3 times");
+  EXPECT_EQ(server.Requests().size(), 3u);
+  EXPECT_EQ(recorder.begun.size(), 1u);
+  ASSERT_EQ(recorder.exchanges.size(), 1u);
+  EXPECT_EQ(recorder.exchanges[0].retries, 2u);
+  EXPECT_EQ(Narrow(recorder.exchanges[0].error), outcome.error);
+  ASSERT_EQ(recorder.retries.size(), 2u);
+  for (const HTTPRetry& retry : recorder.retries) {
+    EXPECT_EQ(retry.number, static_cast<std::uint32_t>(&retry - recorder.retries.data()) + 1);
+    EXPECT_EQ(retry.maxRetries, 2u);
+    EXPECT_EQ(retry.waitSeconds, 0);
+    EXPECT_EQ(Narrow(retry.subject), "the subject");
+    EXPECT_EQ(Narrow(retry.url), "http://" + server.Authority() + "/");
+    EXPECT_EQ(Narrow(retry.error), start);
+  }
+}
+
+TEST(HTTPRetry, WithoutTheOptionNothingIsRepeated) {
+  const WireServer server(Answer("", "503 Busy", kNow));
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/").error,
+              EndsWith("HTTP 503 Service Unavailable; try again later"));
+  EXPECT_EQ(server.Requests().size(), 1u);
+}
+
+// Waits.
+
+/// Seconds that the client would wait after this response. The wait itself is cancelled.
+double WaitAfter(const std::string& headers) {
+  const WireServer server(Answer("", "503 Busy", headers));
+  Recorder recorder;
+  VXExecutionState state;
+  recorder.cancelled = &state;
+  const VXExecutionState::Scope scope(state);
+  const HTTPClientOptions options = WithRetries(1);
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              HasSubstr("the request was cancelled"));
+  EXPECT_EQ(server.Requests().size(), 1u);
+  EXPECT_EQ(recorder.exchanges.at(0).retries, 0u);
+  return recorder.retries.at(0).waitSeconds;
+}
+
+std::string HTTPDate(int secondsFromNow) {
+  const std::time_t time = std::time(nullptr) + secondsFromNow;
+  std::tm parts{};
+  gmtime_r(&time, &parts);
+  char text[64];
+  return {text, std::strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S GMT", &parts)};
+}
+
+TEST(HTTPRetry, WaitsAsLongAsTheServerSays) {
+  constexpr double kDefault = 0.5;
+  const struct {
+    std::string retryAfter;
+    double seconds;
+    double tolerance = 0;
+  } kCases[] = {
+      {"0", 0},
+      {"7", 7},
+      {"60", 60},
+      {"61", 60},
+      {"99999999999999999999999", 60},
+      {"-1", kDefault},
+      {"1.5", kDefault},
+      {"soon", kDefault},
+      {"", kDefault},
+      {"+3", kDefault},
+      {HTTPDate(30), 30, 2},
+      {HTTPDate(3600), 60},
+      {HTTPDate(-3600), kDefault},
+      {"Mon, 99 Foo 2030 99:99:99", kDefault},
+  };
+  for (const auto& test : kCases)
+    EXPECT_THAT(WaitAfter("Retry-After: " + test.retryAfter + "\r\n"),
+                DoubleNear(test.seconds, test.tolerance))
+        << test.retryAfter;
+  EXPECT_THAT(WaitAfter(""), DoubleEq(kDefault));
+}
+
+/// Ends the second wait instead of waiting for it.
+TEST(HTTPRetry, WaitsTwiceAsLongEachTime) {
+  const WireServer server(Answer("", "503 Busy"));
+  Recorder recorder;
+  const HTTPClientOptions options = WithRetries(2);
+  const auto begin = Clock::now();
+  PostOnce("http://" + server.Authority() + "/", 10, &options);
+  EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1500));
+  ASSERT_EQ(recorder.retries.size(), 2u);
+  EXPECT_EQ(recorder.retries[0].waitSeconds, 0.5);
+  EXPECT_EQ(recorder.retries[1].waitSeconds, 1);
+}
+
+TEST(HTTPRetry, CancellationEndsAWaitWithin100Milliseconds) {
+  const WireServer server(Answer("", "503 Busy", "Retry-After: 60\r\n"));
+  VXExecutionState state;
+  const VXExecutionState::Scope scope(state);
+  const HTTPClientOptions options = WithRetries(1);
+  Clock::time_point requested;
+  std::thread host([&] {
+    while (server.Requests().empty()) std::this_thread::yield();
+    // The client's wait is under test.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    requested = Clock::now();
+    state.RequestCancellation(VXExecutionState::kCancelReasonHost);
+  });
+  const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
+  const auto ended = Clock::now();
+  host.join();
+  EXPECT_THAT(outcome.error, HasSubstr("the request was cancelled"));
+  EXPECT_LT(ended - requested, std::chrono::milliseconds(100));
+}
+
+TEST(HTTPRetry, DeadlineEndsAWait) {
+  const WireServer server(Answer("", "503 Busy", "Retry-After: 60\r\n"));
+  Recorder recorder;
+  recorder.Settings().limits.deadlineSeconds = 1;
+  const ImportOperation operation;
+  const HTTPClientOptions options = WithRetries(1);
+  const auto begin = Clock::now();
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              HasSubstr("limit deadlineSeconds"));
+  EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(1100));
+}
+
+// Limits of an operation.
+
+TEST(HTTPRetry, CountsAsARequestOfTheOperation) {
+  const WireServer server(Answer("", "503 Busy", kNow));
+  Recorder recorder;
+  recorder.Settings().limits.maxRequests = 3;
+  ImportOperation operation;
+  operation.CountRequest();
+  const HTTPClientOptions options = WithRetries(10);
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              EndsWith("; tried 3 times"));
+  EXPECT_EQ(server.Requests().size(), 3u);
+  EXPECT_THROW(operation.CountRequest(), ErrorMessage);
+}
+
+TEST(HTTPRetry, EndsWhenTheRepliesAreTooLong) {
+  const WireServer server(Answer(std::string(1000, 'x'), "503 Busy", kNow));
+  Recorder recorder;
+  recorder.Settings().limits.maxTotalReplyBytes = 2500;
+  ImportOperation operation;
+  const HTTPClientOptions options = WithRetries(10);
+  EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 10, &options).error,
+              EndsWith("; tried 3 times"));
+  EXPECT_EQ(server.Requests().size(), 3u);
+  EXPECT_THROW(operation.CheckReplyBytes(), ErrorMessage);
+}
+
+// Time-outs.
+
+/// A port whose connections are never accepted: its queue is full.
+class FullPort {
+ public:
+  FullPort() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    m_sockets.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ::bind(m_sockets[0], generic, length);
+    ::listen(m_sockets[0], 0);
+    ::getsockname(m_sockets[0], generic, &length);
+    m_port = ntohs(address.sin_port);
+    for (int i = 0; i < 4; ++i) {
+      m_sockets.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+      if (::connect(m_sockets.back(), generic, length) != 0) continue;
+    }
+  }
+  ~FullPort() {
+    for (const int socket : m_sockets) ::close(socket);
+  }
+  FullPort(const FullPort&) = delete;
+  FullPort& operator=(const FullPort&) = delete;
+  std::string Url() const { return "http://127.0.0.1:" + std::to_string(m_port) + "/"; }
+
+ private:
+  std::vector<int> m_sockets;
+  int m_port = 0;
+};
+
+TEST(HTTPTimeoutOptions, ReplaceTheOneOfTheConstructor) {
+  const FullPort full;
+  const WireServer silent([](loopback::Connection& connection, const loopback::Request&) {
+    connection.AwaitPeerGone();
+  });
+  const std::string url = "http://" + silent.Authority() + "/";
+  using Limit = std::optional<std::uint32_t>;
+  const struct {
+    std::string url;
+    std::uint32_t constructor;
+    Limit connecting;
+    Limit silence;
+    std::uint32_t effective;
+    const char* error;
+  } kCases[] = {
+      {full.Url(), 1, {}, {}, 1, "no connection to the service within 1 seconds"},
+      {full.Url(), 60, 1, {}, 60, "no connection to the service within 1 seconds"},
+      {full.Url(), 60, {}, 1, 1, "no connection to the service within 1 seconds"},
+      {full.Url(), 60, 1, 50, 50, "no connection to the service within 1 seconds"},
+      {url, 60, {}, 1, 1, "has not responded for 1 seconds"},
+      {url, 60, 50, 1, 1, "has not responded for 1 seconds"},
+  };
+  for (const auto& test : kCases) {
+    Recorder recorder;
+    HTTPClientOptions options;
+    options.connectTimeoutSeconds = test.connecting;
+    options.timeoutSeconds = test.silence;
+    const auto begin = Clock::now();
+    EXPECT_THAT(PostOnce(test.url, test.constructor, &options).error, HasSubstr(test.error));
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_EQ(recorder.begun.at(0).timeoutSeconds, test.effective);
+  }
+}
+
+TEST(HTTPTimeoutOptions, ZeroMeansNoLimit) {
+  const WireServer server([](loopback::Connection& connection, const loopback::Request&) {
+    // The server's pace is under test.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    connection.Send(Answer("<r/>"));
+  });
+  HTTPClientOptions options;
+  options.timeoutSeconds = 0;
+  options.connectTimeoutSeconds = 1;
+  EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 1, &options).ok);
+}
+
+}  // namespace
