@@ -22,6 +22,7 @@
 #include "http/HTTPClientCertificate.h"
 #include "http/HTTPConnection.h"
 #include "http/HTTPConnectionNotes.h"
+#include "http/HTTPCredentials.h"
 #include "http/HTTPProxy.h"
 #include "http/HTTPReceiver.h"
 #include "http/HTTPUrl.h"
@@ -536,6 +537,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
   Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   Set(CURLOPT_COOKIE, request.cookies.empty() ? nullptr : request.cookies.c_str());
+  if (request.credentials) {
+    Set(CURLOPT_USERNAME, request.credentials->User(request.serviceScheme).c_str());
+    Set(CURLOPT_PASSWORD, request.credentials->Password(request.serviceScheme).c_str());
+  }
   Set(CURLOPT_HTTPAUTH,
       m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(request.serviceScheme));
   Set(CURLOPT_PROXYAUTH, ToCurlSchemes(request.proxyScheme));

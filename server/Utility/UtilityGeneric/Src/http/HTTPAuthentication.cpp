@@ -1,10 +1,22 @@
 #include "http/HTTPAuthentication.h"
 
+#include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Secret.h"
 #include "http/HTTPProxy.h"
 #include "http/HTTPUrl.h"
 
 namespace {
+
+/// libcurl takes the proxy's user from the proxy's URL, in UTF-8 for all schemes.
+unsigned int UnusableForProxy(const String& proxy) {
+  Secret<String> user;
+  Secret<String> password;
+  HTTPProxy::GetCredentials(proxy, user, password);
+  const Secret<NarrowString> narrowUser(BaseStringUtil::ToUTF8(user));
+  const Secret<NarrowString> narrowPassword(BaseStringUtil::ToUTF8(password));
+  const HTTPCredentials credentials(narrowUser, narrowPassword);
+  return credentials.Unusable() | (credentials.IsASCII() ? 0U : unsigned{kAuthNTLM});
+}
 
 /// Without a user, only the identity of the process can be used.
 unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
@@ -13,15 +25,18 @@ unsigned int UsableSchemes(unsigned int schemes, bool hasUser) {
 
 }  // namespace
 
-HTTPAuthentication::HTTPAuthentication(const String& url, bool hasUser,
+HTTPAuthentication::HTTPAuthentication(const String& url, const HTTPCredentials& credentials,
                                        const HTTPClientOptions& options)
     : m_hasToken(!options.bearerToken.empty()),
       m_allowsUnencryptedBasic(options.allowBasicOverPlainHttp),
+      m_unusable(credentials.Unusable()),
+      m_unusableForProxy(UnusableForProxy(*options.proxy)),
       m_isServiceHTTPS(HTTPUrl::IsHTTPS(url)),
       m_isServiceLocal(HTTPUrl::IsLoopback(url)),
       m_isProxyUnencrypted(HTTPProxy::IsUnencrypted(*options.proxy)),
       m_memory(options.logInMemory ? options.logInMemory : std::make_shared<HTTPLogInMemory>()),
-      m_service(m_hasToken ? 0 : UsableSchemes(options.authSchemes, hasUser), m_memory->service),
+      m_service(m_hasToken ? 0 : UsableSchemes(options.authSchemes, credentials.HasUser()),
+                m_memory->service),
       m_proxy(ProxySchemes(options), m_memory->proxy) {}
 
 /// If the proxy's URL contains a user, the identity of the process is used only if no password
@@ -76,13 +91,29 @@ bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
         L"the password is not sent with a weaker scheme than before: configure the server to offer "
         L"the former scheme again";
   }
-  if (!m_allowsUnencryptedBasic && (isProxy ? m_isProxyUnencrypted : isServiceUnencrypted)) {
-    if (offered == kAuthBasic) {
-      m_advice =
-          L"a password is not sent by Basic over plain http to another machine: use https, or set "
-          L"allowBasicOverPlainHttp";
-    }
-    offered &= ~static_cast<unsigned int>(kAuthBasic);
-  }
+  if (!m_allowsUnencryptedBasic && (isProxy ? m_isProxyUnencrypted : isServiceUnencrypted))
+    Exclude(kAuthBasic, logIn,
+            L"a password is not sent by Basic over plain http to another machine: use https, or "
+            L"set allowBasicOverPlainHttp",
+            offered);
+  const unsigned int unusable = isProxy ? m_unusableForProxy : m_unusable;
+  if ((unusable & kAuthBasic) != 0)
+    Exclude(kAuthBasic, logIn,
+            L"Basic cannot send a user name with a colon: use another user name, or ask the "
+            L"administrator for another way to log in",
+            offered);
+  if ((unusable & kAuthNTLM) != 0)
+    Exclude(kAuthNTLM, logIn,
+            isProxy ? L"NTLM can send only ASCII characters to a proxy: use another user name or "
+                      L"password, or ask the administrator for another way to log in"
+                    : L"NTLM can send only characters of ISO 8859-1 (Latin-1): use another user "
+                      L"name or password, or ask the administrator for another way to log in",
+            offered);
   return logIn.OnRejected(offered);
+}
+
+void HTTPAuthentication::Exclude(unsigned int scheme, const HTTPLogIn& logIn, const wchar_t* advice,
+                                 unsigned int& offered) {
+  if (logIn.Usable(offered) == scheme) m_advice = advice;
+  offered &= ~scheme;
 }

@@ -5,6 +5,7 @@
 
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
+#include "http/HTTPCredentials.h"
 #include "http/HTTPLogIn.h"
 
 /// The result of one request of an exchange.
@@ -21,7 +22,8 @@ struct HTTPAuthRound {
 class HTTPAuthentication {
  public:
   /// `options.proxy` must be set.
-  HTTPAuthentication(const String& url, bool hasUser, const HTTPClientOptions& options);
+  HTTPAuthentication(const String& url, const HTTPCredentials& credentials,
+                     const HTTPClientOptions& options);
 
   unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
   unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
@@ -34,8 +36,9 @@ class HTTPAuthentication {
   const String& Advice() const noexcept { return m_advice; }
   /// True if this client, or one with the same HTTPLogInMemory, got a response of the service.
   bool HasServiceAnswered() const noexcept { return m_memory->hasAnswered; }
-  /// True if the service got a log-in and rejected it.
-  bool WasServiceLogInRejected() const noexcept { return m_service.WasRejected(); }
+  /// Sets of the schemes that were tried and rejected.
+  unsigned int RejectedByService() const noexcept { return m_service.Rejected(); }
+  unsigned int RejectedByProxy() const noexcept { return m_proxy.Rejected(); }
   bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
   /// True if the last request was rejected after a Digest log-in.
   bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }
@@ -54,9 +57,14 @@ class HTTPAuthentication {
 
  private:
   bool IsServiceUnencrypted(std::string_view peer) const;
+  /// Removes the scheme from a set of offered ones. If no other one is usable, sets the advice.
+  void Exclude(unsigned int scheme, const HTTPLogIn& logIn, const wchar_t* advice,
+               unsigned int& offered);
 
   const bool m_hasToken;
   const bool m_allowsUnencryptedBasic;
+  const unsigned int m_unusable;  // schemes that cannot send the user or the password
+  const unsigned int m_unusableForProxy;
   const bool m_isServiceHTTPS;
   const bool m_isServiceLocal;
   const bool m_isProxyUnencrypted;

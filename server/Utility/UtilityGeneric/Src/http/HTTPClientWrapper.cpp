@@ -15,8 +15,10 @@
 #include "http/HTTPStatus.h"
 #include "http/HTTPTransfer.h"
 #include "http/HTTPUrl.h"
+#include "http/KerberosProblem.h"
 #include "http/ReplyCharset.h"
 #include "http/ReplyKind.h"
+#include "text/ASCIIText.h"
 
 namespace {
 
@@ -38,6 +40,10 @@ String Truncated(const String& text) {
   return text.size() <= kMaxCharacters ? text : text.substr(0, kMaxCharacters) + L"...";
 }
 
+bool IsNegotiate(const std::string& scheme) {
+  return ASCIIText::EqualsIgnoringCase(scheme, "negotiate");
+}
+
 /// How the client is set up, as far as it matters to the texts.
 struct Setup {
   String shownURL;
@@ -46,26 +52,48 @@ struct Setup {
   String missingUserAdvice;
 };
 
-/// Describes a 401 or 407.
-void DiagnoseLogIn(const HTTPResponse& response, const Setup& setup, HTTPDiagnosis& diagnosis) {
+/// Describes a 401 of the service or a 407 of the proxy.
+void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setup,
+                   HTTPDiagnosis& diagnosis) {
+  const bool offersOther = std::any_of(response.schemes.begin(), response.schemes.end(),
+                                       [](const std::string& name) { return !IsNegotiate(name); });
   diagnosis.details = response.schemes.empty() ? String(L"no way to log in is offered")
                                                : L"it offers " + Joined(response.schemes);
   if (!response.logInProblem.empty()) diagnosis.details += L"; " + FromUTF8(response.logInProblem);
-  if (response.status == 401) {
-    const bool offersOnlyToken = response.schemes.size() == 1 && !response.bearerChallenge.empty();
-    if (offersOnlyToken) {
-      diagnosis.what += L": the server requires a token";
-      diagnosis.advice = L"give one, instead of user and password";
-    } else if (!setup.hasUser) {
-      diagnosis.what += L": the server requires a log-in";
-      diagnosis.advice = setup.missingUserAdvice;
-      if (!response.bearerChallenge.empty()) diagnosis.advice += L", or a token";
-    } else if (response.wasLogInRejected) {
-      diagnosis.what += L": the server rejected the user name or the password";
-    } else {
-      diagnosis.what += L": the server offers no way to log in that can be used here";
-      diagnosis.advice = L"ask the server's administrator for one that uses a password";
-    }
+  const unsigned int rejected = isProxy ? response.rejectedByProxy : response.rejectedByService;
+  const wchar_t* const peer = isProxy ? L": the proxy" : L": the server";
+  if (response.isLogInUnfinished) {
+    diagnosis.what += L": the connection was closed in the middle of the log-in";
+    diagnosis.advice =
+        L"ask the administrator of the server, or of a gateway before it, to keep connections "
+        L"open, which NTLM requires";
+  } else if ((rejected & kAuthPasswordSchemes) != 0) {
+    diagnosis.what += String(peer) + L" rejected the user name or the password";
+    if (isProxy) diagnosis.advice = L"check user name and password in the proxy's URL";
+  } else if (rejected != 0 && !response.logInProblem.empty()) {
+    const KerberosProblem problem = DescribeKerberosProblem(response.logInProblem);
+    diagnosis.what += L": " + problem.what;
+    const bool canUsePassword = problem.isWithoutTicket && offersOther && !setup.hasUser;
+    diagnosis.advice = problem.advice;
+    if (canUsePassword && !isProxy) diagnosis.advice += L", or " + setup.missingUserAdvice;
+  } else if (rejected != 0) {
+    diagnosis.what += String(peer) + L" rejected the Kerberos ticket";
+    diagnosis.advice =
+        L"check with klist whose ticket it is, and ask the administrator whether that user may log "
+        L"in";
+  } else if (!isProxy && response.schemes.size() == 1 && !response.bearerChallenge.empty()) {
+    diagnosis.what += L": the server requires a token";
+    diagnosis.advice = L"give one, instead of user and password";
+  } else if (!isProxy && !setup.hasUser) {
+    diagnosis.what += L": the server requires a log-in";
+    diagnosis.advice = setup.missingUserAdvice;
+    if (!response.bearerChallenge.empty()) diagnosis.advice += L", or a token";
+  } else if (!isProxy) {
+    diagnosis.what += L": the server offers no way to log in that can be used here";
+    diagnosis.advice = L"ask the server's administrator for one that uses a password";
+    if (!offersOther && !response.schemes.empty())
+      diagnosis.advice =
+          L"log in with a Kerberos ticket instead of a user name, or " + diagnosis.advice;
   }
   if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
 }
@@ -84,7 +112,7 @@ HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
     return diagnosis;
   }
   if (response.status == 401 || response.status == 407)
-    DiagnoseLogIn(response, setup, diagnosis);
+    DiagnoseLogIn(response, response.status == 407, setup, diagnosis);
   else if (!response.redirectTarget.empty())
     diagnosis.what += L", points to " + Truncated(response.redirectTarget);
   else if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL))
@@ -129,6 +157,7 @@ Classification Classify(HTTPResponse& response, const Setup& setup, std::uint64_
   if (response.failure != HTTPFailure::kNone) {
     // A server that rejects a request often closes the connection. The status then says more than
     // the failure.
+    if (response.proxyStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
     if (IsAbortedByClient(response.failure) || response.status < 300)
       return {response.diagnosis, false};
     return {DiagnoseStatus(response, setup), false};

@@ -9,14 +9,16 @@
 #include "Utility/Generic/String.h"
 #include "http/HTTPFailure.h"
 
+class HTTPCredentials;
 class HTTPReceiver;
 
 /// One request that HTTPConnection sends.
 struct HTTPRequest {
   const NarrowString& body;
-  std::string cookies;             ///< value of the Cookie header; empty: none
-  unsigned int serviceScheme = 0;  ///< HTTPAuthScheme for the service; 0: none
-  unsigned int proxyScheme = 0;    ///< HTTPAuthScheme for the proxy; 0: none
+  std::string cookies;                           ///< value of the Cookie header; empty: none
+  unsigned int serviceScheme = 0;                ///< HTTPAuthScheme for the service; 0: none
+  unsigned int proxyScheme = 0;                  ///< HTTPAuthScheme for the proxy; 0: none
+  const HTTPCredentials* credentials = nullptr;  ///< if they depend on the scheme
   /// True after a rejected Digest log-in: libcurl would ignore the new nonce.
   bool forgetLogInState = false;
   /// The token is not sent to an IP address of another machine: kTokenUnprotected.

@@ -6,20 +6,27 @@
 
 namespace {
 
-constexpr unsigned int kStrongestFirst[] = {kAuthNegotiate, kAuthDigest, kAuthNTLM, kAuthBasic};
+struct Ranked {
+  unsigned int bit;
+  const char* name;
+};
+constexpr Ranked kStrongestFirst[] = {{kAuthNegotiate, "Negotiate"},
+                                      {kAuthDigest, "Digest"},
+                                      {kAuthNTLM, "NTLM"},
+                                      {kAuthBasic, "Basic"}};
 
 unsigned int Strongest(unsigned int schemes) {
-  for (const unsigned int scheme : kStrongestFirst)
-    if ((schemes & scheme) != 0) return scheme;
+  for (const Ranked& scheme : kStrongestFirst)
+    if ((schemes & scheme.bit) != 0) return scheme.bit;
   return 0;
 }
 
 /// The set of the scheme and all stronger ones.
 unsigned int AtLeastAsStrongAs(unsigned int scheme) {
   unsigned int schemes = 0;
-  for (const unsigned int stronger : kStrongestFirst) {
-    schemes |= stronger;
-    if (stronger == scheme) break;
+  for (const Ranked& stronger : kStrongestFirst) {
+    schemes |= stronger.bit;
+    if (stronger.bit == scheme) break;
   }
   return schemes;
 }
@@ -53,4 +60,11 @@ bool HTTPLogIn::OnRejected(unsigned int offered) noexcept {
 
 void HTTPLogIn::OnAccepted() noexcept {
   if (m_scheme != 0) m_memory &= AtLeastAsStrongAs(m_scheme);
+}
+
+std::vector<std::string> HTTPLogIn::Names(unsigned int schemes) {
+  std::vector<std::string> names;
+  for (const Ranked& scheme : kStrongestFirst)
+    if ((schemes & scheme.bit) != 0) names.emplace_back(scheme.name);
+  return names;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <string>
+#include <vector>
 
 /// Chooses the authentication scheme for one peer, the service or its proxy, in all exchanges of a
 /// client. Schemes are values of HTTPAuthScheme.
@@ -25,12 +27,19 @@ class HTTPLogIn {
   /// Scheme().
   bool OnRejected(unsigned int offered) noexcept;
   void OnAccepted() noexcept;
-  /// True if the peer rejected a scheme in this exchange.
-  bool WasRejected() const noexcept { return m_tried != 0; }
+  /// The set of schemes that the peer rejected in this exchange.
+  unsigned int Rejected() const noexcept { return m_tried; }
+  /// The offered schemes that may be used.
+  unsigned int Usable(unsigned int offered) const noexcept {
+    return offered & m_allowed & m_memory;
+  }
   /// True if the peer offers only schemes that are weaker than one that was used before.
   bool OffersOnlyWeaker(unsigned int offered) const noexcept {
-    return (offered & m_allowed) != 0 && (offered & m_allowed & m_memory) == 0;
+    return (offered & m_allowed) != 0 && Usable(offered) == 0;
   }
+
+  /// The names of a set of schemes, from strong to weak.
+  static std::vector<std::string> Names(unsigned int schemes);
 
  private:
   unsigned int Choose(unsigned int offered) noexcept;

@@ -102,6 +102,9 @@ void HTTPResponseHeaders::OnHeader(std::string_view line) {
       (m_status == "401" && ASCIIText::EqualsIgnoringCase(name, "www-authenticate")) ||
       (m_status == "407" && ASCIIText::EqualsIgnoringCase(name, "proxy-authenticate"));
   if (!isOffer || ++m_offers > kMaxOffers) return;
+  // Without a challenge, the scheme's name is the whole value.
+  if (value.size() > 5 && ASCIIText::EqualsIgnoringCase(value.substr(0, 5), "ntlm "))
+    m_values.hasNTLMChallenge = true;
   std::string scheme(value.substr(0, std::min(value.find_first_of(" ,\t"), std::size_t{40})));
   if (!scheme.empty() && std::find(m_schemes.begin(), m_schemes.end(), scheme) == m_schemes.end())
     m_schemes.push_back(std::move(scheme));

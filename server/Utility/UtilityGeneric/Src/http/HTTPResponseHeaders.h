@@ -13,6 +13,9 @@ struct HTTPHeaderValues {
   std::string server;
   std::string contentEncoding;
   std::string bearerChallenge;  ///< of WWW-Authenticate, if it contains a Bearer challenge
+  /// A 401 or 407 has a challenge of NTLM, to which the client would have to answer on the same
+  /// connection.
+  bool hasNTLMChallenge = false;
 };
 
 /// Reads the headers of all responses of one exchange: informational ones, rejected log-ins, and

@@ -21,21 +21,6 @@ String Joined(const std::vector<std::string>& names) {
   return text;
 }
 
-String NameOf(unsigned int scheme) {
-  switch (scheme) {
-    case kAuthNegotiate:
-      return L"Negotiate";
-    case kAuthDigest:
-      return L"Digest";
-    case kAuthNTLM:
-      return L"NTLM";
-    case kAuthBasic:
-      return L"Basic";
-    default:
-      return L"";
-  }
-}
-
 }  // namespace
 
 HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
@@ -46,7 +31,8 @@ HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
       m_hasProxy(!options.proxy->empty()),
       m_hasCertificate(!options.certificateFile.empty()),
       m_wantsDetails(options.wantsConnectionDetails),
-      m_authentication(BaseStringUtil::FromUTF8(url), !user.empty(), options),
+      m_credentials(user, password),
+      m_authentication(BaseStringUtil::FromUTF8(url), m_credentials, options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
       m_connection(HTTPConnection::Create(url, user, password, options, m_receiver)) {}
 
@@ -80,8 +66,10 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.bearerChallenge = m_receiver.Headers().bearerChallenge;
   response.redirectTarget = info.redirectTarget;
   response.schemes = m_receiver.OfferedSchemes();
+  response.isLogInUnfinished = m_receiver.Headers().hasNTLMChallenge;
   response.logInAdvice = m_authentication.Advice();
-  response.wasLogInRejected = m_authentication.WasServiceLogInRejected();
+  response.rejectedByService = m_authentication.RejectedByService();
+  response.rejectedByProxy = m_authentication.RejectedByProxy();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
   response.wireBytes = info.wireBytes;
   response.earlierBytes = m_receiver.EarlierBytes();
@@ -100,6 +88,7 @@ HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) 
   HTTPRequest request{body, m_receiver.Cookies()};
   request.serviceScheme = m_authentication.ServiceScheme();
   request.proxyScheme = m_authentication.ProxyScheme();
+  if (!m_credentials.IsASCII()) request.credentials = &m_credentials;
   request.forgetLogInState = m_authentication.WasDigestRejected();
   request.onlyToThisMachine = m_authentication.MustTokenStayHere();
   if (request.serviceScheme != 0) m_usedScheme = request.serviceScheme;
@@ -128,7 +117,7 @@ void HTTPTransfer::Collect(const HTTPRequestInfo& info, HTTPConnectionDetails& d
   details.offeredSchemes = offered;
   details.usedScheme = m_authentication.HasToken() && info.reached == HTTPStep::kResponse
                            ? String(L"Bearer")
-                           : NameOf(m_usedScheme);
+                           : Joined(HTTPLogIn::Names(m_usedScheme));
   details.server = Shown(m_receiver.Headers().server);
   details.contentType = Shown(info.contentType);
   details.contentEncoding = Shown(m_receiver.Headers().contentEncoding);
@@ -151,6 +140,8 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.reached = info.reached;
   details.usesProxy = info.usesProxy;
   details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
+  // libcurl does not pass on the headers of a refused tunnel.
+  if (response.proxyStatus == 407) response.schemes = HTTPLogIn::Names(info.offeredByProxy);
   response.failure = details.failure;
   response.diagnosis = DescribeHTTPFailure(details);
 }

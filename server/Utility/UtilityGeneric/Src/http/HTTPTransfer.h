@@ -21,14 +21,16 @@ struct HTTPResponse {
   long status = 0;
   NarrowString body;
   std::string contentType;
-  std::string retryAfter;            ///< value of the header; empty: none
-  std::string bearerChallenge;       ///< value of WWW-Authenticate with a Bearer challenge
-  String redirectTarget;             ///< without credentials; empty without a redirect
-  std::vector<std::string> schemes;  ///< names of the schemes that a 401 or 407 offers
-  std::string logInProblem;          ///< see HTTPRequestInfo; of any request of the exchange
-  String logInAdvice;                ///< why none of them was used, and what to do; may be empty
-  bool wasLogInRejected = false;     ///< the service rejected a log-in of this exchange
-  bool basicInClear = false;         ///< see HTTPExchangeInfo
+  std::string retryAfter;              ///< value of the header; empty: none
+  std::string bearerChallenge;         ///< value of WWW-Authenticate with a Bearer challenge
+  String redirectTarget;               ///< without credentials; empty without a redirect
+  std::vector<std::string> schemes;    ///< names of the schemes that a 401 or 407 offers
+  std::string logInProblem;            ///< see HTTPRequestInfo; of any request of the exchange
+  String logInAdvice;                  ///< why none of them was used, and what to do; may be empty
+  bool isLogInUnfinished = false;      ///< the connection ended between the rounds of NTLM
+  unsigned int rejectedByService = 0;  ///< set of HTTPAuthScheme that were tried in this exchange
+  unsigned int rejectedByProxy = 0;
+  bool basicInClear = false;  ///< see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
   std::uint64_t earlierBytes = 0;  ///< bytes of the bodies of rejected log-ins and failed attempts
@@ -68,6 +70,7 @@ class HTTPTransfer {
   const bool m_hasCertificate;
   const bool m_wantsDetails;
   unsigned int m_usedScheme = 0;  // of the exchange
+  const HTTPCredentials m_credentials;
   HTTPAuthentication m_authentication;
   HTTPReceiver m_receiver;
   std::unique_ptr<HTTPConnection> m_connection;

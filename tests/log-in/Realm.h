@@ -1,0 +1,53 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "ServerProcess.h"
+
+namespace login {
+
+/// A Kerberos realm, REALM.TEST, with a KDC on the loopback interface. It has the users ann and
+/// bob, and the service HTTP/localhost.
+class Realm {
+ public:
+  /// All files are in `folder`.
+  explicit Realm(const std::string& folder);
+
+  /// A client's configuration.
+  enum class View {
+    kCorrect,
+    kFastClock,   ///< uses a KDC whose clock is 20 minutes fast
+    kOtherRealm,  ///< the service is in a realm that the KDC does not know
+    kNoKDC,       ///< the realm has no KDC
+    kKDCIsDown,   ///< nobody listens on the port of the KDC
+  };
+  /// Environment variables for a client with this view and this credentials cache.
+  std::map<std::string, std::string> Client(View view, const std::string& cache) const;
+
+  /// Makes a credentials cache with the user's ticket, as kinit does, and returns its path.
+  std::string LogIn(const std::string& user, const std::string& lifetime = "1h") const;
+  static std::string Password(const std::string& user);
+  /// The service's keys, for a web server.
+  std::string Keytab() const { return m_folder + "/keytab"; }
+  /// Keys of HTTP/localhost that the KDC has replaced by newer ones.
+  std::string OldKeytab() const { return m_folder + "/old-keytab"; }
+  /// Keys of HTTP/localhost in another realm of the same name.
+  std::string WrongKeytab() const { return m_folder + "/wrong-keytab"; }
+  std::string Configuration(View view) const;
+
+ private:
+  void CreateDatabase() const;
+  void CreateWrongKeytab() const;
+  void WriteConfiguration(View view, const std::string& kdc) const;
+  /// Starts a KDC with this clock offset on a free port, and returns its address.
+  std::string StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const;
+  std::map<std::string, std::string> Server(const std::string& name) const;
+
+  const std::string m_folder;
+  std::unique_ptr<ServerProcess> m_KDC;
+  std::unique_ptr<ServerProcess> m_fastKDC;
+};
+
+}  // namespace login
