@@ -63,7 +63,7 @@ class PasswordCommand : public testing::Test {
 TEST_F(PasswordCommand, FirstLineOfItsOutputIsThePassword) {
   for (const char* const form :
        {"printf '%s' \"$P\"", "printf '%s\\r\\nsecond\\n' \"$P\"",
-        "printf '\\357\\273\\277%s\\n' \"$P\"; sleep 60 >/dev/null 2>&1 &"}) {
+        "printf '\\357\\273\\277%s\\n' \"$P\"; sleep 2 >/dev/null 2>&1 &"}) {
     WriteFile(std::string("P='") + kPrinted + "'\n" + form);
     const Outcome outcome = Run({"--verbose"});
     EXPECT_EQ(outcome.status, 0) << form << outcome.err;
@@ -183,10 +183,10 @@ class Descendants {
 
 TEST_F(PasswordCommand, EndsWithTheToolHoweverThatEnds) {
   // The script, a child in the background, and a child that ignores signals.
-  const std::string script = "sleep 100 &\necho $! >>" + Path("ids") +
+  const std::string script = "sleep 15 &\necho $! >>" + Path("ids") +
                              "\nsh -c 'trap \"\" INT TERM HUP; echo $$ >>" + Path("ids") +
-                             "; sleep 100; sleep 100' &\necho $$ >>" + Path("ids") +
-                             "\nstty -echo <&0\nsleep 100\n";
+                             "; sleep 15; sleep 15' &\necho $$ >>" + Path("ids") +
+                             "\nstty -echo <&0\nsleep 15\n";
   for (const int signal : {SIGINT, SIGTERM, SIGKILL, SIGHUP}) {
     SCOPED_TRACE(signal);
     ::unlink(Path("ids").c_str());
@@ -223,11 +223,11 @@ TEST(ChildCommand, ExceededLimitsEndIt) {
   const support::TempDir folder;
   const std::string ids = folder.Path() / "ids";
   const std::tuple<const char*, Ending, std::string> cases[] = {
-      {"sleep 100 & echo $! >>IDS; echo $$ >>IDS; wait", Ending::kTooLong, ""},
-      {"sleep 100 & echo $! >>IDS; echo $$ >>IDS; echo line; wait", Ending::kTooLong, "line\n"},
-      {"sleep 100 & echo $! >>IDS; echo $$ >>IDS; head -c 1001 /dev/zero; wait", Ending::kTooMuch,
+      {"sleep 15 & echo $! >>IDS; echo $$ >>IDS; wait", Ending::kTooLong, ""},
+      {"sleep 15 & echo $! >>IDS; echo $$ >>IDS; echo line; wait", Ending::kTooLong, "line\n"},
+      {"sleep 15 & echo $! >>IDS; echo $$ >>IDS; head -c 1001 /dev/zero; wait", Ending::kTooMuch,
        std::string(1001, '\0')},
-      {"sleep 100 & echo $! >>IDS; echo $$ >>IDS; exec >&-; wait", Ending::kTooLong, ""},
+      {"sleep 15 & echo $! >>IDS; echo $$ >>IDS; exec >&-; wait", Ending::kTooLong, ""},
   };
   for (const auto& [text, ending, output] : cases) {
     std::string script = text;
@@ -257,7 +257,7 @@ TEST(ChildCommand, ProcessInItsOwnSessionIsNotEnded) {
   const support::TempDir folder;
   const std::string ids = folder.Path() / "ids";
   const CommandOutcome outcome = RunCommand(
-      {"sh", "-c", "setsid sh -c 'echo $$ >" + ids + "; exec sleep 100 >/dev/null' & sleep 100"},
+      {"sh", "-c", "setsid sh -c 'echo $$ >" + ids + "; exec sleep 15 >/dev/null' & sleep 15"},
       {.time = std::chrono::milliseconds(500)}, [&] {
         std::ifstream file(ids);
         return file.peek() >= '0' &&
