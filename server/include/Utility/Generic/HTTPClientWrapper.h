@@ -196,8 +196,9 @@ class HTTPExchangeObserver {
 /// sockets. If their numbers are 1024 or higher, child processes inherit them. They carry no data
 /// of an import.
 ///
-/// Secrets: the constructor overwrites its own copies of user and password before it returns.
-/// libcurl keeps its copies as long as the client lives, and does not overwrite them.
+/// Secrets: the constructor overwrites its own copies of user and password before it returns, or,
+/// if they have characters other than ASCII, the destructor overwrites them. libcurl keeps its
+/// copies as long as the client lives, and does not overwrite them.
 ///
 /// Environment variables are trusted: a user who can set them controls the process. They must not
 /// change while a client is created or used. SECURITY.md lists them: proxies (http_proxy,
