@@ -126,8 +126,8 @@ struct HTTPConnectionDetails {
   String certificateSubject;  ///< of the service
   String certificateIssuer;
   std::optional<int> certificateDays;  ///< until it expires
-  String offeredSchemes;  ///< names, as in "Negotiate, Basic", of the last refusal
-  String usedScheme;      ///< with the service: name; also "Bearer"; empty: no log-in
+  String offeredSchemes;               ///< names, as in "Negotiate, Basic", of the last refusal
+  String usedScheme;                   ///< with the service: name; also "Bearer"; empty: no log-in
   String server;                       ///< value of the header Server
   String contentType;
   String contentEncoding;
