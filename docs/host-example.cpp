@@ -7,7 +7,9 @@
 //   LD_LIBRARY_PATH=$PROJECT/build/lib ./host-example http://server/xmla 30
 // clang-format on
 //
-// The second argument is the number of seconds after which the import is cancelled.
+// The second argument is the number of seconds after which the import is cancelled. For a server
+// that requires them, add a file with a bearer token (or "") and the file of a client certificate
+// with its key. Trusted certificates are those of the system or of SSL_CERT_FILE.
 
 #include <dlfcn.h>
 
@@ -16,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -26,6 +29,7 @@
 #include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/VXExecutionState.h"
 
 namespace {
@@ -79,6 +83,32 @@ class Deadline {
 
 void Print(const char* format, const String& text) { std::printf(format, ToUTF8(text).c_str()); }
 
+/// Reports retries, on the thread that waits for them.
+class Progress : public HTTPExchangeObserver {
+ public:
+  void OnRetry(const HTTPRetry& retry) override {
+    std::fprintf(stderr, "retry %u of %u: %s\n", retry.number, retry.maxRetries,
+                 ToUTF8(retry.error).c_str());
+  }
+  void OnExchange(const HTTPExchangeInfo&) override {}
+};
+
+/// How to reach the server. Both file names may be empty.
+HTTPClientOptions Connection(const std::string& tokenFile, const std::string& certificateFile) {
+  HTTPClientOptions http;
+  http.connectTimeoutSeconds = 10;
+  http.timeoutSeconds = 60;
+  http.maxRetries = 2;
+  http.certificateFile = FromUTF8(certificateFile);
+  if (tokenFile.empty()) return http;
+  std::string token;
+  if (!std::getline(std::ifstream(tokenFile), token))
+    throw std::runtime_error("cannot read a token from " + tokenFile);
+  http.bearerToken = FromUTF8(token);
+  http.allowBasicOverPlainHttp = false;  // not the token either
+  return http;
+}
+
 /// Prints the hierarchies and measures of the chosen cube.
 void List(OTXMLAImportAPI& import, String& errors, String& warnings) {
   std::vector<OTXMLAHierarchy> hierarchies;
@@ -119,13 +149,19 @@ void Import(const Library& library, const String& url, String& errors, String& w
       }
 }
 
-int Run(const String& url, int seconds) {
+int Run(const String& url, int seconds, const HTTPClientOptions& http) {
   const Library library;
   const RefCnt<VXExecutionState> state(new VXExecutionState);
   String errors;
   String warnings;
   {
-    const VXExecutionState::Scope scope(*state);  // for the imports on this thread
+    Progress progress;
+    ImportSettings settings;
+    settings.http = http;
+    settings.exchangeObserver = &progress;
+    // Both apply to the imports on this thread.
+    const ImportSettings::Scope settingsScope(settings);
+    const VXExecutionState::Scope stateScope(*state);
     const Deadline deadline(*state, seconds);
     try {
       Import(library, url, errors, warnings);
@@ -144,12 +180,13 @@ int Run(const String& url, int seconds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3 || std::atoi(argv[2]) <= 0) {
-    std::fprintf(stderr, "usage: host-example URL SECONDS\n");
+  if (argc < 3 || argc > 5 || std::atoi(argv[2]) <= 0) {
+    std::fprintf(stderr, "usage: host-example URL SECONDS [TOKEN-FILE [CERTIFICATE-FILE]]\n");
     return 2;
   }
   try {
-    return Run(FromUTF8(argv[1]), std::atoi(argv[2]));
+    return Run(FromUTF8(argv[1]), std::atoi(argv[2]),
+               Connection(argc > 3 ? argv[3] : "", argc > 4 ? argv[4] : ""));
   } catch (const std::exception& error) {  // such as std::bad_alloc
     std::fprintf(stderr, "failed: %s\n", error.what());
   } catch (...) {

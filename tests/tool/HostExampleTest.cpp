@@ -4,13 +4,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 
 #include "SampleProvider.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/Certificate.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
+#include "support/WireServer.h"
 
 namespace tool {
 namespace {
@@ -31,9 +36,15 @@ class HostExample : public testing::Test {
     ASSERT_EQ(built.exitStatus, 0) << built.err;
   }
 
-  support::ChildResult Run(const std::vector<std::string>& arguments) const {
-    return support::RunChild(m_folder.Path() / "host-example", arguments,
-                             {{"LD_LIBRARY_PATH", LIBRARY_FOLDER}, {"no_proxy", "*"}});
+  support::ChildResult Run(const std::vector<std::string>& arguments,
+                           const std::string& trusted = "") const {
+    return support::RunChild(
+        m_folder.Path() / "host-example", arguments,
+        {{"LD_LIBRARY_PATH", LIBRARY_FOLDER}, {"no_proxy", "*"}, {"SSL_CERT_FILE", trusted}});
+  }
+  std::string File(const std::string& name, const std::string& content) const {
+    std::ofstream(m_folder.Path() / name) << content;
+    return m_folder.Path() / name;
   }
 
   const support::TempDir m_folder;
@@ -52,8 +63,8 @@ TEST_F(HostExample, ImportsCancelsAndReportsErrors) {
 
   const support::ChildResult refused = Run({"http://127.0.0.1:1/", "100"});
   EXPECT_EQ(refused.exitStatus, 1);
-  EXPECT_THAT(refused.err, StartsWith("failed: "));
-  EXPECT_THAT(refused.err, HasSubstr("127.0.0.1:1"));
+  EXPECT_THAT(refused.err, StartsWith("retry 1 of 2: http://127.0.0.1:1/: cannot connect"));
+  EXPECT_THAT(refused.err, HasSubstr("\nfailed: http://127.0.0.1:1/: cannot connect"));
 
   const support::ChildResult unusable = Run({"no url", "100"});
   EXPECT_EQ(unusable.exitStatus, 1);
@@ -66,6 +77,52 @@ TEST_F(HostExample, ImportsCancelsAndReportsErrors) {
   EXPECT_EQ(cancelled.exitStatus, 1);
   EXPECT_THAT(cancelled.err, HasSubstr("cancelled: "));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+}
+
+/// A gateway that requires a token and a client certificate, and is busy at first.
+TEST_F(HostExample, UsesATokenACertificateAndRetries) {
+  const sample::Provider provider;
+  const Certificate authority("DNS:authority", kDay);
+  const Certificate client("DNS:client", kDay, &authority);
+  Certificate service("IP:127.0.0.1", kDay);
+  service.AskForClient(authority, true);
+  const String url = support::Wide(provider.Url(sample::Kind::kAnalysisServices));
+  std::atomic<int> count{0};
+  const WireServer gateway(
+      [&](loopback::Connection& connection, const loopback::Request& request) {
+        if (request.Header("authorization") != "Bearer canary") {
+          connection.Send(
+              Answer("", "401 No", "WWW-Authenticate: Bearer error=\"invalid_token\"\r\n"));
+        } else if (count++ < 2) {
+          connection.Send(Answer("", "503 Busy", "Retry-After: 0\r\n"));
+        } else {
+          HTTPClientWrapper behind(url, L"", L"", 10, nullptr);
+          NarrowString reply;
+          String error;
+          behind.ReadBytes(NarrowString(request.body.data(), request.body.size()), reply, error);
+          connection.Send(Answer(std::string(reply.view())));
+        }
+      },
+      service.Context());
+  const std::string address = "https://" + gateway.Authority() + "/";
+  const std::string certificate = File("client", support::ReadFile(client.Path()) + client.Key());
+  const support::ChildResult good =
+      Run({address, "100", File("token", "canary\n"), certificate}, service.Path());
+  EXPECT_EQ(good.exitStatus, 0) << good.err;
+  EXPECT_THAT(good.out, HasSubstr("  hierarchy Calendar: 5 levels\n"));
+  EXPECT_THAT(good.err, StartsWith("retry 1 of 2: " + address + ": HTTP 503 "));
+  EXPECT_THAT(good.err, HasSubstr("\nretry 2 of 2: "));
+  EXPECT_EQ(good.err.find("canary"), std::string::npos);
+
+  const std::string other = File("other", "other\n");
+  EXPECT_THAT(Run({address, "100", other, certificate}, service.Path()).err,
+              HasSubstr("the server says that the token is invalid or expired; get a new token"));
+  EXPECT_THAT(Run({address, "100", other}, service.Path()).err,
+              HasSubstr("the server requires a client certificate"));
+  EXPECT_THAT(Run({address, "100", "no-such-file"}).err,
+              HasSubstr("failed: cannot read a token from no-such-file"));
+  EXPECT_THAT(Run({"http://192.0.2.1/", "100", other}).err,
+              HasSubstr("the token is not sent over plain http to another machine"));
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ struct HTTPClientOptions {
   unsigned int authSchemes = kAuthPasswordSchemes;
   /// False: the password is not sent by Basic over plain http to a service or proxy on another
   /// machine, where others on the network could read it. The same applies to the password of a
-  /// SOCKS proxy. A SOCKS proxy also requires kAuthBasic in authSchemes.
+  /// SOCKS proxy, and to bearerToken. A SOCKS proxy also requires kAuthBasic in authSchemes.
   bool allowBasicOverPlainHttp = true;
   /// Use the same object for all clients and import objects of one service and one user. Null: the
   /// client creates its own.
@@ -68,14 +68,16 @@ struct HTTPClientOptions {
   /// File of trusted certificates (PEM). Empty: the file named by the environment variable
   /// SSL_CERT_FILE, or the system's certificates.
   String caFile;
-  /// File of the client certificate (PEM or PKCS#12), for a service that requires one. Empty: none.
+  /// File of the client certificate (PEM or PKCS#12), for a service that requires one. Only the
+  /// service gets it. Empty: none. The constructor of the client reads this file and keyFile, which
+  /// must be regular files of at most 1 MiB, and checks that they fit together.
   String certificateFile;
   /// File of its private key (PEM). Empty: the key is in certificateFile.
   String keyFile;
   /// Password of the private key, or of the PKCS#12 file. Empty: none.
   String keyPassword;
   /// A token that the service accepts instead of user and password, sent as "Authorization:
-  /// Bearer". Only the service gets it. Empty: none.
+  /// Bearer". Only the service gets it. Empty: none. Excludes user and password.
   String bearerToken;
 
   /// Time to connect in seconds; 0: no limit. nullopt: the time-out of periods without data.
@@ -85,7 +87,11 @@ struct HTTPClientOptions {
   std::optional<std::uint32_t> timeoutSeconds;
   /// How often a request is repeated if its connection fails or the status is 429, 502, 503 or 504.
   /// Waits 0.5 s, 1 s, 2 s, ... or as long as Retry-After says, at most 60 s. A cancellation ends
-  /// the wait. A fault, a refused log-in and a rejected certificate are never repeated.
+  /// the wait within 0.1 s. Each retry counts as a request of the operation (ImportLimits).
+  ///
+  /// A connection also fails if it ends before the reply is complete, and if a host name cannot be
+  /// resolved. Never repeated: a reply with a SOAP fault, whatever its status is; a refused log-in;
+  /// a rejected certificate; a reply that exceeds a limit; a server that does not respond in time.
   std::uint32_t maxRetries = 0;
   /// Fill in HTTPExchangeInfo::connection, which costs time.
   bool wantsConnectionDetails = false;
@@ -120,14 +126,14 @@ struct HTTPConnectionDetails {
   String certificateSubject;  ///< of the service
   String certificateIssuer;
   std::optional<int> certificateDays;  ///< until it expires
-  String offeredSchemes;               ///< names, as in "Negotiate, Basic"
-  String usedScheme;                   ///< name; also "Bearer"; empty: no log-in
+  String offeredSchemes;               ///< names, as in "Negotiate, Basic", of the last refusal
+  String usedScheme;                   ///< with the service: name; also "Bearer"; empty: no log-in
   String server;                       ///< value of the header Server
   String contentType;
   String contentEncoding;
 };
 
-/// Data of one finished exchange.
+/// Data of one finished exchange. With retries, sizes and times are those of the last request.
 struct HTTPExchangeInfo {
   String url;                    ///< without credentials
   String subject;                ///< see SetRequestSubject
@@ -140,8 +146,8 @@ struct HTTPExchangeInfo {
   double totalSeconds = 0;
   bool ok = false;  ///< false also for a body with a status other than 2xx
   String error;     ///< the error text for the caller; empty if ok
-  /// The password was sent by Basic over plain http to another machine (the service or the proxy).
-  /// Others on the network could read it.
+  /// The password (by Basic) or the token was sent over plain http to another machine, the service
+  /// or the proxy. Others on the network could read it.
   bool basicInClear = false;
   /// There was no connection: it was refused, or a host name is unknown. Another request would most
   /// likely fail, too.
@@ -196,9 +202,10 @@ class HTTPExchangeObserver {
 /// sockets. If their numbers are 1024 or higher, child processes inherit them. They carry no data
 /// of an import.
 ///
-/// Secrets: the constructor overwrites its own copies of user and password before it returns, or,
-/// if they have characters other than ASCII, the destructor overwrites them. libcurl keeps its
-/// copies as long as the client lives, and does not overwrite them.
+/// Secrets: the constructor overwrites its own copies of user, password, token and key password
+/// before it returns. If user or password have characters other than ASCII, the client keeps both
+/// and overwrites them at its end, as it does with the client certificate and its key. libcurl
+/// keeps its copies as long as the client lives, and does not overwrite them.
 ///
 /// Environment variables are trusted: a user who can set them controls the process. They must not
 /// change while a client is created or used. SECURITY.md lists them: proxies (http_proxy,
@@ -210,11 +217,14 @@ class HTTPExchangeObserver {
 /// KRB5_CONFIG, KRB5_TRACE, GSS_MECH_CONFIG).
 class XMLAHOST_API HTTPClientWrapper {
  public:
-  /// `timeoutSeconds` limits the time to connect and periods without data; 0 means no limit. A
+  /// `timeoutSeconds` limits the time to connect and periods without data; 0 means no limit. The
+  /// options can replace it. A
   /// reply that keeps arriving is not cut off. If `user` is empty, credentials inside the URL are
   /// used; they are always removed from the URL. If `options` is null, those of the calling
-  /// thread's ImportSettings apply. Throws ErrorMessage for an unusable URL, and for control
-  /// characters (U+0000 to U+001F, U+007F) in user, password or the proxy's URL.
+  /// thread's ImportSettings apply. Throws ErrorMessage for an unusable URL, for control characters
+  /// (U+0000 to U+001F, U+007F) in user, password, key password or the proxy's URL, for a token
+  /// with invalid characters (RFC 6750) or together with a user or password, and for an unusable
+  /// client certificate. The text contains none of the secrets.
   HTTPClientWrapper(const String& url, const String& user, const String& password,
                     std::uint32_t timeoutSeconds, const HTTPClientOptions* options);
   ~HTTPClientWrapper();
