@@ -133,6 +133,15 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     [](const auto& test) { return test.param.name; });
 
+TEST(HTTPBearer, LongTextsOfTheServerAreTruncated) {
+  std::string words;
+  while (words.size() < 100'000) words += "words ";
+  const WireServer server(
+      Answer("", "401 No", "WWW-Authenticate: Bearer error_description=\"" + words + "\"\r\n"));
+  const HTTPClientOptions options = WithToken();
+  EXPECT_LT(PostOnce("http://" + server.Authority() + "/", 10, &options).error.size(), 1000u);
+}
+
 TEST(HTTPBearer, AServerThatRequiresOneIsNamed) {
   const WireServer only(Answer("", "401 No", "WWW-Authenticate: Bearer realm=\"r\"\r\n"));
   const WireServer also(

@@ -146,6 +146,7 @@ TEST_F(HTTPClientCertificate, FilesThatCannotBeReadHaveTheirOwnErrors) {
       {Wide(pipe), "it is not a regular file; it was given as the "},
       {L"/dev/zero", "it is not a regular file"},
       {L"/tmp", "it is not a regular file"},
+      {L"/proc/no\nfile", "\"/proc/no file\": No such file"},
   };
   const String good = File("good", PEM(m_client) + m_client.Key());
   for (const auto& test : kCases) {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "Encoding.h"
 #include "support/Text.h"
@@ -56,8 +57,14 @@ const WebServer::Users& TheUsers() {
 }
 
 Servers& Servers::Get() {
-  static Servers servers;
-  return servers;
+  static std::unique_ptr<Servers> servers;
+  static std::string problem;  // is not tried again, since each attempt may take seconds
+  if (!problem.empty()) throw std::runtime_error(problem);
+  if (servers) return *servers;
+  problem = "the log-in servers did not start";
+  servers = std::make_unique<Servers>();
+  problem.clear();
+  return *servers;
 }
 
 Servers::Servers()

@@ -7,6 +7,7 @@
 
 #include "Import/OTXMLAImportEntry.h"
 #include "NetworkSupport.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/Secret.h"
 #include "support/MemorySearch.h"
 #include "support/Sanitized.h"
@@ -99,6 +100,20 @@ TEST(SecretsInMemory, OfAnImportAreErasedAtItsEnd) {
                   "1 while an import object lives, 0 when it is deleted; of libcurl 1 when "
                   "connected, then up to " +
                       std::to_string(ofLibcurl));
+}
+
+/// For characters other than ASCII, a client keeps the password in the forms that schemes need.
+TEST(SecretsInMemory, OfAClientInSeveralFormsAreErasedAtItsEnd) {
+  if (support::kIsSanitized) GTEST_SKIP() << "a sanitizer's memory is too large to search";
+  const HiddenPassword hidden(200);
+  {
+    const Secret<String> password(hidden.Between(L"", L""));
+    const HTTPClientWrapper client(L"http://127.0.0.1:1/", L"j\u00FCrgen", password, 1, nullptr);
+    EXPECT_EQ(hidden.WideCopies(), 1);
+    EXPECT_EQ(hidden.Copies(1), 3);
+  }
+  EXPECT_EQ(hidden.WideCopies(), 0);
+  EXPECT_LE(hidden.Copies(1), 1) << "other than libcurl's";
 }
 
 TEST(SecretsInMemory, OfAnIdentificationStayOnlyWithTheHost) {

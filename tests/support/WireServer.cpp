@@ -1,36 +1,62 @@
 #include "support/WireServer.h"
 
 #include <openssl/ssl.h>
+#include <poll.h>
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 namespace {
 
+/// A tunnel sends and receives on two threads, which OpenSSL does not allow. Therefore the stream
+/// waits for bytes without the lock.
 class TlsStream : public loopback::Stream {
  public:
   TlsStream(SSL_CTX* context, int socket, std::atomic<std::size_t>& resumed)
       : m_ssl(SSL_new(context)), m_resumed(resumed) {
     SSL_set_fd(m_ssl.get(), socket);
+    SSL_clear_mode(m_ssl.get(), SSL_MODE_AUTO_RETRY);  // it would wait inside SSL_read
   }
 
   bool Accept() { return SSL_accept(m_ssl.get()) == 1; }
   long Send(std::string_view bytes) override {
+    const std::lock_guard lock(m_mutex);
     const std::size_t record = std::min<std::size_t>(bytes.size(), 1 << 14);
     return SSL_write(m_ssl.get(), bytes.data(), static_cast<int>(record));
   }
   long Receive(char* place, std::size_t room) override {
-    const int received = SSL_read(m_ssl.get(), place, static_cast<int>(room));
+    int received = 0;
+    bool isPartial = true;
+    while (isPartial) {
+      AwaitBytes();
+      const std::lock_guard lock(m_mutex);
+      received = SSL_read(m_ssl.get(), place, static_cast<int>(room));
+      isPartial = received <= 0 && SSL_get_error(m_ssl.get(), received) == SSL_ERROR_WANT_READ;
+    }
     if (received > 0 && !std::exchange(m_hasReceived, true) && SSL_session_reused(m_ssl.get()) == 1)
       ++m_resumed;
     return received;
   }
-  void Close() override { SSL_shutdown(m_ssl.get()); }
+  void Close() override {
+    const std::lock_guard lock(m_mutex);
+    SSL_shutdown(m_ssl.get());
+  }
 
  private:
   struct Free {
     void operator()(SSL* ssl) const { SSL_free(ssl); }
   };
+  void AwaitBytes() {
+    {
+      const std::lock_guard lock(m_mutex);
+      if (SSL_has_pending(m_ssl.get()) == 1) return;
+    }
+    pollfd socket{SSL_get_fd(m_ssl.get()), POLLIN, 0};
+    poll(&socket, 1, -1);
+  }
+
+  std::mutex m_mutex;
   const std::unique_ptr<SSL, Free> m_ssl;
   std::atomic<std::size_t>& m_resumed;
   bool m_hasReceived = false;

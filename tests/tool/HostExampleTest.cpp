@@ -65,7 +65,6 @@ TEST_F(HostExample, ImportsCancelsAndReportsErrors) {
   EXPECT_EQ(refused.exitStatus, 1);
   EXPECT_THAT(refused.err, StartsWith("retry 1 of 2: http://127.0.0.1:1/: cannot connect"));
   EXPECT_THAT(refused.err, HasSubstr("\nfailed: http://127.0.0.1:1/: cannot connect"));
-  EXPECT_THAT(refused.err, HasSubstr("127.0.0.1:1"));
 
   const support::ChildResult unusable = Run({"no url", "100"});
   EXPECT_EQ(unusable.exitStatus, 1);

@@ -204,8 +204,9 @@ class HTTPExchangeObserver {
 /// of an import.
 ///
 /// Secrets: the constructor overwrites its own copies of user, password, token and key password
-/// before it returns. libcurl keeps its copies as long as the client lives, and does not overwrite
-/// them. The client keeps the client certificate with its key, and overwrites both at its end.
+/// before it returns. If user or password have characters other than ASCII, the client keeps both
+/// and overwrites them at its end, as it does with the client certificate and its key. libcurl
+/// keeps its copies as long as the client lives, and does not overwrite them.
 ///
 /// Environment variables are trusted: a user who can set them controls the process. They must not
 /// change while a client is created or used. SECURITY.md lists them: proxies (http_proxy,

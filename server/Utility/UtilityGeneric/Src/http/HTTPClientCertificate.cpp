@@ -11,6 +11,7 @@
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "errors/MessageCatalogue.h"
 #include "http/HTTPUrl.h"
 #include "system/ReadFile.h"
 
@@ -38,7 +39,7 @@ class ErrorList {
 };
 
 [[noreturn]] void Reject(const String& text) {
-  SUGThrow(ErrorMessage(text), L"HTTPClientCertificate.cpp", __LINE__);
+  SUGThrow(ErrorMessage(MessageCatalogue::OneLine(text)), L"HTTPClientCertificate.cpp", __LINE__);
 }
 
 String Quoted(const String& file) { return L"\"" + file + L"\""; }
