@@ -1,6 +1,6 @@
 // Compares the output of the tool in many situations with the files in
-// tests/tool/expected: the complete help, the beginning of other results, and all messages. The
-// first line of a file is the call:
+// tests/tool/expected: the complete help and checks, the beginning of other results, and all
+// messages. The first line of a file is the call:
 //
 //     $ [NAME=VALUE]... xmla-import ARGUMENT...
 //
@@ -107,8 +107,8 @@ class Situations : public testing::TestWithParam<fs::path> {
     const Outcome outcome = RunTool(words, options);
     std::string text = call + "\nstatus " + std::to_string(outcome.status) + "\n";
     if (!outcome.out.empty()) {
-      const bool isHelp = call.find("help") != call.npos;
-      text += "--- standard output\n" + Stable(isHelp ? outcome.out : Beginning(outcome.out));
+      const bool isWhole = call.find("help") != call.npos || call.find(" check") != call.npos;
+      text += "--- standard output\n" + Stable(isWhole ? outcome.out : Beginning(outcome.out));
     }
     if (!outcome.err.empty()) text += "--- standard error\n" + Stable(outcome.err);
     for (const fs::path& file : m_folder.Files())

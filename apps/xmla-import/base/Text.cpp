@@ -70,3 +70,7 @@ std::string Listed(const std::vector<std::string>& items) {
   }
   return list;
 }
+
+std::string Counted(std::size_t count, std::string_view one, std::string_view many) {
+  return std::to_string(count) + ' ' + std::string(count == 1 ? one : many);
+}

@@ -24,5 +24,7 @@ std::vector<std::string> Lines(const ErrorMessage& error);
 /// Truncates a long text and appends the number of missing characters. A server can send names of
 /// any length.
 String Shortened(const String& text);
+/// Such as "1 cube" or "2 cubes".
+std::string Counted(std::size_t count, std::string_view one, std::string_view many);
 /// The items in double quotes, separated by commas.
 std::string Listed(const std::vector<std::string>& items);

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
-#include <span>
+#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -93,14 +93,10 @@ constexpr StepOfRequest kStepsOfRequests[] = {
 const char* AdviceFor(std::string_view step) {
   if (step == "identity")
     return "check that the URL leads to an XML for Analysis service, and the user's rights";
-  if (step == "data sources") return "check the user's rights on the server";
+  if (step == "data sources") return "check the name, and the user's rights on the server";
   if (step == "catalogs" || step == "cubes")
-    return "check the user's rights on the catalogs of the data source";
+    return "check the names, and the user's rights on the data source and its catalogs";
   return "check that the cube is processed, and the user's rights on it";
-}
-
-std::string Counted(std::size_t count, const char* one, const char* many) {
-  return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
 /// Such as `2 catalogs: "A", "B"`.
@@ -196,6 +192,7 @@ class ServiceCheck {
       Take(Failure("protocol", messages.errors));
       return false;
     }
+    m_isIdentified = isIdentified;
     Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
     CheckStep step = isIdentified ? IdentityStep() : Failure("identity", messages.errors);
     step.seconds = seconds;
@@ -250,11 +247,11 @@ class ServiceCheck {
     const auto begin = Clock::now();
     std::vector<OTDataSource> tree;
     const bool isComplete = DataSourceTree(import, cube.dataSource, tree, messages);
-    const std::vector<String> names =
-        tree.empty() ? std::vector<String>() : CatalogNames(tree.front());
-    std::vector<Done> done{{"catalogs", ListedInPart(names, "catalog", "catalogs")}};
-    if (!isComplete) done.push_back({"cubes", {}});
-    return Finish(done, messages, begin) && TakeCubes(tree.front(), cube);
+    if (!isComplete) return Finish({{"catalogs", {}}, {"cubes", {}}}, messages, begin);
+    const OTDataSource& source = tree.front();
+    Finish({{"catalogs", ListedInPart(CatalogNames(source), "catalog", "catalogs")}}, messages,
+           begin);
+    return TakeCubes(source, cube);
   }
 
   bool TakeCubes(const OTDataSource& source, CubeResult& cube) {
@@ -289,8 +286,10 @@ class ServiceCheck {
     std::size_t levels = 0;
     for (const OTXMLAHierarchy& hierarchy : cube.hierarchies) levels += hierarchy.m_levels.size();
     std::vector<Done> done{
-        {"hierarchies", Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") + " of " +
-                            Listed({Utf8(Shortened(cube.cube))})},
+        {"hierarchies", cube.hierarchies.empty() && !cube.messages.errors.empty()
+                            ? std::string()
+                            : Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") +
+                                  " of " + Listed({Utf8(Shortened(cube.cube))})},
         {"levels", Counted(levels, "level", "levels")},
         {"measures", Counted(cube.measures.size(), "measure", "measures")},
     };
@@ -321,12 +320,14 @@ class ServiceCheck {
     const double median =
         seconds.size() % 2 != 0 ? seconds[middle] : (seconds[middle - 1] + seconds[middle]) / 2;
     Take({.name = "round trip",
-          .found = fmt::format("median {:.1f} ms, {:.1f} to {:.1f} ms in {} requests", median * 1e3,
-                               seconds.front() * 1e3, seconds.back() * 1e3, seconds.size())});
+          .found =
+              fmt::format("median {:.1f} ms ({:.1f} ms to {:.1f} ms) in {} requests", median * 1e3,
+                          seconds.front() * 1e3, seconds.back() * 1e3, seconds.size())});
   }
 
   using Clock = std::chrono::steady_clock;
-  /// A step, and what was found if it has not failed.
+  /// A step, and what was found if it has not failed. Without a text: it was read, but a later step
+  /// of the operation failed, which then has returned nothing.
   struct Done {
     std::string_view step;
     std::string found;
@@ -340,14 +341,23 @@ class ServiceCheck {
     return line.starts_with("[" + std::to_string(kMessageSoapFault) + "] ");
   }
 
-  /// A failed step with the error lines of an operation.
-  CheckStep Failure(std::string name, std::span<const std::string> errors) const {
-    std::string text;
-    for (const std::string& line : errors) text += (text.empty() ? "" : "; ") + line;
-    const std::string prefix = m_result.url + ": ";
-    if (text.starts_with(prefix)) return FailedExchange(std::move(name), Wide(m_result.url), text);
-    const char* const advice = AdviceFor(name);
-    return {.name = std::move(name), .status = Status::kFailed, .found = text, .advice = advice};
+  /// A failed step with the error lines of an operation: messages, details of a fault, and the
+  /// name of the request.
+  CheckStep Failure(std::string name, const std::vector<std::string>& errors) const {
+    CheckStep step = FailedExchange(std::move(name), Wide(m_result.url), errors.front());
+    const bool hasAdvice = !step.advice.empty();
+    if (!hasAdvice || IsFault(errors.front())) {
+      // The catalogue's advice is general.
+      step.found = errors.front().substr(0, errors.front().rfind(" Check "));
+      step.advice = AdviceFor(step.name);
+    }
+    for (const std::string& line : errors | std::views::drop(1)) {
+      if (!line.starts_with(kFailedRequest))
+        step.found += (step.found.ends_with('.') ? " " : "; ") + line;
+      else if (m_isIdentified)
+        step.found += " (request " + line.substr(std::string_view(kFailedRequest).size()) + ")";
+    }
+    return step;
   }
 
   /// The step of the request that the line names; else empty.
@@ -403,7 +413,7 @@ class ServiceCheck {
   /// A failed look-up of a default member is a warning.
   static CheckStep Success(std::string_view name, const std::string& found,
                            const Messages& messages) {
-    CheckStep step{.name = std::string(name), .found = found};
+    CheckStep step{.name = std::string(name), .found = found.empty() ? "read" : found};
     if (step.name != "hierarchies") return step;
     const auto count = std::ranges::count_if(messages.warnings, &IsFault);
     if (count == 0) return step;
@@ -422,6 +432,7 @@ class ServiceCheck {
   std::size_t m_next = 0;  // index of the next step
   std::string m_failed;    // the first failed step
   bool m_hasFailed = false;
+  bool m_isIdentified = false;
   bool m_isUnreachable = false;
 };
 

@@ -17,7 +17,8 @@ std::optional<double> Positive(double seconds) {
 }
 
 CheckStep NameResolution(const HTTPExchangeInfo& info, const Connection&) {
-  CheckStep step = Ok("found " + Utf8(info.connection.address));
+  const std::string address = Utf8(info.connection.address);
+  CheckStep step = Ok("found " + address.substr(0, address.rfind(':')));
   step.seconds = Positive(info.connection.resolveSeconds);
   return step;
 }

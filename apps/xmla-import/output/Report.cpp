@@ -109,10 +109,10 @@ void Report::ShowClosingLine(const Result& result) {
   std::string line = m_totals.Text();
   if (line.empty()) line = "nothing imported";
   if (m_summary.WarningCount() > 0)
-    line += fmt::format("; {} warnings of {} kinds", m_summary.WarningCount(),
-                        m_summary.WarningKinds());
-  line += fmt::format("; {} requests", requests);
-  if (retries > 0) line += fmt::format(" and {} retries", retries);
+    line += "; " + Counted(m_summary.WarningCount(), "warning", "warnings") + " of " +
+            Counted(m_summary.WarningKinds(), "kind", "kinds");
+  line += "; " + Counted(requests, "request", "requests");
+  if (retries > 0) line += " and " + Counted(retries, "retry", "retries");
   line += fmt::format(", {}, {:.1f} s", SizeText(bytes), seconds);
   if (!m_output.Place().empty()) line += "; the result is in " + m_output.Place();
   m_progress.ShowClosingLine(line);

@@ -124,7 +124,7 @@ class TextForm : public Form {
          std::to_string(result.cubeCount), " cubes are missing");
   }
 
-  void BeginSteps(const CheckResult& result) override { Line(0, Wide(result.url)); }
+  void BeginSteps(const CheckResult&) override {}
 
   void AddStep(const CheckStep& step) override {
     constexpr std::size_t kStatusWidth = 9;

@@ -1,5 +1,7 @@
 #include "results/Totals.h"
 
+#include "base/Text.h"
+
 void Totals::Add(const SourcesResult& result) { dataSources += result.dataSources.size(); }
 
 void Totals::Add(const TreeResult& result) {
@@ -44,7 +46,7 @@ std::string Totals::Text() const {
   std::string text;
   for (const auto& [count, one, many] : parts) {
     if (count == 0) continue;
-    text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + (count == 1 ? one : many);
+    text += (text.empty() ? "" : ", ") + Counted(count, one, many);
   }
   return text;
 }

@@ -188,6 +188,8 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   result.what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
   result.advice = text.advice;
   result.step = StepOf(failure, facts.reached, facts.usesProxy);
+  if (failure == HTTPFailure::kConnectTimeout && facts.reached == HTTPStep::kTLS)
+    result.what = L"the TLS handshake with the server has not ended within # seconds";
   BaseStringUtil::ReplacePatternInString(result.what, L"#",
                                          BaseStringUtil::StringFrom(facts.number));
   if (failure == HTTPFailure::kConnectTimeout && facts.isHTTPS)
