@@ -8,9 +8,7 @@
 namespace login {
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
-using testing::Not;
 
 /// A way to log in: the server's URL and the only scheme that it offers.
 struct Way {

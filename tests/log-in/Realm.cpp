@@ -36,7 +36,7 @@ Realm::Realm(const std::string& folder) : m_folder(folder) {
   WriteConfiguration(View::kCorrect, "");
   CreateDatabase();
   CreateWrongKeytab();
-  const std::string address = StartKDC("", m_KDC);
+  const std::string address = StartKDC("", m_kdc);
   WriteConfiguration(View::kCorrect, address);
   WriteConfiguration(View::kOtherRealm, address);
   WriteConfiguration(View::kFastClock, StartKDC("+20m", m_fastKDC));

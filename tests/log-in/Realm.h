@@ -46,7 +46,7 @@ class Realm {
   std::map<std::string, std::string> Server(const std::string& name) const;
 
   const std::string m_folder;
-  std::unique_ptr<ServerProcess> m_KDC;
+  std::unique_ptr<ServerProcess> m_kdc;
   std::unique_ptr<ServerProcess> m_fastKDC;
 };
 

@@ -41,14 +41,14 @@ HTTPCredentials::HTTPCredentials(const NarrowString& user, const NarrowString& p
   if (!m_hasUser || (::IsASCII(user) && ::IsASCII(password))) return;
   m_user.append(user.view());
   m_password.append(password.view());
-  if (!ToLatin1(user, true, m_NTLMUser) || !ToLatin1(password, false, m_NTLMPassword))
+  if (!ToLatin1(user, true, m_ntlmUser) || !ToLatin1(password, false, m_ntlmPassword))
     m_unusable |= kAuthNTLM;
 }
 
 const NarrowString& HTTPCredentials::User(unsigned int scheme) const noexcept {
-  return scheme == kAuthNTLM ? m_NTLMUser : m_user;
+  return scheme == kAuthNTLM ? m_ntlmUser : m_user;
 }
 
 const NarrowString& HTTPCredentials::Password(unsigned int scheme) const noexcept {
-  return scheme == kAuthNTLM ? m_NTLMPassword : m_password;
+  return scheme == kAuthNTLM ? m_ntlmPassword : m_password;
 }

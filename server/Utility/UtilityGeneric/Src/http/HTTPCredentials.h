@@ -25,6 +25,6 @@ class HTTPCredentials {
   unsigned int m_unusable = 0;
   Secret<NarrowString> m_user;
   Secret<NarrowString> m_password;
-  Secret<NarrowString> m_NTLMUser;
-  Secret<NarrowString> m_NTLMPassword;
+  Secret<NarrowString> m_ntlmUser;
+  Secret<NarrowString> m_ntlmPassword;
 };
