@@ -76,7 +76,7 @@ void ForEachObject(const Json& value, const Use& use) {
 std::vector<Json> Documents() {
   std::vector<Json> documents{RunTool({"--format", "json"}).Document()};
   for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
-    for (const char* command : {"sources", "tree", "import"})
+    for (const char* command : {"sources", "tree", "import", "check"})
       documents.push_back(RunTool({"--sample", kind, "--format", "json", command}).Document());
   const support::TempDir folder;
   Options options;
