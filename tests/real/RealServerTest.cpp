@@ -191,6 +191,14 @@ TEST_F(Real, UnknownCatalogOrCubeListsExistingOnes) {
   EXPECT_THAT(cube.err, HasSubstr("there are: \"Старые продажи\""));
 }
 
+TEST_F(Real, CheckPasses) {
+  const Json document = Import({"--format", "json", "check"}).Document();
+  EXPECT_THAT(document["errors"], testing::IsEmpty());
+  EXPECT_GE(document["steps"].size(), 15u);
+  for (const Json& step : document["steps"]) EXPECT_EQ(step["status"], "ok") << step;
+  EXPECT_THAT(document.dump(), HasSubstr("Mondrian XML for Analysis Provider"));
+}
+
 TEST_F(Real, AnotherPathIsAnErrorWithTheStatus) {
   // The web server answers there with an HTML page.
   std::string url = m_server->Url();

@@ -262,7 +262,7 @@ TEST_F(CheckOfSample, ChecksTheNamedCube) {
     const char* says;
   } kUnknown[] = {
       {"--source", "data sources", "there is no data source \"Nothing\"; there are: "},
-      {"--catalog", "cubes", "there is no catalog \"Nothing\"; there are: "},
+      {"--catalog", "catalogs", "there is no catalog \"Nothing\"; there are: "},
       {"--cube", "cubes", "there is no cube \"Nothing\"; there are: "},
   };
   for (const auto& [option, failed, says] : kUnknown) {

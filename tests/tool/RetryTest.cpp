@@ -5,12 +5,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <memory>
 
 #include "connection/Operation.h"
 #include "output/Output.h"
 #include "output/Progress.h"
 #include "output/Report.h"
+#include "tool/ScriptedProvider.h"
+#include "tool/ToolProcess.h"
 
 namespace {
 
@@ -103,7 +107,27 @@ TEST(Retry, IsCountedInTheClosingLine) {
   progress.OnRetry(FirstRetry());
   progress.OnExchange({});
   report.Finish(ExitStatus::kDone, SourcesResult());
-  EXPECT_THAT(terminal.Text(), HasSubstr("; 1 requests and 2 retries, 0 bytes, "));
+  EXPECT_THAT(terminal.Text(), HasSubstr("; 1 request and 2 retries, 0 bytes, "));
+}
+
+/// The first two replies say that the server is busy.
+tool::Outcome ImportFromABusyServer(const char* retries) {
+  tool::ScriptedProvider::Script script = tool::OneCube();
+  const auto count = std::make_shared<std::atomic<int>>(0);
+  script.status = [count] { return ++*count <= 2 ? 503 : 200; };
+  const tool::ScriptedProvider provider(std::move(script));
+  return tool::RunTool({"--url", provider.Url(), "--format", "json", "--retry", retries, "import"});
+}
+
+TEST(Retry, CompletesTheImportFromABusyServer) {
+  const tool::Outcome complete = ImportFromABusyServer("2");
+  EXPECT_EQ(complete.status, 0) << complete.err;
+  EXPECT_EQ(complete.Document()["cubes"].size(), 1u);
+  for (const char* const tooFew : {"0", "1"}) {
+    const tool::Outcome outcome = ImportFromABusyServer(tooFew);
+    EXPECT_EQ(outcome.status, 1) << tooFew;
+    EXPECT_THAT(outcome.err, HasSubstr("HTTP 503 Service Unavailable; try again later")) << tooFew;
+  }
 }
 
 }  // namespace

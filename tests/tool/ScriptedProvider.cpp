@@ -28,6 +28,8 @@ ScriptedProvider::ScriptedProvider(Script script)
       m_server([this](const support::Request& request) { return Answer(request); }) {}
 
 support::Reply ScriptedProvider::Answer(const support::Request& request) const {
+  const int status = m_script.status ? m_script.status() : 200;
+  if (status != 200) return {"", status};
   const std::string type = support::RequestType(request.body);
   if (m_script.answer) {
     std::string answer = m_script.answer(type, request.body);

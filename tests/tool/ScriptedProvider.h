@@ -22,7 +22,9 @@ class ScriptedProvider {
     std::string version = "9.0.1";
     /// Rows by request type. "TYPE catalog" answers requests for that catalog.
     std::map<std::string, std::vector<Row>> rows;
-    /// Called first, with the request's type and body. An answer that is not empty is sent.
+    /// Called first. A status other than 200 is sent without rows.
+    std::function<int()> status;
+    /// Called next, with the request's type and body. An answer that is not empty is sent.
     std::function<std::string(const std::string& type, const std::string& body)> answer;
   };
 

@@ -255,12 +255,12 @@ TEST_F(ServerFileOfTool, UnusableFilesAreErrors) {
     EXPECT_EQ(outcome.ErrorLines().size(), 1u);
   };
   EXPECT_EQ(List().status, 0);
-  for (const mode_t mode : {0620, 0602}) {
+  for (const mode_t mode : {0620U, 0602U}) {
     chmod(m_file.c_str(), mode);
     expect("others can write to it; run: chmod go-w \"" + m_file + "\"");
   }
   chmod(m_file.c_str(), 0644);
-  for (const mode_t mode : {0770, 0707}) {
+  for (const mode_t mode : {0770U, 0707U}) {
     chmod(m_folder.Path().c_str(), mode);
     expect("others can write to its directory; run: chmod go-w \"" + m_folder.Path().string());
   }

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
-#include <ranges>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -249,18 +249,23 @@ class ServiceCheck {
     const bool isComplete = DataSourceTree(import, cube.dataSource, tree, messages);
     if (!isComplete) return Finish({{"catalogs", {}}, {"cubes", {}}}, messages, begin);
     const OTDataSource& source = tree.front();
-    Finish({{"catalogs", ListedInPart(CatalogNames(source), "catalog", "catalogs")}}, messages,
-           begin);
-    return TakeCubes(source, cube);
+    const std::vector<String> names = CatalogNames(source);
+    std::optional<String> catalog;
+    if (!m_arguments.catalogs.empty()) {
+      catalog = Wide(m_arguments.catalogs.front());
+      Choose({"catalog", "--catalog", ""}, names, catalog, messages);
+    }
+    return Finish({{"catalogs", ListedInPart(names, "catalog", "catalogs")}}, messages, begin) &&
+           TakeCubes(source, catalog, cube);
   }
 
-  bool TakeCubes(const OTDataSource& source, CubeResult& cube) {
+  /// Chooses the named cube, or the first one, of the catalog or of all.
+  bool TakeCubes(const OTDataSource& source, const std::optional<String>& catalogName,
+                 CubeResult& cube) {
     Messages messages;
-    std::size_t count = 0;
-    std::optional<String> catalogName;
     std::optional<String> cubeName;
-    if (!m_arguments.catalogs.empty()) catalogName = Wide(m_arguments.catalogs.front());
     if (!m_arguments.cubes.empty()) cubeName = Wide(m_arguments.cubes.front());
+    std::size_t count = 0;
     std::vector<String> names;
     for (const OTCatalog& catalog : source.m_catalogs) {
       count += catalog.m_cubes.size();
@@ -273,10 +278,7 @@ class ServiceCheck {
         cube.cube = each.first;
       }
     }
-    if (catalogName)
-      Choose({"catalog", "--catalog", ""}, CatalogNames(source), catalogName, messages);
-    if (messages.errors.empty() && cube.cube.empty())
-      Choose({"cube", "--cube", ""}, names, cubeName, messages);
+    if (cube.cube.empty()) Choose({"cube", "--cube", ""}, names, cubeName, messages);
     return Finish({{"cubes", Counted(count, "cube", "cubes")}}, messages, std::nullopt);
   }
 
@@ -351,7 +353,7 @@ class ServiceCheck {
       step.found = errors.front().substr(0, errors.front().rfind(" Check "));
       step.advice = AdviceFor(step.name);
     }
-    for (const std::string& line : errors | std::views::drop(1)) {
+    for (const std::string& line : std::span(errors).subspan(1)) {
       if (!line.starts_with(kFailedRequest))
         step.found += (step.found.ends_with('.') ? " " : "; ") + line;
       else if (m_isIdentified)

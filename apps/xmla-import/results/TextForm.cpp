@@ -50,9 +50,13 @@ bool IsWithin(const String& name, const String& dimension, const String& rest) {
          text[length] == L'.' && text.ends_with(rest.view());
 }
 
+/// The number of errors, without the lines that complete them.
 std::string Errors(const Messages& messages) {
-  const std::size_t count = messages.errors.size();
-  return std::to_string(count) + (count == 1 ? " error" : " errors");
+  const auto completes = [](const std::string& line) {
+    return line.starts_with(kFaultDetail) || line.starts_with(kFailedRequest);
+  };
+  const auto others = std::ranges::count_if(messages.errors, completes);
+  return Counted(messages.errors.size() - static_cast<std::size_t>(others), "error", "errors");
 }
 
 class TextForm : public Form {
