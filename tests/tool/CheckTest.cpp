@@ -237,7 +237,7 @@ TEST_F(CheckOfSample, NamesTheSchemeOfTheLogIn) {
   EXPECT_THAT(
       StepOf(CheckJson({"--url", Url(sample::Kind::kSapBw), "--user", "ann"}, password).Document(),
              "log-in")["found"],
-      "not required; the password was not sent");
+      "the server did not ask for one; the password was not sent");
 }
 
 TEST_F(CheckOfSample, WarnsAboutAnotherKind) {

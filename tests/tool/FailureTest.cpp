@@ -96,7 +96,7 @@ TEST(Failure, MessageNamesTheRequest) {
     ASSERT_EQ(errors.size(), 2u) << errors;
     EXPECT_THAT(errors[1].get<std::string>(),
                 testing::StartsWith(std::string("the failed request was ") + each.says));
-    EXPECT_THAT(outcome.err, HasSubstr("error: the failed request was "));
+    EXPECT_THAT(outcome.err, HasSubstr("note: the failed request was "));
   }
 }
 

@@ -170,7 +170,7 @@ TEST_F(Interrupt, KeepsCompleteCubesAndTheCubeInProgress) {
     EXPECT_EQ(document["cubes"][1]["hierarchies"].size(), 1u);
     EXPECT_EQ(document["cubes"][1]["measures"], Json::array());
     EXPECT_EQ(document["cubes"][1]["errors"].size(), 1u);
-    EXPECT_EQ(document["errors"], Json({"interrupted: 1 of 3 cubes are not in the result"}));
+    EXPECT_EQ(document["errors"], Json({"interrupted: 1 of 3 cubes is not in the result"}));
     return seconds;
   });
 }
@@ -221,10 +221,10 @@ TEST_F(Interrupt, LeavesAPartialFileBesideTheFormerOne) {
           });
       stalled.Release();
       EXPECT_EQ(outcome.status, 130);
-      EXPECT_EQ(outcome.ErrorLines().back(),
-                "xmla-import: error: \"" + file +
-                    (exists ? "\" is unchanged" : "\" was not created") +
-                    "; the partial result is in \"" + each.partial + "\" in the same directory");
+      EXPECT_EQ(
+          outcome.ErrorLines().back(),
+          "xmla-import: note: \"" + file + (exists ? "\" is unchanged" : "\" was not created") +
+              "; the partial result is in \"" + (folder.Path() / each.partial).string() + "\"");
       EXPECT_EQ(std::filesystem::exists(file), exists);
       if (exists) {
         EXPECT_EQ(support::ReadFile(file), "former");
@@ -872,7 +872,7 @@ TEST_F(Interrupt, WhileWritingACubeMarksItIncomplete) {
       EXPECT_LT(cube["measures"].size(), 20000u);
       EXPECT_EQ(cube["errors"], Json({kCutShort}));
       EXPECT_EQ(document["errors"],
-                Json({"interrupted: 1 of 2 cubes are not in the result", kCutShort}));
+                Json({"interrupted: 1 of 2 cubes is not in the result", kCutShort}));
       return seconds;
     });
   }

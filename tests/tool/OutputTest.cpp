@@ -141,13 +141,25 @@ TEST_F(Output, FailureKeepsTheFormerFileAndSaysSo) {
       EXPECT_EQ(outcome.out, "");
       EXPECT_EQ(
           outcome.ErrorLines().back(),
-          "xmla-import: error: \"" + File() + (exists ? "\" is unchanged" : "\" was not created"));
+          "xmla-import: note: \"" + File() + (exists ? "\" is unchanged" : "\" was not created"));
       if (exists) {
         EXPECT_EQ(support::ReadFile(File()), "former");
         std::filesystem::remove(File());
       }
       ExpectOnly({});
     }
+}
+
+/// The file that a link leads to is elsewhere, so its path is complete.
+TEST_F(Output, NamesThePartialFileBehindALink) {
+  const support::TempDir other;
+  const std::string target = other.Path() / "target";
+  std::ofstream(target) << "former";
+  std::filesystem::create_symlink(target, File());
+  const Outcome outcome = RunTool({"--url", "http://127.0.0.1:1/", "check", "-o", File()});
+  EXPECT_EQ(outcome.ErrorLines().back(), "xmla-import: note: \"" + File() +
+                                             "\" is unchanged; the partial result is in \"" +
+                                             target + ".partial\"");
 }
 
 TEST_F(Output, IncompleteResultReplacesTheFile) {

@@ -32,6 +32,9 @@ TEST(Suggestion, IsTheNearestName) {
       {"nix", {"fish", "Stock"}, ""},
       {"x", {"y", "xy"}, ""},
       {"", {"a", ""}, ""},
+      {"--username", {"--url", "--user"}, "--user"},                        // longer
+      {"Q001", {"Stock", "ZVSALES/ZVSALES_Q001"}, "ZVSALES/ZVSALES_Q001"},  // the end
+      {"001", {"Q001"}, ""},
       {"Größe", {"GRÖSSE", "Größen"}, "Größen"},
   };
   for (const auto& test : kCases)

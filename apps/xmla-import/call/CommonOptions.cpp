@@ -112,7 +112,8 @@ constexpr CommandOption kOptions[] = {
      .part = OptionPart::kTransfer,
      .variable = "XMLA_IMPORT_TARGET"},
     {.name = "--log",
-     .help = "write requests and replies to files in DIR",
+     .help = "write requests and replies to files in DIR; those that identify the server only with "
+             "--target",
      .value = &Arguments::log,
      .placeholder = "DIR"},
     {.name = "--format",
@@ -120,7 +121,8 @@ constexpr CommandOption kOptions[] = {
      .value = &Arguments::format,
      .placeholder = "FORMAT"},
     {.name = "--output",
-     .help = "write the result to FILE, which a failed call leaves as it is",
+     .help = "write the result to FILE; a failed call leaves FILE as it is, an incomplete result "
+             "(status 3) replaces it",
      .value = &Arguments::output,
      .placeholder = "FILE",
      .shortName = "-o"},

@@ -47,6 +47,15 @@ constexpr HelpText kCommands[] = {
      "xmla-import --url https://server/xmla import --catalog Sales --catalog Stock --cube "
      "Budget\n",
      kSeeEnvironment},
+    {"check", "",
+     "Tests the connection step by step: address, name resolution, proxy, connection, TLS, log-in, "
+     "response, protocol, identity, and the metadata of one cube. Shows what each step found and, "
+     "if it failed, what to do. Only reads. Status 1 if a step failed.\n"
+     "\n"
+     "The cube is the first one, or the one of --source, --catalog and --cube.",
+     "xmla-import --url https://server/xmla --user ann check\n"
+     "xmla-import --server sales check --catalog Sales --cube Budget\n",
+     kSeeEnvironment},
     {"servers", "",
      "Shows the names and URLs of the services in the server file, without user names and "
      "passwords. Connects to none of them. --server NAME selects one in other commands.\n"
@@ -94,10 +103,14 @@ constexpr HelpText kTopics[] = {
      "       tree failed, or a requested name does not exist\n"
      "  130  interrupted; the result contains what was read\n"
      "\n"
+     "check ends with 1 if a step failed, else with 0.\n"
+     "\n"
      "The file of --output is replaced for status 0 and 3. Otherwise it stays as it is, and a "
      "partial result is in FILE.partial.",
      "", ""},
     {"log-in", "user, password, token, certificate, and how they are protected",
+     "xmla-import check shows which log-in the server wants, and why one fails.\n"
+     "\n"
      "Without a user, the Kerberos ticket of the calling user is used if the server offers "
      "Negotiate; run kinit to get one.\n"
      "\n"
@@ -159,6 +172,11 @@ constexpr HelpText kTopics[] = {
      "  SSL_CERT_FILE         file of trusted certificates, instead of the system's\n"
      "  http_proxy, https_proxy, all_proxy, no_proxy\n"
      "                        proxies, and hosts that are reached without them\n"
+     "  XMLA_IMPORT_LOG_DIR   folder of the logs that OT_XMLA_IMPORT_LOGGING turns on\n"
+     "  OT_XMLA_IMPORT_LOGGING\n"
+     "                        turns on logs without --log\n"
+     "  OT_XMLA_IMPORT_TAMARIND\n"
+     "                        applies the rules of Tamarind to every server\n"
      "  XDG_CONFIG_HOME       folder of xmla-import/servers.toml; default ~/.config\n"
      "\n"
      "An option takes precedence over its variable, and a variable over the server file.\n"

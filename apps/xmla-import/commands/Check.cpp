@@ -91,6 +91,8 @@ constexpr StepOfRequest kStepsOfRequests[] = {
 
 /// What to do if a request of a step fails, if its message does not say it.
 const char* AdviceFor(std::string_view step) {
+  if (step == "protocol")
+    return "check that the URL leads to an XML for Analysis service; if it does, look at its log";
   if (step == "identity")
     return "check that the URL leads to an XML for Analysis service, and the user's rights";
   if (step == "data sources") return "check the name, and the user's rights on the server";
@@ -107,6 +109,11 @@ std::string ListedInPart(const std::vector<String>& names, const char* one, cons
     shown.push_back(Utf8(Shortened(names[i])));
   return Counted(names.size(), one, many) + (names.empty() ? "" : ": ") + Listed(shown) +
          (names.size() > kMax ? ", ..." : "");
+}
+
+std::string WithoutFullStop(std::string text) {
+  if (text.ends_with('.')) text.pop_back();
+  return text;
 }
 
 class ServiceCheck {
@@ -144,7 +151,7 @@ class ServiceCheck {
     if (step.status == Status::kFailed) {
       m_hasFailed = true;
       if (m_failed.empty()) m_failed = step.name;
-      m_result.messages.errors.push_back(step.name + ": " + step.found +
+      m_result.messages.errors.push_back(step.name + ": " + WithoutFullStop(step.found) +
                                          (step.advice.empty() ? "" : "; " + step.advice));
     }
     m_receiver.Take(step);
@@ -278,7 +285,11 @@ class ServiceCheck {
         cube.cube = each.first;
       }
     }
-    if (cube.cube.empty()) Choose({"cube", "--cube", ""}, names, cubeName, messages);
+    if (cube.cube.empty()) {
+      const std::string owner =
+          catalogName ? "the catalog " + Listed({Utf8(*catalogName)}) : std::string();
+      Choose({"cube", "--cube", owner}, names, cubeName, messages);
+    }
     return Finish({{"cubes", Counted(count, "cube", "cubes")}}, messages, std::nullopt);
   }
 
@@ -288,10 +299,12 @@ class ServiceCheck {
     std::size_t levels = 0;
     for (const OTXMLAHierarchy& hierarchy : cube.hierarchies) levels += hierarchy.m_levels.size();
     std::vector<Done> done{
-        {"hierarchies", cube.hierarchies.empty() && !cube.messages.errors.empty()
-                            ? std::string()
-                            : Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") +
-                                  " of " + Listed({Utf8(Shortened(cube.cube))})},
+        {"hierarchies",
+         cube.hierarchies.empty() && !cube.messages.errors.empty()
+             ? std::string()
+             : Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") + " of " +
+                   Listed({Utf8(Shortened(cube.cube))}) +
+                   (m_arguments.cubes.empty() ? ", the only cube that was read" : "")},
         {"levels", Counted(levels, "level", "levels")},
         {"measures", Counted(cube.measures.size(), "measure", "measures")},
     };
@@ -347,15 +360,16 @@ class ServiceCheck {
   /// name of the request.
   CheckStep Failure(std::string name, const std::vector<std::string>& errors) const {
     CheckStep step = FailedExchange(std::move(name), Wide(m_result.url), errors.front());
-    const bool hasAdvice = !step.advice.empty();
-    if (!hasAdvice || IsFault(errors.front())) {
-      // The catalogue's advice is general.
-      step.found = errors.front().substr(0, errors.front().rfind(" Check "));
+    if (errors.front().starts_with('[')) {
+      // The advice of the catalogue is general.
+      step.found = WithoutFullStop(errors.front().substr(0, errors.front().rfind(". Check ")));
+      step.advice = AdviceFor(step.name);
+    } else if (step.advice.empty()) {
       step.advice = AdviceFor(step.name);
     }
     for (const std::string& line : std::span(errors).subspan(1)) {
       if (!line.starts_with(kFailedRequest))
-        step.found += (step.found.ends_with('.') ? " " : "; ") + line;
+        step.found += "; " + WithoutFullStop(line);
       else if (m_isIdentified)
         step.found += " (request " + line.substr(std::string_view(kFailedRequest).size()) + ")";
     }
@@ -415,7 +429,8 @@ class ServiceCheck {
   /// A failed look-up of a default member is a warning.
   static CheckStep Success(std::string_view name, const std::string& found,
                            const Messages& messages) {
-    CheckStep step{.name = std::string(name), .found = found.empty() ? "read" : found};
+    CheckStep step{.name = std::string(name),
+                   .found = found.empty() ? "not completely read" : found};
     if (step.name != "hierarchies") return step;
     const auto count = std::ranges::count_if(messages.warnings, &IsFault);
     if (count == 0) return step;

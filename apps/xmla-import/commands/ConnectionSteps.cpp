@@ -18,6 +18,7 @@ std::optional<double> Positive(double seconds) {
 
 CheckStep NameResolution(const HTTPExchangeInfo& info, const Connection&) {
   const std::string address = Utf8(info.connection.address);
+  if (address.empty()) return Ok("left to the proxy");
   CheckStep step = Ok("found " + address.substr(0, address.rfind(':')));
   step.seconds = Positive(info.connection.resolveSeconds);
   return step;
@@ -61,7 +62,9 @@ CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
   const HTTPConnectionDetails& details = info.connection;
   const std::string scheme = Utf8(details.usedScheme);
   if (scheme.empty())
-    return Ok(connection.user.empty() ? "not required" : "not required; the password was not sent");
+    return Ok(connection.user.empty()
+                  ? "the server did not ask for one"
+                  : "the server did not ask for one; the password was not sent");
   CheckStep step = Ok(scheme + " with " + WhyThisScheme(scheme, connection));
   if (!details.offeredSchemes.empty())
     step.found += ", the strongest allowed one of those that the server offers: " +

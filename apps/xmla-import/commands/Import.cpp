@@ -252,14 +252,20 @@ class Reading {
 
 /// The status of an import without cubes, whose reason may have been reported already.
 ExitStatus WithoutCubes(const Plan& plan, const Arguments& arguments, Messages& messages) {
-  const bool isFiltered = !(arguments.sources.empty() && arguments.catalogs.empty());
+  std::string filters;
+  const auto add = [&filters](const char* option, const std::vector<std::string>& names) {
+    if (!names.empty()) filters += (filters.empty() ? "" : ", ") + (option + Listed(names));
+  };
+  add("--source ", arguments.sources);
+  add("--catalog ", arguments.catalogs);
+  add("--cube ", arguments.cubes);
   if (MustStop())
     messages.errors.emplace_back("interrupted: no cube was read");
   else if (plan.hasUnknownNames)
     return ExitStatus::kWrongCall;
   else if (plan.isTreeComplete)
-    messages.errors.emplace_back(isFiltered ? "no cube matches --source, --catalog and --cube"
-                                            : "the provider has no cubes to import");
+    messages.errors.push_back(filters.empty() ? "the provider has no cubes to import"
+                                              : "no cube matches " + filters);
   return ExitStatus::kFailed;
 }
 
@@ -288,9 +294,10 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, ResultReceive
   reading.Run();
   const std::size_t count = result.cubeCount;
   if (reading.Missing() > 0)
-    result.messages.errors.push_back(std::string(reading.Reason()) + ": " +
-                                     std::to_string(reading.Missing()) + " of " +
-                                     std::to_string(count) + " cubes are not in the result");
+    result.messages.errors.push_back(
+        std::string(reading.Reason()) + ": " + std::to_string(reading.Missing()) + " of " +
+        std::to_string(count) + (reading.Missing() == 1 ? " cubes is" : " cubes are") +
+        " not in the result");
   result.cubesWithContent = reading.WithContent();
   if (result.cubesWithContent == 0) return ExitStatus::kFailed;
   const bool isComplete =

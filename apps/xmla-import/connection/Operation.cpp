@@ -49,6 +49,8 @@ Operation* Operation::Current() { return g_current; }
 
 void Operation::RecordWarnings() {
   if (warnings.size() <= m_recorded) return;
+  if (m_wasReceived && m_observer && m_subject.view().starts_with(kDefaultMember))
+    m_observer->OnFailure(m_subject, String(warnings.view().substr(m_recorded)));
   m_parts.push_back({warnings.size(), m_subject, m_faultDetails});
   m_recorded = warnings.size();
 }

@@ -30,6 +30,11 @@ std::string Joined(std::span<const std::string> lines) {
   return text;
 }
 
+/// "the failed request was TYPE", without the object of the request.
+std::string WithoutObject(const std::string& line) {
+  return line.substr(0, line.find(' ', std::string_view(kFailedRequest).size()));
+}
+
 }  // namespace
 
 MessageSummary::Kind* MessageSummary::Add(List& list, const std::string& key,
@@ -63,6 +68,7 @@ void MessageSummary::AddErrors(const std::string& cube, const std::vector<std::s
     const std::string& line = message.front();
     if (kind && line.starts_with(kFailedRequest)) {
       if (kind->request.empty()) kind->request = line;
+      kind->areRequestsAlike &= WithoutObject(kind->request) == WithoutObject(line);
     } else {
       kind = Add(m_errors, Joined(message), cube, message);
     }
@@ -85,7 +91,8 @@ std::vector<std::string> MessageSummary::ErrorLines() const {
     if (kind.cubeCount > 1) names = std::to_string(kind.cubeCount) + " cubes (" + names + ")";
     lines.push_back(After(names, kind.text));
     for (const std::string& detail : kind.details) lines.push_back(After(names, detail));
-    if (kind.cubeCount <= 1 && !kind.request.empty()) lines.push_back(After(names, kind.request));
+    if (kind.request.empty() || !kind.areRequestsAlike) continue;
+    lines.push_back(After(names, kind.cubeCount > 1 ? WithoutObject(kind.request) : kind.request));
   }
   if (m_errors.omitted > 0)
     lines.push_back("and " + std::to_string(m_errors.omitted) + " more errors");

@@ -34,6 +34,7 @@ class MessageSummary {
     std::string text;                  ///< the first message
     std::vector<std::string> details;  ///< lines that complete it: details of its fault
     std::string request;               ///< the line that names the failed request, if there is one
+    bool areRequestsAlike = true;      ///< of the same type in all cubes
     std::vector<std::string> cubes;    ///< the first three
     std::string lastCube;
     std::size_t cubeCount = 0;

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <thread>
 
 #include "base/Interrupt.h"
@@ -65,6 +67,15 @@ Descriptor OpenSpecial(const TrustedPath& place, const std::string& shown) {
   }
 }
 
+/// The directory of the written file, with a slash at its end, as the caller may name it: that of
+/// the option, or the complete path if a link leads elsewhere.
+std::string DirectoryOf(const std::string& file, const TrustedPath& place) {
+  std::error_code error;
+  if (!std::filesystem::is_symlink(file, error)) return file.substr(0, file.rfind('/') + 1);
+  const std::string opened = "/proc/self/fd/" + std::to_string(place.directory.Number());
+  return std::filesystem::read_symlink(opened, error).string() + "/";
+}
+
 }  // namespace
 
 bool OpenMissingStandardStreams() {
@@ -81,12 +92,15 @@ bool OpenMissingStandardStreams() {
 Output::Output(const std::string& file, bool hasStandardOutput) : m_isOpen(hasStandardOutput) {
   if (IsStandardOutput(file)) return;
   m_place = Find(file);
+  m_shownFile = file;
   m_shown = Listed({file});
   if (!m_place->IsSpecial()) m_file.emplace(*m_place);
 }
 
 void Output::Fail(int error) const {
-  throw OutputError("the result cannot be written to " + m_shown + ": " + std::strerror(error));
+  const std::string kept = m_file && m_place->Exists() ? "; " + m_shown + " is unchanged" : "";
+  throw OutputError("the result cannot be written to " + m_shown + ": " + std::strerror(error) +
+                    kept);
 }
 
 std::string Output::Place() const { return m_file && !m_isEmpty ? m_shown : std::string(); }
@@ -136,5 +150,5 @@ void Output::Finish(Ending ending) {
   if (const int error = m_file->FinishPartial(name))
     throw OutputError(
         m_notice + ", and the partial result cannot be kept next to it: " + std::strerror(error));
-  m_notice += "; the partial result is in " + Listed({name}) + " in the same directory";
+  m_notice += "; the partial result is in " + Listed({DirectoryOf(m_shownFile, *m_place) + name});
 }

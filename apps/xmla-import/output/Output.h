@@ -59,6 +59,7 @@ class Output {
   [[noreturn]] void Fail(int error) const;
   void WriteToStreamOrDevice(std::string_view text);
 
+  std::string m_shownFile;  ///< the name as given
   std::string m_shown = "standard output";
   bool m_isOpen;                       ///< standard output was open at start
   std::optional<TrustedPath> m_place;  ///< nullopt: standard output

@@ -176,7 +176,7 @@ void Progress::ShowMessage(const char* kind, const std::string& text) {
 }
 
 void Progress::ShowClosingLine(const std::string& text) {
-  if (m_form != Form::kLine) return;
+  if (m_form == Form::kNone || isatty(STDERR_FILENO) != 1) return;
   const std::lock_guard lock(m_mutex);
   Clear();
   WriteToStandardError("xmla-import: " + EscapedForTerminal(text) + "\n");

@@ -80,13 +80,21 @@ void Report::AddWarnings(const std::string& cube, const Messages& messages, std:
 void Report::AddErrors(const std::string& cube, const Messages& messages) {
   if (m_warnings != ShownWarnings::kAll) return m_summary.AddErrors(cube, messages.errors);
   for (const std::string& line : messages.errors)
-    m_progress.ShowMessage("error", cube.empty() ? line : cube + ": " + line);
+    ShowError(cube.empty() ? line : cube + ": " + line);
 }
 
 void Report::AddMessages(const Messages& messages) {
   AddWarnings("", messages, m_addedWarnings);
   m_addedWarnings = messages.warnings.size();
   AddErrors("", messages);
+}
+
+/// A line that completes the error before it is a note.
+void Report::ShowError(const std::string& line) {
+  const auto begins = [&line](const char* beginning) {
+    return line.starts_with(beginning) || line.find(std::string(": ") + beginning) != line.npos;
+  };
+  m_progress.ShowMessage(begins(kFailedRequest) || begins(kFaultDetail) ? "note" : "error", line);
 }
 
 void Report::ShowMessages() {
@@ -98,23 +106,25 @@ void Report::ShowMessages() {
   if (m_hiddenWarnings > 0)
     m_progress.ShowMessage(
         "warning", "interrupted: " + std::to_string(m_hiddenWarnings) + " warnings are not shown");
-  for (const std::string& line : m_summary.ErrorLines()) m_progress.ShowMessage("error", line);
+  for (const std::string& line : m_summary.ErrorLines()) ShowError(line);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
 }
 
-void Report::ShowClosingLine(const Result& result) {
+void Report::ShowClosingLine(const Result& result, bool isComplete) {
   if (std::holds_alternative<ServersResult>(result)) return;  // nothing was transferred
   std::visit([this](const auto& any) { m_totals.Add(any); }, result);
   const auto [requests, retries, bytes, seconds] = m_progress.TrafficSoFar();
   std::string line = m_totals.Text();
   if (line.empty()) line = "nothing imported";
-  if (m_summary.WarningCount() > 0)
+  if (m_summary.WarningCount() > 0 && !std::holds_alternative<CheckResult>(result))
     line += "; " + Counted(m_summary.WarningCount(), "warning", "warnings") + " of " +
             Counted(m_summary.WarningKinds(), "kind", "kinds");
   line += "; " + Counted(requests, "request", "requests");
   if (retries > 0) line += " and " + Counted(retries, "retry", "retries");
   line += fmt::format(", {}, {:.1f} s", SizeText(bytes), seconds);
-  if (!m_output.Place().empty()) line += "; the result is in " + m_output.Place();
+  if (!m_output.Place().empty())
+    line +=
+        (isComplete ? "; the result is in " : "; the incomplete result is in ") + m_output.Place();
   m_progress.ShowClosingLine(line);
 }
 
@@ -126,7 +136,7 @@ ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   m_output.Finish(isResult             ? Output::Ending::kReplace
                   : HasContent(result) ? Output::Ending::kPartial
                                        : Output::Ending::kKeep);
-  if (isResult) ShowClosingLine(result);
-  if (!m_output.Notice().empty()) m_progress.ShowMessage("error", m_output.Notice());
+  if (isResult) ShowClosingLine(result, status == ExitStatus::kDone);
+  if (!m_output.Notice().empty()) m_progress.ShowMessage("note", m_output.Notice());
   return status;
 }

@@ -66,10 +66,6 @@ class TextForm : public Form {
   void Write(const NoResult&) override {}
 
   void Write(const ServersResult& result) override {
-    if (result.servers.empty() && result.messages.errors.empty()) {
-      Line(0, "no servers; an example of a server file:");
-      for (const std::string& line : Lines(Wide(kServerFileExample))) Line(0, line);
-    }
     std::size_t longest = 0;
     for (const auto& server : result.servers) longest = std::max(longest, server.name.size());
     for (const auto& [name, url] : result.servers) {

@@ -60,7 +60,7 @@ constexpr Meaning<Aggregation> kAggregations[] = {
     {Aggregation::kAggrMin, {"min", "the smallest value"}},
     {Aggregation::kAggrMax, {"max", "the largest value"}},
     {Aggregation::kAggrExternal,
-     {"calculated by server", "average, formula, ...; values cannot be combined"}},
+     {"calculated by server", "average, formula, unknown, ...; cannot be combined"}},
 };
 
 using Variable = XmlACubeVariable;
@@ -98,7 +98,7 @@ constexpr LegendEntry kTypes[] = {
     {"VarChar(20)", "length 20, or precision of a number sent as text"},
     {"VarChar(no limit)", "the server sent length 0"},
     {"Double(15, 2)", "precision 15, scale 2"},
-    {"Double(10, ?)", "?: the server sent -1 (unknown), or nothing"},
+    {"Double(10, ?)", "?: -1 (unknown) or nothing sent; also VarChar(?)"},
     {"Unknown", "the server's data type has no counterpart"},
     {"code 7", "a code without a word"},
 };

@@ -14,6 +14,7 @@ void Totals::Add(const TreeResult& result) {
 
 void Totals::Add(const CubeResult& cube) {
   ++cubes;
+  if (!cube.isComplete) ++incompleteCubes;
   hierarchies += cube.hierarchies.size();
   for (const OTXMLAHierarchy& hierarchy : cube.hierarchies) {
     levels += hierarchy.m_levels.size();
@@ -25,6 +26,13 @@ void Totals::Add(const CubeResult& cube) {
 }
 
 std::string Totals::Text() const {
+  // Such as "2 of 5 cubes (1 incomplete)".
+  const bool areMissing = expectedCubes > cubes;
+  const std::string of = areMissing ? "of " + std::to_string(expectedCubes) + ' ' : "";
+  const std::string after =
+      incompleteCubes > 0 ? " (" + std::to_string(incompleteCubes) + " incomplete)" : "";
+  const std::string cubeText = of + (areMissing ? "cubes" : "cube") + after;
+  const std::string cubesText = of + "cubes" + after;
   const struct {
     std::size_t count;
     const char* one;
@@ -32,7 +40,7 @@ std::string Totals::Text() const {
   } parts[] = {
       {dataSources, "data source", "data sources"},
       {catalogs, "catalog", "catalogs"},
-      {cubes, "cube", "cubes"},
+      {cubes, cubeText.c_str(), cubesText.c_str()},
       {hierarchies, "hierarchy", "hierarchies"},
       {levels, "level", "levels"},
       {properties, "property", "properties"},

@@ -31,10 +31,11 @@
 /// Exceptions: SetupConnInfo and GetSAPVariables throw ErrorMessage. Every function can throw
 /// std::bad_alloc, and passes what a handler of ImportSettings throws. There are no others.
 ///
-/// Cancellation: a cancelled operation fails like any other. The import was cancelled, and did not
-/// fail by itself, if VXExecutionState::IsCancellationRequested() is true for the active state. If
-/// the reply was being read, the text begins with the number kMessageReadCancelled in brackets, and
-/// ErrorMessage::GetNumber() returns it.
+/// Cancellation: a cancelled operation fails like any other, with a text that contains
+/// "interrupted:". Check VXExecutionState::IsCancellationRequested() of the active state before and
+/// after each operation: if only the second is true, the operation was cancelled, unless it had
+/// failed just before. If the reply was being read, the text begins with the number
+/// kMessageReadCancelled in brackets, and ErrorMessage::GetNumber() returns it.
 ///
 /// Threads: use an object from one thread at a time; it has no lock. Different objects may be used
 /// at the same time. Another thread can cancel a running operation through the VXExecutionState

@@ -77,8 +77,10 @@ struct ImportSettings {
 
   /// Called for each of the first three errors in the detail of a fault that say more than the
   /// fault itself, on the thread of the operation, before the operation ends with the fault or
-  /// turns it into a warning: `<Error ErrorCode="..." Description="..." Source="..."/>`. `detail`
-  /// may have line breaks. Must not throw.
+  /// turns it into a warning. `detail` is "DESCRIPTION (CODE, from SOURCE)", from
+  /// `<Error ErrorCode="CODE" Description="DESCRIPTION" Source="SOURCE"/>`, and may have line
+  /// breaks. OTXMLAIdentifyProvider asks in two ways, so it may report a detail twice. Must not
+  /// throw.
   std::function<void(const String& detail)> onFaultDetail;
 
   /// Called by VXAssert::handleLogicError on the thread of the error. If it throws, the operation

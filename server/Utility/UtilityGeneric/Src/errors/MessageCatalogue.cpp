@@ -30,7 +30,7 @@ struct Message {
 // Each text says what happened, on which object, and what to try. {1} to {9} are arguments.
 constexpr Message kMessages[] = {
     {kMessageReadCancelled,
-     L"Reading the server's reply was cancelled before its end. Run the import again."},
+     L"interrupted: the request was cancelled before its reply was complete"},
     {kMessageParseError,
      L"The server's reply could not be read as XML: {1}. Check that the URL leads to an XML for "
      L"Analysis service; if it does, look for errors in the server's own log."},
