@@ -145,9 +145,10 @@ class Call {
       m_status = m_command->run(session, m_arguments, *m_report, m_result);
     if (!Interrupt::Happened()) session.ExplainTarget(MessagesOf(m_result));
     if (m_progress->BasicInClear()) {
-      MessagesOf(m_result).warnings.emplace_back(
-          "the password was sent by Basic over plain http to another machine, and others on the "
-          "network can read it; use https");
+      const bool isToken = !connection.http.bearerToken.empty();
+      MessagesOf(m_result).warnings.push_back(
+          std::string(isToken ? "the token was sent" : "the password was sent by Basic") +
+          " over plain http to another machine, and others on the network can read it; use https");
     }
   }
 

@@ -285,6 +285,39 @@ TEST(Check, FailedLookUpOfADefaultMemberIsAWarning) {
   EXPECT_EQ(outcome.Document()["warnings"].size(), 1u);
 }
 
+/// The texts of the server may contain the separator of the parts of an error.
+TEST(Check, SplitsAnErrorBehindTheServersTexts) {
+  ScriptedProvider::Script script;
+  script.answer = [](const std::string&, const std::string&) {
+    return "<html><title>Sign in; please</title></html>";
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Json step = StepOf(CheckJson({"--url", provider.Url()}).Document(), "protocol");
+  EXPECT_EQ(step["found"], "the server sent a web page instead of XML, titled \"Sign in; please\"");
+  EXPECT_THAT(step["advice"].get<std::string>(), StartsWith("it may be a log-in form"));
+}
+
+TEST(Check, UnusableClientCertificateFailsAtTLS) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "cert.pem";
+  std::ofstream(file) << "nothing";
+  const Outcome outcome = CheckJson({"--url", "https://127.0.0.1:1/", "--cert", file});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(StepOf(outcome.Document(), "TLS")["status"], "failed");
+  EXPECT_THAT(outcome.err, HasSubstr("is not a client certificate: give one in PEM or PKCS#12"));
+}
+
+TEST(Check, XMLWithoutANameIsAWarning) {
+  ScriptedProvider::Script script = OneCube();
+  script.name.clear();
+  script.version.clear();
+  const ScriptedProvider provider(std::move(script));
+  const Outcome outcome = CheckJson({"--url", provider.Url()});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(StepOf(outcome.Document(), "protocol")["found"], "XML");
+  EXPECT_EQ(StepOf(outcome.Document(), "identity")["status"], "warning");
+}
+
 TEST(Check, EmptyProviderFailsAtItsDataSources) {
   const ScriptedProvider provider(ScriptedProvider::Script{});
   const Outcome outcome = CheckJson({"--url", provider.Url()});

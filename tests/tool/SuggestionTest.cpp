@@ -34,7 +34,7 @@ TEST(Suggestion, IsTheNearestName) {
       {"", {"a", ""}, ""},
       {"--username", {"--url", "--user"}, "--user"},                        // longer
       {"Q001", {"Stock", "ZVSALES/ZVSALES_Q001"}, "ZVSALES/ZVSALES_Q001"},  // the end
-      {"001", {"Q001"}, ""},
+      {"001", {"ZVSALES_Q001"}, ""},
       {"Größe", {"GRÖSSE", "Größen"}, "Größen"},
   };
   for (const auto& test : kCases)

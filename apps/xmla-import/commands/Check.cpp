@@ -91,6 +91,7 @@ constexpr StepOfRequest kStepsOfRequests[] = {
 
 /// What to do if a request of a step fails, if its message does not say it.
 const char* AdviceFor(std::string_view step) {
+  if (step == "TLS") return "correct the setting that the text names";
   if (step == "protocol")
     return "check that the URL leads to an XML for Analysis service; if it does, look at its log";
   if (step == "identity")
@@ -182,8 +183,8 @@ class ServiceCheck {
     const double seconds = SecondsSince(begin);
     m_recorder.Rethrow();
     if (MustStop() || m_hasFailed) return false;
-    if (!m_recorder.HasFirst()) {  // for example, a file of a certificate cannot be read
-      Take(Failure("connection", messages.errors));
+    if (!m_recorder.HasFirst()) {  // a setting cannot be used, such as the client certificate
+      Take(Failure("TLS", messages.errors));
       return false;
     }
     const HTTPExchangeInfo& first = m_recorder.First();
@@ -200,7 +201,10 @@ class ServiceCheck {
       return false;
     }
     m_isIdentified = isIdentified;
-    Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
+    Take({.name = "protocol",
+          .found = !isIdentified                       ? "a SOAP fault"
+                   : m_session.Identity().name.empty() ? "XML"
+                                                       : "XML for Analysis"});
     CheckStep step = isIdentified ? IdentityStep() : Failure("identity", messages.errors);
     step.seconds = seconds;
     Take(std::move(step));
@@ -214,6 +218,10 @@ class ServiceCheck {
                    .found = Listed({Utf8(Shortened(identity.name))}) + ", version " +
                             Listed({Utf8(Shortened(identity.version))}) + ", kind " +
                             ExplainedTarget(detected)};
+    if (identity.name.empty()) {
+      step.status = Status::kWarning;
+      step.advice = "check that the URL leads to an XML for Analysis service";
+    }
     const auto& configured = m_session.Service().target;
     if (!configured || *configured == identity.target) return step;
     step.found += ", but --target is " + TargetName(*configured);
@@ -359,14 +367,20 @@ class ServiceCheck {
   /// A failed step with the error lines of an operation: messages, details of a fault, and the
   /// name of the request.
   CheckStep Failure(std::string name, const std::vector<std::string>& errors) const {
-    CheckStep step = FailedExchange(std::move(name), Wide(m_result.url), errors.front());
-    if (errors.front().starts_with('[')) {
-      // The advice of the catalogue is general.
-      step.found = WithoutFullStop(errors.front().substr(0, errors.front().rfind(". Check ")));
-      step.advice = AdviceFor(step.name);
-    } else if (step.advice.empty()) {
-      step.advice = AdviceFor(step.name);
+    const std::string& error = errors.front();
+    CheckStep step;
+    if (m_recorder.HasFirst() && Utf8(m_recorder.Last().error) == error) {
+      step = FailedExchange(std::move(name), m_recorder.Last());
+    } else {
+      step = {.name = std::move(name), .status = Status::kFailed, .found = error};
+      // The advice of the catalogue is general. Other texts end with theirs.
+      const bool isCatalogue = error.starts_with('[');
+      const std::size_t end = isCatalogue ? error.rfind(". Check ") : error.find("; ");
+      if (end != std::string::npos) step.found.resize(end);
+      if (!isCatalogue && end != std::string::npos) step.advice = error.substr(end + 2);
     }
+    step.found = WithoutFullStop(std::move(step.found));
+    if (step.advice.empty()) step.advice = AdviceFor(step.name);
     for (const std::string& line : std::span(errors).subspan(1)) {
       if (!line.starts_with(kFailedRequest))
         step.found += "; " + WithoutFullStop(line);

@@ -79,14 +79,12 @@ CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
 
 }  // namespace
 
-CheckStep FailedExchange(std::string name, const String& url, const std::string& error) {
-  CheckStep step{.name = std::move(name), .status = Status::kFailed, .found = error};
-  const std::string prefix = Utf8(url) + ": ";
-  if (step.found.starts_with(prefix)) step.found.erase(0, prefix.size());
-  const std::size_t end = step.found.find("; ");
-  if (end == std::string::npos) return step;
-  step.advice = step.found.substr(end + 2);
-  step.found.resize(end);
+/// The error text is "URL: problem; advice (details)".
+CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
+  CheckStep step{.name = std::move(name), .status = Status::kFailed, .found = Utf8(info.problem)};
+  const std::string text = Utf8(info.error);
+  const std::size_t end = (Utf8(info.url) + ": " + step.found).size();
+  if (end < text.size()) step.advice = text.substr(end + (text[end] == ';' ? 2 : 1));
   return step;
 }
 
@@ -104,7 +102,7 @@ void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connec
       {"log-in", HTTPStep::kLogIn, &LogIn},
   };
   for (const auto& [name, number, describe] : kSteps) {
-    if (first.failedStep == number) return take(FailedExchange(name, first.url, Utf8(first.error)));
+    if (first.failedStep == number) return take(FailedExchange(name, first));
     CheckStep step = describe(first, connection);
     step.name = name;
     take(std::move(step));

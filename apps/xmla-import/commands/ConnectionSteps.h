@@ -16,8 +16,8 @@ inline constexpr const char* kCheckSteps[] = {
     "hierarchies", "levels",          "measures", "variables",    "round trip",
 };
 
-/// A failed step with the error text of an exchange: "URL: what; advice (details)".
-CheckStep FailedExchange(std::string name, const String& url, const std::string& error);
+/// A failed step for an exchange that failed.
+CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info);
 
 /// Passes the steps to `take`, up to the one that failed.
 void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection,

@@ -147,6 +147,7 @@ struct HTTPExchangeInfo {
   double totalSeconds = 0;
   bool ok = false;  ///< false also for a body with a status other than 2xx
   String error;     ///< the error text for the caller; empty if ok
+  String problem;   ///< the part of `error` after the URL that says what failed, without advice
   /// The password (by Basic) or the token was sent over plain http to another machine, the service
   /// or the proxy. Others on the network could read it.
   bool basicInClear = false;

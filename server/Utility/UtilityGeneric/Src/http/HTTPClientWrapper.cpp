@@ -266,6 +266,7 @@ class HTTPClientWrapper::Impl {
       info.totalSeconds = response.totalSeconds;
       info.ok = ok;
       if (!ok) info.error = error;
+      info.problem = MessageCatalogue::OneLine(attempt.diagnosis.what);
       info.basicInClear = basicInClear;
       info.isUnreachable = response.failure == HTTPFailure::kUnknownHost ||
                            response.failure == HTTPFailure::kUnknownProxy ||
