@@ -303,10 +303,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(HTTPFailure, RefusedConnection) {
   std::string authority;
   { authority = WireServer("").Authority(); }
-  EXPECT_EQ(PostOnce("http://" + authority + "/x").error,
-            "http://" + authority +
-                "/x: cannot connect to the service: Connection refused; check host and port, and that "
-                "the service is running");
+  EXPECT_EQ(
+      PostOnce("http://" + authority + "/x").error,
+      "http://" + authority +
+          "/x: cannot connect to the service: Connection refused; check host and port, and that "
+          "the service is running");
 }
 
 TEST(HTTPFailure, ResetConnection) {

@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "HTTPPosting.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
-#include "HTTPPosting.h"
 #include "support/Certificate.h"
 #include "support/WireServer.h"
 
@@ -42,8 +42,8 @@ TEST(HTTPProxy, FailuresOfTheProxyNameIt) {
     const char* service;  // scheme
     std::string proxy;    // scheme
     std::string authority;
-    const char* what;    // before the URL of the proxy
-    const char* rest;    // after it
+    const char* what;  // before the URL of the proxy
+    const char* rest;  // after it
     const char* caFile = "";
   } kCases[] = {
       {"http", "http", closed, "cannot connect to the proxy ",
@@ -140,10 +140,10 @@ TEST(HTTPProxy, UnusableURLIsAnErrorThatHidesCredentials) {
     }
     EXPECT_EQ(text.empty(), !*test.problem);
     if (!*test.problem) continue;
-    EXPECT_THAT(Narrow(text),
-                AllOf(HasSubstr(std::string(": the URL of the proxy cannot be used: ") +
-                                test.problem),
-                      Not(HasSubstr("canary"))));
+    EXPECT_THAT(
+        Narrow(text),
+        AllOf(HasSubstr(std::string(": the URL of the proxy cannot be used: ") + test.problem),
+              Not(HasSubstr("canary"))));
   }
 }
 

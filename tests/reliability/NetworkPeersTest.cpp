@@ -106,9 +106,8 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   std::list<Variable> variables;
   for (const auto& [name, value] : environment) variables.emplace_back(name.c_str(), value);
   const auto expect = [&](const std::string& url, const std::function<void()>& mend,
-                          const std::string& through = "to the service") {
-    ExpectRefusal(url, url + ": no connection " + through + " within 1 seconds", environment, mend,
-                  2, 0.99);
+                          const std::string& what = "no connection to the service") {
+    ExpectRefusal(url, url + ": " + what + " within 1 seconds", environment, mend, 2, 0.99);
   };
   // Each case mostly waits.
   std::vector<std::jthread> cases;
@@ -126,13 +125,15 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   WireServer server(&Serve, good.Context());
   cases.emplace_back([&] {
     SCOPED_TRACE("silent in the handshake");
-    expect("https://" + server.Authority() + "/xmla", [&] { handshake.Continue(); });
+    expect(
+        "https://" + server.Authority() + "/xmla", [&] { handshake.Continue(); },
+        "the TLS handshake with the server has not ended");
   });
   cases.emplace_back([&] {
     SCOPED_TRACE("a silent proxy");
     expect(
         "https://service.test:" + service.Port() + "/xmla", [&] { isProxyWilling = true; },
-        "through the proxy http://" + proxy.Authority());
+        "no connection through the proxy http://" + proxy.Authority());
     EXPECT_FALSE(service.Requests().empty());
   });
   cases.clear();

@@ -51,7 +51,7 @@ Source UseUrl(const Sources& sources, const std::string& command, Connection& co
   connection.url = WideSecret(std::move(url.value));
   // The message omits the URL, which may contain a password.
   if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
-    throw UsageError(url.name + " cannot be used: " +
+    throw UsageError(url.Subject() + " cannot be used: " +
                      Utf8(HTTPClientWrapper::URLProblem(connection.url)) + SeeHelp(command));
   return url.source;
 }
@@ -84,7 +84,7 @@ void UseProxyAndAuthorities(const Sources& sources, const std::string& command,
   const std::string problem = Utf8(HTTPClientWrapper::ProxyProblem(*connection.http.proxy));
   // The message omits the URL, which may contain a password.
   if (!problem.empty())
-    throw UsageError(proxy.name + " cannot be used: " + problem + SeeHelp(command));
+    throw UsageError(proxy.Subject() + " cannot be used: " + problem + SeeHelp(command));
 }
 
 std::optional<ServerInfo::TargetType> ConfiguredTarget(const Sources& sources,

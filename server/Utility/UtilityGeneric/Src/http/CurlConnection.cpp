@@ -566,7 +566,8 @@ HTTPRequestInfo CurlConnection::Info() const {
     info.redirectTarget = HTTPUrl::ForDisplay(BaseStringUtil::FromUTF8(target));
   info.usesProxy = UsesProxy();
   info.reached = Reached(info.usesProxy);
-  const bool hasTunnel = IsConnected() ? m_isHTTPS || m_proxy.isSOCKS : info.reached == HTTPStep::kTLS;
+  const bool hasTunnel =
+      IsConnected() ? m_isHTTPS || m_proxy.isSOCKS : info.reached == HTTPStep::kTLS;
   if (info.usesProxy && !hasTunnel) info.proxyAtOtherEnd = m_proxy.shown;
   info.wasCertificateRequested = m_notes.WasCertificateRequested();
   if (m_wantsDetails) info.connection = Details(info.usesProxy);

@@ -396,10 +396,10 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   RejectControlCharacters(proxyPassword, L"proxy's password");
   RejectControlCharacters(proxy, L"proxy's URL");
   if (const String problem = HTTPProxy::Problem(proxy); !problem.empty()) {
-    SUGThrow(ErrorMessage(MessageCatalogue::OneLine(
-                 HTTPProxy::ForDisplay(proxy) + L": the URL of the proxy cannot be used: " +
-                 problem)),
-             kSourceFile, __LINE__);
+    SUGThrow(
+        ErrorMessage(MessageCatalogue::OneLine(
+            HTTPProxy::ForDisplay(proxy) + L": the URL of the proxy cannot be used: " + problem)),
+        kSourceFile, __LINE__);
   }
 
   const Secret<NarrowString> narrowUser(ToUTF8(usedUser));

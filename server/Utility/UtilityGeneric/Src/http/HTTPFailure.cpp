@@ -133,14 +133,16 @@ Text TextOf(HTTPFailure failure, bool isOfProxy) noexcept {
 /// Texts of libcurl and OpenSSL about certificates that are wrong in a particular way.
 struct CertificateText {
   const wchar_t* reason;
-  const wchar_t* what;  // after "certificate"
+  const wchar_t* what;
   const wchar_t* advice;
 };
 constexpr CertificateText kCertificateTexts[] = {
-    {L"target host", L"is for another host name",
+    {L"target host", L"the server's certificate is for another host name",
      L"use the name in the certificate, or replace the certificate"},
-    {L"has expired", L"has expired", L"replace it, or check the clock of this machine"},
-    {L"not yet valid", L"is not yet valid", L"replace it, or check the clock of this machine"},
+    {L"has expired", L"the server's certificate has expired",
+     L"replace it, or check the clock of this machine"},
+    {L"not yet valid", L"the server's certificate is not yet valid",
+     L"replace it, or check the clock of this machine"},
 };
 
 /// True if OpenSSL's text says that the server's first bytes are not TLS.
@@ -166,9 +168,10 @@ bool Contains(const String& text, const wchar_t* part) { return text.find(part) 
 void DescribeCertificate(const HTTPFailureDetails& facts, HTTPDiagnosis& result) {
   for (const CertificateText& text : kCertificateTexts) {
     if (!Contains(facts.reason, text.reason)) continue;
-    const wchar_t* const whose =
-        facts.proxy.empty() ? L"the server's certificate " : L"the certificate of the proxy @ ";
-    result.what = String(whose) + text.what;
+    result.what = text.what;
+    if (!facts.proxy.empty())
+      BaseStringUtil::ReplacePatternInString(result.what, L"the server's certificate",
+                                             L"the certificate of the proxy @");
     result.advice = text.advice;
     return;
   }
@@ -260,8 +263,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   if (failure == HTTPFailure::kTLSFailed && IsNotTLS(facts.reason)) {
     result.what = isOfProxy ? L"the proxy " + facts.proxy + L" does not use TLS on this port"
                             : String(L"the server does not use TLS on this port");
-    result.advice =
-        isOfProxy ? L"check the proxy setting" : L"use http://, or the port for https";
+    result.advice = isOfProxy ? L"check the proxy setting" : L"use http://, or the port for https";
   } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
   }
