@@ -242,6 +242,7 @@ TEST(HTTPFailedStep, IsTheOneThatFailed) {
       {"proxy port", "http://s.test/", http + closed, HTTPStep::kProxy},
       {"proxy port, tunnel", "https://s.test/", http + closed, HTTPStep::kProxy},
       {"proxy refuses", "https://s.test/", http + refusing.Authority(), HTTPStep::kProxy},
+      {"proxy log-in without a proxy", http + demanding.Authority(), "", HTTPStep::kResponse},
       {"proxy log-in", "http://s.test/", http + demanding.Authority(), HTTPStep::kProxy},
       {"tunnel log-in", "https://s.test/", http + demanding.Authority(), HTTPStep::kProxy},
       {"proxy certificate", "http://s.test/", https + tlsProxy.Authority(), HTTPStep::kProxy},
@@ -254,7 +255,7 @@ TEST(HTTPFailedStep, IsTheOneThatFailed) {
       {"log-in", http + logIn.Authority(), "", HTTPStep::kLogIn},
       {"status", http + missing.Authority(), "", HTTPStep::kResponse},
       {"status by proxy", "http://s.test/", http + missing.Authority(), HTTPStep::kResponse},
-      {"web page", http + page.Authority(), "", HTTPStep::kResponse},
+      {"web page", http + page.Authority(), "", HTTPStep::kProtocol},
       {"no HTTP", http + noHTTP.Authority(), "", HTTPStep::kResponse},
       {"closed", http + closing.Authority(), "", HTTPStep::kResponse},
       {"silent", http + cut.Authority(), "", HTTPStep::kResponse},
@@ -289,7 +290,7 @@ TEST(HTTPFailure, TextsDoNotNameTheEnvironment) {
     const wchar_t* caFile;
     const char* text;
   } kCases[] = {
-      {"http://" + closed + "/", "", L"", "and the proxy if one is set"},
+      {"http://" + closed + "/", "", L"", "and that the service is running"},
       {"http://s.test/", "http://no-such-host.invalid", L"", "; check the proxy setting"},
       {"https://" + tls.Authority() + "/", "", L"", "the file of trusted certificates"},
       {"https://" + tls.Authority() + "/", "", L"/proc/none", "check its name, its contents"},

@@ -59,9 +59,18 @@ TEST(TLS, OtherCertificatesAreRefusedWithAReason) {
                     HasSubstr("add its authority to the file of trusted certificates"),
                     testing::Not(HasSubstr("canary"))));
   EXPECT_THAT(ErrorOf(Certificate("IP:127.0.0.1", -3600), true),
-              HasSubstr("certificate has expired"));
-  EXPECT_THAT(ErrorOf(Certificate("DNS:elsewhere.test", kDay), true),
-              HasSubstr("name matches target host name '127.0.0.1'"));
+              AllOf(HasSubstr(": the server's certificate has expired; replace it, or check the "
+                              "clock of this machine ("),
+                    HasSubstr("certificate has expired)"), testing::Not(HasSubstr("trusted"))));
+  EXPECT_THAT(
+      ErrorOf(Certificate("IP:127.0.0.1", 2 * kDay, nullptr, kDay), true),
+      AllOf(HasSubstr(": the server's certificate is not yet valid; "), HasSubstr("clock")));
+  EXPECT_THAT(
+      ErrorOf(Certificate("DNS:elsewhere.test", kDay), true),
+      AllOf(HasSubstr(": the server's certificate is for another host name; use the name in the "
+                      "certificate, or replace the certificate ("),
+            HasSubstr("name matches target host name '127.0.0.1'"),
+            testing::Not(HasSubstr("trusted"))));
 }
 
 /// A client that caches TLS sessions, which is libcurl's default.
@@ -277,7 +286,8 @@ TEST(TLS, DISABLED_RequiresVersion12) {
   for (const bool isProxy : {false, true}) {
     for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
       EXPECT_THAT(ErrorWithOldest(version, isProxy),
-                  AllOf(HasSubstr("the TLS handshake with the server failed; "),
+                  AllOf(HasSubstr(isProxy ? "the TLS handshake with the proxy https://127.0.0.1:"
+                                          : "the TLS handshake with the server failed; "),
                         HasSubstr("TLS 1.2 or later")));
     }
     for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION})

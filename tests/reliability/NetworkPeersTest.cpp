@@ -105,9 +105,9 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
                                    {"no_proxy", "127.0.0.1"}};
   std::list<Variable> variables;
   for (const auto& [name, value] : environment) variables.emplace_back(name.c_str(), value);
-  const auto expect = [&](const std::string& url, const std::function<void()>& mend) {
-    ExpectRefusal(url, url + ": no connection to the service within 1 seconds", environment, mend,
-                  2, 0.99);
+  const auto expect = [&](const std::string& url, const std::function<void()>& mend,
+                          const std::string& what = "no connection to the service") {
+    ExpectRefusal(url, url + ": " + what + " within 1 seconds", environment, mend, 2, 0.99);
   };
   // Each case mostly waits.
   std::vector<std::jthread> cases;
@@ -125,11 +125,15 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   WireServer server(&Serve, good.Context());
   cases.emplace_back([&] {
     SCOPED_TRACE("silent in the handshake");
-    expect("https://" + server.Authority() + "/xmla", [&] { handshake.Continue(); });
+    expect(
+        "https://" + server.Authority() + "/xmla", [&] { handshake.Continue(); },
+        "the TLS handshake with the server has not ended");
   });
   cases.emplace_back([&] {
     SCOPED_TRACE("a silent proxy");
-    expect("https://service.test:" + service.Port() + "/xmla", [&] { isProxyWilling = true; });
+    expect(
+        "https://service.test:" + service.Port() + "/xmla", [&] { isProxyWilling = true; },
+        "no connection through the proxy http://" + proxy.Authority());
     EXPECT_FALSE(service.Requests().empty());
   });
   cases.clear();
@@ -306,7 +310,8 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
   }
   std::string nobody;
   { nobody = WireServer("").Authority(); }
-  ExpectRefusal("http://service.test/xmla", "cannot connect to the service: Connection refused; ",
+  ExpectRefusal("http://service.test/xmla",
+                "cannot connect to the proxy http://" + nobody + ": Connection refused; ",
                 {{"http_proxy", "http://" + nobody}, {"no_proxy", ""}}, {});
   ExpectRefusal("http://service.test/xmla", "the host name of the proxy cannot be resolved; ",
                 {{"http_proxy", "http://no-such-proxy.invalid"}, {"no_proxy", ""}}, {}, 5);

@@ -95,7 +95,7 @@ class Search {
         options);
     m_process = 0;
     std::string shown = outcome.terminal;
-    const std::string prompt = std::string("Password of ") + kUser + ": ";
+    const std::string prompt = std::string("Password of ") + kUser + " for ";
     if (shown.starts_with(prompt)) shown.erase(0, prompt.size());
     for (const auto& [text, where] : {std::pair(outcome.out, "standard output"),
                                       {outcome.err, "standard error"},

@@ -28,14 +28,15 @@ void AddExtension(X509* certificate, int kind, const char* value) {
 
 }  // namespace
 
-Certificate::Certificate(const char* alternativeName, long validSeconds, const Certificate* issuer)
+Certificate::Certificate(const char* alternativeName, long validSeconds, const Certificate* issuer,
+                         long validFrom)
     : m_key(EVP_EC_gen("P-256")),
       m_certificate(X509_new()),
       m_context(SSL_CTX_new(TLS_server_method())),
       m_path(NewName()) {
   X509_set_version(m_certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(m_certificate), issuer ? 2 : 1);
-  X509_gmtime_adj(X509_getm_notBefore(m_certificate), -7200);
+  X509_gmtime_adj(X509_getm_notBefore(m_certificate), validFrom);
   X509_gmtime_adj(X509_getm_notAfter(m_certificate), validSeconds);
   X509_set_pubkey(m_certificate, m_key);
   X509_NAME* const name = X509_get_subject_name(m_certificate);

@@ -11,9 +11,10 @@ constexpr long kDay = 86400;  // seconds
 /// context that uses it.
 class Certificate {
  public:
-  /// `alternativeName` is in OpenSSL's form ("IP:127.0.0.1"). Valid from two hours ago for
-  /// `validSeconds` from now.
-  Certificate(const char* alternativeName, long validSeconds, const Certificate* issuer = nullptr);
+  /// `alternativeName` is in OpenSSL's form ("IP:127.0.0.1"). Valid for `validSeconds` from now,
+  /// from two hours ago or else `validFrom` seconds from now.
+  Certificate(const char* alternativeName, long validSeconds, const Certificate* issuer = nullptr,
+              long validFrom = -7200);
   ~Certificate();
   Certificate(const Certificate&) = delete;
   Certificate& operator=(const Certificate&) = delete;

@@ -98,7 +98,7 @@ TEST_F(Credentials, FromAPrompt) {
   options.typed = std::string(kSecret) + "\n";
   const Outcome outcome = RunTool({"--url", Url(), "--user", "ann", "sources"}, options);
   ExpectLetIn(outcome);
-  EXPECT_THAT(outcome.terminal, HasSubstr("Password of ann: "));
+  EXPECT_THAT(outcome.terminal, HasSubstr("Password of ann for 127.0.0.1:"));
 }
 
 TEST_F(Credentials, StandardInputPromptsOnATerminal) {
@@ -109,7 +109,7 @@ TEST_F(Credentials, StandardInputPromptsOnATerminal) {
   const Outcome outcome =
       RunTool({"--url", Url(), "--user", "ann", "--password-file", "-", "sources"}, options);
   ExpectLetIn(outcome);
-  EXPECT_THAT(outcome.terminal, HasSubstr("Password of ann: "));
+  EXPECT_THAT(outcome.terminal, HasSubstr("Password of ann for 127.0.0.1:"));
   EXPECT_FALSE(outcome.echoed);
 }
 

@@ -30,10 +30,16 @@ constexpr std::chrono::seconds kPatience{20};
 /// With only one thread, ThreadSanitizer occasionally delays a signal.
 constexpr const char* kKept = "skipped: ThreadSanitizer keeps signals back";
 
+std::string AuthorityOf(const std::string& url) {
+  const std::size_t begin = url.find("://") + 3;
+  return url.substr(begin, url.find('/', begin) - begin);
+}
+
 /// The tool as the foreground job of its own terminal.
 class Job {
  public:
-  explicit Job(const std::string& url) {
+  explicit Job(const std::string& url)
+      : m_prompt("Password of ann for " + AuthorityOf(url) + ": ") {
     m_screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     EXPECT_TRUE(m_screen >= 0 && grantpt(m_screen) == 0 && unlockpt(m_screen) == 0);
     const std::string name = ptsname(m_screen);
@@ -58,6 +64,20 @@ class Job {
   void Type(const std::string& keys) const {
     EXPECT_EQ(write(m_screen, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
+  /// What the tool shows until `text` is part of it.
+  std::string AwaitText(const std::string& text) const {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    std::string shown;
+    while (shown.find(text) == std::string::npos && std::chrono::steady_clock::now() < end) {
+      char block[256];
+      pollfd wait{m_screen, POLLIN, 0};
+      if (poll(&wait, 1, 100) != 1) continue;
+      const ssize_t count = read(m_screen, block, sizeof block);
+      if (count > 0) shown.append(block, static_cast<std::size_t>(count));
+    }
+    EXPECT_THAT(shown, HasSubstr(text));
+    return shown;
+  }
   /// The next state of the job, as waitpid reports it.
   int Next() const {
     pollfd wait{m_news, POLLIN, 0};
@@ -68,17 +88,7 @@ class Job {
   }
   /// Waits until the prompt is shown again with the echo off.
   void AwaitPrompt() {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    std::string shown;
-    while (shown.find("Password of ann: ") == std::string::npos &&
-           std::chrono::steady_clock::now() < end) {
-      char block[256];
-      pollfd wait{m_screen, POLLIN, 0};
-      if (poll(&wait, 1, 100) != 1) continue;
-      const ssize_t count = read(m_screen, block, sizeof block);
-      if (count > 0) shown.append(block, static_cast<std::size_t>(count));
-    }
-    EXPECT_THAT(shown, HasSubstr("Password of ann: "));
+    AwaitText(m_prompt);
     EXPECT_FALSE(Echoes());
   }
   bool Echoes() const {
@@ -114,6 +124,7 @@ class Job {
     _exit(0);
   }
 
+  const std::string m_prompt;
   int m_screen;
   int m_terminal;
   int m_news;
@@ -161,6 +172,28 @@ TEST(Prompt, InterruptEndsTheCall) {
     EXPECT_TRUE(WIFEXITED(state) && WEXITSTATUS(state) == 130) << state;
     EXPECT_TRUE(job.Echoes());
   }
+}
+
+TEST(Prompt, SaysWhyNothingWasSent) {
+  const ScriptedProvider provider(TwoSources());
+  const struct {
+    const char* keys;
+    int status;
+    const char* says;
+  } kCases[] = {
+      {"\x04", 2, "error: no password was entered"},
+      {"\n", 2, "error: the password is empty; nothing was sent"},
+      {"\x03", 130, "error: interrupted before the first request"},
+  };
+  for (const auto& test : kCases) {
+    Job job(provider.Url());
+    job.AwaitPrompt();
+    job.Type(test.keys);
+    job.AwaitText(test.says);
+    const int state = job.Next();
+    EXPECT_TRUE(WIFEXITED(state) && WEXITSTATUS(state) == test.status) << state;
+  }
+  EXPECT_TRUE(provider.Requests().empty());
 }
 
 TEST(Prompt, RestoresTheEchoWhileStoppedAndPromptsAgain) {

@@ -104,6 +104,13 @@ TEST(ServerFile, ErrorsHavePlaceAndRemedy) {
       {"[a]\nurl='http://h/'\ntimeout=-1", "timeout needs a whole number from 0 to 86400"},
       {"[a]\nurl='http://h/'\ntimeout=9223372036854775807", "timeout needs a whole number from 0"},
       {"[a]\nurl='http://h/'\nauth=[]", "auth needs a list of texts"},
+      {"[a]\nurl='http://h/'\nauth='foo'",
+       "line 3: server \"a\": unknown auth \"foo\"; expected one of: negotiate, ntlm, digest, "
+       "basic"},
+      {"[a]\nurl='http://h/'\nauth=['ntlm','foo']", "line 3: server \"a\": unknown auth \"foo\""},
+      {"[a]\nurl='http://h/'\ntarget='sap'", "line 3: server \"a\": unknown target \"sap\""},
+      {"[a]\nurl='http://h/'\nproxy='ftp://c4nary:c4nary@h'",
+       "line 3: server \"a\": proxy cannot be used: its scheme must be http"},
       {"[a]\nurl='http://h/'\nauth=[1]", "auth needs a list of texts"},
       {"[a]\nurl='http://h/'\npassword-command='get x'",
        "password-command needs a program and its arguments, as in [\"secret-tool\", "},

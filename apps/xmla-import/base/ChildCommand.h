@@ -31,8 +31,9 @@ struct CommandOutcome {
 /// explain. Its standard input is the terminal, or else empty.
 ///
 /// The program and its descendants end when a limit is exceeded, when `mustStop` returns true, and
-/// when the calling process ends in any way. Descendants that started a session of their own are
-/// exempt, such as agents that keep keys. If the program is ended early, the settings of the
+/// when the calling process ends in any way while the program runs. Descendants that started a
+/// session of their own are exempt, such as agents that keep keys, and those that a successful
+/// program leaves behind. If the program is ended early, the settings of the
 /// terminal are restored.
 ///
 /// Throws std::system_error if there are no resources for another process.

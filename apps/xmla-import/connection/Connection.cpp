@@ -51,7 +51,7 @@ Source UseUrl(const Sources& sources, const std::string& command, Connection& co
   connection.url = WideSecret(std::move(url.value));
   // The message omits the URL, which may contain a password.
   if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
-    throw UsageError(url.name + " cannot be used: " +
+    throw UsageError(url.Subject() + " cannot be used: " +
                      Utf8(HTTPClientWrapper::URLProblem(connection.url)) + SeeHelp(command));
   return url.source;
 }
@@ -66,7 +66,8 @@ void UseTransport(const Sources& sources, HTTPClientOptions& http) {
   http.maxRetries = number(sources.Find(&Arguments::retry).value).value_or(0);
 }
 
-void UseProxyAndAuthorities(const Sources& sources, Connection& connection) {
+void UseProxyAndAuthorities(const Sources& sources, const std::string& command,
+                            Connection& connection) {
   const Setting<std::string> file = sources.Find(&Arguments::caFile);
   // The client itself reads the variable.
   if (file.source != Source::kEnvironment) {
@@ -79,6 +80,11 @@ void UseProxyAndAuthorities(const Sources& sources, Connection& connection) {
       proxy.source == Source::kServerFile && Sources::HasProxyInEnvironment(isHTTPS);
   if (proxy.value && !isOverridden) connection.http.proxy = WideSecret(std::move(*proxy.value));
   if (proxy.value) Erase(*proxy.value);
+  if (!connection.http.proxy) return;
+  const std::string problem = Utf8(HTTPClientWrapper::ProxyProblem(*connection.http.proxy));
+  // The message omits the URL, which may contain a password.
+  if (!problem.empty())
+    throw UsageError(proxy.Subject() + " cannot be used: " + problem + SeeHelp(command));
 }
 
 std::optional<ServerInfo::TargetType> ConfiguredTarget(const Sources& sources,
@@ -109,7 +115,7 @@ Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
     return connection;
   }
   const Source urlSource = UseUrl(sources, arguments.command, connection);
-  UseProxyAndAuthorities(sources, connection);
+  UseProxyAndAuthorities(sources, arguments.command, connection);
   LogIn(sources, urlSource, connection);
   connection.http.missingUserAdvice = L"use --user NAME";
   connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();

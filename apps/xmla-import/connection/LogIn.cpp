@@ -22,11 +22,18 @@ constexpr const char* kSeeLogIn = "; see xmla-import help log-in";
   throw UsageError(one + " and " + other + " cannot be combined" + kSeeLogIn);
 }
 
+const std::string& ShownName(const Setting<std::string>& file) {
+  return file.written.empty() ? file.value : file.written;
+}
+
 /// A secret from a file, or typed if the file is standard input and that is a terminal.
-String ReadSecret(const std::string& what, const std::string& file, const std::string& prompt) {
+String ReadSecret(const std::string& noun, const Setting<std::string>& file,
+                  const std::string& prompt) {
   std::optional<std::string> typed;
-  if (file == "-" && isatty(STDIN_FILENO) == 1) typed = SecretFromTerminal(prompt);
-  return WideSecret(typed ? std::move(*typed) : SecretFromFile(what, file));
+  if (file.value == "-" && isatty(STDIN_FILENO) == 1) typed = SecretFromTerminal(noun, prompt);
+  return WideSecret(typed
+                        ? std::move(*typed)
+                        : SecretFromFile(file.place + "the " + noun, file.value, ShownName(file)));
 }
 
 class Choice {
@@ -48,7 +55,7 @@ class Choice {
     const Source token = SourceOfToken();
     const Source user = SourceOfUser();
     const bool usesToken = token != Source::kNone && token <= user;
-    if (usesToken && token == user) FailTogether(NameOfToken(), NameOfUser(user));
+    if (usesToken && token == user) FailTogether(PlaceOfToken() + NameOfToken(), NameOfUser(user));
     RequireOneInput(usesToken);
     ReadKeyPassword();
     if (usesToken)
@@ -64,9 +71,10 @@ class Choice {
     return m_tokenFile.source;
   }
 
+  bool IsTokenInFile() const { return m_tokenFile && m_tokenFile.source == SourceOfToken(); }
+  std::string PlaceOfToken() const { return IsTokenInFile() ? m_tokenFile.place : ""; }
   std::string NameOfToken() const {
-    return m_tokenFile && m_tokenFile.source == SourceOfToken() ? m_tokenFile.name
-                                                                : "XMLA_IMPORT_TOKEN";
+    return IsTokenInFile() ? m_tokenFile.name : "XMLA_IMPORT_TOKEN";
   }
 
   /// The first source with a user, or with a password that replaces that of a later source.
@@ -88,7 +96,7 @@ class Choice {
     std::vector<std::string> readers;
     for (const Setting<std::string>* const file :
          {usesToken ? &m_tokenFile : &m_passwordFile, &m_keyPasswordFile})
-      if (file->value == "-") readers.push_back(file->name);
+      if (file->value == "-") readers.push_back(file->Mention());
     if (readers.size() > 1)
       throw UsageError(readers[0] + " and " + readers[1] +
                        " cannot both read standard input; give a file to one of them");
@@ -96,17 +104,17 @@ class Choice {
 
   void UseToken(Source source) {
     if (m_auth.source <= source && m_auth)
-      throw UsageError(m_auth.name + " cannot be combined with a token (" + NameOfToken() +
+      throw UsageError(m_auth.Subject() + " cannot be combined with a token (" + NameOfToken() +
                        "), which needs no scheme" + kSeeLogIn);
     HTTPClientOptions& http = m_connection.http;
     for (String* const unused : {&m_connection.user, &m_connection.password}) Erase(*unused);
     if (m_tokenFile.source == source)
-      http.bearerToken = ReadSecret("the token", m_tokenFile.value, "Token");
+      http.bearerToken = ReadSecret("token", m_tokenFile, "Token for " + Authority());
     else
       http.bearerToken = WideSecret(std::string(m_sources.Secrets().token));
     const auto isOfToken = [](wchar_t c) { return L'!' <= c && c <= L'~'; };
     if (http.bearerToken.empty() || !std::ranges::all_of(http.bearerToken.view(), isOfToken))
-      throw UsageError("the token (" + NameOfToken() +
+      throw UsageError(PlaceOfToken() + "the token (" + NameOfToken() +
                        ") is empty or contains a blank or another character that no token has; "
                        "give the token alone, without \"Bearer\"");
     // For a proxy's user.
@@ -124,7 +132,7 @@ class Choice {
     const bool usesPassword = (schemes & kAuthPasswordSchemes) != 0;
     if (m_passwordFile.source == Source::kOption) RequireUse(hasUser, usesPassword);
     if (!hasUser && m_auth && !(schemes & kAuthNegotiate) && !m_connection.http.proxy)
-      throw UsageError(m_auth.name + ' ' + Listed({m_auth.value}) +
+      throw UsageError(m_auth.Subject() + ' ' + Listed({m_auth.value}) +
                        " needs a user name; use --user NAME, or allow negotiate" + kSeeLogIn);
     if (hasUser && usesPassword)
       FindPassword();
@@ -136,8 +144,8 @@ class Choice {
     if (!hasUser)
       throw UsageError(m_passwordFile.name + " needs a user name; use --user NAME" + kSeeLogIn);
     if (!usesPassword)
-      throw UsageError(m_passwordFile.name + " has no effect with " + m_auth.name +
-                       " negotiate, which uses your Kerberos ticket; leave one of them out");
+      throw UsageError(m_passwordFile.name + " has no effect with " + m_auth.name + " negotiate" +
+                       m_auth.owner + ", which uses your Kerberos ticket; leave one of them out");
   }
 
   void ChooseUser() {
@@ -173,19 +181,19 @@ class Choice {
     }
     if (IsUserOfServer()) {
       if (m_passwordFile && !m_sources.PasswordCommand().empty())
-        FailTogether(m_passwordFile.name, "password-command");
+        FailTogether(m_passwordFile.Subject(), "password-command");
       if (m_passwordFile) return ReadPasswordFile(user);
       if (!m_sources.PasswordCommand().empty()) {
         Erase(password);
-        if (auto printed = PasswordFromCommand(m_sources.PasswordCommand(), m_sources.ServerName()))
-          password = WideSecret(std::move(*printed));
+        password =
+            WideSecret(PasswordFromCommand(m_sources.PasswordCommand(), m_sources.ServerName()));
         return;
       }
     }
     if (isInUrl) return;
-    if (auto typed = SecretFromTerminal("Password of " + user))
+    if (auto typed = SecretFromTerminal("password", Prompt(user)))
       password = WideSecret(std::move(*typed));
-    else if (!MustStop())  // an empty password on every run would lock the account
+    else  // an empty password on every run would lock the account
       throw UsageError("user " + Listed({user}) +
                        " needs a password, and there is no terminal to ask for it; use "
                        "--password-file FILE (or XMLA_IMPORT_PASSWORD)" +
@@ -194,7 +202,18 @@ class Choice {
 
   void ReadPasswordFile(const std::string& user) {
     Erase(m_connection.password);
-    m_connection.password = ReadSecret("the password", m_passwordFile.value, "Password of " + user);
+    m_connection.password = ReadSecret("password", m_passwordFile, Prompt(user));
+  }
+
+  std::string Prompt(const std::string& user) const {
+    return "Password of " + user + " for " + Authority();
+  }
+
+  /// Host and port of the service.
+  std::string Authority() const {
+    const std::string url = Utf8(m_connection.url);
+    const std::size_t begin = url.find("://") + 3;
+    return url.substr(begin, url.find_first_of("/?#\\ ", begin) - begin);
   }
 
   /// A key belongs to its certificate, and a password to its key. What a later source says about
@@ -205,7 +224,8 @@ class Choice {
     if (m_key.source > m_cert.source) m_key = {};
     if (m_keyPasswordFile.source > std::min(m_cert.source, m_key.source)) m_keyPasswordFile = {};
     for (const Setting<std::string>* const each : {&m_key, &m_keyPasswordFile})
-      if (*each && !m_cert) throw UsageError(each->name + " needs a certificate; use --cert FILE");
+      if (*each && !m_cert)
+        throw UsageError(each->Subject() + " needs a certificate; use --cert FILE");
     RequireReadable(m_cert);
     RequireReadable(m_key);
     m_connection.http.certificateFile = Wide(m_cert.value);
@@ -215,7 +235,7 @@ class Choice {
   void ReadKeyPassword() {
     if (m_keyPasswordFile)
       m_connection.http.keyPassword =
-          ReadSecret("the password of the key", m_keyPasswordFile.value, "Password of the key");
+          ReadSecret("password of the key", m_keyPasswordFile, "Password of the key");
   }
 
   const Sources& m_sources;
@@ -241,7 +261,7 @@ void RequireReadable(const Setting<std::string>& file) {
   if (error == 0 && stat(file.value.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
     error = EISDIR;
   if (error != 0)
-    throw UsageError(file.name + ' ' + Listed({file.value}) +
+    throw UsageError(file.Subject() + ' ' + Listed({ShownName(file)}) +
                      " cannot be read: " + std::strerror(error));
 }
 

@@ -170,8 +170,9 @@ std::string FirstLine(const std::string& text) {
   return line;
 }
 
-std::string SecretFromFile(const std::string& what, const std::string& file) {
-  const std::string name = file == "-" ? "standard input" : '"' + OneLine(file) + '"';
+std::string SecretFromFile(const std::string& what, const std::string& file,
+                           const std::string& shown) {
+  const std::string name = file == "-" ? "standard input" : '"' + OneLine(shown) + '"';
   std::string line;
   const auto fail = [&](const char* reason) {
     Erase(line);
@@ -181,7 +182,10 @@ std::string SecretFromFile(const std::string& what, const std::string& file) {
     const Descriptor input = OpenInput(file);
     const LineEnd end =
         input.IsOpen() ? ReadLine(input.Number(), line, &MustStop) : LineEnd::kError;
-    if (end == LineEnd::kStopped) fail("interrupted");
+    if (end == LineEnd::kStopped) {
+      Erase(line);
+      throw InterruptedEarly();
+    }
     if (end == LineEnd::kError) fail(std::strerror(errno));
     if (end == LineEnd::kEndOfFile && line.empty()) fail("it is empty");
   } catch (const PathError& error) {
@@ -192,7 +196,9 @@ std::string SecretFromFile(const std::string& what, const std::string& file) {
   return line;
 }
 
-std::optional<std::string> SecretFromTerminal(const std::string& prompt) {
+UsageError InterruptedEarly() { return UsageError("interrupted before the first request"); }
+
+std::optional<std::string> SecretFromTerminal(const std::string& noun, const std::string& prompt) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   if (!terminal.IsOpen()) return std::nullopt;
   const std::string shown = EscapedForTerminal(prompt) + ": ";
@@ -200,9 +206,12 @@ std::optional<std::string> SecretFromTerminal(const std::string& prompt) {
   LineEnd end = LineEnd::kStopped;
   // Prompts again after the process was stopped and continued.
   while (end == LineEnd::kStopped && !MustStop()) end = Ask(terminal.Number(), shown, line);
+  if (end == LineEnd::kLineFeed && line.empty())
+    throw UsageError("the " + noun + " is empty; nothing was sent");
   if (end == LineEnd::kLineFeed) return line;
   const bool isShown = write(terminal.Number(), "\n", 1) == 1;
   if (isShown && end == LineEnd::kEndOfFile && !line.empty()) return line;
   Erase(line);
-  return std::nullopt;
+  if (end == LineEnd::kStopped) throw InterruptedEarly();
+  throw UsageError("no " + noun + " was entered");
 }

@@ -3,13 +3,21 @@
 #include <optional>
 #include <string>
 
-/// The first line of a file, without its line end; `-` is standard input. `what` names the secret
-/// for messages, such as "the password". Throws UsageError if the file is empty or cannot be read.
-std::string SecretFromFile(const std::string& what, const std::string& file);
+#include "call/UsageError.h"
 
-/// Prompts for a secret on the terminal of the process, without echo. Returns nullopt without a
-/// terminal or after an interruption.
-std::optional<std::string> SecretFromTerminal(const std::string& prompt);
+/// The first line of a file, without its line end; `-` is standard input. `what` names the secret
+/// for messages, such as "the password", and `shown` the file. Throws UsageError if the file is
+/// empty or cannot be read, and after an interruption.
+std::string SecretFromFile(const std::string& what, const std::string& file,
+                           const std::string& shown);
+
+/// Prompts for a secret on the terminal of the process, without echo. `noun` names it for messages,
+/// such as "password". Returns nullopt without a terminal. Throws UsageError if nothing is entered,
+/// and after an interruption.
+std::optional<std::string> SecretFromTerminal(const std::string& noun, const std::string& prompt);
+
+/// The error of an interruption before the service got a request.
+UsageError InterruptedEarly();
 
 /// The first line of a text, by the rules for a file.
 std::string FirstLine(const std::string& text);

@@ -49,10 +49,9 @@ std::string Problem(const CommandOutcome& outcome, const CommandLimits& limits) 
 
 }  // namespace
 
-std::optional<std::string> PasswordFromCommand(const std::vector<std::string>& words,
-                                               const std::string& server) {
+std::string PasswordFromCommand(const std::vector<std::string>& words, const std::string& server) {
   const CommandLimits limits;
-  const auto fail = [&](const std::string& problem) {
+  const auto fail = [&](const std::string& problem) -> std::string {
     // The arguments may tell more than a message should.
     throw UsageError("the password-command of server " + Listed({server}) + ", " +
                      Listed({words.front()}) + ", " + problem);
@@ -65,13 +64,12 @@ std::optional<std::string> PasswordFromCommand(const std::vector<std::string>& w
   }
   if (MustStop()) {
     Erase(outcome.output);
-    return std::nullopt;
+    throw InterruptedEarly();
   }
   const std::string problem = Problem(outcome, limits);
   std::string line = FirstLine(outcome.output);
   Erase(outcome.output);
   if (problem.empty() && !line.empty()) return line;
   Erase(line);
-  fail(problem.empty() ? "printed an empty line; it must print the password" : problem);
-  return std::nullopt;
+  return fail(problem.empty() ? "printed an empty line; it must print the password" : problem);
 }

@@ -14,9 +14,11 @@
 #include "base/Secret.h"
 #include "base/Text.h"
 #include "base/TrustedPath.h"
+#include "call/AuthSchemes.h"
 #include "call/CommonOptions.h"
 #include "call/OptionValue.h"
 #include "call/Suggestion.h"
+#include "call/TargetNames.h"
 
 namespace {
 
@@ -82,8 +84,11 @@ class ServerReader {
 
  private:
   [[noreturn]] void Fail(const toml::source_region& place, const std::string& text) const {
-    throw UsageError(Quoted(m_file) + ", line " + std::to_string(place.begin.line) + ": " +
-                     OneLine(text) + kSeeHelp);
+    throw UsageError(PlaceOf(place) + OneLine(text) + kSeeHelp);
+  }
+
+  std::string PlaceOf(const toml::source_region& place) const {
+    return Quoted(m_file) + ", line " + std::to_string(place.begin.line) + ": ";
   }
 
   toml::table Parse(std::string_view text) const {
@@ -113,6 +118,7 @@ class ServerReader {
     server.name = name;
     const std::string prefix = "server " + Quoted(name) + ": ";
     for (const auto& [entry, value] : *table) {
+      server.keys[std::string(entry.str())].place = PlaceOf(entry.source()) + prefix;
       try {
         ReadKey(entry.str(), value, server);
       } catch (const UsageError& error) {
@@ -137,10 +143,16 @@ class ServerReader {
                        "; expected one of: " + Enumerated(Keys()));
     std::string text = TextOf(*option, key, value);
     const bool isInput = option->file == OptionFile::kSecret && text == "-";
-    if (option->file != OptionFile::kNone && !text.empty() && !isInput)
+    if (option->file != OptionFile::kNone && !text.empty() && !isInput) {
+      server.keys[std::string(key)].written = text;
       text = InFolder(std::move(text));
+    }
     SetValue(*option, key, text, server.values);
     if (key == "url") CheckUrl(text);
+    if (key == "proxy") CheckProxy(text);
+    if (key == "auth") AuthSchemes(key, text);
+    if (key == "target" && text != kAutoTarget && !TargetFromName(text))
+      throw UsageError(UnknownValue(key, text, TargetNameList(), TargetNames()));
     Erase(text);
   }
 
@@ -152,6 +164,13 @@ class ServerReader {
     for (String* const secret : {&user, &password}) Erase(*secret);
     if (!isUsable)
       throw UsageError("url cannot be used: " + Utf8(HTTPClientWrapper::URLProblem(url)));
+  }
+
+  static void CheckProxy(const std::string& text) {
+    String url = WideSecret(std::string(text));
+    const std::string problem = Utf8(HTTPClientWrapper::ProxyProblem(url));
+    Erase(url);
+    if (!problem.empty()) throw UsageError("proxy cannot be used: " + problem);
   }
 
   static std::string TextOf(const CommandOption& option, std::string_view key,

@@ -43,8 +43,10 @@ std::span<const CommandOption> Sources::Options() { return CommonOptions(); }
 std::string Sources::NameOf(Source source, const CommandOption& option) const {
   if (source == Source::kOption) return option.name;
   if (source == Source::kEnvironment) return option.variable;
-  return "the key " + std::string(option.name + 2) + " of server " + Listed({m_serverName});
+  return option.name + 2;
 }
+
+std::string Sources::Owner() const { return " of server " + Listed({m_serverName}); }
 
 void Sources::ReadEnvironment() {
   Arguments& values = m_values[static_cast<std::size_t>(Source::kEnvironment)];
@@ -78,6 +80,7 @@ void Sources::ChooseService() {
     m_values[static_cast<std::size_t>(Source::kServerFile)] = server.values;
     m_serverName = server.name;
     m_passwordCommand = server.passwordCommand;
+    m_serverKeys = server.keys;
   } else if (given.url.empty() && variables.url.empty()) {
     throw UsageError(
         "no service given; use --url URL (or XMLA_IMPORT_URL), --server NAME (or "

@@ -5,17 +5,26 @@
 
 #include "call/Arguments.h"
 #include "connection/EnvironmentSecrets.h"
+#include "connection/ServerFile.h"
 
 /// Where a value comes from. An earlier source overrides a later one.
 enum class Source { kOption, kEnvironment, kServerFile, kNone };
 
-/// A value, its source, and its name there for messages.
+/// A value, its source, and what messages say about it. `place` begins a message about a value of
+/// the server file.
 template <class Type>
 struct Setting {
   Type value{};
   Source source = Source::kNone;
-  std::string name;
+  std::string name;     ///< of the option, variable or key
+  std::string place;    ///< see ServerKey; empty for other sources
+  std::string written;  ///< see ServerKey
+  std::string owner;    ///< the server, for the middle of a message
 
+  /// Begins a message.
+  std::string Subject() const { return place + name; }
+  /// In the middle of a message.
+  std::string Mention() const { return name + owner; }
   explicit operator bool() const { return source != Source::kNone; }
 };
 
@@ -39,7 +48,13 @@ class Sources {
   Setting<Type> FindIn(Source source, Type Arguments::*member) const {
     const Type& value = m_values[static_cast<std::size_t>(source)].*member;
     if (IsAbsent(value)) return {};
-    return {value, source, NameOf(source, member)};
+    Setting<Type> found{value, source, NameOf(source, member), {}, {}, {}};
+    const auto key = m_serverKeys.find(found.name);
+    if (source != Source::kServerFile || key == m_serverKeys.end()) return found;
+    found.place = key->second.place;
+    found.written = key->second.written;
+    found.owner = Owner();
+    return found;
   }
 
   const EnvironmentSecrets& Secrets() const { return m_secrets; }
@@ -64,6 +79,7 @@ class Sources {
   }
   static std::span<const CommandOption> Options();
   std::string NameOf(Source source, const CommandOption& option) const;
+  std::string Owner() const;
   void ReadEnvironment();
   void ChooseService();
 
@@ -71,6 +87,7 @@ class Sources {
   EnvironmentSecrets m_secrets;
   std::string m_serverName;
   std::vector<std::string> m_passwordCommand;
+  std::map<std::string, ServerKey> m_serverKeys;
 };
 
 /// Erases what may hold a password.

@@ -223,10 +223,10 @@ class XMLAHOST_API HTTPClientWrapper {
   /// options can replace it. A
   /// reply that keeps arriving is not cut off. If `user` is empty, credentials inside the URL are
   /// used; they are always removed from the URL. If `options` is null, those of the calling
-  /// thread's ImportSettings apply. Throws ErrorMessage for an unusable URL, for control characters
-  /// (U+0000 to U+001F, U+007F) in user, password, key password or the proxy's URL, for a token
-  /// with invalid characters (RFC 6750) or together with a user or password, and for an unusable
-  /// client certificate. The text contains none of the secrets.
+  /// thread's ImportSettings apply. Throws ErrorMessage for an unusable URL of the service or the
+  /// proxy, for control characters (U+0000 to U+001F, U+007F) in user, password, key password or
+  /// the proxy's URL, for a token with invalid characters (RFC 6750) or together with a user or
+  /// password, and for an unusable client certificate. The text contains none of the secrets.
   HTTPClientWrapper(const String& url, const String& user, const String& password,
                     std::uint32_t timeoutSeconds, const HTTPClientOptions* options);
   ~HTTPClientWrapper();
@@ -255,6 +255,8 @@ class XMLAHOST_API HTTPClientWrapper {
   /// Why a URL without credentials cannot be used, and what to write instead; empty if it can. Does
   /// not repeat the URL.
   static String URLProblem(const String& url);
+  /// The same for the URL of a proxy, which may contain credentials and lack a scheme.
+  static String ProxyProblem(const String& url);
 
  private:
   class Impl;

@@ -566,6 +566,9 @@ HTTPRequestInfo CurlConnection::Info() const {
     info.redirectTarget = HTTPUrl::ForDisplay(BaseStringUtil::FromUTF8(target));
   info.usesProxy = UsesProxy();
   info.reached = Reached(info.usesProxy);
+  const bool hasTunnel =
+      IsConnected() ? m_isHTTPS || m_proxy.isSOCKS : info.reached == HTTPStep::kTLS;
+  if (info.usesProxy && !hasTunnel) info.proxyAtOtherEnd = m_proxy.shown;
   info.wasCertificateRequested = m_notes.WasCertificateRequested();
   if (m_wantsDetails) info.connection = Details(info.usesProxy);
   info.logInProblem = m_notes.LogInProblem();
@@ -631,7 +634,8 @@ void CurlConnection::GetCertificate(HTTPConnectionDetails& details) const {
 
 String CurlConnection::FailureReason() const {
   const bool needsText = m_reason[0] == '\0' && FailureOf(m_code) == HTTPFailure::kOther;
-  return BaseStringUtil::FromUTF8(needsText ? curl_easy_strerror(m_code) : m_reason);
+  const std::string_view reason = needsText ? curl_easy_strerror(m_code) : m_reason;
+  return BaseStringUtil::FromUTF8(ASCIIText::Trimmed(reason));
 }
 
 }  // namespace

@@ -49,8 +49,31 @@ struct Setup {
   String shownURL;
   bool hasUser;
   bool hasToken;
+  unsigned int allowed;  ///< set of HTTPAuthScheme
   String missingUserAdvice;
 };
+
+/// True if none of the offered schemes is allowed, but another setting could allow one that works.
+bool IsOfferNotAllowed(const HTTPResponse& response, bool hasUser, unsigned int allowed) {
+  if ((response.offered & allowed) != 0) return false;
+  // By default, a user name excludes Negotiate.
+  const bool isDefault = hasUser && (response.offered & kAuthPasswordSchemes) == 0;
+  return response.offered != 0 && !isDefault;
+}
+
+void DiagnoseOfferNotAllowed(const HTTPResponse& response, bool isProxy, const Setup& setup,
+                             HTTPDiagnosis& diagnosis) {
+  const std::vector<std::string> allowed = HTTPLogIn::Names(setup.allowed);
+  diagnosis.what += String(isProxy ? L": the proxy" : L": the server") + L" offers " +
+                    Joined(response.schemes) + L", but ";
+  diagnosis.what += allowed.empty() ? String(L"no scheme is allowed")
+                                    : L"only " + Joined(allowed) +
+                                          (allowed.size() == 1 ? L" is allowed" : L" are allowed");
+  diagnosis.advice = L"allow one of the schemes that it offers";
+  const bool needsUser = (response.offered & kAuthNegotiate) == 0 && !setup.hasUser;
+  if (needsUser && !isProxy) diagnosis.advice += L", and " + setup.missingUserAdvice;
+  diagnosis.details = L"";
+}
 
 /// Describes a 401 of the service or a 407 of the proxy.
 void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setup,
@@ -67,13 +90,21 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setu
     diagnosis.advice =
         L"ask the administrator of the server, or of a gateway before it, to keep connections "
         L"open, which NTLM requires";
+  } else if (isProxy && !response.hasProxy) {
+    diagnosis.what +=
+        L": no proxy is set, but the server, or a gateway before it, asks for a proxy's log-in";
+    diagnosis.advice = L"check the URL, or set the proxy";
+  } else if (rejected == 0 &&
+             IsOfferNotAllowed(response, setup.hasUser && !isProxy, setup.allowed)) {
+    DiagnoseOfferNotAllowed(response, isProxy, setup, diagnosis);
   } else if ((rejected & kAuthPasswordSchemes) != 0) {
     diagnosis.what += String(peer) + L" rejected the user name or the password";
     if (isProxy) diagnosis.advice = L"check user name and password in the proxy's URL";
   } else if (rejected != 0 && !response.logInProblem.empty()) {
     const KerberosProblem problem = DescribeKerberosProblem(response.logInProblem);
     diagnosis.what += L": " + problem.what;
-    const bool canUsePassword = problem.isWithoutTicket && offersOther && !setup.hasUser;
+    const bool canUsePassword = problem.isWithoutTicket && !setup.hasUser &&
+                                (response.offered & setup.allowed & kAuthPasswordSchemes) != 0;
     diagnosis.advice = problem.advice;
     if (canUsePassword && !isProxy) diagnosis.advice += L", or " + setup.missingUserAdvice;
   } else if (rejected != 0) {
@@ -98,14 +129,15 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setu
   if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
 }
 
-HTTPStep StepOf(long status) {
-  return status == 401 ? HTTPStep::kLogIn : status == 407 ? HTTPStep::kProxy : HTTPStep::kResponse;
+HTTPStep StepOf(const HTTPResponse& response) {
+  if (response.status == 401) return HTTPStep::kLogIn;
+  return response.status == 407 && response.hasProxy ? HTTPStep::kProxy : HTTPStep::kResponse;
 }
 
 HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
   HTTPDiagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status),
                           L""};
-  diagnosis.step = StepOf(response.status);
+  diagnosis.step = StepOf(response);
   if (setup.hasToken && response.status != 407 &&
       HTTPBearer::Describe(response.status, response.bearerChallenge, diagnosis)) {
     diagnosis.step = HTTPStep::kLogIn;
@@ -113,9 +145,11 @@ HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
   }
   if (response.status == 401 || response.status == 407)
     DiagnoseLogIn(response, response.status == 407, setup, diagnosis);
-  else if (!response.redirectTarget.empty())
+  if (!response.redirectTarget.empty()) {
     diagnosis.what += L", points to " + Truncated(response.redirectTarget);
-  else if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL))
+    diagnosis.advice = L"use the URL that it points to, if that is the service";
+  }
+  if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL))
     diagnosis.advice += L"; if the port is one for https, use https://";
   return diagnosis;
 }
@@ -211,7 +245,7 @@ class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
        const NarrowString& password, const HTTPClientOptions& options)
-      : m_setup{shownURL, !user.empty(), !options.bearerToken.empty(),
+      : m_setup{shownURL, !user.empty(), !options.bearerToken.empty(), options.authSchemes,
                 options.missingUserAdvice.empty() ? String(L"give a user name and a password")
                                                   : options.missingUserAdvice},
         m_maxReplyBytes(options.maxReplyBytes),
@@ -362,6 +396,12 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   RejectControlCharacters(proxyUser, L"proxy's user name");
   RejectControlCharacters(proxyPassword, L"proxy's password");
   RejectControlCharacters(proxy, L"proxy's URL");
+  if (const String problem = HTTPProxy::Problem(proxy); !problem.empty()) {
+    SUGThrow(
+        ErrorMessage(MessageCatalogue::OneLine(
+            HTTPProxy::ForDisplay(proxy) + L": the URL of the proxy cannot be used: " + problem)),
+        kSourceFile, __LINE__);
+  }
 
   const Secret<NarrowString> narrowUser(ToUTF8(usedUser));
   const Secret<NarrowString> narrowPassword(ToUTF8(usedPassword));
@@ -385,3 +425,5 @@ bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& passw
 }
 
 String HTTPClientWrapper::URLProblem(const String& url) { return HTTPUrl::Problem(url); }
+
+String HTTPClientWrapper::ProxyProblem(const String& url) { return HTTPProxy::Problem(url); }

@@ -38,6 +38,9 @@ struct HTTPRequestInfo {
   int systemError = 0;                    ///< errno
   HTTPStep reached = HTTPStep::kAddress;  ///< the last step that began: kResponse if connected
   bool usesProxy = false;
+  /// URL of the proxy without credentials, if it was the other end: before a tunnel exists, and in
+  /// place of a service with http. Else empty.
+  String proxyAtOtherEnd;
   bool wasCertificateRequested = false;  ///< the server asked for a client certificate
   HTTPConnectionDetails connection;      ///< see HTTPClientOptions::wantsConnectionDetails
   /// Why Negotiate sent no log-in: the text of the Kerberos library, on one line and truncated.

@@ -56,7 +56,7 @@ Text TextOf(HTTPFailure failure) noexcept {
       return {L"the host name of the proxy cannot be resolved", L"check the proxy setting"};
     case HTTPFailure::kConnectFailed:
       return {L"cannot connect to the service",
-              L"check host and port, that the service is running, and the proxy if one is set"};
+              L"check host and port, and that the service is running"};
     case HTTPFailure::kConnectTimeout:
       return {L"no connection to the service within # seconds",
               L"check host and port, or try a longer time-out"};
@@ -78,7 +78,8 @@ Text TextOf(HTTPFailure failure) noexcept {
               L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
     case HTTPFailure::kTLSInterrupted:
       return {L"the connection was lost in the TLS handshake",
-              L"check that the port is one for https, and try again"};
+              L"check that the port is one for https, and try again; if the port is one for http, "
+              L"use http://"};
     case HTTPFailure::kClosedWithoutResponse:
       return {L"the server closed the connection without a response",
               L"check that a web server uses this port, and try again"};
@@ -101,6 +102,49 @@ Text TextOf(HTTPFailure failure) noexcept {
   return {L"the request failed", L""};
 }
 
+/// What is said instead if a proxy is at the other end. Its URL replaces "@".
+struct ProxyText {
+  HTTPFailure failure;
+  const wchar_t* what;
+  const wchar_t* advice = L"check the proxy setting";
+};
+constexpr ProxyText kProxyTexts[] = {
+    {HTTPFailure::kConnectFailed, L"cannot connect to the proxy @"},
+    {HTTPFailure::kConnectTimeout, L"no connection through the proxy @ within # seconds",
+     L"check the proxy setting, or try a longer time-out"},
+    {HTTPFailure::kCertificateRejected, L"the certificate of the proxy @ is not trusted",
+     L"check the proxy setting, or add the authority of its certificate to the file of trusted "
+     L"certificates"},
+    {HTTPFailure::kTLSFailed, L"the TLS handshake with the proxy @ failed",
+     L"check the proxy setting, and that the proxy speaks TLS 1.2 or later"},
+    {HTTPFailure::kTLSInterrupted, L"the connection to the proxy @ was lost in the TLS handshake"},
+    {HTTPFailure::kClosedWithoutResponse, L"the proxy @ closed the connection without a response"},
+    {HTTPFailure::kReceiveFailed, L"the connection to the proxy @ was lost"},
+    {HTTPFailure::kSendFailed, L"the connection to the proxy @ was lost"},
+    {HTTPFailure::kNotHTTP, L"the response of the proxy @ is not HTTP"},
+};
+
+Text TextOf(HTTPFailure failure, bool isOfProxy) noexcept {
+  for (const ProxyText& text : kProxyTexts)
+    if (isOfProxy && text.failure == failure) return {text.what, text.advice};
+  return TextOf(failure);
+}
+
+/// Texts of libcurl and OpenSSL about certificates that are wrong in a particular way.
+struct CertificateText {
+  const wchar_t* reason;
+  const wchar_t* what;
+  const wchar_t* advice;
+};
+constexpr CertificateText kCertificateTexts[] = {
+    {L"target host", L"the server's certificate is for another host name",
+     L"use the name in the certificate, or replace the certificate"},
+    {L"has expired", L"the server's certificate has expired",
+     L"replace it, or check the clock of this machine"},
+    {L"not yet valid", L"the server's certificate is not yet valid",
+     L"replace it, or check the clock of this machine"},
+};
+
 /// True if OpenSSL's text says that the server's first bytes are not TLS.
 bool IsNotTLS(const String& reason) {
   return reason.find(L"wrong version number") != String::npos ||
@@ -120,6 +164,18 @@ bool IsLostConnection(HTTPFailure failure) {
 }
 
 bool Contains(const String& text, const wchar_t* part) { return text.find(part) != String::npos; }
+
+void DescribeCertificate(const HTTPFailureDetails& facts, HTTPDiagnosis& result) {
+  for (const CertificateText& text : kCertificateTexts) {
+    if (!Contains(facts.reason, text.reason)) continue;
+    result.what = text.what;
+    if (!facts.proxy.empty())
+      BaseStringUtil::ReplacePatternInString(result.what, L"the server's certificate",
+                                             L"the certificate of the proxy @");
+    result.advice = text.advice;
+    return;
+  }
+}
 
 HTTPStep StepOf(HTTPFailure failure, HTTPStep reached, bool usesProxy) noexcept {
   switch (failure) {
@@ -183,16 +239,19 @@ HTTPFailure RefineTLSFailure(HTTPFailure failure, const String& reason, bool has
 
 HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   const HTTPFailure failure = facts.failure;
-  const Text text = TextOf(failure);
+  const bool isOfProxy = !facts.proxy.empty();
+  const Text text = TextOf(failure, isOfProxy);
   HTTPDiagnosis result;
   result.what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
   result.advice = text.advice;
   result.step = StepOf(failure, facts.reached, facts.usesProxy);
   if (failure == HTTPFailure::kConnectTimeout && facts.reached == HTTPStep::kTLS)
     result.what = L"the TLS handshake with the server has not ended within # seconds";
+  if (failure == HTTPFailure::kCertificateRejected) DescribeCertificate(facts, result);
   BaseStringUtil::ReplacePatternInString(result.what, L"#",
                                          BaseStringUtil::StringFrom(facts.number));
-  if (failure == HTTPFailure::kConnectTimeout && facts.isHTTPS)
+  if (isOfProxy) BaseStringUtil::ReplacePatternInString(result.what, L"@", facts.proxy);
+  if (failure == HTTPFailure::kConnectTimeout && facts.isHTTPS && !isOfProxy)
     result.advice += L"; if the port is one for http, use http://";
   if (IsAbortedByClient(failure) || failure == HTTPFailure::kConnectTimeout) return result;
   if (facts.proxyStatus >= 300) {
@@ -202,8 +261,9 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
     return result;
   }
   if (failure == HTTPFailure::kTLSFailed && IsNotTLS(facts.reason)) {
-    result.what = L"the server does not use TLS on this port";
-    result.advice = L"use http://, or the port for https";
+    result.what = isOfProxy ? L"the proxy " + facts.proxy + L" does not use TLS on this port"
+                            : String(L"the server does not use TLS on this port");
+    result.advice = isOfProxy ? L"check the proxy setting" : L"use http://, or the port for https";
   } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
   }

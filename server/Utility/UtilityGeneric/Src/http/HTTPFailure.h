@@ -55,6 +55,7 @@ struct HTTPFailureDetails {
   bool isHTTPS = false;                   ///< the URL of the service
   HTTPStep reached = HTTPStep::kAddress;  ///< the last step that began
   bool usesProxy = false;
+  String proxy;             ///< its URL without credentials, if it was the other end; else empty
   bool mayNeedTLS = false;  ///< plain http without a proxy, and the service has never answered
   /// The server asked for a client certificate on this new connection, and got one.
   bool wasCertificateGiven = false;

@@ -1,5 +1,9 @@
 #include "http/HTTPProxy.h"
 
+#include <algorithm>
+#include <iterator>
+
+#include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Secret.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "http/HTTPUrl.h"
@@ -8,6 +12,8 @@ namespace HTTPProxy {
 namespace {
 
 constexpr const wchar_t* kSchemeEnd = L"://";
+constexpr const wchar_t* kSchemes[] = {L"http",    L"https",  L"socks4",
+                                       L"socks4a", L"socks5", L"socks5h"};
 
 /// libcurl assumes http for a proxy URL without a scheme.
 String WithScheme(const String& proxy) {
@@ -42,6 +48,22 @@ bool GetCredentials(const String& proxy, String& user, String& password) {
 String ForDisplay(const String& proxy) {
   const Secret<String> url(WithScheme(proxy));
   return HTTPUrl::ForDisplay(url);
+}
+
+String Problem(const String& proxy) {
+  if (proxy.empty()) return L"";
+  Secret<String> url(WithScheme(proxy));
+  const std::wstring_view scheme = url.view().substr(0, url.find(kSchemeEnd));
+  const bool isSupported =
+      std::any_of(std::begin(kSchemes), std::end(kSchemes), [scheme](const wchar_t* known) {
+        return BaseStringUtil::IsCaseInsensitiveMatch(scheme, known);
+      });
+  if (!isSupported) return L"its scheme must be http, https, socks4, socks4a, socks5 or socks5h";
+  if (url.find(L" ") != String::npos) return L"it contains a space; remove it, or write %20";
+  Secret<String> user;
+  Secret<String> password;
+  HTTPUrl::RemoveCredentials(url, user, password);
+  return HTTPUrl::AuthorityProblem(url);
 }
 
 bool IsUnencrypted(const String& proxy) {

@@ -16,6 +16,10 @@ bool GetCredentials(const String& proxy, String& user, String& password);
 /// The proxy's URL for people: with a scheme, without credentials.
 String ForDisplay(const String& proxy);
 
+/// Why the URL cannot be used, and what to write instead; empty if it can. Does not repeat the URL,
+/// which may contain a password.
+String Problem(const String& proxy);
+
 /// True if others on the network can read what is sent to the proxy itself.
 bool IsUnencrypted(const String& proxy);
 

@@ -11,6 +11,10 @@ struct Status {
   const wchar_t* advice;
 };
 
+/// For a redirect without a target.
+constexpr const wchar_t* kElsewhere =
+    L"check the URL: the service is elsewhere, but the server does not say where";
+
 constexpr Status kStatuses[] = {
     {200, L"OK", L""},
     {201, L"Created", L""},
@@ -20,13 +24,13 @@ constexpr Status kStatuses[] = {
     {205, L"Reset Content", L""},
     {206, L"Partial Content", L""},
     {300, L"Multiple Choices", L"use the URL of the service itself"},
-    {301, L"Moved Permanently", L"use the new URL"},
-    {302, L"Found", L"use the URL that it points to, if that is the service"},
-    {303, L"See Other", L"use the URL that it points to, if that is the service"},
+    {301, L"Moved Permanently", kElsewhere},
+    {302, L"Found", kElsewhere},
+    {303, L"See Other", kElsewhere},
     {304, L"Not Modified", L""},
     {305, L"Use Proxy", L"set this proxy"},
-    {307, L"Temporary Redirect", L"use the URL that it points to, if that is the service"},
-    {308, L"Permanent Redirect", L"use the new URL"},
+    {307, L"Temporary Redirect", kElsewhere},
+    {308, L"Permanent Redirect", kElsewhere},
     {400, L"Bad Request", L"check that the URL leads to an XML for Analysis service"},
     {401, L"Unauthorized", L"check user name and password"},
     {402, L"Payment Required", L""},

@@ -67,6 +67,9 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.redirectTarget = info.redirectTarget;
   response.schemes = m_receiver.OfferedSchemes();
   response.isLogInUnfinished = m_receiver.Headers().hasNTLMChallenge;
+  const bool isProxys = response.status == 407 || response.proxyStatus == 407;
+  response.offered = isProxys ? info.offeredByProxy : info.offeredByService;
+  response.hasProxy = m_hasProxy;
   response.logInAdvice = m_authentication.Advice();
   response.rejectedByService = m_authentication.RejectedByService();
   response.rejectedByProxy = m_authentication.RejectedByProxy();
@@ -139,6 +142,7 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.isHTTPS = m_isHTTPS;
   details.reached = info.reached;
   details.usesProxy = info.usesProxy;
+  details.proxy = info.proxyAtOtherEnd;
   details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
   // libcurl does not pass on the headers of a refused tunnel.
   if (response.proxyStatus == 407) response.schemes = HTTPLogIn::Names(info.offeredByProxy);

@@ -25,6 +25,8 @@ struct HTTPResponse {
   std::string bearerChallenge;         ///< value of WWW-Authenticate with a Bearer challenge
   String redirectTarget;               ///< without credentials; empty without a redirect
   std::vector<std::string> schemes;    ///< names of the schemes that a 401 or 407 offers
+  unsigned int offered = 0;            ///< those of them that are an HTTPAuthScheme
+  bool hasProxy = false;               ///< a proxy is set; no_proxy may exclude the service
   std::string logInProblem;            ///< see HTTPRequestInfo; of any request of the exchange
   String logInAdvice;                  ///< why none of them was used, and what to do; may be empty
   bool isLogInUnfinished = false;      ///< the connection ended between the rounds of NTLM

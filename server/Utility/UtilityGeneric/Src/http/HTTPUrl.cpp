@@ -132,6 +132,11 @@ String Problem(const String& url) {
   if (!BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"http") &&
       !BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"https"))
     return L"only http:// and https:// are supported";
+  return AuthorityProblem(url);
+}
+
+String AuthorityProblem(const String& url) {
+  const std::wstring_view text = ASCIIText::Trimmed(url.view());
   if (HasControlCharacter(text))
     return L"it contains a control character, such as a tab or line break; remove it";
   const Authority authority = FindAuthority(text);

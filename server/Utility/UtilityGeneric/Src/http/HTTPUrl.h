@@ -21,6 +21,9 @@ String ForDisplay(const String& url);
 /// rest. The text does not repeat parts of the URL, which may be a password.
 String Problem(const String& url);
 
+/// The same for a URL with any scheme.
+String AuthorityProblem(const String& url);
+
 bool IsHTTPS(const String& url);
 
 /// True if the host is "localhost" or a loopback address.
