@@ -81,8 +81,8 @@ void CheckPassword(std::string_view bytes) {
   std::string_view line = bytes.substr(0, end);
   const bool isTooLong = line.size() >= kMost;
   if (end != bytes.npos && line.ends_with('\r')) line.remove_suffix(1);
-  const bool isReadable = !isTooLong && !(end == bytes.npos && line.empty());
   if (line.starts_with("\xEF\xBB\xBF")) line.remove_prefix(3);
+  const bool isReadable = !isTooLong && !line.empty();
   const MemoryFile file(bytes);
   try {
     const std::string password = SecretFromFile("the password", file.Name());

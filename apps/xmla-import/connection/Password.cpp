@@ -193,6 +193,8 @@ std::string SecretFromFile(const std::string& what, const std::string& file,
   }
   // Some editors write a byte-order mark.
   if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
+  // An empty password on every run would lock the account.
+  if (line.empty()) fail("its first line is empty");
   return line;
 }
 
