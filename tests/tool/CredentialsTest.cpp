@@ -304,6 +304,20 @@ TEST(CredentialsInUse, OfAWrongCallAreNotInTheProcessList) {
   }
 }
 
+TEST_F(Credentials, InterruptionWhileAPasswordFileIsRead) {
+  const support::TempDir folder;
+  const std::string pipe = folder.Path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const Outcome outcome = RunToolWhile(
+      {"--url", Url(), "--user", "ann", "--password-file", pipe, "sources"}, [&](pid_t process) {
+        const std::ofstream writer(pipe);  // waits for the tool
+        kill(process, SIGINT);
+        waitid(P_PID, static_cast<id_t>(process), nullptr, WEXITED | WNOWAIT);
+      });
+  EXPECT_EQ(outcome.status, 130);
+  EXPECT_THAT(outcome.err, HasSubstr("error: interrupted before the first request\n"));
+}
+
 TEST(CredentialsInUse, AreNotInTheVisibleEnvironment) {
   if (geteuid() != 0) GTEST_SKIP() << kOnlyRoot;
   const support::TempDir folder;

@@ -209,6 +209,7 @@ TEST_F(PasswordCommand, EndsWithTheToolHoweverThatEnds) {
     EXPECT_LT(std::chrono::steady_clock::now() - sent, std::chrono::seconds(5));
     if (isHandled) {
       EXPECT_TRUE(outcome.echoes);
+      EXPECT_THAT(outcome.err, HasSubstr("error: interrupted before the first request\n"));
       EXPECT_THAT(outcome.err, Not(HasSubstr("password-command")));
     }
   }

@@ -143,14 +143,14 @@ HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
     diagnosis.step = HTTPStep::kLogIn;
     return diagnosis;
   }
-  if (response.status == 401 || response.status == 407)
+  if (response.status == 401 || response.status == 407) {
     DiagnoseLogIn(response, response.status == 407, setup, diagnosis);
-  if (!response.redirectTarget.empty()) {
+  } else if (!response.redirectTarget.empty()) {
     diagnosis.what += L", points to " + Truncated(response.redirectTarget);
     diagnosis.advice = L"use the URL that it points to, if that is the service";
-  }
-  if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL))
+  } else if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL)) {
     diagnosis.advice += L"; if the port is one for https, use https://";
+  }
   return diagnosis;
 }
 
