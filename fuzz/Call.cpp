@@ -85,7 +85,7 @@ void CheckPassword(std::string_view bytes) {
   const bool isReadable = !isTooLong && !line.empty();
   const MemoryFile file(bytes);
   try {
-    const std::string password = SecretFromFile("the password", file.Name());
+    const std::string password = SecretFromFile("the password", file.Name(), "file");
     Require(isReadable && password == line, "not the password of the file's first line");
     Require(!isReadable || bytes.size() > kMost || FirstLine(std::string(bytes)) == line,
             "not the first line of a command's output");

@@ -6,8 +6,8 @@
 #include "call/UsageError.h"
 
 /// The first line of a file, without its line end; `-` is standard input. `what` names the secret
-/// for messages, such as "the password", and `shown` the file. Throws UsageError if the file is
-/// empty or cannot be read, and after an interruption.
+/// for messages, such as "the password", and `shown` the file. Throws UsageError if the line
+/// is empty or cannot be read, and after an interruption.
 std::string SecretFromFile(const std::string& what, const std::string& file,
                            const std::string& shown);
 
