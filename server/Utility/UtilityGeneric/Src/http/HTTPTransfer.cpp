@@ -127,10 +127,9 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
                             HTTPResponse& response) const {
   HTTPFailureDetails details;
   const bool wasAsked = m_isHTTPS && info.wasCertificateRequested && info.status == 0;
-  details.wasCertificateGiven = wasAsked && m_hasCertificate;
   details.reason = m_connection->FailureReason();
-  details.failure = RefineTLSFailure(failure, details.reason, m_isHTTPS && m_hasCertificate,
-                                     wasAsked && !m_hasCertificate);
+  details.failure =
+      RefineTLSFailure(failure, details.reason, m_isHTTPS && m_hasCertificate, wasAsked);
   const std::uint64_t limit = m_receiver.LimitOf(failure);
   const bool isConnecting = failure == HTTPFailure::kConnectTimeout;
   details.number = limit != 0 ? limit : isConnecting ? m_connectTimeoutSeconds : m_timeoutSeconds;
