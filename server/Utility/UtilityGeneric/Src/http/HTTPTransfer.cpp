@@ -70,6 +70,7 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.logInAdvice = m_authentication.Advice();
   response.rejectedByService = m_authentication.RejectedByService();
   response.rejectedByProxy = m_authentication.RejectedByProxy();
+  response.isLogInUnproven = m_authentication.IsLogInUnproven();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
   response.wireBytes = info.wireBytes;
   response.earlierBytes = m_receiver.EarlierBytes();
@@ -90,6 +91,7 @@ HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) 
   request.proxyScheme = m_authentication.ProxyScheme();
   if (!m_credentials.IsASCII()) request.credentials = &m_credentials;
   request.forgetLogInState = m_authentication.WasDigestRejected();
+  request.needsNewConnection = m_authentication.MustProveLogIn();
   request.onlyToThisMachine = m_authentication.MustTokenStayHere();
   if (request.serviceScheme != 0) m_usedScheme = request.serviceScheme;
   const HTTPFailure failure = m_connection->Send(request);
@@ -99,6 +101,7 @@ HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) 
 
 bool HTTPTransfer::ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info) {
   HTTPAuthRound round;
+  round.isConnected = info.reached == HTTPStep::kResponse;
   round.isComplete = isComplete;
   round.status = info.status;
   round.connectStatus = info.connectStatus;
