@@ -184,13 +184,37 @@ TEST_F(HTTPClientCertificate, RefusalsOfTheServerHaveTheirOwnErrors) {
       m_options.certificateFile = L"";
       if (test.client) Give(PEM(*test.client) + test.client->Key());
       // With TLS 1.3, the alert is lost if the connection ends before the request was sent.
-      EXPECT_THAT(Error(),
-                  AnyOf(HasSubstr(test.error),
-                        HasSubstr("; the server may have rejected the client certificate")))
+      EXPECT_THAT(Error(), AnyOf(HasSubstr(test.error),
+                                 HasSubstr("most likely, the server rejected it; use one from")))
           << version;
     }
   }
   EXPECT_TRUE(m_server.Requests().empty());
+}
+
+/// The server's reset overtakes its alert. A server without a demand for a certificate loses the
+/// connection in the same way.
+TEST_F(HTTPClientCertificate, LostConnectionsAreARejectionThatIsNeverRepeated) {
+  Certificate other("IP:127.0.0.1", kDay);
+  const WireServer::Handler lose = [](loopback::Connection& connection, const loopback::Request&) {
+    connection.Reset();
+  };
+  const WireServer asking(lose, m_service.Context());
+  const WireServer notAsking(lose, other.Context());
+  m_options.caFile = File("authorities", PEM(m_service) + PEM(other));
+  m_options.maxRetries = 1;
+  Give(PEM(m_client) + m_client.Key());
+  for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    SSL_CTX_set_max_proto_version(m_service.Context(), version);
+    EXPECT_THAT(PostOnce("https://" + asking.Authority() + "/", 10, &m_options).error,
+                AllOf(HasSubstr("/: the connection ended after the client certificate was sent: "
+                                "most likely, the server rejected it; use one from"),
+                      Not(HasSubstr("tried"))));
+  }
+  EXPECT_EQ(asking.Requests().size(), 2u);
+  EXPECT_THAT(PostOnce("https://" + notAsking.Authority() + "/", 10, &m_options).error,
+              AllOf(HasSubstr("; try again"), HasSubstr("; tried 2 times")));
+  EXPECT_EQ(notAsking.Requests().size(), 2u);
 }
 
 TEST_F(HTTPClientCertificate, IsNotSentToAProxy) {

@@ -479,6 +479,11 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
       {L"http://h:70000/", "its port is above 65535"},
       {L"http://[::1]:65536/", "its port is above 65535"},
       {L"http://h:8o80/", "its port is not a number"},
+      {L"http://h:/", "the port is missing after the colon"},
+      {L"http://[::1]:", "the port is missing after the colon"},
+      {L"http://http://h/", "the port is missing after the colon"},
+      {L"http://http://u:p@h/", "it contains \"://\" twice before an \"@\""},
+      {L"https://x/http://u:p@h/", "it contains \"://\" twice before an \"@\""},
       {L"http://my host/", "there is a space in its host name"},
       {L"http://h/my cubes", "it contains a space; write %20"},
       {L"http://h/a?b c", "it contains a space; write %20"},
@@ -498,14 +503,16 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
                                           std::string(test.reason)));
     }
   }
-  for (const wchar_t* const url :
-       {L"http://h", L"HTTPS://h:65535/", L"http://[::1]/p", L" http://h/\n"})
+  for (const wchar_t* const url : {L"http://h", L"HTTPS://h:65535/", L"http://[::1]/p",
+                                   L" http://h/\n", L"http://h/?a=http://b", L"http://h/a@b://c"})
     EXPECT_EQ(Narrow(HTTPClientWrapper::URLProblem(url)), "");
 }
 
 TEST(HTTPURL, InvalidURLErrorHasNoCredentials) {
   for (const wchar_t* const url :
-       {L"ftp://canary:canary@h/", L"canary:canary@h", L"http://canary:ca/nary@h/", L""}) {
+       {L"ftp://canary:canary@h/", L"canary:canary@h", L"http://canary:ca/nary@h/", L"",
+        L"http://http://ann:canary@h/", L"http://http://ann:1/canary@h/", L"http:///ann:canary@h/",
+        L"canary:canary@http://h/x@y", L"canary@http://http://h/x@y"}) {
     try {
       HTTPClientWrapper client(url, L"", L"", 1, nullptr);
       ADD_FAILURE() << Narrow(url);
@@ -515,6 +522,16 @@ TEST(HTTPURL, InvalidURLErrorHasNoCredentials) {
       EXPECT_THAT(Narrow(text), AllOf(HasSubstr("cannot be used: "), Not(HasSubstr("canary"))));
     }
   }
+}
+
+/// A usable URL whose host was meant as the user, and the beginning of whose password is a port.
+TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
+  const WireServer server(Answer("", "404 No"));
+  const std::string url = "http://" + server.Authority();
+  EXPECT_THAT(PostOnce(url + "/canary@service/olap").error,
+              StartsWith("http://...@service/olap: HTTP 404"));
+  EXPECT_THAT(PostOnce("http://ann:canary@" + server.Authority() + "/canary@h").error,
+              StartsWith("http://...@h: HTTP 404"));
 }
 
 TEST(HTTPURL, OtherCharactersAreEncoded) {

@@ -195,6 +195,114 @@ TEST(HTTPRetry, TimeOutOfTheResponseIsNotRepeated) {
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 
+// Log-ins.
+
+struct LogIn {
+  const char* name;
+  const char* user;  // in the URL
+  const wchar_t* token;
+  const char* offer;  // of the 401
+  std::string end;    // of a request with the log-in; "close" and "reset" end the connection
+  bool keepsAlive;    // the connection after the 401
+};
+
+class HTTPRetriedLogIn : public testing::TestWithParam<LogIn> {
+ protected:
+  std::string Url() const { return GetParam().user + m_server.Authority() + "/"; }
+  int LogIns() const {
+    int count = 0;
+    for (const loopback::Request& request : m_server.Requests())
+      count += request.Header("authorization").empty() ? 0 : 1;
+    return count;
+  }
+
+  std::atomic<bool> m_accepts{false};
+  const WireServer m_server{
+      [this](loopback::Connection& connection, const loopback::Request& request) {
+        const LogIn& test = GetParam();
+        if (request.Header("authorization").empty()) {
+          const std::string offer = std::string("WWW-Authenticate: ") + test.offer + "\r\n";
+          connection.Send(
+              Answer("", "401 No", test.keepsAlive ? offer : offer + "Connection: close\r\n"));
+          if (!test.keepsAlive) connection.Close();
+        } else if (m_accepts) {
+          connection.Send(Answer("<r/>"));
+        } else if (test.end == "reset") {
+          connection.Reset();
+        } else if (test.end == "close") {
+          connection.Close();
+        } else {
+          connection.Send(test.end);
+        }
+      }};
+};
+
+TEST_P(HTTPRetriedLogIn, IsRepeatedOnlyAfterItWasAccepted) {
+  HTTPClientOptions options = WithRetries(3);
+  options.bearerToken = GetParam().token;
+  options.logInMemory = std::make_shared<HTTPLogInMemory>();
+  EXPECT_THAT(PostOnce(Url(), 10, &options).error, Not(HasSubstr("tried")));
+  EXPECT_EQ(LogIns(), 1);
+  m_accepts = true;
+  HTTPClientWrapper client(Wide(Url()), L"", L"", 10, &options);
+  EXPECT_TRUE(Post(client).ok);
+  m_accepts = false;
+  options.maxRetries = 1;
+  HTTPClientWrapper other(Wide(Url()), L"", L"", 10, &options);
+  EXPECT_THAT(Post(other).error, HasSubstr("tried 2 times"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    HTTP, HTTPRetriedLogIn,
+    testing::ValuesIn(std::vector<LogIn>{
+        {"BasicReset", "http://ann:p@", L"", "Basic realm=\"r\"", "reset", false},
+        {"BasicResetKeptAlive", "http://ann:p@", L"", "Basic realm=\"r\"", "reset", true},
+        {"BasicClosed", "http://ann:p@", L"", "Basic realm=\"r\"", "close", false},
+        {"BasicBusy", "http://ann:p@", L"", "Basic realm=\"r\"", Answer("", "503 Busy", kNow),
+         true},
+        {"DigestReset", "http://ann:p@", L"", "Digest realm=\"r\", nonce=\"n\"", "reset", false},
+        {"TokenReset", "http://", L"token", "", "reset", true},
+        {"TokenBusy", "http://", L"token", "", Answer("", "429 Busy", kNow), true},
+    }),
+    [](const auto& test) { return test.param.name; });
+
+TEST(HTTPRetry, UnsentTokenIsRepeated) {
+  std::string closedPort;
+  { closedPort = WireServer("").Authority(); }
+  HTTPClientOptions options = WithRetries(1);
+  options.bearerToken = L"token";
+  EXPECT_THAT(PostOnce("http://" + closedPort + "/", 10, &options).error,
+              HasSubstr("; tried 2 times"));
+}
+
+TEST(HTTPRetry, LogInAtAProxyIsRepeatedOnlyAfterItWasAccepted) {
+  std::atomic<bool> accepts{false};
+  std::atomic<int> logIns{0};
+  const WireServer proxy([&](loopback::Connection& connection, const loopback::Request& request) {
+    if (request.Header("proxy-authorization").empty())
+      return connection.Send(Answer("", "407 No",
+                                    "Proxy-Authenticate: Basic realm=\"r\"\r\n" +
+                                        std::string("Connection: close\r\n"))),
+             connection.Close();
+    ++logIns;
+    if (accepts) return connection.Send(Answer("<r/>")), void();
+    connection.Reset();
+  });
+  HTTPClientOptions options = WithRetries(1);
+  options.proxy = Wide("http://ann:p@" + proxy.Authority());
+  HTTPClientWrapper client(L"http://service.test/", L"", L"", 10, &options);
+  for (const bool isHTTPS : {true, false}) {
+    const std::string url = isHTTPS ? "https://service.test/" : "http://service.test/";
+    logIns = 0;
+    EXPECT_THAT(PostOnce(url, 10, &options).error, Not(HasSubstr("tried")));
+    EXPECT_EQ(logIns, 1);
+  }
+  accepts = true;
+  EXPECT_TRUE(Post(client).ok);
+  accepts = false;
+  EXPECT_THAT(Post(client).error, HasSubstr("tried 2 times"));
+}
+
 TEST(HTTPRetry, ObserverAndErrorCount) {
   const WireServer server(Answer("", "503 Busy", kNow));
   Recorder recorder;

@@ -1,4 +1,5 @@
 // The HTTP client keeps no copies of credentials in memory, except those of libcurl.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -8,6 +9,8 @@
 #include "Utility/Generic/SystemUtility.h"
 #include "support/MemorySearch.h"
 #include "support/Sanitized.h"
+#include "support/Settings.h"
+#include "support/WireServer.h"
 
 namespace {
 
@@ -87,6 +90,94 @@ TEST(HTTPSecrets, ParsedURLKeepsThemOnlyInItsParts) {
   EXPECT_EQ(hidden.Copies(1), 0);
   password.Erase();
   EXPECT_EQ(hidden.WideCopies(), 0);
+}
+
+// A server that repeats secrets.
+
+constexpr char kToken[] = "canary.T0ken-_~+/==";
+constexpr char kPassword[] = "canary &p";
+
+/// All texts of an exchange.
+class Texts : public HTTPExchangeObserver {
+ public:
+  Texts() { m_settings.exchangeObserver = this; }
+  void OnRetry(const HTTPRetry& retry) override { all += Narrow(retry.error) + '\n'; }
+  void OnExchange(const HTTPExchangeInfo& info) override {
+    const HTTPConnectionDetails& details = info.connection;
+    for (const String& text :
+         {info.error, details.server, details.contentType, details.contentEncoding,
+          details.offeredSchemes, details.usedScheme, details.proxy, details.address})
+      all += Narrow(text) + '\n';
+  }
+  std::string all;
+
+ private:
+  support::Settings m_settings;
+};
+
+TEST(HTTPRepeatedSecrets, AreNotShown) {
+  const std::string jwt = "eyJcanary" + std::string(400, 'a') + "canary" + std::string(400, 'b');
+  const struct {
+    const char* user;
+    std::string token;
+    const char* proxyUser;
+    std::string response;
+    std::string shown;
+  } kCases[] = {
+      {"", kToken, "",
+       Answer(
+           "", "401 No",
+           std::string("WWW-Authenticate: Bearer error_description=\"bad ") + kToken + "!\"\r\n"),
+       "(bad ...!)"},
+      {"", kToken, "",
+       Answer("", "307 Moved", std::string("Location: /?access_token=") + kToken + "&x\r\n"),
+       "/?access_token=...&x"},
+      {"", kToken, "", Answer("", "307 Moved", "Location: /?t=canary.T0ken-_~%2B%2F%3D%3D&x\r\n"),
+       "/?t=...&x"},
+      {"", kToken, "", Answer(std::string("bad: ") + kToken + " " + kToken + "."),
+       "\"bad: ... ....\""},
+      {"", kToken, "", Answer(std::string("<html><title>") + kToken + "</title></html>"),
+       "\"...\""},
+      {"", jwt, "", Answer("Bearer " + jwt), "\"Bearer ....."},
+      {"", jwt, "", Answer("", "307 Moved", "Location: /?t=" + jwt + "\r\n"), "/?t=...."},
+      {"", kToken, "",
+       Answer("<r/>", "503 Busy", std::string("Server: s ") + kToken + "\r\nRetry-After: 0\r\n"),
+       "\ns ...\n"},
+      {"ann:canary%20%26p@", "", "", Answer(std::string("no: ") + kPassword), "\"no: ...\""},
+      {"ann:canary%20%26p@", "", "", Answer("no: canary%20%26p"), "\"no: ...\""},
+      {"ann:canary%20%26p@", "", "", Answer("no: YW5uOmNhbmFyeSAmcA=="), "\"no: ...==\""},
+      {"ann:canary%20%26p@", "", "",
+       Answer("", "401 No",
+              std::string("WWW-Authenticate: Basic\r\nContent-Type: ") + kPassword + "\r\n"),
+       "\n...\n"},
+      {"", "", "ann:canary%20%26p@", Answer(std::string("no: ") + kPassword), "\"no: ...\""},
+      {"ann:can@", "", "", Answer("can: too short"), "\"can: too short\""},
+  };
+  for (const auto& test : kCases) {
+    const WireServer server(test.response);
+    Texts texts;
+    HTTPClientOptions options;
+    options.bearerToken = Wide(test.token);
+    options.wantsConnectionDetails = true;
+    if (*test.proxyUser)
+      options.proxy = Wide(std::string("http://") + test.proxyUser + server.Authority());
+    const std::string url = std::string("http://") + test.user + server.Authority() + "/";
+    const Outcome outcome = PostOnce(url, 10, &options);
+    texts.all += outcome.error;
+    EXPECT_THAT(texts.all, testing::HasSubstr(test.shown));
+    EXPECT_THAT(texts.all, testing::Not(testing::HasSubstr("canary")));
+    EXPECT_THAT(texts.all, testing::Not(testing::HasSubstr("YW5uOmNh")));
+  }
+}
+
+/// The first text is that of a retry.
+TEST(HTTPRepeatedSecrets, AreNotShownWhenARequestIsRepeated) {
+  const WireServer server(Answer("", "503 Busy", "Retry-After: 0\r\n"));
+  Texts texts;
+  HTTPClientOptions options;
+  options.maxRetries = 1;
+  PostOnce("http://ann:Unavailable@" + server.Authority() + "/", 10, &options);
+  EXPECT_THAT(texts.all, testing::HasSubstr("HTTP 503 Service ...; try again later\n"));
 }
 
 TEST(Erasing, KeepsCharactersSharedWithAnotherText) {

@@ -28,6 +28,9 @@ struct HTTPLogInMemory {
   std::atomic<unsigned int> proxy = ~0U;
   /// The service has sent a response: a later failure does not suggest another scheme of the URL.
   std::atomic<bool> hasAnswered = false;
+  /// The service, or the proxy, has accepted the password, ticket or token: a status of 2xx.
+  std::atomic<bool> serviceHasAccepted = false;
+  std::atomic<bool> proxyHasAccepted = false;
 };
 
 /// Settings of a client. If a reply exceeds a limit, the error text names the limit. 0 means no
@@ -91,7 +94,9 @@ struct HTTPClientOptions {
   ///
   /// A connection also fails if it ends before the reply is complete, and if a host name cannot be
   /// resolved. Never repeated: a reply with a SOAP fault, whatever its status is; a refused log-in;
-  /// a rejected certificate; a reply that exceeds a limit; a server that does not respond in time.
+  /// a request with a password, ticket or token that logInMemory does not know as accepted, because
+  /// repeated log-ins can lock an account; a rejected certificate; a reply that exceeds a limit; a
+  /// server that does not respond in time.
   std::uint32_t maxRetries = 0;
   /// Fill in HTTPExchangeInfo::connection, which costs time.
   bool wantsConnectionDetails = false;

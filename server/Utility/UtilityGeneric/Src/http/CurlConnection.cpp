@@ -534,6 +534,7 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   // Without TLS, proxy and Kerberos, nothing is learned from libcurl's messages.
   const bool mayUseKerberos = ((request.serviceScheme | request.proxyScheme) & kAuthNegotiate) != 0;
   Set(CURLOPT_VERBOSE, long{m_wantsDetails || mayUseKerberos || MayUseTLS()});
+  Set(CURLOPT_FRESH_CONNECT, long{request.needsNewConnection});
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
   Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
   Set(CURLOPT_COOKIE, request.cookies.empty() ? nullptr : request.cookies.c_str());

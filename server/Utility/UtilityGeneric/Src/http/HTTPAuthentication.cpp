@@ -64,7 +64,20 @@ bool HTTPAuthentication::IsServiceUnencrypted(std::string_view peer) const {
   return !m_isServiceHTTPS && !(m_isServiceLocal && HTTPUrl::IsLoopbackAddress(peer));
 }
 
+/// Only a status of 2xx proves that a log-in is accepted: others may come from a gateway.
+void HTTPAuthentication::ProveLogIn(const HTTPAuthRound& round) noexcept {
+  const bool isToService = round.isConnected && HasServiceLogIn();
+  const bool isToProxy = HasProxyLogIn();
+  if (round.isComplete && round.status / 100 == 2) {
+    if (isToService) m_memory->serviceHasAccepted = true;
+    if (isToProxy) m_memory->proxyHasAccepted = true;
+  }
+  m_isLogInUnproven =
+      (isToService && !m_memory->serviceHasAccepted) || (isToProxy && !m_memory->proxyHasAccepted);
+}
+
 bool HTTPAuthentication::OnRound(const HTTPAuthRound& round) {
+  ProveLogIn(round);
   const bool isServiceUnencrypted = IsServiceUnencrypted(round.peer);
   if ((m_service.Scheme() == kAuthBasic && isServiceUnencrypted) ||
       (m_proxy.Scheme() == kAuthBasic && m_isProxyUnencrypted))

@@ -10,6 +10,7 @@
 
 /// The result of one request of an exchange.
 struct HTTPAuthRound {
+  bool isConnected = false;           ///< the request was sent, at least in part
   bool isComplete = false;            ///< the response is complete
   long status = 0;                    ///< of the service or of the proxy
   long connectStatus = 0;             ///< of the proxy's response to CONNECT
@@ -39,6 +40,13 @@ class HTTPAuthentication {
   /// Sets of the schemes that were tried and rejected.
   unsigned int RejectedByService() const noexcept { return m_service.Rejected(); }
   unsigned int RejectedByProxy() const noexcept { return m_proxy.Rejected(); }
+  /// True if the next request contains a log-in that has never been accepted.
+  bool MustProveLogIn() const noexcept {
+    return (HasServiceLogIn() && !m_memory->serviceHasAccepted) ||
+           (HasProxyLogIn() && !m_memory->proxyHasAccepted);
+  }
+  /// True if the last request contained a log-in that has never been accepted.
+  bool IsLogInUnproven() const noexcept { return m_isLogInUnproven; }
   bool WasBasicUnencrypted() const noexcept { return m_wasBasicUnencrypted; }
   /// True if the last request was rejected after a Digest log-in.
   bool WasDigestRejected() const noexcept { return m_wasDigestRejected; }
@@ -57,6 +65,9 @@ class HTTPAuthentication {
 
  private:
   bool IsServiceUnencrypted(std::string_view peer) const;
+  bool HasServiceLogIn() const noexcept { return m_hasToken || m_service.Scheme() != 0; }
+  bool HasProxyLogIn() const noexcept { return m_proxy.Scheme() != 0; }
+  void ProveLogIn(const HTTPAuthRound& round) noexcept;
   /// Removes the scheme from a set of offered ones. If no other one is usable, sets the advice.
   void Exclude(unsigned int scheme, const HTTPLogIn& logIn, const wchar_t* advice,
                unsigned int& offered);
@@ -72,6 +83,7 @@ class HTTPAuthentication {
   HTTPLogIn m_service;
   HTTPLogIn m_proxy;
   String m_advice;
+  bool m_isLogInUnproven = false;
   bool m_wasBasicUnencrypted = false;
   bool m_wasDigestRejected = false;
 };

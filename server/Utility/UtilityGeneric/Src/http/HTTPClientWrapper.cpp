@@ -10,6 +10,7 @@
 #include "Utility/Generic/Secret.h"
 #include "errors/MessageCatalogue.h"
 #include "http/HTTPBearer.h"
+#include "http/HTTPOwnSecrets.h"
 #include "http/HTTPProxy.h"
 #include "http/HTTPRetries.h"
 #include "http/HTTPStatus.h"
@@ -244,10 +245,12 @@ void CheckToken(const String& token, bool hasUser) {
 class HTTPClientWrapper::Impl {
  public:
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
-       const NarrowString& password, const HTTPClientOptions& options)
+       const NarrowString& password, const HTTPOwnSecrets& secrets,
+       const HTTPClientOptions& options)
       : m_setup{shownURL, !user.empty(), !options.bearerToken.empty(), options.authSchemes,
                 options.missingUserAdvice.empty() ? String(L"give a user name and a password")
                                                   : options.missingUserAdvice},
+        m_secrets(secrets),
         m_maxReplyBytes(options.maxReplyBytes),
         m_timeoutSeconds(*options.timeoutSeconds),
         m_maxRetries(options.maxRetries),
@@ -308,6 +311,7 @@ class HTTPClientWrapper::Impl {
       if (!ok) info.failedStep = attempt.diagnosis.step;
       info.retries = retries;
       info.connection = response.connection;
+      m_secrets.RemoveFrom(info.connection);
       observer->OnExchange(info);
     }
     return attempt.hasReply;
@@ -352,10 +356,12 @@ class HTTPClientWrapper::Impl {
     if (retries > 0)
       text += L"; tried " + BaseStringUtil::StringFrom(std::uint64_t{retries} + 1) + L" times";
     if (!diagnosis.details.empty()) text += L" (" + diagnosis.details + L")";
+    m_secrets.RemoveFrom(text);
     return MessageCatalogue::OneLine(text);
   }
 
   const Setup m_setup;
+  const HTTPOwnSecrets m_secrets;
   const std::uint64_t m_maxReplyBytes;
   const std::uint32_t m_timeoutSeconds;
   const std::uint32_t m_maxRetries;
@@ -406,7 +412,7 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   const Secret<NarrowString> narrowUser(ToUTF8(usedUser));
   const Secret<NarrowString> narrowPassword(ToUTF8(usedPassword));
   m_impl = std::make_unique<Impl>(shown, HTTPUrl::ForRequest(cleanURL), narrowUser, narrowPassword,
-                                  effective);
+                                  HTTPOwnSecrets(usedUser, usedPassword, effective), effective);
 }
 
 HTTPClientWrapper::~HTTPClientWrapper() = default;

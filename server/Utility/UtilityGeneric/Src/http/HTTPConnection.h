@@ -21,6 +21,8 @@ struct HTTPRequest {
   const HTTPCredentials* credentials = nullptr;  ///< if they depend on the scheme
   /// True after a rejected Digest log-in: libcurl would ignore the new nonce.
   bool forgetLogInState = false;
+  /// On a kept-alive connection that turns out to be closed, libcurl would send the request twice.
+  bool needsNewConnection = false;
   /// The token is not sent to an IP address of another machine: kTokenUnprotected.
   bool onlyToThisMachine = false;
 };

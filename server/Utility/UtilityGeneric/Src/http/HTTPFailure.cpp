@@ -177,6 +177,23 @@ void DescribeCertificate(const HTTPFailureDetails& facts, HTTPDiagnosis& result)
   }
 }
 
+bool IsAlertAboutClient(const String& reason) {
+  // Alerts about a client certificate, in OpenSSL's words. The last one is libcurl's text for an
+  // expired certificate.
+  constexpr const wchar_t* kAlerts[] = {L"alert certificate required",
+                                        L"alert bad certificate",
+                                        L"alert unsupported certificate",
+                                        L"alert certificate revoked",
+                                        L"alert certificate expired",
+                                        L"alert certificate unknown",
+                                        L"alert unknown ca",
+                                        L"alert access denied",
+                                        L"alert decrypt error",
+                                        L"SSL certificate verification failed"};
+  return std::any_of(std::begin(kAlerts), std::end(kAlerts),
+                     [&reason](const wchar_t* alert) { return Contains(reason, alert); });
+}
+
 HTTPStep StepOf(HTTPFailure failure, HTTPStep reached, bool usesProxy) noexcept {
   switch (failure) {
     case HTTPFailure::kNone:
@@ -205,36 +222,24 @@ HTTPStep StepOf(HTTPFailure failure, HTTPStep reached, bool usesProxy) noexcept 
 }  // namespace
 
 HTTPFailure RefineTLSFailure(HTTPFailure failure, const String& reason, bool hasClientCertificate,
-                             bool lacksClientCertificate) {
-  // Alerts about a client certificate, in OpenSSL's words. The last one is libcurl's text for an
-  // expired certificate.
-  constexpr const wchar_t* kAlerts[] = {L"alert certificate required",
-                                        L"alert bad certificate",
-                                        L"alert unsupported certificate",
-                                        L"alert certificate revoked",
-                                        L"alert certificate expired",
-                                        L"alert certificate unknown",
-                                        L"alert unknown ca",
-                                        L"alert access denied",
-                                        L"alert decrypt error",
-                                        L"SSL certificate verification failed"};
-  const bool isLost = IsLostConnection(failure);
+                             bool wasCertificateRequested) {
   const bool isTLS =
       failure == HTTPFailure::kTLSFailed || failure == HTTPFailure::kCertificateRejected;
-  if (!isLost && !isTLS) return failure;
-  const bool isAlert =
-      std::any_of(std::begin(kAlerts), std::end(kAlerts),
-                  [&reason](const wchar_t* alert) { return Contains(reason, alert); });
-  if (isAlert && hasClientCertificate) return HTTPFailure::kClientCertificateRejected;
-  // TLS 1.2 has no alert of its own for a missing certificate. With TLS 1.3, the connection may end
-  // before libcurl reads the alert.
-  if (lacksClientCertificate && (isAlert || isLost || Contains(reason, L"alert handshake failure")))
+  if (!IsLostConnection(failure) && !isTLS) return failure;
+  const bool isAlert = IsAlertAboutClient(reason);
+  const bool wasInterrupted =
+      failure == HTTPFailure::kTLSFailed &&
+      (Contains(reason, L"SSL_ERROR_SYSCALL") || Contains(reason, L"eset by peer") ||
+       Contains(reason, L"unexpected eof"));
+  const bool isLost = IsLostConnection(failure) || wasInterrupted;
+  // The connection may end before libcurl reads the alert, mostly with TLS 1.3.
+  if (hasClientCertificate && (isAlert || (wasCertificateRequested && isLost)))
+    return HTTPFailure::kClientCertificateRejected;
+  // TLS 1.2 has no alert of its own for a missing certificate.
+  if (wasCertificateRequested && !hasClientCertificate &&
+      (isAlert || isLost || Contains(reason, L"alert handshake failure")))
     return HTTPFailure::kClientCertificateRequired;
-  const bool wasInterrupted = Contains(reason, L"SSL_ERROR_SYSCALL") ||
-                              Contains(reason, L"eset by peer") ||
-                              Contains(reason, L"unexpected eof");
-  return failure == HTTPFailure::kTLSFailed && wasInterrupted ? HTTPFailure::kTLSInterrupted
-                                                              : failure;
+  return wasInterrupted ? HTTPFailure::kTLSInterrupted : failure;
 }
 
 HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
@@ -267,8 +272,10 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
   }
-  if (facts.wasCertificateGiven && IsLostConnection(failure))
-    result.advice += L"; the server may have rejected the client certificate";
+  if (failure == HTTPFailure::kClientCertificateRejected && !IsAlertAboutClient(facts.reason))
+    result.what =
+        L"the connection ended after the client certificate was sent: most likely, the server "
+        L"rejected it";
   // libcurl's text for a system error may depend on the locale, so the number is used.
   const bool isSystemError = failure == HTTPFailure::kConnectFailed || IsLostConnection(failure);
   const bool needsNoReason = failure == HTTPFailure::kClosedWithoutResponse ||

@@ -57,9 +57,7 @@ struct HTTPFailureDetails {
   bool usesProxy = false;
   String proxy;             ///< its URL without credentials, if it was the other end; else empty
   bool mayNeedTLS = false;  ///< plain http without a proxy, and the service has never answered
-  /// The server asked for a client certificate on this new connection, and got one.
-  bool wasCertificateGiven = false;
-  String reason;  ///< libcurl's text; may be empty
+  String reason;            ///< libcurl's text; may be empty
 };
 
 /// Parts of an error line: "URL: what; advice (details)". Each may be empty; without `what`,
@@ -72,9 +70,10 @@ struct HTTPDiagnosis {
 };
 
 /// A more precise failure of a TLS connection, from the alert that ended it. With TLS 1.3, the
-/// server checks the client certificate after the handshake. `lacksClientCertificate`: the server
-/// asked for a client certificate on this new connection, and got none.
+/// server checks the client certificate after the handshake. `wasCertificateRequested`: the server
+/// asked for a client certificate on this new connection, and has not responded. A connection lost
+/// then counts as a rejected or missing certificate.
 HTTPFailure RefineTLSFailure(HTTPFailure failure, const String& reason, bool hasClientCertificate,
-                             bool lacksClientCertificate);
+                             bool wasCertificateRequested);
 
 HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts);

@@ -73,6 +73,7 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
   response.logInAdvice = m_authentication.Advice();
   response.rejectedByService = m_authentication.RejectedByService();
   response.rejectedByProxy = m_authentication.RejectedByProxy();
+  response.isLogInUnproven = m_authentication.IsLogInUnproven();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
   response.wireBytes = info.wireBytes;
   response.earlierBytes = m_receiver.EarlierBytes();
@@ -93,6 +94,7 @@ HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) 
   request.proxyScheme = m_authentication.ProxyScheme();
   if (!m_credentials.IsASCII()) request.credentials = &m_credentials;
   request.forgetLogInState = m_authentication.WasDigestRejected();
+  request.needsNewConnection = m_authentication.MustProveLogIn();
   request.onlyToThisMachine = m_authentication.MustTokenStayHere();
   if (request.serviceScheme != 0) m_usedScheme = request.serviceScheme;
   const HTTPFailure failure = m_connection->Send(request);
@@ -102,6 +104,7 @@ HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) 
 
 bool HTTPTransfer::ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info) {
   HTTPAuthRound round;
+  round.isConnected = info.reached == HTTPStep::kResponse;
   round.isComplete = isComplete;
   round.status = info.status;
   round.connectStatus = info.connectStatus;
@@ -130,10 +133,9 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
                             HTTPResponse& response) const {
   HTTPFailureDetails details;
   const bool wasAsked = m_isHTTPS && info.wasCertificateRequested && info.status == 0;
-  details.wasCertificateGiven = wasAsked && m_hasCertificate;
   details.reason = m_connection->FailureReason();
-  details.failure = RefineTLSFailure(failure, details.reason, m_isHTTPS && m_hasCertificate,
-                                     wasAsked && !m_hasCertificate);
+  details.failure =
+      RefineTLSFailure(failure, details.reason, m_isHTTPS && m_hasCertificate, wasAsked);
   const std::uint64_t limit = m_receiver.LimitOf(failure);
   const bool isConnecting = failure == HTTPFailure::kConnectTimeout;
   details.number = limit != 0 ? limit : isConnecting ? m_connectTimeoutSeconds : m_timeoutSeconds;

@@ -32,7 +32,8 @@ struct HTTPResponse {
   bool isLogInUnfinished = false;      ///< the connection ended between the rounds of NTLM
   unsigned int rejectedByService = 0;  ///< set of HTTPAuthScheme that were tried in this exchange
   unsigned int rejectedByProxy = 0;
-  bool basicInClear = false;  ///< see HTTPExchangeInfo
+  bool isLogInUnproven = false;  ///< the last request contained a log-in that was never accepted
+  bool basicInClear = false;     ///< see HTTPExchangeInfo
 
   std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
   std::uint64_t earlierBytes = 0;  ///< bytes of the bodies of rejected log-ins and failed attempts

@@ -77,14 +77,15 @@ String ForDisplay(const String& url) {
   Secret<String> user;
   Secret<String> password;
   RemoveCredentials(shown, user, password);
-  if (Problem(shown).empty()) return shown;
   const std::wstring_view text = shown.view();
   const std::size_t sign = text.rfind(L'@');
   if (sign == std::wstring_view::npos) return shown;
+  // Behind the host, or without a scheme. It may still follow a password, such as one with a slash.
   const std::size_t scheme = text.find(kSchemeEnd);
   String kept;
-  if (scheme < sign) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
-  kept.append(text.substr(sign + 1));
+  if (text.find_first_of(L":@/") == scheme) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
+  kept += L"...";
+  kept.append(text.substr(sign));
   return kept;
 }
 
@@ -132,6 +133,10 @@ String Problem(const String& url) {
   if (!BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"http") &&
       !BaseStringUtil::IsCaseInsensitiveMatch(scheme, L"https"))
     return L"only http:// and https:// are supported";
+  const std::size_t sign = text.rfind(L'@');
+  if (sign != std::wstring_view::npos && text.rfind(kSchemeEnd, sign) != colon)
+    return L"it contains \"://\" twice before an \"@\"; write http:// once, a slash in a user name "
+           L"or password as %2F, and an \"@\" behind the host as %40";
   return AuthorityProblem(url);
 }
 
@@ -152,6 +157,9 @@ String AuthorityProblem(const String& url) {
   const std::size_t port = whole.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
   if (port == std::wstring_view::npos) return L"";
   const std::wstring_view digits = whole.substr(port + 1);
+  if (digits.empty())
+    return L"the port is missing after the colon; write http://host:port/path, with http:// only "
+           L"once";
   if (digits.find_first_not_of(L"0123456789") != std::wstring_view::npos)
     return L"its port is not a number; write http://host:port/path";
   if (BaseStringUtil::UIntFrom(String(digits)) > 65535)

@@ -12,13 +12,14 @@ namespace HTTPUrl {
 /// if there are no credentials.
 bool RemoveCredentials(String& url, String& user, String& password);
 
-/// The URL for error texts, without credentials. Also removes what could be a password from an
-/// invalid URL.
+/// The URL for error texts, without credentials. What else precedes the last "@" could be part of a
+/// password, also in a valid URL, and is shown as "...".
 String ForDisplay(const String& url);
 
 /// Why the URL cannot be used, and what to write instead. Empty for an http or https URL with a
-/// host of ASCII characters, a valid port, no space and no control character. libcurl checks the
-/// rest. The text does not repeat parts of the URL, which may be a password.
+/// host of ASCII characters, a valid port, no space, no control character and no second "://"
+/// before an "@". libcurl checks the rest. The text does not repeat parts of the URL, which may be
+/// a password.
 String Problem(const String& url);
 
 /// The same for a URL with any scheme.
