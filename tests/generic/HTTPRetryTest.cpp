@@ -170,8 +170,10 @@ TEST(HTTPRetry, ConnectionLostInTheHandshakeIsRepeated) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   std::atomic<int> count{0};
   loopback::Options listening;
-  listening.openStream = [&](int) -> std::unique_ptr<loopback::Stream> {
+  listening.openStream = [&](int socket) -> std::unique_ptr<loopback::Stream> {
     ++count;
+    char hello[8192];  // unread bytes would reset the connection
+    EXPECT_GT(recv(socket, hello, sizeof hello, 0), 0);
     return nullptr;
   };
   const loopback::Server server([](loopback::Connection&, const loopback::Request&) {}, listening);
