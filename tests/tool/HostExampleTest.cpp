@@ -79,7 +79,7 @@ TEST_F(HostExample, ImportsCancelsAndReportsErrors) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
 }
 
-/// A gateway that requires a token and a client certificate, and is busy at first.
+/// A gateway that requires a token and a client certificate, and is busy after the first response.
 TEST_F(HostExample, UsesATokenACertificateAndRetries) {
   const sample::Provider provider;
   const Certificate authority("DNS:authority", kDay);
@@ -93,7 +93,7 @@ TEST_F(HostExample, UsesATokenACertificateAndRetries) {
         if (request.Header("authorization") != "Bearer canary") {
           connection.Send(
               Answer("", "401 No", "WWW-Authenticate: Bearer error=\"invalid_token\"\r\n"));
-        } else if (count++ < 2) {
+        } else if (const int number = count++; number == 1 || number == 2) {
           connection.Send(Answer("", "503 Busy", "Retry-After: 0\r\n"));
         } else {
           HTTPClientWrapper behind(url, L"", L"", 10, nullptr);
@@ -114,7 +114,7 @@ TEST_F(HostExample, UsesATokenACertificateAndRetries) {
   EXPECT_THAT(good.err, HasSubstr("\nretry 2 of 2: "));
   EXPECT_EQ(good.err.find("canary"), std::string::npos);
 
-  const std::string other = File("other", "other\n");
+  const std::string other = File("other", "foreign\n");
   EXPECT_THAT(Run({address, "100", other, certificate}, service.Path()).err,
               HasSubstr("the server says that the token is invalid or expired; get a new token"));
   EXPECT_THAT(Run({address, "100", other}, service.Path()).err,
