@@ -532,6 +532,9 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
               StartsWith("http://...@service/olap: HTTP 404"));
   EXPECT_THAT(PostOnce("http://ann:canary@" + server.Authority() + "/canary@h").error,
               StartsWith("http://...@h: HTTP 404"));
+  // Without a colon before the sign, there was no password.
+  EXPECT_THAT(PostOnce("http://no-such-host.invalid/x?user=ann@h").error,
+              StartsWith("http://no-such-host.invalid/x?user=ann@h: "));
 }
 
 TEST(HTTPURL, OtherCharactersAreEncoded) {

@@ -60,10 +60,10 @@ std::optional<double> SecondsOf(const std::string& retryAfter) {
 }  // namespace
 
 bool MayRepeat(const HTTPResponse& response) {
-  if (IsAbortedByClient(response.failure) || response.isLogInUnproven) return false;
+  if (IsAbortedByClient(response.failure)) return false;
   const long status = response.status == 0 ? response.proxyStatus : response.status;
   if (status >= 300) return IsTemporary(status) && !ReplyKind::IsFault(response.body.view());
-  return IsConnectionFailure(response.failure);
+  return IsConnectionFailure(response.failure) && !response.isLogInUnproven;
 }
 
 double WaitSeconds(std::uint32_t number, const std::string& retryAfter) {

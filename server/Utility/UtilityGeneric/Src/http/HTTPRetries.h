@@ -9,9 +9,9 @@ struct HTTPResponse;
 namespace HTTPRetries {
 
 /// True if the same request may succeed later: there was no connection, it was lost, or the status
-/// is 429, 502, 503 or 504 without a SOAP fault. False if
-/// the request contained a log-in that was never accepted: repeated, it could lock an account. All
-/// requests only read, so the server may have processed the first one. Names that cannot be
+/// is 429, 502, 503 or 504 without a SOAP fault. False if the connection was lost after a log-in
+/// that was never accepted: the server may have refused it, and repeated, it could lock an account.
+/// All requests only read, so the server may have processed the first one. Names that cannot be
 /// resolved count as no connection, because libcurl does not tell a name that does not exist from a
 /// name server that does not answer.
 bool MayRepeat(const HTTPResponse& response);
