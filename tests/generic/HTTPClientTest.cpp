@@ -532,9 +532,10 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
               StartsWith("http://...@service/olap: HTTP 404"));
   EXPECT_THAT(PostOnce("http://ann:canary@" + server.Authority() + "/canary@h").error,
               StartsWith("http://...@h: HTTP 404"));
-  // Without a colon before the sign, there was no password.
+  // Without a colon before the sign, or in the query, there was no password.
   EXPECT_THAT(PostOnce("http://no-such-host.invalid/x?user=ann@h").error,
               StartsWith("http://no-such-host.invalid/x?user=ann@h: "));
+  EXPECT_THAT(PostOnce(url + "/x?user=ann@h").error, StartsWith(url + "/x?user=ann@h: "));
 }
 
 TEST(HTTPURL, OtherCharactersAreEncoded) {

@@ -75,7 +75,7 @@ constexpr MoodCase kCases[] = {
     {"status:401", "HTTP 401 Unauthorized: the server requires a log-in; "},
     {"status:403", "HTTP 403 Forbidden"},
     {"status:404", "HTTP 404 Not Found"},
-    {"status:407", "HTTP 407 Proxy Authentication Required; "},
+    {"status:407", "HTTP 407 Proxy Authentication Required: no proxy is set"},
     {"status:413", "HTTP 413 Content Too Large"},
     {"status:500", "HTTP 500 Internal Server Error"},
     {"status:503", "HTTP 503 Service Unavailable"},

@@ -150,7 +150,7 @@ const MoodCase kFirstRequest[] = {
     {"status:404", "response"},
     {"status:403", "response"},
     {"status:401", "log-in"},
-    {"status:407", "proxy"},
+    {"status:407", "response"},
     {"redirect", "response"},
     {"html", "protocol"},
     {"empty", "protocol"},

@@ -78,15 +78,17 @@ String ForDisplay(const String& url) {
   Secret<String> password;
   RemoveCredentials(shown, user, password);
   const std::wstring_view text = shown.view();
-  const std::size_t sign = text.rfind(L'@');
-  if (sign == std::wstring_view::npos) return shown;
-  // Behind the host, or without a scheme. It may still follow a password: one with a slash, whose
-  // beginning looks like a port.
   const std::size_t scheme = text.find(kSchemeEnd);
-  const std::size_t host = scheme + kSchemeEnd.size();
-  if (scheme < sign && text.substr(host, sign - host).find(L':') == std::wstring_view::npos &&
-      Problem(shown).empty())
-    return shown;
+  std::size_t sign = text.rfind(L'@');
+  if (sign != std::wstring_view::npos && Problem(shown).empty()) {
+    // Behind the host. It may still follow a password: one with a slash, whose beginning looks like
+    // a port.
+    const std::size_t host = scheme + kSchemeEnd.size();
+    const std::wstring_view path = text.substr(0, text.find_first_of(L"?#", host));
+    sign = path.rfind(L'@');
+    if (path.substr(host, sign - host).find(L':') == std::wstring_view::npos) return shown;
+  }
+  if (sign == std::wstring_view::npos) return shown;
   String kept;
   if (text.find_first_of(L":@/") == scheme) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
   kept += L"...";
