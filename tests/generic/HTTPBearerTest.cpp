@@ -156,21 +156,12 @@ TEST(HTTPBearer, AServerThatRequiresOneIsNamed) {
                        "Basic, Bearer)"));
 }
 
-/// A proxy that answers plain requests itself and tunnels the others.
-void Proxy(loopback::Connection& connection, const loopback::Request& request) {
-  const std::string target = request.head.substr(0, request.head.find("\r\n"));
-  if (target.starts_with("CONNECT "))
-    loopback::Tunnel(connection, target.substr(8, target.find(' ', 8) - 8));
-  else
-    connection.Send(Answer("<r/>"));
-}
-
 TEST(HTTPBearer, IsNotSentInATunnelsRequest) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   const WireServer server([](loopback::Connection& connection,
                              const loopback::Request&) { connection.Send(Answer("<r/>")); },
                           certificate.Context());
-  const WireServer proxy(&Proxy);
+  const WireServer proxy(&AnswerOrTunnel);
   HTTPClientOptions options = WithToken();
   options.caFile = Wide(certificate.Path());
   options.proxy = Wide("http://pu:pp@" + proxy.Authority());
@@ -201,7 +192,7 @@ class Recorder : public HTTPExchangeObserver {
 
 /// 0.0.0.0 and ::ffff:127.0.0.1 lead to the loopback interface, but are not recognised as loopback.
 TEST(HTTPBearer, PlainHTTPToAnotherMachineIsReportedOrRefused) {
-  const WireServer server(&Proxy);
+  const WireServer server(&AnswerOrTunnel);
   const struct {
     const char* url;
     const char* proxy;

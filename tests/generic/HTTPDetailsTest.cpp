@@ -34,14 +34,6 @@ HTTPClientOptions WithDetails() {
   return options;
 }
 
-void Proxy(loopback::Connection& connection, const loopback::Request& request) {
-  const std::string target = request.head.substr(0, request.head.find("\r\n"));
-  if (target.starts_with("CONNECT "))
-    loopback::Tunnel(connection, target.substr(8, target.find(' ', 8) - 8));
-  else
-    connection.Send(Answer("<r/>"));
-}
-
 void Reply(loopback::Connection& connection, const loopback::Request&) {
   connection.Send(Answer("<r/>"));
 }
@@ -102,8 +94,8 @@ TEST(HTTPDetails, DescribeTLSDirectlyAndThroughProxies) {
   const Certificate proxyCertificate("IP:127.0.0.1", 99 * kDay);
   SSL_CTX_set_max_proto_version(service.Context(), TLS1_2_VERSION);
   const WireServer server(&Reply, service.Context());
-  const WireServer plainProxy(&Proxy);
-  const WireServer tlsProxy(&Proxy, proxyCertificate.Context());
+  const WireServer plainProxy(&AnswerOrTunnel);
+  const WireServer tlsProxy(&AnswerOrTunnel, proxyCertificate.Context());
   const std::string authorities = testing::TempDir() + "details-authorities.pem";
   std::system(
       ("cat " + authority.Path() + " " + proxyCertificate.Path() + " > " + authorities).c_str());
@@ -145,7 +137,7 @@ TEST(HTTPDetails, DescribeTLSDirectlyAndThroughProxies) {
 /// The certificate of a proxy is not that of the service.
 TEST(HTTPDetails, PlainServiceBehindATLSProxyHasNoTLS) {
   const Certificate certificate("IP:127.0.0.1", kDay);
-  const WireServer proxy(&Proxy, certificate.Context());
+  const WireServer proxy(&AnswerOrTunnel, certificate.Context());
   Recorder recorder;
   HTTPClientOptions options = WithDetails();
   options.caFile = Wide(certificate.Path());
@@ -158,7 +150,7 @@ TEST(HTTPDetails, PlainServiceBehindATLSProxyHasNoTLS) {
 
 TEST(HTTPDetails, ProxyThatIsNotUsedIsNotNamed) {
   const WireServer server(&Reply);
-  const WireServer proxy(&Proxy);
+  const WireServer proxy(&AnswerOrTunnel);
   setenv("no_proxy", "127.0.0.1", 1);
   Recorder recorder;
   HTTPClientOptions options = WithDetails();
@@ -215,8 +207,8 @@ TEST(HTTPFailedStep, IsTheOneThatFailed) {
   { closed = WireServer("").Authority(); }
   const Certificate certificate("IP:127.0.0.1", kDay);
   const WireServer tls(&Reply, certificate.Context());
-  const WireServer tlsProxy(&Proxy, certificate.Context());
-  const WireServer proxy(&Proxy);
+  const WireServer tlsProxy(&AnswerOrTunnel, certificate.Context());
+  const WireServer proxy(&AnswerOrTunnel);
   const WireServer refusing(Answer("", "403 No"));
   const WireServer demanding(Answer("", "407 No", "Proxy-Authenticate: Basic realm=\"r\"\r\n"));
   const WireServer logIn(Answer("", "401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n"));

@@ -315,7 +315,7 @@ TEST(HTTPNegotiate, FailureNamesTheReasonOfKerberos) {
     EXPECT_THAT(error, HasSubstr("(it offers Negotiate; gss_init_sec_context() failed: "));
     EXPECT_THAT(error, AnyOf(HasSubstr("No credentials were supplied"), HasSubstr("ache")));
     EXPECT_THAT(error, Not(HasSubstr("\n")));
-    // Without Negotiate, there is no such text.
+    // If Negotiate is not allowed, the error does not contain a Kerberos text.
     options.authSchemes = kAuthBasic;
     EXPECT_THAT(PostOnce(isProxy ? "http://service.test/" : url, 10, &options).error,
                 Not(HasSubstr("gss_")));

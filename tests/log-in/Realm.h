@@ -21,7 +21,7 @@ class Realm {
     kFastClock,   ///< uses a KDC whose clock is 20 minutes fast
     kOtherRealm,  ///< the service is in a realm that the KDC does not know
     kNoKDC,       ///< the realm has no KDC
-    kKDCIsDown,   ///< nobody listens on the port of the KDC
+    kKDCIsDown,   ///< the KDC's port is closed
   };
   /// Environment variables for a client with this view and this credentials cache.
   std::map<std::string, std::string> Client(View view, const std::string& cache) const;

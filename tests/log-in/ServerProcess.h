@@ -32,9 +32,9 @@ class ServerProcess {
   int m_lifeline = -1;  // the keeper sees its end
 };
 
-/// A port of the loopback interface that nobody uses at the moment.
+/// Returns a free port of the loopback interface. Another process can take it afterwards.
 int FreePort();
-/// The file's contents; empty if there is no such file.
+/// Returns the contents of the file, or an empty text if the file does not exist.
 std::string FileText(const std::string& path);
 
 }  // namespace login

@@ -74,7 +74,7 @@ TEST(NetworkPeers, RefusedPortIsNamedAndUsedWhenAServerListens) {
   ExpectRefusal("http://127.0.0.1:" + std::to_string(options.port) + "/analysis-services",
                 "cannot connect to the service: Connection refused; check host", {},
                 [&] { provider = std::make_unique<sample::Provider>(options); });
-  Figure("a port where nobody listens", "named; used once somebody does");
+  Figure("a closed port", "named; used after a server has opened it");
 }
 
 TEST(NetworkPeers, UnknownHostIsNamed) {
@@ -308,11 +308,11 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
                   [&] { proxy.Continue(); });
     EXPECT_FALSE(service.Requests().empty());
   }
-  std::string nobody;
-  { nobody = WireServer("").Authority(); }
+  std::string closedPort;
+  { closedPort = WireServer("").Authority(); }
   ExpectRefusal("http://service.test/xmla",
-                "cannot connect to the proxy http://" + nobody + ": Connection refused; ",
-                {{"http_proxy", "http://" + nobody}, {"no_proxy", ""}}, {});
+                "cannot connect to the proxy http://" + closedPort + ": Connection refused; ",
+                {{"http_proxy", "http://" + closedPort}, {"no_proxy", ""}}, {});
   ExpectRefusal("http://service.test/xmla", "the host name of the proxy cannot be resolved; ",
                 {{"http_proxy", "http://no-such-proxy.invalid"}, {"no_proxy", ""}}, {}, 5);
   Figure("proxies that refuse",

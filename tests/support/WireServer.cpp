@@ -87,3 +87,11 @@ WireServer::WireServer(std::string answer)
 WireServer::WireServer(std::string greeting, Greets)
     : m_server([](loopback::Connection&, const loopback::Request&) {},
                {.greeting = std::move(greeting)}) {}
+
+void AnswerOrTunnel(loopback::Connection& connection, const loopback::Request& request) {
+  const std::string target = request.head.substr(0, request.head.find("\r\n"));
+  if (target.starts_with("CONNECT "))
+    loopback::Tunnel(connection, target.substr(8, target.find(' ', 8) - 8));
+  else
+    connection.Send(Answer("<r/>"));
+}

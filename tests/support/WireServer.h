@@ -35,3 +35,6 @@ class WireServer {
   std::atomic<std::size_t> m_resumed{0};
   loopback::Server m_server;
 };
+
+/// Handler of a proxy: opens the tunnel of a CONNECT request, and answers all others with `<r/>`.
+void AnswerOrTunnel(loopback::Connection& connection, const loopback::Request& request);

@@ -159,6 +159,31 @@ TEST(Failure, DetailOfAFaultFollowsItsMessage) {
       << outcome.err;
 }
 
+TEST(Failure, DetailBelongsToItsOwnRequestOnly) {
+  ScriptedProvider::Script script = OneCube();
+  script.answer = [](const std::string& type, const std::string&) {
+    if (type == "MDSCHEMA_MEMBERS") return FaultWithDetail("No member.");
+    return type == "MDSCHEMA_LEVELS" ? support::FaultReply("c", "broken") : std::string();
+  };
+  const ScriptedProvider provider(std::move(script));
+  const Json document = RunTool({"--url", provider.Url(), "--format", "json", "cube"}).Document();
+  EXPECT_THAT(document["warnings"].dump(), HasSubstr("the server says: No member."));
+  EXPECT_THAT(document["errors"].dump(), testing::Not(HasSubstr("the server says")));
+}
+
+/// The label comes from the kind of the line, not from a text of the server.
+TEST(Failure, ServerCannotTurnAnErrorIntoANote) {
+  ScriptedProvider::Script script = OneCube();
+  script.answer = [](const std::string&, const std::string&) {
+    return support::FaultReply("c", "x: the server says: y: the failed request was z");
+  };
+  const ScriptedProvider provider(std::move(script));
+  for (const char* const warnings : {"all", "summary"}) {
+    const Outcome outcome = RunTool({"--url", provider.Url(), "--warnings", warnings, "sources"});
+    EXPECT_THAT(outcome.err, testing::StartsWith("xmla-import: error: [64203] ")) << outcome.err;
+  }
+}
+
 /// Errors with the same text but another detail are not combined.
 TEST(Failure, DifferentDetailsAreShown) {
   ScriptedProvider::Script script = OneCube();

@@ -17,6 +17,11 @@ inline constexpr const char* kFailedRequest = "the failed request was ";
 /// The beginning of a line that completes the message before it with the detail of a SOAP fault.
 inline constexpr const char* kFaultDetail = "the server says: ";
 
+/// True for a line that completes the error before it.
+inline bool CompletesAnError(const std::string& line) {
+  return line.starts_with(kFailedRequest) || line.starts_with(kFaultDetail);
+}
+
 /// Moves the lines of `more` to the end of `messages`.
 inline void AddMessages(Messages more, Messages& messages) {
   std::ranges::move(more.errors, std::back_inserter(messages.errors));

@@ -141,7 +141,7 @@ class ServiceCheck {
     Take({.name = "address", .found = m_result.url});
     if (Identify()) ReadMetadata();
     SkipUntil("");
-    return m_hasFailed ? ExitStatus::kFailed : ExitStatus::kDone;
+    return m_failed.empty() ? ExitStatus::kDone : ExitStatus::kFailed;
   }
 
  private:
@@ -150,7 +150,6 @@ class ServiceCheck {
     SkipUntil(step.name);
     ++m_next;
     if (step.status == Status::kFailed) {
-      m_hasFailed = true;
       if (m_failed.empty()) m_failed = step.name;
       m_result.messages.errors.push_back(step.name + ": " + WithoutFullStop(step.found) +
                                          (step.advice.empty() ? "" : "; " + step.advice));
@@ -182,7 +181,7 @@ class ServiceCheck {
     const bool isIdentified = m_session.AskIdentity(messages);
     const double seconds = SecondsSince(begin);
     m_recorder.Rethrow();
-    if (MustStop() || m_hasFailed) return false;
+    if (MustStop() || !m_failed.empty()) return false;
     if (!m_recorder.HasFirst()) {  // a setting cannot be used, such as the client certificate
       Take(Failure("TLS", messages.errors));
       return false;
@@ -461,8 +460,7 @@ class ServiceCheck {
   Recorder m_recorder;
   ImportSettings m_settings;
   std::size_t m_next = 0;  // index of the next step
-  std::string m_failed;    // the first failed step
-  bool m_hasFailed = false;
+  std::string m_failed;    // the first failed step; empty: none
   bool m_isIdentified = false;
   bool m_isUnreachable = false;
 };

@@ -28,8 +28,8 @@ struct ServerFile {
 };
 
 /// Reads the file in XMLA_IMPORT_SERVERS, else xmla-import/servers.toml in XDG_CONFIG_HOME or
-/// ~/.config. A missing file is no error. Throws UsageError for a file that others can write to,
-/// and for invalid content.
+/// ~/.config. If the file does not exist, the result has no servers. Throws UsageError if others
+/// can write to the file, or if its content is invalid.
 ServerFile ReadServerFile();
 
 /// The servers in a text. `file` is the name of the file for messages, and names of files are

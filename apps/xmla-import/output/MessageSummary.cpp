@@ -82,20 +82,21 @@ void MessageSummary::AddWarnings(const std::string& cube, const std::vector<std:
   }
 }
 
-std::vector<std::string> MessageSummary::ErrorLines() const {
-  std::vector<std::string> lines;
+std::vector<MessageSummary::Line> MessageSummary::ErrorLines() const {
+  std::vector<Line> lines;
   for (const Kind& kind : m_errors.kinds) {
     std::string names;
     for (const std::string& cube : kind.cubes) names += (names.empty() ? "" : ", ") + cube;
     if (kind.cubeCount > kMaxNamedCubes) names += ", ...";
     if (kind.cubeCount > 1) names = std::to_string(kind.cubeCount) + " cubes (" + names + ")";
-    lines.push_back(After(names, kind.text));
-    for (const std::string& detail : kind.details) lines.push_back(After(names, detail));
+    lines.push_back({After(names, kind.text), CompletesAnError(kind.text)});
+    for (const std::string& detail : kind.details) lines.push_back({After(names, detail), true});
     if (kind.request.empty() || !kind.areRequestsAlike) continue;
-    lines.push_back(After(names, kind.cubeCount > 1 ? WithoutObject(kind.request) : kind.request));
+    lines.push_back(
+        {After(names, kind.cubeCount > 1 ? WithoutObject(kind.request) : kind.request), true});
   }
   if (m_errors.omitted > 0)
-    lines.push_back("and " + std::to_string(m_errors.omitted) + " more errors");
+    lines.push_back({"and " + std::to_string(m_errors.omitted) + " more errors", false});
   return lines;
 }
 

@@ -23,7 +23,11 @@ class MessageSummary {
   void AddErrors(const std::string& cube, const std::vector<std::string>& lines);
   void AddWarnings(const std::string& cube, const std::vector<std::string>& lines);
 
-  std::vector<std::string> ErrorLines() const;
+  struct Line {
+    std::string text;
+    bool isNote;  ///< completes the line before it
+  };
+  std::vector<Line> ErrorLines() const;
   std::vector<std::string> WarningLines() const;
   /// Number of warnings, and of their kinds.
   std::size_t WarningCount() const { return m_warnings.count; }

@@ -80,21 +80,14 @@ void Report::AddWarnings(const std::string& cube, const Messages& messages, std:
 void Report::AddErrors(const std::string& cube, const Messages& messages) {
   if (m_warnings != ShownWarnings::kAll) return m_summary.AddErrors(cube, messages.errors);
   for (const std::string& line : messages.errors)
-    ShowError(cube.empty() ? line : cube + ": " + line);
+    m_progress.ShowMessage(CompletesAnError(line) ? "note" : "error",
+                           cube.empty() ? line : cube + ": " + line);
 }
 
 void Report::AddMessages(const Messages& messages) {
   AddWarnings("", messages, m_addedWarnings);
   m_addedWarnings = messages.warnings.size();
   AddErrors("", messages);
-}
-
-/// A line that completes the error before it is a note.
-void Report::ShowError(const std::string& line) {
-  const auto begins = [&line](const char* beginning) {
-    return line.starts_with(beginning) || line.find(std::string(": ") + beginning) != line.npos;
-  };
-  m_progress.ShowMessage(begins(kFailedRequest) || begins(kFaultDetail) ? "note" : "error", line);
 }
 
 void Report::ShowMessages() {
@@ -106,7 +99,8 @@ void Report::ShowMessages() {
   if (m_hiddenWarnings > 0)
     m_progress.ShowMessage(
         "warning", "interrupted: " + std::to_string(m_hiddenWarnings) + " warnings are not shown");
-  for (const std::string& line : m_summary.ErrorLines()) ShowError(line);
+  for (const auto& [text, isNote] : m_summary.ErrorLines())
+    m_progress.ShowMessage(isNote ? "note" : "error", text);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
 }
 

@@ -43,7 +43,6 @@ class Report : public ResultReceiver, private TextSink {
   void Write(std::string_view text) override;
   void AddWarnings(const std::string& cube, const Messages& messages, std::size_t first);
   void AddErrors(const std::string& cube, const Messages& messages);
-  void ShowError(const std::string& line);
   void ShowClosingLine(const Result& result, bool isComplete);
 
   Output& m_output;

@@ -52,10 +52,7 @@ bool IsWithin(const String& name, const String& dimension, const String& rest) {
 
 /// The number of errors, without the lines that complete them.
 std::string Errors(const Messages& messages) {
-  const auto completes = [](const std::string& line) {
-    return line.starts_with(kFaultDetail) || line.starts_with(kFailedRequest);
-  };
-  const auto others = std::ranges::count_if(messages.errors, completes);
+  const auto others = std::ranges::count_if(messages.errors, &CompletesAnError);
   return Counted(messages.errors.size() - static_cast<std::size_t>(others), "error", "errors");
 }
 

@@ -93,10 +93,13 @@ struct HTTPClientOptions {
   /// the wait within 0.1 s. Each retry counts as a request of the operation (ImportLimits).
   ///
   /// A connection also fails if it ends before the reply is complete, and if a host name cannot be
-  /// resolved. Never repeated: a reply with a SOAP fault, whatever its status is; a refused log-in;
-  /// a request with a password, ticket or token that logInMemory does not know as accepted, because
-  /// repeated log-ins can lock an account; a rejected certificate; a reply that exceeds a limit; a
-  /// server that does not respond in time.
+  /// resolved. Never repeated:
+  /// - a reply with a SOAP fault, with any status
+  /// - a refused log-in, and a rejected certificate
+  /// - a lost request with a password, ticket or token that the server has not accepted before
+  ///   (logInMemory), because repeated log-ins can lock an account
+  /// - a reply that exceeds a limit
+  /// - a request to a server that does not respond in time
   std::uint32_t maxRetries = 0;
   /// Fill in HTTPExchangeInfo::connection, which costs time.
   bool wantsConnectionDetails = false;
@@ -116,7 +119,7 @@ enum class HTTPStep {
   kTLS,
   kLogIn,
   kResponse,
-  kProtocol,  ///< the reply is no XML; whether XML is XMLA, only the caller knows
+  kProtocol,  ///< the reply is not XML. The client does not check whether XML is XMLA
 };
 
 /// About the connection and the response of an exchange, for people who look for a problem. A text

@@ -22,7 +22,7 @@ class HTTPClientCertificate {
   /// PEM. Not used for PKCS#12.
   const NarrowString& Key() const noexcept { return m_key.empty() ? m_certificate : m_key; }
   const NarrowString& Password() const noexcept { return m_password; }
-  /// Call when the password is no longer needed.
+  /// Overwrites the password. Call this after libcurl has copied it.
   void ErasePassword() noexcept { m_password.Erase(); }
 
  private:
