@@ -52,7 +52,15 @@ struct Setup {
   bool hasToken;
   unsigned int allowed;  ///< set of HTTPAuthScheme
   String missingUserAdvice;
+  HTTPOwnSecrets secrets;
 };
+
+/// A text of the server without the client's own secrets. Our own texts are not changed: that would
+/// show which word the secret is.
+String Cleaned(String text, const Setup& setup) {
+  setup.secrets.RemoveFrom(text);
+  return text;
+}
 
 /// True if none of the offered schemes is allowed, but another setting could allow one that works.
 bool IsOfferNotAllowed(const HTTPResponse& response, bool hasUser, unsigned int allowed) {
@@ -147,7 +155,7 @@ HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
   if (response.status == 401 || response.status == 407) {
     DiagnoseLogIn(response, response.status == 407, setup, diagnosis);
   } else if (!response.redirectTarget.empty()) {
-    diagnosis.what += L", points to " + Truncated(response.redirectTarget);
+    diagnosis.what += L", points to " + Truncated(Cleaned(response.redirectTarget, setup));
     diagnosis.advice = L"use the URL that it points to, if that is the service";
   } else if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL)) {
     diagnosis.advice += L"; if the port is one for https, use https://";
@@ -156,7 +164,7 @@ HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
 }
 
 /// Finds reasons why a body cannot be XML.
-HTTPDiagnosis DiagnoseBody(const HTTPResponse& response) {
+HTTPDiagnosis DiagnoseBody(const HTTPResponse& response, const Setup& setup) {
   const std::string_view body = response.body.view();
   const wchar_t* const kCheckURL = L"check that the URL leads to an XML for Analysis service";
   if (ReplyKind::IsEmpty(body)) {
@@ -166,7 +174,7 @@ HTTPDiagnosis DiagnoseBody(const HTTPResponse& response) {
   if (ReplyKind::IsWebPage(body)) {
     const std::string title = ReplyKind::PageTitle(body);
     String what = L"the server sent a web page instead of XML";
-    if (!title.empty()) what += L", titled \"" + FromUTF8(title) + L"\"";
+    if (!title.empty()) what += L", titled \"" + Cleaned(FromUTF8(title), setup) + L"\"";
     return {what,
             L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
             L"that it leads to an XML for Analysis service",
@@ -174,7 +182,7 @@ HTTPDiagnosis DiagnoseBody(const HTTPResponse& response) {
   }
   if (ReplyKind::IsPlainText(body)) {
     return {L"the server sent plain text instead of XML: \"" +
-                FromUTF8(ReplyKind::Beginning(body)) + L"\"",
+                Cleaned(FromUTF8(ReplyKind::Beginning(body)), setup) + L"\"",
             kCheckURL, L"", HTTPStep::kProtocol};
   }
   return {};
@@ -208,11 +216,12 @@ Classification Classify(HTTPResponse& response, const Setup& setup, std::uint64_
             false};
   }
   if (isSuccess && result == CharsetResult::kUnknownCharset) {
-    return {{L"the reply is in the charset \"" + charset + L"\", which is not accepted",
-             L"configure the server to use UTF-8", L""},
-            false};
+    return {
+        {L"the reply is in the charset \"" + Cleaned(charset, setup) + L"\", which is not accepted",
+         L"configure the server to use UTF-8", L""},
+        false};
   }
-  const HTTPDiagnosis body = DiagnoseBody(response);
+  const HTTPDiagnosis body = DiagnoseBody(response, setup);
   if (isSuccess) return {body, body.what.empty()};
   return {DiagnoseStatus(response, setup), result == CharsetResult::kReady && body.what.empty()};
 }
@@ -247,10 +256,13 @@ class HTTPClientWrapper::Impl {
   Impl(const String& shownURL, const NarrowString& url, const NarrowString& user,
        const NarrowString& password, const HTTPOwnSecrets& secrets,
        const HTTPClientOptions& options)
-      : m_setup{shownURL, !user.empty(), !options.bearerToken.empty(), options.authSchemes,
+      : m_setup{shownURL,
+                !user.empty(),
+                !options.bearerToken.empty(),
+                options.authSchemes,
                 options.missingUserAdvice.empty() ? String(L"give a user name and a password")
-                                                  : options.missingUserAdvice},
-        m_secrets(secrets),
+                                                  : options.missingUserAdvice,
+                secrets},
         m_maxReplyBytes(options.maxReplyBytes),
         m_timeoutSeconds(*options.timeoutSeconds),
         m_maxRetries(options.maxRetries),
@@ -311,7 +323,7 @@ class HTTPClientWrapper::Impl {
       if (!ok) info.failedStep = attempt.diagnosis.step;
       info.retries = retries;
       info.connection = response.connection;
-      m_secrets.RemoveFrom(info.connection);
+      m_setup.secrets.RemoveFrom(info.connection);
       observer->OnExchange(info);
     }
     return attempt.hasReply;
@@ -355,13 +367,11 @@ class HTTPClientWrapper::Impl {
     if (!diagnosis.advice.empty()) text += L"; " + diagnosis.advice;
     if (retries > 0)
       text += L"; tried " + BaseStringUtil::StringFrom(std::uint64_t{retries} + 1) + L" times";
-    if (!diagnosis.details.empty()) text += L" (" + diagnosis.details + L")";
-    m_secrets.RemoveFrom(text);
+    if (!diagnosis.details.empty()) text += L" (" + Cleaned(diagnosis.details, m_setup) + L")";
     return MessageCatalogue::OneLine(text);
   }
 
   const Setup m_setup;
-  const HTTPOwnSecrets m_secrets;
   const std::uint64_t m_maxReplyBytes;
   const std::uint32_t m_timeoutSeconds;
   const std::uint32_t m_maxRetries;
