@@ -52,6 +52,7 @@ class Form {
     m_isCut = m_isCut || m_text.MustStop();
     return m_isCut;
   }
+  void SetCut() { m_isCut = true; }
 
  private:
   ResultText& m_text;
@@ -65,3 +66,5 @@ inline constexpr const char* kCutShort = "interrupted: the rest of the result is
 std::unique_ptr<Form> MakeJsonForm(ResultText& text);
 /// Indented text for people, without errors and warnings.
 std::unique_ptr<Form> MakeTextForm(ResultText& text);
+/// Page for a browser, of `cube` and `import`. Keeps the result in memory until its end.
+std::unique_ptr<Form> MakeHtmlForm(ResultText& text);

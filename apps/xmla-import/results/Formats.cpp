@@ -12,6 +12,7 @@ struct Format {
 constexpr Format kFormats[] = {
     {"text", &MakeTextForm},
     {"json", &MakeJsonForm},
+    {"html", &MakeHtmlForm},
 };
 
 }  // namespace

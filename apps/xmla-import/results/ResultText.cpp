@@ -9,6 +9,10 @@ void ResultText::Append(std::string_view ours) {
   for (const char byte : ours) Append(byte);
 }
 
+void ResultText::AppendMarkup(std::string_view ours) {
+  for (const char byte : ours) Put(byte);
+}
+
 void ResultText::AppendBlanks(std::size_t count) {
   for (; count > 0; --count) Put(' ');
 }

@@ -10,8 +10,8 @@
 /// Buffers the text of a result and passes it to a sink in blocks. Allocates no memory, so a result
 /// of any size can be written even if memory is exhausted.
 ///
-/// No function can send a control character of a server to a terminal: EndLine is the only line
-/// feed, Append writes printable ASCII, and AppendName and AppendCharacter escape.
+/// No control character of a server gets to a terminal: EndLine is the only line feed, Append
+/// writes printable ASCII, and AppendName and AppendCharacter escape. AppendMarkup is for files.
 class ResultText {
  public:
   ResultText(TextSink& sink, bool isForTerminal) : m_sink(sink), m_isForTerminal(isForTerminal) {}
@@ -20,6 +20,8 @@ class ResultText {
   /// Appends the format's own text: printable ASCII. Other bytes become question marks.
   void Append(std::string_view ours);
   void Append(char ours) { Put(IsPrintable(ours) ? ours : '?'); }
+  /// Appends the format's own text with line feeds, in UTF-8. Names in it must be escaped.
+  void AppendMarkup(std::string_view ours);
   void AppendBlanks(std::size_t count);
   void EndLine() { Put('\n'); }
   /// Appends text of a server in UTF-8, see AppendCharacter.

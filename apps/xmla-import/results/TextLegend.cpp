@@ -4,6 +4,8 @@
 #include <iterator>
 #include <vector>
 
+#include "Import/EnumNames.h"
+
 namespace {
 
 template <class Enum>
@@ -138,6 +140,18 @@ std::vector<LegendEntry> MakeLegend() {
 std::span<const LegendEntry> TextLegend() {
   static const std::vector<LegendEntry> legend = MakeLegend();
   return legend;
+}
+
+std::vector<EnumeratorWord> EnumeratorWords() {
+  std::vector<EnumeratorWord> all;
+  const auto add = [&all](const auto&... meanings) {
+    const auto addOne = [&all](const auto& each) {
+      all.push_back({EnumName(each.value), each.entry});
+    };
+    (std::ranges::for_each(meanings, addOne), ...);
+  };
+  add(kDimensions, kStructures, kMembers, kAggregations, kVariables, kSelections, kEntries);
+  return all;
 }
 
 std::string Word(Aggregation value) { return FindWord(kAggregations, value); }

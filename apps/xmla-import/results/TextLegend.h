@@ -2,6 +2,8 @@
 
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Import/OTXMLAHierarchy.h"
 #include "Import/OTXMLAUnit.h"
@@ -11,6 +13,13 @@
 /// The words of the text format in the order in which they appear. In two columns, the lines have
 /// at most 80 characters.
 std::span<const LegendEntry> TextLegend();
+
+struct EnumeratorWord {
+  std::string_view enumerator;  ///< its name in JSON
+  LegendEntry entry;
+};
+/// The words for values.
+std::vector<EnumeratorWord> EnumeratorWords();
 
 // The word for a value, or "code N" if there is none: servers may send unknown codes.
 

@@ -1,0 +1,37 @@
+# Embeds the report's script and style sheet in the tool, with the hashes that its content security
+# policy allows. The script is one function made of all files, in this order.
+set(report_scripts dom model table drawing search cube pages main)
+
+# Sets `result` to the SHA-256 of a text in base64.
+function(base64_hash result text)
+  string(SHA256 hex "${text}")
+  set(digits ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/)
+  string(APPEND hex 00)  # 33 bytes are 44 digits, of which the last one is padding
+  set(encoded)
+  foreach(start RANGE 0 60 6)
+    string(SUBSTRING ${hex} ${start} 6 group)
+    foreach(shift 18 12 6 0)
+      math(EXPR index "(0x${group} >> ${shift}) & 63")
+      string(SUBSTRING ${digits} ${index} 1 digit)
+      string(APPEND encoded ${digit})
+    endforeach()
+  endforeach()
+  string(SUBSTRING ${encoded} 0 43 encoded)
+  set(${result} "${encoded}=" PARENT_SCOPE)
+endfunction()
+
+set(folder ${CMAKE_CURRENT_LIST_DIR})
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${folder}/report.css)
+file(READ ${folder}/report.css REPORT_STYLE)
+set(REPORT_SCRIPT "\"use strict\";\n(() => {\n")
+foreach(name IN LISTS report_scripts)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${folder}/${name}.js)
+  file(READ ${folder}/${name}.js part)
+  string(APPEND REPORT_SCRIPT "${part}")
+endforeach()
+string(APPEND REPORT_SCRIPT "})();\n")
+set(REPORT_FIRST_SCRIPT "document.documentElement.className = \"loading\";")
+foreach(part STYLE SCRIPT FIRST_SCRIPT)
+  base64_hash(REPORT_${part}_HASH "${REPORT_${part}}")
+endforeach()
+configure_file(${folder}/ReportFiles.cpp.in ReportFiles.cpp @ONLY)

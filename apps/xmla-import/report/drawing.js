@@ -1,0 +1,82 @@
+// The drawing of a cube's structure: the cube in the centre, its dimensions around it, and their
+// hierarchies outside, sized by their number of levels. It shows nothing that the lists of the page
+// do not have, so it is one image for screen readers.
+
+function drawing(cube) {
+  const places = [];
+  const count = cube.dimensions.reduce((sum, { hierarchies }) => sum + hierarchies.length + 0.5, 0);
+  const outer = Math.max(240, (count * 17) / (2 * Math.PI));
+  const inner = Math.max(155, outer * 0.62);
+  let turn = 0;
+  for (const dimension of cube.dimensions) {
+    const width = dimension.hierarchies.length + 0.5;
+    dimension.hierarchies.forEach((hierarchy, i) =>
+      places.push({ hierarchy, dimension, angle: angleAt((turn + 0.75 + i) / count) }));
+    places.push({ dimension, angle: angleAt((turn + width / 2) / count) });
+    turn += width;
+  }
+  const lines = makeSVG("g", { class: "lines" });
+  const nodes = makeSVG("g");
+  for (const { hierarchy, dimension, angle } of places) {
+    const middle = places.find(place => place.dimension === dimension && !place.hierarchy);
+    if (hierarchy) {
+      const from = point(middle.angle, inner);
+      const to = point(angle, outer);
+      lines.append(makeSVG("line", { x1: from.x, y1: from.y, x2: to.x, y2: to.y }));
+      const radius = 3.5 + 1.6 * Math.min(hierarchy.levels.length, 7);
+      nodes.append(node(to, radius, hierarchyClass(hierarchy), label(hierarchy.name || hierarchy.externalName, angle, outer + radius + 5, 26),
+        `${hierarchy.externalName}: ${counted(hierarchy.levels.length, "level", "levels")}`, hierarchyAddress(cube, hierarchy)));
+    } else {
+      const to = point(angle, inner);
+      lines.append(makeSVG("line", { x1: 0, y1: 0, x2: to.x, y2: to.y }));
+      const hasLabel = dimension.hierarchies.length > 1;
+      nodes.append(node(to, 6, "dimension", hasLabel ? label(dimension.name, angle, inner - 11, 14, true) : null,
+        `${dimension.name} ${wordOf(dimension.kind)}`, null));
+    }
+  }
+  const size = outer + 205;
+  const text = `Structure of the cube: ${countsText(cube.counts)}`;
+  return make("figure", {},
+    make("div", { class: "scroll", role: "region", tabindex: "0", "aria-label": "Drawing" },
+      makeSVG("svg", { viewBox: `${-size} ${-size} ${2 * size} ${2 * size}`, role: "img", "aria-label": text },
+        lines, nodes, makeSVG("g", { class: "centre" },
+          makeSVG("rect", { x: -44, y: -30, width: 88, height: 60, rx: 8 }),
+          makeSVG("text", { y: -4 }, shortened(cube.cube || "cube", 12)),
+          makeSVG("text", { y: 14, class: "small" }, counted(cube.counts.measures, "measure", "measures"))))),
+    make("figcaption", {}, "Centre: the cube. Squares: dimensions. Circles: hierarchies, larger with more levels; filled if " +
+      "balanced, hollow if ragged, unbalanced or of unknown structure. A click on a hierarchy leads to it."));
+
+  function angleAt(part) {
+    return 2 * Math.PI * part - Math.PI / 2;
+  }
+
+  function point(angle, radius) {
+    return { x: round(radius * Math.cos(angle)), y: round(radius * Math.sin(angle)) };
+  }
+
+  function round(value) {
+    return Math.round(value * 10) / 10;
+  }
+
+  /** A text along the ray with this angle, never upside down. It ends at the radius if `inside`. */
+  function label(text, angle, radius, length, inside = false) {
+    const isLeft = Math.cos(angle) < -1e-6;
+    const degrees = round((angle * 180) / Math.PI + (isLeft ? 180 : 0));
+    return makeSVG("text", {
+      transform: `rotate(${degrees}) translate(${round(isLeft ? -radius : radius)} 4)`,
+      "text-anchor": isLeft === inside ? "start" : "end",
+    }, shortened(text, length));
+  }
+
+  function node(at, radius, kind, text, title, address) {
+    const shape = kind === "dimension"
+      ? makeSVG("rect", { x: at.x - radius, y: at.y - radius, width: 2 * radius, height: 2 * radius, rx: 2 })
+      : makeSVG("circle", { cx: at.x, cy: at.y, r: radius });
+    return makeSVG("g", { class: kind, click: address ? () => (location.hash = address) : null },
+      makeSVG("title", {}, shortened(title, 200)), shape, text);
+  }
+
+  function hierarchyClass(hierarchy) {
+    return hierarchy.hierarchyType === "kHierarchyFullyBalanced" ? "hierarchy balanced" : "hierarchy";
+  }
+}
