@@ -37,7 +37,7 @@ function drawing(cube) {
   const size = outer + 205;
   const text = `Structure of the cube: ${countsText(cube.counts)}`;
   return make("figure", {},
-    make("div", { class: "scroll", role: "region", tabindex: "0", "aria-label": "Drawing" },
+    make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" },
       makeSVG("svg", { viewBox: `${-size} ${-size} ${2 * size} ${2 * size}`, role: "img", "aria-label": text },
         lines, nodes, makeSVG("g", { class: "centre" },
           makeSVG("rect", { x: -44, y: -30, width: 88, height: 60, rx: 8 }),

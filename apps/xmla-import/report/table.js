@@ -20,7 +20,7 @@ function table(label, columns, rows, isSortable = true) {
     return make("th", { scope: "col", class: isNumeric(column) ? "number" : null, title: column.help || null }, title);
   });
   const more = make("button", { type: "button", click: () => { showsAll = true; draw(); } }, `Show all ${number(rows.length)} rows`);
-  const region = make("div", { class: "scroll", role: "region", tabindex: "0", "aria-label": label },
+  const region = make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": label },
     make("table", {}, make("thead", {}, make("tr", {}, headings)), body), make("p", { class: "rest" }, more));
 
   function isNumeric(column) {
