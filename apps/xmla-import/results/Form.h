@@ -63,5 +63,7 @@ inline constexpr const char* kCutShort = "interrupted: the rest of the result is
 
 /// JSON document in UTF-8. All keys are present, in fixed order. Ends with a line feed.
 std::unique_ptr<Form> MakeJsonForm(ResultText& text);
+/// One JSON document per line, for imports.
+std::unique_ptr<Form> MakeJsonLinesForm(ResultText& text);
 /// Indented text for people, without errors and warnings.
 std::unique_ptr<Form> MakeTextForm(ResultText& text);
