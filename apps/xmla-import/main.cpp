@@ -88,7 +88,7 @@ class Call {
   bool Prepare(int argc, char** argv) {
     std::optional<UsageError> wrong;
     try {
-      ParseArguments(argc, argv, CommandForms(), FormatNames(), m_arguments, TextLegend());
+      ParseArguments(argc, argv, CommandForms(), Formats(), m_arguments, TextLegend());
     } catch (const UsageError& error) {
       wrong = error;
     }

@@ -15,7 +15,7 @@ const sales = '#/cube/NORTHQUAY/Larkspur%20Retail/Sales';
 
 async function sampleReport(folder, kind, command = ['import']) {
   const file = path.join(folder, `${kind}.html`);
-  await runTool(['--sample', kind, '--format', 'html', '-o', file, ...command]);
+  await runTool(['--sample', kind, '-o', file, ...command]);
   return file;
 }
 
@@ -267,7 +267,7 @@ test('hostile names are shown as text, and nothing runs', async () => {
   try {
     await withFolder(async folder => {
       const file = path.join(folder, 'hostile.html');
-      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '--format', 'html', '-o', file, 'import'], [0, 3]);
+      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '-o', file, 'import'], [0, 3]);
       const page = await open(browser, file);
       const addresses = await page.$$eval('.scroll[aria-label="Cubes"] tbody a', all => all.map(each => each.getAttribute('href')));
       assert.equal(addresses.length, hostileNames.length);
@@ -300,7 +300,7 @@ test('a long name is cut, with its length, and shown in full on request', async 
   try {
     await withFolder(async folder => {
       const file = path.join(folder, 'long.html');
-      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '--format', 'html', '-o', file, 'import']);
+      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '-o', file, 'import']);
       const page = await open(browser, file, { address: '#/cube/S/C/Q' });
       const cell = () => page.$eval('.scroll[aria-label="Measures"] tbody th', each => each.textContent);
       assert.equal(await cell(), name.slice(0, 300) + '… show all 10,000 characters');
@@ -334,7 +334,7 @@ test('errors are in the overview and on the page of the cube that they concern',
     await withFolder(async folder => {
       const file = path.join(folder, 'errors.html');
       // The limit of one request per level is exceeded by nobody; an unknown cube is an error of the whole import.
-      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '--format', 'html', '-o', file, 'import', '--cube', 'Q', '--cube', 'none'], [3]);
+      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '-o', file, 'import', '--cube', 'Q', '--cube', 'none'], [3]);
       const page = await open(browser, file);
       assert.match(await page.$eval('.messages.error', each => each.textContent), /^Errors \(1\).*none/s);
       assert.match(await page.$eval('dl', each => each.textContent), /State\s*incomplete/);

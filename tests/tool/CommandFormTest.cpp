@@ -23,10 +23,12 @@ constexpr CommandOption kOptions[] = {
 };
 const std::vector<CommandForm> kForms = {{"probe", "has options", kOptions}};
 
+constexpr OutputFormat kFormats[] = {{.name = "text", .help = "for people"}};
+
 Arguments Parsed(std::vector<const char*> words) {
   words.insert(words.begin(), {"xmla-import", "probe"});
   Arguments arguments;
-  ParseArguments(static_cast<int>(words.size()), words.data(), kForms, {"text"}, arguments);
+  ParseArguments(static_cast<int>(words.size()), words.data(), kForms, kFormats, arguments);
   return arguments;
 }
 

@@ -55,7 +55,7 @@ TEST(Connecting, CallsAreValid) {
     for (const std::string& word : words) argv.push_back(word.c_str());
     ::Arguments arguments;
     EXPECT_NO_THROW(ParseArguments(static_cast<int>(argv.size()), argv.data(), CommandForms(),
-                                   FormatNames(), arguments))
+                                   Formats(), arguments))
         << call;
   }
 }

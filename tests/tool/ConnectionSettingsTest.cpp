@@ -69,7 +69,7 @@ class ConnectionSettings : public testing::Test {
     std::vector<const char*> argv;
     for (const std::string& text : texts) argv.push_back(text.c_str());
     Arguments arguments;
-    ParseArguments(static_cast<int>(argv.size()), argv.data(), kSourcesForm, {"text"}, arguments);
+    ParseArguments(static_cast<int>(argv.size()), argv.data(), kSourcesForm, Formats(), arguments);
     return Connect(arguments, EnvironmentSecrets::Take());
   }
 

@@ -210,8 +210,8 @@ class Parser {
     return names;
   }
 
-  void CheckMeaning() const {
-    RequireOneOf("--format", m_read.format, m_source.formats);
+  void CheckMeaning() {
+    m_read.format = ChooseFormat(m_source.formats, m_read.format, m_read.output, m_form->name);
     if (!m_read.warnings.empty())
       RequireOneOf("--warnings", m_read.warnings, {"all", "summary", "none"});
     if (m_read.quiet && m_read.verbose)
@@ -262,19 +262,23 @@ std::string ScannedValue(int argc, const char* const* argv, std::string_view sho
 }
 
 void ScanForReport(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                   const std::vector<std::string>& formats, Arguments& arguments) {
-  const std::string format = ScannedValue(argc, argv, "", "--format");
-  if (std::ranges::count(formats, format) > 0) arguments.format = format;
+                   OutputFormats formats, Arguments& arguments) {
   arguments.output = ScannedValue(argc, argv, "-o", "--output");
   for (int i = 1; i < argc && arguments.command.empty(); ++i)
     for (const CommandForm& command : commands)
       if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
+  try {
+    arguments.format = ChooseFormat(formats, ScannedValue(argc, argv, "", "--format"),
+                                    arguments.output, arguments.command);
+  } catch (const UsageError&) {
+    arguments.format = formats.front().name;
+  }
 }
 
 }  // namespace
 
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    const std::vector<std::string>& formats, Arguments& arguments,
+                    OutputFormats formats, Arguments& arguments,
                     std::span<const LegendEntry> legend) {
   Arguments read;
   const HelpSource source{commands, CommonOptions(), formats, legend};

@@ -6,6 +6,7 @@
 
 #include "base/LegendEntry.h"
 #include "call/CommandForm.h"
+#include "call/OutputFormat.h"
 #include "call/UsageError.h"
 
 /// The parsed command line. Texts are unchanged; an empty text means that the option is absent.
@@ -17,7 +18,7 @@ struct Arguments {
   std::optional<std::string> proxy;  ///< empty: no proxy
   std::optional<int> connectTimeout, timeout, retry;
   std::string target, log, output;
-  std::string format = "text";
+  std::string format;    ///< after parsing: a format that the command supports
   std::string warnings;  ///< all, summary, none, or empty
   bool quiet = false;
   bool verbose = false;
@@ -31,5 +32,5 @@ struct Arguments {
 /// format and the output file, if they were given, so that the error is reported in the requested
 /// format. `legend` is for the help.
 void ParseArguments(int argc, const char* const* argv, const std::vector<CommandForm>& commands,
-                    const std::vector<std::string>& formats, Arguments& arguments,
+                    OutputFormats formats, Arguments& arguments,
                     std::span<const LegendEntry> legend = {});

@@ -117,7 +117,8 @@ constexpr CommandOption kOptions[] = {
      .value = &Arguments::log,
      .placeholder = "DIR"},
     {.name = "--format",
-     .help = "one of: {formats}; the first is the default",
+     .help = "one of: {formats}; default: what the extension of the --output file selects, else "
+             "text",
      .value = &Arguments::format,
      .placeholder = "FORMAT"},
     {.name = "--output",

@@ -49,7 +49,7 @@ std::string Entry(const std::string& name, std::string_view meaning) {
 std::string Filled(std::string_view text, const HelpSource& source) {
   std::string filled(text);
   for (const auto& [place, names] :
-       {std::pair<std::string, std::string>{"{formats}", Enumerated(source.formats)},
+       {std::pair<std::string, std::string>{"{formats}", Enumerated(NamesOf(source.formats, ""))},
         {"{targets}", TargetNames()},
         {"{server-file}", kServerFileExample}})
     if (const std::size_t at = filled.find(place); at != filled.npos)
@@ -73,6 +73,20 @@ std::string Paragraphs(std::string_view text, const HelpSource& source) {
 /// The names of an option and the placeholder of its value.
 std::string Synopsis(const CommandOption& option, const std::string& names) {
   return IsFlag(option) ? names : names + ' ' + option.placeholder;
+}
+
+/// The formats: what each is for, the extension that selects it, and the commands that have it.
+std::string FormatList(OutputFormats formats) {
+  std::string text = "\nFormats:\n";
+  for (const OutputFormat& format : formats) {
+    std::string meaning(format.help);
+    if (!format.extension.empty()) meaning += "; -o FILE" + std::string(format.extension);
+    if (!format.commands.empty())
+      meaning += "; only for " + Enumerated(std::vector<std::string>(format.commands.begin(),
+                                                                     format.commands.end()));
+    text += Entry(std::string(format.name), meaning);
+  }
+  return text;
 }
 
 /// The words of the text format.
@@ -145,7 +159,9 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
 std::string TopicHelp(const HelpSource& source, std::string_view topic) {
   for (const HelpText& text : TopicTexts()) {
     if (text.name != topic) continue;
-    return Paragraphs(text.paragraphs, source) + (topic == "formats" ? Legend(source.legend) : "");
+    const std::string paragraphs = Paragraphs(text.paragraphs, source);
+    if (topic != "formats") return paragraphs;
+    return paragraphs + FormatList(source.formats) + Legend(source.legend);
   }
   return {};
 }

@@ -7,6 +7,7 @@
 
 #include "base/LegendEntry.h"
 #include "call/CommandForm.h"
+#include "call/OutputFormat.h"
 
 // The texts of --help and of the command help, in lines of at most 80 columns. They are made from
 // the option tables and from HelpTexts.cpp.
@@ -14,7 +15,7 @@
 struct HelpSource {
   const std::vector<CommandForm>& commands;
   std::span<const CommandOption> commonOptions;
-  const std::vector<std::string>& formats;
+  OutputFormats formats;
   std::span<const LegendEntry> legend;  ///< of the text format
 };
 

@@ -83,15 +83,14 @@ constexpr HelpText kCommands[] = {
 
 constexpr HelpText kTopics[] = {
     {"formats", "output formats and what they contain",
-     "--format selects one of: {formats}.\n"
+     "--format selects the format of the result. Without it, the extension of the --output file "
+     "does, and without both the format is text.\n"
      "\n"
-     "text: for people; its words are explained below. The text may change between versions.\n"
-     "\n"
-     "json: one UTF-8 document for programs, with the same keys in the same order in every "
-     "version. A failed call prints it, too; its key errors says why.\n"
-     "\n"
-     "Both go to standard output, or to the file of --output. Progress, warnings and errors go to "
-     "standard error.",
+     "The result goes to standard output, or to the file of --output. Progress, warnings and "
+     "errors "
+     "go to standard error. Every format but text contains the warnings and errors, too, also "
+     "after "
+     "a failed call.",
      "", ""},
     {"statuses", "exit statuses",
      "  0    success; there may be warnings\n"

@@ -21,6 +21,7 @@ void Report::BeginCubes(ImportResult& result, std::size_t count) {
   AddWarnings("", result.messages, 0);
   m_addedWarnings = result.messages.warnings.size();
   m_form->BeginImport(result);
+  m_text.Flush();
   m_hasBegun = true;
   m_progress.BeginCubes(count);
 }

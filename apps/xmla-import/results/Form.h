@@ -64,6 +64,10 @@ inline constexpr const char* kCutShort = "interrupted: the rest of the result is
 
 /// JSON document in UTF-8. All keys are present, in fixed order. Ends with a line feed.
 std::unique_ptr<Form> MakeJsonForm(ResultText& text);
+/// The same without line feeds and indentation.
+std::unique_ptr<Form> MakeCompactJsonForm(ResultText& text);
+/// One JSON document per line, for imports.
+std::unique_ptr<Form> MakeJsonLinesForm(ResultText& text);
 /// Indented text for people, without errors and warnings.
 std::unique_ptr<Form> MakeTextForm(ResultText& text);
 /// Page for a browser, of `cube` and `import`. Keeps the result in memory until its end.

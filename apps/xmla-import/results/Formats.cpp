@@ -1,29 +1,57 @@
 #include "results/Formats.h"
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
-struct Format {
-  const char* name;
-  std::unique_ptr<Form> (*make)(ResultText& text);
+using Make = std::unique_ptr<Form>(ResultText& text);
+
+constexpr std::string_view kImports[] = {"import"};
+constexpr std::string_view kCubes[] = {"cube", "import"};
+
+struct Entry {
+  OutputFormat format;
+  Make* make;
 };
 
-constexpr Format kFormats[] = {
-    {"text", &MakeTextForm},
-    {"json", &MakeJsonForm},
-    {"html", &MakeHtmlForm},
+constexpr Entry kEntries[] = {
+    {{.name = "text",
+      .help = "for people; its words are explained below. It may change between versions"},
+     &MakeTextForm},
+    {{.name = "json",
+      .help = "one UTF-8 document for programs, with the same keys in the same order in every "
+              "version",
+      .extension = ".json"},
+     &MakeJsonForm},
+    {{.name = "ndjson",
+      .help = "one JSON document per line: the provider, each cube as soon as it is read, then "
+              "errors and warnings",
+      .extension = ".ndjson",
+      .commands = kImports},
+     &MakeJsonLinesForm},
+    {{.name = "html",
+      .help = "one page for a browser that needs no network: overview, search, and a page for each "
+              "cube. The whole result is kept in memory until it is written",
+      .extension = ".html",
+      .commands = kCubes},
+     &MakeHtmlForm},
 };
+
+constexpr auto kFormats = [] {
+  std::array<OutputFormat, std::size(kEntries)> formats;
+  std::ranges::transform(kEntries, formats.begin(), &Entry::format);
+  return formats;
+}();
 
 }  // namespace
 
-std::vector<std::string> FormatNames() {
-  std::vector<std::string> names;
-  for (const Format& format : kFormats) names.emplace_back(format.name);
-  return names;
-}
+OutputFormats Formats() { return kFormats; }
+
+std::vector<std::string> FormatNames() { return NamesOf(Formats(), ""); }
 
 std::unique_ptr<Form> MakeForm(const std::string& format, ResultText& text) {
-  const Format* const found = std::ranges::find(kFormats, format, &Format::name);
-  return (found == std::end(kFormats) ? kFormats : found)->make(text);
+  const auto found =
+      std::ranges::find(kEntries, format, [](const Entry& entry) { return entry.format.name; });
+  return (found == std::end(kEntries) ? kEntries : found)->make(text);
 }

@@ -4,9 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "call/OutputFormat.h"
 #include "results/Form.h"
 
-/// The names of all output formats, the default first.
+/// All output formats, the default first.
+OutputFormats Formats();
+/// Their names.
 std::vector<std::string> FormatNames();
-/// Writes results in the format with this name. The name is one of FormatNames().
+/// Writes results in the format with this name, which is one of FormatNames().
 std::unique_ptr<Form> MakeForm(const std::string& format, ResultText& text);

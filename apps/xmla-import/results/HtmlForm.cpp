@@ -62,7 +62,7 @@ std::string EscapedForMarkup(std::string_view text) {
 class HtmlForm : public Form {
  public:
   explicit HtmlForm(ResultText& text)
-      : Form(text), m_jsonText(m_json, false), m_jsonForm(MakeJsonForm(m_jsonText)) {}
+      : Form(text), m_jsonText(m_json, false), m_jsonForm(MakeCompactJsonForm(m_jsonText)) {}
 
   void Write(const NoResult&) override {}
   void Write(const ServersResult&) override {}
@@ -153,7 +153,7 @@ class HtmlForm : public Form {
   std::string About(std::string_view command, const Page& page) const {
     ScriptData data;
     ResultText text(data, false);
-    JsonWriter json(text);
+    JsonWriter json(text, JsonWriter::Layout::kOneLine);
     const auto add = [&json](std::string_view key, const auto& value) {
       json.Key(key);
       json.Value(value);

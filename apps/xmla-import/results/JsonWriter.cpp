@@ -32,15 +32,20 @@ char EscapeLetter(wchar_t character) {
 
 }  // namespace
 
+void JsonWriter::BeginLine() {
+  if (m_layout == Layout::kOneLine) return;
+  m_text.EndLine();
+  m_text.AppendBlanks(2 * m_depth);
+}
+
 void JsonWriter::Separate() {
   if (m_depth == 0 || m_isAfterKey) {
     m_isAfterKey = false;
     return;
   }
   if (m_hasItems[m_depth]) m_text.Append(',');
-  m_text.EndLine();
   m_hasItems[m_depth] = true;
-  m_text.AppendBlanks(2 * m_depth);
+  BeginLine();
 }
 
 void JsonWriter::Begin(char bracket) {
@@ -50,10 +55,7 @@ void JsonWriter::Begin(char bracket) {
 }
 
 void JsonWriter::End(char bracket) {
-  if (m_hasItems[m_depth--]) {
-    m_text.EndLine();
-    m_text.AppendBlanks(2 * m_depth);
-  }
+  if (m_hasItems[m_depth--]) BeginLine();
   m_text.Append(bracket);
 }
 
@@ -61,7 +63,7 @@ void JsonWriter::Key(std::string_view name) {
   Separate();
   m_text.Append('"');
   m_text.Append(name);
-  m_text.Append("\": ");
+  m_text.Append(m_layout == Layout::kOneLine ? "\":" : "\": ");
   m_isAfterKey = true;
 }
 

@@ -7,11 +7,16 @@
 
 #include "results/ResultText.h"
 
-/// Writes one JSON document incrementally, one member or element per line, indented by two spaces
-/// per level. The caller ensures valid nesting and order.
+/// Writes JSON documents incrementally. The caller ensures valid nesting and order.
 class JsonWriter {
  public:
-  explicit JsonWriter(ResultText& text) : m_text(text) {}
+  enum class Layout {
+    kIndented,  ///< one member or element per line, indented by two spaces per level
+    kOneLine,   ///< no line feeds, no blanks
+  };
+
+  explicit JsonWriter(ResultText& text, Layout layout = Layout::kIndented)
+      : m_text(text), m_layout(layout) {}
 
   void BeginObject() { Begin('{'); }
   void EndObject() { End('}'); }
@@ -43,7 +48,10 @@ class JsonWriter {
   void WriteNumber(long long value);
   void WriteInText(wchar_t character);
 
+  void BeginLine();
+
   ResultText& m_text;
+  const Layout m_layout;
   std::size_t m_depth = 0;
   bool m_isAfterKey = false;
   std::array<bool, kDepth> m_hasItems{};  ///< per level
