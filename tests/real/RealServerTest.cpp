@@ -199,6 +199,16 @@ TEST_F(Real, CheckPasses) {
   EXPECT_THAT(document.dump(), HasSubstr("Mondrian XML for Analysis Provider"));
 }
 
+TEST_F(Real, EveryPageOfTheReportOpensInABrowser) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "report.html";
+  EXPECT_EQ(Import({"-o", file, "import"}).status, 3);
+  const std::string command = REPORT_FOLDER "/run every-page.mjs " + file;
+  const int status = std::system(command.c_str());
+  if (WEXITSTATUS(status) == kPackageMissing) GTEST_SKIP() << "SKIPPED: no browser";
+  EXPECT_EQ(status, 0);
+}
+
 TEST_F(Real, AnotherPathIsAnErrorWithTheStatus) {
   // The web server answers there with an HTML page.
   std::string url = m_server->Url();

@@ -7,11 +7,11 @@
 
 #include "base/Text.h"
 #include "call/TargetNames.h"
-#include "report/ReportFiles.h"
 #include "results/Form.h"
 #include "results/JsonWriter.h"
 #include "results/TextLegend.h"
 #include "results/Totals.h"
+#include "results/report/ReportFiles.h"
 
 namespace {
 
