@@ -318,11 +318,12 @@ test('the policy blocks every script, style and image that is not the report\'s 
     const file = await sampleReport(folder, 'sap-bw');
     const markup = await readFile(file, 'utf8');
     await writeFile(file, markup.replace('</body>', '<script>document.title = "run"</script><p id="styled" style="color: rgb(1, 2, 3)" onclick="1">x</p>' +
-      '<img src="data:image/gif;base64,R0lGODlhAQABAAAAACw="><link rel="stylesheet" href="other.css"></body>'));
+      '<img src="data:image/gif;base64,R0lGODlhAQABAIAAAAAAAP///yH5BAEAAAAALAAAAAABAAEAAAIBRAA7"><link rel="stylesheet" href="other.css"></body>'));
     const page = await open(browser, file);
     await page.waitForSelector('main');
     assert.ok(page.problems.filter(problem => /Content Security Policy/.test(problem)).length >= 4, page.problems.join('\n'));
     assert.notEqual(await page.title(), 'run');
+    assert.equal(await page.$eval('img', image => image.naturalWidth), 0);
     assert.notEqual(await page.$eval('#styled', each => getComputedStyle(each).color), 'rgb(1, 2, 3)');
     await page.close();
   });
