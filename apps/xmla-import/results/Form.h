@@ -65,5 +65,9 @@ inline constexpr const char* kCutShort = "interrupted: the rest of the result is
 std::unique_ptr<Form> MakeJsonForm(ResultText& text);
 /// One JSON document per line, for imports.
 std::unique_ptr<Form> MakeJsonLinesForm(ResultText& text);
+/// Comma-separated values (RFC 4180) in UTF-8.
+std::unique_ptr<Form> MakeCsvForm(ResultText& text);
+/// Headings and tables of GitHub Flavored Markdown.
+std::unique_ptr<Form> MakeMarkdownForm(ResultText& text);
 /// Indented text for people, without errors and warnings.
 std::unique_ptr<Form> MakeTextForm(ResultText& text);

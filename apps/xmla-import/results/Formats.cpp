@@ -8,6 +8,7 @@ namespace {
 using Make = std::unique_ptr<Form>(ResultText& text);
 
 constexpr std::string_view kImports[] = {"import"};
+constexpr std::string_view kCubes[] = {"tree", "cube", "import"};
 
 struct Entry {
   OutputFormat format;
@@ -29,6 +30,18 @@ constexpr Entry kEntries[] = {
       .extension = ".ndjson",
       .commands = kImports},
      &MakeJsonLinesForm},
+    {{.name = "csv",
+      .help = "comma-separated values: one row for each level, property, measure and variable; for "
+              "tree one row for each cube. Names are unchanged, so a spreadsheet may take one for "
+              "a formula; for spreadsheets, use xlsx",
+      .extension = ".csv",
+      .commands = kCubes},
+     &MakeCsvForm},
+    {{.name = "markdown",
+      .help = "headings and tables for wikis and repositories",
+      .extension = ".md",
+      .commands = kCubes},
+     &MakeMarkdownForm},
 };
 
 constexpr auto kFormats = [] {

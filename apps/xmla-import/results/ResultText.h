@@ -10,8 +10,8 @@
 /// Buffers the text of a result and passes it to a sink in blocks. Allocates no memory, so a result
 /// of any size can be written even if memory is exhausted.
 ///
-/// No function can send a control character of a server to a terminal: EndLine is the only line
-/// feed, Append writes printable ASCII, and AppendName and AppendCharacter escape.
+/// No function can send a control character of a server to a terminal: EndLine and EndRecord are
+/// the only line ends, Append writes printable ASCII, and AppendName and AppendCharacter escape.
 class ResultText {
  public:
   ResultText(TextSink& sink, bool isForTerminal) : m_sink(sink), m_isForTerminal(isForTerminal) {}
@@ -22,6 +22,11 @@ class ResultText {
   void Append(char ours) { Put(IsPrintable(ours) ? ours : '?'); }
   void AppendBlanks(std::size_t count);
   void EndLine() { Put('\n'); }
+  /// Ends a line with CR and LF. On a terminal with LF only.
+  void EndRecord() {
+    if (!m_isForTerminal) Put('\r');
+    Put('\n');
+  }
   /// Appends text of a server in UTF-8, see AppendCharacter.
   void AppendName(const String& name);
   /// Appends a character of a server in UTF-8. Invalid ones become U+FFFD. For a terminal, control
