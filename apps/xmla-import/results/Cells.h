@@ -41,6 +41,8 @@ std::string_view StateOf(const CubeResult& cube);
 template <class Enum>
 std::string EnumText(Enum value, Values values) {
   if (values == Values::kWords) {
+    if constexpr (std::is_same_v<Enum, OTXMLAUnit::AggrType>)
+      if (value == OTXMLAUnit::kAggrUnknown) return {};  // not a measure
     if constexpr (requires { Word(value); }) return WithoutLabel(Word(value));
     if constexpr (requires { TypeName(value); }) return TypeName(value);
   }

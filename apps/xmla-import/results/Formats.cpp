@@ -37,6 +37,13 @@ constexpr Entry kEntries[] = {
       .extension = ".csv",
       .commands = kCubes},
      &MakeCsvForm},
+    {{.name = "xlsx",
+      .help = "workbook with sheets for cubes, hierarchies, levels, properties, measures, variables "
+              "and messages. Needs -o or a pipe, and memory for the whole result",
+      .extension = ".xlsx",
+      .commands = kCubes,
+      .isBinary = true},
+     &MakeXlsxForm},
     {{.name = "markdown",
       .help = "headings and tables for wikis and repositories",
       .extension = ".md",

@@ -9,6 +9,11 @@ void ResultText::Append(std::string_view ours) {
   for (const char byte : ours) Append(byte);
 }
 
+void ResultText::AppendBytes(std::string_view bytes) {
+  if (m_isForTerminal) return Append(bytes);
+  for (const char byte : bytes) Put(byte);
+}
+
 void ResultText::AppendBlanks(std::size_t count) {
   for (; count > 0; --count) Put(' ');
 }

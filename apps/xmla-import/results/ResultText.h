@@ -20,6 +20,9 @@ class ResultText {
   /// Appends the format's own text: printable ASCII. Other bytes become question marks.
   void Append(std::string_view ours);
   void Append(char ours) { Put(IsPrintable(ours) ? ours : '?'); }
+  /// Appends bytes unchanged, for a format that is not text. On a terminal, other bytes than
+  /// printable ASCII become question marks.
+  void AppendBytes(std::string_view bytes);
   void AppendBlanks(std::size_t count);
   void EndLine() { Put('\n'); }
   /// Ends a line with CR and LF. On a terminal with LF only.
