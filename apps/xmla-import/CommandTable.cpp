@@ -1,6 +1,7 @@
 #include "CommandTable.h"
 
 #include "call/Arguments.h"
+#include "commands/Sorting.h"
 
 namespace {
 
@@ -54,11 +55,17 @@ constexpr Run* kSources = [](Session& session, const Arguments&, ResultReceiver&
 };
 constexpr Run* kTree = [](Session& session, const Arguments& arguments, ResultReceiver&,
                           Result& result) {
-  return RunTree(session, arguments, std::get<TreeResult>(result));
+  auto& tree = std::get<TreeResult>(result);
+  const ExitStatus status = RunTree(session, arguments, tree);
+  if (arguments.sort) Sort(tree.dataSources);
+  return status;
 };
 constexpr Run* kCube = [](Session& session, const Arguments& arguments, ResultReceiver&,
                           Result& result) {
-  return RunCube(session, arguments, std::get<CubeResult>(result));
+  auto& cube = std::get<CubeResult>(result);
+  const ExitStatus status = RunCube(session, arguments, cube);
+  if (arguments.sort) Sort(cube);
+  return status;
 };
 constexpr Run* kImport = [](Session& session, const Arguments& arguments, ResultReceiver& receiver,
                             Result& result) {

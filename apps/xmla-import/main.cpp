@@ -103,6 +103,14 @@ class Call {
       if (!wrong) wrong = error;
       m_output.emplace("", m_hasStandardOutput);
     }
+    const OutputFormat* const format = FindFormat(Formats(), m_arguments.format);
+    if (format && format->isBinary && m_output->IsTerminal()) {
+      if (!wrong)
+        wrong = UsageError("--format " + m_arguments.format +
+                           " cannot be shown on a terminal; use -o FILE" +
+                           std::string(format->extension));
+      m_arguments.format = Formats().front().name;
+    }
     return Try([&] {
       if (wrong) throw *wrong;
     });

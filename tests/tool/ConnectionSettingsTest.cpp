@@ -10,6 +10,7 @@
 
 #include "base/Text.h"
 #include "connection/Connection.h"
+#include "results/Formats.h"
 #include "support/TempDir.h"
 
 namespace {

@@ -22,6 +22,7 @@ struct Arguments {
   std::string warnings;  ///< all, summary, none, or empty
   bool quiet = false;
   bool verbose = false;
+  bool sort = false;
   std::vector<std::string> sources, catalogs, cubes;
   int jobs = 1;
   /// Set by --help and --version: the text to print.

@@ -17,6 +17,7 @@
 #include "commands/Commands.h"
 #include "commands/CubeOrder.h"
 #include "commands/CubeReading.h"
+#include "commands/Sorting.h"
 
 namespace {
 
@@ -128,6 +129,7 @@ Plan MakePlan(OTXMLAImportAPI& import, const Arguments& arguments, Messages& mes
   Plan plan;
   std::vector<OTDataSource> tree;
   ReadTrees(import, arguments.sources, tree, plan, messages);
+  if (arguments.sort) Sort(tree);
   Filter catalogs("catalog", "--catalog", arguments.catalogs,
                   arguments.sources.empty() ? "" : "the chosen data sources");
   Filter cubes("cube", "--cube", arguments.cubes,
@@ -155,10 +157,12 @@ void AddError(Messages& messages, const std::exception& error) noexcept {
 /// Reads the planned cubes on `jobs` threads. Each cube uses its own import object.
 class Reading {
  public:
-  Reading(Session& session, const std::vector<Choice>& cubes, int jobs, ResultReceiver& receiver)
+  Reading(Session& session, const std::vector<Choice>& cubes, const Arguments& arguments,
+          ResultReceiver& receiver)
       : m_session(session),
         m_cubes(cubes),
-        m_jobs(std::min(static_cast<std::size_t>(jobs), cubes.size())),
+        m_jobs(std::min(static_cast<std::size_t>(arguments.jobs), cubes.size())),
+        m_isSorted(arguments.sort),
         m_receiver(receiver),
         m_order(
             cubes.size(), kReadAhead * m_jobs, [this](const CubeResult& cube) { Take(cube); },
@@ -212,6 +216,7 @@ class Reading {
       m_receiver.BeginCube(cube->cube);
       const auto import = m_session.Import(cube->messages, "cube-" + std::to_string(number + 1));
       cube->isComplete = import && ReadCube(m_session, *import, *cube);
+      if (m_isSorted) Sort(*cube);
       m_session.ExplainTarget(cube->messages);
       if (!cube->isComplete && cube->messages.errors.empty())
         cube->messages.errors.emplace_back("interrupted: the cube is incomplete");
@@ -238,6 +243,7 @@ class Reading {
   Session& m_session;
   const std::vector<Choice>& m_cubes;
   const std::size_t m_jobs;
+  const bool m_isSorted;
   ResultReceiver& m_receiver;
   CubeOrder m_order;
   VXExecutionState* const m_state = VXExecutionState::Current();
@@ -290,7 +296,7 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, ResultReceive
   if (plan.cubes.empty()) return WithoutCubes(plan, arguments, result.messages);
   result.cubeCount = plan.cubes.size();
   receiver.BeginCubes(result, result.cubeCount);
-  Reading reading(session, plan.cubes, arguments.jobs, receiver);
+  Reading reading(session, plan.cubes, arguments, receiver);
   reading.Run();
   const std::size_t count = result.cubeCount;
   if (reading.Missing() > 0)

@@ -1,25 +1,12 @@
 #pragma once
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "base/OutputError.h"
 #include "base/TrustedPath.h"
 #include "output/NewFile.h"
-
-/// The result could not be written. The text says where and why.
-class OutputError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// Because of an interruption, the result is missing or incomplete. The text says what the output
-/// contains.
-class OutputInterrupted : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 /// Opens /dev/null for each standard descriptor that is closed, so that no file or socket gets its
 /// number. Call this first. False if standard output was closed.

@@ -103,6 +103,7 @@ void Report::ShowMessages() {
   for (const auto& [text, isNote] : m_summary.ErrorLines())
     m_progress.ShowMessage(isNote ? "note" : "error", text);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
+  for (const std::string& notice : m_form->Notices()) m_progress.ShowMessage("warning", notice);
 }
 
 void Report::ShowClosingLine(const Result& result, bool isComplete) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "commands/Results.h"
 #include "results/ResultText.h"
@@ -44,9 +46,12 @@ class Form {
 
   /// True if the result is truncated.
   bool IsCut() const { return m_isCut; }
+  /// What the format could not hold, for people.
+  const std::vector<std::string>& Notices() const { return m_notices; }
 
  protected:
   ResultText& Text() { return m_text; }
+  void AddNotice(const std::string& text) { m_notices.push_back(text); }
   /// Ask before each element of a list.
   bool MustStop() {
     m_isCut = m_isCut || m_text.MustStop();
@@ -57,6 +62,7 @@ class Form {
  private:
   ResultText& m_text;
   bool m_isCut = false;
+  std::vector<std::string> m_notices;
 };
 
 /// The error text for a truncated result.
@@ -68,6 +74,12 @@ std::unique_ptr<Form> MakeJsonForm(ResultText& text);
 std::unique_ptr<Form> MakeCompactJsonForm(ResultText& text);
 /// One JSON document per line, for imports.
 std::unique_ptr<Form> MakeJsonLinesForm(ResultText& text);
+/// Comma-separated values (RFC 4180) in UTF-8.
+std::unique_ptr<Form> MakeCsvForm(ResultText& text);
+/// Headings and tables of GitHub Flavored Markdown.
+std::unique_ptr<Form> MakeMarkdownForm(ResultText& text);
+/// A workbook for spreadsheets, in memory until it is complete.
+std::unique_ptr<Form> MakeXlsxForm(ResultText& text);
 /// Indented text for people, without errors and warnings.
 std::unique_ptr<Form> MakeTextForm(ResultText& text);
 /// Page for a browser, of `cube` and `import`. Keeps the result in memory until its end.

@@ -8,7 +8,9 @@ namespace {
 using Make = std::unique_ptr<Form>(ResultText& text);
 
 constexpr std::string_view kImports[] = {"import"};
-constexpr std::string_view kCubes[] = {"cube", "import"};
+constexpr std::string_view kCubes[] = {"tree", "cube", "import"};
+constexpr std::string_view kDocuments[] = {"tree", "cube", "import", "diff"};
+constexpr std::string_view kReports[] = {"cube", "import", "diff"};
 
 struct Entry {
   OutputFormat format;
@@ -30,11 +32,30 @@ constexpr Entry kEntries[] = {
       .extension = ".ndjson",
       .commands = kImports},
      &MakeJsonLinesForm},
+    {{.name = "csv",
+      .help = "comma-separated values: one row for each level, property, measure and variable; for "
+              "tree one row for each cube. Names are unchanged, so a spreadsheet may take one for "
+              "a formula; for spreadsheets, use xlsx",
+      .extension = ".csv",
+      .commands = kCubes},
+     &MakeCsvForm},
+    {{.name = "xlsx",
+      .help = "workbook with sheets for cubes, hierarchies, levels, properties, measures, variables "
+              "and messages. Needs -o or a pipe, and memory for the whole result",
+      .extension = ".xlsx",
+      .commands = kCubes,
+      .isBinary = true},
+     &MakeXlsxForm},
+    {{.name = "markdown",
+      .help = "headings and tables for wikis and repositories",
+      .extension = ".md",
+      .commands = kDocuments},
+     &MakeMarkdownForm},
     {{.name = "html",
       .help = "one page for a browser that needs no network: overview, search, and a page for each "
               "cube. The whole result is kept in memory until it is written",
       .extension = ".html",
-      .commands = kCubes},
+      .commands = kReports},
      &MakeHtmlForm},
 };
 

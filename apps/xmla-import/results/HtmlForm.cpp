@@ -62,7 +62,7 @@ std::string EscapedForMarkup(std::string_view text) {
 class HtmlForm : public Form {
  public:
   explicit HtmlForm(ResultText& text)
-      : Form(text), m_jsonText(m_json, false), m_jsonForm(MakeCompactJsonForm(m_jsonText)) {}
+      : Form(text), m_jsonText(m_json, text.IsForTerminal()), m_jsonForm(MakeCompactJsonForm(m_jsonText)) {}
 
   void Write(const NoResult&) override {}
   void Write(const ServersResult&) override {}

@@ -13,6 +13,11 @@ void ResultText::AppendMarkup(std::string_view ours) {
   for (const char byte : ours) Put(byte);
 }
 
+void ResultText::AppendBytes(std::string_view bytes) {
+  if (m_isForTerminal) return Append(bytes);
+  for (const char byte : bytes) Put(byte);
+}
+
 void ResultText::AppendBlanks(std::size_t count) {
   for (; count > 0; --count) Put(' ');
 }

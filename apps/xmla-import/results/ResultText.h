@@ -10,8 +10,9 @@
 /// Buffers the text of a result and passes it to a sink in blocks. Allocates no memory, so a result
 /// of any size can be written even if memory is exhausted.
 ///
-/// No control character of a server gets to a terminal: EndLine is the only line feed, Append
-/// writes printable ASCII, and AppendName and AppendCharacter escape. AppendMarkup is for files.
+/// No function can send a control character of a server to a terminal: EndLine and EndRecord are
+/// the only line ends, Append writes printable ASCII, and AppendName and AppendCharacter escape.
+/// AppendMarkup is for text that was escaped before.
 class ResultText {
  public:
   ResultText(TextSink& sink, bool isForTerminal) : m_sink(sink), m_isForTerminal(isForTerminal) {}
@@ -22,8 +23,16 @@ class ResultText {
   void Append(char ours) { Put(IsPrintable(ours) ? ours : '?'); }
   /// Appends the format's own text with line feeds, in UTF-8. Names in it must be escaped.
   void AppendMarkup(std::string_view ours);
+  /// Appends bytes unchanged, for a format that is not text. On a terminal, other bytes than
+  /// printable ASCII become question marks.
+  void AppendBytes(std::string_view bytes);
   void AppendBlanks(std::size_t count);
   void EndLine() { Put('\n'); }
+  /// Ends a line with CR and LF. On a terminal with LF only.
+  void EndRecord() {
+    if (!m_isForTerminal) Put('\r');
+    Put('\n');
+  }
   /// Appends text of a server in UTF-8, see AppendCharacter.
   void AppendName(const String& name);
   /// Appends a character of a server in UTF-8. Invalid ones become U+FFFD. For a terminal, control

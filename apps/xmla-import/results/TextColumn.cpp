@@ -10,6 +10,12 @@ namespace {
 constexpr int kUnknownPrecision = 65535;
 constexpr int kUnknown = -1;
 
+bool IsText(VXDataType type) {
+  return type == VXCharData || type == VXVarCharData || type == VXLongVarCharData;
+}
+
+}  // namespace
+
 std::string TypeName(VXDataType type) {
   std::string_view name = EnumName(type);
   if (name.empty()) return "code " + std::to_string(static_cast<int>(type));
@@ -17,12 +23,6 @@ std::string TypeName(VXDataType type) {
   if (name.ends_with("Data")) name.remove_suffix(4);
   return std::string(name);
 }
-
-bool IsText(VXDataType type) {
-  return type == VXCharData || type == VXVarCharData || type == VXLongVarCharData;
-}
-
-}  // namespace
 
 std::string TextColumn(const OTXMLAUnit& unit) {
   std::string type = TypeName(unit.m_type);

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+#include <vector>
+
+#include "Import/EnumNames.h"
+#include "results/Fields.h"
+#include "results/TextColumn.h"
+#include "results/TextLegend.h"
+
+// The members of a record as cells of a table.
+
+/// A number, a text of the result (the result must outlive the cell), or a text in UTF-8.
+using Cell = std::variant<long long, const String*, std::string>;
+
+struct NamedCell {
+  std::string_view key;  ///< as in Fields.h
+  Cell cell;
+};
+using Row = std::vector<NamedCell>;
+
+/// How enumerators are written.
+enum class Values {
+  kNames,  ///< as in the JSON documents; a number if there is no name
+  kWords,  ///< for people
+};
+
+/// True for a member that has the same value in every result, so that it is no column.
+/// docs/formats.md lists these.
+bool IsConstant(std::string_view key);
+/// The key as a heading: "dimensionUniqueName" becomes "dimension unique name".
+std::string Heading(std::string_view key);
+/// A word of the text format without parentheses and without the label before a colon.
+std::string WithoutLabel(const std::string& word);
+/// "complete"; after errors "incomplete" or "not read".
+std::string_view StateOf(const CubeResult& cube);
+
+template <class Enum>
+std::string EnumText(Enum value, Values values) {
+  if (values == Values::kWords) {
+    if constexpr (std::is_same_v<Enum, OTXMLAUnit::AggrType>)
+      if (value == OTXMLAUnit::kAggrUnknown) return {};  // not a measure
+    if constexpr (requires { Word(value); }) return WithoutLabel(Word(value));
+    if constexpr (requires { TypeName(value); }) return TypeName(value);
+  }
+  const std::string_view name = EnumName(value);
+  return name.empty() ? std::to_string(static_cast<long long>(value)) : std::string(name);
+}
+
+/// A list is not a cell, and neither is another record.
+template <class Type>
+constexpr bool kIsCell = std::is_enum_v<Type> || std::is_integral_v<Type> ||
+                         std::is_same_v<Type, String> || std::is_same_v<Type, std::string>;
+
+template <class Type>
+Cell CellOf(const Type& member, Values values) {
+  if constexpr (std::is_enum_v<Type>)
+    return EnumText(member, values);
+  else if constexpr (std::is_integral_v<Type>)
+    return static_cast<long long>(member);
+  else if constexpr (std::is_same_v<Type, String>)
+    return &member;
+  else
+    return member;
+}
+
+/// Appends a cell for each member of the record that is a column.
+template <class Record>
+void AppendCells(const Record& record, Values values, Row& row) {
+  VisitFields(record, [&](std::string_view key, const auto& member) {
+    using Type = std::remove_cvref_t<decltype(member)>;
+    if constexpr (kIsCell<Type>)
+      if (!IsConstant(key)) row.push_back({key, CellOf(member, values)});
+  });
+}
+
+/// The keys of the columns of a record.
+template <class Record>
+std::vector<std::string_view> KeysOf() {
+  Row row;
+  const Record record;
+  AppendCells(record, Values::kNames, row);
+  std::vector<std::string_view> keys;
+  for (const NamedCell& cell : row) keys.push_back(cell.key);
+  return keys;
+}

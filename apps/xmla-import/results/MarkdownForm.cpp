@@ -1,0 +1,231 @@
+#include <algorithm>
+#include <string_view>
+
+#include "base/Text.h"
+#include "results/Form.h"
+#include "results/Tables.h"
+
+namespace {
+
+/// True if the character may begin markup inside a line.
+bool IsMarkup(wchar_t character) {
+  constexpr std::wstring_view kMarkup = L"\\`*_[]<>#&|~!:@$^=";
+  return kMarkup.find(character) != kMarkup.npos;
+}
+
+bool IsEmpty(const Cell& cell) {
+  if (const auto* const number = std::get_if<long long>(&cell)) return *number == 0;
+  if (const auto* const name = std::get_if<const String*>(&cell)) return (*name)->empty();
+  return std::get<std::string>(cell).empty();
+}
+
+/// Headings and tables of GitHub Flavored Markdown.
+class MarkdownForm : public Form {
+ public:
+  using Form::Form;
+
+  void Write(const NoResult& result) override { WriteMessages(result.messages); }
+  // The table of formats has no entry for these.
+  void Write(const ServersResult& result) override { WriteMessages(result.messages); }
+  void Write(const SourcesResult& result) override { WriteMessages(result.messages); }
+  void BeginSteps(const CheckResult&) override {}
+  void AddStep(const CheckStep&) override {}
+  void EndSteps(const CheckResult& result) override { WriteMessages(result.messages); }
+
+  void Write(const TreeResult& result) override {
+    for (const OTDataSource& source : result.dataSources) {
+      if (MustStop()) break;
+      BeginHeading(m_depth);
+      PutName(source.m_dataSourceName);
+      EndBlock();
+      if (source.m_catalogs.empty()) Paragraph("No catalogs.");
+      for (const OTCatalog& catalog : source.m_catalogs) WriteCatalog(catalog);
+    }
+    WriteMessages(result.messages);
+  }
+
+  void Write(const CubeResult& result) override { AddCube(result); }
+
+  void BeginImport(const ImportResult& result) override {
+    BeginHeading(1);
+    Text().Append("Import");
+    EndBlock();
+    Row row;
+    AppendCells(result, Values::kWords, row);
+    WriteTable({.rows = [&](const Use& use) { use(row); }, .keepsEmpty = true});
+    m_depth = 2;
+  }
+
+  void AddCube(const CubeResult& cube) override {
+    BeginHeading(m_depth++);
+    PutName(cube.cube);
+    EndBlock();
+    WriteSummary(cube);
+    for (const Table table : kTables) {
+      if (MustStop()) break;
+      WriteTable({.heading = NameOf(table),
+                  .rows = [&](const Use& use) { ForEachRow(cube, table, use); }});
+    }
+    WriteMessages(cube.messages);
+    --m_depth;
+  }
+
+  void EndImport(const ImportResult& result) override {
+    WriteMessages(result.messages);
+  }
+
+ private:
+  using Use = std::function<bool(const Row&)>;
+
+  struct TableText {
+    const char* heading = "";  ///< empty: none
+    std::function<void(const Use&)> rows;
+    /// Otherwise a column is omitted in which every cell is empty or 0.
+    bool keepsEmpty = false;
+  };
+
+  void WriteSummary(const CubeResult& cube) {
+    Row row{{"dataSource", &cube.dataSource},
+            {"catalog", &cube.catalog},
+            {"state", std::string(StateOf(cube))}};
+    for (const Table table : kTables) {
+      long long count = 0;
+      ForEachRow(cube, table, [&](const Row&) {
+        ++count;
+        return true;
+      });
+      row.push_back({NameOf(table), count});
+    }
+    WriteTable({.rows = [&](const Use& use) { use(row); }, .keepsEmpty = true});
+  }
+
+  void WriteCatalog(const OTCatalog& catalog) {
+    if (MustStop()) return;
+    BeginHeading(m_depth + 1);
+    PutName(catalog.m_catalogName);
+    EndBlock();
+    if (catalog.m_cubes.empty()) Paragraph("No cubes.");
+    WriteTable({.rows =
+                    [&](const Use& use) {
+                      Row row;
+                      for (const OTCube& cube : catalog.m_cubes) {
+                        row.clear();
+                        AppendCells(cube, Values::kWords, row);
+                        if (!use(row)) return;
+                      }
+                    },
+                .keepsEmpty = true});
+  }
+
+  void WriteMessages(const Messages& messages) {
+    std::vector<std::string> errors = messages.errors;
+    if (IsCut()) errors.emplace_back(kCutShort);
+    WriteLines("errors", "error", errors);
+    WriteLines("warnings", "warning", messages.warnings);
+  }
+  void WriteLines(const char* heading, std::string_view key, const std::vector<std::string>& all) {
+    WriteTable({.heading = heading, .rows = [&](const Use& use) {
+                  for (const std::string& line : all)
+                    if (!use({{key, line}})) return;
+                }});
+  }
+
+  /// Writes a table that is not empty. Reads the rows twice: first to find the columns.
+  void WriteTable(const TableText& table) {
+    std::vector<std::string_view> keys;
+    std::vector<bool> isShown;
+    table.rows([&](const Row& row) {
+      if (keys.empty())
+        for (const NamedCell& each : row) keys.push_back(each.key);
+      isShown.resize(keys.size(), table.keepsEmpty);
+      for (std::size_t i = 0; i < row.size(); ++i)
+        isShown[i] = isShown[i] || !IsEmpty(row[i].cell);
+      return true;
+    });
+    if (keys.empty()) return;
+    isShown[0] = true;  // a table has at least one column
+    if (*table.heading) {
+      BeginHeading(m_depth);
+      Text().Append(static_cast<char>(*table.heading - 'a' + 'A'));
+      Text().Append(table.heading + 1);
+      EndBlock();
+    }
+    Row heading;
+    Row rule;
+    for (const std::string_view key : keys) {
+      heading.push_back({key, Heading(key)});
+      rule.push_back({key, std::string("---")});
+    }
+    WriteRow(heading, isShown);
+    WriteRow(rule, isShown);
+    table.rows([&](const Row& row) {
+      if (MustStop()) return false;
+      WriteRow(row, isShown);
+      return true;
+    });
+    Text().EndLine();
+  }
+
+  void WriteRow(const Row& row, const std::vector<bool>& isShown) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      if (!isShown[i]) continue;
+      Text().Append("| ");
+      PutCell(row[i].cell);
+      Text().Append(' ');
+    }
+    Text().Append('|');
+    Text().EndLine();
+  }
+
+  void PutCell(const Cell& cell) {
+    if (const auto* const number = std::get_if<long long>(&cell))
+      Text().Append(std::to_string(*number));
+    else if (const auto* const name = std::get_if<const String*>(&cell))
+      PutText(**name);
+    else
+      PutText(Wide(std::get<std::string>(cell)));
+  }
+
+  void BeginHeading(std::size_t level) {
+    for (; level > 0; --level) Text().Append('#');
+    Text().Append(' ');
+  }
+  void Paragraph(std::string_view ours) {
+    Text().Append(ours);
+    EndBlock();
+  }
+  void EndBlock() {
+    Text().EndLine();
+    Text().EndLine();
+  }
+
+  void PutName(const String& name) {
+    if (name.empty()) return Text().Append("(no name)");
+    PutText(name);
+  }
+  /// Blanks at the ends and line breaks are character references: as such, they stay.
+  void PutText(const String& text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const wchar_t character = text[i];
+      const bool isAtEnd = i == 0 || i + 1 == text.size();
+      if (IsMarkup(character)) {
+        Text().Append('\\');
+        Text().Append(static_cast<char>(character));
+      } else if (character < L' ' || (character == L' ' && isAtEnd)) {
+        Text().Append("&#");
+        Text().Append(std::to_string(static_cast<int>(character)));
+        Text().Append(';');
+      } else {
+        Text().AppendCharacter(character);
+      }
+    }
+  }
+
+  std::size_t m_depth = 1;  // level of the next heading
+};
+
+}  // namespace
+
+std::unique_ptr<Form> MakeMarkdownForm(ResultText& text) {
+  return std::make_unique<MarkdownForm>(text);
+}
