@@ -1,7 +1,11 @@
 #include "CommandTable.h"
 
+#include <algorithm>
+#include <array>
+
 #include "call/Arguments.h"
 #include "commands/Sorting.h"
+#include "results/JsonRecorder.h"
 
 namespace {
 
@@ -32,6 +36,16 @@ constexpr CommandOption kImportOptions[] = {
      .placeholder = "N",
      .max = 64},
 };
+// Without the second file, the options of import.
+constexpr CommandOption kFailOn = {.name = "--fail-on",
+                                   .help = "changes that give status 4: any (default) or breaking",
+                                   .value = &Arguments::failOn,
+                                   .placeholder = "WHICH"};
+constexpr auto kDiffOptions = [] {
+  std::array<CommandOption, std::size(kImportOptions) + 1> options{kFailOn};
+  std::ranges::copy(kImportOptions, options.begin() + 1);
+  return options;
+}();
 
 template <class Type>
 Result Empty() {
@@ -77,7 +91,17 @@ constexpr Run* kCheck = [](Session& session, const Arguments& arguments, ResultR
   return RunCheck(session, arguments, receiver, std::get<CheckResult>(result));
 };
 constexpr auto* kServers =
-    +[](Result& result) { return RunServers(std::get<ServersResult>(result)); };
+    +[](const Arguments&, Result& result) { return RunServers(std::get<ServersResult>(result)); };
+
+constexpr Run* kDiff = [](Session& session, const Arguments& arguments, ResultReceiver& receiver,
+                          Result& result) {
+  JsonRecorder recorder(receiver);
+  const auto document = [&recorder](const Result& read) { return recorder.Finish(read); };
+  return RunDiff(session, arguments, recorder, document, std::get<DiffResult>(result));
+};
+constexpr auto* kDiffOfFiles = +[](const Arguments& arguments, Result& result) {
+  return RunDiff(arguments, std::get<DiffResult>(result));
+};
 
 constexpr Command kCommands[] = {
     {{"sources", "the provider's data sources", {}},
@@ -97,10 +121,21 @@ constexpr Command kCommands[] = {
      &Empty<CheckResult>,
      kCheck,
      &RenderSteps},
+    {{.name = "diff",
+      .help = "compares two JSON documents of import, cube or tree; or one with the service",
+      .options = kDiffOptions,
+      .wordsWithoutConnection = 2,
+      .words = "OLD [NEW]",
+      .minWords = 1,
+      .maxWords = 2},
+     &Empty<DiffResult>,
+     kDiff,
+     &Render<DiffResult>,
+     kDiffOfFiles},
     {{.name = "servers",
       .help = "names and URLs of the services in the server file",
       .options = {},
-      .needsConnection = false},
+      .wordsWithoutConnection = 0},
      &Empty<ServersResult>,
      nullptr,
      &Render<ServersResult>,

@@ -15,8 +15,8 @@ struct Command {
   ExitStatus (*run)(Session& session, const Arguments& arguments, ResultReceiver& receiver,
                     Result& result);
   void (*render)(Form& form, const Result& result);
-  /// Instead of `run`, for a command without connection.
-  ExitStatus (*runAlone)(Result& result) = nullptr;
+  /// Instead of `run`, if the call needs no connection.
+  ExitStatus (*runAlone)(const Arguments& arguments, Result& result) = nullptr;
 };
 
 /// The command with this name. An unknown or empty name gives a command without options, whose

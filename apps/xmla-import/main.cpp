@@ -123,8 +123,8 @@ class Call {
 
   void Run() {
     Try([this] {
-      if (m_command->runAlone)
-        m_status = m_command->runAlone(m_result);
+      if (!m_command->form.NeedsConnection(m_arguments.files.size()))
+        m_status = m_command->runAlone(m_arguments, m_result);
       else
         Import();
     });

@@ -99,6 +99,9 @@ class Parser {
     } else if (m_form && FindForm(word)) {
       throw UsageError("two commands given, " + std::string(m_form->name) + " and " +
                        std::string(word) + "; give one");
+    } else if (m_form && m_read.files.size() < m_form->maxWords) {
+      if (word.empty()) throw UsageError(Who() + ": the name of a file is empty");
+      m_read.files.emplace_back(word);
     } else if (m_form || m_isHelp) {
       throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead());
     } else if (word == kHelpCommand) {
@@ -219,9 +222,13 @@ class Parser {
     if (!m_read.auth.empty()) AuthSchemes("--auth", m_read.auth);
     const std::vector<std::string> ofConnection =
         GivenOf({OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer});
-    if (!m_form->needsConnection && !ofConnection.empty())
-      throw UsageError(std::string(m_form->name) + " does not connect to a service; leave out " +
+    if (m_read.files.size() < m_form->minWords)
+      throw UsageError(Who() + " needs a file: " + Who() + ' ' + std::string(m_form->words));
+    if (!m_form->NeedsConnection(m_read.files.size()) && !ofConnection.empty())
+      throw UsageError(Who() + " does not connect to a service" +
+                       (m_form->maxWords > 0 ? " if both files are given" : "") + "; leave out " +
                        Joined(ofConnection));
+    if (!m_read.failOn.empty()) RequireOneOf("--fail-on", m_read.failOn, {"any", "breaking"});
     const std::vector<std::string> services = GivenOf({OptionPart::kService});
     if (services.size() > 1) throw UsageError(Joined(services) + " cannot be combined");
     const std::vector<std::string> access = GivenOf({OptionPart::kAccess});

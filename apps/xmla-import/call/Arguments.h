@@ -25,6 +25,8 @@ struct Arguments {
   bool sort = false;
   std::vector<std::string> sources, catalogs, cubes;
   int jobs = 1;
+  std::vector<std::string> files;  ///< words without an option
+  std::string failOn;              ///< any, breaking, or empty
   /// Set by --help and --version: the text to print.
   std::string information;
 };

@@ -49,5 +49,11 @@ struct CommandForm {
   const char* name;
   const char* help;
   std::span<const CommandOption> options;
-  bool needsConnection = true;  ///< false: options that are about a connection are errors
+  /// The number of words that make a connection unnecessary: then, options about it are errors.
+  std::size_t wordsWithoutConnection = 1;
+  std::string_view words = {};  ///< such as "OLD [NEW]"
+  std::size_t minWords = 0;
+  std::size_t maxWords = 0;
+
+  bool NeedsConnection(std::size_t wordCount) const { return wordCount < wordsWithoutConnection; }
 };

@@ -142,13 +142,15 @@ std::string ToolHelp(const HelpSource& source) {
 
 std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
   const HelpText& prose = CommandText(command.name);
-  std::string text = "Usage: xmla-import " + std::string(command.name) + " [OPTION]...\n\n";
+  std::string text = "Usage: xmla-import " + std::string(command.name) + ' ' +
+                     std::string(command.words) + (command.words.empty() ? "" : " ") +
+                     "[OPTION]...\n\n";
   text += Paragraphs(prose.paragraphs, source);
   if (!command.options.empty())
     text += "\nOptions of " + std::string(command.name) + ":\n" + Options(command.options, source);
   std::string common;
   for (const CommandOption& option : source.commonOptions)
-    if (command.needsConnection || option.part == OptionPart::kOther)
+    if (command.NeedsConnection(0) || option.part == OptionPart::kOther)
       common += Synopsis(option, *option.shortName ? option.shortName : option.name) + ", ";
   text +=
       "\nOptions of every command (see xmla-import --help):\n  " + Wrapped(common + "--help", 2, 2);

@@ -56,6 +56,22 @@ constexpr HelpText kCommands[] = {
      "xmla-import --url https://server/xmla --user ann check\n"
      "xmla-import --server sales check --catalog Sales --cube Budget\n",
      kSeeEnvironment},
+    {"diff", "",
+     "Compares two JSON documents that import, cube or tree wrote; - is standard input. Without "
+     "NEW, it compares OLD with what the service has now, and reads it as import, cube or tree "
+     "does. Give the same filters as for OLD.\n"
+     "\n"
+     "Cubes are matched by data source, catalog and name; hierarchies, levels, properties and "
+     "measures by the server's name; variables by name. A change is breaking (something is gone, "
+     "or has another type, aggregation, structure, number, ...), an addition, or cosmetic "
+     "(display names, order, messages). Each kind of change has an id, which stays the same.\n"
+     "\n"
+     "Status 0: no change, or none that --fail-on names. 4: there are some. 2: a file cannot be "
+     "compared. 3: the service was read incompletely.",
+     "xmla-import diff last-week.json today.json\n"
+     "xmla-import --url https://server/xmla --user ann diff last-week.json --fail-on breaking\n"
+     "xmla-import diff last-week.json today.json -o changes.md\n",
+     kSeeEnvironment},
     {"servers", "",
      "Shows the names and URLs of the services in the server file, without user names and "
      "passwords. Connects to none of them. --server NAME selects one in other commands.\n"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "call/Arguments.h"
 #include "call/ExitStatus.h"
 #include "commands/ResultReceiver.h"
@@ -16,5 +18,12 @@ ExitStatus RunTree(Session& session, const Arguments& arguments, TreeResult& res
 ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& result);
 ExitStatus RunImport(Session& session, const Arguments& arguments, ResultReceiver& receiver,
                      ImportResult& result);
+/// Compares two files. Needs no session.
+ExitStatus RunDiff(const Arguments& arguments, DiffResult& result);
+/// Compares a file with what the service has now. `receiver` gets the cubes that are read.
+/// `document` turns the result of another command, whose cubes it has received, into a JSON
+/// document.
+ExitStatus RunDiff(Session& session, const Arguments& arguments, ResultReceiver& receiver,
+                   const std::function<std::string(const Result&)>& document, DiffResult& result);
 ExitStatus RunCheck(Session& session, const Arguments& arguments, ResultReceiver& receiver,
                     CheckResult& result);

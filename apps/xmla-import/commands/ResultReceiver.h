@@ -11,6 +11,8 @@ class ResultReceiver {
   virtual ~ResultReceiver() = default;
   /// Called once, with the number of cubes. `result` already has the provider's identity.
   virtual void BeginCubes(ImportResult& result, std::size_t count) = 0;
+  /// The part of BeginCubes that is about progress.
+  virtual void CountCubes(std::size_t count) = 0;
   /// Reading of a cube starts.
   virtual void BeginCube(const String& name) = 0;
   /// Reading of a cube has ended, with or without error.

@@ -1,5 +1,7 @@
 #include "commands/Results.h"
 
+#include <algorithm>
+
 namespace {
 
 bool HasContent(const NoResult&) { return false; }
@@ -11,8 +13,15 @@ bool HasContent(const ImportResult& result) { return result.cubesWithContent > 0
 
 bool HasContent(const CheckResult& result) { return !result.url.empty(); }
 
+bool HasContent(const DiffResult& result) { return !result.before.empty(); }
+
 }  // namespace
 
 bool HasContent(const Result& result) {
   return std::visit([](const auto& any) { return HasContent(any); }, result);
+}
+
+std::size_t DiffResult::Count(ChangeClass severity) const {
+  return static_cast<std::size_t>(
+      std::ranges::count(comparison.changes, severity, &Change::severity));
 }

@@ -7,6 +7,7 @@
 
 #include "Import/OTXMLAImportAPI.h"
 #include "base/Messages.h"
+#include "diff/Compare.h"
 
 // The results of the commands.
 
@@ -82,8 +83,19 @@ struct CheckResult {
   Messages messages;
 };
 
+struct DiffResult {
+  std::string before;    ///< the old document, for people; empty: nothing was compared
+  std::string after;     ///< the new one
+  std::string document;  ///< the command that wrote them
+  Comparison comparison;
+  Messages messages;
+
+  /// The number of changes of this class.
+  std::size_t Count(ChangeClass severity) const;
+};
+
 using Result = std::variant<NoResult, ServersResult, SourcesResult, TreeResult, CubeResult,
-                            ImportResult, CheckResult>;
+                            ImportResult, CheckResult, DiffResult>;
 
 inline Messages& MessagesOf(Result& result) {
   return std::visit([](auto& any) -> Messages& { return any.messages; }, result);

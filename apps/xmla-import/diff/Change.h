@@ -11,6 +11,8 @@ enum class ChangeClass {
   kCosmetic,  ///< looks different: display names, order, messages
 };
 
+inline constexpr ChangeClass kAllChangeClasses[] = {ChangeClass::kBreaking, ChangeClass::kAddition,
+                                                    ChangeClass::kCosmetic};
 inline constexpr const char* kChangeClasses[] = {"breaking", "addition", "cosmetic"};
 inline const char* ClassName(ChangeClass value) { return kChangeClasses[static_cast<int>(value)]; }
 

@@ -31,7 +31,8 @@ std::string Shown(const Json& value) {
 std::string KeyOf(const Json& record, const RecordRule& rule) {
   if (rule.names.empty()) return record.get<std::string>();
   std::string key;
-  for (const std::string_view name : rule.names) key += record.at(std::string(name)).get<std::string>() + '\0';
+  for (const std::string_view name : rule.names)
+    key += record.at(std::string(name)).get<std::string>() + '\0';
   return key;
 }
 
@@ -76,14 +77,19 @@ class Comparer {
 
   void Record(const Json& before, const Json& after, const RecordRule& rule) {
     for (const FieldRule& field : rule.fields) {
-      if (field.key.starts_with("provider.") && !(before.contains("provider") && after.contains("provider"))) continue;
+      if (field.key.starts_with("provider.") &&
+          !(before.contains("provider") && after.contains("provider")))
+        continue;
       const Json& old = Field(before, field.key);
       const Json& now = Field(after, field.key);
       if (old == now) continue;
-      if (!field.sameAs.empty() && old == Field(before, field.sameAs) && now == Field(after, field.sameAs)) continue;
+      if (!field.sameAs.empty() && old == Field(before, field.sameAs) &&
+          now == Field(after, field.sameAs))
+        continue;
       Add(ChangedId(rule, field), field.severity, std::string(field.what), Shown(old), Shown(now));
     }
-    for (const ListRule& list : rule.lists) List(before.at(std::string(list.key)), after.at(std::string(list.key)), *list.record);
+    for (const ListRule& list : rule.lists)
+      List(before.at(std::string(list.key)), after.at(std::string(list.key)), *list.record);
   }
 
  private:
@@ -109,12 +115,14 @@ class Comparer {
     }
     std::erase(oldPositions, std::nullopt);
     if (!rule.isMessage && !std::ranges::is_sorted(oldPositions))
-      Add(ReorderedId(rule), ChangeClass::kCosmetic, "order of its " + std::string(rule.plural), "", "");
+      Add(ReorderedId(rule), ChangeClass::kCosmetic, "order of its " + std::string(rule.plural), "",
+          "");
   }
 
   /// The new name, if the record at the same place is new and has the same content.
   static std::string RenamedTo(const Json& before, std::size_t position, const Json& after,
-                               const std::vector<std::optional<std::size_t>>& oldPositions, const RecordRule& rule) {
+                               const std::vector<std::optional<std::size_t>>& oldPositions,
+                               const RecordRule& rule) {
     if (rule.isMessage || position >= after.size() || oldPositions[position]) return {};
     if (WithoutNames(before[position], rule) != WithoutNames(after[position], rule)) return {};
     return NameOf(after[position], rule);
@@ -124,36 +132,50 @@ class Comparer {
     Enter(record, rule);
     const ChangeClass severity = rule.isMessage ? ChangeClass::kCosmetic : ChangeClass::kBreaking;
     Add(RemovedId(rule), severity, rule.isMessage ? "is gone" : "removed", "", "");
-    if (!newName.empty()) m_result.changes.back().remark = "perhaps renamed to \"" + newName + "\", which has the same content";
+    if (!newName.empty())
+      m_result.changes.back().remark =
+          "perhaps renamed to \"" + newName + "\", which has the same content";
     Leave(rule);
   }
 
   void Added(const Json& record, const RecordRule& rule) {
     Enter(record, rule);
-    Add(AddedId(rule), rule.isMessage ? ChangeClass::kCosmetic : ChangeClass::kAddition, rule.isMessage ? "is new" : "added", "", "");
+    Add(AddedId(rule), rule.isMessage ? ChangeClass::kCosmetic : ChangeClass::kAddition,
+        rule.isMessage ? "is new" : "added", "", "");
     Leave(rule);
   }
 
   void Enter(const Json& record, const RecordRule& rule) {
     m_path.push_back({rule.kind, NameOf(record, rule)});
-    if (rule.names.size() < 2) return;  // else the name has several parts, such as data source and catalog
+    if (rule.names.size() < 2)
+      return;  // else the name has several parts, such as data source and catalog
     m_path.pop_back();
     for (const std::string_view name : rule.names)
-      m_path.push_back({name == "dataSource" ? "data source" : name, record.at(std::string(name)).get<std::string>()});
+      m_path.push_back({name == "dataSource" ? "data source" : name,
+                        record.at(std::string(name)).get<std::string>()});
   }
 
   void Leave(const RecordRule& rule) {
     m_path.resize(m_path.size() - std::max<std::size_t>(1, rule.names.size()));
   }
 
-  void Add(std::string id, ChangeClass severity, std::string what, std::string before, std::string after) {
-    m_result.changes.push_back({std::move(id), severity, m_path, std::move(what), std::move(before), std::move(after), {}});
+  void Add(std::string id, ChangeClass severity, std::string what, std::string before,
+           std::string after) {
+    m_result.changes.push_back({std::move(id),
+                                severity,
+                                m_path,
+                                std::move(what),
+                                std::move(before),
+                                std::move(after),
+                                {}});
   }
 
   void Count(const RecordRule& rule, const std::vector<bool>& isKept) {
     if (rule.isMessage) return;
-    auto found = std::ranges::find(m_result.compared, rule.plural, &std::pair<std::string, std::size_t>::first);
-    if (found == m_result.compared.end()) found = m_result.compared.insert(found, {std::string(rule.plural), 0});
+    auto found = std::ranges::find(m_result.compared, rule.plural,
+                                   &std::pair<std::string, std::size_t>::first);
+    if (found == m_result.compared.end())
+      found = m_result.compared.insert(found, {std::string(rule.plural), 0});
     found->second += static_cast<std::size_t>(std::ranges::count(isKept, true));
   }
 

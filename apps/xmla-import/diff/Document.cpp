@@ -17,7 +17,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr const char* kWriteAgain = "; write it again with this version of xmla-import and --format json";
+constexpr const char* kWriteAgain =
+    "; write it again with this version of xmla-import and --format json";
 
 std::string ReadAll(const std::string& name, const std::string& shown) {
   const bool isStandardInput = name == "-";
@@ -67,9 +68,11 @@ class Checker {
     }
     if (!record.is_object()) Fail(place + " is not an object");
     for (const std::string_view name : rule.names)
-      if (!Need(record, name, place).is_string()) Fail(place + '.' + std::string(name) + " is not a text");
+      if (!Need(record, name, place).is_string())
+        Fail(place + '.' + std::string(name) + " is not a text");
     for (const FieldRule& field : rule.fields)
-      if (!field.key.starts_with("provider.") || record.contains("provider")) CheckField(record, field, place);
+      if (!field.key.starts_with("provider.") || record.contains("provider"))
+        CheckField(record, field, place);
     for (const ListRule& list : rule.lists) {
       const Json& items = Need(record, list.key, place);
       const std::string name = Join(place, list.key);
@@ -82,8 +85,11 @@ class Checker {
  private:
   void CheckField(const Json& record, const FieldRule& field, const std::string& place) const {
     const Json& value = Need(record, field.key, place);
-    const bool isTexts = value.is_array() && std::ranges::all_of(value, [](const Json& each) { return each.is_string(); });
-    if (!value.is_primitive() && !isTexts) Fail(Join(place, field.key) + " is neither a value nor a list of texts");
+    const bool isTexts = value.is_array() && std::ranges::all_of(value, [](const Json& each) {
+                           return each.is_string();
+                         });
+    if (!value.is_primitive() && !isTexts)
+      Fail(Join(place, field.key) + " is neither a value nor a list of texts");
   }
 
   const Json& Need(const Json& record, std::string_view key, const std::string& place) const {
@@ -116,23 +122,27 @@ const char* KindName(Document::Kind kind) {
   }
 }
 
-Document ParseDocument(const std::string& text, const std::string& shown) {
+Document ParseDocument(const std::string& text, const std::string& name, const std::string& shown) {
   Json json;
   try {
     json = Json::parse(text);
   } catch (const Json::parse_error& error) {
-    throw UsageError(shown + " is not a JSON document: " + Reason(error) +
-                     "; give a document that xmla-import import, cube or tree wrote with --format json");
+    throw UsageError(
+        shown + " is not a JSON document: " + Reason(error) +
+        "; give a document that xmla-import import, cube or tree wrote with --format json");
   }
-  Document document{.shown = shown, .content = nullptr};
+  Document document{.name = name, .shown = shown, .content = nullptr};
   const auto has = [&json](const char* key) { return json.is_object() && json.contains(key); };
   if (has("dataSources")) {
     document.kind = Document::Kind::kTree;
   } else if (has("hierarchies")) {
     document.kind = Document::Kind::kCube;
-    json = Json{{"cubes", Json::array({json})}, {"errors", Json::array()}, {"warnings", Json::array()}};
+    json = Json{
+        {"cubes", Json::array({json})}, {"errors", Json::array()}, {"warnings", Json::array()}};
   } else if (!has("cubes")) {
-    throw UsageError(shown + " is not a document of import, cube or tree; give one that was written with --format json");
+    throw UsageError(
+        shown +
+        " is not a document of import, cube or tree; give one that was written with --format json");
   }
   Checker(shown).Check(json, document.Rule(), "");
   document.content = std::make_shared<const Json>(std::move(json));
@@ -140,6 +150,7 @@ Document ParseDocument(const std::string& text, const std::string& shown) {
 }
 
 Document ReadDocument(const std::string& name) {
-  const std::string shown = name == "-" ? "standard input" : Listed({name});
-  return ParseDocument(ReadAll(name, shown), shown);
+  const bool isStandardInput = name == "-";
+  const std::string shown = isStandardInput ? "standard input" : Listed({name});
+  return ParseDocument(ReadAll(name, shown), isStandardInput ? shown : name, shown);
 }

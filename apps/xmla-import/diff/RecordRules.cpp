@@ -10,7 +10,8 @@ constexpr std::string_view kExternalName[] = {"externalName"};
 constexpr std::string_view kPlaceOfCube[] = {"dataSource", "catalog", "cube"};
 
 constexpr RecordRule kError{.kind = "error", .plural = "errors", .names = {}, .isMessage = true};
-constexpr RecordRule kWarning{.kind = "warning", .plural = "warnings", .names = {}, .isMessage = true};
+constexpr RecordRule kWarning{
+    .kind = "warning", .plural = "warnings", .names = {}, .isMessage = true};
 
 constexpr FieldRule kUnitFields[] = {
     {"name", "display name", kCosmetic},
@@ -46,17 +47,14 @@ constexpr ListRule kLevelLists[] = {{"memberProperties", &kProperty}};
 constexpr RecordRule kLevel{"level", "levels", kExternalName, kLevelFields, kLevelLists};
 
 constexpr FieldRule kHierarchyFields[] = {
-    {"name", "display name", kCosmetic},
-    {"dimensionUniqueName", "dimension"},
-    {"memberType", "default member's kind"},
-    {"hierarchyType", "structure"},
-    {"dimensionType", "dimension's kind"},
-    {"defaultMember", "default member"},
-    {"alternateHierarchyNames", "other names"},
-    {"udas", "user-defined attributes"},
+    {"name", "display name", kCosmetic},        {"dimensionUniqueName", "dimension"},
+    {"memberType", "default member's kind"},    {"hierarchyType", "structure"},
+    {"dimensionType", "dimension's kind"},      {"defaultMember", "default member"},
+    {"alternateHierarchyNames", "other names"}, {"udas", "user-defined attributes"},
 };
 constexpr ListRule kHierarchyLists[] = {{"levels", &kLevel}};
-constexpr RecordRule kHierarchy{"hierarchy", "hierarchies", kExternalName, kHierarchyFields, kHierarchyLists};
+constexpr RecordRule kHierarchy{"hierarchy", "hierarchies", kExternalName, kHierarchyFields,
+                                kHierarchyLists};
 
 constexpr FieldRule kVariableFields[] = {
     {"caption", "display name", kCosmetic},
@@ -83,7 +81,8 @@ constexpr FieldRule kImportFields[] = {
     {"provider.version", "server's version", kCosmetic},
     {"provider.target", "server's kind", kCosmetic},
 };
-constexpr ListRule kImportLists[] = {{"cubes", &kCube}, {"errors", &kError}, {"warnings", &kWarning}};
+constexpr ListRule kImportLists[] = {
+    {"cubes", &kCube}, {"errors", &kError}, {"warnings", &kWarning}};
 
 // A cube in a tree has fewer fields, and other ids than a cube that was read.
 constexpr FieldRule kCubeEntryFields[] = {
@@ -104,7 +103,8 @@ constexpr FieldRule kSourceFields[] = {{"variables", "variables"}};
 constexpr ListRule kSourceLists[] = {{"catalogs", &kCatalog}};
 constexpr RecordRule kSource{"data source", "data sources", kName, kSourceFields, kSourceLists};
 
-constexpr ListRule kTreeLists[] = {{"dataSources", &kSource}, {"errors", &kError}, {"warnings", &kWarning}};
+constexpr ListRule kTreeLists[] = {
+    {"dataSources", &kSource}, {"errors", &kError}, {"warnings", &kWarning}};
 
 std::string Id(std::string_view words, std::string_view end) {
   std::string id(words);
@@ -115,7 +115,8 @@ std::string Id(std::string_view words, std::string_view end) {
 
 void AddKinds(const RecordRule& rule, std::vector<ChangeKind>& kinds) {
   const auto add = [&kinds](std::string id, ChangeClass severity) {
-    if (std::ranges::find(kinds, id, &ChangeKind::id) == kinds.end()) kinds.push_back({std::move(id), severity});
+    if (std::ranges::find(kinds, id, &ChangeKind::id) == kinds.end())
+      kinds.push_back({std::move(id), severity});
   };
   for (const FieldRule& field : rule.fields) add(ChangedId(rule, field), field.severity);
   for (const ListRule& list : rule.lists) {

@@ -23,7 +23,7 @@ void Report::BeginCubes(ImportResult& result, std::size_t count) {
   m_form->BeginImport(result);
   m_text.Flush();
   m_hasBegun = true;
-  m_progress.BeginCubes(count);
+  CountCubes(count);
 }
 
 bool Report::Take(const CubeResult& cube) {
@@ -111,13 +111,16 @@ void Report::ShowClosingLine(const Result& result, bool isComplete) {
   std::visit([this](const auto& any) { m_totals.Add(any); }, result);
   const auto [requests, retries, bytes, seconds] = m_progress.TrafficSoFar();
   std::string line = m_totals.Text();
-  if (line.empty()) line = "nothing imported";
+  const bool isDiff = std::holds_alternative<DiffResult>(result);
+  if (line.empty()) line = isDiff ? "no differences" : "nothing imported";
   if (m_summary.WarningCount() > 0 && !std::holds_alternative<CheckResult>(result))
     line += "; " + Counted(m_summary.WarningCount(), "warning", "warnings") + " of " +
             Counted(m_summary.WarningKinds(), "kind", "kinds");
-  line += "; " + Counted(requests, "request", "requests");
-  if (retries > 0) line += " and " + Counted(retries, "retry", "retries");
-  line += fmt::format(", {}, {:.1f} s", SizeText(bytes), seconds);
+  if (requests > 0 || !isDiff) {
+    line += "; " + Counted(requests, "request", "requests");
+    if (retries > 0) line += " and " + Counted(retries, "retry", "retries");
+    line += fmt::format(", {}, {:.1f} s", SizeText(bytes), seconds);
+  }
   if (!m_output.Place().empty())
     line +=
         (isComplete ? "; the result is in " : "; the incomplete result is in ") + m_output.Place();
@@ -128,11 +131,12 @@ ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   m_text.Flush();
   ShowMessages();
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
-  const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly;
+  const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly ||
+                        status == ExitStatus::kDiffers;
   m_output.Finish(isResult             ? Output::Ending::kReplace
                   : HasContent(result) ? Output::Ending::kPartial
                                        : Output::Ending::kKeep);
-  if (isResult) ShowClosingLine(result, status == ExitStatus::kDone);
+  if (isResult) ShowClosingLine(result, status != ExitStatus::kPartly);
   if (!m_output.Notice().empty()) m_progress.ShowMessage("note", m_output.Notice());
   return status;
 }

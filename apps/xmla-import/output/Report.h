@@ -22,6 +22,7 @@ class Report : public ResultReceiver, private TextSink {
   Report(Output& output, const std::string& format, ShownWarnings warnings, Progress& progress);
 
   void BeginCubes(ImportResult& result, std::size_t count) override;
+  void CountCubes(std::size_t count) override { m_progress.BeginCubes(count); }
   void BeginCube(const String& name) override { m_progress.BeginCube(name); }
   void EndCube() override { m_progress.EndCube(); }
   bool Take(const CubeResult& cube) override;

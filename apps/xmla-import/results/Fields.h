@@ -113,6 +113,23 @@ void VisitFields(const XmlACubeVariable& variable, Visit&& visit) {
   visit("overrideDefaultHigh", variable.m_overrideDefaultHigh);
 }
 
+template <class Visit>
+void VisitFields(const PathPart& part, Visit&& visit) {
+  visit("kind", part.kind);
+  visit("name", part.name);
+}
+
+template <class Visit>
+void VisitFields(const Change& change, Visit&& visit) {
+  visit("id", change.id);
+  visit("class", std::string_view(ClassName(change.severity)));
+  visit("path", change.path);
+  visit("what", change.what);
+  visit("before", change.before);
+  visit("after", change.after);
+  visit("remark", change.remark);
+}
+
 /// A record, in contrast to a value or a list.
 template <class Type>
 concept HasFields = requires(const Type& record) {

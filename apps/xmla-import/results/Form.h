@@ -18,6 +18,7 @@
 /// | `tree`    | Write(TreeResult)                                |
 /// | `cube`    | Write(CubeResult)                                |
 /// | `import`  | BeginImport, AddCube for each cube, EndImport    |
+/// | `diff`    | Write(DiffResult)                                |
 /// | `check`   | BeginSteps, AddStep for each step, EndSteps      |
 /// | other     | Write(NoResult): a usage error without a command |
 ///
@@ -34,6 +35,8 @@ class Form {
   virtual void Write(const SourcesResult& result) = 0;
   virtual void Write(const TreeResult& result) = 0;
   virtual void Write(const CubeResult& result) = 0;
+  /// Only for the formats of `diff`.
+  virtual void Write(const DiffResult&) {}
 
   /// Writes the provider's identity. AddCube and EndImport follow.
   virtual void BeginImport(const ImportResult& result) = 0;
@@ -82,5 +85,5 @@ std::unique_ptr<Form> MakeMarkdownForm(ResultText& text);
 std::unique_ptr<Form> MakeXlsxForm(ResultText& text);
 /// Indented text for people, without errors and warnings.
 std::unique_ptr<Form> MakeTextForm(ResultText& text);
-/// Page for a browser, of `cube` and `import`. Keeps the result in memory until its end.
+/// Page for a browser, of `cube`, `import` and `diff`. Keeps the result in memory until its end.
 std::unique_ptr<Form> MakeHtmlForm(ResultText& text);

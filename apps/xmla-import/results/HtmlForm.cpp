@@ -62,7 +62,9 @@ std::string EscapedForMarkup(std::string_view text) {
 class HtmlForm : public Form {
  public:
   explicit HtmlForm(ResultText& text)
-      : Form(text), m_jsonText(m_json, text.IsForTerminal()), m_jsonForm(MakeCompactJsonForm(m_jsonText)) {}
+      : Form(text),
+        m_jsonText(m_json, text.IsForTerminal()),
+        m_jsonForm(MakeCompactJsonForm(m_jsonText)) {}
 
   void Write(const NoResult&) override {}
   void Write(const ServersResult&) override {}
@@ -75,6 +77,14 @@ class HtmlForm : public Form {
     WritePage("cube", {.title = Utf8(cube.cube),
                        .isComplete = cube.messages.errors.empty(),
                        .messages = cube.messages});
+  }
+
+  void Write(const DiffResult& result) override {
+    m_totals.Add(result);
+    m_jsonForm->Write(result);
+    WritePage("diff", {.title = "Changes",
+                       .isComplete = result.messages.errors.empty(),
+                       .messages = result.messages});
   }
 
   void BeginImport(const ImportResult& result) override { m_jsonForm->BeginImport(result); }

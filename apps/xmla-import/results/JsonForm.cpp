@@ -39,6 +39,24 @@ class JsonForm : public Form {
     Text().EndLine();
   }
 
+  void Write(const DiffResult& result) override {
+    BeginObject()
+        .Add("old", result.before)
+        .Add("new", result.after)
+        .Add("document", result.document);
+    Add("changes", result.comparison.changes);
+    m_json.Key("compared");
+    m_json.BeginObject();
+    for (const auto& [records, count] : result.comparison.compared) Add(records, count);
+    m_json.EndObject();
+    m_json.Key("found");
+    m_json.BeginObject();
+    for (const ChangeClass severity : kAllChangeClasses)
+      Add(ClassName(severity), result.Count(severity));
+    m_json.EndObject();
+    EndWith(result.messages);
+  }
+
   void BeginImport(const ImportResult& result) override {
     BeginObject().Add("provider", result);
     m_json.Key("cubes");

@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "base/Text.h"
+#include "results/ChangeText.h"
 #include "results/Form.h"
 #include "results/Tables.h"
 
@@ -46,6 +47,27 @@ class MarkdownForm : public Form {
 
   void Write(const CubeResult& result) override { AddCube(result); }
 
+  void Write(const DiffResult& result) override {
+    if (result.before.empty()) return WriteMessages(result.messages);
+    BeginHeading(1);
+    Text().Append("Changes");
+    EndBlock();
+    PutText(Wide(result.before + " compared with " + result.after + ": " + FoundText(result)));
+    EndBlock();
+    m_depth = 2;
+    for (const ChangeClass severity : kAllChangeClasses)
+      WriteTable({.heading = ClassName(severity), .rows = [&](const Use& use) {
+                    for (const Change& change : result.comparison.changes)
+                      if (change.severity == severity && !use({{"where", PathText(change.path)},
+                                                               {"change", ChangeText(change)},
+                                                               {"id", change.id}}))
+                        return;
+                  }});
+    PutText(Wide("Compared: " + ComparedText(result)));
+    EndBlock();
+    WriteMessages(result.messages);
+  }
+
   void BeginImport(const ImportResult& result) override {
     BeginHeading(1);
     Text().Append("Import");
@@ -70,9 +92,7 @@ class MarkdownForm : public Form {
     --m_depth;
   }
 
-  void EndImport(const ImportResult& result) override {
-    WriteMessages(result.messages);
-  }
+  void EndImport(const ImportResult& result) override { WriteMessages(result.messages); }
 
  private:
   using Use = std::function<bool(const Row&)>;
@@ -138,8 +158,7 @@ class MarkdownForm : public Form {
       if (keys.empty())
         for (const NamedCell& each : row) keys.push_back(each.key);
       isShown.resize(keys.size(), table.keepsEmpty);
-      for (std::size_t i = 0; i < row.size(); ++i)
-        isShown[i] = isShown[i] || !IsEmpty(row[i].cell);
+      for (std::size_t i = 0; i < row.size(); ++i) isShown[i] = isShown[i] || !IsEmpty(row[i].cell);
       return true;
     });
     if (keys.empty()) return;

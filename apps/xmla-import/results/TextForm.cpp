@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <new>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include "base/Text.h"
 #include "call/ServerFileExample.h"
 #include "call/TargetNames.h"
+#include "results/ChangeText.h"
 #include "results/Form.h"
 #include "results/TextColumn.h"
 #include "results/TextLegend.h"
@@ -95,6 +97,39 @@ class TextForm : public Form {
     if (!result.IsEmpty()) Cube(result);
   }
 
+  void Write(const DiffResult& result) override {
+    if (result.before.empty()) return;
+    Line(0, "old  ", Wide(result.before));
+    Line(0, "new  ", Wide(result.after));
+    std::map<std::string_view, std::size_t> shown;  // by id
+    std::size_t hidden = 0;
+    std::string lastPlace;
+    for (const Change& change : result.comparison.changes) {
+      if (MustStop()) return;
+      if (++shown[change.id] > kMostPerId) {
+        ++hidden;
+        continue;
+      }
+      // The cube, or what else is above, is a heading for its changes.
+      const auto [place, within] = SplitAtCube(change.path);
+      if (place != lastPlace) {
+        Text().EndLine();
+        Line(0, Wide(place));
+        lastPlace = place;
+      }
+      Text().AppendBlanks(2);
+      PutPadded(ClassName(change.severity), kClassWidth);
+      Put(Wide((within.empty() ? "" : within + ": ") + ChangeText(change)));
+      Line(0, "  [", change.id, "]");
+    }
+    Text().EndLine();
+    Line(0, "found: ", FoundText(result));
+    Line(0, "compared: ", ComparedText(result));
+    if (hidden > 0)
+      Line(0, "hidden: ", std::to_string(hidden), " changes, because only the first ",
+           std::to_string(kMostPerId), " with the same id are shown; other formats have all");
+  }
+
   void BeginImport(const ImportResult& result) override {
     if (result.target.empty()) return;
     Text().Append("provider  ");
@@ -141,6 +176,20 @@ class TextForm : public Form {
   void EndSteps(const CheckResult&) override {}
 
  private:
+  static constexpr std::size_t kMostPerId = 100;
+  static constexpr std::size_t kClassWidth = 10;
+
+  /// The text of a path up to its cube, and of the rest.
+  static std::pair<std::string, std::string> SplitAtCube(const std::vector<PathPart>& path) {
+    auto end = std::ranges::find(path, "cube", &PathPart::kind);
+    if (end == path.end())
+      end = path.begin();
+    else
+      ++end;
+    const std::vector<PathPart> rest(end, path.end());
+    return {PathText({path.begin(), end}), rest.empty() ? "" : PathText(rest)};
+  }
+
   void PutPadded(std::string_view ours, std::size_t width) {
     Put(ours);
     Text().AppendBlanks(width - std::min(width, ours.size()));

@@ -25,6 +25,12 @@ void Totals::Add(const CubeResult& cube) {
   variables += cube.sapVariables.size();
 }
 
+void Totals::Add(const DiffResult& result) {
+  breaking = result.Count(ChangeClass::kBreaking);
+  additions = result.Count(ChangeClass::kAddition);
+  cosmetic = result.Count(ChangeClass::kCosmetic);
+}
+
 std::string Totals::Text() const {
   // Such as "2 of 5 cubes (1 incomplete)".
   const bool areMissing = expectedCubes > cubes;
@@ -46,6 +52,9 @@ std::string Totals::Text() const {
       {properties, "property", "properties"},
       {measures, "measure", "measures"},
       {variables, "variable", "variables"},
+      {breaking, "breaking change", "breaking changes"},
+      {additions, "addition", "additions"},
+      {cosmetic, "cosmetic change", "cosmetic changes"},
       {steps[0], "step ok", "steps ok"},
       {steps[1], "warning", "warnings"},
       {steps[2], "failed", "failed"},

@@ -14,7 +14,10 @@ struct Totals {
   std::size_t properties = 0, measures = 0, variables = 0;
   std::array<std::size_t, 4> steps{};  ///< index: CheckStep::Status
 
+  std::size_t breaking = 0, additions = 0, cosmetic = 0;  ///< changes
+
   void Add(const NoResult&) {}
+  void Add(const DiffResult& result);
   void Add(const ServersResult&) {}
   void Add(const SourcesResult& result);
   void Add(const TreeResult& result);

@@ -1,6 +1,6 @@
 # Embeds the report's script and style sheet in the tool, with the hashes that its content security
 # policy allows. The script is one function made of all files, in this order.
-set(report_scripts dom model table drawing search cube pages main)
+set(report_scripts dom model table drawing search cube pages diff main)
 
 # Sets `result` to the SHA-256 of a text in base64.
 function(base64_hash result text)

@@ -16,7 +16,7 @@ function pageOf(address) {
   } catch {
     return missingPage();
   }
-  if (parts[0] === "") return model.cubes.length === 1 && about.command === "cube" ? cubePage(model.cubes[0], null) : overviewPage();
+  if (parts[0] === "") return homePage();
   if (parts[0] === "messages") return messagesPage();
   if (parts[0] === "words") return wordsPage();
   if (parts[0] === "search") return searchPage(parts.slice(1).join("/"));
@@ -30,6 +30,11 @@ function pageOf(address) {
     return cubePage(cube, rest[0] ? { section: rest[0] } : null);
   }
   return missingPage();
+}
+
+function homePage() {
+  if (model.diff) return diffPage();
+  return about.command === "cube" ? cubePage(model.cubes[0], null) : overviewPage();
 }
 
 let cubesByAddress;
@@ -72,11 +77,12 @@ function header() {
       field.focus();
     }
   });
-  const links = [["#/", about.command === "cube" ? "Cube" : "Overview"], ["#/messages", "Messages"], ["#/words", "Words"]];
+  const homes = { cube: "Cube", diff: "Changes" };
+  const links = [["#/", homes[about.command] || "Overview"], ["#/messages", "Messages"], ["#/words", "Words"]];
   return make("header", {},
     make("a", { class: "skip", href: "#page", click: event => { event.preventDefault(); document.querySelector("#page h1").focus(); } }, "Skip to the content"),
-    make("nav", { "aria-label": "Pages" }, links.map(([href, text]) => make("a", { href }, text))),
-    make("form", { role: "search", submit: event => event.preventDefault() }, field));
+    make("nav", { "aria-label": "Pages" }, links.slice(0, model.diff ? 1 : undefined).map(([href, text]) => make("a", { href }, text))),
+    model.diff ? null : make("form", { role: "search", submit: event => event.preventDefault() }, field));
 }
 
 // Closed hierarchies are printed, too, and closed again afterwards.

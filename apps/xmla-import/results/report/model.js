@@ -4,6 +4,7 @@ const nothing = { hierarchies: [], measures: [], sapVariables: [], errors: [], w
 
 /** Adds to each cube its address in this page, its dimensions and its counts. */
 function prepare(result, about) {
+  if (about.command === "diff") return { cubes: [], diff: result, errors: result.errors, warnings: result.warnings };
   const cubes = about.command === "cube" ? [result] : result.cubes;
   const addresses = new Map();
   for (const cube of cubes) {

@@ -1,0 +1,51 @@
+#include "results/ChangeText.h"
+
+#include <string_view>
+
+#include "base/Text.h"
+#include "results/Totals.h"
+
+namespace {
+
+constexpr std::size_t kLongestValue = 200;  // bytes
+
+/// A value for a line: cut if it is long.
+std::string Value(const std::string& text) {
+  if (text.empty()) return "(empty)";
+  if (text.size() <= kLongestValue) return text;
+  std::size_t end = kLongestValue;
+  while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end) + "... (" + Counted(text.size(), "byte", "bytes") + ")";
+}
+
+}  // namespace
+
+std::string PathText(const std::vector<PathPart>& path) {
+  if (path.empty()) return "the document";
+  std::string text;
+  for (const PathPart& part : path)
+    text += (text.empty() ? "" : ", ") + std::string(part.kind) + " \"" + part.name + '"';
+  return text;
+}
+
+std::string ChangeText(const Change& change) {
+  std::string text = change.what;
+  if (!change.before.empty() || !change.after.empty())
+    text += ": " + Value(change.before) + ", now " + Value(change.after);
+  if (!change.remark.empty()) text += " (" + change.remark + ')';
+  return text;
+}
+
+std::string FoundText(const DiffResult& result) {
+  Totals totals;
+  totals.Add(result);
+  const std::string text = totals.Text();
+  return text.empty() ? "no differences" : text;
+}
+
+std::string ComparedText(const DiffResult& result) {
+  std::string text;
+  for (const auto& [records, count] : result.comparison.compared)
+    if (count > 0) text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + records;
+  return text.empty() ? "nothing" : text;
+}

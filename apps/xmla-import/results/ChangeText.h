@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include "commands/Results.h"
+
+// Changes in words, in UTF-8.
+
+/// Such as "cube "Sales", measure "Net Sales"", without the data source and catalog of a cube if
+/// the path goes on; "the document" for an empty path.
+std::string PathText(const std::vector<PathPart>& path);
+/// Such as "removed", or "type: VXVarCharData, now VXDoubleData".
+std::string ChangeText(const Change& change);
+/// Such as "2 breaking changes, 1 addition"; "no differences" for none.
+std::string FoundText(const DiffResult& result);
+/// Such as "5 cubes, 42 hierarchies, 110 levels".
+std::string ComparedText(const DiffResult& result);
