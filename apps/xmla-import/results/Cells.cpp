@@ -3,14 +3,9 @@
 #include <algorithm>
 
 bool IsConstant(std::string_view key) {
-  constexpr std::string_view kConstant[] = {"asoType",
-                                            "memberNameUnique",
-                                            "dateFormat",
-                                            "defaultMember",
-                                            "nullable",
-                                            "dimPropType",
-                                            "overrideDefaultLow",
-                                            "overrideDefaultHigh"};
+  constexpr std::string_view kConstant[] = {
+      "asoType",  "memberNameUnique", "dateFormat",         "defaultMember",
+      "nullable", "dimPropType",      "overrideDefaultLow", "overrideDefaultHigh"};
   return std::ranges::find(kConstant, key) != std::end(kConstant);
 }
 

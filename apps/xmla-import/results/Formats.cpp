@@ -38,8 +38,9 @@ constexpr Entry kEntries[] = {
       .commands = kCubes},
      &MakeCsvForm},
     {{.name = "xlsx",
-      .help = "workbook with sheets for cubes, hierarchies, levels, properties, measures, variables "
-              "and messages. Needs -o or a pipe, and memory for the whole result",
+      .help =
+          "workbook with sheets for cubes, hierarchies, levels, properties, measures, variables "
+          "and messages. Needs -o or a pipe, and memory for the whole result",
       .extension = ".xlsx",
       .commands = kCubes,
       .isBinary = true},

@@ -70,9 +70,7 @@ class MarkdownForm : public Form {
     --m_depth;
   }
 
-  void EndImport(const ImportResult& result) override {
-    WriteMessages(result.messages);
-  }
+  void EndImport(const ImportResult& result) override { WriteMessages(result.messages); }
 
  private:
   using Use = std::function<bool(const Row&)>;
@@ -138,8 +136,7 @@ class MarkdownForm : public Form {
       if (keys.empty())
         for (const NamedCell& each : row) keys.push_back(each.key);
       isShown.resize(keys.size(), table.keepsEmpty);
-      for (std::size_t i = 0; i < row.size(); ++i)
-        isShown[i] = isShown[i] || !IsEmpty(row[i].cell);
+      for (std::size_t i = 0; i < row.size(); ++i) isShown[i] = isShown[i] || !IsEmpty(row[i].cell);
       return true;
     });
     if (keys.empty()) return;

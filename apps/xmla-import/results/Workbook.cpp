@@ -124,7 +124,8 @@ std::string CellText(const String& text, bool& isCut) {
 
 class Workbook::Book {
  public:
-  explicit Book(std::size_t maxRows) : m_maxRows(maxRows), m_file(memfd_create("xlsx", MFD_CLOEXEC)) {
+  explicit Book(std::size_t maxRows)
+      : m_maxRows(maxRows), m_file(memfd_create("xlsx", MFD_CLOEXEC)) {
     if (!m_file.IsOpen()) Fail(std::strerror(errno));
     lxw_workbook_options options{};
     options.constant_memory = LXW_TRUE;
@@ -197,9 +198,7 @@ class Workbook::Book {
     lxw_worksheet* sheet = nullptr;
     std::size_t rows = 0;  ///< of the current part, with the headings
     std::vector<double> widths;
-    std::string PartName() const {
-      return part == 1 ? name : name + ' ' + std::to_string(part);
-    }
+    std::string PartName() const { return part == 1 ? name : name + ' ' + std::to_string(part); }
   };
 
   [[noreturn]] static void Fail(const std::string& reason) {
@@ -255,8 +254,8 @@ class Workbook::Book {
     const auto row = static_cast<lxw_row_t>(sheet.rows);
     const auto place = static_cast<lxw_col_t>(column);
     if (const auto* const number = std::get_if<long long>(&cell))
-      return Check(worksheet_write_number(sheet.sheet, row, place, static_cast<double>(*number),
-                                          nullptr));
+      return Check(
+          worksheet_write_number(sheet.sheet, row, place, static_cast<double>(*number), nullptr));
     const auto* const name = std::get_if<const String*>(&cell);
     const String text = name ? **name : Wide(std::get<std::string>(cell));
     bool isCut = false;
@@ -288,12 +287,9 @@ class Workbook::Book {
 
 Workbook::Workbook(std::size_t maxRows) : m_book(std::make_unique<Book>(maxRows)) {}
 Workbook::~Workbook() = default;
-std::size_t Workbook::AddSheet(const std::string& name,
-                               const std::vector<std::string_view>& keys) {
+std::size_t Workbook::AddSheet(const std::string& name, const std::vector<std::string_view>& keys) {
   return m_book->AddSheet(name, keys);
 }
 void Workbook::AddRow(std::size_t sheet, const Row& row) { m_book->AddRow(sheet, row); }
 std::vector<std::string> Workbook::TakeNotices() { return m_book->TakeNotices(); }
-void Workbook::Finish(const std::function<void(std::string_view)>& write) {
-  m_book->Finish(write);
-}
+void Workbook::Finish(const std::function<void(std::string_view)>& write) { m_book->Finish(write); }

@@ -10,8 +10,8 @@
 #include "results/Cells.h"
 
 /// A workbook for spreadsheets (Office Open XML). Texts are text cells, never formulas or links;
-/// numbers are numbers. The first row of a sheet has the headings, with a filter, and stays visible.
-/// The same calls give the same bytes.
+/// numbers are numbers. The first row of a sheet has the headings, with a filter, and stays
+/// visible. The same calls give the same bytes.
 ///
 /// The workbook is in memory until it is finished, because the library that writes it does not
 /// report every write error of a temporary file.

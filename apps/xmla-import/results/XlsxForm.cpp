@@ -44,8 +44,8 @@ class XlsxForm : public Form {
   void BeginImport(const ImportResult& result) override {
     BeginCubes();
     AddMessage("provider", nullptr,
-               Utf8(result.providerName) + ", version " + Utf8(result.providerVersion) +
-                   ", kind " + result.target);
+               Utf8(result.providerName) + ", version " + Utf8(result.providerVersion) + ", kind " +
+                   result.target);
   }
 
   void AddCube(const CubeResult& cube) override {
