@@ -1,4 +1,5 @@
 #include <sys/prctl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <exception>
@@ -9,6 +10,7 @@
 #include "CommandTable.h"
 #include "base/Interrupt.h"
 #include "base/Secret.h"
+#include "base/Style.h"
 #include "base/Text.h"
 #include "call/Arguments.h"
 #include "connection/Connection.h"
@@ -44,8 +46,10 @@ class Call {
     try {
       const bool isReady = Prepare(argc, argv);
       if (!m_arguments.information.empty()) return PrintInformation();
-      m_progress.emplace(m_arguments.quiet, m_arguments.verbose);
-      m_report.emplace(*m_output, m_arguments.format, WarningsToShow(m_arguments), *m_progress);
+      m_progress.emplace(m_arguments.quiet, m_arguments.verbose,
+                         HasColors(m_arguments.color, isatty(STDERR_FILENO) == 1));
+      m_report.emplace(*m_output, m_arguments.format, m_arguments.color,
+                       WarningsToShow(m_arguments), *m_progress);
       if (isReady) Run();
       return ReportResult();
     } catch (const OutputInterrupted& interruption) {

@@ -23,10 +23,12 @@ namespace {
 constexpr std::chrono::seconds kLongestRun{30};
 // Variables that would make a run depend on the user who runs the tests.
 constexpr std::string_view kDropped[] = {
-    "XMLA_IMPORT_",        "OT_XMLA_IMPORT_", "MORVEN_",        "http_proxy=", "HTTP_PROXY=",
-    "https_proxy=",        "HTTPS_PROXY=",    "ftp_proxy=",     "FTP_PROXY=",  "all_proxy=",
-    "ALL_PROXY=",          "no_proxy=",       "NO_PROXY=",      "SSL_CERT_",   "CURL_CA_BUNDLE=",
-    "REQUESTS_CA_BUNDLE=", "CURL_SSL_",       "SSLKEYLOGFILE=", "OPENSSL_"};
+    "XMLA_IMPORT_", "OT_XMLA_IMPORT_", "MORVEN_",         "http_proxy=",
+    "HTTP_PROXY=",  "https_proxy=",    "HTTPS_PROXY=",    "ftp_proxy=",
+    "FTP_PROXY=",   "all_proxy=",      "ALL_PROXY=",      "no_proxy=",
+    "NO_PROXY=",    "SSL_CERT_",       "CURL_CA_BUNDLE=", "REQUESTS_CA_BUNDLE=",
+    "CURL_SSL_",    "SSLKEYLOGFILE=",  "OPENSSL_",        "NO_COLOR=",
+    "TERM="};
 
 /// A caller may run the tests in the background with interactive signals ignored. The tool would
 /// then also ignore them.

@@ -215,6 +215,7 @@ class Parser {
 
   void CheckMeaning() {
     m_read.format = ChooseFormat(m_source.formats, m_read.format, m_read.output, m_form->name);
+    if (!m_read.color.empty()) RequireOneOf("--color", m_read.color, {"auto", "always", "never"});
     if (!m_read.warnings.empty())
       RequireOneOf("--warnings", m_read.warnings, {"all", "summary", "none"});
     if (m_read.quiet && m_read.verbose)

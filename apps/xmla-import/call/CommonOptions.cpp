@@ -127,6 +127,11 @@ constexpr CommandOption kOptions[] = {
      .value = &Arguments::output,
      .placeholder = "FILE",
      .shortName = "-o"},
+    {.name = "--color",
+     .help = "colours in text and messages: auto (default: on a terminal), always or never "
+             "[NO_COLOR]",
+     .value = &Arguments::color,
+     .placeholder = "WHEN"},
     {.name = "--warnings",
      .help = "warnings on standard error: all, summary (default: one line for each kind) or none; "
              "the result has all of them",

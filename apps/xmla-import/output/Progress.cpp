@@ -10,6 +10,7 @@
 #include <new>
 #include <system_error>
 
+#include "base/Style.h"
 #include "base/TerminalText.h"
 #include "base/Text.h"
 #include "output/ExchangeLines.h"
@@ -56,10 +57,11 @@ std::string Duration(double seconds) {
 
 }  // namespace
 
-Progress::Progress(bool quiet, bool verbose)
+Progress::Progress(bool quiet, bool verbose, bool hasColors)
     : m_form(verbose                                ? Form::kExchanges
              : !quiet && isatty(STDERR_FILENO) == 1 ? Form::kLine
-                                                    : Form::kNone) {
+                                                    : Form::kNone),
+      m_hasColors(hasColors) {
   if (m_form != Form::kLine) return;
   // Signals must interrupt the threads that import.
   sigset_t all;
@@ -167,9 +169,16 @@ void Progress::EndCube() {
   m_currentCubes.erase(std::this_thread::get_id());
 }
 
+std::string Progress::Label(std::string_view kind) const {
+  if (!m_hasColors) return std::string(kind);
+  const Style style = kind == "error"     ? Style::kBad
+                      : kind == "warning" ? Style::kCaution
+                                          : Style::kFaint;
+  return std::string(BeginOf(style)).append(kind).append(kEndOfStyle);
+}
+
 void Progress::ShowMessage(const char* kind, const std::string& text) {
-  const std::string line =
-      "xmla-import: " + std::string(kind) + ": " + EscapedForTerminal(text) + "\n";
+  const std::string line = "xmla-import: " + Label(kind) + ": " + EscapedForTerminal(text) + "\n";
   const std::lock_guard lock(m_mutex);
   Clear();
   WriteToStandardError(line);

@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "connection/Operation.h"
@@ -24,7 +25,7 @@ class Progress : public RequestObserver {
     double seconds = 0;       ///< since the begin of the call
   };
 
-  Progress(bool quiet, bool verbose);
+  Progress(bool quiet, bool verbose, bool hasColors = false);
   ~Progress() override;
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -42,7 +43,7 @@ class Progress : public RequestObserver {
   /// The calling thread begins to read a cube, or ends it.
   void BeginCube(const String& name);
   void EndCube();
-  /// Writes an error or warning line. Control characters are escaped.
+  /// Writes an error, warning or note line. Control characters are escaped.
   void ShowMessage(const char* kind, const std::string& text);
   /// Writes a line that is neither, if the progress line is in use.
   void ShowClosingLine(const std::string& text);
@@ -67,6 +68,7 @@ class Progress : public RequestObserver {
     double retryAfter = 0;  ///< seconds from `since`
   };
 
+  std::string Label(std::string_view kind) const;
   void Show(bool now);
   void ShowLine(Clock::time_point now);
   std::string WaitingText(const Waiting& waiting, Clock::time_point now) const;
@@ -76,6 +78,7 @@ class Progress : public RequestObserver {
   void Tick(const std::stop_token& stop);
 
   const Form m_form;
+  const bool m_hasColors;
   const Clock::time_point m_begin = Clock::now();
   std::mutex m_mutex;  // guards the members below
   Clock::time_point m_shown = m_begin;

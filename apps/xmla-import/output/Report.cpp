@@ -9,19 +9,19 @@
 #include "output/ExchangeLines.h"
 #include "results/Formats.h"
 
-Report::Report(Output& output, const std::string& format, ShownWarnings warnings,
-               Progress& progress)
+Report::Report(Output& output, const std::string& format, const std::string& color,
+               ShownWarnings warnings, Progress& progress)
     : m_output(output),
       m_progress(progress),
       m_warnings(warnings),
-      m_text(*this, output.IsTerminal()),
+      m_text(*this, output.IsTerminal(),
+             format == Formats().front().name && HasColors(color, output.IsTerminal())),
       m_form(MakeForm(format, m_text)) {}
 
 void Report::BeginCubes(ImportResult& result, std::size_t count) {
   AddWarnings("", result.messages, 0);
   m_addedWarnings = result.messages.warnings.size();
   m_form->BeginImport(result);
-  m_text.Flush();
   m_hasBegun = true;
   CountCubes(count);
 }

@@ -19,7 +19,9 @@
 /// OutputInterrupted.
 class Report : public ResultReceiver, private TextSink {
  public:
-  Report(Output& output, const std::string& format, ShownWarnings warnings, Progress& progress);
+  /// `color`: the value of --color.
+  Report(Output& output, const std::string& format, const std::string& color,
+         ShownWarnings warnings, Progress& progress);
 
   void BeginCubes(ImportResult& result, std::size_t count) override;
   void CountCubes(std::size_t count) override { m_progress.BeginCubes(count); }

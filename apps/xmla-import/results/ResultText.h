@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Utility/Generic/String.h"
+#include "base/Style.h"
 #include "base/TextSink.h"
 
 /// Buffers the text of a result and passes it to a sink in blocks. Allocates no memory, so a result
@@ -15,9 +16,14 @@
 /// AppendMarkup is for text that was escaped before.
 class ResultText {
  public:
-  ResultText(TextSink& sink, bool isForTerminal) : m_sink(sink), m_isForTerminal(isForTerminal) {}
+  /// A text with colours is for a terminal, even if a program passes it on.
+  ResultText(TextSink& sink, bool isForTerminal, bool hasColors = false)
+      : m_sink(sink), m_isForTerminal(isForTerminal || hasColors), m_hasColors(hasColors) {}
 
   bool IsForTerminal() const { return m_isForTerminal; }
+  /// If the text has colours: what follows has this style, until EndStyle.
+  void BeginStyle(Style style) { PutSequence(BeginOf(style)); }
+  void EndStyle() { PutSequence(kEndOfStyle); }
   /// Appends the format's own text: printable ASCII. Other bytes become question marks.
   void Append(std::string_view ours);
   void Append(char ours) { Put(IsPrintable(ours) ? ours : '?'); }
@@ -50,6 +56,10 @@ class ResultText {
  private:
   static constexpr std::size_t kMaxAfterInterruption = std::size_t{4} << 20;
 
+  void PutSequence(std::string_view sequence) {
+    if (!m_hasColors) return;
+    for (const char byte : sequence) Put(byte);
+  }
   static bool IsPrintable(char byte) { return ' ' <= byte && byte <= '~'; }
   void Put(char byte) {
     if (m_length == m_block.size()) Flush();
@@ -58,6 +68,7 @@ class ResultText {
 
   TextSink& m_sink;
   const bool m_isForTerminal;
+  const bool m_hasColors;
   std::size_t m_length = 0;
   std::size_t m_sinceInterruption = 0;
   std::array<char, std::size_t{64} << 10> m_block;

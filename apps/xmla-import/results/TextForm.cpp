@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "base/Style.h"
 #include "base/Text.h"
 #include "call/ServerFileExample.h"
 #include "call/TargetNames.h"
@@ -82,7 +83,8 @@ class TextForm : public Form {
 
   void Write(const TreeResult& result) override {
     for (const OTDataSource& source : result.dataSources) {
-      Line(0, source.m_dataSourceName, source.m_catalogs.empty() ? " (no catalogs)" : "");
+      StyledLine(Style::kHeading, 0, source.m_dataSourceName,
+                 source.m_catalogs.empty() ? " (no catalogs)" : "");
       for (const OTCatalog& catalog : source.m_catalogs) {
         Line(1, catalog.m_catalogName, catalog.m_cubes.empty() ? " (no cubes)" : "");
         for (const OTCube& cube : catalog.m_cubes) {
@@ -161,7 +163,10 @@ class TextForm : public Form {
   void AddStep(const CheckStep& step) override {
     constexpr std::size_t kStatusWidth = 9;
     constexpr std::size_t kNameWidth = 17;
+    constexpr Style kStyles[] = {Style::kGood, Style::kCaution, Style::kBad, Style::kFaint};
+    Text().BeginStyle(kStyles[static_cast<int>(step.status)]);
     PutPadded(StatusName(step.status), kStatusWidth);
+    Text().EndStyle();
     PutPadded(step.name, kNameWidth);
     Put(Wide(step.found));
     if (step.seconds) Put(fmt::format(" ({:.1f} ms)", *step.seconds * 1e3));
@@ -201,6 +206,14 @@ class TextForm : public Form {
     (Put(parts), ...);
     Text().EndLine();
   }
+  template <class... Parts>
+  void StyledLine(Style style, std::size_t depth, const Parts&... parts) {
+    Text().AppendBlanks(2 * depth);
+    Text().BeginStyle(style);
+    (Put(parts), ...);
+    Text().EndStyle();
+    Text().EndLine();
+  }
   void Put(std::string_view ours) { Text().Append(ours); }
   void Put(const String& name) {
     if (name.empty()) return Put("(no name)");
@@ -217,10 +230,15 @@ class TextForm : public Form {
 
   void Cube(const CubeResult& cube) {
     const bool hasFailed = !cube.messages.errors.empty();
+    Text().BeginStyle(Style::kHeading);
     Text().Append("cube ");
     Put(cube.cube);
-    if (hasFailed)
+    Text().EndStyle();
+    if (hasFailed) {
+      Text().BeginStyle(Style::kBad);
       Put((cube.IsEmpty() ? " (not read: " : " (incomplete: ") + Errors(cube.messages) + ")");
+      Text().EndStyle();
+    }
     Text().EndLine();
     if (cube.dataSource.empty())
       Line(1, "catalog ", cube.catalog);
@@ -234,15 +252,81 @@ class TextForm : public Form {
     else if (!hasFailed)
       Line(1, "no hierarchies and no measures");
     WriteHierarchies(cube.hierarchies);
-    if (!cube.measures.empty()) Line(1, "measures");
-    for (const OTXMLAUnit& measure : cube.measures) {
+    if (!cube.measures.empty()) StyledLine(Style::kSection, 1, "measures");
+    WriteUnits(2, "", cube.measures, [](const OTXMLAUnit& measure) {
+      return Words{Word(measure.m_aggrType), TextColumn(measure)};
+    });
+    if (!cube.sapVariables.empty()) StyledLine(Style::kSection, 1, "variables");
+    const auto wordsOf = [](const XmlACubeVariable& variable) {
+      return Words{Word(variable.m_type), Word(variable.m_selectionType),
+                   Word(variable.m_entryType)};
+    };
+    const Widths widths = WidthsOf(cube.sapVariables, wordsOf);
+    for (const XmlACubeVariable& variable : cube.sapVariables) {
       if (MustStop()) return;
-      Line(2, Named{measure.m_name, measure.m_externalName}, ": ", Word(measure.m_aggrType), ", ",
-           TextColumn(measure));
+      Aligned(2, "", NamedOf(variable), wordsOf(variable), widths);
+      Details(variable);
     }
-    if (!cube.sapVariables.empty()) Line(1, "variables");
-    for (const XmlACubeVariable& variable : cube.sapVariables)
-      if (!MustStop()) Variable(variable);
+  }
+
+  // Similar lines, such as the measures, have a name and words. On a terminal they are aligned.
+
+  using Words = std::vector<std::string>;
+  using Widths = std::vector<std::size_t>;  // of the name and of each word; empty: not aligned
+
+  static Named NamedOf(const OTXMLAUnit& unit) { return {unit.m_name, unit.m_externalName}; }
+  static Named NamedOf(const XmlACubeVariable& variable) {
+    return {variable.m_Caption, variable.m_Name};
+  }
+
+  static std::size_t WidthOf(const Named& named) {
+    constexpr std::size_t kNoName = 9;  // of "(no name)"
+    const std::size_t other = DisplayWidth(named.externalName);
+    if (named.name.empty() || named.name == named.externalName)
+      return named.externalName.empty() ? kNoName : other;
+    return DisplayWidth(named.name) + 3 + (named.externalName.empty() ? kNoName : other);
+  }
+
+  template <class Items, class WordsOf>
+  Widths WidthsOf(const Items& items, const WordsOf& wordsOf) {
+    // A longer name does not move the words of all others.
+    constexpr std::size_t kMaxWidth = 48;
+    Widths widths;
+    if (!Text().IsForTerminal()) return widths;
+    for (const auto& item : items) {
+      const Words words = wordsOf(item);
+      widths.resize(words.size() + 1);
+      const std::size_t name = WidthOf(NamedOf(item));
+      if (name <= kMaxWidth) widths[0] = std::max(widths[0], name);
+      for (std::size_t i = 0; i < words.size(); ++i)
+        widths[i + 1] = std::max(widths[i + 1], words[i].size());
+    }
+    return widths;
+  }
+
+  void Aligned(std::size_t depth, std::string_view label, const Named& named, const Words& words,
+               const Widths& widths) {
+    Text().AppendBlanks(2 * depth);
+    Put(label);
+    Put(named);
+    std::size_t used = widths.empty() ? 0 : WidthOf(named);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      Put(i == 0 ? ": " : ", ");
+      if (!widths.empty()) Text().AppendBlanks(widths[i] - std::min(widths[i], used));
+      Put(words[i]);
+      used = words[i].size();
+    }
+    Text().EndLine();
+  }
+
+  template <class WordsOf>
+  void WriteUnits(std::size_t depth, std::string_view label, const std::vector<OTXMLAUnit>& units,
+                  const WordsOf& wordsOf) {
+    const Widths widths = WidthsOf(units, wordsOf);
+    for (const OTXMLAUnit& unit : units) {
+      if (MustStop()) return;
+      Aligned(depth, label, NamedOf(unit), wordsOf(unit), widths);
+    }
   }
 
   void WriteHierarchies(const std::vector<OTXMLAHierarchy>& hierarchies) {
@@ -266,7 +350,8 @@ class TextForm : public Form {
 
   void Dimension(const OTXMLAHierarchy& first) {
     const std::string kind = Word(first.m_dimensionType);
-    Line(1, "dimension ", first.m_dimensionUniqueName, kind.empty() ? "" : " " + kind);
+    StyledLine(Style::kSection, 1, "dimension ", first.m_dimensionUniqueName,
+               kind.empty() ? "" : " " + kind);
   }
 
   void Hierarchy(const OTXMLAHierarchy& hierarchy) {
@@ -289,16 +374,11 @@ class TextForm : public Form {
     else
       Put(Named{level.m_levelName, level.m_externalName});
     Text().EndLine();
-    for (const OTXMLAUnit& property : level.m_memberProperties) {
-      if (MustStop()) return;
-      Line(4, "property ", Named{property.m_name, property.m_externalName}, ": ",
-           TextColumn(property));
-    }
+    WriteUnits(4, "property ", level.m_memberProperties,
+               [](const OTXMLAUnit& property) { return Words{TextColumn(property)}; });
   }
 
-  void Variable(const XmlACubeVariable& variable) {
-    Line(2, Named{variable.m_Caption, variable.m_Name}, ": ", Word(variable.m_type), ", ",
-         Word(variable.m_selectionType), ", ", Word(variable.m_entryType));
+  void Details(const XmlACubeVariable& variable) {
     const bool isOfHierarchy = !variable.m_referenceHierarchy.empty();
     const String& reference =
         isOfHierarchy ? variable.m_referenceHierarchy : variable.m_referenceDimension;
