@@ -116,11 +116,13 @@ class TextForm : public Form {
       const auto [place, within] = SplitAtCube(change.path);
       if (place != lastPlace) {
         Text().EndLine();
-        Line(0, Wide(place));
+        StyledLine(Style::kHeading, 0, Wide(place));
         lastPlace = place;
       }
       Text().AppendBlanks(2);
+      Text().BeginStyle(kClassStyles[static_cast<int>(change.severity)]);
       PutPadded(ClassName(change.severity), kClassWidth);
+      Text().EndStyle();
       Put(Wide((within.empty() ? "" : within + ": ") + ChangeText(change)));
       Line(0, "  [", change.id, "]");
     }
@@ -183,6 +185,7 @@ class TextForm : public Form {
  private:
   static constexpr std::size_t kMostPerId = 100;
   static constexpr std::size_t kClassWidth = 10;
+  static constexpr Style kClassStyles[] = {Style::kBad, Style::kGood, Style::kFaint};
 
   /// The text of a path up to its cube, and of the rest.
   static std::pair<std::string, std::string> SplitAtCube(const std::vector<PathPart>& path) {
