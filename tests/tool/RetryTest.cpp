@@ -102,7 +102,7 @@ TEST(Retry, IsCountedInTheClosingLine) {
   const StandardError terminal(true);
   Progress progress(false, false);
   Output output("", true);
-  Report report(output, "text", ShownWarnings::kSummary, progress);
+  Report report(output, "text", "", ShownWarnings::kSummary, progress);
   progress.OnRetry(FirstRetry());
   progress.OnRetry(FirstRetry());
   progress.OnExchange({});

@@ -8,10 +8,11 @@
 
 namespace {
 
-/// True if the character may begin markup inside a line.
-bool IsMarkup(wchar_t character) {
+/// True if the character may begin markup inside a line, or complete a link such as "www.x".
+bool IsMarkup(String::View text, std::size_t place) {
   constexpr std::wstring_view kMarkup = L"\\`*_[]<>#&|~!:@$^=";
-  return kMarkup.find(character) != kMarkup.npos;
+  return kMarkup.find(text[place]) != kMarkup.npos ||
+         (text[place] == L'.' && text.substr(0, place).ends_with(L"www"));
 }
 
 bool IsEmpty(const Cell& cell) {
@@ -227,7 +228,7 @@ class MarkdownForm : public Form {
     for (std::size_t i = 0; i < text.size(); ++i) {
       const wchar_t character = text[i];
       const bool isAtEnd = i == 0 || i + 1 == text.size();
-      if (IsMarkup(character)) {
+      if (IsMarkup(text.view(), i)) {
         Text().Append('\\');
         Text().Append(static_cast<char>(character));
       } else if (character < L' ' || (character == L' ' && isAtEnd)) {
