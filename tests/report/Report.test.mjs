@@ -345,3 +345,29 @@ test('errors are in the overview and on the page of the cube that they concern',
     await provider.close();
   }
 });
+
+test('a comparison shows each change with its class, and filters by class', async () => {
+  const old = JSON.parse(await runTool(['--sample', 'analysis-services', '--format', 'json', 'import']));
+  const now = structuredClone(old);
+  now.cubes[0].measures[1].type = 'VXDateData';
+  now.cubes[0].hierarchies[0].name = '<b>new</b>';
+  now.cubes.splice(1, 1);
+  await withFolder(async folder => {
+    const files = ['old.json', 'new.json', 'changes.html'].map(name => path.join(folder, name));
+    await writeFile(files[0], JSON.stringify(old));
+    await writeFile(files[1], JSON.stringify(now));
+    await runTool(['diff', files[0], files[1], '-o', files[2]], [4]);
+    const page = await open(browser, files[2]);
+    const rows = () => page.$$eval('tbody tr', all => all.map(row => [...row.children].map(cell => cell.textContent).join(' | ')));
+    assert.deepEqual(await rows(), [
+      'breaking |  | removed | cube-removed',
+      'cosmetic | hierarchy Date.Calendar | display name: Calendar → <b>new</b> | hierarchy-display-name-changed',
+      'breaking | measure Units | type: VXDoubleData → VXDateData | measure-type-changed']);
+    assert.equal(await page.$eval('[role=status]', each => each.textContent), '3 of 3 changes shown.');
+    await (await page.$$('fieldset input'))[0].click();
+    assert.equal((await rows()).length, 1);
+    assert.deepEqual(await violations(page), []);
+    assert.deepEqual(page.problems, []);
+    await page.close();
+  });
+});

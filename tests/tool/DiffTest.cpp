@@ -263,7 +263,7 @@ const KindOfChange kKinds[] = {
     {"cube-aliases-changed", "breaking", &SampleTree,
      [](Json& d) { CubeEntry(d)["aliases"] = {"x"}; }},
     {"cube-unique-member-names-changed", "breaking", &SampleTree,
-     [](Json& d) { CubeEntry(d)["memberNameUnique"] = true; }},
+     [](Json& d) { CubeEntry(d)["memberNameUnique"] = false; }},
     {"cube-date-format-changed", "breaking", &SampleTree,
      [](Json& d) { CubeEntry(d)["dateFormat"] = "x"; }},
 };
@@ -523,7 +523,8 @@ TEST_F(Diff, EveryMissingKeyIsAnError) {
   document["cubes"] = {cube};
   const std::string good = File("good.json", document.dump());
   std::vector<Json::json_pointer> keys;
-  for (const auto& item : document.flatten().items()) {
+  const Json values = document.flatten();
+  for (const auto& item : values.items()) {
     Json::json_pointer place(item.key());
     while (!place.empty()) {
       if (place.back().find_first_not_of("0123456789") != std::string::npos) keys.push_back(place);
