@@ -285,6 +285,14 @@ TEST_F(Diff, TheTableOfTestsHasEveryKindOfChange) {
   EXPECT_EQ(ChangeKinds().size(), tested.size());
 }
 
+TEST_F(Diff, TheDocumentListsEveryKindOfChange) {
+  const std::string document = support::ReadFile(DIFF_DOCUMENT);
+  std::string table;
+  for (const ChangeKind& kind : ChangeKinds())
+    table += "| `" + kind.id + "` | " + ClassName(kind.severity) + " |\n";
+  EXPECT_THAT(document, testing::EndsWith("| --- | --- |\n" + table));
+}
+
 TEST_F(Diff, KindsThatNeedTwoRecords) {
   Json before = SampleTree();
   Insert(before["dataSources"], "name");
