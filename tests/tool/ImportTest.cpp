@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "support/ResidentMemory.h"
 #include "support/Sanitized.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
@@ -392,15 +393,6 @@ TEST(Import, LimitsReadingAheadOfWriting) {
   EXPECT_LE(ahead, 10);
 }
 
-/// Peak memory of a process so far, in KiB.
-long PeakOf(pid_t process) {
-  constexpr std::string_view kPeak = "VmHWM:";
-  std::ifstream status("/proc/" + std::to_string(process) + "/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.starts_with(kPeak)) return std::stol(line.substr(kPeak.size()));
-  return 0;
-}
-
 TEST(Import, MemoryIsIndependentOfTheNumberOfCubes) {
   if (support::kIsSanitized) GTEST_SKIP() << "skipped: a sanitizer keeps memory that was freed";
   std::string rows;
@@ -415,7 +407,7 @@ TEST(Import, MemoryIsIndependentOfTheNumberOfCubes) {
     std::atomic<long> most{0};
     script.answer = [&](const std::string& type, const std::string&) -> std::string {
       if (type != "MDSCHEMA_MEASURES") return {};
-      most = std::max(most.load(), PeakOf(tool));
+      most = std::max(most.load(), support::PeakResidentKiB(tool));
       return measures;
     };
     const ScriptedProvider provider(std::move(script));

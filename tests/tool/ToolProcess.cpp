@@ -17,6 +17,8 @@
 #include <string_view>
 #include <thread>
 
+#include "tool/DocumentCheck.h"
+
 namespace tool {
 namespace {
 
@@ -248,6 +250,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   for (const timeval& time : {usage.ru_utime, usage.ru_stime})
     outcome.cpuSeconds +=
         static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+  CollectDocuments(arguments, outcome);
   return outcome;
 }
 
