@@ -17,9 +17,10 @@
 namespace tool {
 namespace {
 
-constexpr std::string_view kCommands[] = {"sources", "tree", "cube", "import", "check", "servers"};
-constexpr std::string_view kFlags[] = {"--quiet", "--verbose", "--sort", "--help", "-h",
-                                       "--version"};
+constexpr std::string_view kCommands[] = {"sources", "tree", "cube",   "import",
+                                          "check",   "diff", "servers"};
+constexpr std::string_view kFlags[] = {"--quiet", "--verbose", "--sort",
+                                       "--help",  "-h",        "--version"};
 // Longer documents differ from shorter ones only in the number of their elements.
 constexpr std::size_t kMaxBytes = std::size_t{16} << 20;
 
@@ -85,8 +86,9 @@ class Collection : public testing::Environment {
                                                 File() + "'"});
     EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
     std::printf("validated against the JSON schemas: %zu different documents%s\n", m_known.size(),
-                m_tooLong > 0 ? (", without " + std::to_string(m_tooLong) + " very long ones").c_str()
-                              : "");
+                m_tooLong > 0
+                    ? (", without " + std::to_string(m_tooLong) + " very long ones").c_str()
+                    : "");
     m_folder.reset();
   }
 
@@ -115,8 +117,7 @@ void AddText(const CallParts& parts, const std::string& call, const Outcome& out
   if (parts.format != "ndjson")
     return Documents().Add({outcome.status == kUsageError ? "any" : document, call, text});
   std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);)
-    Documents().Add({"import-lines", call, line});
+  for (std::string line; std::getline(lines, line);) Documents().Add({"import-lines", call, line});
 }
 
 }  // namespace
@@ -148,16 +149,15 @@ std::string Validate(const std::vector<CollectedDocument>& documents, bool damag
           << '\n';
   lines.close();
   const support::ChildResult result = support::RunChild(
-      "/bin/sh", {"-c", std::string("exec node '" VALIDATE "' '" VALIDATOR_FOLDER
-                                    "' '" SCHEMA_FOLDER "' ") +
-                            (damages ? "--damage" : "") + " < '" + file + "'"});
+      "/bin/sh",
+      {"-c", std::string("exec node '" VALIDATE "' '" VALIDATOR_FOLDER "' '" SCHEMA_FOLDER "' ") +
+                 (damages ? "--damage" : "") + " < '" + file + "'"});
   return result.exitStatus == 0 ? std::string() : result.out + result.err;
 }
 
 bool CanValidate() {
-  static const bool can =
-      std::filesystem::exists(VALIDATOR_FOLDER "/node_modules/ajv") &&
-      support::RunChild("/bin/sh", {"-c", "node --version"}).exitStatus == 0;
+  static const bool can = std::filesystem::exists(VALIDATOR_FOLDER "/node_modules/ajv") &&
+                          support::RunChild("/bin/sh", {"-c", "node --version"}).exitStatus == 0;
   if (!can && std::getenv("XMLA_REQUIRE_ALL_TESTS"))
     ADD_FAILURE() << "the JSON Schema validator is missing; run tests/node/install";
   return can;

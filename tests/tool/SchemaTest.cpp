@@ -33,6 +33,14 @@ std::vector<CollectedDocument> DocumentsOfEachCommand() {
                        RunTool({"--sample", "sap-bw", "cube", "--catalog", "ZVSALES", "--cube",
                                 "ZVSALES/ZVSALES_Q001", "--format", "json"})
                            .out});
+  const std::string old = folder.Path() / "old.json";
+  RunTool({"--sample", "sap-bw", "import", "-o", old});
+  Json changed = Json::parse(support::ReadFile(old));
+  changed["cubes"][0]["measures"].erase(0);
+  changed["cubes"][0]["hierarchies"][0]["name"] = "other";
+  const std::string changedFile = folder.Path() / "new.json";
+  std::ofstream(changedFile) << changed.dump();
+  documents.push_back({"diff", "", RunTool({"diff", old, changedFile, "--format", "json"}).out});
   std::istringstream lines(RunTool({"--sample", "sap-bw", "import", "--format", "ndjson"}).out);
   for (std::string line; std::getline(lines, line);)
     documents.push_back({"import-lines", "", line});
@@ -65,7 +73,8 @@ TEST(Schema, ListsTheEnumeratorsOfEveryEnumeration) {
     if (!record.contains("properties")) continue;
     for (const Json& property : record["properties"])
       if (property.contains("anyOf"))
-        for (const Json& name : property["anyOf"][0]["enum"]) listed.insert(name.get<std::string>());
+        for (const Json& name : property["anyOf"][0]["enum"])
+          listed.insert(name.get<std::string>());
   }
   std::set<std::string> written;
   const auto add = [&]<class Enum>(Enum) {

@@ -172,10 +172,9 @@ class Comparer {
 
   void Count(const RecordRule& rule, const std::vector<bool>& isKept) {
     if (rule.isMessage) return;
-    auto found = std::ranges::find(m_result.compared, rule.plural,
-                                   &std::pair<std::string, std::size_t>::first);
-    if (found == m_result.compared.end())
-      found = m_result.compared.insert(found, {std::string(rule.plural), 0});
+    const auto found = std::ranges::find(m_result.compared, rule.plural,
+                                         &std::pair<std::string, std::size_t>::first);
+    if (found == m_result.compared.end()) return;
     found->second += static_cast<std::size_t>(std::ranges::count(isKept, true));
   }
 

@@ -47,7 +47,8 @@ class JsonForm : public Form {
     Add("changes", result.comparison.changes);
     m_json.Key("compared");
     m_json.BeginObject();
-    for (const auto& [records, count] : result.comparison.compared) Add(records, count);
+    for (const auto& [records, count] : result.comparison.compared)
+      Add(records == "data sources" ? "dataSources" : records, count);
     m_json.EndObject();
     m_json.Key("found");
     m_json.BeginObject();

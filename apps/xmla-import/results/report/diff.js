@@ -44,7 +44,7 @@ function diffPage() {
     content: [
       make("h1", { tabindex: "-1" }, "Changes"),
       make("dl", { class: "facts" }, [["Old", nameOf(model.diff.old)], ["New", nameOf(model.diff.new)],
-        ["Compared", Object.entries(compared).filter(([, count]) => count > 0).map(([records, count]) => `${number(count)} ${records}`).join(", ") || "nothing"],
+        ["Compared", Object.entries(compared).filter(([, count]) => count > 0).map(([records, count]) => `${number(count)} ${records.replace("dataS", "data s")}`).join(", ") || "nothing"],
         ["Compared on", [make("time", { datetime: about.created }, readableDate(about.created))]],
         ["Compared with", `xmla-import ${about.version}`],
       ].map(([name, value]) => [make("dt", {}, name), make("dd", {}, value)])),
