@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <mutex>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -18,8 +20,8 @@ namespace tool {
 namespace {
 
 constexpr std::string_view kCommands[] = {"sources", "tree", "cube", "import", "check", "servers"};
-constexpr std::string_view kFlags[] = {"--quiet", "--verbose", "--sort", "--help", "-h",
-                                       "--version"};
+constexpr std::string_view kFlags[] = {"--quiet", "--verbose", "--sort",
+                                       "--help",  "-h",        "--version"};
 // Longer documents differ from shorter ones only in the number of their elements.
 constexpr std::size_t kMaxBytes = std::size_t{16} << 20;
 
@@ -61,6 +63,7 @@ CallParts PartsOf(const Arguments& call) {
 class Collection : public testing::Environment {
  public:
   void Add(const CollectedDocument& document) {
+    const std::lock_guard lock(m_mutex);
     if (!m_known.insert(std::hash<std::string>()(document.schema + document.text)).second) return;
     if (!m_folder) m_folder.emplace();
     if (document.text.size() > kMaxBytes) {
@@ -76,7 +79,8 @@ class Collection : public testing::Environment {
   void TearDown() override {
     if (m_known.empty()) return;
     if (!CanValidate()) {
-      std::puts("skipped: the JSON Schema validator is missing, run tests/schema/install-validator");
+      std::puts(
+          "skipped: the JSON Schema validator is missing, run tests/schema/install-validator");
       return;
     }
     const support::ChildResult result =
@@ -85,14 +89,16 @@ class Collection : public testing::Environment {
                                                 File() + "'"});
     EXPECT_EQ(result.exitStatus, 0) << result.out << result.err;
     std::printf("validated against the JSON schemas: %zu different documents%s\n", m_known.size(),
-                m_tooLong > 0 ? (", without " + std::to_string(m_tooLong) + " very long ones").c_str()
-                              : "");
+                m_tooLong > 0
+                    ? (", without " + std::to_string(m_tooLong) + " very long ones").c_str()
+                    : "");
     m_folder.reset();
   }
 
  private:
   std::string File() const { return m_folder->Path() / "documents"; }
 
+  std::mutex m_mutex;  // tests run the tool on several threads
   std::optional<support::TempDir> m_folder;
   std::set<std::size_t> m_known;
   std::size_t m_tooLong = 0;
@@ -115,8 +121,7 @@ void AddText(const CallParts& parts, const std::string& call, const Outcome& out
   if (parts.format != "ndjson")
     return Documents().Add({outcome.status == kUsageError ? "any" : document, call, text});
   std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);)
-    Documents().Add({"import-lines", call, line});
+  for (std::string line; std::getline(lines, line);) Documents().Add({"import-lines", call, line});
 }
 
 }  // namespace
@@ -148,16 +153,15 @@ std::string Validate(const std::vector<CollectedDocument>& documents, bool damag
           << '\n';
   lines.close();
   const support::ChildResult result = support::RunChild(
-      "/bin/sh", {"-c", std::string("exec node '" VALIDATE "' '" VALIDATOR_FOLDER
-                                    "' '" SCHEMA_FOLDER "' ") +
-                            (damages ? "--damage" : "") + " < '" + file + "'"});
+      "/bin/sh",
+      {"-c", std::string("exec node '" VALIDATE "' '" VALIDATOR_FOLDER "' '" SCHEMA_FOLDER "' ") +
+                 (damages ? "--damage" : "") + " < '" + file + "'"});
   return result.exitStatus == 0 ? std::string() : result.out + result.err;
 }
 
 bool CanValidate() {
-  static const bool can =
-      std::filesystem::exists(VALIDATOR_FOLDER "/node_modules/ajv") &&
-      support::RunChild("/bin/sh", {"-c", "node --version"}).exitStatus == 0;
+  static const bool can = std::filesystem::exists(VALIDATOR_FOLDER "/node_modules/ajv") &&
+                          support::RunChild("/bin/sh", {"-c", "node --version"}).exitStatus == 0;
   if (!can && std::getenv("XMLA_REQUIRE_ALL_TESTS"))
     ADD_FAILURE() << "the JSON Schema validator is missing; run tests/schema/install-validator";
   return can;

@@ -76,7 +76,8 @@ TEST(FormatChoice, ErrorsListTheFormatsOfTheCommand) {
   const Outcome unsupported = RunTool({"--sample", "sap-bw", "tree", "--format", "ndjson"});
   EXPECT_EQ(unsupported.status, 2);
   EXPECT_EQ(unsupported.out, "");
-  EXPECT_THAT(unsupported.err, HasSubstr("tree has no --format ndjson; formats of tree: text, json"));
+  EXPECT_THAT(unsupported.err,
+              HasSubstr("tree has no --format ndjson; formats of tree: text, json"));
   const Outcome byName = RunTool({"--sample", "sap-bw", "sources", "-o", file});
   EXPECT_EQ(byName.status, 2);
   EXPECT_THAT(byName.err, HasSubstr("selects the format csv, which sources does not have; use "
@@ -124,8 +125,7 @@ TEST(FormatChoice, AWorkbookIsNotShownOnATerminal) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.out, "");
   }
-  const Outcome outcome =
-      RunTool({"--sample", "sap-bw", "import", "--format", "xlsx"}, options);
+  const Outcome outcome = RunTool({"--sample", "sap-bw", "import", "--format", "xlsx"}, options);
   EXPECT_EQ(outcome.err,
             "xmla-import: error: --format xlsx cannot be shown on a terminal; use -o FILE.xlsx\n");
 }

@@ -33,7 +33,8 @@ TEST(JsonLines, HasTheDocumentOfTheJsonFormat) {
   for (const char* const kind : {"analysis-services", "sap-bw", "tamarind"}) {
     const Json document =
         RunTool({"--sample", kind, "--format", "json", "import", "--jobs", "3"}).Document();
-    const Outcome outcome = RunTool({"--sample", kind, "--format", "ndjson", "import", "--jobs", "3"});
+    const Outcome outcome =
+        RunTool({"--sample", kind, "--format", "ndjson", "import", "--jobs", "3"});
     EXPECT_EQ(outcome.status, 0);
     const std::vector<std::string> lines = LinesOf(outcome.out);
     ASSERT_EQ(lines.size(), document["cubes"].size() + 2);
@@ -98,21 +99,21 @@ TEST(JsonLines, EveryCompleteLineOfAKilledCallIsADocument) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, 0), 0);
     const std::string file = "/dev/fd/" + std::to_string(ends[1]);
-    const Outcome outcome = RunToolWhile(
-        {"--url", provider.Url(sample::Kind::kAnalysisServices), "import", "--format", "ndjson",
-         "-o", file},
-        [&](pid_t process) {
-          close(ends[1]);
-          char block[4096];
-          bool isKilled = false;
-          for (ssize_t count; (count = read(ends[0], block, sizeof block)) > 0;) {
-            text.append(block, static_cast<std::size_t>(count));
-            if (!isKilled && std::ranges::count(text, '\n') > after) {
-              kill(process, SIGKILL);
-              isKilled = true;
-            }
-          }
-        });
+    const Outcome outcome =
+        RunToolWhile({"--url", provider.Url(sample::Kind::kAnalysisServices), "import", "--format",
+                      "ndjson", "-o", file},
+                     [&](pid_t process) {
+                       close(ends[1]);
+                       char block[4096];
+                       bool isKilled = false;
+                       for (ssize_t count; (count = read(ends[0], block, sizeof block)) > 0;) {
+                         text.append(block, static_cast<std::size_t>(count));
+                         if (!isKilled && std::ranges::count(text, '\n') > after) {
+                           kill(process, SIGKILL);
+                           isKilled = true;
+                         }
+                       }
+                     });
     close(ends[0]);
     EXPECT_EQ(outcome.signal, SIGKILL);
     std::vector<std::string> lines = LinesOf(text);
@@ -132,20 +133,20 @@ long PeakOfImport(std::size_t cubes) {
   script.rows.erase("MDSCHEMA_HIERARCHIES");  // fewer requests
   std::vector<Row>& rows = script.rows["MDSCHEMA_CUBES Lone"];
   rows.clear();
-  for (std::size_t i = 0; i < cubes; ++i) rows.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  for (std::size_t i = 0; i < cubes; ++i)
+    rows.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
   const ScriptedProvider provider(std::move(script));
   const support::TempDir folder;
   const std::string file = folder.Path() / "cubes.ndjson";
   long peak = 0;
-  const Outcome outcome =
-      RunToolWhile({"--url", provider.Url(), "--target", "analysis-services-2005", "import", "-o",
-                    file},
-                   [&](pid_t process) {
-                     while (const long now = support::PeakResidentKiB(process)) {
-                       peak = now;
-                       std::this_thread::sleep_for(std::chrono::milliseconds(2));
-                     }
-                   });
+  const Outcome outcome = RunToolWhile(
+      {"--url", provider.Url(), "--target", "analysis-services-2005", "import", "-o", file},
+      [&](pid_t process) {
+        while (const long now = support::PeakResidentKiB(process)) {
+          peak = now;
+          std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+      });
   EXPECT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_EQ(LinesOf(support::ReadFile(file)).size(), cubes + 2);
   return peak;

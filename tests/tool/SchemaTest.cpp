@@ -65,7 +65,8 @@ TEST(Schema, ListsTheEnumeratorsOfEveryEnumeration) {
     if (!record.contains("properties")) continue;
     for (const Json& property : record["properties"])
       if (property.contains("anyOf"))
-        for (const Json& name : property["anyOf"][0]["enum"]) listed.insert(name.get<std::string>());
+        for (const Json& name : property["anyOf"][0]["enum"])
+          listed.insert(name.get<std::string>());
   }
   std::set<std::string> written;
   const auto add = [&]<class Enum>(Enum) {

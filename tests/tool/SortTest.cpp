@@ -23,7 +23,8 @@ ScriptedProvider::Script Shuffled(bool isReversed) {
     if (isReversed) std::ranges::reverse(rows);
     script.rows[type] = std::move(rows);
   };
-  put("DBSCHEMA_CATALOGS", {{{"CATALOG_NAME", "b"}}, {{"CATALOG_NAME", "B"}}, {{"CATALOG_NAME", "a"}}});
+  put("DBSCHEMA_CATALOGS",
+      {{{"CATALOG_NAME", "b"}}, {{"CATALOG_NAME", "B"}}, {{"CATALOG_NAME", "a"}}});
   put("MDSCHEMA_CUBES a", {{{"CUBE_NAME", "Z"}}, {{"CUBE_NAME", "10"}}, {{"CUBE_NAME", "9"}}});
   put("MDSCHEMA_CUBES b", {{{"CUBE_NAME", "Ä"}}, {{"CUBE_NAME", "z"}}});
   std::vector<Row> hierarchies;
