@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <mutex>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -62,6 +64,7 @@ CallParts PartsOf(const Arguments& call) {
 class Collection : public testing::Environment {
  public:
   void Add(const CollectedDocument& document) {
+    const std::lock_guard lock(m_mutex);
     if (!m_known.insert(std::hash<std::string>()(document.schema + document.text)).second) return;
     if (!m_folder) m_folder.emplace();
     if (document.text.size() > kMaxBytes) {
@@ -95,6 +98,7 @@ class Collection : public testing::Environment {
  private:
   std::string File() const { return m_folder->Path() / "documents"; }
 
+  std::mutex m_mutex;  // tests run the tool on several threads
   std::optional<support::TempDir> m_folder;
   std::set<std::size_t> m_known;
   std::size_t m_tooLong = 0;

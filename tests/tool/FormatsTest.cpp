@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "Import/EnumNames.h"
+#include "results/Cells.h"
 #include "results/TextLegend.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -137,6 +138,28 @@ void AddNames(int count, std::set<std::string>& names) {
     const std::string_view name = EnumName(static_cast<Enum>(value));
     if (!name.empty()) names.emplace(name);
   }
+}
+
+/// Tables have no columns for these.
+TEST(Formats, TheConstantValuesAreThoseThatAreNoColumns) {
+  std::set<std::string> documented;
+  bool isInside = false;
+  for (const std::string& line : DocumentLines()) {
+    const std::vector<std::string> cells = Cells(line);
+    if (line == "| object | key | value |") isInside = true;
+    if (cells.empty()) isInside = false;
+    // Lists are no columns anyway.
+    if (isInside && cells[2] != "[]" && cells[0] != "object" && !cells[0].starts_with("---"))
+      documented.insert(cells[1]);
+  }
+  EXPECT_GE(documented.size(), 5u);
+  for (const Json& document : Documents())
+    ForEachObject(document, [&](const Json& object) {
+      for (const auto& [key, value] : object.items())
+        if (!value.is_structured()) {
+          EXPECT_EQ(IsConstant(key), documented.contains(key)) << key;
+        }
+    });
 }
 
 TEST(Formats, DocumentListsEveryEnumeratorThatCanBeWritten) {

@@ -37,12 +37,15 @@ class Output : public testing::Test {
 };
 
 TEST_F(Output, FileHasTheStandardOutput) {
+  const ScriptedProvider provider(OneCube());
   for (const std::string& format : FormatNames()) {
-    const Outcome outcome = RunInto(File(), {"--format", format});
+    const Arguments call{"--url", provider.Url(), "import", "--format", format};
+    Arguments intoFile = call;
+    intoFile.insert(intoFile.end(), {"-o", File()});
+    const Outcome outcome = RunTool(intoFile);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(support::ReadFile(File()),
-              RunTool({"--url", m_provider.Url(), "sources", "--format", format}).out);
+    EXPECT_EQ(support::ReadFile(File()), RunTool(call).out);
     ExpectOnly({File()});
   }
 }
@@ -172,12 +175,13 @@ TEST_F(Output, IncompleteResultReplacesTheFile) {
 }
 
 TEST_F(Output, ClosedOrFullStandardOutputIsAnError) {
+  const ScriptedProvider provider(OneCube());
   for (const Stream stream : {Stream::kClosed, Stream::kFull})
     for (const std::string& format : FormatNames()) {
       Options options;
       options.out = stream;
       const Outcome outcome =
-          RunTool({"--url", m_provider.Url(), "sources", "--format", format}, options);
+          RunTool({"--url", provider.Url(), "import", "--format", format}, options);
       EXPECT_EQ(outcome.status, 1);
       EXPECT_THAT(outcome.err, HasSubstr("the result cannot be written to standard output: "));
     }

@@ -80,7 +80,7 @@ std::string FormatList(OutputFormats formats) {
   std::string text = "\nFormats:\n";
   for (const OutputFormat& format : formats) {
     std::string meaning(format.help);
-    if (!format.extension.empty()) meaning += "; -o FILE" + std::string(format.extension);
+    if (!format.extension.empty()) meaning += "; extension " + std::string(format.extension);
     if (!format.commands.empty())
       meaning += "; only for " + Enumerated(std::vector<std::string>(format.commands.begin(),
                                                                      format.commands.end()));

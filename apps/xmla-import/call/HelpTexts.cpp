@@ -184,6 +184,7 @@ constexpr HelpText kTopics[] = {
      "  MORVEN_BI_XMLA_HTTP_TIMEOUT\n"
      "                        limit in seconds for connecting and for periods without\n"
      "                        data; default 120, 0 = no limit\n"
+     "  NO_COLOR              if not empty, no colours without --color\n"
      "  SSL_CERT_FILE         file of trusted certificates, instead of the system's\n"
      "  http_proxy, https_proxy, all_proxy, no_proxy\n"
      "                        proxies, and hosts that are reached without them\n"

@@ -25,17 +25,10 @@ Keys FieldKeys() {
 
 /// Comma-separated values: one row per field of a cube, after the names of its cube, hierarchy and
 /// level. The column "kind" says what a row is.
-class CsvForm : public Form {
+class CsvForm : public CubesForm {
  public:
-  using Form::Form;
-
-  void Write(const NoResult& result) override { WriteOthers(result.messages); }
-  // The table of formats has no entry for these.
-  void Write(const ServersResult& result) override { WriteOthers(result.messages); }
-  void Write(const SourcesResult& result) override { WriteOthers(result.messages); }
-  void BeginSteps(const CheckResult&) override {}
-  void AddStep(const CheckStep&) override {}
-  void EndSteps(const CheckResult& result) override { WriteOthers(result.messages); }
+  using CubesForm::CubesForm;
+  using CubesForm::Write;
 
   void Write(const TreeResult& result) override {
     m_cubeKeys = KeysOf<OTCube>();
@@ -88,7 +81,7 @@ class CsvForm : public Form {
  private:
   static constexpr std::size_t kCubeColumns = 4;  // of HeaderOfCubes
 
-  void WriteOthers(const Messages& messages) {
+  void WriteOnly(const Messages& messages) override {
     Header({"kind", "message"});
     WriteMessages(messages);
   }

@@ -68,6 +68,24 @@ class Form {
   std::vector<std::string> m_notices;
 };
 
+/// A format that only `tree`, `cube` and `import` have. Any other result is its messages.
+class CubesForm : public Form {
+ public:
+  using Form::Form;
+  using Form::Write;
+
+  void Write(const NoResult& result) override { WriteOnly(result.messages); }
+  void Write(const ServersResult& result) override { WriteOnly(result.messages); }
+  void Write(const SourcesResult& result) override { WriteOnly(result.messages); }
+  void BeginSteps(const CheckResult&) override {}
+  void AddStep(const CheckStep&) override {}
+  void EndSteps(const CheckResult& result) override { WriteOnly(result.messages); }
+
+ protected:
+  /// Writes a result that has nothing but messages.
+  virtual void WriteOnly(const Messages& messages) = 0;
+};
+
 /// The error text for a truncated result.
 inline constexpr const char* kCutShort = "interrupted: the rest of the result is missing";
 

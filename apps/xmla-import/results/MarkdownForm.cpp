@@ -22,17 +22,10 @@ bool IsEmpty(const Cell& cell) {
 }
 
 /// Headings and tables of GitHub Flavored Markdown.
-class MarkdownForm : public Form {
+class MarkdownForm : public CubesForm {
  public:
-  using Form::Form;
-
-  void Write(const NoResult& result) override { WriteMessages(result.messages); }
-  // The table of formats has no entry for these.
-  void Write(const ServersResult& result) override { WriteMessages(result.messages); }
-  void Write(const SourcesResult& result) override { WriteMessages(result.messages); }
-  void BeginSteps(const CheckResult&) override {}
-  void AddStep(const CheckStep&) override {}
-  void EndSteps(const CheckResult& result) override { WriteMessages(result.messages); }
+  using CubesForm::CubesForm;
+  using CubesForm::Write;
 
   void Write(const TreeResult& result) override {
     for (const OTDataSource& source : result.dataSources) {
@@ -96,6 +89,8 @@ class MarkdownForm : public Form {
   void EndImport(const ImportResult& result) override { WriteMessages(result.messages); }
 
  private:
+  void WriteOnly(const Messages& messages) override { WriteMessages(messages); }
+
   using Use = std::function<bool(const Row&)>;
 
   struct TableText {

@@ -12,17 +12,10 @@ namespace {
 using Keys = std::vector<std::string_view>;
 
 /// A workbook with one sheet for the cubes, each table of Tables.h, and the messages.
-class XlsxForm : public Form {
+class XlsxForm : public CubesForm {
  public:
-  using Form::Form;
-
-  void Write(const NoResult& result) override { WriteMessages(result.messages); }
-  // The table of formats has no entry for these.
-  void Write(const ServersResult& result) override { WriteMessages(result.messages); }
-  void Write(const SourcesResult& result) override { WriteMessages(result.messages); }
-  void BeginSteps(const CheckResult&) override {}
-  void AddStep(const CheckStep&) override {}
-  void EndSteps(const CheckResult& result) override { WriteMessages(result.messages); }
+  using CubesForm::CubesForm;
+  using CubesForm::Write;
 
   void Write(const TreeResult& result) override {
     Keys keys{"dataSource", "catalog"};
@@ -73,6 +66,8 @@ class XlsxForm : public Form {
   void EndImport(const ImportResult& result) override { WriteMessages(result.messages); }
 
  private:
+  void WriteOnly(const Messages& messages) override { WriteMessages(messages); }
+
   static Row NamesOf(const CubeResult& cube) {
     Row row;
     AppendCells(cube, Values::kWords, row);
