@@ -26,6 +26,7 @@
 #include "http/HTTPProxy.h"
 #include "http/HTTPReceiver.h"
 #include "http/HTTPUrl.h"
+#include "http/KerberosServiceTicket.h"
 #include "system/CloseOnExec.h"
 #include "system/SignalBlock.h"
 #include "text/ASCIIText.h"
@@ -150,25 +151,38 @@ struct ProxyPeer {
   bool IsGiven() const { return !shown.empty(); }
 };
 
+/// Host (an IPv6 address without brackets) and port of a URL, as libcurl reads it; empty if it
+/// cannot be read.
+struct HostAndPort {
+  explicit HostAndPort(const NarrowString& url) {
+    const std::unique_ptr<CURLU, FreeURL> parsed(curl_url());
+    if (!parsed) throw std::bad_alloc();
+    if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
+        CURLUE_OK)
+      return;
+    const auto part = [&parsed](CURLUPart which) {
+      char* text = nullptr;
+      curl_url_get(parsed.get(), which, &text, 0);
+      const std::unique_ptr<char, FreeText> owner(text);
+      return std::string(text ? text : "");
+    };
+    host = part(CURLUPART_HOST);
+    if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
+    port = part(CURLUPART_PORT);
+  }
+
+  std::string host;
+  std::string port;
+};
+
 ProxyPeer PeerOf(const String& proxy) {
   ProxyPeer peer;
   if (proxy.empty()) return peer;
   peer.shown = HTTPProxy::ForDisplay(proxy);
   const NarrowString url = BaseStringUtil::ToUTF8(peer.shown);
   peer.isSOCKS = ASCIIText::StartsWithIgnoringCase(url.view(), "socks");
-  const std::unique_ptr<CURLU, FreeURL> parsed(curl_url());
-  if (!parsed) throw std::bad_alloc();
-  if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK)
-    return peer;
-  const auto part = [&parsed](CURLUPart which) {
-    char* text = nullptr;
-    curl_url_get(parsed.get(), which, &text, 0);
-    const std::unique_ptr<char, FreeText> owner(text);
-    return std::string(text ? text : "");
-  };
-  peer.host = part(CURLUPART_HOST);
-  if (peer.host.starts_with('[')) peer.host = peer.host.substr(1, peer.host.size() - 2);
-  const std::string port = part(CURLUPART_PORT);
+  const auto [host, port] = HostAndPort(url);
+  peer.host = host;
   const bool isHTTPS = ASCIIText::StartsWithIgnoringCase(url.view(), "https:");
   peer.port = ':' + (!port.empty() ? port : isHTTPS ? "443" : "1080");  // libcurl's defaults
   return peer;
@@ -229,6 +243,7 @@ class CurlConnection final : public HTTPConnection {
   void ConfigureProxy(const HTTPClientOptions& options);
   void Release() noexcept;
   void ReplaceEasyHandle();
+  bool GetTicket(const std::string& host, unsigned int& scheme);
   CURLcode Wait();
   void MarkResolverSockets();
   bool MayUseTLS() const { return m_isHTTPS || m_proxy.IsGiven(); }
@@ -246,6 +261,7 @@ class CurlConnection final : public HTTPConnection {
   const bool m_isHTTPS;
   const bool m_hasToken;
   const bool m_wantsDetails;
+  const std::string m_host;  // of the service
   const ProxyPeer m_proxy;
   HTTPClientCertificate m_certificate;
   HTTPReceiver& m_receiver;
@@ -255,6 +271,7 @@ class CurlConnection final : public HTTPConnection {
   HTTPConnectionNotes m_notes;
   CURLcode m_code = CURLE_OK;
   char m_reason[CURL_ERROR_SIZE] = {};
+  bool m_wasSent = false;            // the request was handed to libcurl
   bool m_onlyToThisMachine = false;  // the request
   curl_off_t m_transferred = 0;      // body bytes in both directions
   Clock::time_point m_lastActivity;
@@ -268,6 +285,7 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
       m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
       m_hasToken(!options.bearerToken.empty()),
       m_wantsDetails(options.wantsConnectionDetails),
+      m_host(HostAndPort(url).host),
       m_proxy(PeerOf(*options.proxy)),
       m_certificate(options),
       m_receiver(receiver) {
@@ -524,15 +542,31 @@ void CurlConnection::ReplaceEasyHandle() {
   m_easy = fresh;
 }
 
+/// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would ask
+/// for it again, on this thread. False: the exchange is cancelled.
+bool CurlConnection::GetTicket(const std::string& host, unsigned int& scheme) {
+  if (scheme != kAuthNegotiate) return true;
+  const KerberosServiceTicket ticket = KerberosServiceTicket::Get(host, m_connectTimeoutSeconds);
+  if (ticket.isStopped) return m_receiver.Fail(HTTPFailure::kCancelled);
+  if (ticket.problem.empty()) return true;
+  m_notes.OnMessage("gss_init_sec_context() failed: " + ticket.problem);
+  scheme = 0;
+  return true;
+}
+
 HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   std::optional<SignalBlock> noPipeSignal;
   if (MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
   if (request.forgetLogInState) ReplaceEasyHandle();
   m_reason[0] = '\0';
   m_notes.BeginRequest();
+  unsigned int serviceScheme = request.serviceScheme;
+  unsigned int proxyScheme = request.proxyScheme;
+  m_wasSent = GetTicket(m_proxy.host, proxyScheme) && GetTicket(m_host, serviceScheme);
+  if (!m_wasSent) return m_receiver.Failure();
   m_onlyToThisMachine = request.onlyToThisMachine;
   // Without TLS, proxy and Kerberos, nothing is learned from libcurl's messages.
-  const bool mayUseKerberos = ((request.serviceScheme | request.proxyScheme) & kAuthNegotiate) != 0;
+  const bool mayUseKerberos = ((serviceScheme | proxyScheme) & kAuthNegotiate) != 0;
   Set(CURLOPT_VERBOSE, long{m_wantsDetails || mayUseKerberos || MayUseTLS()});
   Set(CURLOPT_FRESH_CONNECT, long{request.needsNewConnection});
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
@@ -543,8 +577,8 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
     Set(CURLOPT_PASSWORD, request.credentials->Password(request.serviceScheme).c_str());
   }
   Set(CURLOPT_HTTPAUTH,
-      m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(request.serviceScheme));
-  Set(CURLOPT_PROXYAUTH, ToCurlSchemes(request.proxyScheme));
+      m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(serviceScheme));
+  Set(CURLOPT_PROXYAUTH, ToCurlSchemes(proxyScheme));
   m_code = CURLE_OUT_OF_MEMORY;
   if (curl_multi_add_handle(m_multi, m_easy) == CURLM_OK) {
     m_code = Wait();
@@ -556,6 +590,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
 
 HTTPRequestInfo CurlConnection::Info() const {
   HTTPRequestInfo info;
+  if (!m_wasSent) {
+    info.reached = HTTPStep::kLogIn;
+    return info;
+  }
   info.status = Get<long>(CURLINFO_RESPONSE_CODE);
   info.connectStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
   info.usedNewConnection = Get<long>(CURLINFO_NUM_CONNECTS) > 0;

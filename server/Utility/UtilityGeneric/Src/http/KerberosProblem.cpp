@@ -30,6 +30,10 @@ constexpr Known kKnown[] = {
     {"Clock skew too great",
      L"the clocks of this machine, the Kerberos server (KDC) and the service differ too much",
      L"set the wrong clock"},
+    {"No Kerberos server (KDC) has answered",
+     L"the Kerberos server (KDC) of the ticket's realm does not answer",
+     L"check the network, and the realm's kdc in /etc/krb5.conf or the file named by KRB5_CONFIG, "
+     L"or try a longer time-out"},
     {"Cannot contact any KDC", kNoKDC, kCheckKDC},
     {"Cannot find KDC", kNoKDC, kCheckKDC},
     {"Key version is not available", kKey, kRenewKey},
