@@ -205,6 +205,10 @@ class HTTPExchangeObserver {
 ///
 /// TLS: version 1.2 or later. Certificates are verified, but their revocation is not checked.
 ///
+/// Kerberos: another thread gets the ticket for Negotiate. If a request stops waiting for it, that
+/// thread goes on until the Kerberos library gives up (80 seconds by default), and these libraries
+/// stay loaded until the process ends. Only a SOCKS proxy's Kerberos log-in cannot be interrupted.
+///
 /// Cookies: kept as long as the client lives, and sent only to the host of the service.
 ///
 /// Descriptors: close-on-exec. Descriptors that libcurl creates internally are marked right after

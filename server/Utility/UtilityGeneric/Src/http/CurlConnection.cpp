@@ -542,8 +542,8 @@ void CurlConnection::ReplaceEasyHandle() {
   m_easy = fresh;
 }
 
-/// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would ask
-/// for it again, on this thread. False: the exchange is cancelled.
+/// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would
+/// ask for it again, on this thread. False: the exchange is cancelled.
 bool CurlConnection::GetTicket(const std::string& host, unsigned int& scheme) {
   if (scheme != kAuthNegotiate) return true;
   const KerberosServiceTicket ticket = KerberosServiceTicket::Get(host, m_connectTimeoutSeconds);

@@ -35,7 +35,7 @@ Threads& AllThreads() {
 
 /// One request. Its thread and its caller share it.
 struct Request {
-  std::string service;   // constant
+  std::string service;    // constant
   bool hasEnded = false;  // guarded by Threads::mutex, like `problem`
   std::string problem;
 };
@@ -64,10 +64,10 @@ std::string AskForTicket(std::string service) {
   gss_buffer_desc token = GSS_C_EMPTY_BUFFER;
   OM_uint32 major = gss_import_name(&minor, &text, GSS_C_NT_HOSTBASED_SERVICE, &name);
   if (!GSS_ERROR(major))
-    major = gss_init_sec_context(&minor, GSS_C_NO_CREDENTIAL, &context, name, &mechanism,
-                                 GSS_C_MUTUAL_FLAG | GSS_C_REPLAY_FLAG, 0,
-                                 GSS_C_NO_CHANNEL_BINDINGS, GSS_C_NO_BUFFER, nullptr, &token,
-                                 nullptr, nullptr);
+    major =
+        gss_init_sec_context(&minor, GSS_C_NO_CREDENTIAL, &context, name, &mechanism,
+                             GSS_C_MUTUAL_FLAG | GSS_C_REPLAY_FLAG, 0, GSS_C_NO_CHANNEL_BINDINGS,
+                             GSS_C_NO_BUFFER, nullptr, &token, nullptr, nullptr);
   std::string problem;
   if (GSS_ERROR(major)) {
     AppendStatus(major, GSS_C_GSS_CODE, problem);
