@@ -77,7 +77,26 @@ CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
   return step;
 }
 
+struct ConnectionStep {
+  const char* name;
+  HTTPStep step;
+  CheckStep (*describe)(const HTTPExchangeInfo& info, const Connection& connection);
+};
+constexpr ConnectionStep kConnectionSteps[] = {
+    {"name resolution", HTTPStep::kNameResolution, &NameResolution},
+    {"proxy", HTTPStep::kProxy, &Proxy},
+    {"connection", HTTPStep::kConnection, &Connecting},
+    {"TLS", HTTPStep::kTLS, &TLS},
+    {"log-in", HTTPStep::kLogIn, &LogIn},
+};
+
 }  // namespace
+
+const char* NameOfStep(HTTPStep step) {
+  for (const ConnectionStep& each : kConnectionSteps)
+    if (each.step == step) return each.name;
+  return "response";
+}
 
 /// The error text is "URL: problem; advice (details)".
 CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
@@ -88,20 +107,10 @@ CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
   return step;
 }
 
-void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection,
+void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection, HTTPStep end,
                          const std::function<void(CheckStep)>& take) {
-  const struct {
-    const char* name;
-    HTTPStep step;
-    CheckStep (*describe)(const HTTPExchangeInfo& info, const Connection& connection);
-  } kSteps[] = {
-      {"name resolution", HTTPStep::kNameResolution, &NameResolution},
-      {"proxy", HTTPStep::kProxy, &Proxy},
-      {"connection", HTTPStep::kConnection, &Connecting},
-      {"TLS", HTTPStep::kTLS, &TLS},
-      {"log-in", HTTPStep::kLogIn, &LogIn},
-  };
-  for (const auto& [name, number, describe] : kSteps) {
+  for (const auto& [name, number, describe] : kConnectionSteps) {
+    if (number >= end) return;
     if (first.failedStep == number) return take(FailedExchange(name, first));
     CheckStep step = describe(first, connection);
     step.name = name;

@@ -50,6 +50,24 @@ std::string Authority(const String& url) {
   return text.substr(begin + 3, text.find('/', begin + 3) - begin - 3);
 }
 
+/// What precedes host and port of the service; null while a reply is awaited.
+const char* TextOfStep(HTTPStep step) {
+  switch (step) {
+    case HTTPStep::kNameResolution:
+      return "resolving the name of ";
+    case HTTPStep::kProxy:
+      return "connecting through the proxy to ";
+    case HTTPStep::kTLS:
+      return "TLS handshake with ";
+    case HTTPStep::kLogIn:
+      return "logging in to ";
+    case HTTPStep::kResponse:
+      return nullptr;
+    default:
+      return "connecting to ";
+  }
+}
+
 std::string Duration(double seconds) {
   return seconds < 100 ? fmt::format("{:.0f} s", seconds) : fmt::format("{:.0f} min", seconds / 60);
 }
@@ -90,6 +108,14 @@ void Progress::OnBegin(const HTTPExchangeStart& start) {
   } catch (const std::bad_alloc&) {
     // Out of memory: the line does not show the request.
   }
+  Show(false);
+}
+
+void Progress::OnStep(HTTPStep step, const HTTPConnectionDetails&) {
+  if (m_form != Form::kLine) return;
+  const std::lock_guard lock(m_mutex);
+  const auto waiting = m_waiting.find(std::this_thread::get_id());
+  if (waiting != m_waiting.end()) waiting->second.step = step;
   Show(false);
 }
 
@@ -214,8 +240,8 @@ std::string Progress::WaitingText(const Waiting& waiting, Clock::time_point now)
                        Utf8(Shortened(waiting.subject)));
   const std::string limit =
       waiting.timeoutSeconds > 0 ? fmt::format(" of {} s", waiting.timeoutSeconds) : std::string();
-  if (m_requests == 0)
-    return "connecting to " + Authority(waiting.url) + fmt::format(", {} s{}", seconds, limit);
+  if (const char* const text = TextOfStep(waiting.step))
+    return text + Authority(waiting.url) + fmt::format(", {} s{}", seconds, limit);
   return fmt::format("waiting {} s{} for {}", seconds, limit, Utf8(Shortened(waiting.subject)));
 }
 

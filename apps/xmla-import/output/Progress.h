@@ -30,6 +30,7 @@ class Progress : public RequestObserver {
   Progress& operator=(const Progress&) = delete;
 
   void OnBegin(const HTTPExchangeStart& start) override;
+  void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override;
   void OnRetry(const HTTPRetry& retry) override;
   void OnExchange(const HTTPExchangeInfo& info) override;
   void OnFailure(const String& subject, const String& error) override;
@@ -65,6 +66,7 @@ class Progress : public RequestObserver {
     Clock::time_point since;
     std::string retry{};    ///< such as "retry 1 of 3"; empty: the first try
     double retryAfter = 0;  ///< seconds from `since`
+    HTTPStep step = HTTPStep::kNone;
   };
 
   void Show(bool now);

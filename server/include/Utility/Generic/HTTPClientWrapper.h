@@ -109,7 +109,7 @@ struct HTTPClientOptions {
   String missingUserAdvice;
 };
 
-/// The step at which an exchange failed. Each depends on the ones before it.
+/// A step of an exchange, in this order. Each depends on the ones before it.
 enum class HTTPStep {
   kNone,  ///< not failed
   kAddress,
@@ -190,6 +190,18 @@ class HTTPExchangeObserver {
  public:
   virtual ~HTTPExchangeObserver() = default;
   virtual void OnBegin(const HTTPExchangeStart&) {}
+  /// Called when a step of the exchange begins, with what is known about the connection by then.
+  /// A kept-alive connection begins with the last step. A log-in repeats steps, and may need
+  /// another connection. Steps, and when they begin:
+  /// - kNameResolution
+  /// - kProxy: connecting to the proxy, up to the end of its tunnel
+  /// - kConnection: connecting to the service, if there is no proxy
+  /// - kTLS: with the service. If the server asks for a client certificate, the step ends with the
+  ///   reply, since the server may reject the certificate after the handshake
+  /// - kLogIn: a Kerberos ticket is requested, or a request with a log-in that was never accepted
+  ///   is sent
+  /// - kResponse: any other request is sent
+  virtual void OnStep(HTTPStep, const HTTPConnectionDetails&) {}
   /// Called before the wait for a retry.
   virtual void OnRetry(const HTTPRetry&) {}
   virtual void OnExchange(const HTTPExchangeInfo& info) = 0;

@@ -221,7 +221,8 @@ class CurlConnection final : public HTTPConnection {
   static int OnConnected(void* self, char* peer, char* local, int peerPort, int localPort) noexcept;
   static int OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_t count,
                        void* self) noexcept;
-  static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
+  static int OnResolve(void*, void*, void* self) noexcept;
+  static curl_socket_t OnOpenSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept;
 
   template <class Value>
   void Set(CURLoption option, Value value) {
@@ -243,7 +244,9 @@ class CurlConnection final : public HTTPConnection {
   void ConfigureProxy(const HTTPClientOptions& options);
   void Release() noexcept;
   void ReplaceEasyHandle();
-  bool GetTicket(const std::string& host, unsigned int& scheme);
+  void BeginStep(HTTPStep step) noexcept;
+  void BeginConnecting() noexcept;
+  bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme);
   CURLcode Wait();
   void MarkResolverSockets();
   bool MayUseTLS() const { return m_isHTTPS || m_proxy.IsGiven(); }
@@ -271,9 +274,11 @@ class CurlConnection final : public HTTPConnection {
   HTTPConnectionNotes m_notes;
   CURLcode m_code = CURLE_OK;
   char m_reason[CURL_ERROR_SIZE] = {};
-  bool m_wasSent = false;            // the request was handed to libcurl
-  bool m_onlyToThisMachine = false;  // the request
-  curl_off_t m_transferred = 0;      // body bytes in both directions
+  bool m_wasSent = false;             // the request was handed to libcurl
+  bool m_mustProveLogIn = false;      // the request has a log-in that was never accepted
+  HTTPStep m_step = HTTPStep::kNone;  // of the request
+  bool m_onlyToThisMachine = false;   // the request
+  curl_off_t m_transferred = 0;       // body bytes in both directions
   Clock::time_point m_lastActivity;
 };
 
@@ -344,15 +349,18 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
   Set(CURLOPT_XFERINFODATA, this);
   Set(CURLOPT_NOPROGRESS, 0L);
+  Set(CURLOPT_RESOLVER_START_FUNCTION, &OnResolve);
+  Set(CURLOPT_RESOLVER_START_DATA, this);
   Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
+  Set(CURLOPT_OPENSOCKETDATA, this);
+  Set(CURLOPT_PREREQFUNCTION, &OnConnected);
+  Set(CURLOPT_PREREQDATA, this);
   Set(CURLOPT_DEBUGFUNCTION, &OnMessage);
   Set(CURLOPT_DEBUGDATA, this);
   if (m_hasToken) {
     // Not a header: libcurl sends this one only to the service, never in a CONNECT request.
     const Secret<NarrowString> token(BaseStringUtil::ToUTF8(options.bearerToken));
     Set(CURLOPT_XOAUTH2_BEARER, token.c_str());
-    Set(CURLOPT_PREREQFUNCTION, &OnConnected);
-    Set(CURLOPT_PREREQDATA, this);
   }
   // An empty user name makes libcurl use the identity of the process.
   if (!user.empty() || (options.authSchemes & kAuthNegotiate) != 0)
@@ -429,6 +437,7 @@ std::size_t CurlConnection::OnHeader(char* bytes, std::size_t, std::size_t count
                                      void* self) noexcept {
   auto& connection = *static_cast<CurlConnection*>(self);
   connection.m_lastActivity = Clock::now();
+  if (connection.m_step == HTTPStep::kTLS) connection.BeginStep(HTTPStep::kResponse);
   // libcurl counts the requests of a log-in as redirects.
   const long request = connection.Get<long>(CURLINFO_REDIRECT_COUNT);
   return connection.m_receiver.OnHeader({bytes, count}, request) ? count : CURL_WRITEFUNC_ERROR;
@@ -459,8 +468,13 @@ int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl
 /// Called before a request is sent over a new or kept-alive connection.
 int CurlConnection::OnConnected(void* self, char* peer, char*, int, int) noexcept {
   auto& connection = *static_cast<CurlConnection*>(self);
-  if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer))
+  if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer)) {
+    // The server may still reject the client certificate.
+    const bool isTLSOver = !connection.m_isHTTPS || !connection.m_notes.WasCertificateRequested();
+    if (isTLSOver)
+      connection.BeginStep(connection.m_mustProveLogIn ? HTTPStep::kLogIn : HTTPStep::kResponse);
     return CURL_PREREQFUNC_OK;
+  }
   connection.m_receiver.Fail(HTTPFailure::kTokenUnprotected);
   return CURL_PREREQFUNC_ABORT;
 }
@@ -470,14 +484,28 @@ int CurlConnection::OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_
   if (kind != CURLINFO_TEXT) return 0;
   auto& connection = *static_cast<CurlConnection*>(self);
   try {
-    connection.m_notes.OnMessage({bytes, count});
+    const HTTPConnectionEvent event = connection.m_notes.OnMessage({bytes, count});
+    if (event == HTTPConnectionEvent::kConnecting) connection.BeginConnecting();
+    // The proxy may use TLS, too.
+    if (event == HTTPConnectionEvent::kHandshake &&
+        connection.Reached(connection.UsesProxy()) == HTTPStep::kTLS)
+      connection.BeginStep(HTTPStep::kTLS);
   } catch (...) {
     connection.m_receiver.Fail(HTTPFailure::kOutOfMemory);
   }
   return 0;
 }
 
-curl_socket_t CurlConnection::OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
+int CurlConnection::OnResolve(void*, void*, void* self) noexcept {
+  static_cast<CurlConnection*>(self)->BeginStep(HTTPStep::kNameResolution);
+  return 0;
+}
+
+curl_socket_t CurlConnection::OnOpenSocket(void* self, curlsocktype,
+                                           curl_sockaddr* address) noexcept {
+  // Otherwise libcurl's message follows, after which the address is known.
+  auto& connection = *static_cast<CurlConnection*>(self);
+  if (!connection.m_wantsDetails && !connection.MayUseTLS()) connection.BeginConnecting();
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
@@ -542,10 +570,27 @@ void CurlConnection::ReplaceEasyHandle() {
   m_easy = fresh;
 }
 
+/// Tells the observer. Does nothing for the step in progress.
+void CurlConnection::BeginStep(HTTPStep step) noexcept {
+  if (step == m_step) return;
+  m_step = step;
+  if (!m_receiver.WantsSteps()) return;
+  try {
+    m_receiver.OnStep(step, m_wantsDetails ? Details(UsesProxy()) : HTTPConnectionDetails());
+  } catch (...) {
+    m_receiver.Fail(HTTPFailure::kOutOfMemory);
+  }
+}
+
+void CurlConnection::BeginConnecting() noexcept {
+  BeginStep(UsesProxy() ? HTTPStep::kProxy : HTTPStep::kConnection);
+}
+
 /// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would
 /// ask for it again, on this thread. False: the exchange is cancelled.
-bool CurlConnection::GetTicket(const std::string& host, unsigned int& scheme) {
+bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme) {
   if (scheme != kAuthNegotiate) return true;
+  if (m_mustProveLogIn) BeginStep(step);
   const KerberosServiceTicket ticket = KerberosServiceTicket::Get(host, m_connectTimeoutSeconds);
   if (ticket.isStopped) return m_receiver.Fail(HTTPFailure::kCancelled);
   if (ticket.problem.empty()) return true;
@@ -562,7 +607,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   m_notes.BeginRequest();
   unsigned int serviceScheme = request.serviceScheme;
   unsigned int proxyScheme = request.proxyScheme;
-  m_wasSent = GetTicket(m_proxy.host, proxyScheme) && GetTicket(m_host, serviceScheme);
+  m_mustProveLogIn = request.needsNewConnection;
+  m_step = HTTPStep::kNone;
+  m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme) &&
+              GetTicket(m_host, HTTPStep::kLogIn, serviceScheme);
   if (!m_wasSent) return m_receiver.Failure();
   m_onlyToThisMachine = request.onlyToThisMachine;
   // Without TLS, proxy and Kerberos, nothing is learned from libcurl's messages.
@@ -646,7 +694,7 @@ HTTPConnectionDetails CurlConnection::Details(bool usesProxy) const {
   const double secured = Get<double>(CURLINFO_APPCONNECT_TIME);
   details.resolveSeconds = resolved;
   details.connectSeconds = std::max(0.0, connected - resolved);
-  if (!m_isHTTPS || !IsConnected()) return details;
+  if (!m_isHTTPS || (!IsConnected() && m_step <= HTTPStep::kTLS)) return details;
   details.tlsSeconds = std::max(0.0, secured - connected);
   details.tlsProtocol = BaseStringUtil::FromUTF8(NarrowString(m_notes.TLSProtocol().c_str()));
   GetCertificate(details);

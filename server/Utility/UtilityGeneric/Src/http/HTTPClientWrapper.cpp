@@ -340,7 +340,13 @@ class HTTPClientWrapper::Impl {
 
   void Try(const NarrowString& body, Attempt& attempt) {
     HTTPResponse& response = attempt.response;
-    m_transfer.Post(body, response);
+    HTTPStepHandler onStep;
+    if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver)
+      onStep = [this, observer](HTTPStep step, HTTPConnectionDetails connection) {
+        m_setup.secrets.RemoveFrom(connection);
+        observer->OnStep(step, connection);
+      };
+    m_transfer.Post(body, response, onStep);
     attempt.receivedBytes = response.body.size();
     const Classification result = Classify(response, m_setup, m_maxReplyBytes);
     attempt.diagnosis = result.diagnosis;
