@@ -1,7 +1,10 @@
 // Tests the command check: which step fails, what it says, and which steps are skipped.
 
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -347,8 +350,76 @@ TEST(Check, InterruptionKeepsTheSteps) {
   EXPECT_EQ(outcome.status, 130);
   const Json document = outcome.Document();
   EXPECT_EQ(StepOf(document, "cubes")["status"], "ok");
-  EXPECT_EQ(StepOf(document, "levels")["found"], "interrupted");
-  EXPECT_THAT(document["errors"], Not(IsEmpty()));
+  EXPECT_EQ(StepOf(document, "hierarchies")["found"], "interrupted");
+  EXPECT_EQ(StepOf(document, "levels")["found"], "interrupted in this step");
+  EXPECT_EQ(document["errors"], Json::array({"interrupted in the step \"levels\""}));
+}
+
+/// Each step is shown before the next one ends, and the line names the step in progress.
+TEST(Check, ShowsEachStepAsItHappens) {
+  // A server that accepts connections and says nothing.
+  const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(silent, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(silent, 10), 0);
+  getsockname(silent, reinterpret_cast<sockaddr*>(&address), &size);
+  const std::string host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  const struct {
+    const char* name;
+    Arguments service;
+    std::vector<const char*> done;
+    const char* interrupted;
+    std::string line;
+  } kCases[] = {
+      {"TLS",
+       {"--url", "https://" + host + "/"},
+       {"name resolution", "proxy", "connection"},
+       "TLS",
+       "TLS handshake with " + host + ", 0 s of 60 s"},
+      {"the proxy",
+       {"--url", "https://service.invalid/", "--proxy", "http://" + host},
+       {"name resolution"},
+       "proxy",
+       "connecting through the proxy to service.invalid, 0 s of 60 s"},
+      {"a SOCKS proxy",
+       {"--url", "http://service.invalid/", "--proxy", "socks5h://" + host},
+       {"name resolution"},
+       "proxy",
+       "connecting through the proxy to service.invalid, 0 s of 60 s"},
+      {"the reply",
+       {"--url", "http://" + host + "/"},
+       {"name resolution", "proxy", "connection", "TLS"},
+       "response",
+       "waiting 0 s of 60 s for DISCOVER_PROPERTIES"},
+  };
+  for (const auto& each : kCases) {
+    SCOPED_TRACE(each.name);
+    Options options;
+    options.err = Stream::kTerminal;
+    options.environment["MORVEN_BI_XMLA_HTTP_TIMEOUT"] = "60";
+    Arguments arguments = each.service;
+    arguments.insert(arguments.end(), {"--format", "json", "check"});
+    const Outcome outcome = RunToolWhile(
+        arguments,
+        [](pid_t process) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(700));
+          kill(process, SIGINT);
+        },
+        options);
+    EXPECT_EQ(outcome.status, 130);
+    const Json document = outcome.Document();
+    // An interruption hides the steps of an exchange that were not shown before.
+    for (const char* const step : each.done) EXPECT_EQ(StepOf(document, step)["status"], "ok");
+    EXPECT_EQ(StepOf(document, each.interrupted)["found"], "interrupted in this step");
+    EXPECT_EQ(StepOf(document, "identity")["found"], "interrupted");
+    EXPECT_THAT(outcome.err, HasSubstr(each.line));
+    EXPECT_THAT(outcome.err,
+                HasSubstr("interrupted in the step \"" + std::string(each.interrupted) + "\""));
+  }
+  close(silent);
 }
 
 /// A failed check is no result that may replace a file.

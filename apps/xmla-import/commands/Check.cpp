@@ -201,8 +201,8 @@ class ServiceCheck {
   /// The step of the last request, or else the next one.
   void NameInterruptedStep() {
     if (m_next == std::size(kCheckSteps)) return;
-    m_interrupted = m_recorder.HasFirst() ? StepOfSubject(Utf8(m_recorder.Subject()))
-                                          : NameOfStep(m_connectionStep);
+    m_interrupted = IsTaken("log-in") ? StepOfSubject(Utf8(m_recorder.Subject()))
+                                      : NameOfStep(m_connectionStep);
     if (m_interrupted.empty() || IsTaken(m_interrupted)) m_interrupted = kCheckSteps[m_next];
     m_result.messages.errors.push_back("interrupted in the step " + Listed({m_interrupted}));
   }
