@@ -300,24 +300,48 @@ TEST(Check, SplitsAnErrorBehindTheServersTexts) {
   EXPECT_THAT(step["advice"].get<std::string>(), StartsWith("it may be a log-in form"));
 }
 
-TEST(Check, UnusableClientCertificateFailsAtTLS) {
+TEST(Check, UnusableClientCertificateIsAUsageError) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "cert.pem";
   std::ofstream(file) << "nothing";
   const Outcome outcome = CheckJson({"--url", "https://127.0.0.1:1/", "--cert", file});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(StepOf(outcome.Document(), "TLS")["status"], "failed");
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("--cert cannot be used: the file"));
   EXPECT_THAT(outcome.err, HasSubstr("is not a client certificate: give one in PEM or PKCS#12"));
 }
 
-TEST(Check, XMLWithoutANameIsAWarning) {
+TEST(Check, XMLThatIsNoReplyToDiscoverFailsAtTheProtocol) {
+  const struct {
+    const char* reply;
+    bool isReply;
+  } kCases[] = {
+      {"<r/>", false},
+      {"<feed xmlns='http://www.w3.org/2005/Atom'><title>News</title></feed>", false},
+      {"<s:Envelope xmlns:s='e'><s:Body><QuoteResponse/></s:Body></s:Envelope>", false},
+      {"<s:Envelope xmlns:s='e'><s:Body><DiscoverResponse/></s:Body></s:Envelope>", true},
+      {"<ENVELOPE><BODY><m:discoverresponse xmlns:m='m'/></BODY></ENVELOPE>", true},
+      {"<Envelope><Body><return><root/></return></Body></Envelope>", true},
+      {"<root><row><PropertyName>x</PropertyName></row></root>", true},
+  };
+  for (const auto& [reply, isReply] : kCases) {
+    SCOPED_TRACE(reply);
+    ScriptedProvider::Script script;
+    script.answer = [text = reply](const std::string&, const std::string&) { return text; };
+    const ScriptedProvider provider(std::move(script));
+    const Outcome outcome = CheckJson({"--url", provider.Url()});
+    if (!isReply) ExpectFailedStep(outcome, "protocol");
+    EXPECT_EQ(StepOf(outcome.Document(), "protocol")["status"], isReply ? "ok" : "failed");
+  }
+}
+
+TEST(Check, AReplyWithoutANameIsAWarning) {
   ScriptedProvider::Script script = OneCube();
   script.name.clear();
   script.version.clear();
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = CheckJson({"--url", provider.Url()});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(StepOf(outcome.Document(), "protocol")["found"], "XML");
+  EXPECT_EQ(StepOf(outcome.Document(), "protocol")["found"], "XML for Analysis");
   EXPECT_EQ(StepOf(outcome.Document(), "identity")["status"], "warning");
 }
 

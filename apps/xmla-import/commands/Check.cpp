@@ -15,11 +15,13 @@
 #include "Utility/Generic/MessageNumbers.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 #include "call/TargetNames.h"
 #include "commands/Choices.h"
 #include "commands/Commands.h"
 #include "commands/ConnectionSteps.h"
 #include "commands/CubeReading.h"
+#include "commands/DiscoverReply.h"
 
 namespace {
 
@@ -54,8 +56,10 @@ class Recorder : public HTTPExchangeObserver {
   void OnExchange(const HTTPExchangeInfo& info) override {
     if (m_next) m_next->OnExchange(info);
     try {
+      if (!m_hasFirst) m_isDiscoverReply = IsDiscoverReply(info.reply);
       m_last = info;
       m_last.request = NarrowString();
+      m_last.reply = NarrowString();
       m_isReused |= info.connection.isReused;
       if (info.ok) m_seconds.push_back(info.totalSeconds);
       if (!std::exchange(m_hasFirst, true)) m_onFirst(m_first = m_last);
@@ -74,6 +78,8 @@ class Recorder : public HTTPExchangeObserver {
   /// Of the last exchange that has begun.
   const String& Subject() const { return m_subject; }
   bool IsReused() const { return m_isReused; }
+  /// About the reply of the first exchange.
+  bool HasDiscoverReply() const { return m_isDiscoverReply; }
   /// Durations of the exchanges that succeeded.
   std::vector<double>& Seconds() { return m_seconds; }
 
@@ -86,6 +92,7 @@ class Recorder : public HTTPExchangeObserver {
   String m_subject;
   bool m_hasFirst = false;
   bool m_isReused = false;
+  bool m_isDiscoverReply = false;
   std::vector<double> m_seconds;
   std::exception_ptr m_error;
 };
@@ -265,10 +272,16 @@ class ServiceCheck {
       return false;
     }
     m_isIdentified = isIdentified;
-    Take({.name = "protocol",
-          .found = !isIdentified                       ? "a SOAP fault"
-                   : m_session.Identity().name.empty() ? "XML"
-                                                       : "XML for Analysis"});
+    if (isIdentified && m_session.Identity().name.empty() && !m_recorder.HasDiscoverReply()) {
+      Take({.name = "protocol",
+            .status = Status::kFailed,
+            .found = "the server sent XML that is no reply to Discover: it is no SOAP envelope "
+                     "with a DiscoverResponse or a fault",
+            .advice = std::string("check that the URL leads to an XML for Analysis service; ") +
+                      SettingAdvice(HTTPSetting::kURL)});
+      return false;
+    }
+    Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
     CheckStep step = isIdentified ? IdentityStep() : Failure("identity", messages.errors);
     step.seconds = seconds;
     Take(std::move(step));

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 
 namespace {
 
@@ -104,6 +105,9 @@ CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
   const std::string text = Utf8(info.error);
   const std::size_t end = (Utf8(info.url) + ": " + step.found).size();
   if (end < text.size()) step.advice = text.substr(end + (text[end] == ';' ? 2 : 1));
+  const char* const option = SettingAdvice(info.setting);
+  if (option && step.advice.find(" --") == std::string::npos)
+    step.advice += (step.advice.empty() ? "" : "; ") + std::string(option);
   return step;
 }
 

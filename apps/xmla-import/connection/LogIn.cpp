@@ -11,6 +11,7 @@
 #include "base/Secret.h"
 #include "base/Text.h"
 #include "call/AuthSchemes.h"
+#include "call/SettingAdvice.h"
 #include "connection/Password.h"
 #include "connection/PasswordCommand.h"
 
@@ -228,6 +229,10 @@ class Choice {
         throw UsageError(each->Subject() + " needs a certificate; use --cert FILE");
     RequireReadable(m_cert);
     RequireReadable(m_key);
+    if (m_cert) m_connection.certificateNames[HTTPSetting::kCertificate] = m_cert.Subject();
+    if (m_key) m_connection.certificateNames[HTTPSetting::kKey] = m_key.Subject();
+    if (m_keyPasswordFile)
+      m_connection.certificateNames[HTTPSetting::kKeyPassword] = m_keyPasswordFile.Subject();
     m_connection.http.certificateFile = Wide(m_cert.value);
     m_connection.http.keyFile = Wide(m_key.value);
   }
@@ -263,6 +268,18 @@ void RequireReadable(const Setting<std::string>& file) {
   if (error != 0)
     throw UsageError(file.Subject() + ' ' + Listed({ShownName(file)}) +
                      " cannot be read: " + std::strerror(error));
+}
+
+void RequireUsableCertificate(const Connection& connection) {
+  HTTPSetting setting = HTTPSetting::kNone;
+  std::string problem = Utf8(HTTPClientWrapper::CertificateProblem(connection.http, setting));
+  if (problem.empty()) return;
+  if (problem.starts_with("The ")) problem[0] = 't';
+  const auto& names = connection.certificateNames;
+  const bool isGiven = names.contains(setting);
+  throw UsageError(names.at(isGiven ? setting : HTTPSetting::kCertificate) +
+                   " cannot be used: " + problem +
+                   (isGiven ? "" : "; " + std::string(SettingAdvice(setting))) + kSeeLogIn);
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {

@@ -145,6 +145,7 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   m_basicInClear |= info.basicInClear;
   m_waiting.erase(std::this_thread::get_id());
   try {
+    if (info.setting != HTTPSetting::kNone) m_failedSettings.insert(info.setting);
     if (m_form == Form::kExchanges) WriteToStandardError(ExchangeLine(info));
   } catch (const std::bad_alloc&) {
     // Out of memory: skip the line, the import may still succeed.
@@ -171,6 +172,11 @@ Progress::Traffic Progress::TrafficSoFar() {
   const std::lock_guard lock(m_mutex);
   return {m_requests, m_retries, m_bytes,
           std::chrono::duration<double>(Clock::now() - m_begin).count()};
+}
+
+std::set<HTTPSetting> Progress::FailedSettings() {
+  const std::lock_guard lock(m_mutex);
+  return m_failedSettings;
 }
 
 void Progress::BeginCubes(std::size_t count) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -38,6 +39,8 @@ class Progress : public RequestObserver {
   /// True after a password was sent in clear text over the network.
   bool BasicInClear();
   Traffic TrafficSoFar();
+  /// Which settings may help the requests that failed.
+  std::set<HTTPSetting> FailedSettings();
   /// From now on the line shows the number of cubes.
   void BeginCubes(std::size_t count);
   /// The calling thread begins to read a cube, or ends it.
@@ -86,6 +89,7 @@ class Progress : public RequestObserver {
   std::uint64_t m_retries = 0;
   std::uint64_t m_bytes = 0;
   bool m_basicInClear = false;
+  std::set<HTTPSetting> m_failedSettings;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
   Clock::time_point m_cubesBegin;

@@ -6,6 +6,7 @@
 
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 #include "output/ExchangeLines.h"
 #include "results/Formats.h"
 
@@ -125,6 +126,10 @@ void Report::ShowClosingLine(const Result& result, bool isComplete) {
 ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   m_text.Flush();
   ShowMessages();
+  const bool hasFailed = status == ExitStatus::kFailed || status == ExitStatus::kPartly;
+  if (hasFailed && !std::holds_alternative<CheckResult>(result))  // its steps have their advice
+    for (const HTTPSetting setting : m_progress.FailedSettings())
+      if (const char* const advice = SettingAdvice(setting)) m_progress.ShowMessage("note", advice);
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
   const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly;
   m_output.Finish(isResult             ? Output::Ending::kReplace

@@ -122,6 +122,23 @@ enum class HTTPStep {
   kProtocol,  ///< the reply is not XML. The client does not check whether XML is XMLA
 };
 
+/// The setting of the client that a user may have to change after a failure.
+enum class HTTPSetting {
+  kNone,  ///< none, or unknown
+  kURL,
+  kProxy,
+  kConnectTimeout,
+  kTimeout,
+  kCAFile,
+  kCertificate,
+  kKey,
+  kKeyPassword,
+  kUser,  ///< or the password
+  kAuthSchemes,
+  kToken,
+  kRetries,
+};
+
 /// About the connection and the response of an exchange, for people who look for a problem. A text
 /// is empty, and a number 0, if it is unknown. Filled in as far as the exchange came.
 struct HTTPConnectionDetails {
@@ -148,6 +165,7 @@ struct HTTPExchangeInfo {
   String subject;                ///< see SetRequestSubject
   long status = 0;               ///< HTTP status; 0: no response
   NarrowString request;          ///< body sent, shared with the caller
+  NarrowString reply;            ///< as the caller gets it; do not keep it, it may be large
   std::uint64_t replyBytes = 0;  ///< size of the decoded body
   std::uint64_t wireBytes = 0;   ///< size of the body before decoding
   double connectSeconds = 0;     ///< 0 for the kept-alive connection
@@ -163,8 +181,9 @@ struct HTTPExchangeInfo {
   /// likely fail, too.
   bool isUnreachable = false;
   HTTPStep failedStep = HTTPStep::kNone;
-  std::uint32_t retries = 0;         ///< how often the request was repeated
-  HTTPConnectionDetails connection;  ///< see HTTPClientOptions::wantsConnectionDetails
+  HTTPSetting setting = HTTPSetting::kNone;  ///< kNone if ok
+  std::uint32_t retries = 0;                 ///< how often the request was repeated
+  HTTPConnectionDetails connection;          ///< see HTTPClientOptions::wantsConnectionDetails
 };
 
 /// Data of an exchange that begins.
@@ -281,6 +300,9 @@ class XMLAHOST_API HTTPClientWrapper {
   static String URLProblem(const String& url);
   /// The same for the URL of a proxy, which may contain credentials and lack a scheme.
   static String ProxyProblem(const String& url);
+  /// Why the client certificate of the options cannot be used, and what to do; empty if it can, or
+  /// if there is none. Reads its files. `setting` is the one to change.
+  static String CertificateProblem(const HTTPClientOptions& options, HTTPSetting& setting);
 
  private:
   class Impl;
