@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <thread>
@@ -446,16 +447,26 @@ TEST(Check, ShowsEachStepAsItHappens) {
   close(silent);
 }
 
-/// A failed check is no result that may replace a file.
-TEST(Check, FailedCheckKeepsTheFile) {
+/// A diagnosis is complete with a failed step. An interrupted one is not.
+TEST(Check, ADiagnosisReplacesTheFile) {
   const support::TempDir folder;
   const std::string file = (folder.Path() / "check.json").string();
   std::ofstream(file) << "before";
   const Outcome outcome =
       RunTool({"--url", "http://127.0.0.1:1/xmla", "--format", "json", "-o", file, "check"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(support::ReadFile(file), "before");
-  EXPECT_THAT(support::ReadFile(file + ".partial"), HasSubstr("\"failed\""));
+  EXPECT_THAT(support::ReadFile(file), HasSubstr("\"failed\""));
+  EXPECT_FALSE(std::filesystem::exists(file + ".partial"));
+  const sample::Provider provider;
+  const Outcome interrupted = RunToolWhile(
+      {"--url", provider.Url(sample::Kind::kSapBw) + "?mood=stall", "-o", file, "check"},
+      [](pid_t process) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        kill(process, SIGINT);
+      });
+  EXPECT_EQ(interrupted.status, 130);
+  EXPECT_THAT(support::ReadFile(file), HasSubstr("\"failed\""));
+  EXPECT_TRUE(std::filesystem::exists(file + ".partial"));
 }
 
 }  // namespace

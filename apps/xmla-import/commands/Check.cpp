@@ -171,6 +171,7 @@ class ServiceCheck {
     if (Identify()) ReadMetadata();
     if (MustStop()) NameInterruptedStep();
     SkipUntil("");
+    m_result.isComplete = !MustStop();
     return m_failed.empty() ? ExitStatus::kDone : ExitStatus::kFailed;
   }
 

@@ -131,11 +131,14 @@ ExitStatus Report::Finish(ExitStatus status, const Result& result) {
     for (const HTTPSetting setting : m_progress.FailedSettings())
       if (const char* const advice = SettingAdvice(setting)) m_progress.ShowMessage("note", advice);
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
-  const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly;
+  // A diagnosis with a failed step is a complete result.
+  const auto* const check = std::get_if<CheckResult>(&result);
+  const bool isDiagnosis = status == ExitStatus::kFailed && check && check->isComplete;
+  const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly || isDiagnosis;
   m_output.Finish(isResult             ? Output::Ending::kReplace
                   : HasContent(result) ? Output::Ending::kPartial
                                        : Output::Ending::kKeep);
-  if (isResult) ShowClosingLine(result, status == ExitStatus::kDone);
+  if (isResult) ShowClosingLine(result, status != ExitStatus::kPartly);
   if (!m_output.Notice().empty()) m_progress.ShowMessage("note", m_output.Notice());
   return status;
 }

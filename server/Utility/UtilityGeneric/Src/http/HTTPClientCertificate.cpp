@@ -173,3 +173,16 @@ void HTTPClientCertificate::CheckPKCS12(const String& file) const {
     Reject(HTTPSetting::kCertificate,
            name + L" has no certificate with a private key: export it with its key");
 }
+
+String HTTPClientWrapper::CertificateProblem(const HTTPClientOptions& options,
+                                             HTTPSetting& setting) {
+  try {
+    const HTTPClientCertificate certificate(options);
+    return {};
+  } catch (const HTTPClientCertificateError& error) {
+    setting = error.setting;
+    String text;
+    error.RetrieveErrorMessages(text);
+    return text;
+  }
+}

@@ -10,7 +10,6 @@
 #include "Utility/Generic/Secret.h"
 #include "errors/MessageCatalogue.h"
 #include "http/HTTPBearer.h"
-#include "http/HTTPClientCertificate.h"
 #include "http/HTTPOutcome.h"
 #include "http/HTTPOwnSecrets.h"
 #include "http/HTTPProxy.h"
@@ -118,7 +117,9 @@ class HTTPClientWrapper::Impl {
                            response.failure == HTTPFailure::kUnknownProxy ||
                            response.failure == HTTPFailure::kConnectFailed;
       if (!ok) info.failedStep = attempt.diagnosis.step;
-      if (!ok) info.setting = attempt.diagnosis.setting;
+      const bool isRetriedInVain =
+          retries > 0 && attempt.diagnosis.setting == HTTPSetting::kRetries;
+      if (!ok && !isRetriedInVain) info.setting = attempt.diagnosis.setting;
       info.retries = retries;
       info.connection = response.connection;
       m_setup.secrets.RemoveFrom(info.connection);
@@ -247,16 +248,3 @@ bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& passw
 String HTTPClientWrapper::URLProblem(const String& url) { return HTTPUrl::Problem(url); }
 
 String HTTPClientWrapper::ProxyProblem(const String& url) { return HTTPProxy::Problem(url); }
-
-String HTTPClientWrapper::CertificateProblem(const HTTPClientOptions& options,
-                                             HTTPSetting& setting) {
-  try {
-    const HTTPClientCertificate certificate(options);
-    return {};
-  } catch (const HTTPClientCertificateError& error) {
-    setting = error.setting;
-    String text;
-    error.RetrieveErrorMessages(text);
-    return text;
-  }
-}

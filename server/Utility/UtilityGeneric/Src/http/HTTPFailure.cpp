@@ -286,6 +286,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
     result.advice = isOfProxy ? L"check the proxy setting" : L"use http://, or the port for https";
   } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
+    result.setting = HTTPSetting::kURL;
   }
   if (failure == HTTPFailure::kClientCertificateRejected && !IsAlertAboutClient(facts.reason))
     result.what =
