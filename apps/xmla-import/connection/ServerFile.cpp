@@ -66,6 +66,12 @@ std::string WithoutTextOfFile(std::string_view description) {
   return OneLine(text);
 }
 
+/// True for an unknown escape sequence and an incomplete one of a Unicode character.
+bool MayBeSingleBackslash(std::string_view description) {
+  return description.find("escape") != std::string_view::npos ||
+         description.find("unicode scalar") != std::string_view::npos;
+}
+
 /// Reads the tables of one file.
 class ServerReader {
  public:
@@ -97,12 +103,11 @@ class ServerReader {
       return toml::parse(text);
     } catch (const toml::parse_error& error) {
       const toml::source_position place = error.source().begin;
-      throw UsageError(
-          Quoted(m_file) + ", line " + std::to_string(place.line) + ", column " +
-          std::to_string(place.column) + ": invalid TOML (" +
-          WithoutTextOfFile(error.description()) + ")" +
-          (error.description().find("escape") != std::string_view::npos ? kDoubleBackslash : "") +
-          kSeeHelp);
+      throw UsageError(Quoted(m_file) + ", line " + std::to_string(place.line) + ", column " +
+                       std::to_string(place.column) + ": invalid TOML (" +
+                       WithoutTextOfFile(error.description()) + ")" +
+                       (MayBeSingleBackslash(error.description()) ? kDoubleBackslash : "") +
+                       kSeeHelp);
     }
   }
 
