@@ -16,6 +16,7 @@
 #include "connection/Connection.h"
 #include "connection/EnvironmentSecrets.h"
 #include "connection/LogFailures.h"
+#include "connection/LogIn.h"
 #include "connection/LogicErrors.h"
 #include "connection/Operation.h"
 #include "connection/Sources.h"
@@ -139,6 +140,7 @@ class Call {
     const VXExecutionState::Scope scope(m_interrupt.State());
     const Connection connection = Connect(m_arguments, std::move(m_secrets));
     EraseSecrets(m_arguments);
+    RequireUsableCertificate(connection);
     LogFailures logFailures(MessagesOf(m_result).warnings);
     OperationObserver observer(*m_progress);
     ImportSettings settings;

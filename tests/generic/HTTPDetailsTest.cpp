@@ -21,8 +21,15 @@ using testing::StartsWith;
 class Recorder : public HTTPExchangeObserver {
  public:
   Recorder() { m_settings.exchangeObserver = this; }
+  void OnBegin(const HTTPExchangeStart&) override { steps.clear(); }
+  void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override {
+    steps.push_back(step);
+    details = connection;
+  }
   void OnExchange(const HTTPExchangeInfo& info) override { last = info; }
   HTTPExchangeInfo last;
+  std::vector<HTTPStep> steps;    // of the last exchange
+  HTTPConnectionDetails details;  // when the last of them began
 
  private:
   support::Settings m_settings;
@@ -75,6 +82,86 @@ TEST(HTTPDetails, AreEmptyUnlessWanted) {
   Recorder recorder;
   ASSERT_TRUE(PostOnce("http://" + server.Authority() + "/").ok);
   EXPECT_EQ(Narrow(recorder.last.connection.address + recorder.last.connection.server), "");
+}
+
+TEST(HTTPSteps, AreReportedAsTheyBegin) {
+  using enum HTTPStep;
+  Certificate certificate("IP:127.0.0.1", kDay);
+  Certificate asking("IP:127.0.0.1", kDay);
+  asking.AskForClient(certificate, false);
+  const WireServer plain(&Reply);
+  const WireServer tls(&Reply, certificate.Context());
+  const WireServer askingServer(&Reply, asking.Context());
+  const WireServer proxy(&AnswerOrTunnel);
+  const WireServer locked([](loopback::Connection& connection, const loopback::Request& request) {
+    const bool isLoggedIn = request.Header("authorization").starts_with("Basic ");
+    connection.Send(isLoggedIn ? Answer("<r/>")
+                               : Answer("", "401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+  });
+  const struct {
+    const char* name;
+    std::string url;
+    std::string caFile;
+    std::string proxy;
+    std::vector<HTTPStep> first;
+  } kCases[] = {
+      {"http", "http://" + plain.Authority(), "", "", {kNameResolution, kConnection, kResponse}},
+      {"https",
+       "https://" + tls.Authority(),
+       certificate.Path(),
+       "",
+       {kNameResolution, kConnection, kTLS, kResponse}},
+      {"client certificate",
+       "https://" + askingServer.Authority(),
+       asking.Path(),
+       "",
+       {kNameResolution, kConnection, kTLS, kResponse}},
+      {"http through a proxy",
+       "http://" + plain.Authority(),
+       "",
+       proxy.Authority(),
+       {kNameResolution, kProxy, kResponse}},
+      {"tunnel",
+       "https://" + tls.Authority(),
+       certificate.Path(),
+       proxy.Authority(),
+       {kNameResolution, kProxy, kTLS, kResponse}},
+      {"log-in",
+       "http://ann:canary@" + locked.Authority(),
+       "",
+       "",
+       {kNameResolution, kConnection, kResponse, kConnection, kLogIn}},
+  };
+  for (const auto& test : kCases)
+    for (const bool hasDetails : {false, true}) {
+      SCOPED_TRACE(test.name);
+      Recorder recorder;
+      HTTPClientOptions options;
+      options.wantsConnectionDetails = hasDetails;
+      options.caFile = Wide(test.caFile);
+      options.proxy = Wide(test.proxy);
+      HTTPClientWrapper client(Wide(test.url + "/"), L"", L"", 10, &options);
+      ASSERT_TRUE(Post(client).ok) << Narrow(recorder.last.error);
+      EXPECT_EQ(recorder.steps, test.first);
+      EXPECT_EQ(recorder.details.address.empty(), !hasDetails);
+      const bool isHTTPS = test.url.starts_with("https:");
+      EXPECT_EQ(!recorder.details.certificateSubject.empty(), hasDetails && isHTTPS);
+      ASSERT_TRUE(Post(client).ok);
+      EXPECT_EQ(recorder.steps, std::vector<HTTPStep>{kResponse});
+    }
+}
+
+/// A server can reject the client certificate after the handshake. Until then, TLS is in progress.
+TEST(HTTPSteps, TLSMayEndWithTheReply) {
+  Certificate certificate("IP:127.0.0.1", kDay);
+  certificate.AskForClient(certificate, true);
+  const WireServer server(&Reply, certificate.Context());
+  Recorder recorder;
+  HTTPClientOptions options = WithDetails();
+  options.caFile = Wide(certificate.Path());
+  EXPECT_FALSE(PostOnce("https://" + server.Authority() + "/", 10, &options).ok);
+  EXPECT_EQ(recorder.steps.back(), HTTPStep::kTLS);
+  EXPECT_EQ(recorder.last.failedStep, HTTPStep::kTLS);
 }
 
 TEST(HTTPDetails, LongTextsOfTheServerAreTruncated) {

@@ -33,15 +33,17 @@ void WriteTools(const std::string& folder, const std::string& name, const std::s
 }  // namespace
 
 Realm::Realm(const std::string& folder) : m_folder(folder) {
-  WriteConfiguration(View::kCorrect, "");
+  WriteConfiguration(Configuration(View::kCorrect), View::kCorrect, "");
   CreateDatabase();
   CreateWrongKeytab();
   const std::string address = StartKDC("", m_kdc);
-  WriteConfiguration(View::kCorrect, address);
-  WriteConfiguration(View::kOtherRealm, address);
-  WriteConfiguration(View::kFastClock, StartKDC("+20m", m_fastKDC));
-  WriteConfiguration(View::kKDCIsDown, "127.0.0.1:" + std::to_string(FreePort()));
-  WriteConfiguration(View::kNoKDC, "");
+  WriteConfiguration(Configuration(View::kCorrect), View::kCorrect, address);
+  WriteConfiguration(Configuration(View::kOtherRealm), View::kOtherRealm, address);
+  WriteConfiguration(Configuration(View::kFastClock), View::kFastClock,
+                     StartKDC("+20m", m_fastKDC));
+  WriteConfiguration(Configuration(View::kKDCIsDown), View::kKDCIsDown,
+                     "127.0.0.1:" + std::to_string(FreePort()));
+  WriteConfiguration(Configuration(View::kNoKDC), View::kNoKDC, "");
 }
 
 std::string Realm::Password(const std::string& user) { return "canary-kdc-" + user; }
@@ -52,6 +54,13 @@ std::string Realm::Configuration(View view) const {
 
 Variables Realm::Client(View view, const std::string& cache) const {
   return {{"KRB5_CONFIG", Configuration(view)}, {"KRB5CCNAME", "FILE:" + cache}};
+}
+
+Variables Realm::ClientOf(const std::string& kdc, const std::string& cache) const {
+  // Without a colon, which separates the names in KRB5_CONFIG.
+  const std::string file = m_folder + "/client-of-" + kdc.substr(kdc.rfind(':') + 1) + ".conf";
+  WriteConfiguration(file, View::kCorrect, kdc);
+  return {{"KRB5_CONFIG", file}, {"KRB5CCNAME", "FILE:" + cache}};
 }
 
 Variables Realm::Server(const std::string& name) const {
@@ -82,8 +91,8 @@ void Realm::CreateWrongKeytab() const {
     Run("/usr/sbin/kadmin.local", {"-r", "REALM.TEST", "-q", query}, variables);
 }
 
-void Realm::WriteConfiguration(View view, const std::string& kdc) const {
-  std::ofstream(Configuration(view))
+void Realm::WriteConfiguration(const std::string& file, View view, const std::string& kdc) {
+  std::ofstream(file)
       << Section("libdefaults",
                  {"default_realm = REALM.TEST", "dns_lookup_kdc = false",
                   "dns_lookup_realm = false", "dns_canonicalize_hostname = false", "rdns = false"})

@@ -25,6 +25,9 @@ class Realm {
   };
   /// Environment variables for a client with this view and this credentials cache.
   std::map<std::string, std::string> Client(View view, const std::string& cache) const;
+  /// The same for a client that knows another KDC, given by host and port.
+  std::map<std::string, std::string> ClientOf(const std::string& kdc,
+                                              const std::string& cache) const;
 
   /// Makes a credentials cache with the user's ticket, as kinit does, and returns its path.
   std::string LogIn(const std::string& user, const std::string& lifetime = "1h") const;
@@ -40,7 +43,7 @@ class Realm {
  private:
   void CreateDatabase() const;
   void CreateWrongKeytab() const;
-  void WriteConfiguration(View view, const std::string& kdc) const;
+  static void WriteConfiguration(const std::string& file, View view, const std::string& kdc);
   /// Starts a KDC with this clock offset on a free port, and returns its address.
   std::string StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const;
   std::map<std::string, std::string> Server(const std::string& name) const;

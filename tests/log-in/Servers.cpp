@@ -101,6 +101,7 @@ Client::Client(const std::string& url, const Given& given) {
   options.authSchemes = given.schemes;
   if (given.proxy) options.proxy = Wide(*given.proxy);
   options.caFile = Wide(given.caFile);
+  options.connectTimeoutSeconds = given.connectTimeout;
   m_client = std::make_unique<HTTPClientWrapper>(Wide(url), Wide(given.user), Wide(given.password),
                                                  10, &options);
 }

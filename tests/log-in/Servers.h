@@ -64,6 +64,7 @@ struct Given {
   unsigned int schemes = kAuthPasswordSchemes;
   std::optional<std::string> proxy = "";  ///< URL; empty: none; nullopt: the environment's
   std::string caFile = {};
+  std::optional<std::uint32_t> connectTimeout = {};  ///< seconds
 };
 
 /// A client of the library's HTTP services.

@@ -426,8 +426,8 @@ TEST(Secrets, OfUsageErrorsAreNotShown) {
   // Control characters would forge headers.
   const std::string broken = "http://" + std::string(kUserInUrl) + "%0d%0aX:" + kPasswordInUrl;
   const tool::Outcome outcome = search.Run({"--url", broken + "@127.0.0.1:1/"});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_THAT(outcome.err, HasSubstr("error: The user name contains a control character"));
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("error: the user name contains a control character"));
 }
 
 /// Output of the tool when it is interrupted while reading a large reply.

@@ -1,10 +1,14 @@
 // Tests the command check: which step fails, what it says, and which steps are skipped.
 
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <thread>
@@ -297,24 +301,48 @@ TEST(Check, SplitsAnErrorBehindTheServersTexts) {
   EXPECT_THAT(step["advice"].get<std::string>(), StartsWith("it may be a log-in form"));
 }
 
-TEST(Check, UnusableClientCertificateFailsAtTLS) {
+TEST(Check, UnusableClientCertificateIsAUsageError) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "cert.pem";
   std::ofstream(file) << "nothing";
   const Outcome outcome = CheckJson({"--url", "https://127.0.0.1:1/", "--cert", file});
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(StepOf(outcome.Document(), "TLS")["status"], "failed");
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("--cert cannot be used: the file"));
   EXPECT_THAT(outcome.err, HasSubstr("is not a client certificate: give one in PEM or PKCS#12"));
 }
 
-TEST(Check, XMLWithoutANameIsAWarning) {
+TEST(Check, XMLThatIsNoReplyToDiscoverFailsAtTheProtocol) {
+  const struct {
+    const char* reply;
+    bool isReply;
+  } kCases[] = {
+      {"<r/>", false},
+      {"<feed xmlns='http://www.w3.org/2005/Atom'><title>News</title></feed>", false},
+      {"<s:Envelope xmlns:s='e'><s:Body><QuoteResponse/></s:Body></s:Envelope>", false},
+      {"<s:Envelope xmlns:s='e'><s:Body><DiscoverResponse/></s:Body></s:Envelope>", true},
+      {"<ENVELOPE><BODY><m:discoverresponse xmlns:m='m'/></BODY></ENVELOPE>", true},
+      {"<Envelope><Body><return><root/></return></Body></Envelope>", true},
+      {"<root><row><PropertyName>x</PropertyName></row></root>", true},
+  };
+  for (const auto& [reply, isReply] : kCases) {
+    SCOPED_TRACE(reply);
+    ScriptedProvider::Script script;
+    script.answer = [text = reply](const std::string&, const std::string&) { return text; };
+    const ScriptedProvider provider(std::move(script));
+    const Outcome outcome = CheckJson({"--url", provider.Url()});
+    if (!isReply) ExpectFailedStep(outcome, "protocol");
+    EXPECT_EQ(StepOf(outcome.Document(), "protocol")["status"], isReply ? "ok" : "failed");
+  }
+}
+
+TEST(Check, AReplyWithoutANameIsAWarning) {
   ScriptedProvider::Script script = OneCube();
   script.name.clear();
   script.version.clear();
   const ScriptedProvider provider(std::move(script));
   const Outcome outcome = CheckJson({"--url", provider.Url()});
   EXPECT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(StepOf(outcome.Document(), "protocol")["found"], "XML");
+  EXPECT_EQ(StepOf(outcome.Document(), "protocol")["found"], "XML for Analysis");
   EXPECT_EQ(StepOf(outcome.Document(), "identity")["status"], "warning");
 }
 
@@ -347,20 +375,98 @@ TEST(Check, InterruptionKeepsTheSteps) {
   EXPECT_EQ(outcome.status, 130);
   const Json document = outcome.Document();
   EXPECT_EQ(StepOf(document, "cubes")["status"], "ok");
-  EXPECT_EQ(StepOf(document, "levels")["found"], "interrupted");
-  EXPECT_THAT(document["errors"], Not(IsEmpty()));
+  EXPECT_EQ(StepOf(document, "hierarchies")["found"], "interrupted");
+  EXPECT_EQ(StepOf(document, "levels")["found"], "interrupted in this step");
+  EXPECT_EQ(document["errors"], Json::array({"interrupted in the step \"levels\""}));
 }
 
-/// A failed check is no result that may replace a file.
-TEST(Check, FailedCheckKeepsTheFile) {
+/// Each step is shown before the next one ends, and the line names the step in progress.
+TEST(Check, ShowsEachStepAsItHappens) {
+  // A server that accepts connections and says nothing.
+  const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(silent, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(silent, 10), 0);
+  getsockname(silent, reinterpret_cast<sockaddr*>(&address), &size);
+  const std::string host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  const struct {
+    const char* name;
+    Arguments service;
+    std::vector<const char*> done;
+    const char* interrupted;
+    std::string line;
+  } kCases[] = {
+      {"TLS",
+       {"--url", "https://" + host + "/"},
+       {"name resolution", "proxy", "connection"},
+       "TLS",
+       "TLS handshake with " + host + ", 0 s of 60 s"},
+      {"the proxy",
+       {"--url", "https://service.invalid/", "--proxy", "http://" + host},
+       {"name resolution"},
+       "proxy",
+       "connecting through the proxy to service.invalid, 0 s of 60 s"},
+      {"a SOCKS proxy",
+       {"--url", "http://service.invalid/", "--proxy", "socks5h://" + host},
+       {"name resolution"},
+       "proxy",
+       "connecting through the proxy to service.invalid, 0 s of 60 s"},
+      {"the reply",
+       {"--url", "http://" + host + "/"},
+       {"name resolution", "proxy", "connection", "TLS"},
+       "response",
+       "waiting 0 s of 60 s for DISCOVER_PROPERTIES"},
+  };
+  for (const auto& each : kCases) {
+    SCOPED_TRACE(each.name);
+    Options options;
+    options.err = Stream::kTerminal;
+    options.environment["MORVEN_BI_XMLA_HTTP_TIMEOUT"] = "60";
+    Arguments arguments = each.service;
+    arguments.insert(arguments.end(), {"--format", "json", "check"});
+    const Outcome outcome = RunToolWhile(
+        arguments,
+        [](pid_t process) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(700));
+          kill(process, SIGINT);
+        },
+        options);
+    EXPECT_EQ(outcome.status, 130);
+    const Json document = outcome.Document();
+    // An interruption hides the steps of an exchange that were not shown before.
+    for (const char* const step : each.done) EXPECT_EQ(StepOf(document, step)["status"], "ok");
+    EXPECT_EQ(StepOf(document, each.interrupted)["found"], "interrupted in this step");
+    EXPECT_EQ(StepOf(document, "identity")["found"], "interrupted");
+    EXPECT_THAT(outcome.err, HasSubstr(each.line));
+    EXPECT_THAT(outcome.err,
+                HasSubstr("interrupted in the step \"" + std::string(each.interrupted) + "\""));
+  }
+  close(silent);
+}
+
+/// A diagnosis is complete with a failed step. An interrupted one is not.
+TEST(Check, ADiagnosisReplacesTheFile) {
   const support::TempDir folder;
   const std::string file = (folder.Path() / "check.json").string();
   std::ofstream(file) << "before";
   const Outcome outcome =
       RunTool({"--url", "http://127.0.0.1:1/xmla", "--format", "json", "-o", file, "check"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(support::ReadFile(file), "before");
-  EXPECT_THAT(support::ReadFile(file + ".partial"), HasSubstr("\"failed\""));
+  EXPECT_THAT(support::ReadFile(file), HasSubstr("\"failed\""));
+  EXPECT_FALSE(std::filesystem::exists(file + ".partial"));
+  const sample::Provider provider;
+  const Outcome interrupted = RunToolWhile(
+      {"--url", provider.Url(sample::Kind::kSapBw) + "?mood=stall", "-o", file, "check"},
+      [](pid_t process) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        kill(process, SIGINT);
+      });
+  EXPECT_EQ(interrupted.status, 130);
+  EXPECT_THAT(support::ReadFile(file), HasSubstr("\"failed\""));
+  EXPECT_TRUE(std::filesystem::exists(file + ".partial"));
 }
 
 }  // namespace

@@ -79,6 +79,55 @@ TEST_F(Credentials, EmptyPasswordFileIsAnError) {
   EXPECT_THAT(outcome.err, HasSubstr("cannot be read from standard input: it is empty"));
 }
 
+/// From each place. They are found before the first request.
+TEST_F(Credentials, InvalidOnesAreUsageErrors) {
+  const support::TempDir folder;
+  const struct {
+    std::string bytes;
+    const char* says;
+  } kCases[] = {
+      {"canary\xE4", "is not valid UTF-8; save it as UTF-8"},
+      {"canary\xC0\x80", "is not valid UTF-8"},
+      {"canary\xED\xA0\x80", "is not valid UTF-8"},
+      {"canary\x07", "contains a control character"},
+      {"canary\x7F", "contains a control character"},
+  };
+  for (const auto& each : kCases) {
+    SCOPED_TRACE(each.says);
+    const std::string file = folder.Path() / "password";
+    std::ofstream(file) << each.bytes << "\n";
+    const std::string script = folder.Path() / "get";
+    std::ofstream(script) << "#!/bin/sh\ncat " << file << "\n";
+    chmod(script.c_str(), 0700);
+    std::ofstream(folder.Path() / "servers.toml")
+        << "[s]\nurl='" << Url() << "'\nuser='ann'\npassword-command=['./get']\n";
+    Options environment;
+    environment.environment["XMLA_IMPORT_PASSWORD"] = each.bytes;
+    Options command;
+    command.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
+    Options prompt;
+    prompt.terminal = true;
+    prompt.typed = (each.bytes.back() == '\x7F' ? "canary\x07" : each.bytes) + "\n";
+    const std::pair<const char*, Outcome> outcomes[] = {
+        {"(--password-file)",
+         RunTool({"--url", Url(), "--user", "ann", "--password-file", file, "sources"})},
+        {"(XMLA_IMPORT_PASSWORD)",
+         RunTool({"--url", Url(), "--user", "ann", "sources"}, environment)},
+        {"(password-command)", RunTool({"--server", "s", "sources"}, command)},
+        {"the password", RunTool({"--url", Url(), "--user", "ann", "sources"}, prompt)},
+    };
+    for (const auto& [place, outcome] : outcomes) {
+      EXPECT_EQ(outcome.status, 2) << place;
+      EXPECT_THAT(outcome.err, HasSubstr(place));
+      EXPECT_THAT(outcome.err, HasSubstr(each.says)) << place;
+      EXPECT_THAT(outcome.out + outcome.err, Not(HasSubstr("canary"))) << place;
+    }
+  }
+  const Outcome inUrl = RunTool({"--url", UrlWith("ann:canary%0A"), "sources"});
+  EXPECT_EQ(inUrl.status, 2);
+  EXPECT_THAT(inUrl.err, HasSubstr("the password contains a control character"));
+}
+
 TEST_F(Credentials, FromTheEnvironment) {
   Options options;
   options.environment = {{"XMLA_IMPORT_USER", "ann"}, {"XMLA_IMPORT_PASSWORD", kSecret}};

@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
+#include "SampleProvider.h"
 #include "results/Formats.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
@@ -159,7 +163,12 @@ TEST_F(Output, NamesThePartialFileBehindALink) {
   const std::string target = other.Path() / "target";
   std::ofstream(target) << "former";
   std::filesystem::create_symlink(target, File());
-  const Outcome outcome = RunTool({"--url", "http://127.0.0.1:1/", "check", "-o", File()});
+  const sample::Provider provider;
+  const std::string url = provider.Url(sample::Kind::kSapBw) + "?mood=stall";
+  const Outcome outcome = RunToolWhile({"--url", url, "check", "-o", File()}, [](pid_t process) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    kill(process, SIGINT);
+  });
   EXPECT_EQ(outcome.ErrorLines().back(), "xmla-import: note: \"" + File() +
                                              "\" is unchanged; the partial result is in \"" +
                                              target + ".partial\"");

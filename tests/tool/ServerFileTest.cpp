@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -69,6 +70,20 @@ TEST(ServerFile, NamesOfFilesAreRelativeToIt) {
   EXPECT_THAT(servers[1].passwordCommand, testing::ElementsAre("get"));
 }
 
+TEST(ServerFile, TildeIsTheHomeDirectory) {
+  const std::string former = std::getenv("HOME") ? std::getenv("HOME") : "";
+  setenv("HOME", "/home/ann", 1);
+  const std::vector<Server> servers = ServersIn(
+      "[a]\nurl='http://h/'\nca-file='~/ca'\ncert='~ann/c'\npassword-command=['~/get','~/x']\n");
+  unsetenv("HOME");
+  EXPECT_THAT(ErrorOfServers("[a]\nurl='http://h/'\nca-file='~/ca'\n"),
+              HasSubstr("HOME is not set"));
+  setenv("HOME", former.c_str(), 1);
+  EXPECT_EQ(servers[0].values.caFile, "/home/ann/ca");
+  EXPECT_EQ(servers[0].values.cert, "/f/~ann/c");
+  EXPECT_THAT(servers[0].passwordCommand, testing::ElementsAre("/home/ann/get", "~/x"));
+}
+
 TEST(ServerFile, ErrorsHavePlaceAndRemedy) {
   const std::pair<std::string, std::string> cases[] = {
       {"[a]\nurl='http://h/'\nurll='x'",
@@ -96,6 +111,10 @@ TEST(ServerFile, ErrorsHavePlaceAndRemedy) {
       {"[a]\nurl='ftp://u:c4nary@h/'", "line 2: server \"a\": url cannot be used: "},
       {"[a]\nurl='h/xmla'", "line 2: server \"a\": url cannot be used: "},
       {"[a]\nurl='http://h/'\nuser=\"a\\u0000b\"", "user contains a control character"},
+      {"[a]\nurl='http://h/'\nuser=\"CORP\\ann\"", "write the backslash twice"},
+      {"[a]\nurl='http://h/'\nuser=\"CORP\\ute\"", "write the backslash twice"},
+      {"[a]\nurl='http://h/'\nuser=\"CORP\\nina\"", "write the backslash twice"},
+      {"[a]\nurl='http://h/'\npassword-command=[\"C\\bob\"]", "write the backslash twice"},
       {"[a]\nurl='http://h/'\nuser=true", "user needs a text in quotes"},
       {"[a]\nurl='http://h/'\nretry='3'",
        "line 3: server \"a\": retry needs a whole number without"},

@@ -15,24 +15,40 @@
 #include "Utility/Generic/MessageNumbers.h"
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 #include "call/TargetNames.h"
 #include "commands/Choices.h"
 #include "commands/Commands.h"
 #include "commands/ConnectionSteps.h"
 #include "commands/CubeReading.h"
+#include "commands/DiscoverReply.h"
 
 namespace {
 
 using Status = CheckStep::Status;
+using Clock = std::chrono::steady_clock;
 
-/// Records the exchanges of a check and passes them on. Reports the first one at once.
+/// Records the exchanges of a check and passes them on. Reports the steps of the first one, and
+/// its end, at once.
 class Recorder : public HTTPExchangeObserver {
  public:
-  Recorder(HTTPExchangeObserver* next, std::function<void(const HTTPExchangeInfo&)> onFirst)
-      : m_next(next), m_onFirst(std::move(onFirst)) {}
+  using StepHandler = std::function<void(HTTPStep, const HTTPConnectionDetails&)>;
+  Recorder(HTTPExchangeObserver* next, StepHandler onStep,
+           std::function<void(const HTTPExchangeInfo&)> onFirst)
+      : m_next(next), m_onStep(std::move(onStep)), m_onFirst(std::move(onFirst)) {}
 
   void OnBegin(const HTTPExchangeStart& start) override {
     if (m_next) m_next->OnBegin(start);
+    m_subject = start.subject;
+  }
+  void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override {
+    if (m_next) m_next->OnStep(step, connection);
+    if (m_hasFirst || m_error) return;
+    try {
+      m_onStep(step, connection);
+    } catch (...) {
+      m_error = std::current_exception();
+    }
   }
   void OnRetry(const HTTPRetry& retry) override {
     if (m_next) m_next->OnRetry(retry);
@@ -40,8 +56,10 @@ class Recorder : public HTTPExchangeObserver {
   void OnExchange(const HTTPExchangeInfo& info) override {
     if (m_next) m_next->OnExchange(info);
     try {
+      if (!m_hasFirst) m_isDiscoverReply = IsDiscoverReply(info.reply);
       m_last = info;
       m_last.request = NarrowString();
+      m_last.reply = NarrowString();
       m_isReused |= info.connection.isReused;
       if (info.ok) m_seconds.push_back(info.totalSeconds);
       if (!std::exchange(m_hasFirst, true)) m_onFirst(m_first = m_last);
@@ -50,24 +68,31 @@ class Recorder : public HTTPExchangeObserver {
     }
   }
 
-  /// Throws what the handler of the first exchange has thrown.
+  /// Throws what a handler has thrown.
   void Rethrow() {
     if (m_error) std::rethrow_exception(std::exchange(m_error, nullptr));
   }
   bool HasFirst() const { return m_hasFirst; }
   const HTTPExchangeInfo& First() const { return m_first; }
   const HTTPExchangeInfo& Last() const { return m_last; }
+  /// Of the last exchange that has begun.
+  const String& Subject() const { return m_subject; }
   bool IsReused() const { return m_isReused; }
+  /// About the reply of the first exchange.
+  bool HasDiscoverReply() const { return m_isDiscoverReply; }
   /// Durations of the exchanges that succeeded.
   std::vector<double>& Seconds() { return m_seconds; }
 
  private:
   HTTPExchangeObserver* const m_next;
+  const StepHandler m_onStep;
   const std::function<void(const HTTPExchangeInfo&)> m_onFirst;
   HTTPExchangeInfo m_first;
   HTTPExchangeInfo m_last;
+  String m_subject;
   bool m_hasFirst = false;
   bool m_isReused = false;
+  bool m_isDiscoverReply = false;
   std::vector<double> m_seconds;
   std::exception_ptr m_error;
 };
@@ -125,8 +150,12 @@ class ServiceCheck {
         m_arguments(arguments),
         m_receiver(receiver),
         m_result(result),
-        m_recorder(ImportSettings::Current().exchangeObserver,
-                   [this](const HTTPExchangeInfo& first) { TakeConnection(first); }),
+        m_recorder(
+            ImportSettings::Current().exchangeObserver,
+            [this](HTTPStep step, const HTTPConnectionDetails& connection) {
+              BeginConnectionStep(step, connection);
+            },
+            [this](const HTTPExchangeInfo& first) { TakeConnection(first); }),
         m_settings(ImportSettings::Current()) {
     m_settings.exchangeObserver = &m_recorder;
     m_settings.http.wantsConnectionDetails = true;
@@ -140,7 +169,9 @@ class ServiceCheck {
     m_receiver.BeginSteps(m_result);
     Take({.name = "address", .found = m_result.url});
     if (Identify()) ReadMetadata();
+    if (MustStop()) NameInterruptedStep();
     SkipUntil("");
+    m_result.isComplete = !MustStop();
     return m_failed.empty() ? ExitStatus::kDone : ExitStatus::kFailed;
   }
 
@@ -163,16 +194,58 @@ class ServiceCheck {
       if (skipped == "variables" && !m_session.IsSapBw()) continue;
       m_receiver.Take({.name = skipped,
                        .status = Status::kSkipped,
-                       .found = MustStop()         ? "interrupted"
-                                : m_failed.empty() ? "not needed"
-                                                   : "needs the step " + Listed({m_failed})});
+                       .found = skipped == m_interrupted ? "interrupted in this step"
+                                : MustStop()             ? "interrupted"
+                                : m_failed.empty()       ? "not needed"
+                                                         : "needs the step " + Listed({m_failed})});
     }
   }
 
+  bool IsTaken(std::string_view step) const {
+    const auto* const end = kCheckSteps + m_next;
+    return std::find(kCheckSteps, end, step) != end;
+  }
+
+  /// The step of the last request, or else the next one.
+  void NameInterruptedStep() {
+    if (m_next == std::size(kCheckSteps)) return;
+    m_interrupted = IsTaken("log-in") ? StepOfSubject(Utf8(m_recorder.Subject()))
+                                      : NameOfStep(m_connectionStep);
+    if (m_interrupted.empty() || IsTaken(m_interrupted)) m_interrupted = kCheckSteps[m_next];
+    m_result.messages.errors.push_back("interrupted in the step " + Listed({m_interrupted}));
+  }
+
+  /// Shows the steps before the one that begins. Their time is measured here, because libcurl knows
+  /// some of it only later.
+  void BeginConnectionStep(HTTPStep step, const HTTPConnectionDetails& connection) {
+    const auto now = Clock::now();
+    const double seconds = std::chrono::duration<double>(now - m_stepBegin).count();
+    m_stepBegin = now;
+    m_connectionStep = step;
+    if (MustStop()) return;
+    HTTPExchangeInfo info;
+    info.url = m_session.Service().url;
+    info.connection = connection;
+    // Without a tunnel, the proxy's refusal comes in place of the reply.
+    const bool isProxyInDoubt = !connection.proxy.empty() && info.url.view().starts_with(L"http:");
+    const HTTPStep end = std::min(step, isProxyInDoubt ? HTTPStep::kProxy : HTTPStep::kLogIn);
+    TakeConnectionSteps(info, m_session.Service(), end, [&](CheckStep done) {
+      if (IsTaken(done.name)) return;
+      const bool isTimed = done.name != "proxy" && done.found.find("not used") == std::string::npos;
+      if (isTimed && !done.seconds) done.seconds = seconds;
+      Take(std::move(done));
+    });
+  }
+
+  /// A step that was shown may fail later, such as the connection for the second round of a log-in.
+  /// The next step then fails.
   void TakeConnection(const HTTPExchangeInfo& first) {
     if (MustStop()) return;
-    TakeConnectionSteps(first, m_session.Service(),
-                        [this](CheckStep step) { Take(std::move(step)); });
+    TakeConnectionSteps(first, m_session.Service(), HTTPStep::kResponse, [this](CheckStep step) {
+      if (IsTaken(step.name) && step.status != Status::kFailed) return;
+      if (IsTaken(step.name)) step.name = kCheckSteps[m_next];
+      Take(std::move(step));
+    });
   }
 
   bool Identify() {
@@ -200,10 +273,16 @@ class ServiceCheck {
       return false;
     }
     m_isIdentified = isIdentified;
-    Take({.name = "protocol",
-          .found = !isIdentified                       ? "a SOAP fault"
-                   : m_session.Identity().name.empty() ? "XML"
-                                                       : "XML for Analysis"});
+    if (isIdentified && m_session.Identity().name.empty() && !m_recorder.HasDiscoverReply()) {
+      Take({.name = "protocol",
+            .status = Status::kFailed,
+            .found = "the server sent XML that is no reply to Discover: it is no SOAP envelope "
+                     "with a DiscoverResponse or a fault",
+            .advice = std::string("check that the URL leads to an XML for Analysis service; ") +
+                      SettingAdvice(HTTPSetting::kURL)});
+      return false;
+    }
+    Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
     CheckStep step = isIdentified ? IdentityStep() : Failure("identity", messages.errors);
     step.seconds = seconds;
     Take(std::move(step));
@@ -347,7 +426,6 @@ class ServiceCheck {
                           seconds.front() * 1e3, seconds.back() * 1e3, seconds.size())});
   }
 
-  using Clock = std::chrono::steady_clock;
   /// A step, and what was found if it has not failed. Without a text: it was read, but a later step
   /// of the operation failed, which then has returned nothing.
   struct Done {
@@ -391,9 +469,12 @@ class ServiceCheck {
 
   /// The step of the request that the line names; else empty.
   static std::string_view StepOf(std::string_view line) {
-    line.remove_prefix(std::string_view(kFailedRequest).size());
+    return StepOfSubject(line.substr(std::string_view(kFailedRequest).size()));
+  }
+
+  static std::string_view StepOfSubject(std::string_view subject) {
     for (const StepOfRequest& each : kStepsOfRequests)
-      if (line.starts_with(each.request)) return each.step;
+      if (subject.starts_with(each.request)) return each.step;
     return {};
   }
 
@@ -461,6 +542,9 @@ class ServiceCheck {
   ImportSettings m_settings;
   std::size_t m_next = 0;  // index of the next step
   std::string m_failed;    // the first failed step; empty: none
+  std::string m_interrupted;
+  HTTPStep m_connectionStep = HTTPStep::kNameResolution;  // in progress
+  Clock::time_point m_stepBegin = Clock::now();
   bool m_isIdentified = false;
   bool m_isUnreachable = false;
 };

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 
 namespace {
 
@@ -77,7 +78,26 @@ CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
   return step;
 }
 
+struct ConnectionStep {
+  const char* name;
+  HTTPStep step;
+  CheckStep (*describe)(const HTTPExchangeInfo& info, const Connection& connection);
+};
+constexpr ConnectionStep kConnectionSteps[] = {
+    {"name resolution", HTTPStep::kNameResolution, &NameResolution},
+    {"proxy", HTTPStep::kProxy, &Proxy},
+    {"connection", HTTPStep::kConnection, &Connecting},
+    {"TLS", HTTPStep::kTLS, &TLS},
+    {"log-in", HTTPStep::kLogIn, &LogIn},
+};
+
 }  // namespace
+
+const char* NameOfStep(HTTPStep step) {
+  for (const ConnectionStep& each : kConnectionSteps)
+    if (each.step == step) return each.name;
+  return "response";
+}
 
 /// The error text is "URL: problem; advice (details)".
 CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
@@ -85,23 +105,16 @@ CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
   const std::string text = Utf8(info.error);
   const std::size_t end = (Utf8(info.url) + ": " + step.found).size();
   if (end < text.size()) step.advice = text.substr(end + (text[end] == ';' ? 2 : 1));
+  const char* const option = SettingAdvice(info.setting);
+  if (option && step.advice.find(" --") == std::string::npos)
+    step.advice += (step.advice.empty() ? "" : "; ") + std::string(option);
   return step;
 }
 
-void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection,
+void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection, HTTPStep end,
                          const std::function<void(CheckStep)>& take) {
-  const struct {
-    const char* name;
-    HTTPStep step;
-    CheckStep (*describe)(const HTTPExchangeInfo& info, const Connection& connection);
-  } kSteps[] = {
-      {"name resolution", HTTPStep::kNameResolution, &NameResolution},
-      {"proxy", HTTPStep::kProxy, &Proxy},
-      {"connection", HTTPStep::kConnection, &Connecting},
-      {"TLS", HTTPStep::kTLS, &TLS},
-      {"log-in", HTTPStep::kLogIn, &LogIn},
-  };
-  for (const auto& [name, number, describe] : kSteps) {
+  for (const auto& [name, number, describe] : kConnectionSteps) {
+    if (number >= end) return;
     if (first.failedStep == number) return take(FailedExchange(name, first));
     CheckStep step = describe(first, connection);
     step.name = name;

@@ -19,9 +19,12 @@ inline constexpr const char* kCheckSteps[] = {
 /// A failed step for an exchange that failed.
 CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info);
 
-/// Passes the steps to `take`, up to the one that failed.
-void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection,
+/// Passes the steps before `end` to `take`, up to the one that failed.
+void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection, HTTPStep end,
                          const std::function<void(CheckStep)>& take);
+
+/// The name of a step of an exchange.
+const char* NameOfStep(HTTPStep step);
 
 /// The step "response". `isReused`: a later exchange used the same connection.
 CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused);

@@ -78,8 +78,9 @@ inline const char* StatusName(CheckStep::Status status) {
 
 /// Without the steps, which the ResultReceiver gets one by one.
 struct CheckResult {
-  std::string url;     ///< without credentials
-  std::string target;  ///< --target name of the configured kind, or auto
+  std::string url;          ///< without credentials
+  std::string target;       ///< --target name of the configured kind, or auto
+  bool isComplete = false;  ///< every step was done, failed or skipped
   Messages messages;
 };
 

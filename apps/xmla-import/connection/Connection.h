@@ -1,7 +1,9 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "SampleProvider.h"
 #include "Utility/Generic/ImportSettings.h"
@@ -23,6 +25,9 @@ struct Connection {
   std::optional<ServerInfo::TargetType> target;
   /// How to reach the service. All clients of the call share the memory of log-ins.
   HTTPClientOptions http;
+  /// How messages begin that are about the client certificate, its key, and the password of that:
+  /// with the option or the key of the server file.
+  std::map<HTTPSetting, std::string> certificateNames;
   /// The embedded sample provider, if --sample is given.
   std::unique_ptr<sample::Provider> provider;
 };

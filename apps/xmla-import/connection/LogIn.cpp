@@ -7,10 +7,14 @@
 #include <cerrno>
 #include <cstring>
 
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/Secret.h"
 #include "base/Interrupt.h"
 #include "base/Secret.h"
 #include "base/Text.h"
 #include "call/AuthSchemes.h"
+#include "call/SettingAdvice.h"
 #include "connection/Password.h"
 #include "connection/PasswordCommand.h"
 
@@ -26,14 +30,38 @@ const std::string& ShownName(const Setting<std::string>& file) {
   return file.written.empty() ? file.value : file.written;
 }
 
+/// A control character could end a header line, so that the rest becomes another header.
+bool HasControlCharacter(const String& text) {
+  return std::ranges::any_of(text.view(), [](wchar_t c) { return c < L' ' || c == L'\x7F'; });
+}
+
+constexpr const char* kControlCharacter =
+    " contains a control character, such as a line break, and cannot be used; check how it was "
+    "entered";
+
+/// The secret as text. `noun` names it for messages, with its place.
+String TextOfSecret(std::string&& bytes, const std::string& noun) {
+  const Secret<NarrowString> given{NarrowString(bytes)};
+  String text = WideSecret(std::move(bytes));
+  // The conversion replaces ill-formed bytes.
+  const Secret<NarrowString> back(BaseStringUtil::ToUTF8(text));
+  const bool isUTF8 = back.view() == given.view();
+  const bool hasControl = HasControlCharacter(text);
+  if (isUTF8 && !hasControl) return text;
+  Erase(text);
+  throw UsageError(noun + (isUTF8 ? kControlCharacter
+                                  : " is not valid UTF-8; save it as UTF-8, or use a terminal or "
+                                    "environment with UTF-8"));
+}
+
 /// A secret from a file, or typed if the file is standard input and that is a terminal.
 String ReadSecret(const std::string& noun, const Setting<std::string>& file,
                   const std::string& prompt) {
   std::optional<std::string> typed;
   if (file.value == "-" && isatty(STDIN_FILENO) == 1) typed = SecretFromTerminal(noun, prompt);
-  return WideSecret(typed
-                        ? std::move(*typed)
-                        : SecretFromFile(file.place + "the " + noun, file.value, ShownName(file)));
+  const std::string what = file.place + "the " + noun;
+  return TextOfSecret(typed ? std::move(*typed) : SecretFromFile(what, file.value, ShownName(file)),
+                      what + " (" + file.name + ")");
 }
 
 class Choice {
@@ -62,6 +90,11 @@ class Choice {
       UseToken(token);
     else
       UseUser();
+    // Those of the URL may contain them, too.
+    if (HasControlCharacter(m_connection.user))
+      throw UsageError(std::string("the user name") + kControlCharacter);
+    if (HasControlCharacter(m_connection.password))
+      throw UsageError(std::string("the password") + kControlCharacter);
   }
 
  private:
@@ -176,7 +209,8 @@ class Choice {
     if (isInUrl && m_urlSource != Source::kServerFile) return;
     if (!m_sources.Secrets().password.empty()) {
       Erase(password);
-      password = WideSecret(std::string(m_sources.Secrets().password));
+      password = TextOfSecret(std::string(m_sources.Secrets().password),
+                              "the password (XMLA_IMPORT_PASSWORD)");
       return;
     }
     if (IsUserOfServer()) {
@@ -186,13 +220,14 @@ class Choice {
       if (!m_sources.PasswordCommand().empty()) {
         Erase(password);
         password =
-            WideSecret(PasswordFromCommand(m_sources.PasswordCommand(), m_sources.ServerName()));
+            TextOfSecret(PasswordFromCommand(m_sources.PasswordCommand(), m_sources.ServerName()),
+                         "the password (password-command)");
         return;
       }
     }
     if (isInUrl) return;
     if (auto typed = SecretFromTerminal("password", Prompt(user)))
-      password = WideSecret(std::move(*typed));
+      password = TextOfSecret(std::move(*typed), "the password");
     else  // an empty password on every run would lock the account
       throw UsageError("user " + Listed({user}) +
                        " needs a password, and there is no terminal to ask for it; use "
@@ -228,6 +263,10 @@ class Choice {
         throw UsageError(each->Subject() + " needs a certificate; use --cert FILE");
     RequireReadable(m_cert);
     RequireReadable(m_key);
+    if (m_cert) m_connection.certificateNames[HTTPSetting::kCertificate] = m_cert.Subject();
+    if (m_key) m_connection.certificateNames[HTTPSetting::kKey] = m_key.Subject();
+    if (m_keyPasswordFile)
+      m_connection.certificateNames[HTTPSetting::kKeyPassword] = m_keyPasswordFile.Subject();
     m_connection.http.certificateFile = Wide(m_cert.value);
     m_connection.http.keyFile = Wide(m_key.value);
   }
@@ -263,6 +302,18 @@ void RequireReadable(const Setting<std::string>& file) {
   if (error != 0)
     throw UsageError(file.Subject() + ' ' + Listed({ShownName(file)}) +
                      " cannot be read: " + std::strerror(error));
+}
+
+void RequireUsableCertificate(const Connection& connection) {
+  HTTPSetting setting = HTTPSetting::kNone;
+  std::string problem = Utf8(HTTPClientWrapper::CertificateProblem(connection.http, setting));
+  if (problem.empty()) return;
+  if (problem.starts_with("The ")) problem[0] = 't';
+  const auto& names = connection.certificateNames;
+  const bool isGiven = names.contains(setting);
+  throw UsageError(names.at(isGiven ? setting : HTTPSetting::kCertificate) +
+                   " cannot be used: " + problem +
+                   (isGiven ? "" : "; " + std::string(SettingAdvice(setting))) + kSeeLogIn);
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {

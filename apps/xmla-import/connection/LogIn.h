@@ -9,5 +9,8 @@
 /// also for settings of one source that contradict each other.
 void LogIn(const Sources& sources, Source urlSource, Connection& connection);
 
+/// Throws UsageError if the client certificate of the connection cannot be used.
+void RequireUsableCertificate(const Connection& connection);
+
 /// Throws UsageError if the file, if there is one, cannot be read.
 void RequireReadable(const Setting<std::string>& file);

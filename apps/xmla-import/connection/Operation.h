@@ -73,6 +73,9 @@ class OperationObserver : public HTTPExchangeObserver {
  public:
   explicit OperationObserver(RequestObserver& next) : m_next(next) {}
   void OnBegin(const HTTPExchangeStart& start) override { m_next.OnBegin(start); }
+  void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override {
+    m_next.OnStep(step, connection);
+  }
   void OnRetry(const HTTPRetry& retry) override { m_next.OnRetry(retry); }
   void OnExchange(const HTTPExchangeInfo& info) override;
 

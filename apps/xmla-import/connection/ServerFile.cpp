@@ -24,6 +24,7 @@ namespace {
 
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
 constexpr std::string_view kPasswordCommand = "password-command";
+constexpr const char* kDoubleBackslash = "; if a backslash is meant, write the backslash twice";
 constexpr const char* kSeeHelp = "; see xmla-import help servers";
 
 std::string Quoted(std::string_view text) { return Listed({std::string(text)}); }
@@ -65,6 +66,12 @@ std::string WithoutTextOfFile(std::string_view description) {
   return OneLine(text);
 }
 
+/// True for an unknown escape sequence and an incomplete one of a Unicode character.
+bool MayBeSingleBackslash(std::string_view description) {
+  return description.find("escape") != std::string_view::npos ||
+         description.find("unicode scalar") != std::string_view::npos;
+}
+
 /// Reads the tables of one file.
 class ServerReader {
  public:
@@ -98,7 +105,9 @@ class ServerReader {
       const toml::source_position place = error.source().begin;
       throw UsageError(Quoted(m_file) + ", line " + std::to_string(place.line) + ", column " +
                        std::to_string(place.column) + ": invalid TOML (" +
-                       WithoutTextOfFile(error.description()) + ")" + kSeeHelp);
+                       WithoutTextOfFile(error.description()) + ")" +
+                       (MayBeSingleBackslash(error.description()) ? kDoubleBackslash : "") +
+                       kSeeHelp);
     }
   }
 
@@ -189,7 +198,7 @@ class ServerReader {
     const auto string = value.value_exact<std::string_view>();
     if (!string) throw UsageError(std::string(key) + " needs a text in quotes");
     if (HasControlCharacter(*string))
-      throw UsageError(std::string(key) + " contains a control character");
+      throw UsageError(std::string(key) + " contains a control character" + kDoubleBackslash);
     return std::string(*string);
   }
 
@@ -200,7 +209,8 @@ class ServerReader {
         const auto text = item.value_exact<std::string_view>();
         if (!text) throw UsageError(expected);
         list.emplace_back(*text);
-        if (HasControlCharacter(list.back())) throw UsageError("a text has a control character");
+        if (HasControlCharacter(list.back()))
+          throw UsageError(std::string("a text has a control character") + kDoubleBackslash);
       }
     if (list.empty()) throw UsageError(expected);
     return list;
@@ -217,6 +227,11 @@ class ServerReader {
   }
 
   std::string InFolder(std::string name) const {
+    if (name.starts_with("~/")) {
+      const char* const home = std::getenv("HOME");
+      if (!home || !*home) throw UsageError("~/ cannot be used, because HOME is not set");
+      return home + name.substr(1);
+    }
     return name.starts_with('/') ? name : m_folder + "/" + name;
   }
 

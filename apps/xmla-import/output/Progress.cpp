@@ -51,6 +51,24 @@ std::string Authority(const String& url) {
   return text.substr(begin + 3, text.find('/', begin + 3) - begin - 3);
 }
 
+/// What precedes host and port of the service; null while a reply is awaited.
+const char* TextOfStep(HTTPStep step) {
+  switch (step) {
+    case HTTPStep::kNameResolution:
+      return "resolving the name of ";
+    case HTTPStep::kProxy:
+      return "connecting through the proxy to ";
+    case HTTPStep::kTLS:
+      return "TLS handshake with ";
+    case HTTPStep::kLogIn:
+      return "logging in to ";
+    case HTTPStep::kResponse:
+      return nullptr;
+    default:
+      return "connecting to ";
+  }
+}
+
 std::string Duration(double seconds) {
   return seconds < 100 ? fmt::format("{:.0f} s", seconds) : fmt::format("{:.0f} min", seconds / 60);
 }
@@ -95,6 +113,14 @@ void Progress::OnBegin(const HTTPExchangeStart& start) {
   Show(false);
 }
 
+void Progress::OnStep(HTTPStep step, const HTTPConnectionDetails&) {
+  if (m_form != Form::kLine) return;
+  const std::lock_guard lock(m_mutex);
+  const auto waiting = m_waiting.find(std::this_thread::get_id());
+  if (waiting != m_waiting.end()) waiting->second.step = step;
+  Show(false);
+}
+
 void Progress::OnRetry(const HTTPRetry& retry) {
   const std::lock_guard lock(m_mutex);
   ++m_retries;
@@ -121,6 +147,7 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   m_basicInClear |= info.basicInClear;
   m_waiting.erase(std::this_thread::get_id());
   try {
+    if (info.setting != HTTPSetting::kNone) m_failedSettings.insert(info.setting);
     if (m_form == Form::kExchanges) WriteToStandardError(ExchangeLine(info));
   } catch (const std::bad_alloc&) {
     // Out of memory: skip the line, the import may still succeed.
@@ -147,6 +174,11 @@ Progress::Traffic Progress::TrafficSoFar() {
   const std::lock_guard lock(m_mutex);
   return {m_requests, m_retries, m_bytes,
           std::chrono::duration<double>(Clock::now() - m_begin).count()};
+}
+
+std::set<HTTPSetting> Progress::FailedSettings() {
+  const std::lock_guard lock(m_mutex);
+  return m_failedSettings;
 }
 
 void Progress::BeginCubes(std::size_t count) {
@@ -223,8 +255,8 @@ std::string Progress::WaitingText(const Waiting& waiting, Clock::time_point now)
                        Utf8(Shortened(waiting.subject)));
   const std::string limit =
       waiting.timeoutSeconds > 0 ? fmt::format(" of {} s", waiting.timeoutSeconds) : std::string();
-  if (m_requests == 0)
-    return "connecting to " + Authority(waiting.url) + fmt::format(", {} s{}", seconds, limit);
+  if (const char* const text = TextOfStep(waiting.step))
+    return text + Authority(waiting.url) + fmt::format(", {} s{}", seconds, limit);
   return fmt::format("waiting {} s{} for {}", seconds, limit, Utf8(Shortened(waiting.subject)));
 }
 

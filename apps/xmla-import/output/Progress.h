@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -31,6 +32,7 @@ class Progress : public RequestObserver {
   Progress& operator=(const Progress&) = delete;
 
   void OnBegin(const HTTPExchangeStart& start) override;
+  void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override;
   void OnRetry(const HTTPRetry& retry) override;
   void OnExchange(const HTTPExchangeInfo& info) override;
   void OnFailure(const String& subject, const String& error) override;
@@ -38,6 +40,8 @@ class Progress : public RequestObserver {
   /// True after a password was sent in clear text over the network.
   bool BasicInClear();
   Traffic TrafficSoFar();
+  /// Which settings may help the requests that failed.
+  std::set<HTTPSetting> FailedSettings();
   /// From now on the line shows the number of cubes.
   void BeginCubes(std::size_t count);
   /// The calling thread begins to read a cube, or ends it.
@@ -66,6 +70,7 @@ class Progress : public RequestObserver {
     Clock::time_point since;
     std::string retry{};    ///< such as "retry 1 of 3"; empty: the first try
     double retryAfter = 0;  ///< seconds from `since`
+    HTTPStep step = HTTPStep::kNone;
   };
 
   std::string Label(std::string_view kind) const;
@@ -87,6 +92,7 @@ class Progress : public RequestObserver {
   std::uint64_t m_retries = 0;
   std::uint64_t m_bytes = 0;
   bool m_basicInClear = false;
+  std::set<HTTPSetting> m_failedSettings;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
   Clock::time_point m_cubesBegin;

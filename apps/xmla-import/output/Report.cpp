@@ -6,6 +6,7 @@
 
 #include "base/Interrupt.h"
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 #include "output/ExchangeLines.h"
 #include "results/Formats.h"
 
@@ -130,9 +131,16 @@ void Report::ShowClosingLine(const Result& result, bool isComplete) {
 ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   m_text.Flush();
   ShowMessages();
+  const bool hasFailed = status == ExitStatus::kFailed || status == ExitStatus::kPartly;
+  if (hasFailed && !std::holds_alternative<CheckResult>(result))  // its steps have their advice
+    for (const HTTPSetting setting : m_progress.FailedSettings())
+      if (const char* const advice = SettingAdvice(setting)) m_progress.ShowMessage("note", advice);
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
+  // A diagnosis with a failed step is a complete result.
+  const auto* const check = std::get_if<CheckResult>(&result);
+  const bool isDiagnosis = status == ExitStatus::kFailed && check && check->isComplete;
   const bool isResult = status == ExitStatus::kDone || status == ExitStatus::kPartly ||
-                        status == ExitStatus::kDiffers;
+                        status == ExitStatus::kDiffers || isDiagnosis;
   m_output.Finish(isResult             ? Output::Ending::kReplace
                   : HasContent(result) ? Output::Ending::kPartial
                                        : Output::Ending::kKeep);

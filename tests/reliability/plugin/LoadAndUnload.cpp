@@ -85,7 +85,7 @@ int main(int, char** arguments) {
   std::printf("records %ld\nresident %ld\nthreads %ld\n", records,
               support::ResidentKiB() - resident, Threads() - ownThreads);
   if (g_isSlow) {
-    // Abandoned resolver threads end meanwhile.
+    // Abandoned threads end meanwhile.
     while (Threads() > ownThreads) usleep(10'000);
     std::puts("ended");
   }

@@ -9,6 +9,7 @@
 
 #include "Import/OTXMLAImportEntry.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/VXThread.h"
 
 /// Loads the import library, imports a cube and unloads the library. Returns the number of records,
@@ -22,6 +23,9 @@ extern "C" __attribute__((visibility("default"))) int WorkOnce(const char* libra
       reinterpret_cast<OTXMLACreateImportFunction*>(dlsym(handle, "OTXMLACreateImport"));
   std::size_t records = 0;
   try {
+    ImportSettings settings = ImportSettings::Current();
+    settings.http.authSchemes |= kAuthNegotiate;
+    const ImportSettings::Scope settingsScope(settings);
     const std::unique_ptr<OTXMLAImportAPI> import(create());
     import->SetupConnInfo(url, L"", L"", ServerInfo::kAnalysisServices2005, ServerInfo::kCLIXMLA);
     import->SetImportChoiceInfo(L"NORTHQUAY", L"Larkspur Finance", L"Ledger");

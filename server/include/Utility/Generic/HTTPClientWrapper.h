@@ -109,7 +109,7 @@ struct HTTPClientOptions {
   String missingUserAdvice;
 };
 
-/// The step at which an exchange failed. Each depends on the ones before it.
+/// A step of an exchange, in this order. Each depends on the ones before it.
 enum class HTTPStep {
   kNone,  ///< not failed
   kAddress,
@@ -120,6 +120,23 @@ enum class HTTPStep {
   kLogIn,
   kResponse,
   kProtocol,  ///< the reply is not XML. The client does not check whether XML is XMLA
+};
+
+/// The setting of the client that a user may have to change after a failure.
+enum class HTTPSetting {
+  kNone,  ///< none, or unknown
+  kURL,
+  kProxy,
+  kConnectTimeout,
+  kTimeout,
+  kCAFile,
+  kCertificate,
+  kKey,
+  kKeyPassword,
+  kUser,  ///< or the password
+  kAuthSchemes,
+  kToken,
+  kRetries,
 };
 
 /// About the connection and the response of an exchange, for people who look for a problem. A text
@@ -148,6 +165,7 @@ struct HTTPExchangeInfo {
   String subject;                ///< see SetRequestSubject
   long status = 0;               ///< HTTP status; 0: no response
   NarrowString request;          ///< body sent, shared with the caller
+  NarrowString reply;            ///< as the caller gets it; do not keep it, it may be large
   std::uint64_t replyBytes = 0;  ///< size of the decoded body
   std::uint64_t wireBytes = 0;   ///< size of the body before decoding
   double connectSeconds = 0;     ///< 0 for the kept-alive connection
@@ -163,8 +181,9 @@ struct HTTPExchangeInfo {
   /// likely fail, too.
   bool isUnreachable = false;
   HTTPStep failedStep = HTTPStep::kNone;
-  std::uint32_t retries = 0;         ///< how often the request was repeated
-  HTTPConnectionDetails connection;  ///< see HTTPClientOptions::wantsConnectionDetails
+  HTTPSetting setting = HTTPSetting::kNone;  ///< kNone if ok
+  std::uint32_t retries = 0;                 ///< how often the request was repeated
+  HTTPConnectionDetails connection;          ///< see HTTPClientOptions::wantsConnectionDetails
 };
 
 /// Data of an exchange that begins.
@@ -190,6 +209,18 @@ class HTTPExchangeObserver {
  public:
   virtual ~HTTPExchangeObserver() = default;
   virtual void OnBegin(const HTTPExchangeStart&) {}
+  /// Called when a step of the exchange begins, with what is known about the connection by then.
+  /// A kept-alive connection begins with the last step. A log-in repeats steps, and may need
+  /// another connection. Steps, and when they begin:
+  /// - kNameResolution
+  /// - kProxy: connecting to the proxy, up to the end of its tunnel
+  /// - kConnection: connecting to the service, if there is no proxy
+  /// - kTLS: with the service. If the server asks for a client certificate, the step ends with the
+  ///   reply, since the server may reject the certificate after the handshake
+  /// - kLogIn: a Kerberos ticket is requested, or a request with a log-in that was never accepted
+  ///   is sent
+  /// - kResponse: any other request is sent
+  virtual void OnStep(HTTPStep, const HTTPConnectionDetails&) {}
   /// Called before the wait for a retry.
   virtual void OnRetry(const HTTPRetry&) {}
   virtual void OnExchange(const HTTPExchangeInfo& info) = 0;
@@ -204,6 +235,10 @@ class HTTPExchangeObserver {
 /// nor by any client with the same HTTPClientOptions::logInMemory.
 ///
 /// TLS: version 1.2 or later. Certificates are verified, but their revocation is not checked.
+///
+/// Kerberos: another thread gets the ticket for Negotiate. If a request stops waiting for it, that
+/// thread goes on until the Kerberos library gives up (80 seconds by default), and these libraries
+/// stay loaded until the process ends. Only a SOCKS proxy's Kerberos log-in cannot be interrupted.
 ///
 /// Cookies: kept as long as the client lives, and sent only to the host of the service.
 ///
@@ -265,6 +300,9 @@ class XMLAHOST_API HTTPClientWrapper {
   static String URLProblem(const String& url);
   /// The same for the URL of a proxy, which may contain credentials and lack a scheme.
   static String ProxyProblem(const String& url);
+  /// Why the client certificate of the options cannot be used, and what to do; empty if it can, or
+  /// if there is none. Reads its files. `setting` is the one to change.
+  static String CertificateProblem(const HTTPClientOptions& options, HTTPSetting& setting);
 
  private:
   class Impl;

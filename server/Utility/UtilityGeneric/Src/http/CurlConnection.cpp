@@ -26,6 +26,7 @@
 #include "http/HTTPProxy.h"
 #include "http/HTTPReceiver.h"
 #include "http/HTTPUrl.h"
+#include "http/KerberosServiceTicket.h"
 #include "system/CloseOnExec.h"
 #include "system/SignalBlock.h"
 #include "text/ASCIIText.h"
@@ -150,25 +151,38 @@ struct ProxyPeer {
   bool IsGiven() const { return !shown.empty(); }
 };
 
+/// Host (an IPv6 address without brackets) and port of a URL, as libcurl reads it; empty if it
+/// cannot be read.
+struct HostAndPort {
+  explicit HostAndPort(const NarrowString& url) {
+    const std::unique_ptr<CURLU, FreeURL> parsed(curl_url());
+    if (!parsed) throw std::bad_alloc();
+    if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
+        CURLUE_OK)
+      return;
+    const auto part = [&parsed](CURLUPart which) {
+      char* text = nullptr;
+      curl_url_get(parsed.get(), which, &text, 0);
+      const std::unique_ptr<char, FreeText> owner(text);
+      return std::string(text ? text : "");
+    };
+    host = part(CURLUPART_HOST);
+    if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
+    port = part(CURLUPART_PORT);
+  }
+
+  std::string host;
+  std::string port;
+};
+
 ProxyPeer PeerOf(const String& proxy) {
   ProxyPeer peer;
   if (proxy.empty()) return peer;
   peer.shown = HTTPProxy::ForDisplay(proxy);
   const NarrowString url = BaseStringUtil::ToUTF8(peer.shown);
   peer.isSOCKS = ASCIIText::StartsWithIgnoringCase(url.view(), "socks");
-  const std::unique_ptr<CURLU, FreeURL> parsed(curl_url());
-  if (!parsed) throw std::bad_alloc();
-  if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK)
-    return peer;
-  const auto part = [&parsed](CURLUPart which) {
-    char* text = nullptr;
-    curl_url_get(parsed.get(), which, &text, 0);
-    const std::unique_ptr<char, FreeText> owner(text);
-    return std::string(text ? text : "");
-  };
-  peer.host = part(CURLUPART_HOST);
-  if (peer.host.starts_with('[')) peer.host = peer.host.substr(1, peer.host.size() - 2);
-  const std::string port = part(CURLUPART_PORT);
+  const auto [host, port] = HostAndPort(url);
+  peer.host = host;
   const bool isHTTPS = ASCIIText::StartsWithIgnoringCase(url.view(), "https:");
   peer.port = ':' + (!port.empty() ? port : isHTTPS ? "443" : "1080");  // libcurl's defaults
   return peer;
@@ -207,7 +221,8 @@ class CurlConnection final : public HTTPConnection {
   static int OnConnected(void* self, char* peer, char* local, int peerPort, int localPort) noexcept;
   static int OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_t count,
                        void* self) noexcept;
-  static curl_socket_t OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept;
+  static int OnResolve(void*, void*, void* self) noexcept;
+  static curl_socket_t OnOpenSocket(void* self, curlsocktype, curl_sockaddr* address) noexcept;
 
   template <class Value>
   void Set(CURLoption option, Value value) {
@@ -229,6 +244,9 @@ class CurlConnection final : public HTTPConnection {
   void ConfigureProxy(const HTTPClientOptions& options);
   void Release() noexcept;
   void ReplaceEasyHandle();
+  void BeginStep(HTTPStep step) noexcept;
+  void BeginConnecting() noexcept;
+  bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme);
   CURLcode Wait();
   void MarkResolverSockets();
   bool MayUseTLS() const { return m_isHTTPS || m_proxy.IsGiven(); }
@@ -246,6 +264,7 @@ class CurlConnection final : public HTTPConnection {
   const bool m_isHTTPS;
   const bool m_hasToken;
   const bool m_wantsDetails;
+  const std::string m_host;  // of the service
   const ProxyPeer m_proxy;
   HTTPClientCertificate m_certificate;
   HTTPReceiver& m_receiver;
@@ -255,8 +274,11 @@ class CurlConnection final : public HTTPConnection {
   HTTPConnectionNotes m_notes;
   CURLcode m_code = CURLE_OK;
   char m_reason[CURL_ERROR_SIZE] = {};
-  bool m_onlyToThisMachine = false;  // the request
-  curl_off_t m_transferred = 0;      // body bytes in both directions
+  bool m_wasSent = false;             // the request was handed to libcurl
+  bool m_mustProveLogIn = false;      // the request has a log-in that was never accepted
+  HTTPStep m_step = HTTPStep::kNone;  // of the request
+  bool m_onlyToThisMachine = false;   // the request
+  curl_off_t m_transferred = 0;       // body bytes in both directions
   Clock::time_point m_lastActivity;
 };
 
@@ -268,6 +290,7 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
       m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
       m_hasToken(!options.bearerToken.empty()),
       m_wantsDetails(options.wantsConnectionDetails),
+      m_host(HostAndPort(url).host),
       m_proxy(PeerOf(*options.proxy)),
       m_certificate(options),
       m_receiver(receiver) {
@@ -326,15 +349,18 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
   Set(CURLOPT_XFERINFODATA, this);
   Set(CURLOPT_NOPROGRESS, 0L);
+  Set(CURLOPT_RESOLVER_START_FUNCTION, &OnResolve);
+  Set(CURLOPT_RESOLVER_START_DATA, this);
   Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
+  Set(CURLOPT_OPENSOCKETDATA, this);
+  Set(CURLOPT_PREREQFUNCTION, &OnConnected);
+  Set(CURLOPT_PREREQDATA, this);
   Set(CURLOPT_DEBUGFUNCTION, &OnMessage);
   Set(CURLOPT_DEBUGDATA, this);
   if (m_hasToken) {
     // Not a header: libcurl sends this one only to the service, never in a CONNECT request.
     const Secret<NarrowString> token(BaseStringUtil::ToUTF8(options.bearerToken));
     Set(CURLOPT_XOAUTH2_BEARER, token.c_str());
-    Set(CURLOPT_PREREQFUNCTION, &OnConnected);
-    Set(CURLOPT_PREREQDATA, this);
   }
   // An empty user name makes libcurl use the identity of the process.
   if (!user.empty() || (options.authSchemes & kAuthNegotiate) != 0)
@@ -411,6 +437,7 @@ std::size_t CurlConnection::OnHeader(char* bytes, std::size_t, std::size_t count
                                      void* self) noexcept {
   auto& connection = *static_cast<CurlConnection*>(self);
   connection.m_lastActivity = Clock::now();
+  if (connection.m_step == HTTPStep::kTLS) connection.BeginStep(HTTPStep::kResponse);
   // libcurl counts the requests of a log-in as redirects.
   const long request = connection.Get<long>(CURLINFO_REDIRECT_COUNT);
   return connection.m_receiver.OnHeader({bytes, count}, request) ? count : CURL_WRITEFUNC_ERROR;
@@ -441,8 +468,13 @@ int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl
 /// Called before a request is sent over a new or kept-alive connection.
 int CurlConnection::OnConnected(void* self, char* peer, char*, int, int) noexcept {
   auto& connection = *static_cast<CurlConnection*>(self);
-  if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer))
+  if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer)) {
+    // The server may still reject the client certificate.
+    const bool isTLSOver = !connection.m_isHTTPS || !connection.m_notes.WasCertificateRequested();
+    if (isTLSOver)
+      connection.BeginStep(connection.m_mustProveLogIn ? HTTPStep::kLogIn : HTTPStep::kResponse);
     return CURL_PREREQFUNC_OK;
+  }
   connection.m_receiver.Fail(HTTPFailure::kTokenUnprotected);
   return CURL_PREREQFUNC_ABORT;
 }
@@ -452,14 +484,28 @@ int CurlConnection::OnMessage(CURL*, curl_infotype kind, char* bytes, std::size_
   if (kind != CURLINFO_TEXT) return 0;
   auto& connection = *static_cast<CurlConnection*>(self);
   try {
-    connection.m_notes.OnMessage({bytes, count});
+    const HTTPConnectionEvent event = connection.m_notes.OnMessage({bytes, count});
+    if (event == HTTPConnectionEvent::kConnecting) connection.BeginConnecting();
+    // The proxy may use TLS, too.
+    if (event == HTTPConnectionEvent::kHandshake &&
+        connection.Reached(connection.UsesProxy()) == HTTPStep::kTLS)
+      connection.BeginStep(HTTPStep::kTLS);
   } catch (...) {
     connection.m_receiver.Fail(HTTPFailure::kOutOfMemory);
   }
   return 0;
 }
 
-curl_socket_t CurlConnection::OnOpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
+int CurlConnection::OnResolve(void*, void*, void* self) noexcept {
+  static_cast<CurlConnection*>(self)->BeginStep(HTTPStep::kNameResolution);
+  return 0;
+}
+
+curl_socket_t CurlConnection::OnOpenSocket(void* self, curlsocktype,
+                                           curl_sockaddr* address) noexcept {
+  // Otherwise libcurl's message follows, after which the address is known.
+  auto& connection = *static_cast<CurlConnection*>(self);
+  if (!connection.m_wantsDetails && !connection.MayUseTLS()) connection.BeginConnecting();
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
@@ -524,15 +570,51 @@ void CurlConnection::ReplaceEasyHandle() {
   m_easy = fresh;
 }
 
+/// Tells the observer. Does nothing for the step in progress.
+void CurlConnection::BeginStep(HTTPStep step) noexcept {
+  if (step == m_step) return;
+  m_step = step;
+  if (!m_receiver.WantsSteps()) return;
+  try {
+    m_receiver.OnStep(step, m_wantsDetails ? Details(UsesProxy()) : HTTPConnectionDetails());
+  } catch (...) {
+    m_receiver.Fail(HTTPFailure::kOutOfMemory);
+  }
+}
+
+void CurlConnection::BeginConnecting() noexcept {
+  BeginStep(UsesProxy() ? HTTPStep::kProxy : HTTPStep::kConnection);
+}
+
+/// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would
+/// ask for it again, on this thread. False: the exchange is cancelled.
+bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme) {
+  if (scheme != kAuthNegotiate) return true;
+  if (m_mustProveLogIn) BeginStep(step);
+  const KerberosServiceTicket ticket = KerberosServiceTicket::Get(host, m_connectTimeoutSeconds);
+  if (ticket.isStopped) return m_receiver.Fail(HTTPFailure::kCancelled);
+  if (ticket.problem.empty()) return true;
+  m_notes.OnMessage("gss_init_sec_context() failed: " + ticket.problem);
+  scheme = 0;
+  return true;
+}
+
 HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   std::optional<SignalBlock> noPipeSignal;
   if (MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
   if (request.forgetLogInState) ReplaceEasyHandle();
   m_reason[0] = '\0';
   m_notes.BeginRequest();
+  unsigned int serviceScheme = request.serviceScheme;
+  unsigned int proxyScheme = request.proxyScheme;
+  m_mustProveLogIn = request.needsNewConnection;
+  m_step = HTTPStep::kNone;
+  m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme) &&
+              GetTicket(m_host, HTTPStep::kLogIn, serviceScheme);
+  if (!m_wasSent) return m_receiver.Failure();
   m_onlyToThisMachine = request.onlyToThisMachine;
   // Without TLS, proxy and Kerberos, nothing is learned from libcurl's messages.
-  const bool mayUseKerberos = ((request.serviceScheme | request.proxyScheme) & kAuthNegotiate) != 0;
+  const bool mayUseKerberos = ((serviceScheme | proxyScheme) & kAuthNegotiate) != 0;
   Set(CURLOPT_VERBOSE, long{m_wantsDetails || mayUseKerberos || MayUseTLS()});
   Set(CURLOPT_FRESH_CONNECT, long{request.needsNewConnection});
   Set(CURLOPT_POSTFIELDS, request.body.c_str());
@@ -543,8 +625,8 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
     Set(CURLOPT_PASSWORD, request.credentials->Password(request.serviceScheme).c_str());
   }
   Set(CURLOPT_HTTPAUTH,
-      m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(request.serviceScheme));
-  Set(CURLOPT_PROXYAUTH, ToCurlSchemes(request.proxyScheme));
+      m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(serviceScheme));
+  Set(CURLOPT_PROXYAUTH, ToCurlSchemes(proxyScheme));
   m_code = CURLE_OUT_OF_MEMORY;
   if (curl_multi_add_handle(m_multi, m_easy) == CURLM_OK) {
     m_code = Wait();
@@ -556,6 +638,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
 
 HTTPRequestInfo CurlConnection::Info() const {
   HTTPRequestInfo info;
+  if (!m_wasSent) {
+    info.reached = HTTPStep::kLogIn;
+    return info;
+  }
   info.status = Get<long>(CURLINFO_RESPONSE_CODE);
   info.connectStatus = Get<long>(CURLINFO_HTTP_CONNECTCODE);
   info.usedNewConnection = Get<long>(CURLINFO_NUM_CONNECTS) > 0;
@@ -608,7 +694,7 @@ HTTPConnectionDetails CurlConnection::Details(bool usesProxy) const {
   const double secured = Get<double>(CURLINFO_APPCONNECT_TIME);
   details.resolveSeconds = resolved;
   details.connectSeconds = std::max(0.0, connected - resolved);
-  if (!m_isHTTPS || !IsConnected()) return details;
+  if (!m_isHTTPS || (!IsConnected() && m_step <= HTTPStep::kTLS)) return details;
   details.tlsSeconds = std::max(0.0, secured - connected);
   details.tlsProtocol = BaseStringUtil::FromUTF8(NarrowString(m_notes.TLSProtocol().c_str()));
   GetCertificate(details);

@@ -108,6 +108,7 @@ bool Describe(long status, const std::string& header, HTTPDiagnosis& diagnosis) 
   const ErrorText& text = known == std::end(kErrors) ? kOther : *known;
   diagnosis.what += L": " + String(text.what);
   diagnosis.advice = text.advice;
+  diagnosis.setting = HTTPSetting::kToken;
   diagnosis.details =
       Shown(challenge.description.empty() ? challenge.error : challenge.description);
   if (!challenge.scope.empty()) {

@@ -38,19 +38,21 @@ class ErrorList {
   ErrorList& operator=(const ErrorList&) = delete;
 };
 
-[[noreturn]] void Reject(const String& text) {
-  SUGThrow(ErrorMessage(MessageCatalogue::OneLine(text)), L"HTTPClientCertificate.cpp", __LINE__);
+[[noreturn]] void Reject(HTTPSetting setting, const String& text) {
+  HTTPClientCertificateError error(setting, MessageCatalogue::OneLine(text));
+  error.SetSource(L"HTTPClientCertificate.cpp", __LINE__);
+  throw error;
 }
 
 String Quoted(const String& file) { return L"\"" + file + L"\""; }
 
-void Read(const String& file, NarrowString& bytes, const wchar_t* name) {
+void Read(const String& file, NarrowString& bytes, HTTPSetting setting, const wchar_t* name) {
   String error;
   if (ReadSecretFile(file, bytes, error)) {
     if (!bytes.empty()) return;
     error = L"The file " + Quoted(file) + L" is empty";
   }
-  Reject(error + L"; it was given as the " + name);
+  Reject(setting, error + L"; it was given as the " + name);
 }
 
 Bio Reader(const NarrowString& bytes) {
@@ -101,21 +103,21 @@ HTTPClientCertificate::HTTPClientCertificate(const HTTPClientOptions& options)
     : m_password(BaseStringUtil::ToUTF8(options.keyPassword)) {
   if (options.certificateFile.empty()) {
     if (options.keyFile.empty() && options.keyPassword.empty()) return;
-    Reject(
-        L"A private key or its password was given without a client certificate: give the file "
-        L"of the certificate, too");
+    Reject(HTTPSetting::kCertificate,
+           L"A private key or its password was given without a client certificate: give the file "
+           L"of the certificate, too");
   }
   if (HTTPUrl::HasControlCharacter(options.keyPassword.view()))
-    Reject(
-        L"The password of the private key contains a control character, such as a line break, "
-        L"and cannot be used: check how it was entered");
+    Reject(HTTPSetting::kKeyPassword,
+           L"The password of the private key contains a control character, such as a line break, "
+           L"and cannot be used: check how it was entered");
   const ErrorList errors;
-  Read(options.certificateFile, m_certificate, L"client certificate");
-  if (!options.keyFile.empty()) Read(options.keyFile, m_key, L"private key");
+  Read(options.certificateFile, m_certificate, HTTPSetting::kCertificate, L"client certificate");
+  if (!options.keyFile.empty()) Read(options.keyFile, m_key, HTTPSetting::kKey, L"private key");
   m_isPKCS12 = IsPKCS12File(m_certificate.view());
   if (m_isPKCS12 && !m_key.empty())
-    Reject(L"The PKCS#12 file " + Quoted(options.certificateFile) +
-           L" contains its own private key: do not give another one");
+    Reject(HTTPSetting::kKey, L"The PKCS#12 file " + Quoted(options.certificateFile) +
+                                  L" contains its own private key: do not give another one");
   if (m_isPKCS12)
     CheckPKCS12(options.certificateFile);
   else
@@ -125,27 +127,33 @@ HTTPClientCertificate::HTTPClientCertificate(const HTTPClientOptions& options)
 void HTTPClientCertificate::CheckPEM(const HTTPClientOptions& options) const {
   const X509Certificate certificate = ReadCertificate(m_certificate);
   if (!certificate)
-    Reject(L"The file " + Quoted(options.certificateFile) +
-           L" is not a client certificate: give one in PEM or PKCS#12 form");
+    Reject(HTTPSetting::kCertificate,
+           L"The file " + Quoted(options.certificateFile) +
+               L" is not a client certificate: give one in PEM or PKCS#12 form");
   const String keyFile = m_key.empty() ? options.certificateFile : options.keyFile;
   const String name = L"The private key in the file " + Quoted(keyFile);
   PasswordCall call{m_password};
   const Bio bio = Reader(Key());
   const ::Key key(PEM_read_bio_PrivateKey(bio.get(), nullptr, &PasswordCall::Answer, &call));
   if (!key && call.wasNeeded)
-    Reject(name + (m_password.empty() ? kMissingPassword : kWrongPassword));
+    Reject(HTTPSetting::kKeyPassword,
+           name + (m_password.empty() ? kMissingPassword : kWrongPassword));
   if (!key && m_key.empty())
-    Reject(L"The file " + Quoted(keyFile) +
-           L" contains a certificate, but no private key: give the file of the key, too");
-  if (!key) Reject(L"The file " + Quoted(keyFile) + L" is not a private key: give one in PEM form");
-  if (X509_check_private_key(certificate.get(), key.get()) != 1) Reject(name + kNotFitting);
+    Reject(HTTPSetting::kKey,
+           L"The file " + Quoted(keyFile) +
+               L" contains a certificate, but no private key: give the file of the key, too");
+  if (!key)
+    Reject(HTTPSetting::kKey,
+           L"The file " + Quoted(keyFile) + L" is not a private key: give one in PEM form");
+  if (X509_check_private_key(certificate.get(), key.get()) != 1)
+    Reject(m_key.empty() ? HTTPSetting::kCertificate : HTTPSetting::kKey, name + kNotFitting);
 }
 
 void HTTPClientCertificate::CheckPKCS12(const String& file) const {
   const String name = L"The PKCS#12 file " + Quoted(file);
   const Bio bio = Reader(m_certificate);
   const PKCS12File content(d2i_PKCS12_bio(bio.get(), nullptr));
-  if (!content) Reject(name + L" is damaged: create it again");
+  if (!content) Reject(HTTPSetting::kCertificate, name + L" is damaged: create it again");
   EVP_PKEY* readKey = nullptr;
   X509* readCertificate = nullptr;
   const bool isRead =
@@ -154,10 +162,27 @@ void HTTPClientCertificate::CheckPKCS12(const String& file) const {
   const X509Certificate certificate(readCertificate);
   if (!isRead) {
     if (ERR_GET_REASON(ERR_peek_last_error()) == PKCS12_R_MAC_VERIFY_FAILURE)
-      Reject(name + (m_password.empty() ? kMissingPassword : kWrongPassword));
-    Reject(name +
-           L" cannot be read; it may use an old encryption: create it again with a current tool");
+      Reject(HTTPSetting::kKeyPassword,
+             name + (m_password.empty() ? kMissingPassword : kWrongPassword));
+    Reject(
+        HTTPSetting::kCertificate,
+        name +
+            L" cannot be read; it may use an old encryption: create it again with a current tool");
   }
   if (!key || !certificate)
-    Reject(name + L" has no certificate with a private key: export it with its key");
+    Reject(HTTPSetting::kCertificate,
+           name + L" has no certificate with a private key: export it with its key");
+}
+
+String HTTPClientWrapper::CertificateProblem(const HTTPClientOptions& options,
+                                             HTTPSetting& setting) {
+  try {
+    const HTTPClientCertificate certificate(options);
+    return {};
+  } catch (const HTTPClientCertificateError& error) {
+    setting = error.setting;
+    String text;
+    error.RetrieveErrorMessages(text);
+    return text;
+  }
 }

@@ -1,15 +1,24 @@
 #pragma once
 
+#include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/Secret.h"
 #include "Utility/Generic/String.h"
+
+/// Why a client certificate cannot be used.
+class HTTPClientCertificateError : public ErrorMessage {
+ public:
+  HTTPClientCertificateError(HTTPSetting which, const String& text)
+      : ErrorMessage(text), setting(which) {}
+  HTTPSetting setting;  ///< the one to change
+};
 
 /// The client certificate of HTTPClientOptions, read from its files and checked. The form of a file
 /// is recognised by its content. Overwrites its texts when it is destroyed.
 class HTTPClientCertificate {
  public:
-  /// Throws ErrorMessage for a file that cannot be read or used, a key that is missing or belongs
-  /// to another certificate, and a wrong or missing password.
+  /// Throws HTTPClientCertificateError for a file that cannot be read or used, a key that is
+  /// missing or belongs to another certificate, and a wrong or missing password.
   explicit HTTPClientCertificate(const HTTPClientOptions& options);
   ~HTTPClientCertificate() = default;
   HTTPClientCertificate(const HTTPClientCertificate&) = delete;

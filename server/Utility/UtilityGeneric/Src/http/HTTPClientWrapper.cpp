@@ -10,221 +10,16 @@
 #include "Utility/Generic/Secret.h"
 #include "errors/MessageCatalogue.h"
 #include "http/HTTPBearer.h"
+#include "http/HTTPOutcome.h"
 #include "http/HTTPOwnSecrets.h"
 #include "http/HTTPProxy.h"
 #include "http/HTTPRetries.h"
-#include "http/HTTPStatus.h"
 #include "http/HTTPTransfer.h"
 #include "http/HTTPUrl.h"
-#include "http/KerberosProblem.h"
-#include "http/ReplyCharset.h"
-#include "http/ReplyKind.h"
-#include "text/ASCIIText.h"
 
 namespace {
 
-using BaseStringUtil::FromUTF8;
 using BaseStringUtil::ToUTF8;
-
-String Joined(const std::vector<std::string>& names) {
-  String text;
-  for (const std::string& name : names) {
-    if (!text.empty()) text += L", ";
-    text += FromUTF8(name);
-  }
-  return text;
-}
-
-/// Limits the length of a text that a server chose.
-String Truncated(const String& text) {
-  constexpr std::size_t kMaxCharacters = 512;
-  return text.size() <= kMaxCharacters ? text : text.substr(0, kMaxCharacters) + L"...";
-}
-
-bool IsNegotiate(const std::string& scheme) {
-  return ASCIIText::EqualsIgnoringCase(scheme, "negotiate");
-}
-
-/// How the client is set up, as far as it matters to the texts.
-struct Setup {
-  String shownURL;
-  bool hasUser;
-  bool hasToken;
-  unsigned int allowed;  ///< set of HTTPAuthScheme
-  String missingUserAdvice;
-  HTTPOwnSecrets secrets;
-};
-
-/// A text of the server without the client's own secrets. Our own texts are not changed: that would
-/// show which word the secret is.
-String Cleaned(String text, const Setup& setup) {
-  setup.secrets.RemoveFrom(text);
-  return text;
-}
-
-/// True if none of the offered schemes is allowed, but another setting could allow one that works.
-bool IsOfferNotAllowed(const HTTPResponse& response, bool hasUser, unsigned int allowed) {
-  if ((response.offered & allowed) != 0) return false;
-  // By default, a user name excludes Negotiate.
-  const bool isDefault = hasUser && (response.offered & kAuthPasswordSchemes) == 0;
-  return response.offered != 0 && !isDefault;
-}
-
-void DiagnoseOfferNotAllowed(const HTTPResponse& response, bool isProxy, const Setup& setup,
-                             HTTPDiagnosis& diagnosis) {
-  const std::vector<std::string> allowed = HTTPLogIn::Names(setup.allowed);
-  diagnosis.what += String(isProxy ? L": the proxy" : L": the server") + L" offers " +
-                    Joined(response.schemes) + L", but ";
-  diagnosis.what += allowed.empty() ? String(L"no scheme is allowed")
-                                    : L"only " + Joined(allowed) +
-                                          (allowed.size() == 1 ? L" is allowed" : L" are allowed");
-  diagnosis.advice = L"allow one of the schemes that it offers";
-  const bool needsUser = (response.offered & kAuthNegotiate) == 0 && !setup.hasUser;
-  if (needsUser && !isProxy) diagnosis.advice += L", and " + setup.missingUserAdvice;
-  diagnosis.details = L"";
-}
-
-/// Describes a 401 of the service or a 407 of the proxy.
-void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const Setup& setup,
-                   HTTPDiagnosis& diagnosis) {
-  const bool offersOther = std::any_of(response.schemes.begin(), response.schemes.end(),
-                                       [](const std::string& name) { return !IsNegotiate(name); });
-  diagnosis.details = response.schemes.empty() ? String(L"no way to log in is offered")
-                                               : L"it offers " + Joined(response.schemes);
-  if (!response.logInProblem.empty()) diagnosis.details += L"; " + FromUTF8(response.logInProblem);
-  const unsigned int rejected = isProxy ? response.rejectedByProxy : response.rejectedByService;
-  const wchar_t* const peer = isProxy ? L": the proxy" : L": the server";
-  if (response.isLogInUnfinished) {
-    diagnosis.what += L": the connection was closed in the middle of the log-in";
-    diagnosis.advice =
-        L"ask the administrator of the server, or of a gateway before it, to keep connections "
-        L"open, which NTLM requires";
-  } else if (isProxy && !response.hasProxy) {
-    diagnosis.what +=
-        L": no proxy is set, but the server, or a gateway before it, asks for a proxy's log-in";
-    diagnosis.advice = L"check the URL, or set the proxy";
-  } else if (rejected == 0 &&
-             IsOfferNotAllowed(response, setup.hasUser && !isProxy, setup.allowed)) {
-    DiagnoseOfferNotAllowed(response, isProxy, setup, diagnosis);
-  } else if ((rejected & kAuthPasswordSchemes) != 0) {
-    diagnosis.what += String(peer) + L" rejected the user name or the password";
-    if (isProxy) diagnosis.advice = L"check user name and password in the proxy's URL";
-  } else if (rejected != 0 && !response.logInProblem.empty()) {
-    const KerberosProblem problem = DescribeKerberosProblem(response.logInProblem);
-    diagnosis.what += L": " + problem.what;
-    const bool canUsePassword = problem.isWithoutTicket && !setup.hasUser &&
-                                (response.offered & setup.allowed & kAuthPasswordSchemes) != 0;
-    diagnosis.advice = problem.advice;
-    if (canUsePassword && !isProxy) diagnosis.advice += L", or " + setup.missingUserAdvice;
-  } else if (rejected != 0) {
-    diagnosis.what += String(peer) + L" rejected the Kerberos ticket";
-    diagnosis.advice =
-        L"check with klist whose ticket it is, and ask the administrator whether that user may log "
-        L"in";
-  } else if (!isProxy && response.schemes.size() == 1 && !response.bearerChallenge.empty()) {
-    diagnosis.what += L": the server requires a token";
-    diagnosis.advice = L"give one, instead of user and password";
-  } else if (!isProxy && !setup.hasUser) {
-    diagnosis.what += L": the server requires a log-in";
-    diagnosis.advice = setup.missingUserAdvice;
-    if (!response.bearerChallenge.empty()) diagnosis.advice += L", or a token";
-  } else if (!isProxy) {
-    diagnosis.what += L": the server offers no way to log in that can be used here";
-    diagnosis.advice = L"ask the server's administrator for one that uses a password";
-    if (!offersOther && !response.schemes.empty())
-      diagnosis.advice =
-          L"log in with a Kerberos ticket instead of a user name, or " + diagnosis.advice;
-  }
-  if (!response.logInAdvice.empty()) diagnosis.advice = response.logInAdvice;
-}
-
-HTTPStep StepOf(const HTTPResponse& response) {
-  if (response.status == 401) return HTTPStep::kLogIn;
-  return response.status == 407 && response.hasProxy ? HTTPStep::kProxy : HTTPStep::kResponse;
-}
-
-HTTPDiagnosis DiagnoseStatus(const HTTPResponse& response, const Setup& setup) {
-  HTTPDiagnosis diagnosis{HTTPStatus::Line(response.status), HTTPStatus::Advice(response.status),
-                          L""};
-  diagnosis.step = StepOf(response);
-  if (setup.hasToken && response.status != 407 &&
-      HTTPBearer::Describe(response.status, response.bearerChallenge, diagnosis)) {
-    diagnosis.step = HTTPStep::kLogIn;
-    return diagnosis;
-  }
-  if (response.status == 401 || response.status == 407) {
-    DiagnoseLogIn(response, response.status == 407, setup, diagnosis);
-  } else if (!response.redirectTarget.empty()) {
-    diagnosis.what += L", points to " + Truncated(Cleaned(response.redirectTarget, setup));
-    diagnosis.advice = L"use the URL that it points to, if that is the service";
-  } else if (response.status == 400 && !HTTPUrl::IsHTTPS(setup.shownURL)) {
-    diagnosis.advice += L"; if the port is one for https, use https://";
-  }
-  return diagnosis;
-}
-
-/// Finds reasons why a body cannot be XML.
-HTTPDiagnosis DiagnoseBody(const HTTPResponse& response, const Setup& setup) {
-  const std::string_view body = response.body.view();
-  const wchar_t* const kCheckURL = L"check that the URL leads to an XML for Analysis service";
-  if (ReplyKind::IsEmpty(body)) {
-    return {HTTPStatus::Line(response.status) + L", but the reply is empty", kCheckURL, L"",
-            HTTPStep::kProtocol};
-  }
-  if (ReplyKind::IsWebPage(body)) {
-    const std::string title = ReplyKind::PageTitle(body);
-    String what = L"the server sent a web page instead of XML";
-    if (!title.empty()) what += L", titled \"" + Cleaned(FromUTF8(title), setup) + L"\"";
-    return {what,
-            L"it may be a log-in form or a proxy's page; open the URL in a browser, and check "
-            L"that it leads to an XML for Analysis service",
-            L"", HTTPStep::kProtocol};
-  }
-  if (ReplyKind::IsPlainText(body)) {
-    return {L"the server sent plain text instead of XML: \"" +
-                Cleaned(FromUTF8(ReplyKind::Beginning(body)), setup) + L"\"",
-            kCheckURL, L"", HTTPStep::kProtocol};
-  }
-  return {};
-}
-
-/// The outcome of an exchange.
-struct Classification {
-  HTTPDiagnosis diagnosis;
-  bool hasReply;  // the body may be XML
-};
-
-/// Classifies a response and converts its body to UTF-8.
-Classification Classify(HTTPResponse& response, const Setup& setup, std::uint64_t maxReplyBytes) {
-  const bool isSuccess = response.status >= 200 && response.status < 300;
-  if (response.failure != HTTPFailure::kNone) {
-    // A server that rejects a request often closes the connection. The status then says more than
-    // the failure.
-    if (response.proxyStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
-    if (IsAbortedByClient(response.failure) || response.status < 300)
-      return {response.diagnosis, false};
-    return {DiagnoseStatus(response, setup), false};
-  }
-  String charset;
-  const CharsetResult result =
-      ConvertReplyToUTF8(response.body, response.contentType, maxReplyBytes, charset);
-  if (IsThreadToStop()) return {{StopText(), L"", L""}, false};  // the text may be incomplete
-  if (result == CharsetResult::kTooLong) {
-    return {{L"the reply is longer than " + BaseStringUtil::StringFrom(maxReplyBytes) +
-                 L" bytes after its conversion to UTF-8 (limit maxReplyBytes)",
-             L"choose a smaller part of the server's metadata", L""},
-            false};
-  }
-  if (isSuccess && result == CharsetResult::kUnknownCharset) {
-    return {
-        {L"the reply is in the charset \"" + Cleaned(charset, setup) + L"\", which is not accepted",
-         L"configure the server to use UTF-8", L""},
-        false};
-  }
-  const HTTPDiagnosis body = DiagnoseBody(response, setup);
-  if (isSuccess) return {body, body.what.empty()};
-  return {DiagnoseStatus(response, setup), result == CharsetResult::kReady && body.what.empty()};
-}
 
 constexpr const wchar_t* kSourceFile = L"HTTPClientWrapper.cpp";
 
@@ -308,6 +103,7 @@ class HTTPClientWrapper::Impl {
       info.subject = m_subject;
       info.status = response.status;
       info.request = body;
+      info.reply = reply;
       info.replyBytes = attempt.receivedBytes;
       info.wireBytes = response.wireBytes;
       info.connectSeconds = response.connectSeconds;
@@ -321,6 +117,9 @@ class HTTPClientWrapper::Impl {
                            response.failure == HTTPFailure::kUnknownProxy ||
                            response.failure == HTTPFailure::kConnectFailed;
       if (!ok) info.failedStep = attempt.diagnosis.step;
+      const bool isRetriedInVain =
+          retries > 0 && attempt.diagnosis.setting == HTTPSetting::kRetries;
+      if (!ok && !isRetriedInVain) info.setting = attempt.diagnosis.setting;
       info.retries = retries;
       info.connection = response.connection;
       m_setup.secrets.RemoveFrom(info.connection);
@@ -340,9 +139,15 @@ class HTTPClientWrapper::Impl {
 
   void Try(const NarrowString& body, Attempt& attempt) {
     HTTPResponse& response = attempt.response;
-    m_transfer.Post(body, response);
+    HTTPStepHandler onStep;
+    if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver)
+      onStep = [this, observer](HTTPStep step, HTTPConnectionDetails connection) {
+        m_setup.secrets.RemoveFrom(connection);
+        observer->OnStep(step, connection);
+      };
+    m_transfer.Post(body, response, onStep);
     attempt.receivedBytes = response.body.size();
-    const Classification result = Classify(response, m_setup, m_maxReplyBytes);
+    const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
     attempt.diagnosis = result.diagnosis;
     attempt.hasReply = result.hasReply;
     if (ImportOperation* const operation = ImportOperation::Current())
@@ -367,11 +172,11 @@ class HTTPClientWrapper::Impl {
     if (!diagnosis.advice.empty()) text += L"; " + diagnosis.advice;
     if (retries > 0)
       text += L"; tried " + BaseStringUtil::StringFrom(std::uint64_t{retries} + 1) + L" times";
-    if (!diagnosis.details.empty()) text += L" (" + Cleaned(diagnosis.details, m_setup) + L")";
+    if (!diagnosis.details.empty()) text += L" (" + m_setup.Cleaned(diagnosis.details) + L")";
     return MessageCatalogue::OneLine(text);
   }
 
-  const Setup m_setup;
+  const HTTPClientSetup m_setup;
   const std::uint64_t m_maxReplyBytes;
   const std::uint32_t m_timeoutSeconds;
   const std::uint32_t m_maxRetries;

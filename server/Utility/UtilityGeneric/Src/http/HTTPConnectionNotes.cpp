@@ -22,11 +22,12 @@ void HTTPConnectionNotes::BeginRequest() noexcept {
   m_wasCertificateRequested = false;
 }
 
-void HTTPConnectionNotes::OnMessage(std::string_view message) {
+HTTPConnectionEvent HTTPConnectionNotes::OnMessage(std::string_view message) {
   std::string_view text = ASCIIText::Trimmed(message);
   if (Take(text, "Trying ")) {
     m_address = text.substr(0, text.find("..."));
     m_host.clear();
+    return HTTPConnectionEvent::kConnecting;
   } else if (Take(text, "Connected to ")) {
     OnConnected(text);
   } else if (Take(text, "SSL connection using ")) {  // "TLSv1.3 / NAME OF THE CIPHER"
@@ -36,10 +37,13 @@ void HTTPConnectionNotes::OnMessage(std::string_view message) {
     m_wasCertificateRequested = false;
   } else if (text.starts_with("TLSv") && text.find("Request CERT") != std::string_view::npos) {
     m_wasCertificateRequested = true;
+  } else if (text.starts_with("TLSv") && text.find("Client hello") != std::string_view::npos) {
+    return HTTPConnectionEvent::kHandshake;
   } else if (text.starts_with("gss_") && text.find(" failed: ") != std::string_view::npos) {
     m_logInProblem = text.substr(0, BaseStringUtil::UTF8PrefixLength(text, kMaxProblemBytes));
     std::replace_if(m_logInProblem.begin(), m_logInProblem.end(), ASCIIText::IsControl, ' ');
   }
+  return HTTPConnectionEvent::kNone;
 }
 
 /// The rest of "Connected to HOST (ADDRESS) port NUMBER (#COUNT)".

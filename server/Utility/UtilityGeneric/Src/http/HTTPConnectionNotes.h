@@ -3,6 +3,9 @@
 #include <string>
 #include <string_view>
 
+/// What a message of libcurl tells about the progress of a connection.
+enum class HTTPConnectionEvent { kNone, kConnecting, kHandshake };
+
 /// What libcurl only says in its messages. Keeps the parts named here and nothing else, because
 /// other messages contain secrets. A text is empty if it is unknown.
 class HTTPConnectionNotes {
@@ -12,7 +15,7 @@ class HTTPConnectionNotes {
   /// Call before each request.
   void BeginRequest() noexcept;
   /// Reads one message.
-  void OnMessage(std::string_view message);
+  HTTPConnectionEvent OnMessage(std::string_view message);
 
   // About the last request:
   /// The last error text of the Kerberos library, on one line and truncated to kMaxProblemBytes.

@@ -14,6 +14,7 @@ namespace {
 struct Text {
   const wchar_t* what;
   const wchar_t* advice;
+  HTTPSetting setting = HTTPSetting::kNone;
 };
 
 Text TextOf(HTTPFailure failure) noexcept {
@@ -24,15 +25,15 @@ Text TextOf(HTTPFailure failure) noexcept {
     case HTTPFailure::kCancelled:  // uses StopText
       return {L"", L""};
     case HTTPFailure::kResponseTimeout:
-      return {L"the server has not responded for # seconds", kLonger};
+      return {L"the server has not responded for # seconds", kLonger, HTTPSetting::kTimeout};
     case HTTPFailure::kIdleTimeout:
       return {L"the server stopped in the middle of its reply and has sent nothing for # seconds",
-              kLonger};
+              kLonger, HTTPSetting::kTimeout};
     case HTTPFailure::kReplyTooLong:
       return {L"the reply is longer than # bytes (limit maxReplyBytes)", kSmaller};
     case HTTPFailure::kHeadersTooLong:
       return {L"the reply has more than # bytes of headers (limit maxHeaderBytes)",
-              L"check that the URL leads to an XML for Analysis service"};
+              L"check that the URL leads to an XML for Analysis service", HTTPSetting::kURL};
     case HTTPFailure::kCompressionRatioTooHigh:
       return {L"the reply is compressed by a factor of more than # (limit maxCompressionRatio)",
               kSmaller};
@@ -46,56 +47,66 @@ Text TextOf(HTTPFailure failure) noexcept {
       return {L"there is not enough memory for the reply", L""};
     case HTTPFailure::kTokenUnprotected:
       return {L"the token is not sent over plain http to another machine",
-              L"use https, or set allowBasicOverPlainHttp"};
+              L"use https, or set allowBasicOverPlainHttp", HTTPSetting::kURL};
     case HTTPFailure::kBadURL:
-      return {L"the URL of the service or of the proxy cannot be used", L"correct it"};
+      return {L"the URL of the service or of the proxy cannot be used", L"correct it",
+              HTTPSetting::kURL};
     case HTTPFailure::kUnknownHost:
       return {L"the host name of the service cannot be resolved",
-              L"check the spelling of the host name"};
+              L"check the spelling of the host name", HTTPSetting::kURL};
     case HTTPFailure::kUnknownProxy:
-      return {L"the host name of the proxy cannot be resolved", L"check the proxy setting"};
+      return {L"the host name of the proxy cannot be resolved", L"check the proxy setting",
+              HTTPSetting::kProxy};
     case HTTPFailure::kConnectFailed:
       return {L"cannot connect to the service",
-              L"check host and port, and that the service is running"};
+              L"check host and port, and that the service is running", HTTPSetting::kURL};
     case HTTPFailure::kConnectTimeout:
       return {L"no connection to the service within # seconds",
-              L"check host and port, or try a longer time-out"};
+              L"check host and port, or try a longer time-out", HTTPSetting::kConnectTimeout};
     case HTTPFailure::kCertificateRejected:
       return {L"the server's certificate is not trusted",
-              L"replace the certificate, or add its authority to the file of trusted certificates"};
+              L"replace the certificate, or add its authority to the file of trusted certificates",
+              HTTPSetting::kCAFile};
     case HTTPFailure::kCAFileUnreadable:
       return {L"the file of trusted certificates cannot be read",
-              L"check its name, its contents and the right to read it"};
+              L"check its name, its contents and the right to read it", HTTPSetting::kCAFile};
     case HTTPFailure::kClientCertificateRequired:
       return {L"the server requires a client certificate",
-              L"give one, or ask the server's administrator for one"};
+              L"give one, or ask the server's administrator for one", HTTPSetting::kCertificate};
     case HTTPFailure::kClientCertificateRejected:
       return {L"the server rejected the client certificate",
               L"use one from an authority that the server accepts, and check that it is still "
-              L"valid"};
+              L"valid",
+              HTTPSetting::kCertificate};
     case HTTPFailure::kTLSFailed:
       return {L"the TLS handshake with the server failed",
-              L"check that the port is one for https, and that the server speaks TLS 1.2 or later"};
+              L"check that the port is one for https, and that the server speaks TLS 1.2 or later",
+              HTTPSetting::kURL};
     case HTTPFailure::kTLSInterrupted:
       return {L"the connection was lost in the TLS handshake",
               L"check that the port is one for https, and try again; if the port is one for http, "
-              L"use http://"};
+              L"use http://",
+              HTTPSetting::kURL};
     case HTTPFailure::kClosedWithoutResponse:
       return {L"the server closed the connection without a response",
-              L"check that a web server uses this port, and try again"};
+              L"check that a web server uses this port, and try again", HTTPSetting::kURL};
     case HTTPFailure::kTruncated:
-      return {L"the connection was closed in the middle of the reply", L"try again"};
+      return {L"the connection was closed in the middle of the reply", L"try again",
+              HTTPSetting::kRetries};
     case HTTPFailure::kReceiveFailed:
-      return {L"the connection failed while the reply was received", L"try again"};
+      return {L"the connection failed while the reply was received", L"try again",
+              HTTPSetting::kRetries};
     case HTTPFailure::kSendFailed:
-      return {L"the connection failed while the request was sent", L"try again"};
+      return {L"the connection failed while the request was sent", L"try again",
+              HTTPSetting::kRetries};
     case HTTPFailure::kDecompressionFailed:
       return {L"the reply cannot be decompressed",
               L"try again, or disable compression on the server"};
     case HTTPFailure::kNotHTTP:
-      return {L"the response is not HTTP", L"check that a web server uses this port"};
+      return {L"the response is not HTTP", L"check that a web server uses this port",
+              HTTPSetting::kURL};
     case HTTPFailure::kProxyRefused:
-      return {L"the proxy refuses the connection", L"check the proxy setting"};
+      return {L"the proxy refuses the connection", L"check the proxy setting", HTTPSetting::kProxy};
     case HTTPFailure::kOther:
       break;
   }
@@ -126,7 +137,7 @@ constexpr ProxyText kProxyTexts[] = {
 
 Text TextOf(HTTPFailure failure, bool isOfProxy) noexcept {
   for (const ProxyText& text : kProxyTexts)
-    if (isOfProxy && text.failure == failure) return {text.what, text.advice};
+    if (isOfProxy && text.failure == failure) return {text.what, text.advice, HTTPSetting::kProxy};
   return TextOf(failure);
 }
 
@@ -135,10 +146,11 @@ struct CertificateText {
   const wchar_t* reason;
   const wchar_t* what;
   const wchar_t* advice;
+  HTTPSetting setting = HTTPSetting::kNone;
 };
 constexpr CertificateText kCertificateTexts[] = {
     {L"target host", L"the server's certificate is for another host name",
-     L"use the name in the certificate, or replace the certificate"},
+     L"use the name in the certificate, or replace the certificate", HTTPSetting::kURL},
     {L"has expired", L"the server's certificate has expired",
      L"replace it, or check the clock of this machine"},
     {L"not yet valid", L"the server's certificate is not yet valid",
@@ -173,6 +185,7 @@ void DescribeCertificate(const HTTPFailureDetails& facts, HTTPDiagnosis& result)
       BaseStringUtil::ReplacePatternInString(result.what, L"the server's certificate",
                                              L"the certificate of the proxy @");
     result.advice = text.advice;
+    result.setting = facts.proxy.empty() ? text.setting : HTTPSetting::kProxy;
     return;
   }
 }
@@ -249,6 +262,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   HTTPDiagnosis result;
   result.what = failure == HTTPFailure::kCancelled ? StopText() : String(text.what);
   result.advice = text.advice;
+  result.setting = text.setting;
   result.step = StepOf(failure, facts.reached, facts.usesProxy);
   if (failure == HTTPFailure::kConnectTimeout && facts.reached == HTTPStep::kTLS)
     result.what = L"the TLS handshake with the server has not ended within # seconds";
@@ -263,6 +277,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
     result.what =
         TextOf(HTTPFailure::kProxyRefused).what + (L": " + HTTPStatus::Line(facts.proxyStatus));
     result.advice = HTTPStatus::Advice(facts.proxyStatus);
+    result.setting = HTTPSetting::kProxy;
     return result;
   }
   if (failure == HTTPFailure::kTLSFailed && IsNotTLS(facts.reason)) {
@@ -271,6 +286,7 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
     result.advice = isOfProxy ? L"check the proxy setting" : L"use http://, or the port for https";
   } else if (facts.mayNeedTLS && MayExpectTLS(failure)) {
     result.advice += L"; if the port is one for https, use https://";
+    result.setting = HTTPSetting::kURL;
   }
   if (failure == HTTPFailure::kClientCertificateRejected && !IsAlertAboutClient(facts.reason))
     result.what =

@@ -67,6 +67,7 @@ struct HTTPDiagnosis {
   String advice;                        ///< what to do
   String details;                       ///< what the server or a library says
   HTTPStep step = HTTPStep::kResponse;  ///< at which it failed
+  HTTPSetting setting = HTTPSetting::kNone;
 };
 
 /// A more precise failure of a TLS connection, from the alert that ended it. With TLS 1.3, the

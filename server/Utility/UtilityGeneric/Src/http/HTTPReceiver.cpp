@@ -25,7 +25,8 @@ HTTPReceiver::HTTPReceiver(std::string_view servicePath, const HTTPClientOptions
         return SecondsUntilHTTPDate(date).value_or(1) <= 0;
       }) {}
 
-void HTTPReceiver::BeginExchange(NarrowString& body) noexcept {
+void HTTPReceiver::BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) noexcept {
+  m_onStep = &onStep;
   m_body = &body;
   m_failure = HTTPFailure::kNone;
   m_headers.BeginExchange();

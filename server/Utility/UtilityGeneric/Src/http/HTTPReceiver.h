@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Utility/Generic/HTTPClientWrapper.h"
@@ -11,6 +13,9 @@
 #include "http/HTTPCookies.h"
 #include "http/HTTPFailure.h"
 #include "http/HTTPResponseHeaders.h"
+
+/// Called when a step of an exchange begins.
+using HTTPStepHandler = std::function<void(HTTPStep, HTTPConnectionDetails)>;
 
 /// Receives the responses of one exchange: checks their headers and keeps the body of the last one.
 /// Applies the limits of HTTPClientOptions and checks for cancellation.
@@ -21,8 +26,8 @@ class HTTPReceiver {
  public:
   HTTPReceiver(std::string_view servicePath, const HTTPClientOptions& options);
 
-  /// Starts an exchange. The body goes to `body`, which must outlive the exchange.
-  void BeginExchange(NarrowString& body) noexcept;
+  /// Starts an exchange. The body goes to `body`. Both arguments must outlive the exchange.
+  void BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) noexcept;
   /// Starts one request of the exchange.
   void BeginRequest() noexcept;
 
@@ -37,6 +42,11 @@ class HTTPReceiver {
   bool OnProgress(std::uint64_t receivedBytes) noexcept;
   /// Checks the compression ratio of the complete body.
   bool OnEnd(std::uint64_t wireBytes) noexcept;
+
+  bool WantsSteps() const noexcept { return m_onStep && *m_onStep; }
+  void OnStep(HTTPStep step, HTTPConnectionDetails connection) const {
+    (*m_onStep)(step, std::move(connection));
+  }
 
   /// Ends the exchange with a failure; always false.
   bool Fail(HTTPFailure failure) noexcept;
@@ -63,6 +73,7 @@ class HTTPReceiver {
   HTTPCookies m_cookies;
   HTTPResponseHeaders m_headers;
   NarrowString* m_body = nullptr;
+  const HTTPStepHandler* m_onStep = nullptr;
   long m_request = 0;  // number of the request to which the latest header belongs
   std::uint64_t m_receivedBytes = 0;
   std::uint64_t m_decodedBytes = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
 
 /// Texts for HTTP status codes. The server's own phrase is not used: newer protocol versions have
@@ -10,5 +11,7 @@ namespace HTTPStatus {
 String Line(long status);
 /// What to try; may be empty.
 String Advice(long status);
+/// The setting that the advice is about.
+HTTPSetting Setting(long status);
 
 }  // namespace HTTPStatus

@@ -42,8 +42,9 @@ void HTTPTransfer::SetHeaderLines(const NarrowString& lines) {
   m_connection->SetHeaderLines(lines);
 }
 
-void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response) {
-  m_receiver.BeginExchange(response.body);
+void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response,
+                        const HTTPStepHandler& onStep) {
+  m_receiver.BeginExchange(response.body, onStep);
   m_authentication.BeginExchange();
   m_usedScheme = 0;
   HTTPFailure failure;

@@ -58,7 +58,7 @@ class HTTPTransfer {
 
   /// Header lines of the following requests, separated by line feeds.
   void SetHeaderLines(const NarrowString& lines);
-  void Post(const NarrowString& body, HTTPResponse& response);
+  void Post(const NarrowString& body, HTTPResponse& response, const HTTPStepHandler& onStep);
 
  private:
   HTTPFailure Send(const NarrowString& body, HTTPRequestInfo& info);

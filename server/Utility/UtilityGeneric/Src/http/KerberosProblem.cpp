@@ -10,6 +10,7 @@ struct Known {
   const wchar_t* what;
   const wchar_t* advice;
   bool isWithoutTicket = false;
+  HTTPSetting setting = HTTPSetting::kNone;
 };
 
 constexpr const wchar_t* kNoKDC = L"no Kerberos server (KDC) of the ticket's realm can be reached";
@@ -30,6 +31,11 @@ constexpr Known kKnown[] = {
     {"Clock skew too great",
      L"the clocks of this machine, the Kerberos server (KDC) and the service differ too much",
      L"set the wrong clock"},
+    {"No Kerberos server (KDC) has answered",
+     L"the Kerberos server (KDC) of the ticket's realm does not answer",
+     L"check the network, and the realm's kdc in /etc/krb5.conf or the file named by KRB5_CONFIG, "
+     L"or try a longer time-out",
+     false, HTTPSetting::kConnectTimeout},
     {"Cannot contact any KDC", kNoKDC, kCheckKDC},
     {"Cannot find KDC", kNoKDC, kCheckKDC},
     {"Key version is not available", kKey, kRenewKey},
@@ -50,10 +56,10 @@ std::string_view PrincipalIn(std::string_view text) {
 KerberosProblem DescribeKerberosProblem(std::string_view text) {
   for (const Known& known : kKnown) {
     if (text.find(known.text) == std::string_view::npos) continue;
-    KerberosProblem problem{known.what, known.advice, known.isWithoutTicket};
+    KerberosProblem problem{known.what, known.advice, known.isWithoutTicket, known.setting};
     BaseStringUtil::ReplacePatternInString(problem.what, L"#",
                                            BaseStringUtil::FromUTF8(PrincipalIn(text)));
     return problem;
   }
-  return {L"the Kerberos log-in failed", L"check the ticket with klist", false};
+  return {L"the Kerberos log-in failed", L"check the ticket with klist"};
 }

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
 
 /// Why a Kerberos log-in failed, for an error line.
@@ -9,6 +10,7 @@ struct KerberosProblem {
   String what;
   String advice;
   bool isWithoutTicket = false;  ///< another way to log in may be meant
+  HTTPSetting setting = HTTPSetting::kNone;
 };
 
 /// `text` is libcurl's message with the error text of MIT Kerberos. For a text that is not known,

@@ -1,0 +1,132 @@
+// A call that fails names the option to use in its last line. An unusable client certificate is a
+// usage error.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "support/Certificate.h"
+#include "support/TempDir.h"
+#include "support/WireServer.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+void AnswerNothing(loopback::Connection&, const loopback::Request&) {}
+
+TEST(SettingAdvice, IsTheLastLineOfAFailedCall) {
+  Certificate certificate("IP:127.0.0.1", kDay);
+  Certificate other("DNS:other.test", kDay);
+  Certificate asking("IP:127.0.0.1", kDay);
+  asking.AskForClient(certificate, true);
+  const WireServer tls(&AnswerNothing, certificate.Context());
+  const WireServer otherName(&AnswerNothing, other.Context());
+  const WireServer askingServer(&AnswerNothing, asking.Context());
+  const auto status = [](const char* line, const std::string& headers = "") {
+    return std::make_unique<WireServer>(Answer("", line, headers));
+  };
+  const auto missing = status("404 Not Found");
+  const auto busy = status("503 Busy");
+  const auto locked = status("401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n");
+  const auto token = status("401 No", "WWW-Authenticate: Bearer realm=\"r\"\r\n");
+  const auto refusing = status("407 No", "Proxy-Authenticate: Basic realm=\"r\"\r\n");
+  const WireServer silent(&AnswerNothing);
+  const WireServer greeter("HTTP/1.1 400 Bad Request\r\n\r\n", WireServer::Greets{});
+  const WireServer page(Answer("<html></html>"));
+  const auto http = [](const WireServer& server) { return "http://" + server.Authority() + "/"; };
+  const auto https = [](const WireServer& server) { return "https://" + server.Authority() + "/"; };
+  const struct {
+    std::string url;
+    Arguments options;
+    const char* option;  // null: none
+  } kCases[] = {
+      {"http://127.0.0.1:1/", {}, "--url"},
+      {"http://service.invalid/", {}, "--url"},
+      {http(*missing), {}, "--url"},
+      {http(page), {}, "--url"},
+      {"https://" + greeter.Authority() + "/", {}, "--url"},
+      {http(page), {"--proxy", "http://127.0.0.1:1"}, "--proxy"},
+      {http(page), {"--proxy", http(*refusing)}, "--proxy"},
+      {http(silent), {"--timeout", "1"}, "--timeout"},
+      {https(tls), {}, "--ca-file"},
+      {https(otherName), {"--ca-file", other.Path()}, "--url"},
+      {https(askingServer), {"--ca-file", asking.Path()}, "--cert"},
+      {http(*busy), {}, "--retry"},
+      {http(*locked), {}, "--user"},
+      {http(*locked), {"--user", "ann", "--auth", "digest"}, "--auth"},
+      {http(*token), {}, "--token-file"},
+  };
+  Options options;
+  options.environment["XMLA_IMPORT_PASSWORD"] = "wrong";
+  for (const auto& each : kCases)
+    for (const char* const command : {"sources", "check"}) {
+      SCOPED_TRACE(each.url + " " + each.option + " " + command);
+      Arguments arguments{"--url", each.url};
+      arguments.insert(arguments.end(), each.options.begin(), each.options.end());
+      arguments.emplace_back(command);
+      const Outcome outcome = RunTool(arguments, options);
+      EXPECT_EQ(outcome.status, 1);
+      ASSERT_FALSE(outcome.ErrorLines().empty());
+      EXPECT_THAT(outcome.ErrorLines().back(), HasSubstr(std::string("use ") + each.option));
+    }
+}
+
+TEST(SettingAdvice, UnusableClientCertificatesAreUsageErrors) {
+  const Certificate certificate("IP:127.0.0.1", kDay);
+  const Certificate other("IP:127.0.0.1", kDay);
+  const support::TempDir folder;
+  const auto write = [&folder](const char* name, const std::string& text) {
+    std::ofstream(folder.Path() / name) << text;
+    return (folder.Path() / name).string();
+  };
+  const std::string key = write("key", certificate.Key());
+  const std::string lockedKey = write("locked", certificate.Key("right"));
+  const std::string otherKey = write("other", other.Key());
+  const std::string wrong = write("wrong", "wrong\n");
+  const std::string line = write("line", "wr\x01ng\n");
+  const std::string text = write("text", "text");
+  const std::string pkcs12 = write("p12", certificate.PKCS12("right"));
+  const std::string& cert = certificate.Path();
+  const struct {
+    Arguments options;
+    const char* says;
+  } kCases[] = {
+      {{"--cert", "/none"}, "--cert \"/none\" cannot be read"},
+      {{"--cert", cert, "--key", "/none"}, "--key \"/none\" cannot be read"},
+      {{"--cert", text}, "--cert cannot be used: the file "},
+      {{"--cert", cert}, "; use --key FILE"},
+      {{"--cert", cert, "--key", text}, "--key cannot be used: the file "},
+      {{"--cert", cert, "--key", otherKey}, "does not belong to the client certificate"},
+      {{"--cert", cert, "--key", lockedKey}, "; use --key-password-file FILE"},
+      {{"--cert", cert, "--key", lockedKey, "--key-password-file", wrong},
+       "--key-password-file cannot be used: the private key"},
+      {{"--cert", cert, "--key", lockedKey, "--key-password-file", line}, "control character"},
+      {{"--cert", pkcs12, "--key-password-file", wrong}, "--key-password-file cannot be used: "},
+      {{"--cert", pkcs12, "--key", key}, "--key cannot be used: "},
+      {{"--cert", pkcs12}, "; use --key-password-file FILE"},
+  };
+  for (const auto& each : kCases)
+    for (const char* const command : {"sources", "check"}) {
+      Arguments arguments{"--url", "https://127.0.0.1:1/"};
+      arguments.insert(arguments.end(), each.options.begin(), each.options.end());
+      arguments.emplace_back(command);
+      SCOPED_TRACE(testing::PrintToString(arguments));
+      const Outcome outcome = RunTool(arguments);
+      EXPECT_EQ(outcome.status, 2);
+      EXPECT_THAT(outcome.err, HasSubstr(each.says));
+    }
+  std::ofstream(folder.Path() / "servers.toml") << "[s]\nurl='https://h/'\ncert='text'\n";
+  Options options;
+  options.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
+  const Outcome outcome = RunTool({"--server", "s", "tree"}, options);
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("line 3: server \"s\": cert cannot be used: the file "));
+}
+
+}  // namespace
+}  // namespace tool
