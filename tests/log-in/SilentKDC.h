@@ -7,7 +7,7 @@ namespace login {
 /// A KDC that accepts requests over UDP and TCP and never answers.
 class SilentKDC {
  public:
-  SilentKDC();
+  SilentKDC();  ///< throws std::runtime_error if it does not start
   ~SilentKDC();
   SilentKDC(const SilentKDC&) = delete;
   SilentKDC& operator=(const SilentKDC&) = delete;
@@ -18,8 +18,10 @@ class SilentKDC {
   bool Await(int milliseconds) const;
 
  private:
-  int m_datagrams;
-  int m_listener;
+  bool Start();
+
+  int m_datagrams = -1;
+  int m_listener = -1;
   std::string m_address;
 };
 

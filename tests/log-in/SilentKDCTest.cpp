@@ -173,9 +173,7 @@ std::map<std::string, std::string> ThreadsOfThisProcess() {
 }
 
 /// Runs in its own process, because the threads stay.
-class DISABLED_InChild : public LogIn {};
-
-TEST_F(DISABLED_InChild, AbandonedThreads) {
+TEST_F(LogIn, DISABLED_AbandonedThreads) {
   const SilentKDC kdc;
   const Environment environment(AnnAt(kdc));
   const std::string url = Servers::Get().Gateway("negotiate");
@@ -215,7 +213,7 @@ TEST_F(DISABLED_InChild, AbandonedThreads) {
 
 TEST_F(LogIn, ASilentKDCKeepsAtMost16Threads) {
   const support::ChildResult result =
-      support::RunTestInChild("DISABLED_InChild.AbandonedThreads", {});
+      support::RunTestInChild("LogIn.DISABLED_AbandonedThreads", {});
   EXPECT_EQ(result.exitStatus, 0) << result.signal << result.out << result.err;
 }
 
