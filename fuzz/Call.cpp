@@ -50,6 +50,12 @@ constexpr CommandOption kOptions[] = {
 };
 const std::vector<CommandForm> kCommands{{"sources", "nothing else", {}},
                                          {"import", "with options", kOptions}};
+constexpr std::string_view kImport[] = {"import"};
+constexpr OutputFormat kFormats[] = {
+    {.name = "text", .help = "for people"},
+    {.name = "json", .help = "for programs", .extension = ".json"},
+    {.name = "csv", .help = "a table", .extension = ".csv", .commands = kImport},
+};
 
 bool IsOneLine(std::string_view text) {
   return !text.empty() && std::none_of(text.begin(), text.end(), [](char c) {
@@ -297,14 +303,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const std::string& word : words) argv.push_back(word.c_str());
   Arguments arguments;
   try {
-    ParseArguments(static_cast<int>(argv.size()), argv.data(), kCommands, {"text", "json"},
-                   arguments);
+    ParseArguments(static_cast<int>(argv.size()), argv.data(), kCommands, kFormats, arguments);
   } catch (const UsageError& error) {
     Require(IsOneLine(error.what()), "the error is not one line", error.what());
     return 0;
   }
   if (!arguments.information.empty()) return 0;
   Require(!arguments.command.empty(), "the command is missing");
+  const OutputFormat* const format = FindFormat(kFormats, arguments.format);
+  Require(format && Supports(*format, arguments.command), "wrong format");
   CheckHidingOf(arguments.user, words);
   Require(arguments.jobs >= 1 && arguments.jobs <= 64, "wrong number of jobs");
   if (sample::KindFromName(arguments.sample)) return 0;  // --sample would start a server

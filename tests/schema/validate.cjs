@@ -2,7 +2,8 @@
 //
 //     node validate.cjs VALIDATOR_FOLDER SCHEMA_FOLDER [--damage] < LINES
 //
-// Each line of standard input is {"schema": NAME, "call": TEXT, "document": TEXT}. The schema "any" accepts a document
+// Each line of standard input is {"schema": NAME, "call": TEXT, "document": TEXT}; instead of "document", "file" names
+// a file with the text. The schema "any" accepts a document
 // of any command. Prints a line for each invalid document, and ends with status 1 if there is one. With --damage, the
 // documents are valid; each is changed in many places, by removing a key or adding one, and every change must be
 // rejected.
@@ -73,7 +74,7 @@ for (const line of fs.readFileSync(0, "utf8").split("\n")) {
   }
   let document;
   try {
-    document = JSON.parse(entry.document);
+    document = JSON.parse(entry.document ?? fs.readFileSync(entry.file, "utf8"));
   } catch (error) {
     fail(entry, "not a JSON document");
     continue;

@@ -110,6 +110,7 @@ class Job {
       for (const int number : {0, 1, 2}) dup2(own, number);
       const std::string tool = ToolPath();
       unsetenv("XMLA_IMPORT_PASSWORD");
+      unsetenv("TERM");  // no colours
       execl(tool.c_str(), tool.c_str(), "--url", url.c_str(), "--user", "ann", "--quiet", "sources",
             nullptr);
       _exit(127);

@@ -12,6 +12,7 @@
 #include "base/OutputError.h"
 #include "base/Text.h"
 #include "results/Workbook.h"
+#include "support/FailingAllocation.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/TableReading.h"
@@ -99,15 +100,48 @@ TEST(Workbook, TheToolReportsATruncatedName) {
   EXPECT_THAT(outcome.err, HasSubstr("xmla-import: warning: " + notice));
   const std::vector<ReadTable> sheets = ReadTables("xlsx", outcome.out);
   EXPECT_EQ(sheets.back().name, std::vector<std::string>{"messages"});
+  ASSERT_FALSE(sheets.back().rows.empty());
   EXPECT_EQ(sheets.back().rows.back().front(), "note");
   EXPECT_EQ(sheets.back().rows.back().back(), notice);
+}
+
+/// One allocation fails, in the workbook or in its temporary files: the bytes are complete, or
+/// there is an exception.
+TEST(Workbook, IsCompleteOrFailsWithoutMemory) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "skipped: allocations cannot fail here";
+  const auto make = [] {
+    Workbook book;
+    const std::size_t sheet = book.AddSheet("levels", {"name", "number"});
+    for (long long i = 0; i < 300; ++i)
+      book.AddRow(sheet,
+                  {{"name", "level " + std::to_string(i) + std::string(50, 'x')}, {"number", i}});
+    return BytesOf(book);
+  };
+  const std::string complete = make();
+  int failures = 0;
+  long last = 0;
+  for (long nth = 1; last == 0; nth += nth < 40 ? 1 : 7) {
+    std::string bytes;
+    try {
+      const FailingAllocation failing(nth, FailingAllocation::Which::kOnlyThat);
+      bytes = make();
+    } catch (const std::exception&) {
+      ++failures;
+      continue;
+    }
+    ASSERT_EQ(bytes == complete, true) << nth;
+    if (!FailingAllocation::HasFailed()) last = nth;
+  }
+  EXPECT_GT(failures, 50);
 }
 
 /// A limit that files, also those in memory, cannot exceed.
 TEST(Workbook, AnIncompleteWorkbookIsAnError) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "cubes.xlsx";
-  for (const rlim_t limit : {0, 100, 4096, 8192, 12288}) {
+  const rlim_t size =
+      RunTool({"--quiet", "--sample", "sap-bw", "import", "--format", "xlsx"}).out.size();
+  for (const rlim_t limit : {rlim_t{0}, rlim_t{100}, size / 2, size - 100, size - 1}) {
     Options options;
     options.prepare = [limit] {
       const rlimit limits{limit, limit};
