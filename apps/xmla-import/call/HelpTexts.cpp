@@ -116,11 +116,12 @@ constexpr HelpText kTopics[] = {
      "       without a password, only unknown names\n"
      "  3    the result is incomplete: some cubes, parts of cubes or parts of the\n"
      "       tree failed, or a requested name does not exist\n"
+     "  4    diff: there are changes that --fail-on names\n"
      "  130  interrupted; the result contains what was read\n"
      "\n"
      "check ends with 1 if a step failed, else with 0.\n"
      "\n"
-     "The file of --output is replaced for status 0 and 3. Otherwise it stays as it is, and a "
+     "The file of --output is replaced for status 0, 3 and 4. Otherwise it stays as it is, and a "
      "partial result is in FILE.partial.",
      "", ""},
     {"log-in", "user, password, token, certificate, and how they are protected",
