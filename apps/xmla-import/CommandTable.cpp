@@ -7,10 +7,17 @@ namespace {
 constexpr CommandOption kTreeOptions[] = {
     {.name = "--source", .help = "only this data source", .value = &Arguments::sources},
 };
+constexpr CommandOption kJobs = {
+    .name = "--jobs",
+    .help = "number of requests at a time, 1 to 64; see xmla-import help jobs",
+    .value = &Arguments::jobs,
+    .placeholder = "N",
+    .max = 64};
 constexpr CommandOption kCubeOptions[] = {
     {.name = "--source", .help = "its data source", .value = &Arguments::sources},
     {.name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs},
     {.name = "--cube", .help = "its name", .value = &Arguments::cubes},
+    kJobs,
 };
 constexpr CommandOption kImportOptions[] = {
     {.name = "--source",
@@ -25,11 +32,7 @@ constexpr CommandOption kImportOptions[] = {
      .help = "cubes of this name; may be repeated",
      .value = &Arguments::cubes,
      .mayRepeat = true},
-    {.name = "--jobs",
-     .help = "number of cubes to read in parallel, 1 to 64",
-     .value = &Arguments::jobs,
-     .placeholder = "N",
-     .max = 64},
+    kJobs,
 };
 
 template <class Type>

@@ -75,6 +75,7 @@ class OperationObserver : public HTTPExchangeObserver {
   void OnBegin(const HTTPExchangeStart& start) override { m_next.OnBegin(start); }
   void OnRetry(const HTTPRetry& retry) override { m_next.OnRetry(retry); }
   void OnExchange(const HTTPExchangeInfo& info) override;
+  void OnReadAhead(const HTTPReadAheadInfo& info) override { m_next.OnReadAhead(info); }
 
  private:
   RequestObserver& m_next;
