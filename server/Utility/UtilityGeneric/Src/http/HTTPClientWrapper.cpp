@@ -306,7 +306,7 @@ class HTTPClientWrapper::Impl {
       if (attempt.wasReadAhead)
         attempt.hasReply = true;
       else
-        Send(body, attempt);
+        SendOrRepeat(body, attempt);
       CountBytes(attempt.response);
       basicInClear |= attempt.response.basicInClear;
       if (retries >= m_maxRetries || !MayRepeat(attempt)) break;
@@ -378,6 +378,13 @@ class HTTPClientWrapper::Impl {
     attempt.hasReply = result.hasReply;
     if (m_readAhead)
       m_readAhead->OnResponse(body, response, result.hasReply && result.diagnosis.what.empty());
+  }
+
+  void SendOrRepeat(const NarrowString& body, Attempt& attempt) {
+    Send(body, attempt);
+    if (!m_readAhead || !m_readAhead->MustRepeatAlone(attempt.response)) return;
+    attempt = Attempt();
+    Send(body, attempt);
   }
 
   static void CountBytes(const HTTPResponse& response) {

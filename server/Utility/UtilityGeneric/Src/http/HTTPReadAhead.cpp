@@ -17,7 +17,7 @@ namespace {
 /// that are being received.
 constexpr std::uint64_t kMaxBytesBeforeSending = HTTPReadAhead::kMaxUnreadBytes / 2;
 constexpr int kIdleMilliseconds = 10'000;
-constexpr std::chrono::milliseconds kMaxWaitForPrediction{20};
+constexpr std::chrono::milliseconds kMaxWaitForPrediction{100};
 
 bool IsOverload(const HTTPResponse& response) {
   return response.status == 429 || response.status == 503 ||
@@ -117,7 +117,7 @@ bool HTTPReadAhead::Take(const NarrowString& body, HTTPResponse& response) {
             std::chrono::duration<double>(Clock::now() - begin).count();
         response.earlierBytes = 0;
         return true;
-      case Answer::kNone:
+      case Answer::kSend:
         TakeOwnBack();
         m_ownHalvings = m_budget->Halvings();
         return false;
@@ -125,9 +125,13 @@ bool HTTPReadAhead::Take(const NarrowString& body, HTTPResponse& response) {
         break;
     }
     SendAheadOnOwn();
-    m_own.transfer->Wait(HTTPConnectionGroup::kPollMilliseconds);
-    if (m_own.operation) AdvanceLane(m_own);
+    WaitForReplies();
   }
+}
+
+void HTTPReadAhead::WaitForReplies() {
+  m_own.transfer->Wait(HTTPConnectionGroup::kPollMilliseconds);
+  if (m_own.operation) AdvanceLane(m_own);
 }
 
 /// Looks for the reply to a request that the import asks for.
@@ -144,21 +148,26 @@ HTTPReadAhead::Answer HTTPReadAhead::Look(const NarrowString& body, Clock::time_
       m_awaited = body;
       return Answer::kWait;
     }
+    if (request && request->state == State::kFailed && mayWait && m_inProgress > 0) {
+      m_isAlone = true;
+      return Answer::kWait;
+    }
     m_awaited.clear();
     if (!request) {
       bool isPredicted = true;
       m_ownPlace = m_store.SendAsked(body, isPredicted);
       m_isAlone = !isPredicted;
-      return Answer::kNone;
+      m_wasAlone = m_isAlone && m_inProgress == 0;
+      return Answer::kSend;
     }
     if (request->state != State::kReady) {
       m_ownPlace = place;
-      m_isAlone = true;
+      m_isAlone = m_wasAlone = true;
       if (request->state == State::kFailed) {
         ++m_counts.repeated;
         m_store.Remove(place);
       }
-      return Answer::kNone;
+      return Answer::kSend;
     }
     ++m_counts.used;
     response = std::move(request->response);
@@ -192,6 +201,19 @@ void HTTPReadAhead::OnResponse(const NarrowString& body, const HTTPResponse& res
   }
   StartThread();
   m_group->Wake();
+}
+
+bool HTTPReadAhead::MustRepeatAlone(const HTTPResponse& response) {
+  if (!m_operation || m_wasAlone || !IsOverload(response)) return false;
+  for (;;) {
+    {
+      const std::lock_guard lock(m_mutex);
+      m_isAlone = m_wasAlone = true;
+      if (m_inProgress == 0 || IsThreadToStop()) break;
+    }
+    WaitForReplies();
+  }
+  return !IsThreadToStop();
 }
 
 void HTTPReadAhead::EndExchange() noexcept {
@@ -232,6 +254,7 @@ void HTTPReadAhead::TakeOwnBack() noexcept {
   {
     const std::lock_guard lock(m_mutex);
     m_limit.Subtract(m_own.transfer->TakeLimitedBytes());
+    --m_inProgress;
     try {
       m_store.TakeBack(m_own.place);
     } catch (const std::exception&) {
@@ -364,6 +387,7 @@ bool HTTPReadAhead::ChooseLocked(Lane& lane, const std::shared_ptr<Operation>& o
   lane.headerLines = m_headerLines;
   lane.place = m_store.SendFirst();
   lane.operation = operation;
+  ++m_inProgress;
   ++m_counts.sent;
   return true;
 }
@@ -411,6 +435,7 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
   const bool isFollowed = isUsable && m_prediction->IsFollowed(lane.body);
   {
     const std::lock_guard lock(m_mutex);
+    --m_inProgress;
     OnRefusalLocked(lane.response, lane.halvings);
     HTTPReadAheadStore::Request* const request =
         lane.operation == m_operation ? m_store.At(lane.place) : nullptr;
@@ -423,7 +448,7 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
       m_limit.Subtract(bytes);
       if (request) request->state = HTTPReadAheadStore::State::kFailed;
     }
-    if (lane.additional && m_awaited == lane.body) m_own.transfer->Wake();
+    if (lane.additional && (m_isAlone || m_awaited == lane.body)) m_own.transfer->Wake();
   }
   lane.operation = nullptr;
   if (lane.additional) m_budget->Return();

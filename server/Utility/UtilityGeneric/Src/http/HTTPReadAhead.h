@@ -22,8 +22,9 @@
 /// while the import waits, over the client's own. All additional connections belong to one thread.
 ///
 /// A reply answers the import only if it is complete, usable, and not a fault. Everything else is
-/// dropped, and the client sends the request itself when the import needs it. So failures, retries
-/// and their texts are those of a client without read-ahead.
+/// dropped. The client sends the request again when the import needs it, after the requests that
+/// are in progress. So failures, retries and their texts are those of a client without read-ahead,
+/// and a server that cannot answer several requests at a time is asked for one at a time.
 ///
 /// Log-in: there is nothing to send ahead before the service has answered the client's own request,
 /// so a wrong password is sent as often as without read-ahead. After a 401 or 407 to a request that
@@ -59,6 +60,9 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   /// Call after each request that the client has sent itself. `isUsable`: the body of the response
   /// is UTF-8, and the import can use it.
   void OnResponse(const NarrowString& body, const HTTPResponse& response, bool isUsable);
+  /// True if the server refused the request because others were in progress: the client must send
+  /// it again. Waits until they are over.
+  bool MustRepeatAlone(const HTTPResponse& response);
   /// Call when the exchange is over for which Take has returned false.
   void EndExchange() noexcept;
 
@@ -88,11 +92,12 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   void OnPlaceFree() noexcept override { m_group->Wake(); }
 
   using Clock = std::chrono::steady_clock;
-  enum class Answer { kReady, kWait, kNone };
+  enum class Answer { kReady, kWait, kSend };
 
   // On the thread of the import:
   Answer Look(const NarrowString& body, Clock::time_point begin, HTTPResponse& response);
   bool MustWaitToSend(const NarrowString& body, Clock::time_point begin) const;
+  void WaitForReplies();
   bool BeginOperation();
   void EndOperation() noexcept;
   void StartThread();
@@ -125,7 +130,8 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   Lane m_own;        // of the thread of the import
   Place m_ownPlace;  // of the request that the client sends itself
   unsigned int m_ownHalvings = 0;
-  std::unique_ptr<HTTPConnectionGroup> m_group;   // of the lanes
+  bool m_wasAlone = false;                       // no other request was in progress beside that one
+  std::unique_ptr<HTTPConnectionGroup> m_group;  // of the lanes
   const std::unique_ptr<HTTPTransfer> m_pattern;  // sends nothing; the lanes are duplicates
   std::vector<std::unique_ptr<Lane>> m_lanes;     // of the other thread
   std::shared_ptr<HTTPReadAhead*> m_self;         // for the end of the operation
@@ -139,6 +145,7 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   HTTPLogInSchemes m_logIn;
   NarrowString m_headerLines;
   NarrowString m_awaited;             // the import waits for the reply to this request; empty: none
+  unsigned int m_inProgress = 0;      // requests that were sent ahead
   bool m_isAlone = false;             // the client sends a request that no other must delay
   bool m_isWaitingForImport = false;  // to use a reply, before more is sent ahead
   bool m_isOff = false;

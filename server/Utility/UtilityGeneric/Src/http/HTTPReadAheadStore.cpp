@@ -4,21 +4,21 @@
 #include <utility>
 
 void HTTPReadAheadStore::AddRequests(const Place& exchange, HTTPPrediction::Requests requests) {
-  const auto found = m_exchanges.find(exchange);
-  std::deque<NarrowString> asked = std::move(found->second.asked);
-  const auto next = m_exchanges.erase(found);
+  m_exchanges.erase(exchange);
   Unsent unsent;
   unsent.rest = std::move(requests);
   Place place = exchange;
-  place.push_back(0);
+  place.push_back(1);
   bool isMore = unsent.rest && unsent.rest(unsent.body);
-  for (; isMore && !asked.empty() && asked.front() == unsent.body; asked.pop_front()) {
+  while (isMore) {
+    const auto asked = m_asked.find(unsent.body);
+    if (asked == m_asked.end()) break;
+    m_asked.erase(asked);
     ++place.back();
     isMore = unsent.rest(unsent.body);
   }
   if (isMore) m_unsent.emplace(std::move(place), std::move(unsent));
-  if (next != m_exchanges.end())
-    next->second.asked.insert(next->second.asked.begin(), asked.begin(), asked.end());
+  if (m_exchanges.empty()) m_asked.clear();
 }
 
 void HTTPReadAheadStore::Advance(Position position) {
@@ -53,11 +53,11 @@ HTTPReadAheadStore::Place HTTPReadAheadStore::SendAsked(const NarrowString& body
     Advance(position);
     return place;
   }
-  if (!m_exchanges.empty()) {  // it may follow from that reply
+  if (!m_exchanges.empty()) {  // it may follow from one of these replies
     auto& [exchange, first] = *m_exchanges.begin();
+    m_asked.insert(body);
     Place place = exchange;
-    place.push_back(static_cast<std::uint32_t>(first.asked.size()));
-    first.asked.push_back(body);
+    place.insert(place.end(), {0, ++first.asked});
     return place;
   }
   isPredicted = false;

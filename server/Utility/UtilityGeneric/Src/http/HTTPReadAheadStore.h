@@ -2,10 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
-#include <optional>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "Utility/Generic/HTTPReadAhead.h"
@@ -16,8 +16,9 @@
 /// sent ahead, with their replies. Not thread-safe.
 ///
 /// Requests are ordered by when they will be needed. The place of a request is the path in the tree
-/// of predictions: request {2, 0} is the first one that follows from the reply to request {2}, and
-/// is needed before request {3}.
+/// of predictions: request {2, 1} is the first one that follows from the reply to request {2}, and
+/// is needed before {2, 2} and {3}. If the import asks for a request before the prediction has read
+/// the reply, the place is {2, 0, 1}, then {2, 0, 2}, ...
 class HTTPReadAheadStore {
  public:
   using Place = std::vector<std::uint32_t>;
@@ -34,13 +35,13 @@ class HTTPReadAheadStore {
   struct Exchange {
     NarrowString request;
     NarrowString reply;
-    std::deque<NarrowString> asked;  ///< unknown requests of the import that may follow from it
+    std::uint32_t asked = 0;  ///< number of requests of the import that may follow from it
   };
 
   // Predictions:
 
   void AddExchange(const Place& place, const NarrowString& request, const NarrowString& reply) {
-    m_exchanges[place] = {request, reply, {}};
+    m_exchanges[place] = {request, reply};
   }
   bool HasExchange() const { return !m_exchanges.empty(); }
   /// The exchange whose requests are needed first. Requires HasExchange.
@@ -88,6 +89,7 @@ class HTTPReadAheadStore {
   void Advance(Position position);
 
   std::map<Place, Exchange> m_exchanges;
+  std::unordered_multiset<NarrowString> m_asked;  // may follow from m_exchanges
   std::map<Place, Unsent> m_unsent;
   std::map<Place, Request> m_sent;
   std::unordered_map<NarrowString, Place> m_places;  // of m_sent
