@@ -7,12 +7,11 @@ namespace {
 constexpr CommandOption kTreeOptions[] = {
     {.name = "--source", .help = "only this data source", .value = &Arguments::sources},
 };
-constexpr CommandOption kJobs = {
-    .name = "--jobs",
-    .help = "number of requests at a time, 1 to 64; see xmla-import help jobs",
-    .value = &Arguments::jobs,
-    .placeholder = "N",
-    .max = 64};
+constexpr CommandOption kJobs = {.name = "--jobs",
+                                 .help = "number of requests at a time, 1 to 64",
+                                 .value = &Arguments::jobs,
+                                 .placeholder = "N",
+                                 .max = 64};
 constexpr CommandOption kCubeOptions[] = {
     {.name = "--source", .help = "its data source", .value = &Arguments::sources},
     {.name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs},
