@@ -12,12 +12,14 @@ constexpr CommandOption kJobs = {.name = "--jobs",
                                  .value = &Arguments::jobs,
                                  .placeholder = "N",
                                  .max = 64};
-constexpr CommandOption kCubeOptions[] = {
-    {.name = "--source", .help = "its data source", .value = &Arguments::sources},
-    {.name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs},
-    {.name = "--cube", .help = "its name", .value = &Arguments::cubes},
-    kJobs,
-};
+constexpr CommandOption kCubeSource = {
+    .name = "--source", .help = "its data source", .value = &Arguments::sources};
+constexpr CommandOption kCubeCatalog = {
+    .name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs};
+constexpr CommandOption kCubeName = {
+    .name = "--cube", .help = "its name", .value = &Arguments::cubes};
+constexpr CommandOption kCubeOptions[] = {kCubeSource, kCubeCatalog, kCubeName, kJobs};
+constexpr CommandOption kCheckOptions[] = {kCubeSource, kCubeCatalog, kCubeName};
 constexpr CommandOption kImportOptions[] = {
     {.name = "--source",
      .help = "cubes of this data source; may be repeated",
@@ -88,7 +90,8 @@ constexpr Command kCommands[] = {
      &Empty<ImportResult>,
      kImport,
      &RenderImport},
-    {{"check", "tests the connection step by step, and says what to do if one fails", kCubeOptions},
+    {{"check", "tests the connection step by step, and says what to do if one fails",
+      kCheckOptions},
      &Empty<CheckResult>,
      kCheck,
      &RenderSteps},

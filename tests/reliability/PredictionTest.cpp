@@ -37,8 +37,8 @@ class Recording {
   const std::function<std::string(const std::string&)> m_answer;
   std::vector<Exchange> m_exchanges;
   Server m_server{[this](loopback::Connection& connection, const loopback::Request& request) {
-    const std::string& reply = m_exchanges.emplace_back(request.body, m_answer(request.body)).reply;
-    connection.Send(loopback::Answer(reply));
+    m_exchanges.push_back({request.body, m_answer(request.body)});
+    connection.Send(loopback::Answer(m_exchanges.back().reply));
   }};
 };
 

@@ -55,22 +55,22 @@ Answer With(const CubeScript& script) {
   };
 }
 
-constexpr int kExchangesOfEach = 4;  // member, levels, two times properties
+constexpr unsigned int kExchangesOfEach = 4;  // member, levels, two times properties
 
 TEST(ReadAheadLimits, RequestsAndConnectionsDoNotExceedTheNumber) {
   const CubeScript script = Equal(40);
   Server server(With(script));
   server.maxDelay = 4000;
   const Outcome one = Import(server.Url(), {}, {});
-  for (const int number : {2, 3, 5, 16}) {
+  for (const unsigned int number : {2U, 3U, 5U, 16U}) {
     server.TakeMostInProgress();
     const std::size_t before = server.Wire().Connections();
-    const Outcome many = Import(server.Url(), {}, {.requests = static_cast<unsigned int>(number)});
+    const Outcome many = Import(server.Url(), {}, {.requests = number});
     EXPECT_EQ(Difference(many, one), "");
-    EXPECT_EQ(server.TakeMostInProgress(), number);
-    EXPECT_EQ(server.Wire().Connections() - before, static_cast<std::size_t>(number));
+    EXPECT_EQ(server.TakeMostInProgress(), static_cast<int>(number));
+    EXPECT_EQ(server.Wire().Connections() - before, std::size_t{number});
     EXPECT_EQ(many.ahead.used, many.ahead.sent);
-    EXPECT_GT(many.ahead.used, 40u * kExchangesOfEach * (number - 1) / number * 9 / 10);
+    EXPECT_GT(many.ahead.used, 40U * kExchangesOfEach * (number - 1) / number * 9 / 10);
     EXPECT_LT(many.seconds, one.seconds);
   }
 }
