@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <set>
 
 #include "DiscoverService.h"
@@ -25,8 +28,8 @@ class SampleServer {
   explicit SampleServer(const SampleCube& cube) : m_cube(cube) {}
 
   Server& Wire() { return m_server; }
-  /// Only while no request is in progress.
   void SetMood(const std::string& mood, std::string body) {
+    const std::lock_guard lock(m_mutex);  // a request that was cancelled may still be in progress
     m_mood = sample::ParseMood(mood);
     m_body = std::move(body);
   }
@@ -35,15 +38,19 @@ class SampleServer {
   void Serve(loopback::Connection& connection, const loopback::Request& request) {
     const auto kind = *sample::KindFromName(m_cube.path + 1);
     const sample::HttpReply proper = sample::Answer(kind, request.body);
-    if (!m_mood || request.body != m_body) {
+    std::unique_lock lock(m_mutex);
+    const std::optional<sample::Mood> mood = request.body == m_body ? m_mood : std::nullopt;
+    lock.unlock();
+    if (!mood) {
       connection.Send(loopback::Answer(proper.body, proper.status, "Content-Type: text/xml\r\n"));
       return;
     }
-    sample::SendReply(connection, m_server.Wire().Stop(), sample::InMood(*m_mood, kind, proper));
+    sample::SendReply(connection, m_server.Wire().Stop(), sample::InMood(*mood, kind, proper));
   }
 
   const SampleCube& m_cube;
-  std::optional<sample::Mood> m_mood;
+  std::mutex m_mutex;
+  std::optional<sample::Mood> m_mood;  // guarded by m_mutex, like m_body
   std::string m_body;
   Server m_server{[this](loopback::Connection& connection, const loopback::Request& request) {
     Serve(connection, request);
@@ -142,9 +149,13 @@ TEST(ReadAheadEqual, EveryFaultModeAtEveryPosition) {
 }
 
 TEST(ReadAheadEqual, RandomMetadataWithRandomDelays) {
-  CubeScript script;
+  std::mutex mutex;
+  auto script = std::make_shared<const CubeScript>();  // guarded by mutex
   Server server([&](loopback::Connection& connection, const loopback::Request& request) {
-    const support::Reply reply = script(request);
+    std::unique_lock lock(mutex);
+    const auto current = script;
+    lock.unlock();
+    const support::Reply reply = (*current)(request);
     connection.Send(loopback::Answer(reply.body, reply.status, "Content-Type: text/xml\r\n"));
   });
   long complete = 0;
@@ -153,8 +164,10 @@ TEST(ReadAheadEqual, RandomMetadataWithRandomDelays) {
   std::uint64_t unused = 0;
   const unsigned int rounds = support::Effort(60U, 1500U);
   for (unsigned int seed = 0; seed < rounds; ++seed) {
-    RandomCube random(seed);
-    script = random.Make();
+    {
+      const std::lock_guard lock(mutex);
+      script = std::make_shared<const CubeScript>(RandomCube(seed).Make());
+    }
     const Cube cube{.target = kTargets[seed % std::size(kTargets)]};
     server.maxDelay = 0;
     const bool isLogged = seed % 7 == 0;

@@ -67,8 +67,10 @@ TEST(ReadAheadLimits, RequestsAndConnectionsDoNotExceedTheNumber) {
     const std::size_t before = server.Wire().Connections();
     const Outcome many = Import(server.Url(), {}, {.requests = number});
     EXPECT_EQ(Difference(many, one), "");
-    EXPECT_EQ(server.TakeMostInProgress(), static_cast<int>(number));
-    EXPECT_EQ(server.Wire().Connections() - before, std::size_t{number});
+    const int most = server.TakeMostInProgress();
+    EXPECT_LE(most, static_cast<int>(number));
+    EXPECT_GE(most, static_cast<int>(number + 1) / 2);
+    EXPECT_LE(server.Wire().Connections() - before, std::size_t{number});
     EXPECT_EQ(many.ahead.used, many.ahead.sent);
     EXPECT_GT(many.ahead.used, 40U * kExchangesOfEach * (number - 1) / number * 9 / 10);
     EXPECT_LT(many.seconds, one.seconds);
