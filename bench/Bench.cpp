@@ -237,6 +237,88 @@ void BusyJobs() {
   Jobs("the same as JSON", {}, 15, 2, 1.6, "json");
 }
 
+/// The sample provider in a process of its own, with the cube "Wide" of 175 hierarchies.
+class WideCube {
+ public:
+  explicit WideCube(int delayMilliseconds)
+      : m_provider("xmla-sample-provider",
+                   {"--wide-cube", "--latency", std::to_string(delayMilliseconds)}) {}
+
+  /// The arguments of a call that reads it with `jobs` requests at a time.
+  std::vector<std::string> Call(int jobs, std::size_t kind = 0) const {
+    static const char* const kPlaces[][2] = {{"NORTHQUAY", "Larkspur Retail"},
+                                             {"default", "$INFOCUBE"},
+                                             {"Provider=Kelvora;Data Source=localhost", "Ferries"}};
+    return {"--url",
+            m_provider.Lines().at(kind),
+            "--format",
+            "json",
+            "cube",
+            "--source",
+            kPlaces[kind][0],
+            "--catalog",
+            kPlaces[kind][1],
+            "--cube",
+            "Wide",
+            "--jobs",
+            std::to_string(jobs)};
+  }
+
+ private:
+  const BackgroundProgram m_provider;
+};
+
+/// Read-ahead within one cube; the baseline is one request at a time.
+void Ahead(const char* what, int delayMilliseconds, int rounds, int jobs, double target) {
+  const WideCube cube(delayMilliseconds);
+  const measure::Pairs pairs = measure::InPairs(
+      rounds, [&] { RunProgram("xmla-import", cube.Call(1)); },
+      [&] { RunProgram("xmla-import", cube.Call(jobs)); });
+  const double gain = 1 / pairs.ratio;
+  Print(what, Format("%.0f ms", pairs.baseline * 1e3), Format("%.0f ms", pairs.cost * 1e3),
+        Format("%.2f x", gain), Format(">= %.2f x", target), gain >= target);
+}
+
+/// Requests that were sent ahead and not used, in an import without errors.
+void UnusedAhead() {
+  static const char* const kNames[] = {"Analysis Services", "SAP BW", "Tamarind"};
+  const WideCube cube(1);
+  for (std::size_t kind = 0; kind < std::size(kNames); ++kind) {
+    std::vector<std::string> call = cube.Call(16, kind);
+    call.emplace_back("--verbose");
+    const std::string errors = ErrorOutputOf("xmla-import", call);
+    const std::size_t line = errors.find("read ahead: ");
+    if (line == std::string::npos) throw std::runtime_error("nothing was read ahead");
+    unsigned long sent = 0;
+    unsigned long used = 0;
+    unsigned long repeated = 0;
+    unsigned long unused = 0;
+    if (std::sscanf(errors.c_str() + line,
+                    "read ahead: %lu requests sent, %lu used, %lu failed and sent again, %lu not",
+                    &sent, &used, &repeated, &unused) != 4)
+      throw std::runtime_error("the line about read-ahead has another form");
+    Print((std::string("requests sent ahead, not used: ") + kNames[kind]).c_str(),
+          std::to_string(sent), std::to_string(used), std::to_string(unused),
+          kind == 0 ? "0" : "no target", kind != 0 || unused == 0);
+  }
+}
+
+void ReadAhead() {
+  Ahead("cube of 175 hierarchies, 50 ms, 16 jobs", 50, 1, 16, 10);
+  Ahead("the same, 4 jobs", 50, 1, 4, 3.5);
+  Ahead("the same, 5 ms, 4 jobs", 5, 3, 4, 3);
+  Ahead("the same, no delay, 2 jobs", 0, 15, 2, 0.95);
+  {
+    const WideCube cube(50);
+    const double one = PeakMemoryOf("xmla-import", cube.Call(1));
+    const double many = PeakMemoryOf("xmla-import", cube.Call(16));
+    Print("peak memory, 50 ms, 16 jobs", Format("%.1f MB", one / 1e6),
+          Format("%.1f MB", many / 1e6), Format("%.2f x", many / one), "<= 1.3 x",
+          many <= 1.3 * one);
+  }
+  UnusedAhead();
+}
+
 /// The tool's JSON output for one very large cube.
 void LargeCube() {
   constexpr std::size_t kMeasures = 250000;
@@ -299,6 +381,7 @@ constexpr struct {
     {"large", &LargeReply}, {"allocations", &Allocations}, {"small", &SmallReplies},
     {"growth", &Growth},    {"waiting", &WaitingJobs},     {"jobs", &BusyJobs},
     {"start", &Start},      {"cube", &LargeCube},          {"cubes", &ManyCubes},
+    {"ahead", &ReadAhead},
 };
 
 }  // namespace

@@ -159,9 +159,8 @@ std::vector<const Row*> Select(const std::vector<Row>& rows, const Restrictions&
   return selected;
 }
 
-std::vector<const Row*> SelectRows(Kind kind, const Rowset& rowset,
+std::vector<const Row*> SelectRows(Kind kind, const Metadata& metadata, const Rowset& rowset,
                                    const DiscoverRequest& request) {
-  const Metadata& metadata = MetadataOf(kind);
   Restrictions restrictions;
   for (const auto& [name, ignored] : request.restrictions) {
     std::vector<std::string> values = Restriction(request, name);
@@ -199,7 +198,9 @@ std::vector<const Row*> SelectRows(Kind kind, const Rowset& rowset,
 
 }  // namespace
 
-HttpReply Answer(Kind kind, std::string_view body) {
+HttpReply Answer(Kind kind, std::string_view body) { return Answer(kind, body, MetadataOf(kind)); }
+
+HttpReply Answer(Kind kind, std::string_view body, const Metadata& metadata) {
   DiscoverRequest request;
   try {
     request = ParseDiscover(body);
@@ -210,7 +211,7 @@ HttpReply Answer(Kind kind, std::string_view body) {
   if (!rowset) return Fault(kind, kNoRowset, request.type);
   try {
     const bool schema = Property(request, "Content") != "Data";
-    return RowsetReply(kind, *rowset, SelectRows(kind, *rowset, request), schema);
+    return RowsetReply(kind, *rowset, SelectRows(kind, metadata, *rowset, request), schema);
   } catch (const Refusal& refusal) {
     return Fault(kind, refusal.cause, refusal.name);
   }

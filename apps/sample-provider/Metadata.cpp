@@ -225,6 +225,40 @@ Metadata LoadMetadata(std::string_view json, Kind kind) {
   }
 }
 
+Metadata MetadataWithWideCube(Kind kind) {
+  constexpr int kDimensions = 25;
+  constexpr int kHierarchies = 7;
+  const auto numbered = [](const char* name, int number) {
+    return std::string(name) + ' ' + std::to_string(number);
+  };
+  Json file = Json::parse(EmbeddedData(kind));
+  Json dimensions = Json::array();
+  for (int i = 1; i <= kDimensions; ++i) {
+    Json hierarchies = Json::array();
+    for (int j = 1; j <= kHierarchies; ++j) {
+      const std::string name = numbered(numbered("Hierarchy", i).c_str(), j);
+      const std::string all = "[" + name + "].[All]";
+      Json levels = Json::array();
+      for (const char* const level : {"(All)", "Group", "Item"})
+        levels.push_back(Json{{"LEVEL_NAME", level},
+                              {"LEVEL_UNIQUE_NAME", "[" + name + "].[" + level + "]"},
+                              {"properties", {"Code", "Colour"}}});
+      levels[0]["members"] = {
+          Json{{"MEMBER_NAME", "All"}, {"MEMBER_UNIQUE_NAME", all}, {"MEMBER_TYPE", 2}}};
+      hierarchies.push_back(Json{{"HIERARCHY_NAME", name},
+                                 {"HIERARCHY_UNIQUE_NAME", "[" + name + "]"},
+                                 {"DEFAULT_MEMBER", all},
+                                 {"ALL_MEMBER", all},
+                                 {"levels", std::move(levels)}});
+    }
+    dimensions.push_back(Json{{"DIMENSION_NAME", numbered("Dimension", i)},
+                              {"hierarchies", std::move(hierarchies)}});
+  }
+  file["sources"][0]["catalogs"][0]["cubes"].push_back(Json{
+      {"CUBE_NAME", kWideCube}, {"dimensions", std::move(dimensions)}, {"measures", {"Sales"}}});
+  return Loader(file, kind).Load();
+}
+
 const Metadata& MetadataOf(Kind kind) {
   switch (kind) {
     case Kind::kAnalysisServices: {

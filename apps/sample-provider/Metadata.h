@@ -61,4 +61,8 @@ Metadata LoadMetadata(std::string_view json, Kind kind);
 /// The embedded metadata, parsed on the first call.
 const Metadata& MetadataOf(Kind kind);
 
+/// The same with one more cube in the first catalog, kWideCube: 25 dimensions with 7 hierarchies of
+/// 3 levels each, and 2 properties for each level. An import sends about 900 requests for it.
+Metadata MetadataWithWideCube(Kind kind);
+
 }  // namespace sample

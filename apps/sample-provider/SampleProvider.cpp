@@ -85,10 +85,16 @@ Options Checked(Options options) {
   return options;
 }
 
-/// Parses the metadata before the first request needs them.
-void LoadMetadata() {
+/// Parses the metadata before the first request needs them. Returns those with the wide cube, in
+/// the order of Kind.
+std::vector<Metadata> LoadMetadata(bool wideCube) {
   xmlInitParser();
-  for (const auto& [kind, name] : kKinds) MetadataOf(kind);
+  std::vector<Metadata> wide;
+  for (const auto& [kind, name] : kKinds) {
+    MetadataOf(kind);
+    if (wideCube) wide.push_back(MetadataWithWideCube(kind));
+  }
+  return wide;
 }
 
 }  // namespace
@@ -106,6 +112,7 @@ class Provider::Impl {
   explicit Impl(Options options)
       : m_options(Checked(std::move(options))),
         m_mood(ParseMood(m_options.mood)),
+        m_wide(LoadMetadata(m_options.wideCube)),
         m_server([this](loopback::Connection& connection,
                         const loopback::Request& request) { Serve(connection, request); },
                  {.port = m_options.port, .idle = kIdleConnection, .requestsKept = kRequestsKept}) {
@@ -164,8 +171,10 @@ class Provider::Impl {
     } catch (const std::runtime_error& error) {
       return Page(400, "400 Bad Request", EscapeXml(error.what()));
     }
+    const Metadata& metadata =
+        m_wide.empty() ? MetadataOf(*kind) : m_wide[static_cast<std::size_t>(*kind)];
     HttpReply reply = m_options.copies > 1 ? AnswerWithCopies(*kind, request.body, m_options.copies)
-                                           : Answer(*kind, request.body);
+                                           : Answer(*kind, request.body, metadata);
     if (mood) mood = m_memory.MoodOf(*mood, request.body);
     if (mood) return InMood(*mood, *kind, reply);
     const bool compress =
@@ -176,15 +185,13 @@ class Provider::Impl {
   const Options m_options;
   const std::optional<Mood> m_mood;
   MoodMemory m_memory;
+  const std::vector<Metadata> m_wide;  // by Kind; empty: the usual ones
   std::atomic<int> m_inProgress{0};
   std::atomic<int> m_maxInProgress{0};
   loopback::Server m_server;  // last: its threads use the others
 };
 
-Provider::Provider(Options options) {
-  LoadMetadata();
-  m_impl = std::make_unique<Impl>(std::move(options));
-}
+Provider::Provider(Options options) { m_impl = std::make_unique<Impl>(std::move(options)); }
 Provider::~Provider() = default;
 
 int Provider::Port() const { return m_impl->Server().Port(); }

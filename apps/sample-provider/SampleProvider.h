@@ -20,6 +20,9 @@ enum class Kind { kAnalysisServices, kSapBw, kTamarind };
 std::optional<Kind> KindFromName(std::string_view name);
 std::string_view NameOfKind(Kind kind);
 
+/// A cube with 175 hierarchies.
+inline constexpr const char* kWideCube = "Wide";
+
 struct Options {
   int port = 0;                          ///< 0: a free port
   std::chrono::milliseconds latency{0};  ///< delay before every reply
@@ -28,6 +31,8 @@ struct Options {
   std::string password;
   /// Lists every cube this many times under different names.
   int copies = 1;
+  /// Adds the cube kWideCube to the first catalog of each kind.
+  bool wideCube = false;
   /// A misbehaviour for every request, or "". A request can select its own with `?mood=` in the
   /// URL. The form is NAME[:NUMBER][@REQUEST_TYPE][/NTH]. With a request type, the mood applies
   /// only to requests of that type, and with /NTH only to the NTH of them. MoodHelp() lists the

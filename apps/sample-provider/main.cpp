@@ -48,6 +48,8 @@ int main(int argc, char** argv) {
   app.add_option("--latency", latency, "milliseconds to wait before every reply")
       ->check(CLI::Range(0, 3'600'000));
   app.add_flag("--compress", options.compress, "compress replies for clients that accept it");
+  app.add_flag("--wide-cube", options.wideCube,
+               "add a cube with 175 hierarchies, named Wide, to the first catalog");
   auto* user = app.add_option("--user", options.user, "require the credentials of this user");
   auto* file = app.add_option("--password-file", passwordFile,
                               "the user's password: the first line of this file");

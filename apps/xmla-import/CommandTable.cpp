@@ -12,11 +12,19 @@ namespace {
 constexpr CommandOption kTreeOptions[] = {
     {.name = "--source", .help = "only this data source", .value = &Arguments::sources},
 };
-constexpr CommandOption kCubeOptions[] = {
-    {.name = "--source", .help = "its data source", .value = &Arguments::sources},
-    {.name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs},
-    {.name = "--cube", .help = "its name", .value = &Arguments::cubes},
-};
+constexpr CommandOption kJobs = {.name = "--jobs",
+                                 .help = "number of requests at a time, 1 to 64",
+                                 .value = &Arguments::jobs,
+                                 .placeholder = "N",
+                                 .max = 64};
+constexpr CommandOption kCubeSource = {
+    .name = "--source", .help = "its data source", .value = &Arguments::sources};
+constexpr CommandOption kCubeCatalog = {
+    .name = "--catalog", .help = "its catalog", .value = &Arguments::catalogs};
+constexpr CommandOption kCubeName = {
+    .name = "--cube", .help = "its name", .value = &Arguments::cubes};
+constexpr CommandOption kCubeOptions[] = {kCubeSource, kCubeCatalog, kCubeName, kJobs};
+constexpr CommandOption kCheckOptions[] = {kCubeSource, kCubeCatalog, kCubeName};
 constexpr CommandOption kImportOptions[] = {
     {.name = "--source",
      .help = "cubes of this data source; may be repeated",
@@ -30,11 +38,7 @@ constexpr CommandOption kImportOptions[] = {
      .help = "cubes of this name; may be repeated",
      .value = &Arguments::cubes,
      .mayRepeat = true},
-    {.name = "--jobs",
-     .help = "number of cubes to read in parallel, 1 to 64",
-     .value = &Arguments::jobs,
-     .placeholder = "N",
-     .max = 64},
+    kJobs,
 };
 // Without the second file, the options of import.
 constexpr CommandOption kFailOn = {.name = "--fail-on",
@@ -117,7 +121,8 @@ constexpr Command kCommands[] = {
      &Empty<ImportResult>,
      kImport,
      &RenderImport},
-    {{"check", "tests the connection step by step, and says what to do if one fails", kCubeOptions},
+    {{"check", "tests the connection step by step, and says what to do if one fails",
+      kCheckOptions},
      &Empty<CheckResult>,
      kCheck,
      &RenderSteps},

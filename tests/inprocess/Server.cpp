@@ -22,20 +22,33 @@ void inprocess::SetServer(Server server) { TheServer() = std::move(server); }
 
 namespace {
 
+/// A request ends when it begins, so there is nothing to wait for.
+class InProcessGroup final : public HTTPConnectionGroup {
+ public:
+  void Wait(int) override {}
+  void Wake() noexcept override {}
+};
+
 class InProcessConnection final : public HTTPConnection {
  public:
   explicit InProcessConnection(HTTPReceiver& receiver) : m_receiver(receiver) {}
 
+  std::unique_ptr<HTTPConnection> Duplicate(HTTPConnectionGroup&,
+                                            HTTPReceiver& receiver) const override {
+    return std::make_unique<InProcessConnection>(receiver);
+  }
   void SetHeaderLines(const NarrowString&) override {}
-  HTTPFailure Send(const HTTPRequest& request) override {
+  void Begin(const HTTPRequest& request) override {
     const inprocess::Answer given = TheServer()(request.body.view());
     m_info = {};
     m_info.status = given.status;
     m_info.contentType = given.contentType;
     m_info.wireBytes = given.body.size();
     m_receiver.OnBody(given.body, 0, m_info.wireBytes);
-    return m_receiver.Failure();
   }
+  bool IsBusy() const noexcept override { return false; }
+  void Cancel() noexcept override {}
+  HTTPFailure Failure() const override { return m_receiver.Failure(); }
   HTTPRequestInfo Info() const override { return m_info; }
   String FailureReason() const override { return String(); }
 
@@ -49,8 +62,13 @@ class InProcessConnection final : public HTTPConnection {
 std::unique_ptr<HTTPConnection> HTTPConnection::Create(const NarrowString&, const NarrowString&,
                                                        const NarrowString&,
                                                        const HTTPClientOptions&,
+                                                       HTTPConnectionGroup&,
                                                        HTTPReceiver& receiver) {
   return std::make_unique<InProcessConnection>(receiver);
+}
+
+std::unique_ptr<HTTPConnectionGroup> HTTPConnectionGroup::Create(std::size_t) {
+  return std::make_unique<InProcessGroup>();
 }
 
 std::optional<std::int64_t> SecondsUntilHTTPDate(const std::string&) { return std::nullopt; }

@@ -145,6 +145,7 @@ const Case kCases[] = {
     {{"import"}, "import.txt", 3},
     {{"import", "--format", "json"}, "import.json", 3},
     {{"import", "--format", "json", "--jobs", "4"}, "import.json", 3},
+    {{"import", "--format", "json", "--jobs", "32"}, "import.json", 3},
 };
 
 /// The first line that differs.

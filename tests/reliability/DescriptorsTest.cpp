@@ -16,6 +16,7 @@
 #include "NetworkSupport.h"
 #include "ResolverSupport.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/VXExecutionState.h"
 #include "support/Certificate.h"
 #include "support/ChildProcess.h"
 #include "support/WireServer.h"

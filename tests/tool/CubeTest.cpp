@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "SampleProvider.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -331,6 +332,44 @@ TEST(Cube, SapBwKeepsTheRestIfTheVariablesFail) {
   EXPECT_EQ(outcome.status, 3);
   EXPECT_EQ(outcome.Document()["hierarchies"].size(), 1u);
   EXPECT_EQ(outcome.Document()["errors"].size(), 2u);
+}
+
+/// All kinds of the sample provider have a cube with 175 hierarchies on request.
+TEST(Cube, JobsReadAheadAndGiveTheSameDocument) {
+  sample::Options options;
+  options.wideCube = true;
+  sample::Provider provider(options);
+  struct {
+    sample::Kind kind;
+    const char* source;
+    const char* catalog;
+  } const kCubes[] = {
+      {sample::Kind::kAnalysisServices, "NORTHQUAY", "Larkspur Retail"},
+      {sample::Kind::kSapBw, "default", "$INFOCUBE"},
+      {sample::Kind::kTamarind, "Provider=Kelvora;Data Source=localhost", "Ferries"},
+  };
+  for (const auto& cube : kCubes) {
+    const auto read = [&](const char* jobs) {
+      return RunTool({"--url", provider.Url(cube.kind), "--format", "json", "--verbose", "cube",
+                      "--source", cube.source, "--catalog", cube.catalog, "--cube",
+                      sample::kWideCube, "--jobs", jobs});
+    };
+    const Outcome one = read("1");
+    EXPECT_EQ(one.status, 0) << cube.source << one.err;
+    EXPECT_EQ(one.Document()["hierarchies"].size(), 175u);
+    EXPECT_EQ(one.Document()["hierarchies"][174]["levels"].size(), 3u);
+    EXPECT_THAT(one.err, testing::Not(HasSubstr("read ahead")));
+    const std::size_t requests = provider.TakeRequests().size();
+    EXPECT_GT(requests, 700u);
+    const Outcome many = read("7");
+    EXPECT_EQ(many.status, 0) << many.err;
+    EXPECT_EQ(many.out, one.out);
+    EXPECT_THAT(many.err, HasSubstr(" used, 0 failed and sent again, 0 not used\n"));
+    EXPECT_THAT(many.err, HasSubstr("on the wire), read ahead, first byte after"));
+    EXPECT_EQ(provider.TakeRequests().size(), requests);
+    EXPECT_LE(provider.MaxRequestsInProgress(), 7);
+    EXPECT_GT(provider.MaxRequestsInProgress(), 2);
+  }
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "SampleProvider.h"
 #include "support/ResidentMemory.h"
 #include "support/Sanitized.h"
 #include "support/TempDir.h"
@@ -26,6 +27,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::Not;
 
 /// "source/catalog/cube" of every imported cube.
@@ -67,6 +69,27 @@ TEST(Import, ReadsEveryCubeInTheProvidersOrderWithAnyJobs) {
   EXPECT_EQ(
       former["provider"],
       Json({{"name", "Test Server"}, {"version", "9.0.1"}, {"target", "analysis-services-2005"}}));
+}
+
+/// With fewer cubes than jobs, the rest of the requests is sent ahead. The number stays the limit.
+TEST(Import, JobsThatHaveNoCubeReadAhead) {
+  sample::Options options;
+  options.latency = std::chrono::milliseconds(2);
+  options.wideCube = true;
+  const sample::Provider provider(options);
+  const auto read = [&](const char* jobs) {
+    return RunTool({"--url", provider.Url(sample::Kind::kAnalysisServices), "--format", "json",
+                    "--verbose", "import", "--catalog", "Larkspur Retail", "--jobs", jobs});
+  };
+  const Outcome one = read("1");
+  EXPECT_EQ(provider.MaxRequestsInProgress(), 1);
+  const Outcome many = read("8");
+  EXPECT_EQ(many.status, one.status) << many.err;
+  EXPECT_EQ(many.out, one.out);
+  // The provider counts a request until its reply is sent, when the client may have sent the next.
+  EXPECT_GE(provider.MaxRequestsInProgress(), 5);
+  EXPECT_LE(provider.MaxRequestsInProgress(), 2 * 8);
+  EXPECT_THAT(many.err, HasSubstr("read ahead: "));
 }
 
 TEST(Import, EachCubeHasTheKeysOfACubeDocument) {

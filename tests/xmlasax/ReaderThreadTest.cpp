@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "AgentProbe.h"
+#include "Utility/Generic/VXExecutionState.h"
 
 namespace {
 

@@ -32,7 +32,10 @@ constexpr HelpText kCommands[] = {
      "variables.\n"
      "\n"
      "Each of --source, --catalog and --cube may be omitted if there is only one choice. Names are "
-     "case-sensitive.",
+     "case-sensitive.\n"
+     "\n"
+     "--jobs N shortens the time over a slow connection: requests that will be needed are sent "
+     "ahead, up to N at a time. The server then works on N requests at the same time.",
      "xmla-import --sample sap-bw cube --catalog ZVSALES --cube ZVSALES/ZVSALES_Q001\n"
      "xmla-import --url https://server/xmla cube --catalog Sales --cube Budget -o budget.txt\n",
      kSeeEnvironment},
@@ -42,7 +45,10 @@ constexpr HelpText kCommands[] = {
      "A cube matches if its data source is one of --source, its catalog one of --catalog, and its "
      "name one of --cube. An absent filter matches everything. Each may be repeated. Names are "
      "case-sensitive. A name that does not exist is an error (status 3), and the other cubes are "
-     "imported.",
+     "imported.\n"
+     "\n"
+     "--jobs N sends up to N requests at a time: reads several cubes in parallel and, if there are "
+     "fewer cubes than N, sends requests ahead that will be needed.",
      "xmla-import --sample tamarind import --jobs 4 -o cubes.txt\n"
      "xmla-import --url https://server/xmla import --catalog Sales --catalog Stock --cube "
      "Budget\n",

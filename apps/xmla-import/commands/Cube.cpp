@@ -7,6 +7,7 @@
 #include "commands/Choices.h"
 #include "commands/Commands.h"
 #include "commands/CubeReading.h"
+#include "commands/RequestBudget.h"
 
 namespace {
 
@@ -82,6 +83,8 @@ ExitStatus RunCube(Session& session, const Arguments& arguments, CubeResult& res
                   FirstOf(arguments.cubes)};
   StoreChoices(choices, result);
   if (!session.Identify(result.messages)) return ExitStatus::kFailed;
+  const ImportSettings settings = SettingsForRequests(arguments.jobs, 1);
+  const ImportSettings::Scope scope(settings);
   const auto import = session.Import(result.messages);
   if (!import) return ExitStatus::kFailed;
   const bool areGiven = choices.catalog && choices.cube;

@@ -17,6 +17,7 @@
 #include "commands/Commands.h"
 #include "commands/CubeOrder.h"
 #include "commands/CubeReading.h"
+#include "commands/RequestBudget.h"
 #include "commands/Sorting.h"
 
 namespace {
@@ -154,7 +155,8 @@ void AddError(Messages& messages, const std::exception& error) noexcept {
   }
 }
 
-/// Reads the planned cubes on `jobs` threads. Each cube uses its own import object.
+/// Reads the planned cubes with `jobs` requests at a time: on up to so many threads, each with its
+/// own import object, and with read-ahead if there are fewer cubes than that.
 class Reading {
  public:
   Reading(Session& session, const std::vector<Choice>& cubes, const Arguments& arguments,
@@ -164,6 +166,7 @@ class Reading {
         m_jobs(std::min(static_cast<std::size_t>(arguments.jobs), cubes.size())),
         m_isSorted(arguments.sort),
         m_receiver(receiver),
+        m_settings(SettingsForRequests(jobs, m_jobs)),
         m_order(
             cubes.size(), kReadAhead * m_jobs, [this](const CubeResult& cube) { Take(cube); },
             [this] { Stop(); }) {}
@@ -175,6 +178,7 @@ class Reading {
       for (std::size_t i = 1; i < m_jobs; ++i) others.emplace_back([this] { Work(); });
     } catch (const std::system_error&) {
       // Thread limit reached. Continue with the threads that were started.
+      for (std::size_t i = others.size() + 1; i < m_jobs; ++i) LeaveRequestsToOthers();
     }
     Work();
     others.clear();  // waits for them
@@ -203,6 +207,11 @@ class Reading {
     for (std::size_t i = m_next++; i < m_cubes.size() && !m_isUnreachable && m_order.AwaitTurn(i);
          i = m_next++)
       m_order.Put(i, Read(i));
+    LeaveRequestsToOthers();
+  }
+
+  void LeaveRequestsToOthers() {
+    if (m_settings.http.requestBudget) m_settings.http.requestBudget->EndImport();
   }
 
   /// Null if memory is exhausted.
@@ -245,9 +254,9 @@ class Reading {
   const std::size_t m_jobs;
   const bool m_isSorted;
   ResultReceiver& m_receiver;
+  const ImportSettings m_settings;
   CubeOrder m_order;
   VXExecutionState* const m_state = VXExecutionState::Current();
-  const ImportSettings& m_settings = ImportSettings::Current();
   std::atomic<std::size_t> m_next{0};
   std::atomic<bool> m_isUnreachable{false};
   // Changed only by Take, which runs on one thread at a time.

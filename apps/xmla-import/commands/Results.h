@@ -72,8 +72,8 @@ struct CheckStep {
 
 /// Name of a status in the output.
 inline const char* StatusName(CheckStep::Status status) {
-  constexpr const char* kNames[] = {"ok", "warning", "failed", "skipped"};
-  return kNames[static_cast<int>(status)];
+  constexpr const char* kStatusNames[] = {"ok", "warning", "failed", "skipped"};
+  return kStatusNames[static_cast<int>(status)];
 }
 
 /// Without the steps, which the ResultReceiver gets one by one.

@@ -78,6 +78,7 @@ class OperationObserver : public HTTPExchangeObserver {
   }
   void OnRetry(const HTTPRetry& retry) override { m_next.OnRetry(retry); }
   void OnExchange(const HTTPExchangeInfo& info) override;
+  void OnReadAhead(const HTTPReadAheadInfo& info) override { m_next.OnReadAhead(info); }
 
  private:
   RequestObserver& m_next;

@@ -41,9 +41,10 @@ std::string ExchangeLine(const HTTPExchangeInfo& info) {
   text += fmt::format("{} from {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
                       Utf8(Shortened(info.subject)), Utf8(info.url), info.status,
                       info.request.size(), info.replyBytes, info.wireBytes);
-  text += info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
-          : info.status > 0       ? std::string("connection reused")
-                                  : std::string("not connected");
+  text += info.wasReadAhead         ? std::string("read ahead")
+          : info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
+          : info.status > 0         ? std::string("connection reused")
+                                    : std::string("not connected");
   text += ", first byte after " + milliseconds(info.firstByteSeconds) + ", done after " +
           milliseconds(info.totalSeconds);
   if (!info.ok) text += ": " + Utf8(info.error);
@@ -54,6 +55,12 @@ std::string RetryLine(const HTTPRetry& retry) {
   return Line(fmt::format("retry {} of {} in {:.1f} s of {}: {}", retry.number, retry.maxRetries,
                           retry.waitSeconds, Utf8(Shortened(retry.subject)),
                           Utf8(Shortened(retry.error))));
+}
+
+std::string ReadAheadLine(const HTTPReadAheadInfo& info) {
+  return Line(
+      fmt::format("read ahead: {} requests sent, {} used, {} failed and sent again, {} not used",
+                  info.sent, info.used, info.repeated, info.unused));
 }
 
 std::string FailureLine(const String& subject, const String& error) {

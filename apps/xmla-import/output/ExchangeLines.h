@@ -13,5 +13,7 @@ std::string SizeText(std::uint64_t bytes);
 std::string ExchangeLine(const HTTPExchangeInfo& info);
 /// A request that failed and is repeated, as a line with the time of day.
 std::string RetryLine(const HTTPRetry& retry);
+/// What an operation has read ahead, as a line with the time of day.
+std::string ReadAheadLine(const HTTPReadAheadInfo& info);
 /// A request that failed after its exchange, as a line with the time of day.
 std::string FailureLine(const String& subject, const String& error);

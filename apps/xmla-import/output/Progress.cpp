@@ -155,6 +155,16 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   Show(false);
 }
 
+void Progress::OnReadAhead(const HTTPReadAheadInfo& info) {
+  if (m_form != Form::kExchanges) return;
+  const std::lock_guard lock(m_mutex);
+  try {
+    WriteToStandardError(ReadAheadLine(info));
+  } catch (const std::bad_alloc&) {
+    // Out of memory: skip the line.
+  }
+}
+
 void Progress::OnFailure(const String& subject, const String& error) {
   if (m_form != Form::kExchanges) return;
   const std::lock_guard lock(m_mutex);

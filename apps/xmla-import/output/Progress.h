@@ -35,6 +35,7 @@ class Progress : public RequestObserver {
   void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override;
   void OnRetry(const HTTPRetry& retry) override;
   void OnExchange(const HTTPExchangeInfo& info) override;
+  void OnReadAhead(const HTTPReadAheadInfo& info) override;
   void OnFailure(const String& subject, const String& error) override;
 
   /// True after a password was sent in clear text over the network.

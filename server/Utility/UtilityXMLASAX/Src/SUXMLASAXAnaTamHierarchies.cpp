@@ -1,5 +1,6 @@
 #include <map>
 
+#include "SUXMLASAXHierarchyRules.h"
 #include "SUXMLASAXLevelImport.h"
 #include "SUXMLASAXNames.h"
 #include "SUXMLASAXProviderRules.h"
@@ -8,29 +9,17 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
-#include "Utility/Generic/MessageNumbers.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
 
 // Import of the hierarchies of a cube.
 
 namespace {
 
-using BaseStringUtil::IsCaseInsensitiveMatch;
-
 struct LessIgnoringCase {
   bool operator()(const String& a, const String& b) const {
     return BaseStringUtil::CaseInsensitiveCompare(a, b) < 0;
   }
 };
-
-/// The number of the warning for a skipped hierarchy, or 0 if it is imported.
-int SkipReason(const XmlAHierarchy& row, const ProviderRules& rules) {
-  if (!row.NotMeasure() && rules.skipsMeasuresHierarchy) return kMessageMeasuresHierarchy;
-  if (rules.skipsUnknownStructure &&
-      row.GetHierarchyType() == OTXMLAHierarchy::kHierarchyTypeUnknown)
-    return kMessageUnknownStructure;
-  return row.Virtual() ? kMessageVirtualHierarchy : 0;
-}
 
 /// Imports hierarchy rows of one cube.
 class HierarchyImport {
@@ -91,8 +80,7 @@ class HierarchyImport {
   /// Sets the type of the default member. If the look-up fails, adds a warning, and the type stays
   /// unknown. Throws if the operation must end.
   void SetMemberType(OTXMLAHierarchy& hierarchy, const XmlAHierarchy& row, Warnings& warnings) {
-    if (m_rules.allMemberNeedsNoLookup &&
-        IsCaseInsensitiveMatch(row.GetDefaultMember(), row.GetAllMember())) {
+    if (!NeedsMemberLookup(row, m_rules)) {
       hierarchy.m_memberType = OTXMLAHierarchy::kMemberTypeAll;
       return;
     }

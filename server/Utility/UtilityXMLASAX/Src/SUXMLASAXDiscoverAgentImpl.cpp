@@ -1,9 +1,12 @@
 #include <exception>
+#include <memory>
 #include <utility>
 
 #include "SUXMLASAXConfiguration.h"
 #include "SUXMLASAXImportLog.h"
+#include "SUXMLASAXPrediction.h"
 #include "SUXMLASAXProviderRules.h"
+#include "SUXMLASAXReplyReader.h"
 #include "SUXMLASAXRequests.h"
 #include "SUXMLASAXStop.h"
 #include "Utility/Generic/ImportSettings.h"
@@ -33,14 +36,15 @@ XmlADiscoverAgentImpl::XmlADiscoverAgentImpl(String url, String user, String pas
   m_HttpClient =
       std::make_unique<HTTPClientWrapper>(m_Url, m_User, m_Pwd, g_kTimeoutDefault, nullptr);
   m_SoapMessage = std::make_unique<XmlASoapRequest>();
-  m_XmlReaderDriver =
-      SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(SAX2XmlReadDriverFactory::kThreadedReader);
+  m_ReplyReader = std::make_unique<ReplyReader>();
   if (SystemUtility::hasEnv(OT_XMLA_IMPORT_FROM_TAMARIND)) m_TargetType = ServerInfo::kTamarind7;
   const bool isLogWanted = SystemUtility::hasEnv(OT_XMLA_IMPORT_LOGGING_NAME) ||
                            !ImportSettings::Current().logDirectory.empty();
-  if (!isLogWanted || !log) return;
-  m_LogFile = ImportLog::Open(UrlForLog(), m_User, m_TargetType);
-  m_Log = true;
+  if (isLogWanted && log) {
+    m_LogFile = ImportLog::Open(UrlForLog(), m_User, m_TargetType);
+    m_Log = true;
+  }
+  m_HttpClient->SetPrediction(std::make_shared<RequestPrediction>(m_TargetType, m_CLIType, m_Log));
 }
 
 XmlADiscoverAgentImpl::~XmlADiscoverAgentImpl() {

@@ -1,11 +1,8 @@
 #include "SUXMLASAXNameCache.h"
 #include "SUXMLASAXProviderRules.h"
+#include "SUXMLASAXReadRows.h"
 #include "Utility/Generic/BaseStringUtil.h"
-#include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HostConstants.h"
-#include "Utility/Generic/ImportOperation.h"
-#include "Utility/Generic/ImportSettings.h"
-#include "Utility/XMLASAX/XmlACubeVariableUtility.h"
 #include "Utility/XMLASAX/XmlADiscoverAgentImpl.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
 
@@ -14,34 +11,6 @@
 namespace {
 
 using BaseStringUtil::IsCaseInsensitiveMatch;
-
-/// Counts the rows of one reply.
-class RowCount {
- public:
-  /// Throws ErrorMessage if the reply or the operation has too many rows.
-  void Add() {
-    if (m_operation) m_operation->CountRow();
-    if (m_max == 0 || m_rows++ < m_max) return;
-    SUGThrow(ErrorMessage(L"The reply has more than " + BaseStringUtil::StringFrom(m_max) +
-                          L" rows (limit maxRowsPerReply); choose a smaller part of the server's "
-                          L"metadata, or raise the limit"),
-             L"SUXMLASAXRowsetReaders.cpp", __LINE__);
-  }
-
- private:
-  ImportOperation* const m_operation = ImportOperation::Current();
-  const std::uint64_t m_max = ImportSettings::Current().limits.maxRowsPerReply;
-  std::uint64_t m_rows = 0;
-};
-
-template <class Row>
-auto FindColumn(const Row& row, const String& name) {
-  return row.FindColumn(name);
-}
-
-auto FindColumn(const XmlACubeVariable&, const String& name) {
-  return XmlACubeVariableUtility::FindColumn(name);
-}
 
 }  // namespace
 
@@ -98,33 +67,10 @@ void XmlADiscoverAgentImpl::ReadCubes(std::vector<OTCube>& cubes) {
   });
 }
 
-// Rows: sets the columns of the current row object. The row element comes after its columns and
-// completes the row object.
-
 template <class Row, class Make>
 void XmlADiscoverAgentImpl::ReadRows(std::vector<RefCnt<Row>>& rows, Make make) {
-  RefCnt<Row> row = make();
-  using Setter = decltype(FindColumn(*row, String()));
-  struct Meaning {
-    bool endsRow;
-    Setter set;  // null: a schema element or an unknown column
-  };
-  NameCache<Meaning> meanings;
-  const auto resolve = [&](const String& name) {
-    if (IsCaseInsensitiveMatch(name, L"Row")) return Meaning{true, nullptr};
-    return Meaning{false, IsSchemaElement(name) ? Setter() : FindColumn(*row, name)};
-  };
-  RowCount count;
-  while (const RefCnt<SAX2XmlElement> element = NextElement()) {
-    const Meaning& meaning = meanings.Find(element->GetLocalName(), resolve);
-    if (meaning.endsRow) {
-      count.Add();
-      rows.push_back(std::move(row));
-      row = make();
-    } else if (meaning.set) {
-      meaning.set(*row, element->GetValue());
-    }
-  }
+  ::ReadRows(
+      rows, [this] { return NextElement(); }, make);
 }
 
 void XmlADiscoverAgentImpl::ReadDimensions(std::vector<RefCnt<XmlADimension>>& dimensions) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "Utility/Generic/HTTPReadAhead.h"
 #include "Utility/Generic/Heap.h"
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
@@ -104,6 +105,11 @@ struct HTTPClientOptions {
   /// Fill in HTTPExchangeInfo::connection, which costs time.
   bool wantsConnectionDetails = false;
 
+  /// Reads ahead: requests that an import operation will need are sent before it asks for them,
+  /// over additional connections. Only the time changes. Null: one request at a time. See
+  /// HTTPReadAhead.h and docs/read-ahead.md.
+  std::shared_ptr<HTTPRequestBudget> requestBudget;
+
   /// What to do if the service requires a log-in and no user is given. Part of the error text.
   /// Empty: give a user name and a password.
   String missingUserAdvice;
@@ -159,7 +165,9 @@ struct HTTPConnectionDetails {
   String contentEncoding;
 };
 
-/// Data of one finished exchange. With retries, sizes and times are those of the last request.
+/// Data of one finished exchange. With retries, sizes and times are those of the last request. If
+/// the reply was read ahead, firstByteSeconds and totalSeconds are the time for which the import
+/// waited for it, and connectSeconds is 0.
 struct HTTPExchangeInfo {
   String url;                    ///< without credentials
   String subject;                ///< see SetRequestSubject
@@ -183,6 +191,7 @@ struct HTTPExchangeInfo {
   HTTPStep failedStep = HTTPStep::kNone;
   HTTPSetting setting = HTTPSetting::kNone;  ///< kNone if ok
   std::uint32_t retries = 0;                 ///< how often the request was repeated
+  bool wasReadAhead = false;                 ///< see HTTPClientOptions::requestBudget
   HTTPConnectionDetails connection;          ///< see HTTPClientOptions::wantsConnectionDetails
 };
 
@@ -224,11 +233,14 @@ class HTTPExchangeObserver {
   /// Called before the wait for a retry.
   virtual void OnRetry(const HTTPRetry&) {}
   virtual void OnExchange(const HTTPExchangeInfo& info) = 0;
+  /// Called at the end of an operation that has read ahead.
+  virtual void OnReadAhead(const HTTPReadAheadInfo&) {}
 };
 
 /// HTTP client for one service. Posts request bodies over one kept-alive connection, by http or
-/// https only. Offers compression, but rejects a reply that is compressed more than once. A
-/// redirect is an error that names the target. Use from one thread at a time.
+/// https only. Reads ahead over additional ones (HTTPClientOptions::requestBudget). Offers
+/// compression, but rejects a reply that is compressed more than once. A redirect is an error that
+/// names the target. Use from one thread at a time.
 ///
 /// Authentication: uses only the strongest scheme that the server offers and the options allow.
 /// After the password was used with a scheme, it is never sent with a weaker one by this client,
@@ -240,7 +252,8 @@ class HTTPExchangeObserver {
 /// thread goes on until the Kerberos library gives up (80 seconds by default), and these libraries
 /// stay loaded until the process ends. Only a SOCKS proxy's Kerberos log-in cannot be interrupted.
 ///
-/// Cookies: kept as long as the client lives, and sent only to the host of the service.
+/// Cookies: kept as long as the client lives, and sent only to the host of the service. All
+/// connections of the client share them.
 ///
 /// Descriptors: close-on-exec. Descriptors that libcurl creates internally are marked right after
 /// their creation. One exception: while a host name is resolved, libcurl uses a pair of local
@@ -279,6 +292,8 @@ class XMLAHOST_API HTTPClientWrapper {
   /// Sets the header lines of the following requests. Each ends with a line feed. Replaces earlier
   /// ones.
   void SetRequestHeader(const String& lines);
+  /// What is read ahead, if the options allow it. Call before the first request.
+  void SetPrediction(std::shared_ptr<const HTTPPrediction> prediction);
   /// Describes the next request for the exchange observer, for example `MDSCHEMA_LEVELS of catalog
   /// "C", cube "Q", hierarchy "[Time]"`.
   void SetRequestSubject(const String& subject);

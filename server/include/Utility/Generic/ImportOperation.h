@@ -2,7 +2,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
@@ -41,6 +44,8 @@ class XMLAHOST_API ImportOperation {
   }
   /// The error text after the deadline has passed.
   String DeadlineText() const;
+  /// Calls `work` at the end of the operation, on its thread. `work` must not throw.
+  void AtEnd(std::function<void()> work) { m_atEnd.push_back(std::move(work)); }
 
  private:
   [[noreturn]] void End(const String& reason);
@@ -55,4 +60,5 @@ class XMLAHOST_API ImportOperation {
   std::uint64_t m_replyBytes = 0;
   bool m_isOver = false;
   std::optional<std::chrono::steady_clock::time_point> m_deadline;
+  std::vector<std::function<void()>> m_atEnd;
 };

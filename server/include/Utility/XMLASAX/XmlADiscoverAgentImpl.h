@@ -6,16 +6,15 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/VXDateTime.h"
-#include "Utility/Generic/VXThread.h"
 #include "Utility/XMLASAX/XmlADiscoverAgent.h"
 #include "Utility/XMLASAX/XmlASoapRequest.h"
 
-class SoapFault;
+class ReplyReader;
 struct DiscoverRequest;
 struct ProviderRules;
 
-/// The discover agent over HTTP. Owns an HTTP client, a request builder, a SAX2 driver, at most one
-/// parser thread, and the log file if there is an import log.
+/// The discover agent over HTTP. Owns an HTTP client, a request builder, a reply reader with at
+/// most one parser thread, and the log file if there is an import log.
 class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
  public:
   XmlADiscoverAgentImpl(String url, String user, String password, ServerInfo::TargetType target,
@@ -105,10 +104,6 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   void Fill(List& list, const DiscoverRequest& request, Read read);
   void Exchange(const DiscoverRequest& request, const std::function<void()>& consume);
   String Post(const NarrowString& request, const String& subject, NarrowString& reply);
-  void ReadReply(NarrowString reply, const String& httpError, const std::function<void()>& consume);
-  template <class Text>
-  void StartReader(const Text& text, bool (SAX2XmlReadDriver::*parse)(Text, String&));
-
   RefCnt<SAX2XmlElement> NextElement();
   template <class Add>
   void ReadColumn(const wchar_t* column, Add add);
@@ -120,10 +115,7 @@ class XmlADiscoverAgentImpl : public XmlADiscoverAgent, public RefCountable {
   String m_Pwd;  // never logged
   Heap<HTTPClientWrapper> m_HttpClient;
   Heap<XmlASoapRequest> m_SoapMessage;
-  Heap<SAX2XmlReadDriver> m_XmlReaderDriver;
-  RefCnt<VXThread> m_Reader;
-  String m_SoapParseErrorString;  // set by the parser thread before the element with HasError
-  SoapFault* m_Fault = nullptr;   // of the current reply
+  Heap<ReplyReader> m_ReplyReader;
   ServerInfo::TargetType m_TargetType;
   ServerInfo::CLIType m_CLIType;
   bool m_Log = false;

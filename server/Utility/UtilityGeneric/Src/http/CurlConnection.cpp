@@ -12,6 +12,7 @@
 #include <new>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Cancellation.h"
@@ -35,9 +36,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Longest wait between two checks for cancellation. A signal handler can request cancellation, but
-/// cannot wake this thread.
-constexpr int kPollMilliseconds = 40;
 constexpr long kMaxLogInRounds = 6;
 constexpr std::int64_t kSecondsPerDay = 86400;
 
@@ -199,18 +197,60 @@ long Milliseconds(std::uint32_t seconds) {
                                                      : static_cast<long>(milliseconds);
 }
 
+class CurlConnection;
+
+class CurlGroup final : public HTTPConnectionGroup {
+ public:
+  explicit CurlGroup(std::size_t connections);
+  ~CurlGroup() override;
+  CurlGroup(const CurlGroup&) = delete;
+  CurlGroup& operator=(const CurlGroup&) = delete;
+
+  void Wait(int milliseconds) override;
+  void Wake() noexcept override { curl_multi_wakeup(m_multi); }
+
+  /// Call once for each new handle.
+  void Introduce(CURL* easy);
+  /// Starts its request, which may end at once.
+  void Begin(CurlConnection& connection);
+  /// Removes it. Closes its network connection if a request is in progress.
+  void Remove(CurlConnection& connection) noexcept;
+
+ private:
+  void Perform();
+  void MarkResolverSockets();
+
+  const CurlLibrary m_library;
+  CURLM* m_multi;
+  std::vector<CurlConnection*> m_busy;
+};
+
 class CurlConnection final : public HTTPConnection {
  public:
   CurlConnection(const NarrowString& url, const NarrowString& user, const NarrowString& password,
-                 const HTTPClientOptions& options, HTTPReceiver& receiver);
+                 const HTTPClientOptions& options, CurlGroup& group, HTTPReceiver& receiver);
+  CurlConnection(const CurlConnection& other, CurlGroup& group, HTTPReceiver& receiver);
   ~CurlConnection() override { Release(); }
   CurlConnection(const CurlConnection&) = delete;
   CurlConnection& operator=(const CurlConnection&) = delete;
 
   void SetHeaderLines(const NarrowString& lines) override;
-  HTTPFailure Send(const HTTPRequest& request) override;
+  std::unique_ptr<HTTPConnection> Duplicate(HTTPConnectionGroup& group,
+                                            HTTPReceiver& receiver) const override;
+  void Begin(const HTTPRequest& request) override;
+  bool IsBusy() const noexcept override { return m_isBusy; }
+  void Cancel() noexcept override;
+  HTTPFailure Failure() const override { return FailureOf(m_code); }
   HTTPRequestInfo Info() const override;
   String FailureReason() const override;
+
+  // For CurlGroup:
+  CURL* Handle() const noexcept { return m_easy; }
+  bool MayUseTLS() const noexcept { return m_isHTTPS || m_proxy.IsGiven(); }
+  /// Ends the request if it was cancelled or has timed out.
+  void Check();
+  void End(CURLcode code) noexcept;
+  void EndWith(CURLcode result) noexcept;
 
  private:
   static std::size_t OnHeader(char* bytes, std::size_t size, std::size_t count,
@@ -247,9 +287,7 @@ class CurlConnection final : public HTTPConnection {
   void BeginStep(HTTPStep step) noexcept;
   void BeginConnecting() noexcept;
   bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme);
-  CURLcode Wait();
-  void MarkResolverSockets();
-  bool MayUseTLS() const { return m_isHTTPS || m_proxy.IsGiven(); }
+  void ReferToThis();
   bool IsIdle(std::uint32_t limitSeconds) const;
   bool UsesProxy() const;
   HTTPStep Reached(bool usesProxy) const;
@@ -266,12 +304,13 @@ class CurlConnection final : public HTTPConnection {
   const bool m_wantsDetails;
   const std::string m_host;  // of the service
   const ProxyPeer m_proxy;
-  HTTPClientCertificate m_certificate;
+  const std::shared_ptr<HTTPClientCertificate> m_certificate;  // libcurl does not copy it
+  CurlGroup& m_group;
   HTTPReceiver& m_receiver;
   CURL* m_easy = nullptr;
-  CURLM* m_multi = nullptr;
   HeaderList m_headers;
   HTTPConnectionNotes m_notes;
+  bool m_isBusy = false;
   CURLcode m_code = CURLE_OK;
   char m_reason[CURL_ERROR_SIZE] = {};
   bool m_wasSent = false;             // the request was handed to libcurl
@@ -284,7 +323,7 @@ class CurlConnection final : public HTTPConnection {
 
 CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user,
                                const NarrowString& password, const HTTPClientOptions& options,
-                               HTTPReceiver& receiver)
+                               CurlGroup& group, HTTPReceiver& receiver)
     : m_timeoutSeconds(*options.timeoutSeconds),
       m_connectTimeoutSeconds(*options.connectTimeoutSeconds),
       m_isHTTPS(HTTPUrl::IsHTTPS(BaseStringUtil::FromUTF8(url))),
@@ -292,38 +331,72 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
       m_wantsDetails(options.wantsConnectionDetails),
       m_host(HostAndPort(url).host),
       m_proxy(PeerOf(*options.proxy)),
-      m_certificate(options),
+      m_certificate(std::make_shared<HTTPClientCertificate>(options)),
+      m_group(group),
       m_receiver(receiver) {
   try {
     m_easy = curl_easy_init();
-    m_multi = curl_multi_init();
-    if (!m_easy || !m_multi) throw std::bad_alloc();
-    CloseOnExec::MarkPairBySignal([this] { curl_multi_wakeup(m_multi); });
+    if (!m_easy) throw std::bad_alloc();
     Configure(url, user, password, options);
     SetHeaderLines(NarrowString());
-    // A multi handle gets CURLOPT_NOSIGNAL from the easy handles that were added to it. If none was
-    // added, its cleanup changes the SIGPIPE action of the process for a moment.
-    if (curl_multi_add_handle(m_multi, m_easy) != CURLM_OK ||
-        curl_multi_remove_handle(m_multi, m_easy) != CURLM_OK)
-      throw std::bad_alloc();
+    m_group.Introduce(m_easy);
   } catch (...) {
     Release();
     throw;
   }
 }
 
+CurlConnection::CurlConnection(const CurlConnection& other, CurlGroup& group,
+                               HTTPReceiver& receiver)
+    : m_timeoutSeconds(other.m_timeoutSeconds),
+      m_connectTimeoutSeconds(other.m_connectTimeoutSeconds),
+      m_isHTTPS(other.m_isHTTPS),
+      m_hasToken(other.m_hasToken),
+      m_wantsDetails(other.m_wantsDetails),
+      m_host(other.m_host),
+      m_proxy(other.m_proxy),
+      m_certificate(other.m_certificate),
+      m_group(group),
+      m_receiver(receiver) {
+  try {
+    m_easy = curl_easy_duphandle(other.m_easy);
+    if (!m_easy) throw std::bad_alloc();
+    ReferToThis();
+    SetHeaderLines(NarrowString());
+    m_group.Introduce(m_easy);
+  } catch (...) {
+    Release();
+    throw;
+  }
+}
+
+std::unique_ptr<HTTPConnection> CurlConnection::Duplicate(HTTPConnectionGroup& group,
+                                                          HTTPReceiver& receiver) const {
+  // Create makes all groups.
+  return std::make_unique<CurlConnection>(*this, static_cast<CurlGroup&>(group), receiver);
+}
+
 void CurlConnection::Release() noexcept {
-  std::optional<SignalBlock> noPipeSignal;  // closing a TLS connection sends data
-  if (MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
-  // The multi handle owns the connections. Closing them may need the easy handle.
-  if (m_multi) curl_multi_cleanup(m_multi);
   if (m_easy) curl_easy_cleanup(m_easy);
+}
+
+/// Sets the pointers that a duplicated handle has from the other connection.
+void CurlConnection::ReferToThis() {
+  Set(CURLOPT_ERRORBUFFER, m_reason);
+  Set(CURLOPT_HEADERDATA, this);
+  Set(CURLOPT_WRITEDATA, this);
+  Set(CURLOPT_XFERINFODATA, this);
+  Set(CURLOPT_DEBUGDATA, this);
+  Set(CURLOPT_PREREQDATA, this);
+  Set(CURLOPT_RESOLVER_START_DATA, this);
+  Set(CURLOPT_OPENSOCKETDATA, this);
+  Set(CURLOPT_PRIVATE, this);
 }
 
 void CurlConnection::Configure(const NarrowString& url, const NarrowString& user,
                                const NarrowString& password, const HTTPClientOptions& options) {
   Set(CURLOPT_NOSIGNAL, 1L);
-  Set(CURLOPT_ERRORBUFFER, m_reason);
+  ReferToThis();
   Set(CURLOPT_PROTOCOLS_STR, "http,https");
   Set(CURLOPT_URL, url.c_str());
   Set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L);
@@ -341,22 +414,14 @@ void CurlConnection::Configure(const NarrowString& url, const NarrowString& user
   Set(CURLOPT_QUICK_EXIT, 1L);
   Set(CURLOPT_CONNECTTIMEOUT_MS, Milliseconds(m_connectTimeoutSeconds));
   Set(CURLOPT_HEADERFUNCTION, &OnHeader);
-  Set(CURLOPT_HEADERDATA, this);
   Set(CURLOPT_WRITEFUNCTION, &OnBody);
-  Set(CURLOPT_WRITEDATA, this);
-  curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, 1L);
   // Some loops of libcurl call only this function, such as the one that reads a proxy's refusal.
   Set(CURLOPT_XFERINFOFUNCTION, &OnProgress);
-  Set(CURLOPT_XFERINFODATA, this);
   Set(CURLOPT_NOPROGRESS, 0L);
   Set(CURLOPT_RESOLVER_START_FUNCTION, &OnResolve);
-  Set(CURLOPT_RESOLVER_START_DATA, this);
   Set(CURLOPT_OPENSOCKETFUNCTION, &OnOpenSocket);
-  Set(CURLOPT_OPENSOCKETDATA, this);
   Set(CURLOPT_PREREQFUNCTION, &OnConnected);
-  Set(CURLOPT_PREREQDATA, this);
   Set(CURLOPT_DEBUGFUNCTION, &OnMessage);
-  Set(CURLOPT_DEBUGDATA, this);
   if (m_hasToken) {
     // Not a header: libcurl sends this one only to the service, never in a CONNECT request.
     const Secret<NarrowString> token(BaseStringUtil::ToUTF8(options.bearerToken));
@@ -378,15 +443,15 @@ void CurlConnection::ConfigureTLS(const HTTPClientOptions& options) {
   // a valid new one would be rejected too.
   Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
   if (m_wantsDetails) Set(CURLOPT_CERTINFO, 1L);
-  if (m_certificate.IsGiven()) {  // for the service, not for a proxy
-    curl_blob certificate = Blob(m_certificate.Certificate());
-    curl_blob key = Blob(m_certificate.Key());
-    Set(CURLOPT_SSLCERTTYPE, m_certificate.IsPKCS12() ? "P12" : "PEM");
+  if (m_certificate->IsGiven()) {  // for the service, not for a proxy
+    curl_blob certificate = Blob(m_certificate->Certificate());
+    curl_blob key = Blob(m_certificate->Key());
+    Set(CURLOPT_SSLCERTTYPE, m_certificate->IsPKCS12() ? "P12" : "PEM");
     Set(CURLOPT_SSLCERT_BLOB, &certificate);
-    if (!m_certificate.IsPKCS12()) Set(CURLOPT_SSLKEY_BLOB, &key);
+    if (!m_certificate->IsPKCS12()) Set(CURLOPT_SSLKEY_BLOB, &key);
     // Without a password, OpenSSL would ask for it on the terminal.
-    Set(CURLOPT_KEYPASSWD, m_certificate.Password().c_str());
-    m_certificate.ErasePassword();
+    Set(CURLOPT_KEYPASSWD, m_certificate->Password().c_str());
+    m_certificate->ErasePassword();
   }
   NarrowString caFile = BaseStringUtil::ToUTF8(options.caFile);
   if (caFile.empty()) {
@@ -513,52 +578,36 @@ bool CurlConnection::IsIdle(std::uint32_t limitSeconds) const {
   return limitSeconds > 0 && Clock::now() - m_lastActivity >= std::chrono::seconds(limitSeconds);
 }
 
-CURLcode CurlConnection::Wait() {
-  m_lastActivity = Clock::now();
-  bool isFirst = true;
-  for (;;) {
-    int running = 0;
-    if (curl_multi_perform(m_multi, &running) != CURLM_OK) return CURLE_OUT_OF_MEMORY;
-    if (running == 0) break;
-    if (isFirst) MarkResolverSockets();
-    isFirst = false;
-    if (curl_multi_poll(m_multi, nullptr, 0, kPollMilliseconds, nullptr) != CURLM_OK)
-      return CURLE_OUT_OF_MEMORY;
-    if (IsThreadToStop()) {
-      m_receiver.Fail(HTTPFailure::kCancelled);
-      return CURLE_ABORTED_BY_CALLBACK;
-    }
-    // While connecting, libcurl's own time-out applies.
-    if (!IsConnected()) m_lastActivity = Clock::now();
-    if (IsIdle(m_timeoutSeconds)) {
-      m_receiver.Fail(Get<long>(CURLINFO_RESPONSE_CODE) == 0 ? HTTPFailure::kResponseTimeout
-                                                             : HTTPFailure::kIdleTimeout);
-      return CURLE_OPERATION_TIMEDOUT;
-    }
+void CurlConnection::Check() {
+  if (IsThreadToStop()) {
+    m_receiver.Fail(HTTPFailure::kCancelled);
+    return End(CURLE_ABORTED_BY_CALLBACK);
   }
-  int left = 0;
-  while (const CURLMsg* const message = curl_multi_info_read(m_multi, &left)) {
-    if (message->msg != CURLMSG_DONE) continue;
-    // If the connection ends inside the headers, libcurl reports a response without a body.
-    const bool isTruncated = message->data.result == CURLE_OK && !m_receiver.HasAllHeaders();
-    return isTruncated ? CURLE_PARTIAL_FILE : message->data.result;
-  }
-  return CURLE_OUT_OF_MEMORY;
+  // While connecting, libcurl's own time-out applies.
+  if (!IsConnected()) m_lastActivity = Clock::now();
+  if (!IsIdle(m_timeoutSeconds)) return;
+  m_receiver.Fail(Get<long>(CURLINFO_RESPONSE_CODE) == 0 ? HTTPFailure::kResponseTimeout
+                                                         : HTTPFailure::kIdleTimeout);
+  End(CURLE_OPERATION_TIMEDOUT);
 }
 
-/// While libcurl resolves a host name, its resolver thread signals the result through a pair of
-/// sockets. It is the only descriptor that libcurl waits for and that OnOpenSocket did not create.
-/// libcurl omits descriptors that do not fit into an fd_set.
-void CurlConnection::MarkResolverSockets() {
-  fd_set readable;
-  fd_set other;
-  FD_ZERO(&readable);
-  FD_ZERO(&other);
-  int highest = -1;
-  if (curl_multi_fdset(m_multi, &readable, &other, &other, &highest) != CURLM_OK) return;
-  for (int descriptor = 0; descriptor <= highest; ++descriptor)
-    if (FD_ISSET(descriptor, &readable) && (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0)
-      CloseOnExec::MarkPair(descriptor);
+void CurlConnection::EndWith(CURLcode result) noexcept {
+  // If the connection ends inside the headers, libcurl reports a response without a body.
+  const bool isTruncated = result == CURLE_OK && !m_receiver.HasAllHeaders();
+  End(isTruncated ? CURLE_PARTIAL_FILE : result);
+}
+
+void CurlConnection::End(CURLcode code) noexcept {
+  m_code = code;
+  if (m_code != CURLE_OK && Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) KeepCurlLoaded();
+  m_group.Remove(*this);
+  m_isBusy = false;
+}
+
+void CurlConnection::Cancel() noexcept {
+  if (!m_isBusy) return;
+  m_receiver.Fail(HTTPFailure::kCancelled);
+  End(CURLE_ABORTED_BY_CALLBACK);
 }
 
 /// After a rejected Digest log-in, libcurl assumes that it has already read the next offer, and
@@ -599,9 +648,7 @@ bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned 
   return true;
 }
 
-HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
-  std::optional<SignalBlock> noPipeSignal;
-  if (MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
+void CurlConnection::Begin(const HTTPRequest& request) {
   if (request.forgetLogInState) ReplaceEasyHandle();
   m_reason[0] = '\0';
   m_notes.BeginRequest();
@@ -611,7 +658,10 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   m_step = HTTPStep::kNone;
   m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme) &&
               GetTicket(m_host, HTTPStep::kLogIn, serviceScheme);
-  if (!m_wasSent) return m_receiver.Failure();
+  if (!m_wasSent) {  // cancelled
+    m_code = CURLE_ABORTED_BY_CALLBACK;
+    return;
+  }
   m_onlyToThisMachine = request.onlyToThisMachine;
   // Without TLS, proxy and Kerberos, nothing is learned from libcurl's messages.
   const bool mayUseKerberos = ((serviceScheme | proxyScheme) & kAuthNegotiate) != 0;
@@ -627,13 +677,9 @@ HTTPFailure CurlConnection::Send(const HTTPRequest& request) {
   Set(CURLOPT_HTTPAUTH,
       m_hasToken ? static_cast<long>(CURLAUTH_BEARER) : ToCurlSchemes(serviceScheme));
   Set(CURLOPT_PROXYAUTH, ToCurlSchemes(proxyScheme));
-  m_code = CURLE_OUT_OF_MEMORY;
-  if (curl_multi_add_handle(m_multi, m_easy) == CURLM_OK) {
-    m_code = Wait();
-    if (m_code != CURLE_OK && Get<curl_off_t>(CURLINFO_NAMELOOKUP_TIME_T) == 0) KeepCurlLoaded();
-    curl_multi_remove_handle(m_multi, m_easy);
-  }
-  return FailureOf(m_code);
+  m_lastActivity = Clock::now();
+  m_isBusy = true;
+  m_group.Begin(*this);
 }
 
 HTTPRequestInfo CurlConnection::Info() const {
@@ -725,14 +771,92 @@ String CurlConnection::FailureReason() const {
   return BaseStringUtil::FromUTF8(ASCIIText::Trimmed(reason));
 }
 
+CurlGroup::CurlGroup(std::size_t connections) : m_multi(curl_multi_init()) {
+  if (!m_multi) throw std::bad_alloc();
+  curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(connections));
+  CloseOnExec::MarkPairBySignal([this] { Wake(); });
+}
+
+CurlGroup::~CurlGroup() {
+  const SignalBlock noPipeSignal(SIGPIPE);  // closing a TLS connection sends data
+  curl_multi_cleanup(m_multi);
+}
+
+/// A multi handle gets CURLOPT_NOSIGNAL from the easy handles that were added to it. If none was
+/// added, its cleanup changes the SIGPIPE action of the process for a moment.
+void CurlGroup::Introduce(CURL* easy) {
+  if (curl_multi_add_handle(m_multi, easy) != CURLM_OK ||
+      curl_multi_remove_handle(m_multi, easy) != CURLM_OK)
+    throw std::bad_alloc();
+}
+
+void CurlGroup::Begin(CurlConnection& connection) {
+  m_busy.push_back(&connection);
+  if (curl_multi_add_handle(m_multi, connection.Handle()) != CURLM_OK)
+    return connection.End(CURLE_OUT_OF_MEMORY);
+  Perform();
+  if (connection.IsBusy()) MarkResolverSockets();
+}
+
+void CurlGroup::Remove(CurlConnection& connection) noexcept {
+  std::optional<SignalBlock> noPipeSignal;
+  if (connection.MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
+  curl_multi_remove_handle(m_multi, connection.Handle());
+  std::erase(m_busy, &connection);
+}
+
+void CurlGroup::Wait(int milliseconds) {
+  const bool isWorking = curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr) == CURLM_OK;
+  for (std::size_t i = m_busy.size(); i > 0; --i) {  // backwards: a request that ends is removed
+    if (isWorking)
+      m_busy[i - 1]->Check();
+    else
+      m_busy[i - 1]->End(CURLE_OUT_OF_MEMORY);
+  }
+  Perform();
+}
+
+void CurlGroup::Perform() {
+  std::optional<SignalBlock> noPipeSignal;
+  if (std::ranges::any_of(m_busy, &CurlConnection::MayUseTLS)) noPipeSignal.emplace(SIGPIPE);
+  int running = 0;
+  if (curl_multi_perform(m_multi, &running) != CURLM_OK)
+    while (!m_busy.empty()) m_busy.back()->End(CURLE_OUT_OF_MEMORY);
+  int left = 0;
+  while (const CURLMsg* const message = curl_multi_info_read(m_multi, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    CurlConnection* connection = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &connection);
+    connection->EndWith(message->data.result);
+  }
+}
+
+/// While libcurl resolves a host name, its resolver thread signals the result through a pair of
+/// sockets. It is the only descriptor that libcurl waits for and that OnOpenSocket did not create.
+/// libcurl omits descriptors that do not fit into an fd_set.
+void CurlGroup::MarkResolverSockets() {
+  fd_set readable;
+  fd_set other;
+  FD_ZERO(&readable);
+  FD_ZERO(&other);
+  int highest = -1;
+  if (curl_multi_fdset(m_multi, &readable, &other, &other, &highest) != CURLM_OK) return;
+  for (int descriptor = 0; descriptor <= highest; ++descriptor)
+    if (FD_ISSET(descriptor, &readable) && (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0)
+      CloseOnExec::MarkPair(descriptor);
+}
+
 }  // namespace
 
-std::unique_ptr<HTTPConnection> HTTPConnection::Create(const NarrowString& url,
-                                                       const NarrowString& user,
-                                                       const NarrowString& password,
-                                                       const HTTPClientOptions& options,
-                                                       HTTPReceiver& receiver) {
-  return std::make_unique<CurlConnection>(url, user, password, options, receiver);
+std::unique_ptr<HTTPConnection> HTTPConnection::Create(
+    const NarrowString& url, const NarrowString& user, const NarrowString& password,
+    const HTTPClientOptions& options, HTTPConnectionGroup& group, HTTPReceiver& receiver) {
+  return std::make_unique<CurlConnection>(url, user, password, options,
+                                          static_cast<CurlGroup&>(group), receiver);
+}
+
+std::unique_ptr<HTTPConnectionGroup> HTTPConnectionGroup::Create(std::size_t connections) {
+  return std::make_unique<CurlGroup>(connections);
 }
 
 std::optional<std::int64_t> SecondsUntilHTTPDate(const std::string& date) {

@@ -19,6 +19,13 @@ struct HTTPAuthRound {
   std::string_view peer;  ///< IP address of the other end
 };
 
+/// The schemes with which a client logs in to its service and its proxy: values of HTTPAuthScheme;
+/// 0: none.
+struct HTTPLogInSchemes {
+  unsigned int service = 0;
+  unsigned int proxy = 0;
+};
+
 /// The authentication of one client to its service and its proxy.
 class HTTPAuthentication {
  public:
@@ -28,6 +35,13 @@ class HTTPAuthentication {
 
   unsigned int ServiceScheme() const noexcept { return m_service.Scheme(); }
   unsigned int ProxyScheme() const noexcept { return m_proxy.Scheme(); }
+  HTTPLogInSchemes Schemes() const noexcept { return {ServiceScheme(), ProxyScheme()}; }
+  /// For another connection of the client: the first exchange begins with schemes that the peers
+  /// have accepted.
+  void BeginWith(const HTTPLogInSchemes& schemes) noexcept {
+    m_service.BeginWith(schemes.service);
+    m_proxy.BeginWith(schemes.proxy);
+  }
   void BeginExchange() noexcept;
   /// Call after each request. True: send it again with ServiceScheme() and ProxyScheme().
   bool OnRound(const HTTPAuthRound& round);

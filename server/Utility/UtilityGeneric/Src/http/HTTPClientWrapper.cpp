@@ -1,6 +1,7 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Cancellation.h"
@@ -13,9 +14,11 @@
 #include "http/HTTPOutcome.h"
 #include "http/HTTPOwnSecrets.h"
 #include "http/HTTPProxy.h"
+#include "http/HTTPReadAhead.h"
 #include "http/HTTPRetries.h"
 #include "http/HTTPTransfer.h"
 #include "http/HTTPUrl.h"
+#include "http/ReplyKind.h"
 
 namespace {
 
@@ -61,12 +64,26 @@ class HTTPClientWrapper::Impl {
         m_maxReplyBytes(options.maxReplyBytes),
         m_timeoutSeconds(*options.timeoutSeconds),
         m_maxRetries(options.maxRetries),
+        m_budget(options.requestBudget),
         m_transfer(url, user, password, options) {}
 
   void SetHeaderLines(const String& lines) {
     if (lines == m_headerLines) return;
-    m_transfer.SetHeaderLines(ToUTF8(lines));
+    const NarrowString narrow = ToUTF8(lines);
+    m_transfer.SetHeaderLines(narrow);
+    if (m_readAhead) m_readAhead->SetHeaderLines(narrow);
     m_headerLines = lines;
+  }
+
+  void SetPrediction(std::shared_ptr<const HTTPPrediction> prediction) {
+    if (!m_budget || m_budget->MostAhead() == 0) return;
+    m_readAhead = std::make_unique<HTTPReadAhead>(
+        m_transfer, m_budget, std::move(prediction), [this](HTTPResponse& response) {
+          if (response.failure != HTTPFailure::kNone || response.status / 100 != 2) return false;
+          const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
+          return result.diagnosis.what.empty() && result.hasReply &&
+                 !ReplyKind::IsFault(response.body.view());
+        });
   }
 
   void SetSubject(const String& subject) { m_subject = subject; }
@@ -77,9 +94,16 @@ class HTTPClientWrapper::Impl {
     std::uint32_t retries = 0;
     bool basicInClear = false;
     Attempt attempt;
+    const ExchangeEnd end{m_readAhead.get()};
     for (;;) {
       attempt = Attempt();
-      Try(body, attempt);
+      attempt.wasReadAhead = retries == 0 && m_readAhead &&  //
+                             m_readAhead->Take(body, attempt.response);
+      if (attempt.wasReadAhead)
+        attempt.hasReply = true;
+      else
+        SendOrRepeat(body, attempt);
+      CountBytes(attempt.response);
       basicInClear |= attempt.response.basicInClear;
       if (retries >= m_maxRetries || !MayRepeat(attempt)) break;
       const double seconds = HTTPRetries::WaitSeconds(++retries, attempt.response.retryAfter);
@@ -104,7 +128,7 @@ class HTTPClientWrapper::Impl {
       info.status = response.status;
       info.request = body;
       info.reply = reply;
-      info.replyBytes = attempt.receivedBytes;
+      info.replyBytes = response.receivedBytes;
       info.wireBytes = response.wireBytes;
       info.connectSeconds = response.connectSeconds;
       info.firstByteSeconds = response.firstByteSeconds;
@@ -121,6 +145,7 @@ class HTTPClientWrapper::Impl {
           retries > 0 && attempt.diagnosis.setting == HTTPSetting::kRetries;
       if (!ok && !isRetriedInVain) info.setting = attempt.diagnosis.setting;
       info.retries = retries;
+      info.wasReadAhead = attempt.wasReadAhead;
       info.connection = response.connection;
       m_setup.secrets.RemoveFrom(info.connection);
       observer->OnExchange(info);
@@ -133,11 +158,19 @@ class HTTPClientWrapper::Impl {
   struct Attempt {
     HTTPResponse response;
     HTTPDiagnosis diagnosis;
-    bool hasReply = false;            // the body may be XML
-    std::uint64_t receivedBytes = 0;  // of the body, decoded
+    bool hasReply = false;  // the body may be XML
+    bool wasReadAhead = false;
   };
 
-  void Try(const NarrowString& body, Attempt& attempt) {
+  /// Tells the read-ahead that an exchange is over.
+  struct ExchangeEnd {
+    HTTPReadAhead* readAhead;
+    ~ExchangeEnd() {
+      if (readAhead) readAhead->EndExchange();
+    }
+  };
+
+  void Send(const NarrowString& body, Attempt& attempt) {
     HTTPResponse& response = attempt.response;
     HTTPStepHandler onStep;
     if (HTTPExchangeObserver* const observer = ImportSettings::Current().exchangeObserver)
@@ -146,15 +179,26 @@ class HTTPClientWrapper::Impl {
         observer->OnStep(step, connection);
       };
     m_transfer.Post(body, response, onStep);
-    attempt.receivedBytes = response.body.size();
     const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
     attempt.diagnosis = result.diagnosis;
     attempt.hasReply = result.hasReply;
+    if (m_readAhead)
+      m_readAhead->OnResponse(body, response, result.hasReply && result.diagnosis.what.empty());
+  }
+
+  void SendOrRepeat(const NarrowString& body, Attempt& attempt) {
+    Send(body, attempt);
+    if (!m_readAhead || !m_readAhead->MustRepeatAlone(attempt.response)) return;
+    attempt = Attempt();
+    Send(body, attempt);
+  }
+
+  static void CountBytes(const HTTPResponse& response) {
     if (ImportOperation* const operation = ImportOperation::Current())
       operation->CountReplyBytes(
           response.earlierBytes +
           std::max<std::uint64_t>(
-              {attempt.receivedBytes, response.body.size(), response.wireBytes}));
+              {response.receivedBytes, response.body.size(), response.wireBytes}));
   }
 
   /// A repeated request counts as a request of the operation.
@@ -181,8 +225,10 @@ class HTTPClientWrapper::Impl {
   const std::uint32_t m_timeoutSeconds;
   const std::uint32_t m_maxRetries;
   String m_subject;
-  String m_headerLines;  // set in m_transfer
+  String m_headerLines;                               // set in m_transfer
+  const std::shared_ptr<HTTPRequestBudget> m_budget;  // null: no read-ahead
   HTTPTransfer m_transfer;
+  std::unique_ptr<HTTPReadAhead> m_readAhead;  // null: none
 };
 
 HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, const String& password,
@@ -233,6 +279,10 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
 HTTPClientWrapper::~HTTPClientWrapper() = default;
 
 void HTTPClientWrapper::SetRequestHeader(const String& lines) { m_impl->SetHeaderLines(lines); }
+
+void HTTPClientWrapper::SetPrediction(std::shared_ptr<const HTTPPrediction> prediction) {
+  m_impl->SetPrediction(std::move(prediction));
+}
 
 void HTTPClientWrapper::SetRequestSubject(const String& subject) { m_impl->SetSubject(subject); }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -54,28 +55,57 @@ struct HTTPRequestInfo {
   double totalSeconds = 0;
 };
 
-/// Sends single requests to one URL over one kept-alive connection. Does not retry, and does not
-/// choose authentication schemes. CurlConnection.cpp implements it with libcurl. Use from one
-/// thread at a time.
+/// Drives the requests of its connections. Use it and its connections from one thread at a time,
+/// except Wake. The connections must not be busy when it is destroyed.
+class HTTPConnectionGroup {
+ public:
+  /// Longest wait between two checks for cancellation. A signal handler can request cancellation,
+  /// but cannot wake a thread.
+  static constexpr int kPollMilliseconds = 40;
+
+  /// `connections`: how many of them are kept alive.
+  static std::unique_ptr<HTTPConnectionGroup> Create(std::size_t connections);
+  virtual ~HTTPConnectionGroup() = default;
+
+  /// Waits until the network, Wake or the time ends the wait, then continues all requests. Ends
+  /// those that have timed out, and all if IsThreadToStop.
+  virtual void Wait(int milliseconds) = 0;
+  /// Ends the wait, or the next one. Call from any thread.
+  virtual void Wake() noexcept = 0;
+};
+
+/// Sends single requests to one URL over a kept-alive connection of its group. Does not retry, and
+/// does not choose authentication schemes. CurlConnection.cpp implements it with libcurl.
 ///
 /// libcurl keeps copies of user and password, and of data derived from them, as long as this object
 /// lives. It does not overwrite them.
 class HTTPConnection {
  public:
-  /// See HTTPTransfer. `receiver` gets the responses and must outlive the connection.
+  /// See HTTPTransfer. `group` and `receiver` must outlive the connection's requests. The receiver
+  /// gets the responses.
   static std::unique_ptr<HTTPConnection> Create(const NarrowString& url, const NarrowString& user,
                                                 const NarrowString& password,
                                                 const HTTPClientOptions& options,
-                                                HTTPReceiver& receiver);
+                                                HTTPConnectionGroup& group, HTTPReceiver& receiver);
   virtual ~HTTPConnection() = default;
+  /// Another connection with the same settings, except the header lines. This one must not be busy.
+  virtual std::unique_ptr<HTTPConnection> Duplicate(HTTPConnectionGroup& group,
+                                                    HTTPReceiver& receiver) const = 0;
 
   /// Header lines of the following requests, separated by line feeds.
   virtual void SetHeaderLines(const NarrowString& lines) = 0;
-  /// Sends the request and waits for its response. Returns when the response is complete, or on a
-  /// failure, a time-out or a cancellation.
-  virtual HTTPFailure Send(const HTTPRequest& request) = 0;
+  /// Begins to send the request, whose body must not change until its end. The group continues it
+  /// until its response is complete, or a failure, a time-out or a cancellation ends it.
+  virtual void Begin(const HTTPRequest& request) = 0;
+  /// True from Begin to the end of the request.
+  virtual bool IsBusy() const noexcept = 0;
+  /// Ends the request, and closes its connection.
+  virtual void Cancel() noexcept = 0;
+
+  // About the last request, after its end:
+  virtual HTTPFailure Failure() const = 0;
   virtual HTTPRequestInfo Info() const = 0;
-  /// libcurl's text for the failure of the last request; may be empty.
+  /// libcurl's text for the failure; may be empty.
   virtual String FailureReason() const = 0;
 };
 

@@ -44,6 +44,7 @@ void HTTPCookies::Store(std::string_view header, bool (*isPast)(const std::strin
     }
   }
 
+  const std::lock_guard lock(m_mutex);
   const auto same = std::find_if(m_cookies.begin(), m_cookies.end(),
                                  [name](const Cookie& cookie) { return cookie.name == name; });
   if (isExpired) {
@@ -66,6 +67,7 @@ void HTTPCookies::Store(std::string_view header, bool (*isPast)(const std::strin
 
 std::string HTTPCookies::ForRequest() const {
   std::string line;
+  const std::lock_guard lock(m_mutex);
   for (const Cookie& cookie : m_cookies) {
     if (!line.empty()) line += "; ";
     line += cookie.name + '=' + cookie.value;

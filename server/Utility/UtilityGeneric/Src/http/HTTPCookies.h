@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,7 +9,7 @@
 /// The cookies of one service. They are sent only to its own host, even if they name another
 /// domain, and are kept only if their path matches the service. A cookie stays until the server
 /// deletes it or this object is destroyed. Cookies that exceed a limit are ignored; 0 means no
-/// limit.
+/// limit. Thread-safe: the connections of a client share its cookies.
 class HTTPCookies {
  public:
   HTTPCookies(std::string_view servicePath, std::size_t maxCount, std::size_t maxBytes)
@@ -27,5 +28,6 @@ class HTTPCookies {
   const std::string m_servicePath;
   const std::size_t m_maxCount;
   const std::size_t m_maxBytes;
-  std::vector<Cookie> m_cookies;
+  mutable std::mutex m_mutex;
+  std::vector<Cookie> m_cookies;  // guarded by m_mutex
 };

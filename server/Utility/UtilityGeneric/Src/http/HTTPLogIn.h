@@ -18,6 +18,8 @@ class HTTPLogIn {
   /// The scheme for the next request; 0: none. An exchange begins with the scheme that the peer
   /// accepted last.
   unsigned int Scheme() const noexcept { return m_scheme; }
+  /// The peer has accepted this scheme on another connection.
+  void BeginWith(unsigned int scheme) noexcept { m_scheme = scheme; }
   void BeginExchange() noexcept {
     m_tried = 0;
     m_scheme &= m_memory;

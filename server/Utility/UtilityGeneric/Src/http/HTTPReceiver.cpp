@@ -14,16 +14,24 @@ constexpr std::uint64_t kMaxReservedBytes = std::uint64_t{256} << 20;
 /// The reader may insert an XML declaration in front of the body.
 constexpr std::uint64_t kDeclarationBytes = 64;
 
+bool IsPast(const std::string& date) { return SecondsUntilHTTPDate(date).value_or(1) <= 0; }
+
 }  // namespace
 
 HTTPReceiver::HTTPReceiver(std::string_view servicePath, const HTTPClientOptions& options)
     : m_maxReplyBytes(options.maxReplyBytes == 0 ? UINT64_MAX : options.maxReplyBytes),
       m_maxHeaderBytes(options.maxHeaderBytes),
       m_maxRatio(options.maxCompressionRatio),
-      m_cookies(servicePath, options.maxCookies, options.maxCookieBytes),
-      m_headers(options.maxHeaderBytes, m_cookies, [](const std::string& date) {
-        return SecondsUntilHTTPDate(date).value_or(1) <= 0;
-      }) {}
+      m_cookies(
+          std::make_shared<HTTPCookies>(servicePath, options.maxCookies, options.maxCookieBytes)),
+      m_headers(m_maxHeaderBytes, *m_cookies, &IsPast) {}
+
+HTTPReceiver::HTTPReceiver(const HTTPReceiver& other)
+    : m_maxReplyBytes(other.m_maxReplyBytes),
+      m_maxHeaderBytes(other.m_maxHeaderBytes),
+      m_maxRatio(other.m_maxRatio),
+      m_cookies(other.m_cookies),
+      m_headers(m_maxHeaderBytes, *m_cookies, &IsPast) {}
 
 void HTTPReceiver::BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) noexcept {
   m_onStep = &onStep;
@@ -69,6 +77,11 @@ bool HTTPReceiver::OnBody(std::string_view bytes, std::uint64_t announcedBytes,
   if (IsThreadToStop()) return Fail(HTTPFailure::kCancelled);
   m_decodedBytes += bytes.size();
   if (bytes.size() > m_maxReplyBytes - m_body->size()) return Fail(HTTPFailure::kReplyTooLong);
+  if (m_limit) {
+    if (!m_limit->TryAdd(bytes.size())) return Fail(HTTPFailure::kReplyTooLong);
+    m_limitedBytes += bytes.size();
+    announcedBytes = std::min(announcedBytes, m_limit->Most());
+  }
   try {
     if (m_body->empty() && announcedBytes > 0) {
       m_body->reserve(std::min({announcedBytes, kMaxReservedBytes, m_maxReplyBytes}) +

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,6 +11,7 @@
 
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/String.h"
+#include "http/HTTPByteLimit.h"
 #include "http/HTTPCookies.h"
 #include "http/HTTPFailure.h"
 #include "http/HTTPResponseHeaders.h"
@@ -25,6 +27,10 @@ using HTTPStepHandler = std::function<void(HTTPStep, HTTPConnectionDetails)>;
 class HTTPReceiver {
  public:
   HTTPReceiver(std::string_view servicePath, const HTTPClientOptions& options);
+  /// With the limits and the cookies of the other receiver.
+  HTTPReceiver(const HTTPReceiver& other);
+  HTTPReceiver& operator=(const HTTPReceiver&) = delete;
+  ~HTTPReceiver() = default;
 
   /// Starts an exchange. The body goes to `body`. Both arguments must outlive the exchange.
   void BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) noexcept;
@@ -61,7 +67,11 @@ class HTTPReceiver {
   /// rejected log-ins and failed attempts. Decoded, or as received if that is longer or libcurl
   /// discarded it.
   std::uint64_t EarlierBytes() const noexcept { return m_earlierBytes; }
-  std::string Cookies() const { return m_cookies.ForRequest(); }
+  std::string Cookies() const { return m_cookies->ForRequest(); }
+  /// An additional limit for the following exchanges, which must outlive them; null: none.
+  void SetLimit(HTTPByteLimit* limit) noexcept { m_limit = limit; }
+  /// The bytes of this exchange that were added to the additional limit. The caller subtracts them.
+  std::uint64_t TakeLimitedBytes() noexcept { return std::exchange(m_limitedBytes, 0); }
 
  private:
   bool IsOverRatio(std::uint64_t wireBytes) const noexcept;
@@ -70,8 +80,10 @@ class HTTPReceiver {
   const std::uint64_t m_maxReplyBytes;
   const std::size_t m_maxHeaderBytes;
   const std::uint64_t m_maxRatio;
-  HTTPCookies m_cookies;
+  const std::shared_ptr<HTTPCookies> m_cookies;
   HTTPResponseHeaders m_headers;
+  HTTPByteLimit* m_limit = nullptr;  // null: none
+  std::uint64_t m_limitedBytes = 0;
   NarrowString* m_body = nullptr;
   const HTTPStepHandler* m_onStep = nullptr;
   long m_request = 0;  // number of the request to which the latest header belongs

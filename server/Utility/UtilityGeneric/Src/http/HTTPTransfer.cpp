@@ -31,12 +31,37 @@ HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
       m_hasProxy(!options.proxy->empty()),
       m_hasCertificate(!options.certificateFile.empty()),
       m_wantsDetails(options.wantsConnectionDetails),
-      m_credentials(user, password),
-      m_authentication(BaseStringUtil::FromUTF8(url), m_credentials, options),
+      m_credentials(std::make_shared<const HTTPCredentials>(user, password)),
+      m_authentication(BaseStringUtil::FromUTF8(url), *m_credentials, options),
       m_receiver(HTTPUrl::PathForRequest(url), options),
-      m_connection(HTTPConnection::Create(url, user, password, options, m_receiver)) {}
+      m_ownGroup(HTTPConnectionGroup::Create(1)),
+      m_group(*m_ownGroup),
+      m_connection(HTTPConnection::Create(url, user, password, options, m_group, m_receiver)) {}
 
-HTTPTransfer::~HTTPTransfer() = default;
+HTTPTransfer::HTTPTransfer(const HTTPTransfer& other, HTTPConnectionGroup& group)
+    : m_timeoutSeconds(other.m_timeoutSeconds),
+      m_connectTimeoutSeconds(other.m_connectTimeoutSeconds),
+      m_isHTTPS(other.m_isHTTPS),
+      m_hasProxy(other.m_hasProxy),
+      m_hasCertificate(other.m_hasCertificate),
+      m_wantsDetails(other.m_wantsDetails),
+      m_credentials(other.m_credentials),
+      m_authentication(other.m_authentication),
+      m_receiver(other.m_receiver),
+      m_group(group),
+      m_connection(other.m_connection->Duplicate(group, m_receiver)) {}
+
+HTTPTransfer::~HTTPTransfer() {
+  Cancel();
+  m_ownGroup.reset();  // closes the connection, for which libcurl may need the connection's handle
+}
+
+std::unique_ptr<HTTPTransfer> HTTPTransfer::Duplicate(HTTPConnectionGroup& group,
+                                                      const HTTPLogInSchemes& logIn) const {
+  std::unique_ptr<HTTPTransfer> transfer(new HTTPTransfer(*this, group));
+  transfer->m_authentication.BeginWith(logIn);
+  return transfer;
+}
 
 void HTTPTransfer::SetHeaderLines(const NarrowString& lines) {
   m_connection->SetHeaderLines(lines);
@@ -44,19 +69,58 @@ void HTTPTransfer::SetHeaderLines(const NarrowString& lines) {
 
 void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response,
                         const HTTPStepHandler& onStep) {
+  Begin(body, response, onStep);
+  while (!Advance()) m_group.Wait(HTTPConnectionGroup::kPollMilliseconds);
+}
+
+void HTTPTransfer::Begin(const NarrowString& body, HTTPResponse& response,
+                         const HTTPStepHandler& onStep) {
   m_receiver.BeginExchange(response.body, onStep);
   m_authentication.BeginExchange();
   m_usedScheme = 0;
-  HTTPFailure failure;
-  HTTPRequestInfo info;
-  do {
-    failure = Send(body, info);
-    // libcurl retries on a kept-alive connection that turns out to be closed. But it counts these
-    // retries over all requests, and refuses every sixth.
-    if (failure == HTTPFailure::kSendFailed && !info.usedNewConnection) failure = Send(body, info);
-    if (!info.logInProblem.empty()) response.logInProblem = info.logInProblem;
-    if (m_wantsDetails) Collect(info, response.connection);
-  } while (ShouldSendAgain(failure == HTTPFailure::kNone, info));
+  m_body = body;
+  m_info = {};
+  m_wasRepeated = false;
+  Send();
+  m_response = &response;
+}
+
+bool HTTPTransfer::Advance() {
+  while (!m_connection->IsBusy()) {
+    if (!m_isRefused) {
+      m_failure = m_connection->Failure();
+      m_info = m_connection->Info();
+    }
+    if (!MustSendAgain()) {
+      Finish();
+      return true;
+    }
+    Send();
+  }
+  return false;
+}
+
+void HTTPTransfer::Cancel() noexcept {
+  m_connection->Cancel();
+  m_response = nullptr;
+  m_body.clear();
+}
+
+bool HTTPTransfer::MustSendAgain() {
+  // libcurl retries on a kept-alive connection that turns out to be closed. But it counts these
+  // retries over all requests, and refuses every sixth.
+  if (m_failure == HTTPFailure::kSendFailed && !m_info.usedNewConnection && !m_wasRepeated)
+    return m_wasRepeated = true;
+  m_wasRepeated = false;
+  if (!m_info.logInProblem.empty()) m_response->logInProblem = m_info.logInProblem;
+  if (m_wantsDetails) Collect(m_info, m_response->connection);
+  return ShouldSendAgain(m_failure == HTTPFailure::kNone, m_info);
+}
+
+void HTTPTransfer::Finish() {
+  HTTPResponse& response = *m_response;
+  HTTPRequestInfo& info = m_info;
+  HTTPFailure failure = m_failure;
   if (failure == HTTPFailure::kNone) m_receiver.OnEnd(info.wireBytes);
   if (m_receiver.Failure() != HTTPFailure::kNone) failure = m_receiver.Failure();
 
@@ -76,31 +140,34 @@ void HTTPTransfer::Post(const NarrowString& body, HTTPResponse& response,
   response.rejectedByProxy = m_authentication.RejectedByProxy();
   response.isLogInUnproven = m_authentication.IsLogInUnproven();
   response.basicInClear = m_authentication.WasBasicUnencrypted();
+  response.receivedBytes = response.body.size();
   response.wireBytes = info.wireBytes;
   response.earlierBytes = m_receiver.EarlierBytes();
   response.connectSeconds = info.connectSeconds;
   response.firstByteSeconds = info.firstByteSeconds;
   response.totalSeconds = info.totalSeconds;
   if (failure != HTTPFailure::kNone) Describe(failure, info, response);
+  m_response = nullptr;
+  m_body.clear();
 }
 
-HTTPFailure HTTPTransfer::Send(const NarrowString& body, HTTPRequestInfo& info) {
+void HTTPTransfer::Send() {
   m_receiver.BeginRequest();
-  if (m_authentication.IsTokenForbidden()) {
+  m_isRefused = m_authentication.IsTokenForbidden();
+  if (m_isRefused) {
     m_receiver.Fail(HTTPFailure::kTokenUnprotected);
-    return HTTPFailure::kTokenUnprotected;
+    m_failure = HTTPFailure::kTokenUnprotected;
+    return;
   }
-  HTTPRequest request{body, m_receiver.Cookies()};
+  HTTPRequest request{m_body, m_receiver.Cookies()};
   request.serviceScheme = m_authentication.ServiceScheme();
   request.proxyScheme = m_authentication.ProxyScheme();
-  if (!m_credentials.IsASCII()) request.credentials = &m_credentials;
+  if (!m_credentials->IsASCII()) request.credentials = m_credentials.get();
   request.forgetLogInState = m_authentication.WasDigestRejected();
   request.needsNewConnection = m_authentication.MustProveLogIn();
   request.onlyToThisMachine = m_authentication.MustTokenStayHere();
   if (request.serviceScheme != 0) m_usedScheme = request.serviceScheme;
-  const HTTPFailure failure = m_connection->Send(request);
-  info = m_connection->Info();
-  return failure;
+  m_connection->Begin(request);
 }
 
 bool HTTPTransfer::ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info) {

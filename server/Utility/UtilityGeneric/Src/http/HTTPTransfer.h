@@ -35,8 +35,9 @@ struct HTTPResponse {
   bool isLogInUnproven = false;  ///< the last request contained a log-in that was never accepted
   bool basicInClear = false;     ///< see HTTPExchangeInfo
 
-  std::uint64_t wireBytes = 0;     ///< bytes of the body before decompression
-  std::uint64_t earlierBytes = 0;  ///< bytes of the bodies of rejected log-ins and failed attempts
+  std::uint64_t receivedBytes = 0;  ///< size of the body as received, decompressed
+  std::uint64_t wireBytes = 0;      ///< the same before decompression
+  std::uint64_t earlierBytes = 0;   ///< bytes of the bodies of rejected log-ins and failed attempts
   double connectSeconds = 0;
   double firstByteSeconds = 0;
   double totalSeconds = 0;
@@ -56,13 +57,38 @@ class HTTPTransfer {
   HTTPTransfer(const HTTPTransfer&) = delete;
   HTTPTransfer& operator=(const HTTPTransfer&) = delete;
 
+  /// A transfer with the same settings and cookies, and its own connection in `group`. Begins with
+  /// the schemes of `logIn`. This one must not be busy.
+  std::unique_ptr<HTTPTransfer> Duplicate(HTTPConnectionGroup& group,
+                                          const HTTPLogInSchemes& logIn) const;
+
   /// Header lines of the following requests, separated by line feeds.
   void SetHeaderLines(const NarrowString& lines);
+  /// Sends a request and waits for its response.
   void Post(const NarrowString& body, HTTPResponse& response, const HTTPStepHandler& onStep);
 
+  /// The same in steps: call Begin, then Advance after each wait of the group. True: `response` is
+  /// complete. It must not move before, and `onStep` must live as long.
+  void Begin(const NarrowString& body, HTTPResponse& response, const HTTPStepHandler& onStep);
+  bool Advance();
+  void Wait(int milliseconds) { m_group.Wait(milliseconds); }
+  /// Ends the request and closes its connection. The response stays incomplete.
+  void Cancel() noexcept;
+  /// Ends a wait, or the next one. Call from any thread.
+  void Wake() noexcept { m_group.Wake(); }
+  // See HTTPReceiver.
+  void SetLimit(HTTPByteLimit* limit) noexcept { m_receiver.SetLimit(limit); }
+  std::uint64_t TakeLimitedBytes() noexcept { return m_receiver.TakeLimitedBytes(); }
+  /// The schemes with which the last exchange logged in.
+  HTTPLogInSchemes LogInSchemes() const noexcept { return m_authentication.Schemes(); }
+
  private:
-  HTTPFailure Send(const NarrowString& body, HTTPRequestInfo& info);
+  HTTPTransfer(const HTTPTransfer& other, HTTPConnectionGroup& group);
+
+  void Send();
+  bool MustSendAgain();
   bool ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info);
+  void Finish();
   void Collect(const HTTPRequestInfo& info, HTTPConnectionDetails& details) const;
   void Describe(HTTPFailure failure, const HTTPRequestInfo& info, HTTPResponse& response) const;
 
@@ -73,8 +99,18 @@ class HTTPTransfer {
   const bool m_hasCertificate;
   const bool m_wantsDetails;
   unsigned int m_usedScheme = 0;  // of the exchange
-  const HTTPCredentials m_credentials;
+  const std::shared_ptr<const HTTPCredentials> m_credentials;
   HTTPAuthentication m_authentication;
   HTTPReceiver m_receiver;
-  std::unique_ptr<HTTPConnection> m_connection;
+  std::unique_ptr<HTTPConnectionGroup> m_ownGroup;  // null: the group of others
+  HTTPConnectionGroup& m_group;
+  const std::unique_ptr<HTTPConnection> m_connection;
+
+  // Of the exchange:
+  NarrowString m_body;
+  HTTPResponse* m_response = nullptr;
+  HTTPFailure m_failure = HTTPFailure::kNone;
+  HTTPRequestInfo m_info;
+  bool m_isRefused = false;    // the request was not sent
+  bool m_wasRepeated = false;  // after a kept-alive connection that turned out to be closed
 };

@@ -21,7 +21,10 @@ ImportOperation::ImportOperation()
   g_current = this;
 }
 
-ImportOperation::~ImportOperation() { g_current = m_previous; }
+ImportOperation::~ImportOperation() {
+  for (const auto& work : m_atEnd) work();
+  g_current = m_previous;
+}
 
 ImportOperation* ImportOperation::Current() noexcept { return g_current; }
 
