@@ -166,7 +166,7 @@ class Reading {
         m_jobs(std::min(static_cast<std::size_t>(arguments.jobs), cubes.size())),
         m_isSorted(arguments.sort),
         m_receiver(receiver),
-        m_settings(SettingsForRequests(jobs, m_jobs)),
+        m_settings(SettingsForRequests(arguments.jobs, m_jobs)),
         m_order(
             cubes.size(), kReadAhead * m_jobs, [this](const CubeResult& cube) { Take(cube); },
             [this] { Stop(); }) {}
