@@ -148,7 +148,8 @@ class JsonForm : public Form {
   template <class Type>
   void Record(const Type& record) {
     m_json.BeginObject();
-    VisitFields(record, [this](std::string_view key, const auto& member) { Add(key, member); });
+    VisitFields(record,
+                [this](std::string_view key, const auto& member) { this->Add(key, member); });
     if constexpr (std::is_same_v<Type, CubeResult>) Messages(record.messages);
     m_json.EndObject();
   }

@@ -84,7 +84,7 @@ constexpr Meaning<Variable::VariableEntryType> kEntries[] = {
      {"mandatory (not initial)", "must be entered, and not as 0, # or an empty text"}},
 };
 
-constexpr LegendEntry kNames[] = {
+constexpr LegendEntry kNameWords[] = {
     {"Name (other)", "display name, and the server's name if it differs"},
     {"(no name)", "the server sent an empty name"},
     {"incomplete", "errors happened, and a part of the cube is missing"},
@@ -122,7 +122,7 @@ std::vector<LegendEntry> MakeLegend() {
         all.push_back(each);
     }
   };
-  add(kNames);
+  add(kNameWords);
   add(kDimensions);
   add(kStructures);
   add(kMembers);
