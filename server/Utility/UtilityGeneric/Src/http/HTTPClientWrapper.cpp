@@ -285,8 +285,7 @@ class HTTPClientWrapper::Impl {
         m_transfer, m_budget, std::move(prediction), [this](HTTPResponse& response) {
           if (response.failure != HTTPFailure::kNone || response.status / 100 != 2) return false;
           const Classification result = Classify(response, m_setup, m_maxReplyBytes);
-          return result.diagnosis.what.empty() && result.hasReply &&
-                 !ReplyKind::IsFault(response.body.view());
+          return result.diagnosis.what.empty() && result.hasReply;
         });
   }
 
