@@ -126,7 +126,7 @@ TEST(ReadAheadEqual, EveryFaultModeAtEveryPosition) {
     const std::vector<std::string> moods = Moods();
     const std::size_t total = bodies.size() * moods.size();
     // A prime step visits moods and positions in different combinations.
-    std::size_t step = support::Stride<std::size_t>(total, 250);
+    std::size_t step = support::Stride<std::size_t>(total, 80);
     while (step > 1 && (moods.size() % step == 0 || bodies.size() % step == 0)) ++step;
     for (std::size_t i = 0; i < total; i += step) {
       const std::string& mood = moods[i % moods.size()];

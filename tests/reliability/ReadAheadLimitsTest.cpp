@@ -172,6 +172,46 @@ TEST(ReadAheadLimits, RefusedConnectionsEndTheReadAhead) {
   EXPECT_EQ(many.records.size(), 30u);
 }
 
+/// On all connections but the first, a failure that a repeated request does not have.
+TEST(ReadAheadLimits, AFailureOfARequestThatWasSentAheadIsNotSeen) {
+  const CubeScript script = Equal(12);
+  struct {
+    int status;
+    std::string body;
+  } const kFailures[] = {{200, support::FaultReply("c", "too busy")},
+                         {500, support::FaultReply("c", "too busy")},
+                         {500, script({}).body},
+                         {403, "no"},
+                         {404, "no"},
+                         {302, "no"},
+                         {200, ""},
+                         {200, "<html><head><title>log in</title></head></html>"},
+                         {200, "plain text"},
+                         {200, script({}).body.substr(0, 300)},
+                         {200, "<a><b></a>"},
+                         {429, "later"},
+                         {503, "later"}};
+  for (const auto& failure : kFailures) {
+    std::mutex mutex;
+    int own = -1;
+    int failed = 0;
+    Server server([&](loopback::Connection& connection, const loopback::Request& request) {
+      std::unique_lock lock(mutex);
+      if (own < 0) own = connection.Socket();
+      const bool isOwn = own == connection.Socket();
+      if (!isOwn) ++failed;
+      lock.unlock();
+      Send(connection, isOwn ? script(request) : support::Reply{failure.body, failure.status});
+    });
+    server.maxDelay = 1000;
+    const Outcome many = Import(server.Url(), {}, {.requests = 5});
+    EXPECT_TRUE(many.IsSuccess()) << failure.status << failure.body << many.errors << many.warnings;
+    EXPECT_EQ(many.records.size(), 12u);
+    EXPECT_GT(failed, 0) << failure.status << failure.body;
+    EXPECT_GT(many.ahead.repeated, 0u) << failure.status << failure.body;
+  }
+}
+
 TEST(ReadAheadLimits, UnreadRepliesStayBelowTheirLimit) {
   constexpr int kHierarchies = 40;
   // 80 replies of 4 MB, while the import waits for the first member.
@@ -308,9 +348,13 @@ TEST(ReadAheadLimits, LimitsOfAnOperationCountWhatTheImportUses) {
         ImportLimits{.maxRequestBytes = levels}, ImportLimits{.maxRequestBytes = levels - 1}}) {
     const Outcome one = Import(server.Url(), {}, {.limits = limits});
     EXPECT_NE(one.errors + one.warnings, "") << limits.maxRequestBytes;
-    for (const unsigned int number : {2U, 9U})
-      EXPECT_EQ(Difference(Import(server.Url(), {}, {.requests = number, .limits = limits}), one),
-                "");
+    server.Wire().TakeRequests();
+    for (const unsigned int number : {2U, 9U}) {
+      const Outcome many = Import(server.Url(), {}, {.requests = number, .limits = limits});
+      EXPECT_EQ(Difference(many, one), "");
+    }
+    for (const loopback::Request& request : server.Wire().TakeRequests())
+      EXPECT_LE(request.body.size(), limits.maxRequestBytes);
   }
 }
 

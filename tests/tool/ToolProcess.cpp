@@ -97,6 +97,7 @@ std::vector<std::string> Environment(const std::map<std::string, std::string>& a
       variables.emplace_back(variable);
   }
   for (const auto& [name, value] : additional) variables.push_back(name + "=" + value);
+  variables.push_back("SOURCE_DATE_EPOCH=0");  // else an HTML report contains the time
   return variables;
 }
 

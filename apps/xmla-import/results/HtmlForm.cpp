@@ -1,7 +1,12 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <charconv>
 #include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -55,6 +60,17 @@ std::string EscapedForMarkup(std::string_view text) {
     }
   }
   return escaped;
+}
+
+/// The time of SOURCE_DATE_EPOCH, which makes the output of programs reproducible.
+std::optional<std::time_t> GivenTime() {
+  const char* const text = std::getenv("SOURCE_DATE_EPOCH");
+  if (!text) return std::nullopt;
+  const std::string_view digits = text;
+  std::int32_t seconds = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), seconds);
+  const bool isNumber = error == std::errc() && end == digits.data() + digits.size() && seconds >= 0;
+  return isNumber ? std::optional<std::time_t>(seconds) : std::nullopt;
 }
 
 /// A page for a browser: the result as JSON, and a script that shows it. The page says first how
@@ -172,11 +188,14 @@ class HtmlForm : public Form {
     add("command", command);
     add("version", std::string_view(XMLA_IMPORT_VERSION));
     add("kind", std::string_view(page.kind));
-    add("created",
-        std::string_view(fmt::format(
-            "{:%Y-%m-%dT%H:%M:%SZ}",
-            fmt::gmtime(std::chrono::system_clock::to_time_t(std::chrono::system_clock::now())))));
-    add("seconds", std::chrono::duration<double>(Clock::now() - m_started).count());
+    const std::optional<std::time_t> given = GivenTime();
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    add("created", std::string_view(fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(given.value_or(now)))));
+    json.Key("seconds");
+    if (given)
+      json.Null();
+    else
+      json.Value(std::chrono::duration<double>(Clock::now() - m_started).count());
     add("isComplete", page.isComplete);
     json.Key("words");
     json.BeginObject();

@@ -12,7 +12,7 @@ function overviewPage() {
   const facts = [
     ["Server", model.provider && model.provider.name ? [nameOf(model.provider.name), model.provider.version ? [", version ", nameOf(model.provider.version)] : null] : "unknown"],
     ["Kind", about.kind || "unknown"],
-    ["Read on", [make("time", { datetime: about.created }, readableDate(about.created)), about.seconds >= 0 ? `, in ${duration(about.seconds)}` : null]],
+    ["Read on", [make("time", { datetime: about.created }, readableDate(about.created)), about.seconds !== null ? `, in ${duration(about.seconds)}` : null]],
     ["Read with", `xmla-import ${about.version}`],
     ["State", about.isComplete ? "complete" : "incomplete"],
   ];

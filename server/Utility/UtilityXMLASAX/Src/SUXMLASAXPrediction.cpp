@@ -9,6 +9,7 @@
 #include "SUXMLASAXReplyReader.h"
 #include "SUXMLASAXRequests.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/ImportSettings.h"
 #include "Utility/XMLASAX/XmlAHierarchy.h"
 #include "Utility/XMLASAX/XmlALevel.h"
 #include "Utility/XMLASAX/XmlASaxDefs.h"
@@ -141,6 +142,20 @@ HTTPPrediction::Requests Make(Arguments&&... arguments) {
 
 bool RequestPrediction::IsFollowed(const NarrowString& request) const {
   return IsOf(kOfHierarchies, request) || IsOf(kOfLevels, request);
+}
+
+bool RequestPrediction::IsAccepted(NarrowString reply) const {
+  // Without the handlers of the host: the import will report what it rejects.
+  ImportSettings settings;
+  settings.limits = ImportSettings::Current().limits;
+  const ImportSettings::Scope scope(settings);
+  try {
+    NormaliseDeclaration(reply, RulesFor(m_target).prependsDeclaration);
+    ReplyReader().Read(std::move(reply), String(), [] {});
+    return true;
+  } catch (const ErrorMessage&) {
+    return false;
+  }
 }
 
 HTTPPrediction::Requests RequestPrediction::RequestsAfter(const NarrowString& request,

@@ -23,6 +23,8 @@ class RequestPrediction final : public HTTPPrediction {
       : m_target(target), m_cli(cli), m_hasLog(hasLog) {}
 
   bool IsFollowed(const NarrowString& request) const override;
+  /// False for a fault, and for a reply that is not well-formed.
+  bool IsAccepted(NarrowString reply) const override;
   Requests RequestsAfter(const NarrowString& request, NarrowString reply) const override;
 
  private:

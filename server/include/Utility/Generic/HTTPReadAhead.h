@@ -20,6 +20,9 @@ class XMLAHOST_API HTTPPrediction {
   virtual ~HTTPPrediction();
   /// True if requests may follow from a reply to this request. Cheap.
   virtual bool IsFollowed(const NarrowString& request) const = 0;
+  /// False if the import would reject this reply. Such a reply is requested again. `reply` is
+  /// UTF-8.
+  virtual bool IsAccepted(NarrowString reply) const = 0;
   /// The bodies of the requests that will be sent because of this reply, in the order in which they
   /// will be needed. `reply` is UTF-8. Empty if there are none, and if IsThreadToStop.
   virtual Requests RequestsAfter(const NarrowString& request, NarrowString reply) const = 0;

@@ -18,7 +18,6 @@
 #include "http/HTTPRetries.h"
 #include "http/HTTPTransfer.h"
 #include "http/HTTPUrl.h"
-#include "http/ReplyKind.h"
 
 namespace {
 
@@ -81,8 +80,7 @@ class HTTPClientWrapper::Impl {
         m_transfer, m_budget, std::move(prediction), [this](HTTPResponse& response) {
           if (response.failure != HTTPFailure::kNone || response.status / 100 != 2) return false;
           const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
-          return result.diagnosis.what.empty() && result.hasReply &&
-                 !ReplyKind::IsFault(response.body.view());
+          return result.diagnosis.what.empty() && result.hasReply;
         });
   }
 

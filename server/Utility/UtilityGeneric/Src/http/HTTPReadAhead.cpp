@@ -411,7 +411,7 @@ void HTTPReadAhead::AdvanceLane(Lane& lane) noexcept {
   bool isUsable = false;
   try {
     if (!lane.transfer->Advance()) return;
-    isUsable = m_isUsable(lane.response);
+    isUsable = m_isUsable(lane.response) && m_prediction->IsAccepted(lane.response.body);
   } catch (const std::exception&) {
     return FailLane(lane);
   }
