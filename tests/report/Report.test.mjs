@@ -362,7 +362,7 @@ test('a comparison shows each change with its class, and filters by class', asyn
     assert.deepEqual(await rows(), [
       'breaking |  | removed | cube-removed',
       'cosmetic | hierarchy Date.Calendar | display name: Calendar → <b>new</b> | hierarchy-display-name-changed',
-      'breaking | measure Units | type: VXDoubleData → VXDateData | measure-type-changed']);
+      'breaking | measure Units | type: Double → Date | measure-type-changed']);
     assert.equal(await page.$eval('[role=status]', each => each.textContent), '3 of 3 changes shown.');
     await (await page.$$('fieldset input'))[0].click();
     assert.equal((await rows()).length, 1);

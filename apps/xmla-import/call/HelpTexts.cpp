@@ -15,7 +15,8 @@ constexpr HelpText kCommands[] = {
      "default "
      "of an option. Variables and files: see xmla-import help environment.\n"
      "\n"
-     "Exit status: 0 success, 1 nothing imported, 2 usage error, 3 incomplete, 130 interrupted; "
+     "Exit status: 0 success, 1 nothing imported, 2 usage error, 3 incomplete, 4 diff found "
+     "changes, 130 interrupted; "
      "see xmla-import help statuses."},
     {"sources", "", "Shows the names of the provider's data sources.",
      "xmla-import --sample analysis-services sources\n"
@@ -65,7 +66,8 @@ constexpr HelpText kCommands[] = {
     {"diff", "",
      "Compares two JSON documents that import, cube or tree wrote; - is standard input. Without "
      "NEW, it compares OLD with what the service has now, and reads it as import, cube or tree "
-     "does. Give the same filters as for OLD.\n"
+     "does. Give the same filters as for OLD, and --sort if OLD was sorted. The filters do not "
+     "apply to OLD itself: its other cubes are shown as removed.\n"
      "\n"
      "Cubes are matched by data source, catalog and name; hierarchies, levels, properties and "
      "measures by the server's name; variables by name. A change is breaking (something is gone, "
@@ -73,7 +75,7 @@ constexpr HelpText kCommands[] = {
      "(display names, order, messages). Each kind of change has an id, which stays the same.\n"
      "\n"
      "Status 0: no change, or none that --fail-on names. 4: there are some. 2: a file cannot be "
-     "compared. 3: the service was read incompletely.",
+     "compared. 3: NEW or the service is incomplete.",
      "xmla-import diff last-week.json today.json\n"
      "xmla-import --url https://server/xmla --user ann diff last-week.json --fail-on breaking\n"
      "xmla-import diff last-week.json today.json -o changes.md\n",

@@ -17,10 +17,14 @@ std::size_t IncompleteCubes(const Json& document) {
       document["cubes"], [](const Json& cube) { return !cube["errors"].empty(); }));
 }
 
+bool IsIncomplete(const Document& document) {
+  return IncompleteCubes(*document.content) > 0 || !(*document.content)["errors"].empty();
+}
+
 /// Parts that are missing because of an error are not removed on the server.
 void WarnIfIncomplete(const Document& document, Messages& messages) {
+  if (!IsIncomplete(document)) return;
   const std::size_t cubes = IncompleteCubes(*document.content);
-  if (cubes == 0 && (*document.content)["errors"].empty()) return;
   messages.warnings.push_back(
       document.shown + " is incomplete" +
       (cubes > 0 ? " (" + Counted(cubes, "cube has", "cubes have") + " errors)" : "") +
@@ -38,6 +42,7 @@ ExitStatus CompareDocuments(const Document& before, const Document& after,
   result.after = after.name;
   result.document = KindName(before.kind);
   result.comparison = Compare(before, after);
+  if (IsIncomplete(after)) return ExitStatus::kPartly;
   const bool onlyBreaking = arguments.failOn == kOnlyBreaking;
   const std::size_t failures =
       onlyBreaking ? result.Count(ChangeClass::kBreaking) : result.comparison.changes.size();

@@ -3,18 +3,41 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <variant>
+#include <utility>
 #include <vector>
 
 #include "Import/EnumNames.h"
+#include "base/Text.h"
 #include "results/Fields.h"
 #include "results/TextColumn.h"
 #include "results/TextLegend.h"
 
 // The members of a record as cells of a table.
 
-/// A number, a text of the result (the result must outlive the cell), or a text in UTF-8.
-using Cell = std::variant<long long, const String*, std::string>;
+/// A number, a text of the result (the result must outlive the cell), or a text in UTF-8. Not a
+/// std::variant: copying one whose text cannot be allocated has undefined behaviour in GCC 12.
+class Cell {
+ public:
+  Cell() = default;
+  Cell(long long number) : m_number(number) {}  // NOLINT: cells are lists of values
+  Cell(const String* name) : m_name(name) {}    // NOLINT
+  Cell(std::string text) : m_isText(true), m_text(std::move(text)) {}  // NOLINT
+
+  bool IsNumber() const { return !m_isText && !m_name; }
+  long long Number() const { return m_number; }
+  String Text() const { return m_name ? *m_name : Wide(m_text); }
+  /// True for an empty text, and for 0.
+  bool IsEmpty() const {
+    if (m_isText) return m_text.empty();
+    return m_name ? m_name->empty() : m_number == 0;
+  }
+
+ private:
+  bool m_isText = false;
+  long long m_number = 0;
+  const String* m_name = nullptr;
+  std::string m_text;
+};
 
 struct NamedCell {
   std::string_view key;  ///< as in Fields.h

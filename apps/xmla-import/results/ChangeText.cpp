@@ -3,14 +3,24 @@
 #include <string_view>
 
 #include "base/Text.h"
+#include "results/TextLegend.h"
 #include "results/Totals.h"
 
 namespace {
 
 constexpr std::size_t kLongestValue = 200;  // bytes
 
+/// The word for an enumerator; other texts are unchanged.
+std::string Word(const std::string& text) {
+  for (const EnumeratorWord& each : EnumeratorWords())
+    if (each.enumerator == text) return std::string(each.entry.word);
+  const bool isType = text.starts_with("VX") && text.ends_with("Data");
+  return isType ? text.substr(2, text.size() - 6) : text;
+}
+
 /// A value for a line: cut if it is long.
-std::string Value(const std::string& text) {
+std::string Value(const std::string& given) {
+  const std::string text = Word(given);
   if (text.empty()) return "(empty)";
   if (text.size() <= kLongestValue) return text;
   std::size_t end = kLongestValue;

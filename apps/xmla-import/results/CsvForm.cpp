@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "base/Text.h"
 #include "results/Cells.h"
 #include "results/Form.h"
 
@@ -53,7 +52,7 @@ class CsvForm : public CubesForm {
   void BeginImport(const ImportResult& result) override {
     HeaderOfCubes();
     BeginRow("provider", {});
-    Put(kCubeColumns + m_hierarchyKeys.size() + m_levelKeys.size());
+    PutEmpty(kCubeColumns + m_hierarchyKeys.size() + m_levelKeys.size());
     PutField(result);
     EndRow();
   }
@@ -90,11 +89,12 @@ class CsvForm : public CubesForm {
     m_hierarchyKeys = KeysOf<OTXMLAHierarchy>();
     m_levelKeys = KeysOf<OTXMLALevel>();
     m_fieldKeys = FieldKeys();
-    for (const char* const key : {"kind", "dataSource", "catalog", "cube", "state"}) Put(key);
+    for (const char* const key : {"kind", "dataSource", "catalog", "cube", "state"})
+      Put(std::string(key));
     for (const std::string_view key : m_hierarchyKeys) Put("hierarchy." + std::string(key));
     for (const std::string_view key : m_levelKeys) Put("level." + std::string(key));
     for (const std::string_view key : m_fieldKeys) Put(std::string(key));
-    Put("message");
+    Put(std::string("message"));
     m_columns = m_used;
     EndRow();
   }
@@ -131,8 +131,8 @@ class CsvForm : public CubesForm {
   void WriteField(const char* kind, const OTXMLAHierarchy* hierarchy, const OTXMLALevel* level,
                   const Field& field) {
     BeginCubeRow(kind);
-    hierarchy ? PutRecord(*hierarchy) : Put(m_hierarchyKeys.size());
-    level ? PutRecord(*level) : Put(m_levelKeys.size());
+    hierarchy ? PutRecord(*hierarchy) : PutEmpty(m_hierarchyKeys.size());
+    level ? PutRecord(*level) : PutEmpty(m_levelKeys.size());
     PutField(field);
     EndRow();
   }
@@ -147,7 +147,7 @@ class CsvForm : public CubesForm {
       BeginCubeRow(kind);
     else
       BeginRow(kind, {});
-    Put(m_columns - m_used - 1);
+    PutEmpty(m_columns - m_used - 1);
     Put(line);
     EndRow();
   }
@@ -185,17 +185,15 @@ class CsvForm : public CubesForm {
     }
   }
 
-  void Put(std::size_t emptyCells) {
-    for (; emptyCells > 0; --emptyCells) Put(std::string());
+  void PutEmpty(std::size_t cells) {
+    for (; cells > 0; --cells) Put(std::string());
   }
   void Put(const Cell& cell) {
     if (m_used++ > 0) Text().Append(',');
-    if (const auto* const number = std::get_if<long long>(&cell))
-      Text().Append(std::to_string(*number));
-    else if (const auto* const name = std::get_if<const String*>(&cell))
-      PutText(**name);
+    if (cell.IsNumber())
+      Text().Append(std::to_string(cell.Number()));
     else
-      PutText(Wide(std::get<std::string>(cell)));
+      PutText(cell.Text());
   }
   void PutText(const String& text) {
     const auto needsQuotes = [](wchar_t c) {
@@ -210,7 +208,7 @@ class CsvForm : public CubesForm {
     Text().Append('"');
   }
   void EndRow() {
-    if (m_columns > m_used) Put(m_columns - m_used);
+    if (m_columns > m_used) PutEmpty(m_columns - m_used);
     Text().EndRecord();
     m_used = 0;
   }

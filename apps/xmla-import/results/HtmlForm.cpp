@@ -69,7 +69,8 @@ std::optional<std::time_t> GivenTime() {
   const std::string_view digits = text;
   std::int32_t seconds = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), seconds);
-  const bool isNumber = error == std::errc() && end == digits.data() + digits.size() && seconds >= 0;
+  const bool isNumber =
+      error == std::errc() && end == digits.data() + digits.size() && seconds >= 0;
   return isNumber ? std::optional<std::time_t>(seconds) : std::nullopt;
 }
 
@@ -190,7 +191,8 @@ class HtmlForm : public Form {
     add("kind", std::string_view(page.kind));
     const std::optional<std::time_t> given = GivenTime();
     const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    add("created", std::string_view(fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(given.value_or(now)))));
+    add("created",
+        std::string_view(fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(given.value_or(now)))));
     json.Key("seconds");
     if (given)
       json.Null();

@@ -15,12 +15,6 @@ bool IsMarkup(String::View text, std::size_t place) {
          (text[place] == L'.' && text.substr(0, place).ends_with(L"www"));
 }
 
-bool IsEmpty(const Cell& cell) {
-  if (const auto* const number = std::get_if<long long>(&cell)) return *number == 0;
-  if (const auto* const name = std::get_if<const String*>(&cell)) return (*name)->empty();
-  return std::get<std::string>(cell).empty();
-}
-
 /// Headings and tables of GitHub Flavored Markdown.
 class MarkdownForm : public CubesForm {
  public:
@@ -154,7 +148,8 @@ class MarkdownForm : public CubesForm {
       if (keys.empty())
         for (const NamedCell& each : row) keys.push_back(each.key);
       isShown.resize(keys.size(), table.keepsEmpty);
-      for (std::size_t i = 0; i < row.size(); ++i) isShown[i] = isShown[i] || !IsEmpty(row[i].cell);
+      for (std::size_t i = 0; i < row.size(); ++i)
+        isShown[i] = isShown[i] || !row[i].cell.IsEmpty();
       return true;
     });
     if (keys.empty()) return;
@@ -193,12 +188,10 @@ class MarkdownForm : public CubesForm {
   }
 
   void PutCell(const Cell& cell) {
-    if (const auto* const number = std::get_if<long long>(&cell))
-      Text().Append(std::to_string(*number));
-    else if (const auto* const name = std::get_if<const String*>(&cell))
-      PutText(**name);
+    if (cell.IsNumber())
+      Text().Append(std::to_string(cell.Number()));
     else
-      PutText(Wide(std::get<std::string>(cell)));
+      PutText(cell.Text());
   }
 
   void BeginHeading(std::size_t level) {

@@ -243,11 +243,10 @@ class Workbook::Book {
   void PutCell(Sheet& sheet, std::size_t column, const Cell& cell) {
     const auto row = static_cast<lxw_row_t>(sheet.rows);
     const auto place = static_cast<lxw_col_t>(column);
-    if (const auto* const number = std::get_if<long long>(&cell))
-      return Check(
-          worksheet_write_number(sheet.sheet, row, place, static_cast<double>(*number), nullptr));
-    const auto* const name = std::get_if<const String*>(&cell);
-    const String text = name ? **name : Wide(std::get<std::string>(cell));
+    if (cell.IsNumber())
+      return Check(worksheet_write_number(sheet.sheet, row, place,
+                                          static_cast<double>(cell.Number()), nullptr));
+    const String text = cell.Text();
     bool isCut = false;
     const std::string bytes = CellText(text, isCut);
     if (isCut) AddNotice(sheet, column, text.size());

@@ -70,6 +70,12 @@ function pathText(path) {
 
 function changeText({ what, before, after, remark }) {
   const hasValues = before !== "" || after !== "";
-  const valueOf = text => (text === "" ? make("span", { class: "none" }, "(empty)") : bounded(make("bdi"), text));
+  const valueOf = text => (text === "" ? make("span", { class: "none" }, "(empty)") : bounded(make("bdi"), wordFor(text)));
   return [what, hasValues ? [": ", valueOf(before), " → ", valueOf(after)] : null, remark ? [make("br"), make("small", {}, messageText(remark))] : null];
+}
+
+/** The word for an enumerator; other texts are unchanged. */
+function wordFor(text) {
+  if (words[text]) return words[text][0];
+  return /^VX\w+Data$/.test(text) ? text.slice(2, -4) : text;
 }
