@@ -470,7 +470,9 @@ TEST_F(Diff, IncompleteSidesAreNamed) {
   ScriptedProvider provider(OneCube());
   const std::string old = RunTool({"--url", provider.Url(), "--format", "json", "import"}).out;
   ScriptedProvider failing(script);
-  EXPECT_EQ(RunTool({"--url", failing.Url(), "diff", File("old.json", old)}).status, 3);
+  const Outcome outcome = RunTool({"--url", failing.Url(), "diff", File("old.json", old)});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_THAT(outcome.err, HasSubstr("error: \"Unit\": [46100]"));
 }
 
 TEST_F(Diff, OneSideMayBeStandardInput) {

@@ -84,6 +84,11 @@ std::vector<Json> Documents() {
   options.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
   std::ofstream(folder.Path() / "servers.toml") << "[a]\nurl = 'http://h/'\n";
   documents.push_back(RunTool({"--format", "json", "servers"}, options).Document());
+  const std::string old = folder.Path() / "old.json";
+  const std::string sorted = folder.Path() / "sorted.json";
+  RunTool({"--sample", "tamarind", "import", "-o", old});
+  RunTool({"--sample", "tamarind", "import", "--sort", "-o", sorted});
+  documents.push_back(RunTool({"diff", old, sorted, "--format", "json"}).Document());
   return documents;
 }
 

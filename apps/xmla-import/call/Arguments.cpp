@@ -232,7 +232,8 @@ class Parser {
     if (!m_read.failOn.empty()) RequireOneOf("--fail-on", m_read.failOn, {"any", "breaking"});
     const std::vector<std::string> services = GivenOf({OptionPart::kService});
     if (services.size() > 1) throw UsageError(Joined(services) + " cannot be combined");
-    const std::vector<std::string> access = GivenOf({OptionPart::kAccess});
+    std::vector<std::string> access = GivenOf({OptionPart::kAccess});
+    if (m_read.proxy && m_read.proxy->empty()) std::erase(access, "--proxy");  // no proxy: harmless
     if (!m_read.sample.empty() && !access.empty())
       throw UsageError(Joined(access) + " cannot be combined with --sample");
   }

@@ -31,6 +31,17 @@ void WarnIfIncomplete(const Document& document, Messages& messages) {
       ": parts that are missing because of an error are shown as removed or added");
 }
 
+/// The errors that happened while the service was read, each with its cube.
+void AddErrorsOf(const Document& document, Messages& messages) {
+  const Json& content = *document.content;
+  for (const Json& line : content["errors"]) messages.errors.push_back(line.get<std::string>());
+  if (!content.contains("cubes")) return;
+  for (const Json& cube : content["cubes"])
+    for (const Json& line : cube["errors"])
+      messages.errors.push_back(Listed({cube["cube"].get<std::string>()}) + ": " +
+                                line.get<std::string>());
+}
+
 ExitStatus CompareDocuments(const Document& before, const Document& after,
                             const Arguments& arguments, DiffResult& result) {
   if (before.kind != after.kind)
@@ -87,7 +98,8 @@ ExitStatus RunDiff(Session& session, const Arguments& arguments, ResultReceiver&
     return status;
   }
   if (Interrupt::Happened()) return ExitStatus::kInterrupted;
-  const ExitStatus comparison = CompareDocuments(
-      before, ParseDocument(document(read), "the service", "the service"), arguments, result);
+  const Document after = ParseDocument(document(read), "the service", "the service");
+  AddErrorsOf(after, result.messages);
+  const ExitStatus comparison = CompareDocuments(before, after, arguments, result);
   return status == ExitStatus::kPartly ? status : comparison;
 }

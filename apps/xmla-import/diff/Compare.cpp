@@ -86,7 +86,9 @@ class Comparer {
       if (!field.sameAs.empty() && old == Field(before, field.sameAs) &&
           now == Field(after, field.sameAs))
         continue;
-      Add(ChangedId(rule, field), field.severity, std::string(field.what), Shown(old), Shown(now));
+      const bool isSameText = Shown(old) == Shown(now);  // such as 7 and "7"
+      Add(ChangedId(rule, field), field.severity, std::string(field.what),
+          isSameText ? old.dump() : Shown(old), isSameText ? now.dump() : Shown(now));
     }
     for (const ListRule& list : rule.lists)
       List(before.at(std::string(list.key)), after.at(std::string(list.key)), *list.record);

@@ -61,6 +61,8 @@ class XMLAHOST_API HTTPRequestBudget {
   };
   void Add(Listener& listener);
   void Remove(Listener& listener) noexcept;
+  /// False while the import objects need all places themselves.
+  bool HasRoom() const noexcept;
   /// Takes a place for a request that is sent ahead.
   bool TryTake() noexcept;
   void Return() noexcept;

@@ -209,8 +209,8 @@ class CurlGroup final : public HTTPConnectionGroup {
   void Wait(int milliseconds) override;
   void Wake() noexcept override { curl_multi_wakeup(m_multi); }
 
-  /// Call once for each new handle.
-  void Introduce(CURL* easy);
+  /// Call once for each new connection.
+  void Introduce(const CurlConnection& connection);
   /// Starts its request, which may end at once.
   void Begin(CurlConnection& connection);
   /// Removes it. Closes its network connection if a request is in progress.
@@ -222,6 +222,8 @@ class CurlGroup final : public HTTPConnectionGroup {
 
   const CurlLibrary m_library;
   CURLM* m_multi;
+  bool m_mayUseTLS = false;
+  std::size_t m_introduced = 0;
   std::vector<CurlConnection*> m_busy;
 };
 
@@ -339,7 +341,7 @@ CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user
     if (!m_easy) throw std::bad_alloc();
     Configure(url, user, password, options);
     SetHeaderLines(NarrowString());
-    m_group.Introduce(m_easy);
+    m_group.Introduce(*this);
   } catch (...) {
     Release();
     throw;
@@ -363,7 +365,7 @@ CurlConnection::CurlConnection(const CurlConnection& other, CurlGroup& group,
     if (!m_easy) throw std::bad_alloc();
     ReferToThis();
     SetHeaderLines(NarrowString());
-    m_group.Introduce(m_easy);
+    m_group.Introduce(*this);
   } catch (...) {
     Release();
     throw;
@@ -774,19 +776,27 @@ String CurlConnection::FailureReason() const {
 CurlGroup::CurlGroup(std::size_t connections) : m_multi(curl_multi_init()) {
   if (!m_multi) throw std::bad_alloc();
   curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(connections));
-  CloseOnExec::MarkPairBySignal([this] { Wake(); });
+  try {
+    CloseOnExec::MarkPairBySignal([this] { Wake(); });
+  } catch (...) {
+    curl_multi_cleanup(m_multi);
+    throw;
+  }
 }
 
 CurlGroup::~CurlGroup() {
-  const SignalBlock noPipeSignal(SIGPIPE);  // closing a TLS connection sends data
+  std::optional<SignalBlock> noPipeSignal;  // closing a TLS connection sends data
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   curl_multi_cleanup(m_multi);
 }
 
 /// A multi handle gets CURLOPT_NOSIGNAL from the easy handles that were added to it. If none was
 /// added, its cleanup changes the SIGPIPE action of the process for a moment.
-void CurlGroup::Introduce(CURL* easy) {
-  if (curl_multi_add_handle(m_multi, easy) != CURLM_OK ||
-      curl_multi_remove_handle(m_multi, easy) != CURLM_OK)
+void CurlGroup::Introduce(const CurlConnection& connection) {
+  m_mayUseTLS |= connection.MayUseTLS();
+  m_busy.reserve(++m_introduced);
+  if (curl_multi_add_handle(m_multi, connection.Handle()) != CURLM_OK ||
+      curl_multi_remove_handle(m_multi, connection.Handle()) != CURLM_OK)
     throw std::bad_alloc();
 }
 
@@ -800,7 +810,7 @@ void CurlGroup::Begin(CurlConnection& connection) {
 
 void CurlGroup::Remove(CurlConnection& connection) noexcept {
   std::optional<SignalBlock> noPipeSignal;
-  if (connection.MayUseTLS()) noPipeSignal.emplace(SIGPIPE);
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   curl_multi_remove_handle(m_multi, connection.Handle());
   std::erase(m_busy, &connection);
 }
@@ -818,7 +828,7 @@ void CurlGroup::Wait(int milliseconds) {
 
 void CurlGroup::Perform() {
   std::optional<SignalBlock> noPipeSignal;
-  if (std::ranges::any_of(m_busy, &CurlConnection::MayUseTLS)) noPipeSignal.emplace(SIGPIPE);
+  if (m_mayUseTLS) noPipeSignal.emplace(SIGPIPE);
   int running = 0;
   if (curl_multi_perform(m_multi, &running) != CURLM_OK)
     while (!m_busy.empty()) m_busy.back()->End(CURLE_OUT_OF_MEMORY);

@@ -78,7 +78,6 @@ class HTTPClientWrapper::Impl {
     if (!m_budget || m_budget->MostAhead() == 0) return;
     m_readAhead = std::make_unique<HTTPReadAhead>(
         m_transfer, m_budget, std::move(prediction), [this](HTTPResponse& response) {
-          if (response.failure != HTTPFailure::kNone || response.status / 100 != 2) return false;
           const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
           return result.diagnosis.what.empty() && result.hasReply;
         });

@@ -86,6 +86,7 @@ bool HTTPReadAhead::BeginOperation() {
 
 void HTTPReadAhead::EndOperation() noexcept {
   if (!m_operation) return;
+  m_isWaitingForRoom = false;
   TakeOwnBack();
   HTTPReadAheadInfo counts;
   {
@@ -107,6 +108,7 @@ void HTTPReadAhead::EndOperation() noexcept {
 
 bool HTTPReadAhead::Take(const NarrowString& body, HTTPResponse& response) {
   if (!BeginOperation()) return false;
+  if (m_isWaitingForRoom && m_budget->HasRoom()) StartThread();
   const Clock::time_point begin = Clock::now();
   for (;;) {
     switch (Look(body, begin, response)) {
@@ -197,9 +199,13 @@ void HTTPReadAhead::OnResponse(const NarrowString& body, const HTTPResponse& res
     const std::lock_guard lock(m_mutex);
     OnRefusalLocked(response, m_ownHalvings);
     if (!isFollowed || m_isOff) return;
+    // Other import objects need all places now. One exchange is kept for the time when they end.
+    m_isWaitingForRoom = !m_thread && !m_budget->HasRoom();
+    if (m_isWaitingForRoom && m_store.HasExchange()) return;
     m_logIn = m_own.transfer->LogInSchemes();
     m_store.AddExchange(m_ownPlace, body, response.body);
   }
+  if (m_isWaitingForRoom) return;
   StartThread();
   m_group->Wake();
 }
@@ -226,6 +232,7 @@ void HTTPReadAhead::EndExchange() noexcept {
 }
 
 void HTTPReadAhead::StartThread() {
+  m_isWaitingForRoom = false;
   if (m_thread) return;
   try {
     RefCnt<VXThread> thread(new VXUserThread<Job>(Job{this}));

@@ -130,6 +130,7 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   Lane m_own;        // of the thread of the import
   Place m_ownPlace;  // of the request that the client sends itself
   unsigned int m_ownHalvings = 0;
+  bool m_isWaitingForRoom = false;               // with an exchange in the store
   bool m_wasAlone = false;                       // no other request was in progress beside that one
   std::unique_ptr<HTTPConnectionGroup> m_group;  // of the lanes
   const std::unique_ptr<HTTPTransfer> m_pattern;  // sends nothing; the lanes are duplicates

@@ -4,7 +4,7 @@
 #include <utility>
 
 void HTTPReadAheadStore::AddRequests(const Place& exchange, HTTPPrediction::Requests requests) {
-  m_exchanges.erase(exchange);
+  if (m_exchanges.erase(exchange) == 0) return;
   Unsent unsent;
   unsent.rest = std::move(requests);
   Place place = exchange;
@@ -52,6 +52,10 @@ HTTPReadAheadStore::Place HTTPReadAheadStore::SendAsked(const NarrowString& body
     Place place = position->first;
     Advance(position);
     return place;
+  }
+  if (m_asked.size() >= kMaxAsked) {
+    m_exchanges.clear();
+    m_asked.clear();
   }
   if (!m_exchanges.empty()) {  // it may follow from one of these replies
     auto& [exchange, first] = *m_exchanges.begin();

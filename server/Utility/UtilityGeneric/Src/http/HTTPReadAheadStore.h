@@ -21,6 +21,8 @@
 /// the reply, the place is {2, 0, 1}, then {2, 0, 2}, ...
 class HTTPReadAheadStore {
  public:
+  /// If the import asks for more requests before the prediction has read a reply, it is not read.
+  static constexpr std::size_t kMaxAsked = 4096;
   using Place = std::vector<std::uint32_t>;
   enum class State { kSent, kReady, kFailed };
 

@@ -25,6 +25,11 @@ void HTTPRequestBudget::Remove(Listener& listener) noexcept {
   std::erase(m_listeners, &listener);
 }
 
+bool HTTPRequestBudget::HasRoom() const noexcept {
+  const std::lock_guard lock(m_mutex);
+  return m_imports < m_requests;
+}
+
 bool HTTPRequestBudget::TryTake() noexcept {
   const std::lock_guard lock(m_mutex);
   if (m_imports + m_ahead >= m_requests) {
