@@ -21,11 +21,14 @@ namespace {
 /// Set if a temporary file could not be written, see lxw_tmpfile. A process writes one workbook.
 std::atomic<bool> g_hasLostData{false};
 
-/// A temporary file in memory.
+/// A temporary file in memory, in the list of those that are open.
 struct MemoryFile {
   std::string bytes;
   std::size_t position = 0;
+  FILE* stream = nullptr;
+  MemoryFile* next = nullptr;
 };
+MemoryFile* g_files = nullptr;
 
 MemoryFile& Of(void* cookie) { return *static_cast<MemoryFile*>(cookie); }
 
@@ -64,8 +67,16 @@ int SeekMemory(void* cookie, off64_t* offset, int whence) {
 }
 
 int CloseMemory(void* cookie) {
+  MemoryFile** place = &g_files;
+  while (*place && *place != cookie) place = &(*place)->next;
+  if (*place) *place = (*place)->next;
   delete &Of(cookie);
   return 0;
+}
+
+/// The library does not close the files of a workbook that it drops.
+void CloseMemoryFiles() {
+  while (g_files) fclose(g_files->stream);
 }
 
 }  // namespace
@@ -77,7 +88,13 @@ extern "C" __attribute__((visibility("default"))) FILE* lxw_tmpfile(char*) {
   if (!file) return nullptr;
   FILE* const stream =
       fopencookie(file, "w+", {&ReadMemory, &WriteMemory, &SeekMemory, &CloseMemory});
-  if (!stream) delete file;
+  if (!stream) {
+    delete file;
+    return nullptr;
+  }
+  file->stream = stream;
+  file->next = g_files;
+  g_files = file;
   return stream;
 }
 
@@ -130,20 +147,15 @@ class Workbook::Book {
     g_hasLostData = false;
     lxw_workbook_options options{};
     options.constant_memory = LXW_TRUE;
-    m_book = workbook_new_opt(FileName().c_str(), &options);
+    m_book.reset(workbook_new_opt(FileName().c_str(), &options));
     if (!m_book) Fail("there is not enough memory");
     lxw_doc_properties properties{};
     properties.created = kCreated;
-    Check(workbook_set_properties(m_book, &properties));
-    m_bold = workbook_add_format(m_book);
+    Check(workbook_set_properties(m_book.get(), &properties));
+    m_bold = workbook_add_format(m_book.get());
     if (!m_bold) Fail("there is not enough memory");
     format_set_bold(m_bold);
   }
-  ~Book() {
-    if (m_book) lxw_workbook_free(m_book);
-  }
-  Book(const Book&) = delete;
-  Book& operator=(const Book&) = delete;
 
   std::size_t AddSheet(const std::string& name, const std::vector<std::string_view>& keys) {
     Sheet& sheet = m_sheets.emplace_back();
@@ -177,7 +189,8 @@ class Workbook::Book {
   void Finish(const std::function<void(std::string_view)>& write) {
     for (Sheet& sheet : m_sheets) Close(sheet);
     // Frees the book, also if it fails.
-    const lxw_error error = workbook_close(std::exchange(m_book, nullptr));
+    const lxw_error error = workbook_close(m_book.release());
+    CloseMemoryFiles();
     Check(error);
     if (g_hasLostData) Fail("there is not enough memory");
     std::array<char, std::size_t{64} << 10> block;
@@ -192,6 +205,12 @@ class Workbook::Book {
   }
 
  private:
+  struct FreeBook {
+    void operator()(lxw_workbook* book) const {
+      lxw_workbook_free(book);
+      CloseMemoryFiles();
+    }
+  };
   struct Sheet {
     std::string name;
     std::vector<std::string_view> keys;
@@ -212,7 +231,7 @@ class Workbook::Book {
   std::string FileName() const { return "/proc/self/fd/" + std::to_string(m_file.Number()); }
 
   void Open(Sheet& sheet) {
-    sheet.sheet = workbook_add_worksheet(m_book, sheet.PartName().c_str());
+    sheet.sheet = workbook_add_worksheet(m_book.get(), sheet.PartName().c_str());
     if (!sheet.sheet) Fail("the sheet " + sheet.PartName() + " cannot be added");
     worksheet_freeze_panes(sheet.sheet, 1, 0);
     sheet.widths.assign(sheet.keys.size(), kMinWidth);
@@ -267,7 +286,7 @@ class Workbook::Book {
 
   const std::size_t m_maxRows;
   const Descriptor m_file;
-  lxw_workbook* m_book = nullptr;
+  std::unique_ptr<lxw_workbook, FreeBook> m_book;
   lxw_format* m_bold = nullptr;
   std::vector<Sheet> m_sheets;
   std::vector<std::string> m_notices;

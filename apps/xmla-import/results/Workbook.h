@@ -13,8 +13,8 @@
 /// numbers are numbers. The first row of a sheet has the headings, with a filter, and stays
 /// visible. The same calls give the same bytes.
 ///
-/// The workbook is in memory until it is finished, because the library that writes it does not
-/// report every write error of a temporary file.
+/// At most one object per process at a time. The workbook is in memory until it is finished,
+/// because the library that writes it does not report every write error of a temporary file.
 class Workbook {
  public:
   /// Limits of spreadsheet programs.
