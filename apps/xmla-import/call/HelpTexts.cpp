@@ -130,7 +130,8 @@ constexpr HelpText kTopics[] = {
      "check ends with 1 if a step failed, else with 0.\n"
      "\n"
      "The file of --output is replaced for status 0, 3 and 4. Otherwise it stays as it is, and a "
-     "partial result is in FILE.partial. A complete diagnosis of check replaces FILE with status 1, "
+     "partial result is in FILE.partial. A complete diagnosis of check replaces FILE with status "
+     "1, "
      "too.",
      "", ""},
     {"log-in", "user, password, token, certificate, and how they are protected",
