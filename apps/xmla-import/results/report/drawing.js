@@ -2,6 +2,8 @@
 // hierarchies outside, sized by their number of levels. It shows nothing that the lists of the page
 // do not have, so it is one image for screen readers.
 
+const labelLength = 26; // characters
+
 function drawing(cube) {
   const places = [];
   const count = cube.dimensions.reduce((sum, { hierarchies }) => sum + hierarchies.length + 0.5, 0);
@@ -24,7 +26,7 @@ function drawing(cube) {
       const to = point(angle, outer);
       lines.append(makeSVG("line", { x1: from.x, y1: from.y, x2: to.x, y2: to.y }));
       const radius = 3.5 + 1.6 * Math.min(hierarchy.levels.length, 7);
-      nodes.append(node(to, radius, hierarchyClass(hierarchy), label(hierarchy.name || hierarchy.externalName, angle, outer + radius + 5, 26),
+      nodes.append(node(to, radius, hierarchyClass(hierarchy), label(hierarchy.name || hierarchy.externalName, angle, outer + radius + 5, labelLength),
         `${hierarchy.externalName}: ${counted(hierarchy.levels.length, "level", "levels")}`, hierarchyAddress(cube, hierarchy)));
     } else {
       const to = point(angle, inner);
@@ -34,7 +36,8 @@ function drawing(cube) {
         `${dimension.name} ${wordOf(dimension.kind)}`, null));
     }
   }
-  const size = outer + 205;
+  const longest = cube.hierarchies.reduce((most, { name, externalName }) => Math.max(most, (name || externalName).length), 0);
+  const size = outer + 30 + 6.8 * Math.min(longest, labelLength);
   const text = `Structure of the cube: ${countsText(cube.counts)}`;
   return make("figure", {},
     make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" },
