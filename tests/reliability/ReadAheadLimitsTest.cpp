@@ -372,7 +372,7 @@ long Entries(const char* path) {
 
 TEST(ReadAheadLimits, ManyImportsLeaveNothingBehind) {
   const CubeScript script = Equal(3);
-  Server server(With(script));
+  Server server(With(script), 100);
   const auto import = [&](int number) {
     const Outcome outcome =
         Import(server.Url(), {}, {.requests = 2 + static_cast<unsigned>(number % 5)});

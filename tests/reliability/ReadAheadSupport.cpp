@@ -18,11 +18,11 @@ namespace readahead {
 
 using support::Narrow;
 
-Server::Server(Answer answer)
+Server::Server(Answer answer, std::size_t requestsKept)
     : m_answer(std::move(answer)),
       m_server([this](loopback::Connection& connection,
                       const loopback::Request& request) { Serve(connection, request); },
-               {.requestsKept = 4096}) {}
+               {.requestsKept = requestsKept}) {}
 
 void Server::Serve(loopback::Connection& connection, const loopback::Request& request) {
   ++m_count;

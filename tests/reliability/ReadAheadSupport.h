@@ -21,7 +21,7 @@ using Answer = std::function<void(loopback::Connection& connection, const loopba
 /// A server that counts the requests in progress, and can delay each of them.
 class Server {
  public:
-  explicit Server(Answer answer);
+  explicit Server(Answer answer, std::size_t requestsKept = 4096);
 
   std::string Url() const { return "http://" + m_server.Authority() + "/xmla"; }
   loopback::Server& Wire() { return m_server; }
