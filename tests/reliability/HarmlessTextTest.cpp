@@ -176,7 +176,8 @@ TEST(HarmlessText, NamesAreEscapedOnlyOnATerminal) {
       toFile.insert(toFile.end(), {"-o", folder.Path() / "result"});
       tool::RunTool(toFile, OnATerminal());
       EXPECT_EQ(support::ReadFile(folder.Path() / "result"), piped.out);
-      if (format == "csv" || format == "markdown") continue;  // these have quotes and escapes
+      if (format == "csv" || format == "markdown" || format == "html")
+        continue;  // escapes of their own
       const bool isJson = format.ends_with("json");
       const auto name = isJson ? &JsonOfXml : &Plain;
       const auto shown = isJson ? &ShownJson : &Shown;

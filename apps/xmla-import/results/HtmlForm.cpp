@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/TerminalText.h"
 #include "base/Text.h"
 #include "call/TargetNames.h"
 #include "results/Form.h"
@@ -39,24 +40,27 @@ class ScriptData : public TextSink {
   std::string m_text;
 };
 
+/// Text for markup. Characters that could change what a terminal shows are references.
 std::string EscapedForMarkup(std::string_view text) {
   std::string escaped;
-  for (const char byte : text) {
-    switch (byte) {
-      case '<':
+  for (const wchar_t character : Wide(text)) {
+    switch (character) {
+      case L'<':
         escaped += "&lt;";
         break;
-      case '>':
+      case L'>':
         escaped += "&gt;";
         break;
-      case '&':
+      case L'&':
         escaped += "&amp;";
         break;
-      case '"':
+      case L'"':
         escaped += "&quot;";
         break;
       default:
-        escaped += byte;
+        escaped += NeedsEscapeOnTerminal(character)
+                       ? fmt::format("&#x{:X};", static_cast<std::uint32_t>(character))
+                       : Utf8(String(1, character));
     }
   }
   return escaped;
