@@ -14,6 +14,7 @@ HTTPClientWrapper::HTTPClientWrapper(const String&, const String&, const String&
 HTTPClientWrapper::~HTTPClientWrapper() = default;
 void HTTPClientWrapper::SetRequestHeader(const String&) {}
 void HTTPClientWrapper::SetRequestSubject(const String&) {}
+void HTTPClientWrapper::SetPrediction(std::shared_ptr<const HTTPPrediction>) {}
 bool HTTPClientWrapper::ReadBytes(const NarrowString&, NarrowString&, String&) { return false; }
 bool HTTPClientWrapper::TakeCredentials(String&, String&, String&) { return true; }
 
