@@ -49,7 +49,8 @@ struct CommandForm {
   const char* name;
   const char* help;
   std::span<const CommandOption> options;
-  /// The number of words that make a connection unnecessary: then, options about it are errors.
+  /// With this number of words, the command needs no connection. Connection options are errors
+  /// then.
   std::size_t wordsWithoutConnection = 1;
   std::string_view words = {};  ///< such as "OLD [NEW]"
   std::size_t minWords = 0;

@@ -2,7 +2,7 @@
 
 #include "Utility/Generic/String.h"
 
-/// True if the library can find rows or a fault in the reply, or if it is a SOAP envelope with an
-/// empty result. Like the library, ignores prefixes, namespaces and case. Other XML, which the
-/// library reads as an empty result, is no reply to Discover.
+/// True if the XML is a reply to Discover: it has rows or a fault, or it is a SOAP envelope with an
+/// empty result. Ignores prefixes, namespaces and case, as the library does. The library reads any
+/// other XML as an empty result.
 bool IsDiscoverReply(const NarrowString& reply);

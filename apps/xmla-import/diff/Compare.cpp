@@ -26,8 +26,7 @@ std::string Shown(const Json& value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-/// The name by which a record is matched. Several names are joined with a separator that they
-/// cannot have.
+/// The name by which a record is matched. If it has several names, they are joined with NUL.
 std::string KeyOf(const Json& record, const RecordRule& rule) {
   if (rule.names.empty()) return record.get<std::string>();
   std::string key;

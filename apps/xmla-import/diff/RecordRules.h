@@ -14,7 +14,7 @@ struct FieldRule {
   std::string_view key;   ///< in JSON; "unit.type" is a member of a member
   std::string_view what;  ///< for people and for ids, such as "type"
   ChangeClass severity = ChangeClass::kBreaking;
-  std::string_view sameAs = {};  ///< not reported if it only repeats the change of this field
+  std::string_view sameAs = {};  ///< if both fields changed in the same way, only this one counts
 };
 
 struct RecordRule;

@@ -47,12 +47,12 @@ using Row = std::vector<NamedCell>;
 
 /// How enumerators are written.
 enum class Values {
-  kNames,  ///< as in the JSON documents; a number if there is no name
+  kNames,  ///< the enumerator's name; for a value without a name, its number
   kWords,  ///< for people
 };
 
-/// True for a member that has the same value in every result, so that it is no column.
-/// docs/formats.md lists these.
+/// True for a member that the import never sets. It has the same value in every result, so tables
+/// have no column for it. docs/formats.md lists these members.
 bool IsConstant(std::string_view key);
 /// The key as a heading: "dimensionUniqueName" becomes "dimension unique name".
 std::string Heading(std::string_view key);

@@ -12,7 +12,8 @@ constexpr std::size_t kLongestValue = 200;  // bytes
 
 /// The word for an enumerator; other texts are unchanged.
 std::string Word(const std::string& text) {
-  for (const EnumeratorWord& each : EnumeratorWords())
+  static const std::vector<EnumeratorWord> words = EnumeratorWords();
+  for (const EnumeratorWord& each : words)
     if (each.enumerator == text) return std::string(each.entry.word);
   const bool isType = text.starts_with("VX") && text.ends_with("Data");
   return isType ? text.substr(2, text.size() - 6) : text;

@@ -6,10 +6,9 @@
 
 // Changes in words, in UTF-8.
 
-/// Such as "cube "Sales", measure "Net Sales"", without the data source and catalog of a cube if
-/// the path goes on; "the document" for an empty path.
+/// Such as: cube "Sales", measure "Net Sales". For an empty path: the document.
 std::string PathText(const std::vector<PathPart>& path);
-/// Such as "removed", or "type: VXVarCharData, now VXDoubleData".
+/// Such as "removed", or "type: VarChar, now Double".
 std::string ChangeText(const Change& change);
 /// Such as "2 breaking changes, 1 addition"; "no differences" for none.
 std::string FoundText(const DiffResult& result);

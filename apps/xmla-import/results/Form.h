@@ -68,7 +68,7 @@ class Form {
   std::vector<std::string> m_notices;
 };
 
-/// A format that only `tree`, `cube` and `import` have. Any other result is its messages.
+/// A format for `tree`, `cube` and `import` only. Of other results, it writes the messages.
 class CubesForm : public Form {
  public:
   using Form::Form;

@@ -220,15 +220,14 @@ class HTTPExchangeObserver {
   virtual void OnBegin(const HTTPExchangeStart&) {}
   /// Called when a step of the exchange begins, with what is known about the connection by then.
   /// A kept-alive connection begins with the last step. A log-in repeats steps, and may need
-  /// another connection. Steps, and when they begin:
-  /// - kNameResolution
-  /// - kProxy: connecting to the proxy, up to the end of its tunnel
-  /// - kConnection: connecting to the service, if there is no proxy
-  /// - kTLS: with the service. If the server asks for a client certificate, the step ends with the
-  ///   reply, since the server may reject the certificate after the handshake
-  /// - kLogIn: a Kerberos ticket is requested, or a request with a log-in that was never accepted
-  ///   is sent
-  /// - kResponse: any other request is sent
+  /// another connection. The steps:
+  /// - kNameResolution: the client looks up the address of the host
+  /// - kConnection: without a proxy, the client connects to the service
+  /// - kProxy: with a proxy, the client connects to the proxy, which may open a tunnel
+  /// - kTLS: the TLS handshake with the service. If the server asks for a client certificate, the
+  ///   step lasts until the reply, because the server may reject the certificate that late
+  /// - kLogIn: the client gets a Kerberos ticket, or sends a log-in that was never accepted before
+  /// - kResponse: the client sends any other request and waits for the reply
   virtual void OnStep(HTTPStep, const HTTPConnectionDetails&) {}
   /// Called before the wait for a retry.
   virtual void OnRetry(const HTTPRetry&) {}

@@ -3,7 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// Limits the size of replies that several transfers receive and nobody has read yet. Thread-safe.
+/// Limits the total size of unread replies. Several transfers can share one limit. A reply counts
+/// until it is used or dropped. Thread-safe.
 class HTTPByteLimit {
  public:
   explicit HTTPByteLimit(std::uint64_t most) noexcept : m_most(most) {}

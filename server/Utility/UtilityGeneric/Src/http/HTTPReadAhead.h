@@ -30,9 +30,8 @@
 /// so a wrong password is sent as often as without read-ahead. After a 401 or 407 to a request that
 /// was sent ahead, nothing more is sent ahead.
 ///
-/// Call all functions from the thread of the import. It never waits for the other thread, except in
-/// Take and in the destructor. libcurl blocks that thread while Kerberos looks for a ticket; then
-/// the destructor waits for it.
+/// Call all functions from the thread of the import. It waits for the other thread only in Take and
+/// in the destructor.
 class HTTPReadAhead final : private HTTPRequestBudget::Listener {
  public:
   /// Most bytes of replies that the import has not asked for yet.

@@ -6,7 +6,7 @@
 /// The result of the request for a Kerberos service ticket.
 struct KerberosServiceTicket {
   bool isStopped = false;  ///< the calling thread must end its operation
-  std::string problem;     ///< why there is no ticket, in English; empty: there is one
+  std::string problem;     ///< the reason for a failure, in English; empty: success
 
   /// Gets the caller's ticket for the service HTTP of a host into the credentials cache, under the
   /// names that libcurl uses. Negotiate then needs no Kerberos server (KDC), and so cannot block.
