@@ -243,8 +243,10 @@ Metadata MetadataWithWideCube(Kind kind) {
         levels.push_back(Json{{"LEVEL_NAME", level},
                               {"LEVEL_UNIQUE_NAME", "[" + name + "].[" + level + "]"},
                               {"properties", {"Code", "Colour"}}});
-      levels[0]["members"] = {
-          Json{{"MEMBER_NAME", "All"}, {"MEMBER_UNIQUE_NAME", all}, {"MEMBER_TYPE", 2}}};
+      // Compilers differ about a list of one element in braces.
+      levels[0]["members"] = Json::array();
+      levels[0]["members"].push_back(
+          Json{{"MEMBER_NAME", "All"}, {"MEMBER_UNIQUE_NAME", all}, {"MEMBER_TYPE", 2}});
       hierarchies.push_back(Json{{"HIERARCHY_NAME", name},
                                  {"HIERARCHY_UNIQUE_NAME", "[" + name + "]"},
                                  {"DEFAULT_MEMBER", all},
@@ -254,8 +256,9 @@ Metadata MetadataWithWideCube(Kind kind) {
     dimensions.push_back(Json{{"DIMENSION_NAME", numbered("Dimension", i)},
                               {"hierarchies", std::move(hierarchies)}});
   }
-  file["sources"][0]["catalogs"][0]["cubes"].push_back(Json{
-      {"CUBE_NAME", kWideCube}, {"dimensions", std::move(dimensions)}, {"measures", {"Sales"}}});
+  file["sources"][0]["catalogs"][0]["cubes"].push_back(Json{{"CUBE_NAME", kWideCube},
+                                                            {"dimensions", std::move(dimensions)},
+                                                            {"measures", Json::array({"Sales"})}});
   return Loader(file, kind).Load();
 }
 

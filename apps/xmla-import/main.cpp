@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "CommandTable.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "base/Interrupt.h"
 #include "base/Secret.h"
 #include "base/Style.h"
@@ -216,7 +217,9 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // file size limit
   try {
-    return static_cast<int>(Call(hasStandardOutput).Run(argc, argv));
+    const int status = static_cast<int>(Call(hasStandardOutput).Run(argc, argv));
+    if (HTTPClientWrapper::IsKerberosThreadLeft()) _exit(status);
+    return status;
   } catch (const std::exception& error) {
     // Usually out of memory.
     for (const char* const piece : {"xmla-import: error: ", error.what(), "\n"})

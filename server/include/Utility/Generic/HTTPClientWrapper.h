@@ -314,6 +314,10 @@ class XMLAHOST_API HTTPClientWrapper {
   static String URLProblem(const String& url);
   /// The same for the URL of a proxy, which may contain credentials and lack a scheme.
   static String ProxyProblem(const String& url);
+  /// True while a thread waits for a Kerberos server (KDC) although its request has ended. Call
+  /// _exit to end the process then: exit runs the destructors of the Kerberos library beside that
+  /// thread. Thread-safe.
+  static bool IsKerberosThreadLeft() noexcept;
   /// Why the client certificate of the options cannot be used, and what to do; empty if it can, or
   /// if there is none. Reads its files. `setting` is the one to change.
   static String CertificateProblem(const HTTPClientOptions& options, HTTPSetting& setting);

@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "Utility/Generic/Cancellation.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 
 namespace {
 
@@ -158,4 +159,10 @@ KerberosServiceTicket KerberosServiceTicket::Get(const std::string& host,
   KeepLoaded();
   pthread_detach(thread);
   return result;
+}
+
+bool HTTPClientWrapper::IsKerberosThreadLeft() noexcept {
+  Threads& threads = AllThreads();
+  const std::lock_guard lock(threads.mutex);
+  return threads.count > 0;
 }
