@@ -77,9 +77,7 @@ const std::map<std::string, std::string> kWords = {
     {"SAP_VAR_INPUT_TYPE_MANDATORY_NOT_INITIAL", "mandatory (not initial)"},
 };
 
-bool IsEnumerator(const std::string& key) {
-  return key == "type" || key.ends_with("Type");
-}
+bool IsEnumerator(const std::string& key) { return key == "type" || key.ends_with("Type"); }
 
 enum class Form { kCsv, kPeople };
 
@@ -133,7 +131,8 @@ std::vector<Cells> ExpectedCsv(const Json& document) {
         }
       }
     }
-    for (const auto& [list, kind] : {std::pair{"measures", "measure"}, {"sapVariables", "variable"}})
+    for (const auto& [list, kind] :
+         {std::pair{"measures", "measure"}, {"sapVariables", "variable"}})
       for (const Json& each : cube[list]) {
         Cells field;
         Add(each, Form::kCsv, "", field);
@@ -288,9 +287,8 @@ void ExpectMarkdown(const std::string& bytes, const Json& document) {
   expectMessages(document, {"Import"});
   for (const Json& cube : document["cubes"]) {
     const std::string name = cube["cube"].get<std::string>();
-    Cells summary{{"data source", cube["dataSource"]},
-                  {"catalog", cube["catalog"]},
-                  {"state", State(cube)}};
+    Cells summary{
+        {"data source", cube["dataSource"]}, {"catalog", cube["catalog"]}, {"state", State(cube)}};
     for (const char* const table : kTableNames) {
       const std::vector<Cells> rows = ExpectedRows(cube, table);
       summary[table] = rows.size();
@@ -344,8 +342,10 @@ const Strings kHostile = {
     "&amp;lt;b&amp;gt; &amp;#124; &amp;amp;",
     "\"a\", 'b', \"\"",
     "a,b;c",
-    "\xE2\x80\xAE" "abc\xE2\x81\xA6",
-    "a\xE2\x80\x8B" "b\xEF\xBB\xBF",
+    "\xE2\x80\xAE"
+    "abc\xE2\x81\xA6",
+    "a\xE2\x80\x8B"
+    "b\xEF\xBB\xBF",
     Repeated("0123456789", 1000),
     "\xED\xA0\x80 and \xF0\x9F\x91\x95",
     "a&#10;b&#13;c&#9;d",

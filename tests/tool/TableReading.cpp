@@ -13,8 +13,9 @@ namespace tool {
 
 bool CanReadTables() {
   static const bool can =
-      support::RunChild("/bin/sh", {"-c", "/usr/bin/python3 -c 'import openpyxl' && cmark-gfm "
-                                          "--version"})
+      support::RunChild("/bin/sh", {"-c",
+                                    "/usr/bin/python3 -c 'import openpyxl' && cmark-gfm "
+                                    "--version"})
           .exitStatus == 0;
   if (!can && std::getenv("XMLA_REQUIRE_ALL_TESTS"))
     ADD_FAILURE() << "the packages python3-openpyxl and cmark-gfm are missing";
