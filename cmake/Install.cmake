@@ -18,6 +18,8 @@ install(EXPORT xmla-import NAMESPACE xmla-import:: DESTINATION ${CMAKE_INSTALL_L
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/xmla-importConfig.cmake.in xmla-importConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/xmla-import PATH_VARS plugin_folder)
 write_basic_package_version_file(xmla-importConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/xmla-import.pc.in xmla-import.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/xmla-importConfig.cmake ${PROJECT_BINARY_DIR}/xmla-importConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/xmla-import COMPONENT development)
