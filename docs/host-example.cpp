@@ -32,6 +32,11 @@
 #include "Utility/Generic/ImportSettings.h"
 #include "Utility/Generic/VXExecutionState.h"
 
+// The file of the import library. The installed CMake package and pkg-config say where it is.
+#ifndef XMLA_IMPORT_LIBRARY
+#  define XMLA_IMPORT_LIBRARY "libUtilityXMLASAX.so"
+#endif
+
 namespace {
 
 using BaseStringUtil::FromUTF8;
@@ -40,7 +45,7 @@ using BaseStringUtil::ToUTF8;
 /// The import library with its two functions. Unloads it; delete all import objects before.
 class Library {
  public:
-  Library() : m_handle(dlopen("libUtilityXMLASAX.so", RTLD_NOW | RTLD_LOCAL)) {
+  Library() : m_handle(dlopen(XMLA_IMPORT_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {
     if (!m_handle) throw std::runtime_error(dlerror());
     Find("OTXMLACreateImport", create);
     Find("OTXMLAIdentifyProvider", identify);

@@ -12,13 +12,15 @@ namespace {
 
 constexpr const char* kLibraryName = "libUtilityXMLASAX.so";
 
-/// The path of the library: in ../lib relative to the tool, or in the tool's folder.
+/// The path of the library, relative to the tool: as installed, in a build folder, or in the tool's
+/// folder.
 std::string LibraryFile() {
   std::error_code error;
   const std::filesystem::path tool = std::filesystem::read_symlink("/proc/self/exe", error);
   const std::filesystem::path folder = tool.parent_path();
-  for (const auto& place : {folder.parent_path() / "lib", folder})
-    if (std::filesystem::exists(place / kLibraryName, error)) return place / kLibraryName;
+  for (const auto& file : {folder / XMLA_INSTALLED_LIBRARY,
+                           folder.parent_path() / "lib" / kLibraryName, folder / kLibraryName})
+    if (std::filesystem::exists(file, error)) return file;
   return kLibraryName;  // search path of the dynamic loader
 }
 

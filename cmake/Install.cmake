@@ -1,0 +1,37 @@
+# What `cmake --install` installs: the tool, the sample provider, the libraries, and what a host needs to use them.
+# The import library is a plug-in, so it is in a folder of its own, outside the search path of the dynamic loader.
+include(CMakePackageConfigHelpers)
+
+set(plugin_folder ${CMAKE_INSTALL_LIBDIR}/xmla-import)
+set(include_folder ${CMAKE_INSTALL_INCLUDEDIR}/xmla-import)
+
+install(TARGETS xmlahost EXPORT xmla-import
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development)
+install(TARGETS UtilityXMLASAX LIBRARY DESTINATION ${plugin_folder} COMPONENT libraries NAMELINK_SKIP)
+set_target_properties(UtilityXMLASAX PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+set_target_properties(xmlahost PROPERTIES INSTALL_RPATH "")
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/server/include/Import ${PROJECT_SOURCE_DIR}/server/include/Utility
+  DESTINATION ${include_folder} COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN XMLASAX EXCLUDE)
+install(EXPORT xmla-import NAMESPACE xmla-import:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/xmla-import
+  COMPONENT development FILE xmla-importTargets.cmake)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/xmla-importConfig.cmake.in xmla-importConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/xmla-import PATH_VARS plugin_folder)
+write_basic_package_version_file(xmla-importConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/xmla-import.pc.in xmla-import.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/xmla-importConfig.cmake ${PROJECT_BINARY_DIR}/xmla-importConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/xmla-import COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/xmla-import.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/host-example.cpp ${CMAKE_CURRENT_LIST_DIR}/example/CMakeLists.txt
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+
+if(XMLA_TOOL)
+  install(TARGETS xmla-import xmla-sample-provider RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  file(RELATIVE_PATH libraries_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(xmla-import PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_bin}")
+  set_target_properties(xmla-sample-provider PROPERTIES INSTALL_RPATH "")
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/xmla-import COMPONENT tools
+    FILES_MATCHING PATTERN "*.json")
+endif()
