@@ -21,10 +21,7 @@ using support::ScriptedServer;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr auto kAnalysis = ServerInfo::kAnalysisServices2005;
-constexpr auto kTessera = ServerInfo::kTessera;
-constexpr auto kSap = ServerInfo::kSAP_BW35;
-constexpr auto kTamarind = ServerInfo::kTamarind11;
+using enum ServerInfo::TargetType;
 
 struct Imported {
   std::vector<OTXMLAHierarchy> hierarchies;
@@ -72,29 +69,31 @@ struct SkipCase {
 };
 
 const SkipCase kSkips[] = {
-    {"measures", kAnalysis, "<DIMENSION_TYPE>2</DIMENSION_TYPE><STRUCTURE>0</STRUCTURE>", 62012},
+    {"measures", kAnalysisServices2005,
+     "<DIMENSION_TYPE>2</DIMENSION_TYPE><STRUCTURE>0</STRUCTURE>", 62012},
     {"measures", kTessera, "<DIMENSION_TYPE>2</DIMENSION_TYPE><STRUCTURE>0</STRUCTURE>", 62012},
-    {"measures", kSap, "<DIMENSION_TYPE>2</DIMENSION_TYPE>", 62012},
-    {"measures", kTamarind, "<DIMENSION_TYPE>2</DIMENSION_TYPE>", 0},
-    {"no structure", kAnalysis, "", 62013},
+    {"measures", kSAP_BW35, "<DIMENSION_TYPE>2</DIMENSION_TYPE>", 62012},
+    {"measures", kTamarind11, "<DIMENSION_TYPE>2</DIMENSION_TYPE>", 0},
+    {"no structure", kAnalysisServices2005, "", 62013},
     {"no structure", kTessera, "", 62013},
-    {"no structure", kSap, "", 0},
-    {"no structure", kTamarind, "", 0},
-    {"structure 0", kAnalysis, "<STRUCTURE>0</STRUCTURE>", 0},
-    {"structure 1", kAnalysis, "<STRUCTURE>1</STRUCTURE>", 0},
-    {"structure 2", kAnalysis, "<STRUCTURE>2</STRUCTURE>", 0},
-    {"structure 3", kAnalysis, "<STRUCTURE>3</STRUCTURE>", 0},
-    {"structure 4", kAnalysis, "<STRUCTURE>4</STRUCTURE>", 62013},
-    {"structure 4", kSap, "<STRUCTURE>4</STRUCTURE>", 0},
-    {"virtual", kAnalysis, "<STRUCTURE>0</STRUCTURE><IS_VIRTUAL>true</IS_VIRTUAL>", 62011},
-    {"virtual", kSap, "<IS_VIRTUAL>TRUE</IS_VIRTUAL>", 62011},
-    {"virtual", kTamarind, "<DIMENSION_MASTER_UNIQUE_NAME/>", 62011},
-    {"measures before structure", kAnalysis,
+    {"no structure", kSAP_BW35, "", 0},
+    {"no structure", kTamarind11, "", 0},
+    {"structure 0", kAnalysisServices2005, "<STRUCTURE>0</STRUCTURE>", 0},
+    {"structure 1", kAnalysisServices2005, "<STRUCTURE>1</STRUCTURE>", 0},
+    {"structure 2", kAnalysisServices2005, "<STRUCTURE>2</STRUCTURE>", 0},
+    {"structure 3", kAnalysisServices2005, "<STRUCTURE>3</STRUCTURE>", 0},
+    {"structure 4", kAnalysisServices2005, "<STRUCTURE>4</STRUCTURE>", 62013},
+    {"structure 4", kSAP_BW35, "<STRUCTURE>4</STRUCTURE>", 0},
+    {"virtual", kAnalysisServices2005, "<STRUCTURE>0</STRUCTURE><IS_VIRTUAL>true</IS_VIRTUAL>",
+     62011},
+    {"virtual", kSAP_BW35, "<IS_VIRTUAL>TRUE</IS_VIRTUAL>", 62011},
+    {"virtual", kTamarind11, "<DIMENSION_MASTER_UNIQUE_NAME/>", 62011},
+    {"measures before structure", kAnalysisServices2005,
      "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62012},
-    {"structure before virtual", kAnalysis, "<IS_VIRTUAL>true</IS_VIRTUAL>", 62013},
-    {"measures before virtual", kSap,
+    {"structure before virtual", kAnalysisServices2005, "<IS_VIRTUAL>true</IS_VIRTUAL>", 62013},
+    {"measures before virtual", kSAP_BW35,
      "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62012},
-    {"a virtual measures hierarchy", kTamarind,
+    {"a virtual measures hierarchy", kTamarind11,
      "<DIMENSION_TYPE>2</DIMENSION_TYPE><IS_VIRTUAL>true</IS_VIRTUAL>", 62011},
 };
 
@@ -127,7 +126,7 @@ TEST(HierarchyImport, WarningsNameHierarchySourceCatalogAndCube) {
     cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[the hierarchy]</HIERARCHY_UNIQUE_NAME>" +
                        std::string(columns) + "</row>";
     ScriptedServer server(cube);
-    ImportProbe import(server.Url(), kAnalysis);
+    ImportProbe import(server.Url(), kAnalysisServices2005);
     import.SetImportChoiceInfo(L"the source", L"the catalog", L"the cube");
     std::vector<OTXMLAHierarchy> hierarchies;
     String errors;
@@ -146,7 +145,7 @@ TEST(HierarchyImport, KeepsLongCaptions) {
   const std::string caption = "A [caption]. with 'everything' * ? " + std::string(200, 'x');
   const Imported result = ImportOne(
       {{"HIERARCHY_CAPTION", caption}, {"STRUCTURE", "0"}, {"DIMENSION_UNIQUE_NAME", "[D]"}},
-      kAnalysis);
+      kAnalysisServices2005);
   ASSERT_EQ(result.hierarchies.size(), 1u);
   EXPECT_EQ(support::Narrow(result.hierarchies[0].m_hierarchyName), caption);
   EXPECT_EQ(result.hierarchies[0].m_externalName, String(L"D.H"));
@@ -171,7 +170,7 @@ TEST(HierarchyImport, GeneratesANameWithoutACaption) {
   for (const NameCase& name : cases) {
     CubeScript cube;
     cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", name.uniqueName}, {"STRUCTURE", "0"}});
-    const Imported result = Import(cube, kAnalysis);
+    const Imported result = Import(cube, kAnalysisServices2005);
     ASSERT_EQ(result.hierarchies.size(), 1u) << name.uniqueName;
     EXPECT_EQ(support::Narrow(result.hierarchies[0].m_externalName), name.external);
     EXPECT_EQ(support::Narrow(result.hierarchies[0].m_hierarchyName), name.generated);
@@ -190,7 +189,7 @@ TEST(HierarchyImport, TruncatesAGeneratedNameTo128Characters) {
   for (const auto& c : cases) {
     CubeScript cube;
     cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[" + c.text + "]"}, {"STRUCTURE", "0"}});
-    const Imported result = Import(cube, kAnalysis);
+    const Imported result = Import(cube, kAnalysisServices2005);
     EXPECT_EQ(support::Narrow(result.hierarchies.at(0).m_hierarchyName), c.kept);
     EXPECT_EQ(support::Narrow(result.hierarchies.at(0).m_externalName), c.text);
   }
@@ -199,21 +198,22 @@ TEST(HierarchyImport, TruncatesAGeneratedNameTo128Characters) {
   for (int i = 0; i < 200; ++i) astral += "\U0001F4C8";
   CubeScript cube;
   cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", astral}, {"STRUCTURE", "0"}});
-  EXPECT_EQ(Import(cube, kAnalysis).hierarchies.at(0).m_hierarchyName.size(), 128u);
+  EXPECT_EQ(Import(cube, kAnalysisServices2005).hierarchies.at(0).m_hierarchyName.size(), 128u);
 }
 
 TEST(HierarchyImport, TakesStructureAndDimensionTypeFromTheRow) {
   const int types[] = {1, 3, 2, 4};
   for (int structure = 0; structure < 4; ++structure) {
-    const Imported result =
-        ImportOne({{"STRUCTURE", std::to_string(structure)}, {"DIMENSION_TYPE", "1"}}, kAnalysis);
+    const Imported result = ImportOne(
+        {{"STRUCTURE", std::to_string(structure)}, {"DIMENSION_TYPE", "1"}}, kAnalysisServices2005);
     EXPECT_EQ(result.hierarchies.at(0).m_hierarchyType, types[structure]);
     EXPECT_EQ(result.hierarchies.at(0).m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
   }
 }
 
 TEST(HierarchyImport, LeavesTheHostsFieldsEmpty) {
-  const Imported result = ImportOne({{"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[M]"}}, kAnalysis);
+  const Imported result =
+      ImportOne({{"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[M]"}}, kAnalysisServices2005);
   const OTXMLAHierarchy& hierarchy = result.hierarchies.at(0);
   EXPECT_TRUE(hierarchy.m_alternateHierarchyNames.empty());
   EXPECT_TRUE(hierarchy.m_udas.empty());
@@ -229,7 +229,7 @@ TEST(SapHierarchyImport, MapsDefaultAndUnknownStructuresToBalanced) {
                      Row({{"HIERARCHY_UNIQUE_NAME", "[other]"}, {"STRUCTURE", "2"}}) +
                      Row({{"HIERARCHY_UNIQUE_NAME", "[unknown]"}}) +
                      Row({{"HIERARCHY_UNIQUE_NAME", "[DEFAULT]"}, {"STRUCTURE", "3"}});
-  const Imported result = Import(cube, kSap);
+  const Imported result = Import(cube, kSAP_BW35);
   ASSERT_EQ(result.hierarchies.size(), 4u);
   EXPECT_EQ(result.hierarchies[0].m_hierarchyType, OTXMLAHierarchy::kHierarchyFullyBalanced);
   EXPECT_EQ(result.hierarchies[1].m_hierarchyType, OTXMLAHierarchy::kHierarchyUnBalanced);
@@ -249,7 +249,7 @@ TEST(TamarindHierarchyImport, TakesTheTypeOfTheFirstDimensionWithThatName) {
   cube.hierarchies = Row({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "1"}}) +
                      Row({{"DIMENSION_UNIQUE_NAME", "[none]"}, {"DIMENSION_TYPE", "1"}}) +
                      Row({{"DIMENSION_UNIQUE_NAME", "[OTHER]"}});
-  const Imported result = Import(cube, kTamarind);
+  const Imported result = Import(cube, kTamarind11);
   ASSERT_EQ(result.hierarchies.size(), 3u);
   EXPECT_EQ(result.hierarchies[0].m_dimensionType, OTXMLAHierarchy::kDimensionAttribute);
   EXPECT_EQ(result.hierarchies[1].m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
@@ -257,14 +257,14 @@ TEST(TamarindHierarchyImport, TakesTheTypeOfTheFirstDimensionWithThatName) {
 }
 
 TEST(TamarindHierarchyImport, WithoutDimensionsKeepsTheHierarchysType) {
-  const Imported result = ImportOne({{"DIMENSION_TYPE", "1"}}, kTamarind);
+  const Imported result = ImportOne({{"DIMENSION_TYPE", "1"}}, kTamarind11);
   EXPECT_EQ(result.hierarchies.at(0).m_dimensionType, OTXMLAHierarchy::kDimensionTypeTime);
 }
 
 TEST(TamarindHierarchyImport, OtherKindsKeepTheirOwnType) {
   CubeScript cube;
   cube.dimensions = Row({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "6"}});
-  for (const auto target : {kAnalysis, kSap}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35}) {
     const Imported result =
         ImportOne({{"DIMENSION_UNIQUE_NAME", "[D]"}, {"DIMENSION_TYPE", "1"}, {"STRUCTURE", "0"}},
                   target, cube);
@@ -290,7 +290,7 @@ TEST(TamarindHierarchyImport, AllMemberAsDefaultNeedsNoLookUp) {
     cube.hierarchies = "<row><HIERARCHY_UNIQUE_NAME>[H]</HIERARCHY_UNIQUE_NAME>" +
                        std::string(c.columns) + "</row>";
     cube.members["[H]"] = Row({{"MEMBER_TYPE", "3"}});
-    const Imported result = Import(cube, kTamarind);
+    const Imported result = Import(cube, kTamarind11);
     EXPECT_EQ(result.hierarchies.at(0).m_memberType,
               c.asked ? OTXMLAHierarchy::kMemberTypeFormula : OTXMLAHierarchy::kMemberTypeAll)
         << c.columns;
@@ -299,7 +299,7 @@ TEST(TamarindHierarchyImport, AllMemberAsDefaultNeedsNoLookUp) {
 }
 
 TEST(HierarchyImport, OtherKindsAlwaysLookUpTheDefaultMember) {
-  for (const auto target : {kAnalysis, kSap}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35}) {
     CubeScript cube;
     cube.members["[D].[H]"] = Row({{"MEMBER_TYPE", "2"}});
     const Imported result = ImportOne({{"STRUCTURE", "0"},
@@ -319,13 +319,17 @@ TEST(HierarchyImport, OtherKindsAlwaysLookUpTheDefaultMember) {
 TEST(HierarchyImport, KeepsUnknownMemberTypesAndZeroForNone) {
   CubeScript cube;
   cube.members["[D].[H]"] = Row({{"MEMBER_TYPE", "-77"}});
-  EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube).hierarchies.at(0).m_memberType},
+  EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005, cube)
+                    .hierarchies.at(0)
+                    .m_memberType},
             -77);
-  EXPECT_EQ(int{ImportOne({{"STRUCTURE", "0"}}, kAnalysis).hierarchies.at(0).m_memberType}, 0);
+  EXPECT_EQ(
+      int{ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005).hierarchies.at(0).m_memberType},
+      0);
 }
 
 TEST(HierarchyImport, FailedLookUpIsAWarning) {
-  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35, kTamarind11}) {
     CubeScript cube;
     cube.hierarchies =
         Row({{"HIERARCHY_UNIQUE_NAME", "[a]"}, {"STRUCTURE", "0"}, {"DEFAULT_MEMBER", "[m]"}}) +
@@ -349,7 +353,8 @@ TEST(HierarchyImport, FailedLookUpIsAWarning) {
 // Levels.
 
 /// Imports one level with these columns.
-OTXMLALevel ImportLevel(const std::string& row, ServerInfo::TargetType target = kAnalysis,
+OTXMLALevel ImportLevel(const std::string& row,
+                        ServerInfo::TargetType target = kAnalysisServices2005,
                         const std::string& properties = "") {
   CubeScript cube;
   cube.levels["[D].[H]"] = row;
@@ -422,7 +427,7 @@ TEST(LevelImport, OrdersLevelsByNumber) {
        {std::vector{2, 0, 1}, {0, 1, 2}, {2, 1, 0}, {5}, {3, -2, 32767, 0}, {}}) {
     CubeScript cube;
     cube.levels["[D].[H]"] = LevelRows(order);
-    const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+    const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005, cube);
     std::vector<int> got;
     for (const OTXMLALevel& level : result.hierarchies.at(0).m_levels) {
       got.push_back(level.m_levelNumber);
@@ -438,7 +443,8 @@ TEST(LevelImportDeathTest, TwoLevelsWithTheSameNumberAbort) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   CubeScript cube;
   cube.levels["[D].[H]"] = LevelRows({0, 1, 0});
-  EXPECT_DEATH(ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube), "SUXMLASAXAnaTamImport:506: +\n");
+  EXPECT_DEATH(ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005, cube),
+               "SUXMLASAXAnaTamImport:506: +\n");
 }
 
 // Properties.
@@ -447,7 +453,7 @@ TEST(PropertyImport, RequestsThePropertiesOfTheLevel) {
   CubeScript cube;
   cube.levels["[D].[H]"] =
       Row({{"LEVEL_UNIQUE_NAME", "[D].[H].[L]"}, {"DIMENSION_UNIQUE_NAME", "[D]"}});
-  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005, cube);
   EXPECT_EQ(result.requests.back(), Discover("MDSCHEMA_PROPERTIES", "S",
                                              {{"CATALOG_NAME", "C"},
                                               {"CUBE_NAME", "Q"},
@@ -457,7 +463,7 @@ TEST(PropertyImport, RequestsThePropertiesOfTheLevel) {
 }
 
 OTXMLAUnit ImportProperty(std::initializer_list<std::pair<const char*, std::string>> columns,
-                          ServerInfo::TargetType target = kAnalysis) {
+                          ServerInfo::TargetType target = kAnalysisServices2005) {
   return ImportLevel(Row({{"LEVEL_UNIQUE_NAME", "[D].[H].[L]"}}), target, Row(columns))
       .m_memberProperties.at(0);
 }
@@ -500,11 +506,16 @@ struct PropertyTypeCase {
 
 TEST(PropertyImport, MapsDataTypesByKindOfProvider) {
   const PropertyTypeCase cases[] = {
-      {kAnalysis, "130", VXVarCharData}, {kAnalysis, "7", VXDateData},
-      {kAnalysis, "133", VXDateData},    {kAnalysis, "135", VXDateData},
-      {kAnalysis, "5", VXVarCharData},   {kAnalysis, "", VXVarCharData},
-      {kTessera, "135", VXDateData},     {kSap, "7", VXVarCharData},
-      {kSap, "FLTP", VXVarCharData},     {kSap, "DATS", VXVarCharData},
+      {kAnalysisServices2005, "130", VXVarCharData},
+      {kAnalysisServices2005, "7", VXDateData},
+      {kAnalysisServices2005, "133", VXDateData},
+      {kAnalysisServices2005, "135", VXDateData},
+      {kAnalysisServices2005, "5", VXVarCharData},
+      {kAnalysisServices2005, "", VXVarCharData},
+      {kTessera, "135", VXDateData},
+      {kSAP_BW35, "7", VXVarCharData},
+      {kSAP_BW35, "FLTP", VXVarCharData},
+      {kSAP_BW35, "DATS", VXVarCharData},
   };
   for (const PropertyTypeCase& c : cases)
     EXPECT_EQ(ImportProperty({{"DATA_TYPE", c.dataType}}, c.target).m_type, c.type)
@@ -512,7 +523,7 @@ TEST(PropertyImport, MapsDataTypesByKindOfProvider) {
 }
 
 TEST(PropertyImport, KelvoraNumbersAreOnlyForTamarind) {
-  for (const auto target : {kAnalysis, kSap}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35}) {
     const OTXMLAUnit unit = ImportProperty({{"KELVORA_ATTRIBUTE_GENERATION", "1"},
                                             {"KELVORA_PROPERTY_TYPE", "2"},
                                             {"PROPERTY_ATTRIBUTE_HIERARCHY_NAME", "[A]"}},
@@ -523,14 +534,15 @@ TEST(PropertyImport, KelvoraNumbersAreOnlyForTamarind) {
   }
   const OTXMLAUnit unit = ImportProperty(
       {{"KELVORA_ATTRIBUTE_GENERATION", "1"}, {"KELVORA_PROPERTY_TYPE", "2"}, {"DATA_TYPE", "3"}},
-      kTamarind);
+      kTamarind11);
   EXPECT_EQ(unit.m_tamarindGenerationNumber, 1);
   EXPECT_EQ(unit.m_tamarindPropertyType, 2);
   EXPECT_EQ(unit.m_type, VXVarCharData);
   EXPECT_EQ(unit.m_tamarindAttributeHierarchyName, String());
-  EXPECT_EQ(ImportProperty({{"KELVORA_ATTRIBUTE_GENERATION", "1"}, {"DATA_TYPE", "130"}}, kTamarind)
-                .m_type,
-            VXDoubleData);
+  EXPECT_EQ(
+      ImportProperty({{"KELVORA_ATTRIBUTE_GENERATION", "1"}, {"DATA_TYPE", "130"}}, kTamarind11)
+          .m_type,
+      VXDoubleData);
 }
 
 std::string GenerationRows(const std::vector<std::pair<int, int>>& generationsAndTypes) {
@@ -548,7 +560,7 @@ TEST(PropertyImport, TamarindLevelsKeepTheirOwnGenerationAndNoTypeOne) {
   const std::string all =
       GenerationRows({{4, 2}, {4, 1}, {3, 0}, {1, 5}, {4, 3}, {2, 2}, {0, 2}, {5, 2}});
   for (const char* level : {"[l0]", "[l1]", "[l2]", "[l3]"}) cube.properties[level] = all;
-  const Imported result = ImportOne({}, kTamarind, cube);
+  const Imported result = ImportOne({}, kTamarind11, cube);
   std::vector<std::string> kept;
   for (const OTXMLALevel& level : result.hierarchies.at(0).m_levels) {
     std::string names = std::to_string(level.m_levelNumber) + ":";
@@ -577,7 +589,7 @@ TEST(PropertyImport, TamarindGenerationsAreCountedFromTheGreatestLevelNumber) {
     for (const int number : test.numbers)
       cube.properties["[l" + std::to_string(number) + "]"] =
           GenerationRows({{0, 2}, {1, 2}, {2, 2}, {3, 2}, {4, 2}, {5, 2}, {6, 2}, {7, 2}, {8, 2}});
-    const Imported result = ImportOne({}, kTamarind, cube);
+    const Imported result = ImportOne({}, kTamarind11, cube);
     std::vector<std::string> kept;
     for (const OTXMLALevel& level : result.hierarchies.at(0).m_levels) {
       kept.push_back(std::to_string(level.m_levelNumber) + ":");
@@ -589,7 +601,7 @@ TEST(PropertyImport, TamarindGenerationsAreCountedFromTheGreatestLevelNumber) {
 }
 
 TEST(HierarchyImport, StripsBracketsForEveryKind) {
-  for (const auto target : {kAnalysis, kTessera, kSap, kTamarind}) {
+  for (const auto target : {kAnalysisServices2005, kTessera, kSAP_BW35, kTamarind11}) {
     CubeScript cube;
     cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[Di m].[H]ier[]"},
                             {"DIMENSION_UNIQUE_NAME", "[[Di m]]"},
@@ -616,7 +628,8 @@ TEST(HierarchyImport, StripsBracketsForEveryKind) {
 TEST(HierarchyImport, WarningMentionsAMissingName) {
   CubeScript cube;
   cube.hierarchies = "<row><DIMENSION_TYPE>2</DIMENSION_TYPE></row>";
-  EXPECT_EQ(Import(cube, kAnalysis).warnings.find("[62012] A hierarchy without a name was skipped"),
+  EXPECT_EQ(Import(cube, kAnalysisServices2005)
+                .warnings.find("[62012] A hierarchy without a name was skipped"),
             0u);
 }
 
@@ -625,7 +638,7 @@ TEST(HierarchyImport, FlatMeasureFlagHasNoEffect) {
   cube.hierarchies = Row({{"HIERARCHY_UNIQUE_NAME", "[h]"}, {"STRUCTURE", "0"}}) +
                      Row({{"HIERARCHY_UNIQUE_NAME", "[m]"}, {"DIMENSION_TYPE", "2"}});
   cube.measures = Row({{"MEASURE_NAME", "a"}}) + Row({{"MEASURE_NAME", "b"}});
-  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35, kTamarind11}) {
     std::vector<std::string> outcomes;
     for (const bool isFlat : {false, true}) {
       ScriptedServer server(cube);
@@ -654,7 +667,7 @@ TEST(PropertyImport, OtherKindsKeepAllOfThemInOrder) {
   CubeScript cube;
   cube.levels["[D].[H]"] = LevelRows({0});
   cube.properties["[l0]"] = GenerationRows({{4, 2}, {4, 1}, {4, 1}});
-  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005, cube);
   EXPECT_EQ(result.hierarchies.at(0).m_levels.at(0).m_memberProperties.size(), 3u);
 }
 
@@ -674,9 +687,9 @@ CubeScript WholeCube() {
 TEST(HierarchyImport, SendsTheseRequestsInThisOrder) {
   const std::vector<std::string> each = {"MDSCHEMA_MEMBERS", "MDSCHEMA_LEVELS",
                                          "MDSCHEMA_PROPERTIES", "MDSCHEMA_PROPERTIES"};
-  for (const auto target : {kAnalysis, kTessera, kSap, kTamarind}) {
+  for (const auto target : {kAnalysisServices2005, kTessera, kSAP_BW35, kTamarind11}) {
     std::vector<std::string> expected;
-    if (target == kSap || target == kTamarind) expected.push_back("MDSCHEMA_DIMENSIONS");
+    if (target == kSAP_BW35 || target == kTamarind11) expected.push_back("MDSCHEMA_DIMENSIONS");
     expected.push_back("MDSCHEMA_HIERARCHIES");
     for (int i = 0; i < 2; ++i) expected.insert(expected.end(), each.begin(), each.end());
     EXPECT_EQ(Types(Import(WholeCube(), target)), expected) << target;
@@ -684,7 +697,7 @@ TEST(HierarchyImport, SendsTheseRequestsInThisOrder) {
 }
 
 TEST(HierarchyImport, AllRequestsAreForTheChosenCube) {
-  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35, kTamarind11}) {
     const Imported result = Import(WholeCube(), target);
     EXPECT_GE(result.requests.size(), 9u);
     for (const std::string& request : result.requests) {
@@ -702,7 +715,7 @@ TEST(HierarchyImport, AppendsToTheHostsTexts) {
   cube.levels["[b]"] = "fault:broken";
   cube.members["[a]"] = "fault:no such member";
   ScriptedServer server(cube);
-  ImportProbe import(server.Url(), kAnalysis);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   std::vector<OTXMLAHierarchy> hierarchies;
   String errors = L"earlier error";
   String warnings = L"earlier warning\n";
@@ -715,7 +728,7 @@ TEST(HierarchyImport, AppendsToTheHostsTexts) {
 TEST_IN_CHILD(HierarchyImport, RequestsDimensionsIfLogged, {{"OT_XMLA_IMPORT_LOGGING", "1"}}) {
   support::TempDir dir;
   const support::LogInto log(dir.Path());
-  const std::vector<std::string> types = Types(Import(WholeCube(), kAnalysis));
+  const std::vector<std::string> types = Types(Import(WholeCube(), kAnalysisServices2005));
   ASSERT_GE(types.size(), 3u);
   EXPECT_EQ(types[0], "MDSCHEMA_HIERARCHIES");
   EXPECT_EQ(types[1], "MDSCHEMA_DIMENSIONS");
@@ -723,7 +736,7 @@ TEST_IN_CHILD(HierarchyImport, RequestsDimensionsIfLogged, {{"OT_XMLA_IMPORT_LOG
 }
 
 TEST(HierarchyImport, WithoutHierarchiesIsEmptyWithoutMessage) {
-  for (const auto target : {kAnalysis, kSap, kTamarind}) {
+  for (const auto target : {kAnalysisServices2005, kSAP_BW35, kTamarind11}) {
     const Imported result = Import({}, target);
     EXPECT_TRUE(result.hierarchies.empty());
     EXPECT_EQ(result.errors, "");
@@ -749,7 +762,7 @@ TEST(HierarchyImport, FailedRequestEndsItAndKeepsCompleteHierarchies) {
   for (const FailureCase& failure : cases) {
     CubeScript cube = WholeCube();
     failure.breakIt(cube);
-    const Imported result = Import(cube, kSap);
+    const Imported result = Import(cube, kSAP_BW35);
     EXPECT_EQ(result.hierarchies.size(), failure.left) << failure.name;
     EXPECT_NE(result.errors, "") << failure.name;
     EXPECT_EQ(result.warnings, "") << failure.name;
@@ -766,7 +779,7 @@ TEST(HierarchyImport, CostIsProportionalToTheReply) {
   std::string& properties = cube.properties["[l100]"];
   for (int i = 0; i < 50000; ++i)
     properties += "<row><PROPERTY_NAME>p" + std::to_string(i) + "</PROPERTY_NAME></row>";
-  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysis, cube);
+  const Imported result = ImportOne({{"STRUCTURE", "0"}}, kAnalysisServices2005, cube);
   EXPECT_EQ(result.errors, "");
   const OTXMLALevels& levels = result.hierarchies.at(0).m_levels;
   ASSERT_EQ(levels.size(), 200u);
@@ -783,7 +796,7 @@ TEST(HierarchyImport, AcceptsRowsWithoutColumnsAndNumbersOutOfRange) {
                                      {"DIMENSION_TYPE", "-999999999999999999999"}});
   cube.levels["[D].[H]"] = Row({{"LEVEL_NUMBER", "999999999999999999999"}}) + "<row/>" +
                            Row({{"LEVEL_NUMBER", "-999999999999999999999"}});
-  const Imported result = Import(cube, kSap);
+  const Imported result = Import(cube, kSAP_BW35);
   EXPECT_EQ(result.errors, "");
   ASSERT_EQ(result.hierarchies.size(), 2u);
   EXPECT_EQ(result.hierarchies[0].m_hierarchyName, String());

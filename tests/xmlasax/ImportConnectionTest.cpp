@@ -20,7 +20,7 @@ using support::ScriptedServer;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr auto k2005 = ServerInfo::kAnalysisServices2005;
+using enum ServerInfo::TargetType;
 
 struct DetectionCase {
   const wchar_t* name;
@@ -88,15 +88,15 @@ ScriptedServer::Handler Provider(const std::string& name, const std::string& ver
 
 TEST(TargetCheck, IsSilentIfTheKindsAgree) {
   ScriptedServer server(Provider("Microsoft Analysis Services", "9.00.1399.06"));
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   String warnings;
-  EXPECT_EQ(import.CheckTargetType(warnings), k2005);
+  EXPECT_EQ(import.CheckTargetType(warnings), kAnalysisServices2005);
   EXPECT_EQ(warnings, String());
 }
 
 TEST(TargetCheck, WarnsOnceWithConfiguredKindAndProvidersName) {
   ScriptedServer server(Provider("Some &amp; Provider", "10.0"));
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   String warnings = L"earlier\n";
   EXPECT_EQ(import.CheckTargetType(warnings), ServerInfo::kAnalysisServices2008);
   const std::string text = support::Narrow(warnings);
@@ -104,12 +104,12 @@ TEST(TargetCheck, WarnsOnceWithConfiguredKindAndProvidersName) {
                       support::Narrow(SUStrUtil::LoadMsgStringOnly(
                           62010, {L"Analysis Services 2005", L"Some & Provider"})) +
                       "\n");
-  EXPECT_EQ(import.GetTargetType(), k2005);
+  EXPECT_EQ(import.GetTargetType(), kAnalysisServices2005);
 }
 
 TEST(DataSourceNames, AreTheProvidersNames) {
   ScriptedServer server(Provider("Microsoft Analysis Services", "9.0"));
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   VXStringVector names(1, L"old");
   String errors;
   String warnings;
@@ -128,7 +128,7 @@ TEST(DataSourceNames, AreTheProvidersNames) {
 
 TEST(DataSourceNames, AreListedWithOneWarningForAnotherKind) {
   ScriptedServer server(Provider("Kelvora", ""));
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   VXStringVector names;
   String errors;
   String warnings;
@@ -148,7 +148,7 @@ TEST(DataSourceNames, AreUnchangedIfTheKindCannotBeChecked) {
       return request.body.find(failing) != std::string::npos ? Reply{FaultReply("c", "no")}
                                                              : provider(request);
     });
-    ImportProbe import(server.Url(), k2005);
+    ImportProbe import(server.Url(), kAnalysisServices2005);
     VXStringVector names(2, L"the host's");
     String errors;
     String warnings;
@@ -165,7 +165,7 @@ TEST(DataSourceNames, ErrorsAreAppendedWithoutException) {
       return RequestType(request.body) == failing ? Reply{FaultReply("c", "the fault")}
                                                   : provider(request);
     });
-    ImportProbe import(server.Url(), k2005);
+    ImportProbe import(server.Url(), kAnalysisServices2005);
     VXStringVector names;
     String errors = L"earlier";
     String warnings = L"kept";
@@ -199,7 +199,7 @@ ScriptedServer::Handler Tree(const std::string& failAt = "") {
 
 TEST(DataSourceTree, HasAllCatalogsAndCubesInTheProvidersOrder) {
   ScriptedServer server(Tree());
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   std::vector<OTDataSource> sources;
   String errors;
   String warnings;
@@ -236,7 +236,7 @@ TEST(DataSourceTree, WithoutSourcesIsEmptyWithoutError) {
     const std::string identity = IdentityReply(request, "x", "9.0");
     return Reply{identity.empty() ? RowsetReply("") : identity};
   });
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   std::vector<OTDataSource> sources;
   String errors;
   String warnings;
@@ -247,7 +247,7 @@ TEST(DataSourceTree, WithoutSourcesIsEmptyWithoutError) {
 
 TEST(DataSourceTree, OfAListCoversOnlyItsFirstElement) {
   ScriptedServer server(Tree());
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   std::vector<OTDataSource> sources(2);
   sources[0].m_dataSourceName = L"s1";
   sources[0].m_catalogs.resize(7);
@@ -291,7 +291,7 @@ TEST(DataSourceTree, KeepsCompleteSourcesBeforeAnError) {
   };
   for (const TreeFailure& failure : failures) {
     ScriptedServer server(Tree(failure.at));
-    ImportProbe import(server.Url(), k2005);
+    ImportProbe import(server.Url(), kAnalysisServices2005);
     std::vector<OTDataSource> sources;
     String errors;
     String warnings;
@@ -302,7 +302,7 @@ TEST(DataSourceTree, KeepsCompleteSourcesBeforeAnError) {
 }
 
 TEST(DataSourceTree, OfAListIsEmptyAfterAnError) {
-  ImportProbe import("http://127.0.0.1:1/", k2005);
+  ImportProbe import("http://127.0.0.1:1/", kAnalysisServices2005);
   std::vector<OTDataSource> sources(2);
   String errors;
   String warnings;
@@ -349,7 +349,8 @@ TEST(Connection, SecondSetupReplacesOnlyTheAgent) {
     import.SetImportOption(option);
     import.SetImportChoiceInfo(L"S", L"C", L"Q");
     import.m_DiscoverAgent.reset(new MortalAgent(deaths));
-    import.SetupConnInfo(L"http://127.0.0.1:2/", L"", L"", k2005, ServerInfo::kCLIXMLA);
+    import.SetupConnInfo(L"http://127.0.0.1:2/", L"", L"", kAnalysisServices2005,
+                         ServerInfo::kCLIXMLA);
     EXPECT_EQ(deaths, 1);
     EXPECT_TRUE(import.m_DiscoverAgent);
     EXPECT_EQ(import.m_choiceDataSource, String(L"S"));
@@ -371,14 +372,15 @@ TEST(Connection, FailedSetupKeepsTheFormerAgent) {
   int deaths = 0;
   ImportProbe import;
   import.m_DiscoverAgent.reset(new MortalAgent(deaths));
-  EXPECT_THROW(import.SetupConnInfo(L"no url", L"", L"", k2005, ServerInfo::kCLIXMLA),
-               ErrorMessage);
+  EXPECT_THROW(
+      import.SetupConnInfo(L"no url", L"", L"", kAnalysisServices2005, ServerInfo::kCLIXMLA),
+      ErrorMessage);
   EXPECT_EQ(deaths, 0);
 }
 
 TEST(Connection, CloseConnectionDoesNotCloseIt) {
   ScriptedServer server(Provider("x", "9.0"));
-  ImportProbe import(server.Url(), k2005);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   const XmlADiscoverAgent* const agent = import.m_DiscoverAgent.get();
   import.CloseConnection();
   EXPECT_EQ(import.m_DiscoverAgent.get(), agent);
@@ -476,7 +478,7 @@ TEST(Identifying, RequestsBothPropertiesFirst) {
   EXPECT_TRUE(found.answered);
   EXPECT_EQ(found.identity.name, String(L"Microsoft Analysis Services"));
   EXPECT_EQ(found.identity.version, String(L"9.0"));
-  EXPECT_EQ(found.identity.target, k2005);
+  EXPECT_EQ(found.identity.target, kAnalysisServices2005);
   EXPECT_THAT(found.requests, ElementsAre("DISCOVER_PROPERTIES", "DISCOVER_PROPERTIES"));
 }
 

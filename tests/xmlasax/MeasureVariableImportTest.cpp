@@ -11,11 +11,10 @@ namespace {
 using support::ScriptedServer;
 using testing::HasSubstr;
 
-constexpr auto kAnalysis = ServerInfo::kAnalysisServices2005;
-constexpr auto kSap = ServerInfo::kSAP_BW35;
-constexpr auto kTamarind = ServerInfo::kTamarind7;
+using enum ServerInfo::TargetType;
 
-OTXMLAUnits ImportMeasures(const std::string& rows, ServerInfo::TargetType target = kAnalysis) {
+OTXMLAUnits ImportMeasures(const std::string& rows,
+                           ServerInfo::TargetType target = kAnalysisServices2005) {
   CubeScript cube;
   cube.measures = rows;
   ScriptedServer server(cube);
@@ -94,12 +93,17 @@ struct TypeCase {
 
 TEST(MeasureImport, MapsDataTypesByKindOfProvider) {
   const TypeCase cases[] = {
-      {kAnalysis, "130", false, VXCharData}, {kAnalysis, "130", true, VXDoubleData},
-      {kAnalysis, "7", false, VXDateData},   {kAnalysis, "FLTP", false, VXUnknown},
-      {kSap, "FLTP", false, VXFloatData},    {kSap, "CURR", false, VXUnknown},
-      {kSap, "5", false, VXUnknown},         {kSap, "FLTP", true, VXUnknown},
-      {kTamarind, "3", false, VXDoubleData}, {kTamarind, "130", false, VXCharData},
-      {kTamarind, "99", false, VXUnknown},
+      {kAnalysisServices2005, "130", false, VXCharData},
+      {kAnalysisServices2005, "130", true, VXDoubleData},
+      {kAnalysisServices2005, "7", false, VXDateData},
+      {kAnalysisServices2005, "FLTP", false, VXUnknown},
+      {kSAP_BW35, "FLTP", false, VXFloatData},
+      {kSAP_BW35, "CURR", false, VXUnknown},
+      {kSAP_BW35, "5", false, VXUnknown},
+      {kSAP_BW35, "FLTP", true, VXUnknown},
+      {kTamarind7, "3", false, VXDoubleData},
+      {kTamarind7, "130", false, VXCharData},
+      {kTamarind7, "99", false, VXUnknown},
   };
   for (const TypeCase& c : cases) {
     const std::string row = "<row><DATA_TYPE>" + std::string(c.dataType) + "</DATA_TYPE>" +
@@ -112,28 +116,28 @@ TEST(MeasureImport, MapsDataTypesByKindOfProvider) {
 TEST(MeasureImport, TamarindDropsTheFirstRow) {
   const std::string rows =
       Row({{"MEASURE_NAME", "A"}}) + Row({{"MEASURE_NAME", "B"}}) + Row({{"MEASURE_NAME", "C"}});
-  const OTXMLAUnits units = ImportMeasures(rows, kTamarind);
+  const OTXMLAUnits units = ImportMeasures(rows, kTamarind7);
   ASSERT_EQ(units.size(), 2u);
   EXPECT_EQ(units[0].m_externalName, String(L"B"));
   EXPECT_EQ(units[1].m_externalName, String(L"C"));
-  EXPECT_EQ(ImportMeasures(rows, kAnalysis).size(), 3u);
-  EXPECT_TRUE(ImportMeasures(Row({{"MEASURE_NAME", "A"}}), kTamarind).empty());
-  EXPECT_TRUE(ImportMeasures("", kTamarind).empty());
-  EXPECT_TRUE(ImportMeasures("", kAnalysis).empty());
+  EXPECT_EQ(ImportMeasures(rows, kAnalysisServices2005).size(), 3u);
+  EXPECT_TRUE(ImportMeasures(Row({{"MEASURE_NAME", "A"}}), kTamarind7).empty());
+  EXPECT_TRUE(ImportMeasures("", kTamarind7).empty());
+  EXPECT_TRUE(ImportMeasures("", kAnalysisServices2005).empty());
 }
 
 TEST(MeasureImport, SapUsesTheUniqueName) {
   const std::string row =
       Row({{"MEASURE_NAME", "name"}, {"MEASURE_UNIQUE_NAME", "[Measures].[0NETV]"}});
-  EXPECT_EQ(ImportMeasures(row, kSap).at(0).m_externalName, String(L"0NETV"));
-  EXPECT_EQ(ImportMeasures(row, kAnalysis).at(0).m_externalName, String(L"name"));
+  EXPECT_EQ(ImportMeasures(row, kSAP_BW35).at(0).m_externalName, String(L"0NETV"));
+  EXPECT_EQ(ImportMeasures(row, kAnalysisServices2005).at(0).m_externalName, String(L"name"));
 }
 
 TEST(MeasureImport, ErrorIsAppendedAndTheListIsEmpty) {
   CubeScript cube;
   cube.measures = "fault:no measures today";
   ScriptedServer server(cube);
-  ImportProbe import(server.Url(), kAnalysis);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   OTXMLAUnits units(2);
   String errors = L"earlier";
   String warnings;
@@ -145,7 +149,7 @@ TEST(MeasureImport, ErrorIsAppendedAndTheListIsEmpty) {
 
 TEST(MeasureImport, WithoutCubeRestrictsToTheEmptyName) {
   ScriptedServer server((CubeScript()));
-  ImportProbe import(server.Url(), kAnalysis);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   import.SetImportChoiceInfo(L"S", L"C", L"");
   OTXMLAUnits units;
   String errors;
@@ -166,7 +170,7 @@ CubeScript VariablesCube() {
 
 TEST(VariableImport, AppendsVariablesEachTime) {
   ScriptedServer server(VariablesCube());
-  ImportProbe import(server.Url(), kSap);
+  ImportProbe import(server.Url(), kSAP_BW35);
   OTCube cube;
   XmlACubeVariable own;
   own.m_Name = L"own";
@@ -199,13 +203,13 @@ std::size_t CountVariables(ImportProbe& import) {
 
 TEST(VariableImport, WithoutVariablesKeepsTheCube) {
   ScriptedServer server((CubeScript()));
-  ImportProbe import(server.Url(), kSap);
+  ImportProbe import(server.Url(), kSAP_BW35);
   EXPECT_EQ(CountVariables(import), 0u);
 }
 
 TEST(VariableImport, WithoutCubeRequestsTheWholeCatalog) {
   ScriptedServer server(VariablesCube());
-  ImportProbe import(server.Url(), kSap);
+  ImportProbe import(server.Url(), kSAP_BW35);
   import.SetImportChoiceInfo(L"S", L"C", L"");
   EXPECT_EQ(CountVariables(import), 2u);
   EXPECT_EQ(server.Requests().at(0).body, Discover("SAP_VARIABLES", "S", {{"CATALOG_NAME", "C"}}));
@@ -213,7 +217,7 @@ TEST(VariableImport, WithoutCubeRequestsTheWholeCatalog) {
 
 TEST(VariableImport, WorksWithAllKinds) {
   ScriptedServer server(VariablesCube());
-  ImportProbe import(server.Url(), kAnalysis);
+  ImportProbe import(server.Url(), kAnalysisServices2005);
   EXPECT_EQ(CountVariables(import), 2u);
 }
 
@@ -221,7 +225,7 @@ TEST(VariableImport, PassesAFaultToTheCallerAndKeepsTheCube) {
   CubeScript script;
   script.variables = "fault:no such rowset";
   ScriptedServer server(script);
-  ImportProbe import(server.Url(), kSap);
+  ImportProbe import(server.Url(), kSAP_BW35);
   OTCube cube;
   cube.m_sapVariables.resize(1);
   String errors;

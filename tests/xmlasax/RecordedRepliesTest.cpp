@@ -19,10 +19,7 @@ using support::ScriptedServer;
 using testing::HasSubstr;
 using Texts = std::vector<std::string>;
 
-constexpr auto k2005 = ServerInfo::kAnalysisServices2005;
-constexpr auto k2012 = ServerInfo::kAnalysisServices2012;
-constexpr auto kTessera = ServerInfo::kTessera;
-constexpr auto kSap = ServerInfo::kSAP_BW35;
+using enum ServerInfo::TargetType;
 
 class RecordedReplies : public testing::Test {
  protected:
@@ -103,7 +100,7 @@ TEST_F(RecordedReplies, PassTheExchangeAndFaultsAreErrors) {
   for (const ExchangeCase& recorded : kExchanges) {
     const std::string body = Body(recorded.file);
     ScriptedServer server([&](const support::Request&) { return Reply{body}; });
-    for (const auto target : {k2005, kTessera, kSap}) {
+    for (const auto target : {kAnalysisServices2005, kTessera, kSAP_BW35}) {
       AgentProbe agent(server.Url(), target);
       String response;
       const std::string error = ErrorOf([&] { agent.SendSoapRequest(L"x", response); });
@@ -160,14 +157,14 @@ void ExpectNames(std::span<const ListCase> cases, Texts (*read)(AgentProbe& agen
 TEST_F(RecordedReplies, OfDataSourcesGiveTheirNamesOrInformation) {
   const std::string mondrian = "Provider=Mondrian;DataSource=MondrianFoodMart;";
   const ListCase cases[] = {
-      {"ssas/DISCOVER_DATASOURCES-1.xml", k2012, {"WORKSTATION"}},
+      {"ssas/DISCOVER_DATASOURCES-1.xml", kAnalysisServices2012, {"WORKSTATION"}},
       {"ssas/DISCOVER_DATASOURCES-1.xml", kTessera, {""}},
-      {"sap-bw/DISCOVER_DATASOURCES-1.xml", kSap, {"default"}},
-      {"sap-bw/DISCOVER_DATASOURCES-1.xml", k2005, {"SAP_BW"}},
+      {"sap-bw/DISCOVER_DATASOURCES-1.xml", kSAP_BW35, {"default"}},
+      {"sap-bw/DISCOVER_DATASOURCES-1.xml", kAnalysisServices2005, {"SAP_BW"}},
       {"mondrian/DISCOVER_DATASOURCES-1.xml", kTessera, {mondrian}},
-      {"mondrian/DISCOVER_DATASOURCES-1.xml", k2005, {mondrian}},
+      {"mondrian/DISCOVER_DATASOURCES-1.xml", kAnalysisServices2005, {mondrian}},
       {"virtuoso-doc/DISCOVER_DATASOURCES-1.xml", kTessera, {"DSN=__local"}},
-      {"virtuoso-doc/DISCOVER_DATASOURCES-1.xml", k2005, {"Local Server"}},
+      {"virtuoso-doc/DISCOVER_DATASOURCES-1.xml", kAnalysisServices2005, {"Local Server"}},
   };
   ExpectNames(cases, [](AgentProbe& agent) {
     VXStringVector names;
@@ -178,9 +175,11 @@ TEST_F(RecordedReplies, OfDataSourcesGiveTheirNamesOrInformation) {
 
 TEST_F(RecordedReplies, OfCatalogsGiveTheirNames) {
   const ListCase cases[] = {
-      {"ssas/DBSCHEMA_CATALOGS-1.xml", k2012, {"Adventure Works Internet Sales Model"}},
+      {"ssas/DBSCHEMA_CATALOGS-1.xml",
+       kAnalysisServices2012,
+       {"Adventure Works Internet Sales Model"}},
       {"mondrian/DBSCHEMA_CATALOGS-1.xml", kTessera, {"FoodMart"}},
-      {"mondrian-9/DBSCHEMA_CATALOGS-1.xml", k2005, {"FoodMart"}},
+      {"mondrian-9/DBSCHEMA_CATALOGS-1.xml", kAnalysisServices2005, {"FoodMart"}},
       {"mondrian/DBSCHEMA_SCHEMATA-1.xml", kTessera, {"FoodMart"}},
   };
   ExpectNames(cases, [](AgentProbe& agent) {
@@ -195,14 +194,14 @@ TEST_F(RecordedReplies, OfCubesGiveTheirNamesInOrder) {
       "HR", "Sales", "Sales 2", "Sales Ragged", "Store", "Warehouse", "Warehouse and Sales"};
   const ListCase cases[] = {
       {"ssas/MDSCHEMA_CUBES-1.xml",
-       k2012,
+       kAnalysisServices2012,
        {"Adventure Works", "Channel Sales", "Direct Sales", "Finance", "Sales Summary",
         "Sales Targets"}},
       {"mondrian/MDSCHEMA_CUBES-1.xml", kTessera, mondrian},
       {"mondrian-9/MDSCHEMA_CUBES-1.xml", kTessera, mondrian},
-      {"mondrian/MDSCHEMA_CUBES-2.xml", k2005, {"Warehouse and Sales"}},
-      {"mondrian-9/MDSCHEMA_CUBES-2.xml", k2005, {"Sales"}},
-      {"sap-bw/MDSCHEMA_CUBES-1.row.xml", kSap, {"$/CPMB/AJIN09O"}},
+      {"mondrian/MDSCHEMA_CUBES-2.xml", kAnalysisServices2005, {"Warehouse and Sales"}},
+      {"mondrian-9/MDSCHEMA_CUBES-2.xml", kAnalysisServices2005, {"Sales"}},
+      {"sap-bw/MDSCHEMA_CUBES-1.row.xml", kSAP_BW35, {"$/CPMB/AJIN09O"}},
       {"spec-xmla11/MDSCHEMA_CUBES-1.xml", kTessera, {"Sales", "Warehouse"}},
   };
   ExpectNames(cases, [](AgentProbe& agent) {
@@ -284,7 +283,7 @@ TEST_F(RecordedReplies, OfDimensions) {
             (Texts{"[Department] 3 [Department]", "[Employees] 3 [Employees]",
                    "[Measures] 2 [Measures]", "[Pay Type] 3 [Pay Type]", "[Position] 3 [Position]",
                    "[Store] 3 [Store]", "[Store Type] 3 [Store Type]", "[Time] 1 [Time]"}));
-  const Texts rows = Dimensions(Body("ssas/MDSCHEMA_DIMENSIONS-1.xml"), k2012);
+  const Texts rows = Dimensions(Body("ssas/MDSCHEMA_DIMENSIONS-1.xml"), kAnalysisServices2012);
   ASSERT_EQ(rows.size(), 17u);
   EXPECT_EQ(rows[0], "[Customer] 7 [Customer].[Customer Geography]");
   EXPECT_EQ(rows[1], "[Date] 1 [Date].[Fiscal]");
@@ -329,7 +328,9 @@ TEST_F(RecordedReplies, OfLevels) {
         "3 Product Category [Product].[Product Category]",
         "4 Product Subcategory [Product].[Product Subcategory]",
         "5 Brand Name [Product].[Brand Name]", "6 Product Name [Product].[Product Name]"}},
-      {"ssas/MDSCHEMA_LEVELS-1.xml", k2012, {"0 (All) [Customer].[Address Line 1].[(All)]"}},
+      {"ssas/MDSCHEMA_LEVELS-1.xml",
+       kAnalysisServices2012,
+       {"0 (All) [Customer].[Address Line 1].[(All)]"}},
   };
   for (const ListCase& c : cases) {
     // The import then asks for the levels' properties; there are none.
@@ -371,12 +372,12 @@ TEST_F(RecordedReplies, OfMeasures) {
   EXPECT_EQ(Measures(Body("mondrian-other/MDSCHEMA_MEASURES-1.xml"), kTessera),
             (Texts{"Avg Salary 127 130  ", "Count 2 3  ", "Employee Salary 127 130  ",
                    "Number of Employees 0 3  ", "Org Salary 1 5  "}));
-  const Texts rows = Measures(Body("ssas/MDSCHEMA_MEASURES-1.xml"), k2012);
+  const Texts rows = Measures(Body("ssas/MDSCHEMA_MEASURES-1.xml"), kAnalysisServices2012);
   ASSERT_EQ(rows.size(), 10u);
   EXPECT_EQ(rows[0], "Internet Sales Amount 1 6 19 4");
   EXPECT_EQ(rows[1], "Internet Order Quantity 1 3 10 -1");
   EXPECT_EQ(rows[8], "Customer Count 8 3 10 -1");
-  const Texts second = Measures(Body("mondrian/MDSCHEMA_MEASURES-2.xml"), kSap);
+  const Texts second = Measures(Body("mondrian/MDSCHEMA_MEASURES-2.xml"), kSAP_BW35);
   ASSERT_EQ(second.size(), 8u);
   EXPECT_EQ(second[0], "Customer Count 0 3  ");  // from [Measures].[Customer Count]
 }
@@ -408,7 +409,7 @@ TEST_F(RecordedReplies, OfMembersAndProperties) {
 }
 
 TEST_F(RecordedReplies, OfSapVariables) {
-  Read(Body("sap-bw/SAP_VARIABLES-1.row.xml"), kSap, [](AgentProbe& agent) {
+  Read(Body("sap-bw/SAP_VARIABLES-1.row.xml"), kSAP_BW35, [](AgentProbe& agent) {
     std::vector<RefCnt<XmlACubeVariable>> rows;
     agent.GetVariablesOnCatalogCube(rows, L"q", L"c", L"d");
     EXPECT_EQ(rows.size(), 1u);

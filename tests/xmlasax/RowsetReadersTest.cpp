@@ -18,9 +18,7 @@ using support::ScriptedServer;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr auto k2000 = ServerInfo::kAnalysisServices2000;
-constexpr auto k2005 = ServerInfo::kAnalysisServices2005;
-constexpr auto kTessera = ServerInfo::kTessera;
+using enum ServerInfo::TargetType;
 
 RefCnt<XmlAHierarchy> HierarchyNamed(const wchar_t* uniqueName) {
   RefCnt<XmlAHierarchy> hierarchy(new XmlAHierarchy(kTessera, ServerInfo::kCLIXMLA));
@@ -310,10 +308,10 @@ TEST(DataSources, AreNamesForAnalysisServicesFrom2005OnElseInformation) {
       "<row><DataSourceName>name 1</DataSourceName><DataSourceInfo>info 1</DataSourceInfo></row>"
       "<row><datasourcename>name 2</datasourcename><DATASOURCEINFO>info 2</DATASOURCEINFO></row>");
   const std::pair<ServerInfo::TargetType, bool> targets[] = {
-      {k2005, true},
+      {kAnalysisServices2005, true},
       {ServerInfo::kAnalysisServices2008, true},
       {ServerInfo::kAnalysisServices2012, true},
-      {k2000, false},
+      {kAnalysisServices2000, false},
       {ServerInfo::kSAP_BW, false},
       {ServerInfo::kSAP_BW35, false},
       {kTessera, false},
@@ -332,7 +330,7 @@ TEST(DataSources, AreNamesForAnalysisServicesFrom2005OnElseInformation) {
 }
 
 TEST(DataSources, OnlyTheOtherColumnGivesNone) {
-  for (const auto& [target, column] : {std::pair{k2005, "DataSourceInfo"},
+  for (const auto& [target, column] : {std::pair{kAnalysisServices2005, "DataSourceInfo"},
                                        {ServerInfo::kAnalysisServices2012, "DataSourceInfo"},
                                        {kTessera, "DataSourceName"}}) {
     ScriptedServer server({{RowsetReply(column, {"x", "y"})}});
@@ -514,8 +512,9 @@ TEST(Measures, HaveUniqueNamesOnlyForSapBw) {
       "<row><MEASURE_NAME>name</MEASURE_NAME><MEASURE_UNIQUE_NAME>[Measures].[unique]"
       "</MEASURE_UNIQUE_NAME></row>");
   for (const auto target :
-       {k2000, k2005, ServerInfo::kAnalysisServices2008, ServerInfo::kAnalysisServices2012,
-        kTessera, ServerInfo::kTamarind7, ServerInfo::kSAP_BW, ServerInfo::kSAP_BW35}) {
+       {kAnalysisServices2000, kAnalysisServices2005, ServerInfo::kAnalysisServices2008,
+        ServerInfo::kAnalysisServices2012, kTessera, ServerInfo::kTamarind7, ServerInfo::kSAP_BW,
+        ServerInfo::kSAP_BW35}) {
     ScriptedServer server({{reply}});
     AgentProbe agent(server.Url(), target);
     std::vector<RefCnt<XmlAMeasure>> measures;

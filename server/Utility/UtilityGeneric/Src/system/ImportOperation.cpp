@@ -6,27 +6,27 @@
 
 namespace {
 
-thread_local ImportOperation* g_current = nullptr;
+thread_local ImportOperation* g_operation = nullptr;
 
 }  // namespace
 
 ImportOperation::ImportOperation()
-    : m_previous(g_current),
+    : m_previous(g_operation),
       m_maxRequests(ImportSettings::Current().limits.maxRequests),
       m_maxRows(ImportSettings::Current().limits.maxRows),
       m_maxReplyBytes(ImportSettings::Current().limits.maxTotalReplyBytes),
       m_deadlineSeconds(ImportSettings::Current().limits.deadlineSeconds) {
   if (m_deadlineSeconds > 0)
     m_deadline = std::chrono::steady_clock::now() + std::chrono::seconds(m_deadlineSeconds);
-  g_current = this;
+  g_operation = this;
 }
 
 ImportOperation::~ImportOperation() {
   for (const auto& work : m_atEnd) work();
-  g_current = m_previous;
+  g_operation = m_previous;
 }
 
-ImportOperation* ImportOperation::Current() noexcept { return g_current; }
+ImportOperation* ImportOperation::Current() noexcept { return g_operation; }
 
 void ImportOperation::CountRequest() {
   CheckReplyBytes();

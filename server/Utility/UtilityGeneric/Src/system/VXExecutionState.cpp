@@ -3,7 +3,7 @@
 namespace {
 
 // A plain pointer: a thread-local object with a destructor would keep the library loaded.
-thread_local VXExecutionState* g_current = nullptr;
+thread_local VXExecutionState* g_state = nullptr;
 
 }  // namespace
 
@@ -23,10 +23,10 @@ VXExecutionState::CancelReason VXExecutionState::GetCancelReason() const noexcep
   return request < 0 ? kCancelReasonUnknown : static_cast<CancelReason>(request);
 }
 
-VXExecutionState* VXExecutionState::Current() noexcept { return g_current; }
+VXExecutionState* VXExecutionState::Current() noexcept { return g_state; }
 
-VXExecutionState::Scope::Scope(VXExecutionState& state) noexcept : m_previous(g_current) {
-  g_current = &state;
+VXExecutionState::Scope::Scope(VXExecutionState& state) noexcept : m_previous(g_state) {
+  g_state = &state;
 }
 
-VXExecutionState::Scope::~Scope() { g_current = m_previous; }
+VXExecutionState::Scope::~Scope() { g_state = m_previous; }
