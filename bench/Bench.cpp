@@ -15,7 +15,9 @@
 #include "Import/OTXMLAImportEntry.h"
 #include "Measure.h"
 #include "Replies.h"
+#include "Scale.h"
 #include "ServerProcess.h"
+#include "Table.h"
 #include "Tool.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/XMLASAX/XmlADiscoverAgent.h"
@@ -34,21 +36,6 @@ using Measures = std::vector<RefCnt<XmlAMeasure>>;
 void GetMeasures(XmlADiscoverAgent& agent, Measures& measures, std::size_t expected) {
   agent.GetMeasuresOnCatalogCube(measures, L"Foodmart", L"Sales", L"Local");
   if (measures.size() != expected) throw std::runtime_error("the reply was read with too few rows");
-}
-
-/// Prints one row of the table. `met`: the result meets the target.
-void Print(const char* what, const std::string& baseline, const std::string& cost,
-           const std::string& result, const std::string& target, bool met) {
-  std::printf("%-44s %14s %14s %10s  %-14s %s\n", what, baseline.c_str(), cost.c_str(),
-              result.c_str(), target.c_str(), met ? "met" : "NOT MET");
-  std::fflush(stdout);
-}
-
-template <class... Arguments>
-std::string Format(const char* format, Arguments... arguments) {
-  char text[64];
-  std::snprintf(text, sizeof text, format, arguments...);
-  return text;
 }
 
 // As long as a request of the library.
@@ -378,10 +365,12 @@ constexpr struct {
   const char* name;
   void (*measure)();
 } kRows[] = {
-    {"large", &LargeReply}, {"allocations", &Allocations}, {"small", &SmallReplies},
-    {"growth", &Growth},    {"waiting", &WaitingJobs},     {"jobs", &BusyJobs},
-    {"start", &Start},      {"cube", &LargeCube},          {"cubes", &ManyCubes},
-    {"ahead", &ReadAhead},
+    {"large", &LargeReply},    {"allocations", &Allocations},
+    {"small", &SmallReplies},  {"growth", &Growth},
+    {"waiting", &WaitingJobs}, {"jobs", &BusyJobs},
+    {"start", &Start},         {"cube", &LargeCube},
+    {"cubes", &ManyCubes},     {"ahead", &ReadAhead},
+    {"scale", &Scale},
 };
 
 }  // namespace
