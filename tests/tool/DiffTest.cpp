@@ -475,6 +475,15 @@ TEST_F(Diff, IncompleteSidesAreNamed) {
   EXPECT_THAT(outcome.err, HasSubstr("error: \"Unit\": [46100]"));
 }
 
+TEST_F(Diff, CountsWhatItCompared) {
+  nlohmann::json document = SampleImport();
+  document["cubes"].erase(document["cubes"].begin() + 1, document["cubes"].end());
+  const std::string file = File("one.json", document.dump());
+  const Outcome outcome = RunTool({"diff", file, file});
+  EXPECT_THAT(outcome.out, HasSubstr("compared: 1 cube, "));
+  EXPECT_THAT(outcome.out, HasSubstr(" hierarchies, "));
+}
+
 TEST_F(Diff, OneSideMayBeStandardInput) {
   const std::string file = File("old.json", SampleImport().dump());
   Options options;

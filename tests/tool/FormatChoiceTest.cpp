@@ -85,6 +85,22 @@ TEST(FormatChoice, ErrorsListTheFormatsOfTheCommand) {
   EXPECT_TRUE(folder.Files().empty());
 }
 
+TEST(FormatChoice, AnExtensionThatOnlyResemblesOneIsAnError) {
+  constexpr std::string_view kCases[][2] = {
+      {"x.htm", ".html"}, {"x.jsonl", ".ndjson"}, {"x.markdown", ".md"}, {"x.xls", ".xlsx"}};
+  for (const auto& [name, extension] : kCases) {
+    try {
+      ChooseFormat(Formats(), "", name, "import");
+      ADD_FAILURE() << name;
+    } catch (const UsageError& error) {
+      EXPECT_EQ(error.what(), "the name \"" + std::string(name) +
+                                  "\" selects no format; use the extension " +
+                                  std::string(extension) + ", or --format");
+    }
+    EXPECT_EQ(ChooseFormat(Formats(), "json", name, "import"), "json");
+  }
+}
+
 TEST(FormatChoice, ExtensionSelectsTheBytes) {
   const support::TempDir folder;
   const ScriptedProvider provider(OneCube());

@@ -8,6 +8,10 @@
 
 namespace {
 
+/// Extensions that people expect to select a format, and those that do.
+constexpr std::string_view kSimilarExtensions[][2] = {
+    {".htm", ".html"}, {".jsonl", ".ndjson"}, {".markdown", ".md"}, {".xls", ".xlsx"}};
+
 bool HasExtension(std::string_view file, std::string_view extension) {
   const std::string_view name = file.substr(file.rfind('/') + 1);
   // A hidden file such as ".json" has no extension.
@@ -52,5 +56,10 @@ std::string ChooseFormat(OutputFormats formats, const std::string& given, std::s
                      std::string(format.name) + ", which " + std::string(command) +
                      " does not have; use --format, or another name" + others);
   }
+  for (const auto& [similar, extension] : kSimilarExtensions)
+    if (HasExtension(output, similar))
+      throw UsageError("the name " + Listed({std::string(output)}) +
+                       " selects no format; use the extension " + std::string(extension) +
+                       ", or --format");
   return std::string(formats.front().name);
 }

@@ -24,7 +24,7 @@ std::vector<std::string> NamesOf(OutputFormats formats, std::string_view command
 const OutputFormat* FindFormat(OutputFormats formats, std::string_view name);
 
 /// The name of the format for a call: that of --format, else the one that the extension of the
-/// output file selects, else the first. Throws UsageError for an unknown format, and for one that
-/// the command does not support.
+/// output file selects, else the first. Throws UsageError for an unknown format, for one that the
+/// command does not support, and for an extension that only resembles one.
 std::string ChooseFormat(OutputFormats formats, const std::string& given, std::string_view output,
                          std::string_view command);

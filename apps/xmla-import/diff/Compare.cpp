@@ -173,10 +173,9 @@ class Comparer {
 
   void Count(const RecordRule& rule, const std::vector<bool>& isKept) {
     if (rule.isMessage) return;
-    const auto found = std::ranges::find(m_result.compared, rule.plural,
-                                         &std::pair<std::string, std::size_t>::first);
+    const auto found = std::ranges::find(m_result.compared, rule.plural, &ComparedRecords::plural);
     if (found == m_result.compared.end()) return;
-    found->second += static_cast<std::size_t>(std::ranges::count(isKept, true));
+    found->count += static_cast<std::size_t>(std::ranges::count(isKept, true));
   }
 
   Comparison& m_result;

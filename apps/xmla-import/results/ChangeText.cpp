@@ -56,7 +56,7 @@ std::string FoundText(const DiffResult& result) {
 
 std::string ComparedText(const DiffResult& result) {
   std::string text;
-  for (const auto& [records, count] : result.comparison.compared)
-    if (count > 0) text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + records;
+  for (const auto& [kind, plural, count] : result.comparison.compared)
+    if (count > 0) text += (text.empty() ? "" : ", ") + Counted(count, kind, plural);
   return text.empty() ? "nothing" : text;
 }

@@ -47,8 +47,8 @@ class JsonForm : public Form {
     Add("changes", result.comparison.changes);
     m_json.Key("compared");
     m_json.BeginObject();
-    for (const auto& [records, count] : result.comparison.compared)
-      Add(records == "data sources" ? "dataSources" : records, count);
+    for (const auto& [kind, plural, count] : result.comparison.compared)
+      Add(kind == "data source" ? "dataSources" : plural, count);
     m_json.EndObject();
     m_json.Key("found");
     m_json.BeginObject();
