@@ -2,8 +2,33 @@
 # The import library is a plug-in, so it is in a folder of its own, outside the search path of the dynamic loader.
 include(CMakePackageConfigHelpers)
 
+foreach(folder BIN LIB INCLUDE DATA DOC)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}DIR}")
+    message(FATAL_ERROR "CMAKE_INSTALL_${folder}DIR is the absolute path ${CMAKE_INSTALL_${folder}DIR}. The installed "
+      "files find each other by relative paths: give it relative to CMAKE_INSTALL_PREFIX.")
+  endif()
+endforeach()
 set(plugin_folder ${CMAKE_INSTALL_LIBDIR}/xmla-import)
 set(include_folder ${CMAKE_INSTALL_INCLUDEDIR}/xmla-import)
+
+# Installed files are the same wherever they are built: the compiler writes paths relative to the sources. Counters of
+# coverage need the real paths.
+if(NOT XMLA_COVERAGE)
+  foreach(target xmlahost-objects xmlasax-objects loopbackserver sampleprovider xmla-import xmla-sample-provider)
+    if(TARGET ${target})
+      target_compile_options(${target} PRIVATE
+        -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+    endif()
+  endforeach()
+endif()
+
+# The targets of the installed package, for a project that adds this one with add_subdirectory.
+add_library(xmla-import-entry INTERFACE)
+target_link_libraries(xmla-import-entry INTERFACE xmlahost ${CMAKE_DL_LIBS})
+target_compile_definitions(xmla-import-entry INTERFACE XMLA_IMPORT_LIBRARY="$<TARGET_FILE:UtilityXMLASAX>")
+add_dependencies(xmla-import-entry UtilityXMLASAX)
+add_library(xmla-import::host ALIAS xmlahost)
+add_library(xmla-import::entry ALIAS xmla-import-entry)
 
 install(TARGETS xmlahost EXPORT xmla-import
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development)
