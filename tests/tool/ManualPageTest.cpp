@@ -109,6 +109,9 @@ TEST_F(ManualPage, IsCorrectForTheFormatters) {
       EXPECT_EQ(run.exitStatus, 0) << command << ' ' << page;
       EXPECT_EQ(run.out + run.err, "") << command << ' ' << page;
     }
+    // A hyphen that is not escaped may be shown as another character, which no call accepts.
+    const std::string text = support::ReadFile(file);
+    EXPECT_FALSE(std::regex_search(text.substr(text.find('\n')), std::regex("[^\\\\]-"))) << page;
     EXPECT_THAT(Shell("lexgrog \"$0\"", file).out,
                 HasSubstr(std::filesystem::path(page).stem().string() + " - "));
   }
