@@ -42,6 +42,9 @@ Roff::Roff(std::string_view name, int section, std::string_view date, std::strin
            std::string_view manual) {
   Line(".TH " + Quoted(name) + ' ' + std::to_string(section) + " \"" + std::string(date) + "\" " +
        Quoted(version) + ' ' + Quoted(manual));
+  // Words are not hyphenated and lines not justified, so that names stay whole. The macros for
+  // groff set hyphenation again at each paragraph, by the register.
+  for (const char* const line : {".nr HY 0", ".nh", ".ad l"}) Line(line);
 }
 
 void Roff::Section(std::string_view title) {
