@@ -60,3 +60,16 @@ if(XMLA_TOOL)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/schema DESTINATION ${CMAKE_INSTALL_DATADIR}/xmla-import COMPONENT tools
     FILES_MATCHING PATTERN "*.json")
 endif()
+if(TARGET manual)
+  set(manual ${PROJECT_BINARY_DIR}/manual)
+  set(XMLA_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
+    "Folder of completion scripts for zsh: Debian's is share/zsh/vendor-completions")
+  install(FILES ${manual}/xmla-import.1 ${manual}/xmla-sample-provider.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${manual}/xmla-import-servers.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tools)
+  install(FILES ${manual}/completion.bash RENAME xmla-import
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES ${manual}/completion.zsh RENAME _xmla-import DESTINATION ${XMLA_ZSH_COMPLETIONS} COMPONENT tools)
+  install(FILES ${manual}/completion.fish RENAME xmla-import.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
+endif()

@@ -4,7 +4,10 @@
 #include <array>
 
 #include "call/Arguments.h"
+#include "call/CommonOptions.h"
+#include "call/Completion.h"
 #include "commands/Sorting.h"
+#include "results/Formats.h"
 #include "results/JsonRecorder.h"
 
 namespace {
@@ -44,7 +47,10 @@ constexpr CommandOption kImportOptions[] = {
 constexpr CommandOption kFailOn = {.name = "--fail-on",
                                    .help = "changes that give status 4: any (default) or breaking",
                                    .value = &Arguments::failOn,
-                                   .placeholder = "WHICH"};
+                                   .placeholder = "WHICH",
+                                   .values = [] {
+                                     return std::vector<std::string>{"any", "breaking"};
+                                   }};
 constexpr auto kDiffOptions = [] {
   std::array<CommandOption, std::size(kImportOptions) + 1> options{kFailOn};
   std::ranges::copy(kImportOptions, options.begin() + 1);
@@ -107,6 +113,13 @@ constexpr auto* kDiffOfFiles = +[](const Arguments& arguments, Result& result) {
   return RunDiff(arguments, std::get<DiffResult>(result));
 };
 
+constexpr auto* kCompletion = +[](const Arguments& arguments, Result& result) {
+  const std::vector<CommandForm> forms = CommandForms();
+  std::get<CompletionResult>(result).script =
+      CompletionScript({forms, CommonOptions(), Formats(), {}}, arguments.files.front());
+  return ExitStatus::kDone;
+};
+
 constexpr Command kCommands[] = {
     {{"sources", "the provider's data sources", {}},
      &Empty<SourcesResult>,
@@ -145,6 +158,19 @@ constexpr Command kCommands[] = {
      nullptr,
      &Render<ServersResult>,
      kServers},
+    {{.name = "completion",
+      .help = "a script that completes calls in a shell: bash, zsh or fish",
+      .options = {},
+      .wordsWithoutConnection = 0,
+      .words = "SHELL",
+      .minWords = 1,
+      .maxWords = 1,
+      .word = "shell",
+      .wordValues = &CompletionShells},
+     &Empty<CompletionResult>,
+     nullptr,
+     &Render<CompletionResult>,
+     kCompletion},
 };
 
 constexpr Command kNone{{}, &Empty<NoResult>, nullptr, &Render<NoResult>};

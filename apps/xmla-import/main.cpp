@@ -9,6 +9,7 @@
 
 #include "CommandTable.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "VersionText.h"
 #include "base/Interrupt.h"
 #include "base/Secret.h"
 #include "base/Style.h"
@@ -98,6 +99,7 @@ class Call {
     } catch (const UsageError& error) {
       wrong = error;
     }
+    if (m_arguments.wantsVersion) m_arguments.information = VersionText();
     if (!m_arguments.information.empty()) m_arguments.output.clear();
     HideCredentials(argc, argv);
     m_secrets = EnvironmentSecrets::Take();

@@ -82,12 +82,6 @@ TEST(Call, UsageErrorsDoNotRepeatPossibleSecrets) {
   }
 }
 
-TEST(Call, VersionIsOneLine) {
-  const Outcome outcome = RunTool({"--version"});
-  EXPECT_EQ(outcome.status, 0);
-  EXPECT_THAT(outcome.out, testing::MatchesRegex("xmla-import [0-9.]+\n"));
-}
-
 TEST(Call, HelpWrittenToAFullDeviceIsAnError) {
   Options options;
   options.out = Stream::kFull;

@@ -54,7 +54,7 @@ class Parser {
       m_read.information = m_form ? CommandHelp(m_source, *m_form) : ToolHelp(m_source);
       return;
     }
-    if (!m_read.information.empty()) return;
+    if (m_read.wantsVersion) return;
     if (!m_error.empty()) throw UsageError(m_error);
     if (m_isHelp) return ShowTopic();
     if (!m_form) FailWithoutCommand(argc == 1);
@@ -71,7 +71,7 @@ class Parser {
     if (word == "-h" || word == "--help") {
       m_wantsHelp = true;
     } else if (word == "--version") {
-      m_read.information = "xmla-import " XMLA_IMPORT_VERSION "\n";
+      m_read.wantsVersion = true;
     } else if (const CommandOption* const option = Find(name)) {
       const bool hasValue = end < word.size();
       if (IsFlag(*option)) {
@@ -100,7 +100,9 @@ class Parser {
       throw UsageError("two commands given, " + std::string(m_form->name) + " and " +
                        std::string(word) + "; give one");
     } else if (m_form && m_read.files.size() < m_form->maxWords) {
-      if (word.empty()) throw UsageError(Who() + ": the name of a file is empty");
+      if (word.empty())
+        throw UsageError(Who() + ": the name of a " + std::string(m_form->word) + " is empty");
+      if (m_form->wordValues) RequireOneOf(m_form->word, word, m_form->wordValues());
       m_read.files.emplace_back(word);
     } else if (m_form || m_isHelp) {
       throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead());
@@ -191,6 +193,9 @@ class Parser {
     const bool isFirst = m_stored.insert(option).second;
     if (!isFirst && !option->mayRepeat && !IsFlag(*option))
       throw UsageError(std::string(option->name) + " may be given only once");
+    // A value that a variable can replace is checked where it is used.
+    if (option->values && !option->isList && !*option->variable)
+      RequireOneOf(option->name, given.value, option->values());
     SetValue(*option, option->name, given.value, m_read);
   }
 
@@ -215,21 +220,18 @@ class Parser {
 
   void CheckMeaning() {
     m_read.format = ChooseFormat(m_source.formats, m_read.format, m_read.output, m_form->name);
-    if (!m_read.color.empty()) RequireOneOf("--color", m_read.color, {"auto", "always", "never"});
-    if (!m_read.warnings.empty())
-      RequireOneOf("--warnings", m_read.warnings, {"all", "summary", "none"});
     if (m_read.quiet && m_read.verbose)
       throw UsageError("--quiet and --verbose cannot be combined");
     if (!m_read.auth.empty()) AuthSchemes("--auth", m_read.auth);
     const std::vector<std::string> ofConnection =
         GivenOf({OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer});
     if (m_read.files.size() < m_form->minWords)
-      throw UsageError(Who() + " needs a file: " + Who() + ' ' + std::string(m_form->words));
+      throw UsageError(Who() + " needs a " + std::string(m_form->word) + ": " + Who() + ' ' +
+                       std::string(m_form->words));
     if (!m_form->NeedsConnection(m_read.files.size()) && !ofConnection.empty())
       throw UsageError(Who() + " does not connect to a service" +
-                       (m_form->maxWords > 0 ? " if both files are given" : "") + "; leave out " +
-                       Joined(ofConnection));
-    if (!m_read.failOn.empty()) RequireOneOf("--fail-on", m_read.failOn, {"any", "breaking"});
+                       (m_form->NeedsConnection(0) ? " if both files are given" : "") +
+                       "; leave out " + Joined(ofConnection));
     const std::vector<std::string> services = GivenOf({OptionPart::kService});
     if (services.size() > 1) throw UsageError(Joined(services) + " cannot be combined");
     std::vector<std::string> access = GivenOf({OptionPart::kAccess});
@@ -238,7 +240,7 @@ class Parser {
       throw UsageError(Joined(access) + " cannot be combined with --sample");
   }
 
-  static void RequireOneOf(std::string_view option, const std::string& value,
+  static void RequireOneOf(std::string_view option, std::string_view value,
                            const std::vector<std::string>& values) {
     if (std::ranges::count(values, value) == 0)
       throw UsageError(UnknownValue(option, value, values, Enumerated(values)));

@@ -28,8 +28,9 @@ struct Arguments {
   int jobs = 1;
   std::vector<std::string> files;  ///< words without an option
   std::string failOn;              ///< any, breaking, or empty
-  /// Set by --help and --version: the text to print.
+  /// Set by --help and help: the text to print.
   std::string information;
+  bool wantsVersion = false;
 };
 
 /// Parses a command line. Throws UsageError. Then `arguments` contains at least the command, the

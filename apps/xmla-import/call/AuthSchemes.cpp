@@ -16,11 +16,9 @@ constexpr Scheme kSchemes[] = {{"negotiate", kAuthNegotiate},
                                {"basic", kAuthBasic}};
 
 unsigned int SchemeNamed(std::string_view option, std::string_view name) {
-  std::vector<std::string> names;
-  for (const Scheme& each : kSchemes) {
+  for (const Scheme& each : kSchemes)
     if (each.name == name) return each.scheme;
-    names.emplace_back(each.name);
-  }
+  const std::vector<std::string> names = AuthSchemeNames();
   throw UsageError(UnknownValue(option, name, names, Enumerated(names)));
 }
 
@@ -34,4 +32,10 @@ unsigned int AuthSchemes(std::string_view name, std::string_view list) {
     if (end == list.npos) return schemes;
     list.remove_prefix(end + 1);
   }
+}
+
+std::vector<std::string> AuthSchemeNames() {
+  std::vector<std::string> names;
+  for (const Scheme& each : kSchemes) names.emplace_back(each.name);
+  return names;
 }

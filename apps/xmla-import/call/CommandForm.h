@@ -21,7 +21,11 @@ enum class OptionFile {
   kNone,    ///< not a file
   kFile,    ///< a file
   kSecret,  ///< a file whose first line is a secret; - is standard input
+  kFolder,  ///< a folder
 };
+
+/// Returns all values that are allowed.
+using AllowedValues = std::vector<std::string> (*)();
 
 /// An option of a command, or of every command.
 struct CommandOption {
@@ -41,7 +45,15 @@ struct CommandOption {
   const char* shortName = "";        ///< such as -o
   OptionPart part = OptionPart::kOther;
   OptionFile file = OptionFile::kNone;
-  const char* variable = "";  ///< environment variable with the value if the option is absent
+  const char* variable = "";       ///< environment variable with the value if the option is absent
+  AllowedValues values = nullptr;  ///< null: any value. The formats are another table
+  bool isList = false;             ///< the value is a list of `values`, separated by commas
+
+  /// True if the option stores its value there.
+  bool Stores(std::string Arguments::*place) const {
+    const auto* const text = std::get_if<std::string Arguments::*>(&value);
+    return text && *text == place;
+  }
 };
 
 /// Name, help text and options of a command.
@@ -55,6 +67,8 @@ struct CommandForm {
   std::string_view words = {};  ///< such as "OLD [NEW]"
   std::size_t minWords = 0;
   std::size_t maxWords = 0;
+  std::string_view word = "file";      ///< what each word is
+  AllowedValues wordValues = nullptr;  ///< null: the words are files
 
   bool NeedsConnection(std::size_t wordCount) const { return wordCount < wordsWithoutConnection; }
 };

@@ -3,11 +3,15 @@
 #include <string_view>
 
 #include "call/Arguments.h"
+#include "call/AuthSchemes.h"
+#include "call/TargetNames.h"
 
 namespace {
 
 constexpr int kSecondsOfADay = 86400;
 constexpr int kMaxRetries = 100;
+
+using Names = std::vector<std::string>;
 
 constexpr CommandOption kOptions[] = {
     {.name = "--url",
@@ -25,7 +29,11 @@ constexpr CommandOption kOptions[] = {
      .help = "import from the built-in sample provider: analysis-services, sap-bw or tamarind",
      .value = &Arguments::sample,
      .placeholder = "KIND",
-     .part = OptionPart::kService},
+     .part = OptionPart::kService,
+     .values =
+         [] {
+           return Names{"analysis-services", "sap-bw", "tamarind"};
+         }},
     {.name = "--user",
      .help = "user name [XMLA_IMPORT_USER]",
      .value = &Arguments::user,
@@ -49,7 +57,9 @@ constexpr CommandOption kOptions[] = {
      .help = "allow only these of negotiate, ntlm, digest and basic, separated by commas",
      .value = &Arguments::auth,
      .placeholder = "SCHEMES",
-     .part = OptionPart::kAccess},
+     .part = OptionPart::kAccess,
+     .values = &AuthSchemeNames,
+     .isList = true},
     {.name = "--cert",
      .help = "client certificate, PEM or PKCS#12",
      .value = &Arguments::cert,
@@ -110,12 +120,14 @@ constexpr CommandOption kOptions[] = {
      .value = &Arguments::target,
      .placeholder = "KIND",
      .part = OptionPart::kTransfer,
-     .variable = "XMLA_IMPORT_TARGET"},
+     .variable = "XMLA_IMPORT_TARGET",
+     .values = &TargetNameList},
     {.name = "--log",
      .help = "write requests and replies to files in DIR; those that identify the server only with "
              "--target",
      .value = &Arguments::log,
-     .placeholder = "DIR"},
+     .placeholder = "DIR",
+     .file = OptionFile::kFolder},
     {.name = "--format",
      .help = "one of: {formats}; default: what the extension of the --output file selects, else "
              "text",
@@ -126,17 +138,26 @@ constexpr CommandOption kOptions[] = {
              "(status 3) replaces it",
      .value = &Arguments::output,
      .placeholder = "FILE",
-     .shortName = "-o"},
+     .shortName = "-o",
+     .file = OptionFile::kFile},
     {.name = "--color",
      .help = "colours in text and messages: auto (default: on a terminal), always or never "
              "[NO_COLOR]",
      .value = &Arguments::color,
-     .placeholder = "WHEN"},
+     .placeholder = "WHEN",
+     .values =
+         [] {
+           return Names{"auto", "always", "never"};
+         }},
     {.name = "--warnings",
      .help = "warnings on standard error: all, summary (default: one line for each kind) or none; "
              "the result has all of them",
      .value = &Arguments::warnings,
-     .placeholder = "WHICH"},
+     .placeholder = "WHICH",
+     .values =
+         [] {
+           return Names{"all", "summary", "none"};
+         }},
     {.name = "--sort",
      .help = "sort catalogs, cubes, hierarchies, properties and measures by name",
      .value = &Arguments::sort},

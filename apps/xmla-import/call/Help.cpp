@@ -2,10 +2,9 @@
 
 #include <algorithm>
 
+#include "call/HelpBlocks.h"
 #include "call/HelpTexts.h"
 #include "call/OptionValue.h"
-#include "call/ServerFileExample.h"
-#include "call/TargetNames.h"
 #include "call/UsageError.h"
 
 namespace {
@@ -37,35 +36,32 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t used 
 }
 
 /// A name in the first column, and its meaning in the second.
-std::string Entry(const std::string& name, std::string_view meaning) {
+std::string Entry(const std::string& name, std::string_view meaning, std::size_t column = kColumn) {
   std::string line = "  " + name;
-  if (line.size() + 2 > kColumn)
-    line += '\n' + std::string(kColumn, ' ');
+  if (line.size() + 2 > column)
+    line += '\n' + std::string(column, ' ');
   else
-    line.resize(kColumn, ' ');
-  return line + Wrapped(meaning, kColumn, kColumn);
+    line.resize(column, ' ');
+  return line + Wrapped(meaning, column, column);
 }
 
-std::string Filled(std::string_view text, const HelpSource& source) {
-  std::string filled(text);
-  for (const auto& [place, names] :
-       {std::pair<std::string, std::string>{"{formats}", Enumerated(NamesOf(source.formats, ""))},
-        {"{targets}", TargetNames()},
-        {"{server-file}", kServerFileExample}})
-    if (const std::size_t at = filled.find(place); at != filled.npos)
-      filled.replace(at, place.size(), names);
-  return filled;
+/// The widest names decide where the meanings begin.
+std::string List(const std::vector<std::pair<std::string, std::string>>& entries) {
+  std::size_t column = 0;
+  for (const auto& [name, meaning] : entries)
+    if (name.size() + 4 <= kColumn) column = std::max(column, name.size() + 4);
+  std::string text;
+  for (const auto& [name, meaning] : entries) text += Entry(name, meaning, column);
+  return text;
 }
 
 std::string Paragraphs(std::string_view text, const HelpSource& source) {
-  const std::string filled = Filled(text, source);
   std::string result;
-  for (std::size_t begin = 0; begin < filled.size();) {
-    const std::size_t end = std::min(filled.find("\n\n", begin), filled.size());
-    const std::string paragraph = filled.substr(begin, end - begin);
+  for (const HelpBlock& block : HelpBlocks(text, source)) {
     if (!result.empty()) result += '\n';
-    result += paragraph.starts_with(' ') ? paragraph + '\n' : Wrapped(paragraph, 0);
-    begin = end + 2;
+    result += block.kind == HelpBlock::Kind::kText   ? Wrapped(block.text, 0)
+              : block.kind == HelpBlock::Kind::kList ? List(block.entries)
+                                                     : block.text + '\n';
   }
   return result;
 }
@@ -75,17 +71,11 @@ std::string Synopsis(const CommandOption& option, const std::string& names) {
   return IsFlag(option) ? names : names + ' ' + option.placeholder;
 }
 
-/// The formats: what each is for, the extension that selects it, and the commands that have it.
+/// The formats: what each is for.
 std::string FormatList(OutputFormats formats) {
   std::string text = "\nFormats:\n";
-  for (const OutputFormat& format : formats) {
-    std::string meaning(format.help);
-    if (!format.extension.empty()) meaning += "; extension " + std::string(format.extension);
-    if (!format.commands.empty())
-      meaning += "; only for " + Enumerated(std::vector<std::string>(format.commands.begin(),
-                                                                     format.commands.end()));
-    text += Entry(std::string(format.name), meaning);
-  }
+  for (const OutputFormat& format : formats)
+    text += Entry(std::string(format.name), FormatHelp(format));
   return text;
 }
 
@@ -102,7 +92,7 @@ std::string Options(std::span<const CommandOption> options, const HelpSource& so
     text += Entry(
         Synopsis(option, *option.shortName ? std::string(option.shortName) + ", " + option.name
                                            : option.name),
-        Filled(option.help, source));
+        FilledHelp(option.help, source));
   return text;
 }
 
@@ -123,6 +113,15 @@ std::string Examples(std::string_view examples) {
 }
 
 }  // namespace
+
+std::string FormatHelp(const OutputFormat& format) {
+  std::string text(format.help);
+  if (!format.extension.empty()) text += "; extension " + std::string(format.extension);
+  if (!format.commands.empty())
+    text += "; only for " +
+            Enumerated(std::vector<std::string>(format.commands.begin(), format.commands.end()));
+  return text;
+}
 
 std::string ToolHelp(const HelpSource& source) {
   const HelpText& prose = CommandText("");
@@ -155,6 +154,7 @@ std::string CommandHelp(const HelpSource& source, const CommandForm& command) {
   text +=
       "\nOptions of every command (see xmla-import --help):\n  " + Wrapped(common + "--help", 2, 2);
   text += Examples(prose.examples);
+  if (prose.closing.empty()) return text;
   return text + '\n' + Paragraphs(prose.closing, source);
 }
 

@@ -21,6 +21,8 @@ struct HelpSource {
 
 std::string ToolHelp(const HelpSource& source);
 std::string CommandHelp(const HelpSource& source, const CommandForm& command);
+/// What a format is for, the extension that selects it, and the commands that have it.
+std::string FormatHelp(const OutputFormat& format);
 /// The text of a topic, such as "formats". Empty for an unknown topic.
 std::string TopicHelp(const HelpSource& source, std::string_view topic);
 /// The names of all topics that are not commands.

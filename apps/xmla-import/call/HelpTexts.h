@@ -3,9 +3,10 @@
 #include <span>
 #include <string_view>
 
-/// The prose of the help for a command or a topic. A paragraph that begins with a blank is shown as
-/// it is; others are wrapped. {formats} and {targets} stand for the lists of names,
-/// and {server-file} for an example.
+/// The prose of the help for a command or a topic. A paragraph that begins with a blank is a list
+/// of names and meanings if each line has a tab between them; otherwise it is shown as it is.
+/// Others are wrapped. {formats} and {targets} stand for the lists of names, and {server-file} for
+/// an example.
 struct HelpText {
   std::string_view name;
   std::string_view summary;     ///< of a topic; a command has its own

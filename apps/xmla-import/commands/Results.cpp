@@ -11,6 +11,8 @@ bool HasContent(const TreeResult& result) { return !result.dataSources.empty(); 
 bool HasContent(const CubeResult& result) { return !result.IsEmpty(); }
 bool HasContent(const ImportResult& result) { return result.cubesWithContent > 0; }
 
+bool HasContent(const CompletionResult& result) { return !result.script.empty(); }
+
 bool HasContent(const CheckResult& result) { return !result.url.empty(); }
 
 bool HasContent(const DiffResult& result) { return !result.before.empty(); }

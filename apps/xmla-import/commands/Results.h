@@ -26,6 +26,12 @@ struct ServersResult {
   Messages messages;
 };
 
+/// A script for a shell.
+struct CompletionResult {
+  std::string script;
+  Messages messages;
+};
+
 struct SourcesResult {
   VXStringVector dataSources;
   Messages messages;
@@ -96,7 +102,7 @@ struct DiffResult {
 };
 
 using Result = std::variant<NoResult, ServersResult, SourcesResult, TreeResult, CubeResult,
-                            ImportResult, CheckResult, DiffResult>;
+                            ImportResult, CheckResult, DiffResult, CompletionResult>;
 
 inline Messages& MessagesOf(Result& result) {
   return std::visit([](auto& any) -> Messages& { return any.messages; }, result);

@@ -16,18 +16,12 @@
 namespace {
 
 void ServeSample(const Arguments& arguments, Connection& connection) {
-  const std::string& name = arguments.sample;
-  const std::optional<sample::Kind> kind = sample::KindFromName(name);
-  if (!kind)
-    throw UsageError(UnknownValue("--sample", name, {"analysis-services", "sap-bw", "tamarind"},
-                                  "analysis-services, sap-bw, tamarind") +
-                     SeeHelp(arguments.command));
   try {
     connection.provider = std::make_unique<sample::Provider>();
   } catch (const std::runtime_error& error) {
     throw std::runtime_error("the sample provider cannot be started: " + OneLine(error.what()));
   }
-  connection.url = Wide(connection.provider->Url(*kind));
+  connection.url = Wide(connection.provider->Url(*sample::KindFromName(arguments.sample)));
   // Local server: ignore the proxies of the environment.
   connection.http.proxy = String();
 }

@@ -108,7 +108,9 @@ void Report::ShowMessages() {
 }
 
 void Report::ShowClosingLine(const Result& result, bool isComplete) {
-  if (std::holds_alternative<ServersResult>(result)) return;  // nothing was transferred
+  if (std::holds_alternative<ServersResult>(result) ||
+      std::holds_alternative<CompletionResult>(result))
+    return;  // nothing was transferred
   std::visit([this](const auto& any) { m_totals.Add(any); }, result);
   const auto [requests, retries, bytes, seconds] = m_progress.TrafficSoFar();
   std::string line = m_totals.Text();

@@ -19,6 +19,7 @@
 /// | `cube`    | Write(CubeResult)                                |
 /// | `import`  | BeginImport, AddCube for each cube, EndImport    |
 /// | `diff`    | Write(DiffResult)                                |
+/// | `completion` | Write(CompletionResult)                       |
 /// | `check`   | BeginSteps, AddStep for each step, EndSteps      |
 /// | other     | Write(NoResult): a usage error without a command |
 ///
@@ -37,6 +38,8 @@ class Form {
   virtual void Write(const CubeResult& result) = 0;
   /// Only for the formats of `diff`.
   virtual void Write(const DiffResult&) {}
+  /// Only for the text format.
+  virtual void Write(const CompletionResult&) {}
 
   /// Writes the provider's identity. AddCube and EndImport follow.
   virtual void BeginImport(const ImportResult& result) = 0;

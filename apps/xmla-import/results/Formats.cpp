@@ -10,6 +10,8 @@ using Make = std::unique_ptr<Form>(ResultText& text);
 constexpr std::string_view kImports[] = {"import"};
 constexpr std::string_view kCubes[] = {"tree", "cube", "import"};
 constexpr std::string_view kDocuments[] = {"tree", "cube", "import", "diff"};
+constexpr std::string_view kAllResults[] = {"sources", "tree", "cube",   "import",
+                                            "check",   "diff", "servers"};
 constexpr std::string_view kReports[] = {"cube", "import", "diff"};
 
 struct Entry {
@@ -24,7 +26,8 @@ constexpr Entry kEntries[] = {
     {{.name = "json",
       .help = "one UTF-8 document for programs, with the same keys in the same order in every "
               "version",
-      .extension = ".json"},
+      .extension = ".json",
+      .commands = kAllResults},
      &MakeJsonForm},
     {{.name = "ndjson",
       .help = "one JSON document per line: the provider, each cube as soon as it is read, then "

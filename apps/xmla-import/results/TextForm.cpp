@@ -76,6 +76,16 @@ class TextForm : public Form {
     }
   }
 
+  void Write(const CompletionResult& result) override {
+    std::string_view script = result.script;
+    while (!script.empty()) {
+      const std::size_t end = script.find('\n');
+      Text().Append(script.substr(0, end));
+      Text().EndLine();
+      script.remove_prefix(end + 1);
+    }
+  }
+
   void Write(const SourcesResult& result) override {
     for (const String& name : result.dataSources)
       if (!MustStop()) Line(0, name);

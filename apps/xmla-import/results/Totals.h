@@ -19,6 +19,7 @@ struct Totals {
   void Add(const NoResult&) {}
   void Add(const DiffResult& result);
   void Add(const ServersResult&) {}
+  void Add(const CompletionResult&) {}
   void Add(const SourcesResult& result);
   void Add(const TreeResult& result);
   void Add(const CubeResult& cube);

@@ -17,6 +17,7 @@
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Cancellation.h"
 #include "Utility/Generic/ErrorMessage.h"
+#include "Utility/Generic/LinkedLibraries.h"
 #include "Utility/Generic/Secret.h"
 #include "errors/MessageCatalogue.h"
 #include "http/HTTPAuthentication.h"
@@ -31,6 +32,7 @@
 #include "system/CloseOnExec.h"
 #include "system/SignalBlock.h"
 #include "text/ASCIIText.h"
+#include "xml/XmlParser.h"
 
 namespace {
 
@@ -47,6 +49,27 @@ constexpr Scheme kSchemes[] = {{CURLAUTH_BASIC, kAuthBasic},
                                {CURLAUTH_DIGEST, kAuthDigest},
                                {CURLAUTH_NTLM, kAuthNTLM},
                                {CURLAUTH_NEGOTIATE, kAuthNegotiate}};
+
+struct Feature {
+  int curlBit;
+  const wchar_t* name;
+};
+constexpr Feature kFeatures[] = {{CURL_VERSION_BROTLI, L"brotli"},
+                                 {CURL_VERSION_GSSAPI, L"GSS-API"},
+                                 {CURL_VERSION_HTTP2, L"HTTP2"},
+                                 {CURL_VERSION_HTTPS_PROXY, L"HTTPS-proxy"},
+                                 {CURL_VERSION_IDN, L"IDN"},
+                                 {CURL_VERSION_IPV6, L"IPv6"},
+                                 {CURL_VERSION_KERBEROS5, L"Kerberos"},
+                                 {CURL_VERSION_LIBZ, L"libz"},
+                                 {CURL_VERSION_NTLM, L"NTLM"},
+                                 {CURL_VERSION_SPNEGO, L"SPNEGO"},
+                                 {CURL_VERSION_SSL, L"TLS"},
+                                 {CURL_VERSION_ZSTD, L"zstd"}};
+
+// Other parts of libcurl serve protocols that are not used here.
+constexpr std::string_view kPartsInUse[] = {"libcurl", "zlib",    "brotli",
+                                            "zstd",    "libidn2", "nghttp2"};
 
 long ToCurlSchemes(unsigned int schemes) {
   unsigned long set = CURLAUTH_NONE;
@@ -873,4 +896,23 @@ std::optional<std::int64_t> SecondsUntilHTTPDate(const std::string& date) {
   const std::time_t time = curl_getdate(date.c_str(), nullptr);
   if (time < 0) return std::nullopt;
   return std::int64_t{time} - std::int64_t{std::time(nullptr)};
+}
+
+LinkedLibraries GetLinkedLibraries() {
+  const curl_version_info_data& curl = *curl_version_info(CURLVERSION_NOW);
+  const std::string_view tls = curl.ssl_version ? curl.ssl_version : "";
+  LinkedLibraries linked;
+  const NarrowString all(curl_version());
+  for (std::string_view rest(all.data(), all.size()); !rest.empty();) {
+    const std::string_view part = rest.substr(0, rest.find(' '));
+    const std::string_view name = part.substr(0, part.find('/'));
+    if (part == tls || std::ranges::count(kPartsInUse, name) > 0)
+      linked.versions.push_back(BaseStringUtil::FromUTF8(part));
+    rest.remove_prefix(std::min(part.size() + 1, rest.size()));
+  }
+  linked.versions.push_back(XmlLibraryVersion());
+  linked.versions.emplace_back(L"MIT-Kerberos/" KERBEROS_VERSION);
+  for (const Feature& feature : kFeatures)
+    if ((curl.features & feature.curlBit) != 0) linked.features.emplace_back(feature.name);
+  return linked;
 }

@@ -636,3 +636,15 @@ XmlOutcome Parse::Run() {
 XmlOutcome ParseXmlText(const NarrowString& text, SAX2ElementWriter& writer, String& error) {
   return Parse(text, writer, error).Run();
 }
+
+String XmlLibraryVersion() {
+  constexpr std::uint32_t kHundred = 100;
+  const std::uint32_t number = BaseStringUtil::UIntFrom(BaseStringUtil::FromUTF8(xmlParserVersion));
+  String text(L"libxml2/");
+  text += BaseStringUtil::StringFrom(number / kHundred / kHundred);
+  text += L'.';
+  text += BaseStringUtil::StringFrom(number / kHundred % kHundred);
+  text += L'.';
+  text += BaseStringUtil::StringFrom(number % kHundred);
+  return text;
+}

@@ -1,0 +1,43 @@
+#include <sstream>
+
+#include "CommandLine.h"
+#include "Pages.h"
+#include "Roff.h"
+
+std::string ProviderPage(const PageEdition& edition) {
+  sample::CommandLine call{std::string(edition.version)};
+  Roff roff("XMLA-SAMPLE-PROVIDER", 1, edition.date, "xmla-import " + std::string(edition.version),
+            "User Commands");
+  roff.Name("xmla-sample-provider", "serve sample cubes like three kinds of XMLA server");
+  roff.Synopsis("xmla-sample-provider", "[OPTION]...");
+  roff.Section("DESCRIPTION");
+  roff.Paragraph(call.App().get_description());
+  roff.Paragraph(
+      "Prints the URL of each kind of server when it is ready. For tests of clients, it misbehaves "
+      "on request.");
+  roff.Section("OPTIONS");
+  for (const CLI::Option* const option : call.App().get_options()) {
+    const std::string needs =
+        option->get_needs().empty() ? "" : "; needs " + (*option->get_needs().begin())->get_name();
+    roff.Entry(option->get_name(false, true),
+               option->get_items_expected() == 0 ? "" : option->get_type_name(),
+               option->get_description() + needs);
+  }
+  roff.Section("MOODS");
+  std::istringstream moods(sample::MoodHelp());
+  for (std::string line; std::getline(moods, line);) {
+    const std::size_t end = line.find(' ');
+    roff.Entry(line.substr(0, end), "", line.substr(line.find_first_not_of(' ', end)));
+  }
+  roff.Section("EXIT STATUS");
+  roff.Entry("0", "", "the program was interrupted (SIGINT or SIGTERM)");
+  roff.Entry("1", "", "the port is not available, or a file cannot be read");
+  roff.Entry("2", "", "an option is wrong");
+  roff.Section("EXAMPLES");
+  roff.Verbatim(
+      "xmla-sample-provider --port 8080\n"
+      "xmla-import --url http://127.0.0.1:8080/sap-bw tree\n");
+  roff.Section("SEE ALSO");
+  roff.Paragraph("xmla-import(1)");
+  return roff.Text();
+}

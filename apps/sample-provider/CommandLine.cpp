@@ -1,0 +1,82 @@
+#include "CommandLine.h"
+
+#include <libxml/parser.h>
+#include <zlib.h>
+
+#include <fstream>
+#include <stdexcept>
+#include <string_view>
+
+namespace sample {
+
+namespace {
+
+constexpr int kMaxPort = 65535;
+constexpr int kMaxLatency = 3'600'000;
+
+/// The first line of the file, without byte-order mark and carriage return.
+std::string ReadPassword(const std::string& file) {
+  std::ifstream in(file);
+  std::string line;
+  if (!std::getline(in, line) && !in.eof())
+    throw std::runtime_error("Cannot read the password file " + file + ".");
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
+  return line;
+}
+
+/// libxml2 writes 2.9.14 as 20914.
+std::string XmlVersion() {
+  constexpr int kHundred = 100;
+  const int number = std::stoi(xmlParserVersion);
+  return std::to_string(number / kHundred / kHundred) + '.' +
+         std::to_string(number / kHundred % kHundred) + '.' + std::to_string(number % kHundred);
+}
+
+}  // namespace
+
+CommandLine::CommandLine(const std::string& version)
+    : m_app(
+          "Serves sample cubes like three kinds of XMLA server on the loopback interface, until it "
+          "is interrupted.",
+          "xmla-sample-provider") {
+  m_app
+      .add_option("--port", m_options.port, "the port to listen on, 0 to 65535; 0 is any free port")
+      ->check(CLI::Range(0, kMaxPort).description(""))
+      ->type_name("PORT");
+  m_app.add_option("--latency", m_latency, "milliseconds to wait before every reply")
+      ->check(CLI::Range(0, kMaxLatency).description(""))
+      ->type_name("N");
+  m_app.add_flag("--compress", m_options.compress, "compress replies for clients that accept it");
+  m_app.add_flag("--wide-cube", m_options.wideCube,
+                 "add a cube with 175 hierarchies, named Wide, to the first catalog");
+  auto* const user =
+      m_app.add_option("--user", m_options.user, "require the credentials of this user")
+          ->type_name("NAME");
+  auto* const file = m_app
+                         .add_option("--password-file", m_passwordFile,
+                                     "the user's password: the first line of this file")
+                         ->type_name("FILE");
+  user->needs(file);
+  file->needs(user);
+  m_app
+      .add_option("--mood", m_options.mood,
+                  "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a type only for requests of "
+                  "that type, such as MDSCHEMA_CUBES, and with NTH only for the NTH of them")
+      ->type_name("MOOD");
+  const std::string libraries = "libxml2/" + XmlVersion() + " zlib/" + zlibVersion();
+  m_app.set_version_flag("--version",
+                         "xmla-sample-provider " + version + "\nLibraries: " + libraries,
+                         "show the version");
+  m_app.footer("Moods:\n" + MoodHelp());
+}
+
+Options CommandLine::Read() const {
+  Options options = m_options;
+  options.latency = std::chrono::milliseconds(m_latency);
+  if (!m_passwordFile.empty()) options.password = ReadPassword(m_passwordFile);
+  return options;
+}
+
+}  // namespace sample
