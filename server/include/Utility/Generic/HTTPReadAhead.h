@@ -1,8 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -44,8 +41,7 @@ class XMLAHOST_API HTTPPrediction {
 class XMLAHOST_API HTTPRequestBudget {
  public:
   /// `imports`: number of import objects that work at the same time, at least 1.
-  explicit HTTPRequestBudget(unsigned int requests, unsigned int imports = 1) noexcept
-      : m_requests(requests > 0 ? requests : 1), m_imports(imports) {}
+  explicit HTTPRequestBudget(unsigned int requests, unsigned int imports = 1) noexcept;
   HTTPRequestBudget(const HTTPRequestBudget&) = delete;
   HTTPRequestBudget& operator=(const HTTPRequestBudget&) = delete;
 
@@ -113,7 +109,7 @@ class XMLAHOST_API HTTPRequestBudget {
   bool IsQuietLocked() const noexcept;
   void NotifyLocked() noexcept;
 
-  const pid_t m_process = getpid();
+  const int m_process;  // number
   mutable std::mutex m_mutex;
   std::condition_variable m_changed;
   // Guarded by m_mutex.

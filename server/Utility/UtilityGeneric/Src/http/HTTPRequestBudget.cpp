@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "Utility/Generic/Cancellation.h"
@@ -14,6 +16,9 @@ constexpr std::chrono::milliseconds kUntilNoticed{500};
 }  // namespace
 
 HTTPPrediction::~HTTPPrediction() = default;
+
+HTTPRequestBudget::HTTPRequestBudget(unsigned int requests, unsigned int imports) noexcept
+    : m_process(getpid()), m_requests(std::max(1U, requests)), m_imports(imports) {}
 
 bool HTTPRequestBudget::IsOfThisProcess() const noexcept { return getpid() == m_process; }
 
