@@ -535,6 +535,7 @@ int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl
 /// Called before a request is sent over a new or kept-alive connection.
 int CurlConnection::OnConnected(void* self, char* peer, char*, int, int) noexcept {
   auto& connection = *static_cast<CurlConnection*>(self);
+  connection.m_lastActivity = Clock::now();
   if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer)) {
     // The server may still reject the client certificate.
     const bool isTLSOver = !connection.m_isHTTPS || !connection.m_notes.WasCertificateRequested();
@@ -817,13 +818,15 @@ void CurlGroup::Remove(CurlConnection& connection) noexcept {
 
 void CurlGroup::Wait(int milliseconds) {
   const bool isWorking = curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr) == CURLM_OK;
+  // First read what has arrived: since the last call, the thread may have done other work for
+  // longer than the time-out.
+  if (isWorking) Perform();
   for (std::size_t i = m_busy.size(); i > 0; --i) {  // backwards: a request that ends is removed
     if (isWorking)
       m_busy[i - 1]->Check();
     else
       m_busy[i - 1]->End(CURLE_OUT_OF_MEMORY);
   }
-  Perform();
 }
 
 void CurlGroup::Perform() {
