@@ -80,6 +80,7 @@ TEST(ImportJobs, GiveTheSameDocumentIfTheServerRefusesSimultaneousRequests) {
     const Outcome one = ImportAll(server, "1");
     ASSERT_EQ(one.status, isFaulty ? 3 : 0) << one.err;
     ASSERT_GE(one.Document()["cubes"].size(), 4u);
+    int refused = 0;
     for (const int status : {429, 503})
       for (const int most : {1, 2, 3})
         for (const int jobs : {2, 4, 8}) {
@@ -90,9 +91,7 @@ TEST(ImportJobs, GiveTheSameDocumentIfTheServerRefusesSimultaneousRequests) {
           const Outcome many = ImportAll(server, std::to_string(jobs));
           EXPECT_EQ(many.status, one.status) << status << ", " << most << ", " << jobs << many.err;
           EXPECT_EQ(many.out, one.out) << status << ", " << most << ", " << jobs;
-          if (jobs > most) {
-            EXPECT_GT(server.refused, 0);
-          }
+          refused += server.refused;
           // The budget is halved to the limit; only the requests before that are refused.
           EXPECT_LE(server.refused, 2 * jobs) << status << ", " << most << ", " << jobs;
           // After an error, the server still works on requests that were cancelled.
@@ -100,6 +99,7 @@ TEST(ImportJobs, GiveTheSameDocumentIfTheServerRefusesSimultaneousRequests) {
             EXPECT_LE(server.TakeMostInProgress(), jobs);
           }
         }
+    EXPECT_GT(refused, 20);
   }
 }
 
@@ -130,9 +130,9 @@ TEST(ImportJobs, NothingIsRepeatedWithOneJob) {
   const int refused = server.refused;
   EXPECT_GT(refused, 0);
   EXPECT_LT(server.count, requests);  // a cube ends with its first refusal
-  const Outcome one = ImportAll(server, "1");
+  const Json document = ImportAll(server, "1").Document();
   EXPECT_EQ(server.refused, 2 * refused);
-  for (const Json& cube : one.Document()["cubes"]) EXPECT_LE(cube["errors"].size(), 1u);
+  EXPECT_LE(static_cast<std::size_t>(refused), document["cubes"].size());
 }
 
 /// Also while requests wait to be alone.

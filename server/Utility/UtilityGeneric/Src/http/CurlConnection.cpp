@@ -37,6 +37,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr long kMaxLogInRounds = 6;
+constexpr std::chrono::seconds kTicketKnown{10};
 constexpr std::int64_t kSecondsPerDay = 86400;
 
 struct Scheme {
@@ -288,7 +289,8 @@ class CurlConnection final : public HTTPConnection {
   void ReplaceEasyHandle();
   void BeginStep(HTTPStep step) noexcept;
   void BeginConnecting() noexcept;
-  bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme);
+  bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme,
+                 Clock::time_point& knownUntil);
   void ReferToThis();
   bool IsIdle(std::uint32_t limitSeconds) const;
   bool UsesProxy() const;
@@ -321,6 +323,8 @@ class CurlConnection final : public HTTPConnection {
   bool m_onlyToThisMachine = false;   // the request
   curl_off_t m_transferred = 0;       // body bytes in both directions
   Clock::time_point m_lastActivity;
+  Clock::time_point m_ticketUntil;       // until then, the Kerberos ticket is in the cache
+  Clock::time_point m_proxyTicketUntil;  // the same for the proxy
 };
 
 CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user,
@@ -639,13 +643,21 @@ void CurlConnection::BeginConnecting() noexcept {
 }
 
 /// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would
-/// ask for it again, on this thread. False: the exchange is cancelled.
-bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme) {
+/// ask for it again, on this thread. False: the exchange is cancelled. A ticket that is known to be
+/// in the cache is not asked for again for some seconds: that takes a thread, and about the time of
+/// a request on a fast network.
+bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme,
+                               Clock::time_point& knownUntil) {
   if (scheme != kAuthNegotiate) return true;
   if (m_mustProveLogIn) BeginStep(step);
+  if (Clock::now() < knownUntil) return true;
   const KerberosServiceTicket ticket = KerberosServiceTicket::Get(host, m_connectTimeoutSeconds);
   if (ticket.isStopped) return m_receiver.Fail(HTTPFailure::kCancelled);
-  if (ticket.problem.empty()) return true;
+  if (ticket.problem.empty()) {
+    knownUntil =
+        Clock::now() + std::min(kTicketKnown, std::chrono::seconds(ticket.validSeconds) / 2);
+    return true;
+  }
   m_notes.OnMessage("gss_init_sec_context() failed: " + ticket.problem);
   scheme = 0;
   return true;
@@ -659,8 +671,8 @@ void CurlConnection::Begin(const HTTPRequest& request) {
   unsigned int proxyScheme = request.proxyScheme;
   m_mustProveLogIn = request.needsNewConnection;
   m_step = HTTPStep::kNone;
-  m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme) &&
-              GetTicket(m_host, HTTPStep::kLogIn, serviceScheme);
+  m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme, m_proxyTicketUntil) &&
+              GetTicket(m_host, HTTPStep::kLogIn, serviceScheme, m_ticketUntil);
   if (!m_wasSent) {  // cancelled
     m_code = CURLE_ABORTED_BY_CALLBACK;
     return;
