@@ -90,10 +90,7 @@ int ConnectToLoopback(int port) {
   throw std::runtime_error("cannot connect to 127.0.0.1:" + std::to_string(port));
 }
 
-void Tunnel(Connection& client, std::string_view authority) {
-  const std::string port(authority.substr(authority.find(':') + 1));
-  Connection service(ConnectToLoopback(std::atoi(port.c_str())));
-  client.Send("HTTP/1.1 200 Connection established\r\n\r\n");
+void PassOn(Connection& client, Connection& service) {
   const auto pass = [](Connection& from, Connection& to) {
     char buffer[65536];
     for (std::size_t got; (got = from.Receive(buffer, sizeof buffer)) > 0;)
@@ -104,6 +101,13 @@ void Tunnel(Connection& client, std::string_view authority) {
   std::thread back(pass, std::ref(service), std::ref(client));
   pass(client, service);
   back.join();
+}
+
+void Tunnel(Connection& client, std::string_view authority) {
+  const std::string port(authority.substr(authority.find(':') + 1));
+  Connection service(ConnectToLoopback(std::atoi(port.c_str())));
+  client.Send("HTTP/1.1 200 Connection established\r\n\r\n");
+  PassOn(client, service);
 }
 
 }  // namespace loopback

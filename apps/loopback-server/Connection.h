@@ -56,8 +56,10 @@ class Connection {
 /// Connects to a port of this machine. Throws std::runtime_error.
 int ConnectToLoopback(int port);
 
-/// Answers a CONNECT request for "127.0.0.1:PORT" and passes bytes on in both directions until one
-/// side ends.
+/// Passes bytes on in both directions until one side ends.
+void PassOn(Connection& client, Connection& service);
+
+/// Answers a CONNECT request for "127.0.0.1:PORT" and passes bytes on.
 void Tunnel(Connection& client, std::string_view authority);
 
 }  // namespace loopback

@@ -30,6 +30,7 @@ constexpr Needed kNeeded[] = {
     {"/usr/lib/apache2/modules/mod_auth_gssapi.so", "libapache2-mod-auth-gssapi"},
     {"/usr/bin/python3", "python3"},
     {"/usr/lib/python3/dist-packages/impacket", "python3-impacket"},
+    {"/usr/bin/microsocks", "microsocks"},
 };
 
 std::string MissingPackages() {
@@ -74,7 +75,8 @@ Servers::Servers()
   std::ofstream(users) << nlohmann::json(TheUsers());
   const std::string output = folder.Path() / "password-server.output";
   m_passwordServer = std::make_unique<ServerProcess>(
-      std::vector<std::string>{"/usr/bin/python3", LOG_IN_FOLDER "/password-server.py", users},
+      std::vector<std::string>{"/usr/bin/python3", LOG_IN_FOLDER "/password-server.py", users,
+                               provider.Url(sample::Kind::kAnalysisServices)},
       std::map<std::string, std::string>{{"PYTHONDONTWRITEBYTECODE", "1"}}, output);
   if (!m_passwordServer->Await([&] { return FileText(output).find('\n') != std::string::npos; }))
     throw std::runtime_error("the password server does not start: " + FileText(output));

@@ -1,7 +1,9 @@
-"""Web server that verifies NTLM and SHA-256 Digest log-ins. Arguments: a JSON file of user names and passwords.
+"""Web server that verifies NTLM and SHA-256 Digest log-ins. Arguments: a JSON file of user names and passwords, and
+the URL of a provider.
 
-Prints its port. NTLM messages are read and verified with Impacket. An accepted request is answered with
-<r user="..." domain="..." connection="N" handshakes="N"/>, where handshakes counts those of all connections.
+Prints its port. NTLM messages are read and verified with Impacket. An accepted request is answered by the provider if
+the path ends with "-provider", else with <r user="..." domain="..." connection="N" handshakes="N"/>, where handshakes
+counts those of all connections.
 """
 
 import base64
@@ -12,6 +14,8 @@ import json
 import os
 import re
 import sys
+import urllib.error
+import urllib.request
 
 from impacket import ntlm
 
@@ -57,7 +61,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.user = None  # NTLM logs in a connection
 
     def do_POST(self):
-        self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        self.body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
         given = self.headers.get("Authorization", "")
         if self.path.startswith("/ntlm"):
             self.ntlm(given)
@@ -75,8 +79,15 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.wfile.write(data)
 
     def accept(self, user, domain=""):
+        if self.path.endswith("-provider"):
+            try:
+                reply = urllib.request.urlopen(sys.argv[2], self.body)
+            except urllib.error.HTTPError as fault:
+                reply = fault
+            with reply:
+                return self.answer(reply.status, body=reply.read().decode())
         self.close_connection = self.path == "/ntlm-once"  # without saying so
-        self.answer(
+        return self.answer(
             200,
             body=f'<r user="{html.escape(user)}" domain="{domain}" connection="{self.number}" handshakes="{handshakes}"/>',
         )

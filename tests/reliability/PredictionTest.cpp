@@ -9,7 +9,9 @@
 #include "ReadAheadSupport.h"
 #include "SUXMLASAXPrediction.h"
 #include "support/Effort.h"
+#include "support/RecordedReplies.h"
 #include "support/ScriptedServer.h"
+#include "support/TempDir.h"
 #include "xmlasax/AgentProbe.h"
 
 namespace readahead {
@@ -121,6 +123,41 @@ TEST(Prediction, EqualsTheRequestsForRandomMetadata) {
   network::Figure("imports whose requests were predicted",
                   network::Text(rounds, " cubes with random metadata, ", whole,
                                 " without an error: every request, byte for byte"));
+}
+
+/// Every request of a type gets one reply that was recorded from a real server. The recorded
+/// requests are those of other clients, so the bodies are compared with what the import sends.
+TEST(Prediction, EqualsTheRequestsForRecordedReplies) {
+  if (support::RecordedReplies().empty())
+    GTEST_SKIP() << "skipped: XMLA_RECORDED_REPLIES names no folder of recorded replies";
+  const struct {
+    const char* folder;
+    const char* hierarchies;
+    const char* levels;
+    const char* other;  // folder of what the first one does not have
+  } kRecords[] = {{"mondrian", "MDSCHEMA_HIERARCHIES-1", "MDSCHEMA_LEVELS-1", "mondrian"},
+                  {"mondrian", "MDSCHEMA_HIERARCHIES-2", "MDSCHEMA_LEVELS-2", "mondrian"},
+                  {"ssas", "MDSCHEMA_HIERARCHIES-1", "MDSCHEMA_LEVELS-1", "mondrian"}};
+  for (const auto& record : kRecords) {
+    const auto reply = [](const char* folder, const std::string& name) {
+      return support::ReadFile(support::RecordedReplies() / folder / (name + ".xml"));
+    };
+    Recording recording([&](const std::string& body) {
+      const std::string type = support::RequestType(body);
+      if (type == "MDSCHEMA_HIERARCHIES") return reply(record.folder, record.hierarchies);
+      if (type == "MDSCHEMA_LEVELS") return reply(record.folder, record.levels);
+      if (type == "MDSCHEMA_DIMENSIONS") return reply(record.folder, type + "-1");
+      return reply(record.other, type + "-1");
+    });
+    for (const ServerInfo::TargetType target : kTargets)
+      for (const bool isLogged : {false, true}) {
+        const auto exchanges = recording.Of({.target = target}, isLogged);
+        const bool isWhole = recording.outcome.errors.empty() && recording.outcome.thrown.empty();
+        EXPECT_TRUE(isWhole) << record.folder << recording.outcome.errors;
+        EXPECT_GT(exchanges.size(), 3u) << record.folder;
+        ExpectPredicted(exchanges, {.target = target}, isLogged, isWhole, record.hierarchies);
+      }
+  }
 }
 
 TEST(Prediction, NothingFollowsFromAReplyThatTheLibraryRejects) {

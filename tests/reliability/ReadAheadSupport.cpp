@@ -42,12 +42,16 @@ void Server::Serve(loopback::Connection& connection, const loopback::Request& re
 
 namespace {
 
+/// Of a reply without an end, chance decides where it was cut off.
+std::string Bytes(std::uint64_t count) {
+  return count < 1 << 20 ? std::to_string(count) + " bytes" : std::to_string(count >> 20) + " MiB";
+}
+
 class Recorder : public HTTPExchangeObserver {
  public:
   void OnExchange(const HTTPExchangeInfo& info) override {
     exchanges.push_back(Narrow(info.subject) + ": " + std::to_string(info.status) + ", " +
-                        std::to_string(info.replyBytes) + " bytes, " +
-                        std::to_string(info.retries) + " retries" +
+                        Bytes(info.replyBytes) + ", " + std::to_string(info.retries) + " retries" +
                         (info.ok ? "" : ", " + Narrow(info.error)));
   }
   void OnReadAhead(const HTTPReadAheadInfo& info) override { ahead = info; }

@@ -1,5 +1,6 @@
 #include "SUXMLASAXPrediction.h"
 
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -25,6 +26,18 @@ constexpr std::string_view kOfLevels = "<RequestType>MDSCHEMA_LEVELS</RequestTyp
 /// Names are escaped, so no name can contain an element.
 bool IsOf(std::string_view type, const NarrowString& request) {
   return request.view().find(type) != std::string_view::npos;
+}
+
+/// Reads a reply like the import, which normalises its XML declaration before. The parser accepts
+/// nearly all texts as they are. Changing this one would copy it, because others share it.
+void ReadShared(NarrowString reply, const ProviderRules& rules, ReplyReader& reader,
+                const std::function<void()>& consume) {
+  try {
+    return reader.Read(reply, String(), consume);
+  } catch (const ErrorMessage&) {
+    NormaliseDeclaration(reply, rules.prependsDeclaration);
+  }
+  reader.Read(std::move(reply), String(), consume);
 }
 
 /// What a request asks for.
@@ -150,8 +163,8 @@ bool RequestPrediction::IsAccepted(NarrowString reply) const {
   settings.limits = ImportSettings::Current().limits;
   const ImportSettings::Scope scope(settings);
   try {
-    NormaliseDeclaration(reply, RulesFor(m_target).prependsDeclaration);
-    ReplyReader().Read(std::move(reply), String(), [] {});
+    ReplyReader reader;
+    ReadShared(std::move(reply), RulesFor(m_target), reader, [] {});
     return true;
   } catch (const ErrorMessage&) {
     return false;
@@ -164,18 +177,20 @@ HTTPPrediction::Requests RequestPrediction::RequestsAfter(const NarrowString& re
   ReplyReader reader;
   const auto next = [&] { return reader.Next(); };
   try {
-    NormaliseDeclaration(reply, rules.prependsDeclaration);
     if (IsOf(kOfHierarchies, request)) {
       Hierarchies rows;
-      reader.Read(std::move(reply), String(), [&] {
+      ReadShared(std::move(reply), rules, reader, [&] {
+        rows.clear();
         ReadRows(rows, next, [&] { return new XmlAHierarchy(m_target, m_cli); });
       });
       return Make<AfterHierarchies>(SubjectOf(request, reader), std::move(rows), rules, m_hasLog);
     }
     if (!IsOf(kOfLevels, request)) return {};
     Levels rows;
-    reader.Read(std::move(reply), String(),
-                [&] { ReadRows(rows, next, [&] { return new XmlALevel(m_target, m_cli); }); });
+    ReadShared(std::move(reply), rules, reader, [&] {
+      rows.clear();
+      ReadRows(rows, next, [&] { return new XmlALevel(m_target, m_cli); });
+    });
     return Make<AfterLevels>(SubjectOf(request, reader), std::move(rows));
   } catch (const ErrorMessage&) {
     return {};  // the import will report it

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "Utility/Generic/HostExport.h"
@@ -28,30 +31,53 @@ class XMLAHOST_API HTTPPrediction {
   virtual Requests RequestsAfter(const NarrowString& request, NarrowString reply) const = 0;
 };
 
-/// How many requests may be in progress at the same time. Import objects that share one budget
-/// divide it: each has one place for the requests that it needs at once, and uses places that are
-/// left to read ahead. Thread-safe.
+/// How many requests may be in progress at the same time, over all import objects that share the
+/// budget. Each has a place for the requests that it needs at once, and uses places that are left
+/// to read ahead. Thread-safe.
 ///
-/// A server that answers 429 or 503, or refuses a connection, halves the number for all of them,
-/// down to one for each import object.
+/// A server that refuses a request for its load (429, 503, or no connection) while others are in
+/// progress halves the number for all, down to one. A refused request is repeated when no other one
+/// is in progress, so a failure that is reported happened to a request that was alone.
 class XMLAHOST_API HTTPRequestBudget {
  public:
   /// `imports`: number of import objects that work at the same time, at least 1.
-  explicit HTTPRequestBudget(unsigned int requests, unsigned int imports = 1) noexcept
-      : m_requests(requests), m_imports(imports) {}
+  explicit HTTPRequestBudget(unsigned int requests, unsigned int imports = 1) noexcept;
   HTTPRequestBudget(const HTTPRequestBudget&) = delete;
   HTTPRequestBudget& operator=(const HTTPRequestBudget&) = delete;
 
   /// One of the import objects has finished and is destroyed. Others may use its place.
   void EndImport() noexcept;
 
-  /// Most requests that an import object can have ahead.
-  unsigned int MostAhead() const noexcept;
-
   // For HTTP clients:
 
-  /// Called if a place may be free after TryTake has failed. On any thread; must not throw, and
-  /// must not call the budget.
+  /// Permission to have one request in progress.
+  class XMLAHOST_API Permit {
+   public:
+    Permit() noexcept = default;  ///< none
+    Permit(Permit&& other) noexcept { *this = std::move(other); }
+    Permit& operator=(Permit&& other) noexcept;
+    ~Permit() { Return(); }
+
+    explicit operator bool() const noexcept { return m_budget != nullptr; }
+    void Return() noexcept;
+    /// Returns it after a request that was cancelled: the server may still work on it.
+    void Abandon() noexcept;
+    /// Call when the server has refused the request for its load. True if it must be repeated
+    /// alone: others were in progress. Then halves the budget, once for requests that were in
+    /// progress together.
+    bool Refuse() noexcept;
+
+   private:
+    friend class HTTPRequestBudget;
+    HTTPRequestBudget* m_budget = nullptr;
+    unsigned int* m_count = nullptr;  // of the budget, in which this permit counts
+    std::uint64_t m_number = 0;       // of all permits
+    unsigned int m_halvings = 0;      // of the budget before this permit
+    bool m_wasFirst = false;          // nothing else was in progress at its beginning
+  };
+
+  /// Called if a place may be free after TryTakeAhead has failed. On any thread; must not throw,
+  /// and must not call the budget.
   class Listener {
    public:
     virtual void OnPlaceFree() noexcept = 0;
@@ -61,30 +87,44 @@ class XMLAHOST_API HTTPRequestBudget {
   };
   void Add(Listener& listener);
   void Remove(Listener& listener) noexcept;
+  /// False in a forked child, where the budget must not be used: other threads of the parent may
+  /// have been changing it.
+  bool IsOfThisProcess() const noexcept;
+  /// Most requests that an import object can have ahead.
+  unsigned int MostAhead() const noexcept;
   /// False while the import objects need all places themselves.
   bool HasRoom() const noexcept;
-  /// Takes a place for a request that is sent ahead.
-  bool TryTake() noexcept;
-  void Return() noexcept;
-  /// True if an import object may use its own place to send a request ahead.
-  bool MaySendOnOwn() const noexcept;
-  /// Number of halvings so far.
-  unsigned int Halvings() const noexcept;
-  /// Halves the number of requests. Does nothing if it was halved since `halvings` was read:
-  /// requests that were rejected together halve it once.
-  void Halve(unsigned int halvings) noexcept;
+
+  /// Waits for a place; `isAlone`: until no other request is in progress, and keeps them away. None
+  /// if IsThreadToStop.
+  Permit Take(bool isAlone);
+  /// For a request that is sent ahead over the connection of the import object: in its own place.
+  Permit TryTakeOwn() noexcept;
+  /// The same for an additional connection.
+  Permit TryTakeAhead() noexcept;
 
  private:
+  Permit PermitLocked(unsigned int& count) noexcept;
+  bool IsFreeLocked() const noexcept;
+  bool IsQuietLocked() const noexcept;
+  void NotifyLocked() noexcept;
+
+  const int m_process;  // number
   mutable std::mutex m_mutex;
+  std::condition_variable m_changed;
   // Guarded by m_mutex.
   unsigned int m_requests;
   unsigned int m_imports;
-  unsigned int m_ahead = 0;  // places that are taken
+  unsigned int m_own = 0;           // permits of requests that import objects send themselves
+  unsigned int m_ahead = 0;         // permits of the others
+  unsigned int m_waiting = 0;       // calls of Take
+  unsigned int m_waitingAlone = 0;  // of these: to be alone
+  bool m_isAlone = false;           // the only permit keeps others away
+  std::uint64_t m_permits = 0;      // so far
   unsigned int m_halvings = 0;
-  bool m_isWanted = false;  // TryTake has failed
+  bool m_isWanted = false;                            // TryTakeAhead has failed
+  std::chrono::steady_clock::time_point m_abandoned;  // when the latest request was cancelled
   std::vector<Listener*> m_listeners;
-
-  void NotifyLocked() noexcept;
 };
 
 /// What an import operation has read ahead.

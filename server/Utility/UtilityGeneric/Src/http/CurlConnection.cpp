@@ -39,6 +39,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr long kMaxLogInRounds = 6;
+constexpr std::chrono::seconds kTicketKnown{10};
 constexpr std::int64_t kSecondsPerDay = 86400;
 
 struct Scheme {
@@ -311,7 +312,8 @@ class CurlConnection final : public HTTPConnection {
   void ReplaceEasyHandle();
   void BeginStep(HTTPStep step) noexcept;
   void BeginConnecting() noexcept;
-  bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme);
+  bool GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme,
+                 Clock::time_point& knownUntil);
   void ReferToThis();
   bool IsIdle(std::uint32_t limitSeconds) const;
   bool UsesProxy() const;
@@ -344,6 +346,8 @@ class CurlConnection final : public HTTPConnection {
   bool m_onlyToThisMachine = false;   // the request
   curl_off_t m_transferred = 0;       // body bytes in both directions
   Clock::time_point m_lastActivity;
+  Clock::time_point m_ticketUntil;       // until then, the Kerberos ticket is in the cache
+  Clock::time_point m_proxyTicketUntil;  // the same for the proxy
 };
 
 CurlConnection::CurlConnection(const NarrowString& url, const NarrowString& user,
@@ -558,6 +562,7 @@ int CurlConnection::OnProgress(void* self, curl_off_t, curl_off_t received, curl
 /// Called before a request is sent over a new or kept-alive connection.
 int CurlConnection::OnConnected(void* self, char* peer, char*, int, int) noexcept {
   auto& connection = *static_cast<CurlConnection*>(self);
+  connection.m_lastActivity = Clock::now();
   if (!connection.m_onlyToThisMachine || HTTPUrl::IsLoopbackAddress(peer)) {
     // The server may still reject the client certificate.
     const bool isTLSOver = !connection.m_isHTTPS || !connection.m_notes.WasCertificateRequested();
@@ -661,13 +666,21 @@ void CurlConnection::BeginConnecting() noexcept {
 }
 
 /// Gets the Kerberos ticket that Negotiate needs. Without one, `scheme` becomes 0: libcurl would
-/// ask for it again, on this thread. False: the exchange is cancelled.
-bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme) {
+/// ask for it again, on this thread. False: the exchange is cancelled. A ticket that is known to be
+/// in the cache is not asked for again for some seconds: that takes a thread, and about the time of
+/// a request on a fast network.
+bool CurlConnection::GetTicket(const std::string& host, HTTPStep step, unsigned int& scheme,
+                               Clock::time_point& knownUntil) {
   if (scheme != kAuthNegotiate) return true;
   if (m_mustProveLogIn) BeginStep(step);
+  if (Clock::now() < knownUntil) return true;
   const KerberosServiceTicket ticket = KerberosServiceTicket::Get(host, m_connectTimeoutSeconds);
   if (ticket.isStopped) return m_receiver.Fail(HTTPFailure::kCancelled);
-  if (ticket.problem.empty()) return true;
+  if (ticket.problem.empty()) {
+    knownUntil =
+        Clock::now() + std::min(kTicketKnown, std::chrono::seconds(ticket.validSeconds) / 2);
+    return true;
+  }
   m_notes.OnMessage("gss_init_sec_context() failed: " + ticket.problem);
   scheme = 0;
   return true;
@@ -681,8 +694,8 @@ void CurlConnection::Begin(const HTTPRequest& request) {
   unsigned int proxyScheme = request.proxyScheme;
   m_mustProveLogIn = request.needsNewConnection;
   m_step = HTTPStep::kNone;
-  m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme) &&
-              GetTicket(m_host, HTTPStep::kLogIn, serviceScheme);
+  m_wasSent = GetTicket(m_proxy.host, HTTPStep::kProxy, proxyScheme, m_proxyTicketUntil) &&
+              GetTicket(m_host, HTTPStep::kLogIn, serviceScheme, m_ticketUntil);
   if (!m_wasSent) {  // cancelled
     m_code = CURLE_ABORTED_BY_CALLBACK;
     return;
@@ -840,13 +853,15 @@ void CurlGroup::Remove(CurlConnection& connection) noexcept {
 
 void CurlGroup::Wait(int milliseconds) {
   const bool isWorking = curl_multi_poll(m_multi, nullptr, 0, milliseconds, nullptr) == CURLM_OK;
+  // First read what has arrived: since the last call, the thread may have done other work for
+  // longer than the time-out.
+  if (isWorking) Perform();
   for (std::size_t i = m_busy.size(); i > 0; --i) {  // backwards: a request that ends is removed
     if (isWorking)
       m_busy[i - 1]->Check();
     else
       m_busy[i - 1]->End(CURLE_OUT_OF_MEMORY);
   }
-  Perform();
 }
 
 void CurlGroup::Perform() {

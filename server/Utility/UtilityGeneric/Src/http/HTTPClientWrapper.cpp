@@ -63,7 +63,9 @@ class HTTPClientWrapper::Impl {
         m_maxReplyBytes(options.maxReplyBytes),
         m_timeoutSeconds(*options.timeoutSeconds),
         m_maxRetries(options.maxRetries),
-        m_budget(options.requestBudget),
+        m_budget(options.requestBudget && options.requestBudget->IsOfThisProcess()
+                     ? options.requestBudget
+                     : nullptr),
         m_transfer(url, user, password, options) {}
 
   void SetHeaderLines(const String& lines) {
@@ -91,15 +93,10 @@ class HTTPClientWrapper::Impl {
     std::uint32_t retries = 0;
     bool basicInClear = false;
     Attempt attempt;
-    const ExchangeEnd end{m_readAhead.get()};
+    HTTPRequestBudget::Permit permit;
     for (;;) {
       attempt = Attempt();
-      attempt.wasReadAhead = retries == 0 && m_readAhead &&  //
-                             m_readAhead->Take(body, attempt.response);
-      if (attempt.wasReadAhead)
-        attempt.hasReply = true;
-      else
-        SendOrRepeat(body, attempt);
+      if (retries > 0 || !TakeReadAhead(body, permit, attempt)) SendInBudget(body, permit, attempt);
       CountBytes(attempt.response);
       basicInClear |= attempt.response.basicInClear;
       if (retries >= m_maxRetries || !MayRepeat(attempt)) break;
@@ -110,10 +107,10 @@ class HTTPClientWrapper::Impl {
       attempt.response.body = NarrowString();
       if (HTTPRetries::Wait(seconds)) continue;
       --retries;
-      attempt.hasReply = false;
-      attempt.diagnosis = {StopText(), L"", L"", attempt.diagnosis.step};
+      attempt.Stop();
       break;
     }
+    permit.Return();
     const HTTPResponse& response = attempt.response;
     reply = attempt.hasReply ? response.body : NarrowString();
     const bool ok = attempt.diagnosis.what.empty();
@@ -157,13 +154,11 @@ class HTTPClientWrapper::Impl {
     HTTPDiagnosis diagnosis;
     bool hasReply = false;  // the body may be XML
     bool wasReadAhead = false;
-  };
 
-  /// Tells the read-ahead that an exchange is over.
-  struct ExchangeEnd {
-    HTTPReadAhead* readAhead;
-    ~ExchangeEnd() {
-      if (readAhead) readAhead->EndExchange();
+    /// The operation ends before the reply is complete.
+    void Stop() {
+      hasReply = false;
+      diagnosis = {StopText(), L"", L"", diagnosis.step};
     }
   };
 
@@ -183,11 +178,29 @@ class HTTPClientWrapper::Impl {
       m_readAhead->OnResponse(body, response, result.hasReply && result.diagnosis.what.empty());
   }
 
-  void SendOrRepeat(const NarrowString& body, Attempt& attempt) {
-    Send(body, attempt);
-    if (!m_readAhead || !m_readAhead->MustRepeatAlone(attempt.response)) return;
-    attempt = Attempt();
-    Send(body, attempt);
+  /// False if the request must be sent, with the permit if there is one already.
+  bool TakeReadAhead(const NarrowString& body, HTTPRequestBudget::Permit& permit,
+                     Attempt& attempt) {
+    if (!m_readAhead) return false;
+    const HTTPReadAhead::Answer answer = m_readAhead->Take(body, attempt.response);
+    attempt.wasReadAhead = attempt.hasReply = answer == HTTPReadAhead::Answer::kReady;
+    if (answer == HTTPReadAhead::Answer::kSendAlone) permit = m_budget->Take(true);
+    return attempt.wasReadAhead;
+  }
+
+  /// Sends the request, with a permit of the budget if there is one. A request that the server
+  /// refuses beside others is sent again, alone.
+  void SendInBudget(const NarrowString& body, HTTPRequestBudget::Permit& permit, Attempt& attempt) {
+    if (!m_budget) return Send(body, attempt);
+    if (!permit) permit = m_budget->Take(false);
+    if (permit) Send(body, attempt);
+    if (permit && HTTPRetries::IsOverload(attempt.response) && permit.Refuse()) {
+      attempt = Attempt();
+      permit.Return();
+      permit = m_budget->Take(true);
+      if (permit) Send(body, attempt);
+    }
+    if (!permit) attempt.Stop();
   }
 
   static void CountBytes(const HTTPResponse& response) {
@@ -223,7 +236,7 @@ class HTTPClientWrapper::Impl {
   const std::uint32_t m_maxRetries;
   String m_subject;
   String m_headerLines;                               // set in m_transfer
-  const std::shared_ptr<HTTPRequestBudget> m_budget;  // null: no read-ahead
+  const std::shared_ptr<HTTPRequestBudget> m_budget;  // null: one request at a time
   HTTPTransfer m_transfer;
   std::unique_ptr<HTTPReadAhead> m_readAhead;  // null: none
 };

@@ -1,7 +1,5 @@
 #include "http/HTTPReadAhead.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <exception>
@@ -10,6 +8,7 @@
 #include "Utility/Generic/Cancellation.h"
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/ImportOperation.h"
+#include "http/HTTPRetries.h"
 
 namespace {
 
@@ -19,11 +18,6 @@ constexpr std::uint64_t kMaxBytesBeforeSending = HTTPReadAhead::kMaxUnreadBytes 
 const HTTPStepHandler kNoSteps;
 constexpr int kIdleMilliseconds = 10'000;
 constexpr std::chrono::milliseconds kMaxWaitForPrediction{100};
-
-bool IsOverload(const HTTPResponse& response) {
-  return response.status == 429 || response.status == 503 ||
-         response.failure == HTTPFailure::kConnectFailed;
-}
 
 }  // namespace
 
@@ -38,8 +32,7 @@ struct HTTPReadAhead::Job {
 
 HTTPReadAhead::HTTPReadAhead(HTTPTransfer& own, std::shared_ptr<HTTPRequestBudget> budget,
                              std::shared_ptr<const HTTPPrediction> prediction, Check isUsable)
-    : m_process(getpid()),
-      m_budget(std::move(budget)),
+    : m_budget(std::move(budget)),
       m_prediction(std::move(prediction)),
       m_isUsable(std::move(isUsable)),
       m_group(HTTPConnectionGroup::Create(m_budget->MostAhead())),
@@ -51,7 +44,7 @@ HTTPReadAhead::HTTPReadAhead(HTTPTransfer& own, std::shared_ptr<HTTPRequestBudge
 
 HTTPReadAhead::~HTTPReadAhead() {
   // In a forked child, the other thread does not exist and may have held the mutex.
-  if (getpid() == m_process) {
+  if (m_budget->IsOfThisProcess()) {
     EndOperation();
     m_budget->Remove(*this);
     Stop();
@@ -96,7 +89,6 @@ void HTTPReadAhead::EndOperation() noexcept {
     // The other thread frees what is left: a million rows would delay the end of the operation.
     m_operation->rest = std::exchange(m_store, HTTPReadAheadStore());
     m_ended = std::exchange(m_operation, nullptr);
-    m_isAlone = false;
     counts = m_counts;
   }
   m_group->Wake();
@@ -106,40 +98,35 @@ void HTTPReadAhead::EndOperation() noexcept {
     observer->OnReadAhead(counts);
 }
 
-bool HTTPReadAhead::Take(const NarrowString& body, HTTPResponse& response) {
-  if (!BeginOperation()) return false;
+HTTPReadAhead::Answer HTTPReadAhead::Take(const NarrowString& body, HTTPResponse& response) {
+  if (!BeginOperation()) return Answer::kSend;
   if (m_isWaitingForRoom && m_budget->HasRoom()) StartThread();
   const Clock::time_point begin = Clock::now();
   for (;;) {
-    switch (Look(body, begin, response)) {
-      case Answer::kReady:
-        // An observer learns the costs for the import. The log-in of an additional connection is
-        // none of them.
-        response.connectSeconds = 0;
-        response.firstByteSeconds = response.totalSeconds =
-            std::chrono::duration<double>(Clock::now() - begin).count();
-        response.earlierBytes = 0;
-        return true;
-      case Answer::kSend:
-        TakeOwnBack();
-        m_ownHalvings = m_budget->Halvings();
-        return false;
-      case Answer::kWait:
-        break;
+    const std::optional<Answer> answer = Look(body, begin, response);
+    if (answer == Answer::kReady) {
+      // An observer learns the costs for the import. The log-in of an additional connection is
+      // none of them.
+      response.connectSeconds = 0;
+      response.firstByteSeconds = response.totalSeconds =
+          std::chrono::duration<double>(Clock::now() - begin).count();
+      response.earlierBytes = 0;
+      return *answer;
+    }
+    if (answer) {
+      TakeOwnBack();
+      return *answer;
     }
     SendAheadOnOwn();
-    WaitForReplies();
+    m_own.transfer->Wait(HTTPConnectionGroup::kPollMilliseconds);
+    if (m_own.operation) AdvanceLane(m_own);
   }
 }
 
-void HTTPReadAhead::WaitForReplies() {
-  m_own.transfer->Wait(HTTPConnectionGroup::kPollMilliseconds);
-  if (m_own.operation) AdvanceLane(m_own);
-}
-
-/// Looks for the reply to a request that the import asks for.
-HTTPReadAhead::Answer HTTPReadAhead::Look(const NarrowString& body, Clock::time_point begin,
-                                          HTTPResponse& response) {
+/// Looks for the reply to a request that the import asks for. nullopt: it must wait.
+std::optional<HTTPReadAhead::Answer> HTTPReadAhead::Look(const NarrowString& body,
+                                                         Clock::time_point begin,
+                                                         HTTPResponse& response) {
   using State = HTTPReadAheadStore::State;
   bool mustWake = false;
   {
@@ -149,28 +136,22 @@ HTTPReadAhead::Answer HTTPReadAhead::Look(const NarrowString& body, Clock::time_
     const bool mayWait = !IsThreadToStop();
     if (mayWait && (request ? request->state == State::kSent : MustWaitToSend(body, begin))) {
       m_awaited = body;
-      return Answer::kWait;
+      return std::nullopt;
     }
-    if (request && request->state == State::kFailed && mayWait && m_inProgress > 0) {
-      m_isAlone = true;
-      return Answer::kWait;
-    }
+    // It is sent alone, so the request on the client's own connection comes first.
+    if (mayWait && request && request->state == State::kFailed && m_own.operation)
+      return std::nullopt;
     m_awaited.clear();
     if (!request) {
-      bool isPredicted = true;
-      m_ownPlace = m_store.SendAsked(body, isPredicted);
-      m_isAlone = !isPredicted;
-      m_wasAlone = m_isAlone && m_inProgress == 0;
+      m_ownPlace = m_store.SendAsked(body);
       return Answer::kSend;
     }
     if (request->state != State::kReady) {
       m_ownPlace = place;
-      m_isAlone = m_wasAlone = true;
-      if (request->state == State::kFailed) {
-        ++m_counts.repeated;
-        m_store.Remove(place);
-      }
-      return Answer::kSend;
+      if (request->state != State::kFailed) return Answer::kSend;
+      ++m_counts.repeated;
+      m_store.Remove(place);
+      return Answer::kSendAlone;
     }
     ++m_counts.used;
     response = std::move(request->response);
@@ -197,8 +178,8 @@ void HTTPReadAhead::OnResponse(const NarrowString& body, const HTTPResponse& res
   const bool isFollowed = isUsable && m_prediction->IsFollowed(body);
   {
     const std::lock_guard lock(m_mutex);
-    OnRefusalLocked(response, m_ownHalvings);
-    if (!isFollowed || m_isOff) return;
+    OnRefusalLocked(response);
+    if (!isFollowed || m_isOff || m_budget->MostAhead() == 0) return;
     // Other import objects need all places now. One exchange is kept for the time when they end.
     m_isWaitingForRoom = !m_thread && !m_budget->HasRoom();
     if (m_isWaitingForRoom && m_store.HasExchange()) return;
@@ -207,27 +188,6 @@ void HTTPReadAhead::OnResponse(const NarrowString& body, const HTTPResponse& res
   }
   if (m_isWaitingForRoom) return;
   StartThread();
-  m_group->Wake();
-}
-
-bool HTTPReadAhead::MustRepeatAlone(const HTTPResponse& response) {
-  if (!m_operation || m_wasAlone || !IsOverload(response)) return false;
-  for (;;) {
-    {
-      const std::lock_guard lock(m_mutex);
-      m_isAlone = m_wasAlone = true;
-      if (m_inProgress == 0 || IsThreadToStop()) break;
-    }
-    WaitForReplies();
-  }
-  return !IsThreadToStop();
-}
-
-void HTTPReadAhead::EndExchange() noexcept {
-  {
-    const std::lock_guard lock(m_mutex);
-    if (!std::exchange(m_isAlone, false)) return;
-  }
   m_group->Wake();
 }
 
@@ -246,12 +206,9 @@ void HTTPReadAhead::StartThread() {
 
 /// Uses the client's own connection while the import waits.
 void HTTPReadAhead::SendAheadOnOwn() {
-  if (m_own.operation || !m_budget->MaySendOnOwn()) return;
-  {
-    const std::lock_guard lock(m_mutex);
-    if (!ChooseLocked(m_own, m_operation)) return;
-  }
-  BeginLane(m_own);
+  if (m_own.operation || !HasRequest(m_operation)) return;
+  HTTPRequestBudget::Permit permit = m_budget->TryTakeOwn();
+  if (permit && Choose(m_own, m_operation, std::move(permit))) BeginLane(m_own);
 }
 
 /// Ends a request that was sent ahead over the client's own connection. It may be sent again later.
@@ -262,7 +219,6 @@ void HTTPReadAhead::TakeOwnBack() noexcept {
   {
     const std::lock_guard lock(m_mutex);
     m_limit.Subtract(m_own.transfer->TakeLimitedBytes());
-    --m_inProgress;
     try {
       m_store.TakeBack(m_own.place);
     } catch (const std::exception&) {
@@ -270,6 +226,7 @@ void HTTPReadAhead::TakeOwnBack() noexcept {
     }
   }
   m_own.operation = nullptr;
+  m_own.permit.Abandon();
   m_group->Wake();
 }
 
@@ -348,18 +305,12 @@ bool HTTPReadAhead::Predict(const std::shared_ptr<Operation>& operation) {
 }
 
 void HTTPReadAhead::SendAhead(const std::shared_ptr<Operation>& operation) {
-  while (m_budget->TryTake()) {
-    Lane* lane = nullptr;
-    try {
-      lane = &IdleLane();
-      const std::lock_guard lock(m_mutex);
-      if (!ChooseLocked(*lane, operation)) lane = nullptr;
-    } catch (...) {
-      m_budget->Return();
-      throw;
-    }
-    if (!lane) return m_budget->Return();
-    BeginLane(*lane);
+  while (HasRequest(operation)) {
+    HTTPRequestBudget::Permit permit = m_budget->TryTakeAhead();
+    if (!permit) return;
+    Lane& lane = IdleLane();
+    if (!Choose(lane, operation, std::move(permit))) return;
+    BeginLane(lane);
   }
 }
 
@@ -379,23 +330,35 @@ HTTPReadAhead::Lane& HTTPReadAhead::IdleLane() {
 
 // Both threads.
 
-/// Chooses the request that a lane sends. False if there is none.
-bool HTTPReadAhead::ChooseLocked(Lane& lane, const std::shared_ptr<Operation>& operation) {
-  if (m_operation != operation || m_isAlone || m_isOff || m_isEnding) return false;
+/// Ask before taking a permit: import objects without requests would wake each other again and
+/// again.
+bool HTTPReadAhead::HasRequest(const std::shared_ptr<Operation>& operation) {
+  const std::lock_guard lock(m_mutex);
+  return HasRequestLocked(operation);
+}
+
+bool HTTPReadAhead::HasRequestLocked(const std::shared_ptr<Operation>& operation) {
+  if (m_operation != operation || m_isOff || m_isEnding) return false;
   const NarrowString* const first = m_store.FirstUnsent();
-  // Of equal requests, the next is sent after the import has used the reply to the one before.
   if (!first) return false;
-  if (m_store.Has(*first) || m_store.Count() >= kMaxRequests ||
-      m_limit.Sum() >= kMaxBytesBeforeSending) {
-    m_isWaitingForImport = true;
-    return false;
-  }
-  lane.body = *first;
-  lane.halvings = m_budget->Halvings();
+  // Of equal requests, the next is sent after the import has used the reply to the one before.
+  if (!m_store.Has(*first) && m_store.Count() < kMaxRequests &&
+      m_limit.Sum() < kMaxBytesBeforeSending)
+    return true;
+  m_isWaitingForImport = true;
+  return false;
+}
+
+/// Chooses the request that a lane sends. False if there is none.
+bool HTTPReadAhead::Choose(Lane& lane, const std::shared_ptr<Operation>& operation,
+                           HTTPRequestBudget::Permit permit) {
+  const std::lock_guard lock(m_mutex);
+  if (!HasRequestLocked(operation)) return false;
+  lane.body = *m_store.FirstUnsent();
   lane.headerLines = m_headerLines;
   lane.place = m_store.SendFirst();
   lane.operation = operation;
-  ++m_inProgress;
+  lane.permit = std::move(permit);
   ++m_counts.sent;
   return true;
 }
@@ -427,6 +390,7 @@ void HTTPReadAhead::AdvanceLane(Lane& lane) noexcept {
 
 void HTTPReadAhead::FailLane(Lane& lane) noexcept {
   lane.transfer->Cancel();
+  lane.permit.Abandon();
   lane.response.failure = HTTPFailure::kCancelled;
   Store(lane, false);
 }
@@ -441,10 +405,10 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
     if (isUsable) bytes = size;
   }
   const bool isFollowed = isUsable && m_prediction->IsFollowed(lane.body);
+  if (HTTPRetries::IsOverload(lane.response)) lane.permit.Refuse();
   {
     const std::lock_guard lock(m_mutex);
-    --m_inProgress;
-    OnRefusalLocked(lane.response, lane.halvings);
+    OnRefusalLocked(lane.response);
     HTTPReadAheadStore::Request* const request =
         lane.operation == m_operation ? m_store.At(lane.place) : nullptr;
     if (request && isUsable) {
@@ -456,17 +420,16 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
       m_limit.Subtract(bytes);
       if (request) request->state = HTTPReadAheadStore::State::kFailed;
     }
-    if (lane.additional && (m_isAlone || m_awaited == lane.body)) m_own.transfer->Wake();
+    if (lane.additional && m_awaited == lane.body) m_own.transfer->Wake();
   }
   lane.operation = nullptr;
-  if (lane.additional) m_budget->Return();
+  lane.permit.Return();
   if (!lane.additional && isFollowed) m_group->Wake();
 }
 
 /// A refused log-in ends the read-ahead: a password that has become invalid must not lock an
 /// account.
-void HTTPReadAhead::OnRefusalLocked(const HTTPResponse& response, unsigned int halvings) noexcept {
-  if (IsOverload(response)) m_budget->Halve(halvings);
+void HTTPReadAhead::OnRefusalLocked(const HTTPResponse& response) noexcept {
   if (response.status == 401 || response.status == 407 || response.proxyStatus == 407)
     m_isOff = true;
 }

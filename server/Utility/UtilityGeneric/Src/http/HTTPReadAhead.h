@@ -1,11 +1,10 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "Utility/Generic/HTTPReadAhead.h"
@@ -22,9 +21,9 @@
 /// while the import waits, over the client's own. All additional connections belong to one thread.
 ///
 /// A reply answers the import only if it is complete, usable, and not a fault. Everything else is
-/// dropped. The client sends the request again when the import needs it, after the requests that
-/// are in progress. So failures, retries and their texts are those of a client without read-ahead,
-/// and a server that cannot answer several requests at a time is asked for one at a time.
+/// dropped. The client sends the request again when the import needs it, alone. So failures,
+/// retries and their texts are those of a client without read-ahead, and a server that cannot
+/// answer several requests at a time is asked for one at a time.
 ///
 /// Log-in: there is nothing to send ahead before the service has answered the client's own request,
 /// so a wrong password is sent as often as without read-ahead. After a 401 or 407 to a request that
@@ -53,17 +52,17 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   /// See HTTPTransfer.
   void SetHeaderLines(const NarrowString& lines);
 
-  /// True if the reply to this request was read ahead: sets `response`. Waits for it if it was
-  /// sent. False: the client must send the request; the own transfer is free.
-  bool Take(const NarrowString& body, HTTPResponse& response);
+  enum class Answer {
+    kReady,     ///< the reply was read ahead
+    kSend,      ///< the client must send the request
+    kSendAlone  ///< the same, with the whole budget: it has failed beside others
+  };
+  /// Looks for the reply to this request, and waits for it if it was sent. kReady: sets `response`.
+  /// Else the own transfer is free.
+  Answer Take(const NarrowString& body, HTTPResponse& response);
   /// Call after each request that the client has sent itself. `isUsable`: the body of the response
   /// is UTF-8, and the import can use it.
   void OnResponse(const NarrowString& body, const HTTPResponse& response, bool isUsable);
-  /// True if the server refused the request because others were in progress: the client must send
-  /// it again. Waits until they are over.
-  bool MustRepeatAlone(const HTTPResponse& response);
-  /// Call when the exchange is over for which Take has returned false.
-  void EndExchange() noexcept;
 
  private:
   using Place = HTTPReadAheadStore::Place;
@@ -85,18 +84,17 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
     NarrowString body;
     Place place;
     HTTPResponse response;
-    unsigned int halvings = 0;  // of the budget when the request was sent
+    HTTPRequestBudget::Permit permit;  // while a request is in progress
   };
 
   void OnPlaceFree() noexcept override { m_group->Wake(); }
 
   using Clock = std::chrono::steady_clock;
-  enum class Answer { kReady, kWait, kSend };
 
   // On the thread of the import:
-  Answer Look(const NarrowString& body, Clock::time_point begin, HTTPResponse& response);
+  std::optional<Answer> Look(const NarrowString& body, Clock::time_point begin,
+                             HTTPResponse& response);
   bool MustWaitToSend(const NarrowString& body, Clock::time_point begin) const;
-  void WaitForReplies();
   bool BeginOperation();
   void EndOperation() noexcept;
   void StartThread();
@@ -111,27 +109,27 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   Lane& IdleLane();
 
   // On both:
-  bool ChooseLocked(Lane& lane, const std::shared_ptr<Operation>& operation);
+  bool HasRequest(const std::shared_ptr<Operation>& operation);
+  bool HasRequestLocked(const std::shared_ptr<Operation>& operation);
+  bool Choose(Lane& lane, const std::shared_ptr<Operation>& operation,
+              HTTPRequestBudget::Permit permit);
   void BeginLane(Lane& lane) noexcept;
   void AdvanceLane(Lane& lane) noexcept;
   void FailLane(Lane& lane) noexcept;
   void Store(Lane& lane, bool isUsable) noexcept;
-  void OnRefusalLocked(const HTTPResponse& response, unsigned int halvings) noexcept;
+  void OnRefusalLocked(const HTTPResponse& response) noexcept;
   void Stop() noexcept;
 
   struct Job;
 
-  const pid_t m_process;
   const std::shared_ptr<HTTPRequestBudget> m_budget;
   const std::shared_ptr<const HTTPPrediction> m_prediction;
   const Check m_isUsable;
   HTTPByteLimit m_limit{kMaxUnreadBytes};
-  Lane m_own;        // of the thread of the import
-  Place m_ownPlace;  // of the request that the client sends itself
-  unsigned int m_ownHalvings = 0;
-  bool m_isWaitingForRoom = false;               // with an exchange in the store
-  bool m_wasAlone = false;                       // no other request was in progress beside that one
-  std::unique_ptr<HTTPConnectionGroup> m_group;  // of the lanes
+  Lane m_own;                                     // of the thread of the import
+  Place m_ownPlace;                               // of the request that the client sends itself
+  bool m_isWaitingForRoom = false;                // with an exchange in the store
+  std::unique_ptr<HTTPConnectionGroup> m_group;   // of the lanes
   const std::unique_ptr<HTTPTransfer> m_pattern;  // sends nothing; the lanes are duplicates
   std::vector<std::unique_ptr<Lane>> m_lanes;     // of the other thread
   std::shared_ptr<HTTPReadAhead*> m_self;         // for the end of the operation
@@ -145,8 +143,6 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   HTTPLogInSchemes m_logIn;
   NarrowString m_headerLines;
   NarrowString m_awaited;             // the import waits for the reply to this request; empty: none
-  unsigned int m_inProgress = 0;      // requests that were sent ahead
-  bool m_isAlone = false;             // the client sends a request that no other must delay
   bool m_isWaitingForImport = false;  // to use a reply, before more is sent ahead
   bool m_isOff = false;
   bool m_isEnding = false;

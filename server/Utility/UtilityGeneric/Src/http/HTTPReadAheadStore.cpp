@@ -44,9 +44,7 @@ HTTPReadAheadStore::Place HTTPReadAheadStore::SendFirst() {
   return place;
 }
 
-HTTPReadAheadStore::Place HTTPReadAheadStore::SendAsked(const NarrowString& body,
-                                                        bool& isPredicted) {
-  isPredicted = true;
+HTTPReadAheadStore::Place HTTPReadAheadStore::SendAsked(const NarrowString& body) {
   for (Position position = m_unsent.begin(); position != m_unsent.end(); ++position) {
     if (!(position->second.body == body)) continue;
     Place place = position->first;
@@ -64,7 +62,6 @@ HTTPReadAheadStore::Place HTTPReadAheadStore::SendAsked(const NarrowString& body
     place.insert(place.end(), {0, ++first.asked});
     return place;
   }
-  isPredicted = false;
   return {m_roots++};
 }
 

@@ -64,8 +64,8 @@ class HTTPReadAheadStore {
   /// Turns the first unsent request into a sent one.
   Place SendFirst();
   /// The import sends this request itself. Returns its place; for an unpredicted one, a new place
-  /// behind all others, and sets `isPredicted` to false.
-  Place SendAsked(const NarrowString& body, bool& isPredicted);
+  /// behind all others.
+  Place SendAsked(const NarrowString& body);
   /// Turns a sent request into an unsent one.
   void TakeBack(const Place& place);
 

@@ -1,18 +1,32 @@
+#include <unistd.h>
+
 #include <algorithm>
 
+#include "Utility/Generic/Cancellation.h"
 #include "Utility/Generic/HTTPReadAhead.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kPoll{40};  // between two checks for cancellation
+/// A server usually notices within this time that a client has closed its connection.
+constexpr std::chrono::milliseconds kUntilNoticed{500};
+
+}  // namespace
 
 HTTPPrediction::~HTTPPrediction() = default;
 
+HTTPRequestBudget::HTTPRequestBudget(unsigned int requests, unsigned int imports) noexcept
+    : m_process(getpid()), m_requests(std::max(1U, requests)), m_imports(imports) {}
+
+bool HTTPRequestBudget::IsOfThisProcess() const noexcept { return getpid() == m_process; }
+
 void HTTPRequestBudget::EndImport() noexcept {
+  if (!IsOfThisProcess()) return;
   const std::lock_guard lock(m_mutex);
   if (m_imports > 0) --m_imports;
   NotifyLocked();
-}
-
-unsigned int HTTPRequestBudget::MostAhead() const noexcept {
-  const std::lock_guard lock(m_mutex);
-  return m_requests > 1 ? m_requests - 1 : 0;
 }
 
 void HTTPRequestBudget::Add(Listener& listener) {
@@ -25,46 +39,111 @@ void HTTPRequestBudget::Remove(Listener& listener) noexcept {
   std::erase(m_listeners, &listener);
 }
 
+unsigned int HTTPRequestBudget::MostAhead() const noexcept {
+  const std::lock_guard lock(m_mutex);
+  return m_requests - 1;
+}
+
 bool HTTPRequestBudget::HasRoom() const noexcept {
   const std::lock_guard lock(m_mutex);
   return m_imports < m_requests;
 }
 
-bool HTTPRequestBudget::TryTake() noexcept {
-  const std::lock_guard lock(m_mutex);
-  if (m_imports + m_ahead >= m_requests) {
-    m_isWanted = true;
-    return false;
+HTTPRequestBudget::Permit HTTPRequestBudget::Take(bool isAlone) {
+  std::unique_lock lock(m_mutex);
+  ++m_waiting;
+  if (isAlone) ++m_waitingAlone;
+  bool isStopped = IsThreadToStop();
+  while (!isStopped && !(isAlone ? IsQuietLocked() : IsFreeLocked())) {
+    m_changed.wait_for(lock, kPoll);
+    isStopped = IsThreadToStop();
   }
-  ++m_ahead;
-  return true;
+  --m_waiting;
+  if (isAlone) --m_waitingAlone;
+  if (isStopped) {
+    NotifyLocked();
+    return {};
+  }
+  m_isAlone = isAlone;
+  return PermitLocked(m_own);
 }
 
-bool HTTPRequestBudget::MaySendOnOwn() const noexcept {
+HTTPRequestBudget::Permit HTTPRequestBudget::TryTakeOwn() noexcept {
   const std::lock_guard lock(m_mutex);
-  return m_imports + m_ahead <= m_requests;
+  if (m_waiting > 0 || !IsFreeLocked() || m_imports + m_ahead > m_requests) return {};
+  return PermitLocked(m_own);
 }
 
-void HTTPRequestBudget::Return() noexcept {
+HTTPRequestBudget::Permit HTTPRequestBudget::TryTakeAhead() noexcept {
   const std::lock_guard lock(m_mutex);
-  --m_ahead;
-  NotifyLocked();
+  if (m_waiting > 0 || !IsFreeLocked() || m_imports + m_ahead >= m_requests) {
+    m_isWanted = true;
+    return {};
+  }
+  return PermitLocked(m_ahead);
 }
 
-unsigned int HTTPRequestBudget::Halvings() const noexcept {
-  const std::lock_guard lock(m_mutex);
-  return m_halvings;
+HTTPRequestBudget::Permit HTTPRequestBudget::PermitLocked(unsigned int& count) noexcept {
+  Permit permit;
+  permit.m_budget = this;
+  permit.m_count = &count;
+  permit.m_number = ++m_permits;
+  permit.m_halvings = m_halvings;
+  permit.m_wasFirst = IsQuietLocked();
+  ++count;
+  return permit;
 }
 
-void HTTPRequestBudget::Halve(unsigned int halvings) noexcept {
-  const std::lock_guard lock(m_mutex);
-  if (halvings != m_halvings) return;
-  ++m_halvings;
-  m_requests = std::max(1U, m_requests / 2);
+bool HTTPRequestBudget::IsFreeLocked() const noexcept {
+  return !m_isAlone && m_waitingAlone == 0 && m_own + m_ahead < m_requests;
+}
+
+/// True if the server works on no request.
+bool HTTPRequestBudget::IsQuietLocked() const noexcept {
+  return m_own + m_ahead == 0 && Clock::now() >= m_abandoned + kUntilNoticed;
 }
 
 void HTTPRequestBudget::NotifyLocked() noexcept {
-  if (!m_isWanted || m_imports + m_ahead >= m_requests) return;
+  m_changed.notify_all();
+  if (!m_isWanted || m_waiting > 0 || !IsFreeLocked() || m_imports + m_ahead >= m_requests) return;
   m_isWanted = false;
   for (Listener* const listener : m_listeners) listener->OnPlaceFree();
+}
+
+HTTPRequestBudget::Permit& HTTPRequestBudget::Permit::operator=(Permit&& other) noexcept {
+  Return();
+  m_budget = std::exchange(other.m_budget, nullptr);
+  m_count = other.m_count;
+  m_number = other.m_number;
+  m_halvings = other.m_halvings;
+  m_wasFirst = other.m_wasFirst;
+  return *this;
+}
+
+void HTTPRequestBudget::Permit::Return() noexcept {
+  HTTPRequestBudget* const budget = std::exchange(m_budget, nullptr);
+  if (!budget || !budget->IsOfThisProcess()) return;
+  const std::lock_guard lock(budget->m_mutex);
+  --*m_count;
+  budget->m_isAlone = false;
+  budget->NotifyLocked();
+}
+
+void HTTPRequestBudget::Permit::Abandon() noexcept {
+  if (m_budget && m_budget->IsOfThisProcess()) {
+    const std::lock_guard lock(m_budget->m_mutex);
+    m_budget->m_abandoned = Clock::now();
+  }
+  Return();
+}
+
+bool HTTPRequestBudget::Permit::Refuse() noexcept {
+  if (!m_budget) return false;
+  const std::lock_guard lock(m_budget->m_mutex);
+  if (m_wasFirst && m_number == m_budget->m_permits) return false;
+  if (m_halvings == m_budget->m_halvings) {
+    ++m_budget->m_halvings;
+    m_budget->m_requests = std::max(1U, m_budget->m_requests / 2);
+  }
+  return true;
 }

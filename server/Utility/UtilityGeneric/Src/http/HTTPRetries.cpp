@@ -23,6 +23,11 @@ bool IsTemporary(long status) {
   return status == 429 || status == 502 || status == 503 || status == 504;
 }
 
+/// Of the service, or of the proxy that has refused a tunnel to it.
+long StatusOf(const HTTPResponse& response) {
+  return response.status == 0 ? response.proxyStatus : response.status;
+}
+
 bool IsConnectionFailure(HTTPFailure failure) {
   switch (failure) {
     case HTTPFailure::kUnknownHost:
@@ -61,9 +66,15 @@ std::optional<double> SecondsOf(const std::string& retryAfter) {
 
 bool MayRepeat(const HTTPResponse& response) {
   if (IsAbortedByClient(response.failure)) return false;
-  const long status = response.status == 0 ? response.proxyStatus : response.status;
+  const long status = StatusOf(response);
   if (status >= 300) return IsTemporary(status) && !ReplyKind::IsFault(response.body.view());
   return IsConnectionFailure(response.failure) && !response.isLogInUnproven;
+}
+
+bool IsOverload(const HTTPResponse& response) {
+  const long status = StatusOf(response);
+  return ((status == 429 || status == 503) && !ReplyKind::IsFault(response.body.view())) ||
+         response.failure == HTTPFailure::kConnectFailed;
 }
 
 double WaitSeconds(std::uint32_t number, const std::string& retryAfter) {

@@ -16,6 +16,10 @@ namespace HTTPRetries {
 /// name server that does not answer.
 bool MayRepeat(const HTTPResponse& response);
 
+/// True if the server has refused the request for its load: with 429 or 503, or without accepting
+/// the connection. A reply with a SOAP fault is no refusal.
+bool IsOverload(const HTTPResponse& response);
+
 /// Seconds to wait before retry `number` (1, 2, ...): 0.5, 1, 2, ..., or what the Retry-After
 /// header says, at most 60. `retryAfter` is its value; an unusable one is ignored.
 double WaitSeconds(std::uint32_t number, const std::string& retryAfter);

@@ -37,8 +37,9 @@ Threads& AllThreads() {
 /// One request. Its thread and its caller share it.
 struct Request {
   std::string service;    // constant
-  bool hasEnded = false;  // guarded by Threads::mutex, like `problem`
+  bool hasEnded = false;  // guarded by Threads::mutex, like the following
   std::string problem;
+  OM_uint32 validSeconds = 0;
 };
 
 void AppendStatus(OM_uint32 status, int type, std::string& text) {
@@ -53,7 +54,7 @@ void AppendStatus(OM_uint32 status, int type, std::string& text) {
 }
 
 /// Does what libcurl does for Negotiate, and forgets the result: the ticket is then in the cache.
-std::string AskForTicket(std::string service) {
+std::string AskForTicket(std::string service, OM_uint32& validSeconds) {
   // Of SPNEGO, 1.3.6.1.5.5.2.
   char spnego[] = "\x2b\x06\x01\x05\x05\x02";
   gss_OID_desc mechanism{sizeof spnego - 1, spnego};
@@ -68,7 +69,7 @@ std::string AskForTicket(std::string service) {
     major =
         gss_init_sec_context(&minor, GSS_C_NO_CREDENTIAL, &context, name, &mechanism,
                              GSS_C_MUTUAL_FLAG | GSS_C_REPLAY_FLAG, 0, GSS_C_NO_CHANNEL_BINDINGS,
-                             GSS_C_NO_BUFFER, nullptr, &token, nullptr, nullptr);
+                             GSS_C_NO_BUFFER, nullptr, &token, nullptr, &validSeconds);
   std::string problem;
   if (GSS_ERROR(major)) {
     AppendStatus(major, GSS_C_GSS_CODE, problem);
@@ -86,13 +87,15 @@ void* Run(void* argument) noexcept {
   const std::unique_ptr<std::shared_ptr<Request>> request(
       static_cast<std::shared_ptr<Request>*>(argument));
   std::string problem;
+  OM_uint32 validSeconds = 0;
   try {
-    problem = AskForTicket((*request)->service);
+    problem = AskForTicket((*request)->service, validSeconds);
   } catch (...) {
     problem = "no memory";  // does not allocate
   }
   const std::lock_guard lock(threads.mutex);
   (*request)->problem.swap(problem);
+  (*request)->validSeconds = validSeconds;
   (*request)->hasEnded = true;
   --threads.count;
   threads.hasEnded.notify_all();
@@ -151,6 +154,7 @@ KerberosServiceTicket KerberosServiceTicket::Get(const std::string& host,
   ++threads.count;
   if (await([&request] { return request->hasEnded; })) {
     result.problem.swap(request->problem);
+    result.validSeconds = request->validSeconds;
     lock.unlock();
     pthread_join(thread, nullptr);
     return result;

@@ -5,8 +5,9 @@
 
 /// The result of the request for a Kerberos service ticket.
 struct KerberosServiceTicket {
-  bool isStopped = false;  ///< the calling thread must end its operation
-  std::string problem;     ///< the reason for a failure, in English; empty: success
+  bool isStopped = false;          ///< the calling thread must end its operation
+  std::string problem;             ///< the reason for a failure, in English; empty: success
+  std::uint32_t validSeconds = 0;  ///< after a success
 
   /// Gets the caller's ticket for the service HTTP of a host into the credentials cache, under the
   /// names that libcurl uses. Negotiate then needs no Kerberos server (KDC), and so cannot block.

@@ -1,0 +1,74 @@
+// Tests read-ahead with a prediction of its own: a slow one, and long replies.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
+#include "Utility/Generic/HTTPReadAhead.h"
+#include "Utility/Generic/ImportOperation.h"
+#include "Utility/Generic/ImportSettings.h"
+#include "support/ScriptedServer.h"
+
+namespace {
+
+/// After "first": "second" and "third". The reply to "second" is read for a long time.
+class SlowPrediction final : public HTTPPrediction {
+ public:
+  bool IsFollowed(const NarrowString& request) const override {
+    return request == NarrowString("first") || request == NarrowString("second");
+  }
+  bool IsAccepted(NarrowString) const override { return true; }
+  Requests RequestsAfter(const NarrowString& request, NarrowString) const override {
+    if (request == NarrowString("second"))
+      std::this_thread::sleep_for(std::chrono::milliseconds(1700));
+    if (!(request == NarrowString("first"))) return {};
+    return [number = 0](NarrowString& body) mutable {
+      body = NarrowString(++number == 1 ? "second" : "third");
+      return number <= 2;
+    };
+  }
+};
+
+struct Counts final : HTTPExchangeObserver {
+  void OnExchange(const HTTPExchangeInfo&) override {}
+  void OnReadAhead(const HTTPReadAheadInfo& info) override { ahead = info; }
+  HTTPReadAheadInfo ahead;
+};
+
+/// While the thread that sends ahead reads a reply for longer than the time-out, other replies
+/// arrive. They are in time.
+TEST(HTTPReadAhead, ASlowPredictionIsNoTimeOutOfTheServer) {
+  const support::ScriptedServer server([](const support::Request& request) {
+    if (request.body == "third") std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return support::Reply{"<r/>"};
+  });
+  HTTPClientOptions options;
+  options.proxy = String();
+  options.requestBudget = std::make_shared<HTTPRequestBudget>(4);
+  Counts counts;
+  ImportSettings settings;
+  settings.exchangeObserver = &counts;
+  const ImportSettings::Scope scope(settings);
+  HTTPClientWrapper client(BaseStringUtil::FromUTF8(NarrowString(server.Url().c_str())), String(),
+                           String(), 1, &options);
+  client.SetPrediction(std::make_shared<SlowPrediction>());
+  {
+    const ImportOperation operation;
+    NarrowString reply;
+    String error;
+    EXPECT_TRUE(client.ReadBytes(NarrowString("first"), reply, error));
+    // The client's own connection stays free, so both are sent by the other thread.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+    EXPECT_TRUE(client.ReadBytes(NarrowString("second"), reply, error));
+    EXPECT_TRUE(client.ReadBytes(NarrowString("third"), reply, error));
+  }
+  EXPECT_EQ(counts.ahead.used, 2u);
+  EXPECT_EQ(counts.ahead.repeated, 0u);
+}
+
+}  // namespace

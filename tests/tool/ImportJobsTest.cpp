@@ -1,0 +1,165 @@
+// Tests import --jobs on servers that refuse requests beside others: only the time changes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DiscoverService.h"
+#include "SampleProvider.h"
+#include "loopback-server/Server.h"
+#include "support/ScriptedServer.h"
+#include "tool/ToolProcess.h"
+
+namespace tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// The cubes of the sample provider, on a server that refuses requests while more than some are in
+/// progress.
+class LimitedServer {
+ public:
+  std::string Url() const { return "http://" + m_server.Authority() + "/xmla"; }
+
+  std::atomic<int> most{1000};        ///< requests in progress that are not refused
+  std::atomic<int> status{503};       ///< of a refusal
+  std::atomic<int> milliseconds{1};   ///< for which a request is in progress
+  std::atomic<bool> isFaulty{false};  ///< the levels of some hierarchies are a fault
+  std::atomic<bool> isBroken{false};  ///< refuses all levels of some hierarchies
+  std::atomic<int> refused{0};
+  std::atomic<int> count{0};
+  int TakeMostInProgress() { return m_mostInProgress.exchange(0); }
+
+ private:
+  void Serve(loopback::Connection& connection, const loopback::Request& request) {
+    ++count;
+    const int now = ++m_inProgress;
+    int former = m_mostInProgress;
+    while (now > former && !m_mostInProgress.compare_exchange_weak(former, now)) continue;
+    m_server.Stop().Sleep(std::chrono::milliseconds(milliseconds));
+    --m_inProgress;  // the client may send the next request as soon as it has the reply
+    const bool isOfLevels = support::RequestType(request.body) == "MDSCHEMA_LEVELS" &&
+                            request.body.find(">[Date].[") != std::string::npos;
+    if (now > most || (isBroken && isOfLevels)) {
+      ++refused;
+      connection.Send(loopback::Answer("busy", status, "Content-Type: text/plain\r\n"));
+    } else if (isFaulty && isOfLevels) {
+      connection.Send(loopback::Answer(support::FaultReply("c", "no levels")));
+    } else {
+      connection.Send(
+          loopback::Answer(sample::Answer(sample::Kind::kAnalysisServices, request.body).body));
+    }
+  }
+
+  std::atomic<int> m_inProgress{0};
+  std::atomic<int> m_mostInProgress{0};
+  loopback::Server m_server{
+      [this](loopback::Connection& connection, const loopback::Request& request) {
+        Serve(connection, request);
+      },
+      {.requestsKept = 0}};
+};
+
+Outcome ImportAll(const LimitedServer& server, const std::string& jobs) {
+  return RunTool({"--url", server.Url(), "--format", "json", "import", "--jobs", jobs});
+}
+
+TEST(ImportJobs, GiveTheSameDocumentIfTheServerRefusesSimultaneousRequests) {
+  LimitedServer server;
+  for (const bool isFaulty : {false, true}) {
+    server.isFaulty = isFaulty;
+    server.most = 1000;
+    const Outcome one = ImportAll(server, "1");
+    ASSERT_EQ(one.status, isFaulty ? 3 : 0) << one.err;
+    ASSERT_GE(one.Document()["cubes"].size(), 4u);
+    int refused = 0;
+    for (const int status : {429, 503})
+      for (const int most : {1, 2, 3})
+        for (const int jobs : {2, 4, 8}) {
+          server.status = status;
+          server.most = most;
+          server.refused = 0;
+          server.TakeMostInProgress();
+          const Outcome many = ImportAll(server, std::to_string(jobs));
+          EXPECT_EQ(many.status, one.status) << status << ", " << most << ", " << jobs << many.err;
+          EXPECT_EQ(many.out, one.out) << status << ", " << most << ", " << jobs;
+          refused += server.refused;
+          // The budget is halved to the limit; only the requests before that are refused.
+          EXPECT_LE(server.refused, 2 * jobs) << status << ", " << most << ", " << jobs;
+          // After an error, the server still works on requests that were cancelled.
+          if (!isFaulty) {
+            EXPECT_LE(server.TakeMostInProgress(), jobs);
+          }
+        }
+    EXPECT_GT(refused, 20);
+  }
+}
+
+/// A refusal that a request gets alone, too, is the result.
+TEST(ImportJobs, ReportARefusalThatHappensAlone) {
+  LimitedServer server;
+  server.isBroken = true;
+  for (const int status : {429, 503}) {
+    server.status = status;
+    const Outcome one = ImportAll(server, "1");
+    EXPECT_EQ(one.status, 3);
+    const int requests = server.count.exchange(0);
+    for (const char* const jobs : {"2", "8"}) {
+      const Outcome many = ImportAll(server, jobs);
+      EXPECT_EQ(many.status, 3);
+      EXPECT_EQ(many.out, one.out) << status << ", " << jobs;
+      EXPECT_LT(server.count.exchange(0), 2 * requests);
+    }
+  }
+}
+
+TEST(ImportJobs, NothingIsRepeatedWithOneJob) {
+  LimitedServer server;
+  ImportAll(server, "1");
+  const int requests = server.count.exchange(0);
+  server.isBroken = true;
+  ImportAll(server, "1");
+  const int refused = server.refused;
+  EXPECT_GT(refused, 0);
+  EXPECT_LT(server.count, requests);  // a cube ends with its first refusal
+  const Json document = ImportAll(server, "1").Document();
+  EXPECT_EQ(server.refused, 2 * refused);
+  EXPECT_LE(static_cast<std::size_t>(refused), document["cubes"].size());
+}
+
+/// Also while requests wait to be alone.
+TEST(ImportJobs, AnInterruptionEndsThemAtOnce) {
+  double longest = 0;
+  LimitedServer server;
+  for (const int most : {1, 3, 1000}) {
+    server.most = most;
+    server.milliseconds = 80;
+    for (int i = 0; i < 4; ++i) {
+      Clock::time_point interrupted;
+      const Outcome outcome =
+          RunToolWhile({"--url", server.Url(), "--format", "json", "--target",
+                        "analysis-services-2005", "import", "--jobs", "8"},
+                       [&](pid_t tool) {
+                         // Name, version, sources, catalogs and cubes are read one at a time.
+                         std::this_thread::sleep_for(std::chrono::milliseconds(900 + 70 * i));
+                         interrupted = Clock::now();
+                         kill(tool, SIGINT);
+                       });
+      longest =
+          std::max(longest, std::chrono::duration<double>(Clock::now() - interrupted).count());
+      EXPECT_EQ(outcome.status, 130) << outcome.err;
+    }
+  }
+  EXPECT_LT(longest, 0.1 + 0.4);
+}
+
+}  // namespace
+}  // namespace tool
