@@ -27,6 +27,7 @@ using OTXMLALevels = std::vector<OTXMLALevel>;
 /// A hierarchy of a cube: a row of MDSCHEMA_HIERARCHIES with its levels.
 class OTXMLAHierarchy {
  public:
+  /// Types of members: the codes of the column MEMBER_TYPE.
   enum MemberType : int {
     kMemberTypeUnknown = 0,
     kMemberTypeRegular = 1,
@@ -35,6 +36,7 @@ class OTXMLAHierarchy {
     kMemberTypeMeasure = 4,
     kMemberTypeDefault = 0,
   };
+  /// Structures of hierarchies. kHierarchyTypeInvalid is none of them.
   enum HierarchyType : int {
     kHierarchyTypeUnknown = 0,
     kHierarchyFullyBalanced = 1,
@@ -74,11 +76,11 @@ class OTXMLAHierarchy {
     kDimensionInvalid = 1,
   };
 
-  /// The number of structures from kHierarchyTypeFirst to kHierarchyTypeLast, and the one at
-  /// `index`; kHierarchyTypeInvalid if `index` is out of range.
+  /// The number of structures from kHierarchyTypeFirst to kHierarchyTypeLast.
   static constexpr unsigned int GetNumberOfSupportedHierarchyTypes() noexcept {
     return kHierarchyTypeLast - kHierarchyTypeFirst + 1;
   }
+  /// The structure at `index`; kHierarchyTypeInvalid if `index` is out of range.
   static constexpr HierarchyType GetSupportedHierarchyType(unsigned int index) noexcept {
     return index < GetNumberOfSupportedHierarchyTypes()
                ? static_cast<HierarchyType>(kHierarchyTypeFirst + index)
@@ -102,7 +104,9 @@ class OTXMLAHierarchy {
   String m_dimensionUniqueName;  ///< DIMENSION_UNIQUE_NAME without brackets
   OTXMLALevels m_levels;         ///< top first
   MemberType m_memberType = kMemberTypeUnknown;  ///< MEMBER_TYPE of the default member
+  /// STRUCTURE. Default hierarchies of some kinds of servers count as balanced.
   HierarchyType m_hierarchyType = kHierarchyTypeUnknown;
+  /// DIMENSION_TYPE of the dimension, if the server lists it, or else of the hierarchy.
   DimensionType m_dimensionType = kDimensionTypeUnknown;
   VXStringVector m_alternateHierarchyNames;  ///< for the host; not set by the XMLA import
   VXStringVector m_udas;                     ///< for the host; not set by the XMLA import

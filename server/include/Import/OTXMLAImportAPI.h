@@ -49,13 +49,16 @@
 /// used at the time of the fork, but not use them otherwise.
 class OTXMLAImportAPI {
  public:
+  /// Pairs of name and value.
   using ConnectParameters = std::vector<std::pair<String, String>>;
 
   OTXMLAImportAPI();
 
   /// Both do nothing, because XMLA requests are independent.
+  /// @{
   virtual void OpenConnection();
   virtual void CloseConnection();
+  /// @}
   /// Stores the connection and replaces the discover agent. Sends nothing. Throws ErrorMessage if
   /// the URL is unusable or the import log cannot be opened; then the previous agent stays.
   ///
@@ -78,7 +81,9 @@ class OTXMLAImportAPI {
   /// Replaces the connection parameters (pairs of name and value) and the required version. They
   /// are only stored.
   virtual void SetConnectParameters(ConnectParameters& parameters, const String& requiredVersion);
+  /// Replaces `parameters` by the stored ones.
   virtual void GetConnectParameters(ConnectParameters& parameters) const;
+  /// The stored version.
   virtual String GetRequiredVersion() const;
   /// Replaces `dataSources` by the tree of data sources, catalogs and cubes (DISCOVER_DATASOURCES,
   /// DBSCHEMA_CATALOGS, MDSCHEMA_CUBES). If the list is not empty on entry, reads only the data
@@ -107,7 +112,8 @@ class OTXMLAImportAPI {
 
   /// The configured kind, not the detected one.
   virtual ServerInfo::TargetType GetTargetType();
-  // The following five functions do nothing and do not change their arguments.
+  /// These functions do nothing and do not change their arguments.
+  /// @{
   virtual void FlatDimensionToMeasures(const String& dimension, std::vector<OTXMLAUnit>& units,
                                        String& errors, String& warnings);
   virtual void PrepareForApplicationAndCube(String& application, String& cube);
@@ -115,6 +121,8 @@ class OTXMLAImportAPI {
   virtual void GetCubeInfo(const String& application, const String& cubeName, OTCube& cube,
                            String& errors, String& warnings);
   virtual void GetVariables(OTDataSource& dataSource, String& errors, String& warnings);
+  /// @}
+  /// Stores the option, which the XMLA import does not use.
   virtual void SetImportOption(const OTXMLAImportOption& option);
   /// Does nothing and does not change its arguments.
   virtual void GetObject(const String& dataSource, const String& catalog, const String& cube,
@@ -127,6 +135,8 @@ class OTXMLAImportAPI {
   OTXMLAImportAPI(const OTXMLAImportAPI&) = default;
   OTXMLAImportAPI& operator=(const OTXMLAImportAPI&) = default;
 
+  /// What the functions above have stored. For import libraries.
+  /// @{
   String m_url;
   String m_user;
   String m_password;
@@ -138,4 +148,5 @@ class OTXMLAImportAPI {
   ServerInfo::CLIType m_cliType = ServerInfo::kCLIUnknown;
   ConnectParameters m_connectParameters;
   String m_requiredVersion;
+  /// @}
 };

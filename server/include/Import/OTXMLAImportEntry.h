@@ -7,9 +7,9 @@
 
 /// The identity of a provider (DISCOVER_PROPERTIES) and its detected kind.
 struct OTXMLAProviderIdentity {
-  String name;     ///< ProviderName
-  String version;  ///< ProviderVersion
-  ServerInfo::TargetType target = ServerInfo::kTessera;
+  String name;                                           ///< ProviderName
+  String version;                                        ///< ProviderVersion
+  ServerInfo::TargetType target = ServerInfo::kTessera;  ///< the detected kind
 };
 
 // The two exported functions, without C++ name mangling, for dlsym. Thread-safe.

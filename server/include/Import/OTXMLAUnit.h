@@ -51,6 +51,7 @@ class OTXMLAUnit {
   static constexpr unsigned int GetNumberOfSupportedAggregationTypes() noexcept {
     return kAggrExternal + 1;
   }
+  /// The aggregation at `index`; kAggrUnknown if `index` is out of range.
   static constexpr AggrType GetSupportedAggregationType(unsigned int index) noexcept {
     return index < GetNumberOfSupportedAggregationTypes() ? static_cast<AggrType>(index)
                                                           : kAggrUnknown;
@@ -65,14 +66,14 @@ class OTXMLAUnit {
   AggrType m_aggrType = kAggrUnknown;               ///< measures only
   String m_name;                                    ///< display name; for a measure its caption
   std::int32_t m_precision = kDefaultColumnLength;  ///< numeric precision or text length
-  VXDataType m_type = VXVarCharData;
-  std::int16_t m_scale = 0;  ///< numeric scale
-  std::int8_t m_nullable = 1;
-  String m_externalName;                        ///< the provider's name, for queries
-  String m_tamarindAttributeHierarchyName;      ///< attribute hierarchy of a property
-  std::int16_t m_tamarindGenerationNumber = 0;  ///< generation of a property
-  std::int16_t m_tamarindPropertyType = 0;      ///< KELVORA_PROPERTY_TYPE
-  DimPropType m_dimPropType = kDimPropNone;
+  VXDataType m_type = VXVarCharData;                ///< from DATA_TYPE
+  std::int16_t m_scale = 0;                         ///< numeric scale
+  std::int8_t m_nullable = 1;                       ///< for the host; not set by the XMLA import
+  String m_externalName;                            ///< the provider's name, for queries
+  String m_tamarindAttributeHierarchyName;          ///< attribute hierarchy of a property
+  std::int16_t m_tamarindGenerationNumber = 0;      ///< generation of a property
+  std::int16_t m_tamarindPropertyType = 0;          ///< KELVORA_PROPERTY_TYPE
+  DimPropType m_dimPropType = kDimPropNone;         ///< kind of a property
 };
 
 using OTXMLAUnits = std::vector<OTXMLAUnit>;

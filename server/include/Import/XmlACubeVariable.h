@@ -18,17 +18,20 @@ class XmlACubeVariable : public RefCountable {
   }
 
  public:
+  /// Codes of the column VARIABLE_TYPE.
   enum VariableType : int {
     SAP_VAR_TYPE_MEMBER = 1,
     SAP_VAR_TYPE_NUMERIC = 2,
     SAP_VAR_TYPE_HIERARCHY = 3,
   };
+  /// Codes of the column VARIABLE_SELECTION_TYPE.
   enum VariableSelType : int {
     SAP_VAR_SEL_TYPE_VALUE = 1,
     SAP_VAR_SEL_TYPE_INTERVAL = 2,
     SAP_VAR_SEL_TYPE_COMPLEX = 3,
     SAP_VAR_SEL_TYPE_MULTI_SINGLE_VALUES = 4,
   };
+  /// Codes of the column VARIABLE_ENTRY_TYPE.
   enum VariableEntryType : int {
     SAP_VAR_INPUT_TYPE_OPTIONAL = 0,
     SAP_VAR_INPUT_TYPE_MANDATORY = 1,

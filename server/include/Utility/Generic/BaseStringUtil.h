@@ -37,20 +37,26 @@ XMLAHOST_API String EscapeXMLChars(const String& text);
 /// Converts text to a number: skips leading white space (space, tab, CR, LF), accepts one sign,
 /// reads the digits 0 to 9, and ignores the rest. No digits give 0. A number out of range becomes
 /// the nearest value of the type.
+/// @{
 XMLAHOST_API std::int16_t Int16From(const String& text) noexcept;
 XMLAHOST_API std::int32_t IntFrom(const String& text) noexcept;
 XMLAHOST_API std::uint32_t UIntFrom(const String& text) noexcept;
+/// @}
 /// Converts a number to decimal digits.
 XMLAHOST_API String StringFrom(std::uint64_t number);
 
 /// Conversions between wide text and UTF-8. Ill-formed input becomes U+FFFD: each maximal subpart
 /// of an ill-formed UTF-8 sequence, and each wide value that is a surrogate or above U+10FFFF.
+/// @{
 XMLAHOST_API NarrowString ToUTF8(String::View text);
 XMLAHOST_API String FromUTF8(NarrowString::View bytes);
+/// @}
 /// The same conversions, as the host's interface defines them. Any `codePage` other than
 /// kCodePageUTF8 is a logic error.
+/// @{
 XMLAHOST_API NarrowString StringToStdString(const String& text, unsigned int codePage);
 XMLAHOST_API String StdStringToString(const NarrowString& bytes, unsigned int codePage);
+/// @}
 /// Length of the longest prefix of at most `most` bytes that does not end inside a character.
 XMLAHOST_API std::size_t UTF8PrefixLength(NarrowString::View bytes, std::size_t most) noexcept;
 /// Replaces ill-formed UTF-8 by U+FFFD, as FromUTF8 followed by ToUTF8 does. Does not copy bytes

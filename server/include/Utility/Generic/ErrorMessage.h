@@ -15,12 +15,16 @@ class XMLAHOST_API ErrorMessage {
   template <class... Arguments>
   explicit ErrorMessage(int number, const Arguments&... arguments)
       : ErrorMessage(number, std::vector<String>{String(arguments)...}) {}
+  /// The same, with all arguments in one list.
   ErrorMessage(int number, const std::vector<String>& arguments);
   /// A text without a number. Line breaks and tabs become spaces. The caller must limit the length
   /// of texts that come from a server.
   explicit ErrorMessage(const String& text);
+  /// Copies are independent.
+  /// @{
   ErrorMessage(const ErrorMessage&);
   ErrorMessage& operator=(const ErrorMessage&);
+  /// @}
   virtual ~ErrorMessage();
 
   /// Appends the messages of `other`, which may be this object.
@@ -31,9 +35,11 @@ class XMLAHOST_API ErrorMessage {
   /// The number of the first message, or 0 for a text without a number.
   int GetNumber() const noexcept;
   /// Source file and line of SUGThrow; empty and 0 before it.
+  /// @{
   const String& GetSourceFile() const noexcept;
   int GetSourceLine() const noexcept;
   void SetSource(const String& file, int line);
+  /// @}
 
  private:
   int m_number = 0;

@@ -26,11 +26,13 @@ enum HTTPAuthScheme : unsigned int {
 struct HTTPLogInMemory {
   /// The sets of HTTPAuthScheme that may still be used.
   std::atomic<unsigned int> service = ~0U;
+  /// The same for the proxy.
   std::atomic<unsigned int> proxy = ~0U;
   /// The service has sent a response: a later failure does not suggest another scheme of the URL.
   std::atomic<bool> hasAnswered = false;
   /// The service, or the proxy, has accepted the password, ticket or token: a status of 2xx.
   std::atomic<bool> serviceHasAccepted = false;
+  /// The same for the proxy.
   std::atomic<bool> proxyHasAccepted = false;
 };
 
@@ -43,9 +45,9 @@ struct HTTPClientOptions {
   /// also limits each response to 300 KiB. Of the headers that offer an authentication scheme,
   /// only the first 16 of a response are read.
   std::size_t maxHeaderBytes = std::size_t{300} << 10;
-  /// Number of cookies that the client keeps, and total size of their names and values. Further
-  /// cookies are ignored.
+  /// Number of cookies that the client keeps. Further cookies are ignored.
   std::size_t maxCookies = 50;
+  /// Total size of the names and values of these cookies.
   std::size_t maxCookieBytes = std::size_t{64} << 10;
   /// Compression ratio of a reply that is longer than 1 MiB. Recorded replies of real servers have
   /// a ratio of up to 22. A generated rowset of 128 MB has 55 with gzip and 144 with zstd.
@@ -148,21 +150,21 @@ enum class HTTPSetting {
 /// About the connection and the response of an exchange, for people who look for a problem. A text
 /// is empty, and a number 0, if it is unknown. Filled in as far as the exchange came.
 struct HTTPConnectionDetails {
-  bool isReused = false;  ///< the kept-alive connection; then seconds and TLS are unknown
-  String address;         ///< IP address and port of the other end
-  String proxy;           ///< URL without credentials; empty: no proxy
-  double resolveSeconds = 0;
+  bool isReused = false;      ///< the kept-alive connection; then seconds and TLS are unknown
+  String address;             ///< IP address and port of the other end
+  String proxy;               ///< URL without credentials; empty: no proxy
+  double resolveSeconds = 0;  ///< name resolution
   double connectSeconds = 0;  ///< after name resolution
   double tlsSeconds = 0;      ///< after connecting
   String tlsProtocol;         ///< such as "TLSv1.3"
   String certificateSubject;  ///< of the service
-  String certificateIssuer;
+  String certificateIssuer;   ///< of the same certificate
   std::optional<int> certificateDays;  ///< until it expires
   String offeredSchemes;               ///< names, as in "Negotiate, Basic", of the last refusal
   String usedScheme;                   ///< with the service: name; also "Bearer"; empty: no log-in
   String server;                       ///< value of the header Server
-  String contentType;
-  String contentEncoding;
+  String contentType;                  ///< value of the header Content-Type
+  String contentEncoding;              ///< value of the header Content-Encoding
 };
 
 /// Data of one finished exchange. With retries, sizes and times are those of the last request. If
@@ -178,17 +180,17 @@ struct HTTPExchangeInfo {
   std::uint64_t wireBytes = 0;   ///< size of the body before decoding
   double connectSeconds = 0;     ///< 0 for the kept-alive connection
   double firstByteSeconds = 0;   ///< until the first byte of the reply
-  double totalSeconds = 0;
-  bool ok = false;  ///< false also for a body with a status other than 2xx
-  String error;     ///< the error text for the caller; empty if ok
-  String problem;   ///< the part of `error` after the URL that says what failed, without advice
+  double totalSeconds = 0;       ///< until the end of the reply
+  bool ok = false;               ///< false also for a body with a status other than 2xx
+  String error;                  ///< the error text for the caller; empty if ok
+  String problem;  ///< the part of `error` after the URL that says what failed, without advice
   /// The password (by Basic) or the token was sent over plain http to another machine, the service
   /// or the proxy. Others on the network could read it.
   bool basicInClear = false;
   /// There was no connection: it was refused, or a host name is unknown. Another request would most
   /// likely fail, too.
   bool isUnreachable = false;
-  HTTPStep failedStep = HTTPStep::kNone;
+  HTTPStep failedStep = HTTPStep::kNone;     ///< kNone if ok
   HTTPSetting setting = HTTPSetting::kNone;  ///< kNone if ok
   std::uint32_t retries = 0;                 ///< how often the request was repeated
   bool wasReadAhead = false;                 ///< see HTTPClientOptions::requestBudget
@@ -204,12 +206,12 @@ struct HTTPExchangeStart {
 
 /// Data of a request that failed and will be repeated.
 struct HTTPRetry {
-  String url;                ///< without credentials
-  String subject;            ///< see SetRequestSubject
-  String error;              ///< why the request failed
-  std::uint32_t number = 0;  ///< of the retry: 1, 2, ...
-  std::uint32_t maxRetries = 0;
-  double waitSeconds = 0;  ///< until the retry
+  String url;                    ///< without credentials
+  String subject;                ///< see SetRequestSubject
+  String error;                  ///< why the request failed
+  std::uint32_t number = 0;      ///< of the retry: 1, 2, ...
+  std::uint32_t maxRetries = 0;  ///< the most that are tried
+  double waitSeconds = 0;        ///< until the retry
 };
 
 /// Called before and after every exchange in the scope of ImportSettings::exchangeObserver, on the
@@ -217,6 +219,7 @@ struct HTTPRetry {
 class HTTPExchangeObserver {
  public:
   virtual ~HTTPExchangeObserver() = default;
+  /// Called before the first request of an exchange.
   virtual void OnBegin(const HTTPExchangeStart&) {}
   /// Called when a step of the exchange begins, with what is known about the connection by then.
   /// A kept-alive connection begins with the last step. A log-in repeats steps, and may need
@@ -231,6 +234,7 @@ class HTTPExchangeObserver {
   virtual void OnStep(HTTPStep, const HTTPConnectionDetails&) {}
   /// Called before the wait for a retry.
   virtual void OnRetry(const HTTPRetry&) {}
+  /// Called when an exchange has ended, with or without success.
   virtual void OnExchange(const HTTPExchangeInfo& info) = 0;
   /// Called at the end of an operation that has read ahead.
   virtual void OnReadAhead(const HTTPReadAheadInfo&) {}

@@ -54,11 +54,16 @@ class XMLAHOST_API HTTPRequestBudget {
   class XMLAHOST_API Permit {
    public:
     Permit() noexcept = default;  ///< none
+    /// Moves the permission. The assignment returns the one that this object had.
+    /// @{
     Permit(Permit&& other) noexcept { *this = std::move(other); }
     Permit& operator=(Permit&& other) noexcept;
+    /// @}
     ~Permit() { Return(); }
 
+    /// True if this is a permission.
     explicit operator bool() const noexcept { return m_budget != nullptr; }
+    /// Returns it after a request that has ended. Does nothing if this is none.
     void Return() noexcept;
     /// Returns it after a request that was cancelled: the server may still work on it.
     void Abandon() noexcept;
@@ -80,12 +85,15 @@ class XMLAHOST_API HTTPRequestBudget {
   /// and must not call the budget.
   class Listener {
    public:
+    /// See Listener.
     virtual void OnPlaceFree() noexcept = 0;
 
    protected:
     ~Listener() = default;
   };
+  /// Adds a listener, which must outlive its removal. A listener may be added once.
   void Add(Listener& listener);
+  /// Removes a listener. It is not called after this returns.
   void Remove(Listener& listener) noexcept;
   /// False in a forked child, where the budget must not be used: other threads of the parent may
   /// have been changing it.

@@ -39,6 +39,7 @@ class XMLAHOST_API ImportOperation {
   /// True if the number of requests or rows or the size of all replies has exceeded its limit. The
   /// operation must end with that error, even where another error would be a warning.
   bool IsOver() const noexcept { return m_isOver; }
+  /// True if the operation has a deadline that has passed.
   bool IsPastDeadline() const noexcept {
     return m_deadline && std::chrono::steady_clock::now() >= *m_deadline;
   }

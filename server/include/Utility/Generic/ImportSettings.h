@@ -41,9 +41,9 @@ struct ImportLimits {
   std::uint64_t maxRequestBytes = std::uint64_t{4} << 20;
   /// Duration of one operation in seconds. The operation ends within 0.1 s after the deadline.
   std::uint32_t deadlineSeconds = 0;
-  /// Number of warnings of one operation, and their total size in characters. A last line says how
-  /// many warnings were omitted.
+  /// Number of warnings of one operation. A last line says how many warnings were omitted.
   std::size_t maxWarnings = 10'000;
+  /// Total size of the warnings of one operation in characters.
   std::size_t maxWarningCharacters = std::size_t{4} << 20;
   /// Bytes of a reply that are written to the import log. The entry says how many are missing.
   std::uint64_t maxLoggedReplyBytes = std::uint64_t{16} << 20;
@@ -59,7 +59,9 @@ struct ImportLimits {
 /// SetupConnInfo uses `http` and `logDirectory` of the scope in which it is called. Each import
 /// operation uses the other members of the scope in which it is called.
 struct ImportSettings {
+  /// Options of the connection.
   HTTPClientOptions http;
+  /// Limits of each operation.
   ImportLimits limits;
 
   /// Directory of the import logs. Enables logging as OT_XMLA_IMPORT_LOGGING does. Empty:
@@ -98,6 +100,7 @@ struct ImportSettings {
 /// settings are not copied: they must outlive the scope and must not change while it exists.
 class XMLAHOST_API ImportSettings::Scope {
  public:
+  /// Activates `settings` on the calling thread.
   explicit Scope(const ImportSettings& settings) noexcept;
   ~Scope();
   Scope(const Scope&) = delete;

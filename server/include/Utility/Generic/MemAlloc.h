@@ -18,7 +18,10 @@ class XMLAHOST_API MemAlloc {
 /// functions.
 class MemAllocNewdel {
  public:
+  /// Used by new, placement new and delete of derived classes.
+  /// @{
   static void* operator new(std::size_t bytes) { return MemAlloc::Allocate(bytes); }
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* block) noexcept { MemAlloc::Free(block); }
+  /// @}
 };

@@ -12,11 +12,13 @@ class RefCountable : public MemAllocNewdel {
  public:
   virtual ~RefCountable() = default;
 
+  /// Increments the count.
   void AddRef() const noexcept { m_count.fetch_add(1, std::memory_order_relaxed); }
   /// Decrements the count, and deletes the object when it becomes 0.
   void ReleaseRef() const noexcept {
     if (m_count.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
+  /// The count, which other threads may change at any time.
   unsigned int GetRefCount() const noexcept { return m_count.load(std::memory_order_acquire); }
 
  protected:
@@ -35,6 +37,8 @@ class RefCountable : public MemAllocNewdel {
 template <class T>
 class RefCnt {
  public:
+  /// As in std::shared_ptr, with conversion from a pointer.
+  /// @{
   RefCnt() noexcept = default;
   RefCnt(T* object) noexcept : m_object(object) {  // NOLINT: a handle stands for its object
     if (m_object) m_object->AddRef();
@@ -56,6 +60,7 @@ class RefCnt {
   friend bool operator==(const RefCnt& a, const RefCnt& b) noexcept {
     return a.m_object == b.m_object;
   }
+  /// @}
 
  private:
   T* Checked() const {

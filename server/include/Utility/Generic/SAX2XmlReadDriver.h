@@ -12,8 +12,10 @@
 /// the driver; then any thread may.
 class XMLAHOST_API SAX2XmlElement : public RefCountable {
  public:
+  /// What the object stands for.
   enum class Kind : unsigned char { kElement, kError, kCancelled };
 
+  /// Creates an element without name, value and attributes.
   explicit SAX2XmlElement(Kind kind) : m_kind(kind) {}
 
   /// The element's name without prefix. Elements with the same name share its text.
@@ -103,6 +105,7 @@ class XMLAHOST_API SAX2XmlReadDriver : public RefCountable {
   virtual void Announce() = 0;
 };
 
+/// Creates readers of XML.
 class XMLAHOST_API SAX2XmlReadDriverFactory {
  public:
   /// The only kind of reader: parses in a worker thread.

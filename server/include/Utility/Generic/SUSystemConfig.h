@@ -6,6 +6,7 @@
 /// The host's configuration. One object per process; thread-safe.
 class XMLAHOST_API SUSystemConfig {
  public:
+  /// The object of the process.
   static SUSystemConfig& GetSystemConfig();
 
   /// The directory of the import logs, without a trailing slash. The first of these that exists:

@@ -11,6 +11,7 @@ template <class Text>
 class Secret : public Text {
  public:
   Secret() = default;
+  /// Takes the text, which is empty afterwards.
   explicit Secret(Text&& text) noexcept : Text(std::move(text)) {}
   ~Secret() { this->Erase(); }
   Secret(const Secret&) = delete;

@@ -7,6 +7,7 @@
 /// change.
 class XMLAHOST_API ServerInfo {
  public:
+  /// Kinds of servers.
   enum TargetType {
     kTargetUnknown = 0,
     kAnalysisServices2000 = 33,
@@ -21,6 +22,7 @@ class XMLAHOST_API ServerInfo {
     kAnalysisServices2012 = 82,
     kTamarind11_1_2_3_500 = 85,
   };
+  /// Call interfaces.
   enum CLIType {
     kCLIUnknown = 0,
     kCLIXMLA = 1,

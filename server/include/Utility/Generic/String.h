@@ -27,6 +27,8 @@
 template <class Char>
 class BasicString {
  public:
+  /// As in std::basic_string.
+  /// @{
   using value_type = Char;
   using View = std::basic_string_view<Char>;
   static constexpr std::size_t npos = View::npos;
@@ -156,6 +158,7 @@ class BasicString {
   int compare(const BasicString& other) const noexcept {
     return m_buffer == other.m_buffer ? 0 : view().compare(other.view());
   }
+  /// True if the other text has the same buffer. Two empty texts have none.
   bool SharesBufferWith(const BasicString& other) const noexcept {
     return m_buffer != nullptr && m_buffer == other.m_buffer;
   }
@@ -182,6 +185,7 @@ class BasicString {
   friend BasicString operator+(const Char* a, const BasicString& b) {
     return Joined(View(a), b.view());
   }
+  /// @}
 
  private:
   struct Buffer {
@@ -243,12 +247,14 @@ using String = BasicString<wchar_t>;
 /// UTF-8 bytes, used for HTTP, XML and the log.
 using NarrowString = BasicString<char>;
 
-/// Equal texts have equal hashes, also as std::wstring or std::string.
+/// @cond
+// Equal texts have equal hashes, also as std::wstring or std::string.
 template <class Char>
 struct std::hash<BasicString<Char>> {
   std::size_t operator()(const BasicString<Char>& text) const noexcept {
     return std::hash<std::basic_string_view<Char>>()(text.view());
   }
 };
+/// @endcond
 
 static_assert(sizeof(wchar_t) == 4, "wide characters hold one Unicode character each");

@@ -9,6 +9,7 @@
 class XMLAHOST_API VXDateTime {
  public:
   VXDateTime() noexcept;
+  /// Sets `now` to the current time.
   static void GetCurrDateTime(VXDateTime& now) noexcept;
   /// Creates a point in time from local calendar fields.
   static VXDateTime FromFields(int year, int month, int day, int hour, int minute, int second,

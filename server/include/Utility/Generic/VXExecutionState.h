@@ -14,6 +14,7 @@
 /// A state may be active on several threads at the same time.
 class XMLAHOST_API VXExecutionState : public RefCountable {
  public:
+  /// Why an operation is cancelled.
   enum CancelReason {
     kCancelReasonUnknown = 0,
     kCancelReasonHost = 1,  ///< the host or its user cancels
@@ -21,6 +22,7 @@ class XMLAHOST_API VXExecutionState : public RefCountable {
 
   /// Requests cancellation. Async-signal-safe. Only the first call has an effect.
   void RequestCancellation(CancelReason reason) noexcept;
+  /// True after RequestCancellation. Async-signal-safe.
   bool IsCancellationRequested() const noexcept;
   /// The reason of the request; kCancelReasonUnknown before it.
   CancelReason GetCancelReason() const noexcept;
@@ -31,6 +33,7 @@ class XMLAHOST_API VXExecutionState : public RefCountable {
   /// must outlive the scope.
   class XMLAHOST_API Scope {
    public:
+    /// Activates `state` on the calling thread.
     explicit Scope(VXExecutionState& state) noexcept;
     ~Scope();
     Scope(const Scope&) = delete;

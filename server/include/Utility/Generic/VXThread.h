@@ -24,7 +24,9 @@ class XMLAHOST_API VXThreadJob : public RefCountable {
 template <class T, class First, class Second>
 class VXThreadJob_TwoArg : public VXThreadJob {
  public:
+  /// The member function that the job calls.
   using Operation = bool (T::*)(First, Second&);
+  /// Creates a job. Does not call anything.
   VXThreadJob_TwoArg(T* object, Operation operation, First first, Second& second)
       : m_object(object), m_operation(operation), m_first(std::move(first)), m_second(second) {}
 
@@ -78,10 +80,13 @@ class XMLAHOST_API VXThread : public RefCountable {
 /// Keeps a job alive while its thread may run it.
 class ManagedJobFunctor {
  public:
+  /// Keeps `job`, and forwards the following calls to it.
+  /// @{
   explicit ManagedJobFunctor(RefCnt<VXThreadJob> job) : m_job(std::move(job)) {}
   void Announce() { m_job->Announce(); }
   void operator()() noexcept { m_job->Run(); }
   void Cancel() noexcept { m_job->Cancel(); }
+  /// @}
 
  private:
   RefCnt<VXThreadJob> m_job;
@@ -91,6 +96,7 @@ class ManagedJobFunctor {
 template <class Functor>
 class VXUserThread : public VXThread {
  public:
+  /// Keeps the functor. Start starts the thread.
   explicit VXUserThread(Functor functor) : m_functor(std::move(functor)) {}
   ~VXUserThread() override { CancelAndWait(); }
 
