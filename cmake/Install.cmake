@@ -14,7 +14,8 @@ set(include_folder ${CMAKE_INSTALL_INCLUDEDIR}/xmla-import)
 # Installed files are the same wherever they are built: the compiler writes paths relative to the sources. Counters of
 # coverage need the real paths.
 if(NOT XMLA_COVERAGE)
-  foreach(target xmlahost-objects xmlasax-objects loopbackserver sampleprovider xmla-import xmla-sample-provider)
+  foreach(target xmlahost-objects xmlasax-objects loopbackserver sampleprovider sampleprovidercall toolparts
+      xmla-import xmla-sample-provider)
     if(TARGET ${target})
       target_compile_options(${target} PRIVATE
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
