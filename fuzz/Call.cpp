@@ -308,7 +308,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(IsOneLine(error.what()), "the error is not one line", error.what());
     return 0;
   }
-  if (!arguments.information.empty()) return 0;
+  if (!arguments.information.empty() || arguments.wantsVersion) return 0;
   Require(!arguments.command.empty(), "the command is missing");
   const OutputFormat* const format = FindFormat(kFormats, arguments.format);
   Require(format && Supports(*format, arguments.command), "wrong format");

@@ -22,15 +22,20 @@ sigset_t HoldSignals() {
 
 int main(int argc, char** argv) {
   sample::CommandLine call(XMLA_BUILD_VERSION);
+  sample::Options options;
   try {
     call.App().parse(argc, argv);
+    options = call.Read();
   } catch (const CLI::ParseError& error) {
     return call.App().exit(error) == 0 ? 0 : 2;
+  } catch (const std::exception& error) {
+    std::cerr << "xmla-sample-provider: " << error.what() << '\n';
+    return 2;
   }
 
   const sigset_t signals = HoldSignals();
   try {
-    const sample::Provider provider(call.Read());
+    const sample::Provider provider(options);
     for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
       std::cout << provider.Url(*sample::KindFromName(kind)) << '\n';
     std::cout << std::flush;

@@ -35,6 +35,7 @@
 #include "support/Certificate.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
+#include "support/Sanitized.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
 
@@ -228,7 +229,7 @@ class ServersElsewhere {
 
 }  // namespace
 
-#if XMLA_OWN_ALLOCATOR && !defined(__SANITIZE_ADDRESS__)
+#if XMLA_OWN_ALLOCATOR && !defined(XMLA_ADDRESS_SANITIZER)
 // Interposes the C library's function: the loader finds this definition first. Sanitizers interpose
 // their own.
 extern "C" __attribute__((visibility("default"))) int sigaction(int number,

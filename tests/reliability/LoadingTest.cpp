@@ -14,6 +14,7 @@
 #include "support/ChildProcess.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
+#include "support/Sanitized.h"
 
 namespace reliability {
 namespace {
@@ -65,7 +66,7 @@ TEST(Loading, RepeatedLoadingAndUnloadingLeavesNothing) {
   EXPECT_EQ(run.descriptors, 0);
   const auto mapped = std::count_if(run.mapped.begin(), run.mapped.end(), &IsOurs);
   // A sanitizer keeps memory and libraries.
-#if !defined(__SANITIZE_ADDRESS__) && XMLA_OWN_ALLOCATOR
+#if !defined(XMLA_ADDRESS_SANITIZER) && XMLA_OWN_ALLOCATOR
   EXPECT_LT(run.resident, 1024) << "KiB";
   EXPECT_EQ(mapped, 0) << run.child.out;
 #endif

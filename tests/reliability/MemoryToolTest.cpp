@@ -5,13 +5,14 @@
 #include "support/ChildProcess.h"
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
+#include "support/Sanitized.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
 namespace tool {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(XMLA_ADDRESS_SANITIZER)
 constexpr bool kLimitIsPossible = false;  // a sanitizer reserves terabytes
 #else
 constexpr bool kLimitIsPossible = FailingAllocation::kIsPossible;

@@ -17,6 +17,7 @@
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
 #include "support/ResidentMemory.h"
+#include "support/Sanitized.h"
 #include "support/ScriptedServer.h"
 #include "xmlasax/CubeScript.h"
 
@@ -72,8 +73,10 @@ TEST(ReadAheadLimits, RequestsAndConnectionsDoNotExceedTheNumber) {
     EXPECT_GE(most, static_cast<int>(number + 1) / 2);
     EXPECT_LE(server.Wire().Connections() - before, std::size_t{number});
     EXPECT_EQ(many.ahead.used, many.ahead.sent);
-    EXPECT_GT(many.ahead.used, 40U * kExchangesOfEach * (number - 1) / number * 9 / 10);
-    EXPECT_LT(many.seconds, one.seconds);
+    // With a sanitizer, the import can be slower than the server.
+    const unsigned int share = support::kIsSanitized ? 5 : 9;
+    EXPECT_GT(many.ahead.used, 40U * kExchangesOfEach * (number - 1) / number * share / 10);
+    if (!support::kIsSanitized) EXPECT_LT(many.seconds, one.seconds);
   }
 }
 

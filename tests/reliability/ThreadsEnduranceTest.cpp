@@ -18,6 +18,7 @@
 #include "support/Effort.h"
 #include "support/FailingAllocation.h"
 #include "support/ResidentMemory.h"
+#include "support/Sanitized.h"
 #include "tool/ToolProcess.h"
 
 namespace reliability {
@@ -126,7 +127,7 @@ TEST(Endurance, ManyExchangesOnOneAgentLeakNothing) {
   if (FailingAllocation::kIsPossible) {
     // The memory kept for the next reply depends on where the last one was cancelled.
     EXPECT_LE(moreBlocks, 4);
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(XMLA_ADDRESS_SANITIZER)
     EXPECT_LT(moreKiB, 2048);
 #endif
   }

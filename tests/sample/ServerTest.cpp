@@ -282,8 +282,8 @@ TEST(ServerProgram, UsageErrorHasAClearText) {
       {{"--port", "70000"}, 2, "70000"},
       {{"--nonsense"}, 2, "--nonsense"},
       {{"--user", "clerk"}, 2, "--password-file"},
-      {{"--user", "clerk", "--password-file", "/nowhere/at/all"}, 1, "/nowhere/at/all"},
-      {{"--mood", "grumpy"}, 1, "grumpy"},
+      {{"--user", "clerk", "--password-file", "/nowhere/at/all"}, 2, "/nowhere/at/all"},
+      {{"--mood", "grumpy"}, 2, "grumpy"},
   };
   for (const Case& c : cases) {
     Program program(c.arguments);

@@ -380,6 +380,23 @@ TEST(Check, InterruptionKeepsTheSteps) {
   EXPECT_EQ(document["errors"], Json::array({"interrupted in the step \"levels\""}));
 }
 
+/// The step before it exists only for SAP BW.
+TEST(Check, InterruptionNamesTheRoundTrip) {
+  const sample::Provider provider;
+  const std::string url = provider.Url(sample::Kind::kAnalysisServices);
+  const Outcome outcome = RunToolWhile(
+      {"--url", url + "?mood=stall@DISCOVER_PROPERTIES/8", "--format", "json", "check"},
+      [](pid_t process) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+        kill(process, SIGINT);
+      });
+  EXPECT_EQ(outcome.status, 130);
+  const Json document = outcome.Document();
+  EXPECT_EQ(StepOf(document, "measures")["status"], "ok");
+  EXPECT_EQ(StepOf(document, "round trip")["found"], "interrupted in this step");
+  EXPECT_EQ(document["errors"], Json::array({"interrupted in the step \"round trip\""}));
+}
+
 /// Each step is shown before the next one ends, and the line names the step in progress.
 TEST(Check, ShowsEachStepAsItHappens) {
   // A server that accepts connections and says nothing.

@@ -81,12 +81,12 @@ TEST(Import, JobsThatHaveNoCubeReadAhead) {
     return RunTool({"--url", provider.Url(sample::Kind::kAnalysisServices), "--format", "json",
                     "--verbose", "import", "--catalog", "Larkspur Retail", "--jobs", jobs});
   };
+  // The provider counts a request until its reply is sent, when the client may have sent the next.
   const Outcome one = read("1");
-  EXPECT_EQ(provider.MaxRequestsInProgress(), 1);
+  EXPECT_LE(provider.MaxRequestsInProgress(), 2);
   const Outcome many = read("8");
   EXPECT_EQ(many.status, one.status) << many.err;
   EXPECT_EQ(many.out, one.out);
-  // The provider counts a request until its reply is sent, when the client may have sent the next.
   EXPECT_GE(provider.MaxRequestsInProgress(), 5);
   EXPECT_LE(provider.MaxRequestsInProgress(), 2 * 8);
   EXPECT_THAT(many.err, HasSubstr("read ahead: "));

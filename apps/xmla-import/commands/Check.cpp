@@ -191,7 +191,7 @@ class ServiceCheck {
   void SkipUntil(std::string_view name) {
     for (; m_next < std::size(kCheckSteps) && kCheckSteps[m_next] != name; ++m_next) {
       const std::string skipped = kCheckSteps[m_next];
-      if (skipped == "variables" && !m_session.IsSapBw()) continue;
+      if (!IsStepOfKind(skipped)) continue;
       m_receiver.Take({.name = skipped,
                        .status = Status::kSkipped,
                        .found = skipped == m_interrupted ? "interrupted in this step"
@@ -199,6 +199,10 @@ class ServiceCheck {
                                 : m_failed.empty()       ? "not needed"
                                                          : "needs the step " + Listed({m_failed})});
     }
+  }
+
+  bool IsStepOfKind(std::string_view step) const {
+    return step != "variables" || m_session.IsSapBw();
   }
 
   bool IsTaken(std::string_view step) const {
@@ -211,7 +215,9 @@ class ServiceCheck {
     if (m_next == std::size(kCheckSteps)) return;
     m_interrupted = IsTaken("log-in") ? StepOfSubject(Utf8(m_recorder.Subject()))
                                       : NameOfStep(m_connectionStep);
-    if (m_interrupted.empty() || IsTaken(m_interrupted)) m_interrupted = kCheckSteps[m_next];
+    if (m_interrupted.empty() || IsTaken(m_interrupted))
+      m_interrupted = *std::find_if(kCheckSteps + m_next, std::end(kCheckSteps) - 1,
+                                    [&](const char* step) { return IsStepOfKind(step); });
     m_result.messages.errors.push_back("interrupted in the step " + Listed({m_interrupted}));
   }
 

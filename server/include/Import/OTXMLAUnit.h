@@ -63,8 +63,8 @@ class OTXMLAUnit {
   OTXMLAUnit& operator=(const OTXMLAUnit&) = default;
   ~OTXMLAUnit() = default;
 
-  AggrType m_aggrType = kAggrUnknown;               ///< measures only
-  String m_name;                                    ///< display name; for a measure its caption
+  AggrType m_aggrType = kAggrUnknown;  ///< measures only
+  String m_name;                       ///< display name (measures: caption); may be empty
   std::int32_t m_precision = kDefaultColumnLength;  ///< numeric precision or text length
   VXDataType m_type = VXVarCharData;                ///< from DATA_TYPE
   std::int16_t m_scale = 0;                         ///< numeric scale
