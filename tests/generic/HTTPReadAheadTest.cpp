@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -30,6 +31,22 @@ class SlowPrediction final : public HTTPPrediction {
     return [number = 0](NarrowString& body) mutable {
       body = NarrowString(++number == 1 ? "second" : "third");
       return number <= 2;
+    };
+  }
+};
+
+/// After "first": "second", and no memory for the next one.
+class PredictionWithoutMemory final : public HTTPPrediction {
+ public:
+  bool IsFollowed(const NarrowString& request) const override {
+    return request == NarrowString("first");
+  }
+  bool IsAccepted(NarrowString) const override { return true; }
+  Requests RequestsAfter(const NarrowString&, NarrowString) const override {
+    return [number = 0](NarrowString& body) mutable {
+      if (++number == 2) throw std::bad_alloc();
+      body = NarrowString("second");
+      return true;
     };
   }
 };
@@ -69,6 +86,28 @@ TEST(HTTPReadAhead, ASlowPredictionIsNoTimeOutOfTheServer) {
   }
   EXPECT_EQ(counts.ahead.used, 2u);
   EXPECT_EQ(counts.ahead.repeated, 0u);
+}
+
+/// The request was not sent ahead, so the import sends it instead of waiting for a reply.
+TEST(HTTPReadAhead, APredictionWithoutMemoryEndsTheReadAhead) {
+  const support::ScriptedServer server(
+      [](const support::Request&) { return support::Reply{"<r/>"}; });
+  HTTPClientOptions options;
+  options.proxy = String();
+  options.requestBudget = std::make_shared<HTTPRequestBudget>(4);
+  ImportSettings settings;
+  settings.limits.deadlineSeconds = 5;
+  const ImportSettings::Scope scope(settings);
+  HTTPClientWrapper client(BaseStringUtil::FromUTF8(NarrowString(server.Url().c_str())), String(),
+                           String(), 60, &options);
+  client.SetPrediction(std::make_shared<PredictionWithoutMemory>());
+  const ImportOperation operation;
+  NarrowString reply;
+  String error;
+  EXPECT_TRUE(client.ReadBytes(NarrowString("first"), reply, error));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_TRUE(client.ReadBytes(NarrowString("second"), reply, error))
+      << BaseStringUtil::ToUTF8(error).c_str();
 }
 
 }  // namespace

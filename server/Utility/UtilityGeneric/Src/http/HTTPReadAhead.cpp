@@ -273,7 +273,7 @@ bool HTTPReadAhead::Serve(const std::shared_ptr<Operation>& operation) noexcept 
       for (const auto& lane : m_lanes)
         if (lane->operation) AdvanceLane(*lane);
     }
-  } catch (const std::exception&) {  // usually out of memory
+  } catch (...) {  // usually out of memory; ErrorMessage is no std::exception
     isWorking = false;
     operation->isServed = true;
     const std::lock_guard lock(m_mutex);
@@ -372,7 +372,7 @@ void HTTPReadAhead::BeginLane(Lane& lane) noexcept {
     }
     lane.transfer->SetLimit(&m_limit);
     lane.transfer->Begin(lane.body, lane.response, kNoSteps);
-  } catch (const std::exception&) {
+  } catch (...) {
     FailLane(lane);
   }
 }
@@ -382,7 +382,7 @@ void HTTPReadAhead::AdvanceLane(Lane& lane) noexcept {
   try {
     if (!lane.transfer->Advance()) return;
     isUsable = m_isUsable(lane.response) && m_prediction->IsAccepted(lane.response.body);
-  } catch (const std::exception&) {
+  } catch (...) {
     return FailLane(lane);
   }
   Store(lane, isUsable);

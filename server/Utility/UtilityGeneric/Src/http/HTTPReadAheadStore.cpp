@@ -38,9 +38,14 @@ HTTPReadAheadStore::Place HTTPReadAheadStore::SendFirst() {
   const Position first = m_unsent.begin();
   Place place = first->first;
   Request& request = m_sent[place];
-  request.body = first->second.body;
-  m_places.emplace(request.body, place);
-  Advance(first);
+  try {
+    request.body = first->second.body;
+    m_places.emplace(request.body, place);
+    Advance(first);
+  } catch (...) {  // else the import would wait for a request that nobody sends
+    Remove(place);
+    throw;
+  }
   return place;
 }
 
