@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "Moods.h"
+
 namespace sample {
 
 namespace {
@@ -75,6 +77,7 @@ CommandLine::CommandLine(const std::string& version)
 Options CommandLine::Read() const {
   Options options = m_options;
   options.latency = std::chrono::milliseconds(m_latency);
+  ParseMood(options.mood);  // throws if it is unknown
   if (!m_passwordFile.empty()) options.password = ReadPassword(m_passwordFile);
   return options;
 }

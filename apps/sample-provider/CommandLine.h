@@ -16,8 +16,8 @@ class CommandLine {
   CommandLine& operator=(const CommandLine&) = delete;
 
   CLI::App& App() { return m_app; }
-  /// What the parsed command line asks for. Throws std::runtime_error if the password cannot be
-  /// read.
+  /// What the parsed command line asks for. Throws std::runtime_error if the mood is unknown, or
+  /// the password cannot be read.
   Options Read() const;
 
  private:
