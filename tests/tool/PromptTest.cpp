@@ -187,6 +187,7 @@ TEST(Prompt, SaysWhyNothingWasSent) {
       {"\x03", 130, "error: interrupted before the first request"},
   };
   for (const auto& test : kCases) {
+    if (support::kIsThreadSanitized && test.status == 130) continue;  // it keeps signals back
     Job job(provider.Url());
     job.AwaitPrompt();
     job.Type(test.keys);
