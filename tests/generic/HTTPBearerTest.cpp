@@ -184,7 +184,7 @@ TEST(HTTPBearer, IsNotSentToARedirectTarget) {
   EXPECT_EQ(other.Connections(), 0u);
 }
 
-class Recorder : public HTTPExchangeObserver {
+class BearerExchange : public HTTPExchangeObserver {
  public:
   void OnExchange(const HTTPExchangeInfo& info) override { last = info; }
   HTTPExchangeInfo last;
@@ -205,7 +205,7 @@ TEST(HTTPBearer, PlainHTTPToAnotherMachineIsReportedOrRefused) {
       {"http://localhost", "http://[::ffff:127.0.0.1]", true},
       {"http://service.test", "http://127.0.0.1", true},
   };
-  Recorder recorder;
+  BearerExchange recorder;
   support::Settings settings;
   settings.exchangeObserver = &recorder;
   std::size_t sent = 0;

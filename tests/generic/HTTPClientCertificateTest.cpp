@@ -24,7 +24,7 @@ using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr char kPassword[] = "canary key";
+constexpr char kKeyPassword[] = "canary key";
 
 /// A server that requires a client certificate, and a client of its authority.
 class HTTPClientCertificate : public testing::Test {
@@ -72,7 +72,7 @@ class HTTPClientCertificate : public testing::Test {
 TEST_F(HTTPClientCertificate, IsAcceptedInEveryForm) {
   const std::string pem = PEM(m_client);
   const std::string plain = m_client.Key();
-  const std::string encrypted = m_client.Key(kPassword);
+  const std::string encrypted = m_client.Key(kKeyPassword);
   const struct {
     const char* name;
     std::string certificate;
@@ -85,7 +85,7 @@ TEST_F(HTTPClientCertificate, IsAcceptedInEveryForm) {
       {"encrypted key", pem, encrypted, L"canary key"},
       {"one file, encrypted key", pem + encrypted, "", L"canary key"},
       {"unneeded password", pem, plain, L"canary key"},
-      {"PKCS#12", m_client.PKCS12(kPassword), "", L"canary key"},
+      {"PKCS#12", m_client.PKCS12(kKeyPassword), "", L"canary key"},
       {"PKCS#12 without password", m_client.PKCS12(""), "", L""},
   };
   for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
@@ -100,10 +100,10 @@ TEST_F(HTTPClientCertificate, IsAcceptedInEveryForm) {
 
 TEST_F(HTTPClientCertificate, UnusableFilesHaveTheirOwnErrors) {
   const std::string pem = PEM(m_client);
-  const std::string encrypted = m_client.Key(kPassword);
+  const std::string encrypted = m_client.Key(kKeyPassword);
   const Certificate other("DNS:other", kDay);
   const std::string longText(2 << 20, 'x');
-  const std::string pkcs12 = m_client.PKCS12(kPassword);
+  const std::string pkcs12 = m_client.PKCS12(kKeyPassword);
   const struct {
     const char* name;
     std::string certificate;

@@ -544,9 +544,9 @@ TEST(HTTPURL, OtherCharactersAreEncoded) {
   EXPECT_THAT(server.Requests().at(0).head, StartsWith("POST /%C3%A9x%20 HTTP/1.1\r\n"));
 }
 
-class Recorder : public HTTPExchangeObserver {
+class ExchangeRecorder : public HTTPExchangeObserver {
  public:
-  Recorder() { m_settings.exchangeObserver = this; }
+  ExchangeRecorder() { m_settings.exchangeObserver = this; }
   void OnExchange(const HTTPExchangeInfo& info) override { exchanges.push_back(info); }
   std::vector<HTTPExchangeInfo> exchanges;
 
@@ -562,7 +562,7 @@ TEST(HTTPObserver, IsCalledForEveryExchange) {
     connection.Send(count++ == 0 ? Answer(packed, "200 OK", "Content-Encoding: gzip\r\n")
                                  : Answer("no", "404 Not Found"));
   });
-  const Recorder recorder;
+  const ExchangeRecorder recorder;
   HTTPClientWrapper client(Wide("http://canary:canary@" + server.Authority() + "/"), L"", L"", 10,
                            nullptr);
   Post(client, "12345");

@@ -18,9 +18,9 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class Recorder : public HTTPExchangeObserver {
+class StepRecorder : public HTTPExchangeObserver {
  public:
-  Recorder() { m_settings.exchangeObserver = this; }
+  StepRecorder() { m_settings.exchangeObserver = this; }
   void OnBegin(const HTTPExchangeStart&) override { steps.clear(); }
   void OnStep(HTTPStep step, const HTTPConnectionDetails& connection) override {
     steps.push_back(step);
@@ -49,7 +49,7 @@ TEST(HTTPDetails, DescribeAPlainConnectionAndItsResponse) {
   const WireServer server(Answer(Gzip("<r/>"), "200 OK",
                                  "Server: Test/1.0 \x1B[31m\r\nContent-Type: text/xml\r\n"
                                  "Content-Encoding: gzip\r\n"));
-  Recorder recorder;
+  StepRecorder recorder;
   const HTTPClientOptions options = WithDetails();
   HTTPClientWrapper client(Wide("http://localhost:" + server.Port() + "/"), L"", L"", 10, &options);
   ASSERT_TRUE(Post(client).ok);
@@ -79,7 +79,7 @@ TEST(HTTPDetails, DescribeAPlainConnectionAndItsResponse) {
 
 TEST(HTTPDetails, AreEmptyUnlessWanted) {
   const WireServer server(Answer("<r/>", "200 OK", "Server: Test\r\n"));
-  Recorder recorder;
+  StepRecorder recorder;
   ASSERT_TRUE(PostOnce("http://" + server.Authority() + "/").ok);
   EXPECT_EQ(Narrow(recorder.last.connection.address + recorder.last.connection.server), "");
 }
@@ -135,7 +135,7 @@ TEST(HTTPSteps, AreReportedAsTheyBegin) {
   for (const auto& test : kCases)
     for (const bool hasDetails : {false, true}) {
       SCOPED_TRACE(test.name);
-      Recorder recorder;
+      StepRecorder recorder;
       HTTPClientOptions options;
       options.wantsConnectionDetails = hasDetails;
       options.caFile = Wide(test.caFile);
@@ -156,7 +156,7 @@ TEST(HTTPSteps, TLSMayEndWithTheReply) {
   Certificate certificate("IP:127.0.0.1", kDay);
   certificate.AskForClient(certificate, true);
   const WireServer server(&Reply, certificate.Context());
-  Recorder recorder;
+  StepRecorder recorder;
   HTTPClientOptions options = WithDetails();
   options.caFile = Wide(certificate.Path());
   EXPECT_FALSE(PostOnce("https://" + server.Authority() + "/", 10, &options).ok);
@@ -168,7 +168,7 @@ TEST(HTTPDetails, LongTextsOfTheServerAreTruncated) {
   const std::string value(100'000, 'x');
   const WireServer server(Answer(
       "<r/>", "200 OK", "Server: " + value + "\r\nContent-Type: text/xml; x=" + value + "\r\n"));
-  Recorder recorder;
+  StepRecorder recorder;
   const HTTPClientOptions options = WithDetails();
   ASSERT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
   EXPECT_LE(recorder.last.connection.server.size(), 600u);
@@ -199,7 +199,7 @@ TEST(HTTPDetails, DescribeTLSDirectlyAndThroughProxies) {
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.proxy);
-    Recorder recorder;
+    StepRecorder recorder;
     HTTPClientOptions options = WithDetails();
     options.caFile = Wide(authorities);
     options.proxy = Wide(test.proxy);
@@ -225,7 +225,7 @@ TEST(HTTPDetails, DescribeTLSDirectlyAndThroughProxies) {
 TEST(HTTPDetails, PlainServiceBehindATLSProxyHasNoTLS) {
   const Certificate certificate("IP:127.0.0.1", kDay);
   const WireServer proxy(&AnswerOrTunnel, certificate.Context());
-  Recorder recorder;
+  StepRecorder recorder;
   HTTPClientOptions options = WithDetails();
   options.caFile = Wide(certificate.Path());
   options.proxy = Wide("https://" + proxy.Authority());
@@ -239,7 +239,7 @@ TEST(HTTPDetails, ProxyThatIsNotUsedIsNotNamed) {
   const WireServer server(&Reply);
   const WireServer proxy(&AnswerOrTunnel);
   setenv("no_proxy", "127.0.0.1", 1);
-  Recorder recorder;
+  StepRecorder recorder;
   HTTPClientOptions options = WithDetails();
   options.proxy = Wide("http://" + proxy.Authority());
   EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
@@ -274,7 +274,7 @@ TEST(HTTPDetails, NameTheLogIn) {
                               ? Answer("", "401 Unauthorized", test.offer)
                               : Answer("<r/>"));
         });
-    Recorder recorder;
+    StepRecorder recorder;
     HTTPClientOptions options = WithDetails();
     options.bearerToken = test.token;
     const Outcome outcome =
@@ -341,7 +341,7 @@ TEST(HTTPFailedStep, IsTheOneThatFailed) {
   };
   for (const bool wantsDetails : {false, true})
     for (const auto& test : kCases) {
-      Recorder recorder;
+      StepRecorder recorder;
       HTTPClientOptions options;
       options.wantsConnectionDetails = wantsDetails;
       options.proxy = Wide(test.proxy);

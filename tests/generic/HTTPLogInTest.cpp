@@ -28,7 +28,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-const std::string kPage = "<html/>";
+const std::string kEmptyPage = "<html/>";
 
 struct LogIn {
   std::string offer;     // headers of the refusal
@@ -41,7 +41,7 @@ WireServer::Handler Demanding(const LogIn& logIn) {
     if (!logIn.accepted.empty() && given.compare(0, logIn.accepted.size(), logIn.accepted) == 0)
       connection.Send(Answer("<r/>"));
     else
-      connection.Send(Answer(kPage, "401 Unauthorized", logIn.offer));
+      connection.Send(Answer(kEmptyPage, "401 Unauthorized", logIn.offer));
   };
 }
 
@@ -209,35 +209,50 @@ struct LogInCase {
 };
 
 constexpr unsigned int kAll = kAuthPasswordSchemes | kAuthNegotiate;
-constexpr unsigned int kPassword = kAuthPasswordSchemes;
+constexpr unsigned int kPasswordSchemes = kAuthPasswordSchemes;
 
 const std::vector<LogInCase> kLogIns = {
     {"NothingIsAsked", kAll, true, {""}, "-"},
-    {"NoUser", kPassword, false, {"NDTB"}, "-"},
+    {"NoUser", kPasswordSchemes, false, {"NDTB"}, "-"},
     {"NoUserUnknown", kAll, false, {"X"}, "-"},
     {"NoUserAsProcess", kAll, false, {"NDTB", ""}, "-N"},
     {"NoUserAsProcessRefused", kAuthNegotiate, false, {"NDTB"}, "-N"},
     {"NoUserPasswordsOnly", kAll, false, {"DTB"}, "-"},
-    {"UserIsNotTheProcess", kPassword, true, {"N"}, "-"},
-    {"UserBasic", kPassword, true, {"NB", ""}, "-B"},
-    {"UserDigest", kPassword, true, {"NBTD", ""}, "-D"},
-    {"UserNTLM", kPassword, true, {"BT", "T"}, "-TT"},  // each without the password
+    {"UserIsNotTheProcess", kPasswordSchemes, true, {"N"}, "-"},
+    {"UserBasic", kPasswordSchemes, true, {"NB", ""}, "-B"},
+    {"UserDigest", kPasswordSchemes, true, {"NBTD", ""}, "-D"},
+    {"UserNTLM", kPasswordSchemes, true, {"BT", "T"}, "-TT"},  // each without the password
     {"UserAsProcessOnRequest", kAll, true, {"NDB", ""}, "-N", nullptr, "-D"},
     {"UserAsProcessAlone", kAuthNegotiate, true, {"NDB", ""}, "-N"},
     {"UserThenPassword", kAll, true, {"NDB", "NDB", ""}, "-ND", nullptr, "-D"},
     {"OnlyAllowed", kAuthDigest, true, {"B"}, "-"},
-    {"WrongPassword", kPassword, true, {"B"}, "-B"},
-    {"WrongPasswordDigest", kPassword, true, {"DB"}, "-D"},
-    {"WeakerOfferAtOnce", kPassword, true, {"DB", "B"}, "-D", "not sent with a weaker scheme"},
-    {"WeakerOfferAfterARefusal", kPassword, true, {"DB", "D", "|", "B"}, "-D-", "weaker scheme"},
-    {"WeakerOfferAfterALogIn", kPassword, true, {"D", "", "|", "B"}, "-DD", "weaker scheme"},
+    {"WrongPassword", kPasswordSchemes, true, {"B"}, "-B"},
+    {"WrongPasswordDigest", kPasswordSchemes, true, {"DB"}, "-D"},
+    {"WeakerOfferAtOnce",
+     kPasswordSchemes,
+     true,
+     {"DB", "B"},
+     "-D",
+     "not sent with a weaker scheme"},
+    {"WeakerOfferAfterARefusal",
+     kPasswordSchemes,
+     true,
+     {"DB", "D", "|", "B"},
+     "-D-",
+     "weaker scheme"},
+    {"WeakerOfferAfterALogIn", kPasswordSchemes, true, {"D", "", "|", "B"}, "-DD", "weaker scheme"},
     {"WeakerOfferLongAfter",
-     kPassword,
+     kPasswordSchemes,
      true,
      {"D", "", "|", "", "|", "", "|", "B"},
      "-DDDD",
      "weaker scheme"},
-    {"WeakerOfferAfterNTLM", kPassword, true, {"T", "T", "T", "|", "B"}, "-TT-", "weaker scheme"},
+    {"WeakerOfferAfterNTLM",
+     kPasswordSchemes,
+     true,
+     {"T", "T", "T", "|", "B"},
+     "-TT-",
+     "weaker scheme"},
     {"WeakerOfferAfterTheProcess",
      kAuthNegotiate | kAuthBasic,
      true,
@@ -245,8 +260,8 @@ const std::vector<LogInCase> kLogIns = {
      "-NN",
      "weaker scheme",
      "-"},
-    {"StrongerOffer", kPassword, true, {"B", "", "|", "D", ""}, "-BBD"},
-    {"KeptScheme", kPassword, true, {"B", "", "|", "", "|", ""}, "-BBB"},
+    {"StrongerOffer", kPasswordSchemes, true, {"B", "", "|", "D", ""}, "-BBD"},
+    {"KeptScheme", kPasswordSchemes, true, {"B", "", "|", "", "|", ""}, "-BBB"},
 };
 
 class HTTPLogInSequence : public testing::TestWithParam<std::tuple<LogInCase, bool>> {};
@@ -425,13 +440,13 @@ TEST(HTTPLogInToSOCKS, UsesTheProcesssTicketOnlyIfAllowed) {
   const std::string kNone(1, '\0');
   const std::string kProcess = "\1";
   const std::string kUser = "\2";
-  EXPECT_EQ(OfferedToSOCKS(kPassword, false), kNone);
-  EXPECT_EQ(OfferedToSOCKS(kPassword, true), kNone + kUser);
+  EXPECT_EQ(OfferedToSOCKS(kPasswordSchemes, false), kNone);
+  EXPECT_EQ(OfferedToSOCKS(kPasswordSchemes, true), kNone + kUser);
   // The password is sent to the proxy unchanged.
   EXPECT_EQ(OfferedToSOCKS(kAuthDigest | kAuthNTLM, true), kNone);
-  EXPECT_EQ(OfferedToSOCKS(kPassword, true, "127.0.0.1", false), kNone + kUser);
-  EXPECT_EQ(OfferedToSOCKS(kPassword, true, "0.0.0.0", true), kNone + kUser);
-  EXPECT_EQ(OfferedToSOCKS(kPassword, true, "0.0.0.0", false), kNone);
+  EXPECT_EQ(OfferedToSOCKS(kPasswordSchemes, true, "127.0.0.1", false), kNone + kUser);
+  EXPECT_EQ(OfferedToSOCKS(kPasswordSchemes, true, "0.0.0.0", true), kNone + kUser);
+  EXPECT_EQ(OfferedToSOCKS(kPasswordSchemes, true, "0.0.0.0", false), kNone);
   EXPECT_THAT(OfferedToSOCKS(kAuthNegotiate, false), HasSubstr(kProcess));
   EXPECT_THAT(OfferedToSOCKS(kAll, true), Not(HasSubstr(kProcess)));
 }

@@ -6,18 +6,13 @@
 #include "Gzip.h"
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
+#include "support/Text.h"
 
 /// Shared code of the HTTP client's tests.
 
 using sample::Gzip;
-
-inline String Wide(const std::string& text) {
-  return BaseStringUtil::StdStringToString(NarrowString(text.c_str(), text.size()), 65001);
-}
-
-inline std::string Narrow(const String& text) {
-  return std::string(BaseStringUtil::StringToStdString(text, 65001).view());
-}
+using support::Narrow;
+using support::Wide;
 
 struct Outcome {
   bool ok;

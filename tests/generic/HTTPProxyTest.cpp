@@ -150,7 +150,7 @@ TEST(HTTPProxy, UnusableURLIsAnErrorThatHidesCredentials) {
 // Schemes.
 
 constexpr const char* kNegotiateOffer = "WWW-Authenticate: Negotiate\r\n";
-constexpr const char* kBasicOffer = "WWW-Authenticate: Basic realm=\"r\"\r\n";
+constexpr const char* kProxyBasicOffer = "WWW-Authenticate: Basic realm=\"r\"\r\n";
 
 TEST(HTTPAuthSchemes, AdviceFitsWhatIsAllowed) {
   constexpr const char* kUseUser = ", and give a user name and a password";
@@ -160,23 +160,25 @@ TEST(HTTPAuthSchemes, AdviceFitsWhatIsAllowed) {
     unsigned int allowed;
     std::string says;
   } kCases[] = {
-      {kBasicOffer, true, kAuthNTLM,
+      {kProxyBasicOffer, true, kAuthNTLM,
        ": the server offers Basic, but only NTLM is allowed; allow one of the schemes that it "
        "offers"},
-      {kBasicOffer, false, kAuthNegotiate,
+      {kProxyBasicOffer, false, kAuthNegotiate,
        std::string(": the server offers Basic, but only Negotiate is allowed; allow one of the "
                    "schemes that it offers") +
            kUseUser},
-      {kBasicOffer, true, kAuthNegotiate, ": the server offers Basic, but only Negotiate is "},
-      {kBasicOffer, true, kAuthNTLM | kAuthDigest,
+      {kProxyBasicOffer, true, kAuthNegotiate, ": the server offers Basic, but only Negotiate is "},
+      {kProxyBasicOffer, true, kAuthNTLM | kAuthDigest,
        ": the server offers Basic, but only Digest, NTLM are allowed; allow one of the schemes"},
-      {kBasicOffer, true, 0, ": the server offers Basic, but no scheme is allowed; allow one of"},
+      {kProxyBasicOffer, true, 0,
+       ": the server offers Basic, but no scheme is allowed; allow one of"},
       {kNegotiateOffer, false, kAuthPasswordSchemes,
        ": the server offers Negotiate, but only Digest, NTLM, Basic are allowed; allow one of the "
        "schemes that it offers"},
       {kNegotiateOffer, true, kAuthPasswordSchemes,
        ": the server offers no way to log in that can be used here; log in with a Kerberos ticket"},
-      {kBasicOffer, false, kAuthPasswordSchemes, ": the server requires a log-in; give a user"},
+      {kProxyBasicOffer, false, kAuthPasswordSchemes,
+       ": the server requires a log-in; give a user"},
   };
   for (const auto& test : kCases) {
     const WireServer server(Answer("", "401 Unauthorized", test.offer));

@@ -57,6 +57,33 @@ struct Counts final : HTTPExchangeObserver {
   HTTPReadAheadInfo ahead;
 };
 
+/// A client that sends ahead what the prediction says.
+class Reader {
+ public:
+  Reader(const support::ScriptedServer& server, std::uint32_t timeoutSeconds,
+         std::shared_ptr<const HTTPPrediction> prediction)
+      : m_client(BaseStringUtil::FromUTF8(NarrowString(server.Url().c_str())), String(), String(),
+                 timeoutSeconds, &m_options) {
+    m_client.SetPrediction(std::move(prediction));
+  }
+
+  void ExpectReply(const char* request) {
+    NarrowString reply;
+    String error;
+    EXPECT_TRUE(m_client.ReadBytes(NarrowString(request), reply, error))
+        << BaseStringUtil::ToUTF8(error).c_str();
+  }
+
+ private:
+  const HTTPClientOptions m_options = [] {
+    HTTPClientOptions options;
+    options.proxy = String();
+    options.requestBudget = std::make_shared<HTTPRequestBudget>(4);
+    return options;
+  }();
+  HTTPClientWrapper m_client;
+};
+
 /// While the thread that sends ahead reads a reply for longer than the time-out, other replies
 /// arrive. They are in time.
 TEST(HTTPReadAhead, ASlowPredictionIsNoTimeOutOfTheServer) {
@@ -64,25 +91,18 @@ TEST(HTTPReadAhead, ASlowPredictionIsNoTimeOutOfTheServer) {
     if (request.body == "third") std::this_thread::sleep_for(std::chrono::milliseconds(300));
     return support::Reply{"<r/>"};
   });
-  HTTPClientOptions options;
-  options.proxy = String();
-  options.requestBudget = std::make_shared<HTTPRequestBudget>(4);
   Counts counts;
   ImportSettings settings;
   settings.exchangeObserver = &counts;
   const ImportSettings::Scope scope(settings);
-  HTTPClientWrapper client(BaseStringUtil::FromUTF8(NarrowString(server.Url().c_str())), String(),
-                           String(), 1, &options);
-  client.SetPrediction(std::make_shared<SlowPrediction>());
+  Reader reader(server, 1, std::make_shared<SlowPrediction>());
   {
     const ImportOperation operation;
-    NarrowString reply;
-    String error;
-    EXPECT_TRUE(client.ReadBytes(NarrowString("first"), reply, error));
+    reader.ExpectReply("first");
     // The client's own connection stays free, so both are sent by the other thread.
     std::this_thread::sleep_for(std::chrono::milliseconds(2200));
-    EXPECT_TRUE(client.ReadBytes(NarrowString("second"), reply, error));
-    EXPECT_TRUE(client.ReadBytes(NarrowString("third"), reply, error));
+    reader.ExpectReply("second");
+    reader.ExpectReply("third");
   }
   EXPECT_EQ(counts.ahead.used, 2u);
   EXPECT_EQ(counts.ahead.repeated, 0u);
@@ -92,22 +112,14 @@ TEST(HTTPReadAhead, ASlowPredictionIsNoTimeOutOfTheServer) {
 TEST(HTTPReadAhead, APredictionWithoutMemoryEndsTheReadAhead) {
   const support::ScriptedServer server(
       [](const support::Request&) { return support::Reply{"<r/>"}; });
-  HTTPClientOptions options;
-  options.proxy = String();
-  options.requestBudget = std::make_shared<HTTPRequestBudget>(4);
   ImportSettings settings;
   settings.limits.deadlineSeconds = 5;
   const ImportSettings::Scope scope(settings);
-  HTTPClientWrapper client(BaseStringUtil::FromUTF8(NarrowString(server.Url().c_str())), String(),
-                           String(), 60, &options);
-  client.SetPrediction(std::make_shared<PredictionWithoutMemory>());
+  Reader reader(server, 60, std::make_shared<PredictionWithoutMemory>());
   const ImportOperation operation;
-  NarrowString reply;
-  String error;
-  EXPECT_TRUE(client.ReadBytes(NarrowString("first"), reply, error));
+  reader.ExpectReply("first");
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  EXPECT_TRUE(client.ReadBytes(NarrowString("second"), reply, error))
-      << BaseStringUtil::ToUTF8(error).c_str();
+  reader.ExpectReply("second");
 }
 
 }  // namespace

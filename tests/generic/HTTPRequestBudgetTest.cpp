@@ -51,6 +51,36 @@ TEST(HTTPRequestBudget, PlacesAheadAreThoseThatImportsLeave) {
   EXPECT_TRUE(budget.TryTakeAhead());
 }
 
+/// TryTakeAhead fails while a request of an import object waits. When that request begins, the
+/// places that are left are announced.
+TEST(HTTPRequestBudget, AnnouncesThePlacesThatARequestLeaves) {
+  struct Announced final : HTTPRequestBudget::Listener {
+    void OnPlaceFree() noexcept override { ++count; }
+    std::atomic<int> count{0};
+  };
+  HTTPRequestBudget budget(4);
+  Announced announced;
+  budget.Add(announced);
+  Permit alone = budget.Take(true);
+  std::atomic<bool> hasBegun{false};
+  std::atomic<bool> mayEnd{false};
+  std::jthread other([&] {
+    const Permit permit = budget.Take(false);
+    hasBegun = true;
+    while (!mayEnd) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the other thread waits
+  EXPECT_FALSE(budget.TryTakeAhead());
+  alone.Return();
+  for (int i = 0; i < 5000 && !hasBegun; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_TRUE(hasBegun);
+  EXPECT_GT(announced.count, 0);
+  mayEnd = true;
+  other.join();
+  budget.Remove(announced);
+}
+
 /// Requests of import objects, some of them alone, and requests that are sent ahead, all at once.
 TEST(HTTPRequestBudget, HoldsItsPromisesWithManyThreads) {
   constexpr int kMost = 3;
@@ -85,7 +115,7 @@ TEST(HTTPRequestBudget, RefusedRequestsHalveItOnce) {
   std::vector<Permit> permits;
   for (int i = 0; i < 8; ++i)
     permits.push_back(i == 0 ? budget.Take(false) : budget.TryTakeAhead());
-  for (Permit& permit : permits) EXPECT_TRUE(permit.Refuse());
+  for (Permit& permit : permits) permit.Refuse();
   permits.clear();
   EXPECT_EQ(budget.MostAhead(), 3u);
   for (int i = 0; i < 5; ++i) {
@@ -101,15 +131,17 @@ TEST(HTTPRequestBudget, RefusedRequestsHalveItOnce) {
 TEST(HTTPRequestBudget, ARefusalOfARequestThatWasAloneIsFinal) {
   for (const bool isAlone : {false, true}) {
     HTTPRequestBudget budget(8, 4);
-    EXPECT_FALSE(budget.Take(isAlone).Refuse());
+    Permit permit = budget.Take(isAlone);
+    EXPECT_FALSE(permit.IsBesideOthers());
+    permit.Refuse();
     EXPECT_EQ(budget.MostAhead(), 7u);
   }
   HTTPRequestBudget budget(8, 4);
   Permit first = budget.Take(false);
   budget.Take(false).Return();  // began later, and is over
-  EXPECT_TRUE(first.Refuse());
+  EXPECT_TRUE(first.IsBesideOthers());
   HTTPRequestBudget single(1, 4);
-  EXPECT_FALSE(single.Take(false).Refuse());
+  EXPECT_FALSE(single.Take(false).IsBesideOthers());
 }
 
 /// The server may still work on a request that was cancelled.
@@ -117,10 +149,34 @@ TEST(HTTPRequestBudget, ARequestIsNotAloneSoonAfterACancellation) {
   HTTPRequestBudget budget(4);
   const BudgetClock::time_point begin = BudgetClock::now();
   budget.Take(false).Abandon();
-  EXPECT_TRUE(budget.Take(false).Refuse());
+  EXPECT_TRUE(budget.Take(false).IsBesideOthers());
   Permit alone = budget.Take(true);
   EXPECT_GE(Seconds(begin), 0.4);
-  EXPECT_FALSE(alone.Refuse());
+  EXPECT_FALSE(alone.IsBesideOthers());
+}
+
+TEST(HTTPRequestBudget, GivesNothingDuringAPause) {
+  for (const bool isAlone : {false, true}) {
+    HTTPRequestBudget budget(4);
+    const BudgetClock::time_point begin = BudgetClock::now();
+    budget.Pause(0.3);
+    budget.Pause(0.1);  // a shorter one does not end it
+    EXPECT_FALSE(budget.TryTakeAhead());
+    EXPECT_FALSE(budget.TryTakeOwn());
+    EXPECT_TRUE(budget.Take(isAlone));
+    EXPECT_GE(Seconds(begin), 0.29);
+    EXPECT_TRUE(budget.TryTakeAhead());
+  }
+}
+
+/// An import object that waits for something else does not keep its place.
+TEST(HTTPRequestBudget, APlaceCanBeGivenBackAndTakenAgain) {
+  HTTPRequestBudget budget(2, 2);
+  EXPECT_FALSE(budget.TryTakeAhead());
+  budget.EndImport();
+  EXPECT_TRUE(budget.TryTakeAhead());
+  budget.BeginImport();
+  EXPECT_FALSE(budget.TryTakeAhead());
 }
 
 TEST(HTTPRequestBudget, ACancellationEndsTheWait) {
@@ -182,17 +238,29 @@ TEST(HTTPRequestBudget, TellsWhenAPlaceIsFree) {
   budget.Remove(listener);
 }
 
-/// A client without credentials.
+/// Predicts nothing, and rejects faults.
+class NoPrediction final : public HTTPPrediction {
+ public:
+  bool IsFollowed(const NarrowString&) const override { return false; }
+  bool IsAccepted(NarrowString reply) const override {
+    return std::string_view(reply.view()).find("Fault>") == std::string_view::npos;
+  }
+  Requests RequestsAfter(const NarrowString&, NarrowString) const override { return {}; }
+};
+
 struct BudgetClient {
   explicit BudgetClient(const std::string& authority,
                         const std::shared_ptr<HTTPRequestBudget>& budget,
-                        const String& proxy = String()) {
+                        const String& proxy = String(), bool hasPassword = false,
+                        std::uint32_t timeoutSeconds = 10) {
     HTTPClientOptions options;
     options.proxy = proxy;
     options.requestBudget = budget;
     const std::string url = "http://" + authority + "/xmla";
     client = std::make_unique<HTTPClientWrapper>(
-        BaseStringUtil::FromUTF8(NarrowString(url.c_str())), String(), String(), 10, &options);
+        BaseStringUtil::FromUTF8(NarrowString(url.c_str())), hasPassword ? L"ann" : L"",
+        hasPassword ? L"secret" : L"", timeoutSeconds, &options);
+    client->SetPrediction(std::make_shared<NoPrediction>());
   }
   bool Post(const char* body) { return client->ReadBytes(NarrowString(body), reply, error); }
 
@@ -202,40 +270,126 @@ struct BudgetClient {
 };
 
 /// A request is answered while another one is in progress, and again if it is repeated.
-TEST(HTTPRequestBudget, OnlyARefusalForLoadIsRepeated) {
+TEST(HTTPRequestBudget, AFailureBesideOthersIsRepeated) {
+  enum End { kKept, kClosed, kReset, kSilent };
+  const auto answer = [](int status, const std::string& body) {
+    return loopback::Answer(body, status, "Content-Type: text/xml\r\n");
+  };
+  const std::string fault = support::FaultReply("c", "no");
+  const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\n<r>";
   struct {
-    int status;
-    std::string body;
-    int requests;
+    const char* name;
+    std::string sent;
+    End end;
+    bool hasPassword;
+    bool isRepeated;
+    bool isHalved;
   } const kCases[] = {
-      {429, "later", 2}, {503, "", 2},      {503, support::FaultReply("c", "no"), 1},
-      {200, "<r/>", 1},  {500, "no", 1},    {401, "no", 1},
-      {403, "no", 1},    {502, "later", 1}, {504, "later", 1},
-      {200, "", 1},
+      {"429", answer(429, "later"), kKept, false, true, true},
+      {"502", answer(502, ""), kKept, false, true, true},
+      {"503", answer(503, ""), kKept, false, true, true},
+      {"504", answer(504, ""), kKept, false, true, true},
+      {"503 with a fault", answer(503, fault), kKept, false, true, true},
+      {"closed", "", kClosed, false, true, true},
+      {"closed in the body", head, kClosed, false, true, true},
+      {"reset", "", kReset, false, true, true},
+      {"time-out", "", kSilent, false, true, true},
+      {"time-out in the body", head, kSilent, false, true, true},
+      {"a reply", answer(200, "<r/>"), kKept, false, false, false},
+      {"an empty reply", answer(200, ""), kKept, false, true, false},
+      {"a fault", answer(200, fault), kKept, false, true, false},
+      {"500 with a fault", answer(500, fault), kKept, false, true, false},
+      {"500", answer(500, "no"), kKept, false, true, false},
+      {"401", answer(401, "no"), kKept, false, false, false},
+      {"403", answer(403, "no"), kKept, false, true, false},
+      {"404", answer(404, "no"), kKept, false, true, false},
+      {"another protocol", "SSH-2.0-x\r\n", kClosed, false, true, false},
+      // The server may have refused the log-in. Sent again, it could lock the account.
+      {"closed after a log-in", "", kClosed, true, false, false},
+      {"time-out after a log-in", "", kSilent, true, false, false},
+      {"503 after a log-in", answer(503, ""), kKept, true, true, true},
   };
   for (const auto& test : kCases) {
-    std::atomic<int> requests{0};
+    SCOPED_TRACE(test.name);
+    std::atomic<bool> hasSlowBegun{false};
     std::atomic<bool> isSlowOver{false};
-    const support::ScriptedServer server([&](const support::Request& request) {
-      if (request.body == "slow") {
-        while (requests == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        isSlowOver = true;
-        return support::Reply{"<slow/>"};
-      }
-      EXPECT_TRUE(requests == 0 || isSlowOver);
-      return ++requests == 1 ? support::Reply{test.body, test.status} : support::Reply{"<r/>"};
-    });
-    const std::string authority = server.Url().substr(7, server.Url().rfind('/') - 7);
+    std::atomic<int> requests{0};
+    loopback::Server server(
+        [&](loopback::Connection& connection, const loopback::Request& request) {
+          if (request.body == "slow") {
+            hasSlowBegun = true;
+            while (requests == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            isSlowOver = true;
+            connection.Send(answer(200, "<slow/>"));
+            return;
+          }
+          if (test.hasPassword && request.Header("Authorization").empty()) {
+            connection.Send(loopback::Answer("", 401, "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+            return;
+          }
+          EXPECT_TRUE(requests == 0 || isSlowOver);
+          if (++requests > 1) {
+            connection.Send(answer(200, "<again/>"));
+            return;
+          }
+          connection.Send(test.sent);
+          if (test.end == kSilent) connection.AwaitPeerGone();
+          if (test.end == kReset) connection.Reset();
+          if (test.end != kKept) connection.Close();
+        });
     const auto budget = std::make_shared<HTTPRequestBudget>(4, 2);
-    std::thread other([&] { EXPECT_TRUE(BudgetClient(authority, budget).Post("slow")); });
-    while (server.Requests().empty()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    BudgetClient client(authority, budget);
+    std::thread other([&] { EXPECT_TRUE(BudgetClient(server.Authority(), budget).Post("slow")); });
+    while (!hasSlowBegun) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    BudgetClient client(server.Authority(), budget, L"", test.hasPassword,
+                        test.end == kSilent ? 1 : 10);
     client.Post("asked");
     other.join();
-    EXPECT_EQ(requests, test.requests) << test.status << test.body;
-    EXPECT_EQ(client.reply == NarrowString("<r/>"), test.requests == 2 || test.body == "<r/>");
-    EXPECT_EQ(budget->MostAhead(), test.requests == 2 ? 1u : 3u) << test.status << test.body;
+    EXPECT_EQ(requests, test.isRepeated ? 2 : 1);
+    EXPECT_EQ(client.reply == NarrowString("<again/>"), test.isRepeated);
+    EXPECT_EQ(budget->MostAhead(), test.isHalved ? 1u : 3u);
+  }
+}
+
+/// After 429, and after 503 with Retry-After, nothing is sent for some time.
+TEST(HTTPRequestBudget, ARateLimitPausesAllRequests) {
+  struct {
+    int status;
+    const char* headers;
+    double atLeast;
+    double atMost;
+  } const kCases[] = {{429, "", 1, 8},
+                      {429, "Retry-After: 2\r\n", 2, 8},
+                      {503, "Retry-After: 2\r\n", 2, 8},
+                      {503, "", 0, 0.9}};
+  for (const auto& test : kCases) {
+    std::atomic<bool> hasSlowBegun{false};
+    std::atomic<int> requests{0};
+    std::atomic<double> pause{0};
+    BudgetClock::time_point refused;
+    const loopback::Server server(
+        [&](loopback::Connection& connection, const loopback::Request& request) {
+          if (request.body == "slow") {
+            hasSlowBegun = true;
+            while (requests == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+          } else if (++requests == 1) {
+            refused = BudgetClock::now();
+            connection.Send(loopback::Answer("", test.status, test.headers));
+            return;
+          } else {
+            pause = Seconds(refused);
+          }
+          connection.Send(loopback::Answer("<r/>"));
+        });
+    const auto budget = std::make_shared<HTTPRequestBudget>(4, 2);
+    std::thread other([&] { EXPECT_TRUE(BudgetClient(server.Authority(), budget).Post("slow")); });
+    while (!hasSlowBegun) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(BudgetClient(server.Authority(), budget).Post("asked"));
+    other.join();
+    EXPECT_GE(pause, test.atLeast - 0.01) << test.status << test.headers;
+    if (!support::kIsSanitized) {
+      EXPECT_LE(pause, test.atMost) << test.status << test.headers;
+    }
   }
 }
 

@@ -32,9 +32,9 @@ using testing::StartsWith;
 using Clock = std::chrono::steady_clock;
 
 /// Records exchanges. A cancellation can end the first wait.
-class Recorder : public HTTPExchangeObserver {
+class RetryRecorder : public HTTPExchangeObserver {
  public:
-  Recorder() { m_settings.exchangeObserver = this; }
+  RetryRecorder() { m_settings.exchangeObserver = this; }
   void OnBegin(const HTTPExchangeStart& start) override { begun.push_back(start); }
   void OnRetry(const HTTPRetry& retry) override {
     retries.push_back(retry);
@@ -59,7 +59,7 @@ HTTPClientOptions WithRetries(std::uint32_t count) {
 }
 
 const std::string kNow = "Retry-After: 0\r\n";
-const std::string kFault =
+const std::string kSoapFault =
     "<?xml version=\"1.0\"?><s:Envelope xmlns:s=\"u\"><s:Body><s:Fault><faultcode>c</faultcode>"
     "</s:Fault></s:Body></s:Envelope>";
 
@@ -89,7 +89,7 @@ TEST_P(HTTPRetriedResponse, IsRepeatedOnlyIfItIsTemporary) {
     if (test.bytes.find("Content-Length: 100\r") != std::string::npos || test.bytes == "close")
       connection.Close();
   });
-  Recorder recorder;
+  RetryRecorder recorder;
   const HTTPClientOptions options = WithRetries(1);
   const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 10, &options);
   EXPECT_EQ(server.Requests().size(), test.isRepeated ? 2u : 1u) << outcome.error;
@@ -110,8 +110,8 @@ std::vector<Response> Responses() {
       {"NotHTTP", "SSH-2.0\r\n\r\n", false},
       {"WrongCompression", Answer("<r/>", "200 OK", "Content-Encoding: gzip\r\n"), false},
       {"WebPage", Answer("<html/>"), false},
-      {"Fault", Answer(kFault, "503 Busy", kNow), false},
-      {"FaultInUTF16", Answer(UTF16(kFault), "503 Busy", kNow), false},
+      {"Fault", Answer(kSoapFault, "503 Busy", kNow), false},
+      {"FaultInUTF16", Answer(UTF16(kSoapFault), "503 Busy", kNow), false},
       {"FaultWithoutPrefix", Answer("<Fault>x</Fault>", "503 Busy", kNow), false},
       {"FaultOfSOAP12", Answer("<e:E xmlns:e='u'><e:Fault/></e:E>", "429 Busy", kNow), false},
       {"NoFault", Answer("<Envelope><Faults/>Fault<xFault/></Envelope>", "503 Busy", kNow), true},
@@ -157,7 +157,7 @@ TEST(HTTPRetry, FailuresBeforeARequestAreRepeatedOnlyWithoutAConnection) {
       {"https://service.test/", "http://" + strictProxy.Authority(), 0},
   };
   for (const auto& test : kCases) {
-    Recorder recorder;
+    RetryRecorder recorder;
     HTTPClientOptions options = WithRetries(1);
     options.proxy = Wide(test.proxy);
     const std::string error = PostOnce(test.url, 10, &options).error;
@@ -199,7 +199,7 @@ TEST(HTTPRetry, TimeOutOfTheResponseIsNotRepeated) {
 
 // Log-ins.
 
-struct LogIn {
+struct RetriedLogIn {
   const char* name;
   const char* user;  // in the URL
   const wchar_t* token;
@@ -208,7 +208,7 @@ struct LogIn {
   bool keepsAlive;    // the connection after the 401
 };
 
-class HTTPRetriedLogIn : public testing::TestWithParam<LogIn> {
+class HTTPRetriedLogIn : public testing::TestWithParam<RetriedLogIn> {
  protected:
   std::string Url() const { return GetParam().user + m_server.Authority() + "/"; }
   int LogIns() const {
@@ -221,7 +221,7 @@ class HTTPRetriedLogIn : public testing::TestWithParam<LogIn> {
   std::atomic<bool> m_accepts{false};
   const WireServer m_server{
       [this](loopback::Connection& connection, const loopback::Request& request) {
-        const LogIn& test = GetParam();
+        const RetriedLogIn& test = GetParam();
         if (request.Header("authorization").empty()) {
           const std::string offer = std::string("WWW-Authenticate: ") + test.offer + "\r\n";
           connection.Send(
@@ -254,7 +254,7 @@ TEST_P(HTTPRetriedLogIn, IsRepeatedOnlyAfterItWasAccepted) {
 
 INSTANTIATE_TEST_SUITE_P(
     HTTP, HTTPRetriedLogIn,
-    testing::ValuesIn(std::vector<LogIn>{
+    testing::ValuesIn(std::vector<RetriedLogIn>{
         {"BasicReset", "http://ann:p@", L"", "Basic realm=\"r\"", "reset", false},
         {"BasicResetKeptAlive", "http://ann:p@", L"", "Basic realm=\"r\"", "reset", true},
         {"BasicClosed", "http://ann:p@", L"", "Basic realm=\"r\"", "close", false},
@@ -314,7 +314,7 @@ TEST(HTTPRetry, LogInAtAProxyIsRepeatedOnlyAfterItWasAccepted) {
 
 TEST(HTTPRetry, ObserverAndErrorCount) {
   const WireServer server(Answer("", "503 Busy", kNow));
-  Recorder recorder;
+  RetryRecorder recorder;
   const HTTPClientOptions options = WithRetries(2);
   HTTPClientWrapper client(Wide("http://canary:canary@" + server.Authority() + "/"), L"", L"", 10,
                            &options);
@@ -351,7 +351,7 @@ TEST(HTTPRetry, WithoutTheOptionNothingIsRepeated) {
 /// Seconds that the client would wait after this response. The wait itself is cancelled.
 double WaitAfter(const std::string& headers) {
   const WireServer server(Answer("", "503 Busy", headers));
-  Recorder recorder;
+  RetryRecorder recorder;
   VXExecutionState state;
   recorder.cancelled = &state;
   const VXExecutionState::Scope scope(state);
@@ -403,7 +403,7 @@ TEST(HTTPRetry, WaitsAsLongAsTheServerSays) {
 /// Ends the second wait instead of waiting for it.
 TEST(HTTPRetry, WaitsTwiceAsLongEachTime) {
   const WireServer server(Answer("", "503 Busy"));
-  Recorder recorder;
+  RetryRecorder recorder;
   const HTTPClientOptions options = WithRetries(2);
   const auto begin = Clock::now();
   PostOnce("http://" + server.Authority() + "/", 10, &options);
@@ -435,7 +435,7 @@ TEST(HTTPRetry, CancellationEndsAWaitWithin100Milliseconds) {
 
 TEST(HTTPRetry, DeadlineEndsAWait) {
   const WireServer server(Answer("", "503 Busy", "Retry-After: 60\r\n"));
-  Recorder recorder;
+  RetryRecorder recorder;
   recorder.Settings().limits.deadlineSeconds = 1;
   const ImportOperation operation;
   const HTTPClientOptions options = WithRetries(1);
@@ -449,7 +449,7 @@ TEST(HTTPRetry, DeadlineEndsAWait) {
 
 TEST(HTTPRetry, CountsAsARequestOfTheOperation) {
   const WireServer server(Answer("", "503 Busy", kNow));
-  Recorder recorder;
+  RetryRecorder recorder;
   recorder.Settings().limits.maxRequests = 3;
   ImportOperation operation;
   operation.CountRequest();
@@ -462,7 +462,7 @@ TEST(HTTPRetry, CountsAsARequestOfTheOperation) {
 
 TEST(HTTPRetry, EndsWhenTheRepliesAreTooLong) {
   const WireServer server(Answer(std::string(1000, 'x'), "503 Busy", kNow));
-  Recorder recorder;
+  RetryRecorder recorder;
   recorder.Settings().limits.maxTotalReplyBytes = 2500;
   ImportOperation operation;
   const HTTPClientOptions options = WithRetries(10);
@@ -528,7 +528,7 @@ TEST(HTTPTimeoutOptions, ReplaceTheOneOfTheConstructor) {
       {url, 60, 50, 1, 1, "has not responded for 1 seconds"},
   };
   for (const auto& test : kCases) {
-    Recorder recorder;
+    RetryRecorder recorder;
     HTTPClientOptions options;
     options.connectTimeoutSeconds = test.connecting;
     options.timeoutSeconds = test.silence;

@@ -7,22 +7,20 @@
 #include "Utility/Generic/HostConstants.h"
 #include "Utility/Generic/SUStrUtil.h"
 #include "Utility/Generic/ServerInfo.h"
+#include "support/Text.h"
 
 namespace {
 
+using support::Narrow;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-std::string Narrow(const String& text) {
-  return std::string(BaseStringUtil::StringToStdString(text, 65001).view());
-}
 
 std::string Load(int number, const std::vector<String>& arguments) {
   return Narrow(SUStrUtil::LoadMsgStringOnly(number, arguments));
 }
 
-std::string Texts(const ErrorMessage& error, const wchar_t* before = L"") {
+std::string MessageTexts(const ErrorMessage& error, const wchar_t* before = L"") {
   String texts = before;
   error.RetrieveErrorMessages(texts);
   return Narrow(texts);
@@ -55,7 +53,7 @@ TEST(Messages, HaveNumberAndAllArgumentsOnOneLine) {
 TEST(Messages, NameTheHierarchyThenItsCube) {
   const std::pair<int, const char*> reasons[] = {
       {62011, "it is virtual"},
-      {62012, "it holds measures"},
+      {62012, "it holds the measures, which are imported separately"},
       {62013, "its structure is not supported"},
   };
   for (const auto& [number, reason] : reasons) {
@@ -96,7 +94,7 @@ TEST(Messages, LongArgumentsAreTruncatedWithTheirLength) {
                 AllOf(HasSubstr("data source \"" + shown + "\", catalog"),
                       HasSubstr("cube \"" + shown + "\")")));
     EXPECT_EQ(Load(12345, {argument}), "[12345] " + shown);
-    EXPECT_EQ(Texts(ErrorMessage(46100, argument)), Load(46100, {argument}));
+    EXPECT_EQ(MessageTexts(ErrorMessage(46100, argument)), Load(46100, {argument}));
   }
 }
 
@@ -134,17 +132,17 @@ TEST(Messages, MissingAndSurplusArguments) {
 TEST(ErrorMessages, AreFormattedAndAppended) {
   const ErrorMessage numbered(64203, String(L"c"), L"s");
   EXPECT_EQ(numbered.GetNumber(), 64203);
-  EXPECT_EQ(Texts(numbered), Load(64203, {L"c", L"s"}));
+  EXPECT_EQ(MessageTexts(numbered), Load(64203, {L"c", L"s"}));
   const ErrorMessage bare(String(L"two\nlines"));
   EXPECT_EQ(bare.GetNumber(), 0);
-  EXPECT_EQ(Texts(bare), "two lines");
-  EXPECT_EQ(Texts(bare, L"before"), "before\ntwo lines");
-  EXPECT_EQ(Texts(bare, L"before\n"), "before\ntwo lines");
+  EXPECT_EQ(MessageTexts(bare), "two lines");
+  EXPECT_EQ(MessageTexts(bare, L"before"), "before\ntwo lines");
+  EXPECT_EQ(MessageTexts(bare, L"before\n"), "before\ntwo lines");
   ErrorMessage several = bare;
   several.Append(ErrorMessage(String(L"more")));
   several.Append(several);
-  EXPECT_EQ(Texts(several), "two lines\nmore\ntwo lines\nmore");
-  EXPECT_EQ(Texts(bare), "two lines");
+  EXPECT_EQ(MessageTexts(several), "two lines\nmore\ntwo lines\nmore");
+  EXPECT_EQ(MessageTexts(bare), "two lines");
 }
 
 TEST(ErrorMessages, ExceptionsHaveTheirSource) {
@@ -155,7 +153,7 @@ TEST(ErrorMessages, ExceptionsHaveTheirSource) {
     EXPECT_TRUE(caught.GetSourceFile() == L"dir/File.cpp");
     EXPECT_EQ(caught.GetSourceLine(), 17);
     EXPECT_EQ(caught.GetNumber(), 46066);
-    EXPECT_EQ(Texts(caught), Load(46066, {}));
+    EXPECT_EQ(MessageTexts(caught), Load(46066, {}));
   }
   EXPECT_TRUE(error.GetSourceFile().empty());
   EXPECT_EQ(error.GetSourceLine(), 0);

@@ -19,18 +19,13 @@
 #include "Utility/Generic/SystemUtility.h"
 #include "Utility/Generic/VXDateTime.h"
 #include "support/Settings.h"
+#include "support/Text.h"
 
 namespace {
 
+using support::Narrow;
+using support::Wide;
 using testing::HasSubstr;
-
-std::string Narrow(const String& text) {
-  return std::string(BaseStringUtil::StringToStdString(text, 65001).view());
-}
-
-String Wide(const std::string& text) {
-  return BaseStringUtil::StdStringToString(NarrowString(text.c_str(), text.size()), 65001);
-}
 
 TEST(DateTime, HasLocalFieldsAndTruncatedFractions) {
   const VXDateTime moment = VXDateTime::FromFields(2016, 6, 5, 3, 46, 9, 129987);

@@ -15,15 +15,15 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/Certificate.h"
 #include "support/ChildProcess.h"
+#include "support/Text.h"
 #include "support/WireServer.h"
 
 namespace {
 
+using support::Wide;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-String Wide(const std::string& ascii) { return String(std::wstring(ascii.begin(), ascii.end())); }
 
 void Reply(loopback::Connection& connection, const loopback::Request&) {
   connection.Send(Answer("<r/>"));

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "Utility/Generic/SAX2XmlReadDriver.h"
 #include "Utility/Generic/VXThread.h"
+#include "support/Text.h"
 
 /// The elements and the error that a consumer got from a parse.
 struct Reading {
@@ -63,13 +63,4 @@ inline Reading ReadDocument(SAX2XmlReadDriver& driver, const String& text) {
 inline Reading ReadDocument(const String& text) {
   const Heap<SAX2XmlReadDriver> driver = SAX2XmlReadDriverFactory::CreateSAX2XmlReadDriver(1);
   return ReadDocument(*driver, text);
-}
-
-inline void PrintTo(const String& text, std::ostream* out) {
-  for (const wchar_t character : text) {
-    if (character >= 0x20 && character < 0x7F)
-      *out << static_cast<char>(character);
-    else
-      *out << "\\x" << std::hex << static_cast<unsigned>(character) << std::dec << ' ';
-  }
 }

@@ -292,6 +292,46 @@ TEST(ReadAheadLimits, AWrongPasswordIsSentOnce) {
   EXPECT_LE(withPassword, 30 + 4 + 2);
 }
 
+/// An additional connection begins with the scheme that the server has accepted.
+TEST(ReadAheadLimits, AdditionalConnectionsLogInWithTheirFirstRequest) {
+  const CubeScript script = Equal(20);
+  std::atomic<int> withoutPassword{0};
+  Server server([&](loopback::Connection& connection, const loopback::Request& request) {
+    if (!request.Header("Authorization").empty()) return Send(connection, script(request));
+    ++withoutPassword;
+    connection.Send(loopback::Answer("no", 401, "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+  });
+  server.maxDelay = 1000;
+  const Outcome many =
+      Import(server.Url(), {}, {.requests = 6, .user = L"ann", .password = L"secret"});
+  EXPECT_TRUE(many.IsSuccess()) << many.errors;
+  EXPECT_GT(many.ahead.used, 0u);
+  EXPECT_EQ(withoutPassword, 1);
+}
+
+/// A server that offers Digest first, and Basic on further connections, does not get the password
+/// in clear.
+TEST(ReadAheadLimits, AdditionalConnectionsDoNotUseAWeakerScheme) {
+  const CubeScript script = Equal(20);
+  std::atomic<int> basic{0};
+  std::atomic<int> offers{0};
+  Server server([&](loopback::Connection& connection, const loopback::Request& request) {
+    const std::string given = request.Header("Authorization");
+    if (given.find("username=\"ann\"") != std::string::npos)
+      return Send(connection, script(request));
+    if (given.starts_with("Basic")) ++basic;
+    const std::string offer =
+        offers++ == 0 ? "Digest realm=\"r\", nonce=\"n\", qop=\"auth\"" : "Basic realm=\"r\"";
+    connection.Send(loopback::Answer("no", 401, "WWW-Authenticate: " + offer + "\r\n"));
+  });
+  server.maxDelay = 1000;
+  const Outcome many =
+      Import(server.Url(), {}, {.requests = 6, .user = L"ann", .password = L"secret"});
+  EXPECT_TRUE(many.IsSuccess()) << many.errors;
+  EXPECT_GT(offers, 1);
+  EXPECT_EQ(basic, 0);
+}
+
 TEST(ReadAheadLimits, ConnectionsShareTheCookies) {
   const CubeScript script = Equal(20);
   std::atomic<int> without{0};
@@ -302,6 +342,57 @@ TEST(ReadAheadLimits, ConnectionsShareTheCookies) {
   });
   EXPECT_TRUE(Import(server.Url(), {}, {.requests = 6}).IsSuccess());
   EXPECT_EQ(without, 1);
+}
+
+/// A balancer sends what is too much to a broken server, and a cookie keeps a client there.
+TEST(ReadAheadLimits, ADroppedReplyDoesNotChangeTheCookies) {
+  const CubeScript script = Equal(30);
+  std::atomic<int> inProgress{0};
+  std::atomic<int> failed{0};
+  Server server([&](loopback::Connection& connection, const loopback::Request& request) {
+    const bool isKeptAtBroken = request.Header("Cookie") == "route=broken";
+    const bool isTooMuch = ++inProgress > 2;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    --inProgress;
+    if (!isKeptAtBroken && !isTooMuch) return Send(connection, script(request));
+    ++failed;
+    connection.Send(loopback::Answer("broken", 500, "Set-Cookie: route=broken\r\n"));
+  });
+  const Outcome one = Import(server.Url(), {}, {});
+  EXPECT_TRUE(one.IsSuccess()) << one.errors;
+  for (const unsigned int requests : {3U, 8U}) {
+    failed = 0;
+    EXPECT_EQ(Difference(Import(server.Url(), {}, {.requests = requests}), one), "");
+    EXPECT_GT(failed, 0);
+  }
+}
+
+/// Whatever single allocation fails on whatever thread: an error or the complete result.
+TEST(ReadAheadLimits, AFailedAllocationIsAnErrorAtMost) {
+  if (!FailingAllocation::kIsPossible) GTEST_SKIP() << "allocations cannot be made to fail";
+  const CubeScript script = Equal(6);
+  Server server(With(script));
+  const Outcome whole = Import(server.Url(), {}, {.requests = 4});
+  std::mt19937 random(3);
+  long failed = 0;
+  long complete = 0;
+  const int rounds = support::Effort(300, 20000);
+  for (int i = 0; i < rounds; ++i) {
+    const long number = std::uniform_int_distribution<long>(1, 7000)(random);
+    const FailingAllocation failing(number, FailingAllocation::Which::kOnlyThat,
+                                    FailingAllocation::Whose::kAnyThread);
+    try {
+      const Outcome outcome = Import(server.Url(), {}, {.requests = 4});
+      complete += outcome.records == whole.records ? 1 : 0;
+    } catch (const std::exception&) {
+      // In the test's own code.
+    }
+    failed += FailingAllocation::HasFailed() ? 1 : 0;
+  }
+  EXPECT_GT(failed, rounds / 10);
+  EXPECT_GT(complete, 0);
+  network::Figure("imports with read-ahead in which one allocation fails",
+                  network::Text(failed, " of ", rounds, " imports: ", complete, " complete"));
 }
 
 TEST(ReadAheadLimits, ACancellationEndsEverythingAtOnce) {

@@ -10,6 +10,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPReadAhead.h"
 #include "Utility/XMLASAX/OTXMLAAnaTamImportAPI.h"
+#include "support/FailingAllocation.h"
 #include "support/Operations.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
@@ -22,7 +23,7 @@ Server::Server(Answer answer, std::size_t requestsKept)
     : m_answer(std::move(answer)),
       m_server([this](loopback::Connection& connection,
                       const loopback::Request& request) { Serve(connection, request); },
-               {.requestsKept = requestsKept}) {}
+               {.requestsKept = requestsKept, .onThread = &FailingAllocation::ExemptThisThread}) {}
 
 void Server::Serve(loopback::Connection& connection, const loopback::Request& request) {
   ++m_count;

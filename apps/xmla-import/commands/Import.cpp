@@ -204,7 +204,7 @@ class Reading {
     const ImportSettings::Scope settingsScope(m_settings);
     std::optional<VXExecutionState::Scope> scope;
     if (m_state) scope.emplace(*m_state);
-    for (std::size_t i = m_next++; i < m_cubes.size() && !m_isUnreachable && m_order.AwaitTurn(i);
+    for (std::size_t i = m_next++; i < m_cubes.size() && !m_isUnreachable && AwaitTurn(i);
          i = m_next++)
       m_order.Put(i, Read(i));
     LeaveRequestsToOthers();
@@ -212,6 +212,15 @@ class Reading {
 
   void LeaveRequestsToOthers() {
     if (m_settings.http.requestBudget) m_settings.http.requestBudget->EndImport();
+  }
+
+  /// While the thread waits, others may use its place to read ahead.
+  bool AwaitTurn(std::size_t number) {
+    const bool mustWait = m_settings.http.requestBudget && m_order.MustWait(number);
+    if (mustWait) LeaveRequestsToOthers();
+    const bool mayGoOn = m_order.AwaitTurn(number);
+    if (mustWait) m_settings.http.requestBudget->BeginImport();
+    return mayGoOn;
   }
 
   /// Null if memory is exhausted.

@@ -35,9 +35,10 @@ class XMLAHOST_API HTTPPrediction {
 /// budget. Each has a place for the requests that it needs at once, and uses places that are left
 /// to read ahead. Thread-safe.
 ///
-/// A server that refuses a request for its load (429, 503, or no connection) while others are in
-/// progress halves the number for all, down to one. A refused request is repeated when no other one
-/// is in progress, so a failure that is reported happened to a request that was alone.
+/// A request that fails while others are in progress is repeated when no other one is in progress.
+/// The failure is reported only if it happens then, too. If load looks like the reason (429, 502,
+/// 503 or 504, no or a lost connection, or a time-out), the number is halved for all import
+/// objects, down to one.
 class XMLAHOST_API HTTPRequestBudget {
  public:
   /// `imports`: number of import objects that work at the same time, at least 1.
@@ -47,6 +48,8 @@ class XMLAHOST_API HTTPRequestBudget {
 
   /// One of the import objects has finished and is destroyed. Others may use its place.
   void EndImport() noexcept;
+  /// Another import object begins to work. Call it only after EndImport.
+  void BeginImport() noexcept;
 
   // For HTTP clients:
 
@@ -63,29 +66,33 @@ class XMLAHOST_API HTTPRequestBudget {
 
     /// True if this is a permission.
     explicit operator bool() const noexcept { return m_budget != nullptr; }
-    /// Returns it after a request that has ended. Does nothing if this is none.
+    /// Call after a request that has ended. Does nothing without a permission.
     void Return() noexcept;
-    /// Returns it after a request that was cancelled: the server may still work on it.
+    /// Call instead of Return after a request that was cancelled. The server may still work on it.
     void Abandon() noexcept;
-    /// Call when the server has refused the request for its load. True if it must be repeated
-    /// alone: others were in progress. Then halves the budget, once for requests that were in
-    /// progress together.
-    bool Refuse() noexcept;
+    /// True if other requests were in progress since this permission was given. If the request has
+    /// failed, it must be repeated with a permission of Take(true).
+    bool IsBesideOthers() const noexcept;
+    /// Call when the request has failed, and load looks like the reason. If other requests were in
+    /// progress, halves the budget, once for requests that were in progress together.
+    void Refuse() noexcept;
 
    private:
     friend class HTTPRequestBudget;
+    bool IsBesideOthersLocked() const noexcept;
+
     HTTPRequestBudget* m_budget = nullptr;
-    unsigned int* m_count = nullptr;  // of the budget, in which this permit counts
-    std::uint64_t m_number = 0;       // of all permits
-    unsigned int m_halvings = 0;      // of the budget before this permit
-    bool m_wasFirst = false;          // nothing else was in progress at its beginning
+    unsigned int* m_count = nullptr;  // counter of the budget that includes this permit
+    std::uint64_t m_number = 0;       // permits are numbered in their order
+    unsigned int m_halvings = 0;      // of the budget when it gave this permit
+    bool m_wasFirst = false;          // no other request was in progress then
   };
 
   /// Called if a place may be free after TryTakeAhead has failed. On any thread; must not throw,
   /// and must not call the budget.
   class Listener {
    public:
-    /// See Listener.
+    /// A place may be free.
     virtual void OnPlaceFree() noexcept = 0;
 
    protected:
@@ -103,21 +110,26 @@ class XMLAHOST_API HTTPRequestBudget {
   /// False while the import objects need all places themselves.
   bool HasRoom() const noexcept;
 
-  /// Waits for a place; `isAlone`: until no other request is in progress, and keeps them away. None
-  /// if IsThreadToStop.
+  /// Gives no permission for `seconds` from now. Does not end a longer pause.
+  void Pause(double seconds);
+  /// Waits for a place. With `isAlone`, waits until no other request is in progress, and lets none
+  /// begin before the permission is returned. Without permission if IsThreadToStop.
   Permit Take(bool isAlone);
-  /// For a request that is sent ahead over the connection of the import object: in its own place.
+  /// For a request that is sent ahead over the client's own connection. It uses the place that the
+  /// import object has for its own requests. Without permission if that is not free.
   Permit TryTakeOwn() noexcept;
-  /// The same for an additional connection.
+  /// For a request that is sent ahead over an additional connection. Without permission if no place
+  /// is left.
   Permit TryTakeAhead() noexcept;
 
  private:
   Permit PermitLocked(unsigned int& count) noexcept;
   bool IsFreeLocked() const noexcept;
   bool IsQuietLocked() const noexcept;
+  bool IsPausedLocked() const noexcept;
   void NotifyLocked() noexcept;
 
-  const int m_process;  // number
+  const int m_process;  // id
   mutable std::mutex m_mutex;
   std::condition_variable m_changed;
   // Guarded by m_mutex.
@@ -126,12 +138,13 @@ class XMLAHOST_API HTTPRequestBudget {
   unsigned int m_own = 0;           // permits of requests that import objects send themselves
   unsigned int m_ahead = 0;         // permits of the others
   unsigned int m_waiting = 0;       // calls of Take
-  unsigned int m_waitingAlone = 0;  // of these: to be alone
-  bool m_isAlone = false;           // the only permit keeps others away
-  std::uint64_t m_permits = 0;      // so far
+  unsigned int m_waitingAlone = 0;  // of these: with isAlone
+  bool m_isAlone = false;           // the only permit was taken with isAlone
+  std::uint64_t m_permits = 0;      // given so far
   unsigned int m_halvings = 0;
   bool m_isWanted = false;                            // TryTakeAhead has failed
   std::chrono::steady_clock::time_point m_abandoned;  // when the latest request was cancelled
+  std::chrono::steady_clock::time_point m_pausedUntil;
   std::vector<Listener*> m_listeners;
 };
 

@@ -40,11 +40,11 @@ constexpr Message kMessages[] = {
      L"the result looks wrong or incomplete, choose the target kind that matches the server."},
     {kMessageVirtualHierarchy,
      L" was skipped because it is virtual (data source \"{2}\", catalog \"{3}\", cube \"{4}\"). "
-     L"Import the hierarchy that it is built on instead.",
+     L"Use the hierarchy that it is built on, in the same or another cube.",
      kHierarchy},
     {kMessageMeasuresHierarchy,
-     L" was skipped because it holds measures (data source \"{2}\", catalog \"{3}\", cube "
-     L"\"{4}\"). Nothing is lost: measures are imported separately.",
+     L" was skipped because it holds the measures, which are imported separately (data source "
+     L"\"{2}\", catalog \"{3}\", cube \"{4}\"). There is nothing to do.",
      kHierarchy},
     {kMessageUnknownStructure,
      L" was skipped because its structure is not supported (data source \"{2}\", catalog \"{3}\", "

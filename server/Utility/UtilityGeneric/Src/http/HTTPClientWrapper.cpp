@@ -78,6 +78,7 @@ class HTTPClientWrapper::Impl {
 
   void SetPrediction(std::shared_ptr<const HTTPPrediction> prediction) {
     if (!m_budget || m_budget->MostAhead() == 0) return;
+    m_prediction = prediction;
     m_readAhead = std::make_unique<HTTPReadAhead>(
         m_transfer, m_budget, std::move(prediction), [this](HTTPResponse& response) {
           const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
@@ -178,7 +179,8 @@ class HTTPClientWrapper::Impl {
       m_readAhead->OnResponse(body, response, result.hasReply && result.diagnosis.what.empty());
   }
 
-  /// False if the request must be sent, with the permit if there is one already.
+  /// True if the reply was read ahead: sets `attempt`. Otherwise the request must be sent. If no
+  /// other request may be in progress then, sets `permit`.
   bool TakeReadAhead(const NarrowString& body, HTTPRequestBudget::Permit& permit,
                      Attempt& attempt) {
     if (!m_readAhead) return false;
@@ -188,19 +190,31 @@ class HTTPClientWrapper::Impl {
     return attempt.wasReadAhead;
   }
 
-  /// Sends the request, with a permit of the budget if there is one. A request that the server
-  /// refuses beside others is sent again, alone.
+  /// Sends the request. If there is a budget, waits for a permit first. If the request fails while
+  /// others are in progress, they may be the reason: waits until they have ended, and sends it once
+  /// more.
   void SendInBudget(const NarrowString& body, HTTPRequestBudget::Permit& permit, Attempt& attempt) {
     if (!m_budget) return Send(body, attempt);
     if (!permit) permit = m_budget->Take(false);
     if (permit) Send(body, attempt);
-    if (permit && HTTPRetries::IsOverload(attempt.response) && permit.Refuse()) {
-      attempt = Attempt();
+    if (permit && permit.IsBesideOthers() && HTTPRetries::MayComeFromOthers(attempt.response) &&
+        HasFailed(attempt)) {
+      if (HTTPRetries::MayBeOverload(attempt.response)) permit.Refuse();
+      m_budget->Pause(HTTPRetries::PauseSeconds(attempt.response));
+      if (IsTimeout(attempt.response.failure)) permit.Abandon();
       permit.Return();
+      m_transfer.ForgetCookies();
+      attempt = Attempt();
       permit = m_budget->Take(true);
       if (permit) Send(body, attempt);
     }
     if (!permit) attempt.Stop();
+  }
+
+  /// True if the import would reject the reply. May read it completely.
+  bool HasFailed(const Attempt& attempt) const {
+    return !attempt.hasReply || !attempt.diagnosis.what.empty() ||
+           (m_prediction && !m_prediction->IsAccepted(attempt.response.body));
   }
 
   static void CountBytes(const HTTPResponse& response) {
@@ -238,7 +252,8 @@ class HTTPClientWrapper::Impl {
   String m_headerLines;                               // set in m_transfer
   const std::shared_ptr<HTTPRequestBudget> m_budget;  // null: one request at a time
   HTTPTransfer m_transfer;
-  std::unique_ptr<HTTPReadAhead> m_readAhead;  // null: none
+  std::shared_ptr<const HTTPPrediction> m_prediction;  // null: none, like m_readAhead
+  std::unique_ptr<HTTPReadAhead> m_readAhead;
 };
 
 HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, const String& password,

@@ -1,6 +1,7 @@
 #include "http/HTTPCookies.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "text/ASCIIText.h"
 
@@ -63,6 +64,16 @@ void HTTPCookies::Store(std::string_view header, bool (*isPast)(const std::strin
     m_cookies.push_back({std::string(name), std::string(value)});
   else
     same->value = value;
+}
+
+void HTTPCookies::CopyFrom(const HTTPCookies& other) {
+  std::vector<Cookie> cookies;
+  {
+    const std::lock_guard lock(other.m_mutex);
+    cookies = other.m_cookies;
+  }
+  const std::lock_guard lock(m_mutex);
+  m_cookies = std::move(cookies);
 }
 
 std::string HTTPCookies::ForRequest() const {

@@ -15,6 +15,15 @@ class HTTPCookies {
   HTTPCookies(std::string_view servicePath, std::size_t maxCount, std::size_t maxBytes)
       : m_servicePath(servicePath), m_maxCount(maxCount), m_maxBytes(maxBytes) {}
 
+  /// The settings of the other object, without its cookies.
+  struct SameSettings {
+    const HTTPCookies& other;
+  };
+  explicit HTTPCookies(SameSettings as)
+      : HTTPCookies(as.other.m_servicePath, as.other.m_maxCount, as.other.m_maxBytes) {}
+
+  /// Takes the cookies of the other object, which has the same limits.
+  void CopyFrom(const HTTPCookies& other);
   /// Stores the cookie of a Set-Cookie header. `isPast` returns true for a date in the past.
   void Store(std::string_view header, bool (*isPast)(const std::string& date));
   /// Value of the Cookie header: "NAME=VALUE; NAME=VALUE"; empty without cookies.

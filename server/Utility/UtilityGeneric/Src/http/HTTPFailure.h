@@ -46,6 +46,11 @@ inline bool IsAbortedByClient(HTTPFailure failure) noexcept {
   return failure != HTTPFailure::kNone && failure < HTTPFailure::kBadURL;
 }
 
+/// True if the server did not send the response, or the rest of it, in time.
+inline bool IsTimeout(HTTPFailure failure) noexcept {
+  return failure == HTTPFailure::kResponseTimeout || failure == HTTPFailure::kIdleTimeout;
+}
+
 /// Data for the text of a failure.
 struct HTTPFailureDetails {
   HTTPFailure failure = HTTPFailure::kNone;

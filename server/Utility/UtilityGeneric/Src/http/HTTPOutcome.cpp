@@ -16,15 +16,6 @@ namespace {
 
 using BaseStringUtil::FromUTF8;
 
-String Joined(const std::vector<std::string>& names) {
-  String text;
-  for (const std::string& name : names) {
-    if (!text.empty()) text += L", ";
-    text += FromUTF8(name);
-  }
-  return text;
-}
-
 /// Limits the length of a text that a server chose.
 String Truncated(const String& text) {
   constexpr std::size_t kMaxCharacters = 512;
@@ -47,9 +38,9 @@ void DiagnoseOfferNotAllowed(const HTTPResponse& response, bool isProxy,
                              const HTTPClientSetup& setup, HTTPDiagnosis& diagnosis) {
   const std::vector<std::string> allowed = HTTPLogIn::Names(setup.allowed);
   diagnosis.what += String(isProxy ? L": the proxy" : L": the server") + L" offers " +
-                    Joined(response.schemes) + L", but ";
+                    JoinedNames(response.schemes) + L", but ";
   diagnosis.what += allowed.empty() ? String(L"no scheme is allowed")
-                                    : L"only " + Joined(allowed) +
+                                    : L"only " + JoinedNames(allowed) +
                                           (allowed.size() == 1 ? L" is allowed" : L" are allowed");
   diagnosis.advice = L"allow one of the schemes that it offers";
   diagnosis.setting = HTTPSetting::kAuthSchemes;
@@ -64,7 +55,7 @@ void DiagnoseLogIn(const HTTPResponse& response, bool isProxy, const HTTPClientS
   const bool offersOther = std::any_of(response.schemes.begin(), response.schemes.end(),
                                        [](const std::string& name) { return !IsNegotiate(name); });
   diagnosis.details = response.schemes.empty() ? String(L"no way to log in is offered")
-                                               : L"it offers " + Joined(response.schemes);
+                                               : L"it offers " + JoinedNames(response.schemes);
   if (!response.logInProblem.empty()) diagnosis.details += L"; " + FromUTF8(response.logInProblem);
   const unsigned int rejected = isProxy ? response.rejectedByProxy : response.rejectedByService;
   const wchar_t* const peer = isProxy ? L": the proxy" : L": the server";

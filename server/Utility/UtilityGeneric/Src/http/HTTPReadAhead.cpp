@@ -129,6 +129,7 @@ std::optional<HTTPReadAhead::Answer> HTTPReadAhead::Look(const NarrowString& bod
                                                          HTTPResponse& response) {
   using State = HTTPReadAheadStore::State;
   bool mustWake = false;
+  Answer answer = Answer::kReady;
   {
     const std::lock_guard lock(m_mutex);
     Place place;
@@ -138,7 +139,8 @@ std::optional<HTTPReadAhead::Answer> HTTPReadAhead::Look(const NarrowString& bod
       m_awaited = body;
       return std::nullopt;
     }
-    // It is sent alone, so the request on the client's own connection comes first.
+    // The request must be repeated while no other is in progress. So the one that was sent ahead
+    // over the client's own connection must end first.
     if (mayWait && request && request->state == State::kFailed && m_own.operation)
       return std::nullopt;
     m_awaited.clear();
@@ -150,17 +152,17 @@ std::optional<HTTPReadAhead::Answer> HTTPReadAhead::Look(const NarrowString& bod
       m_ownPlace = place;
       if (request->state != State::kFailed) return Answer::kSend;
       ++m_counts.repeated;
-      m_store.Remove(place);
-      return Answer::kSendAlone;
+      answer = Answer::kSendAlone;
+    } else {
+      ++m_counts.used;
+      response = std::move(request->response);
+      m_limit.Subtract(request->limitedBytes);
     }
-    ++m_counts.used;
-    response = std::move(request->response);
-    m_limit.Subtract(request->limitedBytes);
     m_store.Remove(place);
     mustWake = std::exchange(m_isWaitingForImport, false);
   }
   if (mustWake) m_group->Wake();
-  return Answer::kReady;
+  return answer;
 }
 
 /// True if a predicted request can only be sent after another one: the client's own connection is
@@ -273,7 +275,8 @@ bool HTTPReadAhead::Serve(const std::shared_ptr<Operation>& operation) noexcept 
       for (const auto& lane : m_lanes)
         if (lane->operation) AdvanceLane(*lane);
     }
-  } catch (...) {  // usually out of memory; ErrorMessage is no std::exception
+  } catch (...) {
+    // Usually std::bad_alloc. ErrorMessage does not derive from std::exception.
     isWorking = false;
     operation->isServed = true;
     const std::lock_guard lock(m_mutex);
@@ -330,8 +333,8 @@ HTTPReadAhead::Lane& HTTPReadAhead::IdleLane() {
 
 // Both threads.
 
-/// Ask before taking a permit: import objects without requests would wake each other again and
-/// again.
+/// Call before taking a permit. An import object that takes and returns permits without a request
+/// would wake the other ones, and they would do the same.
 bool HTTPReadAhead::HasRequest(const std::shared_ptr<Operation>& operation) {
   const std::lock_guard lock(m_mutex);
   return HasRequestLocked(operation);
@@ -405,7 +408,9 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
     if (isUsable) bytes = size;
   }
   const bool isFollowed = isUsable && m_prediction->IsFollowed(lane.body);
-  if (HTTPRetries::IsOverload(lane.response)) lane.permit.Refuse();
+  if (HTTPRetries::MayBeOverload(lane.response)) lane.permit.Refuse();
+  const double pause = HTTPRetries::PauseSeconds(lane.response);
+  const bool isTimeout = IsTimeout(lane.response.failure);
   {
     const std::lock_guard lock(m_mutex);
     OnRefusalLocked(lane.response);
@@ -415,7 +420,11 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
       request->state = HTTPReadAheadStore::State::kReady;
       request->limitedBytes = bytes;
       request->response = std::move(lane.response);
-      if (isFollowed) m_store.AddExchange(lane.place, lane.body, request->response.body);
+      try {
+        if (isFollowed) m_store.AddExchange(lane.place, lane.body, request->response.body);
+      } catch (const std::exception&) {
+        // Out of memory: the import will send the requests that follow.
+      }
     } else {
       m_limit.Subtract(bytes);
       if (request) request->state = HTTPReadAheadStore::State::kFailed;
@@ -423,7 +432,11 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
     if (lane.additional && m_awaited == lane.body) m_own.transfer->Wake();
   }
   lane.operation = nullptr;
-  lane.permit.Return();
+  m_budget->Pause(pause);
+  if (isTimeout)
+    lane.permit.Abandon();
+  else
+    lane.permit.Return();
   if (!lane.additional && isFollowed) m_group->Wake();
 }
 

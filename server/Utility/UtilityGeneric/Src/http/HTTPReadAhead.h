@@ -20,10 +20,10 @@
 /// sends them ahead in the order in which they will be needed, over additional connections and,
 /// while the import waits, over the client's own. All additional connections belong to one thread.
 ///
-/// A reply answers the import only if it is complete, usable, and not a fault. Everything else is
-/// dropped. The client sends the request again when the import needs it, alone. So failures,
-/// retries and their texts are those of a client without read-ahead, and a server that cannot
-/// answer several requests at a time is asked for one at a time.
+/// The import gets a reply only if it is complete, usable, and not a fault. Any other reply is
+/// dropped. When the import asks for it, the client sends the request again, while no other request
+/// is in progress. So failures, retries and their texts are those of a client without read-ahead. A
+/// server that cannot answer several requests at a time gets one at a time.
 ///
 /// Log-in: there is nothing to send ahead before the service has answered the client's own request,
 /// so a wrong password is sent as often as without read-ahead. After a 401 or 407 to a request that
@@ -53,12 +53,13 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   void SetHeaderLines(const NarrowString& lines);
 
   enum class Answer {
-    kReady,     ///< the reply was read ahead
-    kSend,      ///< the client must send the request
-    kSendAlone  ///< the same, with the whole budget: it has failed beside others
+    kReady,  ///< the reply was read ahead
+    kSend,   ///< the client must send the request
+    /// The client must send the request again, while no other request is in progress.
+    kSendAlone
   };
-  /// Looks for the reply to this request, and waits for it if it was sent. kReady: sets `response`.
-  /// Else the own transfer is free.
+  /// Looks for the reply to this request, and waits for it if the request was sent ahead. Sets
+  /// `response` if the result is kReady. After the other results, the own transfer is free.
   Answer Take(const NarrowString& body, HTTPResponse& response);
   /// Call after each request that the client has sent itself. `isUsable`: the body of the response
   /// is UTF-8, and the import can use it.
@@ -142,7 +143,7 @@ class HTTPReadAhead final : private HTTPRequestBudget::Listener {
   HTTPReadAheadInfo m_counts;
   HTTPLogInSchemes m_logIn;
   NarrowString m_headerLines;
-  NarrowString m_awaited;             // the import waits for the reply to this request; empty: none
+  NarrowString m_awaited;             // request whose reply the import waits for; empty: none
   bool m_isWaitingForImport = false;  // to use a reply, before more is sent ahead
   bool m_isOff = false;
   bool m_isEnding = false;

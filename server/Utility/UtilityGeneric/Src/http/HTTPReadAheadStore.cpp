@@ -42,7 +42,8 @@ HTTPReadAheadStore::Place HTTPReadAheadStore::SendFirst() {
     request.body = first->second.body;
     m_places.emplace(request.body, place);
     Advance(first);
-  } catch (...) {  // else the import would wait for a request that nobody sends
+  } catch (...) {
+    // If the request counted as sent, the import would wait for its reply forever.
     Remove(place);
     throw;
   }

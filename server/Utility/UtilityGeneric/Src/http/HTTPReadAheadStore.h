@@ -54,7 +54,6 @@ class HTTPReadAheadStore {
 
   // Requests that are not sent:
 
-  bool HasUnsent() const { return !m_unsent.empty(); }
   /// The unsent request that is needed first; nullptr if there is none.
   const NarrowString* FirstUnsent() const {
     return m_unsent.empty() ? nullptr : &m_unsent.begin()->second.body;

@@ -24,20 +24,23 @@ HTTPReceiver::HTTPReceiver(std::string_view servicePath, const HTTPClientOptions
       m_maxRatio(options.maxCompressionRatio),
       m_cookies(
           std::make_shared<HTTPCookies>(servicePath, options.maxCookies, options.maxCookieBytes)),
-      m_headers(m_maxHeaderBytes, *m_cookies, &IsPast) {}
+      m_cookieCopy(servicePath, options.maxCookies, options.maxCookieBytes),
+      m_headers(m_maxHeaderBytes, &IsPast) {}
 
 HTTPReceiver::HTTPReceiver(const HTTPReceiver& other)
     : m_maxReplyBytes(other.m_maxReplyBytes),
       m_maxHeaderBytes(other.m_maxHeaderBytes),
       m_maxRatio(other.m_maxRatio),
       m_cookies(other.m_cookies),
-      m_headers(m_maxHeaderBytes, *m_cookies, &IsPast) {}
+      m_cookieCopy(HTTPCookies::SameSettings{*other.m_cookies}),
+      m_headers(m_maxHeaderBytes, &IsPast) {}
 
-void HTTPReceiver::BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) noexcept {
+void HTTPReceiver::BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) {
+  m_cookieCopy.CopyFrom(*m_cookies);
   m_onStep = &onStep;
   m_body = &body;
   m_failure = HTTPFailure::kNone;
-  m_headers.BeginExchange();
+  m_headers.BeginExchange(m_limit ? m_cookieCopy : *m_cookies);
   m_receivedBytes = m_decodedBytes = m_earlierBytes = 0;
 }
 

@@ -32,8 +32,9 @@ class HTTPReceiver {
   HTTPReceiver& operator=(const HTTPReceiver&) = delete;
   ~HTTPReceiver() = default;
 
-  /// Starts an exchange. The body goes to `body`. Both arguments must outlive the exchange.
-  void BeginExchange(NarrowString& body, const HTTPStepHandler& onStep) noexcept;
+  /// Starts an exchange. The body goes to `body`. Both arguments must outlive the exchange. With
+  /// an additional limit, cookies of the responses are used in this exchange only.
+  void BeginExchange(NarrowString& body, const HTTPStepHandler& onStep);
   /// Starts one request of the exchange.
   void BeginRequest() noexcept;
 
@@ -67,7 +68,9 @@ class HTTPReceiver {
   /// rejected log-ins and failed attempts. Decoded, or as received if that is longer or libcurl
   /// discarded it.
   std::uint64_t EarlierBytes() const noexcept { return m_earlierBytes; }
-  std::string Cookies() const { return m_cookies->ForRequest(); }
+  std::string Cookies() const { return (m_limit ? m_cookieCopy : *m_cookies).ForRequest(); }
+  /// Forgets the cookies of this exchange.
+  void ForgetCookies() { m_cookies->CopyFrom(m_cookieCopy); }
   /// An additional limit for the following exchanges, which must outlive them; null: none.
   void SetLimit(HTTPByteLimit* limit) noexcept { m_limit = limit; }
   /// The bytes of this exchange that were added to the additional limit. The caller subtracts them.
@@ -81,6 +84,8 @@ class HTTPReceiver {
   const std::size_t m_maxHeaderBytes;
   const std::uint64_t m_maxRatio;
   const std::shared_ptr<HTTPCookies> m_cookies;
+  /// The cookies at the start of the exchange. An exchange with an additional limit changes these.
+  HTTPCookies m_cookieCopy;
   HTTPResponseHeaders m_headers;
   HTTPByteLimit* m_limit = nullptr;  // null: none
   std::uint64_t m_limitedBytes = 0;

@@ -29,6 +29,12 @@ void HTTPRequestBudget::EndImport() noexcept {
   NotifyLocked();
 }
 
+void HTTPRequestBudget::BeginImport() noexcept {
+  if (!IsOfThisProcess()) return;
+  const std::lock_guard lock(m_mutex);
+  ++m_imports;
+}
+
 void HTTPRequestBudget::Add(Listener& listener) {
   const std::lock_guard lock(m_mutex);
   m_listeners.push_back(&listener);
@@ -60,12 +66,13 @@ HTTPRequestBudget::Permit HTTPRequestBudget::Take(bool isAlone) {
   }
   --m_waiting;
   if (isAlone) --m_waitingAlone;
-  if (isStopped) {
-    NotifyLocked();
-    return {};
+  Permit permit;
+  if (!isStopped) {
+    m_isAlone = isAlone;
+    permit = PermitLocked(m_own);
   }
-  m_isAlone = isAlone;
-  return PermitLocked(m_own);
+  NotifyLocked();  // TryTakeAhead fails while a call waits here
+  return permit;
 }
 
 HTTPRequestBudget::Permit HTTPRequestBudget::TryTakeOwn() noexcept {
@@ -95,12 +102,22 @@ HTTPRequestBudget::Permit HTTPRequestBudget::PermitLocked(unsigned int& count) n
 }
 
 bool HTTPRequestBudget::IsFreeLocked() const noexcept {
-  return !m_isAlone && m_waitingAlone == 0 && m_own + m_ahead < m_requests;
+  return !m_isAlone && m_waitingAlone == 0 && m_own + m_ahead < m_requests && !IsPausedLocked();
 }
 
 /// True if the server works on no request.
 bool HTTPRequestBudget::IsQuietLocked() const noexcept {
-  return m_own + m_ahead == 0 && Clock::now() >= m_abandoned + kUntilNoticed;
+  return m_own + m_ahead == 0 && Clock::now() >= m_abandoned + kUntilNoticed && !IsPausedLocked();
+}
+
+bool HTTPRequestBudget::IsPausedLocked() const noexcept { return Clock::now() < m_pausedUntil; }
+
+void HTTPRequestBudget::Pause(double seconds) {
+  if (seconds <= 0) return;
+  const std::lock_guard lock(m_mutex);
+  m_pausedUntil =
+      std::max(m_pausedUntil,
+               Clock::now() + std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000)));
 }
 
 void HTTPRequestBudget::NotifyLocked() noexcept {
@@ -137,13 +154,20 @@ void HTTPRequestBudget::Permit::Abandon() noexcept {
   Return();
 }
 
-bool HTTPRequestBudget::Permit::Refuse() noexcept {
+bool HTTPRequestBudget::Permit::IsBesideOthers() const noexcept {
   if (!m_budget) return false;
   const std::lock_guard lock(m_budget->m_mutex);
-  if (m_wasFirst && m_number == m_budget->m_permits) return false;
-  if (m_halvings == m_budget->m_halvings) {
-    ++m_budget->m_halvings;
-    m_budget->m_requests = std::max(1U, m_budget->m_requests / 2);
-  }
-  return true;
+  return IsBesideOthersLocked();
+}
+
+bool HTTPRequestBudget::Permit::IsBesideOthersLocked() const noexcept {
+  return !m_wasFirst || m_number != m_budget->m_permits;
+}
+
+void HTTPRequestBudget::Permit::Refuse() noexcept {
+  if (!m_budget) return;
+  const std::lock_guard lock(m_budget->m_mutex);
+  if (!IsBesideOthersLocked() || m_halvings != m_budget->m_halvings) return;
+  ++m_budget->m_halvings;
+  m_budget->m_requests = std::max(1U, m_budget->m_requests / 2);
 }

@@ -97,7 +97,7 @@ void HTTPResponseHeaders::OnHeader(std::string_view line) {
   const std::string_view name = line.substr(0, colon);
   const std::string_view value = ASCIIText::Trimmed(line.substr(colon + 1));
   Keep(name, value);
-  if (ASCIIText::EqualsIgnoringCase(name, "set-cookie")) m_cookies.Store(value, m_isPast);
+  if (ASCIIText::EqualsIgnoringCase(name, "set-cookie")) m_cookies->Store(value, m_isPast);
   const bool isOffer =
       (m_status == "401" && ASCIIText::EqualsIgnoringCase(name, "www-authenticate")) ||
       (m_status == "407" && ASCIIText::EqualsIgnoringCase(name, "proxy-authenticate"));

@@ -28,11 +28,14 @@ class HTTPResponseHeaders {
   enum class Result { kOk, kNewResponse, kTooLong, kMalformed, kCompressedTwice };
 
   /// `maxBytes`: limit for all headers of an exchange; 0 means no limit.
-  HTTPResponseHeaders(std::size_t maxBytes, HTTPCookies& cookies,
-                      bool (*isPast)(const std::string&))
-      : m_maxBytes(maxBytes), m_cookies(cookies), m_isPast(isPast) {}
+  HTTPResponseHeaders(std::size_t maxBytes, bool (*isPast)(const std::string&))
+      : m_maxBytes(maxBytes), m_isPast(isPast) {}
 
-  void BeginExchange() noexcept { m_bytes = 0; }
+  /// Cookies go to `cookies`, which must outlive the exchange.
+  void BeginExchange(HTTPCookies& cookies) noexcept {
+    m_bytes = 0;
+    m_cookies = &cookies;
+  }
   void BeginRequest() noexcept {
     m_part = Part::kStatusLine;
     m_schemes.clear();
@@ -56,7 +59,7 @@ class HTTPResponseHeaders {
   void Keep(std::string_view name, std::string_view value);
 
   const std::size_t m_maxBytes;
-  HTTPCookies& m_cookies;
+  HTTPCookies* m_cookies = nullptr;  // of the exchange
   bool (*const m_isPast)(const std::string&);
   std::size_t m_bytes = 0;
   Part m_part = Part::kStatusLine;

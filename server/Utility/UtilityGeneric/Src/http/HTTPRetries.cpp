@@ -71,10 +71,23 @@ bool MayRepeat(const HTTPResponse& response) {
   return IsConnectionFailure(response.failure) && !response.isLogInUnproven;
 }
 
-bool IsOverload(const HTTPResponse& response) {
+bool MayBeOverload(const HTTPResponse& response) {
+  if (MayRepeat(response)) return true;
+  if (response.failure == HTTPFailure::kNone) return IsTemporary(StatusOf(response));
+  return IsTimeout(response.failure) && !response.isLogInUnproven;
+}
+
+bool MayComeFromOthers(const HTTPResponse& response) {
+  if (IsAbortedByClient(response.failure) && !IsTimeout(response.failure)) return false;
   const long status = StatusOf(response);
-  return ((status == 429 || status == 503) && !ReplyKind::IsFault(response.body.view())) ||
-         response.failure == HTTPFailure::kConnectFailed;
+  if (status == 401 || status == 407) return false;
+  return !response.isLogInUnproven || IsTemporary(status);
+}
+
+double PauseSeconds(const HTTPResponse& response) {
+  const long status = StatusOf(response);
+  if (status != 429 && (status != 503 || response.retryAfter.empty())) return 0;
+  return WaitSeconds(2, response.retryAfter);
 }
 
 double WaitSeconds(std::uint32_t number, const std::string& retryAfter) {

@@ -16,9 +16,18 @@ namespace HTTPRetries {
 /// name server that does not answer.
 bool MayRepeat(const HTTPResponse& response);
 
-/// True if the server has refused the request for its load: with 429 or 503, or without accepting
-/// the connection. A reply with a SOAP fault is no refusal.
-bool IsOverload(const HTTPResponse& response);
+/// True if the failure looks as if the server works on too many requests: like MayRepeat, and also
+/// after a time-out, and with a SOAP fault.
+bool MayBeOverload(const HTTPResponse& response);
+
+/// True if other requests in progress may be the reason of the failure, and if it is safe to send
+/// the request again. False if the client ended the request because of a limit. False if the server
+/// may have refused the log-in, because another attempt could lock the account.
+bool MayComeFromOthers(const HTTPResponse& response);
+
+/// Seconds to wait before the next request to this server: after 429, and after 503 with
+/// Retry-After. 0 for all other responses.
+double PauseSeconds(const HTTPResponse& response);
 
 /// Seconds to wait before retry `number` (1, 2, ...): 0.5, 1, 2, ..., or what the Retry-After
 /// header says, at most 60. `retryAfter` is its value; an unusable one is ignored.

@@ -12,7 +12,9 @@ String Shown(const std::string& text) {
       BaseStringUtil::FromUTF8(NarrowString(text.data(), text.size())));
 }
 
-String Joined(const std::vector<std::string>& names) {
+}  // namespace
+
+String JoinedNames(const std::vector<std::string>& names) {
   String text;
   for (const std::string& name : names) {
     if (!text.empty()) text += L", ";
@@ -20,8 +22,6 @@ String Joined(const std::vector<std::string>& names) {
   }
   return text;
 }
-
-}  // namespace
 
 HTTPTransfer::HTTPTransfer(const NarrowString& url, const NarrowString& user,
                            const NarrowString& password, const HTTPClientOptions& options)
@@ -185,13 +185,14 @@ bool HTTPTransfer::ShouldSendAgain(bool isComplete, const HTTPRequestInfo& info)
 /// Adds what is known after a request. A later request of the exchange may use its connection
 /// again.
 void HTTPTransfer::Collect(const HTTPRequestInfo& info, HTTPConnectionDetails& details) const {
-  const String offered = m_receiver.OfferedSchemes().empty() ? details.offeredSchemes
-                                                             : Joined(m_receiver.OfferedSchemes());
+  const String offered = m_receiver.OfferedSchemes().empty()
+                             ? details.offeredSchemes
+                             : JoinedNames(m_receiver.OfferedSchemes());
   if (!info.connection.isReused || details.address.empty()) details = info.connection;
   details.offeredSchemes = offered;
   details.usedScheme = m_authentication.HasToken() && info.reached == HTTPStep::kResponse
                            ? String(L"Bearer")
-                           : Joined(HTTPLogIn::Names(m_usedScheme));
+                           : JoinedNames(HTTPLogIn::Names(m_usedScheme));
   details.server = Shown(m_receiver.Headers().server);
   details.contentType = Shown(info.contentType);
   details.contentEncoding = Shown(m_receiver.Headers().contentEncoding);

@@ -57,6 +57,9 @@ class HTTPTransfer {
   HTTPTransfer(const HTTPTransfer&) = delete;
   HTTPTransfer& operator=(const HTTPTransfer&) = delete;
 
+  /// Forgets the cookies that the latest exchange has set. Do not call after an exchange with a
+  /// limit, which sets none.
+  void ForgetCookies() { m_receiver.ForgetCookies(); }
   /// A transfer with the same settings and cookies, and its own connection in `group`. Begins with
   /// the schemes of `logIn`. This one must not be busy.
   std::unique_ptr<HTTPTransfer> Duplicate(HTTPConnectionGroup& group,
@@ -114,3 +117,6 @@ class HTTPTransfer {
   bool m_isRefused = false;    // the request was not sent
   bool m_wasRepeated = false;  // after a kept-alive connection that turned out to be closed
 };
+
+/// The names of schemes, with commas.
+String JoinedNames(const std::vector<std::string>& names);

@@ -14,8 +14,8 @@ struct KerberosServiceTicket {
   ///
   /// A KDC is asked on another thread, because the Kerberos library waits for it up to 80 seconds
   /// and cannot be interrupted. This function returns after `timeoutSeconds` (0: no limit), or
-  /// within 0.1 s of a cancellation. The thread then goes on alone: it uses nothing of its caller,
-  /// blocks all signals, and this library stays loaded until the process ends. There are at most 16
-  /// such threads; further requests wait until one of them ends.
+  /// within 0.1 s of a cancellation. The thread then continues without its caller and uses nothing
+  /// of it. It blocks all signals, and this library stays loaded until the process ends. There are
+  /// at most 16 such threads; further requests wait until one of them ends.
   static KerberosServiceTicket Get(const std::string& host, std::uint32_t timeoutSeconds);
 };
