@@ -1,6 +1,6 @@
 #include "CommandLine.h"
 
-#include <libxml/parser.h>
+#include <libxml/xmlversion.h>
 #include <zlib.h>
 
 #include <fstream>
@@ -26,14 +26,6 @@ std::string ReadPassword(const std::string& file) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
   return line;
-}
-
-/// libxml2 writes 2.9.14 as 20914.
-std::string XmlVersion() {
-  constexpr int kHundred = 100;
-  const int number = std::stoi(xmlParserVersion);
-  return std::to_string(number / kHundred / kHundred) + '.' +
-         std::to_string(number / kHundred % kHundred) + '.' + std::to_string(number % kHundred);
 }
 
 }  // namespace
@@ -67,7 +59,8 @@ CommandLine::CommandLine(const std::string& version)
                   "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a type only for requests of "
                   "that type, such as MDSCHEMA_CUBES, and with NTH only for the NTH of them")
       ->type_name("MOOD");
-  const std::string libraries = "libxml2/" + XmlVersion() + " zlib/" + zlibVersion();
+  const std::string libraries =
+      std::string("libxml2/" LIBXML_DOTTED_VERSION " zlib/") + zlibVersion();
   m_app.set_version_flag("--version",
                          "xmla-sample-provider " + version + "\nLibraries: " + libraries,
                          "show the version");

@@ -27,9 +27,6 @@ struct FaultText {
 };
 
 using enum FaultCause;
-constexpr Kind kAs = Kind::kAnalysisServices;
-constexpr Kind kBw = Kind::kSapBw;
-constexpr Kind kKelvora = Kind::kTamarind;
 
 constexpr FaultText kFaults[] = {
     {kBadRequest, kAs, "0xc10e0001", "XML parsing failed: ", ""},

@@ -7,9 +7,6 @@ namespace sample {
 namespace {
 
 using enum ColumnType;
-constexpr Kind kAs = Kind::kAnalysisServices;
-constexpr Kind kBw = Kind::kSapBw;
-constexpr Kind kKelvora = Kind::kTamarind;
 
 constexpr Column kDataSources[] = {
     {"DataSourceName"},     {"DataSourceDescription"}, {"URL"},

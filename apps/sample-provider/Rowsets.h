@@ -8,6 +8,10 @@
 /// The schema rowsets of the provider.
 namespace sample {
 
+inline constexpr Kind kAs = Kind::kAnalysisServices;
+inline constexpr Kind kBw = Kind::kSapBw;
+inline constexpr Kind kKelvora = Kind::kTamarind;
+
 enum class ColumnType { kText, kInt, kUnsigned, kShort, kUnsignedShort, kBool, kTime };
 
 struct Column {

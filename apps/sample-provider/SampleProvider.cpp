@@ -85,15 +85,14 @@ Options Checked(Options options) {
   return options;
 }
 
-/// Parses the metadata before the first request needs them. Returns those with the wide cube, in
-/// the order of Kind.
-std::vector<Metadata> LoadMetadata(bool wideCube) {
+/// Initialises libxml2 before there are several threads. Returns the metadata with the wide cube,
+/// in the order of Kind; empty without it. Metadata without the wide cube are parsed when a request
+/// needs them.
+std::vector<Metadata> Prepare(bool wideCube) {
   xmlInitParser();
   std::vector<Metadata> wide;
-  for (const auto& [kind, name] : kKinds) {
-    MetadataOf(kind);
-    if (wideCube) wide.push_back(MetadataWithWideCube(kind));
-  }
+  if (wideCube)
+    for (const auto& [kind, name] : kKinds) wide.push_back(MetadataWithWideCube(kind));
   return wide;
 }
 
@@ -112,7 +111,7 @@ class Provider::Impl {
   explicit Impl(Options options)
       : m_options(Checked(std::move(options))),
         m_mood(ParseMood(m_options.mood)),
-        m_wide(LoadMetadata(m_options.wideCube)),
+        m_wide(Prepare(m_options.wideCube)),
         m_server([this](loopback::Connection& connection,
                         const loopback::Request& request) { Serve(connection, request); },
                  {.port = m_options.port, .idle = kIdleConnection, .requestsKept = kRequestsKept}) {
