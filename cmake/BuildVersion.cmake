@@ -1,5 +1,6 @@
-# Writes BuildVersion.h, with the version and, in a git checkout, the commit: "1.0.0 (commit 0123456789ab)". A file that
-# would stay the same is not touched, so only a new commit, or the first change after it, compiles something again.
+# Writes BuildVersion.h, with the version and the commit: "1.0.0 (commit 0123456789ab)". The commit is that of the git
+# checkout, else that in the file build-commit, which packaging/copy-sources writes into a copy. A file that would stay
+# the same is not touched, so only a new commit, or the first change after it, compiles something again.
 # Call: cmake -D SOURCE=... -D VERSION=... -D FILE=... -P BuildVersion.cmake
 set(commit "")
 find_program(GIT git)
@@ -9,5 +10,12 @@ if(GIT AND EXISTS ${SOURCE}/.git)
   if(status EQUAL 0)
     set(commit " (commit ${described})")
   endif()
+elseif(EXISTS ${SOURCE}/build-commit)
+  file(STRINGS ${SOURCE}/build-commit described)
+  if(NOT described MATCHES "^[0-9a-f]+(-changed)?$")
+    message(FATAL_ERROR "${SOURCE}/build-commit contains \"${described}\" and not a commit such as 0123456789ab: "
+      "correct it, or remove the file")
+  endif()
+  set(commit " (commit ${described})")
 endif()
 file(CONFIGURE OUTPUT ${FILE} CONTENT "#pragma once\n\n#define XMLA_BUILD_VERSION \"${VERSION}${commit}\"\n")

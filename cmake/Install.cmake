@@ -53,6 +53,26 @@ install(FILES ${PROJECT_BINARY_DIR}/xmla-import.pc DESTINATION ${CMAKE_INSTALL_L
 install(FILES ${PROJECT_SOURCE_DIR}/docs/host-example.cpp ${CMAKE_CURRENT_LIST_DIR}/example/CMakeLists.txt
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 
+# The documents for hosts and users, with links to where the files are when they are installed.
+set(documents ${PROJECT_SOURCE_DIR}/SECURITY.md)
+foreach(name connecting diff formats host limitations read-ahead reliability report scale troubleshooting xmla-import)
+  list(APPEND documents ${PROJECT_SOURCE_DIR}/docs/${name}.md)
+endforeach()
+file(RELATIVE_PATH include_from_doc /${CMAKE_INSTALL_DOCDIR} /${include_folder})
+file(RELATIVE_PATH schema_from_doc /${CMAKE_INSTALL_DOCDIR} /${CMAKE_INSTALL_DATADIR}/xmla-import/schema)
+foreach(document ${documents})
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
+  get_filename_component(name ${document} NAME)
+  file(READ ${document} text)
+  string(REGEX REPLACE "\\]\\((\\.\\./packaging|\\.\\.|docs)/" "](" text "${text}")
+  string(REPLACE "](server/include" "](${include_from_doc}" text "${text}")
+  string(REPLACE "](host-example.cpp" "](examples/host-example.cpp" text "${text}")
+  string(REPLACE "](schema" "](${schema_from_doc}" text "${text}")
+  file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/documents/${name} CONTENT "${text}" @ONLY)
+endforeach()
+install(DIRECTORY ${PROJECT_BINARY_DIR}/documents/ ${PROJECT_SOURCE_DIR}/docs/images ${PROJECT_SOURCE_DIR}/packaging/fleet
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
+
 if(XMLA_TOOL)
   install(TARGETS xmla-import xmla-sample-provider RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   file(RELATIVE_PATH libraries_from_bin /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})

@@ -127,9 +127,36 @@ test('import-one imports the server with a number', async () => {
   const script = path.resolve('packaging/fleet/import-one');
   const good = await shell(`mkdir one && ${script} 1 one && ls one`);
   assert.deepEqual([good.status, good.stdout], [0, 'server 01.ndjson\n'], good.stderr);
-  const none = await shell(`${script} ${kServers} one`);
-  assert.equal(none.status, 2);
-  assert.match(none.stderr, /the server file has no server with the number 50/);
+  for (const [call, message] of [
+    [`${kServers} one`, /the server file has no server with the number 50/],
+    ['one one', /must be 0, 1, 2 or so on, not "one"/],
+    ['08 one', /must be 0, 1, 2 or so on, not "08"/],
+    ['"" one', /must be 0, 1, 2 or so on, not ""/],
+    ['1', /two arguments are needed: import-one INDEX FOLDER/],
+    ['1 none', /cannot be written: No such file or directory/],
+  ]) {
+    const wrong = await shell(`${script} ${call}`);
+    assert.equal(wrong.status, 2, call);
+    assert.match(wrong.stderr, message);
+  }
+});
+
+test('import-one imports servers whatever their names are', async () => {
+  const script = path.resolve('packaging/fleet/import-one');
+  const config = await readFile(path.join(folder, 'servers.toml'), 'utf8');
+  const [, url] = config.match(/url = "(\S+)"/);
+  const names = ['a/b', '../up', 'say "hi"', "it's", 'back\\slash', '100%', 'a%2Fb', '$(x) `y`', '-x', ' Größe ', '*', '"'];
+  const tables = names.map(name => `[${JSON.stringify(name)}]\nurl = "${url}"\n`);
+  await writeFile(path.join(folder, 'odd.toml'), tables.join(''), { mode: 0o600 });
+  const all = await shell(`mkdir odd && export XMLA_IMPORT_SERVERS=$PWD/odd.toml
+    for i in $(seq 0 ${names.length - 1}); do ${script} $i odd || exit; done`);
+  assert.equal(all.status, 0, all.stderr);
+  const files = names.map(name => `${name.replaceAll('%', '%25').replaceAll('/', '%2F')}.ndjson`);
+  assert.deepEqual((await readdir(path.join(folder, 'odd'))).sort(), files.sort());
+  await writeFile(path.join(folder, 'odd.toml'), '[a');
+  const broken = await shell(`XMLA_IMPORT_SERVERS=$PWD/odd.toml ${script} 0 odd`);
+  assert.equal(broken.status, 2);
+  assert.match(broken.stderr, /^[^\n]*invalid TOML[^\n]*\n$/);
 });
 
 test('the CronJob is valid', async () => {
