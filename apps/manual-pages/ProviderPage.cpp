@@ -31,8 +31,8 @@ std::string ProviderPage(const PageEdition& edition) {
   }
   roff.Section("EXIT STATUS");
   roff.Entry("0", "", "the program was interrupted (SIGINT or SIGTERM)");
-  roff.Entry("1", "", "the port is not available, or a file cannot be read");
-  roff.Entry("2", "", "an option is wrong");
+  roff.Entry("1", "", "the port is not available");
+  roff.Entry("2", "", "an option is wrong, or the password file cannot be read");
   roff.Section("EXAMPLES");
   roff.Verbatim(
       "xmla-sample-provider --port 8080\n"

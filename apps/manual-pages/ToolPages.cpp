@@ -124,6 +124,10 @@ std::string ToolPage(const PageEdition& edition) {
   page.Examples(prose.examples);
   roff.Section("SEE ALSO");
   roff.Paragraph("xmla-import-servers(5), xmla-sample-provider(1), kinit(1)");
+  roff.Paragraph(
+      "The documents of the project are in /usr/share/doc/xmla-import on Debian: connecting.md "
+      "(calls for each kind of service), troubleshooting.md (error texts), formats.md, "
+      "read-ahead.md (--jobs), scale.md, and others.");
   return roff.Text();
 }
 

@@ -142,6 +142,7 @@ class Call {
     m_library.emplace();
     const VXExecutionState::Scope scope(m_interrupt.State());
     const Connection connection = Connect(m_arguments, std::move(m_secrets));
+    m_report->UseServer(connection.server);
     EraseSecrets(m_arguments);
     RequireUsableCertificate(connection);
     LogFailures logFailures(MessagesOf(m_result).warnings);

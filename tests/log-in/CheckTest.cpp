@@ -192,7 +192,7 @@ TEST_F(LogIn, CheckNamesTheLogInThatWaitsForAKDC) {
   const Realm& realm = Servers::Get().realm;
   tool::Options options;
   options.environment = realm.ClientOf(kdc.Address(), realm.LogIn("ann"));
-  options.err = tool::Stream::kTerminal;
+  options.out = options.err = tool::Stream::kTerminal;
   const tool::Outcome outcome = tool::RunToolWhile(
       {"--url", Servers::Get().GatewayToProvider("negotiate"), "check"},
       [&](pid_t process) {

@@ -90,7 +90,8 @@ class Completion : public testing::Test {
     std::ofstream(Folder() / "servers.toml")
         << "[sales]\nurl = \"http://ann:" << kSecret
         << "@localhost/\"\npassword-command = [\"touch\", \"" << (Folder() / "ran").string()
-        << "\"]\n[\"test server $(x)\"]\nurl = \"http://localhost/\"\n";
+        << "\"]\n[\"test server $(x)\"]\nurl = \"http://localhost/\"\n"
+        << "['\"a\\b\"  ']\nurl = \"http://localhost/\"\n";
   }
 
   const support::TempDir m_folder;
@@ -194,6 +195,14 @@ const std::vector<Case> kCases = {
     {"xmla-import --auth d", {"xmla-import", "--auth", "digest"}},
     {"xmla-import --auth ntlm,d", {"xmla-import", "--auth", "ntlm,digest"}},
     {"xmla-import --auth=ntlm,d", {"xmla-import", "--auth=ntlm,digest"}},
+    {"xmla-import --auth ntlm,digest,n", {"xmla-import", "--auth", "ntlm,digest,negotiate"}},
+    // An open quote.
+    {"xmla-import --sample 's", {"xmla-import", "--sample", "sap-bw"}},
+    {"xmla-import --sample \"s", {"xmla-import", "--sample", "sap-bw"}},
+    {"xmla-import --sample='s", {"xmla-import", "--sample=sap-bw"}},
+    {"xmla-import --server 't", {"xmla-import", "--server", "test server $(x)"}},
+    {"xmla-import --server \"t", {"xmla-import", "--server", "test server $(x)"}},
+    {"xmla-import --cert 'a", {"xmla-import", "--cert", "a file.pem"}},
     // The names of options and values before the word that is completed.
     {"xmla-import --source tree di", {"xmla-import", "--source", "tree", "diff"}},
     {"xmla-import --user=tree di", {"xmla-import", "--user=tree", "diff"}},
@@ -229,12 +238,41 @@ TEST_F(Completion, CompletesTheWord) {
   EXPECT_FALSE(std::filesystem::exists(Folder() / "ran")) << "password-command has run";
 }
 
+TEST_F(Completion, OffersNoNameOfAListTwice) {
+  for (const char* const shell : kShells) {
+    Texts offered = Complete(shell, {"xmla-import --auth ntlm,digest,"})[0].offered;
+    for (std::string& each : offered) each.erase(0, each.rfind(',') + 1);
+    EXPECT_THAT(offered, UnorderedElementsAre("negotiate", "basic")) << shell;
+  }
+}
+
+/// Zsh leaves the quote open, because the list may go on.
+TEST_F(Completion, ContinuesAListBehindAnOpenQuote) {
+  for (const char* const shell : {"bash", "fish"}) {
+    const std::vector<Completed> completed =
+        Complete(shell, {"xmla-import --auth \"ntlm,d", "xmla-import --auth='ntlm,d"});
+    EXPECT_THAT(completed[0].words, ElementsAre("xmla-import", "--auth", "ntlm,digest"));
+    EXPECT_THAT(completed[1].words, ElementsAre("xmla-import", "--auth=ntlm,digest"));
+  }
+}
+
+/// Fish would repeat the description of the option.
+TEST_F(Completion, InFishValuesHaveNoDescription) {
+  for (const char* const option : {"--sample", "--auth", "--format", "--server", "--color"}) {
+    const std::string shown =
+        Complete("fish", {std::string("xmla-import ") + option + " "})[0].shown;
+    EXPECT_THAT(shown, Not(IsEmpty())) << option;
+    EXPECT_THAT(shown, Not(testing::ContainsRegex("\t.")));
+  }
+}
+
 TEST_F(Completion, OffersTheNamesInTheServerFile) {
   for (const char* const shell : kShells) {
     const Texts offered = Complete(shell, {"xmla-import --server "})[0].offered;
-    const char* const quoted =
-        shell == std::string_view("bash") ? "test\\ server\\ \\$\\(x\\)" : "test server $(x)";
-    EXPECT_THAT(offered, UnorderedElementsAre("sales", quoted)) << shell;
+    const bool isBash = shell == std::string_view("bash");
+    const char* const quoted = isBash ? "test\\ server\\ \\$\\(x\\)" : "test server $(x)";
+    const char* const marks = isBash ? R"(\"a\\b\"\ \ )" : R"("a\b"  )";
+    EXPECT_THAT(offered, UnorderedElementsAre("sales", quoted, marks)) << shell;
   }
   std::filesystem::remove(Folder() / "servers.toml");
   for (const char* const shell : kShells)

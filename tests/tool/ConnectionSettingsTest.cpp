@@ -436,7 +436,17 @@ TEST_F(ConnectionSettings, ContradictionsAreErrorsThatNameBothSides) {
       {server,
        {},
        "auth='basic'",
-       "servers.toml\", line 3: server \"s\": auth \"basic\" needs a user name"},
+       "servers.toml\", line 3: server \"s\": auth \"basic\" needs a user name; use --user NAME, "
+       "or "
+       "set user there, or allow negotiate"},
+      {Joined(server, {"--password-file", "f"}),
+       {},
+       "",
+       "--password-file needs a user name; use --user NAME, or set user of server \"s\" (\""},
+      {{"--server", "u"},
+       {},
+       "[u]\nurl='http://a%0A:b@h/'",
+       "servers.toml\", line 4: server \"u\": the user name contains a control character"},
       {Joined(server, {"--token-file", "f"}), {}, "auth='basic'", "the token cannot be read from"},
       {server,
        {},
@@ -461,7 +471,9 @@ TEST_F(ConnectionSettings, ContradictionsAreErrorsThatNameBothSides) {
       {server,
        {},
        "key='nofile'",
-       "servers.toml\", line 3: server \"s\": key needs a certificate; use --cert"},
+       "servers.toml\", line 3: server \"s\": key needs a certificate; use --cert FILE, or set "
+       "cert "
+       "there"},
       {Joined(server, {"--password-file", "f"}),
        {},
        "user='a'\nauth='negotiate'",

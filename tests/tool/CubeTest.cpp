@@ -130,6 +130,26 @@ TEST(Cube, LooksUpOnlyAbsentChoices) {
   }
 }
 
+/// Two of the catalogs have a cube with the same name.
+ScriptedProvider::Script ThreeCatalogs() {
+  ScriptedProvider::Script script = TwoSources();
+  script.rows["DBSCHEMA_CATALOGS"].push_back({{"CATALOG_NAME", "Three"}});
+  script.rows["MDSCHEMA_CUBES Three"] = {{{"CUBE_NAME", "Sales"}}, {{"CUBE_NAME", "Plan"}}};
+  return script;
+}
+
+TEST(Cube, NameDecidesAboutTheCatalogIfOnlyOneHasTheCube) {
+  const ScriptedProvider provider(ThreeCatalogs());
+  const std::pair<const char*, const char*> kCatalogs[] = {{"Stock", "One"}, {"Plan", "Three"}};
+  for (const auto& [cube, catalog] : kCatalogs) {
+    const Outcome outcome = RunTool(
+        {"--url", provider.Url(), "--format", "json", "cube", "--source", "Beta", "--cube", cube});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.Document()["catalog"], catalog);
+    EXPECT_EQ(outcome.Document()["cube"], cube);
+  }
+}
+
 struct WrongChoice {
   const char* name;
   Arguments choices;
@@ -139,8 +159,7 @@ struct WrongChoice {
 class WrongChoices : public testing::TestWithParam<WrongChoice> {};
 
 TEST_P(WrongChoices, ExitWithStatus2AndListExistingOnes) {
-  ScriptedProvider::Script script = TwoSources();
-  const ScriptedProvider provider(std::move(script));
+  const ScriptedProvider provider(ThreeCatalogs());
   Arguments arguments{"--url", provider.Url(), "--format", "json", "cube"};
   arguments.insert(arguments.end(), GetParam().choices.begin(), GetParam().choices.end());
   const Outcome outcome = RunTool(arguments);
@@ -159,14 +178,21 @@ INSTANTIATE_TEST_SUITE_P(
                     {"--source", "Gamma"},
                     "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
         WrongChoice{"OpenCatalog",
-                    {"--source", "Beta", "--cube", "Sales"},
+                    {"--source", "Beta"},
                     "the data source \"Beta\" has several catalogs; choose one with --catalog: "
-                    "\"One\", \"Two\""},
-        WrongChoice{
-            "UnknownCatalog",
-            {"--source", "Beta", "--catalog", "Three"},
-            "there is no catalog \"Three\" in the data source \"Beta\"; there are: \"One\", "
-            "\"Two\""},
+                    "\"One\", \"Two\", \"Three\""},
+        WrongChoice{"OpenCatalogOfACube",
+                    {"--source", "Beta", "--cube", "Sales"},
+                    "the cube \"Sales\" is in several catalogs; choose one with --catalog: "
+                    "\"One\", \"Three\""},
+        WrongChoice{"UnknownCubeOfAllCatalogs",
+                    {"--source", "Beta", "--cube", "Salesx"},
+                    "there is no cube \"Salesx\" in the data source \"Beta\" (did you mean "
+                    "\"Sales\"?); there are: \"Sales\", \"Stock\", \"Plan\""},
+        WrongChoice{"UnknownCatalog",
+                    {"--source", "Beta", "--catalog", "Four"},
+                    "there is no catalog \"Four\" in the data source \"Beta\"; there are: \"One\", "
+                    "\"Two\", \"Three\""},
         WrongChoice{"OpenCube",
                     {"--source", "Beta", "--catalog", "One"},
                     "the catalog \"One\" has several cubes; choose one with --cube: "
@@ -175,11 +201,10 @@ INSTANTIATE_TEST_SUITE_P(
                     {"--source", "Beta", "--catalog", "One", "--cube", "Nope"},
                     "there is no cube \"Nope\" in the catalog \"One\"; there are: \"Sales\", "
                     "\"Stock\""},
-        WrongChoice{
-            "UnknownCatalogOfAll",
-            {"--source", "Beta", "--catalog", "Three", "--cube", "Sales"},
-            "there is no catalog \"Three\" in the data source \"Beta\"; there are: \"One\", "
-            "\"Two\""},
+        WrongChoice{"UnknownCatalogOfAll",
+                    {"--source", "Beta", "--catalog", "Four", "--cube", "Sales"},
+                    "there is no catalog \"Four\" in the data source \"Beta\"; there are: \"One\", "
+                    "\"Two\", \"Three\""},
         WrongChoice{"UnknownSourceOfAll",
                     {"--source", "Gamma", "--catalog", "One", "--cube", "Sales"},
                     "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},

@@ -127,8 +127,9 @@ TEST_F(PasswordCommand, FailuresAreUsageErrorsThatNameTheProgram) {
     const Outcome outcome = Run({"--format", "json"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.ErrorLines().size(), 1u);
-    EXPECT_THAT(outcome.err, HasSubstr("the password-command of server \"a\", \"" +
-                                       m_folder.Path().string() + "/./get\", " + says));
+    EXPECT_THAT(outcome.err,
+                HasSubstr('"' + m_file + "\", line 4: server \"a\": password-command \"" +
+                          m_folder.Path().string() + "/./get\" " + says));
     EXPECT_THAT(outcome.err + outcome.out, Not(HasSubstr("c4nary")));
   }
   const std::pair<const char*, const char*> programs[] = {

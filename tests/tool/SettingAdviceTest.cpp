@@ -6,6 +6,7 @@
 
 #include <fstream>
 
+#include "SampleProvider.h"
 #include "support/Certificate.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
@@ -74,6 +75,66 @@ TEST(SettingAdvice, IsTheLastLineOfAFailedCall) {
       ASSERT_FALSE(outcome.ErrorLines().empty());
       EXPECT_THAT(outcome.ErrorLines().back(), HasSubstr(std::string("use ") + each.option));
     }
+}
+
+TEST(SettingAdvice, NamesTheServerAndItsKeys) {
+  const WireServer locked(Answer("", "401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+  const WireServer missing(Answer("", "404 Not Found"));
+  const WireServer failing(Answer("", "500 Internal Server Error"));
+  const sample::Provider provider;
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "servers.toml";
+  const std::string owner = " of server \"s\" (\"" + file + "\", line 2)";
+  const std::string begin = '"' + file + "\", line 4: server \"s\": ";
+  const std::string password =
+      "user \"a\" needs a password, and there is no terminal to ask for it; use --password-file "
+      "FILE (or XMLA_IMPORT_PASSWORD)";
+  const auto url = [](const WireServer& server) {
+    return "url='http://" + server.Authority() + "/'\n";
+  };
+  const struct {
+    Arguments options;
+    std::string lines;  // of the server
+    std::vector<std::string> says;
+  } kCases[] = {
+      {{}, url(missing), {"use --url URL for another URL, or set url" + owner}},
+      {{},
+       url(locked),
+       {"use --user NAME, or set user" + owner,
+        "use --user NAME and --password-file FILE for another log-in, or set user and "
+        "password-command" +
+            owner}},
+      {{}, url(failing), {"note: the URL is that" + owner}},
+      {{},
+       "url='http://h/'\nuser='a'",
+       {begin + password + ", or set password-command or password-file there; see"}},
+      {{},
+       "\nurl='http://a@h/'",
+       {begin + password + ", or set password-command or password-file there; see"}},
+      {{"--user", "a"},
+       "url='http://h/'",
+       {"error: " + password + ", or set password-command or password-file" + owner + "; see"}},
+      {{"--user", "a"}, "url='http://h/'\nuser='other'", {"error: " + password + "; see"}},
+  };
+  Options options;
+  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  for (const auto& each : kCases) {
+    std::ofstream(file) << "# comment\n[s]\n" << each.lines;
+    Arguments arguments{"--server", "s", "sources"};
+    arguments.insert(arguments.end(), each.options.begin(), each.options.end());
+    const Outcome outcome = RunTool(arguments, options);
+    for (const std::string& text : each.says) EXPECT_THAT(outcome.err, HasSubstr(text));
+  }
+  std::ofstream(file) << "# comment\n[s]\nurl='" << provider.Url(sample::Kind::kSapBw)
+                      << "'\ntarget='tessera'";
+  const std::string target =
+      "leave out target of server \"s\" (\"" + file + "\", line 4), or use --target sap-bw35";
+  for (const char* const command : {"sources", "check"}) {
+    const Outcome outcome = RunTool({"--server", "s", command}, options);
+    EXPECT_THAT(outcome.out + outcome.err, HasSubstr(target));
+  }
+  std::ofstream(file) << "# comment\n[s]\n" << url(missing);
+  EXPECT_THAT(RunTool({"--server", "s", "check"}, options).err, HasSubstr(", or set url" + owner));
 }
 
 TEST(SettingAdvice, UnusableClientCertificatesAreUsageErrors) {

@@ -7,6 +7,7 @@
 #include <future>
 #include <thread>
 
+#include "support/ChildProcess.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -74,6 +75,32 @@ TEST(Progress, CountsCubesOnATerminalAndClearsItsLine) {
   EXPECT_THAT(shown, testing::MatchesRegex(
                          "(.|\r|\n)*\r\x1b\\[Kxmla-import: 1 cube, 1 hierarchy, 2 levels, 1 "
                          "property, 2 measures; 13 requests, 5855 bytes, [0-9.]+ s\r\n"));
+}
+
+/// Of three cubes, each of which takes part in the line.
+ScriptedProvider::Script ThreeCubes() {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {
+      {{"CUBE_NAME", "First"}}, {{"CUBE_NAME", "Second"}}, {{"CUBE_NAME", "Third"}}};
+  return script;
+}
+
+/// A program behind a pipe writes to the same terminal.
+TEST(Progress, EndsBeforeTheResultIsWrittenToAPipe) {
+  const ScriptedProvider provider(ThreeCubes());
+  const std::string call = ToolPath() + " --url " + provider.Url() + " import";
+  const auto shown = [](const std::string& command) {
+    return support::RunChild("/usr/bin/script", {"-qec", command, "/dev/null"}).out;
+  };
+  const std::string piped = shown(call + " | cat");
+  const std::size_t result = piped.find("provider  Test Server");
+  ASSERT_NE(result, piped.npos) << piped;
+  EXPECT_THAT(piped.substr(0, result), HasSubstr("0 of 3 cubes"));
+  EXPECT_THAT(piped.substr(0, result), EndsWith("\r\x1b[K"));
+  EXPECT_THAT(piped.substr(result), Not(HasSubstr("of 3 cubes")));
+  EXPECT_THAT(piped.substr(result), HasSubstr("cube Third\r\n"));
+  for (const char* const target : {" -o /dev/null", " > /dev/null"})
+    EXPECT_THAT(shown(call + target), HasSubstr("3 of 3 cubes"));
 }
 
 TEST(Progress, QuietHidesIt) {

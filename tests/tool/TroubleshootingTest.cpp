@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 
+#include "base/Text.h"
 #include "support/TempDir.h"
 
 namespace tool {
@@ -55,6 +56,18 @@ TEST(Troubleshooting, ExplainsEveryMessageNumber) {
   const std::vector<std::string> numbers = Found(support::ReadFile(MESSAGE_NUMBERS), "= ([0-9]+);");
   ASSERT_GE(numbers.size(), 7u);
   for (const std::string& number : numbers) EXPECT_THAT(explained, Contains("[" + number + "]"));
+}
+
+/// The message and the page give the same advice.
+TEST(Troubleshooting, RepeatsTheAdviceOfSkippedHierarchies) {
+  const std::string page = support::ReadFile(TROUBLESHOOTING_DOCUMENT);
+  for (const char* const number : {"62011", "62012", "62013"}) {
+    const ErrorMessage error(std::stoi(number), L"[H]", L"source", L"catalog", L"cube");
+    const std::string message = Lines(error).at(0);
+    const std::string advice = message.substr(message.find("). ") + 3);
+    EXPECT_THAT(Found(page, "\n(\\| `\\[" + std::string(number) + "\\]`[^\n]*)"),
+                testing::ElementsAre(testing::EndsWith("| " + advice + " |")));
+  }
 }
 
 TEST(Troubleshooting, ExplainsEveryStatusWithAnAdvice) {

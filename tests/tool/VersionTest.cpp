@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include "Utility/Generic/LinkedLibraries.h"
@@ -73,10 +74,14 @@ TEST(Version, AgreesWithTheLibrariesThatAreLoaded) {
 }
 
 /// Writes BuildVersion.h for the folder, as the build does.
+support::ChildResult WriteVersion(const std::filesystem::path& source,
+                                  const std::filesystem::path& file) {
+  return support::RunChild(CMAKE, {"-D", "SOURCE=" + source.string(), "-D", "VERSION=9.8.7", "-D",
+                                   "FILE=" + file.string(), "-P", BUILD_VERSION});
+}
+
 std::string WrittenVersion(const std::filesystem::path& source, const std::filesystem::path& file) {
-  const support::ChildResult run =
-      support::RunChild(CMAKE, {"-D", "SOURCE=" + source.string(), "-D", "VERSION=9.8.7", "-D",
-                                "FILE=" + file.string(), "-P", BUILD_VERSION});
+  const support::ChildResult run = WriteVersion(source, file);
   EXPECT_EQ(run.exitStatus, 0) << run.err;
   return support::ReadFile(file);
 }
@@ -107,6 +112,50 @@ TEST(Version, HasTheCommitOfACheckout) {
   EXPECT_EQ(std::filesystem::last_write_time(file), written);
   // Sources below another project's checkout have no commit of their own.
   EXPECT_THAT(WrittenVersion(folder.Path() / "checkout" / "inner", file), HasSubstr("\"9.8.7\"\n"));
+}
+
+/// A copy of the sources has no git data. Packages are built from such a copy.
+TEST(Version, HasTheCommitOfTheFileInACopy) {
+  const support::TempDir folder;
+  const std::filesystem::path file = folder.Path() / "BuildVersion.h";
+  std::ofstream(folder.Path() / "build-commit") << "0123456789ab-changed\n";
+  EXPECT_THAT(WrittenVersion(folder.Path(), file),
+              HasSubstr("\"9.8.7 (commit 0123456789ab-changed)\"\n"));
+  for (const char* const text : {"", "\n", "main\n", "0123\n4567\n", "\"; int x;\n"}) {
+    std::ofstream(folder.Path() / "build-commit") << text;
+    const support::ChildResult run = WriteVersion(folder.Path(), file);
+    EXPECT_NE(run.exitStatus, 0) << text;
+    EXPECT_THAT(run.err, HasSubstr("correct it, or remove the file")) << text;
+  }
+}
+
+TEST(Version, CopyOfTheSourcesHasTheFile) {
+  const support::TempDir folder;
+  const std::filesystem::path project = folder.Path() / "project";
+  const std::filesystem::path script = std::filesystem::path(PROJECT_FOLDER) / "packaging";
+  std::filesystem::create_directories(project / "packaging");
+  std::filesystem::copy(script / "copy-sources", project / "packaging");
+  const auto copied = [&](const std::filesystem::path& from, const char* name) {
+    const support::ChildResult run =
+        support::RunChild(from / "packaging" / "copy-sources", {folder.Path() / name});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    const std::filesystem::path file = folder.Path() / name / "build-commit";
+    return std::filesystem::exists(file) ? support::ReadFile(file) : "no file";
+  };
+  EXPECT_EQ(copied(project, "archive"), "no file");
+  const auto git = [&](const std::string& command) {
+    return support::RunChild("/bin/sh", {"-c", "cd \"$0\" && git " + command, project},
+                             {{"GIT_CONFIG_GLOBAL", "/dev/null"}, {"HOME", folder.Path()}});
+  };
+  if (git("init -q").exitStatus != 0) GTEST_SKIP() << "the package git is missing";
+  git("add -A");
+  git("-c user.name=a -c user.email=a@b commit -q -m first");
+  const std::string commit = git("rev-parse --short=12 HEAD").out;
+  ASSERT_EQ(commit.size(), 13u);
+  EXPECT_EQ(copied(project, "copy"), commit);
+  EXPECT_EQ(copied(folder.Path() / "copy", "copy-of-the-copy"), commit);
+  std::ofstream(project / "packaging" / "copy-sources", std::ios::app) << "# change\n";
+  EXPECT_EQ(copied(project, "changed"), commit.substr(0, 12) + "-changed\n");
 }
 
 }  // namespace

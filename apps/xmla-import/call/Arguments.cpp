@@ -24,10 +24,10 @@ std::string Shown(std::string_view name) {
   return std::ranges::all_of(name, isPlain) ? std::string(name) : Listed({std::string(name)});
 }
 
-std::string Joined(const std::vector<std::string>& names) {
+std::string Joined(const std::vector<std::string>& names, const char* last = " and ") {
   std::string text;
   for (std::size_t i = 0; i < names.size(); ++i)
-    text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+    text += (i == 0 ? "" : i + 1 == names.size() ? last : ", ") + names[i];
   return text;
 }
 
@@ -143,15 +143,25 @@ class Parser {
         (isEmptyCall ? "; to begin, try: xmla-import --sample analysis-services tree" : ""));
   }
 
+  /// The options that begin with the letter of a short one.
+  static std::string LongOptions(char letter, const std::vector<std::string>& names) {
+    std::vector<std::string> found;
+    for (const std::string& name : names)  // several commands may have the same option
+      if (name[2] == letter && std::ranges::count(found, name) == 0) found.push_back(name);
+    return found.empty() ? "" : " (did you mean " + Joined(found, " or ") + "?)";
+  }
+
   [[noreturn]] void RejectOption(std::string_view name) const {
     if (const std::string_view instead = InsteadOfOption(name); !instead.empty())
       throw UsageError("there is no option " + Shown(name) + ", " + std::string(instead));
+    const bool isShort = name.size() == 2 && !name.starts_with("--");
     std::vector<std::string> names{"--help", "--version"};
     for (const CommandOption& option : m_source.commonOptions) names.emplace_back(option.name);
     for (const CommandForm& form : m_source.commands)
       if (!m_form || m_form == &form)
         for (const CommandOption& option : form.options) names.emplace_back(option.name);
-    throw UsageError(Who() + " has no option " + Shown(name) + DidYouMean(name, names));
+    const std::string hint = isShort ? LongOptions(name[1], names) : DidYouMean(name, names);
+    throw UsageError(Who() + " has no option " + Shown(name) + hint);
   }
 
   std::string Who() const { return m_form ? m_form->name : "xmla-import"; }

@@ -10,19 +10,22 @@ using Kind = CompletedValue::Kind;
 constexpr std::string_view kBashScript =
     R"script(# Completion of xmla-import in bash, made by: xmla-import completion bash
 
-# The names in the server file, quoted for the shell, that begin with $2; each behind $1.
+# The names in the server file that begin with $2, as they are written behind the quote $3; each behind $1.
 _xmla_import_servers() {
-  local line name
-  while IFS= read -r line; do
-    name=${line%  *}
-    printf -v name %q "${name%"${name##*[! ]}"}"
+  local name
+  while IFS= read -r name; do
+    case $3 in
+      '') printf -v name %q "$name" ;;
+      '"') name=$(sed 's/[\\"$`]/\\&/g' <<<"$name") ;;
+    esac
     [[ $name != "$2"* ]] || COMPREPLY+=("$1$name")
-  done < <("${COMP_WORDS[0]/#\~/$HOME}" servers 2>/dev/null)
+  done < <("${COMP_WORDS[0]/#\~/$HOME}" servers --format json 2>/dev/null |
+    sed -n '/^ *"name": "\(.*\)",$/{s//\1/;s/\\\(["\\]\)/\1/g;p;}')
 }
 
 _xmla_import() {
   local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}
-  local option= before= command= i word
+  local option= before= command= quote= i word list
   if [[ $cur == = ]]; then
     option=$previous cur=
   elif [[ $previous == = ]]; then
@@ -32,6 +35,8 @@ _xmla_import() {
   else
     option=$previous
   fi
+  # An open quote is not part of the value.
+  [[ $cur == [\"\']* ]] && quote=${cur:0:1} cur=${cur:1}
   COMPREPLY=()
 
   for ((i = 1; i < COMP_CWORD; i++)); do
@@ -90,14 +95,19 @@ std::vector<std::string> Branch(const CompletedValue& value) {
     case Kind::kFolder:
       return {"compopt -o dirnames", "return"};
     case Kind::kServers:
-      return {R"(_xmla_import_servers "$before" "$cur")", "return"};
+      return {R"(_xmla_import_servers "$before" "$cur" "$quote")", "return"};
     case Kind::kFormats:
       return {"words=$formats"};
     case Kind::kWords:
       return {"words='" + Spaced(value.words) + "'"};
     case Kind::kList:
-      return {"words='" + Spaced(value.words) + "'", "compopt -o nospace",
-              "[[ $cur == *,* ]] && before+=${cur%,*}, cur=${cur##*,}"};
+      return {"words=' " + Spaced(value.words) + " '",
+              "compopt -o nospace",
+              "if [[ $cur == *,* ]]; then",
+              "  IFS=, read -ra list <<<\"${cur%,*}\"",
+              R"(  for word in "${list[@]}"; do words=${words/" $word "/ }; done)",
+              "  before+=${cur%,*}, cur=${cur##*,}",
+              "fi"};
     case Kind::kAny:
     case Kind::kNone:
       break;

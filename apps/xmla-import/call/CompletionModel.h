@@ -12,7 +12,7 @@
 /// A value of an option, or a word of a command.
 struct CompletedValue {
   enum class Kind {
-    kNone,     ///< there is no value
+    kNone,     ///< takes no value
     kAny,      ///< any text
     kFile,     ///< a file
     kFolder,   ///< a folder

@@ -36,22 +36,32 @@ function __xmla_import_connects
     test -z "$command"; or contains -- $command @connecting@
 end
 
+# Values of an option. What follows the tab replaces the description of the option, which would be repeated.
+function __xmla_import_values
+    for value in $argv
+        printf '%s\t\n' $value
+    end
+end
+
 function __xmla_import_formats
     switch (__xmla_import_command)
 @formats-of-commands@        case '*'
-            printf '%s\n' @formats@
+            __xmla_import_values @formats@
     end
 end
 
 function __xmla_import_servers
     set -l tool (commandline -opc | string replace -r '^~/' $HOME/)[1]
-    $tool servers 2>/dev/null | string replace -r '^(.*?) *  \S*$' '$1'
+    __xmla_import_values ($tool servers --format json 2>/dev/null |
+        sed -n '/^ *"name": "\(.*\)",$/{s//\1/;s/\\\\\(["\\\\]\)/\1/g;p;}')
 end
 
-# The names that continue a list with commas.
+# The names that continue a list with commas. The word may begin with a quote.
 function __xmla_import_list
-    set -l list (commandline -ct | string replace -r '^--[^=]*=' '' | string replace -rf '^(.*,)[^,]*$' '$1')
-    printf '%s\n' "$list"$argv
+    set -l list (commandline -ct | string replace -r '^(--[^=]*=)?["\']?' '' | string replace -rf '^(.*,)[^,]*$' '$1')
+    for name in $argv
+        contains -- $name (string split , -- "$list"); or __xmla_import_values "$list$name"
+    end
 end
 
 complete -c xmla-import -f
@@ -77,7 +87,7 @@ std::string ValueArguments(const CompletedValue& value) {
     case Kind::kFormats:
       return " -x -a '(__xmla_import_formats)'";
     case Kind::kWords:
-      return " -x -a " + Quoted(Spaced(value.words));
+      return " -x -a " + Quoted("(__xmla_import_values " + Spaced(value.words) + ")");
     case Kind::kList:
       return " -x -a " + Quoted("(__xmla_import_list " + Spaced(value.words) + ")");
     case Kind::kAny:
@@ -110,7 +120,7 @@ std::string FishCompletion(const CompletionModel& model) {
              " -d " + Quoted(command.summary) + "\n";
     if (command.connects) connecting.push_back(command.name);
     if (!command.formats.empty())
-      formats += "        case " + command.name + "\n            printf '%s\\n' " +
+      formats += "        case " + command.name + "\n            __xmla_import_values " +
                  Spaced(command.formats) + "\n";
   }
   lines += Lines(model.commonOptions, "not __xmla_import_is help");

@@ -8,13 +8,10 @@ constexpr std::string_view kZshScript = R"script(#compdef xmla-import
 # Completion of xmla-import in zsh, made by: xmla-import completion zsh
 
 _xmla_import_servers() {
-  local -a lines names
-  local line expl
-  lines=(${(f)"$(_call_program servers $words[1] servers 2>/dev/null)"})
-  for line in $lines; do
-    line=${line%  *}
-    names+=("${line%"${line##*[^ ]}"}")
-  done
+  local -a names
+  local expl
+  names=(${(f)"$(_call_program servers $words[1] servers --format json 2>/dev/null |
+    sed -n '/^ *"name": "\(.*\)",$/{s//\1/;s/\\\(["\\]\)/\1/g;p;}')"})
   _wanted servers expl server compadd -a names
 }
 

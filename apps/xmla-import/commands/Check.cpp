@@ -284,8 +284,8 @@ class ServiceCheck {
             .status = Status::kFailed,
             .found = "the server sent XML that is no reply to Discover: it is no SOAP envelope "
                      "with a DiscoverResponse or a fault",
-            .advice = std::string("check that the URL leads to an XML for Analysis service; ") +
-                      SettingAdvice(HTTPSetting::kURL)});
+            .advice = "check that the URL leads to an XML for Analysis service; " +
+                      SettingAdvice(HTTPSetting::kURL, m_session.Service().server)});
       return false;
     }
     Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
@@ -308,9 +308,10 @@ class ServiceCheck {
     }
     const auto& configured = m_session.Service().target;
     if (!configured || *configured == identity.target) return step;
-    step.found += ", but --target is " + TargetName(*configured);
+    const std::string& setting = m_session.Service().targetSetting;
+    step.found += ", but " + setting + " is " + TargetName(*configured);
     step.status = Status::kWarning;
-    step.advice = "leave out --target, or use --target " + detected;
+    step.advice = "leave out " + setting + ", or use --target " + detected;
     return step;
   }
 
@@ -453,7 +454,7 @@ class ServiceCheck {
     const std::string& error = errors.front();
     CheckStep step;
     if (m_recorder.HasFirst() && Utf8(m_recorder.Last().error) == error) {
-      step = FailedExchange(std::move(name), m_recorder.Last());
+      step = FailedExchange(std::move(name), m_recorder.Last(), m_session.Service());
     } else {
       step = {.name = std::move(name), .status = Status::kFailed, .found = error};
       // The advice of the catalogue is general. Other texts end with theirs.

@@ -1,6 +1,7 @@
 #include "commands/Choices.h"
 
 #include <algorithm>
+#include <set>
 
 #include "base/Text.h"
 #include "call/Suggestion.h"
@@ -61,6 +62,24 @@ std::vector<String> CubeNames(const OTCatalog& catalog) {
   return names;
 }
 
+std::vector<String> CubeNames(const OTDataSource& dataSource) {
+  std::vector<String> names;
+  std::set<String> seen;  // several catalogs may have cubes of the same name
+  for (const OTCatalog& catalog : dataSource.m_catalogs)
+    for (const OTCube& cube : catalog.m_cubes)
+      if (seen.insert(cube.first).second) names.push_back(cube.first);
+  return names;
+}
+
+std::vector<String> CatalogsWith(const OTDataSource& dataSource, const String& cube) {
+  std::vector<String> names;
+  for (const OTCatalog& catalog : dataSource.m_catalogs)
+    if (std::ranges::any_of(catalog.m_cubes,
+                            [&](const OTCube& each) { return each.first == cube; }))
+      names.push_back(catalog.m_catalogName);
+  return names;
+}
+
 ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
                   std::optional<String>& choice, Messages& messages) {
   const std::string kinds = std::string(what.kind) + "s";
@@ -76,8 +95,8 @@ ExitStatus Choose(const ChoiceOf& what, const std::vector<String>& names,
   const std::string asked =
       choice ? "there is no " + std::string(what.kind) + " " + Listed({Utf8(*choice)}) + where +
                    Nearest(*choice, names) + "; there are: "
-             : (what.owner.empty() ? "the provider" : what.owner) + " has several " + kinds +
-                   "; choose one with " + what.option + ": ";
+             : (what.owner.empty() ? "the provider" : what.owner) + " " + what.verb + " several " +
+                   kinds + "; choose one with " + what.option + ": ";
   messages.errors.push_back(asked + ListedInPart(names));
   return ExitStatus::kWrongCall;
 }

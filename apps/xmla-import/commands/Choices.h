@@ -25,13 +25,18 @@ bool IsUnknownDataSource(OTXMLAImportAPI& import, const String& name, Messages& 
 
 std::vector<String> CatalogNames(const OTDataSource& dataSource);
 std::vector<String> CubeNames(const OTCatalog& catalog);
+std::vector<String> CubeNames(const OTDataSource& dataSource);
 
-/// Describes a choice for the messages: what is chosen ("data source"), the option, and what it
-/// belongs to ("the catalog \"C\""; empty: the provider).
+/// The names of the catalogs that have the cube.
+std::vector<String> CatalogsWith(const OTDataSource& dataSource, const String& cube);
+
+/// Describes a choice for the messages: what is chosen ("data source"), the option, what it belongs
+/// to ("the catalog \"C\""; empty: the provider), and the verb between both.
 struct ChoiceOf {
   const char* kind;
   const char* option;
   std::string owner;
+  const char* verb = "has";
 };
 
 /// Completes an absent choice if there is exactly one name, which may be empty. If the choice is

@@ -100,14 +100,15 @@ const char* NameOfStep(HTTPStep step) {
 }
 
 /// The error text is "URL: problem; advice (details)".
-CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info) {
+CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info,
+                         const Connection& connection) {
   CheckStep step{.name = std::move(name), .status = Status::kFailed, .found = Utf8(info.problem)};
   const std::string text = Utf8(info.error);
   const std::size_t end = (Utf8(info.url) + ": " + step.found).size();
   if (end < text.size()) step.advice = text.substr(end + (text[end] == ';' ? 2 : 1));
-  const char* const option = SettingAdvice(info.setting);
-  if (option && step.advice.find(" --") == std::string::npos)
-    step.advice += (step.advice.empty() ? "" : "; ") + std::string(option);
+  const std::string option = SettingAdvice(info.setting, connection.server);
+  if (!option.empty() && step.advice.find(" --") == std::string::npos)
+    step.advice += (step.advice.empty() ? "" : "; ") + option;
   return step;
 }
 
@@ -115,7 +116,7 @@ void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connec
                          const std::function<void(CheckStep)>& take) {
   for (const auto& [name, number, describe] : kConnectionSteps) {
     if (number >= end) return;
-    if (first.failedStep == number) return take(FailedExchange(name, first));
+    if (first.failedStep == number) return take(FailedExchange(name, first, connection));
     CheckStep step = describe(first, connection);
     step.name = name;
     take(std::move(step));

@@ -17,7 +17,8 @@ inline constexpr const char* kCheckSteps[] = {
 };
 
 /// A failed step for an exchange that failed.
-CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info);
+CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info,
+                         const Connection& connection);
 
 /// Passes the steps before `end` to `take`, up to the one that failed.
 void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connection, HTTPStep end,

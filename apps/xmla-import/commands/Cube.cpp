@@ -23,6 +23,20 @@ std::optional<String> FirstOf(const std::vector<std::string>& values) {
   return Wide(values.front());
 }
 
+/// Completes or checks the catalog. A cube that is given decides, if only one catalog has it.
+ExitStatus ChooseCatalog(const OTDataSource& source, Choices& choices, Messages& messages) {
+  const std::string inSource = "the data source " + Listed({Utf8(*choices.dataSource)});
+  if (!choices.catalog && choices.cube && source.m_catalogs.size() > 1) {
+    const std::vector<String> catalogs = CatalogsWith(source, *choices.cube);
+    if (catalogs.empty())
+      return Choose({"cube", "--cube", inSource}, CubeNames(source), choices.cube, messages);
+    const std::string cube = "the cube " + Listed({Utf8(*choices.cube)});
+    return Choose({"catalog", "--catalog", cube, "is in"}, catalogs, choices.catalog, messages);
+  }
+  return Choose({"catalog", "--catalog", inSource}, CatalogNames(source), choices.catalog,
+                messages);
+}
+
 /// Completes or checks catalog and cube with the tree of the data source.
 ExitStatus ChooseInTree(OTXMLAImportAPI& import, Choices& choices, Messages& messages) {
   Messages tree;
@@ -34,9 +48,7 @@ ExitStatus ChooseInTree(OTXMLAImportAPI& import, Choices& choices, Messages& mes
   std::ranges::move(tree.errors, std::back_inserter(messages.errors));
   if (!isComplete || dataSources.empty()) return ExitStatus::kFailed;
   const OTDataSource& source = dataSources.front();
-  const std::string inSource = "the data source " + Listed({Utf8(*choices.dataSource)});
-  const ExitStatus status =
-      Choose({"catalog", "--catalog", inSource}, CatalogNames(source), choices.catalog, messages);
+  const ExitStatus status = ChooseCatalog(source, choices, messages);
   if (status != ExitStatus::kDone) return status;
   const std::string inCatalog = "the catalog " + Listed({Utf8(*choices.catalog)});
   for (const OTCatalog& catalog : source.m_catalogs)

@@ -21,6 +21,11 @@ bool CubeOrder::AwaitTurn(std::size_t number) {
   return !m_failure && !MustStop();
 }
 
+bool CubeOrder::MustWait(std::size_t number) {
+  const std::lock_guard lock(m_mutex);
+  return number >= m_next + m_window;
+}
+
 void CubeOrder::Put(std::size_t number, std::unique_ptr<CubeResult> cube) {
   std::unique_lock lock(m_mutex);
   m_slots[number] = {true, std::move(cube)};

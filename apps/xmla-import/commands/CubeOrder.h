@@ -21,6 +21,8 @@ class CubeOrder {
 
   /// Waits until the cube with this number may be read. False if reading must stop.
   bool AwaitTurn(std::size_t number);
+  /// True if AwaitTurn would wait.
+  bool MustWait(std::size_t number);
   /// Hands over the cube with this number. Null means that the result does not contain it.
   void Put(std::size_t number, std::unique_ptr<CubeResult> cube);
   /// Call after all threads have ended. Also takes the cubes that follow a missing one. Rethrows

@@ -9,6 +9,7 @@
 #include "base/Secret.h"
 #include "base/Text.h"
 #include "call/SecretOption.h"
+#include "call/SettingAdvice.h"
 #include "call/TargetNames.h"
 #include "connection/LogIn.h"
 #include "connection/Sources.h"
@@ -81,15 +82,14 @@ void UseProxyAndAuthorities(const Sources& sources, const std::string& command,
     throw UsageError(proxy.Subject() + " cannot be used: " + problem + SeeHelp(command));
 }
 
-std::optional<ServerInfo::TargetType> ConfiguredTarget(const Sources& sources,
-                                                       const std::string& command) {
+void UseTarget(const Sources& sources, const std::string& command, Connection& connection) {
   const Setting<std::string> name = sources.Find(&Arguments::target);
-  if (!name || name.value == kAutoTarget) return std::nullopt;
-  const std::optional<ServerInfo::TargetType> target = TargetFromName(name.value);
-  if (!target)
+  if (!name || name.value == kAutoTarget) return;
+  connection.target = TargetFromName(name.value);
+  if (!connection.target)
     throw UsageError(UnknownValue(name.name, name.value, TargetNameList(), TargetNames()) +
                      SeeHelp(command));
-  return target;
+  connection.targetSetting = name.Mention() + name.place;
 }
 
 }  // namespace
@@ -102,7 +102,8 @@ Connection::~Connection() {
 Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
   const Sources sources(arguments, std::move(secrets));
   Connection connection;
-  connection.target = ConfiguredTarget(sources, arguments.command);
+  connection.server = sources.ServerMention();
+  UseTarget(sources, arguments.command, connection);
   UseTransport(sources, connection.http);
   if (!arguments.sample.empty()) {
     ServeSample(arguments, connection);
@@ -111,7 +112,8 @@ Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
   const Source urlSource = UseUrl(sources, arguments.command, connection);
   UseProxyAndAuthorities(sources, arguments.command, connection);
   LogIn(sources, urlSource, connection);
-  connection.http.missingUserAdvice = L"use --user NAME";
+  connection.http.missingUserAdvice =
+      Wide(WithServerKey("use --user NAME", "user", connection.server));
   connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   return connection;
 }

@@ -28,6 +28,10 @@ struct Connection {
   /// How messages begin that are about the client certificate, its key, and the password of that:
   /// with the option or the key of the server file.
   std::map<HTTPSetting, std::string> certificateNames;
+  /// The service in the server file, for the middle of a message. Empty if it is not there.
+  std::string server;
+  /// How the kind was configured, for the middle of a message: the option, variable or key.
+  std::string targetSetting = "--target";
   /// The embedded sample provider, if --sample is given.
   std::unique_ptr<sample::Provider> provider;
 };

@@ -59,7 +59,7 @@ String ReadSecret(const std::string& noun, const Setting<std::string>& file,
                   const std::string& prompt) {
   std::optional<std::string> typed;
   if (file.value == "-" && isatty(STDIN_FILENO) == 1) typed = SecretFromTerminal(noun, prompt);
-  const std::string what = file.place + "the " + noun;
+  const std::string what = file.begin + "the " + noun;
   return TextOfSecret(typed ? std::move(*typed) : SecretFromFile(what, file.value, ShownName(file)),
                       what + " (" + file.name + ")");
 }
@@ -76,14 +76,15 @@ class Choice {
         m_passwordFile(sources.Find(&Arguments::passwordFile)),
         m_tokenFile(sources.Find(&Arguments::tokenFile)),
         m_keyPasswordFile(sources.Find(&Arguments::keyPasswordFile)),
-        m_auth(sources.Find(&Arguments::auth)) {}
+        m_auth(sources.Find(&Arguments::auth)),
+        m_passwordCommand(sources.PasswordCommand()) {}
 
   void Make() {
     ChooseCertificate();
     const Source token = SourceOfToken();
     const Source user = SourceOfUser();
     const bool usesToken = token != Source::kNone && token <= user;
-    if (usesToken && token == user) FailTogether(PlaceOfToken() + NameOfToken(), NameOfUser(user));
+    if (usesToken && token == user) FailTogether(BeginOfToken() + NameOfToken(), NameOfUser(user));
     RequireOneInput(usesToken);
     ReadKeyPassword();
     if (usesToken)
@@ -92,9 +93,9 @@ class Choice {
       UseUser();
     // Those of the URL may contain them, too.
     if (HasControlCharacter(m_connection.user))
-      throw UsageError(std::string("the user name") + kControlCharacter);
+      throw UsageError(BeginOfUser() + "the user name" + kControlCharacter);
     if (HasControlCharacter(m_connection.password))
-      throw UsageError(std::string("the password") + kControlCharacter);
+      throw UsageError(BeginOfUser() + "the password" + kControlCharacter);
   }
 
  private:
@@ -105,7 +106,7 @@ class Choice {
   }
 
   bool IsTokenInFile() const { return m_tokenFile && m_tokenFile.source == SourceOfToken(); }
-  std::string PlaceOfToken() const { return IsTokenInFile() ? m_tokenFile.place : ""; }
+  std::string BeginOfToken() const { return IsTokenInFile() ? m_tokenFile.begin : ""; }
   std::string NameOfToken() const {
     return IsTokenInFile() ? m_tokenFile.name : "XMLA_IMPORT_TOKEN";
   }
@@ -114,7 +115,7 @@ class Choice {
   Source SourceOfUser() const {
     Source source = std::min(m_user.source, m_passwordFile.source);
     if (m_urlHasCredentials) source = std::min(source, m_urlSource);
-    if (!m_sources.PasswordCommand().empty()) source = std::min(source, Source::kServerFile);
+    source = std::min(source, m_passwordCommand.source);
     return source;
   }
 
@@ -122,7 +123,19 @@ class Choice {
     if (m_user.source == source) return m_user.name;
     if (m_passwordFile.source == source) return m_passwordFile.name;
     return m_urlHasCredentials && m_urlSource == source ? "the user in the URL"
-                                                        : "password-command";
+                                                        : m_passwordCommand.name;
+  }
+
+  /// Begins a message about user or password, if they come from the server file.
+  std::string BeginOfUser() const {
+    if (m_urlHasUser && m_urlSource == Source::kServerFile && m_urlSource <= m_user.source)
+      return m_sources.Find(&Arguments::url).begin;
+    return m_user.begin;
+  }
+
+  /// The option to use, or the key of the server file. `begin` is that of the message.
+  std::string Advice(const std::string& begin, const char* option, const char* key) const {
+    return WithServerKey(option, key, begin.empty() ? m_sources.ServerMention() : " there");
   }
 
   void RequireOneInput(bool usesToken) const {
@@ -147,7 +160,7 @@ class Choice {
       http.bearerToken = WideSecret(std::string(m_sources.Secrets().token));
     const auto isOfToken = [](wchar_t c) { return L'!' <= c && c <= L'~'; };
     if (http.bearerToken.empty() || !std::ranges::all_of(http.bearerToken.view(), isOfToken))
-      throw UsageError(PlaceOfToken() + "the token (" + NameOfToken() +
+      throw UsageError(BeginOfToken() + "the token (" + NameOfToken() +
                        ") is empty or contains a blank or another character that no token has; "
                        "give the token alone, without \"Bearer\"");
     // For a proxy's user.
@@ -165,8 +178,9 @@ class Choice {
     const bool usesPassword = (schemes & kAuthPasswordSchemes) != 0;
     if (m_passwordFile.source == Source::kOption) RequireUse(hasUser, usesPassword);
     if (!hasUser && m_auth && !(schemes & kAuthNegotiate) && !m_connection.http.proxy)
-      throw UsageError(m_auth.Subject() + ' ' + Listed({m_auth.value}) +
-                       " needs a user name; use --user NAME, or allow negotiate" + kSeeLogIn);
+      throw UsageError(m_auth.Subject() + ' ' + Listed({m_auth.value}) + " needs a user name; " +
+                       Advice(m_auth.begin, "use --user NAME", "user") + ", or allow negotiate" +
+                       kSeeLogIn);
     if (hasUser && usesPassword)
       FindPassword();
     else
@@ -175,7 +189,8 @@ class Choice {
 
   void RequireUse(bool hasUser, bool usesPassword) const {
     if (!hasUser)
-      throw UsageError(m_passwordFile.name + " needs a user name; use --user NAME" + kSeeLogIn);
+      throw UsageError(m_passwordFile.name + " needs a user name; " +
+                       Advice("", "use --user NAME", "user") + kSeeLogIn);
     if (!usesPassword)
       throw UsageError(m_passwordFile.name + " has no effect with " + m_auth.name + " negotiate" +
                        m_auth.owner + ", which uses your Kerberos ticket; leave one of them out");
@@ -196,7 +211,7 @@ class Choice {
 
   /// A password of the server file belongs to the user there, if it has one.
   bool IsUserOfServer() const {
-    if (m_sources.ServerName().empty()) return false;
+    if (!m_sources.HasServer()) return false;
     const Setting<std::string> own = m_sources.FindIn(Source::kServerFile, &Arguments::user);
     return !own || m_connection.user == Wide(own.value);
   }
@@ -214,14 +229,14 @@ class Choice {
       return;
     }
     if (IsUserOfServer()) {
-      if (m_passwordFile && !m_sources.PasswordCommand().empty())
-        FailTogether(m_passwordFile.Subject(), "password-command");
+      if (m_passwordFile && m_passwordCommand)
+        FailTogether(m_passwordFile.Subject(), m_passwordCommand.name);
       if (m_passwordFile) return ReadPasswordFile(user);
-      if (!m_sources.PasswordCommand().empty()) {
+      if (m_passwordCommand) {
+        const std::string what = m_passwordCommand.Subject();
         Erase(password);
-        password =
-            TextOfSecret(PasswordFromCommand(m_sources.PasswordCommand(), m_sources.ServerName()),
-                         "the password (password-command)");
+        password = TextOfSecret(PasswordFromCommand(m_passwordCommand.value, what),
+                                m_passwordCommand.begin + "the password (password-command)");
         return;
       }
     }
@@ -229,9 +244,10 @@ class Choice {
     if (auto typed = SecretFromTerminal("password", Prompt(user)))
       password = TextOfSecret(std::move(*typed), "the password");
     else  // an empty password on every run would lock the account
-      throw UsageError("user " + Listed({user}) +
-                       " needs a password, and there is no terminal to ask for it; use "
-                       "--password-file FILE (or XMLA_IMPORT_PASSWORD)" +
+      throw UsageError(BeginOfUser() + "user " + Listed({user}) +
+                       " needs a password, and there is no terminal to ask for it; " +
+                       Advice(BeginOfUser(), "use --password-file FILE (or XMLA_IMPORT_PASSWORD)",
+                              IsUserOfServer() ? "password-command or password-file" : nullptr) +
                        kSeeLogIn);
   }
 
@@ -260,7 +276,8 @@ class Choice {
     if (m_keyPasswordFile.source > std::min(m_cert.source, m_key.source)) m_keyPasswordFile = {};
     for (const Setting<std::string>* const each : {&m_key, &m_keyPasswordFile})
       if (*each && !m_cert)
-        throw UsageError(each->Subject() + " needs a certificate; use --cert FILE");
+        throw UsageError(each->Subject() + " needs a certificate; " +
+                         Advice(each->begin, "use --cert FILE", "cert"));
     RequireReadable(m_cert);
     RequireReadable(m_key);
     if (m_cert) m_connection.certificateNames[HTTPSetting::kCertificate] = m_cert.Subject();
@@ -287,6 +304,7 @@ class Choice {
   const Setting<std::string> m_tokenFile;
   Setting<std::string> m_keyPasswordFile;
   const Setting<std::string> m_auth;
+  const Setting<std::vector<std::string>> m_passwordCommand;
   Setting<std::string> m_cert;
   Setting<std::string> m_key;
 };
@@ -313,7 +331,7 @@ void RequireUsableCertificate(const Connection& connection) {
   const bool isGiven = names.contains(setting);
   throw UsageError(names.at(isGiven ? setting : HTTPSetting::kCertificate) +
                    " cannot be used: " + problem +
-                   (isGiven ? "" : "; " + std::string(SettingAdvice(setting))) + kSeeLogIn);
+                   (isGiven ? "" : "; " + SettingAdvice(setting, connection.server)) + kSeeLogIn);
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {

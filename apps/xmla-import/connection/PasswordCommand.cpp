@@ -49,12 +49,11 @@ std::string Problem(const CommandOutcome& outcome, const CommandLimits& limits) 
 
 }  // namespace
 
-std::string PasswordFromCommand(const std::vector<std::string>& words, const std::string& server) {
+std::string PasswordFromCommand(const std::vector<std::string>& words, const std::string& what) {
   const CommandLimits limits;
   const auto fail = [&](const std::string& problem) -> std::string {
     // The arguments may tell more than a message should.
-    throw UsageError("the password-command of server " + Listed({server}) + ", " +
-                     Listed({words.front()}) + ", " + problem);
+    throw UsageError(what + " " + Listed({words.front()}) + " " + problem);
   };
   CommandOutcome outcome;
   try {

@@ -91,11 +91,11 @@ class ServerReader {
 
  private:
   [[noreturn]] void Fail(const toml::source_region& place, const std::string& text) const {
-    throw UsageError(PlaceOf(place) + OneLine(text) + kSeeHelp);
+    throw UsageError(PlaceOf(place) + ": " + OneLine(text) + kSeeHelp);
   }
 
   std::string PlaceOf(const toml::source_region& place) const {
-    return Quoted(m_file) + ", line " + std::to_string(place.begin.line) + ": ";
+    return Quoted(m_file) + ", line " + std::to_string(place.begin.line);
   }
 
   toml::table Parse(std::string_view text) const {
@@ -125,9 +125,10 @@ class ServerReader {
                              "[sales]");
     Server server;
     server.name = name;
+    server.place = PlaceOf(key.source());
     const std::string prefix = "server " + Quoted(name) + ": ";
     for (const auto& [entry, value] : *table) {
-      server.keys[std::string(entry.str())].place = PlaceOf(entry.source()) + prefix;
+      server.keys[std::string(entry.str())].place = PlaceOf(entry.source());
       try {
         ReadKey(entry.str(), value, server);
       } catch (const UsageError& error) {

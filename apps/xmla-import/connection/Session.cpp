@@ -91,7 +91,8 @@ void Session::ExplainTarget(Messages& messages) {
     ReadIdentity();
     if (!m_identified || m_identity.target == m_target) return {};
     return "identifies itself as " + Listed({Utf8(m_identity.name + L" " + m_identity.version)}) +
-           ": leave out --target, or use --target " + TargetName(m_identity.target);
+           ": leave out " + m_connection.targetSetting + ", or use --target " +
+           TargetName(m_identity.target);
   };
   for (std::string& warning : messages.warnings)
     if (warning.starts_with(kTargetMismatch) && warning.find("--target") == std::string::npos)

@@ -46,7 +46,19 @@ std::string Sources::NameOf(Source source, const CommandOption& option) const {
   return option.name + 2;
 }
 
-std::string Sources::Owner() const { return " of server " + Listed({m_serverName}); }
+std::string Sources::ServerWords() const { return "server " + Listed({m_server.name}); }
+
+std::string Sources::ServerMention() const {
+  return HasServer() ? " of " + ServerWords() + " (" + m_server.place + ")" : "";
+}
+
+Setting<std::vector<std::string>> Sources::PasswordCommand() const {
+  if (m_server.passwordCommand.empty()) return {};
+  Setting<std::vector<std::string>> found{
+      m_server.passwordCommand, Source::kServerFile, "password-command", {}, {}, {}, {}};
+  Locate(found);
+  return found;
+}
 
 void Sources::ReadEnvironment() {
   Arguments& values = m_values[static_cast<std::size_t>(Source::kEnvironment)];
@@ -76,11 +88,9 @@ void Sources::ChooseService() {
         "--url or --server");
   if (const Setting<std::string> name = Find(&Arguments::server)) {
     const ServerFile file = ReadServerFile();
-    const Server& server = FindServer(file, name.value, name.name);
-    m_values[static_cast<std::size_t>(Source::kServerFile)] = server.values;
-    m_serverName = server.name;
-    m_passwordCommand = server.passwordCommand;
-    m_serverKeys = server.keys;
+    m_server = FindServer(file, name.value, name.name);
+    m_values[static_cast<std::size_t>(Source::kServerFile)] = m_server.values;
+    EraseSecrets(m_server.values);
   } else if (given.url.empty() && variables.url.empty()) {
     throw UsageError(
         "no service given; use --url URL (or XMLA_IMPORT_URL), --server NAME (or "

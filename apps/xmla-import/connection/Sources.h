@@ -10,19 +10,19 @@
 /// Where a value comes from. An earlier source overrides a later one.
 enum class Source { kOption, kEnvironment, kServerFile, kNone };
 
-/// A value, its source, and what messages say about it. `place` begins a message about a value of
-/// the server file.
+/// A value, its source, and what messages say about it.
 template <class Type>
 struct Setting {
   Type value{};
   Source source = Source::kNone;
   std::string name;     ///< of the option, variable or key
-  std::string place;    ///< see ServerKey; empty for other sources
+  std::string begin;    ///< of messages: file, line and server; empty for other sources
   std::string written;  ///< see ServerKey
   std::string owner;    ///< the server, for the middle of a message
+  std::string place;    ///< file and line in parentheses, for the middle of a message
 
   /// Begins a message.
-  std::string Subject() const { return place + name; }
+  std::string Subject() const { return begin + name; }
   /// In the middle of a message.
   std::string Mention() const { return name + owner; }
   explicit operator bool() const { return source != Source::kNone; }
@@ -48,19 +48,17 @@ class Sources {
   Setting<Type> FindIn(Source source, Type Arguments::*member) const {
     const Type& value = m_values[static_cast<std::size_t>(source)].*member;
     if (IsAbsent(value)) return {};
-    Setting<Type> found{value, source, NameOf(source, member), {}, {}, {}};
-    const auto key = m_serverKeys.find(found.name);
-    if (source != Source::kServerFile || key == m_serverKeys.end()) return found;
-    found.place = key->second.place;
-    found.written = key->second.written;
-    found.owner = Owner();
+    Setting<Type> found{value, source, NameOf(source, member), {}, {}, {}, {}};
+    if (source == Source::kServerFile) Locate(found);
     return found;
   }
 
   const EnvironmentSecrets& Secrets() const { return m_secrets; }
-  /// The chosen server of the server file; empty if there is none.
-  const std::string& ServerName() const { return m_serverName; }
-  const std::vector<std::string>& PasswordCommand() const { return m_passwordCommand; }
+  /// False if the service is not in the server file.
+  bool HasServer() const { return !m_server.name.empty(); }
+  /// For the middle of a message: the chosen server, its file and line. Empty if there is none.
+  std::string ServerMention() const;
+  Setting<std::vector<std::string>> PasswordCommand() const;
   /// True if the environment names a proxy for URLs with this scheme.
   static bool HasProxyInEnvironment(bool isHTTPS);
 
@@ -79,15 +77,23 @@ class Sources {
   }
   static std::span<const CommandOption> Options();
   std::string NameOf(Source source, const CommandOption& option) const;
-  std::string Owner() const;
+  /// Says where a key of the server file is.
+  template <class Type>
+  void Locate(Setting<Type>& found) const {
+    const auto key = m_server.keys.find(found.name);
+    if (key == m_server.keys.end()) return;
+    found.begin = key->second.place + ": " + ServerWords() + ": ";
+    found.written = key->second.written;
+    found.owner = " of " + ServerWords();
+    found.place = " (" + key->second.place + ")";
+  }
+  std::string ServerWords() const;
   void ReadEnvironment();
   void ChooseService();
 
   Arguments m_values[3];  // by Source
   EnvironmentSecrets m_secrets;
-  std::string m_serverName;
-  std::vector<std::string> m_passwordCommand;
-  std::map<std::string, ServerKey> m_serverKeys;
+  Server m_server;  // of the server file; its values are in m_values
 };
 
 /// Erases what may hold a password.

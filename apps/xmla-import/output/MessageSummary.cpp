@@ -1,5 +1,9 @@
 #include "output/MessageSummary.h"
 
+#include <algorithm>
+
+#include "Utility/Generic/MessageNumbers.h"
+
 namespace {
 
 constexpr std::size_t kMaxKinds = 1000;
@@ -36,6 +40,10 @@ std::string WithoutObject(const std::string& line) {
 }
 
 }  // namespace
+
+bool NeedsNoAction(const std::string& warning) {
+  return warning.starts_with("[" + std::to_string(kMessageMeasuresHierarchy) + "] ");
+}
 
 MessageSummary::Kind* MessageSummary::Add(List& list, const std::string& key,
                                           const std::string& cube,
@@ -100,8 +108,20 @@ std::vector<MessageSummary::Line> MessageSummary::ErrorLines() const {
   return lines;
 }
 
-std::vector<std::string> MessageSummary::WarningLines() const {
-  std::vector<std::string> lines;
+std::size_t MessageSummary::WarningCount() const {
+  std::size_t count = m_warnings.count;
+  for (const Kind& kind : m_warnings.kinds)
+    if (NeedsNoAction(kind.text)) count -= kind.count;
+  return count;
+}
+
+std::size_t MessageSummary::WarningKinds() const {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      m_warnings.kinds, [](const Kind& kind) { return !NeedsNoAction(kind.text); }));
+}
+
+std::vector<MessageSummary::Line> MessageSummary::WarningLines() const {
+  std::vector<Line> lines;
   for (const Kind& kind : m_warnings.kinds) {
     const std::string cube = kind.cubes.empty() ? std::string() : kind.cubes.front();
     std::string line = After(cube, kind.text);
@@ -110,11 +130,13 @@ std::vector<std::string> MessageSummary::WarningLines() const {
       if (kind.cubeCount > 1) line += " in " + std::to_string(kind.cubeCount) + " cubes";
       line += "; --warnings all shows all)";
     }
-    lines.push_back(std::move(line));
-    for (const std::string& detail : kind.details) lines.push_back(After(cube, detail));
+    const bool isNote = NeedsNoAction(kind.text);
+    lines.push_back({std::move(line), isNote});
+    for (const std::string& detail : kind.details) lines.push_back({After(cube, detail), isNote});
   }
   if (m_warnings.omitted > 0)
-    lines.push_back("and " + std::to_string(m_warnings.omitted) +
-                    " more warnings; --warnings all shows them");
+    lines.push_back(
+        {"and " + std::to_string(m_warnings.omitted) + " more warnings; --warnings all shows them",
+         false});
   return lines;
 }

@@ -15,6 +15,9 @@ enum class ShownWarnings {
   kNone,
 };
 
+/// True for a warning that servers cause in almost every cube, and that needs no action.
+bool NeedsNoAction(const std::string& warning);
+
 /// Combines messages of many cubes into few lines: one for each error text, and one for each kind
 /// of warning. A kind is a catalogue number, or a text without number.
 class MessageSummary {
@@ -25,13 +28,13 @@ class MessageSummary {
 
   struct Line {
     std::string text;
-    bool isNote;  ///< completes the line before it
+    bool isNote;  ///< completes the line before it, or needs no action
   };
   std::vector<Line> ErrorLines() const;
-  std::vector<std::string> WarningLines() const;
-  /// Number of warnings, and of their kinds.
-  std::size_t WarningCount() const { return m_warnings.count; }
-  std::size_t WarningKinds() const { return m_warnings.kinds.size(); }
+  std::vector<Line> WarningLines() const;
+  /// Number of warnings, and of their kinds, without those that need no action.
+  std::size_t WarningCount() const;
+  std::size_t WarningKinds() const;
 
  private:
   struct Kind {

@@ -1,6 +1,7 @@
 #include "output/Output.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -110,6 +111,15 @@ bool Output::IsTerminal() const {
   if (!m_place->IsSpecial() || !S_ISCHR(m_place->status.st_mode)) return false;
   const Descriptor device = m_place->Open(O_WRONLY);
   return device.IsOpen() && isatty(device.Number()) == 1;
+}
+
+bool Output::IsPipe() const {
+  struct stat status {};
+  if (m_place)
+    status = m_place->status;
+  else if (fstat(STDOUT_FILENO, &status) != 0)
+    return false;
+  return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode);
 }
 
 void Output::Write(std::string_view text) {

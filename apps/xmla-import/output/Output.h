@@ -22,6 +22,8 @@ class Output {
 
   /// True if the destination is a terminal.
   bool IsTerminal() const;
+  /// True if another program reads the result. It may write to the same terminal as the tool.
+  bool IsPipe() const;
   /// Writes the next part of the result. A closed reader of standard output is not an error. Throws
   /// OutputError. Throws OutputInterrupted if the reader does not read after an interruption.
   void Write(std::string_view text);

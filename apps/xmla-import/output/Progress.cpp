@@ -233,6 +233,12 @@ void Progress::ShowClosingLine(const std::string& text) {
   WriteToStandardError("xmla-import: " + EscapedForTerminal(text) + "\n");
 }
 
+void Progress::EndLine() {
+  const std::lock_guard lock(m_mutex);
+  Clear();
+  m_hasEnded = true;
+}
+
 void Progress::Clear() {
   if (m_visible) WriteToStandardError("\r\x1b[K");
   m_visible = false;
@@ -246,7 +252,7 @@ void Progress::Tick(const std::stop_token& stop) {
 
 void Progress::Show(bool now) {
   const Clock::time_point time = Clock::now();
-  if (m_form != Form::kLine || (!now && time - m_shown < kBetweenLines)) return;
+  if (m_form != Form::kLine || m_hasEnded || (!now && time - m_shown < kBetweenLines)) return;
   m_shown = time;
   try {
     ShowLine(time);

@@ -48,6 +48,8 @@ class Progress : public RequestObserver {
   /// The calling thread begins to read a cube, or ends it.
   void BeginCube(const String& name);
   void EndCube();
+  /// Removes the progress line. It does not come back.
+  void EndLine();
   /// Writes an error, warning or note line. Control characters are escaped.
   void ShowMessage(const char* kind, const std::string& text);
   /// Writes a line that is neither, if the progress line is in use.
@@ -89,6 +91,7 @@ class Progress : public RequestObserver {
   std::mutex m_mutex;  // guards the members below
   Clock::time_point m_shown = m_begin;
   bool m_visible = false;
+  bool m_hasEnded = false;  // the line is not shown any more
   std::uint64_t m_requests = 0;
   std::uint64_t m_retries = 0;
   std::uint64_t m_bytes = 0;

@@ -60,6 +60,7 @@ Form& Report::FormOf(const Result& result) {
 }
 
 void Report::Write(std::string_view text) {
+  if (m_output.IsPipe()) m_progress.EndLine();
   if (m_text.IsForTerminal())
     m_progress.WithoutLine([&] { m_output.Write(text); });
   else
@@ -75,7 +76,8 @@ void Report::AddWarnings(const std::string& cube, const Messages& messages, std:
     if (Interrupt::Happened())
       ++m_hiddenWarnings;  // there may be very many
     else
-      m_progress.ShowMessage("warning", cube.empty() ? line : cube + ": " + line);
+      m_progress.ShowMessage(NeedsNoAction(line) ? "note" : "warning",
+                             cube.empty() ? line : cube + ": " + line);
   }
 }
 
@@ -96,8 +98,8 @@ void Report::ShowMessages() {
   if (m_hasShown) return;
   m_hasShown = true;
   if (m_warnings == ShownWarnings::kSummary)
-    for (const std::string& line : m_summary.WarningLines())
-      m_progress.ShowMessage("warning", line);
+    for (const auto& [text, isNote] : m_summary.WarningLines())
+      m_progress.ShowMessage(isNote ? "note" : "warning", text);
   if (m_hiddenWarnings > 0)
     m_progress.ShowMessage(
         "warning", "interrupted: " + std::to_string(m_hiddenWarnings) + " warnings are not shown");
@@ -105,6 +107,18 @@ void Report::ShowMessages() {
     m_progress.ShowMessage(isNote ? "note" : "error", text);
   if (m_form->IsCut()) m_progress.ShowMessage("error", kCutShort);
   for (const std::string& notice : m_form->Notices()) m_progress.ShowMessage("warning", notice);
+}
+
+/// The steps of a check have their own.
+void Report::ShowAdvice() {
+  bool namesServer = m_server.empty();
+  for (const HTTPSetting setting : m_progress.FailedSettings()) {
+    const std::string advice = SettingAdvice(setting, m_server);
+    if (advice.empty()) continue;
+    m_progress.ShowMessage("note", advice);
+    namesServer = true;
+  }
+  if (!namesServer) m_progress.ShowMessage("note", "the URL is that" + m_server);
 }
 
 void Report::ShowClosingLine(const Result& result, bool isComplete) {
@@ -134,9 +148,7 @@ ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   m_text.Flush();
   ShowMessages();
   const bool hasFailed = status == ExitStatus::kFailed || status == ExitStatus::kPartly;
-  if (hasFailed && !std::holds_alternative<CheckResult>(result))  // its steps have their advice
-    for (const HTTPSetting setting : m_progress.FailedSettings())
-      if (const char* const advice = SettingAdvice(setting)) m_progress.ShowMessage("note", advice);
+  if (hasFailed && !std::holds_alternative<CheckResult>(result)) ShowAdvice();
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
   // A diagnosis with a failed step is a complete result.
   const auto* const check = std::get_if<CheckResult>(&result);

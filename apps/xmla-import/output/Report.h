@@ -31,6 +31,8 @@ class Report : public ResultReceiver, private TextSink {
   void BeginSteps(const CheckResult& result) override;
   void Take(const CheckStep& step) override;
 
+  /// The service in the server file, for messages; see Connection.
+  void UseServer(const std::string& server) { m_server = server; }
   /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);
   /// Adds the messages of the whole result. Finish shows them.
@@ -46,12 +48,14 @@ class Report : public ResultReceiver, private TextSink {
   void Write(std::string_view text) override;
   void AddWarnings(const std::string& cube, const Messages& messages, std::size_t first);
   void AddErrors(const std::string& cube, const Messages& messages);
+  void ShowAdvice();
   void ShowClosingLine(const Result& result, bool isComplete);
 
   Output& m_output;
   Progress& m_progress;
   const ShownWarnings m_warnings;
   MessageSummary m_summary;
+  std::string m_server;
   Totals m_totals;
   ResultText m_text;
   const std::unique_ptr<Form> m_form;

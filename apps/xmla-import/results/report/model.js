@@ -103,7 +103,7 @@ const messageKinds = {
   46100: "A reply could not be read",
   62010: "The server is of another kind than configured",
   62011: "Virtual hierarchies were skipped",
-  62012: "Hierarchies of measures were skipped",
+  62012: "Hierarchies of measures were skipped: measures are listed separately",
   62013: "Hierarchies with an unsupported structure were skipped",
   64203: "The server refused a request",
 };
