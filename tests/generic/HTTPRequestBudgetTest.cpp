@@ -115,16 +115,67 @@ TEST(HTTPRequestBudget, RefusedRequestsHalveItOnce) {
   std::vector<Permit> permits;
   for (int i = 0; i < 8; ++i)
     permits.push_back(i == 0 ? budget.Take(false) : budget.TryTakeAhead());
-  for (Permit& permit : permits) permit.Refuse();
+  for (Permit& permit : permits) permit.Refuse(true);
   permits.clear();
   EXPECT_EQ(budget.MostAhead(), 3u);
   for (int i = 0; i < 5; ++i) {
     const Permit own = budget.Take(false);
     Permit ahead = budget.TryTakeAhead();
-    if (ahead) ahead.Refuse();
+    if (ahead) ahead.Refuse(true);
   }
   EXPECT_EQ(budget.MostAhead(), 0u);
   EXPECT_TRUE(budget.Take(false));
+}
+
+/// Requests that have ended without a refusal.
+void Pass(HTTPRequestBudget& budget, int requests) {
+  for (int i = 0; i < requests; ++i) budget.Take(false).Return();
+}
+
+/// Two requests at a time, of which one is refused.
+void RefuseOne(HTTPRequestBudget& budget, bool isCertain) {
+  const Permit own = budget.Take(false);
+  budget.Take(false).Refuse(isCertain);
+}
+
+/// A lost connection can have another reason than load, so the number does not stay low.
+TEST(HTTPRequestBudget, DoublesAgainAfterAnUncertainRefusal) {
+  HTTPRequestBudget budget(7);
+  RefuseOne(budget, false);
+  RefuseOne(budget, false);
+  EXPECT_EQ(budget.MostAhead(), 0u);
+  Pass(budget, 31);
+  EXPECT_EQ(budget.MostAhead(), 0u);
+  Pass(budget, 1);
+  EXPECT_EQ(budget.MostAhead(), 1u);
+  Pass(budget, 20);
+  RefuseOne(budget, false);
+  Pass(budget, 31);  // counted from the last refusal
+  EXPECT_EQ(budget.MostAhead(), 0u);
+  Pass(budget, 1 + 32);
+  EXPECT_EQ(budget.MostAhead(), 3u);
+  Pass(budget, 300);
+  EXPECT_EQ(budget.MostAhead(), 6u);
+}
+
+TEST(HTTPRequestBudget, StaysHalvedAfterACertainRefusal) {
+  HTTPRequestBudget budget(16);
+  RefuseOne(budget, true);
+  EXPECT_EQ(budget.MostAhead(), 7u);
+  RefuseOne(budget, false);
+  EXPECT_EQ(budget.MostAhead(), 3u);
+  Pass(budget, 300);
+  EXPECT_EQ(budget.MostAhead(), 7u);
+  // Requests in progress together: the second refusal makes the first one last.
+  const Permit own = budget.Take(false);
+  Permit lost = budget.Take(false);
+  Permit refused = budget.Take(false);
+  lost.Refuse(false);
+  refused.Refuse(true);
+  lost.Return();
+  refused.Return();
+  Pass(budget, 300);
+  EXPECT_EQ(budget.MostAhead(), 3u);
 }
 
 /// What happens to a request that was alone would happen to it with one request at a time.
@@ -133,7 +184,7 @@ TEST(HTTPRequestBudget, ARefusalOfARequestThatWasAloneIsFinal) {
     HTTPRequestBudget budget(8, 4);
     Permit permit = budget.Take(isAlone);
     EXPECT_FALSE(permit.IsBesideOthers());
-    permit.Refuse();
+    permit.Refuse(true);
     EXPECT_EQ(budget.MostAhead(), 7u);
   }
   HTTPRequestBudget budget(8, 4);
@@ -272,6 +323,7 @@ struct BudgetClient {
 /// A request is answered while another one is in progress, and again if it is repeated.
 TEST(HTTPRequestBudget, AFailureBesideOthersIsRepeated) {
   enum End { kKept, kClosed, kReset, kSilent };
+  enum Halving { kNone, kForNow, kLasting };
   const auto answer = [](int status, const std::string& body) {
     return loopback::Answer(body, status, "Content-Type: text/xml\r\n");
   };
@@ -283,31 +335,31 @@ TEST(HTTPRequestBudget, AFailureBesideOthersIsRepeated) {
     End end;
     bool hasPassword;
     bool isRepeated;
-    bool isHalved;
+    Halving halving;
   } const kCases[] = {
-      {"429", answer(429, "later"), kKept, false, true, true},
-      {"502", answer(502, ""), kKept, false, true, true},
-      {"503", answer(503, ""), kKept, false, true, true},
-      {"504", answer(504, ""), kKept, false, true, true},
-      {"503 with a fault", answer(503, fault), kKept, false, true, true},
-      {"closed", "", kClosed, false, true, true},
-      {"closed in the body", head, kClosed, false, true, true},
-      {"reset", "", kReset, false, true, true},
-      {"time-out", "", kSilent, false, true, true},
-      {"time-out in the body", head, kSilent, false, true, true},
-      {"a reply", answer(200, "<r/>"), kKept, false, false, false},
-      {"an empty reply", answer(200, ""), kKept, false, true, false},
-      {"a fault", answer(200, fault), kKept, false, true, false},
-      {"500 with a fault", answer(500, fault), kKept, false, true, false},
-      {"500", answer(500, "no"), kKept, false, true, false},
-      {"401", answer(401, "no"), kKept, false, false, false},
-      {"403", answer(403, "no"), kKept, false, true, false},
-      {"404", answer(404, "no"), kKept, false, true, false},
-      {"another protocol", "SSH-2.0-x\r\n", kClosed, false, true, false},
+      {"429", answer(429, "later"), kKept, false, true, kLasting},
+      {"502", answer(502, ""), kKept, false, true, kLasting},
+      {"503", answer(503, ""), kKept, false, true, kLasting},
+      {"504", answer(504, ""), kKept, false, true, kLasting},
+      {"503 with a fault", answer(503, fault), kKept, false, true, kLasting},
+      {"closed", "", kClosed, false, true, kForNow},
+      {"closed in the body", head, kClosed, false, true, kForNow},
+      {"reset", "", kReset, false, true, kForNow},
+      {"time-out", "", kSilent, false, true, kForNow},
+      {"time-out in the body", head, kSilent, false, true, kForNow},
+      {"a reply", answer(200, "<r/>"), kKept, false, false, kNone},
+      {"an empty reply", answer(200, ""), kKept, false, true, kNone},
+      {"a fault", answer(200, fault), kKept, false, true, kNone},
+      {"500 with a fault", answer(500, fault), kKept, false, true, kNone},
+      {"500", answer(500, "no"), kKept, false, true, kNone},
+      {"401", answer(401, "no"), kKept, false, false, kNone},
+      {"403", answer(403, "no"), kKept, false, true, kNone},
+      {"404", answer(404, "no"), kKept, false, true, kNone},
+      {"another protocol", "SSH-2.0-x\r\n", kClosed, false, true, kNone},
       // The server may have refused the log-in. Sent again, it could lock the account.
-      {"closed after a log-in", "", kClosed, true, false, false},
-      {"time-out after a log-in", "", kSilent, true, false, false},
-      {"503 after a log-in", answer(503, ""), kKept, true, true, true},
+      {"closed after a log-in", "", kClosed, true, false, kNone},
+      {"time-out after a log-in", "", kSilent, true, false, kNone},
+      {"503 after a log-in", answer(503, ""), kKept, true, true, kLasting},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);
@@ -347,7 +399,9 @@ TEST(HTTPRequestBudget, AFailureBesideOthersIsRepeated) {
     other.join();
     EXPECT_EQ(requests, test.isRepeated ? 2 : 1);
     EXPECT_EQ(client.reply == NarrowString("<again/>"), test.isRepeated);
-    EXPECT_EQ(budget->MostAhead(), test.isHalved ? 1u : 3u);
+    EXPECT_EQ(budget->MostAhead(), test.halving == kNone ? 3u : 1u);
+    Pass(*budget, 100);
+    EXPECT_EQ(budget->MostAhead(), test.halving == kLasting ? 1u : 3u);
   }
 }
 
@@ -425,6 +479,8 @@ TEST(HTTPRequestBudget, ARefusedConnectionIsRepeated) {
     EXPECT_TRUE(client.Post("asked")) << support::Narrow(client.error);
     opener.join();
     other.join();
+    Pass(*budget, 100);
+    EXPECT_EQ(budget->MostAhead(), 1u);
   }
 }
 

@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "CubeCopies.h"
 #include "DiscoverService.h"
 #include "SampleProvider.h"
 #include "loopback-server/Server.h"
@@ -186,6 +187,39 @@ TEST(ImportJobs, NothingIsRepeatedWithOneJob) {
   const Json document = ImportAll(server, "1").Document();
   EXPECT_EQ(server.refused, 2 * refused);
   EXPECT_LE(static_cast<std::size_t>(refused), document["cubes"].size());
+}
+
+/// A thread that has read as many cubes ahead as it may waits for the slow cube before them.
+/// Meanwhile that cube has two requests at a time.
+TEST(ImportJobs, AThreadThatWaitsLendsItsPlace) {
+  constexpr const char* kSlow = "Sales, copy 1<";  // not copy 10
+  std::atomic<int> ofSlow{0};
+  std::atomic<int> mostOfSlow{0};
+  std::atomic<int> ofOthers{0};
+  loopback::Server server([&](loopback::Connection& connection, const loopback::Request& request) {
+    const std::string type = support::RequestType(request.body);
+    const bool isOfCube = type == "MDSCHEMA_LEVELS" || type == "MDSCHEMA_PROPERTIES";
+    const bool isSlow = isOfCube && request.body.find(kSlow) != std::string::npos;
+    if (isOfCube && !isSlow) ++ofOthers;
+    if (isSlow) {
+      const int now = ++ofSlow;
+      int former = mostOfSlow;
+      while (now > former && !mostOfSlow.compare_exchange_weak(former, now)) continue;
+      // The first request ends when the other thread has nothing to do.
+      for (int quiet = 0, last = -1; quiet < 20 && mostOfSlow < 2; ++quiet) {
+        if (last != ofOthers) quiet = 0;
+        last = ofOthers;
+        server.Stop().Sleep(std::chrono::milliseconds(20));
+      }
+      --ofSlow;
+    }
+    connection.Send(loopback::Answer(
+        sample::AnswerWithCopies(sample::Kind::kAnalysisServices, request.body, 12).body));
+  });
+  const Outcome outcome = RunTool({"--url", "http://" + server.Authority() + "/xmla", "--format",
+                                   "json", "import", "--jobs", "2"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(mostOfSlow, 2);
 }
 
 /// Also while requests wait to be alone.

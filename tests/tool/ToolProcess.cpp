@@ -22,7 +22,6 @@
 namespace tool {
 namespace {
 
-constexpr std::chrono::seconds kLongestRun{30};
 // Variables that would make a run depend on the user who runs the tests.
 constexpr std::string_view kDropped[] = {
     "XMLA_IMPORT_", "OT_XMLA_IMPORT_", "MORVEN_",         "http_proxy=",
@@ -217,7 +216,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   if (IsCaptured(options.out)) captures.emplace_back(out.ours, outcome.out);
   if (IsCaptured(options.err)) captures.emplace_back(err.ours, outcome.err);
   Capture shown(terminal.ours, outcome.terminal);
-  const auto deadline = std::chrono::steady_clock::now() + kLongestRun;
+  const auto deadline = std::chrono::steady_clock::now() + options.longestRun;
   int status = 0;
   rusage usage{};
   bool ended = false;

@@ -35,6 +35,7 @@ struct Options {
   bool terminal = false;
   std::string typed;
   bool inputIsTerminal = false;  ///< standard input is that terminal, too
+  std::chrono::seconds longestRun{30};  ///< a longer run is killed
   /// Called in the child before exec.
   std::function<void()> prepare;
 };
@@ -56,7 +57,7 @@ struct Outcome {
 };
 
 /// Runs the tool in its own session and waits for it. The environment has none of the tool's
-/// variables except those given, and no proxies or certificates. Kills a run after half a minute.
+/// variables except those given, and no proxies or certificates.
 Outcome RunTool(const Arguments& arguments, const Options& options = {});
 
 /// Likewise, and calls `meanwhile` on another thread while the process runs.

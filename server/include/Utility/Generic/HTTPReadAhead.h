@@ -38,7 +38,8 @@ class XMLAHOST_API HTTPPrediction {
 /// A request that fails while others are in progress is repeated when no other one is in progress.
 /// The failure is reported only if it happens then, too. If load looks like the reason (429, 502,
 /// 503 or 504, no or a lost connection, or a time-out), the number is halved for all import
-/// objects, down to one.
+/// objects, down to one. After a lost connection or a time-out, which can have another reason, it
+/// doubles again after every 32 requests without such a failure.
 class XMLAHOST_API HTTPRequestBudget {
  public:
   /// `imports`: number of import objects that work at the same time, at least 1.
@@ -74,8 +75,9 @@ class XMLAHOST_API HTTPRequestBudget {
     /// failed, it must be repeated with a permission of Take(true).
     bool IsBesideOthers() const noexcept;
     /// Call when the request has failed, and load looks like the reason. If other requests were in
-    /// progress, halves the budget, once for requests that were in progress together.
-    void Refuse() noexcept;
+    /// progress, halves the budget, once for requests that were in progress together. `isCertain`:
+    /// load is the reason, and the budget does not grow again.
+    void Refuse(bool isCertain) noexcept;
 
    private:
     friend class HTTPRequestBudget;
@@ -134,6 +136,7 @@ class XMLAHOST_API HTTPRequestBudget {
   std::condition_variable m_changed;
   // Guarded by m_mutex.
   unsigned int m_requests;
+  unsigned int m_mostRequests;  // m_requests may grow to
   unsigned int m_imports;
   unsigned int m_own = 0;           // permits of requests that import objects send themselves
   unsigned int m_ahead = 0;         // permits of the others
@@ -142,6 +145,7 @@ class XMLAHOST_API HTTPRequestBudget {
   bool m_isAlone = false;           // the only permit was taken with isAlone
   std::uint64_t m_permits = 0;      // given so far
   unsigned int m_halvings = 0;
+  unsigned int m_sinceHalving = 0;  // permits given since m_requests has changed
   bool m_isWanted = false;                            // TryTakeAhead has failed
   std::chrono::steady_clock::time_point m_abandoned;  // when the latest request was cancelled
   std::chrono::steady_clock::time_point m_pausedUntil;

@@ -199,7 +199,8 @@ class HTTPClientWrapper::Impl {
     if (permit) Send(body, attempt);
     if (permit && permit.IsBesideOthers() && HTTPRetries::MayComeFromOthers(attempt.response) &&
         HasFailed(attempt)) {
-      if (HTTPRetries::MayBeOverload(attempt.response)) permit.Refuse();
+      if (HTTPRetries::MayBeOverload(attempt.response))
+        permit.Refuse(HTTPRetries::IsOverload(attempt.response));
       m_budget->Pause(HTTPRetries::PauseSeconds(attempt.response));
       if (IsTimeout(attempt.response.failure)) permit.Abandon();
       permit.Return();

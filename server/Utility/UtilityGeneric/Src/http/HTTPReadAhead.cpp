@@ -408,7 +408,8 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
     if (isUsable) bytes = size;
   }
   const bool isFollowed = isUsable && m_prediction->IsFollowed(lane.body);
-  if (HTTPRetries::MayBeOverload(lane.response)) lane.permit.Refuse();
+  if (HTTPRetries::MayBeOverload(lane.response))
+    lane.permit.Refuse(HTTPRetries::IsOverload(lane.response));
   const double pause = HTTPRetries::PauseSeconds(lane.response);
   const bool isTimeout = IsTimeout(lane.response.failure);
   {

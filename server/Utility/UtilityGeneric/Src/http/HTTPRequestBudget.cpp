@@ -12,13 +12,18 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kPoll{40};  // between two checks for cancellation
 /// A server usually notices within this time that a client has closed its connection.
 constexpr std::chrono::milliseconds kUntilNoticed{500};
+/// Requests without a sign of overload before their number grows again.
+constexpr unsigned int kUntilDoubled = 32;
 
 }  // namespace
 
 HTTPPrediction::~HTTPPrediction() = default;
 
 HTTPRequestBudget::HTTPRequestBudget(unsigned int requests, unsigned int imports) noexcept
-    : m_process(getpid()), m_requests(std::max(1U, requests)), m_imports(imports) {}
+    : m_process(getpid()),
+      m_requests(std::max(1U, requests)),
+      m_mostRequests(m_requests),
+      m_imports(imports) {}
 
 bool HTTPRequestBudget::IsOfThisProcess() const noexcept { return getpid() == m_process; }
 
@@ -98,6 +103,10 @@ HTTPRequestBudget::Permit HTTPRequestBudget::PermitLocked(unsigned int& count) n
   permit.m_halvings = m_halvings;
   permit.m_wasFirst = IsQuietLocked();
   ++count;
+  if (m_requests < m_mostRequests && ++m_sinceHalving == kUntilDoubled) {
+    m_requests = std::min(m_mostRequests, m_requests * 2);
+    m_sinceHalving = 0;
+  }
   return permit;
 }
 
@@ -164,10 +173,14 @@ bool HTTPRequestBudget::Permit::IsBesideOthersLocked() const noexcept {
   return !m_wasFirst || m_number != m_budget->m_permits;
 }
 
-void HTTPRequestBudget::Permit::Refuse() noexcept {
+void HTTPRequestBudget::Permit::Refuse(bool isCertain) noexcept {
   if (!m_budget) return;
   const std::lock_guard lock(m_budget->m_mutex);
-  if (!IsBesideOthersLocked() || m_halvings != m_budget->m_halvings) return;
-  ++m_budget->m_halvings;
-  m_budget->m_requests = std::max(1U, m_budget->m_requests / 2);
+  if (!IsBesideOthersLocked()) return;
+  m_budget->m_sinceHalving = 0;
+  if (m_halvings == m_budget->m_halvings) {
+    ++m_budget->m_halvings;
+    m_budget->m_requests = std::max(1U, m_budget->m_requests / 2);
+  }
+  if (isCertain) m_budget->m_mostRequests = m_budget->m_requests;
 }

@@ -77,6 +77,10 @@ bool MayBeOverload(const HTTPResponse& response) {
   return IsTimeout(response.failure) && !response.isLogInUnproven;
 }
 
+bool IsOverload(const HTTPResponse& response) {
+  return IsTemporary(StatusOf(response)) || response.failure == HTTPFailure::kConnectFailed;
+}
+
 bool MayComeFromOthers(const HTTPResponse& response) {
   if (IsAbortedByClient(response.failure) && !IsTimeout(response.failure)) return false;
   const long status = StatusOf(response);

@@ -20,6 +20,10 @@ bool MayRepeat(const HTTPResponse& response);
 /// after a time-out, and with a SOAP fault.
 bool MayBeOverload(const HTTPResponse& response);
 
+/// True if the server says that it has too many requests: after 429, 502, 503, 504 and a refused
+/// connection. A lost connection and a time-out can have other reasons.
+bool IsOverload(const HTTPResponse& response);
+
 /// True if other requests in progress may be the reason of the failure, and if it is safe to send
 /// the request again. False if the client ended the request because of a limit. False if the server
 /// may have refused the log-in, because another attempt could lock the account.
