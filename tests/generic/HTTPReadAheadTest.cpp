@@ -2,17 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <new>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/HTTPReadAhead.h"
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/ImportSettings.h"
+#include "Utility/Generic/VXExecutionState.h"
+#include "loopback-server/Server.h"
 #include "support/ScriptedServer.h"
 
 namespace {
@@ -55,6 +59,21 @@ struct Counts final : HTTPExchangeObserver {
   void OnExchange(const HTTPExchangeInfo&) override {}
   void OnReadAhead(const HTTPReadAheadInfo& info) override { ahead = info; }
   HTTPReadAheadInfo ahead;
+};
+
+/// After "first": "second".
+class OnePrediction final : public HTTPPrediction {
+ public:
+  bool IsFollowed(const NarrowString& request) const override {
+    return request == NarrowString("first");
+  }
+  bool IsAccepted(NarrowString) const override { return true; }
+  Requests RequestsAfter(const NarrowString&, NarrowString) const override {
+    return [isFirst = true](NarrowString& body) mutable {
+      body = NarrowString("second");
+      return std::exchange(isFirst, false);
+    };
+  }
 };
 
 /// A client that sends ahead what the prediction says.
@@ -120,6 +139,58 @@ TEST(HTTPReadAhead, APredictionWithoutMemoryEndsTheReadAhead) {
   reader.ExpectReply("first");
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   reader.ExpectReply("second");
+}
+
+/// When the client ends a request, the server may still work on it for a moment. So a failure of
+/// another request can come from it.
+TEST(HTTPReadAhead, ARequestThatTheClientEndedStillCounts) {
+  const std::string begun = "HTTP/1.1 200 OK\r\nContent-Length: 9999\r\n\r\n";
+  struct {
+    const char* name;
+    std::size_t sent;  // bytes of the body
+    bool isCancelled;
+    bool isAhead;
+  } const kCases[] = {{"limit", 2000, false, false},
+                      {"time-out", 0, false, false},
+                      {"cancellation", 0, true, false},
+                      {"limit of a request that was sent ahead", 2000, false, true}};
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.name);
+    std::atomic<bool> hasBegun{false};
+    std::atomic<bool> isGone{false};
+    const loopback::Server server(
+        [&](loopback::Connection& connection, const loopback::Request& request) {
+          if (request.body == "first") {
+            connection.Send(loopback::Answer("<r/>"));
+            return;
+          }
+          connection.Send(begun + std::string(test.sent, 'x'));
+          hasBegun = true;
+          connection.AwaitPeerGone();
+          isGone = true;
+        });
+    HTTPClientOptions options;
+    options.proxy = String();
+    options.maxReplyBytes = 1000;
+    options.requestBudget = std::make_shared<HTTPRequestBudget>(4);
+    const std::string url = "http://" + server.Authority() + "/xmla";
+    HTTPClientWrapper client(BaseStringUtil::FromUTF8(NarrowString(url.c_str())), String(),
+                             String(), 1, &options);
+    client.SetPrediction(std::make_shared<OnePrediction>());
+    VXExecutionState state;
+    const VXExecutionState::Scope scope(state);
+    std::jthread canceller([&] {
+      while (!hasBegun) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      if (test.isCancelled) state.RequestCancellation(VXExecutionState::kCancelReasonHost);
+    });
+    const ImportOperation operation;
+    NarrowString reply;
+    String error;
+    EXPECT_EQ(client.ReadBytes(NarrowString(test.isAhead ? "first" : "second"), reply, error),
+              test.isAhead);
+    while (!isGone) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(options.requestBudget->TryTakeOwn().IsBesideOthers());
+  }
 }
 
 }  // namespace

@@ -111,8 +111,8 @@ class HTTPClientWrapper::Impl {
       attempt.Stop();
       break;
     }
-    permit.Return();
     const HTTPResponse& response = attempt.response;
+    HTTPRetries::Return(permit, response.failure);
     reply = attempt.hasReply ? response.body : NarrowString();
     const bool ok = attempt.diagnosis.what.empty();
     if (!ok) error = ErrorText(attempt.diagnosis, retries);
@@ -202,8 +202,7 @@ class HTTPClientWrapper::Impl {
       if (HTTPRetries::MayBeOverload(attempt.response))
         permit.Refuse(HTTPRetries::IsOverload(attempt.response));
       m_budget->Pause(HTTPRetries::PauseSeconds(attempt.response));
-      if (IsTimeout(attempt.response.failure)) permit.Abandon();
-      permit.Return();
+      HTTPRetries::Return(permit, attempt.response.failure);
       m_transfer.ForgetCookies();
       attempt = Attempt();
       permit = m_budget->Take(true);

@@ -411,7 +411,7 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
   if (HTTPRetries::MayBeOverload(lane.response))
     lane.permit.Refuse(HTTPRetries::IsOverload(lane.response));
   const double pause = HTTPRetries::PauseSeconds(lane.response);
-  const bool isTimeout = IsTimeout(lane.response.failure);
+  const HTTPFailure failure = lane.response.failure;
   {
     const std::lock_guard lock(m_mutex);
     OnRefusalLocked(lane.response);
@@ -434,10 +434,7 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
   }
   lane.operation = nullptr;
   m_budget->Pause(pause);
-  if (isTimeout)
-    lane.permit.Abandon();
-  else
-    lane.permit.Return();
+  HTTPRetries::Return(lane.permit, failure);
   if (!lane.additional && isFollowed) m_group->Wake();
 }
 

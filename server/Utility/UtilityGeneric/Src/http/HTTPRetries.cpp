@@ -81,6 +81,11 @@ bool IsOverload(const HTTPResponse& response) {
   return IsTemporary(StatusOf(response)) || response.failure == HTTPFailure::kConnectFailed;
 }
 
+void Return(HTTPRequestBudget::Permit& permit, HTTPFailure failure) noexcept {
+  if (IsAbortedByClient(failure)) return permit.Abandon();
+  permit.Return();
+}
+
 bool MayComeFromOthers(const HTTPResponse& response) {
   if (IsAbortedByClient(response.failure) && !IsTimeout(response.failure)) return false;
   const long status = StatusOf(response);

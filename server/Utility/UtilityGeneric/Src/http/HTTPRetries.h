@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <string>
 
+#include "Utility/Generic/HTTPReadAhead.h"
+#include "http/HTTPFailure.h"
+
 struct HTTPResponse;
 
 /// When a request is repeated, and after which time.
@@ -23,6 +26,10 @@ bool MayBeOverload(const HTTPResponse& response);
 /// True if the server says that it has too many requests: after 429, 502, 503, 504 and a refused
 /// connection. A lost connection and a time-out can have other reasons.
 bool IsOverload(const HTTPResponse& response);
+
+/// Returns the permit of a request that has ended. If the client ended it, the server may still work
+/// on it.
+void Return(HTTPRequestBudget::Permit& permit, HTTPFailure failure) noexcept;
 
 /// True if other requests in progress may be the reason of the failure, and if it is safe to send
 /// the request again. False if the client ended the request because of a limit. False if the server
