@@ -34,7 +34,7 @@ struct Options {
   /// Gives the process a controlling terminal. `typed` is typed there when a prompt appears.
   bool terminal = false;
   std::string typed;
-  bool inputIsTerminal = false;  ///< standard input is that terminal, too
+  bool inputIsTerminal = false;         ///< standard input is that terminal, too
   std::chrono::seconds longestRun{30};  ///< a longer run is killed
   /// Called in the child before exec.
   std::function<void()> prepare;

@@ -145,7 +145,7 @@ class XMLAHOST_API HTTPRequestBudget {
   bool m_isAlone = false;           // the only permit was taken with isAlone
   std::uint64_t m_permits = 0;      // given so far
   unsigned int m_halvings = 0;
-  unsigned int m_sinceHalving = 0;  // permits given since m_requests has changed
+  unsigned int m_sinceHalving = 0;                    // permits given since m_requests has changed
   bool m_isWanted = false;                            // TryTakeAhead has failed
   std::chrono::steady_clock::time_point m_abandoned;  // when the latest request was cancelled
   std::chrono::steady_clock::time_point m_pausedUntil;

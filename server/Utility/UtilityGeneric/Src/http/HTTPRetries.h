@@ -27,8 +27,8 @@ bool MayBeOverload(const HTTPResponse& response);
 /// connection. A lost connection and a time-out can have other reasons.
 bool IsOverload(const HTTPResponse& response);
 
-/// Returns the permit of a request that has ended. If the client ended it, the server may still work
-/// on it.
+/// Returns the permit of a request that has ended. If the client ended it, the server may still
+/// work on it.
 void Return(HTTPRequestBudget::Permit& permit, HTTPFailure failure) noexcept;
 
 /// True if other requests in progress may be the reason of the failure, and if it is safe to send
