@@ -236,7 +236,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"NoPasswordFile",
                   {"--url", kUrl, "--user", "u", "--password-file", "/no/such/file", "sources"},
                   {},
-                  "cannot be read from \"/no/such/file\": No such file"}),
+                  "cannot be read from --password-file \"/no/such/file\": No such file"}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST(Call, AcceptsEveryTimeoutThatTheLibraryReads) {

@@ -229,6 +229,7 @@ class Parser {
   }
 
   void CheckMeaning() {
+    m_read.hasFormat = !m_read.format.empty();
     m_read.format = ChooseFormat(m_source.formats, m_read.format, m_read.output, m_form->name);
     if (m_read.quiet && m_read.verbose)
       throw UsageError("--quiet and --verbose cannot be combined");
@@ -288,9 +289,10 @@ void ScanForReport(int argc, const char* const* argv, const std::vector<CommandF
   for (int i = 1; i < argc && arguments.command.empty(); ++i)
     for (const CommandForm& command : commands)
       if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
+  const std::string format = ScannedValue(argc, argv, "", "--format");
+  arguments.hasFormat = !format.empty();
   try {
-    arguments.format = ChooseFormat(formats, ScannedValue(argc, argv, "", "--format"),
-                                    arguments.output, arguments.command);
+    arguments.format = ChooseFormat(formats, format, arguments.output, arguments.command);
   } catch (const UsageError&) {
     arguments.format = formats.front().name;
   }

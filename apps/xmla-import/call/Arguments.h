@@ -19,6 +19,7 @@ struct Arguments {
   std::optional<int> connectTimeout, timeout, retry;
   std::string target, log, output;
   std::string format;    ///< after parsing: a format that the command supports
+  bool hasFormat = false;  ///< --format was given
   std::string color;     ///< auto, always, never, or empty
   std::string warnings;  ///< all, summary, none, or empty
   bool quiet = false;

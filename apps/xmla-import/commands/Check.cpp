@@ -285,7 +285,7 @@ class ServiceCheck {
             .found = "the server sent XML that is no reply to Discover: it is no SOAP envelope "
                      "with a DiscoverResponse or a fault",
             .advice = "check that the URL leads to an XML for Analysis service; " +
-                      SettingAdvice(HTTPSetting::kURL, m_session.Service().server)});
+                      SettingAdvice(HTTPSetting::kURL, m_session.Service().origins)});
       return false;
     }
     Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
