@@ -129,6 +129,37 @@ test('the search finds parts of all kinds of names, and its results lead to them
   });
 });
 
+test('no table breaks a word of a name that fits into its column, and none has a column for a long one', async () => {
+  await withFolder(async folder => {
+    for (const kind of kinds) {
+      const page = await open(browser, await sampleReport(folder, kind), { width: 1200 });
+      for (const address of await allAddresses(page)) {
+        await go(page, address);
+        const { broken, widest } = await page.evaluate(() => {
+          document.querySelectorAll('details').forEach(details => (details.open = true));
+          const broken = [];
+          for (const cell of document.querySelectorAll('td, th')) {
+            const walker = document.createTreeWalker(cell, NodeFilter.SHOW_TEXT);
+            for (let text = walker.nextNode(); text; text = walker.nextNode())
+              for (const word of text.data.matchAll(/(?<!\w)\w{1,30}(?!\w)/g)) {
+                const range = document.createRange();
+                range.setStart(text, word.index);
+                range.setEnd(text, word.index + word[0].length);
+                const lines = new Set([...range.getClientRects()].map(rectangle => Math.round(rectangle.top)));
+                if (lines.size > 1) broken.push(word[0]);
+              }
+          }
+          const rem = parseFloat(getComputedStyle(document.documentElement).fontSize);
+          return { broken, widest: Math.max(0, ...[...document.querySelectorAll('td, th')].map(cell => cell.clientWidth / rem)) };
+        });
+        assert.deepEqual(broken, [], `${kind} ${address}`);
+        assert.ok(widest < 40, `${kind} ${address}: ${widest}`);
+      }
+      await page.close();
+    }
+  });
+});
+
 test('a table is sorted by the column that is clicked, and back', async () => {
   await withSample(async page => {
     const column = number => page.$$eval('.scroll[aria-label="Cubes"] tbody tr', (rows, i) => rows.map(row => row.children[i].textContent), number);

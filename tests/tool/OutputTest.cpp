@@ -108,8 +108,8 @@ TEST_F(Output, MissingFolderOrReadOnlyFileIsAnErrorBeforeTheImport) {
     std::string file;
     std::string says;
   } cases[] = {
-      {File("absent/result.json"), "the directory \"" + File("absent") +
-                                       "\" does not exist; create it, or give another name"},
+      {File("absent/result.json"),
+       "the directory \"" + File("absent") + "\" does not exist; create it, or give another name"},
       {"absent/result.json",
        "the directory \"absent\" does not exist; create it, or give another name"},
       {File("locked.json"), "the file is read-only; make it writable, or give another name"}};

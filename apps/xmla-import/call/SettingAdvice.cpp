@@ -8,7 +8,7 @@ namespace {
 struct Advice {
   HTTPSetting setting;
   const char* text;
-  const char* keys;                // of the server file
+  const char* keys;               // of the server file
   const char* correct = nullptr;  // behind the origin of the value in use; null: `text`
 };
 constexpr Advice kAdvice[] = {
@@ -25,8 +25,7 @@ constexpr Advice kAdvice[] = {
     {HTTPSetting::kUser, "use --user NAME and --password-file FILE for another log-in",
      "user and password-command", "correct the one that is wrong"},
     {HTTPSetting::kAuthSchemes, "use --auth SCHEMES for other ways to log in", "auth"},
-    {HTTPSetting::kToken, "use --token-file FILE for a token", "token-file",
-     "replace it there"},
+    {HTTPSetting::kToken, "use --token-file FILE for a token", "token-file", "replace it there"},
     {HTTPSetting::kRetries, "use --retry N to try again automatically", "retry"},
 };
 

@@ -137,6 +137,8 @@ std::string ListedInPart(const std::vector<String>& names, const char* one, cons
          (names.size() > kMax ? ", ..." : "");
 }
 
+const std::string kParseError = "[" + std::to_string(kMessageParseError) + "] ";
+
 std::string WithoutFullStop(std::string text) {
   if (text.ends_with('.')) text.pop_back();
   return text;
@@ -464,6 +466,11 @@ class ServiceCheck {
       if (!isCatalogue && end != std::string::npos) step.advice = error.substr(end + 2);
     }
     step.found = WithoutFullStop(std::move(step.found));
+    // The URL is right if the server has answered other requests.
+    if (m_isIdentified && error.starts_with(kParseError))
+      step.advice =
+          "look for errors in the server's own log; an import with --log DIR writes the "
+          "reply to a file";
     if (step.advice.empty()) step.advice = AdviceFor(step.name);
     for (const std::string& line : std::span(errors).subspan(1)) {
       if (!line.starts_with(kFailedRequest))

@@ -117,8 +117,7 @@ class Choice {
   }
 
   std::string ClauseOfUser() const {
-    if (m_userOrigin == m_passwordOrigin)
-      return "user name and password come from " + m_userOrigin;
+    if (m_userOrigin == m_passwordOrigin) return "user name and password come from " + m_userOrigin;
     return "the user name comes from " + m_userOrigin + ", and the password from " +
            m_passwordOrigin;
   }
