@@ -66,6 +66,19 @@ test('the overview has the totals of the JSON document', async () => {
   });
 });
 
+test('a warning that needs no action is a note, and does not count', async () => {
+  const result = JSON.parse(await runTool(['--sample', 'analysis-services', '--format', 'json', 'import']));
+  const warnings = result.cubes.map(cube => cube.warnings.filter(text => !text.startsWith('[62012]')).length);
+  const notes = result.cubes.flatMap(cube => cube.warnings).length - warnings.reduce((sum, count) => sum + count, 0);
+  assert.ok(notes > 0);
+  await withSample(async page => {
+    assert.deepEqual(await page.$$eval('.scroll[aria-label="Cubes"] tbody td:last-child', all => all.map(each => Number(each.textContent))), warnings);
+    assert.doesNotMatch(await page.$eval('.scroll[aria-label="Warnings by kind"]', each => each.textContent), /measures/);
+    await go(page, '#/messages');
+    assert.match(await page.$eval('main', main => main.textContent), new RegExp(`Notes.*Hierarchies of measures were skipped.*\\(${notes}\\)`, 's'));
+  });
+});
+
 test('a cube page shows every name, type and message of the cube', async () => {
   for (const kind of kinds) {
     const result = JSON.parse(await runTool(['--sample', kind, '--format', 'json', 'import']));

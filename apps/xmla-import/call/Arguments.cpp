@@ -79,9 +79,11 @@ class Parser {
         m_given.push_back({option, {}});
         return;
       }
-      if (!hasValue && !next)
+      const bool isNextOption = !hasValue && next && IsOption(next);
+      if (!hasValue && (!next || isNextOption))
         throw UsageError(Shown(name) + " needs a value: " + option->name + ' ' +
-                         option->placeholder);
+                         option->placeholder +
+                         (isNextOption ? "; " + std::string(next) + " is an option" : ""));
       if (!hasValue) ++index;
       const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
       if (value.empty() && !MayBeEmpty(*option))
@@ -105,7 +107,7 @@ class Parser {
       if (m_form->wordValues) RequireOneOf(m_form->word, word, m_form->wordValues());
       m_read.files.emplace_back(word);
     } else if (m_form || m_isHelp) {
-      throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead());
+      throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead(word));
     } else if (word == kHelpCommand) {
       m_isHelp = true;
     } else {
@@ -116,11 +118,18 @@ class Parser {
     }
   }
 
-  std::string OptionsInstead() const {
+  std::string OptionsInstead(std::string_view word) const {
     std::vector<std::string> names;
+    std::string likely;  // the last one that takes names
     if (m_form)
-      for (const CommandOption& option : m_form->options) names.emplace_back(option.name);
+      for (const CommandOption& option : m_form->options) {
+        names.emplace_back(option.name);
+        if (std::holds_alternative<std::vector<std::string> Arguments::*>(option.value))
+          likely = option.name;
+      }
     if (names.empty()) return {};
+    if (m_form->maxWords == 0 && !likely.empty())
+      return " (did you mean " + likely + ' ' + Listed({std::string(word)}) + "?)";
     return "; " + std::string(m_form->name) + " takes values only by " + Joined(names);
   }
 
@@ -171,6 +180,10 @@ class Parser {
     for (const CommandOption& option : options)
       if (name == option.name || (*option.shortName && name == option.shortName)) return &option;
     return nullptr;
+  }
+
+  bool IsOption(std::string_view word) const {
+    return word == "--help" || word == "--version" || Find(word) != nullptr;
   }
 
   /// Also finds options of other commands, because the command may follow.
