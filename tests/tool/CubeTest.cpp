@@ -179,7 +179,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
         WrongChoice{"OpenCatalog",
                     {"--source", "Beta"},
-                    "the data source \"Beta\" has several catalogs; choose one with --catalog: "
+                    "the data source \"Beta\" has several catalogs; choose one with --catalog, and "
+                    "its cube with --cube: "
                     "\"One\", \"Two\", \"Three\""},
         WrongChoice{"OpenCatalogOfACube",
                     {"--source", "Beta", "--cube", "Sales"},

@@ -466,6 +466,14 @@ TEST(TableFormats, HaveTheTree) {
                         {{"name", "Stock"}, {"second name", "Stock"}}});
 }
 
+TEST(TableFormats, MarkdownEscapesAColonOnlyWhereItMayBeMarkup) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "Plan: :smile:x http://h/ end:"}}};
+  const ScriptedProvider provider(std::move(script));
+  EXPECT_THAT(RunTool({"--url", provider.Url(), "import", "--format", "markdown"}).out,
+              testing::HasSubstr("\n## Plan: \\:smile\\:x http\\://h/ end:\n"));
+}
+
 TEST(TableFormats, HaveTheErrorsOfAFailedCall) {
   if (!CanReadTables()) GTEST_SKIP() << "python3-openpyxl or cmark-gfm is missing";
   ScriptedProvider::Script script = OneCube();

@@ -43,6 +43,15 @@ class Parser {
 
   /// Reads all words. The first error is thrown at the end, if there is no --help.
   void Read(int argc, const char* const* argv) {
+    try {
+      ReadWords(argc, argv);
+    } catch (const UsageError& error) {
+      throw UsageError(error.what() + m_remark);
+    }
+  }
+
+ private:
+  void ReadWords(int argc, const char* const* argv) {
     for (int i = 1; i < argc; ++i) {
       try {
         ReadWord(argv[i], i + 1 < argc ? argv[i + 1] : nullptr, i);
@@ -62,7 +71,6 @@ class Parser {
     CheckMeaning();
   }
 
- private:
   void ReadWord(std::string_view word, const char* next, int& index) {
     const bool isLong = word.starts_with("--");
     if (!word.starts_with('-') || word == "-") return ReadName(word);
@@ -79,12 +87,12 @@ class Parser {
         m_given.push_back({option, {}});
         return;
       }
-      const bool isNextOption = !hasValue && next && IsOption(next);
-      if (!hasValue && (!next || isNextOption))
+      if (!hasValue && !next)
         throw UsageError(Shown(name) + " needs a value: " + option->name + ' ' +
-                         option->placeholder +
-                         (isNextOption ? "; " + std::string(next) + " is an option" : ""));
+                         option->placeholder);
       if (!hasValue) ++index;
+      if (!hasValue && IsOption(next) && m_remark.empty())
+        m_remark = "; " + std::string(next) + " was taken as the value of " + Shown(name);
       const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
       if (value.empty() && !MayBeEmpty(*option))
         throw UsageError(Shown(name) + " needs a non-empty value");
@@ -279,6 +287,7 @@ class Parser {
   std::vector<Given> m_given;
   std::set<const CommandOption*> m_stored;
   std::string m_error;
+  std::string m_remark;  // an option that was taken as a value; ends each error
 };
 
 /// Finds the value of one option without parsing the others. Used to report a usage error in the
