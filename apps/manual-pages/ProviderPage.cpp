@@ -13,8 +13,12 @@ std::string ProviderPage(const PageEdition& edition) {
   roff.Section("DESCRIPTION");
   roff.Paragraph(call.App().get_description());
   roff.Paragraph(
-      "Prints the URL of each kind of server when it is ready. For tests of clients, it misbehaves "
-      "on request.");
+      "Prints the URL of each kind of server when it is ready, one per line: "
+      "http://127.0.0.1:PORT/ and the kind, analysis-services, sap-bw or tamarind. The same data "
+      "are in xmla-import, with its option --sample.");
+  roff.Paragraph(
+      "For tests of clients, it misbehaves on request: for every request with --mood, or for those "
+      "with ?mood=MOOD at the end of their URL, which takes precedence.");
   roff.Section("OPTIONS");
   for (const CLI::Option* const option : call.App().get_options()) {
     const std::string needs =
@@ -36,7 +40,8 @@ std::string ProviderPage(const PageEdition& edition) {
   roff.Section("EXAMPLES");
   roff.Verbatim(
       "xmla-sample-provider --port 8080\n"
-      "xmla-import --url http://127.0.0.1:8080/sap-bw tree\n");
+      "xmla-import --url http://127.0.0.1:8080/sap-bw tree\n"
+      "xmla-import --url 'http://127.0.0.1:8080/tamarind?mood=slow:500' tree\n");
   roff.Section("SEE ALSO");
   roff.Paragraph("xmla-import(1)");
   return roff.Text();

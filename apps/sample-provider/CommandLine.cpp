@@ -36,17 +36,20 @@ CommandLine::CommandLine(const std::string& version)
           "is interrupted.",
           "xmla-sample-provider") {
   m_app
-      .add_option("--port", m_options.port, "the port to listen on, 0 to 65535; 0 is any free port")
+      .add_option("--port", m_options.port,
+                  "the port to listen on, 0 to 65535; 0, the default, is any free port")
       ->check(CLI::Range(0, kMaxPort).description(""))
       ->type_name("PORT");
-  m_app.add_option("--latency", m_latency, "milliseconds to wait before every reply")
+  m_app
+      .add_option("--latency", m_latency,
+                  "milliseconds to wait before every reply, 0 to 3600000; default 0")
       ->check(CLI::Range(0, kMaxLatency).description(""))
       ->type_name("N");
   m_app.add_flag("--compress", m_options.compress, "compress replies for clients that accept it");
   m_app.add_flag("--wide-cube", m_options.wideCube,
                  "add a cube with 175 hierarchies, named Wide, to the first catalog");
   auto* const user =
-      m_app.add_option("--user", m_options.user, "require the credentials of this user")
+      m_app.add_option("--user", m_options.user, "require the credentials of this user, by Basic")
           ->type_name("NAME");
   auto* const file = m_app
                          .add_option("--password-file", m_passwordFile,

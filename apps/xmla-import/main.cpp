@@ -91,7 +91,7 @@ class Call {
   }
 
   /// Parses the command line and opens the output. A usage error is written to the requested output
-  /// if that is usable, else to standard output.
+  /// if that is usable, else, in the format of --format, to standard output.
   bool Prepare(int argc, char** argv) {
     std::optional<UsageError> wrong;
     try {
@@ -110,6 +110,8 @@ class Call {
     } catch (const UsageError& error) {
       if (!wrong) wrong = error;
       m_output.emplace("", m_hasStandardOutput);
+      // The name of the file has selected a format for the file, not for standard output.
+      if (!m_arguments.hasFormat) m_arguments.format = Formats().front().name;
     }
     const OutputFormat* const format = FindFormat(Formats(), m_arguments.format);
     if (format && format->isBinary && m_output->IsTerminal()) {
@@ -142,7 +144,7 @@ class Call {
     m_library.emplace();
     const VXExecutionState::Scope scope(m_interrupt.State());
     const Connection connection = Connect(m_arguments, std::move(m_secrets));
-    m_report->UseServer(connection.server);
+    m_report->UseOrigins(connection.origins);
     EraseSecrets(m_arguments);
     RequireUsableCertificate(connection);
     LogFailures logFailures(MessagesOf(m_result).warnings);

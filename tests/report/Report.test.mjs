@@ -66,6 +66,19 @@ test('the overview has the totals of the JSON document', async () => {
   });
 });
 
+test('a warning that needs no action is a note, and does not count', async () => {
+  const result = JSON.parse(await runTool(['--sample', 'analysis-services', '--format', 'json', 'import']));
+  const warnings = result.cubes.map(cube => cube.warnings.filter(text => !text.startsWith('[62012]')).length);
+  const notes = result.cubes.flatMap(cube => cube.warnings).length - warnings.reduce((sum, count) => sum + count, 0);
+  assert.ok(notes > 0);
+  await withSample(async page => {
+    assert.deepEqual(await page.$$eval('.scroll[aria-label="Cubes"] tbody td:last-child', all => all.map(each => Number(each.textContent))), warnings);
+    assert.doesNotMatch(await page.$eval('.scroll[aria-label="Warnings by kind"]', each => each.textContent), /measures/);
+    await go(page, '#/messages');
+    assert.match(await page.$eval('main', main => main.textContent), new RegExp(`Notes.*Hierarchies of measures were skipped.*\\(${notes}\\)`, 's'));
+  });
+});
+
 test('a cube page shows every name, type and message of the cube', async () => {
   for (const kind of kinds) {
     const result = JSON.parse(await runTool(['--sample', kind, '--format', 'json', 'import']));
@@ -126,6 +139,37 @@ test('the search finds parts of all kinds of names, and its results lead to them
     await page.$eval('#search', field => { field.value = ''; });
     await page.type('#search', 'no such name');
     assert.match(await page.$eval('[role=status]', each => each.textContent), /^Nothing found/);
+  });
+});
+
+test('no table breaks a word of a name that fits into its column, and none has a column for a long one', async () => {
+  await withFolder(async folder => {
+    for (const kind of kinds) {
+      const page = await open(browser, await sampleReport(folder, kind), { width: 1200 });
+      for (const address of await allAddresses(page)) {
+        await go(page, address);
+        const { broken, widest } = await page.evaluate(() => {
+          document.querySelectorAll('details').forEach(details => (details.open = true));
+          const broken = [];
+          for (const cell of document.querySelectorAll('td, th')) {
+            const walker = document.createTreeWalker(cell, NodeFilter.SHOW_TEXT);
+            for (let text = walker.nextNode(); text; text = walker.nextNode())
+              for (const word of text.data.matchAll(/(?<!\w)\w{1,30}(?!\w)/g)) {
+                const range = document.createRange();
+                range.setStart(text, word.index);
+                range.setEnd(text, word.index + word[0].length);
+                const lines = new Set([...range.getClientRects()].map(rectangle => Math.round(rectangle.top)));
+                if (lines.size > 1) broken.push(word[0]);
+              }
+          }
+          const rem = parseFloat(getComputedStyle(document.documentElement).fontSize);
+          return { broken, widest: Math.max(0, ...[...document.querySelectorAll('td, th')].map(cell => cell.clientWidth / rem)) };
+        });
+        assert.deepEqual(broken, [], `${kind} ${address}`);
+        assert.ok(widest < 40, `${kind} ${address}: ${widest}`);
+      }
+      await page.close();
+    }
   });
 });
 

@@ -226,17 +226,30 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"OutputInNoFolder",
                   {"--url", kUrl, "sources", "-o", "/no/such/folder/file"},
                   {},
-                  "--output \"/no/such/folder/file\" cannot be written: No such file"},
+                  "--output \"/no/such/folder/file\" cannot be written: the directory "
+                  "\"/no/such/folder\" does not exist"},
         WrongCall{
             "OutputIsAFolder", {"--url", kUrl, "sources", "-o", "/tmp"}, {}, "is a directory"},
         WrongCall{"PasswordFileWithoutUser",
                   {"--url", kUrl, "sources", "--password-file", "-"},
                   {},
                   "--password-file needs a user name"},
+        WrongCall{"OptionAsValue",
+                  {"--sample", "--jobs", "3", "import"},
+                  {},
+                  "; --jobs was taken as the value of --sample; see"},
+        WrongCall{"OptionAsValueOfAName",
+                  {"--url", kUrl, "import", "--cube", "--jobs", "3"},
+                  {},
+                  "(did you mean --cube \"3\"?); --jobs was taken as the value of --cube; see"},
+        WrongCall{"NameOfASource",
+                  {"--url", kUrl, "tree", "Alpha"},
+                  {},
+                  "unexpected argument \"Alpha\" (did you mean --source \"Alpha\"?); see"},
         WrongCall{"NoPasswordFile",
                   {"--url", kUrl, "--user", "u", "--password-file", "/no/such/file", "sources"},
                   {},
-                  "cannot be read from \"/no/such/file\": No such file"}),
+                  "cannot be read from --password-file \"/no/such/file\": No such file"}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST(Call, AcceptsEveryTimeoutThatTheLibraryReads) {

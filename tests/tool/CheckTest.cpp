@@ -301,6 +301,23 @@ TEST(Check, SplitsAnErrorBehindTheServersTexts) {
   EXPECT_THAT(step["advice"].get<std::string>(), StartsWith("it may be a log-in form"));
 }
 
+/// The server is identified, so the URL is right.
+TEST(Check, AdviceForAMalformedReplyDependsOnTheStep) {
+  for (const auto& [request, failed, says] :
+       {std::tuple("DISCOVER_PROPERTIES", "protocol", "check that the URL leads to"),
+        std::tuple("MDSCHEMA_MEASURES", "measures",
+                   "look for errors in the server's own log; an")}) {
+    ScriptedProvider::Script script = OneCube();
+    script.answer = [&](const std::string& type, const std::string&) {
+      return type == request ? std::string("<?xml version='1.0'?><a><b></a>") : std::string();
+    };
+    const ScriptedProvider provider(std::move(script));
+    const Json step = StepOf(CheckJson({"--url", provider.Url()}).Document(), failed);
+    EXPECT_THAT(step["found"].get<std::string>(), StartsWith("[46100] "));
+    EXPECT_THAT(step["advice"].get<std::string>(), StartsWith(says));
+  }
+}
+
 TEST(Check, UnusableClientCertificateIsAUsageError) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "cert.pem";

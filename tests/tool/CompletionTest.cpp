@@ -91,7 +91,8 @@ class Completion : public testing::Test {
         << "[sales]\nurl = \"http://ann:" << kSecret
         << "@localhost/\"\npassword-command = [\"touch\", \"" << (Folder() / "ran").string()
         << "\"]\n[\"test server $(x)\"]\nurl = \"http://localhost/\"\n"
-        << "['\"a\\b\"  ']\nurl = \"http://localhost/\"\n";
+        << "['\"a\\b\"  ']\nurl = \"http://localhost/\"\n"
+        << "[\"o'neil\"]\nurl = \"http://localhost/\"\n";
   }
 
   const support::TempDir m_folder;
@@ -202,6 +203,9 @@ const std::vector<Case> kCases = {
     {"xmla-import --sample='s", {"xmla-import", "--sample=sap-bw"}},
     {"xmla-import --server 't", {"xmla-import", "--server", "test server $(x)"}},
     {"xmla-import --server \"t", {"xmla-import", "--server", "test server $(x)"}},
+    {"xmla-import --server 'o", {"xmla-import", "--server", "o'neil"}},
+    {"xmla-import --server \"o", {"xmla-import", "--server", "o'neil"}},
+    {"xmla-import --server o", {"xmla-import", "--server", "o'neil"}},
     {"xmla-import --cert 'a", {"xmla-import", "--cert", "a file.pem"}},
     // The names of options and values before the word that is completed.
     {"xmla-import --source tree di", {"xmla-import", "--source", "tree", "diff"}},
@@ -271,8 +275,9 @@ TEST_F(Completion, OffersTheNamesInTheServerFile) {
     const Texts offered = Complete(shell, {"xmla-import --server "})[0].offered;
     const bool isBash = shell == std::string_view("bash");
     const char* const quoted = isBash ? "test\\ server\\ \\$\\(x\\)" : "test server $(x)";
+    const char* const apostrophe = isBash ? "o\\'neil" : "o'neil";
     const char* const marks = isBash ? R"(\"a\\b\"\ \ )" : R"("a\b"  )";
-    EXPECT_THAT(offered, UnorderedElementsAre("sales", quoted, marks)) << shell;
+    EXPECT_THAT(offered, UnorderedElementsAre("sales", quoted, marks, apostrophe)) << shell;
   }
   std::filesystem::remove(Folder() / "servers.toml");
   for (const char* const shell : kShells)

@@ -372,6 +372,98 @@ TEST_F(ConnectionSettings, KeyOfTheServerFileBelongsToItsCertificate) {
   EXPECT_EQ(Utf8(connection.http.keyPassword), "");
 }
 
+TEST_F(ConnectionSettings, AdviceNamesTheSourcesInUse) {
+  const Words url{"--url", "http://h/"};
+  const Words server{"--server", "s"};
+  const Words user{"--url", "http://h/", "--user", "a"};
+  const std::string inFile = "{folder}/servers.toml\", line ";
+  const auto own = [](const std::string& name, const std::string& password) {
+    return "the user name comes from " + name + ", and the password from " + password +
+           "; correct the one that is wrong";
+  };
+  const auto both = [](const std::string& origin) {
+    return "user name and password come from " + origin + "; correct the one that is wrong";
+  };
+  const auto proxy = [](const std::string& origin) {
+    return "the proxy comes from " + origin +
+           "; use --proxy URL for another proxy, or --proxy \"\" for none";
+  };
+  const std::string key = " of server \"s\" (\"" + inFile;
+  const std::string file = "\"{folder}/file\"";
+  const Variables password{{"XMLA_IMPORT_PASSWORD", "p"}};
+  const struct {
+    HTTPSetting setting;
+    Words words;
+    Variables variables;
+    std::string lines;  // of the server
+    std::string says;
+  } cases[] = {
+      {HTTPSetting::kUser, user, password, "", own("--user", "XMLA_IMPORT_PASSWORD")},
+      {HTTPSetting::kUser, Joined(user, {"--password-file", "{folder}/file"}), password, "",
+       own("--user", "--password-file " + file)},
+      {HTTPSetting::kUser,
+       url,
+       {{"XMLA_IMPORT_USER", "a"}, {"XMLA_IMPORT_PASSWORD", "p"}},
+       "",
+       own("XMLA_IMPORT_USER", "XMLA_IMPORT_PASSWORD")},
+      {HTTPSetting::kUser, {"--url", "http://a:b@h/"}, password, "", both("--url")},
+      {HTTPSetting::kUser, {}, {{"XMLA_IMPORT_URL", "http://a:b@h/"}}, "", both("XMLA_IMPORT_URL")},
+      {HTTPSetting::kUser,
+       {"--url", "http://a@h/"},
+       password,
+       "",
+       own("--url", "XMLA_IMPORT_PASSWORD")},
+      {HTTPSetting::kUser,
+       server,
+       {},
+       "user='a'\npassword-file='file'",
+       own("user" + key + "3)", "password-file " + file + key + "4)")},
+      {HTTPSetting::kUser,
+       server,
+       {},
+       "user='a'\npassword-command=['echo', 'p']",
+       own("user" + key + "3)", "password-command" + key + "4)")},
+      {HTTPSetting::kUser, server, {}, "[s]\nurl='http://a:b@h/'", both("url" + key + "2)")},
+      {HTTPSetting::kUser, Joined(server, {"--user", "b"}), password,
+       "user='a'\npassword-file='file'", own("--user", "XMLA_IMPORT_PASSWORD")},
+      {HTTPSetting::kUser, url, password, "",
+       "use --user NAME and --password-file FILE for another log-in"},
+      {HTTPSetting::kToken,
+       Joined(url, {"--token-file", "{folder}/file"}),
+       {},
+       "",
+       "the token comes from --token-file " + file + "; replace it there"},
+      {HTTPSetting::kToken,
+       server,
+       {{"XMLA_IMPORT_TOKEN", "t"}},
+       "token-file='file'",
+       "the token comes from XMLA_IMPORT_TOKEN; replace it there"},
+      {HTTPSetting::kToken,
+       server,
+       {},
+       "token-file='file'",
+       "the token comes from token-file " + file + key + "3); replace it there"},
+      {HTTPSetting::kToken, url, {}, "", "use --token-file FILE for a token"},
+      {HTTPSetting::kProxy, Joined(url, {"--proxy", "http://p/"}), {}, "", proxy("--proxy")},
+      {HTTPSetting::kProxy,
+       server,
+       {{"http_proxy", ""}, {"all_proxy", "http://q/"}},
+       "proxy='http://p/'",
+       proxy("all_proxy")},
+      {HTTPSetting::kProxy, server, {}, "proxy='http://p/'", proxy("proxy" + key + "3)")},
+      {HTTPSetting::kProxy,
+       Joined(url, {"--proxy", ""}),
+       {{"http_proxy", "http://q/"}},
+       "",
+       "use --proxy URL for another proxy, or --proxy \"\" for none"},
+  };
+  for (const auto& [setting, words, variables, lines, says] : cases) {
+    const std::string table = lines.starts_with('[') ? lines : kServer + lines;
+    EXPECT_EQ(SettingAdvice(setting, Connected(words, variables, table).origins), Filled(says))
+        << testing::PrintToString(words) << lines;
+  }
+}
+
 struct Contradiction {
   Words words;
   Variables variables;
@@ -455,19 +547,23 @@ TEST_F(ConnectionSettings, ContradictionsAreErrorsThatNameBothSides) {
       {server,
        {},
        "cert='nofile'",
-       "servers.toml\", line 3: server \"s\": cert \"nofile\" cannot be read: No such file"},
+       "servers.toml\", line 3: server \"s\": cert \"{folder}/nofile\" cannot be read: No such "
+       "file"},
       {server,
        {},
        "ca-file='nofile'",
-       "servers.toml\", line 3: server \"s\": ca-file \"nofile\" cannot be read: No such file"},
+       "servers.toml\", line 3: server \"s\": ca-file \"{folder}/nofile\" cannot be read: No such "
+       "file"},
       {server,
        {},
        "user='a'\npassword-file='sub/nofile'",
-       "servers.toml\", line 4: server \"s\": the password cannot be read from \"sub/nofile\": No"},
+       "servers.toml\", line 4: server \"s\": the password cannot be read from password-file "
+       "\"{folder}/sub/nofile\": No"},
       {server,
        {},
        "token-file='nofile'",
-       "servers.toml\", line 3: server \"s\": the token cannot be read from \"nofile\": No such"},
+       "servers.toml\", line 3: server \"s\": the token cannot be read from token-file "
+       "\"{folder}/nofile\": No such"},
       {server,
        {},
        "key='nofile'",
@@ -530,7 +626,7 @@ TEST_F(ConnectionSettings, ContradictionsAreErrorsThatNameBothSides) {
   };
   for (const Contradiction& each : cases) {
     const std::string error = Error(each.words, each.variables, kServer + each.server);
-    EXPECT_THAT(error, HasSubstr(each.says)) << testing::PrintToString(each.words);
+    EXPECT_THAT(error, HasSubstr(Filled(each.says))) << testing::PrintToString(each.words);
     EXPECT_EQ(error.find('\n'), error.npos);
     EXPECT_EQ(error.find("c4nary"), error.npos);
   }

@@ -179,7 +179,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "there is no data source \"Gamma\"; there are: \"Alpha\", \"Beta\""},
         WrongChoice{"OpenCatalog",
                     {"--source", "Beta"},
-                    "the data source \"Beta\" has several catalogs; choose one with --catalog: "
+                    "the data source \"Beta\" has several catalogs; choose one with --catalog, and "
+                    "its cube with --cube: "
                     "\"One\", \"Two\", \"Three\""},
         WrongChoice{"OpenCatalogOfACube",
                     {"--source", "Beta", "--cube", "Sales"},
@@ -222,7 +223,8 @@ constexpr Unnamed kUnnamed[] = {
     {"DISCOVER_DATASOURCES", "DataSourceName",
      "the provider has several data sources; choose one with --source: \"\", \"Other\""},
     {"DBSCHEMA_CATALOGS", "CATALOG_NAME",
-     "the data source \"Solo\" has several catalogs; choose one with --catalog: "
+     "the data source \"Solo\" has several catalogs; choose one with --catalog, and its cube with "
+     "--cube: "
      "\"\", \"Other\""},
     {"MDSCHEMA_CUBES Lone", "CUBE_NAME",
      "the catalog \"Lone\" has several cubes; choose one with --cube: \"\", "

@@ -118,13 +118,17 @@ TEST(FormatChoice, ExtensionSelectsTheBytes) {
 /// The rest of the command line may be wrong.
 TEST(FormatChoice, AUsageErrorIsWrittenInTheChosenFormat) {
   const support::TempDir folder;
-  for (const Arguments& call :
-       {Arguments{"import", "--jobs", "0", "--format", "json"},
-        Arguments{"import", "--no-such-option", "-o", folder.Path() / "absent" / "x.json"}}) {
+  for (const Arguments& call : {Arguments{"import", "--jobs", "0", "--format", "json"},
+                                Arguments{"import", "--no-such-option", "--format", "json", "-o",
+                                          folder.Path() / "absent" / "x.json"}}) {
     const Outcome outcome = RunTool(call);
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.Document()["errors"].size(), 1u);
   }
+  const Outcome unwritable =
+      RunTool({"import", "--no-such-option", "-o", folder.Path() / "absent" / "x.json"});
+  EXPECT_EQ(unwritable.status, 2);
+  EXPECT_EQ(unwritable.out, "");  // the name selects the format of the file only
   const Outcome lines = RunTool({"import", "--jobs", "0", "--format", "ndjson"});
   EXPECT_EQ(lines.status, 2);
   EXPECT_THAT(lines.out, testing::StartsWith("{\"provider\":{"));

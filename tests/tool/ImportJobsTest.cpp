@@ -156,6 +156,33 @@ TEST_P(ImportJobsRefused, GiveTheSameDocument) {
   EXPECT_GT(refused, 0);
 }
 
+TEST(ImportJobs, VerboseSaysThatABusyServerGetsFewerRequests) {
+  LimitedServer server;
+  server.most = 1;
+  for (const char* const jobs : {"1", "4"})
+    for (const int status : {429, 503, 500}) {
+      server.refusal = std::ranges::find(kRefusals, status, &Refusal::status);
+      const Outcome outcome =
+          RunTool({"--url", server.Url(), "--verbose", "import", "--jobs", jobs});
+      EXPECT_EQ(outcome.status, 0);
+      const auto count = [&](const char* text) {
+        return std::ranges::count_if(outcome.ErrorLines(), [&](const std::string& line) {
+          return line.find(text) != std::string::npos;
+        });
+      };
+      const bool isOverload = jobs[0] != '1' && status != 500;
+      for (const char* const left : {"2 requests at a time", "1 request at a time"})
+        EXPECT_EQ(
+            count(
+                (std::string("the server seems overloaded: from now on, at most ") + left).c_str()),
+            isOverload ? 1 : 0)
+            << outcome.err;
+      EXPECT_EQ(count("the server is busy: no request is sent before ") > 0,
+                isOverload && status == 429)
+          << outcome.err;
+    }
+}
+
 /// A refusal that a request gets alone, too, is the result.
 TEST_P(ImportJobsRefused, ReportARefusalThatHappensAlone) {
   LimitedServer server;

@@ -80,7 +80,9 @@ TEST_F(ManualPage, NamesEveryKeyOfTheServerFile) {
     const std::string key = std::string(option.name).substr(2);
     EXPECT_TRUE(std::regex_search(page, std::regex("\n +" + key + " [A-Z]+"))) << key;
   }
-  EXPECT_THAT(page, HasSubstr("password-command LIST"));
+  for (const char* const fact : {"password-command LIST", "url (required)", "[\"test.sales\"]",
+                                 "only for the user there", "within 120 seconds", "home directory"})
+    EXPECT_THAT(std::regex_replace(page, std::regex("\\s+"), " "), HasSubstr(fact));
   EXPECT_THAT(page, HasSubstr("url = \"https://olap.example.com/olap/msmdpump.dll\""));
 }
 
@@ -94,6 +96,8 @@ TEST_F(ManualPage, NamesEveryOptionAndMoodOfTheSampleProvider) {
     EXPECT_THAT(page, HasSubstr("       " + (*each)[1].str()));
   }
   EXPECT_GE(found, 30);
+  for (const char* const fact : {"http://127.0.0.1:PORT/", "?mood=MOOD", "0, the default, is any"})
+    EXPECT_THAT(page, HasSubstr(fact));
 }
 
 TEST_F(ManualPage, IsCorrectForTheFormatters) {

@@ -101,6 +101,30 @@ TEST_F(Output, WriteErrorSendsTheDocumentToStandardOutput) {
   EXPECT_THAT(outcome.Document()["errors"][0], HasSubstr("/absent/result"));
 }
 
+TEST_F(Output, MissingFolderOrReadOnlyFileIsAnErrorBeforeTheImport) {
+  std::ofstream(File("locked.json")) << "old";
+  chmod(File("locked.json").c_str(), 0400);
+  const struct {
+    std::string file;
+    std::string says;
+  } cases[] = {
+      {File("absent/result.json"),
+       "the directory \"" + File("absent") + "\" does not exist; create it, or give another name"},
+      {"absent/result.json",
+       "the directory \"absent\" does not exist; create it, or give another name"},
+      {File("locked.json"), "the file is read-only; make it writable, or give another name"}};
+  for (const auto& [file, says] : cases) {
+    const Outcome outcome =
+        RunTool({"--url", "http://127.0.0.1:1/", "sources", "--verbose", "-o", file});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err,
+              "xmla-import: error: --output \"" + file + "\" cannot be written: " + says + "\n");
+    EXPECT_EQ(outcome.out, "");
+  }
+  EXPECT_EQ(support::ReadFile(File("locked.json")), "old");
+  ExpectOnly({File("locked.json")});
+}
+
 TEST_F(Output, DeviceIsNotReplaced) {
   EXPECT_EQ(RunInto("/dev/null").status, 0);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
@@ -180,6 +204,8 @@ TEST_F(Output, IncompleteResultReplacesTheFile) {
                                    "--source", "None", "--format", "json", "-o", File()});
   EXPECT_EQ(outcome.status, 3) << outcome.err;
   EXPECT_EQ(Json::parse(support::ReadFile(File()))["errors"].size(), 1u);
+  EXPECT_EQ(outcome.ErrorLines().back(),
+            "xmla-import: note: the result in \"" + File() + "\" is incomplete");
   ExpectOnly({File()});
 }
 

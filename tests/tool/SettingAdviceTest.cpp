@@ -17,6 +17,7 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 void AnswerNothing(loopback::Connection&, const loopback::Request&) {}
 
@@ -135,6 +136,33 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
   }
   std::ofstream(file) << "# comment\n[s]\n" << url(missing);
   EXPECT_THAT(RunTool({"--server", "s", "check"}, options).err, HasSubstr(", or set url" + owner));
+}
+
+TEST(SettingAdvice, RefusedLogInSaysWhereThePasswordCameFrom) {
+  const WireServer locked(Answer("", "401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+  const WireServer refusing(Answer("", "407 No", "Proxy-Authenticate: Basic realm=\"r\"\r\n"));
+  const struct {
+    std::string url;
+    std::map<std::string, std::string> variables;
+    const char* says;
+  } kCases[] = {
+      {"http://" + locked.Authority() + "/",
+       {{"XMLA_IMPORT_PASSWORD", "c4nary"}, {"XMLA_IMPORT_USER", "ann"}},
+       "the user name comes from XMLA_IMPORT_USER, and the password from XMLA_IMPORT_PASSWORD; "
+       "correct the one that is wrong"},
+      {"http://service.invalid/",
+       {{"http_proxy", "http://ann:c4nary@" + refusing.Authority()}},
+       "the proxy comes from http_proxy; use --proxy URL for another proxy"},
+  };
+  for (const auto& [url, variables, says] : kCases)
+    for (const char* const command : {"sources", "check"}) {
+      Options options;
+      options.environment.insert(variables.begin(), variables.end());
+      const Outcome outcome = RunTool({"--url", url, command}, options);
+      EXPECT_EQ(outcome.status, 1);
+      EXPECT_THAT(outcome.ErrorLines().back(), HasSubstr(says));
+      EXPECT_THAT(outcome.out + outcome.err, Not(HasSubstr("c4nary")));
+    }
 }
 
 TEST(SettingAdvice, UnusableClientCertificatesAreUsageErrors) {

@@ -29,6 +29,7 @@ TEST(Suggestion, IsTheNearestName) {
       {"Sal", {"Stock", "Sales", "Salesforce"}, "Sales"},  // the beginning
       {"Budget2023", {"Budget 2024", "Budget"}, "Budget 2024"},
       {"Budget 2O24", {"Budget 2023", "Budget 2024"}, "Budget 2024"},
+      {"--verb", {"--cert", "--verbose"}, "--verbose"},
       {"nix", {"fish", "Stock"}, ""},
       {"x", {"y", "xy"}, ""},
       {"", {"a", ""}, ""},

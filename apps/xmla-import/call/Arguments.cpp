@@ -43,6 +43,15 @@ class Parser {
 
   /// Reads all words. The first error is thrown at the end, if there is no --help.
   void Read(int argc, const char* const* argv) {
+    try {
+      ReadWords(argc, argv);
+    } catch (const UsageError& error) {
+      throw UsageError(error.what() + m_remark);
+    }
+  }
+
+ private:
+  void ReadWords(int argc, const char* const* argv) {
     for (int i = 1; i < argc; ++i) {
       try {
         ReadWord(argv[i], i + 1 < argc ? argv[i + 1] : nullptr, i);
@@ -62,7 +71,6 @@ class Parser {
     CheckMeaning();
   }
 
- private:
   void ReadWord(std::string_view word, const char* next, int& index) {
     const bool isLong = word.starts_with("--");
     if (!word.starts_with('-') || word == "-") return ReadName(word);
@@ -83,6 +91,8 @@ class Parser {
         throw UsageError(Shown(name) + " needs a value: " + option->name + ' ' +
                          option->placeholder);
       if (!hasValue) ++index;
+      if (!hasValue && IsOption(next) && m_remark.empty())
+        m_remark = "; " + std::string(next) + " was taken as the value of " + Shown(name);
       const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
       if (value.empty() && !MayBeEmpty(*option))
         throw UsageError(Shown(name) + " needs a non-empty value");
@@ -105,7 +115,7 @@ class Parser {
       if (m_form->wordValues) RequireOneOf(m_form->word, word, m_form->wordValues());
       m_read.files.emplace_back(word);
     } else if (m_form || m_isHelp) {
-      throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead());
+      throw UsageError("unexpected argument " + Listed({std::string(word)}) + OptionsInstead(word));
     } else if (word == kHelpCommand) {
       m_isHelp = true;
     } else {
@@ -116,11 +126,18 @@ class Parser {
     }
   }
 
-  std::string OptionsInstead() const {
+  std::string OptionsInstead(std::string_view word) const {
     std::vector<std::string> names;
+    std::string likely;  // the last one that takes names
     if (m_form)
-      for (const CommandOption& option : m_form->options) names.emplace_back(option.name);
+      for (const CommandOption& option : m_form->options) {
+        names.emplace_back(option.name);
+        if (std::holds_alternative<std::vector<std::string> Arguments::*>(option.value))
+          likely = option.name;
+      }
     if (names.empty()) return {};
+    if (m_form->maxWords == 0 && !likely.empty())
+      return " (did you mean " + likely + ' ' + Listed({std::string(word)}) + "?)";
     return "; " + std::string(m_form->name) + " takes values only by " + Joined(names);
   }
 
@@ -171,6 +188,10 @@ class Parser {
     for (const CommandOption& option : options)
       if (name == option.name || (*option.shortName && name == option.shortName)) return &option;
     return nullptr;
+  }
+
+  bool IsOption(std::string_view word) const {
+    return word == "--help" || word == "--version" || Find(word) != nullptr;
   }
 
   /// Also finds options of other commands, because the command may follow.
@@ -229,6 +250,7 @@ class Parser {
   }
 
   void CheckMeaning() {
+    m_read.hasFormat = !m_read.format.empty();
     m_read.format = ChooseFormat(m_source.formats, m_read.format, m_read.output, m_form->name);
     if (m_read.quiet && m_read.verbose)
       throw UsageError("--quiet and --verbose cannot be combined");
@@ -265,6 +287,7 @@ class Parser {
   std::vector<Given> m_given;
   std::set<const CommandOption*> m_stored;
   std::string m_error;
+  std::string m_remark;  // an option that was taken as a value; ends each error
 };
 
 /// Finds the value of one option without parsing the others. Used to report a usage error in the
@@ -288,9 +311,10 @@ void ScanForReport(int argc, const char* const* argv, const std::vector<CommandF
   for (int i = 1; i < argc && arguments.command.empty(); ++i)
     for (const CommandForm& command : commands)
       if (std::string_view(argv[i]) == command.name) arguments.command = command.name;
+  const std::string format = ScannedValue(argc, argv, "", "--format");
+  arguments.hasFormat = !format.empty();
   try {
-    arguments.format = ChooseFormat(formats, ScannedValue(argc, argv, "", "--format"),
-                                    arguments.output, arguments.command);
+    arguments.format = ChooseFormat(formats, format, arguments.output, arguments.command);
   } catch (const UsageError&) {
     arguments.format = formats.front().name;
   }

@@ -18,9 +18,10 @@ struct Arguments {
   std::optional<std::string> proxy;  ///< empty: no proxy
   std::optional<int> connectTimeout, timeout, retry;
   std::string target, log, output;
-  std::string format;    ///< after parsing: a format that the command supports
-  std::string color;     ///< auto, always, never, or empty
-  std::string warnings;  ///< all, summary, none, or empty
+  std::string format;      ///< after parsing: a format that the command supports
+  bool hasFormat = false;  ///< --format was given
+  std::string color;       ///< auto, always, never, or empty
+  std::string warnings;    ///< all, summary, none, or empty
   bool quiet = false;
   bool verbose = false;
   bool sort = false;

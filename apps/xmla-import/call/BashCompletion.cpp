@@ -17,6 +17,7 @@ _xmla_import_servers() {
     case $3 in
       '') printf -v name %q "$name" ;;
       '"') name=$(sed 's/[\\"$`]/\\&/g' <<<"$name") ;;
+      "'") name=${name//\'/\'\\\'\'} ;;
     esac
     [[ $name != "$2"* ]] || COMPREPLY+=("$1$name")
   done < <("${COMP_WORDS[0]/#\~/$HOME}" servers --format json 2>/dev/null |

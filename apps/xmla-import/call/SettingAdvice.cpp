@@ -1,11 +1,15 @@
 #include "call/SettingAdvice.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 struct Advice {
   HTTPSetting setting;
   const char* text;
-  const char* keys;  // of the server file
+  const char* keys;               // of the server file
+  const char* correct = nullptr;  // behind the origin of the value in use; null: `text`
 };
 constexpr Advice kAdvice[] = {
     {HTTPSetting::kURL, "use --url URL for another URL", "url"},
@@ -19,18 +23,21 @@ constexpr Advice kAdvice[] = {
     {HTTPSetting::kKeyPassword, "use --key-password-file FILE for the password of the key",
      "key-password-file"},
     {HTTPSetting::kUser, "use --user NAME and --password-file FILE for another log-in",
-     "user and password-command"},
+     "user and password-command", "correct the one that is wrong"},
     {HTTPSetting::kAuthSchemes, "use --auth SCHEMES for other ways to log in", "auth"},
-    {HTTPSetting::kToken, "use --token-file FILE for a token", "token-file"},
+    {HTTPSetting::kToken, "use --token-file FILE for a token", "token-file", "replace it there"},
     {HTTPSetting::kRetries, "use --retry N to try again automatically", "retry"},
 };
 
 }  // namespace
 
-std::string SettingAdvice(HTTPSetting setting, const std::string& server) {
-  for (const Advice& advice : kAdvice)
-    if (advice.setting == setting) return WithServerKey(advice.text, advice.keys, server);
-  return {};
+std::string SettingAdvice(HTTPSetting setting, const SettingOrigins& origins) {
+  const auto* const advice = std::ranges::find(kAdvice, setting, &Advice::setting);
+  if (advice == std::end(kAdvice)) return {};
+  const auto clause = origins.clauses.find(setting);
+  if (clause == origins.clauses.end())
+    return WithServerKey(advice->text, advice->keys, origins.server);
+  return clause->second + "; " + (advice->correct ? advice->correct : advice->text);
 }
 
 std::string WithServerKey(const std::string& advice, const char* keys, const std::string& server) {

@@ -1,13 +1,22 @@
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "Utility/Generic/HTTPClientWrapper.h"
 
-/// The advice to use the option that changes a setting of the connection. Empty if there is no such
-/// option. `server`: see WithServerKey.
-std::string SettingAdvice(HTTPSetting setting, const std::string& server);
+/// Where the settings of a connection come from.
+struct SettingOrigins {
+  /// The service in the server file, for the middle of a message. Empty if it is not there.
+  std::string server;
+  /// Of the values in use, as clauses such as "the proxy comes from http_proxy".
+  std::map<HTTPSetting, std::string> clauses;
+};
+
+/// The advice how to change a setting of the connection: where its value comes from, if that is
+/// known, or the option and key to use. Empty if there is no such option.
+std::string SettingAdvice(HTTPSetting setting, const SettingOrigins& origins);
 
 /// Adds keys of the server file to an advice. `keys` is null if no key has the effect of the
-/// option. `server` is Connection::server. Without keys or server, the advice stays as it is.
+/// option. `server` is SettingOrigins::server. Without keys or server, the advice stays as it is.
 std::string WithServerKey(const std::string& advice, const char* keys, const std::string& server);

@@ -53,12 +53,13 @@ void Suggestion::Consider(std::string_view name) {
   if (m_word.empty() || m_rank == 0 || name.empty() || name.size() > kMaxBytes) return;
   const std::string lower = LowerCase(name);
   std::size_t rank = Distance(m_word, lower, m_maxDistance);
-  if (rank > m_maxDistance) {
-    const bool isBeginning = m_word.size() >= kShortestBeginning && lower.starts_with(m_word);
+  if (m_word.size() >= kShortestBeginning && lower.starts_with(m_word)) {
+    rank = std::min<std::size_t>(rank, 1);
+  } else if (rank > m_maxDistance) {
     // "--username" for "--user", and the last part of a name for the name.
     const bool isLonger = lower.size() >= kShortestPart && m_word.starts_with(lower);
     const bool isEnd = m_word.size() >= kShortestPart && lower.ends_with(m_word);
-    if (!isBeginning && !isLonger && !isEnd) return;
+    if (!isLonger && !isEnd) return;
     rank = m_maxDistance + 1;
   }
   if (rank >= m_rank) return;

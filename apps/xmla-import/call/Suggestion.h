@@ -5,9 +5,9 @@
 #include <vector>
 
 /// Finds the name that a user most likely meant: one that differs only in the case of ASCII
-/// letters, else one with few wrong, missing, extra or swapped characters, else one that begins
-/// with the word. The first such name wins. Bytes are compared. Words and names of more than 64
-/// bytes are ignored, so the work for one name is bounded.
+/// letters, else one that begins with the word or has one wrong, missing, extra or swapped
+/// character, else one with few of them. The first such name wins. Bytes are compared. Words and
+/// names of more than 64 bytes are ignored, so the work for one name is bounded.
 class Suggestion {
  public:
   static constexpr std::size_t kMaxBytes = 64;

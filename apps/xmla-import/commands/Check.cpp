@@ -137,6 +137,8 @@ std::string ListedInPart(const std::vector<String>& names, const char* one, cons
          (names.size() > kMax ? ", ..." : "");
 }
 
+const std::string kParseError = "[" + std::to_string(kMessageParseError) + "] ";
+
 std::string WithoutFullStop(std::string text) {
   if (text.ends_with('.')) text.pop_back();
   return text;
@@ -285,7 +287,7 @@ class ServiceCheck {
             .found = "the server sent XML that is no reply to Discover: it is no SOAP envelope "
                      "with a DiscoverResponse or a fault",
             .advice = "check that the URL leads to an XML for Analysis service; " +
-                      SettingAdvice(HTTPSetting::kURL, m_session.Service().server)});
+                      SettingAdvice(HTTPSetting::kURL, m_session.Service().origins)});
       return false;
     }
     Take({.name = "protocol", .found = isIdentified ? "XML for Analysis" : "a SOAP fault"});
@@ -464,6 +466,11 @@ class ServiceCheck {
       if (!isCatalogue && end != std::string::npos) step.advice = error.substr(end + 2);
     }
     step.found = WithoutFullStop(std::move(step.found));
+    // The URL is right if the server has answered other requests.
+    if (m_isIdentified && error.starts_with(kParseError))
+      step.advice =
+          "look for errors in the server's own log; an import with --log DIR writes the "
+          "reply to a file";
     if (step.advice.empty()) step.advice = AdviceFor(step.name);
     for (const std::string& line : std::span(errors).subspan(1)) {
       if (!line.starts_with(kFailedRequest))

@@ -106,7 +106,7 @@ CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info,
   const std::string text = Utf8(info.error);
   const std::size_t end = (Utf8(info.url) + ": " + step.found).size();
   if (end < text.size()) step.advice = text.substr(end + (text[end] == ';' ? 2 : 1));
-  const std::string option = SettingAdvice(info.setting, connection.server);
+  const std::string option = SettingAdvice(info.setting, connection.origins);
   if (!option.empty() && step.advice.find(" --") == std::string::npos)
     step.advice += (step.advice.empty() ? "" : "; ") + option;
   return step;

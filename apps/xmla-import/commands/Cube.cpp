@@ -33,8 +33,9 @@ ExitStatus ChooseCatalog(const OTDataSource& source, Choices& choices, Messages&
     const std::string cube = "the cube " + Listed({Utf8(*choices.cube)});
     return Choose({"catalog", "--catalog", cube, "is in"}, catalogs, choices.catalog, messages);
   }
-  return Choose({"catalog", "--catalog", inSource}, CatalogNames(source), choices.catalog,
-                messages);
+  return Choose(
+      {"catalog", choices.cube ? "--catalog" : "--catalog, and its cube with --cube", inSource},
+      CatalogNames(source), choices.catalog, messages);
 }
 
 /// Completes or checks catalog and cube with the tree of the data source.

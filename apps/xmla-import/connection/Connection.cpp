@@ -9,7 +9,6 @@
 #include "base/Secret.h"
 #include "base/Text.h"
 #include "call/SecretOption.h"
-#include "call/SettingAdvice.h"
 #include "call/TargetNames.h"
 #include "connection/LogIn.h"
 #include "connection/Sources.h"
@@ -71,9 +70,12 @@ void UseProxyAndAuthorities(const Sources& sources, const std::string& command,
   }
   Setting<std::optional<std::string>> proxy = sources.Find(&Arguments::proxy);
   const bool isHTTPS = Utf8(connection.url.substr(0, 6)).find(':') == 5;
-  const bool isOverridden =
-      proxy.source == Source::kServerFile && Sources::HasProxyInEnvironment(isHTTPS);
-  if (proxy.value && !isOverridden) connection.http.proxy = WideSecret(std::move(*proxy.value));
+  const std::string variable = Sources::ProxyVariable(isHTTPS);
+  const bool isVariable = !variable.empty() && proxy.source != Source::kOption;
+  if (isVariable || !proxy.value.value_or("").empty())
+    connection.origins.clauses[HTTPSetting::kProxy] =
+        "the proxy comes from " + (isVariable ? variable : proxy.Origin());
+  if (proxy.value && !isVariable) connection.http.proxy = WideSecret(std::move(*proxy.value));
   if (proxy.value) Erase(*proxy.value);
   if (!connection.http.proxy) return;
   const std::string problem = Utf8(HTTPClientWrapper::ProxyProblem(*connection.http.proxy));
@@ -89,7 +91,7 @@ void UseTarget(const Sources& sources, const std::string& command, Connection& c
   if (!connection.target)
     throw UsageError(UnknownValue(name.name, name.value, TargetNameList(), TargetNames()) +
                      SeeHelp(command));
-  connection.targetSetting = name.Mention() + name.place;
+  connection.targetSetting = name.Origin();
 }
 
 }  // namespace
@@ -102,7 +104,7 @@ Connection::~Connection() {
 Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
   const Sources sources(arguments, std::move(secrets));
   Connection connection;
-  connection.server = sources.ServerMention();
+  connection.origins.server = sources.ServerMention();
   UseTarget(sources, arguments.command, connection);
   UseTransport(sources, connection.http);
   if (!arguments.sample.empty()) {
@@ -113,7 +115,7 @@ Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
   UseProxyAndAuthorities(sources, arguments.command, connection);
   LogIn(sources, urlSource, connection);
   connection.http.missingUserAdvice =
-      Wide(WithServerKey("use --user NAME", "user", connection.server));
+      Wide(WithServerKey("use --user NAME", "user", connection.origins.server));
   connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   return connection;
 }

@@ -10,6 +10,7 @@
 #include "Utility/Generic/ServerInfo.h"
 #include "Utility/Generic/String.h"
 #include "call/Arguments.h"
+#include "call/SettingAdvice.h"
 #include "connection/EnvironmentSecrets.h"
 
 /// The service to import from, with credentials and settings from options and environment.
@@ -28,8 +29,8 @@ struct Connection {
   /// How messages begin that are about the client certificate, its key, and the password of that:
   /// with the option or the key of the server file.
   std::map<HTTPSetting, std::string> certificateNames;
-  /// The service in the server file, for the middle of a message. Empty if it is not there.
-  std::string server;
+  /// For advice after a failed request.
+  SettingOrigins origins;
   /// How the kind was configured, for the middle of a message: the option, variable or key.
   std::string targetSetting = "--target";
   /// The embedded sample provider, if --sample is given.

@@ -26,10 +26,6 @@ constexpr const char* kSeeLogIn = "; see xmla-import help log-in";
   throw UsageError(one + " and " + other + " cannot be combined" + kSeeLogIn);
 }
 
-const std::string& ShownName(const Setting<std::string>& file) {
-  return file.written.empty() ? file.value : file.written;
-}
-
 /// A control character could end a header line, so that the rest becomes another header.
 bool HasControlCharacter(const String& text) {
   return std::ranges::any_of(text.view(), [](wchar_t c) { return c < L' ' || c == L'\x7F'; });
@@ -60,7 +56,7 @@ String ReadSecret(const std::string& noun, const Setting<std::string>& file,
   std::optional<std::string> typed;
   if (file.value == "-" && isatty(STDIN_FILENO) == 1) typed = SecretFromTerminal(noun, prompt);
   const std::string what = file.begin + "the " + noun;
-  return TextOfSecret(typed ? std::move(*typed) : SecretFromFile(what, file.value, ShownName(file)),
+  return TextOfSecret(typed ? std::move(*typed) : SecretFromFile(what, file.value, file.name),
                       what + " (" + file.name + ")");
 }
 
@@ -96,6 +92,11 @@ class Choice {
       throw UsageError(BeginOfUser() + "the user name" + kControlCharacter);
     if (HasControlCharacter(m_connection.password))
       throw UsageError(BeginOfUser() + "the password" + kControlCharacter);
+    auto& clauses = m_connection.origins.clauses;
+    if (usesToken)
+      clauses[HTTPSetting::kToken] = "the token comes from " + OriginOfToken();
+    else if (!m_passwordOrigin.empty())
+      clauses[HTTPSetting::kUser] = ClauseOfUser();
   }
 
  private:
@@ -110,6 +111,22 @@ class Choice {
   std::string NameOfToken() const {
     return IsTokenInFile() ? m_tokenFile.name : "XMLA_IMPORT_TOKEN";
   }
+
+  std::string OriginOfToken() const {
+    return IsTokenInFile() ? OriginOfFile(m_tokenFile) : NameOfToken();
+  }
+
+  std::string ClauseOfUser() const {
+    if (m_userOrigin == m_passwordOrigin) return "user name and password come from " + m_userOrigin;
+    return "the user name comes from " + m_userOrigin + ", and the password from " +
+           m_passwordOrigin;
+  }
+
+  static std::string OriginOfFile(const Setting<std::string>& file) {
+    return file.name + ' ' + Listed({file.value}) + file.owner + file.place;
+  }
+
+  std::string OriginOfURL() const { return m_sources.Find(&Arguments::url).Origin(); }
 
   /// The first source with a user, or with a password that replaces that of a later source.
   Source SourceOfUser() const {
@@ -202,6 +219,7 @@ class Choice {
         m_user &&
         (!m_urlHasCredentials || m_user.source == Source::kOption || m_user.source < m_urlSource ||
          (m_user.source == m_urlSource && m_urlSource == Source::kServerFile));
+    m_userOrigin = isOverridden ? m_user.Origin() : OriginOfURL();
     if (!isOverridden) return;
     const String user = Wide(m_user.value);
     // A password in the URL belongs to the user in the URL.
@@ -220,12 +238,14 @@ class Choice {
     const std::string user = Utf8(m_connection.user);
     String& password = m_connection.password;
     const bool isInUrl = !password.empty();
+    m_passwordOrigin = isInUrl ? OriginOfURL() : "the prompt";
     if (m_passwordFile.source == Source::kOption) return ReadPasswordFile(user);
     if (isInUrl && m_urlSource != Source::kServerFile) return;
     if (!m_sources.Secrets().password.empty()) {
+      m_passwordOrigin = "XMLA_IMPORT_PASSWORD";
       Erase(password);
       password = TextOfSecret(std::string(m_sources.Secrets().password),
-                              "the password (XMLA_IMPORT_PASSWORD)");
+                              "the password (" + m_passwordOrigin + ")");
       return;
     }
     if (IsUserOfServer()) {
@@ -233,6 +253,7 @@ class Choice {
         FailTogether(m_passwordFile.Subject(), m_passwordCommand.name);
       if (m_passwordFile) return ReadPasswordFile(user);
       if (m_passwordCommand) {
+        m_passwordOrigin = m_passwordCommand.Origin();
         const std::string what = m_passwordCommand.Subject();
         Erase(password);
         password = TextOfSecret(PasswordFromCommand(m_passwordCommand.value, what),
@@ -252,6 +273,7 @@ class Choice {
   }
 
   void ReadPasswordFile(const std::string& user) {
+    m_passwordOrigin = OriginOfFile(m_passwordFile);
     Erase(m_connection.password);
     m_connection.password = ReadSecret("password", m_passwordFile, Prompt(user));
   }
@@ -307,6 +329,8 @@ class Choice {
   const Setting<std::vector<std::string>> m_passwordCommand;
   Setting<std::string> m_cert;
   Setting<std::string> m_key;
+  std::string m_userOrigin;
+  std::string m_passwordOrigin;  // empty: no password is used
 };
 
 }  // namespace
@@ -318,7 +342,7 @@ void RequireReadable(const Setting<std::string>& file) {
   if (error == 0 && stat(file.value.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
     error = EISDIR;
   if (error != 0)
-    throw UsageError(file.Subject() + ' ' + Listed({ShownName(file)}) +
+    throw UsageError(file.Subject() + ' ' + Listed({file.value}) +
                      " cannot be read: " + std::strerror(error));
 }
 
@@ -331,7 +355,7 @@ void RequireUsableCertificate(const Connection& connection) {
   const bool isGiven = names.contains(setting);
   throw UsageError(names.at(isGiven ? setting : HTTPSetting::kCertificate) +
                    " cannot be used: " + problem +
-                   (isGiven ? "" : "; " + SettingAdvice(setting, connection.server)) + kSeeLogIn);
+                   (isGiven ? "" : "; " + SettingAdvice(setting, connection.origins)) + kSeeLogIn);
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {

@@ -171,8 +171,8 @@ std::string FirstLine(const std::string& text) {
 }
 
 std::string SecretFromFile(const std::string& what, const std::string& file,
-                           const std::string& shown) {
-  const std::string name = file == "-" ? "standard input" : '"' + OneLine(shown) + '"';
+                           const std::string& setting) {
+  const std::string name = file == "-" ? "standard input" : setting + " \"" + OneLine(file) + '"';
   std::string line;
   const auto fail = [&](const char* reason) {
     Erase(line);

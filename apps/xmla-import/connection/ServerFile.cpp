@@ -128,7 +128,7 @@ class ServerReader {
     server.place = PlaceOf(key.source());
     const std::string prefix = "server " + Quoted(name) + ": ";
     for (const auto& [entry, value] : *table) {
-      server.keys[std::string(entry.str())].place = PlaceOf(entry.source());
+      server.keys[std::string(entry.str())] = PlaceOf(entry.source());
       try {
         ReadKey(entry.str(), value, server);
       } catch (const UsageError& error) {
@@ -153,10 +153,8 @@ class ServerReader {
                        "; expected one of: " + Enumerated(Keys()));
     std::string text = TextOf(*option, key, value);
     const bool isInput = option->file == OptionFile::kSecret && text == "-";
-    if (option->file != OptionFile::kNone && !text.empty() && !isInput) {
-      server.keys[std::string(key)].written = text;
+    if (option->file != OptionFile::kNone && !text.empty() && !isInput)
       text = InFolder(std::move(text));
-    }
     SetValue(*option, key, text, server.values);
     if (key == "url") CheckUrl(text);
     if (key == "proxy") CheckProxy(text);

@@ -7,19 +7,13 @@
 
 #include "call/Arguments.h"
 
-/// What messages say about a key of the server file.
-struct ServerKey {
-  std::string place;    ///< file and line
-  std::string written;  ///< name of a file, as in the server file
-};
-
 /// A service of the server file: a table with the names of long options as keys.
 struct Server {
   std::string name;
   std::string place;  ///< file and line
   Arguments values;   ///< names of files are complete
   std::vector<std::string> passwordCommand;
-  std::map<std::string, ServerKey> keys;  ///< those that it has
+  std::map<std::string, std::string> keys;  ///< file and line of those that it has
 };
 
 struct ServerFile {

@@ -55,7 +55,7 @@ std::string Sources::ServerMention() const {
 Setting<std::vector<std::string>> Sources::PasswordCommand() const {
   if (m_server.passwordCommand.empty()) return {};
   Setting<std::vector<std::string>> found{
-      m_server.passwordCommand, Source::kServerFile, "password-command", {}, {}, {}, {}};
+      m_server.passwordCommand, Source::kServerFile, "password-command", {}, {}, {}};
   Locate(found);
   return found;
 }
@@ -99,15 +99,14 @@ void Sources::ChooseService() {
   }
 }
 
-bool Sources::HasProxyInEnvironment(bool isHTTPS) {
-  // The variables that the HTTP client uses.
+std::string Sources::ProxyVariable(bool isHTTPS) {
+  // The variables that the HTTP client uses, in its order.
   constexpr const char* kForHTTP[] = {"http_proxy", "all_proxy", "ALL_PROXY"};
   constexpr const char* kForHTTPS[] = {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"};
-  const auto isSet = [](const char* name) {
-    const char* const value = std::getenv(name);
-    return value && *value;
-  };
-  return isHTTPS ? std::ranges::any_of(kForHTTPS, isSet) : std::ranges::any_of(kForHTTP, isSet);
+  using Names = std::span<const char* const>;
+  for (const char* const name : isHTTPS ? Names(kForHTTPS) : Names(kForHTTP))
+    if (const char* const value = std::getenv(name); value && *value) return name;
+  return {};
 }
 
 void EraseSecrets(Arguments& arguments) {

@@ -15,16 +15,17 @@ template <class Type>
 struct Setting {
   Type value{};
   Source source = Source::kNone;
-  std::string name;     ///< of the option, variable or key
-  std::string begin;    ///< of messages: file, line and server; empty for other sources
-  std::string written;  ///< see ServerKey
-  std::string owner;    ///< the server, for the middle of a message
-  std::string place;    ///< file and line in parentheses, for the middle of a message
+  std::string name;   ///< of the option, variable or key
+  std::string begin;  ///< of messages: file, line and server; empty for other sources
+  std::string owner;  ///< the server, for the middle of a message
+  std::string place;  ///< file and line in parentheses, for the middle of a message
 
   /// Begins a message.
   std::string Subject() const { return begin + name; }
   /// In the middle of a message.
   std::string Mention() const { return name + owner; }
+  /// In the middle of a message that does not name the server file elsewhere.
+  std::string Origin() const { return name + owner + place; }
   explicit operator bool() const { return source != Source::kNone; }
 };
 
@@ -48,7 +49,7 @@ class Sources {
   Setting<Type> FindIn(Source source, Type Arguments::*member) const {
     const Type& value = m_values[static_cast<std::size_t>(source)].*member;
     if (IsAbsent(value)) return {};
-    Setting<Type> found{value, source, NameOf(source, member), {}, {}, {}, {}};
+    Setting<Type> found{value, source, NameOf(source, member), {}, {}, {}};
     if (source == Source::kServerFile) Locate(found);
     return found;
   }
@@ -59,8 +60,8 @@ class Sources {
   /// For the middle of a message: the chosen server, its file and line. Empty if there is none.
   std::string ServerMention() const;
   Setting<std::vector<std::string>> PasswordCommand() const;
-  /// True if the environment names a proxy for URLs with this scheme.
-  static bool HasProxyInEnvironment(bool isHTTPS);
+  /// The environment variable that names a proxy for URLs with this scheme; empty if there is none.
+  static std::string ProxyVariable(bool isHTTPS);
 
  private:
   static bool IsAbsent(const std::string& text) { return text.empty(); }
@@ -82,10 +83,9 @@ class Sources {
   void Locate(Setting<Type>& found) const {
     const auto key = m_server.keys.find(found.name);
     if (key == m_server.keys.end()) return;
-    found.begin = key->second.place + ": " + ServerWords() + ": ";
-    found.written = key->second.written;
+    found.begin = key->second + ": " + ServerWords() + ": ";
     found.owner = " of " + ServerWords();
-    found.place = " (" + key->second.place + ")";
+    found.place = " (" + key->second + ")";
   }
   std::string ServerWords() const;
   void ReadEnvironment();

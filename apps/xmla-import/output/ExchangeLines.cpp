@@ -10,19 +10,20 @@
 
 namespace {
 
-std::string TimeOfDay() {
-  const auto now = std::chrono::system_clock::now();
+std::string TimeOfDay(double secondsFromNow = 0) {
+  const auto now = std::chrono::system_clock::now() +
+                   std::chrono::milliseconds(static_cast<std::int64_t>(secondsFromNow * 1e3));
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
   const auto milliseconds =
       std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
   std::tm local{};
   localtime_r(&seconds, &local);
-  return fmt::format("{:02}:{:02}:{:02}.{:03} ", local.tm_hour, local.tm_min, local.tm_sec,
+  return fmt::format("{:02}:{:02}:{:02}.{:03}", local.tm_hour, local.tm_min, local.tm_sec,
                      milliseconds);
 }
 
 std::string Line(const std::string& text) {
-  return TimeOfDay() + EscapedForTerminal(OneLine(text)) + '\n';
+  return TimeOfDay() + ' ' + EscapedForTerminal(OneLine(text)) + '\n';
 }
 
 constexpr const char* kFailed = "FAILED ";
@@ -55,6 +56,15 @@ std::string RetryLine(const HTTPRetry& retry) {
   return Line(fmt::format("retry {} of {} in {:.1f} s of {}: {}", retry.number, retry.maxRetries,
                           retry.waitSeconds, Utf8(Shortened(retry.subject)),
                           Utf8(Shortened(retry.error))));
+}
+
+std::string OverloadLine(unsigned int requests) {
+  return Line("the server seems overloaded: from now on, at most " +
+              Counted(requests, "request", "requests") + " at a time");
+}
+
+std::string PauseLine(double seconds) {
+  return Line("the server is busy: no request is sent before " + TimeOfDay(seconds));
 }
 
 std::string ReadAheadLine(const HTTPReadAheadInfo& info) {

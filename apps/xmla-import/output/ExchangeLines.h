@@ -13,6 +13,11 @@ std::string SizeText(std::uint64_t bytes);
 std::string ExchangeLine(const HTTPExchangeInfo& info);
 /// A request that failed and is repeated, as a line with the time of day.
 std::string RetryLine(const HTTPRetry& retry);
+/// The number of requests at a time was reduced, as a line with the time of day.
+std::string OverloadLine(unsigned int requests);
+/// No request is sent for `seconds` from now, as a line with the time of day. Negative: the pause
+/// is over.
+std::string PauseLine(double seconds);
 /// What an operation has read ahead, as a line with the time of day.
 std::string ReadAheadLine(const HTTPReadAheadInfo& info);
 /// A request that failed after its exchange, as a line with the time of day.

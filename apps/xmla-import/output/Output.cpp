@@ -23,6 +23,19 @@ bool IsStandardOutput(const std::string& file) {
   return file.empty() || file == "-" || file == "/dev/stdout" || file == "/dev/fd/1";
 }
 
+/// True if nobody may write to the existing file. Its owner, and root, could still replace it.
+bool IsReadOnly(const TrustedPath& place) {
+  return place.IsRegular() && (place.status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+}
+
+/// The directory that a path names, if it does not exist; else empty.
+std::string MissingDirectory(const std::string& file) {
+  std::error_code error;
+  const std::filesystem::path directory = std::filesystem::path(file).parent_path();
+  const bool exists = directory.empty() || std::filesystem::exists(directory, error) || error;
+  return exists ? "" : directory.string();
+}
+
 /// Checks whether the file can be replaced, or the device written to. Returns 0 or an error number.
 int CheckAccess(const TrustedPath& place) {
   const std::string itself = "/proc/self/fd/" + std::to_string(place.file.Number());
@@ -46,8 +59,13 @@ TrustedPath Find(const std::string& file) {
     if (place.IsRegular() && !place.openFile.empty()) place = TrustedPath::Find(place.openFile);
     if (place.IsDirectory()) throw UsageError(named + " is a directory");
     if (const int error = CheckAccess(place)) throw PathError(std::strerror(error));
+    if (IsReadOnly(place))
+      throw PathError("the file is read-only; make it writable, or give another name");
     return place;
   } catch (const PathError& error) {
+    if (const std::string directory = MissingDirectory(file); !directory.empty())
+      throw UsageError(named + " cannot be written: the directory " + Listed({directory}) +
+                       " does not exist; create it, or give another name");
     throw UsageError(named + " cannot be written: " + OneLine(error.what()));
   }
 }

@@ -10,6 +10,7 @@
 #include <new>
 #include <system_error>
 
+#include "Utility/Generic/ImportSettings.h"
 #include "base/Style.h"
 #include "base/TerminalText.h"
 #include "base/Text.h"
@@ -80,7 +81,7 @@ Progress::Progress(bool quiet, bool verbose, bool hasColors)
              : !quiet && isatty(STDERR_FILENO) == 1 ? Form::kLine
                                                     : Form::kNone),
       m_hasColors(hasColors) {
-  if (m_form != Form::kLine) return;
+  if (m_form == Form::kNone) return;
   // Signals must interrupt the threads that import.
   sigset_t all;
   sigset_t former;
@@ -89,7 +90,7 @@ Progress::Progress(bool quiet, bool verbose, bool hasColors)
   try {
     m_ticker = std::jthread([this](const std::stop_token& stop) { Tick(stop); });
   } catch (const std::system_error&) {
-    // Thread limit reached: the line is updated after each exchange only.
+    // Thread limit reached: updates come only with exchanges.
   }
   pthread_sigmask(SIG_SETMASK, &former, nullptr);
 }
@@ -100,6 +101,15 @@ Progress::~Progress() {
 }
 
 void Progress::OnBegin(const HTTPExchangeStart& start) {
+  if (m_form == Form::kExchanges) {
+    const std::lock_guard lock(m_mutex);
+    const auto& budget = ImportSettings::Current().http.requestBudget;
+    if (budget && m_budget.lock() != budget) {
+      m_budget = budget;
+      m_mostAhead = budget->MostAhead();
+      m_pausedUntil = budget->PausedUntil();
+    }
+  }
   if (m_form != Form::kLine) return;
   const std::lock_guard lock(m_mutex);
   try {
@@ -149,6 +159,7 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   try {
     if (info.setting != HTTPSetting::kNone) m_failedSettings.insert(info.setting);
     if (m_form == Form::kExchanges) WriteToStandardError(ExchangeLine(info));
+    ShowLoad();
   } catch (const std::bad_alloc&) {
     // Out of memory: skip the line, the import may still succeed.
   }
@@ -246,8 +257,27 @@ void Progress::Clear() {
 
 void Progress::Tick(const std::stop_token& stop) {
   std::unique_lock lock(m_mutex);
-  while (!m_ended.wait_for(lock, stop, kTick, [] { return false; }) && !stop.stop_requested())
+  while (!m_ended.wait_for(lock, stop, kTick, [] { return false; }) && !stop.stop_requested()) {
+    ShowLoad();
     if (!m_waiting.empty()) Show(true);
+  }
+}
+
+void Progress::ShowLoad() {
+  const auto budget = m_budget.lock();
+  if (!budget) return;
+  const unsigned int mostAhead = budget->MostAhead();
+  const Clock::time_point pausedUntil = budget->PausedUntil();
+  try {
+    if (mostAhead != m_mostAhead) WriteToStandardError(OverloadLine(mostAhead + 1));
+    if (pausedUntil != m_pausedUntil)
+      WriteToStandardError(
+          PauseLine(std::chrono::duration<double>(pausedUntil - Clock::now()).count()));
+  } catch (const std::bad_alloc&) {
+    // Out of memory: skip the line.
+  }
+  m_mostAhead = mostAhead;
+  m_pausedUntil = pausedUntil;
 }
 
 void Progress::Show(bool now) {

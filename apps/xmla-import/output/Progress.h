@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -78,11 +79,13 @@ class Progress : public RequestObserver {
 
   std::string Label(std::string_view kind) const;
   void Show(bool now);
+  /// Shows, once for each change, that the server gets fewer requests.
+  void ShowLoad();
   void ShowLine(Clock::time_point now);
   std::string WaitingText(const Waiting& waiting, Clock::time_point now) const;
   /// Removes the progress line.
   void Clear();
-  /// Updates the line while a request waits. Runs on its own thread.
+  /// Updates the line while a request waits, or looks at the load. Runs on its own thread.
   void Tick(const std::stop_token& stop);
 
   const Form m_form;
@@ -100,6 +103,9 @@ class Progress : public RequestObserver {
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;
   Clock::time_point m_cubesBegin;
+  std::weak_ptr<HTTPRequestBudget> m_budget;  // of the exchanges, with --verbose
+  unsigned int m_mostAhead = 0;               // of the budget, as shown
+  Clock::time_point m_pausedUntil;            // the same
   std::map<std::thread::id, Waiting> m_waiting;
   std::map<std::thread::id, String> m_currentCubes;
   std::condition_variable_any m_ended;

@@ -6,7 +6,6 @@
 
 #include "base/Interrupt.h"
 #include "base/Text.h"
-#include "call/SettingAdvice.h"
 #include "output/ExchangeLines.h"
 #include "results/Formats.h"
 
@@ -111,17 +110,18 @@ void Report::ShowMessages() {
 
 /// The steps of a check have their own.
 void Report::ShowAdvice() {
-  bool namesServer = m_server.empty();
+  const std::string& server = m_origins.server;
+  bool namesServer = server.empty();
   for (const HTTPSetting setting : m_progress.FailedSettings()) {
-    const std::string advice = SettingAdvice(setting, m_server);
+    const std::string advice = SettingAdvice(setting, m_origins);
     if (advice.empty()) continue;
     m_progress.ShowMessage("note", advice);
-    namesServer = true;
+    namesServer |= advice.find(server) != std::string::npos;
   }
-  if (!namesServer) m_progress.ShowMessage("note", "the URL is that" + m_server);
+  if (!namesServer) m_progress.ShowMessage("note", "the URL is that" + server);
 }
 
-void Report::ShowClosingLine(const Result& result, bool isComplete) {
+void Report::ShowClosingLine(const Result& result) {
   if (std::holds_alternative<ServersResult>(result) ||
       std::holds_alternative<CompletionResult>(result))
     return;  // nothing was transferred
@@ -138,9 +138,7 @@ void Report::ShowClosingLine(const Result& result, bool isComplete) {
     if (retries > 0) line += " and " + Counted(retries, "retry", "retries");
     line += fmt::format(", {}, {:.1f} s", SizeText(bytes), seconds);
   }
-  if (!m_output.Place().empty())
-    line +=
-        (isComplete ? "; the result is in " : "; the incomplete result is in ") + m_output.Place();
+  if (!m_output.Place().empty()) line += "; the result is in " + m_output.Place();
   m_progress.ShowClosingLine(line);
 }
 
@@ -158,7 +156,9 @@ ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   m_output.Finish(isResult             ? Output::Ending::kReplace
                   : HasContent(result) ? Output::Ending::kPartial
                                        : Output::Ending::kKeep);
-  if (isResult) ShowClosingLine(result, status != ExitStatus::kPartly);
+  if (status == ExitStatus::kPartly && !m_output.Place().empty())
+    m_progress.ShowMessage("note", "the result in " + m_output.Place() + " is incomplete");
+  if (isResult) ShowClosingLine(result);
   if (!m_output.Notice().empty()) m_progress.ShowMessage("note", m_output.Notice());
   return status;
 }

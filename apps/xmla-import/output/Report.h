@@ -6,6 +6,7 @@
 
 #include "base/TextSink.h"
 #include "call/ExitStatus.h"
+#include "call/SettingAdvice.h"
 #include "commands/ResultReceiver.h"
 #include "output/MessageSummary.h"
 #include "output/Output.h"
@@ -31,8 +32,8 @@ class Report : public ResultReceiver, private TextSink {
   void BeginSteps(const CheckResult& result) override;
   void Take(const CheckStep& step) override;
 
-  /// The service in the server file, for messages; see Connection.
-  void UseServer(const std::string& server) { m_server = server; }
+  /// For advice after a failed call.
+  void UseOrigins(const SettingOrigins& origins) { m_origins = origins; }
   /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);
   /// Adds the messages of the whole result. Finish shows them.
@@ -49,13 +50,13 @@ class Report : public ResultReceiver, private TextSink {
   void AddWarnings(const std::string& cube, const Messages& messages, std::size_t first);
   void AddErrors(const std::string& cube, const Messages& messages);
   void ShowAdvice();
-  void ShowClosingLine(const Result& result, bool isComplete);
+  void ShowClosingLine(const Result& result);
 
   Output& m_output;
   Progress& m_progress;
   const ShownWarnings m_warnings;
   MessageSummary m_summary;
-  std::string m_server;
+  SettingOrigins m_origins;
   Totals m_totals;
   ResultText m_text;
   const std::unique_ptr<Form> m_form;

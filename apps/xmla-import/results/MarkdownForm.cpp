@@ -10,7 +10,9 @@ namespace {
 
 /// True if the character may begin markup inside a line, or complete a link such as "www.x".
 bool IsMarkup(String::View text, std::size_t place) {
-  constexpr std::wstring_view kMarkup = L"\\`*_[]<>#&|~!:@$^=";
+  constexpr std::wstring_view kMarkup = L"\\`*_[]<>#&|~!@$^=";
+  // It begins the name of an emoji, or ends the scheme of a link.
+  if (text[place] == L':') return place + 1 < text.size() && text[place + 1] != L' ';
   return kMarkup.find(text[place]) != kMarkup.npos ||
          (text[place] == L'.' && text.substr(0, place).ends_with(L"www"));
 }
@@ -33,7 +35,7 @@ class MarkdownForm : public CubesForm {
     WriteMessages(result.messages);
   }
 
-  void Write(const CubeResult& result) override { AddCube(result); }
+  void Write(const CubeResult& result) override { WriteCube(result, SummaryOf(result)); }
 
   void Write(const DiffResult& result) override {
     if (result.before.empty()) return WriteMessages(result.messages);
@@ -67,20 +69,21 @@ class MarkdownForm : public CubesForm {
   }
 
   void AddCube(const CubeResult& cube) override {
-    BeginHeading(m_depth++);
-    PutName(cube.cube);
-    EndBlock();
-    WriteSummary(cube);
-    for (const Table table : kTables) {
-      if (MustStop()) break;
-      WriteTable({.heading = NameOf(table),
-                  .rows = [&](const Use& use) { ForEachRow(cube, table, use); }});
-    }
-    WriteMessages(cube.messages);
-    --m_depth;
+    Row row = SummaryOf(cube);
+    WriteCube(cube, row);
+    row.insert(row.begin(), {"cube", Utf8(cube.cube)});
+    m_cubes.push_back(std::move(row));
   }
-
-  void EndImport(const ImportResult& result) override { WriteMessages(result.messages); }
+  void EndImport(const ImportResult& result) override {
+    WriteTable({.heading = "cubes",
+                .rows =
+                    [&](const Use& use) {
+                      for (const Row& row : m_cubes)
+                        if (!use(row)) return;
+                    },
+                .keepsEmpty = true});
+    WriteMessages(result.messages);
+  }
 
  private:
   void WriteOnly(const Messages& messages) override { WriteMessages(messages); }
@@ -90,13 +93,28 @@ class MarkdownForm : public CubesForm {
   struct TableText {
     const char* heading = "";  ///< empty: none
     std::function<void(const Use&)> rows;
-    /// Otherwise a column is omitted in which every cell is empty or 0.
+    /// Otherwise a column is omitted in which every cell is empty, 0 or unknown.
     bool keepsEmpty = false;
   };
 
-  void WriteSummary(const CubeResult& cube) {
-    Row row{{"dataSource", &cube.dataSource},
-            {"catalog", &cube.catalog},
+  void WriteCube(const CubeResult& cube, const Row& summary) {
+    BeginHeading(m_depth++);
+    PutName(cube.cube);
+    EndBlock();
+    WriteTable({.rows = [&](const Use& use) { use(summary); }, .keepsEmpty = true});
+    for (const Table table : kTables) {
+      if (MustStop()) break;
+      WriteTable({.heading = NameOf(table),
+                  .rows = [&](const Use& use) { ForEachRow(cube, table, use); }});
+    }
+    WriteMessages(cube.messages);
+    --m_depth;
+  }
+
+  /// The cube may be gone when the row is used.
+  static Row SummaryOf(const CubeResult& cube) {
+    Row row{{"dataSource", Utf8(cube.dataSource)},
+            {"catalog", Utf8(cube.catalog)},
             {"state", std::string(StateOf(cube))}};
     for (const Table table : kTables) {
       long long count = 0;
@@ -106,7 +124,7 @@ class MarkdownForm : public CubesForm {
       });
       row.push_back({NameOf(table), count});
     }
-    WriteTable({.rows = [&](const Use& use) { use(row); }, .keepsEmpty = true});
+    return row;
   }
 
   void WriteCatalog(const OTCatalog& catalog) {
@@ -149,7 +167,7 @@ class MarkdownForm : public CubesForm {
         for (const NamedCell& each : row) keys.push_back(each.key);
       isShown.resize(keys.size(), table.keepsEmpty);
       for (std::size_t i = 0; i < row.size(); ++i)
-        isShown[i] = isShown[i] || !row[i].cell.IsEmpty();
+        isShown[i] = isShown[i] || !(row[i].cell.IsEmpty() || IsUnknown(row[i].cell));
       return true;
     });
     if (keys.empty()) return;
@@ -187,7 +205,11 @@ class MarkdownForm : public CubesForm {
     Text().EndLine();
   }
 
+  /// Servers send -1 for an unknown number.
+  static bool IsUnknown(const Cell& cell) { return cell.IsNumber() && cell.Number() == -1; }
+
   void PutCell(const Cell& cell) {
+    if (IsUnknown(cell)) return;
     if (cell.IsNumber())
       Text().Append(std::to_string(cell.Number()));
     else
@@ -229,7 +251,8 @@ class MarkdownForm : public CubesForm {
     }
   }
 
-  std::size_t m_depth = 1;  // level of the next heading
+  std::size_t m_depth = 1;   // level of the next heading
+  std::vector<Row> m_cubes;  // of an import: a row for each
 };
 
 }  // namespace

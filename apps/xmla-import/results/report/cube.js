@@ -57,7 +57,8 @@ function cubePage(cube, part) {
       nameOf(cube.catalog), " ", badge(state)),
     make("p", {}, countsText(cube.counts)),
     messageBox("Errors: parts of this cube are missing", cube.errors, "error", true),
-    messageBox("Warnings", cube.warnings, "warning", false)]);
+    messageBox("Warnings", cube.warnings, "warning", false),
+    messageBox("Notes: nothing to do", cube.notes, "note", false)]);
   if (cube.hierarchies.length > 0) {
     page.append(drawing(cube), make("h2", {}, "Dimensions and hierarchies"), make("p", { class: "buttons" },
       make("button", { type: "button", click: () => setAll(true) }, "Expand all"),

@@ -2,7 +2,10 @@
 
 const nothing = { hierarchies: [], measures: [], sapVariables: [], errors: [], warnings: [] };
 
-/** Adds to each cube its address in this page, its dimensions and its counts. */
+/** True for a warning that servers cause in almost every cube, and that needs no action: a note. */
+const isNote = text => text.startsWith("[62012] ");
+
+/** Adds to each cube its address in this page, its notes, its dimensions and its counts. */
 function prepare(result, about) {
   if (about.command === "diff") return { cubes: [], diff: result, errors: result.errors, warnings: result.warnings };
   const cubes = about.command === "cube" ? [result] : result.cubes;
@@ -13,12 +16,14 @@ function prepare(result, about) {
     const before = addresses.get(address) || 0;
     addresses.set(address, before + 1);
     cube.address = before === 0 ? address : `${address}/~${before + 1}`;
+    cube.notes = cube.warnings.filter(isNote);
+    cube.warnings = cube.warnings.filter(text => !isNote(text));
     cube.dimensions = dimensionsOf(cube);
     cube.counts = countsOf(cube);
     cube.isEmpty = cube.hierarchies.length + cube.measures.length + cube.sapVariables.length === 0;
   }
   const own = about.command === "cube" ? nothing : result;
-  return { cubes, provider: result.provider || null, errors: own.errors, warnings: own.warnings };
+  return { cubes, provider: result.provider || null, errors: own.errors, warnings: own.warnings, notes: [] };
 }
 
 /** The hierarchies of each dimension, both in the server's order. */

@@ -86,7 +86,8 @@ function messagesPage() {
         ? make("p", {}, `${number(group.lines.length - firstRows)} more are on the pages of the cubes.`) : null,
     ])];
   };
-  return { title: "Messages", content: [make("h1", { tabindex: "-1" }, "Messages"), part("Errors", "errors"), part("Warnings", "warnings")] };
+  return { title: "Messages", content: [make("h1", { tabindex: "-1" }, "Messages"), part("Errors", "errors"), part("Warnings", "warnings"),
+    model.cubes.some(cube => cube.notes.length > 0) ? part("Notes: nothing to do", "notes") : null] };
 }
 
 function wordsPage() {

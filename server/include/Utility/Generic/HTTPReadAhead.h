@@ -109,6 +109,11 @@ class XMLAHOST_API HTTPRequestBudget {
   bool IsOfThisProcess() const noexcept;
   /// Most requests that an import object can have ahead.
   unsigned int MostAhead() const noexcept;
+  /// When the latest pause ends. A time in the past if nothing is paused. Also for observers.
+  std::chrono::steady_clock::time_point PausedUntil() const {
+    const std::lock_guard lock(m_mutex);
+    return m_pausedUntil;
+  }
   /// False while the import objects need all places themselves.
   bool HasRoom() const noexcept;
 
