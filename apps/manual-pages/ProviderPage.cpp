@@ -5,13 +5,13 @@
 #include "Roff.h"
 
 std::string ProviderPage(const PageEdition& edition) {
-  sample::CommandLine call{std::string(edition.version)};
+  const sample::CommandLine call{std::string(edition.version)};
   Roff roff("XMLA-SAMPLE-PROVIDER", 1, edition.date, "xmla-import " + std::string(edition.version),
             "User Commands");
   roff.Name("xmla-sample-provider", "serve sample cubes like three kinds of XMLA server");
   roff.Synopsis("xmla-sample-provider", "[OPTION]...");
   roff.Section("DESCRIPTION");
-  roff.Paragraph(call.App().get_description());
+  roff.Paragraph(call.Description());
   roff.Paragraph(
       "Prints the URL of each kind of server when it is ready, one per line: "
       "http://127.0.0.1:PORT/ and the kind, analysis-services, sap-bw or tamarind. The same data "
@@ -20,13 +20,8 @@ std::string ProviderPage(const PageEdition& edition) {
       "For tests of clients, it misbehaves on request: for every request with --mood, or for those "
       "with ?mood=MOOD at the end of their URL, which takes precedence.");
   roff.Section("OPTIONS");
-  for (const CLI::Option* const option : call.App().get_options()) {
-    const std::string needs =
-        option->get_needs().empty() ? "" : "; needs " + (*option->get_needs().begin())->get_name();
-    roff.Entry(option->get_name(false, true),
-               option->get_items_expected() == 0 ? "" : option->get_type_name(),
-               option->get_description() + needs);
-  }
+  for (const sample::OptionText& option : call.OptionTexts())
+    roff.Entry(option.names, option.value, option.description);
   roff.Section("MOODS");
   std::istringstream moods(sample::MoodHelp());
   for (std::string line; std::getline(moods, line);) {

@@ -1,6 +1,7 @@
 #include <signal.h>
 
 #include <iostream>
+#include <optional>
 
 #include "BuildVersion.h"
 #include "CommandLine.h"
@@ -22,12 +23,11 @@ sigset_t HoldSignals() {
 
 int main(int argc, char** argv) {
   sample::CommandLine call(XMLA_BUILD_VERSION);
-  sample::Options options;
+  std::optional<sample::Options> options;
   try {
-    call.App().parse(argc, argv);
-    options = call.Read();
-  } catch (const CLI::ParseError& error) {
-    return call.App().exit(error) == 0 ? 0 : 2;
+    int status = 0;
+    options = call.Read(argc, argv, status);
+    if (!options) return status;
   } catch (const std::exception& error) {
     std::cerr << "xmla-sample-provider: " << error.what() << '\n';
     return 2;
@@ -35,7 +35,7 @@ int main(int argc, char** argv) {
 
   const sigset_t signals = HoldSignals();
   try {
-    const sample::Provider provider(options);
+    const sample::Provider provider(*options);
     for (const char* kind : {"analysis-services", "sap-bw", "tamarind"})
       std::cout << provider.Url(*sample::KindFromName(kind)) << '\n';
     std::cout << std::flush;

@@ -48,7 +48,7 @@ const auto kDigest = &Folder<6>;
 const auto kOpen = &Folder<7>;
 
 std::string ByAddress() { return Servers::Get().Gateway("negotiate", "127.0.0.1"); }
-std::string NTLM() { return Servers::Get().PasswordServer("/ntlm"); }
+std::string NTLMKept() { return Servers::Get().PasswordServer("/ntlm"); }
 std::string NTLMClosing() { return Servers::Get().PasswordServer("/ntlm-closing"); }
 std::string SHA256() { return Servers::Get().PasswordServer("/digest"); }
 std::string TLS() { return "https://" + Servers::Get().tls.Authority() + "/"; }
@@ -107,8 +107,8 @@ const std::vector<CheckCase> kChecks = {
      "log-in", kUserOrPassword, kCheckUser},
     {"WrongDigestSHA256", SHA256, "ann", "canary-wrong", TicketOf::kNobody, View::kCorrect, nullptr,
      "log-in", kUserOrPassword, kCheckUser},
-    {"WrongNTLM", NTLM, "ann", "canary-wrong", TicketOf::kNobody, View::kCorrect, nullptr, "log-in",
-     kUserOrPassword, kCheckUser},
+    {"WrongNTLM", NTLMKept, "ann", "canary-wrong", TicketOf::kNobody, View::kCorrect, nullptr,
+     "log-in", kUserOrPassword, kCheckUser},
     {"NTLMClosing", NTLMClosing, "ann", "canary-ann", TicketOf::kNobody, View::kCorrect, nullptr,
      "log-in", "closed in the middle of the log-in", "keep connections open"},
     {"ColonInBasic", kBasic, "ann:lee", "canary-colon", TicketOf::kNobody, View::kCorrect, nullptr,

@@ -37,7 +37,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr unsigned int kNegotiate = kAuthNegotiate;
 constexpr unsigned int kAll = kAuthNegotiate | kAuthPasswordSchemes;
 
 enum class Ticket { kNone, kAnn, kExpired };
@@ -70,7 +69,7 @@ struct Accepted {
 };
 
 const std::vector<Accepted> kAccepted = {
-    {"NoUser", "negotiate", {.schemes = kNegotiate}, "ann@REALM.TEST", "Negotiate "},
+    {"NoUser", "negotiate", {.schemes = kAuthNegotiate}, "ann@REALM.TEST", "Negotiate "},
     {"NoUserAndAllSchemes",
      "negotiate-or-basic",
      {.schemes = kAll},
@@ -78,7 +77,7 @@ const std::vector<Accepted> kAccepted = {
      "Negotiate "},
     {"UserWithNegotiate",
      "negotiate-or-basic",
-     {.user = "bob", .password = "canary-wrong", .schemes = kNegotiate},
+     {.user = "bob", .password = "canary-wrong", .schemes = kAuthNegotiate},
      "ann@REALM.TEST",
      "Negotiate "},
     {"UserWithTheTicketOfAnother",
@@ -118,7 +117,7 @@ TEST_F(LogIn, AKnownTicketIsNotAskedForAgainAtOnce) {
   for (const bool isShort : {false, true}) {
     const std::string cache = servers.realm.LogIn("ann", isShort ? "6s" : "1h");
     const Environment environment(servers.realm.Client(View::kCorrect, cache));
-    Client client(servers.Gateway("negotiate"), {.schemes = kNegotiate});
+    Client client(servers.Gateway("negotiate"), {.schemes = kAuthNegotiate});
     EXPECT_TRUE(client.Post().ok);
     g_threadsStarted = 0;
     for (int i = 0; i < 5; ++i) EXPECT_TRUE(client.Post().ok);
@@ -208,7 +207,7 @@ class KerberosRefusal : public LogIn, public testing::WithParamInterface<Refused
 
 TEST_P(KerberosRefusal, SaysWhatToDo) {
   const Environment environment(Variables());
-  const Posted posted = PostOnce(Url(), {.schemes = kNegotiate});
+  const Posted posted = PostOnce(Url(), {.schemes = kAuthNegotiate});
   EXPECT_FALSE(posted.ok);
   EXPECT_THAT(posted.error, Says());
 }
@@ -234,7 +233,7 @@ TEST_F(LogIn, NoTicketSuggestsAUserIfThatWouldHelp) {
       PostOnce(url, {.schemes = kAll}).error,
       HasSubstr("there is no Kerberos ticket; run kinit, or give a user name and a password "
                 "(it offers Negotiate, Basic; "));
-  EXPECT_THAT(PostOnce(url, {.schemes = kNegotiate}).error,
+  EXPECT_THAT(PostOnce(url, {.schemes = kAuthNegotiate}).error,
               HasSubstr("there is no Kerberos ticket; run kinit (it offers Negotiate, Basic; "));
   const tool::Outcome outcome =
       RunTool({"--url", servers.GatewayToProvider("negotiate-or-basic"), "sources"},
@@ -270,7 +269,7 @@ TEST_F(LogIn, ANewTicketIsUsedByTheNextRequest) {
   Servers& servers = Servers::Get();
   const std::string cache = servers.folder.Path() / "new-cache";
   const Environment environment(servers.realm.Client(View::kCorrect, cache));
-  Client client(servers.Gateway("negotiate"), {.schemes = kNegotiate});
+  Client client(servers.Gateway("negotiate"), {.schemes = kAuthNegotiate});
   EXPECT_FALSE(client.Post().ok);
   std::filesystem::copy_file(CacheOf(Ticket::kAnn), cache);
   const Posted posted = client.Post();

@@ -24,10 +24,11 @@ double ProcessSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-double Best(const Work& work, const std::function<double()>& cpuSeconds) {
+/// The shortest time of some runs. A time of at most `enough` is not improved.
+double Best(const Work& work, const std::function<double()>& cpuSeconds, double enough = 0) {
   double best = 1e9;
   double all = 0;
-  for (int i = 0; i < 3 && all < 0.5; ++i) {
+  for (int i = 0; i < 3 && all < 0.5 && best > enough; ++i) {
     const double begin = cpuSeconds();
     work();
     const double seconds = cpuSeconds() - begin;
@@ -84,7 +85,10 @@ Growth MeasureGrowth(std::size_t least, std::size_t most,
   // Adds one step if the last one was slow, to see whether growth continues.
   for (std::size_t size = 2 * least; size <= most || formerRatio > kMostGrowth; size *= 2) {
     Work large = make(size);
-    double largeSeconds = Best(large, clock);
+    // Shorter times for the largest size could only lower its ratio. Those of other sizes are the
+    // measure of the next one.
+    const bool isLargest = 2 * size > most;
+    double largeSeconds = Best(large, clock, isLargest ? kMostGrowth * smallSeconds : 0);
     double ratio = smallSeconds < kTellable ? 0 : largeSeconds / smallSeconds;
     for (int attempt = 1; attempt < kAttempts && ratio > kMostGrowth; ++attempt) {
       smallSeconds = Best(small, clock);

@@ -32,7 +32,7 @@ using testing::UnorderedElementsAreArray;
 using Texts = std::vector<std::string>;
 
 constexpr const char* kShells[] = {"bash", "zsh", "fish"};
-constexpr const char* kSecret = "c4nary";
+constexpr const char* kCanary = "c4nary";
 
 /// What a shell makes of a line and a tab.
 struct Completed {
@@ -64,9 +64,9 @@ class Completion : public testing::Test {
                            shell, m_folder.Path(), input},
                           {{"PATH", tools + ":" + std::getenv("PATH")},
                            {"XMLA_IMPORT_SERVERS", m_folder.Path() / "servers.toml"},
-                           {"XMLA_IMPORT_PASSWORD", kSecret}});
+                           {"XMLA_IMPORT_PASSWORD", kCanary}});
     EXPECT_EQ(run.exitStatus, 0) << shell << ": " << run.err;
-    EXPECT_THAT(run.out, Not(HasSubstr(kSecret)));
+    EXPECT_THAT(run.out, Not(HasSubstr(kCanary)));
     std::vector<Completed> all;
     if (run.exitStatus == 0)
       for (const Json& each : Json::parse(run.out))
@@ -88,7 +88,7 @@ class Completion : public testing::Test {
     for (const char* const file : {"a file.pem", "old.json"})
       std::ofstream(Folder() / "files" / file) << "content";
     std::ofstream(Folder() / "servers.toml")
-        << "[sales]\nurl = \"http://ann:" << kSecret
+        << "[sales]\nurl = \"http://ann:" << kCanary
         << "@localhost/\"\npassword-command = [\"touch\", \"" << (Folder() / "ran").string()
         << "\"]\n[\"test server $(x)\"]\nurl = \"http://localhost/\"\n"
         << "['\"a\\b\"  ']\nurl = \"http://localhost/\"\n"

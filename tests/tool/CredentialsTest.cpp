@@ -85,14 +85,14 @@ TEST_F(Credentials, InvalidOnesAreUsageErrors) {
   const struct {
     std::string bytes;
     const char* says;
-  } kCases[] = {
+  } kUnsuitable[] = {
       {"canary\xE4", "is not valid UTF-8; save it as UTF-8"},
       {"canary\xC0\x80", "is not valid UTF-8"},
       {"canary\xED\xA0\x80", "is not valid UTF-8"},
       {"canary\x07", "contains a control character"},
       {"canary\x7F", "contains a control character"},
   };
-  for (const auto& each : kCases) {
+  for (const auto& each : kUnsuitable) {
     SCOPED_TRACE(each.says);
     const std::string file = folder.Path() / "password";
     std::ofstream(file) << each.bytes << "\n";

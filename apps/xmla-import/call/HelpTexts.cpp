@@ -5,7 +5,7 @@ namespace {
 constexpr std::string_view kSeeEnvironment =
     "Environment variables and files: see xmla-import help environment.";
 
-constexpr HelpText kCommands[] = {
+constexpr HelpText kCommandTexts[] = {
     {"", "",
      "Reads the structure of OLAP cubes from an XML for Analysis (XMLA) service, and shows or "
      "saves it. Sends only Discover requests, never a query.",
@@ -239,9 +239,9 @@ constexpr HelpText kTopics[] = {
 }  // namespace
 
 const HelpText& CommandText(std::string_view name) {
-  for (const HelpText& text : kCommands)
+  for (const HelpText& text : kCommandTexts)
     if (text.name == name) return text;
-  return kCommands[0];
+  return kCommandTexts[0];
 }
 
 std::span<const HelpText> TopicTexts() { return kTopics; }

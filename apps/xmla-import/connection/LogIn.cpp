@@ -60,9 +60,9 @@ String ReadSecret(const std::string& noun, const Setting<std::string>& file,
                       what + " (" + file.name + ")");
 }
 
-class Choice {
+class LogInChoice {
  public:
-  Choice(const Sources& sources, Source urlSource, Connection& connection)
+  LogInChoice(const Sources& sources, Source urlSource, Connection& connection)
       : m_sources(sources),
         m_urlSource(urlSource),
         m_connection(connection),
@@ -359,5 +359,5 @@ void RequireUsableCertificate(const Connection& connection) {
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {
-  Choice(sources, urlSource, connection).Make();
+  LogInChoice(sources, urlSource, connection).Make();
 }

@@ -34,7 +34,7 @@ bool HasControlCharacter(std::string_view text) {
       text, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
 }
 
-std::vector<std::string> Keys() {
+std::vector<std::string> KeyNames() {
   std::vector<std::string> keys;
   for (const CommandOption& option : CommonOptions())
     if (IsServerKey(option)) keys.emplace_back(option.name + 2);
@@ -149,8 +149,8 @@ class ServerReader {
     if (key == kPasswordCommand) return ReadCommand(value, server);
     const CommandOption* const option = OptionOfKey(key);
     if (!option)
-      throw UsageError("unknown key " + Quoted(key) + DidYouMean(key, Keys()) +
-                       "; expected one of: " + Enumerated(Keys()));
+      throw UsageError("unknown key " + Quoted(key) + DidYouMean(key, KeyNames()) +
+                       "; expected one of: " + Enumerated(KeyNames()));
     std::string text = TextOf(*option, key, value);
     const bool isInput = option->file == OptionFile::kSecret && text == "-";
     if (option->file != OptionFile::kNone && !text.empty() && !isInput)

@@ -58,9 +58,9 @@ std::string RetryLine(const HTTPRetry& retry) {
                           Utf8(Shortened(retry.error))));
 }
 
-std::string OverloadLine(unsigned int requests) {
-  return Line("the server seems overloaded: from now on, at most " +
-              Counted(requests, "request", "requests") + " at a time");
+std::string LoadLine(bool isOverload, unsigned int requests) {
+  return Line(std::string(isOverload ? "the server seems overloaded" : "no sign of overload") +
+              ": from now on, at most " + Counted(requests, "request", "requests") + " at a time");
 }
 
 std::string PauseLine(double seconds) {

@@ -13,8 +13,9 @@ std::string SizeText(std::uint64_t bytes);
 std::string ExchangeLine(const HTTPExchangeInfo& info);
 /// A request that failed and is repeated, as a line with the time of day.
 std::string RetryLine(const HTTPRetry& retry);
-/// The number of requests at a time was reduced, as a line with the time of day.
-std::string OverloadLine(unsigned int requests);
+/// The number of requests at a time was reduced (`isOverload`) or has grown again, as a line with
+/// the time of day.
+std::string LoadLine(bool isOverload, unsigned int requests);
 /// No request is sent for `seconds` from now, as a line with the time of day. Negative: the pause
 /// is over.
 std::string PauseLine(double seconds);

@@ -269,7 +269,8 @@ void Progress::ShowLoad() {
   const unsigned int mostAhead = budget->MostAhead();
   const Clock::time_point pausedUntil = budget->PausedUntil();
   try {
-    if (mostAhead != m_mostAhead) WriteToStandardError(OverloadLine(mostAhead + 1));
+    if (mostAhead != m_mostAhead)
+      WriteToStandardError(LoadLine(mostAhead < m_mostAhead, mostAhead + 1));
     if (pausedUntil != m_pausedUntil)
       WriteToStandardError(
           PauseLine(std::chrono::duration<double>(pausedUntil - Clock::now()).count()));
