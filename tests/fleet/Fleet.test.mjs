@@ -133,7 +133,7 @@ test('import-one imports the server with a number', async () => {
     ['08 one', /must be 0, 1, 2 or so on, not "08"/],
     ['"" one', /must be 0, 1, 2 or so on, not ""/],
     ['1', /two arguments are needed: import-one INDEX FOLDER/],
-    ['1 none', /cannot be written: No such file or directory/],
+    ['1 none', /cannot be written: the directory "none" does not exist/],
   ]) {
     const wrong = await shell(`${script} ${call}`);
     assert.equal(wrong.status, 2, call);

@@ -104,9 +104,15 @@ TEST_P(Scaling, DoubleTheSizeTakesAboutTwiceTheTime) {
     return least;
   };
   const std::size_t size = GetParam().size / (support::kIsSanitized ? 4 : 1);
-  const double once = cost(size);
-  const double twice = cost(2 * size);
-  EXPECT_LE(twice, 2.5 * once) << once << " s";
+  constexpr double kMost = 2.5;
+  double once = cost(size);
+  double twice = cost(2 * size);
+  // Other work on the machine can make each time longer, but not shorter.
+  for (int attempt = 1; attempt < 4 && twice > kMost * once; ++attempt) {
+    once = std::min(once, cost(size));
+    twice = std::min(twice, cost(2 * size));
+  }
+  EXPECT_LE(twice, kMost * once) << once << " s";
 }
 
 INSTANTIATE_TEST_SUITE_P(, Scaling, testing::ValuesIn(kPaths),
