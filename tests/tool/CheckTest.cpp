@@ -303,18 +303,21 @@ TEST(Check, SplitsAnErrorBehindTheServersTexts) {
 
 /// The server is identified, so the URL is right.
 TEST(Check, AdviceForAMalformedReplyDependsOnTheStep) {
-  for (const auto& [request, failed, says] :
-       {std::tuple("DISCOVER_PROPERTIES", "protocol", "check that the URL leads to"),
-        std::tuple("MDSCHEMA_MEASURES", "measures",
-                   "look for errors in the server's own log; an")}) {
+  const struct {
+    const char* request;
+    const char* failed;
+    const char* says;
+  } kCases[] = {{"DISCOVER_PROPERTIES", "protocol", "check that the URL leads to"},
+                {"MDSCHEMA_MEASURES", "measures", "look for errors in the server's own log; an"}};
+  for (const auto& test : kCases) {
     ScriptedProvider::Script script = OneCube();
     script.answer = [&](const std::string& type, const std::string&) {
-      return type == request ? std::string("<?xml version='1.0'?><a><b></a>") : std::string();
+      return type == test.request ? std::string("<?xml version='1.0'?><a><b></a>") : std::string();
     };
     const ScriptedProvider provider(std::move(script));
-    const Json step = StepOf(CheckJson({"--url", provider.Url()}).Document(), failed);
+    const Json step = StepOf(CheckJson({"--url", provider.Url()}).Document(), test.failed);
     EXPECT_THAT(step["found"].get<std::string>(), StartsWith("[46100] "));
-    EXPECT_THAT(step["advice"].get<std::string>(), StartsWith(says));
+    EXPECT_THAT(step["advice"].get<std::string>(), StartsWith(test.says));
   }
 }
 
