@@ -93,10 +93,13 @@ TEST(HTTPRequestBudget, HoldsItsPromisesWithManyThreads) {
   for (int i = 0; i < 6; ++i)
     threads.emplace_back([&, i] {
       for (int round = 0; round < 300; ++round) {
-        const bool isAlone = i < 4 && round % 7 == i;
-        const Permit permit = i < 4 ? budget.Take(isAlone) : budget.TryTakeAhead();
-        if (!permit) continue;
-        if (i >= 4) ++ahead;
+        const bool isAlone = i < 2 && round % 7 == i;
+        const Permit permit = i < 2 ? budget.Take(isAlone) : budget.TryTakeAhead();
+        if (!permit) {
+          std::this_thread::sleep_for(std::chrono::microseconds(20));
+          continue;
+        }
+        if (i >= 2) ++ahead;
         if (++inProgress > kMost) ++tooMany;
         if (isAlone && inProgress != 1) ++notAlone;
         std::this_thread::sleep_for(std::chrono::microseconds(50));
@@ -105,6 +108,7 @@ TEST(HTTPRequestBudget, HoldsItsPromisesWithManyThreads) {
       }
     });
   for (std::thread& thread : threads) thread.join();
+  EXPECT_GT(ahead, 0);
   EXPECT_EQ(tooMany, 0);
   EXPECT_EQ(notAlone, 0);
   EXPECT_TRUE(budget.Take(true));
@@ -156,6 +160,39 @@ TEST(HTTPRequestBudget, DoublesAgainAfterAnUncertainRefusal) {
   EXPECT_EQ(budget.MostAhead(), 3u);
   Pass(budget, 300);
   EXPECT_EQ(budget.MostAhead(), 6u);
+}
+
+/// A request that fails alone is a sign, too: the server may be down.
+TEST(HTTPRequestBudget, DoesNotDoubleWhileRequestsFailAlone) {
+  HTTPRequestBudget budget(4);
+  RefuseOne(budget, false);
+  RefuseOne(budget, false);
+  for (int i = 0; i < 100; ++i) {
+    Permit alone = budget.Take(true);
+    alone.Refuse(false);
+  }
+  EXPECT_EQ(budget.MostAhead(), 0u);
+  EXPECT_EQ(budget.Limit(), 4u);
+}
+
+/// It began when there were twice as many.
+TEST(HTTPRequestBudget, ALateRefusalHalvesTheNumberOfItsTime) {
+  HTTPRequestBudget budget(8);
+  Permit slow = budget.Take(false);
+  RefuseOne(budget, false);
+  EXPECT_EQ(budget.MostAhead(), 3u);
+  Pass(budget, 32);
+  EXPECT_EQ(budget.MostAhead(), 7u);
+  slow.Refuse(true);
+  EXPECT_EQ(budget.MostAhead(), 3u);
+  EXPECT_EQ(budget.Limit(), 4u);
+}
+
+/// With one request at a time from the beginning, nothing is repeated.
+TEST(HTTPRequestBudget, NothingIsBesideOthersWithOne) {
+  HTTPRequestBudget budget(1);
+  budget.Take(false).Abandon();
+  EXPECT_FALSE(budget.Take(false).IsBesideOthers());
 }
 
 TEST(HTTPRequestBudget, StaysHalvedAfterACertainRefusal) {
@@ -303,8 +340,9 @@ struct BudgetClient {
   explicit BudgetClient(const std::string& authority,
                         const std::shared_ptr<HTTPRequestBudget>& budget,
                         const String& proxy = String(), bool hasPassword = false,
-                        std::uint32_t timeoutSeconds = 10) {
+                        std::uint32_t timeoutSeconds = 10, std::uint32_t retries = 0) {
     HTTPClientOptions options;
+    options.maxRetries = retries;
     options.proxy = proxy;
     options.requestBudget = budget;
     const std::string url = "http://" + authority + "/xmla";
@@ -345,8 +383,8 @@ TEST(HTTPRequestBudget, AFailureBesideOthersIsRepeated) {
       {"closed", "", kClosed, false, true, kForNow},
       {"closed in the body", head, kClosed, false, true, kForNow},
       {"reset", "", kReset, false, true, kForNow},
-      {"time-out", "", kSilent, false, true, kForNow},
-      {"time-out in the body", head, kSilent, false, true, kForNow},
+      {"time-out", "", kSilent, false, true, kLasting},
+      {"time-out in the body", head, kSilent, false, true, kLasting},
       {"a reply", answer(200, "<r/>"), kKept, false, false, kNone},
       {"an empty reply", answer(200, ""), kKept, false, true, kNone},
       {"a fault", answer(200, fault), kKept, false, true, kNone},
@@ -403,6 +441,43 @@ TEST(HTTPRequestBudget, AFailureBesideOthersIsRepeated) {
     Pass(*budget, 100);
     EXPECT_EQ(budget->MostAhead(), test.halving == kLasting ? 1u : 3u);
   }
+}
+
+/// The number can grow again, and a request that was cancelled can still be in progress.
+TEST(HTTPRequestBudget, AFaultBesideOthersIsRepeatedForAClientMadeWithOneRequest) {
+  std::atomic<int> requests{0};
+  const support::ScriptedServer server([&](const support::Request&) {
+    return support::Reply{++requests == 1 ? support::FaultReply("c", "busy") : "<again/>"};
+  });
+  const auto budget = std::make_shared<HTTPRequestBudget>(2);
+  RefuseOne(*budget, false);
+  EXPECT_EQ(budget->MostAhead(), 0u);
+  BudgetClient client(server.Url().substr(7, server.Url().rfind('/') - 7), budget);
+  budget->Take(false).Abandon();
+  EXPECT_TRUE(client.Post("asked"));
+  EXPECT_EQ(client.reply, NarrowString("<again/>"));
+}
+
+TEST(HTTPRequestBudget, ARequestThatWaitsForARetryGivesItsPlaceAway) {
+  std::atomic<bool> hasFailed{false};
+  const support::ScriptedServer server([&](const support::Request& request) {
+    if (request.body == "other") return support::Reply{"<r/>"};
+    hasFailed = true;
+    return support::Reply{"later", 503};
+  });
+  const std::string authority = server.Url().substr(7, server.Url().rfind('/') - 7);
+  const auto budget = std::make_shared<HTTPRequestBudget>(2);
+  RefuseOne(*budget, true);
+  EXPECT_EQ(budget->Limit(), 1u);
+  std::atomic<bool> isOver{false};
+  std::thread waiting([&] {
+    EXPECT_FALSE(BudgetClient(authority, budget, L"", false, 10, 2).Post("broken"));
+    isOver = true;
+  });
+  while (!hasFailed) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_TRUE(BudgetClient(authority, budget).Post("other"));
+  EXPECT_FALSE(isOver);
+  waiting.join();
 }
 
 /// After 429, and after 503 with Retry-After, nothing is sent for some time.

@@ -38,8 +38,9 @@ class XMLAHOST_API HTTPPrediction {
 /// A request that fails while others are in progress is repeated when no other one is in progress.
 /// The failure is reported only if it happens then, too. If load looks like the reason (429, 502,
 /// 503 or 504, no or a lost connection, or a time-out), the number is halved for all import
-/// objects, down to one. After a lost connection or a time-out, which can have another reason, it
-/// doubles again after every 32 requests without such a failure.
+/// objects, down to one. After a lost connection, which can have another reason, it doubles again
+/// after every 32 requests without such a failure. After the others, it stays low as long as the
+/// budget exists, so give each import a budget of its own.
 class XMLAHOST_API HTTPRequestBudget {
  public:
   /// `imports`: number of import objects that work at the same time, at least 1.
@@ -75,9 +76,9 @@ class XMLAHOST_API HTTPRequestBudget {
     /// failed, it must be repeated with a permission of Take(true).
     bool IsBesideOthers() const noexcept;
     /// Call when the request has failed, and load looks like the reason. If other requests were in
-    /// progress, halves the budget, once for requests that were in progress together. `isCertain`:
-    /// load is the reason, and the budget does not grow again.
-    void Refuse(bool isCertain) noexcept;
+    /// progress, halves the number of requests at a time that was valid when the permission was
+    /// given. `isLasting`: the number does not grow beyond that again.
+    void Refuse(bool isLasting) noexcept;
 
    private:
     friend class HTTPRequestBudget;
@@ -86,7 +87,7 @@ class XMLAHOST_API HTTPRequestBudget {
     HTTPRequestBudget* m_budget = nullptr;
     unsigned int* m_count = nullptr;  // counter of the budget that includes this permit
     std::uint64_t m_number = 0;       // permits are numbered in their order
-    unsigned int m_halvings = 0;      // of the budget when it gave this permit
+    unsigned int m_requests = 0;      // of the budget when it gave this permit
     bool m_wasFirst = false;          // no other request was in progress then
   };
 
@@ -107,13 +108,12 @@ class XMLAHOST_API HTTPRequestBudget {
   /// False in a forked child, where the budget must not be used: other threads of the parent may
   /// have been changing it.
   bool IsOfThisProcess() const noexcept;
-  /// Most requests that an import object can have ahead.
+  /// Most requests that an import object can have ahead at the moment.
   unsigned int MostAhead() const noexcept;
+  /// Most requests at a time that the budget can grow to.
+  unsigned int Limit() const noexcept;
   /// When the latest pause ends. A time in the past if nothing is paused. Also for observers.
-  std::chrono::steady_clock::time_point PausedUntil() const {
-    const std::lock_guard lock(m_mutex);
-    return m_pausedUntil;
-  }
+  std::chrono::steady_clock::time_point PausedUntil() const noexcept;
   /// False while the import objects need all places themselves.
   bool HasRoom() const noexcept;
 
@@ -136,7 +136,8 @@ class XMLAHOST_API HTTPRequestBudget {
   bool IsPausedLocked() const noexcept;
   void NotifyLocked() noexcept;
 
-  const int m_process;  // id
+  const int m_process;      // id
+  const bool m_hasOnlyOne;  // one request at a time from the beginning
   mutable std::mutex m_mutex;
   std::condition_variable m_changed;
   // Guarded by m_mutex.
@@ -149,9 +150,8 @@ class XMLAHOST_API HTTPRequestBudget {
   unsigned int m_waitingAlone = 0;  // of these: with isAlone
   bool m_isAlone = false;           // the only permit was taken with isAlone
   std::uint64_t m_permits = 0;      // given so far
-  unsigned int m_halvings = 0;
-  unsigned int m_sinceHalving = 0;                    // permits given since m_requests has changed
-  bool m_isWanted = false;                            // TryTakeAhead has failed
+  unsigned int m_sinceRefusal = 0;  // permits given since m_requests grew or one was refused
+  bool m_isWanted = false;          // TryTakeAhead has failed
   std::chrono::steady_clock::time_point m_abandoned;  // when the latest request was cancelled
   std::chrono::steady_clock::time_point m_pausedUntil;
   std::vector<Listener*> m_listeners;

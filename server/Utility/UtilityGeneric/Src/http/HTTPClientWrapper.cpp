@@ -77,8 +77,9 @@ class HTTPClientWrapper::Impl {
   }
 
   void SetPrediction(std::shared_ptr<const HTTPPrediction> prediction) {
-    if (!m_budget || m_budget->MostAhead() == 0) return;
+    if (!m_budget) return;
     m_prediction = prediction;
+    if (m_budget->Limit() == 1) return;
     m_readAhead = std::make_unique<HTTPReadAhead>(
         m_transfer, m_budget, std::move(prediction), [this](HTTPResponse& response) {
           const HTTPOutcome result = ClassifyHTTPResponse(response, m_setup, m_maxReplyBytes);
@@ -106,7 +107,13 @@ class HTTPClientWrapper::Impl {
         observer->OnRetry({m_setup.shownURL, m_subject, ErrorText(attempt.diagnosis, 0), retries,
                            m_maxRetries, seconds});
       attempt.response.body = NarrowString();
-      if (HTTPRetries::Wait(seconds)) continue;
+      // Others may send meanwhile.
+      const bool isAlone = permit && !permit.IsBesideOthers();
+      HTTPRetries::Return(permit, attempt.response.failure);
+      if (HTTPRetries::Wait(seconds)) {
+        if (isAlone) permit = m_budget->Take(true);
+        continue;
+      }
       --retries;
       attempt.Stop();
       break;
@@ -196,19 +203,23 @@ class HTTPClientWrapper::Impl {
   void SendInBudget(const NarrowString& body, HTTPRequestBudget::Permit& permit, Attempt& attempt) {
     if (!m_budget) return Send(body, attempt);
     if (!permit) permit = m_budget->Take(false);
-    if (permit) Send(body, attempt);
+    if (permit) SendWith(permit, body, attempt);
     if (permit && permit.IsBesideOthers() && HTTPRetries::MayComeFromOthers(attempt.response) &&
         HasFailed(attempt)) {
-      if (HTTPRetries::MayBeOverload(attempt.response))
-        permit.Refuse(HTTPRetries::IsOverload(attempt.response));
       m_budget->Pause(HTTPRetries::PauseSeconds(attempt.response));
       HTTPRetries::Return(permit, attempt.response.failure);
       m_transfer.ForgetCookies();
       attempt = Attempt();
       permit = m_budget->Take(true);
-      if (permit) Send(body, attempt);
+      if (permit) SendWith(permit, body, attempt);
     }
     if (!permit) attempt.Stop();
+  }
+
+  void SendWith(HTTPRequestBudget::Permit& permit, const NarrowString& body, Attempt& attempt) {
+    Send(body, attempt);
+    if (HTTPRetries::MayBeOverload(attempt.response))
+      permit.Refuse(HTTPRetries::IsLastingOverload(attempt.response));
   }
 
   /// True if the import would reject the reply. May read it completely.

@@ -35,7 +35,7 @@ HTTPReadAhead::HTTPReadAhead(HTTPTransfer& own, std::shared_ptr<HTTPRequestBudge
     : m_budget(std::move(budget)),
       m_prediction(std::move(prediction)),
       m_isUsable(std::move(isUsable)),
-      m_group(HTTPConnectionGroup::Create(m_budget->MostAhead())),
+      m_group(HTTPConnectionGroup::Create(m_budget->Limit() - 1)),
       m_pattern(own.Duplicate(*m_group, {})),
       m_self(std::make_shared<HTTPReadAhead*>(this)) {
   m_own.transfer = &own;
@@ -181,7 +181,7 @@ void HTTPReadAhead::OnResponse(const NarrowString& body, const HTTPResponse& res
   {
     const std::lock_guard lock(m_mutex);
     OnRefusalLocked(response);
-    if (!isFollowed || m_isOff || m_budget->MostAhead() == 0) return;
+    if (!isFollowed || m_isOff || m_budget->Limit() == 1) return;
     // Other import objects need all places now. One exchange is kept for the time when they end.
     m_isWaitingForRoom = !m_thread && !m_budget->HasRoom();
     if (m_isWaitingForRoom && m_store.HasExchange()) return;
@@ -409,7 +409,7 @@ void HTTPReadAhead::Store(Lane& lane, bool isUsable) noexcept {
   }
   const bool isFollowed = isUsable && m_prediction->IsFollowed(lane.body);
   if (HTTPRetries::MayBeOverload(lane.response))
-    lane.permit.Refuse(HTTPRetries::IsOverload(lane.response));
+    lane.permit.Refuse(HTTPRetries::IsLastingOverload(lane.response));
   const double pause = HTTPRetries::PauseSeconds(lane.response);
   const HTTPFailure failure = lane.response.failure;
   {

@@ -21,6 +21,7 @@ HTTPPrediction::~HTTPPrediction() = default;
 
 HTTPRequestBudget::HTTPRequestBudget(unsigned int requests, unsigned int imports) noexcept
     : m_process(getpid()),
+      m_hasOnlyOne(requests <= 1),
       m_requests(std::max(1U, requests)),
       m_mostRequests(m_requests),
       m_imports(imports) {}
@@ -53,6 +54,11 @@ void HTTPRequestBudget::Remove(Listener& listener) noexcept {
 unsigned int HTTPRequestBudget::MostAhead() const noexcept {
   const std::lock_guard lock(m_mutex);
   return m_requests - 1;
+}
+
+unsigned int HTTPRequestBudget::Limit() const noexcept {
+  const std::lock_guard lock(m_mutex);
+  return m_mostRequests;
 }
 
 bool HTTPRequestBudget::HasRoom() const noexcept {
@@ -100,12 +106,12 @@ HTTPRequestBudget::Permit HTTPRequestBudget::PermitLocked(unsigned int& count) n
   permit.m_budget = this;
   permit.m_count = &count;
   permit.m_number = ++m_permits;
-  permit.m_halvings = m_halvings;
+  permit.m_requests = m_requests;
   permit.m_wasFirst = IsQuietLocked();
   ++count;
-  if (m_requests < m_mostRequests && ++m_sinceHalving == kUntilDoubled) {
+  if (m_requests < m_mostRequests && ++m_sinceRefusal == kUntilDoubled) {
     m_requests = std::min(m_mostRequests, m_requests * 2);
-    m_sinceHalving = 0;
+    m_sinceRefusal = 0;
   }
   return permit;
 }
@@ -129,6 +135,11 @@ void HTTPRequestBudget::Pause(double seconds) {
                Clock::now() + std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000)));
 }
 
+Clock::time_point HTTPRequestBudget::PausedUntil() const noexcept {
+  const std::lock_guard lock(m_mutex);
+  return m_pausedUntil;
+}
+
 void HTTPRequestBudget::NotifyLocked() noexcept {
   m_changed.notify_all();
   if (!m_isWanted || m_waiting > 0 || !IsFreeLocked() || m_imports + m_ahead >= m_requests) return;
@@ -141,7 +152,7 @@ HTTPRequestBudget::Permit& HTTPRequestBudget::Permit::operator=(Permit&& other) 
   m_budget = std::exchange(other.m_budget, nullptr);
   m_count = other.m_count;
   m_number = other.m_number;
-  m_halvings = other.m_halvings;
+  m_requests = other.m_requests;
   m_wasFirst = other.m_wasFirst;
   return *this;
 }
@@ -170,17 +181,16 @@ bool HTTPRequestBudget::Permit::IsBesideOthers() const noexcept {
 }
 
 bool HTTPRequestBudget::Permit::IsBesideOthersLocked() const noexcept {
-  return !m_wasFirst || m_number != m_budget->m_permits;
+  return !m_budget->m_hasOnlyOne && (!m_wasFirst || m_number != m_budget->m_permits);
 }
 
-void HTTPRequestBudget::Permit::Refuse(bool isCertain) noexcept {
+void HTTPRequestBudget::Permit::Refuse(bool isLasting) noexcept {
   if (!m_budget) return;
   const std::lock_guard lock(m_budget->m_mutex);
+  m_budget->m_sinceRefusal = 0;
   if (!IsBesideOthersLocked()) return;
-  m_budget->m_sinceHalving = 0;
-  if (m_halvings == m_budget->m_halvings) {
-    ++m_budget->m_halvings;
-    m_budget->m_requests = std::max(1U, m_budget->m_requests / 2);
-  }
-  if (isCertain) m_budget->m_mostRequests = m_budget->m_requests;
+  // Requests that were in progress together halve the same number.
+  const unsigned int half = std::max(1U, m_requests / 2);
+  m_budget->m_requests = std::min(m_budget->m_requests, half);
+  if (isLasting) m_budget->m_mostRequests = std::min(m_budget->m_mostRequests, half);
 }

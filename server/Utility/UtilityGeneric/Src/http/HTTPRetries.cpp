@@ -77,8 +77,9 @@ bool MayBeOverload(const HTTPResponse& response) {
   return IsTimeout(response.failure) && !response.isLogInUnproven;
 }
 
-bool IsOverload(const HTTPResponse& response) {
-  return IsTemporary(StatusOf(response)) || response.failure == HTTPFailure::kConnectFailed;
+bool IsLastingOverload(const HTTPResponse& response) {
+  return IsTemporary(StatusOf(response)) || IsTimeout(response.failure) ||
+         response.failure == HTTPFailure::kConnectFailed;
 }
 
 void Return(HTTPRequestBudget::Permit& permit, HTTPFailure failure) noexcept {

@@ -23,9 +23,9 @@ bool MayRepeat(const HTTPResponse& response);
 /// after a time-out, and with a SOAP fault.
 bool MayBeOverload(const HTTPResponse& response);
 
-/// True if the server says that it has too many requests: after 429, 502, 503, 504 and a refused
-/// connection. A lost connection and a time-out can have other reasons.
-bool IsOverload(const HTTPResponse& response);
+/// Of such a failure: false after a lost connection, which can have another reason. To try more
+/// requests at a time again would cost little then, but after a time-out another one.
+bool IsLastingOverload(const HTTPResponse& response);
 
 /// Returns the permit of a request that has ended. If the client ended it, the server may still
 /// work on it.
