@@ -243,9 +243,10 @@ class Parser {
   /// The names of the given options of these parts.
   std::vector<std::string> GivenOf(std::initializer_list<OptionPart> parts) const {
     std::vector<std::string> names;
-    for (const CommandOption& option : m_source.commonOptions)
-      if (m_stored.contains(&option) && std::ranges::count(parts, option.part) > 0)
-        names.emplace_back(option.name);
+    for (const std::span<const CommandOption> options : {m_source.commonOptions, m_form->options})
+      for (const CommandOption& option : options)
+        if (m_stored.contains(&option) && std::ranges::count(parts, option.part) > 0)
+          names.emplace_back(option.name);
     return names;
   }
 
@@ -255,8 +256,8 @@ class Parser {
     if (m_read.quiet && m_read.verbose)
       throw UsageError("--quiet and --verbose cannot be combined");
     if (!m_read.auth.empty()) AuthSchemes("--auth", m_read.auth);
-    const std::vector<std::string> ofConnection =
-        GivenOf({OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer});
+    const std::vector<std::string> ofConnection = GivenOf(
+        {OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer, OptionPart::kReading});
     if (m_read.files.size() < m_form->minWords)
       throw UsageError(Who() + " needs a " + std::string(m_form->word) + ": " + Who() + ' ' +
                        std::string(m_form->words));
