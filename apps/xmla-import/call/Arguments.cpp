@@ -31,6 +31,18 @@ std::string Joined(const std::vector<std::string>& names, const char* last = " a
   return text;
 }
 
+bool IsUrl(std::string_view word) {
+  return word.starts_with("http://") || word.starts_with("https://");
+}
+
+/// The URL without everything up to its last @, which may be a password with any character.
+std::string WithoutUser(std::string_view url) {
+  const std::size_t begin = url.find("://") + 3;
+  const std::size_t at = url.rfind('@');
+  return std::string(url.substr(0, begin)) +
+         std::string(url.substr(at == url.npos ? begin : at + 1));
+}
+
 /// An option of the command line and its value, not yet assigned to a command.
 struct Given {
   const CommandOption* option;
@@ -104,6 +116,9 @@ class Parser {
   }
 
   void ReadName(std::string_view word) {
+    if (IsUrl(word))
+      throw UsageError("unexpected argument (did you mean --url " + Listed({WithoutUser(word)}) +
+                       "?)");
     if (m_isHelp && m_topic.empty()) {
       m_topic = word;
     } else if (m_form && FindForm(word)) {
