@@ -103,7 +103,8 @@ class Parser {
         throw UsageError(Shown(name) + " needs a value: " + option->name + ' ' +
                          option->placeholder);
       if (!hasValue) ++index;
-      if (!hasValue && IsOption(next) && m_remark.empty())
+      const bool isCommand = !hasValue && option->values && FindForm(next);
+      if (!hasValue && (IsOption(next) || isCommand) && m_remark.empty())
         m_remark = "; " + std::string(next) + " was taken as the value of " + Shown(name);
       const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
       if (value.empty() && !MayBeEmpty(*option))
@@ -303,7 +304,7 @@ class Parser {
   std::vector<Given> m_given;
   std::set<const CommandOption*> m_stored;
   std::string m_error;
-  std::string m_remark;  // an option that was taken as a value; ends each error
+  std::string m_remark;  // an option or command that was taken as a value; ends each error
 };
 
 /// Finds the value of one option without parsing the others. Used to report a usage error in the
