@@ -112,6 +112,11 @@ void Report::ShowMessages() {
 void Report::ShowAdvice() {
   const std::string& server = m_origins.server;
   bool namesServer = server.empty();
+  const auto proxy = m_origins.clauses.find(HTTPSetting::kProxy);
+  if (proxy != m_origins.clauses.end() && m_progress.HasForeignResponse())
+    m_progress.ShowMessage("note", proxy->second +
+                                       "; if the request went through it, it may have sent the "
+                                       "response");
   for (const HTTPSetting setting : m_progress.FailedSettings()) {
     const std::string advice = SettingAdvice(setting, m_origins);
     if (advice.empty()) continue;
