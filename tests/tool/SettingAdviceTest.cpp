@@ -178,7 +178,7 @@ TEST(SettingAdvice, SaysThatAProxyMayHaveSentTheResponse) {
   const WireServer page(Answer("<html></html>"));
   const WireServer failing(Answer(fault, "500 Internal Server Error"));
   const std::string_view says =
-      "note: the proxy comes from http_proxy; if the request went through it, it may have sent the "
+      "the proxy comes from http_proxy; if the request went through it, it may have sent the "
       "response\n";
   for (const WireServer* const server : {&forbidding, &missing, &page, &failing})
     for (const bool isProxied : {true, false}) {
