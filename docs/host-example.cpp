@@ -10,7 +10,9 @@
 //
 // The second argument is the number of seconds after which the import is cancelled. For a server
 // that requires them, add a file with a bearer token (or "") and the file of a client certificate
-// with its key. Trusted certificates are those of the system or of SSL_CERT_FILE.
+// with its key. Trusted certificates are those of the system or of SSL_CERT_FILE. For a server that
+// requires user and password, set the environment variables HOST_USER and HOST_PASSWORD: other
+// users can read a command line.
 
 #include <dlfcn.h>
 
@@ -99,6 +101,12 @@ class Progress : public HTTPExchangeObserver {
   void OnExchange(const HTTPExchangeInfo&) override {}
 };
 
+/// The value of an environment variable; empty if it is not set.
+String Variable(const char* name) {
+  const char* const value = std::getenv(name);
+  return FromUTF8(value ? value : "");
+}
+
 /// How to reach the server. Both file names may be empty.
 HTTPClientOptions Connection(const std::string& tokenFile, const std::string& certificateFile) {
   HTTPClientOptions http;
@@ -135,14 +143,16 @@ void List(OTXMLAImportAPI& import, String& errors, String& warnings) {
 
 /// Operations append to `errors` and `warnings`. After an error they return normally.
 void Import(const Library& library, const String& url, String& errors, String& warnings) {
+  const String user = Variable("HOST_USER");
+  const String password = Variable("HOST_PASSWORD");
   OTXMLAProviderIdentity identity;
-  if (!library.identify(url, L"", L"", ServerInfo::kCLIXMLA, identity, errors)) return;
+  if (!library.identify(url, user, password, ServerInfo::kCLIXMLA, identity, errors)) return;
   Print("server %s", identity.name);
   Print(" %s\n", identity.version);
 
   const std::unique_ptr<OTXMLAImportAPI> import(library.create());
   // Throws ErrorMessage for an unusable URL.
-  import->SetupConnInfo(url, L"", L"", identity.target, ServerInfo::kCLIXMLA);
+  import->SetupConnInfo(url, user, password, identity.target, ServerInfo::kCLIXMLA);
   std::vector<OTDataSource> tree;
   import->GetDataSourceInfo(tree, errors, warnings);
   for (const OTDataSource& source : tree)
@@ -187,7 +197,9 @@ int Run(const String& url, int seconds, const HTTPClientOptions& http) {
 
 int main(int argc, char** argv) {
   if (argc < 3 || argc > 5 || std::atoi(argv[2]) <= 0) {
-    std::fprintf(stderr, "usage: host-example URL SECONDS [TOKEN-FILE [CERTIFICATE-FILE]]\n");
+    std::fprintf(stderr,
+                 "usage: [HOST_USER=NAME HOST_PASSWORD=PASSWORD] host-example URL SECONDS "
+                 "[TOKEN-FILE [CERTIFICATE-FILE]]\n");
     return 2;
   }
   try {

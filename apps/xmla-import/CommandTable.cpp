@@ -43,7 +43,6 @@ constexpr CommandOption kImportOptions[] = {
      .mayRepeat = true},
     kJobs,
 };
-// Without the second file, the options of import.
 constexpr CommandOption kFailOn = {.name = "--fail-on",
                                    .help = "changes that give status 4: any (default) or breaking",
                                    .value = &Arguments::failOn,
@@ -51,9 +50,11 @@ constexpr CommandOption kFailOn = {.name = "--fail-on",
                                    .values = [] {
                                      return std::vector<std::string>{"any", "breaking"};
                                    }};
+// Those of import are for a comparison with the service.
 constexpr auto kDiffOptions = [] {
   std::array<CommandOption, std::size(kImportOptions) + 1> options{kFailOn};
   std::ranges::copy(kImportOptions, options.begin() + 1);
+  for (CommandOption& option : std::span(options).subspan(1)) option.part = OptionPart::kReading;
   return options;
 }();
 

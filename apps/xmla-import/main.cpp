@@ -53,7 +53,10 @@ class Call {
                          HasColors(m_arguments.color, isatty(STDERR_FILENO) == 1));
       m_report.emplace(*m_output, m_arguments.format, m_arguments.color,
                        WarningsToShow(m_arguments), *m_progress);
-      if (isReady) Run();
+      if (isReady) {
+        ShowFormatNote();
+        Run();
+      }
       return ReportResult();
     } catch (const OutputInterrupted& interruption) {
       return FailWith(ExitStatus::kInterrupted, interruption.what());
@@ -129,6 +132,13 @@ class Call {
   ExitStatus PrintInformation() {
     m_output->Write(m_arguments.information);
     return m_output->WasInterrupted() ? ExitStatus::kInterrupted : ExitStatus::kDone;
+  }
+
+  void ShowFormatNote() {
+    if (m_arguments.hasFormat || m_arguments.quiet) return;
+    const std::string note =
+        UnknownExtensionNote(Formats(), m_arguments.output, m_arguments.command);
+    if (!note.empty()) m_progress->ShowMessage("note", note);
   }
 
   void Run() {

@@ -516,6 +516,24 @@ const Unusable kUnusable[] = {
     {R"({"cubes": [], "errors": [7], "warnings": []})", "errors[0] is not a text"},
 };
 
+TEST_F(Diff, OptionsOfTheServiceAreUsageErrorsIfBothFilesAreGiven) {
+  const Json& document = SampleTree();
+  const std::pair<std::string, std::string> kOptions[] = {
+      {"--url", "http://h/"}, {"--server", "s"},      {"--sample", "sap-bw"}, {"--user", "ann"},
+      {"--retry", "1"},       {"--target", "sap-bw"}, {"--log", "folder"},    {"--source", "A"},
+      {"--catalog", "A"},     {"--cube", "A"},        {"--jobs", "2"},
+  };
+  for (const auto& [name, value] : kOptions) {
+    const Outcome outcome = Compare(document, document, {name, value});
+    EXPECT_EQ(outcome.status, 2) << name;
+    EXPECT_THAT(outcome.err, HasSubstr("if both files are given; leave out " + name + "; see"));
+  }
+  EXPECT_THAT(Compare(document, document, {"--cube", "A", "--url", "http://h/"}).err,
+              HasSubstr("leave out --url and --cube; see"));
+  const Arguments allowed{"--fail-on", "breaking", "--sort", "--warnings", "all", "--verbose"};
+  EXPECT_EQ(Compare(document, document, allowed).status, 0);
+}
+
 TEST_F(Diff, AFileThatCannotBeComparedIsAUsageErrorThatSaysWhy) {
   const std::string good = File("good.json", SampleImport().dump());
   for (const Unusable& each : kUnusable) {

@@ -33,7 +33,10 @@ constexpr FormatChoice kFormatChoices[] = {
     {"", "cubes.xlsx", "tree", "xlsx"},
     {"", "cubes.md", "import", "markdown"},
     {"", "cubes.txt", "import", "text"},
-    {"", "cubes.JSON", "import", "text"},
+    {"", "cubes.JSON", "import", "json"},
+    {"", "Cubes.Xlsx", "import", "xlsx"},
+    {"", "cubes.NDJSON", "tree", nullptr},
+    {"", "cubes.HTM", "import", nullptr},
     {"", "cubes", "import", "text"},
     {"", "json", "import", "text"},
     {"", ".json", "import", "text"},
@@ -99,6 +102,31 @@ TEST(FormatChoice, AnExtensionThatOnlyResemblesOneIsAnError) {
     }
     EXPECT_EQ(ChooseFormat(Formats(), "json", name, "import"), "json");
   }
+}
+
+TEST(FormatChoice, AnUnknownExtensionGivesANote) {
+  constexpr const char* kKnown[] = {"",      "a",     "a.",    "x.y/a",  ".pdf",   "x/.pdf",
+                                    "a.txt", "a.TXT", "a.log", "a.text", "a.JSON", "/dev/null"};
+  for (const char* const name : kKnown)
+    EXPECT_EQ(UnknownExtensionNote(Formats(), name, "tree"), "") << name;
+  EXPECT_EQ(UnknownExtensionNote(Formats(), "x.fish", "completion"), "");
+  const std::string note = "selects no format, so the format is text; to choose one, use --format";
+  for (const char* const name : {"a.pdf", "x/a.PDF", "a.json.old"})
+    EXPECT_EQ(UnknownExtensionNote(Formats(), name, "tree"),
+              "the name \"" + std::string(name) + "\" " + note);
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "a.pdf";
+  const Arguments call{"--sample", "sap-bw", "sources", "-o", file};
+  const auto notesWith = [&call](const Arguments& more) {
+    Arguments arguments = call;
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Outcome outcome = RunTool(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return outcome.err;
+  };
+  EXPECT_EQ(notesWith({}), "xmla-import: note: the name \"" + file + "\" " + note + "\n");
+  EXPECT_EQ(notesWith({"--quiet"}), "");
+  EXPECT_EQ(notesWith({"--format", "text"}), "");
 }
 
 TEST(FormatChoice, ExtensionSelectsTheBytes) {

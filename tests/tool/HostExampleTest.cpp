@@ -37,10 +37,14 @@ class HostExample : public testing::Test {
   }
 
   support::ChildResult Run(const std::vector<std::string>& arguments,
-                           const std::string& trusted = "") const {
-    return support::RunChild(
-        m_folder.Path() / "host-example", arguments,
-        {{"LD_LIBRARY_PATH", LIBRARY_FOLDER}, {"no_proxy", "*"}, {"SSL_CERT_FILE", trusted}});
+                           const std::string& trusted = "", const std::string& user = "",
+                           const std::string& password = "") const {
+    return support::RunChild(m_folder.Path() / "host-example", arguments,
+                             {{"LD_LIBRARY_PATH", LIBRARY_FOLDER},
+                              {"no_proxy", "*"},
+                              {"SSL_CERT_FILE", trusted},
+                              {"HOST_USER", user},
+                              {"HOST_PASSWORD", password}});
   }
   std::string File(const std::string& name, const std::string& content) const {
     std::ofstream(m_folder.Path() / name) << content;
@@ -77,6 +81,19 @@ TEST_F(HostExample, ImportsCancelsAndReportsErrors) {
   EXPECT_EQ(cancelled.exitStatus, 1);
   EXPECT_THAT(cancelled.err, HasSubstr("cancelled: "));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+}
+
+TEST_F(HostExample, LogsInWithUserAndPasswordOfTheEnvironment) {
+  sample::Options options;
+  options.user = "ann";
+  options.password = "right";
+  const sample::Provider provider(options);
+  const std::string url = provider.Url(sample::Kind::kAnalysisServices);
+  const support::ChildResult good = Run({url, "100"}, "", "ann", "right");
+  EXPECT_EQ(good.exitStatus, 0) << good.err;
+  EXPECT_THAT(good.out, HasSubstr("  hierarchy Calendar: 5 levels\n"));
+  EXPECT_THAT(Run({url, "100"}, "", "ann", "wrong").err, HasSubstr("failed: "));
+  EXPECT_THAT(Run({url, "100"}).err, HasSubstr("the server requires a log-in"));
 }
 
 /// A gateway that requires a token and a client certificate, and is busy after the first response.

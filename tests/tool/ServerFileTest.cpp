@@ -148,7 +148,10 @@ TEST(ServerFile, ErrorsHavePlaceAndRemedy) {
        "expected ']')"},
       {"[a]\nretry=14444444444444444nary4", "invalid TOML ("},
       {"[a]\nretry=1234567890123456789012345678901234nary", "invalid TOML ("},
-      {"[a]\n  url=c4nary", "line 2, column 7: invalid TOML ("},
+      {"[a]\n  url=c4nary",
+       "line 2, column 7: invalid TOML (Error while parsing value: could not determine value "
+       "type); "
+       "write a text in quotes; see"},
       {"[a]\nurl='c4nary", "invalid TOML ("},
       {"[a]\nurl=\"\\xc4nary\"", "invalid TOML ("},
       {"[a]\nurl=truec4nary", "invalid TOML ("},

@@ -90,6 +90,8 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
   const std::string password =
       "user \"a\" needs a password, and there is no terminal to ask for it; use --password-file "
       "FILE (or XMLA_IMPORT_PASSWORD)";
+  const std::string withoutUser =
+      " needs a user name; use --user NAME, or set user there; see xmla-import help log-in";
   const auto url = [](const WireServer& server) {
     return "url='http://" + server.Authority() + "/'\n";
   };
@@ -116,6 +118,8 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
        "url='http://h/'",
        {"error: " + password + ", or set password-command or password-file" + owner + "; see"}},
       {{"--user", "a"}, "url='http://h/'\nuser='other'", {"error: " + password + "; see"}},
+      {{}, "url='http://h/'\npassword-file='x'", {begin + "password-file" + withoutUser}},
+      {{}, "url='http://h/'\npassword-command=['x']", {begin + "password-command" + withoutUser}},
   };
   Options options;
   options.environment["XMLA_IMPORT_SERVERS"] = file;
@@ -162,6 +166,29 @@ TEST(SettingAdvice, RefusedLogInSaysWhereThePasswordCameFrom) {
       EXPECT_EQ(outcome.status, 1);
       EXPECT_THAT(outcome.ErrorLines().back(), HasSubstr(says));
       EXPECT_THAT(outcome.out + outcome.err, Not(HasSubstr("c4nary")));
+    }
+}
+
+TEST(SettingAdvice, SaysThatAProxyMayHaveSentTheResponse) {
+  const std::string fault =
+      "<Envelope xmlns='http://schemas.xmlsoap.org/soap/envelope/'><Body><Fault>"
+      "<faultcode>c</faultcode><faultstring>wrong</faultstring></Fault></Body></Envelope>";
+  const WireServer forbidding(Answer("", "403 Forbidden"));
+  const WireServer missing(Answer("", "404 Not Found"));
+  const WireServer page(Answer("<html></html>"));
+  const WireServer failing(Answer(fault, "500 Internal Server Error"));
+  const std::string_view says =
+      "the proxy comes from http_proxy; if the request went through it, it may have sent the "
+      "response\n";
+  for (const WireServer* const server : {&forbidding, &missing, &page, &failing})
+    for (const bool isProxied : {true, false}) {
+      Options options;
+      if (isProxied) options.environment["http_proxy"] = "http://" + server->Authority();
+      const std::string host = isProxied ? "service.invalid" : server->Authority();
+      const Outcome outcome = RunTool({"--url", "http://" + host + "/", "sources"}, options);
+      EXPECT_EQ(outcome.status, 1);
+      const bool isNamed = outcome.err.find(says) != outcome.err.npos;
+      EXPECT_EQ(isNamed, isProxied && server != &failing) << outcome.err;
     }
 }
 

@@ -31,6 +31,18 @@ std::string Joined(const std::vector<std::string>& names, const char* last = " a
   return text;
 }
 
+bool IsUrl(std::string_view word) {
+  return word.starts_with("http://") || word.starts_with("https://");
+}
+
+/// The URL without everything up to its last @, which may be a password with any character.
+std::string WithoutUser(std::string_view url) {
+  const std::size_t begin = url.find("://") + 3;
+  const std::size_t at = url.rfind('@');
+  return std::string(url.substr(0, begin)) +
+         std::string(url.substr(at == url.npos ? begin : at + 1));
+}
+
 /// An option of the command line and its value, not yet assigned to a command.
 struct Given {
   const CommandOption* option;
@@ -91,7 +103,8 @@ class Parser {
         throw UsageError(Shown(name) + " needs a value: " + option->name + ' ' +
                          option->placeholder);
       if (!hasValue) ++index;
-      if (!hasValue && IsOption(next) && m_remark.empty())
+      const bool isCommand = !hasValue && option->values && FindForm(next);
+      if (!hasValue && (IsOption(next) || isCommand) && m_remark.empty())
         m_remark = "; " + std::string(next) + " was taken as the value of " + Shown(name);
       const std::string_view value = hasValue ? word.substr(end + (isLong ? 1 : 0)) : next;
       if (value.empty() && !MayBeEmpty(*option))
@@ -104,6 +117,9 @@ class Parser {
   }
 
   void ReadName(std::string_view word) {
+    if (IsUrl(word))
+      throw UsageError("unexpected argument (did you mean --url " + Listed({WithoutUser(word)}) +
+                       "?)");
     if (m_isHelp && m_topic.empty()) {
       m_topic = word;
     } else if (m_form && FindForm(word)) {
@@ -243,9 +259,10 @@ class Parser {
   /// The names of the given options of these parts.
   std::vector<std::string> GivenOf(std::initializer_list<OptionPart> parts) const {
     std::vector<std::string> names;
-    for (const CommandOption& option : m_source.commonOptions)
-      if (m_stored.contains(&option) && std::ranges::count(parts, option.part) > 0)
-        names.emplace_back(option.name);
+    for (const std::span<const CommandOption> options : {m_source.commonOptions, m_form->options})
+      for (const CommandOption& option : options)
+        if (m_stored.contains(&option) && std::ranges::count(parts, option.part) > 0)
+          names.emplace_back(option.name);
     return names;
   }
 
@@ -255,8 +272,8 @@ class Parser {
     if (m_read.quiet && m_read.verbose)
       throw UsageError("--quiet and --verbose cannot be combined");
     if (!m_read.auth.empty()) AuthSchemes("--auth", m_read.auth);
-    const std::vector<std::string> ofConnection =
-        GivenOf({OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer});
+    const std::vector<std::string> ofConnection = GivenOf(
+        {OptionPart::kService, OptionPart::kAccess, OptionPart::kTransfer, OptionPart::kReading});
     if (m_read.files.size() < m_form->minWords)
       throw UsageError(Who() + " needs a " + std::string(m_form->word) + ": " + Who() + ' ' +
                        std::string(m_form->words));
@@ -287,7 +304,7 @@ class Parser {
   std::vector<Given> m_given;
   std::set<const CommandOption*> m_stored;
   std::string m_error;
-  std::string m_remark;  // an option that was taken as a value; ends each error
+  std::string m_remark;  // an option or command that was taken as a value; ends each error
 };
 
 /// Finds the value of one option without parsing the others. Used to report a usage error in the

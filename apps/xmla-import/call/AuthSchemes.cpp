@@ -19,7 +19,8 @@ unsigned int SchemeNamed(std::string_view option, std::string_view name) {
   for (const Scheme& each : kSchemes)
     if (each.name == name) return each.scheme;
   const std::vector<std::string> names = AuthSchemeNames();
-  throw UsageError(UnknownValue(option, name, names, Enumerated(names)));
+  const std::string hint = name == "kerberos" ? "; Kerberos is negotiate" : "";
+  throw UsageError(UnknownValue(option, name, names, Enumerated(names)) + hint);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ enum class OptionPart {
   kService,   ///< chooses the service; at most one of them
   kAccess,    ///< log-in and transport; without effect for the sample provider
   kTransfer,  ///< transport and kind of any service
+  kReading,   ///< what is read from any service; no key of the server file
 };
 
 /// The value of an option that is the name of a file.

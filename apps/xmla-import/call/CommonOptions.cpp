@@ -127,6 +127,7 @@ constexpr CommandOption kOptions[] = {
              "--target",
      .value = &Arguments::log,
      .placeholder = "DIR",
+     .part = OptionPart::kReading,
      .file = OptionFile::kFolder},
     {.name = "--format",
      .help = "one of: {formats}; default: what the extension of the --output file selects, else "

@@ -12,10 +12,18 @@ namespace {
 constexpr std::string_view kSimilarExtensions[][2] = {
     {".htm", ".html"}, {".jsonl", ".ndjson"}, {".markdown", ".md"}, {".xls", ".xlsx"}};
 
-bool HasExtension(std::string_view file, std::string_view extension) {
+/// Extensions of files that people expect to be text.
+constexpr std::string_view kTextExtensions[] = {".txt", ".text", ".log"};
+
+/// The extension in lower case, with the dot. A hidden file such as ".json" has none.
+std::string ExtensionOf(std::string_view file) {
   const std::string_view name = file.substr(file.rfind('/') + 1);
-  // A hidden file such as ".json" has no extension.
-  return !extension.empty() && name.size() > extension.size() && name.ends_with(extension);
+  const std::size_t dot = name.rfind('.');
+  if (dot == name.npos || dot == 0) return {};
+  std::string extension(name.substr(dot));
+  for (char& c : extension)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return extension;
 }
 
 }  // namespace
@@ -49,17 +57,31 @@ std::string ChooseFormat(OutputFormats formats, const std::string& given, std::s
       throw UsageError(std::string(command) + " has no --format " + given + others);
     return given;
   }
+  const std::string extension = ExtensionOf(output);
+  if (extension.empty()) return std::string(formats.front().name);
   for (const OutputFormat& format : formats) {
-    if (!HasExtension(output, format.extension)) continue;
+    if (format.extension != extension) continue;
     if (Supports(format, command)) return std::string(format.name);
     throw UsageError("the name " + Listed({std::string(output)}) + " selects the format " +
                      std::string(format.name) + ", which " + std::string(command) +
                      " does not have; use --format, or another name" + others);
   }
-  for (const auto& [similar, extension] : kSimilarExtensions)
-    if (HasExtension(output, similar))
+  for (const auto& [similar, right] : kSimilarExtensions)
+    if (similar == extension)
       throw UsageError("the name " + Listed({std::string(output)}) +
-                       " selects no format; use the extension " + std::string(extension) +
+                       " selects no format; use the extension " + std::string(right) +
                        ", or --format");
   return std::string(formats.front().name);
+}
+
+std::string UnknownExtensionNote(OutputFormats formats, const std::string& output,
+                                 std::string_view command) {
+  const std::string extension = ExtensionOf(output);
+  const bool isKnown = extension.size() <= 1 ||
+                       std::ranges::count(formats, extension, &OutputFormat::extension) > 0 ||
+                       std::ranges::count(kTextExtensions, extension) > 0;
+  if (isKnown || NamesOf(formats, command).size() == 1) return {};
+  const std::string name(formats.front().name);
+  return "the name " + Listed({output}) + " selects no format, so the format is " + name +
+         "; to choose one, use --format";
 }

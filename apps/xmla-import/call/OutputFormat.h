@@ -24,7 +24,11 @@ std::vector<std::string> NamesOf(OutputFormats formats, std::string_view command
 const OutputFormat* FindFormat(OutputFormats formats, std::string_view name);
 
 /// The name of the format for a call: that of --format, else the one that the extension of the
-/// output file selects, else the first. Throws UsageError for an unknown format, for one that the
-/// command does not support, and for an extension that only resembles one.
+/// output file selects (in any case), else the first. Throws UsageError for an unknown format, for
+/// one that the command does not support, and for an extension that only resembles one.
 std::string ChooseFormat(OutputFormats formats, const std::string& given, std::string_view output,
                          std::string_view command);
+/// Says that the extension of the output file is unknown, so that the format is the first one.
+/// Empty if there is no extension, if it is known, and if the command has no other format.
+std::string UnknownExtensionNote(OutputFormats formats, const std::string& output,
+                                 std::string_view command);

@@ -194,6 +194,11 @@ class LogInChoice {
     if (m_auth) schemes = AuthSchemes(m_auth.name, m_auth.value);
     const bool usesPassword = (schemes & kAuthPasswordSchemes) != 0;
     if (m_passwordFile.source == Source::kOption) RequireUse(hasUser, usesPassword);
+    // Neither option nor environment gives a user.
+    if (!hasUser && usesPassword) {
+      RejectWithoutUser(m_passwordFile);
+      RejectWithoutUser(m_passwordCommand);
+    }
     if (!hasUser && m_auth && !(schemes & kAuthNegotiate) && !m_connection.http.proxy)
       throw UsageError(m_auth.Subject() + ' ' + Listed({m_auth.value}) + " needs a user name; " +
                        Advice(m_auth.begin, "use --user NAME", "user") + ", or allow negotiate" +
@@ -204,10 +209,15 @@ class LogInChoice {
       Erase(m_connection.password);
   }
 
+  template <class Type>
+  void RejectWithoutUser(const Setting<Type>& password) const {
+    if (password)
+      throw UsageError(password.Subject() + " needs a user name; " +
+                       Advice(password.begin, "use --user NAME", "user") + kSeeLogIn);
+  }
+
   void RequireUse(bool hasUser, bool usesPassword) const {
-    if (!hasUser)
-      throw UsageError(m_passwordFile.name + " needs a user name; " +
-                       Advice("", "use --user NAME", "user") + kSeeLogIn);
+    if (!hasUser) RejectWithoutUser(m_passwordFile);
     if (!usesPassword)
       throw UsageError(m_passwordFile.name + " has no effect with " + m_auth.name + " negotiate" +
                        m_auth.owner + ", which uses your Kerberos ticket; leave one of them out");
@@ -265,11 +275,18 @@ class LogInChoice {
     if (auto typed = SecretFromTerminal("password", Prompt(user)))
       password = TextOfSecret(std::move(*typed), "the password");
     else  // an empty password on every run would lock the account
-      throw UsageError(BeginOfUser() + "user " + Listed({user}) +
+      throw UsageError(BeginOfUser() + "user " + ShownUser(user) +
                        " needs a password, and there is no terminal to ask for it; " +
                        Advice(BeginOfUser(), "use --password-file FILE (or XMLA_IMPORT_PASSWORD)",
                               IsUserOfServer() ? "password-command or password-file" : nullptr) +
                        kSeeLogIn);
+  }
+
+  /// Hides what may be a password behind a colon.
+  static std::string ShownUser(const std::string& user) {
+    const std::size_t colon = user.find(':');
+    return Listed({user.substr(0, colon)}) +
+           (colon == user.npos ? "" : " (give the name alone, without a colon and a password)");
   }
 
   void ReadPasswordFile(const std::string& user) {

@@ -66,10 +66,17 @@ std::string WithoutTextOfFile(std::string_view description) {
   return OneLine(text);
 }
 
-/// True for an unknown escape sequence and an incomplete one of a Unicode character.
-bool MayBeSingleBackslash(std::string_view description) {
-  return description.find("escape") != std::string_view::npos ||
-         description.find("unicode scalar") != std::string_view::npos;
+/// What most likely is wrong, by a part of the parser's description.
+constexpr std::string_view kParserHints[][2] = {
+    {"escape", kDoubleBackslash},          // an unknown escape sequence
+    {"unicode scalar", kDoubleBackslash},  // an incomplete one of a Unicode character
+    {"could not determine value type", "; write a text in quotes"},
+};
+
+std::string_view ParserHint(std::string_view description) {
+  for (const auto& [part, hint] : kParserHints)
+    if (description.find(part) != std::string_view::npos) return hint;
+  return {};
 }
 
 /// Reads the tables of one file.
@@ -106,8 +113,7 @@ class ServerReader {
       throw UsageError(Quoted(m_file) + ", line " + std::to_string(place.line) + ", column " +
                        std::to_string(place.column) + ": invalid TOML (" +
                        WithoutTextOfFile(error.description()) + ")" +
-                       (MayBeSingleBackslash(error.description()) ? kDoubleBackslash : "") +
-                       kSeeHelp);
+                       std::string(ParserHint(error.description())) + kSeeHelp);
     }
   }
 

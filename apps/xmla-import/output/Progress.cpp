@@ -155,6 +155,8 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   ++m_requests;
   m_bytes += info.replyBytes;
   m_basicInClear |= info.basicInClear;
+  m_hasForeignResponse |= info.failedStep >= HTTPStep::kResponse && info.status != 0 &&
+                          info.reply.empty() && info.url.view().starts_with(L"http:");
   m_waiting.erase(std::this_thread::get_id());
   try {
     if (info.setting != HTTPSetting::kNone) m_failedSettings.insert(info.setting);
@@ -200,6 +202,11 @@ Progress::Traffic Progress::TrafficSoFar() {
 std::set<HTTPSetting> Progress::FailedSettings() {
   const std::lock_guard lock(m_mutex);
   return m_failedSettings;
+}
+
+bool Progress::HasForeignResponse() {
+  const std::lock_guard lock(m_mutex);
+  return m_hasForeignResponse;
 }
 
 void Progress::BeginCubes(std::size_t count) {

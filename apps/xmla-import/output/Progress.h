@@ -44,6 +44,8 @@ class Progress : public RequestObserver {
   Traffic TrafficSoFar();
   /// Which settings may help the requests that failed.
   std::set<HTTPSetting> FailedSettings();
+  /// True if a response over plain http had no XML. A proxy may have sent it.
+  bool HasForeignResponse();
   /// From now on the line shows the number of cubes.
   void BeginCubes(std::size_t count);
   /// The calling thread begins to read a cube, or ends it.
@@ -99,6 +101,7 @@ class Progress : public RequestObserver {
   std::uint64_t m_retries = 0;
   std::uint64_t m_bytes = 0;
   bool m_basicInClear = false;
+  bool m_hasForeignResponse = false;
   std::set<HTTPSetting> m_failedSettings;
   std::size_t m_cubes = 0;
   std::size_t m_cubesDone = 0;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <variant>
+#include <vector>
 
 #include "base/Interrupt.h"
 #include "base/Text.h"
@@ -112,13 +113,22 @@ void Report::ShowMessages() {
 void Report::ShowAdvice() {
   const std::string& server = m_origins.server;
   bool namesServer = server.empty();
+  std::vector<std::string> notes;
   for (const HTTPSetting setting : m_progress.FailedSettings()) {
     const std::string advice = SettingAdvice(setting, m_origins);
     if (advice.empty()) continue;
-    m_progress.ShowMessage("note", advice);
+    notes.push_back(advice);
     namesServer |= advice.find(server) != std::string::npos;
   }
-  if (!namesServer) m_progress.ShowMessage("note", "the URL is that" + server);
+  if (!namesServer) notes.push_back("the URL is that" + server);
+  const auto proxy = m_origins.clauses.find(HTTPSetting::kProxy);
+  if (proxy != m_origins.clauses.end() && m_progress.HasForeignResponse()) {
+    if (notes.empty()) notes.emplace_back();
+    std::string& last = notes.back();
+    last += (last.empty() ? "" : "; ") + proxy->second +
+            "; if the request went through it, it may have sent the response";
+  }
+  for (const std::string& note : notes) m_progress.ShowMessage("note", note);
 }
 
 void Report::ShowClosingLine(const Result& result) {
