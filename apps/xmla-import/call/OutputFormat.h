@@ -28,7 +28,8 @@ const OutputFormat* FindFormat(OutputFormats formats, std::string_view name);
 /// one that the command does not support, and for an extension that only resembles one.
 std::string ChooseFormat(OutputFormats formats, const std::string& given, std::string_view output,
                          std::string_view command);
-/// Says that the extension of the output file is unknown, so that the format is the first one.
-/// Empty if there is no extension, if it is known, and if the command has no other format.
+/// A note that the extension of the output file is unknown, and which format the file has. Empty if
+/// nothing needs to be said: the file has no extension or a known one, or the command has only one
+/// format.
 std::string UnknownExtensionNote(OutputFormats formats, const std::string& output,
                                  std::string_view command);

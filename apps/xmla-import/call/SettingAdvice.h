@@ -13,8 +13,9 @@ struct SettingOrigins {
   std::map<HTTPSetting, std::string> clauses;
 };
 
-/// The advice how to change a setting of the connection: where its value comes from, if that is
-/// known, or the option and key to use. Empty if there is no such option.
+/// Advice on a setting of the connection. If the origin of its value is known, the advice names it.
+/// Otherwise it names the option that sets the value, and the key of the server file. Empty if no
+/// option sets it.
 std::string SettingAdvice(HTTPSetting setting, const SettingOrigins& origins);
 
 /// Adds keys of the server file to an advice. `keys` is null if no key has the effect of the

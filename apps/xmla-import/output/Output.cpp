@@ -23,7 +23,8 @@ bool IsStandardOutput(const std::string& file) {
   return file.empty() || file == "-" || file == "/dev/stdout" || file == "/dev/fd/1";
 }
 
-/// True if nobody may write to the existing file. Its owner, and root, could still replace it.
+/// True if the mode of the existing file allows no one to write. The tool could still replace the
+/// file by a new one, but its owner does not expect that.
 bool IsReadOnly(const TrustedPath& place) {
   return place.IsRegular() && (place.status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
 }
