@@ -61,13 +61,15 @@ class Loader {
     Metadata metadata;
     if (m_file.contains("properties")) {
       for (const Json& property : m_file["properties"]) {
-        Scope scope{&property, nullptr, "DISCOVER_PROPERTIES", "PropertyName", 0};
+        Scope scope{&property, nullptr, "DISCOVER_PROPERTIES", "PropertyName", 0,
+                    DefaultsOf("DISCOVER_PROPERTIES")};
         metadata.properties.push_back(MakeRow(scope));
       }
     }
     for (const Json& entry : m_file.at("sources")) {
       m_source = &metadata.sources.emplace_back();
-      Scope scope{&entry, nullptr, "DISCOVER_DATASOURCES", "DataSourceName", 0};
+      Scope scope{&entry, nullptr, "DISCOVER_DATASOURCES", "DataSourceName", 0,
+                  DefaultsOf("DISCOVER_DATASOURCES")};
       m_source->row = MakeRow(scope);
       LoadList(scope, "catalogs");
     }
@@ -81,6 +83,7 @@ class Loader {
     std::string_view rowset;
     std::string_view nameColumn;
     std::size_t index;
+    const Json* defaults;  // of the rowset; null if there are none
   };
 
   [[noreturn]] void Fail(const Scope& scope, const std::string& what) const {
@@ -92,19 +95,19 @@ class Loader {
     throw std::runtime_error("sample data, at " + place + ": " + what);
   }
 
-  const Json* OwnValue(const Scope& scope, std::string_view column) const {
-    if (scope.entry->is_string()) return column == scope.nameColumn ? scope.entry : nullptr;
-    const auto found = scope.entry->find(column);
-    return found == scope.entry->end() ? nullptr : &*found;
+  static const Json* Find(const Json* object, std::string_view key) {
+    if (!object) return nullptr;
+    const auto found = object->find(key);
+    return found == object->end() ? nullptr : &*found;
   }
 
-  const Json* Default(const Scope& scope, std::string_view column) const {
-    const auto defaults = m_file.find("defaults");
-    if (defaults == m_file.end()) return nullptr;
-    const auto rowset = defaults->find(scope.rowset);
-    if (rowset == defaults->end()) return nullptr;
-    const auto found = rowset->find(column);
-    return found == rowset->end() ? nullptr : &*found;
+  const Json* OwnValue(const Scope& scope, std::string_view column) const {
+    if (scope.entry->is_string()) return column == scope.nameColumn ? scope.entry : nullptr;
+    return Find(scope.entry, column);
+  }
+
+  const Json* DefaultsOf(std::string_view rowset) const {
+    return Find(Find(&m_file, "defaults"), rowset);
   }
 
   // The column's text in the row of the scope. Names are also searched in enclosing rows.
@@ -114,7 +117,7 @@ class Loader {
       if (own->is_null()) return std::nullopt;
       return ScalarText(*own);
     }
-    if (const Json* value = Default(scope, column)) {
+    if (const Json* value = Find(scope.defaults, column)) {
       if (!value->is_string()) return ScalarText(*value);
       return Fill(scope, value->get<std::string>(), depth);
     }
@@ -157,7 +160,7 @@ class Loader {
     for (const Column& column : rowset->columns) {
       if (column.only.value_or(m_kind) != m_kind) continue;
       const Json* own = OwnValue(scope, column.name);
-      if (!own) own = Default(scope, column.name);
+      if (!own) own = Find(scope.defaults, column.name);
       if (own && own->is_array() && column.repeated) {
         for (const Json& value : *own) row.cells.push_back({&column, ScalarText(value)});
         continue;
@@ -186,10 +189,11 @@ class Loader {
   void LoadList(const Scope& parent, std::string_view key) {
     if (!parent.entry->is_object() || !parent.entry->contains(key)) return;
     const ListKind& list = *std::ranges::find(kLists, key, &ListKind::key);
+    const Json* const defaults = DefaultsOf(list.rowset);
     std::size_t index = 0;
     for (const Json& written : parent.entry->at(std::string(key))) {
       const Json entry = WithShared(written);
-      const Scope scope{&entry, &parent, list.rowset, list.name, index++};
+      const Scope scope{&entry, &parent, list.rowset, list.name, index++, defaults};
       Row row = MakeRow(scope);
       PlanFaults(scope, list, row);
       m_source->rows[std::string(list.rowset)].push_back(std::move(row));
