@@ -61,15 +61,15 @@ class Loader {
     Metadata metadata;
     if (m_file.contains("properties")) {
       for (const Json& property : m_file["properties"]) {
-        Scope scope{&property, nullptr, "DISCOVER_PROPERTIES", "PropertyName", 0,
-                    DefaultsOf("DISCOVER_PROPERTIES")};
+        Scope scope{&property,      nullptr, "DISCOVER_PROPERTIES",
+                    "PropertyName", 0,       DefaultsOf("DISCOVER_PROPERTIES")};
         metadata.properties.push_back(MakeRow(scope));
       }
     }
     for (const Json& entry : m_file.at("sources")) {
       m_source = &metadata.sources.emplace_back();
-      Scope scope{&entry, nullptr, "DISCOVER_DATASOURCES", "DataSourceName", 0,
-                  DefaultsOf("DISCOVER_DATASOURCES")};
+      Scope scope{&entry,           nullptr, "DISCOVER_DATASOURCES",
+                  "DataSourceName", 0,       DefaultsOf("DISCOVER_DATASOURCES")};
       m_source->row = MakeRow(scope);
       LoadList(scope, "catalogs");
     }
