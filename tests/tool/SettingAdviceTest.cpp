@@ -104,8 +104,8 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
       {{},
        url(locked),
        {"use --user NAME, or set user" + owner,
-        "use --user NAME and --password-file FILE for another log-in, or set user and "
-        "password-command" +
+        "use --user NAME to log in; the password is asked for, or read from --password-file FILE, "
+        "or set user and password-command" +
             owner}},
       {{}, url(failing), {"note: the URL is that" + owner}},
       {{},
