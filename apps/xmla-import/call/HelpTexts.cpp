@@ -10,7 +10,7 @@ constexpr HelpText kCommandTexts[] = {
      "Reads the structure of OLAP cubes from an XML for Analysis (XMLA) service, and shows or "
      "saves it. Sends only Discover requests, never a query.",
      "xmla-import --sample analysis-services tree\n"
-     "xmla-import --url https://server/xmla --user ann import -o cubes.json --format json\n",
+     "xmla-import --url https://server/xmla --user ann import -o cubes.json\n",
      "One of --url, --server and --sample is required. [NAME] is the environment variable with the "
      "default "
      "of an option. Variables and files: see xmla-import help environment.\n"
