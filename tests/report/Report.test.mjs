@@ -134,7 +134,7 @@ test('the search finds parts of all kinds of names, and its results lead to them
       assert.ok(found.some(([each, name]) => each === kind && name.toLowerCase().includes(query.toLowerCase())), `${query}: ${JSON.stringify(found)}`);
     }
     await page.click('ul.matches li a');
-    assert.equal(await page.$eval('h1', heading => heading.textContent), 'Sales');
+    await page.waitForFunction(() => document.querySelector('h1').textContent === 'Sales');
     assert.equal(await page.evaluate(() => document.querySelector('details.hierarchy[open] summary') === document.activeElement), true);
     await page.$eval('#search', field => { field.value = ''; });
     await page.type('#search', 'no such name');
