@@ -44,6 +44,16 @@ bool Refuse(Connection& connection, int status) {
   return false;
 }
 
+/// False for what no request begins with, such as a TLS handshake: its sender may wait for a reply
+/// before it sends more.
+bool MayBeRequest(std::string_view received) {
+  if (received.empty()) return true;
+  constexpr unsigned char kFirst = 0x20;
+  constexpr unsigned char kLast = 0x7E;
+  const auto first = static_cast<unsigned char>(received.front());
+  return first == '\r' || first == '\n' || (kFirst <= first && first <= kLast);
+}
+
 }  // namespace
 
 std::string_view ReasonOf(int status) {
@@ -206,6 +216,7 @@ bool Server::Read(Connection& connection, std::string& received, Request& reques
   std::size_t end = 0;
   while ((end = received.find(kEnd)) == std::string::npos) {
     if (received.size() > kMaxHeadBytes) return Refuse(connection, 431);
+    if (!MayBeRequest(received)) return Refuse(connection, 400);
     if (!receive()) return false;
   }
   end += kEnd.size();

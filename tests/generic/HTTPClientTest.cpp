@@ -479,6 +479,7 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
       {L"http://h:70000/", "its port is above 65535"},
       {L"http://[::1]:65536/", "its port is above 65535"},
       {L"http://h:8o80/", "its port is not a number"},
+      {L"http://ann:a/b@h/", "its port is not a number; in a password, write / as %2F, "},
       {L"http://h:/", "the port is missing after the colon"},
       {L"http://[::1]:", "the port is missing after the colon"},
       {L"http://http://h/", "the port is missing after the colon"},

@@ -134,7 +134,7 @@ test('the search finds parts of all kinds of names, and its results lead to them
       assert.ok(found.some(([each, name]) => each === kind && name.toLowerCase().includes(query.toLowerCase())), `${query}: ${JSON.stringify(found)}`);
     }
     await page.click('ul.matches li a');
-    assert.equal(await page.$eval('h1', heading => heading.textContent), 'Sales');
+    await page.waitForFunction(() => document.querySelector('h1').textContent === 'Sales');
     assert.equal(await page.evaluate(() => document.querySelector('details.hierarchy[open] summary') === document.activeElement), true);
     await page.$eval('#search', field => { field.value = ''; });
     await page.type('#search', 'no such name');
@@ -170,6 +170,53 @@ test('no table breaks a word of a name that fits into its column, and none has a
       }
       await page.close();
     }
+  });
+});
+
+test('the box of the cube in a drawing is as wide as its name', async () => {
+  await withFolder(async folder => {
+    for (const kind of kinds) {
+      const page = await open(browser, await sampleReport(folder, kind));
+      for (const address of (await allAddresses(page)).filter(each => each.startsWith('#/cube/'))) {
+        await go(page, address);
+        const sizes = await page.$$eval('.centre', all => all.map(each =>
+          [...each.querySelectorAll('text')].map(text => text.getBBox().width).concat(each.querySelector('rect').getBBox().width)));
+        for (const [name, measures, box] of sizes) assert.ok(name < box && measures < box, `${address}: ${sizes}`);
+      }
+      await page.close();
+    }
+    const page = await open(browser, path.join(folder, 'sap-bw.html'), { address: '#/cube/default/ZVSALES/ZVSALES%2FZVSALES_Q001' });
+    assert.equal(await page.$eval('.centre text', each => each.textContent), 'ZVSALES/ZVSALES_Q001');
+    await page.close();
+  });
+});
+
+test('at a width of 1000 pixels, the table of cubes needs no scrolling, and no arrow is in a line of its own', async () => {
+  await withFolder(async folder => {
+    for (const kind of kinds) {
+      const page = await open(browser, await sampleReport(folder, kind), { width: 1000 });
+      assert.deepEqual(await page.$$eval('.scroll', all => all.filter(each => each.scrollWidth > each.clientWidth).map(each => each.ariaLabel)), [], kind);
+      const wrapped = await page.$$eval('thead button', all => all.filter(button => {
+        const text = document.createRange();
+        text.selectNodeContents(button.firstChild);
+        const [a, b] = [text, button.querySelector('.arrow')].map(each => each.getBoundingClientRect());
+        return Math.abs(a.left - b.left) > 3 && Math.abs(a.top - b.top) > 3;
+      }).map(button => button.textContent));
+      assert.deepEqual(wrapped, [], kind);
+      await page.close();
+    }
+  });
+});
+
+test('messages have their numbers', async () => {
+  const result = JSON.parse(await runTool(['--sample', 'sap-bw', '--format', 'json', 'import']));
+  const numbers = new Set(result.cubes.flatMap(cube => cube.warnings).map(line => /^\[\d+\] /.exec(line)[0]));
+  assert.ok(numbers.size > 1);
+  await withFolder(async folder => {
+    const page = await open(browser, await sampleReport(folder, 'sap-bw'), { address: '#/messages' });
+    const text = await page.$eval('main', main => main.textContent);
+    for (const each of numbers) assert.ok(text.includes(each), each);
+    await page.close();
   });
 });
 

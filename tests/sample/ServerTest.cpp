@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 #include <thread>
 
 #include "SampleClient.h"
+#include "loopback-server/Connection.h"
 
 namespace sample_test {
 namespace {
@@ -59,6 +61,22 @@ TEST(Server, RefusesInvalidOptions) {
   sample::Options latency;
   latency.latency = -1ms;
   EXPECT_THROW(sample::Provider{latency}, std::runtime_error);
+}
+
+/// The sender of such bytes, such as a client with https, may wait for a reply.
+TEST(Server, RefusesAtOnceWhatIsNoRequest) {
+  const sample::Provider provider;
+  for (const std::string_view bytes : {"\x16\x03\x01\x02", "\x05\x01", "\x80\x2E"}) {
+    loopback::Connection client(loopback::ConnectToLoopback(provider.Port()));
+    const timeval limit{10, 0};
+    setsockopt(client.Socket(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    client.Send(bytes);
+    std::string reply;
+    char buffer[256];
+    for (std::size_t got; (got = client.Receive(buffer, sizeof buffer)) > 0;)
+      reply.append(buffer, got);
+    EXPECT_THAT(reply, testing::StartsWith("HTTP/1.1 400 Bad Request\r\n")) << bytes;
+  }
 }
 
 TEST(Server, RecordsRequestsUnchanged) {

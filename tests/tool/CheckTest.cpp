@@ -225,6 +225,20 @@ TEST_F(CheckOfSample, FindsFailuresBeforeTheResponse) {
   }
 }
 
+TEST_F(CheckOfSample, ShowsAFailureOnceOnATerminal) {
+  for (const Stream out : {Stream::kTerminal, Stream::kPipe})
+    for (const Stream err : {Stream::kTerminal, Stream::kPipe}) {
+      Options options;
+      options.out = out;
+      options.err = err;
+      const Outcome outcome = RunTool({"--url", "http://127.0.0.1:1/xmla", "check"}, options);
+      EXPECT_EQ(outcome.status, 1);
+      EXPECT_THAT(outcome.out, HasSubstr("failed   connection"));
+      const bool isOneTerminal = out == Stream::kTerminal && err == Stream::kTerminal;
+      EXPECT_EQ(outcome.err.find("error: connection: ") == outcome.err.npos, isOneTerminal);
+    }
+}
+
 TEST_F(CheckOfSample, NamesTheSchemeOfTheLogIn) {
   sample::Options locked;
   locked.user = "ann";

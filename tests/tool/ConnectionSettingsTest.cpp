@@ -427,7 +427,7 @@ TEST_F(ConnectionSettings, AdviceNamesTheSourcesInUse) {
       {HTTPSetting::kUser, Joined(server, {"--user", "b"}), password,
        "user='a'\npassword-file='file'", own("--user", "XMLA_IMPORT_PASSWORD")},
       {HTTPSetting::kUser, url, password, "",
-       "use --user NAME and --password-file FILE for another log-in"},
+       "use --user NAME to log in; the password is asked for, or read from --password-file FILE"},
       {HTTPSetting::kToken,
        Joined(url, {"--token-file", "{folder}/file"}),
        {},

@@ -205,6 +205,18 @@ TEST_F(Credentials, RefusalErrorDoesNotShowThem) {
       RunTool({"--url", UrlWith(std::string("bob:") + kSecretInUrl), "--format", "json", "tree"}));
 }
 
+/// Their errors name the service.
+TEST_F(Credentials, AreInNoResultThatIsSentToOthers) {
+  const std::string url = UrlWith(std::string("bob:") + kSecretInUrl);
+  for (const char* const format : {"json", "ndjson", "csv", "markdown", "html"}) {
+    const Outcome outcome = RunTool({"--url", url, "import", "--format", format});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("401")) << format;
+    for (const char* const secret : {"s3cr", "bob"})
+      EXPECT_THAT(outcome.out, Not(HasSubstr(secret))) << format;
+  }
+}
+
 TEST_F(Credentials, AreNotInTheLog) {
   const support::TempDir logs;
   ExpectLetIn(RunTool({"--url", UrlWith(std::string("ann:") + kSecretInUrl), "--log",

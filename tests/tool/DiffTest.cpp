@@ -475,6 +475,27 @@ TEST_F(Diff, IncompleteSidesAreNamed) {
   EXPECT_THAT(outcome.err, HasSubstr("error: \"Unit\": [46100]"));
 }
 
+TEST_F(Diff, SaysIfNothingIsInCommon) {
+  ScriptedProvider::Script script = OneCube();
+  script.rows["MDSCHEMA_CUBES Lone"] = {{{"CUBE_NAME", "Other"}}};
+  const ScriptedProvider provider(OneCube());
+  const ScriptedProvider other(script);
+  for (const char* const command : {"import", "tree"}) {
+    const auto read = [&](const ScriptedProvider& each) {
+      return RunTool({"--url", each.Url(), "--format", "json", command}).out;
+    };
+    const std::string old = File("old.json", read(provider));
+    const std::string end = " have no cube in common; check that both are of the same server\n";
+    EXPECT_THAT(RunTool({"--url", other.Url(), "diff", old}).err,
+                HasSubstr("warning: \"" + old + "\" and the service" + end));
+    EXPECT_THAT(RunTool({"diff", old, File("new.json", read(other))}).err, HasSubstr(end));
+    EXPECT_THAT(RunTool({"--url", provider.Url(), "diff", old}).err, Not(HasSubstr(end)));
+  }
+  Json nothing = SampleImport();
+  nothing["cubes"] = Json::array();
+  EXPECT_THAT(Compare(SampleImport(), nothing).err, Not(HasSubstr("in common")));
+}
+
 TEST_F(Diff, CountsWhatItCompared) {
   nlohmann::json document = SampleImport();
   document["cubes"].erase(document["cubes"].begin() + 1, document["cubes"].end());

@@ -104,8 +104,8 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
       {{},
        url(locked),
        {"use --user NAME, or set user" + owner,
-        "use --user NAME and --password-file FILE for another log-in, or set user and "
-        "password-command" +
+        "use --user NAME to log in; the password is asked for, or read from --password-file FILE, "
+        "or set user and password-command" +
             owner}},
       {{}, url(failing), {"note: the URL is that" + owner}},
       {{},
@@ -118,6 +118,14 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
        "url='http://h/'",
        {"error: " + password + ", or set password-command or password-file" + owner + "; see"}},
       {{"--user", "a"}, "url='http://h/'\nuser='other'", {"error: " + password + "; see"}},
+      {{"--user", "a"},
+       "url='http://h/'\nuser='other'\npassword-file='x'",
+       {"no terminal to ask for it; password-file of server \"s\" (\"" + file +
+        "\", line 5) is only for user \"other\"; use --password-file FILE"}},
+      {{"--user", "a"},
+       "url='http://h/'\nuser='other'\npassword-command=['x']",
+       {"no terminal to ask for it; password-command of server \"s\" (\"" + file +
+        "\", line 5) is only for user \"other\"; use --password-file FILE"}},
       {{}, "url='http://h/'\npassword-file='x'", {begin + "password-file" + withoutUser}},
       {{}, "url='http://h/'\npassword-command=['x']", {begin + "password-command" + withoutUser}},
   };

@@ -35,6 +35,7 @@ std::vector<ReadTable> ReadTables(const std::string& format, const std::string& 
     table.name = each["name"].get<std::vector<std::string>>();
     table.frozen = each.value("frozen", "");
     table.filter = each.value("filter", "");
+    table.hidden = each.value("hidden", std::vector<std::string>());
     for (const Json& row : each["rows"]) {
       if (table.headings.empty())
         table.headings = row.get<std::vector<std::string>>();

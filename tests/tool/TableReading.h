@@ -13,6 +13,7 @@ struct ReadTable {
   std::vector<std::string> headings;
   std::vector<std::vector<Json>> rows;  ///< without the headings
   std::string frozen, filter;           ///< of a sheet
+  std::vector<std::string> hidden;      ///< headings of hidden columns of a sheet
 };
 
 /// True if the programs are installed. If not, the test must skip itself, or fails if all tests are

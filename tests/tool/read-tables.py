@@ -2,8 +2,8 @@
 """Reads the tables of a csv, xlsx or markdown file with programs that know nothing about the tool.
 
 Prints a JSON list of tables: {"name": [HEADING, ...], "rows": [[CELL, ...], ...]}. The name of a table in Markdown is
-the path of its headings. Cells are texts, of a workbook also numbers. For a workbook, each table has its frozen cell and
-filter, too, and a cell that is not plain is an object.
+the path of its headings. Cells are texts, of a workbook also numbers. For a workbook, each table has its frozen cell,
+filter and the headings of hidden columns, too, and a cell that is not plain is an object.
 """
 import csv
 import html.parser
@@ -37,6 +37,7 @@ def read_xlsx(file):
             "rows": [[plain(cell) for cell in row] for row in sheet.iter_rows()],
             "frozen": sheet.freeze_panes,
             "filter": sheet.auto_filter.ref,
+            "hidden": [cell.value for cell in sheet[1] if sheet.column_dimensions[cell.column_letter].hidden],
         }
         for sheet in book
     ]

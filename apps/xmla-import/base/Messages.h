@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Utility/Generic/MessageNumbers.h"
+
 /// Errors and warnings of the library and of the tool, one line each.
 struct Messages {
   std::vector<std::string> errors;
@@ -20,6 +22,11 @@ inline constexpr const char* kFaultDetail = "the server says: ";
 /// True for a line that completes the error before it.
 inline bool CompletesAnError(const std::string& line) {
   return line.starts_with(kFailedRequest) || line.starts_with(kFaultDetail);
+}
+
+/// True for a warning that servers cause in almost every cube, and that needs no action: a note.
+inline bool NeedsNoAction(const std::string& warning) {
+  return warning.starts_with("[" + std::to_string(kMessageMeasuresHierarchy) + "] ");
 }
 
 /// Moves the lines of `more` to the end of `messages`.

@@ -10,6 +10,7 @@ namespace {
 using Status = CheckStep::Status;
 
 constexpr int kFewDays = 30;
+constexpr int kFirstRedirect = 300;  // statuses below mean success
 
 CheckStep Ok(std::string found) { return {.name = {}, .found = std::move(found)}; }
 
@@ -62,10 +63,14 @@ std::string WhyThisScheme(const std::string& scheme, const Connection& connectio
 CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
   const HTTPConnectionDetails& details = info.connection;
   const std::string scheme = Utf8(details.usedScheme);
-  if (scheme.empty())
-    return Ok(connection.user.empty()
-                  ? "the server did not ask for one"
-                  : "the server did not ask for one; the password was not sent");
+  if (scheme.empty()) {
+    CheckStep step = Ok("the server did not ask for one");
+    // Another URL of the server may require one.
+    if (info.status >= kFirstRedirect)
+      step.found += fmt::format(" before it answered with status {}", info.status);
+    if (!connection.user.empty()) step.found += "; the password was not sent";
+    return step;
+  }
   CheckStep step = Ok(scheme + " with " + WhyThisScheme(scheme, connection));
   if (!details.offeredSchemes.empty())
     step.found += ", the strongest allowed one of those that the server offers: " +

@@ -31,6 +31,16 @@ void WarnIfIncomplete(const Document& document, Messages& messages) {
       ": parts that are missing because of an error are shown as removed or added");
 }
 
+/// The documents may be of different servers.
+void WarnIfNothingInCommon(const Document& before, const Document& after, DiffResult& result) {
+  const auto cubes = std::ranges::find(result.comparison.compared, "cube", &ComparedRecords::kind);
+  if (cubes->count == 0 && result.Count(ChangeClass::kBreaking) > 0 &&
+      result.Count(ChangeClass::kAddition) > 0)
+    result.messages.warnings.push_back(before.shown + " and " + after.shown +
+                                       " have no cube in common; check that both are of the same "
+                                       "server");
+}
+
 /// The errors that happened while the service was read, each with its cube.
 void AddErrorsOf(const Document& document, Messages& messages) {
   const Json& content = *document.content;
@@ -53,6 +63,7 @@ ExitStatus CompareDocuments(const Document& before, const Document& after,
   result.after = after.name;
   result.document = KindName(before.kind);
   result.comparison = Compare(before, after);
+  WarnIfNothingInCommon(before, after, result);
   if (IsIncomplete(after)) return ExitStatus::kPartly;
   const bool onlyBreaking = arguments.failOn == kOnlyBreaking;
   const std::size_t failures =

@@ -276,10 +276,19 @@ class LogInChoice {
       password = TextOfSecret(std::move(*typed), "the password");
     else  // an empty password on every run would lock the account
       throw UsageError(BeginOfUser() + "user " + ShownUser(user) +
-                       " needs a password, and there is no terminal to ask for it; " +
+                       " needs a password, and there is no terminal to ask for it" +
+                       WhyNotOfServer() + "; " +
                        Advice(BeginOfUser(), "use --password-file FILE (or XMLA_IMPORT_PASSWORD)",
                               IsUserOfServer() ? "password-command or password-file" : nullptr) +
                        kSeeLogIn);
+  }
+
+  /// Why a password of the server file is not used.
+  std::string WhyNotOfServer() const {
+    if (IsUserOfServer() || (!m_passwordFile && !m_passwordCommand)) return {};
+    const std::string own = m_passwordFile ? m_passwordFile.Origin() : m_passwordCommand.Origin();
+    return "; " + own + " is only for user " +
+           Listed({m_sources.FindIn(Source::kServerFile, &Arguments::user).value});
   }
 
   /// Hides what may be a password behind a colon.

@@ -60,7 +60,7 @@ void Operation::OnExchange(const HTTPExchangeInfo& info, RequestObserver& observ
   m_faultDetails.clear();
   m_subject = info.subject;
   m_isUnreachable = info.isUnreachable;
-  m_wasReceived = info.ok;
+  m_wasReceived = info.ok || !info.reply.empty();
   m_observer = &observer;
 }
 

@@ -52,7 +52,7 @@ class Operation {
 
   String m_subject;
   bool m_isUnreachable = false;
-  bool m_wasReceived = false;  ///< the last exchange was successful
+  bool m_wasReceived = false;  ///< the last exchange has a reply, which may be a fault
   RequestObserver* m_observer = nullptr;
   std::size_t m_recorded = 0;          ///< length of the warnings that m_parts covers
   std::vector<String> m_faultDetails;  ///< of the last exchange

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "Utility/Generic/MessageNumbers.h"
-
 namespace {
 
 constexpr std::size_t kMaxKinds = 1000;
@@ -40,10 +38,6 @@ std::string WithoutObject(const std::string& line) {
 }
 
 }  // namespace
-
-bool NeedsNoAction(const std::string& warning) {
-  return warning.starts_with("[" + std::to_string(kMessageMeasuresHierarchy) + "] ");
-}
 
 MessageSummary::Kind* MessageSummary::Add(List& list, const std::string& key,
                                           const std::string& cube,

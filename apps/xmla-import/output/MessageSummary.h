@@ -15,9 +15,6 @@ enum class ShownWarnings {
   kNone,
 };
 
-/// True for a warning that servers cause in almost every cube, and that needs no action.
-bool NeedsNoAction(const std::string& warning);
-
 /// Combines messages of many cubes into few lines: one for each error text, and one for each kind
 /// of warning. A kind is a catalogue number, or a text without number.
 class MessageSummary {

@@ -1,6 +1,7 @@
 #include "output/Report.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <variant>
 #include <vector>
@@ -39,6 +40,8 @@ bool Report::Take(const CubeResult& cube) {
 }
 
 void Report::BeginSteps(const CheckResult& result) {
+  // On one terminal, the errors would repeat the steps.
+  m_showsErrors = !m_output.IsTerminal() || isatty(STDERR_FILENO) == 0;
   m_form->BeginSteps(result);
   m_hasBegun = true;
 }
@@ -82,6 +85,8 @@ void Report::AddWarnings(const std::string& cube, const Messages& messages, std:
 }
 
 void Report::AddErrors(const std::string& cube, const Messages& messages) {
+  // An interruption hides steps.
+  if (!m_showsErrors && !Interrupt::Happened()) return;
   if (m_warnings != ShownWarnings::kAll) return m_summary.AddErrors(cube, messages.errors);
   for (const std::string& line : messages.errors)
     m_progress.ShowMessage(CompletesAnError(line) ? "note" : "error",

@@ -62,6 +62,7 @@ class Report : public ResultReceiver, private TextSink {
   const std::unique_ptr<Form> m_form;
   bool m_hasBegun = false;
   bool m_hasShown = false;
+  bool m_showsErrors = true;         ///< on standard error
   std::size_t m_addedWarnings = 0;   ///< of the whole result
   std::size_t m_hiddenWarnings = 0;  ///< after an interruption
 };

@@ -48,7 +48,7 @@ using Row = std::vector<NamedCell>;
 /// How enumerators are written.
 enum class Values {
   kNames,  ///< the enumerator's name; for a value without a name, its number
-  kWords,  ///< for people
+  kWords,  ///< for people; an unknown number is an empty cell
 };
 
 /// True for a member that the import never sets. It has the same value in every result, so tables
@@ -83,7 +83,9 @@ Cell CellOf(const Type& member, Values values) {
   if constexpr (std::is_enum_v<Type>)
     return EnumText(member, values);
   else if constexpr (std::is_integral_v<Type>)
-    return static_cast<long long>(member);
+    return values == Values::kWords && static_cast<long long>(member) == -1
+               ? Cell(std::string())
+               : Cell(static_cast<long long>(member));
   else if constexpr (std::is_same_v<Type, String>)
     return &member;
   else
@@ -97,6 +99,9 @@ void AppendCells(const Record& record, Values values, Row& row) {
     using Type = std::remove_cvref_t<decltype(member)>;
     if constexpr (kIsCell<Type>)
       if (!IsConstant(key)) row.push_back({key, CellOf(member, values)});
+    if constexpr (std::is_same_v<Record, OTXMLAUnit>)
+      if (values == Values::kWords && key == "precision" && IsPrecisionUnknown(record))
+        row.back().cell = std::string();
   });
 }
 

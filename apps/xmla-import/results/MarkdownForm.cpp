@@ -167,7 +167,7 @@ class MarkdownForm : public CubesForm {
         for (const NamedCell& each : row) keys.push_back(each.key);
       isShown.resize(keys.size(), table.keepsEmpty);
       for (std::size_t i = 0; i < row.size(); ++i)
-        isShown[i] = isShown[i] || !(row[i].cell.IsEmpty() || IsUnknown(row[i].cell));
+        isShown[i] = isShown[i] || !row[i].cell.IsEmpty();
       return true;
     });
     if (keys.empty()) return;
@@ -205,11 +205,7 @@ class MarkdownForm : public CubesForm {
     Text().EndLine();
   }
 
-  /// Servers send -1 for an unknown number.
-  static bool IsUnknown(const Cell& cell) { return cell.IsNumber() && cell.Number() == -1; }
-
   void PutCell(const Cell& cell) {
-    if (IsUnknown(cell)) return;
     if (cell.IsNumber())
       Text().Append(std::to_string(cell.Number()));
     else

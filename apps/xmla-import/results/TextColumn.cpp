@@ -16,6 +16,11 @@ bool IsText(VXDataType type) {
 
 }  // namespace
 
+bool IsPrecisionUnknown(const OTXMLAUnit& unit) {
+  return unit.m_precision == kUnknown ||
+         (unit.m_scale == kUnknown && unit.m_precision == kUnknownPrecision);
+}
+
 std::string TypeName(VXDataType type) {
   std::string_view name = EnumName(type);
   if (name.empty()) return "code " + std::to_string(static_cast<int>(type));
@@ -27,8 +32,7 @@ std::string TypeName(VXDataType type) {
 std::string TextColumn(const OTXMLAUnit& unit) {
   std::string type = TypeName(unit.m_type);
   const bool isScaleUnknown = unit.m_scale == kUnknown;
-  const bool isPrecisionUnknown =
-      unit.m_precision == kUnknown || (isScaleUnknown && unit.m_precision == kUnknownPrecision);
+  const bool isPrecisionUnknown = IsPrecisionUnknown(unit);
   const bool isDefault = unit.m_precision == OTXMLAUnit::kDefaultColumnLength;
   // A type without precision needs no word about its scale.
   if (isPrecisionUnknown && (isScaleUnknown || unit.m_scale == 0)) return type + "(?)";

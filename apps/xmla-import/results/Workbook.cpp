@@ -218,6 +218,7 @@ class Workbook::Book {
     lxw_worksheet* sheet = nullptr;
     std::size_t rows = 0;  ///< of the current part, with the headings
     std::vector<double> widths;
+    std::vector<bool> hasValue;  ///< of the current part, by column
     std::string PartName() const { return part == 1 ? name : name + ' ' + std::to_string(part); }
   };
 
@@ -235,6 +236,7 @@ class Workbook::Book {
     if (!sheet.sheet) Fail("the sheet " + sheet.PartName() + " cannot be added");
     worksheet_freeze_panes(sheet.sheet, 1, 0);
     sheet.widths.assign(sheet.keys.size(), kMinWidth);
+    sheet.hasValue.assign(sheet.keys.size(), false);
     for (std::size_t i = 0; i < sheet.keys.size(); ++i) {
       const std::string heading = Heading(sheet.keys[i]);
       Check(worksheet_write_string(sheet.sheet, 0, static_cast<lxw_col_t>(i), heading.c_str(),
@@ -249,8 +251,12 @@ class Workbook::Book {
     const auto columns = static_cast<lxw_col_t>(sheet.keys.size());
     Check(worksheet_autofilter(sheet.sheet, 0, 0, static_cast<lxw_row_t>(sheet.rows - 1),
                                static_cast<lxw_col_t>(columns - 1)));
-    for (lxw_col_t i = 0; i < columns; ++i)
-      Check(worksheet_set_column(sheet.sheet, i, i, sheet.widths[i], nullptr));
+    for (lxw_col_t i = 0; i < columns; ++i) {
+      // Rows are written as they come, so a column cannot be left out at the end.
+      lxw_row_col_options options{};
+      options.hidden = !sheet.hasValue[i] && IsOfOneKind(sheet.keys[i]);
+      Check(worksheet_set_column_opt(sheet.sheet, i, i, sheet.widths[i], nullptr, &options));
+    }
   }
 
   static void Widen(Sheet& sheet, std::size_t column, std::size_t characters) {
@@ -259,7 +265,11 @@ class Workbook::Book {
     sheet.widths[column] = std::clamp(wanted, sheet.widths[column], kMaxWidth);
   }
 
+  /// True for a column that only one kind of server fills.
+  static bool IsOfOneKind(std::string_view key) { return key.starts_with("tamarind"); }
+
   void PutCell(Sheet& sheet, std::size_t column, const Cell& cell) {
+    if (!cell.IsEmpty()) sheet.hasValue[column] = true;
     const auto row = static_cast<lxw_row_t>(sheet.rows);
     const auto place = static_cast<lxw_col_t>(column);
     if (cell.IsNumber())

@@ -11,7 +11,8 @@
 
 /// A workbook for spreadsheets (Office Open XML). Texts are text cells, never formulas or links;
 /// numbers are numbers. The first row of a sheet has the headings, with a filter, and stays
-/// visible. The same calls give the same bytes.
+/// visible. A column that only one kind of server fills is hidden if it is empty. The same calls
+/// give the same bytes.
 ///
 /// At most one object per process at a time. The workbook is in memory until it is finished,
 /// because the library that writes it does not report every write error of a temporary file.

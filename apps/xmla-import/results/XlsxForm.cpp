@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -57,8 +58,10 @@ class XlsxForm : public CubesForm {
       });
       summary.push_back({"", count});
     }
-    for (const auto* const lines : {&cube.messages.errors, &cube.messages.warnings})
-      summary.push_back({"", static_cast<long long>(lines->size())});
+    const auto& [errors, warnings, _] = cube.messages;
+    summary.push_back({"", static_cast<long long>(errors.size())});
+    summary.push_back({"", static_cast<long long>(warnings.size()) -
+                               std::ranges::count_if(warnings, &NeedsNoAction)});
     m_book.AddRow(m_cubes, summary);
     AddMessages(cube.messages, &cube);
   }
@@ -105,7 +108,8 @@ class XlsxForm : public CubesForm {
   }
   void AddMessages(const Messages& messages, const CubeResult* cube) {
     for (const std::string& line : messages.errors) AddMessage("error", cube, line);
-    for (const std::string& line : messages.warnings) AddMessage("warning", cube, line);
+    for (const std::string& line : messages.warnings)
+      AddMessage(NeedsNoAction(line) ? "note" : "warning", cube, line);
   }
   void AddMessage(const char* kind, const CubeResult* cube, const std::string& text) {
     const CubeResult none;

@@ -7,8 +7,11 @@ const labelLength = 26; // characters
 function drawing(cube) {
   const places = [];
   const count = cube.dimensions.reduce((sum, { hierarchies }) => sum + hierarchies.length + 0.5, 0);
-  const outer = Math.max(240, (count * 17) / (2 * Math.PI));
-  const inner = Math.max(155, outer * 0.62);
+  const name = shortened(cube.cube || "cube", labelLength);
+  const box = Math.max(88, widthOf(name) + 16);
+  const nearest = box / 2 + 111; // leaves room for the names of dimensions
+  const outer = Math.max(nearest + 85, (count * 17) / (2 * Math.PI));
+  const inner = Math.max(nearest, outer * 0.62);
   let turn = 0;
   for (const dimension of cube.dimensions) {
     const width = dimension.hierarchies.length + 0.5;
@@ -43,11 +46,18 @@ function drawing(cube) {
     make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" },
       makeSVG("svg", { viewBox: `${-size} ${-size} ${2 * size} ${2 * size}`, role: "img", "aria-label": text },
         lines, nodes, makeSVG("g", { class: "centre" },
-          makeSVG("rect", { x: -44, y: -30, width: 88, height: 60, rx: 8 }),
-          makeSVG("text", { y: -4 }, shortened(cube.cube || "cube", 12)),
+          makeSVG("rect", { x: -box / 2, y: -30, width: box, height: 60, rx: 8 }),
+          makeSVG("text", { y: -4 }, name),
           makeSVG("text", { y: 14, class: "small" }, counted(cube.counts.measures, "measure", "measures"))))),
     make("figcaption", {}, "Centre: the cube. Squares: dimensions. Circles: hierarchies, larger with more levels; filled if " +
       "balanced, hollow if ragged, unbalanced or of unknown structure. A click on a hierarchy leads to it."));
+
+  /** Of a text in the centre, see report.css. */
+  function widthOf(text) {
+    const context = make("canvas").getContext("2d");
+    context.font = "bold 12px system-ui, sans-serif";
+    return Math.ceil(context.measureText(text).width);
+  }
 
   function angleAt(part) {
     return 2 * Math.PI * part - Math.PI / 2;

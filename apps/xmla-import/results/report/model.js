@@ -120,7 +120,7 @@ function messageGroups(key) {
     const found = /^\[(\d+)\]/.exec(text);
     const title = (found && messageKinds[found[1]]) || "Other messages";
     if (!groups.has(title)) groups.set(title, { title, lines: [] });
-    groups.get(title).lines.push({ text: text.replace(/^\[\d+\] /, ""), cube });
+    groups.get(title).lines.push({ text, cube });
   };
   for (const text of model[key]) add(text, null);
   for (const cube of model.cubes) for (const text of cube[key]) add(text, cube);

@@ -168,7 +168,10 @@ String AuthorityProblem(const String& url) {
     return L"the port is missing after the colon; write http://host:port/path, with http:// only "
            L"once";
   if (digits.find_first_not_of(L"0123456789") != std::wstring_view::npos)
-    return L"its port is not a number; write http://host:port/path";
+    return text.find(L'@', authority.end) == std::wstring_view::npos
+               ? L"its port is not a number; write http://host:port/path"
+               : L"its port is not a number; in a password, write / as %2F, ? as %3F and # as %23, "
+                 L"or leave it out of the URL";
   if (BaseStringUtil::UIntFrom(String(digits)) > 65535)
     return L"its port is above 65535, the highest one";
   return L"";
