@@ -126,7 +126,7 @@ struct HTTPClientOptions {
 
   /// Reads ahead: requests that an import operation will need are sent before it asks for them,
   /// over additional connections. Only the time changes. Null: one request at a time. See
-  /// HTTPReadAhead.h and docs/read-ahead.md.
+  /// HTTPReadAhead.h and read-ahead.md.
   std::shared_ptr<HTTPRequestBudget> requestBudget;
 
   /// What to do if the service requires a log-in and no user is given. Part of the error text.
