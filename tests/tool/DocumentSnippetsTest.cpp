@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -93,6 +94,22 @@ TEST(DocumentSnippets, ExamplesInHeadersCompile) {
   EXPECT_GE(files.size(), 4U);
   const support::ChildResult built = Compile(files);
   EXPECT_EQ(built.exitStatus, 0) << built.err;
+}
+
+TEST(PublicHeaders, AskForTheirVersionOfTheLanguage) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "host.cpp";
+  for (const char* const header :
+       {"Import/OTXMLAImportEntry.h", "Utility/Generic/ImportSettings.h",
+        "Utility/Generic/ErrorMessage.h", "Utility/Generic/VXExecutionState.h"}) {
+    std::ofstream(file) << "#include \"" << header << "\"\n";
+    EXPECT_EQ(Compile({file}).exitStatus, 0) << header;
+    const std::string errors = Compile({"-std=c++17", file}).err;
+    const std::string first = errors.substr(std::min(errors.find("error: "), errors.size()));
+    EXPECT_NE(first.substr(0, first.find('\n')).find("need C++20: use -std=c++20"), first.npos)
+        << header << ":\n"
+        << errors;
+  }
 }
 
 }  // namespace
