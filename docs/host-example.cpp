@@ -1,7 +1,7 @@
 // A small host: loads the import library, detects the kind of the server, and lists the hierarchies
 // and measures of its first cube. With the library installed, CMakeLists.txt beside this file
-// builds it. Without, in any folder, with PROJECT as the path of this project, in which ./demo has
-// built the libraries:
+// builds it. Without, in any folder, with PROJECT as the path of the source tree, in which ./demo
+// has built the libraries:
 //
 // clang-format off
 //   g++ -std=c++20 -I $PROJECT/server/include host-example.cpp -L $PROJECT/build/lib -lxmlahost -ldl -o host-example

@@ -1,4 +1,5 @@
-// Every call of the tool in the documents can be parsed, and runs against the sample provider.
+// Every call in the documents runs: those of the tool, which can also be parsed, against the sample
+// provider; those of the sample provider until it serves.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include "call/Arguments.h"
 #include "results/Formats.h"
 #include "support/Certificate.h"
+#include "support/ChildProcess.h"
 #include "support/TempDir.h"
 #include "tool/ProjectDocuments.h"
 #include "tool/ToolProcess.h"
@@ -49,9 +51,10 @@ std::vector<std::string> WordsOfCall(const std::string& command) {
 std::vector<std::string> CallsIn(std::string text) {
   text = std::regex_replace(text, std::regex("\\\\\n +"), "");  // continued lines
   std::vector<std::string> code;
-  const std::regex line("(?:^|\n)(?: {4}(?:\\$ )?|\\$ )?((?:build/bin/)?xmla-import [^\n]*)");
+  const std::regex line(
+      "(?:^|\n)(?: {4}(?:\\$ )?|\\$ )?((?:xmla-import|xmla-sample-provider) [^\n]*)");
   // A command alone is a name in a sentence, not a call.
-  const std::regex span("`(?:build/bin/)?(xmla-import (?![a-z]+`)[^`]+)`");
+  const std::regex span("`((?:xmla-import|xmla-sample-provider) (?![a-z]+`)[^`]+)`");
   for (const std::regex& pattern : {line, span})
     for (std::sregex_iterator each(text.begin(), text.end(), pattern), end; each != end; ++each)
       code.push_back((*each)[1]);
@@ -59,20 +62,27 @@ std::vector<std::string> CallsIn(std::string text) {
   for (std::string& call : code) {
     std::ranges::replace(call, '\n', ' ');
     call = std::regex_replace(call, std::regex("(\\)| [|&>]| [0-9]>|;( |$)).*$"), "");
-    // Words in capitals stand for others. Square brackets enclose what may be left out.
-    for (const auto& [name, example] : std::map<std::string, std::string>{
-             {"COMMAND", "tree"}, {"TOPIC", "formats"}, {"SHELL", "bash"}, {"N", "4"}})
+    // Words in capitals or in square brackets stand for others.
+    for (const auto& [name, example] :
+         std::map<std::string, std::string>{{"COMMAND", "tree"},
+                                            {"TOPIC", "formats"},
+                                            {"SHELL", "bash"},
+                                            {"N", "4"},
+                                            {"\\[options\\]", "--sample tamarind"},
+                                            {"\\[command options\\]", "--quiet"}})
       call = std::regex_replace(call, std::regex(" " + name + "(?= |$)"), " " + example);
-    if (call.find('[') == call.npos && call.starts_with("xmla-import ")) calls.push_back(call);
-    if (call.starts_with("build/bin/")) calls.push_back(call.substr(sizeof "build/bin/" - 1));
+    calls.push_back(call);
   }
   return calls;
 }
+
+bool IsCallOfTool(const std::string& call) { return call.starts_with("xmla-import "); }
 
 TEST(Documents, CallsAreValid) {
   int count = 0;
   for (const fs::path& document : Documents())
     for (const std::string& call : CallsIn(support::ReadFile(document))) {
+      if (!IsCallOfTool(call)) continue;
       ++count;
       const std::vector<std::string> words = WordsOfCall(call);
       std::vector<const char*> argv;
@@ -146,6 +156,23 @@ class DocumentCalls : public testing::Test {
     return RunTool(words, m_options);
   }
 
+  /// Starts the sample provider, waits for its first address, and ends it. The status is 0 if it
+  /// then ends well.
+  static Outcome RunProvider(std::vector<std::string> words) {
+    constexpr const char* kScript = R"x(
+      coproc provider { exec "$0" "$@"; }
+      pid=$provider_PID
+      read -r -t 30 address <&"${provider[0]}" && [[ $address == http://127.0.0.1:* ]] || exit 1
+      kill "$pid" && wait "$pid")x";
+    words.front() = SAMPLE_PROVIDER;
+    words.insert(words.begin(), {"-c", kScript});
+    const support::ChildResult result = support::RunChild("/bin/bash", words);
+    Outcome outcome;
+    outcome.status = result.exitStatus;
+    outcome.err = result.err;
+    return outcome;
+  }
+
   const support::TempDir m_folder;
   const sample::Provider m_provider;
   Options m_options;
@@ -155,6 +182,7 @@ TEST_F(DocumentCalls, Run) {
   for (const char* const document : {"last-week.json", "today.json"})
     ASSERT_EQ(Run({"xmla-import", "--server", "sales", "import", "-o", document}).status, 0);
   int count = 0;
+  int countOfProvider = 0;
   std::set<const Exception*> used;
   for (const fs::path& document : Documents())
     for (const std::string& call : CallsIn(support::ReadFile(document))) {
@@ -164,11 +192,13 @@ TEST_F(DocumentCalls, Run) {
       if (isException) used.insert(exception);
       const int expected = isException ? exception->status : 0;
       if (expected == kNotRun) continue;
-      ++count;
-      const Outcome outcome = Run(WordsOfCall(call));
+      ++(IsCallOfTool(call) ? count : countOfProvider);
+      const std::vector<std::string> words = WordsOfCall(call);
+      const Outcome outcome = IsCallOfTool(call) ? Run(words) : RunProvider(words);
       EXPECT_EQ(outcome.status, expected) << document << ": " << call << "\n" << outcome.err;
     }
   EXPECT_GE(count, 45);
+  EXPECT_GE(countOfProvider, 2);
   // An exception that nothing needs any more is removed.
   for (const Exception& each : kExceptions)
     EXPECT_TRUE(used.contains(&each)) << each.part << ": " << each.reason;

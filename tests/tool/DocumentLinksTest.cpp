@@ -1,4 +1,5 @@
-// Every relative link in the documents leads somewhere, and every document can be reached.
+// Every relative link in the documents leads somewhere, every other link to one of a few hosts, and
+// every document can be reached.
 
 #include <gtest/gtest.h>
 
@@ -16,17 +17,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Without the code in it, in which brackets are no links.
+/// Without the code in it, in which brackets and addresses are no links. A piece of code in a
+/// sentence can go on in the next line.
 std::string WithoutCode(const std::string& text) {
   std::string kept;
   std::istringstream lines(text);
   bool isCode = false;
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with("```")) isCode = !isCode;
-    if (!isCode && !line.starts_with("    "))
-      kept += std::regex_replace(line, std::regex("`[^`]*`"), "code") + '\n';
+    if (!isCode && !line.starts_with("    ")) kept += line + '\n';
   }
-  return kept;
+  return std::regex_replace(kept, std::regex("`[^`\n]*(\n[^`\n]+)?`"), "code");
 }
 
 /// The anchors that forges give to the headings of a document.
@@ -67,6 +68,29 @@ TEST(Documents, LinksLeadSomewhere) {
     }
   }
   EXPECT_GE(count, 50);
+}
+
+/// The hosts of all links to other places. Nothing is fetched: a test must not need the network.
+constexpr const char* kHosts[] = {"duckdb.org", "keepachangelog.com", "semver.org"};
+
+TEST(Documents, ExternalLinksLeadToKnownHosts) {
+  std::set<std::string> used;
+  const std::regex link("[A-Za-z]*:/+[^\\s)>\"]*");
+  const std::regex valid("https://([a-z0-9.-]+)(/[A-Za-z0-9._~/#-]*)?");
+  for (const fs::path& document : Documents()) {
+    const std::string text = WithoutCode(support::ReadFile(document));
+    for (std::sregex_iterator each(text.begin(), text.end(), link), end; each != end; ++each) {
+      const std::string target = each->str();
+      std::smatch parts;
+      EXPECT_TRUE(std::regex_match(target, parts, valid)) << document << ": " << target;
+      const std::string host = parts.size() > 1 ? parts[1].str() : "";
+      EXPECT_TRUE(std::ranges::count(kHosts, host) > 0)
+          << document << ": " << target << ": correct the host, or add it to kHosts";
+      used.insert(host);
+    }
+  }
+  for (const std::string host : kHosts)
+    EXPECT_TRUE(used.contains(host)) << host << " has no link; remove it from kHosts";
 }
 
 /// A new document is found from the README, directly or through others.

@@ -47,6 +47,28 @@
 ///
 /// Fork: a child process can create its own objects. It may delete inherited objects that no thread
 /// used at the time of the fork, but not use them otherwise.
+///
+/// Reads the hierarchies of each cube:
+/// \code
+/// #include <vector>
+///
+/// #include "Import/OTXMLAImportAPI.h"
+///
+/// void ReadAll(OTXMLAImportAPI& import, const String& url, const String& user,
+///              const String& password, ServerInfo::TargetType kind, String& errors,
+///              String& warnings) {
+///   import.SetupConnInfo(url, user, password, kind, ServerInfo::kCLIXMLA);
+///   std::vector<OTDataSource> tree;
+///   import.GetDataSourceInfo(tree, errors, warnings);
+///   for (const OTDataSource& source : tree)
+///     for (const OTCatalog& catalog : source.m_catalogs)
+///       for (const OTCube& cube : catalog.m_cubes) {
+///         import.SetImportChoiceInfo(source.m_dataSourceName, catalog.m_catalogName, cube.first);
+///         std::vector<OTXMLAHierarchy> hierarchies;
+///         import.GetHierarchies(hierarchies, errors, warnings);
+///       }
+/// }
+/// \endcode
 class OTXMLAImportAPI {
  public:
   /// Pairs of name and value.

@@ -17,6 +17,23 @@ extern "C" {
 
 /// Creates an import object. The caller must `delete` it before the library is unloaded. Throws
 /// std::bad_alloc.
+///
+/// \code
+/// #include <dlfcn.h>
+///
+/// #include <stdexcept>
+///
+/// #include "Import/OTXMLAImportEntry.h"
+///
+/// // XMLA_IMPORT_LIBRARY is the file of the import library, see host.md. It stays loaded.
+/// OTXMLAImportAPI* NewImport() {
+///   void* const library = dlopen(XMLA_IMPORT_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+///   if (!library) throw std::runtime_error(dlerror());
+///   void* const create = dlsym(library, "OTXMLACreateImport");
+///   if (!create) throw std::runtime_error(dlerror());
+///   return reinterpret_cast<OTXMLACreateImportFunction*>(create)();
+/// }
+/// \endcode
 XMLAHOST_API OTXMLAImportAPI* OTXMLACreateImport();
 
 /// Reads the name and version of a provider (DISCOVER_PROPERTIES). If that gives no name or a SOAP

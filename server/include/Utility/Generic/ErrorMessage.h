@@ -8,6 +8,20 @@
 
 /// The host's error object and exception type: one or more formatted messages. Copies share the
 /// texts. Use an object from one thread at a time.
+///
+/// Reads the variables of a cube, and adds the reason of a failure to `errors`:
+/// \code
+/// #include "Import/OTXMLAImportAPI.h"
+/// #include "Utility/Generic/ErrorMessage.h"
+///
+/// void ReadVariables(OTXMLAImportAPI& import, OTCube& cube, String& errors, String& warnings) {
+///   try {
+///     import.GetSAPVariables(cube, errors, warnings);
+///   } catch (const ErrorMessage& error) {
+///     error.RetrieveErrorMessages(errors);
+///   }
+/// }
+/// \endcode
 class XMLAHOST_API ErrorMessage {
  public:
   /// A message of the catalogue with wide texts as arguments. See SUStrUtil::LoadMsgStringOnly for

@@ -38,6 +38,23 @@ struct HTTPLogInMemory {
 
 /// Settings of a client. If a reply exceeds a limit, the error text names the limit. 0 means no
 /// limit.
+///
+/// For an import, they are part of ImportSettings:
+/// \code
+/// #include "Import/OTXMLAImportAPI.h"
+/// #include "Utility/Generic/ImportSettings.h"
+///
+/// void Connect(OTXMLAImportAPI& import, const String& url, const String& token,
+///              ServerInfo::TargetType kind) {
+///   ImportSettings settings;
+///   settings.http.connectTimeoutSeconds = 10;
+///   settings.http.maxRetries = 2;
+///   settings.http.bearerToken = token;
+///   settings.http.allowBasicOverPlainHttp = false;  // not the token either
+///   const ImportSettings::Scope scope(settings);
+///   import.SetupConnInfo(url, String(), String(), kind, ServerInfo::kCLIXMLA);
+/// }
+/// \endcode
 struct HTTPClientOptions {
   /// Size of a reply in bytes. Checked as received, and again after its conversion to UTF-8.
   std::uint64_t maxReplyBytes = std::uint64_t{256} << 20;
@@ -109,7 +126,7 @@ struct HTTPClientOptions {
 
   /// Reads ahead: requests that an import operation will need are sent before it asks for them,
   /// over additional connections. Only the time changes. Null: one request at a time. See
-  /// HTTPReadAhead.h and docs/read-ahead.md.
+  /// HTTPReadAhead.h and read-ahead.md.
   std::shared_ptr<HTTPRequestBudget> requestBudget;
 
   /// What to do if the service requires a log-in and no user is given. Part of the error text.
