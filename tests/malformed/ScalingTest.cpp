@@ -26,8 +26,9 @@ using support::Work;
 constexpr std::size_t kKi = 1024;
 constexpr std::size_t kMi = 1024 * kKi;
 
-/// Whole pieces, of at least so many characters together. Appends the text to itself: tests are not
-/// optimised, and one piece at a time took longer than the work that is measured.
+/// Repeats a piece, which is not empty, until the text has at least this many characters. Doubles
+/// the text, because tests are not optimised: one piece at a time took longer than what is
+/// measured.
 template <class Text>
 Text Repeated(const Text& piece, std::size_t characters) {
   Text text = piece;

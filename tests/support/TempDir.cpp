@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 namespace support {
@@ -34,9 +33,12 @@ std::vector<fs::path> TempDir::Files() const {
 std::string ReadFile(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) throw std::runtime_error("cannot read " + file.string());
-  std::ostringstream text;
-  text << in.rdbuf();
-  return std::move(text).str();
+  std::string text;
+  char block[65536];
+  while (in.read(block, sizeof block) || in.gcount() > 0)
+    text.append(block, static_cast<std::size_t>(in.gcount()));
+  if (in.bad()) throw std::runtime_error("cannot read " + file.string());
+  return text;
 }
 
 }  // namespace support
