@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -114,6 +115,60 @@ void PutAt(int theirs, int number) {
     dup2(theirs, number);
 }
 
+/// What the child becomes. A negative descriptor closes the stream.
+struct Child {
+  char* const* argv;
+  char* const* variables;
+  std::string terminal;  // path; empty: no controlling terminal
+  bool inputIsTerminal;
+  int in, out, err;
+};
+
+/// Starts the tool without a copy of this program's memory, which is large with sanitizers.
+pid_t Spawn(const Child& child) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  // The first terminal that a session leader opens becomes its controlling terminal.
+  if (!child.terminal.empty())
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, child.terminal.c_str(), O_RDWR, 0);
+  if (!child.inputIsTerminal) posix_spawn_file_actions_adddup2(&actions, child.in, STDIN_FILENO);
+  const std::pair<int, int> outputs[] = {{child.out, STDOUT_FILENO}, {child.err, STDERR_FILENO}};
+  for (const auto& [theirs, number] : outputs) {
+    if (theirs < 0)
+      posix_spawn_file_actions_addclose(&actions, number);
+    else
+      posix_spawn_file_actions_adddup2(&actions, theirs, number);
+  }
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
+  sigset_t usual;
+  sigemptyset(&usual);
+  sigaddset(&usual, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &usual);
+  pid_t process = -1;
+  const int failed =
+      posix_spawn(&process, child.argv[0], &actions, &attributes, child.argv, child.variables);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  return failed ? -1 : process;
+}
+
+/// Likewise with a copy of this program, in which it calls `prepare`. Needs a pipe for the input.
+pid_t ForkAndPrepare(const Child& child, const std::function<void()>& prepare) {
+  const pid_t process = fork();
+  if (process != 0) return process;
+  setsid();
+  // All descriptors above the standard ones have the close-on-exec flag.
+  dup2(child.in, STDIN_FILENO);
+  PutAt(child.out, STDOUT_FILENO);
+  PutAt(child.err, STDERR_FILENO);
+  std::signal(SIGPIPE, SIG_DFL);
+  prepare();
+  execve(child.argv[0], child.argv, child.variables);
+  _exit(127);
+}
+
 /// The text of a stream of the child, up to its end.
 class Capture {
  public:
@@ -187,22 +242,11 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
   const Ends terminal = options.terminal ? Terminal() : Ends{};
   const std::string terminalName = options.terminal ? ptsname(terminal.ours) : "";
 
-  const pid_t child = fork();
+  const Child become{argv.data(), variables.data(), terminalName, options.inputIsTerminal,
+                     in.theirs,   out.theirs,       err.theirs};
+  if (options.prepare && options.terminal) throw std::logic_error("`prepare` needs no terminal");
+  const pid_t child = options.prepare ? ForkAndPrepare(become, options.prepare) : Spawn(become);
   if (child < 0) throw std::runtime_error("no process");
-  if (child == 0) {
-    setsid();
-    // The first terminal that a session leader opens becomes its controlling terminal.
-    const int own = options.terminal ? open(terminalName.c_str(), O_RDWR | O_CLOEXEC) : -1;
-    if (options.terminal && own < 0) _exit(126);
-    // All descriptors above the standard ones have the close-on-exec flag.
-    dup2(options.inputIsTerminal ? own : in.theirs, STDIN_FILENO);
-    PutAt(out.theirs, STDOUT_FILENO);
-    PutAt(err.theirs, STDERR_FILENO);
-    std::signal(SIGPIPE, SIG_DFL);
-    if (options.prepare) options.prepare();
-    execve(argv[0], argv.data(), variables.data());
-    _exit(127);
-  }
   for (const Ends& ends : {in, out, err})
     if (ends.theirs >= 0) close(ends.theirs);
   const int process =
