@@ -61,15 +61,13 @@ class Loader {
     Metadata metadata;
     if (m_file.contains("properties")) {
       for (const Json& property : m_file["properties"]) {
-        Scope scope{&property,      nullptr, "DISCOVER_PROPERTIES",
-                    "PropertyName", 0,       DefaultsOf("DISCOVER_PROPERTIES")};
+        const Scope scope{&property, nullptr, FieldsOf("DISCOVER_PROPERTIES"), "PropertyName", 0};
         metadata.properties.push_back(MakeRow(scope));
       }
     }
     for (const Json& entry : m_file.at("sources")) {
       m_source = &metadata.sources.emplace_back();
-      Scope scope{&entry,           nullptr, "DISCOVER_DATASOURCES",
-                  "DataSourceName", 0,       DefaultsOf("DISCOVER_DATASOURCES")};
+      const Scope scope{&entry, nullptr, FieldsOf("DISCOVER_DATASOURCES"), "DataSourceName", 0};
       m_source->row = MakeRow(scope);
       LoadList(scope, "catalogs");
     }
@@ -77,19 +75,33 @@ class Loader {
   }
 
  private:
+  /// A column that this kind of server has.
+  struct Field {
+    const Column* column;
+    const Json* fallback;  // null if the column has no default
+    bool inherits;
+  };
+
+  /// What the rows of a rowset have in common.
+  struct Fields {
+    std::string_view name;
+    const Rowset* rowset;  // null if this kind of server has none of that name
+    const Json* defaults;  // null if there are none
+    std::vector<Field> fields;
+  };
+
   struct Scope {
     const Json* entry;
     const Scope* parent;
-    std::string_view rowset;
+    const Fields& rowset;
     std::string_view nameColumn;
     std::size_t index;
-    const Json* defaults;  // of the rowset; null if there are none
   };
 
   [[noreturn]] void Fail(const Scope& scope, const std::string& what) const {
     std::string place;
     for (const Scope* at = &scope; at; at = at->parent) {
-      place = std::string(at->rowset) + " " + std::to_string(at->index) +
+      place = std::string(at->rowset.name) + " " + std::to_string(at->index) +
               (place.empty() ? "" : ", ") + place;
     }
     throw std::runtime_error("sample data, at " + place + ": " + what);
@@ -106,27 +118,37 @@ class Loader {
     return Find(scope.entry, column);
   }
 
-  const Json* DefaultsOf(std::string_view rowset) const {
-    return Find(Find(&m_file, "defaults"), rowset);
+  const Fields& FieldsOf(std::string_view name) {
+    const auto [at, isNew] = m_fields.try_emplace(name);
+    Fields& made = at->second;
+    if (!isNew) return made;
+    made = {name, FindRowset(name, m_kind), Find(Find(&m_file, "defaults"), name), {}};
+    if (!made.rowset) return made;
+    for (const Column& column : made.rowset->columns) {
+      if (column.only.value_or(m_kind) != m_kind) continue;
+      const bool inherits = std::ranges::find(kInherited, column.name) != std::end(kInherited);
+      made.fields.push_back({&column, Find(made.defaults, column.name), inherits});
+    }
+    return made;
   }
 
   // The column's text in the row of the scope. Names are also searched in enclosing rows.
   std::optional<std::string> Value(const Scope& scope, std::string_view column, int depth) const {
     if (depth > 32) Fail(scope, "circular reference in the defaults");
-    if (const Json* own = OwnValue(scope, column)) {
-      if (own->is_null()) return std::nullopt;
-      return ScalarText(*own);
-    }
-    if (const Json* value = Find(scope.defaults, column)) {
-      if (!value->is_string()) return ScalarText(*value);
-      return Fill(scope, value->get<std::string>(), depth);
-    }
+    if (const Json* own = OwnValue(scope, column)) return OwnText(*own);
+    if (const Json* value = Find(scope.rowset.defaults, column)) return Fill(scope, *value, depth);
     if (scope.parent) return Value(*scope.parent, column, depth + 1);
     return std::nullopt;
   }
 
-  // Returns nullopt if the text refers to an absent column.
-  std::optional<std::string> Fill(const Scope& scope, const std::string& text, int depth) const {
+  static std::optional<std::string> OwnText(const Json& value) {
+    return value.is_null() ? std::nullopt : std::optional(ScalarText(value));
+  }
+
+  // The text of a default, or nullopt if it refers to an absent column.
+  std::optional<std::string> Fill(const Scope& scope, const Json& fallback, int depth) const {
+    if (!fallback.is_string()) return ScalarText(fallback);
+    const auto& text = fallback.get_ref<const std::string&>();
     std::string out;
     std::size_t at = 0;
     while (at < text.size()) {
@@ -146,7 +168,7 @@ class Loader {
   }
 
   Row MakeRow(const Scope& scope) const {
-    const Rowset* rowset = FindRowset(scope.rowset, m_kind);
+    const Rowset* rowset = scope.rowset.rowset;
     if (!rowset) Fail(scope, "this kind of server has no such rowset");
     if (scope.entry->is_object()) {
       for (const auto& [key, value] : scope.entry->items()) {
@@ -157,19 +179,21 @@ class Loader {
       Fail(scope, "a row must be an object or a text");
     }
     Row row;
-    for (const Column& column : rowset->columns) {
-      if (column.only.value_or(m_kind) != m_kind) continue;
-      const Json* own = OwnValue(scope, column.name);
-      if (!own) own = Find(scope.defaults, column.name);
-      if (own && own->is_array() && column.repeated) {
-        for (const Json& value : *own) row.cells.push_back({&column, ScalarText(value)});
+    for (const auto& [column, fallback, inherits] : scope.rowset.fields) {
+      const Json* const own = OwnValue(scope, column->name);
+      const Json* const known = own ? own : fallback;
+      if (known && known->is_array() && column->repeated) {
+        for (const Json& value : *known) row.cells.push_back({column, ScalarText(value)});
         continue;
       }
-      const bool inherits = std::ranges::find(kInherited, column.name) != std::end(kInherited);
-      if (!own && !inherits) continue;
-      if (std::optional<std::string> text = Value(scope, column.name, 0)) {
-        row.cells.push_back({&column, *std::move(text)});
-      }
+      std::optional<std::string> text;
+      if (own)
+        text = OwnText(*own);
+      else if (fallback)
+        text = Fill(scope, *fallback, 0);
+      else if (inherits && scope.parent)
+        text = Value(*scope.parent, column->name, 0);
+      if (text) row.cells.push_back({column, *std::move(text)});
     }
     return row;
   }
@@ -189,11 +213,12 @@ class Loader {
   void LoadList(const Scope& parent, std::string_view key) {
     if (!parent.entry->is_object() || !parent.entry->contains(key)) return;
     const ListKind& list = *std::ranges::find(kLists, key, &ListKind::key);
-    const Json* const defaults = DefaultsOf(list.rowset);
+    const Fields& fields = FieldsOf(list.rowset);
     std::size_t index = 0;
     for (const Json& written : parent.entry->at(std::string(key))) {
-      const Json entry = WithShared(written);
-      const Scope scope{&entry, &parent, list.rowset, list.name, index++, defaults};
+      const std::optional<Json> merged = WithShared(written);
+      const Json& entry = merged ? *merged : written;
+      const Scope scope{&entry, &parent, fields, list.name, index++};
       Row row = MakeRow(scope);
       PlanFaults(scope, list, row);
       m_source->rows[std::string(list.rowset)].push_back(std::move(row));
@@ -201,8 +226,9 @@ class Loader {
     }
   }
 
-  Json WithShared(const Json& written) const {
-    if (!written.is_object() || !written.contains("use")) return written;
+  // Nullopt if the row does not refer to a shared one.
+  std::optional<Json> WithShared(const Json& written) const {
+    if (!written.is_object() || !written.contains("use")) return std::nullopt;
     Json entry = m_file.at("shared").at(written["use"].get<std::string>());
     for (const auto& [key, value] : written.items()) entry[key] = value;
     return entry;
@@ -210,6 +236,7 @@ class Loader {
 
   const Json& m_file;
   Kind m_kind;
+  std::map<std::string_view, Fields> m_fields;
   DataSource* m_source = nullptr;
 };
 
