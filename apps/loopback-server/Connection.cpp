@@ -90,16 +90,18 @@ int ConnectToLoopback(int port) {
   throw std::runtime_error("cannot connect to 127.0.0.1:" + std::to_string(port));
 }
 
-void PassOn(Connection& client, Connection& service) {
-  const auto pass = [](Connection& from, Connection& to) {
+void PassOn(Connection& client, Connection& service, const std::function<void()>& beforeReply) {
+  const auto pass = [](Connection& from, Connection& to, const std::function<void()>& before) {
     char buffer[65536];
-    for (std::size_t got; (got = from.Receive(buffer, sizeof buffer)) > 0;)
+    for (std::size_t got; (got = from.Receive(buffer, sizeof buffer)) > 0;) {
+      before();
       if (!to.Send({buffer, got})) break;
+    }
     from.Close();
     to.Close();
   };
-  std::thread back(pass, std::ref(service), std::ref(client));
-  pass(client, service);
+  std::thread back(pass, std::ref(service), std::ref(client), std::cref(beforeReply));
+  pass(client, service, [] {});
   back.join();
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -56,8 +57,10 @@ class Connection {
 /// Connects to a port of this machine. Throws std::runtime_error.
 int ConnectToLoopback(int port);
 
-/// Passes bytes on in both directions until one side ends.
-void PassOn(Connection& client, Connection& service);
+/// Passes bytes on in both directions until one side ends. `beforeReply` is called before bytes of
+/// the service are passed on.
+void PassOn(
+    Connection& client, Connection& service, const std::function<void()>& beforeReply = [] {});
 
 /// Answers a CONNECT request for "127.0.0.1:PORT" and passes bytes on.
 void Tunnel(Connection& client, std::string_view authority);

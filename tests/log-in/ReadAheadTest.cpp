@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 #include "DiscoverService.h"
 #include "Servers.h"
@@ -21,21 +23,28 @@ using testing::HasSubstr;
 /// One member of the cube is a fault. It is the only request that fails.
 const char kOnlyTheFault[] = " used, 1 failed and sent again, 0 not used\n";
 
-/// Passes connections on to a port of this machine, and counts them.
+/// Passes connections on to a port of this machine, and counts them. While there are fewer than
+/// `awaited`, replies are slow, so that a client that reads ahead has the time to connect.
 class Relay {
  public:
-  explicit Relay(int port) : m_port(port) {}
+  Relay(int port, std::size_t awaited) : m_port(port), m_awaited(awaited) {}
 
   int Port() const { return m_server.Port(); }
   std::size_t Connections() const { return m_server.Connections(); }
 
  private:
+  void Wait() const {
+    for (int i = 0; i < 50 && Connections() < m_awaited; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+
   const int m_port;
+  const std::size_t m_awaited;
   loopback::Server m_server{loopback::Handler(),
                             {.openStream = [this](int socket) -> std::unique_ptr<loopback::Stream> {
                               loopback::Connection client(dup(socket));
                               loopback::Connection service(loopback::ConnectToLoopback(m_port));
-                              loopback::PassOn(client, service);
+                              loopback::PassOn(client, service, [this] { Wait(); });
                               return nullptr;
                             }}};
 };
@@ -212,11 +221,14 @@ class ReadAhead : public LogIn, public testing::WithParamInterface<AheadCase> {
     if (GetParam().password) m_environment["XMLA_IMPORT_PASSWORD"] = GetParam().password;
   }
 
-  /// Reads a cube, and sets the number of connections that this took.
+  /// Reads a cube, and sets the number of connections that this took. With several jobs, replies
+  /// are slow until there are more connections than `connections` was before.
   tool::Outcome Read(const char* jobs, std::size_t& connections) {
     const AheadCase& test = GetParam();
     const std::string target = test.url();
-    const Relay relay(PortOf(target.substr(target.find("//") - 5)));
+    const bool readsAhead = std::string_view(jobs) != "1";
+    const Relay relay(PortOf(target.substr(target.find("//") - 5)),
+                      readsAhead ? connections + 1 : 0);
     tool::Arguments arguments = test.options();
     if (test.proxy) {
       const std::string host =
