@@ -53,20 +53,17 @@ install(FILES ${PROJECT_BINARY_DIR}/xmla-import.pc DESTINATION ${CMAKE_INSTALL_L
 install(FILES ${PROJECT_SOURCE_DIR}/docs/host-example.cpp ${CMAKE_CURRENT_LIST_DIR}/example/CMakeLists.txt
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 
-# The documents for hosts and users, with links to where the files are when they are installed. Documents that only help
-# to change the project are not installed, and links to them become plain text. Nor is the list of versions: Debian's
-# packages have a changelog of their own.
-set(documents ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md)
-foreach(name connecting diff formats host limitations read-ahead reliability report scale troubleshooting xmla-import)
-  list(APPEND documents ${PROJECT_SOURCE_DIR}/docs/${name}.md)
-endforeach()
+# The documents, with links to where the files are when they are installed. The instructions for changes are not
+# installed, nor is the list of versions: Debian's packages have a changelog of their own. Links to them become plain text.
+file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+list(APPEND documents ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md)
 file(RELATIVE_PATH include_from_doc /${CMAKE_INSTALL_DOCDIR} /${include_folder})
 file(RELATIVE_PATH schema_from_doc /${CMAKE_INSTALL_DOCDIR} /${CMAKE_INSTALL_DATADIR}/xmla-import/schema)
 foreach(document ${documents})
   set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
   get_filename_component(name ${document} NAME)
   file(READ ${document} text)
-  string(REGEX REPLACE "\\[([^]]*)\\]\\((CHANGELOG|CONTRIBUTING|docs/architecture)\\.md[^)]*\\)" "\\1" text "${text}")
+  string(REGEX REPLACE "\\[([^]]*)\\]\\((CHANGELOG|CONTRIBUTING)\\.md[^)]*\\)" "\\1" text "${text}")
   string(REPLACE "[docs/" "[" text "${text}")
   string(REPLACE "src=\"docs/" "src=\"" text "${text}")
   string(REGEX REPLACE "\\]\\((\\.\\./packaging|\\.\\.|docs)/" "](" text "${text}")
