@@ -478,9 +478,11 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
       {L"http://:80/p", "it has no host name"},
       {L"http://h:70000/", "its port is above 65535"},
       {L"http://[::1]:65536/", "its port is above 65535"},
-      {L"http://h:8o80/", "its port is not a number"},
+      {L"http://h:8o80/", "its port is not a number; write http://host:port/path"},
       {L"http://ann:a/b@h/", "its port is not a number; in a password, write / as %2F, "},
-      {L"http://h:/", "the port is missing after the colon"},
+      {L"http://ann:70000/b@h/", "its port is above 65535, the highest one; in a password, write "},
+      {L"http://ann:/b@h/", "the port is missing after the colon; in a password, write / as %2F"},
+      {L"http://h:/", "the port is missing after the colon; write http://host:port/path, "},
       {L"http://[::1]:", "the port is missing after the colon"},
       {L"http://http://h/", "the port is missing after the colon"},
       {L"http://http://u:p@h/", "it contains \"://\" twice before an \"@\""},
@@ -537,6 +539,26 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
   EXPECT_THAT(PostOnce("http://no-such-host.invalid/x?user=ann@h").error,
               StartsWith("http://no-such-host.invalid/x?user=ann@h: "));
   EXPECT_THAT(PostOnce(url + "/x?user=ann@h").error, StartsWith(url + "/x?user=ann@h: "));
+}
+
+/// If such a host is unknown, it was most likely a user.
+TEST(HTTPURL, UnknownHostBeforeWhatMayBeAPasswordGetsAHint) {
+  constexpr char kHint[] =
+      "; in a password, write / as %2F, ? as %3F and # as %23, or leave it out";
+  const struct {
+    std::string url;
+    bool isHint;
+  } kCases[] = {
+      {"http://no-such-host.invalid:123/b@host/", true},
+      {"https://no-such-host.invalid:123/b/c@host:80/olap", true},
+      {"http://no-such-host.invalid:123/b", false},
+      {"http://no-such-host.invalid/b@host/", false},
+      {"http://no-such-host.invalid:123/b?user=ann@host", false},
+      {"http://ann:1@no-such-host.invalid/b@host/", false},
+      {"http://127.0.0.1:1/b@host/", false},
+  };
+  for (const auto& each : kCases)
+    EXPECT_EQ(PostOnce(each.url).error.find(kHint) != std::string::npos, each.isHint) << each.url;
 }
 
 TEST(HTTPURL, OtherCharactersAreEncoded) {

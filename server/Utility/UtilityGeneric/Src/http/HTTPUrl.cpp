@@ -96,6 +96,10 @@ String ForDisplay(const String& url) {
   return kept;
 }
 
+bool HidesPart(const String& shownUrl) {
+  return shownUrl.view().find(L"://...@") != std::wstring_view::npos;
+}
+
 bool IsHTTPS(const String& url) {
   constexpr std::wstring_view kScheme = L"https:";
   return BaseStringUtil::IsCaseInsensitiveMatch(
@@ -164,17 +168,21 @@ String AuthorityProblem(const String& url) {
   const std::size_t port = whole.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
   if (port == std::wstring_view::npos) return L"";
   const std::wstring_view digits = whole.substr(port + 1);
-  if (digits.empty())
-    return L"the port is missing after the colon; write http://host:port/path, with http:// only "
-           L"once";
-  if (digits.find_first_not_of(L"0123456789") != std::wstring_view::npos)
-    return text.find(L'@', authority.end) == std::wstring_view::npos
-               ? L"its port is not a number; write http://host:port/path"
-               : L"its port is not a number; in a password, write / as %2F, ? as %3F and # as %23, "
-                 L"or leave it out of the URL";
-  if (BaseStringUtil::UIntFrom(String(digits)) > 65535)
-    return L"its port is above 65535, the highest one";
-  return L"";
+  String problem;
+  const wchar_t* advice = L"";
+  if (digits.empty()) {
+    problem = L"the port is missing after the colon";
+    advice = L"; write http://host:port/path, with http:// only once";
+  } else if (digits.find_first_not_of(L"0123456789") != std::wstring_view::npos) {
+    problem = L"its port is not a number";
+    advice = L"; write http://host:port/path";
+  } else if (BaseStringUtil::UIntFrom(String(digits)) > 65535) {
+    problem = L"its port is above 65535, the highest one";
+  } else {
+    return L"";
+  }
+  const bool mayBePassword = text.find(L'@', authority.end) != std::wstring_view::npos;
+  return problem + (mayBePassword ? kPasswordAdvice : advice);
 }
 
 NarrowString ForRequest(const String& url) {

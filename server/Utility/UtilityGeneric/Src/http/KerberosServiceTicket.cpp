@@ -139,7 +139,8 @@ KerberosServiceTicket KerberosServiceTicket::Get(const std::string& host,
       result.isStopped = IsThreadToStop();
       if (!result.isStopped && timeoutSeconds != 0 && Clock::now() >= deadline)
         result.problem = "No Kerberos server (KDC) has answered within " +
-                         std::to_string(timeoutSeconds) + " seconds";
+                         std::to_string(timeoutSeconds) +
+                         (timeoutSeconds == 1 ? " second" : " seconds");
       if (result.isStopped || !result.problem.empty()) return false;
       threads.hasEnded.wait_for(lock, kPoll);
     }
