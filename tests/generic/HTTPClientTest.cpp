@@ -354,8 +354,8 @@ TEST(HTTPTimeout, LimitsSilenceBeforeAndWithinTheReply) {
     const auto begin = Clock::now();
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 1);
     const auto elapsed = Clock::now() - begin;
-    EXPECT_THAT(outcome.error, AllOf(HasSubstr(*part ? "has sent nothing for 1 seconds"
-                                                     : "has not responded for 1 seconds"),
+    EXPECT_THAT(outcome.error, AllOf(HasSubstr(*part ? "has sent nothing for 1 second"
+                                                     : "has not responded for 1 second"),
                                      HasSubstr("longer time-out")));
     EXPECT_GE(elapsed, std::chrono::milliseconds(950));
     EXPECT_LT(elapsed, std::chrono::seconds(3));

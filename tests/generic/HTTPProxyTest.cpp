@@ -52,7 +52,7 @@ TEST(HTTPProxy, FailuresOfTheProxyNameIt) {
        ": Connection refused; check the proxy setting"},
       {"https", "socks5h", closed, "cannot connect to the proxy ", ": Connection refused; check"},
       {"https", "http", waiting.Authority(), "no connection through the proxy ",
-       " within 1 seconds; check the proxy setting, or try a longer time-out"},
+       " within 1 second; check the proxy setting, or try a longer time-out"},
       {"http", "http", closing.Authority(), "the proxy ",
        " closed the connection without a response; check the proxy setting"},
       {"https", "http", closing.Authority(), "the connection to the proxy ",

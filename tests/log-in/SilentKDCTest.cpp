@@ -94,7 +94,7 @@ TEST_P(SilentKDCOf, ConnectTimeOutEndsTheWait) {
               HasSubstr("the Kerberos server (KDC) of the ticket's realm does not answer; check "
                         "the network, and the realm's kdc in /etc/krb5.conf or the file named by "
                         "KRB5_CONFIG, or try a longer time-out (it offers Negotiate"));
-  EXPECT_THAT(posted.error, HasSubstr("No Kerberos server (KDC) has answered within 1 seconds)"));
+  EXPECT_THAT(posted.error, HasSubstr("No Kerberos server (KDC) has answered within 1 second)"));
 }
 
 INSTANTIATE_TEST_SUITE_P(LogIn, SilentKDCOf,

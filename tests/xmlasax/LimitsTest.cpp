@@ -357,7 +357,7 @@ TEST(Limits, DeadlineEndsAnOperation) {
     const std::string errors = ImportHierarchies(import).errors;
     const auto took = Clock::now() - begin;
     isOver = true;
-    EXPECT_THAT(errors, HasSubstr("longer than 1 seconds (limit deadlineSeconds)")) << c.name;
+    EXPECT_THAT(errors, HasSubstr("longer than 1 second (limit deadlineSeconds)")) << c.name;
     EXPECT_GE(took, std::chrono::milliseconds(1000)) << c.name;
     EXPECT_LE(took, std::chrono::milliseconds(support::kIsSanitized ? 1500 : 1100)) << c.name;
   }

@@ -267,6 +267,8 @@ HTTPDiagnosis DescribeHTTPFailure(const HTTPFailureDetails& facts) {
   if (failure == HTTPFailure::kConnectTimeout && facts.reached == HTTPStep::kTLS)
     result.what = L"the TLS handshake with the server has not ended within # seconds";
   if (failure == HTTPFailure::kCertificateRejected) DescribeCertificate(facts, result);
+  if (facts.number == 1)
+    BaseStringUtil::ReplacePatternInString(result.what, L"# seconds", L"# second");
   BaseStringUtil::ReplacePatternInString(result.what, L"#",
                                          BaseStringUtil::StringFrom(facts.number));
   if (isOfProxy) BaseStringUtil::ReplacePatternInString(result.what, L"@", facts.proxy);

@@ -65,6 +65,7 @@ void ImportOperation::End(const String& reason) {
 String ImportOperation::DeadlineText() const {
   return L"The operation took longer than " +
          BaseStringUtil::StringFrom(std::uint64_t{m_deadlineSeconds}) +
-         L" seconds (limit deadlineSeconds); choose a smaller part of the server's metadata, or "
-         L"raise the limit";
+         (m_deadlineSeconds == 1 ? L" second" : L" seconds") +
+         L" (limit deadlineSeconds); choose a smaller part of the server's metadata, or raise the "
+         L"limit";
 }
