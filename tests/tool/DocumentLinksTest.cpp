@@ -1,5 +1,5 @@
 // Every relative link in the documents leads somewhere, every other link to one of a few hosts, and
-// every document can be reached.
+// every document can be reached. The benchmarks that they name exist.
 
 #include <gtest/gtest.h>
 
@@ -91,6 +91,29 @@ TEST(Documents, ExternalLinksLeadToKnownHosts) {
   }
   for (const std::string host : kHosts)
     EXPECT_TRUE(used.contains(host)) << host << " has no link; remove it from kHosts";
+}
+
+/// The benchmarks that documents tell to run exist.
+TEST(Documents, NameBenchmarksThatExist) {
+  const auto found = [](const std::string& text, const std::regex& pattern) {
+    std::set<std::string> names;
+    for (std::sregex_iterator each(text.begin(), text.end(), pattern), end; each != end; ++each)
+      names.insert((*each)[1]);
+    return names;
+  };
+  const fs::path folder = fs::path(PROJECT_FOLDER) / "bench";
+  std::set<std::string> known =
+      found(support::ReadFile(folder / "Bench.cpp"), std::regex("\\{\"([a-z]+)\", +&"));
+  known.insert("report");
+  EXPECT_GE(known.size(), 10u);
+  std::set<std::string> named;
+  for (const fs::path& document : Documents())
+    for (const std::string& name :
+         found(support::ReadFile(document), std::regex("bench/run[ \n]([a-z]+)"))) {
+      EXPECT_TRUE(known.contains(name)) << document << ": bench/run " << name;
+      named.insert(name);
+    }
+  EXPECT_GE(named.size(), 4u);
 }
 
 /// A new document is found from the README, directly or through others.
