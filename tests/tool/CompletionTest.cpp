@@ -201,6 +201,7 @@ const std::vector<Case> kCases = {
     {"xmla-import --sample 's", {"xmla-import", "--sample", "sap-bw"}},
     {"xmla-import --sample \"s", {"xmla-import", "--sample", "sap-bw"}},
     {"xmla-import --sample='s", {"xmla-import", "--sample=sap-bw"}},
+    {"xmla-import import --format \"n", {"xmla-import", "import", "--format", "ndjson"}},
     {"xmla-import --server 't", {"xmla-import", "--server", "test server $(x)"}},
     {"xmla-import --server \"t", {"xmla-import", "--server", "test server $(x)"}},
     {"xmla-import --server 'o", {"xmla-import", "--server", "o'neil"}},
