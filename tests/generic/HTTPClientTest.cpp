@@ -535,6 +535,9 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
               StartsWith("http://...@service/olap: HTTP 404"));
   EXPECT_THAT(PostOnce("http://ann:canary@" + server.Authority() + "/canary@h").error,
               StartsWith("http://...@h: HTTP 404"));
+  // The host ends at any of these characters.
+  for (const char* const rest : {"?canary@service/olap", "#canary@service/olap"})
+    EXPECT_THAT(PostOnce(url + rest).error, StartsWith("http://...@service/olap: HTTP 404"));
   // Without a colon before the sign, or in the query, there was no password.
   EXPECT_THAT(PostOnce("http://no-such-host.invalid/x?user=ann@h").error,
               StartsWith("http://no-such-host.invalid/x?user=ann@h: "));

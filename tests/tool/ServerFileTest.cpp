@@ -110,6 +110,8 @@ TEST(ServerFile, ErrorsHavePlaceAndRemedy) {
       {"[a]\nurl=['http://h/']", "line 2: server \"a\": url needs a text in quotes"},
       {"[a]\nurl='ftp://u:c4nary@h/'", "line 2: server \"a\": url cannot be used: "},
       {"[a]\nurl='h/xmla'", "line 2: server \"a\": url cannot be used: "},
+      {"[a]\nurl='http://ann:12/c4nary@h/'",
+       "line 2: server \"a\": url cannot be used: it may contain a part of a password, since"},
       {"[a]\nurl='http://h/'\nuser=\"a\\u0000b\"", "user contains a control character"},
       {"[a]\nurl='http://h/'\nuser=\"CORP\\ann\"", "write the backslash twice"},
       {"[a]\nurl='http://h/'\nuser=\"CORP\\ute\"", "write the backslash twice"},

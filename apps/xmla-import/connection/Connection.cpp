@@ -44,9 +44,9 @@ Source UseUrl(const Sources& sources, const std::string& command, Connection& co
   Setting<std::string> url = sources.Find(&Arguments::url);
   connection.url = WideSecret(std::move(url.value));
   // The message omits the URL, which may contain a password.
-  if (!HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password))
-    throw UsageError(url.Subject() + " cannot be used: " +
-                     Utf8(HTTPClientWrapper::URLProblem(connection.url)) + SeeHelp(command));
+  HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password);
+  if (const std::string problem = UrlProblem(connection.url); !problem.empty())
+    throw UsageError(url.Subject() + " cannot be used: " + problem + SeeHelp(command));
   return url.source;
 }
 
@@ -95,6 +95,14 @@ void UseTarget(const Sources& sources, const std::string& command, Connection& c
 }
 
 }  // namespace
+
+std::string UrlProblem(const String& url) {
+  if (HTTPClientWrapper::ShownURL(url) == url || !HTTPClientWrapper::URLProblem(url).empty())
+    return Utf8(HTTPClientWrapper::URLProblem(url));
+  return "it may contain a part of a password, since an \"@\" follows a colon; in a password, "
+         "write / "
+         "as %2F, ? as %3F and # as %23; in a path, write @ as %40";
+}
 
 Connection::~Connection() {
   for (String* const secret : {&password, &http.keyPassword, &http.bearerToken}) Erase(*secret);

@@ -19,6 +19,7 @@
 #include "call/OptionValue.h"
 #include "call/Suggestion.h"
 #include "call/TargetNames.h"
+#include "connection/Connection.h"
 
 namespace {
 
@@ -174,10 +175,10 @@ class ServerReader {
     String url = Wide(text);
     String user;
     String password;
-    const bool isUsable = HTTPClientWrapper::TakeCredentials(url, user, password);
+    HTTPClientWrapper::TakeCredentials(url, user, password);
     for (String* const secret : {&user, &password}) Erase(*secret);
-    if (!isUsable)
-      throw UsageError("url cannot be used: " + Utf8(HTTPClientWrapper::URLProblem(url)));
+    const std::string problem = UrlProblem(url);
+    if (!problem.empty()) throw UsageError("url cannot be used: " + problem);
   }
 
   static void CheckProxy(const std::string& text) {

@@ -330,6 +330,9 @@ class XMLAHOST_API HTTPClientWrapper {
   /// Removes the credentials from `url`, and stores them decoded in `user` and `password`. Without
   /// credentials, both stay unchanged. Returns true if `url` is an http or https URL with a host.
   static bool TakeCredentials(String& url, String& user, String& password);
+  /// The URL as error texts show it: without credentials, and with "..." for what may be a part of
+  /// a password that is not percent-encoded, as in "http://ann:123/b@host/".
+  static String ShownURL(const String& url);
   /// Why a URL without credentials cannot be used, and what to write instead; empty if it can. Does
   /// not repeat the URL.
   static String URLProblem(const String& url);

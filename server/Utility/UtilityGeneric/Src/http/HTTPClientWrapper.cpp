@@ -331,6 +331,8 @@ bool HTTPClientWrapper::TakeCredentials(String& url, String& user, String& passw
   return HTTPUrl::Problem(url).empty();
 }
 
+String HTTPClientWrapper::ShownURL(const String& url) { return HTTPUrl::ForDisplay(url); }
+
 String HTTPClientWrapper::URLProblem(const String& url) { return HTTPUrl::Problem(url); }
 
 String HTTPClientWrapper::ProxyProblem(const String& url) { return HTTPProxy::Problem(url); }

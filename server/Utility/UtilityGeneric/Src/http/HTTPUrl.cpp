@@ -81,12 +81,15 @@ String ForDisplay(const String& url) {
   const std::size_t scheme = text.find(kSchemeEnd);
   std::size_t sign = text.rfind(L'@');
   if (sign != std::wstring_view::npos && Problem(shown).empty()) {
-    // Behind the host. It may still follow a password: one with a slash, whose beginning looks like
-    // a port.
+    // Behind the host. It may still follow a password: one with "/", "?" or "#", whose beginning
+    // looks like a port.
     const std::size_t host = scheme + kSchemeEnd.size();
-    const std::wstring_view path = text.substr(0, text.find_first_of(L"?#", host));
-    sign = path.rfind(L'@');
-    if (path.substr(host, sign - host).find(L':') == std::wstring_view::npos) return shown;
+    const std::size_t hostEnd = text.find_first_of(L"/?#\\", host);
+    const bool hasPath =
+        hostEnd != std::wstring_view::npos && text[hostEnd] != L'?' && text[hostEnd] != L'#';
+    const std::wstring_view part = hasPath ? text.substr(0, text.find_first_of(L"?#", host)) : text;
+    sign = part.rfind(L'@');
+    if (part.substr(host, sign - host).find(L':') == std::wstring_view::npos) return shown;
   }
   if (sign == std::wstring_view::npos) return shown;
   String kept;
