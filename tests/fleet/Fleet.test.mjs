@@ -50,7 +50,8 @@ before(async () => {
   folder = await mkdtemp(path.join(tmpdir(), 'fleet-'));
   const tables = await Promise.all(Array.from({ length: kServers }, async (_, i) => {
     const urls = await startProvider();
-    return `["server ${String(i).padStart(2, '0')}"]\nurl = "${urls[i % 3]}"\n`;
+    const name = i === 2 ? 'sap/bw 100%' : `server ${String(i).padStart(2, '0')}`;
+    return `["${name}"]\nurl = "${urls[i % 3]}"\n`;
   }));
   await writeFile(path.join(folder, 'servers.toml'), tables.join('\n'), { mode: 0o600 });
 });
@@ -68,6 +69,7 @@ test('GNU parallel imports every server, and its log has the failures', async ()
   assert.equal(complete.status, 0, complete.stderr);
   const files = (await readdir(path.join(folder, 'imports'))).filter(name => name.endsWith('.ndjson'));
   assert.equal(files.length, kServers);
+  assert.ok(files.includes('sap%2Fbw 100%25.ndjson'));
   for (const name of files) {
     const read = await lines(name);
     assert.ok(read[0].provider.name, name);
@@ -119,7 +121,9 @@ test('DuckDB and Python read the results', async () => {
   assert.deepEqual(keys(await query(search)), keys(withMeasure));
 
   const python = `${blocks('python')[0]}print(json.dumps([[cube["catalog"], cube["cube"]] for cube in cubes]))`;
-  const { stdout } = await run('python3', ['-c', python], { cwd: folder, maxBuffer: 1 << 26 });
+  // Without an encoding, Python would use that of the locale.
+  const strict = ['-X', 'warn_default_encoding', '-W', 'error::EncodingWarning'];
+  const { stdout } = await run('python3', [...strict, '-c', python], { cwd: folder, maxBuffer: 1 << 26 });
   assert.deepEqual(JSON.parse(stdout), cubes.map(cube => [cube.catalog, cube.cube]));
 });
 
@@ -164,7 +168,14 @@ test('the CronJob is valid', async () => {
   const { CronJob } = require('kubernetes-models/batch/v1');
   const manifest = load(await readFile('packaging/fleet/cronjob.yaml', 'utf8'));
   await new CronJob(manifest).validate();
-  // An unknown or mistyped key is found.
   const template = manifest.spec.jobTemplate.spec;
+  // A container that ends with a status of the tool is not started again: a wrong password could lock the account.
+  assert.equal(template.backoffLimit, undefined);
+  assert.ok(template.backoffLimitPerIndex <= 2);
+  assert.deepEqual(template.podFailurePolicy.rules, [{
+    action: 'FailIndex',
+    onExitCodes: { containerName: template.template.spec.containers[0].name, operator: 'In', values: [1, 2, 3] },
+  }]);
+  // An unknown or mistyped key is found.
   await assert.rejects(async () => new CronJob({ ...manifest, spec: { ...manifest.spec, jobTemplate: { spec: { ...template, completions: 'many' } } } }).validate());
 });
