@@ -174,12 +174,24 @@ class Call {
     if (!Interrupt::Happened())
       m_status = m_command->run(session, m_arguments, *m_report, m_result);
     if (!Interrupt::Happened()) session.ExplainTarget(MessagesOf(m_result));
+    if (!m_arguments.log.empty() && !session.HasImport() && !Interrupt::Happened())
+      m_report->AddNote(UnloggedNote());
     if (m_progress->BasicInClear()) {
       const bool isToken = !connection.http.bearerToken.empty();
       MessagesOf(m_result).warnings.push_back(
           std::string(isToken ? "the token was sent" : "the password was sent by Basic") +
           " over plain http to another machine, and others on the network can read it; use https");
     }
+  }
+
+  /// Why the folder of --log has no log. `check` always identifies the server first.
+  std::string UnloggedNote() const {
+    const std::string begin = "nothing was logged: ";
+    if (m_arguments.command == "check")
+      return begin +
+             "check does not log the requests that identify the server; use sources with --target "
+             "and --log";
+    return begin + "the requests that identify the server are logged only with --target";
   }
 
   /// Prints the messages to standard error and writes the result, or what is left of it.

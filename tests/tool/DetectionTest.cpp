@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "SampleProvider.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
@@ -121,11 +122,47 @@ TEST(Detection, AcceptsEveryListedKind) {
   }
 }
 
+TEST(Log, NoteSaysWhyItIsMissing) {
+  const sample::Provider provider;
+  const std::string url = provider.Url(sample::Kind::kSapBw) + "?mood=";
+  const std::string note = "xmla-import: note: nothing was logged: ";
+  const std::string target =
+      note + "the requests that identify the server are logged only with --target\n";
+  const std::string check = note +
+                            "check does not log the requests that identify the server; use "
+                            "sources with --target and --log\n";
+  const struct {
+    Arguments arguments;
+    std::string note;  // empty: none, because there is a log
+  } cases[] = {
+      {{"--url", url + "html", "sources"}, target},
+      {{"--url", url + "garble", "import"}, target},
+      {{"--url", url + "status:404", "check"}, check},
+      {{"--url", url + "status:404", "check", "--target", "sap-bw35"}, check},
+      {{"--url", url + "html", "sources", "--target", "sap-bw35"}, ""},
+      {{"--url", url + "html@DISCOVER_DATASOURCES", "sources"}, ""},
+  };
+  for (const auto& [arguments, says] : cases) {
+    const support::TempDir logs;
+    Arguments withLog = arguments;
+    withLog.insert(withLog.end(), {"--log", logs.Path()});
+    const Outcome outcome = RunTool(withLog);
+    EXPECT_EQ(outcome.status, 1);
+    if (says.empty())
+      EXPECT_THAT(outcome.err, testing::Not(HasSubstr("nothing was logged")));
+    else
+      EXPECT_THAT(outcome.err, testing::EndsWith(says));
+    EXPECT_EQ(logs.Files().empty(), !says.empty());
+    EXPECT_THAT(RunTool(arguments).err, testing::Not(HasSubstr("nothing was logged")));
+  }
+}
+
 TEST(Log, UnwritableFolderIsAnErrorWithItsName) {
   const ScriptedProvider provider(TwoSources());
   const Outcome outcome = RunTool({"--url", provider.Url(), "sources", "--log", "/proc/no"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_THAT(outcome.err, HasSubstr("/proc/no"));
+  EXPECT_THAT(outcome.err, testing::Not(HasSubstr("nothing was logged")));
 }
 
 }  // namespace

@@ -177,6 +177,22 @@ TEST(SettingAdvice, RefusedLogInSaysWhereThePasswordCameFrom) {
     }
 }
 
+TEST(SettingAdvice, SaysThatAPasswordWithoutAUserIsNotUsed) {
+  const WireServer locked(Answer("", "401 No", "WWW-Authenticate: Basic realm=\"r\"\r\n"));
+  const std::string says = "XMLA_IMPORT_PASSWORD is set, but not used without a user name";
+  for (const char* const command : {"sources", "check"})
+    for (const bool hasPassword : {true, false})
+      for (const bool hasUser : {true, false}) {
+        Options options;
+        if (hasPassword) options.environment["XMLA_IMPORT_PASSWORD"] = "c4nary";
+        if (hasUser) options.environment["XMLA_IMPORT_USER"] = "ann";
+        const Outcome outcome =
+            RunTool({"--url", "http://" + locked.Authority() + "/", command}, options);
+        const bool isNamed = outcome.err.find(says) != outcome.err.npos;
+        EXPECT_EQ(isNamed, hasPassword && !hasUser) << outcome.err;
+      }
+}
+
 TEST(SettingAdvice, SaysThatAProxyMayHaveSentTheResponse) {
   const std::string fault =
       "<Envelope xmlns='http://schemas.xmlsoap.org/soap/envelope/'><Body><Fault>"
@@ -187,16 +203,18 @@ TEST(SettingAdvice, SaysThatAProxyMayHaveSentTheResponse) {
   const WireServer failing(Answer(fault, "500 Internal Server Error"));
   const std::string_view says =
       "the proxy comes from http_proxy; if the request went through it, it may have sent the "
-      "response\n";
+      "response";
   for (const WireServer* const server : {&forbidding, &missing, &page, &failing})
     for (const bool isProxied : {true, false}) {
       Options options;
       if (isProxied) options.environment["http_proxy"] = "http://" + server->Authority();
       const std::string host = isProxied ? "service.invalid" : server->Authority();
-      const Outcome outcome = RunTool({"--url", "http://" + host + "/", "sources"}, options);
-      EXPECT_EQ(outcome.status, 1);
-      const bool isNamed = outcome.err.find(says) != outcome.err.npos;
-      EXPECT_EQ(isNamed, isProxied && server != &failing) << outcome.err;
+      for (const char* const command : {"sources", "check"}) {
+        const Outcome outcome = RunTool({"--url", "http://" + host + "/", command}, options);
+        EXPECT_EQ(outcome.status, 1);
+        const bool isNamed = outcome.ErrorLines().back().ends_with(says);
+        EXPECT_EQ(isNamed, isProxied && server != &failing) << outcome.err;
+      }
     }
 }
 

@@ -123,8 +123,8 @@ constexpr CommandOption kOptions[] = {
      .variable = "XMLA_IMPORT_TARGET",
      .values = &TargetNameList},
     {.name = "--log",
-     .help = "write requests and replies to files in DIR; those that identify the server only with "
-             "--target",
+     .help = "write requests and replies to files in DIR; with --target also the requests that "
+             "identify the server",
      .value = &Arguments::log,
      .placeholder = "DIR",
      .part = OptionPart::kReading,

@@ -41,6 +41,17 @@ std::string SettingAdvice(HTTPSetting setting, const SettingOrigins& origins) {
   return clause->second + "; " + (advice->correct ? advice->correct : advice->text);
 }
 
+bool MayBeFromProxy(const HTTPExchangeInfo& info) {
+  return info.failedStep >= HTTPStep::kResponse && info.status != 0 && info.reply.empty() &&
+         info.url.view().starts_with(L"http:");
+}
+
+std::string ProxyDoubt(const SettingOrigins& origins) {
+  const auto proxy = origins.clauses.find(HTTPSetting::kProxy);
+  if (proxy == origins.clauses.end()) return {};
+  return proxy->second + "; if the request went through it, it may have sent the response";
+}
+
 std::string WithServerKey(const std::string& advice, const char* keys, const std::string& server) {
   return keys && !server.empty() ? advice + ", or set " + keys + server : advice;
 }

@@ -18,6 +18,12 @@ struct SettingOrigins {
 /// option sets it.
 std::string SettingAdvice(HTTPSetting setting, const SettingOrigins& origins);
 
+/// True if the response is none of XML for Analysis, and a proxy without a tunnel may have sent it.
+bool MayBeFromProxy(const HTTPExchangeInfo& info);
+
+/// For such a response: where the proxy comes from, and its possible role. Empty without a proxy.
+std::string ProxyDoubt(const SettingOrigins& origins);
+
 /// Adds keys of the server file to an advice. `keys` is null if no key has the effect of the
 /// option. `server` is SettingOrigins::server. Without keys or server, the advice stays as it is.
 std::string WithServerKey(const std::string& advice, const char* keys, const std::string& server);

@@ -63,6 +63,8 @@ std::string WhyThisScheme(const std::string& scheme, const Connection& connectio
 CheckStep LogIn(const HTTPExchangeInfo& info, const Connection& connection) {
   const HTTPConnectionDetails& details = info.connection;
   const std::string scheme = Utf8(details.usedScheme);
+  if (info.status == 0)
+    return {.name = {}, .status = Status::kSkipped, .found = "the server sent no HTTP response"};
   if (scheme.empty()) {
     CheckStep step = Ok("the server did not ask for one");
     // Another URL of the server may require one.
@@ -114,6 +116,8 @@ CheckStep FailedExchange(std::string name, const HTTPExchangeInfo& info,
   const std::string option = SettingAdvice(info.setting, connection.origins);
   if (!option.empty() && step.advice.find(" --") == std::string::npos)
     step.advice += (step.advice.empty() ? "" : "; ") + option;
+  const std::string proxy = MayBeFromProxy(info) ? ProxyDoubt(connection.origins) : "";
+  if (!proxy.empty()) step.advice += (step.advice.empty() ? "" : "; ") + proxy;
   return step;
 }
 

@@ -110,6 +110,7 @@ Connection::~Connection() {
 }
 
 Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
+  const bool hasPassword = !secrets.password.empty();
   const Sources sources(arguments, std::move(secrets));
   Connection connection;
   connection.origins.server = sources.ServerMention();
@@ -123,7 +124,8 @@ Connection Connect(const Arguments& arguments, EnvironmentSecrets secrets) {
   UseProxyAndAuthorities(sources, arguments.command, connection);
   LogIn(sources, urlSource, connection);
   connection.http.missingUserAdvice =
-      Wide(WithServerKey("use --user NAME", "user", connection.origins.server));
+      Wide(WithServerKey("use --user NAME", "user", connection.origins.server) +
+           (hasPassword ? "; XMLA_IMPORT_PASSWORD is set, but not used without a user name" : ""));
   connection.http.logInMemory = std::make_shared<HTTPLogInMemory>();
   return connection;
 }

@@ -108,6 +108,7 @@ bool Session::IsSapBw() const { return m_target && IsSapBwKind(*m_target); }
 
 std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::string& logFolder) {
   const std::lock_guard lock(m_connecting);
+  m_hasImport = true;
   try {
     ImportSettings settings = ImportSettings::Current();
     if (!m_logDirectory.empty()) {

@@ -37,6 +37,8 @@ class Session {
   /// error means that the call was interrupted. Objects that run in parallel need different values
   /// of `logFolder`, a folder below the log directory.
   std::unique_ptr<OTXMLAImportAPI> Import(Messages& messages, const std::string& logFolder = {});
+  /// True after a call of Import. Only requests of import objects are logged.
+  bool HasImport() const { return m_hasImport; }
 
  private:
   const ImportLibrary& m_library;
@@ -46,5 +48,6 @@ class Session {
   bool m_identified = false;
   bool m_hasAsked = false;  ///< for the identity
   std::optional<ServerInfo::TargetType> m_target;
+  bool m_hasImport = false;
   std::mutex m_connecting;  // serializes the choice of log names
 };

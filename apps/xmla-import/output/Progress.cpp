@@ -14,6 +14,7 @@
 #include "base/Style.h"
 #include "base/TerminalText.h"
 #include "base/Text.h"
+#include "call/SettingAdvice.h"
 #include "output/ExchangeLines.h"
 #include "output/StreamWriting.h"
 
@@ -155,8 +156,7 @@ void Progress::OnExchange(const HTTPExchangeInfo& info) {
   ++m_requests;
   m_bytes += info.replyBytes;
   m_basicInClear |= info.basicInClear;
-  m_hasForeignResponse |= info.failedStep >= HTTPStep::kResponse && info.status != 0 &&
-                          info.reply.empty() && info.url.view().starts_with(L"http:");
+  m_hasForeignResponse |= MayBeFromProxy(info);
   m_waiting.erase(std::this_thread::get_id());
   try {
     if (info.setting != HTTPSetting::kNone) m_failedSettings.insert(info.setting);

@@ -126,12 +126,11 @@ void Report::ShowAdvice() {
     namesServer |= advice.find(server) != std::string::npos;
   }
   if (!namesServer) notes.push_back("the URL is that" + server);
-  const auto proxy = m_origins.clauses.find(HTTPSetting::kProxy);
-  if (proxy != m_origins.clauses.end() && m_progress.HasForeignResponse()) {
+  const std::string proxy = m_progress.HasForeignResponse() ? ProxyDoubt(m_origins) : "";
+  if (!proxy.empty()) {
     if (notes.empty()) notes.emplace_back();
     std::string& last = notes.back();
-    last += (last.empty() ? "" : "; ") + proxy->second +
-            "; if the request went through it, it may have sent the response";
+    last += (last.empty() ? "" : "; ") + proxy;
   }
   for (const std::string& note : notes) m_progress.ShowMessage("note", note);
 }
@@ -162,6 +161,7 @@ ExitStatus Report::Finish(ExitStatus status, const Result& result) {
   ShowMessages();
   const bool hasFailed = status == ExitStatus::kFailed || status == ExitStatus::kPartly;
   if (hasFailed && !std::holds_alternative<CheckResult>(result)) ShowAdvice();
+  for (const std::string& note : m_notes) m_progress.ShowMessage("note", note);
   if (m_form->IsCut() || m_output.WasInterrupted()) status = ExitStatus::kInterrupted;
   // A diagnosis with a failed step is a complete result.
   const auto* const check = std::get_if<CheckResult>(&result);

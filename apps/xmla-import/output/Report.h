@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "base/TextSink.h"
 #include "call/ExitStatus.h"
@@ -34,6 +36,8 @@ class Report : public ResultReceiver, private TextSink {
 
   /// For advice after a failed call.
   void UseOrigins(const SettingOrigins& origins) { m_origins = origins; }
+  /// Shown after the messages, whatever the status is.
+  void AddNote(std::string note) { m_notes.push_back(std::move(note)); }
   /// The form, after the beginning of the result has been written.
   Form& FormOf(const Result& result);
   /// Adds the messages of the whole result. Finish shows them.
@@ -57,6 +61,7 @@ class Report : public ResultReceiver, private TextSink {
   const ShownWarnings m_warnings;
   MessageSummary m_summary;
   SettingOrigins m_origins;
+  std::vector<std::string> m_notes;
   Totals m_totals;
   ResultText m_text;
   const std::unique_ptr<Form> m_form;
