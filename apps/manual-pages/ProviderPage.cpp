@@ -14,8 +14,8 @@ std::string ProviderPage(const PageEdition& edition) {
   roff.Paragraph(call.Description());
   roff.Paragraph(
       "Prints the URL of each kind of server when it is ready, one per line: "
-      "http://127.0.0.1:PORT/ and the kind, analysis-services, sap-bw or tamarind. The same data "
-      "are in xmla-import, with its option --sample.");
+      "http://127.0.0.1:PORT/KIND, where KIND is analysis-services, sap-bw or tamarind. The same "
+      "data are in xmla-import, with its option --sample.");
   roff.Paragraph(
       "For tests of clients, it misbehaves on request: for every request with --mood, or for those "
       "with ?mood=MOOD at the end of their URL, which takes precedence.");
@@ -23,6 +23,7 @@ std::string ProviderPage(const PageEdition& edition) {
   for (const sample::OptionText& option : call.OptionTexts())
     roff.Entry(option.names, option.value, option.description);
   roff.Section("MOODS");
+  roff.Paragraph("In parentheses: the value without :N.");
   std::istringstream moods(sample::MoodHelp());
   for (std::string line; std::getline(moods, line);) {
     const std::size_t end = line.find(' ');

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 
 #include "CommandTable.h"
 #include "Pages.h"
@@ -74,6 +75,22 @@ class Page {
   Roff m_roff;
 };
 
+/// Keys that differ from the option of the same name.
+struct KeyHelp {
+  std::string_view option;
+  std::string_view help;
+};
+constexpr KeyHelp kKeyHelp[] = {
+    {"--url", "the XMLA service, http or https; required"},
+    {"--password-file",
+     "file whose first line is the password, - is standard input [XMLA_IMPORT_PASSWORD]"},
+};
+
+std::string HelpOfKey(const CommandOption& option, const HelpSource& source) {
+  const auto* const own = std::ranges::find(kKeyHelp, option.name, &KeyHelp::option);
+  return own == std::end(kKeyHelp) ? FilledHelp(option.help, source) : std::string(own->help);
+}
+
 constexpr std::string_view kServersCommand = "servers";
 
 void AddCommand(Page& page, const CommandForm& form) {
@@ -140,10 +157,13 @@ std::string ServersPage(const PageEdition& edition) {
       HelpBlocks(CommandText(kServersCommand).paragraphs, page.Source());
   page.Blocks(std::span(blocks).subspan(1));
   roff.Section("KEYS");
+  roff.Paragraph(
+      "A key is overridden by the option of the same name, and by a variable in brackets, if that "
+      "is set.");
   for (const CommandOption& option : CommonOptions())
     if (IsServerKey(option))
       roff.Entry(std::string_view(option.name).substr(2), option.placeholder,
-                 FilledHelp(option.help, page.Source()));
+                 HelpOfKey(option, page.Source()));
   roff.Entry("password-command", "LIST",
              "a program and its arguments; the first line of its output is the password");
   roff.Section("EXAMPLES");

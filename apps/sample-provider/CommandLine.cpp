@@ -70,7 +70,11 @@ CommandLine::CommandLine(const std::string& version)
   m_app->set_version_flag("--version",
                           "xmla-sample-provider " + version + "\nLibraries: " + libraries,
                           "show the version");
-  m_app->footer("Moods:\n" + MoodHelp());
+  m_app->footer("Moods (in parentheses: the value without :N):\n" + MoodHelp());
+  m_app->failure_message([](const CLI::App*, const CLI::Error& error) {
+    return std::string("xmla-sample-provider: error: ") + error.what() +
+           "; see xmla-sample-provider --help\n";
+  });
 }
 
 CommandLine::~CommandLine() = default;

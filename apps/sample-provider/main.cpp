@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     options = call.Read(argc, argv, status);
     if (!options) return status;
   } catch (const std::exception& error) {
-    std::cerr << "xmla-sample-provider: " << error.what() << '\n';
+    std::cerr << "xmla-sample-provider: error: " << error.what() << '\n';
     return 2;
   }
 
@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
     int received = 0;
     while (sigwait(&signals, &received) != 0) continue;
   } catch (const std::exception& error) {
-    std::cerr << "xmla-sample-provider: " << error.what() << '\n';
+    std::cerr << "xmla-sample-provider: error: " << error.what() << '\n';
     return 1;
   }
   return 0;

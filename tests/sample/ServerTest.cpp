@@ -305,7 +305,9 @@ TEST(ServerProgram, UsageErrorHasAClearText) {
   };
   for (const Case& c : cases) {
     Program program(c.arguments);
-    EXPECT_THAT(program.Line(), HasSubstr(c.text));
+    const std::string line = program.Line();
+    EXPECT_THAT(line, testing::StartsWith("xmla-sample-provider: error: "));
+    EXPECT_THAT(line, HasSubstr(c.text));
     EXPECT_EQ(program.Stop(0), c.status);
   }
 }

@@ -80,9 +80,15 @@ TEST_F(ManualPage, NamesEveryKeyOfTheServerFile) {
     const std::string key = std::string(option.name).substr(2);
     EXPECT_TRUE(std::regex_search(page, std::regex("\n +" + key + " [A-Z]+"))) << key;
   }
-  for (const char* const fact : {"password-command LIST", "url (required)", "[\"test.sales\"]",
-                                 "only for the user there", "within 120 seconds", "home directory"})
+  for (const char* const fact :
+       {"password-command LIST", "url (required)", "[\"test.sales\"]", "only for the user there",
+        "within 120 seconds", "home directory",
+        // Not "default", because a variable overrides the file.
+        "password-file FILE file whose first line is the password, - is standard input "
+        "[XMLA_IMPORT_PASSWORD]",
+        "overridden by the option of the same name, and by a variable in brackets"})
     EXPECT_THAT(std::regex_replace(page, std::regex("\\s+"), " "), HasSubstr(fact));
+  EXPECT_THAT(page, testing::Not(HasSubstr("[XMLA_IMPORT_URL]")));  // --server excludes it
   EXPECT_THAT(page, HasSubstr("url = \"https://olap.example.com/olap/msmdpump.dll\""));
 }
 
@@ -96,7 +102,8 @@ TEST_F(ManualPage, NamesEveryOptionAndMoodOfTheSampleProvider) {
     EXPECT_THAT(page, HasSubstr("       " + (*each)[1].str()));
   }
   EXPECT_GE(found, 30);
-  for (const char* const fact : {"http://127.0.0.1:PORT/", "?mood=MOOD", "0, the default, is any"})
+  for (const char* const fact : {"http://127.0.0.1:PORT/KIND", "In parentheses: the value",
+                                 "?mood=MOOD", "0, the default, is any"})
     EXPECT_THAT(page, HasSubstr(fact));
 }
 
