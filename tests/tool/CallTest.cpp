@@ -166,6 +166,10 @@ INSTANTIATE_TEST_SUITE_P(
                   {},
                   "--url URL (or XMLA_IMPORT_URL), --server NAME (or XMLA_IMPORT_SERVER) or "
                   "--sample KIND"},
+        WrongCall{"DiffOfOneFile",
+                  {"diff", "old.json"},
+                  {},
+                  "or --sample KIND, or give NEW, a second file; see xmla-import diff --help"},
         WrongCall{"EmptyVariable", {"sources"}, {{"XMLA_IMPORT_URL", ""}}, "no service given"},
         WrongCall{"UrlAndSample",
                   {"--url", kUrl, "--sample", "tamarind", "sources"},

@@ -197,6 +197,12 @@ TEST_F(CheckOfSample, WithoutAResponseTheLogInIsUnknown) {
     }
 }
 
+TEST_F(CheckOfSample, SaysNothingAboutTheConnectionAfterOneRequest) {
+  const Outcome outcome = CheckJson({"--url", Url(sample::Kind::kSapBw, "html")});
+  EXPECT_EQ(StepOf(outcome.Document(), "response")["found"],
+            "status 200, text/html; charset=utf-8, not compressed");
+}
+
 TEST_F(CheckOfSample, FindsTheStepOfEachRequest) {
   const MoodCase kRequests[] = {
       {"@DISCOVER_DATASOURCES", "data sources"},
@@ -294,7 +300,7 @@ TEST_F(CheckOfSample, ChecksTheNamedCube) {
   const Outcome outcome = CheckJson({"--url", url, "--catalog", "Larkspur Finance"});
   EXPECT_EQ(outcome.status, 0);
   EXPECT_THAT(StepOf(outcome.Document(), "hierarchies")["found"].get<std::string>(),
-              HasSubstr("of \"Ledger\""));
+              HasSubstr("(of the cube \"Ledger\"; check reads one cube)"));
   const struct {
     const char* option;
     const char* failed;

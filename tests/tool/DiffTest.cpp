@@ -520,9 +520,15 @@ struct Unusable {
   const char* reason;
 };
 const Unusable kUnusable[] = {
-    {"", "is not a JSON document: "},
+    {"", "is not a JSON document: it is empty; give a document that xmla-import import"},
+    {"{\"cubes\": [\n{",
+     "is not a JSON document: it ends in the middle (line 2): it was cut off; "},
+    {"{\"cubes\": [\n\"a",
+     "is not a JSON document: it ends in the middle (line 2): it was cut off"},
     {"{\"cubes\": [}", "is not a JSON document: parse error at line 1, column 12"},
-    {"{}\n{}\n", "is not a JSON document: "},
+    {"{}\n{}\n", "is not a JSON document: it is ndjson; give a document that xmla-import import"},
+    {"{}\n{\"a", "is not a JSON document: it is ndjson; "},
+    {"[\n1\n2]", "is not a JSON document: parse error at line 3, column 1"},
     {"[]", "is not a document of import, cube or tree"},
     {"{\"servers\": []}", "is not a document of import, cube or tree"},
     {"{\"cubes\": []}",

@@ -175,6 +175,16 @@ TEST_F(Interrupt, KeepsCompleteCubesAndTheCubeInProgress) {
   });
 }
 
+TEST_F(Interrupt, BeforeTheFirstCubeSaysThatThereIsNone) {
+  ExpectWithin(kAtOnce, [&] {
+    double seconds = 0;
+    const Json document =
+        InterruptedAt({"import", OneCube, "MDSCHEMA_HIERARCHIES", ""}, SIGINT, seconds);
+    EXPECT_EQ(document["errors"], Json({"interrupted: no cube was read completely"}));
+    return seconds;
+  });
+}
+
 /// What is at the name FILE.partial before the call, and where the partial result goes.
 struct PartialCase {
   std::string name;

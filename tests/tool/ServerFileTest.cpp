@@ -328,6 +328,9 @@ TEST_F(ServerFileOfTool, ServerIsUsed) {
   EXPECT_THAT(unknown.err, HasSubstr("unknown --server \"b\"; expected one of: "
                                      "\"a\"; they are in \"" +
                                      m_file + "\""));
+  const Outcome near = Run({"--server", "sale", "sources"}, "[sales]\nurl='http://h/'\n");
+  EXPECT_THAT(near.err, HasSubstr("unknown --server \"sale\" (did you mean \"sales\"?); expected "
+                                  "one of: \"sales\"; they are in "));
   std::filesystem::remove(m_file);
   const Outcome missing = RunTool({"sources"}, m_options);
   EXPECT_EQ(missing.status, 2);

@@ -146,6 +146,12 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
     const Outcome outcome = RunTool({"--server", "s", command}, options);
     EXPECT_THAT(outcome.out + outcome.err, HasSubstr(target));
   }
+  // The key of the server is named already.
+  std::ofstream(file) << "# comment\n[s]\n"
+                      << url(locked) << "user='a'\npassword-command=['echo', 'p']";
+  const Outcome refused = RunTool({"--server", "s", "sources"}, options);
+  EXPECT_THAT(refused.err, HasSubstr("user of server \"s\" (\"" + file + "\", line 4)"));
+  EXPECT_THAT(refused.err, Not(HasSubstr("the URL is that")));
   std::ofstream(file) << "# comment\n[s]\n" << url(missing);
   EXPECT_THAT(RunTool({"--server", "s", "check"}, options).err, HasSubstr(", or set url" + owner));
 }

@@ -277,7 +277,9 @@ class ServiceCheck {
       Take(Failure("response", messages.errors));
       return false;
     }
-    Take(ResponseStep(first, m_recorder.IsReused() || !isIdentified));
+    std::optional<bool> isReused;
+    if (m_recorder.IsReused() || isIdentified) isReused = m_recorder.IsReused();
+    Take(ResponseStep(first, isReused));
     if (!isIdentified && !IsFault(messages.errors.front())) {
       Take(Failure("protocol", messages.errors));
       return false;
@@ -396,12 +398,11 @@ class ServiceCheck {
     std::size_t levels = 0;
     for (const OTXMLAHierarchy& hierarchy : cube.hierarchies) levels += hierarchy.m_levels.size();
     std::vector<Done> done{
-        {"hierarchies",
-         cube.hierarchies.empty() && !cube.messages.errors.empty()
-             ? std::string()
-             : Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") + " of " +
-                   Listed({Utf8(Shortened(cube.cube))}) +
-                   (m_arguments.cubes.empty() ? ", the only cube that was read" : "")},
+        {"hierarchies", cube.hierarchies.empty() && !cube.messages.errors.empty()
+                            ? std::string()
+                            : Counted(cube.hierarchies.size(), "hierarchy", "hierarchies") +
+                                  " (of the cube " + Listed({Utf8(Shortened(cube.cube))}) +
+                                  (m_arguments.cubes.empty() ? "; check reads one cube)" : ")")},
         {"levels", Counted(levels, "level", "levels")},
         {"measures", Counted(cube.measures.size(), "measure", "measures")},
     };

@@ -132,7 +132,7 @@ void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connec
   }
 }
 
-CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused) {
+CheckStep ResponseStep(const HTTPExchangeInfo& first, std::optional<bool> isReused) {
   const HTTPConnectionDetails& details = first.connection;
   CheckStep step{.name = "response", .found = fmt::format("status {}", first.status)};
   const auto add = [&](const String& part) {
@@ -142,8 +142,9 @@ CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused) {
   add(details.contentType);
   add(details.contentEncoding.empty() ? String(L"not compressed") : details.contentEncoding);
   step.seconds = first.firstByteSeconds;
-  step.found += isReused ? ", connection kept open" : ", connection closed after each reply";
-  if (!isReused) {
+  if (!isReused) return step;
+  step.found += *isReused ? ", connection kept open" : ", connection closed after each reply";
+  if (!*isReused) {
     step.status = Status::kWarning;
     step.advice = "allow kept-alive connections on the server or proxy; imports will be faster";
   }

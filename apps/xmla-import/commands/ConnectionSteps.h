@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "Utility/Generic/HTTPClientWrapper.h"
@@ -27,5 +28,6 @@ void TakeConnectionSteps(const HTTPExchangeInfo& first, const Connection& connec
 /// The name of a step of an exchange.
 const char* NameOfStep(HTTPStep step);
 
-/// The step "response". `isReused`: a later exchange used the same connection.
-CheckStep ResponseStep(const HTTPExchangeInfo& first, bool isReused);
+/// The step "response". `isReused`: a later exchange used the same connection; nullopt: there was
+/// none.
+CheckStep ResponseStep(const HTTPExchangeInfo& first, std::optional<bool> isReused);

@@ -317,7 +317,9 @@ ExitStatus RunImport(Session& session, const Arguments& arguments, ResultReceive
   Reading reading(session, plan.cubes, arguments, receiver);
   reading.Run();
   const std::size_t count = result.cubeCount;
-  if (reading.Missing() > 0)
+  if (reading.WithContent() == 0 && MustStop())
+    result.messages.errors.emplace_back("interrupted: no cube was read completely");
+  else if (reading.Missing() > 0)
     result.messages.errors.push_back(
         std::string(reading.Reason()) + ": " + std::to_string(reading.Missing()) + " of " +
         std::to_string(count) + (reading.Missing() == 1 ? " cubes is" : " cubes are") +

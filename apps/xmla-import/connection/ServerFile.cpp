@@ -331,6 +331,10 @@ const Server& FindServer(const ServerFile& file, const std::string& name,
   if (names.empty())
     throw UsageError(origin + " cannot be used: the server file " + Quoted(file.name) +
                      (file.exists ? " has no servers" : " does not exist") + kSeeHelp);
-  throw UsageError(UnknownValue(origin, name, names, Listed(names)) + "; they are in " +
-                   Quoted(file.name));
+  Suggestion suggestion(name);
+  for (const std::string& each : names) suggestion.Consider(each);
+  const std::string best = suggestion.Best();
+  throw UsageError("unknown " + origin + ' ' + Listed({name}) +
+                   (best.empty() ? "" : " (did you mean " + Listed({best}) + "?)") +
+                   "; expected one of: " + Listed(names) + "; they are in " + Quoted(file.name));
 }

@@ -95,6 +95,7 @@ void Sources::ChooseService() {
     throw UsageError(
         "no service given; use --url URL (or XMLA_IMPORT_URL), --server NAME (or "
         "XMLA_IMPORT_SERVER) or --sample KIND" +
+        std::string(given.command == "diff" ? ", or give NEW, a second file" : "") +
         SeeHelp(given.command));
   }
 }

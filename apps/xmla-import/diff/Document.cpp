@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -36,8 +37,15 @@ std::string ReadAll(const std::string& name, const std::string& shown) {
   }
 }
 
-/// The parser's text without the name of its exception.
-std::string Reason(const Json::parse_error& error) {
+/// Why the document is not JSON: a usual cause, else the parser's text without the name of its
+/// exception.
+std::string Reason(const std::string& document, const Json::parse_error& error) {
+  if (document.empty()) return "it is empty";
+  const std::size_t lineEnd = document.find('\n');
+  if (lineEnd != document.npos && Json::accept(document.substr(0, lineEnd))) return "it is ndjson";
+  if (error.byte > document.size())
+    return "it ends in the middle (line " + std::to_string(1 + std::ranges::count(document, '\n')) +
+           "): it was cut off";
   const std::string_view text = error.what();
   const std::size_t end = text.find("] ");
   return OneLine(end == text.npos ? text : text.substr(end + 2));
@@ -128,7 +136,7 @@ Document ParseDocument(const std::string& text, const std::string& name, const s
     json = Json::parse(text);
   } catch (const Json::parse_error& error) {
     throw UsageError(
-        shown + " is not a JSON document: " + Reason(error) +
+        shown + " is not a JSON document: " + Reason(text, error) +
         "; give a document that xmla-import import, cube or tree wrote with --format json");
   }
   Document document{.name = name, .shown = shown, .content = nullptr};

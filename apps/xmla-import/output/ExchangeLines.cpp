@@ -38,10 +38,12 @@ std::string SizeText(std::uint64_t bytes) {
 
 std::string ExchangeLine(const HTTPExchangeInfo& info) {
   const auto milliseconds = [](double seconds) { return fmt::format("{:.1f} ms", seconds * 1e3); };
+  const bool isSent = info.ok || info.failedStep == HTTPStep::kNone ||
+                      info.failedStep >= HTTPStep::kLogIn || info.status != 0;
   std::string text = info.ok ? "" : kFailed;
   text += fmt::format("{} from {}: status {}, sent {} bytes, received {} bytes ({} on the wire), ",
                       Utf8(Shortened(info.subject)), Utf8(info.url), info.status,
-                      info.request.size(), info.replyBytes, info.wireBytes);
+                      isSent ? info.request.size() : 0, info.replyBytes, info.wireBytes);
   text += info.wasReadAhead         ? std::string("read ahead")
           : info.connectSeconds > 0 ? "connected in " + milliseconds(info.connectSeconds)
           : info.status > 0         ? std::string("connection reused")

@@ -118,12 +118,14 @@ void Report::ShowMessages() {
 void Report::ShowAdvice() {
   const std::string& server = m_origins.server;
   bool namesServer = server.empty();
+  // Advice may name the line of a key.
+  const std::string owner = server.substr(0, server.rfind(", line "));
   std::vector<std::string> notes;
   for (const HTTPSetting setting : m_progress.FailedSettings()) {
     const std::string advice = SettingAdvice(setting, m_origins);
     if (advice.empty()) continue;
     notes.push_back(advice);
-    namesServer |= advice.find(server) != std::string::npos;
+    namesServer |= advice.find(owner) != std::string::npos;
   }
   if (!namesServer) notes.push_back("the URL is that" + server);
   const std::string proxy = m_progress.HasForeignResponse() ? ProxyDoubt(m_origins) : "";
