@@ -1,10 +1,11 @@
 import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
 import { readFile, writeFile } from 'node:fs/promises';
 import path from 'node:path';
 import { after, before, test } from 'node:test';
 
 import { serve } from './provider.mjs';
-import { allAddresses, axeSource, go, launch, open, runTool, withFolder } from './report.mjs';
+import { allAddresses, axeSource, go, launch, open, runTool, tool, withFolder } from './report.mjs';
 
 let browser;
 before(async () => { browser = await launch(); });
@@ -59,7 +60,7 @@ test('the overview has the totals of the JSON document', async () => {
   const levels = hierarchies.flatMap(hierarchy => hierarchy.levels);
   await withSample(async page => {
     const tiles = await page.$$eval('.tiles li', items => items.map(item => item.textContent));
-    assert.deepEqual(tiles, [`${result.cubes.length} cubes`, '1 data source', '2 catalogs',
+    assert.deepEqual(tiles, [`${result.cubes.length} cubes`, '1 data source', '2 catalogs with cubes',
       `${result.cubes.reduce((sum, cube) => sum + new Set(cube.hierarchies.map(each => each.dimensionUniqueName)).size, 0)} dimensions`,
       `${hierarchies.length} hierarchies`, `${levels.length} levels`, `${levels.flatMap(level => level.memberProperties).length} properties`,
       `${result.cubes.flatMap(cube => cube.measures).length} measures`]);
@@ -206,6 +207,73 @@ test('at a width of 1000 pixels, the table of cubes needs no scrolling, and no a
       await page.close();
     }
   });
+});
+
+test('in a wide window, headings are along the line', async () => {
+  await withFolder(async folder => {
+    const page = await open(browser, await sampleReport(folder, 'analysis-services'), { width: 1300 });
+    const directions = () => page.$$eval('.scroll[aria-label="Cubes"] thead .number button', all => [...new Set(all.map(each => getComputedStyle(each).writingMode))]);
+    assert.deepEqual(await directions(), ['horizontal-tb']);
+    await page.setViewport({ width: 800, height: 900 });
+    await page.waitForFunction(() => document.querySelector('table.dense'));
+    assert.deepEqual(await directions(), ['vertical-rl']);
+    await page.setViewport({ width: 1300, height: 900 });
+    await page.waitForFunction(() => !document.querySelector('table.dense'));
+    await page.close();
+  });
+});
+
+test('at a width of 1300 pixels, no table of a cube needs scrolling', async () => {
+  await withFolder(async folder => {
+    for (const kind of kinds) {
+      const page = await open(browser, await sampleReport(folder, kind), { width: 1300 });
+      for (const address of await allAddresses(page)) {
+        await go(page, address);
+        assert.deepEqual(await page.$$eval('.scroll', all => all.filter(each => each.scrollWidth > each.clientWidth).map(each => each.ariaLabel)), [], `${kind} ${address}`);
+      }
+      await page.close();
+    }
+  });
+});
+
+test('a drawing shows all its texts, also in a window of 420 pixels without scrolling', async () => {
+  await withFolder(async folder => {
+    for (const kind of kinds)
+      for (const width of [420, 1300]) {
+        const page = await open(browser, await sampleReport(folder, kind), { width });
+        for (const address of (await allAddresses(page)).filter(each => each.startsWith('#/cube/'))) {
+          await go(page, address);
+          const cut = await page.$$eval('figure svg', all => all.flatMap(image => {
+            const { left, right, top, bottom } = image.getBoundingClientRect();
+            const region = image.parentNode.getBoundingClientRect();
+            return [...image.querySelectorAll('text')].filter(text => {
+              const place = text.getBoundingClientRect();
+              return place.left < Math.max(left, region.left) || place.right > Math.min(right, region.right) || place.top < top || place.bottom > bottom;
+            }).map(text => text.textContent);
+          }));
+          assert.deepEqual(cut, [], `${kind} ${address} ${width}`);
+        }
+        await page.close();
+      }
+  });
+});
+
+test('the overview has the first error of each incomplete cube', async () => {
+  const provider = spawn(path.join(path.dirname(tool), 'xmla-sample-provider'), ['--mood', 'fault@MDSCHEMA_MEASURES/1']);
+  try {
+    const urls = await new Promise(resolve => provider.stdout.on('data', block => resolve(String(block))));
+    await withFolder(async folder => {
+      const file = path.join(folder, 'faults.html');
+      await runTool(['--url', urls.match(/\S+analysis-services/)[0], '-o', file, 'import'], [3]);
+      const page = await open(browser, file);
+      const text = await page.$eval('main', main => main.innerText);
+      assert.match(text, /Incomplete cubes\s+Sales: 1 error: \[64203\] /);
+      assert.doesNotMatch(text, /the failed request was/);
+      await page.close();
+    });
+  } finally {
+    provider.kill('SIGTERM');
+  }
 });
 
 test('messages have their numbers', async () => {

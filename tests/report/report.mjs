@@ -13,7 +13,7 @@ const require = createRequire(path.join(packages, 'package.json'));
 const { default: puppeteer } = await import(pathToFileURL(require.resolve('puppeteer-core')).href);
 export const axeSource = require.resolve('axe-core/axe.min.js');
 
-const tool = process.env.XMLA_IMPORT_TOOL ?? path.resolve('build/bin/xmla-import');
+export const tool = process.env.XMLA_IMPORT_TOOL ?? path.resolve('build/bin/xmla-import');
 const chromium = process.env.XMLA_CHROMIUM ?? '/usr/bin/chromium';
 
 /** A folder that is deleted when `use` ends. */

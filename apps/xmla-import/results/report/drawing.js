@@ -3,8 +3,10 @@
 // do not have, so it is one image for screen readers.
 
 const labelLength = 26; // characters
+const largestScale = 1.6; // pixels per unit
 
 function drawing(cube) {
+  const context = make("canvas").getContext("2d");
   const places = [];
   const count = cube.dimensions.reduce((sum, { hierarchies }) => sum + hierarchies.length + 0.5, 0);
   const name = shortened(cube.cube || "cube", labelLength);
@@ -12,6 +14,7 @@ function drawing(cube) {
   const nearest = box / 2 + 111; // leaves room for the names of dimensions
   const outer = Math.max(nearest + 85, (count * 17) / (2 * Math.PI));
   const inner = Math.max(nearest, outer * 0.62);
+  const edges = { left: -box / 2, right: box / 2, top: -30, bottom: 30 };
   let turn = 0;
   for (const dimension of cube.dimensions) {
     const width = dimension.hierarchies.length + 0.5;
@@ -29,34 +32,46 @@ function drawing(cube) {
       const to = point(angle, outer);
       lines.append(makeSVG("line", { x1: from.x, y1: from.y, x2: to.x, y2: to.y }));
       const radius = 3.5 + 1.6 * Math.min(hierarchy.levels.length, 7);
-      nodes.append(node(to, radius, hierarchyClass(hierarchy), label(hierarchy.name || hierarchy.externalName, angle, outer + radius + 5, labelLength),
+      const text = hierarchy.name || hierarchy.externalName;
+      include(to, radius);
+      include(point(angle, outer + radius + 5 + widthOf(shortened(text, labelLength))), 8);
+      nodes.append(node(to, radius, hierarchyClass(hierarchy), label(text, angle, outer + radius + 5, labelLength),
         `${hierarchy.externalName}: ${counted(hierarchy.levels.length, "level", "levels")}`, hierarchyAddress(cube, hierarchy)));
     } else {
       const to = point(angle, inner);
+      include(to, 8);
       lines.append(makeSVG("line", { x1: 0, y1: 0, x2: to.x, y2: to.y }));
       const hasLabel = dimension.hierarchies.length > 1;
       nodes.append(node(to, 6, "dimension", hasLabel ? label(dimension.name, angle, inner - 11, 14, true) : null,
         `${dimension.name} ${wordOf(dimension.kind)}`, null));
     }
   }
-  const longest = cube.hierarchies.reduce((most, { name, externalName }) => Math.max(most, (name || externalName).length), 0);
-  const size = outer + 30 + 6.8 * Math.min(longest, labelLength);
-  const text = `Structure of the cube: ${countsText(cube.counts)}`;
+  const width = edges.right - edges.left + 8;
+  const height = edges.bottom - edges.top + 8;
+  const image = makeSVG("svg", { viewBox: `${edges.left - 4} ${edges.top - 4} ${width} ${height}`, role: "img",
+    "aria-label": `Structure of the cube: ${countsText(cube.counts)}` },
+    lines, nodes, makeSVG("g", { class: "centre" },
+      makeSVG("rect", { x: -box / 2, y: -30, width: box, height: 60, rx: 8 }),
+      makeSVG("text", { y: -4 }, name),
+      makeSVG("text", { y: 14, class: "small" }, counted(cube.counts.measures, "measure", "measures"))));
+  image.style.maxWidth = `${largestScale * width}px`; // texts of a small drawing are not huge
   return make("figure", {},
-    make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" },
-      makeSVG("svg", { viewBox: `${-size} ${-size} ${2 * size} ${2 * size}`, role: "img", "aria-label": text },
-        lines, nodes, makeSVG("g", { class: "centre" },
-          makeSVG("rect", { x: -box / 2, y: -30, width: box, height: 60, rx: 8 }),
-          makeSVG("text", { y: -4 }, name),
-          makeSVG("text", { y: 14, class: "small" }, counted(cube.counts.measures, "measure", "measures"))))),
+    make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" }, image),
     make("figcaption", {}, "Centre: the cube. Squares: dimensions. Circles: hierarchies, larger with more levels; filled if " +
       "balanced, hollow if ragged, unbalanced or of unknown structure. A click on a hierarchy leads to it."));
 
-  /** Of a text in the centre, see report.css. */
+  /** Of a bold text, see report.css. */
   function widthOf(text) {
-    const context = make("canvas").getContext("2d");
     context.font = "bold 12px system-ui, sans-serif";
     return Math.ceil(context.measureText(text).width);
+  }
+
+  /** Extends the edges by a point with a margin. */
+  function include({ x, y }, margin) {
+    edges.left = Math.min(edges.left, x - margin);
+    edges.right = Math.max(edges.right, x + margin);
+    edges.top = Math.min(edges.top, y - margin);
+    edges.bottom = Math.max(edges.bottom, y + margin);
   }
 
   function angleAt(part) {

@@ -45,6 +45,7 @@ function show() {
   document.title = `${shortened(title, 80)} – ${baseTitle}`;
   const main = document.getElementById("page");
   main.replaceChildren(...[content].flat(Infinity).filter(child => child !== null && child !== undefined));
+  fitTables();
   for (const link of document.querySelectorAll("nav a")) {
     if (link.getAttribute("href") === (location.hash || "#/")) link.setAttribute("aria-current", "page");
     else link.removeAttribute("aria-current");

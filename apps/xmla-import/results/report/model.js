@@ -5,6 +5,9 @@ const nothing = { hierarchies: [], measures: [], sapVariables: [], errors: [], w
 /** True for a warning that servers cause in almost every cube, and that needs no action: a note. */
 const isNote = text => text.startsWith("[62012] ");
 
+/** True for a line that adds to the error before it. */
+const completesAnError = text => /^(the failed request was|the server says:) /.test(text);
+
 /** Adds to each cube its address in this page, its notes, its dimensions and its counts. */
 function prepare(result, about) {
   if (about.command === "diff") return { cubes: [], diff: result, errors: result.errors, warnings: result.warnings };

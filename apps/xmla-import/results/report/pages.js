@@ -16,7 +16,9 @@ function overviewPage() {
     ["Read with", `xmla-import ${about.version}`],
     ["State", about.isComplete ? "complete" : "incomplete"],
   ];
-  const tiles = [["cubes", model.cubes.length], ["data sources", sums.sources.size], ["catalogs", sums.catalogs.size],
+  const tiles = [[model.cubes.length === 1 ? "cube" : "cubes", model.cubes.length],
+    [sums.sources.size === 1 ? "data source" : "data sources", sums.sources.size],
+    [sums.catalogs.size === 1 ? "catalog with cubes" : "catalogs with cubes", sums.catalogs.size],
     ...Object.entries(countNames).map(([key, names]) => [sums[key] === 1 ? names[0] : names[1], sums[key]])];
   return {
     title: "Overview",
@@ -24,16 +26,22 @@ function overviewPage() {
       make("h1", { tabindex: "-1" }, "Overview"),
       make("dl", { class: "facts" }, facts.map(([name, value]) => [make("dt", {}, name), make("dd", {}, value)])),
       make("ul", { class: "tiles" }, tiles.filter(([, count]) => count > 0).map(([name, count]) =>
-        make("li", {}, make("strong", {}, number(count)), " ", count === 1 ? name.replace(/s$/, "") : name))),
+        make("li", {}, make("strong", {}, number(count)), " ", name))),
       messageBox("Errors", model.errors, "error", true),
       incomplete.length > 0 ? [make("h2", {}, "Incomplete cubes"),
         make("ul", {}, incomplete.map(cube => make("li", {}, make("a", { href: cube.address }, nameOf(cube.cube)), ": ",
-          counted(cube.errors.length, "message", "messages"))))] : null,
+          errorsText(cube))))] : null,
       warningSummary(),
       make("h2", {}, "Cubes"),
       cubeTable(),
     ],
   };
+}
+
+/** The number of errors of a cube, and the first one. */
+function errorsText(cube) {
+  const errors = cube.errors.filter(text => !completesAnError(text));
+  return [counted(errors.length, "error", "errors"), ": ", messageText(cube.errors[0]), errors.length > 1 ? " …" : null];
 }
 
 function readableDate(text) {

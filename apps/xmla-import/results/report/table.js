@@ -20,10 +20,10 @@ function table(label, columns, rows, isSortable = true) {
     return make("th", { scope: "col", class: isNumeric(column) ? "number" : null, title: column.help || null }, title);
   });
   const more = make("button", { type: "button", click: () => { showsAll = true; draw(); } }, `Show all ${number(rows.length)} rows`);
-  // The headings of many numbers are upright, so that the table fits into the window.
+  // With many numbers, the headings are upright if the table would not fit into the window, see fitTables.
   const isDense = shown.filter(isNumeric).length > 4;
   const region = make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": label },
-    make("table", { class: isDense && "dense" }, make("thead", {}, make("tr", {}, headings)), body), make("p", { class: "rest" }, more));
+    make("table", { class: isDense && "counts dense" }, make("thead", {}, make("tr", {}, headings)), body), make("p", { class: "rest" }, more));
 
   function isNumeric(column) {
     return rows.length > 0 && typeof column.value(rows[0]) === "number";
@@ -57,3 +57,12 @@ function table(label, columns, rows, isSortable = true) {
   draw();
   return region;
 }
+
+/** Writes the headings of tables with many numbers along the line where the window is wide enough. */
+function fitTables() {
+  for (const each of document.querySelectorAll("table.counts")) {
+    each.classList.remove("dense");
+    each.classList.toggle("dense", each.offsetWidth > each.parentNode.clientWidth);
+  }
+}
+addEventListener("resize", fitTables);
