@@ -217,6 +217,9 @@ test('in a wide window, headings are along the line', async () => {
     await page.setViewport({ width: 800, height: 900 });
     await page.waitForFunction(() => document.querySelector('table.dense'));
     assert.deepEqual(await directions(), ['vertical-rl']);
+    await page.setViewport({ width: 790, height: 900 });
+    await page.evaluate(() => new Promise(resolve => setTimeout(resolve, 100)));
+    assert.deepEqual(await directions(), ['vertical-rl']);
     await page.setViewport({ width: 1300, height: 900 });
     await page.waitForFunction(() => !document.querySelector('table.dense'));
     await page.close();
