@@ -354,8 +354,8 @@ TEST(HTTPTimeout, LimitsSilenceBeforeAndWithinTheReply) {
     const auto begin = Clock::now();
     const Outcome outcome = PostOnce("http://" + server.Authority() + "/", 1);
     const auto elapsed = Clock::now() - begin;
-    EXPECT_THAT(outcome.error, AllOf(HasSubstr(*part ? "has sent nothing for 1 second"
-                                                     : "has not responded for 1 second"),
+    EXPECT_THAT(outcome.error, AllOf(HasSubstr(*part ? "has sent nothing for 1 second;"
+                                                     : "has not responded for 1 second;"),
                                      HasSubstr("longer time-out")));
     EXPECT_GE(elapsed, std::chrono::milliseconds(950));
     EXPECT_LT(elapsed, std::chrono::seconds(3));
@@ -557,7 +557,10 @@ TEST(HTTPURL, UnknownHostBeforeWhatMayBeAPasswordGetsAHint) {
       {"http://no-such-host.invalid:123/b", false},
       {"http://no-such-host.invalid/b@host/", false},
       {"http://no-such-host.invalid:123/b?user=ann@host", false},
-      {"http://ann:1@no-such-host.invalid/b@host/", false},
+      {"http://ann:1@no-such-host.invalid/b@host/", true},
+      {"http://ann:1@no-such-host.invalid?b@host/", true},
+      {"http://ann:1@no-such-host.invalid/b?c=d@host", false},
+      {"http://ann/b:c@no-such-host.invalid/", true},
       {"http://127.0.0.1:1/b@host/", false},
   };
   for (const auto& each : kCases)

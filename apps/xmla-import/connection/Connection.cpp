@@ -44,8 +44,8 @@ Source UseUrl(const Sources& sources, const std::string& command, Connection& co
   Setting<std::string> url = sources.Find(&Arguments::url);
   connection.url = WideSecret(std::move(url.value));
   // The message omits the URL, which may contain a password.
-  HTTPClientWrapper::TakeCredentials(connection.url, connection.user, connection.password);
-  if (const std::string problem = UrlProblem(connection.url); !problem.empty())
+  const std::string problem = TakeCredentials(connection.url, connection.user, connection.password);
+  if (!problem.empty())
     throw UsageError(url.Subject() + " cannot be used: " + problem + SeeHelp(command));
   return url.source;
 }
@@ -96,12 +96,14 @@ void UseTarget(const Sources& sources, const std::string& command, Connection& c
 
 }  // namespace
 
-std::string UrlProblem(const String& url) {
-  if (HTTPClientWrapper::ShownURL(url) == url || !HTTPClientWrapper::URLProblem(url).empty())
+std::string TakeCredentials(String& url, String& user, String& password) {
+  const String shown = HTTPClientWrapper::ShownURL(url);
+  if (!HTTPClientWrapper::TakeCredentials(url, user, password))
     return Utf8(HTTPClientWrapper::URLProblem(url));
+  if (shown == url) return "";
   return "it may contain a part of a password, since an \"@\" follows a colon; in a password, "
-         "write / "
-         "as %2F, ? as %3F and # as %23; in a path, write @ as %40";
+         "write "
+         "/ as %2F, ? as %3F, # as %23 and @ as %40; in a path or a query, write @ as %40";
 }
 
 Connection::~Connection() {

@@ -37,9 +37,10 @@ struct Connection {
   std::unique_ptr<sample::Provider> provider;
 };
 
-/// Why the URL of a service, without credentials, cannot be used, and what to write instead. Empty
-/// if it can. A URL that may contain a part of a password is refused: it would be shown and logged.
-std::string UrlProblem(const String& url);
+/// Removes the credentials from the URL of a service. Returns why the URL cannot be used, and what
+/// to write instead; empty if it can. A URL that may still contain a part of a password is refused:
+/// it would be shown and logged.
+std::string TakeCredentials(String& url, String& user, String& password);
 
 /// Precedence: options, environment, server file. Credentials in the URL precede the variables.
 /// Starts the sample provider for --sample, and asks for a missing password. Throws UsageError.

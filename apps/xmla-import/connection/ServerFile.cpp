@@ -175,9 +175,8 @@ class ServerReader {
     String url = Wide(text);
     String user;
     String password;
-    HTTPClientWrapper::TakeCredentials(url, user, password);
+    const std::string problem = TakeCredentials(url, user, password);
     for (String* const secret : {&user, &password}) Erase(*secret);
-    const std::string problem = UrlProblem(url);
     if (!problem.empty()) throw UsageError("url cannot be used: " + problem);
   }
 

@@ -173,7 +173,7 @@ HTTPOutcome ClassifyHTTPResponse(HTTPResponse& response, const HTTPClientSetup& 
     // A server that rejects a request often closes the connection. The status then says more than
     // the failure.
     if (response.proxyStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
-    // The host may be a user name, and the port the begin of a password with a slash.
+    // The host may be a user name, and the port the beginning of a password with a slash.
     if (response.failure == HTTPFailure::kUnknownHost && HTTPUrl::HidesPart(setup.shownURL))
       response.diagnosis.advice += HTTPUrl::kPasswordAdvice;
     if (IsAbortedByClient(response.failure) || response.status < 300)

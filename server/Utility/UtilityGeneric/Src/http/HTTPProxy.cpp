@@ -63,7 +63,9 @@ String Problem(const String& proxy) {
   Secret<String> user;
   Secret<String> password;
   HTTPUrl::RemoveCredentials(url, user, password);
-  return HTTPUrl::AuthorityProblem(url);
+  String problem = HTTPUrl::AuthorityProblem(url);
+  if (!problem.empty() || url.find(L"@") == String::npos) return problem;
+  return String(L"it has an \"@\" behind the host") + HTTPUrl::kPasswordAdvice;
 }
 
 bool IsUnencrypted(const String& proxy) {

@@ -72,25 +72,35 @@ bool RemoveCredentials(String& url, String& user, String& password) {
   return true;
 }
 
+namespace {
+
+/// The last "@" up to which a usable URL without credentials may contain a part of a password that
+/// is not percent-encoded; npos if there is none. `hadCredentials`: they were in front of the host.
+std::size_t EndOfPossiblePassword(std::wstring_view url, bool hadCredentials) {
+  constexpr std::size_t kNone = std::wstring_view::npos;
+  const Authority authority = FindAuthority(url);
+  const bool hasPath =
+      authority.end < url.size() && url[authority.end] != L'?' && url[authority.end] != L'#';
+  const std::size_t sign =
+      url.substr(0, hasPath ? url.find_first_of(L"?#", authority.end) : kNone).rfind(L'@');
+  if (sign == kNone || hadCredentials) return sign;
+  // "user:123/word@host" or "DOMAIN/user:word@host"
+  const std::wstring_view before = url.substr(authority.begin, sign - authority.begin);
+  const std::size_t address = before.starts_with(L'[') ? before.find(L']') : 0;
+  return before.find(L':', address) == kNone ? kNone : sign;
+}
+
+}  // namespace
+
 String ForDisplay(const String& url) {
   String shown = url;
   Secret<String> user;
   Secret<String> password;
-  RemoveCredentials(shown, user, password);
+  const bool hadCredentials = RemoveCredentials(shown, user, password);
   const std::wstring_view text = shown.view();
   const std::size_t scheme = text.find(kSchemeEnd);
-  std::size_t sign = text.rfind(L'@');
-  if (sign != std::wstring_view::npos && Problem(shown).empty()) {
-    // Behind the host. It may still follow a password: one with "/", "?" or "#", whose beginning
-    // looks like a port.
-    const std::size_t host = scheme + kSchemeEnd.size();
-    const std::size_t hostEnd = text.find_first_of(L"/?#\\", host);
-    const bool hasPath =
-        hostEnd != std::wstring_view::npos && text[hostEnd] != L'?' && text[hostEnd] != L'#';
-    const std::wstring_view part = hasPath ? text.substr(0, text.find_first_of(L"?#", host)) : text;
-    sign = part.rfind(L'@');
-    if (part.substr(host, sign - host).find(L':') == std::wstring_view::npos) return shown;
-  }
+  const std::size_t sign =
+      Problem(shown).empty() ? EndOfPossiblePassword(text, hadCredentials) : text.rfind(L'@');
   if (sign == std::wstring_view::npos) return shown;
   String kept;
   if (text.find_first_of(L":@/") == scheme) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
