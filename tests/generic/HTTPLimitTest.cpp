@@ -512,7 +512,7 @@ TEST_P(HTTPDiscarded, EndsAtTheTimeOut) {
       test.isProxys ? "https://service.test/" : "http://" + server.Authority() + "/", 1, &options);
   // libcurl's own time-out comes first if the proxy pauses; then the error names the proxy's
   // status.
-  EXPECT_THAT(outcome.error, testing::AnyOf(HasSubstr("1 second"), HasSubstr("HTTP 407")));
+  EXPECT_THAT(outcome.error, testing::AnyOf(HasSubstr("1 second;"), HasSubstr("HTTP 407")));
 }
 
 /// Until then it takes no memory, and the host can stop it at once.

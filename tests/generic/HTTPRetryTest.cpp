@@ -193,7 +193,7 @@ TEST(HTTPRetry, TimeOutOfTheResponseIsNotRepeated) {
   });
   const HTTPClientOptions options = WithRetries(3);
   EXPECT_THAT(PostOnce("http://" + server.Authority() + "/", 1, &options).error,
-              AllOf(HasSubstr("has not responded for 1 second"), Not(HasSubstr("tried"))));
+              AllOf(HasSubstr("has not responded for 1 second;"), Not(HasSubstr("tried"))));
   EXPECT_EQ(server.Requests().size(), 1u);
 }
 
@@ -520,12 +520,12 @@ TEST(HTTPTimeoutOptions, ReplaceTheOneOfTheConstructor) {
     std::uint32_t effective;
     const char* error;
   } kCases[] = {
-      {full.Url(), 1, {}, {}, 1, "no connection to the service within 1 second"},
-      {full.Url(), 60, 1, {}, 60, "no connection to the service within 1 second"},
-      {full.Url(), 60, {}, 1, 1, "no connection to the service within 1 second"},
-      {full.Url(), 60, 1, 50, 50, "no connection to the service within 1 second"},
-      {url, 60, {}, 1, 1, "has not responded for 1 second"},
-      {url, 60, 50, 1, 1, "has not responded for 1 second"},
+      {full.Url(), 1, {}, {}, 1, "no connection to the service within 1 second;"},
+      {full.Url(), 60, 1, {}, 60, "no connection to the service within 1 second;"},
+      {full.Url(), 60, {}, 1, 1, "no connection to the service within 1 second;"},
+      {full.Url(), 60, 1, 50, 50, "no connection to the service within 1 second;"},
+      {url, 60, {}, 1, 1, "has not responded for 1 second;"},
+      {url, 60, 50, 1, 1, "has not responded for 1 second;"},
   };
   for (const auto& test : kCases) {
     RetryRecorder recorder;

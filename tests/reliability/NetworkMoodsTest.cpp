@@ -37,12 +37,12 @@ constexpr char kNoXml[] = "[46100] The server's reply could not be read as XML: 
 
 // The time-out is one second.
 constexpr MoodCase kCases[] = {
-    {"stall", "the server has not responded for 1 second", 2},
+    {"stall", "the server has not responded for 1 second;", 2},
     {"stall-head", kSilent, 2},
     {"stall-head:100", kSilent, 2},
     {"stall-body", kSilent, 2},
     {"stall-body:0", kSilent, 2},
-    {"slow:30000", "the server has not responded for 1 second", 2},
+    {"slow:30000", "the server has not responded for 1 second;", 2},
     {"slow:300", nullptr, 1},
     {"drip:1", nullptr, 20, 1},  // longer in all than the time-out
     // The client retries once on a reused connection, and never on a new one.

@@ -107,7 +107,7 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   for (const auto& [name, value] : environment) variables.emplace_back(name.c_str(), value);
   const auto expect = [&](const std::string& url, const std::function<void()>& mend,
                           const std::string& what = "no connection to the service") {
-    ExpectRefusal(url, url + ": " + what + " within 1 second", environment, mend, 2, 0.99);
+    ExpectRefusal(url, url + ": " + what + " within 1 second;", environment, mend, 2, 0.99);
   };
   // Each case mostly waits.
   std::vector<std::jthread> cases;
