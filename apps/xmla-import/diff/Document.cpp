@@ -42,7 +42,9 @@ std::string ReadAll(const std::string& name, const std::string& shown) {
 std::string Reason(const std::string& document, const Json::parse_error& error) {
   if (document.empty()) return "it is empty";
   const std::size_t lineEnd = document.find('\n');
-  if (lineEnd != document.npos && Json::accept(document.substr(0, lineEnd))) return "it is ndjson";
+  if (lineEnd != document.npos && document.starts_with('{') &&
+      Json::accept(document.substr(0, lineEnd)))
+    return "it is ndjson";
   if (error.byte > document.size())
     return "it ends in the middle (line " + std::to_string(1 + std::ranges::count(document, '\n')) +
            "): it was cut off";
