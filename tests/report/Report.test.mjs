@@ -209,7 +209,7 @@ test('at a width of 1000 pixels, the table of cubes needs no scrolling, and no a
   });
 });
 
-test('in a wide window, headings are along the line', async () => {
+test('in a wide window, headings are horizontal', async () => {
   await withFolder(async folder => {
     const page = await open(browser, await sampleReport(folder, 'analysis-services'), { width: 1300 });
     const directions = () => page.$$eval('.scroll[aria-label="Cubes"] thead .number button', all => [...new Set(all.map(each => getComputedStyle(each).writingMode))]);
@@ -264,7 +264,10 @@ test('a drawing shows all its texts, also in a window of 420 pixels without scro
 test('the overview has the first error of each incomplete cube', async () => {
   const provider = spawn(path.join(path.dirname(tool), 'xmla-sample-provider'), ['--mood', 'fault@MDSCHEMA_MEASURES/1']);
   try {
-    const urls = await new Promise(resolve => provider.stdout.on('data', block => resolve(String(block))));
+    const urls = await new Promise((resolve, reject) => {
+      provider.stdout.on('data', block => resolve(String(block)));
+      provider.on('exit', status => reject(new Error(`the sample provider ended with status ${status}`)));
+    });
     await withFolder(async folder => {
       const file = path.join(folder, 'faults.html');
       await runTool(['--url', urls.match(/\S+analysis-services/)[0], '-o', file, 'import'], [3]);

@@ -58,7 +58,7 @@ function table(label, columns, rows, isSortable = true) {
   return region;
 }
 
-/** Writes the headings of tables with many numbers along the line where the window is wide enough. */
+/** Writes the headings of tables with many numbers horizontally where the window is wide enough. */
 function fitTables() {
   for (const each of document.querySelectorAll("table.counts")) {
     each.classList.remove("dense");
