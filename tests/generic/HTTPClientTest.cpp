@@ -538,7 +538,9 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
   // The host ends at any of these characters.
   for (const char* const rest : {"?canary@service/olap", "#canary@service/olap"})
     EXPECT_THAT(PostOnce(url + rest).error, StartsWith("http://...@service/olap: HTTP 404"));
-  // Without a colon before the sign, or in the query, there was no password.
+  // Without a colon before the sign, or in the query, there was no password. An IPv6 address has
+  // colons.
+  EXPECT_THAT(PostOnce("http://[::1]/x@h").error, StartsWith("http://[::1]/x@h: "));
   EXPECT_THAT(PostOnce("http://no-such-host.invalid/x?user=ann@h").error,
               StartsWith("http://no-such-host.invalid/x?user=ann@h: "));
   EXPECT_THAT(PostOnce(url + "/x?user=ann@h").error, StartsWith(url + "/x?user=ann@h: "));

@@ -115,6 +115,8 @@ TEST(HTTPProxy, UnusableURLIsAnErrorThatHidesCredentials) {
       {"http://proxy:65536", "its port is above 65535"},
       {"canary:canary@proxy:70000", "its port is above 65535"},
       {"http://proxy:port", "its port is not a number"},
+      {"http://canary:12/canary@proxy:3128",
+       "it has an \"@\" behind the host; in a password, write"},
       {"::", "it has no host name"},
       {"http://", "it has no host name"},
       {"http://canary:canary@", "it has no host name"},

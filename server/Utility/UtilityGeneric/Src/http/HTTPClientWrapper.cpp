@@ -274,7 +274,7 @@ HTTPClientWrapper::HTTPClientWrapper(const String& url, const String& user, cons
   Secret<String> urlUser;
   Secret<String> urlPassword;
   TakeCredentials(cleanURL, urlUser, urlPassword);
-  const String shown = HTTPUrl::ForDisplay(cleanURL);
+  const String shown = HTTPUrl::ForDisplay(url);
   if (const String problem = HTTPUrl::Problem(cleanURL); !problem.empty()) {
     SUGThrow(ErrorMessage(MessageCatalogue::OneLine(
                  shown + L": the URL of the service cannot be used: " + problem)),
