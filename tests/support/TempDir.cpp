@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <new>
 #include <stdexcept>
 
 namespace support {
@@ -18,8 +19,15 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-  std::error_code ignored;
-  fs::remove_all(m_path, ignored);
+  // A test may make one allocation fail: then try again.
+  for (int i = 0; i < 2; ++i) {
+    try {
+      std::error_code ignored;
+      fs::remove_all(m_path, ignored);
+      return;
+    } catch (const std::bad_alloc&) {
+    }
+  }
 }
 
 std::vector<fs::path> TempDir::Files() const {
