@@ -202,7 +202,7 @@ TEST_P(ReadAheadFaults, AFaultThatHappensOnceHitsOneRequestOrNone) {
       way.requests = requests;
       return Import(server.Wire().Url(), cube.cube, way);
     };
-    // Of one request at a time, with the fault at a position.
+    // With one request at a time: the outcome for each position of the fault, once it is needed.
     std::map<int, Outcome> outcomes;
     const auto isOutcomeOf = [&](const Outcome& many, int position) {
       if (position < 0 || position >= positions) return false;

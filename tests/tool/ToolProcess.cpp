@@ -154,7 +154,7 @@ pid_t Spawn(const Child& child) {
   return failed ? -1 : process;
 }
 
-/// Likewise with a copy of this program, in which it calls `prepare`. Needs a pipe for the input.
+/// Starts the tool from a copy of this program, which calls `prepare` first. Supports no terminal.
 pid_t ForkAndPrepare(const Child& child, const std::function<void()>& prepare) {
   const pid_t process = fork();
   if (process != 0) return process;
@@ -244,7 +244,7 @@ Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)
 
   const Child become{argv.data(), variables.data(), terminalName, options.inputIsTerminal,
                      in.theirs,   out.theirs,       err.theirs};
-  if (options.prepare && options.terminal) throw std::logic_error("`prepare` needs no terminal");
+  if (options.prepare && options.terminal) throw std::logic_error("`prepare` supports no terminal");
   const pid_t child = options.prepare ? ForkAndPrepare(become, options.prepare) : Spawn(become);
   if (child < 0) throw std::runtime_error("no process");
   for (const Ends& ends : {in, out, err})
