@@ -479,9 +479,17 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
       {L"http://h:70000/", "its port is above 65535"},
       {L"http://[::1]:65536/", "its port is above 65535"},
       {L"http://h:8o80/", "its port is not a number; write http://host:port/path"},
-      {L"http://ann:a/b@h/", "its port is not a number; in a password, write / as %2F, "},
-      {L"http://ann:70000/b@h/", "its port is above 65535, the highest one; in a password, write "},
-      {L"http://ann:/b@h/", "the port is missing after the colon; in a password, write / as %2F"},
+      {L"http://ann:a/b@h/",
+       "its port is not a number; in a user name or password, write / as %2F, \\ as %5C, "},
+      {L"http://ann:70000/b@h/",
+       "its port is above 65535, the highest one; in a user name or password, "},
+      {L"http://ann:/b@h/", "the port is missing after the colon; in a user name or password, "},
+      {L"http://CORP\\ann:a@h/",
+       "there is a \\ behind its host name; in a user name or password, "},
+      {L"http://ann:12\\b@h/", "there is a \\ behind its host name; in a user name or password, "},
+      {L"http://ann:a\\b@h/", "there is a \\ behind its host name; in a user name or password, "},
+      {L"http://h\\p", "there is a \\ behind its host name; write / instead"},
+      {L"http://[::1]x:1]/", "its port is not a number"},
       {L"http://h:/", "the port is missing after the colon; write http://host:port/path, "},
       {L"http://[::1]:", "the port is missing after the colon"},
       {L"http://http://h/", "the port is missing after the colon"},
@@ -514,6 +522,7 @@ TEST(HTTPURL, InvalidURLsHaveAReason) {
 TEST(HTTPURL, InvalidURLErrorHasNoCredentials) {
   for (const wchar_t* const url :
        {L"ftp://canary:canary@h/", L"canary:canary@h", L"http://canary:ca/nary@h/", L"",
+        L"http://CORP\\canary:canary@h/", L"http://canary:1\\canary@h/",
         L"http://http://ann:canary@h/", L"http://http://ann:1/canary@h/", L"http:///ann:canary@h/",
         L"canary:canary@http://h/x@y", L"canary@http://http://h/x@y"}) {
     try {
@@ -538,8 +547,13 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
   // The host ends at any of these characters.
   for (const char* const rest : {"?canary@service/olap", "#canary@service/olap"})
     EXPECT_THAT(PostOnce(url + rest).error, StartsWith("http://...@service/olap: HTTP 404"));
+  // An address without its closing bracket ends in a port, like any other host.
+  for (const char* const open : {"http://[ann:12/canary@h/", "http://[ann:12/can]ary@h/"})
+    EXPECT_THAT(PostOnce(open).error, StartsWith("http://...@h/: "));
   // Without a colon before the sign, or in the query, there was no password. An IPv6 address has
   // colons.
+  EXPECT_THAT(PostOnce("http://ann@no-such-host.invalid/x@h").error,
+              StartsWith("http://no-such-host.invalid/x@h: "));
   EXPECT_THAT(PostOnce("http://[::1]/x@h").error, StartsWith("http://[::1]/x@h: "));
   EXPECT_THAT(PostOnce("http://no-such-host.invalid/x?user=ann@h").error,
               StartsWith("http://no-such-host.invalid/x?user=ann@h: "));
@@ -549,7 +563,8 @@ TEST(HTTPURL, UsableURLIsShownWithoutWhatMayBeAPassword) {
 /// If such a host is unknown, it was most likely a user.
 TEST(HTTPURL, UnknownHostBeforeWhatMayBeAPasswordGetsAHint) {
   constexpr char kHint[] =
-      "; in a password, write / as %2F, ? as %3F and # as %23, or leave it out";
+      "; in a user name or password, write / as %2F, \\ as %5C, ? as %3F, # as %23 and @ as %40, "
+      "or leave it out of the URL";
   const struct {
     std::string url;
     bool isHint;
@@ -562,11 +577,15 @@ TEST(HTTPURL, UnknownHostBeforeWhatMayBeAPasswordGetsAHint) {
       {"http://ann:1@no-such-host.invalid/b@host/", true},
       {"http://ann:1@no-such-host.invalid?b@host/", true},
       {"http://ann:1@no-such-host.invalid/b?c=d@host", false},
+      {"http://ann@no-such-host.invalid/b@host", false},
+      {"http://ann@no-such-host.invalid/b:c@host", true},
       {"http://ann/b:c@no-such-host.invalid/", true},
       {"http://127.0.0.1:1/b@host/", false},
   };
-  for (const auto& each : kCases)
-    EXPECT_EQ(PostOnce(each.url).error.find(kHint) != std::string::npos, each.isHint) << each.url;
+  for (const auto& each : kCases) {
+    const std::string error = PostOnce(each.url).error;
+    EXPECT_EQ(error.find(kHint) != error.npos, each.isHint) << each.url << ": " << error;
+  }
 }
 
 TEST(HTTPURL, OtherCharactersAreEncoded) {

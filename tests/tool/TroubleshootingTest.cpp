@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "base/Text.h"
 #include "support/TempDir.h"
 
@@ -38,12 +39,13 @@ std::vector<std::string> ExplainedTexts() {
   return texts;
 }
 
-/// The sources, with each literal in one piece.
+/// The sources, with each literal in one piece and without escapes.
 std::string Sources(const std::filesystem::path& folder) {
   std::string sources;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
     if (entry.path().extension() == ".cpp") sources += support::ReadFile(entry.path());
-  return std::regex_replace(sources, std::regex("\"\\s+L?\""), "");
+  sources = std::regex_replace(sources, std::regex("\"\\s+L?\""), "");
+  return std::regex_replace(sources, std::regex(R"x(\\(["\\]))x"), "$1");
 }
 
 std::string Source(const char* name) {
@@ -67,6 +69,21 @@ TEST(Troubleshooting, RepeatsTheAdviceOfSkippedHierarchies) {
     const std::string advice = message.substr(message.find("). ") + 3);
     EXPECT_THAT(Found(page, "\n(\\| `\\[" + std::string(number) + "\\]`[^\n]*)"),
                 testing::ElementsAre(testing::EndsWith("| " + advice + " |")));
+  }
+}
+
+/// The same for user name and password in a URL, also in the manual and its help.
+TEST(Troubleshooting, RepeatsTheAdviceForPasswordsInURLs) {
+  std::string advice = Utf8(kURLPasswordAdvice);
+  advice = advice.substr(0, advice.find(", or leave")).substr(advice.find("write /"));
+  for (const char* const file : {TROUBLESHOOTING_DOCUMENT, PROJECT_FOLDER "/docs/xmla-import.md",
+                                 EXPECTED_FOLDER "/help-log-in.txt"}) {
+    std::string page = std::regex_replace(support::ReadFile(file), std::regex("`"), "");
+    page = std::regex_replace(page, std::regex("\n"), " ");
+    const bool isTable = page.starts_with("# Trouble");
+    const std::size_t first = page.find(advice);
+    EXPECT_NE(first, page.npos) << file;
+    EXPECT_EQ(page.find(advice, first + 1) != page.npos, isTable) << file;
   }
 }
 

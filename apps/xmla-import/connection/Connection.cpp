@@ -101,9 +101,8 @@ std::string TakeCredentials(String& url, String& user, String& password) {
   if (!HTTPClientWrapper::TakeCredentials(url, user, password))
     return Utf8(HTTPClientWrapper::URLProblem(url));
   if (shown == url) return "";
-  return "it may contain a part of a password, since an \"@\" follows a colon; in a password, "
-         "write "
-         "/ as %2F, ? as %3F, # as %23 and @ as %40; in a path or a query, write @ as %40";
+  return "it may contain a part of a password, since an \"@\" behind the host may end one" +
+         Utf8(kURLPasswordAdvice) + "; in a path or a query, write @ as %40";
 }
 
 Connection::~Connection() {

@@ -257,6 +257,12 @@ class HTTPExchangeObserver {
   virtual void OnReadAhead(const HTTPReadAheadInfo&) {}
 };
 
+/// How user name and password are written in a URL. The host of the URL ends at the first of "/",
+/// "\", "?" and "#", and begins after the last "@" before.
+inline constexpr wchar_t kURLPasswordAdvice[] =
+    L"; in a user name or password, write / as %2F, \\ as %5C, ? as %3F, # as %23 and @ as %40, "
+    L"or leave it out of the URL";
+
 /// HTTP client for one service. Posts request bodies over one kept-alive connection, by http or
 /// https only. Reads ahead over additional ones (HTTPClientOptions::requestBudget). Offers
 /// compression, but rejects a reply that is compressed more than once. A redirect is an error that

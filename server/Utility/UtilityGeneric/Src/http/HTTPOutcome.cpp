@@ -4,6 +4,7 @@
 
 #include "Utility/Generic/BaseStringUtil.h"
 #include "Utility/Generic/Cancellation.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "http/HTTPBearer.h"
 #include "http/HTTPStatus.h"
 #include "http/HTTPUrl.h"
@@ -175,7 +176,7 @@ HTTPOutcome ClassifyHTTPResponse(HTTPResponse& response, const HTTPClientSetup& 
     if (response.proxyStatus == 407) DiagnoseLogIn(response, true, setup, response.diagnosis);
     // The host may be a user name, and the port the beginning of a password with a slash.
     if (response.failure == HTTPFailure::kUnknownHost && HTTPUrl::HidesPart(setup.shownURL))
-      response.diagnosis.advice += HTTPUrl::kPasswordAdvice;
+      response.diagnosis.advice += kURLPasswordAdvice;
     if (IsAbortedByClient(response.failure) || response.status < 300)
       return {response.diagnosis, false};
     return {DiagnoseStatus(response, setup), false};

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/Secret.h"
 #include "Utility/Generic/SystemUtility.h"
 #include "http/HTTPUrl.h"
@@ -65,7 +66,7 @@ String Problem(const String& proxy) {
   HTTPUrl::RemoveCredentials(url, user, password);
   String problem = HTTPUrl::AuthorityProblem(url);
   if (!problem.empty() || url.find(L"@") == String::npos) return problem;
-  return String(L"it has an \"@\" behind the host") + HTTPUrl::kPasswordAdvice;
+  return String(L"it has an \"@\" behind the host") + kURLPasswordAdvice;
 }
 
 bool IsUnencrypted(const String& proxy) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Utility/Generic/BaseStringUtil.h"
+#include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/Secret.h"
 #include "text/ASCIIText.h"
 #include "text/UnicodeConversion.h"
@@ -24,6 +25,21 @@ Authority FindAuthority(std::wstring_view url) {
   const std::size_t begin = scheme + kSchemeEnd.size();
   const std::size_t end = url.find_first_of(L"/?#\\", begin);
   return {begin, end == std::wstring_view::npos ? url.size() : end};
+}
+
+/// Finds the first colon that may belong to a port or a password. The colons of an IPv6 address
+/// precede the closing bracket.
+std::size_t FindColon(std::wstring_view authority) {
+  const std::size_t bracket = authority.starts_with(L'[') ? authority.find(L']') : 0;
+  return authority.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
+}
+
+/// True if credentials with a colon, which begins a password, precede the host.
+bool HasPassword(std::wstring_view url) {
+  const Authority authority = FindAuthority(url);
+  const std::wstring_view whole = url.substr(authority.begin, authority.end - authority.begin);
+  const std::size_t sign = whole.rfind(L'@');
+  return sign != std::wstring_view::npos && whole.find(L':') < sign;
 }
 
 int HexDigit(wchar_t character) {
@@ -75,19 +91,19 @@ bool RemoveCredentials(String& url, String& user, String& password) {
 namespace {
 
 /// The last "@" up to which a usable URL without credentials may contain a part of a password that
-/// is not percent-encoded; npos if there is none. `hadCredentials`: they were in front of the host.
-std::size_t EndOfPossiblePassword(std::wstring_view url, bool hadCredentials) {
+/// is not percent-encoded; npos if there is none. `hadPassword`: one was in front of the host.
+std::size_t EndOfPossiblePassword(std::wstring_view url, bool hadPassword) {
   constexpr std::size_t kNone = std::wstring_view::npos;
   const Authority authority = FindAuthority(url);
   const bool hasPath =
       authority.end < url.size() && url[authority.end] != L'?' && url[authority.end] != L'#';
   const std::size_t sign =
       url.substr(0, hasPath ? url.find_first_of(L"?#", authority.end) : kNone).rfind(L'@');
-  if (sign == kNone || hadCredentials) return sign;
+  if (sign == kNone || hadPassword) return sign;
   // "user:123/word@host" or "DOMAIN/user:word@host"
-  const std::wstring_view before = url.substr(authority.begin, sign - authority.begin);
-  const std::size_t address = before.starts_with(L'[') ? before.find(L']') : 0;
-  return before.find(L':', address) == kNone ? kNone : sign;
+  const std::wstring_view whole = url.substr(authority.begin, authority.end - authority.begin);
+  const bool hasColon = FindColon(whole) != kNone || url.find(L':', authority.end) < sign;
+  return hasColon ? sign : kNone;
 }
 
 }  // namespace
@@ -96,11 +112,12 @@ String ForDisplay(const String& url) {
   String shown = url;
   Secret<String> user;
   Secret<String> password;
-  const bool hadCredentials = RemoveCredentials(shown, user, password);
+  RemoveCredentials(shown, user, password);
   const std::wstring_view text = shown.view();
   const std::size_t scheme = text.find(kSchemeEnd);
-  const std::size_t sign =
-      Problem(shown).empty() ? EndOfPossiblePassword(text, hadCredentials) : text.rfind(L'@');
+  const std::size_t sign = Problem(shown).empty()
+                               ? EndOfPossiblePassword(text, HasPassword(url.view()))
+                               : text.rfind(L'@');
   if (sign == std::wstring_view::npos) return shown;
   String kept;
   if (text.find_first_of(L":@/") == scheme) kept.append(text.substr(0, scheme + kSchemeEnd.size()));
@@ -171,14 +188,16 @@ String AuthorityProblem(const String& url) {
   const Authority authority = FindAuthority(text);
   const std::wstring_view whole = text.substr(authority.begin, authority.end - authority.begin);
   if (whole.empty() || whole.front() == L':') return L"it has no host name; write http://host/path";
+  const bool mayBePassword = text.find(L'@', authority.end) != std::wstring_view::npos;
+  if (text.substr(authority.end).starts_with(L'\\'))
+    return String(L"there is a \\ behind its host name") +
+           (mayBePassword ? kURLPasswordAdvice : L"; write / instead");
   if (whole.find(L' ') != std::wstring_view::npos)
     return L"there is a space in its host name; remove it";
   if (text.find(L' ') != std::wstring_view::npos) return L"it contains a space; write %20 instead";
   if (std::any_of(whole.begin(), whole.end(), [](wchar_t character) { return character > 0x7E; }))
     return L"its host name has a character that is not ASCII; write its form that begins with xn--";
-  // Colons before a closing bracket belong to an IPv6 address.
-  const std::size_t bracket = whole.rfind(L']');
-  const std::size_t port = whole.find(L':', bracket == std::wstring_view::npos ? 0 : bracket);
+  const std::size_t port = FindColon(whole);
   if (port == std::wstring_view::npos) return L"";
   const std::wstring_view digits = whole.substr(port + 1);
   String problem;
@@ -194,8 +213,7 @@ String AuthorityProblem(const String& url) {
   } else {
     return L"";
   }
-  const bool mayBePassword = text.find(L'@', authority.end) != std::wstring_view::npos;
-  return problem + (mayBePassword ? kPasswordAdvice : advice);
+  return problem + (mayBePassword ? kURLPasswordAdvice : advice);
 }
 
 NarrowString ForRequest(const String& url) {

@@ -19,14 +19,10 @@ String ForDisplay(const String& url);
 /// True for a result of ForDisplay in which "..." replaces something.
 bool HidesPart(const String& shownUrl);
 
-/// How a password with a slash is written: otherwise the host of the URL ends at the slash.
-inline constexpr wchar_t kPasswordAdvice[] =
-    L"; in a password, write / as %2F, ? as %3F and # as %23, or leave it out of the URL";
-
 /// Why the URL cannot be used, and what to write instead. Empty for an http or https URL with a
-/// host of ASCII characters, a valid port, no space, no control character and no second "://"
-/// before an "@". libcurl checks the rest. The text does not repeat parts of the URL, which may be
-/// a password.
+/// host of ASCII characters, a valid port, no backslash behind them, no space, no control character
+/// and no second "://" before an "@". libcurl checks the rest. The text does not repeat parts of
+/// the URL, which may be a password.
 String Problem(const String& url);
 
 /// The same for a URL with any scheme.
