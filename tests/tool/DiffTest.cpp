@@ -270,9 +270,7 @@ const KindOfChange kKinds[] = {
 };
 
 TEST_F(Diff, FindsEachKindOfChangeAndNothingElse) {
-  const std::size_t step = support::Stride(std::size(kKinds), std::size(kKinds));
-  for (std::size_t i = 0; i < std::size(kKinds); i += step) {
-    const KindOfChange& kind = kKinds[i];
+  for (const KindOfChange& kind : kKinds) {
     SCOPED_TRACE(kind.id);
     Json after = kind.document();
     kind.edit(after);
@@ -523,13 +521,15 @@ struct Unusable {
 };
 const Unusable kUnusable[] = {
     {"", "is not a JSON document: it is empty; give a document that xmla-import import"},
-    {"{\"cubes\": [\n{",
-     "is not a JSON document: it ends in the middle (line 2): it was cut off; "},
-    {"{\"cubes\": [\n\"a",
-     "is not a JSON document: it ends in the middle (line 2): it was cut off"},
+    {"\n \r\n\t", "is not a JSON document: it is empty; "},
+    {"{\"cubes\": [\n{", "is not a JSON document: it was cut off in line 2; "},
+    {"{\"cubes\": [\n\"a", "is not a JSON document: it was cut off in line 2; "},
     {"{\"cubes\": [}", "is not a JSON document: parse error at line 1, column 12"},
     {"{}\n{}\n", "is not a JSON document: it is ndjson; give a document that xmla-import import"},
     {"{}\n{\"a", "is not a JSON document: it is ndjson; "},
+    {"{}\n\n\n{}\n", "is not a JSON document: it is ndjson; "},
+    {"{}\nrubbish", "is not a JSON document: parse error at line 2, column 1"},
+    {"{}\n}", "is not a JSON document: parse error at line 2, column 1"},
     {"[\n1\n2]", "is not a JSON document: parse error at line 3, column 1"},
     {"[]", "is not a document of import, cube or tree"},
     {"{\"servers\": []}", "is not a document of import, cube or tree"},
@@ -603,8 +603,7 @@ TEST_F(Diff, EveryMissingKeyIsAnError) {
   std::ranges::sort(keys, {}, &Json::json_pointer::to_string);
   keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
   ASSERT_GT(keys.size(), 40u);
-  for (std::size_t i = 0; i < keys.size(); i += support::Stride(keys.size(), keys.size())) {
-    const Json::json_pointer& place = keys[i];
+  for (const Json::json_pointer& place : keys) {
     if (place.back() == "provider") continue;  // a document of cube has none
     Json bad = document;
     bad[place.parent_pointer()].erase(place.back());

@@ -40,14 +40,15 @@ std::string ReadAll(const std::string& name, const std::string& shown) {
 /// Why the document is not JSON: a usual cause, else the parser's text without the name of its
 /// exception.
 std::string Reason(const std::string& document, const Json::parse_error& error) {
-  if (document.empty()) return "it is empty";
-  const std::size_t lineEnd = document.find('\n');
-  if (lineEnd != document.npos && document.starts_with('{') &&
+  constexpr const char* kWhiteSpace = " \t\r\n";
+  if (document.find_first_not_of(kWhiteSpace) == document.npos) return "it is empty";
+  const std::size_t lineEnd = std::min(document.find('\n'), document.size());
+  const std::size_t next = document.find_first_not_of(kWhiteSpace, lineEnd);
+  if (next != document.npos && document[0] == '{' && document[next] == '{' &&
       Json::accept(document.substr(0, lineEnd)))
     return "it is ndjson";
   if (error.byte > document.size())
-    return "it ends in the middle (line " + std::to_string(1 + std::ranges::count(document, '\n')) +
-           "): it was cut off";
+    return "it was cut off in line " + std::to_string(1 + std::ranges::count(document, '\n'));
   const std::string_view text = error.what();
   const std::size_t end = text.find("] ");
   return OneLine(end == text.npos ? text : text.substr(end + 2));
