@@ -172,10 +172,14 @@ test('the CronJob is valid', async () => {
   // A container that ends with a status of the tool is not started again: a wrong password could lock the account.
   assert.equal(template.backoffLimit, undefined);
   assert.ok(template.backoffLimitPerIndex <= 2);
+  assert.equal(template.template.spec.restartPolicy, 'Never'); // podFailurePolicy needs it
   assert.deepEqual(template.podFailurePolicy.rules, [{
     action: 'FailIndex',
     onExitCodes: { containerName: template.template.spec.containers[0].name, operator: 'In', values: [1, 2, 3] },
   }]);
+  // The commands that build the image give it the same tag.
+  const { image } = template.template.spec.containers[0];
+  for (const file of ['packaging/fleet/Containerfile', 'docs/scale.md']) assert.match(await readFile(file, 'utf8'), new RegExp(`buildah build .*--tag ${image} `), file);
   // An unknown or mistyped key is found.
   await assert.rejects(async () => new CronJob({ ...manifest, spec: { ...manifest.spec, jobTemplate: { spec: { ...template, completions: 'many' } } } }).validate());
 });
