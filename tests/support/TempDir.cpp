@@ -19,7 +19,8 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-  // A test may make one allocation fail: then try again.
+  // A test may make one allocation fail: then try again. If every allocation fails, the folder
+  // stays.
   for (int i = 0; i < 2; ++i) {
     try {
       std::error_code ignored;

@@ -18,7 +18,7 @@ struct SettingOrigins {
 /// option sets it.
 std::string SettingAdvice(HTTPSetting setting, const SettingOrigins& origins);
 
-/// True if the response is none of XML for Analysis, and a proxy without a tunnel may have sent it.
+/// True if the response is not XML for Analysis, and a proxy without a tunnel may have sent it.
 bool MayBeFromProxy(const HTTPExchangeInfo& info);
 
 /// For such a response: where the proxy comes from, and its possible role. Empty without a proxy.
