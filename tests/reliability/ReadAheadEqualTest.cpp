@@ -211,7 +211,8 @@ TEST_P(ReadAheadFaults, AFaultThatHappensOnceHitsOneRequestOrNone) {
     };
     const int step = support::Stride(positions, 12);
     for (int position = 0; position < positions; position += step) {
-      const Outcome many = import(position, kNumbers[position / step % 3]);
+      const unsigned int requests = kNumbers[position / step % 3];
+      const Outcome many = import(position, requests);
       if (Difference(many, healthy).empty()) {
         ++unseen;
         continue;
@@ -222,8 +223,8 @@ TEST_P(ReadAheadFaults, AFaultThatHappensOnceHitsOneRequestOrNone) {
       while (distance < positions && !isOutcomeOf(many, position - distance) &&
              !isOutcomeOf(many, position + distance))
         ++distance;
-      ASSERT_LT(distance, positions)
-          << mood << ", request " << position << ": " << many.errors << many.warnings;
+      ASSERT_LT(distance, positions) << mood << ", request " << position << ", " << requests
+                                     << " requests at a time: " << many.errors << many.warnings;
     }
   }
   EXPECT_GT(unseen, 0);
