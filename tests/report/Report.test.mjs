@@ -218,7 +218,8 @@ test('in a wide window, headings are horizontal', async () => {
     await page.waitForFunction(() => document.querySelector('table.dense'));
     assert.deepEqual(await directions(), ['vertical-rl']);
     await page.setViewport({ width: 790, height: 900 });
-    await page.evaluate(() => new Promise(resolve => setTimeout(resolve, 100)));
+    // A page handles its new size before it draws the next frame.
+    await page.evaluate(() => new Promise(resolve => requestAnimationFrame(() => requestAnimationFrame(resolve))));
     assert.deepEqual(await directions(), ['vertical-rl']);
     await page.setViewport({ width: 1300, height: 900 });
     await page.waitForFunction(() => !document.querySelector('table.dense'));
@@ -420,6 +421,33 @@ const hostileNames = [
   ['lone \uFFFD surrogate', 'lone U+FFFD surrogate'],
   ['no\u00A0break', 'noU+00A0break'],
 ];
+
+test('headings become upright when a row is shown that makes the table too wide', async () => {
+  const names = Array.from({ length: 500 }, (_, i) => `A${i}`).concat('Z'.repeat(100));
+  const provider = await serve({ cubes: names.map(name => ({ name })) });
+  try {
+    await withFolder(async folder => {
+      const file = path.join(folder, 'many.html');
+      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '--jobs', '2', '-o', file, 'import'], [0, 3]);
+      const page = await open(browser, file, { width: 1100 });
+      const isDense = () => page.$eval('.scroll[aria-label="Cubes"] table', each => each.matches('.dense'));
+      const click = text => page.$$eval('.scroll[aria-label="Cubes"] button', (all, text) => all.find(each => each.textContent.startsWith(text)).click(), text);
+      assert.equal(await isDense(), false);
+      await click('Show all');
+      assert.equal(await isDense(), true);
+      await page.reload();
+      await click('Cube');
+      assert.equal(await isDense(), false);
+      await click('Cube');
+      assert.equal(await isDense(), true);
+      await click('Cube');
+      assert.equal(await isDense(), false);
+      await page.close();
+    });
+  } finally {
+    await provider.close();
+  }
+});
 
 test('hostile names are shown as text, and nothing runs', async () => {
   const part = name => ({ name, caption: name });

@@ -52,6 +52,7 @@ function table(label, columns, rows, isSortable = true) {
         typeof content === "number" ? number(content) : content);
     }))));
     more.parentNode.hidden = showsAll;
+    if (region.isConnected) fitTables(); // other rows may be wider
   }
 
   draw();
