@@ -59,6 +59,7 @@ file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 list(APPEND documents ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md)
 file(RELATIVE_PATH include_from_doc /${CMAKE_INSTALL_DOCDIR} /${include_folder})
 file(RELATIVE_PATH schema_from_doc /${CMAKE_INSTALL_DOCDIR} /${CMAKE_INSTALL_DATADIR}/xmla-import/schema)
+file(REMOVE_RECURSE ${PROJECT_BINARY_DIR}/documents) # a document may have been removed
 foreach(document ${documents})
   set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${document})
   get_filename_component(name ${document} NAME)
