@@ -313,7 +313,8 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
   ExpectRefusal("http://service.test/xmla",
                 "cannot connect to the proxy http://" + closedPort + ": Connection refused; ",
                 {{"http_proxy", "http://" + closedPort}, {"no_proxy", ""}}, {});
-  ExpectRefusal("http://service.test/xmla", "the host name of the proxy cannot be resolved; ",
+  ExpectRefusal("http://service.test/xmla",
+                "the host name of the proxy http://no-such-proxy.invalid cannot be resolved; ",
                 {{"http_proxy", "http://no-such-proxy.invalid"}, {"no_proxy", ""}}, {}, 5);
   Figure("proxies that refuse",
          "3 refusals of plain and of TLS connections, a proxy that is not there and "

@@ -19,6 +19,12 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
+std::size_t Count(const std::string& text, std::string_view part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
 void AnswerNothing(loopback::Connection&, const loopback::Request&) {}
 
 TEST(SettingAdvice, IsTheLastLineOfAFailedCall) {
@@ -45,10 +51,10 @@ TEST(SettingAdvice, IsTheLastLineOfAFailedCall) {
   const struct {
     std::string url;
     Arguments options;
-    const char* option;  // null: none
+    const char* option;
+    const char* ofSources = nullptr;  // if the error itself names the option
   } kCases[] = {
       {"http://127.0.0.1:1/", {}, "--url"},
-      {"http://service.invalid/", {}, "--url"},
       {http(*missing), {}, "--url"},
       {http(page), {}, "--url"},
       {"https://" + greeter.Authority() + "/", {}, "--url"},
@@ -59,7 +65,7 @@ TEST(SettingAdvice, IsTheLastLineOfAFailedCall) {
       {https(otherName), {"--ca-file", other.Path()}, "--url"},
       {https(askingServer), {"--ca-file", asking.Path()}, "--cert"},
       {http(*busy), {}, "--retry"},
-      {http(*locked), {}, "--user"},
+      {http(*locked), {}, "--user", "--password-file"},
       {http(*locked), {"--user", "ann", "--auth", "digest"}, "--auth"},
       {http(*token), {}, "--token-file"},
   };
@@ -74,7 +80,10 @@ TEST(SettingAdvice, IsTheLastLineOfAFailedCall) {
       const Outcome outcome = RunTool(arguments, options);
       EXPECT_EQ(outcome.status, 1);
       ASSERT_FALSE(outcome.ErrorLines().empty());
-      EXPECT_THAT(outcome.ErrorLines().back(), HasSubstr(std::string("use ") + each.option));
+      const bool isOther = each.ofSources && command == std::string("sources");
+      EXPECT_THAT(outcome.ErrorLines().back(),
+                  HasSubstr(std::string("use ") + (isOther ? each.ofSources : each.option)));
+      EXPECT_EQ(Count(outcome.err, "use --user NAME"), each.ofSources ? 1u : 0u) << outcome.err;
     }
 }
 
@@ -104,8 +113,8 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
       {{},
        url(locked),
        {"use --user NAME, or set user" + owner,
-        "use --user NAME to log in; the password is asked for, or read from --password-file FILE, "
-        "or set user and password-command" +
+        "note: the password is asked for; to read it from a file, use --password-file FILE, or set "
+        "password-command" +
             owner}},
       {{}, url(failing), {"note: the URL is that" + owner}},
       {{},
@@ -154,6 +163,45 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
   EXPECT_THAT(refused.err, Not(HasSubstr("the URL is that")));
   std::ofstream(file) << "# comment\n[s]\n" << url(missing);
   EXPECT_THAT(RunTool({"--server", "s", "check"}, options).err, HasSubstr(", or set url" + owner));
+}
+
+/// "use --url URL for another URL" would add nothing.
+TEST(SettingAdvice, UnknownHostNamesTheHostOnly) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "servers.toml";
+  std::ofstream(file) << "[s]\nurl='http://service.invalid/'";
+  Options options;
+  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  const std::string says = "cannot be resolved; check the spelling of the host name\n";
+  for (const char* const command : {"sources", "check"}) {
+    const Outcome outcome = RunTool({"--url", "http://service.invalid/", command});
+    EXPECT_THAT(outcome.err, HasSubstr(says));
+    EXPECT_THAT(outcome.err, Not(HasSubstr("--url URL")));
+  }
+  EXPECT_THAT(RunTool({"--server", "s", "sources"}, options).err,
+              EndsWith("note: the URL is that of server \"s\" (\"" + file + "\", line 1)\n"));
+}
+
+/// A key of the server file that has no effect would be corrected in vain.
+TEST(SettingAdvice, NamesTheKeyThatAVariableOverrides) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "servers.toml";
+  std::ofstream(file) << "[s]\nurl='http://service.invalid/'\nproxy='http://127.0.0.1:2'";
+  Options options;
+  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  options.environment["http_proxy"] = "http://no-such-proxy.invalid:3128";
+  for (const char* const command : {"sources", "check"}) {
+    const Outcome outcome = RunTool({"--server", "s", command}, options);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("the host name of the proxy "
+                                       "http://no-such-proxy.invalid:3128 cannot be resolved; "));
+    EXPECT_THAT(outcome.ErrorLines().back(),
+                EndsWith("the proxy comes from http_proxy, which overrides proxy of server \"s\" "
+                         "(\"" +
+                         file +
+                         "\", line 3) while it is set; use --proxy URL for another proxy, or "
+                         "--proxy \"\" for none"));
+  }
 }
 
 TEST(SettingAdvice, RefusedLogInSaysWhereThePasswordCameFrom) {

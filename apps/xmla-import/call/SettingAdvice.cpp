@@ -23,8 +23,9 @@ constexpr Advice kAdvice[] = {
     {HTTPSetting::kKeyPassword, "use --key-password-file FILE for the password of the key",
      "key-password-file"},
     {HTTPSetting::kUser,
-     "use --user NAME to log in; the password is asked for, or read from --password-file FILE",
-     "user and password-command", "correct the one that is wrong"},
+     // The error itself says that a user is missing.
+     "the password is asked for; to read it from a file, use --password-file FILE",
+     "password-command", "correct the one that is wrong"},
     {HTTPSetting::kAuthSchemes, "use --auth SCHEMES for other ways to log in", "auth"},
     {HTTPSetting::kToken, "use --token-file FILE for a token", "token-file", "replace it there"},
     {HTTPSetting::kRetries, "use --retry N to try again automatically", "retry"},

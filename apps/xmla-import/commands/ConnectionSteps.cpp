@@ -26,8 +26,11 @@ CheckStep NameResolution(const HTTPExchangeInfo& info, const Connection&) {
   return step;
 }
 
-CheckStep Proxy(const HTTPExchangeInfo& info, const Connection&) {
-  return Ok(info.connection.proxy.empty() ? "none" : Utf8(info.connection.proxy));
+CheckStep Proxy(const HTTPExchangeInfo& info, const Connection& connection) {
+  if (info.connection.proxy.empty()) return Ok("none");
+  const auto origin = connection.origins.clauses.find(HTTPSetting::kProxy);
+  const bool isKnown = origin != connection.origins.clauses.end();
+  return Ok(Utf8(info.connection.proxy) + (isKnown ? "; " + origin->second : ""));
 }
 
 CheckStep Connecting(const HTTPExchangeInfo& info, const Connection&) {

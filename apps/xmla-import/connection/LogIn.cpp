@@ -230,6 +230,7 @@ class LogInChoice {
         (!m_urlHasCredentials || m_user.source == Source::kOption || m_user.source < m_urlSource ||
          (m_user.source == m_urlSource && m_urlSource == Source::kServerFile));
     m_userOrigin = isOverridden ? m_user.Origin() : OriginOfURL();
+    m_userSource = isOverridden ? m_user.source : m_urlSource;
     if (!isOverridden) return;
     const String user = Wide(m_user.value);
     // A password in the URL belongs to the user in the URL.
@@ -275,12 +276,13 @@ class LogInChoice {
     if (auto typed = SecretFromTerminal("password", Prompt(user)))
       password = TextOfSecret(std::move(*typed), "the password");
     else  // an empty password on every run would lock the account
-      throw UsageError(BeginOfUser() + "user " + ShownUser(user) +
-                       " needs a password, and there is no terminal to ask for it" +
-                       WhyNotOfServer() + "; " +
-                       Advice(BeginOfUser(), "use --password-file FILE (or XMLA_IMPORT_PASSWORD)",
-                              IsUserOfServer() ? "password-command or password-file" : nullptr) +
-                       kSeeLogIn);
+      throw UsageError(
+          BeginOfUser() + "user " + ShownUser(user) +
+          (m_userSource == Source::kEnvironment ? " (from " + m_userOrigin + ")" : "") +
+          " needs a password, and there is no terminal to ask for it" + WhyNotOfServer() + "; " +
+          Advice(BeginOfUser(), "use --password-file FILE (or XMLA_IMPORT_PASSWORD)",
+                 IsUserOfServer() ? "password-command or password-file" : nullptr) +
+          kSeeLogIn);
   }
 
   /// Why a password of the server file is not used.
@@ -356,8 +358,22 @@ class LogInChoice {
   Setting<std::string> m_cert;
   Setting<std::string> m_key;
   std::string m_userOrigin;
+  Source m_userSource = Source::kNone;
   std::string m_passwordOrigin;  // empty: no password is used
 };
+
+/// A key of the server file that has no effect would be corrected in vain. The client itself reads
+/// the variables of proxy and trusted certificates.
+void NameOverriddenKeys(const Sources& sources, Connection& connection) {
+  auto& clauses = connection.origins.clauses;
+  const auto proxy = clauses.find(HTTPSetting::kProxy);
+  if (proxy != clauses.end() && !connection.http.proxy)
+    proxy->second += sources.Overridden(&Arguments::proxy);
+  const Setting<std::string> caFile = sources.Find(&Arguments::caFile);
+  if (caFile.source == Source::kEnvironment)
+    clauses[HTTPSetting::kCAFile] = "the trusted certificates come from " + caFile.name +
+                                    sources.Overridden(&Arguments::caFile);
+}
 
 }  // namespace
 
@@ -385,5 +401,6 @@ void RequireUsableCertificate(const Connection& connection) {
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {
+  NameOverriddenKeys(sources, connection);
   LogInChoice(sources, urlSource, connection).Make();
 }

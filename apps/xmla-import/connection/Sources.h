@@ -54,6 +54,13 @@ class Sources {
     return found;
   }
 
+  /// Behind the name of a variable: which key of the server file it overrides. Empty if none.
+  template <class Type>
+  std::string Overridden(Type Arguments::*member) const {
+    const Setting<Type> key = FindIn(Source::kServerFile, member);
+    return key ? ", which overrides " + key.Origin() + " while it is set" : "";
+  }
+
   const EnvironmentSecrets& Secrets() const { return m_secrets; }
   /// False if the service is not in the server file.
   bool HasServer() const { return !m_server.name.empty(); }

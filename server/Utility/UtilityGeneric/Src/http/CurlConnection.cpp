@@ -735,6 +735,7 @@ HTTPRequestInfo CurlConnection::Info() const {
   if (const char* const type = Get<const char*>(CURLINFO_CONTENT_TYPE)) info.contentType = type;
   if (const char* const target = Get<const char*>(CURLINFO_REDIRECT_URL))
     info.redirectTarget = HTTPUrl::ForDisplay(BaseStringUtil::FromUTF8(target));
+  info.proxy = m_proxy.shown;
   info.usesProxy = UsesProxy();
   info.reached = Reached(info.usesProxy);
   const bool hasTunnel =

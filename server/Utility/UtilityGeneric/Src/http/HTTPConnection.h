@@ -40,6 +40,7 @@ struct HTTPRequestInfo {
   String redirectTarget;                  ///< without credentials
   int systemError = 0;                    ///< errno
   HTTPStep reached = HTTPStep::kAddress;  ///< the last step that began: kResponse if connected
+  String proxy;  ///< the one that is set, even if it is not used; without credentials
   bool usesProxy = false;
   /// URL of the proxy without credentials, if it was the other end: before a tunnel exists, and in
   /// place of a service with http. Else empty.

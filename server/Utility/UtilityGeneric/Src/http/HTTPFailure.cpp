@@ -53,9 +53,9 @@ Text TextOf(HTTPFailure failure) noexcept {
               HTTPSetting::kURL};
     case HTTPFailure::kUnknownHost:
       return {L"the host name of the service cannot be resolved",
-              L"check the spelling of the host name", HTTPSetting::kURL};
+              L"check the spelling of the host name"};
     case HTTPFailure::kUnknownProxy:
-      return {L"the host name of the proxy cannot be resolved", L"check the proxy setting",
+      return {L"the host name of the proxy @ cannot be resolved", L"check the proxy setting",
               HTTPSetting::kProxy};
     case HTTPFailure::kConnectFailed:
       return {L"cannot connect to the service",

@@ -213,7 +213,7 @@ void HTTPTransfer::Describe(HTTPFailure failure, const HTTPRequestInfo& info,
   details.isHTTPS = m_isHTTPS;
   details.reached = info.reached;
   details.usesProxy = info.usesProxy;
-  details.proxy = info.proxyAtOtherEnd;
+  details.proxy = failure == HTTPFailure::kUnknownProxy ? info.proxy : info.proxyAtOtherEnd;
   details.mayNeedTLS = !m_isHTTPS && !m_hasProxy && !m_authentication.HasServiceAnswered();
   // libcurl does not pass on the headers of a refused tunnel.
   if (response.proxyStatus == 407) response.schemes = HTTPLogIn::Names(info.offeredByProxy);
