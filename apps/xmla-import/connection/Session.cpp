@@ -42,6 +42,15 @@ bool AwaitFreeLogName(const std::string& directory) {
   return false;
 }
 
+/// `reason` is the library's text, which may end with advice in parentheses.
+std::string UnusableLog(const std::string& directory, bool isOption, std::string reason) {
+  if (reason.starts_with("Cannot ")) reason[0] = 'c';
+  if (!reason.ends_with(')'))
+    reason += isOption ? "; give another folder" : "; set XMLA_IMPORT_LOG_DIR to another folder";
+  return (isOption ? "--log " : "the log folder ") + Listed({directory}) +
+         " cannot be used: " + reason;
+}
+
 const std::string kTargetMismatch = "[" + std::to_string(kMessageTargetMismatch) + "] ";
 const std::string kFailedSapRequest = std::string(kFailedRequest) + "SAP_VARIABLES ";
 
@@ -56,6 +65,7 @@ Session::Session(const ImportLibrary& library, const Connection& connection,
     : m_library(library),
       m_connection(connection),
       m_logDirectory(std::move(logDirectory)),
+      m_hasLogOption(!m_logDirectory.empty()),
       m_target(connection.target) {
   // OT_XMLA_IMPORT_LOGGING also creates one log folder per cube.
   if (m_logDirectory.empty() && std::getenv("OT_XMLA_IMPORT_LOGGING"))
@@ -123,7 +133,9 @@ std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::
                           m_target.value(), ServerInfo::kCLIXMLA);
     return import;
   } catch (const ErrorMessage& error) {
-    for (std::string& line : Lines(error)) messages.errors.push_back(std::move(line));
+    // Only the log can fail.
+    for (const std::string& line : Lines(error))
+      messages.errors.push_back(UnusableLog(m_logDirectory, m_hasLogOption, line));
     return nullptr;
   }
 }

@@ -44,6 +44,7 @@ class Session {
   const ImportLibrary& m_library;
   const Connection& m_connection;
   std::string m_logDirectory;
+  const bool m_hasLogOption;
   OTXMLAProviderIdentity m_identity;
   bool m_identified = false;
   bool m_hasAsked = false;  ///< for the identity
