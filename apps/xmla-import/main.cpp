@@ -26,6 +26,7 @@
 #include "output/Progress.h"
 #include "output/Report.h"
 #include "output/StreamWriting.h"
+#include "results/ChangeText.h"
 #include "results/Formats.h"
 #include "results/TextLegend.h"
 
@@ -56,6 +57,7 @@ class Call {
       if (isReady) {
         ShowFormatNote();
         Run();
+        AddOrderNote();
       }
       return ReportResult();
     } catch (const OutputInterrupted& interruption) {
@@ -139,6 +141,14 @@ class Call {
     const std::string note =
         UnknownExtensionNote(Formats(), m_arguments.output, m_arguments.command);
     if (!note.empty()) m_progress->ShowMessage("note", note);
+  }
+
+  void AddOrderNote() {
+    const auto* const diff = std::get_if<DiffResult>(&m_result);
+    if (!diff) return;
+    std::string note = OrderNote(*diff, m_arguments.sort,
+                                 m_command->form.NeedsConnection(m_arguments.files.size()));
+    if (!note.empty()) m_report->AddNote(std::move(note));
   }
 
   void Run() {

@@ -8,6 +8,7 @@
 #include <random>
 #include <set>
 
+#include "SampleProvider.h"
 #include "diff/RecordRules.h"
 #include "support/Effort.h"
 #include "support/TempDir.h"
@@ -496,6 +497,41 @@ TEST_F(Diff, SaysIfNothingIsInCommon) {
   EXPECT_THAT(Compare(SampleImport(), nothing).err, Not(HasSubstr("in common")));
 }
 
+TEST_F(Diff, SaysIfOnlyTheOrderDiffers) {
+  const sample::Provider provider;
+  const Arguments url{"--url", provider.Url(sample::Kind::kAnalysisServices)};
+  const auto run = [&url](Arguments more) {
+    more.insert(more.begin(), url.begin(), url.end());
+    return RunTool(more);
+  };
+  const std::string sorted = File("sorted.json", run({"--sort", "import", "--format", "json"}).out);
+  const std::string plain = File("plain.json", run({"import", "--format", "json"}).out);
+  const std::string note = "xmla-import: note: only the order differs; ";
+  const struct {
+    Outcome outcome;
+    int status;
+    const char* says;  // null: nothing about the order
+  } cases[] = {
+      {run({"diff", sorted}), 4, "if OLD was written with --sort, give --sort\n"},
+      {run({"diff", sorted, "--fail-on", "breaking"}), 0, "if OLD was written with --sort, give"},
+      {run({"diff", plain, "--sort"}), 4, "if OLD was written without --sort, leave out --sort\n"},
+      {RunTool({"diff", plain, sorted}), 4, "write both files with --sort, or both without\n"},
+      {run({"diff", sorted, "--sort"}), 0, nullptr},
+      {run({"diff", plain}), 0, nullptr},
+  };
+  for (const auto& [outcome, status, says] : cases) {
+    EXPECT_EQ(outcome.status, status);
+    if (says)
+      EXPECT_THAT(outcome.err, HasSubstr(note + says));
+    else
+      EXPECT_THAT(outcome.err, Not(HasSubstr("only the order")));
+  }
+  Json renamed = SampleImport();
+  Reverse(renamed["cubes"]);
+  Cube(renamed)["measures"][0]["name"] = "x";
+  EXPECT_THAT(Compare(SampleImport(), renamed).err, Not(HasSubstr("only the order")));
+}
+
 TEST_F(Diff, CountsWhatItCompared) {
   nlohmann::json document = SampleImport();
   document["cubes"].erase(document["cubes"].begin() + 1, document["cubes"].end());
@@ -531,6 +567,13 @@ const Unusable kUnusable[] = {
     {"{}\nrubbish", "is not a JSON document: parse error at line 2, column 1"},
     {"{}\n}", "is not a JSON document: parse error at line 2, column 1"},
     {"[\n1\n2]", "is not a JSON document: parse error at line 3, column 1"},
+    {"kind,dataSource,catalog\n", "is not a JSON document: it is csv; give a document that"},
+    {" <!DOCTYPE html>\n<html>", "is not a JSON document: it is html; give a document that"},
+    {"<?xml version=\"1.0\"?>", "is not a JSON document: it is XML; "},
+    {"# Import\n", "is not a JSON document: it is markdown; "},
+    {"PK\x03\x04\x14", "is not a JSON document: it is xlsx, or another zip file; "},
+    {"\xFF\xFE{", "is not a JSON document: it is UTF-16; save it as UTF-8\n"},
+    {"\xFE\xFF\x01{", "is not a JSON document: it is UTF-16; save it as UTF-8\n"},
     {"[]", "is not a document of import, cube or tree"},
     {"{\"servers\": []}", "is not a document of import, cube or tree"},
     {"{\"cubes\": []}",
@@ -538,6 +581,8 @@ const Unusable kUnusable[] = {
      "it again"},
     {R"({"provider": {"name": "", "version": ""}, "cubes": [], "errors": [], "warnings": []})",
      "it has no \"provider.target\""},
+    {R"({"cubes": [], "errors": [], "warnings": []})",
+     "it has no \"provider\", so another version"},
     {R"({"cubes": [{"dataSource": "", "catalog": ""}], "errors": [], "warnings": []})",
      "cubes[0] has no \"cube\""},
     {R"({"cubes": {}, "errors": [], "warnings": []})", "cubes is not a list"},

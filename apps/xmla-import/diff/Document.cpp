@@ -18,6 +18,7 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr const char* kUTF16 = "it is UTF-16";
 constexpr const char* kWriteAgain =
     "; write it again with this version of xmla-import and --format json";
 
@@ -52,6 +53,31 @@ std::string Reason(const std::string& document, const Json::parse_error& error) 
   const std::string_view text = error.what();
   const std::size_t end = text.find("] ");
   return OneLine(end == text.npos ? text : text.substr(end + 2));
+}
+
+struct FileBeginning {
+  std::string_view bytes;
+  const char* meaning;
+};
+constexpr FileBeginning kOtherFiles[] = {
+    {"kind,", "it is csv"},
+    {"# ", "it is markdown"},
+    {"PK\x03\x04", "it is xlsx, or another zip file"},
+    {"<!doctype html", "it is html"},
+    {"<!DOCTYPE html", "it is html"},
+    {"<html", "it is html"},
+    {"<", "it is XML"},
+    {"\xFE\xFF", kUTF16},
+    {"\xFF\xFE", kUTF16},
+};
+
+/// What a file that does not begin like JSON is, by its first bytes behind blanks; null: unknown.
+const char* OtherFile(std::string_view document) {
+  document.remove_prefix(std::min(document.find_first_not_of(" \t\r\n"), document.size()));
+  for (const auto& [bytes, meaning] : kOtherFiles)
+    if (document.starts_with(bytes)) return meaning;
+  // Without a byte-order mark, one of the first two bytes is 0.
+  return document.substr(0, 2).find('\0') != document.npos ? kUTF16 : nullptr;
 }
 
 const Json* Member(const Json& record, std::string_view path) {
@@ -93,6 +119,12 @@ class Checker {
     }
   }
 
+  const Json& Need(const Json& record, std::string_view key, const std::string& place) const {
+    if (const Json* const found = Member(record, key)) return *found;
+    Fail((place.empty() ? "it" : place) + " has no " + Listed({std::string(key)}) +
+         ", so another version of xmla-import wrote it");
+  }
+
  private:
   void CheckField(const Json& record, const FieldRule& field, const std::string& place) const {
     const Json& value = Need(record, field.key, place);
@@ -101,12 +133,6 @@ class Checker {
                          });
     if (!value.is_primitive() && !isTexts)
       Fail(Join(place, field.key) + " is neither a value nor a list of texts");
-  }
-
-  const Json& Need(const Json& record, std::string_view key, const std::string& place) const {
-    if (const Json* const found = Member(record, key)) return *found;
-    Fail((place.empty() ? "it" : place) + " has no " + Listed({std::string(key)}) +
-         ", so another version of xmla-import wrote it");
   }
 
   static std::string Join(const std::string& place, std::string_view key) {
@@ -138,9 +164,12 @@ Document ParseDocument(const std::string& text, const std::string& name, const s
   try {
     json = Json::parse(text);
   } catch (const Json::parse_error& error) {
+    const char* const other = OtherFile(text);
     throw UsageError(
-        shown + " is not a JSON document: " + Reason(text, error) +
-        "; give a document that xmla-import import, cube or tree wrote with --format json");
+        shown + " is not a JSON document: " + (other ? other : Reason(text, error)) +
+        (other == kUTF16
+             ? "; save it as UTF-8"
+             : "; give a document that xmla-import import, cube or tree wrote with --format json"));
   }
   Document document{.name = name, .shown = shown, .content = nullptr};
   const auto has = [&json](const char* key) { return json.is_object() && json.contains(key); };
@@ -155,7 +184,9 @@ Document ParseDocument(const std::string& text, const std::string& name, const s
         shown +
         " is not a document of import, cube or tree; give one that was written with --format json");
   }
-  Checker(shown).Check(json, document.Rule(), "");
+  const Checker checker(shown);
+  checker.Check(json, document.Rule(), "");
+  if (document.kind == Document::Kind::kImport) checker.Need(json, "provider", "");
   document.content = std::make_shared<const Json>(std::move(json));
   return document;
 }

@@ -1,5 +1,6 @@
 #include "results/ChangeText.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "base/Text.h"
@@ -52,6 +53,16 @@ std::string FoundText(const DiffResult& result) {
   totals.Add(result);
   const std::string text = totals.Text();
   return text.empty() ? "no differences" : text;
+}
+
+std::string OrderNote(const DiffResult& result, bool isSorted, bool hasService) {
+  const auto& changes = result.comparison.changes;
+  const auto isOrder = [](const Change& change) { return change.id.ends_with("-reordered"); };
+  if (changes.empty() || !std::ranges::all_of(changes, isOrder)) return {};
+  constexpr const char* kAdvice[] = {"if OLD was written with --sort, give --sort",
+                                     "if OLD was written without --sort, leave out --sort"};
+  return std::string("only the order differs; ") +
+         (hasService ? kAdvice[isSorted] : "write both files with --sort, or both without");
 }
 
 std::string ComparedText(const DiffResult& result) {
