@@ -102,6 +102,14 @@ TEST(FormatChoice, AnExtensionThatOnlyResemblesOneIsAnError) {
     }
     EXPECT_EQ(ChooseFormat(Formats(), "json", name, "import"), "json");
   }
+  try {
+    ChooseFormat(Formats(), "", "x.htm", "tree");
+    ADD_FAILURE() << "tree has no html";
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(),
+                 "the name \"x.htm\" selects no format; use --format, or another name; formats of "
+                 "tree: text, json, csv, xlsx, markdown");
+  }
 }
 
 TEST(FormatChoice, AnUnknownExtensionGivesANote) {

@@ -66,11 +66,14 @@ std::string ChooseFormat(OutputFormats formats, const std::string& given, std::s
                      std::string(format.name) + ", which " + std::string(command) +
                      " does not have; use --format, or another name" + others);
   }
-  for (const auto& [similar, right] : kSimilarExtensions)
-    if (similar == extension)
-      throw UsageError("the name " + Listed({std::string(output)}) +
-                       " selects no format; use the extension " + std::string(right) +
-                       ", or --format");
+  for (const auto& [similar, right] : kSimilarExtensions) {
+    if (similar != extension) continue;
+    const bool hasRight =
+        Supports(*std::ranges::find(formats, right, &OutputFormat::extension), command);
+    throw UsageError("the name " + Listed({std::string(output)}) + " selects no format; use " +
+                     (hasRight ? "the extension " + std::string(right) + ", or --format"
+                               : "--format, or another name" + others));
+  }
   return std::string(formats.front().name);
 }
 
