@@ -301,10 +301,12 @@ void ExpectMarkdown(const std::string& bytes, const Json& document) {
     ExpectRows(*table, rows);
   };
   const auto expectMessages = [&](const Json& object, const Strings& path) {
-    for (const auto& [list, heading] : {std::pair{"errors", "Errors"}, {"warnings", "Warnings"}}) {
+    for (const auto& [list, heading, kind] : {std::tuple{"errors", "Errors", "error"},
+                                              {"warnings", "Warnings", "warning"},
+                                              {"warnings", "Notes", "note"}}) {
       std::vector<Cells> rows;
       for (const Json& line : object[list])
-        rows.push_back({{std::string(list).substr(0, std::strlen(list) - 1), line}});
+        if (IsNote(line) == (kind == std::string("note"))) rows.push_back({{kind, line}});
       Strings name = path;
       name.push_back(heading);
       expectTable(name, rows);

@@ -149,7 +149,12 @@ class MarkdownForm : public CubesForm {
     std::vector<std::string> errors = messages.errors;
     if (IsCut()) errors.emplace_back(kCutShort);
     WriteLines("errors", "error", errors);
-    WriteLines("warnings", "warning", messages.warnings);
+    std::vector<std::string> warnings;
+    std::vector<std::string> notes;
+    for (const std::string& line : messages.warnings)
+      (NeedsNoAction(line) ? notes : warnings).push_back(line);
+    WriteLines("warnings", "warning", warnings);
+    WriteLines("notes", "note", notes);
   }
   void WriteLines(const char* heading, std::string_view key, const std::vector<std::string>& all) {
     WriteTable({.heading = heading, .rows = [&](const Use& use) {
