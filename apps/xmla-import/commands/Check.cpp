@@ -130,16 +130,22 @@ const char* AdviceFor(std::string_view step) {
 }
 
 /// Such as `2 catalogs: "A", "B"`.
-std::string ListedInPart(const std::vector<String>& names, const char* one, const char* many) {
+std::string ListedInPart(const std::vector<String>& names, const char* one, const char* many,
+                         const std::string& owner = {}) {
   constexpr std::size_t kMax = 3;
   std::vector<std::string> shown;
   for (std::size_t i = 0; i < std::min(names.size(), kMax); ++i)
     shown.push_back(Utf8(Shortened(names[i])));
-  return Counted(names.size(), one, many) + (names.empty() ? "" : ": ") + Listed(shown) +
+  return Counted(names.size(), one, many) + owner + (names.empty() ? "" : ": ") + Listed(shown) +
          (names.size() > kMax ? ", ..." : "");
 }
 
 const std::string kParseError = "[" + std::to_string(kMessageParseError) + "] ";
+
+/// Catalogs and cubes of other data sources are not read.
+std::string OfSource(const CubeResult& cube) {
+  return " of the data source " + Listed({Utf8(Shortened(cube.dataSource))});
+}
 
 std::string WithoutFullStop(std::string text) {
   if (text.ends_with('.')) text.pop_back();
@@ -361,7 +367,8 @@ class ServiceCheck {
       catalog = Wide(m_arguments.catalogs.front());
       Choose({"catalog", "--catalog", ""}, names, catalog, messages);
     }
-    return Finish({{"catalogs", ListedInPart(names, "catalog", "catalogs")}}, messages, begin) &&
+    return Finish({{"catalogs", ListedInPart(names, "catalog", "catalogs", OfSource(cube))}},
+                  messages, begin) &&
            TakeCubes(source, catalog, cube);
   }
 
@@ -389,7 +396,8 @@ class ServiceCheck {
           catalogName ? "the catalog " + Listed({Utf8(*catalogName)}) : std::string();
       Choose({"cube", "--cube", owner}, names, cubeName, messages);
     }
-    return Finish({{"cubes", Counted(count, "cube", "cubes")}}, messages, std::nullopt);
+    return Finish({{"cubes", Counted(count, "cube", "cubes") + OfSource(cube)}}, messages,
+                  std::nullopt);
   }
 
   void ReadOneCube(OTXMLAImportAPI& import, CubeResult& cube) {
