@@ -147,8 +147,9 @@ void Report::ShowClosingLine(const Result& result) {
   const bool isDiff = std::holds_alternative<DiffResult>(result);
   if (line.empty()) line = isDiff ? "no differences" : "nothing imported";
   if (m_summary.WarningCount() > 0 && !std::holds_alternative<CheckResult>(result))
-    line += "; " + Counted(m_summary.WarningCount(), "warning", "warnings") + " of " +
-            Counted(m_summary.WarningKinds(), "kind", "kinds");
+    line += "; " + Counted(m_summary.WarningCount(), "warning", "warnings");
+  if (m_summary.WarningCount() > 1 && !std::holds_alternative<CheckResult>(result))
+    line += " of " + Counted(m_summary.WarningKinds(), "kind", "kinds");
   if (requests > 0 || !isDiff) {
     line += "; " + Counted(requests, "request", "requests");
     if (retries > 0) line += " and " + Counted(retries, "retry", "retries");
