@@ -240,7 +240,7 @@ test('at a width of 1300 pixels, no table of a cube needs scrolling', async () =
   });
 });
 
-test('a drawing shows all its texts, also in a window of 420 pixels without scrolling', async () => {
+test('a drawing shows all its texts, in a readable size, also in a window of 420 pixels', async () => {
   await withFolder(async folder => {
     for (const kind of kinds)
       for (const width of [420, 1300]) {
@@ -249,13 +249,20 @@ test('a drawing shows all its texts, also in a window of 420 pixels without scro
           await go(page, address);
           const cut = await page.$$eval('figure svg', all => all.flatMap(image => {
             const { left, right, top, bottom } = image.getBoundingClientRect();
-            const region = image.parentNode.getBoundingClientRect();
             return [...image.querySelectorAll('text')].filter(text => {
               const place = text.getBoundingClientRect();
-              return place.left < Math.max(left, region.left) || place.right > Math.min(right, region.right) || place.top < top || place.bottom > bottom;
+              return place.left < left || place.right > right || place.top < top || place.bottom > bottom;
             }).map(text => text.textContent);
           }));
           assert.deepEqual(cut, [], `${kind} ${address} ${width}`);
+          const sizes = await page.$$eval('figure svg', all => all.map(image => 12 * image.getScreenCTM().a));
+          for (const size of sizes) assert.ok(size > 9.5, `${kind} ${address} ${width}: ${size} pixels`);
+          await page.evaluate(() => new Promise(resolve => requestAnimationFrame(() => setTimeout(resolve))));
+          const isCubeShown = await page.$$eval('.centre rect', all => all.every(box => {
+            const { left, right } = box.getBoundingClientRect();
+            return left >= 0 && right <= innerWidth;
+          }));
+          assert.ok(isCubeShown, `${kind} ${address} ${width}: the cube is outside the window`);
         }
         await page.close();
       }
@@ -357,6 +364,41 @@ test('printing opens closed parts, and closes them afterwards', async () => {
     await page.evaluate(() => dispatchEvent(new Event('afterprint')));
     assert.equal(await openParts(), 0);
     assert.ok((await page.pdf()).length > 10000);
+  });
+});
+
+test('a long name without spaces is in the line of its triangle', async () => {
+  const name = 'Long'.repeat(30);
+  const provider = await serve({ cubes: [{ name: 'Q', hierarchies: [{ dimension: 'D', name, levels: [] }] }] });
+  try {
+    await withFolder(async folder => {
+      const file = path.join(folder, 'long.html');
+      await runTool(['--url', provider.url, '--target', 'analysis-services-2008', '-o', file, 'import']);
+      const page = await open(browser, file, { address: '#/cube/S/C/Q', width: 420 });
+      const gap = await page.$eval('details.hierarchy summary', summary =>
+        summary.querySelector('strong').getClientRects()[0].top - summary.getBoundingClientRect().top);
+      assert.ok(gap < 10, `${gap} pixels below it`);
+      await page.close();
+    });
+  } finally {
+    await provider.close();
+  }
+});
+
+test('a table of changes is not wider than a window of 420 pixels', async () => {
+  await withFolder(async folder => {
+    const [before, after, file] = ['before.json', 'after.json', 'changes.html'].map(name => path.join(folder, name));
+    await runTool(['--sample', 'analysis-services', '--sort', 'import', '-o', before]);
+    const changed = JSON.parse(await readFile(before, 'utf8'));
+    Object.assign(changed.cubes[0].measures[0], { type: 'VXDateData', aggrType: 'kAggrMin' });
+    for (const cube of changed.cubes) cube.hierarchies.reverse();
+    await writeFile(after, JSON.stringify(changed));
+    await runTool(['diff', before, after, '-o', file], [4]);
+    const page = await open(browser, file, { width: 420 });
+    const excess = await page.$$eval('.scroll', all => all.map(each => each.scrollWidth - each.clientWidth));
+    assert.ok(excess.length > 1);
+    assert.deepEqual(excess.filter(pixels => pixels > 0), []);
+    await page.close();
   });
 });
 

@@ -4,6 +4,7 @@
 
 const labelLength = 26; // characters
 const largestScale = 1.6; // pixels per unit
+const smallestScale = 0.8; // labels stay readable; a narrow window scrolls
 
 function drawing(cube) {
   const context = make("canvas").getContext("2d");
@@ -55,8 +56,11 @@ function drawing(cube) {
       makeSVG("text", { y: -4 }, name),
       makeSVG("text", { y: 14, class: "small" }, counted(cube.counts.measures, "measure", "measures"))));
   image.style.maxWidth = `${largestScale * width}px`; // texts of a small drawing are not huge
-  return make("figure", {},
-    make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" }, image),
+  image.style.minWidth = `${smallestScale * width}px`;
+  image.style.maxHeight = `max(60rem, ${smallestScale * height}px)`;
+  const region = make("div", { class: "scroll", role: "group", tabindex: "0", "aria-label": "Drawing" }, image);
+  requestAnimationFrame(() => (region.scrollLeft = (region.scrollWidth - region.clientWidth) / 2)); // to the cube
+  return make("figure", {}, region,
     make("figcaption", {}, "Centre: the cube. Squares: dimensions. Circles: hierarchies, larger with more levels; filled if " +
       "balanced, hollow if ragged, unbalanced or of unknown structure. A click on a hierarchy leads to it."));
 
