@@ -145,7 +145,7 @@ class Call {
 
   void AddOrderNote() {
     const auto* const diff = std::get_if<DiffResult>(&m_result);
-    if (!diff) return;
+    if (!diff || m_arguments.quiet) return;
     std::string note = OrderNote(*diff, m_arguments.sort,
                                  m_command->form.NeedsConnection(m_arguments.files.size()));
     if (!note.empty()) m_report->AddNote(std::move(note));

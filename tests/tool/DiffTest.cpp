@@ -518,6 +518,7 @@ TEST_F(Diff, SaysIfOnlyTheOrderDiffers) {
       {RunTool({"diff", plain, sorted}), 4, "write both files with --sort, or both without\n"},
       {run({"diff", sorted, "--sort"}), 0, nullptr},
       {run({"diff", plain}), 0, nullptr},
+      {run({"diff", sorted, "--quiet"}), 4, nullptr},
   };
   for (const auto& [outcome, status, says] : cases) {
     EXPECT_EQ(outcome.status, status);
