@@ -129,7 +129,8 @@ void List(OTXMLAImportAPI& import, String& errors, String& warnings) {
   import.GetHierarchies(hierarchies, errors, warnings);
   for (const OTXMLAHierarchy& hierarchy : hierarchies) {
     Print("  hierarchy %s:", hierarchy.m_hierarchyName);
-    std::printf(" %zu levels\n", hierarchy.m_levels.size());
+    const std::size_t levels = hierarchy.m_levels.size();
+    std::printf(" %zu %s\n", levels, levels == 1 ? "level" : "levels");
   }
   std::vector<OTXMLAUnit> measures;
   import.GetMeasuresAndCalcMembers(measures, errors, warnings);
