@@ -84,6 +84,11 @@ constexpr KeyHelp kKeyHelp[] = {
     {"--url", "the XMLA service, http or https; required"},
     {"--password-file",
      "file whose first line is the password, - is standard input [XMLA_IMPORT_PASSWORD]"},
+    {"--ca-file",
+     "trusted certificates, PEM, instead of the system's. SSL_CERT_FILE overrides it if it is set"},
+    {"--proxy",
+     "proxy; an empty URL disables proxies. http_proxy, https_proxy and all_proxy override it if "
+     "they are set: unset them, or use the option --proxy"},
 };
 
 std::string HelpOfKey(const CommandOption& option, const HelpSource& source) {
