@@ -63,7 +63,8 @@ CommandLine::CommandLine(const std::string& version)
       ->add_option(
           "--mood", m_options.mood,
           "misbehave: NAME[:NUMBER][@REQUEST_TYPE][/NTH]; with a type only for requests of "
-          "that type, such as MDSCHEMA_CUBES, and with NTH only for the NTH of them")
+          "that type, such as MDSCHEMA_CUBES, and with NTH only for the NTH of them since the "
+          "provider started")
       ->type_name("MOOD");
   const std::string libraries =
       std::string("libxml2/" LIBXML_DOTTED_VERSION " zlib/") + zlibVersion();
