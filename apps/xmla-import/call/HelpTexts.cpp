@@ -11,9 +11,9 @@ constexpr HelpText kCommandTexts[] = {
      "saves it. Sends only Discover requests, never a query.",
      "xmla-import --sample analysis-services tree\n"
      "xmla-import --url https://server/xmla --user ann import -o cubes.json\n",
-     "One of --url, --server and --sample is required. [NAME] is the environment variable with the "
-     "default "
-     "of an option. Variables and files: see xmla-import help environment.\n"
+     "One of --url, --server and --sample is required. A name in brackets, such as "
+     "[XMLA_IMPORT_URL], is an environment variable that sets the option's default. Variables and "
+     "files: see xmla-import help environment.\n"
      "\n"
      "Exit status: 0 success, 1 nothing imported, 2 usage error, 3 incomplete, 4 diff found "
      "changes, 130 interrupted; "
@@ -84,7 +84,8 @@ constexpr HelpText kCommandTexts[] = {
      kSeeEnvironment},
     {"servers", "",
      "Shows the names and URLs of the services in the server file, without user names and "
-     "passwords. Connects to none of them. --server NAME selects one in other commands.\n"
+     "passwords. Other parts of a URL, such as a key in its query, are shown. Connects to none of "
+     "them. --server NAME selects one in other commands.\n"
      "\n"
      "The server file is the one in XMLA_IMPORT_SERVERS, else xmla-import/servers.toml in "
      "XDG_CONFIG_HOME or ~/.config. It is a TOML file with one table for each service:\n"
@@ -185,8 +186,11 @@ constexpr HelpText kTopics[] = {
      "write / as %2F, \\ as %5C, ? as %3F, # as %23 and @ as %40. They are removed from the URL "
      "before anything is shown.\n"
      "\n"
-     "Options override the environment, which overrides the server file. A user replaces a token "
-     "of a later source, and a token replaces a user. A password of the server file is only used "
+     "Options override the environment, which overrides the server file. --user replaces a token "
+     "of "
+     "the environment or the server file, and --token-file replaces a user of them. "
+     "XMLA_IMPORT_USER and XMLA_IMPORT_TOKEN do the same with the server file. A password of the "
+     "server file is only used "
      "for the user there.\n"
      "\n"
      "Basic over plain http to another machine gives a warning, because others on the network can "
@@ -236,8 +240,7 @@ constexpr HelpText kTopics[] = {
      "  -o FILE\tthe result; FILE appears only when it is completely written\n"
      "  FILE.partial\tthe partial result of a failed call with -o FILE\n"
      "  --log DIR\trequests and replies; import writes one log per cube, in DIR/cube-1, "
-     "DIR/cube-2, "
-     "...",
+     "DIR/cube-2, ...; the log of the tree is in DIR itself",
      "", ""},
 };
 
