@@ -5,8 +5,11 @@
 
 #include <cstring>
 #include <map>
+#include <set>
 
+#include "diff/RecordRules.h"
 #include "results/Cells.h"
+#include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/TableReading.h"
 #include "tool/ToolProcess.h"
@@ -170,12 +173,12 @@ std::vector<Cells> ExpectedRows(const Json& cube, const std::string& table) {
   for (const Json& hierarchy : cube["hierarchies"]) {
     if (table == "hierarchies") add(hierarchy, {});
     Cells parents{{"hierarchy", hierarchy["name"]},
-                  {"hierarchy external name", hierarchy["externalName"]}};
+                  {"hierarchy's name on the server", hierarchy["externalName"]}};
     for (const Json& level : hierarchy["levels"]) {
       if (table == "levels") add(level, parents);
       Cells parent = parents;
       parent["level"] = level["name"];
-      parent["level external name"] = level["externalName"];
+      parent["level's name on the server"] = level["externalName"];
       if (table == "properties")
         for (const Json& property : level["memberProperties"]) add(property, parent);
     }
@@ -230,13 +233,33 @@ bool IsNote(const Json& line) { return line.get<std::string>().starts_with("[620
 
 /// The headings of Tamarind's columns without a value.
 Strings EmptyOfTamarind(const ReadTable& sheet) {
+  const Strings ofTamarind{"attribute hierarchy", "generation", "kind of property"};
   Strings empty;
   for (std::size_t i = 0; i < sheet.headings.size(); ++i)
-    if (sheet.headings[i].starts_with("tamarind") &&
+    if (std::ranges::count(ofTamarind, sheet.headings[i]) > 0 &&
         std::ranges::all_of(sheet.rows,
                             [&](const auto& row) { return row[i].is_null() || row[i] == 0; }))
       empty.push_back(sheet.headings[i]);
   return empty;
+}
+
+/// The words of the page of a cube, and of the page of a comparison.
+TEST(TableFormats, HeadingsAreTheWordsOfTheReport) {
+  const std::string page = support::ReadFile(TOOL_SOURCES "/results/report/cube.js");
+  for (const char* const key :
+       {"name", "externalName", "type", "aggrType", "tamarindAttributeHierarchyName",
+        "tamarindGenerationNumber", "tamarindPropertyType", "selectionType", "entryType",
+        "referenceDimension", "referenceHierarchy", "defaultLow", "defaultHigh", "caption"}) {
+    std::string heading = Heading(key);
+    heading[0] = static_cast<char>(heading[0] - 'a' + 'A');
+    EXPECT_NE(page.find("title: \"" + heading + '"'), page.npos) << heading;
+  }
+  std::set<std::string> words;
+  const RecordRule& cube = *kImportRule.lists.front().record;
+  for (const FieldRule& field : cube.lists.front().record->fields) words.emplace(field.what);
+  for (const char* const key :
+       {"dimensionUniqueName", "memberType", "hierarchyType", "dimensionType"})
+    EXPECT_TRUE(words.contains(Heading(key))) << Heading(key);
 }
 
 void ExpectWorkbook(const std::string& bytes, const Json& document) {

@@ -68,7 +68,7 @@ TEST(Workbook, ATooLongTextIsTruncatedAndReported) {
   const std::vector<std::string> notices = book.TakeNotices();
   ASSERT_EQ(notices.size(), 2u);
   EXPECT_EQ(notices[0],
-            "row 3 of the sheet cubes has a truncated external name: a cell has at most 32767 "
+            "row 3 of the sheet cubes has a truncated name on the server: a cell has at most 32767 "
             "characters, the text has 32768; use another format");
   EXPECT_THAT(notices[1], HasSubstr("row 5"));
   const std::vector<ReadTable> sheets = ReadTables("xlsx", BytesOf(book));

@@ -54,7 +54,8 @@ enum class Values {
 /// True for a member that the import never sets. It has the same value in every result, so tables
 /// have no column for it. docs/formats.md lists these members.
 bool IsConstant(std::string_view key);
-/// The key as a heading: "dimensionUniqueName" becomes "dimension unique name".
+/// The key as a heading for people: the word of the HTML report, else the key in words, such as
+/// "data source" for "dataSource".
 std::string Heading(std::string_view key);
 /// A word of the text format without parentheses and without the label before a colon.
 std::string WithoutLabel(const std::string& word);
