@@ -68,8 +68,8 @@ std::string ChooseFormat(OutputFormats formats, const std::string& given, std::s
   }
   for (const auto& [similar, right] : kSimilarExtensions) {
     if (similar != extension) continue;
-    const bool hasRight =
-        Supports(*std::ranges::find(formats, right, &OutputFormat::extension), command);
+    const auto format = std::ranges::find(formats, right, &OutputFormat::extension);
+    const bool hasRight = format != formats.end() && Supports(*format, command);
     throw UsageError("the name " + Listed({std::string(output)}) + " selects no format; use " +
                      (hasRight ? "the extension " + std::string(right) + ", or --format"
                                : "--format, or another name" + others));
