@@ -268,6 +268,10 @@ TEST(SettingAdvice, SaysThatAProxyMayHaveSentTheResponse) {
         EXPECT_EQ(outcome.status, 1);
         const bool isNamed = outcome.ErrorLines().back().ends_with(says);
         EXPECT_EQ(isNamed, isProxied && server != &failing) << outcome.err;
+        const std::string step = "ok       proxy            http://" + server->Authority() +
+                                 "; the proxy comes from http_proxy\n";
+        const bool isShown = outcome.out.find(step) != outcome.out.npos;
+        EXPECT_EQ(isShown, isProxied && command == std::string("check")) << outcome.out;
       }
     }
 }
