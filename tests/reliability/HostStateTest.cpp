@@ -140,6 +140,17 @@ Outcome RunWithNewObject(const Operation& operation, const Kind& kind, const std
   return outcome;
 }
 
+long ThreadCount() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"),
+                       std::filesystem::directory_iterator());
+}
+
+/// The kernel counts a thread for a moment after it was joined, and the thread that asked the
+/// resolver ends when the resolver returns.
+void AwaitThreadsEnd(long count) {
+  for (int i = 0; i < 5000 && ThreadCount() > count; ++i) usleep(1000);
+}
+
 /// Every operation of all kinds. `isAnswered`: the operation must succeed; otherwise it must fail.
 long RunAll(
     const std::string& name, bool isAnswered, const std::function<std::string(const Kind&)>& url,
@@ -151,8 +162,10 @@ long RunAll(
       SCOPED_TRACE(name + ", " + kind.name + ": " + operation.name);
       const std::string theUrl = url(kind);
       Outcome outcome;
+      const long threads = ThreadCount();
       const State before = TakeState();
       around([&] { outcome = RunWithNewObject(operation, kind, theUrl); });
+      AwaitThreadsEnd(threads);
       ExpectSame(before, TakeState(), operation.name);
       const std::string operationName = operation.name;
       // An operation that a kind of provider does not support ends in its fault.
@@ -168,11 +181,6 @@ long RunAll(
     EXPECT_GT(records, 30 * std::ssize(kinds));
   }
   return count;
-}
-
-long ThreadCount() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                       std::filesystem::directory_iterator());
 }
 
 /// Servers in a child process, since their threads and descriptors come and go: one that answers,
@@ -305,19 +313,14 @@ TEST(HostState, IsUnchangedAfterEveryOperation) {
     count += RunAll(
         "cancelled while resolved", false, slow,
         [&](const auto& work) {
-          const long threads = ThreadCount();
-          {
-            const SlowResolver resolver;
-            VXExecutionState state;
-            const std::jthread host([&] {
-              std::this_thread::sleep_for(kMoment);
-              state.RequestCancellation(VXExecutionState::kCancelReasonHost);
-            });
-            const VXExecutionState::Scope scope(state);
-            work();
-          }
-          // The thread that asked the resolver ends when the resolver returns.
-          for (int i = 0; i < 5000 && ThreadCount() > threads; ++i) usleep(1000);
+          const SlowResolver resolver;
+          VXExecutionState state;
+          const std::jthread host([&] {
+            std::this_thread::sleep_for(kMoment);
+            state.RequestCancellation(VXExecutionState::kCancelReasonHost);
+          });
+          const VXExecutionState::Scope scope(state);
+          work();
         },
         some);
   }
