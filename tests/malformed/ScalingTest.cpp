@@ -16,7 +16,6 @@
 #include "inprocess/Server.h"
 #include "support/Effort.h"
 #include "support/Growth.h"
-#include "support/Sanitized.h"
 
 namespace {
 namespace scaling {
@@ -572,8 +571,6 @@ constexpr Group kGroups[] = {
 class Scaling : public testing::TestWithParam<Group> {};
 
 TEST_P(Scaling, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
-  if (support::kIsSanitized)
-    GTEST_SKIP() << "skipped: a sanitizer's allocator takes time of its own";
   double worst = 0;
   std::size_t count = 0;
   for (const Path& path : GetParam().paths()) {
@@ -588,20 +585,16 @@ TEST_P(Scaling, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
 }
 
 TEST_P(Scaling, StopsWithin100Milliseconds) {
-  const double allowed = support::kIsSanitized ? 0.5 : 0.1;
-  // Whole inputs take minutes under ThreadSanitizer.
-  const std::size_t parts = support::kIsThreadSanitized ? 256
-                            : support::kIsSanitized     ? 16
-                            : support::IsLong()         ? 1
-                                                        : 4;
+  constexpr double kAllowed = 0.1;
+  const std::size_t parts = support::IsLong() ? 1 : 4;
   const int moments = support::IsLong() ? 10 : 1;
   double longest = 0;
   std::size_t count = 0;
   for (const Path& path : GetParam().paths()) {
     if (!path.isOperation) continue;
     const std::size_t size = path.most / parts;
-    const double seconds = support::LongestStop(path.make(size), moments, allowed);
-    EXPECT_LE(seconds, allowed) << path.name;
+    const double seconds = support::LongestStop(path.make(size), moments, kAllowed);
+    EXPECT_LE(seconds, kAllowed) << path.name;
     longest = std::max(longest, seconds);
     ++count;
   }

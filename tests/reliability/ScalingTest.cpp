@@ -11,7 +11,6 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/Effort.h"
 #include "support/Growth.h"
-#include "support/Sanitized.h"
 #include "support/Settings.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
@@ -195,8 +194,6 @@ std::vector<Path> NetworkPaths() {
 }
 
 TEST(ScalingOfTheNetwork, DoubleTheInputTakesAtMostTwoAndAHalfTimesTheTime) {
-  if (support::kIsSanitized)
-    GTEST_SKIP() << "skipped: a sanitizer's allocator takes time of its own";
   double worst = 0;
   std::size_t count = 0;
   for (const Path& path : NetworkPaths()) {
@@ -224,8 +221,6 @@ TEST(ScalingOfTheNetwork, StopsWithin100Milliseconds) {
 }
 
 TEST(ScalingOfTheImportLog, DoubleTheReplyTakesAtMostTwoAndAHalfTimesTheTime) {
-  if (support::kIsSanitized)
-    GTEST_SKIP() << "skipped: a sanitizer's allocator takes time of its own";
   const char* const kBodies[] = {"<a>text</a>", "&#13;", "text without end ", "\xC3\xA9", "\xFF"};
   double worst = 0;
   for (const char* const piece : kBodies) {
@@ -294,8 +289,6 @@ void LongNames(tool::ScriptedProvider::Script& script, std::size_t size) {
 }
 
 TEST(ScalingOfTheTool, DoubleTheResultTakesAtMostTwoAndAHalfTimesTheTime) {
-  if (support::kIsSanitized)
-    GTEST_SKIP() << "skipped: a sanitizer's allocator takes time of its own";
   const tool::Arguments cube = {"cube", "--source", "Solo", "--catalog", "Lone", "--cube", "Unit"};
   const auto with = [](tool::Arguments arguments, const tool::Arguments& more) {
     arguments.insert(arguments.end(), more.begin(), more.end());

@@ -23,7 +23,7 @@ using testing::HasSubstr;
 
 constexpr const char* kPages[] = {"xmla-import.1", "xmla-import-servers.5",
                                   "xmla-sample-provider.1"};
-constexpr const char* kDay = "1700000000";  // 2023-11-14
+constexpr const char* kBuildTime = "1700000000";  // 2023-11-14
 
 support::ChildResult Shell(const std::string& command, const std::string& file) {
   return support::RunChild("/bin/sh", {"-c", command, file},
@@ -109,7 +109,7 @@ TEST_F(ManualPage, NamesEveryOptionAndMoodOfTheSampleProvider) {
 
 TEST_F(ManualPage, IsCorrectForTheFormatters) {
   const support::TempDir folder;
-  Make(folder.Path(), kDay);
+  Make(folder.Path(), kBuildTime);
   for (const char* const page : kPages) {
     const std::string file = folder.Path() / page;
     for (const char* const command :
@@ -141,8 +141,8 @@ TEST_F(ManualPage, FitsATerminalOf80Columns) {
 
 TEST_F(ManualPage, IsEqualForEqualSources) {
   const support::TempDir one, other, undated;
-  Make(one.Path(), kDay);
-  Make(other.Path(), kDay);
+  Make(one.Path(), kBuildTime);
+  Make(other.Path(), kBuildTime);
   Make(undated.Path(), "");
   for (const char* const page : kPages) {
     const std::string text = support::ReadFile(one.Path() / page);

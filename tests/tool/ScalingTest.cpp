@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <functional>
 
-#include "support/Sanitized.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
@@ -103,7 +102,7 @@ TEST_P(Scaling, DoubleTheSizeTakesAboutTwiceTheTime) {
     }
     return least;
   };
-  const std::size_t size = GetParam().size / (support::kIsSanitized ? 4 : 1);
+  const std::size_t size = GetParam().size;
   constexpr double kMost = 2.5;
   double once = cost(size);
   double twice = cost(2 * size);
