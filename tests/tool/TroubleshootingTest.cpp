@@ -48,7 +48,7 @@ std::string Sources(const std::filesystem::path& folder) {
   return std::regex_replace(sources, std::regex(R"x(\\(["\\]))x"), "$1");
 }
 
-std::string Source(const char* name) {
+std::string SourceFile(const char* name) {
   return std::regex_replace(support::ReadFile(std::filesystem::path(SERVER_FOLDER) / "http" / name),
                             std::regex("\"\\s+L?\""), "");
 }
@@ -90,7 +90,7 @@ TEST(Troubleshooting, RepeatsTheAdviceForPasswordsInURLs) {
 TEST(Troubleshooting, ExplainsEveryStatusWithAnAdvice) {
   const std::vector<std::string> explained = ExplainedTexts();
   const std::vector<std::string> statuses =
-      Found(Source("HTTPStatus.cpp"), R"x(\{([0-9]{3}), L"[^"]+",\s+(?:kElsewhere|L"[^"]))x");
+      Found(SourceFile("HTTPStatus.cpp"), R"x(\{([0-9]{3}), L"[^"]+",\s+(?:kElsewhere|L"[^"]))x");
   ASSERT_GE(statuses.size(), 25u);
   for (const std::string& status : statuses) EXPECT_THAT(explained, Contains("HTTP " + status));
 }
@@ -99,7 +99,7 @@ TEST(Troubleshooting, ExplainsEveryStatusWithAnAdvice) {
 std::vector<std::string> TextsOfFailures() {
   std::vector<std::string> texts;
   const auto add = [&](const char* file, const std::string& pattern, std::size_t atLeast) {
-    const std::vector<std::string> found = Found(Source(file), pattern);
+    const std::vector<std::string> found = Found(SourceFile(file), pattern);
     EXPECT_GE(found.size(), atLeast) << file << ": " << pattern;
     texts.insert(texts.end(), found.begin(), found.end());
   };
