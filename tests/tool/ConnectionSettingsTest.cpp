@@ -427,7 +427,7 @@ TEST_F(ConnectionSettings, AdviceNamesTheSourcesInUse) {
       {HTTPSetting::kUser, Joined(server, {"--user", "b"}), password,
        "user='a'\npassword-file='file'", own("--user", "XMLA_IMPORT_PASSWORD")},
       {HTTPSetting::kUser, url, password, "",
-       "the password is asked for; to read it from a file, use --password-file FILE"},
+       "use --password-file FILE unless you want to type the password"},
       {HTTPSetting::kToken,
        Joined(url, {"--token-file", "{folder}/file"}),
        {},

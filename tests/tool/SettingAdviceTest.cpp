@@ -113,7 +113,7 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
       {{},
        url(locked),
        {"use --user NAME, or set user" + owner,
-        "note: the password is asked for; to read it from a file, use --password-file FILE, or set "
+        "note: use --password-file FILE unless you want to type the password, or set "
         "password-command" +
             owner}},
       {{}, url(failing), {"note: the URL is that" + owner}},

@@ -24,8 +24,8 @@ constexpr Advice kAdvice[] = {
      "key-password-file"},
     {HTTPSetting::kUser,
      // The error itself says that a user is missing.
-     "the password is asked for; to read it from a file, use --password-file FILE",
-     "password-command", "correct the one that is wrong"},
+     "use --password-file FILE unless you want to type the password", "password-command",
+     "correct the one that is wrong"},
     {HTTPSetting::kAuthSchemes, "use --auth SCHEMES for other ways to log in", "auth"},
     {HTTPSetting::kToken, "use --token-file FILE for a token", "token-file", "replace it there"},
     {HTTPSetting::kRetries, "use --retry N to try again automatically", "retry"},
