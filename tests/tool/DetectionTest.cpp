@@ -171,5 +171,20 @@ TEST(Log, UnwritableFolderIsAnErrorWithItsName) {
               HasSubstr("error: the log folder \"/proc/no\" cannot be used: cannot create"));
 }
 
+TEST(Log, IsNotBlamedForAProxyThatCannotBeUsed) {
+  const support::TempDir logs;
+  Options options;
+  options.environment = {{"http_proxy", "http://p:port"}};
+  for (const Arguments& log : {Arguments{}, Arguments{"--log", logs.Path()}}) {
+    Arguments arguments{"--url", "http://h/", "--target", "sap-bw", "sources"};
+    arguments.insert(arguments.end(), log.begin(), log.end());
+    const Outcome outcome = RunTool(arguments, options);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, testing::AllOf(HasSubstr("the URL of the proxy cannot be used"),
+                                            testing::Not(HasSubstr("the log folder")),
+                                            testing::Not(HasSubstr("--log \""))));
+  }
+}
+
 }  // namespace
 }  // namespace tool

@@ -527,6 +527,9 @@ TEST_F(Diff, SaysIfOnlyTheOrderDiffers) {
     else
       EXPECT_THAT(outcome.err, Not(HasSubstr("only the order")));
   }
+  Json levels = SampleImport();  // --sort keeps their order
+  Reverse(Hierarchy(levels)["levels"]);
+  EXPECT_THAT(Compare(SampleImport(), levels).err, Not(HasSubstr("only the order")));
   Json renamed = SampleImport();
   Reverse(renamed["cubes"]);
   Cube(renamed)["measures"][0]["name"] = "x";
@@ -553,7 +556,7 @@ TEST_F(Diff, OneSideMayBeStandardInput) {
 }
 
 struct Unusable {
-  const char* text;
+  std::string_view text;
   const char* reason;
 };
 const Unusable kUnusable[] = {
@@ -574,6 +577,10 @@ const Unusable kUnusable[] = {
     {"# Import\n", "is not a JSON document: it is markdown; "},
     {"PK\x03\x04\x14", "is not a JSON document: it is xlsx, or another zip file; "},
     {"\xFF\xFE{", "is not a JSON document: it is UTF-16; save it as UTF-8\n"},
+    {{"{\0\"\0", 4}, "is not a JSON document: it is UTF-16; save it as UTF-8\n"},
+    {{"\0{\0\"", 4}, "is not a JSON document: it is UTF-16; save it as UTF-8\n"},
+    {"<!doctype html>", "is not a JSON document: it is html; "},
+    {"<html>", "is not a JSON document: it is html; "},
     {"\xFE\xFF\x01{", "is not a JSON document: it is UTF-16; save it as UTF-8\n"},
     {"[]", "is not a document of import, cube or tree"},
     {"{\"servers\": []}", "is not a document of import, cube or tree"},
@@ -613,12 +620,18 @@ TEST_F(Diff, AFileThatCannotBeComparedIsAUsageErrorThatSaysWhy) {
   const std::string good = File("good.json", SampleImport().dump());
   for (const Unusable& each : kUnusable) {
     SCOPED_TRACE(each.text);
-    const std::string bad = File("bad.json", each.text);
+    const std::string bad = File("bad.json", std::string(each.text));
     for (const Arguments& files : {Arguments{"diff", bad, good}, Arguments{"diff", good, bad}}) {
       const Outcome outcome = RunTool(files);
       EXPECT_EQ(outcome.status, 2);
       EXPECT_THAT(outcome.err, testing::AllOf(HasSubstr("bad.json\""), HasSubstr(each.reason)));
     }
+  }
+  for (const char* const format : {"csv", "html", "markdown", "ndjson", "xlsx"}) {
+    const std::string other =
+        File("other", RunTool({"--sample", "sap-bw", "import", "--format", format}).out);
+    EXPECT_THAT(RunTool({"diff", other, good}).err,
+                HasSubstr(std::string("is not a JSON document: it is ") + format));
   }
   EXPECT_THAT(RunTool({"diff", m_folder.Path() / "none", good}).err,
               HasSubstr("none\" cannot be read: No such file"));

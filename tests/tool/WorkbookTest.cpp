@@ -13,7 +13,6 @@
 #include "base/Text.h"
 #include "results/Workbook.h"
 #include "support/FailingAllocation.h"
-#include "support/Sanitized.h"
 #include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/TableReading.h"

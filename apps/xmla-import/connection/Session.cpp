@@ -42,9 +42,13 @@ bool AwaitFreeLogName(const std::string& directory) {
   return false;
 }
 
+/// The texts of the library about the files of its log begin so, and those about the connection do
+/// not.
+bool IsAboutFile(std::string_view line) { return line.starts_with("Cannot "); }
+
 /// `reason` is the library's text, which may end with advice in parentheses.
 std::string UnusableLog(const std::string& directory, bool isOption, std::string reason) {
-  if (reason.starts_with("Cannot ")) reason[0] = 'c';
+  reason[0] = 'c';
   if (!reason.ends_with(')'))
     reason += isOption ? "; give another folder" : "; set XMLA_IMPORT_LOG_DIR to another folder";
   return (isOption ? "--log " : "the log folder ") + Listed({directory}) +
@@ -133,9 +137,9 @@ std::unique_ptr<OTXMLAImportAPI> Session::Import(Messages& messages, const std::
                           m_target.value(), ServerInfo::kCLIXMLA);
     return import;
   } catch (const ErrorMessage& error) {
-    // Only the log can fail.
-    for (const std::string& line : Lines(error))
-      messages.errors.push_back(UnusableLog(m_logDirectory, m_hasLogOption, line));
+    for (std::string& line : Lines(error))
+      messages.errors.push_back(
+          IsAboutFile(line) ? UnusableLog(m_logDirectory, m_hasLogOption, line) : std::move(line));
     return nullptr;
   }
 }

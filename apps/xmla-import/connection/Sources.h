@@ -57,8 +57,11 @@ class Sources {
   /// Behind the name of a variable: which key of the server file it overrides. Empty if none.
   template <class Type>
   std::string Overridden(Type Arguments::*member) const {
-    const Setting<Type> key = FindIn(Source::kServerFile, member);
-    return key ? ", which overrides " + key.Origin() + " while it is set" : "";
+    if (IsAbsent(m_values[static_cast<std::size_t>(Source::kServerFile)].*member)) return {};
+    // Without its value, which may contain a password.
+    Setting<Type> key{{}, Source::kServerFile, NameOf(Source::kServerFile, member), {}, {}, {}};
+    Locate(key);
+    return ", which overrides " + key.Origin() + " while it is set";
   }
 
   const EnvironmentSecrets& Secrets() const { return m_secrets; }

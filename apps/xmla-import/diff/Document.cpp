@@ -69,6 +69,8 @@ constexpr FileBeginning kOtherFiles[] = {
     {"<", "it is XML"},
     {"\xFE\xFF", kUTF16},
     {"\xFF\xFE", kUTF16},
+    {{"{\0", 2}, kUTF16},  // without a byte-order mark
+    {{"\0{", 2}, kUTF16},
 };
 
 /// What a file that does not begin like JSON is, by its first bytes behind blanks; null: unknown.
@@ -76,8 +78,7 @@ const char* OtherFile(std::string_view document) {
   document.remove_prefix(std::min(document.find_first_not_of(" \t\r\n"), document.size()));
   for (const auto& [bytes, meaning] : kOtherFiles)
     if (document.starts_with(bytes)) return meaning;
-  // Without a byte-order mark, one of the first two bytes is 0.
-  return document.substr(0, 2).find('\0') != document.npos ? kUTF16 : nullptr;
+  return nullptr;
 }
 
 const Json* Member(const Json& record, std::string_view path) {

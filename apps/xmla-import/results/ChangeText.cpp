@@ -57,7 +57,13 @@ std::string FoundText(const DiffResult& result) {
 
 std::string OrderNote(const DiffResult& result, bool isSorted, bool hasService) {
   const auto& changes = result.comparison.changes;
-  const auto isOrder = [](const Change& change) { return change.id.ends_with("-reordered"); };
+  // What --sort orders.
+  constexpr std::string_view kOrders[] = {"catalogs-reordered", "cubes-reordered",
+                                          "hierarchies-reordered", "properties-reordered",
+                                          "measures-reordered"};
+  const auto isOrder = [&](const Change& change) {
+    return std::ranges::find(kOrders, change.id) != std::end(kOrders);
+  };
   if (changes.empty() || !std::ranges::all_of(changes, isOrder)) return {};
   constexpr const char* kAdvice[] = {"if OLD was written with --sort, give --sort",
                                      "if OLD was written without --sort, leave out --sort"};

@@ -89,7 +89,7 @@ int main(int, char** arguments) {
     if (i == times / 3) resident = support::ResidentKiB();
   }
   // A resolver that was left at work must still be there.
-  const long threads = g_isSlow ? Threads() : SettledThreads(ownThreads, 5000);
+  const long threads = g_isSlow ? Threads() : SettledThreads(ownThreads, 200);
   std::printf("records %ld\nresident %ld\nthreads %ld\n", records,
               support::ResidentKiB() - resident, threads - ownThreads);
   if (g_isSlow) {
