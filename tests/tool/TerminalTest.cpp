@@ -96,7 +96,8 @@ TEST(Progress, EndsBeforeTheResultIsWrittenToAPipe) {
   const std::size_t result = piped.find("provider  Test Server");
   ASSERT_NE(result, piped.npos) << piped;
   EXPECT_THAT(piped.substr(0, result), HasSubstr("0 of 3 cubes"));
-  EXPECT_THAT(piped.substr(0, result), EndsWith("\r\x1b[K"));
+  // The other program may be slower than the summary, which follows the result.
+  EXPECT_LT(piped.find("\r\x1b[K", piped.rfind("of 3 cubes", result)), result) << piped;
   EXPECT_THAT(piped.substr(result), Not(HasSubstr("of 3 cubes")));
   EXPECT_THAT(piped.substr(result), HasSubstr("cube Third\r\n"));
   for (const char* const target : {" -o /dev/null", " > /dev/null"})
