@@ -51,8 +51,8 @@ TEST(MalformedImports, GiveAResultOrErrorsAndLeaveAUsableObject) {
   for (const inprocess::SampleKind& kind : inprocess::kSampleKinds)
     trials.push_back(std::make_unique<ImportTrial>(kind.target));
   const std::vector<Attack> attacks = Attacks();
-  // Enough to see every outcome; half of it, as with sanitizers, would be too few.
-  constexpr std::size_t kQuick = support::kIsSanitized ? 3000 : 1500;
+  // Enough to see every outcome; a quarter of it, as with sanitizers, would be too few.
+  constexpr std::size_t kQuick = support::kIsSanitized ? 6000 : 1500;
   std::size_t step = support::Stride(attacks.size(), kQuick);
   while (step > 1 && (step % 5 == 0 || step % 11 == 0)) ++step;
   std::size_t counts[3] = {};

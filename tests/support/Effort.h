@@ -12,11 +12,11 @@ namespace support {
 bool IsLong();
 
 /// Number of repetitions: `quick`, or `whole` in the long form. A build with a sanitizer is several
-/// times slower: it does half of `quick`, or ten times `quick` in the long form.
+/// times slower: it does a quarter of `quick`, or ten times `quick` in the long form.
 template <typename Number>
 Number Effort(Number quick, Number whole) {
   if (IsLong()) return kIsSanitized ? std::min<Number>(whole, 10 * quick) : whole;
-  return kIsSanitized ? (quick + 1) / 2 : quick;
+  return kIsSanitized ? (quick + 3) / 4 : quick;
 }
 
 /// The step for which about Effort(quick, total) of `total` items are tried.
