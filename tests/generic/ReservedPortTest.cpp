@@ -2,13 +2,16 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <system_error>
 
 #include "loopback-server/Server.h"
@@ -78,6 +81,24 @@ TEST(ReservedPort, ServersUseItOneAfterAnother) {
     EXPECT_EQ(client.Receive(&reply, 1), 0u);
   }
   EXPECT_EQ(ErrorOfConnecting(port.Port()), ECONNREFUSED);
+}
+
+/// A process has the sockets of its parent until it runs another program.
+TEST(ReservedPort, AChildProcessDoesNotListen) {
+  const ReservedPort port;
+  std::optional<LoopbackSocket> socket(std::in_place, SOCK_STREAM, port.Port());
+  socket->Listen(1);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::alarm(60);
+    ::pause();
+    ::_exit(0);
+  }
+  socket.reset();
+  EXPECT_EQ(ErrorOfConnecting(port.Port()), ECONNREFUSED);
+  EXPECT_NO_THROW(loopback::Server(loopback::Handler(), {.port = port.Port()}));
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
 }
 
 TEST(ReservedPort, AServerGetsTheDatagrams) {

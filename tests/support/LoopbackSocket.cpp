@@ -41,7 +41,11 @@ LoopbackSocket::LoopbackSocket(int type, int port)
   m_port = ntohs(address.sin_port);
 }
 
-LoopbackSocket::~LoopbackSocket() { ::close(m_descriptor); }
+LoopbackSocket::~LoopbackSocket() {
+  // A process that another thread is about to start may still have the socket, and would listen.
+  ::shutdown(m_descriptor, SHUT_RDWR);
+  ::close(m_descriptor);
+}
 
 void LoopbackSocket::Listen(int queue) {
   if (::listen(m_descriptor, queue) != 0) Fail(errno, "listen on", m_port);
