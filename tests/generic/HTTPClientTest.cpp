@@ -9,6 +9,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "Utility/Generic/VXThread.h"
+#include "support/ReservedPort.h"
 #include "support/Settings.h"
 #include "support/WireServer.h"
 
@@ -301,13 +302,12 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 
 TEST(HTTPFailure, RefusedConnection) {
-  std::string authority;
-  { authority = WireServer("").Authority(); }
-  EXPECT_EQ(
-      PostOnce("http://" + authority + "/x").error,
-      "http://" + authority +
-          "/x: cannot connect to the service: Connection refused; check host and port, and that "
-          "the service is running");
+  const support::ReservedPort closed;
+  const std::string url = "http://" + closed.Authority() + "/x";
+  EXPECT_EQ(PostOnce(url).error,
+            url +
+                ": cannot connect to the service: Connection refused; check host and port, and "
+                "that the service is running");
 }
 
 TEST(HTTPFailure, ResetConnection) {

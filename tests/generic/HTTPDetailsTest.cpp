@@ -6,6 +6,7 @@
 #include "HTTPPosting.h"
 #include "loopback-server/Connection.h"
 #include "support/Certificate.h"
+#include "support/ReservedPort.h"
 #include "support/Settings.h"
 #include "support/WireServer.h"
 
@@ -245,9 +246,8 @@ TEST(HTTPDetails, ProxyThatIsNotUsedIsNotNamed) {
   EXPECT_TRUE(PostOnce("http://" + server.Authority() + "/", 10, &options).ok);
   EXPECT_EQ(Narrow(recorder.last.connection.proxy), "");
   EXPECT_EQ(Narrow(recorder.last.connection.address), server.Authority());
-  std::string closedPort;
-  { closedPort = WireServer("").Authority(); }
-  PostOnce("http://" + closedPort + "/", 10, &options);
+  const support::ReservedPort closed;
+  PostOnce("http://" + closed.Authority() + "/", 10, &options);
   EXPECT_EQ(recorder.last.failedStep, HTTPStep::kConnection);
   unsetenv("no_proxy");
 }
@@ -290,8 +290,8 @@ TEST(HTTPDetails, NameTheLogIn) {
 }
 
 TEST(HTTPFailedStep, IsTheOneThatFailed) {
-  std::string closed;
-  { closed = WireServer("").Authority(); }
+  const support::ReservedPort port;
+  const std::string closed = port.Authority();
   const Certificate certificate("IP:127.0.0.1", kDay);
   const WireServer tls(&Reply, certificate.Context());
   const WireServer tlsProxy(&AnswerOrTunnel, certificate.Context());
@@ -359,8 +359,8 @@ TEST(HTTPFailedStep, IsTheOneThatFailed) {
 
 /// The texts fit settings of the environment and of the options.
 TEST(HTTPFailure, TextsDoNotNameTheEnvironment) {
-  std::string closed;
-  { closed = WireServer("").Authority(); }
+  const support::ReservedPort port;
+  const std::string closed = port.Authority();
   const Certificate certificate("IP:127.0.0.1", kDay);
   const WireServer tls(&Reply, certificate.Context());
   const struct {

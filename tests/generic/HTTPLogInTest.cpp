@@ -2,7 +2,6 @@
 // never sends.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/KerberosTicket.h"
+#include "support/LoopbackSocket.h"
 #include "support/Settings.h"
 #include "support/WireServer.h"
 
@@ -407,18 +407,11 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPLogInMemoryOfClients, testing::Bool(), [](con
 /// loopback interface, but is not recognised as loopback.
 std::string OfferedToSOCKS(unsigned int schemes, bool hasUser, const char* host = "127.0.0.1",
                            bool isBasicAllowed = true) {
-  const int listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  if (::bind(listening, generic, length) != 0 || ::listen(listening, 1) != 0 ||
-      ::getsockname(listening, generic, &length) != 0)
-    return "no loopback port";
+  support::LoopbackSocket listening;
+  listening.Listen(1);
   std::string offered;
   std::thread proxy([&] {
-    const int client = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
+    const int client = ::accept4(listening.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
     char bytes[16] = {};
     const ssize_t count = ::recv(client, bytes, sizeof bytes, 0);
     if (count > 2 && bytes[0] == 5) offered.assign(bytes + 2, static_cast<std::size_t>(count - 2));
@@ -428,11 +421,10 @@ std::string OfferedToSOCKS(unsigned int schemes, bool hasUser, const char* host 
   options.authSchemes = schemes;
   options.allowBasicOverPlainHttp = isBasicAllowed;
   options.proxy = Wide(std::string("socks5h://") + (hasUser ? "u:p@" : "") + host + ":" +
-                       std::to_string(ntohs(address.sin_port)));
+                       std::to_string(listening.Port()));
   HTTPClientWrapper client(L"http://service.test/", L"", L"", 10, &options);
   Post(client);
   proxy.join();
-  ::close(listening);
   return offered;
 }
 

@@ -6,6 +6,7 @@
 #include "Utility/Generic/ErrorMessage.h"
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/Certificate.h"
+#include "support/ReservedPort.h"
 #include "support/WireServer.h"
 
 namespace {
@@ -16,8 +17,8 @@ using testing::Not;
 using testing::StartsWith;
 
 TEST(HTTPProxy, FailuresOfTheProxyNameIt) {
-  std::string closed;
-  { closed = WireServer("").Authority(); }
+  const support::ReservedPort port;
+  const std::string closed = port.Authority();
   const Certificate own("IP:127.0.0.1", kDay);
   const Certificate expired("IP:127.0.0.1", -3600);
   const Certificate other("DNS:elsewhere.test", kDay);

@@ -15,6 +15,7 @@
 #include "Utility/Generic/HTTPReadAhead.h"
 #include "Utility/Generic/VXExecutionState.h"
 #include "loopback-server/Server.h"
+#include "support/ReservedPort.h"
 #include "support/Sanitized.h"
 #include "support/ScriptedServer.h"
 #include "support/Text.h"
@@ -530,8 +531,8 @@ TEST(HTTPRequestBudget, ARefusedConnectionIsRepeated) {
       while (!mayEnd) std::this_thread::sleep_for(std::chrono::milliseconds(1));
       return support::Reply{"<slow/>"};
     });
-    const int port = std::make_unique<loopback::Server>(loopback::Handler())->Port();
-    const std::string authority = "127.0.0.1:" + std::to_string(port);
+    const support::ReservedPort port;
+    const std::string authority = port.Authority();
     const String proxy =
         isProxy ? L"http://" + BaseStringUtil::FromUTF8(NarrowString(authority.c_str())) : String();
     const auto budget = std::make_shared<HTTPRequestBudget>(4, 2);
@@ -547,7 +548,7 @@ TEST(HTTPRequestBudget, ARefusedConnectionIsRepeated) {
           [](loopback::Connection& connection, const loopback::Request&) {
             connection.Send(loopback::Answer("<r/>"));
           },
-          loopback::Options{.port = port});
+          loopback::Options{.port = port.Port()});
       mayEnd = true;
     });
     BudgetClient client(isProxy ? "127.0.0.1:1" : authority, budget, proxy);

@@ -1,9 +1,6 @@
 // Tests retries and time-outs: which failures are repeated, the waits between, and the limits.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <ctime>
@@ -15,6 +12,8 @@
 #include "Utility/Generic/VXThread.h"
 #include "loopback-server/Connection.h"
 #include "support/Certificate.h"
+#include "support/FullListener.h"
+#include "support/ReservedPort.h"
 #include "support/Settings.h"
 #include "support/WireServer.h"
 
@@ -135,8 +134,7 @@ INSTANTIATE_TEST_SUITE_P(HTTP, HTTPRetriedResponse, testing::ValuesIn(Responses(
 // Other failures.
 
 TEST(HTTPRetry, FailuresBeforeARequestAreRepeatedOnlyWithoutAConnection) {
-  std::string closedPort;
-  { closedPort = WireServer("").Authority(); }
+  const support::ReservedPort closed;
   const Certificate certificate("IP:127.0.0.1", kDay);
   const WireServer tls("", WireServer::Greets{});
   const WireServer untrusted([](loopback::Connection&, const loopback::Request&) {},
@@ -148,10 +146,10 @@ TEST(HTTPRetry, FailuresBeforeARequestAreRepeatedOnlyWithoutAConnection) {
     std::string proxy;
     std::uint32_t retries;
   } kCases[] = {
-      {"http://" + closedPort + "/", "", 1},
+      {"http://" + closed.Authority() + "/", "", 1},
       {"http://no-such-host.invalid/", "", 1},
       {"http://service.test/", "http://no-such-host.invalid/", 1},
-      {"http://service.test/", "http://" + closedPort, 1},
+      {"http://service.test/", "http://" + closed.Authority(), 1},
       {"https://" + untrusted.Authority() + "/", "", 0},
       {"https://service.test/", "http://" + busyProxy.Authority(), 1},
       {"https://service.test/", "http://" + strictProxy.Authority(), 0},
@@ -276,11 +274,10 @@ TEST(HTTPRetry, LogInOfABusyServerIsRepeated) {
 }
 
 TEST(HTTPRetry, UnsentTokenIsRepeated) {
-  std::string closedPort;
-  { closedPort = WireServer("").Authority(); }
+  const support::ReservedPort closed;
   HTTPClientOptions options = WithRetries(1);
   options.bearerToken = L"token";
-  EXPECT_THAT(PostOnce("http://" + closedPort + "/", 10, &options).error,
+  EXPECT_THAT(PostOnce("http://" + closed.Authority() + "/", 10, &options).error,
               HasSubstr("; tried 2 times"));
 }
 
@@ -474,43 +471,13 @@ TEST(HTTPRetry, EndsWhenTheRepliesAreTooLong) {
 
 // Time-outs.
 
-/// A port whose connections are never accepted: its queue is full.
-class FullPort {
- public:
-  FullPort() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    m_sockets.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ::bind(m_sockets[0], generic, length);
-    ::listen(m_sockets[0], 0);
-    ::getsockname(m_sockets[0], generic, &length);
-    m_port = ntohs(address.sin_port);
-    for (int i = 0; i < 4; ++i) {
-      m_sockets.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-      if (::connect(m_sockets.back(), generic, length) != 0) continue;
-    }
-  }
-  ~FullPort() {
-    for (const int socket : m_sockets) ::close(socket);
-  }
-  FullPort(const FullPort&) = delete;
-  FullPort& operator=(const FullPort&) = delete;
-  std::string Url() const { return "http://127.0.0.1:" + std::to_string(m_port) + "/"; }
-
- private:
-  std::vector<int> m_sockets;
-  int m_port = 0;
-};
-
 TEST(HTTPTimeoutOptions, ReplaceTheOneOfTheConstructor) {
-  const FullPort full;
+  const support::FullListener full;
   const WireServer silent([](loopback::Connection& connection, const loopback::Request&) {
     connection.AwaitPeerGone();
   });
   const std::string url = "http://" + silent.Authority() + "/";
+  const std::string fullUrl = "http://" + full.Authority() + "/";
   using Limit = std::optional<std::uint32_t>;
   const struct {
     std::string url;
@@ -520,10 +487,10 @@ TEST(HTTPTimeoutOptions, ReplaceTheOneOfTheConstructor) {
     std::uint32_t effective;
     const char* error;
   } kCases[] = {
-      {full.Url(), 1, {}, {}, 1, "no connection to the service within 1 second;"},
-      {full.Url(), 60, 1, {}, 60, "no connection to the service within 1 second;"},
-      {full.Url(), 60, {}, 1, 1, "no connection to the service within 1 second;"},
-      {full.Url(), 60, 1, 50, 50, "no connection to the service within 1 second;"},
+      {fullUrl, 1, {}, {}, 1, "no connection to the service within 1 second;"},
+      {fullUrl, 60, 1, {}, 60, "no connection to the service within 1 second;"},
+      {fullUrl, 60, {}, 1, 1, "no connection to the service within 1 second;"},
+      {fullUrl, 60, 1, 50, 50, "no connection to the service within 1 second;"},
       {url, 60, {}, 1, 1, "has not responded for 1 second;"},
       {url, 60, 50, 1, 1, "has not responded for 1 second;"},
   };

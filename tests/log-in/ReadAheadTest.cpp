@@ -13,6 +13,7 @@
 #include "DiscoverService.h"
 #include "Servers.h"
 #include "loopback-server/Server.h"
+#include "support/ReservedPort.h"
 #include "support/TempDir.h"
 
 namespace login {
@@ -120,30 +121,25 @@ class FailingProvider {
 class SocksProxy {
  public:
   SocksProxy() {
-    for (int attempt = 0; attempt < 5 && !m_process; ++attempt) {
-      m_port = FreePort();
-      m_process = std::make_unique<ServerProcess>(
-          std::vector<std::string>{"/usr/bin/microsocks", "-i", "127.0.0.1", "-p",
-                                   std::to_string(m_port), "-u", "proxy-ann", "-P", "canary-proxy"},
-          std::map<std::string, std::string>{}, m_folder.Path() / "output");
-      const bool isReady = m_process->Await([this] {
-        try {
-          const loopback::Connection connection(loopback::ConnectToLoopback(m_port));
-          return true;
-        } catch (const std::runtime_error&) {
-          return false;
-        }
-      });
-      if (!isReady) m_process.reset();
-    }
-    if (!m_process) throw std::runtime_error("the SOCKS proxy does not start");
+    const auto isReady = [this] {
+      try {
+        const loopback::Connection connection(loopback::ConnectToLoopback(Port()));
+        return true;
+      } catch (const std::runtime_error&) {
+        return false;
+      }
+    };
+    if (!m_process.Await(isReady)) throw std::runtime_error("the SOCKS proxy does not start");
   }
-  int Port() const { return m_port; }
+  int Port() const { return m_port.Port(); }
 
  private:
   const support::TempDir m_folder;
-  int m_port = 0;
-  std::unique_ptr<ServerProcess> m_process;
+  const support::ReservedPort m_port;
+  ServerProcess m_process{{"/usr/bin/microsocks", "-i", "127.0.0.1", "-p", std::to_string(Port()),
+                           "-u", "proxy-ann", "-P", "canary-proxy"},
+                          {},
+                          m_folder.Path() / "output"};
 };
 
 struct AheadCase {

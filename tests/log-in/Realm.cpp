@@ -36,14 +36,14 @@ Realm::Realm(const std::string& folder) : m_folder(folder) {
   WriteConfiguration(Configuration(View::kCorrect), View::kCorrect, "");
   CreateDatabase();
   CreateWrongKeytab();
-  const std::string address = StartKDC("", m_kdc);
+  const std::string address = m_port.Authority();
   WriteConfiguration(Configuration(View::kCorrect), View::kCorrect, address);
   WriteConfiguration(Configuration(View::kOtherRealm), View::kOtherRealm, address);
-  WriteConfiguration(Configuration(View::kFastClock), View::kFastClock,
-                     StartKDC("+20m", m_fastKDC));
-  WriteConfiguration(Configuration(View::kKDCIsDown), View::kKDCIsDown,
-                     "127.0.0.1:" + std::to_string(FreePort()));
+  WriteConfiguration(Configuration(View::kFastClock), View::kFastClock, m_fastPort.Authority());
+  WriteConfiguration(Configuration(View::kKDCIsDown), View::kKDCIsDown, m_closedPort.Authority());
   WriteConfiguration(Configuration(View::kNoKDC), View::kNoKDC, "");
+  m_kdc = StartKDC("", address);
+  m_fastKDC = StartKDC("+20m", m_fastPort.Authority());
 }
 
 std::string Realm::Password(const std::string& user) { return "canary-kdc-" + user; }
@@ -102,22 +102,19 @@ void Realm::WriteConfiguration(const std::string& file, View view, const std::st
                   "127.0.0.1 = REALM.TEST"});
 }
 
-std::string Realm::StartKDC(const std::string& clock,
-                            std::unique_ptr<ServerProcess>& process) const {
+std::unique_ptr<ServerProcess> Realm::StartKDC(const std::string& clock,
+                                               const std::string& address) const {
   const std::string name = "kdc" + clock;
   const std::string log = m_folder + "/" + name + ".log";
   std::vector<std::string> command{"/usr/sbin/krb5kdc", "-n"};
   if (!clock.empty()) command.insert(command.begin(), {"/usr/bin/faketime", "-f", clock});
-  for (int attempt = 0; attempt < 5; ++attempt) {
-    const std::string address = "127.0.0.1:" + std::to_string(FreePort());
-    std::ofstream(m_folder + "/" + name + ".conf")
-        << Section("kdcdefaults", {"kdc_listen = " + address, "kdc_tcp_listen = " + address})
-        << FileText(m_folder + "/tools.conf") << Section("logging", {"kdc = FILE:" + log});
-    process = std::make_unique<ServerProcess>(command, Server(name), log + ".output");
-    if (process->Await([&] { return FileText(log).find("commencing") != std::string::npos; }))
-      return address;
-  }
-  throw std::runtime_error("the KDC does not start: " + FileText(log));
+  std::ofstream(m_folder + "/" + name + ".conf")
+      << Section("kdcdefaults", {"kdc_listen = " + address, "kdc_tcp_listen = " + address})
+      << FileText(m_folder + "/tools.conf") << Section("logging", {"kdc = FILE:" + log});
+  auto process = std::make_unique<ServerProcess>(command, Server(name), log + ".output");
+  if (!process->Await([&] { return FileText(log).find("commencing") != std::string::npos; }))
+    throw std::runtime_error("the KDC does not start: " + FileText(log));
+  return process;
 }
 
 std::string Realm::LogIn(const std::string& user, const std::string& lifetime) const {

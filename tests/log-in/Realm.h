@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ServerProcess.h"
+#include "support/ReservedPort.h"
 
 namespace login {
 
@@ -44,11 +45,15 @@ class Realm {
   void CreateDatabase() const;
   void CreateWrongKeytab() const;
   static void WriteConfiguration(const std::string& file, View view, const std::string& kdc);
-  /// Starts a KDC with this clock offset on a free port, and returns its address.
-  std::string StartKDC(const std::string& clock, std::unique_ptr<ServerProcess>& process) const;
+  /// Starts a KDC with this clock offset.
+  std::unique_ptr<ServerProcess> StartKDC(const std::string& clock,
+                                          const std::string& address) const;
   std::map<std::string, std::string> Server(const std::string& name) const;
 
   const std::string m_folder;
+  const support::ReservedPort m_port;
+  const support::ReservedPort m_fastPort;
+  const support::ReservedPort m_closedPort;
   std::unique_ptr<ServerProcess> m_kdc;
   std::unique_ptr<ServerProcess> m_fastKDC;
 };

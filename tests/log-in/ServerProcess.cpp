@@ -1,11 +1,9 @@
 #include "ServerProcess.h"
 
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,19 +93,6 @@ bool ServerProcess::Await(const std::function<bool()>& isReady) {
     std::this_thread::sleep_for(std::chrono::milliseconds(kPollMilliseconds));
   }
   return true;
-}
-
-int FreePort() {
-  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  if (bind(probe, generic, length) != 0 || getsockname(probe, generic, &length) != 0)
-    throw std::runtime_error("no loopback port");
-  close(probe);
-  return ntohs(address.sin_port);
 }
 
 std::string FileText(const std::string& path) {

@@ -32,8 +32,6 @@ class ServerProcess {
   int m_lifeline = -1;  // the keeper sees its end
 };
 
-/// Returns a free port of the loopback interface. Another process can take it afterwards.
-int FreePort();
 /// Returns the contents of the file, or an empty text if the file does not exist.
 std::string FileText(const std::string& path);
 

@@ -1,28 +1,28 @@
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include "support/ReservedPort.h"
 
 namespace login {
 
 /// A KDC that accepts requests over UDP and TCP and never answers.
 class SilentKDC {
  public:
-  SilentKDC();  ///< throws std::runtime_error if it does not start
-  ~SilentKDC();
-  SilentKDC(const SilentKDC&) = delete;
-  SilentKDC& operator=(const SilentKDC&) = delete;
+  SilentKDC();
 
   /// Host and port.
-  const std::string& Address() const { return m_address; }
+  std::string Address() const { return m_port.Authority(); }
   /// Waits until a request has arrived. False if there is none within the time.
   bool Await(int milliseconds) const;
+  /// Closes the port.
+  void Close();
 
  private:
-  bool Start();
-
-  int m_datagrams = -1;
-  int m_listener = -1;
-  std::string m_address;
+  const support::ReservedPort m_port;
+  std::optional<support::LoopbackSocket> m_datagrams;
+  std::optional<support::LoopbackSocket> m_listener;
 };
 
 }  // namespace login

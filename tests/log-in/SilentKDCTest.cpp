@@ -249,12 +249,12 @@ TEST_F(LogIn, ASilentKDCKeepsAtMost16Threads) {
 
 /// The host unloads all libraries while a thread waits for the KDC. The thread then ends.
 TEST_F(LogIn, UnloadingIsSafeWhileAKDCIsAsked) {
-  auto kdc = std::make_unique<SilentKDC>();
-  const std::map<std::string, std::string> environment = AnnAt(*kdc);
+  SilentKDC kdc;
+  const std::map<std::string, std::string> environment = AnnAt(kdc);
   std::jthread closing([&] {
-    EXPECT_TRUE(kdc->Await(10'000));
+    EXPECT_TRUE(kdc.Await(10'000));
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));
-    kdc.reset();  // the port is closed: the Kerberos library gives up
+    kdc.Close();  // the Kerberos library gives up
   });
   const std::string url = Servers::Get().GatewayToProvider("negotiate");
   const support::ChildResult run = support::RunChild(

@@ -53,18 +53,14 @@ WebServer::WebServer(const std::string& folder, const Realm& realm, const Users&
   for (const std::string& keys : {realm.Keytab(), realm.OldKeytab(), realm.WrongKeytab()})
     fs::permissions(keys, fs::perms{0644});
 
-  for (int attempt = 0; attempt < 5; ++attempt) {
-    for (const char* const host : kHosts) {
-      m_ports[host] = FreePort();
-      variables[host] = std::to_string(m_ports[host]);
-    }
-    m_process = std::make_unique<ServerProcess>(
-        std::vector<std::string>{"/usr/sbin/apache2", "-f", LOG_IN_FOLDER "/httpd.conf",
-                                 "-DFOREGROUND"},
-        variables, folder + "/httpd.output");
-    if (m_process->Await([&] { return !FileText(folder + "/httpd.pid").empty(); })) return;
-  }
-  throw std::runtime_error("the web server does not start: " + FileText(folder + "/httpd.output"));
+  for (const char* const host : kHosts) variables[host] = std::to_string(m_ports[host].Port());
+  m_process = std::make_unique<ServerProcess>(
+      std::vector<std::string>{"/usr/sbin/apache2", "-f", LOG_IN_FOLDER "/httpd.conf",
+                               "-DFOREGROUND"},
+      variables, folder + "/httpd.output");
+  if (!m_process->Await([&] { return !FileText(folder + "/httpd.pid").empty(); }))
+    throw std::runtime_error("the web server does not start: " +
+                             FileText(folder + "/httpd.output"));
 }
 
 std::vector<std::string> WebServer::Log(const std::string& name, const std::string& text,

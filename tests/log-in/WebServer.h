@@ -7,6 +7,7 @@
 
 #include "Realm.h"
 #include "ServerProcess.h"
+#include "support/ReservedPort.h"
 
 namespace login {
 
@@ -28,7 +29,7 @@ class WebServer {
             const Backends& backends);
 
   /// The port of a virtual host, such as "SERVICE".
-  int Port(const std::string& host) const { return m_ports.at(host); }
+  int Port(const std::string& host) const { return m_ports.at(host).Port(); }
   /// The lines of a log ("service", "proxy", ...) that contain a text. Waits for `count` lines, at
   /// most for a second, because the server may write them after the client has its reply.
   std::vector<std::string> Log(const std::string& name, const std::string& text,
@@ -36,7 +37,7 @@ class WebServer {
 
  private:
   const std::string m_folder;
-  std::map<std::string, int> m_ports;
+  std::map<std::string, support::ReservedPort> m_ports;
   std::unique_ptr<ServerProcess> m_process;
 };
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <libxml/xmlIO.h>
-#include <netinet/in.h>
 #include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -21,6 +20,7 @@
 #include "inprocess/SampleReplies.h"
 #include "inprocess/Server.h"
 #include "support/Effort.h"
+#include "support/LoopbackSocket.h"
 #include "support/Text.h"
 
 namespace {
@@ -52,29 +52,16 @@ std::string Rows(const std::string& inside) {
 /// A listening port that records whether anybody connected.
 class Listener {
  public:
-  Listener() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), length), 0);
-    EXPECT_EQ(listen(m_socket, 5), 0);
-    EXPECT_EQ(getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    m_port = ntohs(address.sin_port);
-  }
-  ~Listener() { close(m_socket); }
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-  std::string Url() const { return "http://127.0.0.1:" + std::to_string(m_port) + "/x"; }
+  Listener() { m_socket.Listen(5); }
+  std::string Url() const { return "http://" + m_socket.Authority() + "/x"; }
   bool WasCalled() const {
-    const int connection = accept(m_socket, nullptr, nullptr);
+    const int connection = accept(m_socket.Descriptor(), nullptr, nullptr);
     if (connection >= 0) close(connection);
     return connection >= 0;
   }
 
  private:
-  int m_socket;
-  int m_port = 0;
+  support::LoopbackSocket m_socket{SOCK_STREAM | SOCK_NONBLOCK};
 };
 
 /// A file that records whether anybody opened it.

@@ -15,6 +15,8 @@
 #include "SampleProvider.h"
 #include "support/Certificate.h"
 #include "support/ChildProcess.h"
+#include "support/FullListener.h"
+#include "support/ReservedPort.h"
 #include "support/ScriptedServer.h"
 #include "support/TempDir.h"
 #include "support/WireServer.h"
@@ -68,10 +70,11 @@ void ExpectRefusal(const std::string& url, const std::string& says, const Enviro
 }
 
 TEST(NetworkPeers, RefusedPortIsNamedAndUsedWhenAServerListens) {
+  const support::ReservedPort port;
   sample::Options options;
-  { options.port = sample::Provider().Port(); }
+  options.port = port.Port();
   std::unique_ptr<sample::Provider> provider;
-  ExpectRefusal("http://127.0.0.1:" + std::to_string(options.port) + "/analysis-services",
+  ExpectRefusal("http://" + port.Authority() + "/analysis-services",
                 "cannot connect to the service: Connection refused; check host", {},
                 [&] { provider = std::make_unique<sample::Provider>(options); });
   Figure("a closed port", "named; used after a server has opened it");
@@ -111,14 +114,14 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
   };
   // Each case mostly waits.
   std::vector<std::jthread> cases;
+  const support::ReservedPort port;
   std::unique_ptr<WireServer> listening;
   cases.emplace_back([&] {
     SCOPED_TRACE("neither accepted nor refused");
-    auto listener = std::make_unique<FullListener>();
-    const int port = listener->Port();
-    expect("http://127.0.0.1:" + std::to_string(port) + "/xmla", [&] {
+    auto listener = std::make_unique<support::FullListener>(port.Port());
+    expect("http://" + port.Authority() + "/xmla", [&] {
       listener.reset();
-      listening = std::make_unique<WireServer>(&Serve, nullptr, port);
+      listening = std::make_unique<WireServer>(&Serve, nullptr, port.Port());
     });
   });
   SilentHandshake handshake(good.Context());
@@ -308,11 +311,11 @@ TEST(NetworkPeers, RefusingProxyIsNamedAndCanSucceedLater) {
                   [&] { proxy.Continue(); });
     EXPECT_FALSE(service.Requests().empty());
   }
-  std::string closedPort;
-  { closedPort = WireServer("").Authority(); }
+  const support::ReservedPort closed;
+  const std::string closedProxy = "http://" + closed.Authority();
   ExpectRefusal("http://service.test/xmla",
-                "cannot connect to the proxy http://" + closedPort + ": Connection refused; ",
-                {{"http_proxy", "http://" + closedPort}, {"no_proxy", ""}}, {});
+                "cannot connect to the proxy " + closedProxy + ": Connection refused; ",
+                {{"http_proxy", closedProxy}, {"no_proxy", ""}}, {});
   ExpectRefusal("http://service.test/xmla",
                 "the host name of the proxy http://no-such-proxy.invalid cannot be resolved; ",
                 {{"http_proxy", "http://no-such-proxy.invalid"}, {"no_proxy", ""}}, {}, 5);

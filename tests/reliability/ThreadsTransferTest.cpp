@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,6 +18,8 @@
 #include "Utility/Generic/VXThread.h"
 #include "support/Certificate.h"
 #include "support/Effort.h"
+#include "support/FullListener.h"
+#include "support/ReservedPort.h"
 #include "support/ScriptedServer.h"
 #include "support/Text.h"
 #include "support/WireServer.h"
@@ -226,15 +227,15 @@ void AnswerThreeCubes(loopback::Connection& connection, const loopback::Request&
 
 TEST(CancellingATransfer, EndsItWhileItConnects) {
   TryOften("connecting", Times(), [](long number) {
-    auto listener = std::make_unique<network::FullListener>();
-    const int port = listener->Port();
+    const support::ReservedPort port;
+    auto listener = std::make_unique<support::FullListener>(port.Port());
     const int before = listener->Pending();
-    Request request("http://127.0.0.1:" + std::to_string(port) + "/");
+    Request request("http://" + port.Authority() + "/");
     while (listener->Pending() <= before) std::this_thread::yield();
     std::optional<WireServer> server;
     return End(request, number, [&] {
       listener.reset();
-      server.emplace(&AnswerThreeCubes, nullptr, port);
+      server.emplace(&AnswerThreeCubes, nullptr, port.Port());
     });
   });
 }
@@ -276,31 +277,21 @@ TEST(CancellingATransfer, EndsItWhileAProxyConnects) {
 TEST(CancellingATransfer, EndsItWhileTheRequestIsSent) {
   const String catalog(1'500'000, L'x');
   TryOften("the request is sent", support::Effort(2L, 30L), [&](long number) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    const int listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const support::ReservedPort port;
+    std::optional<support::LoopbackSocket> listening(std::in_place, SOCK_STREAM, port.Port());
     const int room = 4096;
-    setsockopt(listening, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-    bind(listening, reinterpret_cast<sockaddr*>(&address), length);
-    listen(listening, 8);
-    getsockname(listening, reinterpret_cast<sockaddr*>(&address), &length);
-    const int port = ntohs(address.sin_port);
-    Request request("http://127.0.0.1:" + std::to_string(port) + "/", catalog);
-    const int accepted = accept(listening, nullptr, nullptr);
-    for (int waiting = 0; waiting == 0;) ioctl(accepted, FIONREAD, &waiting);
+    setsockopt(listening->Descriptor(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+    listening->Listen(8);
+    Request request("http://" + port.Authority() + "/", catalog);
+    std::optional<loopback::Connection> accepted(
+        std::in_place, accept4(listening->Descriptor(), nullptr, nullptr, SOCK_CLOEXEC));
+    for (int waiting = 0; waiting == 0;) ioctl(accepted->Socket(), FIONREAD, &waiting);
     std::optional<WireServer> server;
-    const auto close = [&] {
-      ::close(accepted);
-      ::close(listening);
-    };
-    const double seconds = End(request, number, [&] {
-      close();
-      server.emplace(&AnswerThreeCubes, nullptr, port);
+    return End(request, number, [&] {
+      accepted.reset();
+      listening.reset();
+      server.emplace(&AnswerThreeCubes, nullptr, port.Port());
     });
-    if (!server) close();
-    return seconds;
   });
 }
 

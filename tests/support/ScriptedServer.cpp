@@ -4,13 +4,14 @@
 
 namespace support {
 
-ScriptedServer::ScriptedServer(Handler handler)
+ScriptedServer::ScriptedServer(Handler handler, int port)
     : m_server(
           [handler = std::move(handler)](loopback::Connection& connection, const Request& request) {
             const Reply reply = handler(request);
             connection.Send(loopback::Answer(reply.body, reply.status,
                                              "Content-Type: " + reply.contentType + "\r\n"));
-          }) {}
+          },
+          loopback::Options{.port = port}) {}
 
 ScriptedServer::ScriptedServer(std::vector<Reply> replies)
     : ScriptedServer([replies, next = std::size_t{0}](const Request&) mutable {

@@ -17,11 +17,12 @@ struct Reply {
   std::string contentType = "text/xml";
 };
 
-/// An HTTP server on a free loopback port with scripted replies. Records the requests.
+/// An HTTP server on a loopback port with scripted replies. Records the requests.
 class ScriptedServer {
  public:
   using Handler = std::function<Reply(const Request&)>;
-  explicit ScriptedServer(Handler handler);
+  /// Port 0 is a free one.
+  explicit ScriptedServer(Handler handler, int port = 0);
   /// Sends the replies in order, then status 500 without a SOAP fault.
   explicit ScriptedServer(std::vector<Reply> replies);
 

@@ -1,6 +1,5 @@
 // Tests the command check: which step fails, what it says, and which steps are skipped.
 
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -15,6 +14,7 @@
 
 #include "SampleProvider.h"
 #include "commands/ConnectionSteps.h"
+#include "support/LoopbackSocket.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
 #include "tool/ScriptedProvider.h"
@@ -459,15 +459,9 @@ TEST(Check, InterruptionKeepsTheStepsAndNamesTheOneInProgress) {
 /// Each step is shown before the next one ends, and the line names the step in progress.
 TEST(Check, ShowsEachStepAsItHappens) {
   // A server that accepts connections and says nothing.
-  const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  ASSERT_EQ(bind(silent, reinterpret_cast<sockaddr*>(&address), size), 0);
-  ASSERT_EQ(listen(silent, 10), 0);
-  getsockname(silent, reinterpret_cast<sockaddr*>(&address), &size);
-  const std::string host = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  support::LoopbackSocket silent;
+  silent.Listen(10);
+  const std::string host = silent.Authority();
   const struct {
     const char* name;
     Arguments service;
@@ -521,7 +515,6 @@ TEST(Check, ShowsEachStepAsItHappens) {
     EXPECT_THAT(outcome.err,
                 HasSubstr("interrupted in the step \"" + std::string(each.interrupted) + "\""));
   }
-  close(silent);
 }
 
 /// A diagnosis is complete with a failed step. An interrupted one is not.

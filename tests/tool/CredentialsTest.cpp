@@ -99,12 +99,11 @@ TEST_F(Credentials, InvalidOnesAreUsageErrors) {
     const std::string script = folder.Path() / "get";
     std::ofstream(script) << "#!/bin/sh\ncat " << file << "\n";
     chmod(script.c_str(), 0700);
-    std::ofstream(folder.Path() / "servers.toml")
-        << "[s]\nurl='" << Url() << "'\nuser='ann'\npassword-command=['./get']\n";
     Options environment;
     environment.environment["XMLA_IMPORT_PASSWORD"] = each.bytes;
-    Options command;
-    command.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
+    const Options command =
+        WithServers(folder.Path() / "servers.toml",
+                    "[s]\nurl='" + Url() + "'\nuser='ann'\npassword-command=['./get']\n");
     Options prompt;
     prompt.terminal = true;
     prompt.typed = (each.bytes.back() == '\x7F' ? "canary\x07" : each.bytes) + "\n";

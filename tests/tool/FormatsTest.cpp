@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -80,9 +79,7 @@ std::vector<Json> Documents() {
     for (const char* command : {"sources", "tree", "import", "check"})
       documents.push_back(RunTool({"--sample", kind, "--format", "json", command}).Document());
   const support::TempDir folder;
-  Options options;
-  options.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
-  std::ofstream(folder.Path() / "servers.toml") << "[a]\nurl = 'http://h/'\n";
+  const Options options = WithServers(folder.Path() / "servers.toml", "[a]\nurl = 'http://h/'\n");
   documents.push_back(RunTool({"--format", "json", "servers"}, options).Document());
   const std::string old = folder.Path() / "old.json";
   const std::string sorted = folder.Path() / "sorted.json";

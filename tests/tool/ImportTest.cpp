@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "SampleProvider.h"
+#include "support/ReservedPort.h"
 #include "support/ResidentMemory.h"
 #include "support/Sanitized.h"
 #include "support/TempDir.h"
@@ -214,6 +215,7 @@ TEST(Import, WithoutCubesIsAnError) {
 TEST(Import, EndsIfTheServerCannotBeReached) {
   std::vector<Row> cubes;
   for (int i = 0; i < 50; ++i) cubes.push_back({{"CUBE_NAME", "Cube " + std::to_string(i)}});
+  const support::ReservedPort port;
   std::optional<ScriptedProvider> provider;
   ScriptedProvider::Script script = OneCube();
   script.rows["MDSCHEMA_CUBES Lone"] = std::move(cubes);
@@ -225,7 +227,7 @@ TEST(Import, EndsIfTheServerCannotBeReached) {
       reached.set_value();
     return {};
   };
-  provider.emplace(std::move(script));
+  provider.emplace(std::move(script), port.Port());
   const Outcome outcome =
       RunToolWhile({"--url", provider->Url(), "--format", "json", "import"}, [&](pid_t) {
         reached.get_future().wait();

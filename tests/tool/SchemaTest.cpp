@@ -21,9 +21,7 @@ namespace {
 std::vector<CollectedDocument> DocumentsOfEachCommand() {
   std::vector<CollectedDocument> documents{{"usage-error", "", RunTool({"--format", "json"}).out}};
   const support::TempDir folder;
-  Options options;
-  options.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
-  std::ofstream(folder.Path() / "servers.toml") << "[a]\nurl = 'http://h/'\n";
+  const Options options = WithServers(folder.Path() / "servers.toml", "[a]\nurl = 'http://h/'\n");
   documents.push_back({"servers", "", RunTool({"--format", "json", "servers"}, options).out});
   for (const char* const kind : {"analysis-services", "sap-bw", "tamarind"})
     for (const char* const command : {"sources", "tree", "import", "check"})

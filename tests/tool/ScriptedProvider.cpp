@@ -23,9 +23,9 @@ std::string Rowset(const std::vector<Row>& rows) {
 
 }  // namespace
 
-ScriptedProvider::ScriptedProvider(Script script)
+ScriptedProvider::ScriptedProvider(Script script, int port)
     : m_script(std::move(script)),
-      m_server([this](const support::Request& request) { return Answer(request); }) {}
+      m_server([this](const support::Request& request) { return Answer(request); }, port) {}
 
 support::Reply ScriptedProvider::Answer(const support::Request& request) const {
   const int status = m_script.status ? m_script.status() : 200;

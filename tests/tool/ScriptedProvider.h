@@ -28,7 +28,8 @@ class ScriptedProvider {
     std::function<std::string(const std::string& type, const std::string& body)> answer;
   };
 
-  explicit ScriptedProvider(Script script);
+  /// Port 0 is a free one.
+  explicit ScriptedProvider(Script script, int port = 0);
 
   std::string Url() const { return m_server.Url(); }
   std::vector<support::Request> Requests() const { return m_server.Requests(); }

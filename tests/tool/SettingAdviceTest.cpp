@@ -138,40 +138,34 @@ TEST(SettingAdvice, NamesTheServerAndItsKeys) {
       {{}, "url='http://h/'\npassword-file='x'", {begin + "password-file" + withoutUser}},
       {{}, "url='http://h/'\npassword-command=['x']", {begin + "password-command" + withoutUser}},
   };
-  Options options;
-  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  const auto run = [&](const std::string& lines, const char* command, const Arguments& more = {}) {
+    Arguments arguments{"--server", "s", command};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunTool(arguments, WithServers(file, "# comment\n[s]\n" + lines));
+  };
   for (const auto& each : kCases) {
-    std::ofstream(file) << "# comment\n[s]\n" << each.lines;
-    Arguments arguments{"--server", "s", "sources"};
-    arguments.insert(arguments.end(), each.options.begin(), each.options.end());
-    const Outcome outcome = RunTool(arguments, options);
+    const Outcome outcome = run(each.lines, "sources", each.options);
     for (const std::string& text : each.says) EXPECT_THAT(outcome.err, HasSubstr(text));
   }
-  std::ofstream(file) << "# comment\n[s]\nurl='" << provider.Url(sample::Kind::kSapBw)
-                      << "'\ntarget='tessera'";
   const std::string target =
       "leave out target of server \"s\" (\"" + file + "\", line 4), or use --target sap-bw35";
   for (const char* const command : {"sources", "check"}) {
-    const Outcome outcome = RunTool({"--server", "s", command}, options);
+    const Outcome outcome =
+        run("url='" + provider.Url(sample::Kind::kSapBw) + "'\ntarget='tessera'", command);
     EXPECT_THAT(outcome.out + outcome.err, HasSubstr(target));
   }
   // The key of the server is named already.
-  std::ofstream(file) << "# comment\n[s]\n"
-                      << url(locked) << "user='a'\npassword-command=['echo', 'p']";
-  const Outcome refused = RunTool({"--server", "s", "sources"}, options);
+  const Outcome refused = run(url(locked) + "user='a'\npassword-command=['echo', 'p']", "sources");
   EXPECT_THAT(refused.err, HasSubstr("user of server \"s\" (\"" + file + "\", line 4)"));
   EXPECT_THAT(refused.err, Not(HasSubstr("the URL is that")));
-  std::ofstream(file) << "# comment\n[s]\n" << url(missing);
-  EXPECT_THAT(RunTool({"--server", "s", "check"}, options).err, HasSubstr(", or set url" + owner));
+  EXPECT_THAT(run(url(missing), "check").err, HasSubstr(", or set url" + owner));
 }
 
 /// "use --url URL for another URL" would add nothing.
 TEST(SettingAdvice, UnknownHostNamesTheHostOnly) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "servers.toml";
-  std::ofstream(file) << "[s]\nurl='http://service.invalid/'";
-  Options options;
-  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  const Options options = WithServers(file, "[s]\nurl='http://service.invalid/'");
   const std::string says = "cannot be resolved; check the spelling of the host name\n";
   for (const char* const command : {"sources", "check"}) {
     const Outcome outcome = RunTool({"--url", "http://service.invalid/", command});
@@ -186,9 +180,8 @@ TEST(SettingAdvice, UnknownHostNamesTheHostOnly) {
 TEST(SettingAdvice, NamesTheKeyThatAVariableOverrides) {
   const support::TempDir folder;
   const std::string file = folder.Path() / "servers.toml";
-  std::ofstream(file) << "[s]\nurl='http://service.invalid/'\nproxy='http://127.0.0.1:2'";
-  Options options;
-  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  Options options =
+      WithServers(file, "[s]\nurl='http://service.invalid/'\nproxy='http://127.0.0.1:2'");
   options.environment["http_proxy"] = "http://no-such-proxy.invalid:3128";
   for (const char* const command : {"sources", "check"}) {
     const Outcome outcome = RunTool({"--server", "s", command}, options);
@@ -320,10 +313,9 @@ TEST(SettingAdvice, UnusableClientCertificatesAreUsageErrors) {
       EXPECT_EQ(outcome.status, 2);
       EXPECT_THAT(outcome.err, HasSubstr(each.says));
     }
-  std::ofstream(folder.Path() / "servers.toml") << "[s]\nurl='https://h/'\ncert='text'\n";
-  Options options;
-  options.environment["XMLA_IMPORT_SERVERS"] = folder.Path() / "servers.toml";
-  const Outcome outcome = RunTool({"--server", "s", "tree"}, options);
+  const Outcome outcome =
+      RunTool({"--server", "s", "tree"},
+              WithServers(folder.Path() / "servers.toml", "[s]\nurl='https://h/'\ncert='text'\n"));
   EXPECT_EQ(outcome.status, 2);
   EXPECT_THAT(outcome.err, HasSubstr("line 3: server \"s\": cert cannot be used: the file "));
 }

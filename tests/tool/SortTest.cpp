@@ -4,14 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 
+#include "commands/Sorting.h"
 #include "results/Formats.h"
+#include "support/TempDir.h"
 #include "tool/ScriptedProvider.h"
 #include "tool/ToolProcess.h"
 
 namespace tool {
 namespace {
 
+using testing::HasSubstr;
 using Texts = std::vector<std::string>;
 
 /// Two catalogs with cubes of several hierarchies, properties and measures, in this order or in the
@@ -95,6 +99,23 @@ TEST(Sort, SortsByDisplayNameThenByExternalNameInCodePointOrder) {
   EXPECT_EQ(levels[0]["externalName"], "(All)");
   EXPECT_EQ(levels[1]["externalName"], "Town");
   EXPECT_EQ(names(levels[1]["memberProperties"]), (Texts{"A/P3", "x/P1", "x/P2"}));
+}
+
+TEST(Sort, DiffKnowsWhatIsSorted) {
+  const ScriptedProvider provider(Shuffled(false));
+  const support::TempDir folder;
+  const std::string plain = folder.Path() / "plain.json";
+  const std::string sorted = folder.Path() / "sorted.json";
+  std::set<std::string_view> ids(std::begin(kSortedLists), std::end(kSortedLists));
+  for (const char* const command : {"import", "tree"}) {
+    RunTool({"--url", provider.Url(), "-o", plain, command});
+    RunTool({"--url", provider.Url(), "-o", sorted, command, "--sort"});
+    const Outcome outcome = RunTool({"diff", plain, sorted, "--format", "json"});
+    EXPECT_THAT(outcome.err, HasSubstr("note: only the order differs; "));
+    const Json document = outcome.Document();
+    for (const Json& change : document["changes"]) ids.erase(change["id"].get<std::string>());
+  }
+  EXPECT_THAT(ids, testing::IsEmpty());
 }
 
 TEST(Sort, VariablesKeepTheirOrder) {

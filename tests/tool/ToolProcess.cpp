@@ -14,6 +14,7 @@
 #include <chrono>
 #include <climits>
 #include <csignal>
+#include <fstream>
 #include <stdexcept>
 #include <string_view>
 #include <thread>
@@ -219,6 +220,13 @@ std::vector<std::string> Outcome::ErrorLines() const {
     begin = end + 1;
   }
   return lines;
+}
+
+Options WithServers(const std::string& file, const std::string& text) {
+  std::ofstream(file) << text;
+  Options options;
+  options.environment["XMLA_IMPORT_SERVERS"] = file;
+  return options;
 }
 
 std::string ToolPath() { return XMLA_IMPORT_TOOL; }

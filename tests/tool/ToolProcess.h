@@ -64,6 +64,9 @@ Outcome RunTool(const Arguments& arguments, const Options& options = {});
 Outcome RunToolWhile(const Arguments& arguments, const std::function<void(pid_t)>& meanwhile,
                      const Options& options = {});
 
+/// Options of a call with a server file, which this writes.
+Options WithServers(const std::string& file, const std::string& text);
+
 /// Path of the tool.
 std::string ToolPath();
 

@@ -60,11 +60,16 @@ void UseTransport(const Sources& sources, HTTPClientOptions& http) {
   http.maxRetries = number(sources.Find(&Arguments::retry).value).value_or(0);
 }
 
+/// The client itself reads the variables of proxy and trusted certificates. Messages about them
+/// name the key of the server file that has no effect, because it would be corrected in vain.
 void UseProxyAndAuthorities(const Sources& sources, const std::string& command,
                             Connection& connection) {
   const Setting<std::string> file = sources.Find(&Arguments::caFile);
-  // The client itself reads the variable.
-  if (file.source != Source::kEnvironment) {
+  auto& clauses = connection.origins.clauses;
+  if (file.source == Source::kEnvironment) {
+    clauses[HTTPSetting::kCAFile] =
+        "the trusted certificates come from " + file.name + sources.Overridden(&Arguments::caFile);
+  } else {
     RequireReadable(file);
     connection.http.caFile = Wide(file.value);
   }
@@ -73,8 +78,9 @@ void UseProxyAndAuthorities(const Sources& sources, const std::string& command,
   const std::string variable = Sources::ProxyVariable(isHTTPS);
   const bool isVariable = !variable.empty() && proxy.source != Source::kOption;
   if (isVariable || !proxy.value.value_or("").empty())
-    connection.origins.clauses[HTTPSetting::kProxy] =
-        "the proxy comes from " + (isVariable ? variable : proxy.Origin());
+    clauses[HTTPSetting::kProxy] =
+        "the proxy comes from " +
+        (isVariable ? variable + sources.Overridden(&Arguments::proxy) : proxy.Origin());
   if (proxy.value && !isVariable) connection.http.proxy = WideSecret(std::move(*proxy.value));
   if (proxy.value) Erase(*proxy.value);
   if (!connection.http.proxy) return;

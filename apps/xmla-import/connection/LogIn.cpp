@@ -362,19 +362,6 @@ class LogInChoice {
   std::string m_passwordOrigin;  // empty: no password is used
 };
 
-/// A key of the server file that has no effect would be corrected in vain. The client itself reads
-/// the variables of proxy and trusted certificates.
-void NameOverriddenKeys(const Sources& sources, Connection& connection) {
-  auto& clauses = connection.origins.clauses;
-  const auto proxy = clauses.find(HTTPSetting::kProxy);
-  if (proxy != clauses.end() && !connection.http.proxy)
-    proxy->second += sources.Overridden(&Arguments::proxy);
-  const Setting<std::string> caFile = sources.Find(&Arguments::caFile);
-  if (caFile.source == Source::kEnvironment)
-    clauses[HTTPSetting::kCAFile] = "the trusted certificates come from " + caFile.name +
-                                    sources.Overridden(&Arguments::caFile);
-}
-
 }  // namespace
 
 void RequireReadable(const Setting<std::string>& file) {
@@ -401,6 +388,5 @@ void RequireUsableCertificate(const Connection& connection) {
 }
 
 void LogIn(const Sources& sources, Source urlSource, Connection& connection) {
-  NameOverriddenKeys(sources, connection);
   LogInChoice(sources, urlSource, connection).Make();
 }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/Text.h"
+#include "commands/Sorting.h"
 #include "results/TextLegend.h"
 #include "results/Totals.h"
 
@@ -57,12 +58,8 @@ std::string FoundText(const DiffResult& result) {
 
 std::string OrderNote(const DiffResult& result, bool isSorted, bool hasService) {
   const auto& changes = result.comparison.changes;
-  // What --sort orders.
-  constexpr std::string_view kOrders[] = {"catalogs-reordered", "cubes-reordered",
-                                          "hierarchies-reordered", "properties-reordered",
-                                          "measures-reordered"};
-  const auto isOrder = [&](const Change& change) {
-    return std::ranges::find(kOrders, change.id) != std::end(kOrders);
+  const auto isOrder = [](const Change& change) {
+    return std::ranges::find(kSortedLists, change.id) != std::end(kSortedLists);
   };
   if (changes.empty() || !std::ranges::all_of(changes, isOrder)) return {};
   constexpr const char* kAdvice[] = {"if OLD was written with --sort, give --sort",
