@@ -1,7 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <iterator>
+#include <ranges>
 #include <string>
+#include <vector>
 
 #include "support/Sanitized.h"
 
@@ -23,6 +26,16 @@ Number Effort(Number quick, Number whole) {
 template <typename Number>
 Number Stride(Number total, Number quick) {
   return std::max<Number>(1, total / std::max<Number>(1, Effort(quick, total)));
+}
+
+/// The items of a table of cases: all, or every fourth or so in the quick form with sanitizers.
+template <typename Items>
+auto Sampled(const Items& items) {
+  std::vector<std::ranges::range_value_t<const Items>> sample;
+  const std::size_t total = std::ranges::size(items);
+  for (std::size_t i = 0; i < total; i += Stride(total, total))
+    sample.push_back(*std::next(std::ranges::begin(items), static_cast<std::ptrdiff_t>(i)));
+  return sample;
 }
 
 /// Prints what was tried and its outcome on standard output, as one line "figure: WHAT: OUTCOME".

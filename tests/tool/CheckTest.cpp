@@ -14,6 +14,7 @@
 
 #include "SampleProvider.h"
 #include "commands/ConnectionSteps.h"
+#include "support/Effort.h"
 #include "support/LoopbackSocket.h"
 #include "support/TempDir.h"
 #include "support/Text.h"
@@ -174,7 +175,7 @@ const MoodCase kFirstRequest[] = {
 };
 
 TEST_F(CheckOfSample, FindsTheStepOfEachMood) {
-  for (const MoodCase& each : kFirstRequest) {
+  for (const MoodCase& each : support::Sampled(kFirstRequest)) {
     SCOPED_TRACE(each.mood);
     ExpectFailedStep(CheckJson({"--url", Url(sample::Kind::kSapBw, each.mood)}, ShortTimeOut()),
                      each.failed);
@@ -217,7 +218,7 @@ TEST_F(CheckOfSample, FindsTheStepOfEachRequest) {
       {"@DISCOVER_DATASOURCES/3", "round trip"},
   };
   for (const char* const mood : {"fault", "status:503", "garble"})
-    for (const MoodCase& each : kRequests) {
+    for (const MoodCase& each : support::Sampled(kRequests)) {
       SCOPED_TRACE(std::string(mood) + each.mood);
       const sample::Provider provider;  // counts its requests from the beginning
       const std::string url = provider.Url(sample::Kind::kSapBw) + "?mood=" + mood + each.mood;

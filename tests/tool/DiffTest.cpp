@@ -271,9 +271,7 @@ const KindOfChange kKinds[] = {
 };
 
 TEST_F(Diff, FindsEachKindOfChangeAndNothingElse) {
-  const std::size_t step = support::Stride(std::size(kKinds), std::size(kKinds));
-  for (std::size_t i = 0; i < std::size(kKinds); i += step) {
-    const KindOfChange& kind = kKinds[i];
+  for (const KindOfChange& kind : support::Sampled(kKinds)) {
     SCOPED_TRACE(kind.id);
     Json after = kind.document();
     kind.edit(after);
@@ -664,8 +662,7 @@ TEST_F(Diff, EveryMissingKeyIsAnError) {
   std::ranges::sort(keys, {}, &Json::json_pointer::to_string);
   keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
   ASSERT_GT(keys.size(), 40u);
-  for (std::size_t i = 0; i < keys.size(); i += support::Stride(keys.size(), keys.size())) {
-    const Json::json_pointer& place = keys[i];
+  for (const Json::json_pointer& place : support::Sampled(keys)) {
     Json bad = document;
     bad[place.parent_pointer()].erase(place.back());
     const Outcome outcome = RunTool({"diff", File("bad.json", bad.dump()), good});
