@@ -13,6 +13,7 @@
 
 #include "SampleProvider.h"
 #include "base/ChildCommand.h"
+#include "support/Sanitized.h"
 #include "support/TempDir.h"
 #include "tool/ToolProcess.h"
 
@@ -216,9 +217,13 @@ TEST_F(PasswordCommand, EndsWithTheToolHoweverThatEnds) {
   }
 }
 
+/// Scripts must be able to start within these times, also on a busy machine with sanitizers.
 CommandLimits ShortLimits() {
+  constexpr int kTimes = support::kIsSanitized ? 10 : 1;
   using std::chrono::milliseconds;
-  return {.bytes = 1000, .time = milliseconds(300), .timeAfterLine = milliseconds(100)};
+  return {.bytes = 1000,
+          .time = kTimes * milliseconds(300),
+          .timeAfterLine = kTimes * milliseconds(100)};
 }
 
 TEST(ChildCommand, ExceededLimitsEndIt) {
@@ -248,7 +253,7 @@ TEST(ChildCommand, ExceededLimitsEndIt) {
 
 TEST(ChildCommand, OutputUpToTheLimitIsRead) {
   const CommandOutcome outcome =
-      RunCommand({"head", "-c", "1000", "/dev/zero"}, ShortLimits(), [] { return false; });
+      RunCommand({"head", "-c", "1000", "/dev/zero"}, {.bytes = 1000}, [] { return false; });
   EXPECT_EQ(outcome.ending, Ending::kEnded);
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.output.size(), 1000u);
@@ -260,7 +265,7 @@ TEST(ChildCommand, ProcessInItsOwnSessionIsNotEnded) {
   const std::string ids = folder.Path() / "ids";
   const CommandOutcome outcome = RunCommand(
       {"sh", "-c", "setsid sh -c 'echo $$ >" + ids + "; exec sleep 15 >/dev/null' & sleep 15"},
-      {.time = std::chrono::milliseconds(500)}, [&] {
+      CommandLimits(), [&] {
         std::ifstream file(ids);
         return file.peek() >= '0' &&
                std::string(std::istreambuf_iterator<char>(file), {}).ends_with('\n');
