@@ -11,14 +11,15 @@ endforeach()
 set(plugin_folder ${CMAKE_INSTALL_LIBDIR}/xmla-import)
 set(include_folder ${CMAKE_INSTALL_INCLUDEDIR}/xmla-import)
 
-# Installed files are the same wherever they are built: the compiler writes paths relative to the sources. Counters of
-# coverage need the real paths.
+# Installed files are the same wherever they are built: the compiler writes paths relative to the sources, and to the
+# build folder for what is generated. ccache may give it relative paths already. Counters of coverage need the real paths.
 if(NOT XMLA_COVERAGE)
   foreach(target xmlahost-objects xmlasax-objects loopbackserver sampleprovider sampleprovidercall toolparts
       xmla-import xmla-sample-provider)
     if(TARGET ${target})
       target_compile_options(${target} PRIVATE
-        -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+        -ffile-prefix-map=../= -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+        -ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
     endif()
   endforeach()
 endif()
