@@ -15,11 +15,13 @@ namespace support {
 bool IsLong();
 
 /// Number of repetitions: `quick`, or `whole` in the long form. A build with a sanitizer is several
-/// times slower: it does a quarter of `quick`, or ten times `quick` in the long form.
+/// times slower: it does a quarter of `quick` (half, if that is 12 or less), or ten times `quick`
+/// in the long form.
 template <typename Number>
 Number Effort(Number quick, Number whole) {
   if (IsLong()) return kIsSanitized ? std::min<Number>(whole, 10 * quick) : whole;
-  return kIsSanitized ? (quick + 3) / 4 : quick;
+  if (!kIsSanitized) return quick;
+  return quick > 12 ? (quick + 3) / 4 : (quick + 1) / 2;
 }
 
 /// The step for which about Effort(quick, total) of `total` items are tried.
@@ -28,7 +30,8 @@ Number Stride(Number total, Number quick) {
   return std::max<Number>(1, total / std::max<Number>(1, Effort(quick, total)));
 }
 
-/// The items of a table of cases: all, or every fourth or so in the quick form with sanitizers.
+/// The items of a long table of cases: all, or every fourth or so in the quick form with
+/// sanitizers.
 template <typename Items>
 auto Sampled(const Items& items) {
   std::vector<std::ranges::range_value_t<const Items>> sample;

@@ -128,7 +128,7 @@ TEST_P(ImportJobsRefused, GiveTheSameDocument) {
     int most;
     int jobs;
   } kLimits[] = {{1, 8}, {1, 2}, {2, 4}, {3, 8}};
-  // With sanitizers, one, and another one for the next refusal.
+  // With sanitizers, every second one, and the others for the next refusal.
   const std::size_t step = support::Stride(std::size(kLimits), std::size(kLimits));
   const auto position = std::ranges::find(kRefusals, GetParam().name, &Refusal::name) - kRefusals;
   LimitedServer server;

@@ -217,9 +217,9 @@ TEST_F(PasswordCommand, EndsWithTheToolHoweverThatEnds) {
   }
 }
 
-/// Scripts must be able to start within these times, also on a busy machine with sanitizers.
+/// Scripts must be able to start within these times, also on a busy machine.
 CommandLimits ShortLimits() {
-  constexpr int kTimes = support::kIsSanitized ? 10 : 1;
+  constexpr int kTimes = support::kIsSanitized ? 10 : 3;
   using std::chrono::milliseconds;
   return {.bytes = 1000,
           .time = kTimes * milliseconds(300),
