@@ -106,14 +106,21 @@ std::unique_ptr<ServerProcess> Realm::StartKDC(const std::string& clock,
                                                const std::string& address) const {
   const std::string name = "kdc" + clock;
   const std::string log = m_folder + "/" + name + ".log";
-  std::vector<std::string> command{"/usr/sbin/krb5kdc", "-n"};
-  if (!clock.empty()) command.insert(command.begin(), {"/usr/bin/faketime", "-f", clock});
+  Variables variables = Server(name);
+  if (!clock.empty()) {
+    // Not by the program faketime, which fails if a killed one with its process number has left
+    // a semaphore.
+    variables["LD_PRELOAD"] = "/usr/$LIB/faketime/libfaketime.so.1";
+    variables["FAKETIME"] = clock;
+  }
   std::ofstream(m_folder + "/" + name + ".conf")
       << Section("kdcdefaults", {"kdc_listen = " + address, "kdc_tcp_listen = " + address})
       << FileText(m_folder + "/tools.conf") << Section("logging", {"kdc = FILE:" + log});
-  auto process = std::make_unique<ServerProcess>(command, Server(name), log + ".output");
+  auto process = std::make_unique<ServerProcess>(
+      std::vector<std::string>{"/usr/sbin/krb5kdc", "-n"}, variables, log + ".output");
   if (!process->Await([&] { return FileText(log).find("commencing") != std::string::npos; }))
-    throw std::runtime_error("the KDC does not start: " + FileText(log));
+    throw std::runtime_error("the KDC does not start: " + FileText(log) +
+                             FileText(log + ".output"));
   return process;
 }
 

@@ -16,9 +16,11 @@ namespace login {
 namespace {
 
 constexpr int kPollMilliseconds = 20;
+constexpr int kStopMilliseconds = 2000;
 
-/// Runs in the keeper: starts the server in its own process group, and kills the group when the
-/// lifeline ends. A parent-death signal would not do, because a server that changes its user loses
+/// Runs in the keeper: starts the server in its own process group, and ends the group when the
+/// lifeline ends: first with SIGTERM, so that the server can remove what it shares with others. A
+/// parent-death signal would not do, because a server that changes its user loses
 /// it, and because its own children do not have it. Calls only async-signal-safe functions.
 [[noreturn]] void Keep(int lifeline, int output, char* const* command, char* const* environment) {
   setsid();
@@ -39,8 +41,13 @@ constexpr int kPollMilliseconds = 20;
   }
   setpgid(server, server);
   pollfd wait{0, 0, 0};  // POLLHUP is always reported
-  while (poll(&wait, 1, kPollMilliseconds) == 0)
+  while (poll(&wait, 1, kPollMilliseconds) <= 0)
     if (waitpid(server, nullptr, WNOHANG) != 0) break;
+  kill(-server, SIGTERM);
+  for (int waited = 0; waited < kStopMilliseconds; waited += kPollMilliseconds) {
+    if (waitpid(server, nullptr, WNOHANG) != 0) break;
+    poll(nullptr, 0, kPollMilliseconds);
+  }
   kill(-server, SIGKILL);
   while (waitpid(-1, nullptr, 0) > 0) continue;
   _exit(0);

@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -59,12 +60,15 @@ const WebServer::Users& TheUsers() {
 
 Servers& Servers::Get() {
   static std::unique_ptr<Servers> servers;
-  static std::string problem;  // is not tried again, since each attempt may take seconds
-  if (!problem.empty()) throw std::runtime_error(problem);
+  static std::exception_ptr problem;  // is not tried again, since each attempt may take seconds
+  if (problem) std::rethrow_exception(problem);
   if (servers) return *servers;
-  problem = "the log-in servers did not start";
-  servers = std::make_unique<Servers>();
-  problem.clear();
+  try {
+    servers = std::make_unique<Servers>();
+  } catch (...) {
+    problem = std::current_exception();
+    throw;
+  }
   return *servers;
 }
 

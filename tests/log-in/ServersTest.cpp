@@ -56,6 +56,32 @@ TEST(ServerProcess, EndsWithItsObject) {
   for (const pid_t process : processes) EXPECT_TRUE(Ends(process));
 }
 
+TEST(ServerProcess, MayCleanUp) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "file";
+  auto server = std::make_unique<ServerProcess>(
+      std::vector<std::string>{
+          "/bin/sh", "-c",
+          "trap 'rm " + file + "; exit' TERM; echo > " + file + "; sleep 600 & wait"},
+      std::map<std::string, std::string>{}, folder.Path() / "output");
+  ASSERT_TRUE(server->Await([&] { return std::filesystem::exists(file); }));
+  server.reset();
+  EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST(ServerProcess, EndsIfItIgnoresTheRequest) {
+  const support::TempDir folder;
+  const std::string file = folder.Path() / "processes";
+  std::vector<std::string> command = WaitingCommand(file);
+  command.back() = "trap '' TERM; " + command.back();
+  auto server = std::make_unique<ServerProcess>(command, std::map<std::string, std::string>{},
+                                                folder.Path() / "output");
+  const std::vector<pid_t> processes = ProcessesIn(file);
+  ASSERT_EQ(processes.size(), 2u);
+  server.reset();
+  for (const pid_t process : processes) EXPECT_TRUE(Ends(process));
+}
+
 constexpr const char* kFileVariable = "LOG_IN_TEST_FILE";
 
 TEST(ServerProcess, DISABLED_KilledOwner) {
