@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
 
+#include <fstream>
+
 #include "HTTPPosting.h"
 #include "loopback-server/Connection.h"
 #include "support/Certificate.h"
 #include "support/ReservedPort.h"
 #include "support/Settings.h"
+#include "support/TempDir.h"
 #include "support/WireServer.h"
 
 namespace {
@@ -184,9 +187,10 @@ TEST(HTTPDetails, DescribeTLSDirectlyAndThroughProxies) {
   const WireServer server(&Reply, service.Context());
   const WireServer plainProxy(&AnswerOrTunnel);
   const WireServer tlsProxy(&AnswerOrTunnel, proxyCertificate.Context());
-  const std::string authorities = testing::TempDir() + "details-authorities.pem";
-  std::system(
-      ("cat " + authority.Path() + " " + proxyCertificate.Path() + " > " + authorities).c_str());
+  const support::TempDir folder;
+  const std::string authorities = folder.Path() / "authorities.pem";
+  std::ofstream(authorities) << support::ReadFile(authority.Path())
+                             << support::ReadFile(proxyCertificate.Path());
   const struct {
     std::string proxy;
     std::string shown;

@@ -15,6 +15,7 @@
 #include "Utility/Generic/HTTPClientWrapper.h"
 #include "support/Certificate.h"
 #include "support/ChildProcess.h"
+#include "support/TempDir.h"
 #include "support/Text.h"
 #include "support/WireServer.h"
 
@@ -244,8 +245,9 @@ TEST(TLS, UnreadableCertificateFileHasItsOwnError) {
 
 /// A file for OPENSSL_CONF that allows everything OpenSSL supports.
 const std::string& LaxConfiguration() {
+  static const support::TempDir folder;
   static const std::string path = [] {
-    std::string name = testing::TempDir() + "lax-openssl.cnf";
+    std::string name = folder.Path() / "openssl.cnf";
     std::ofstream(name) << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
                            "system_default = lax\n[lax]\nMinProtocol = TLSv1\n"
                            "CipherString = ALL:@SECLEVEL=0\n";

@@ -101,7 +101,8 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
     else
       connection.AwaitPeerGone();
   });
-  const std::string trusted = testing::TempDir() + "trusted-" + std::to_string(getpid()) + ".pem";
+  const support::TempDir folder;
+  const std::string trusted = folder.Path() / "trusted.pem";
   std::ofstream(trusted) << support::ReadFile(good.Path()) << support::ReadFile(proxied.Path());
   const Environment environment = {{"SSL_CERT_FILE", trusted},
                                    {"https_proxy", "http://" + proxy.Authority()},
@@ -140,7 +141,6 @@ TEST_IN_CHILD(NetworkPeers, ConnectionAttemptEndsAtTheTimeOut,
     EXPECT_FALSE(service.Requests().empty());
   });
   cases.clear();
-  std::remove(trusted.c_str());
   Figure("connections that are never established",
          "a full queue, a silent handshake and a silent proxy given up after the time-out, used "
          "once they answered");
