@@ -98,6 +98,7 @@ TEST(ReservedPort, AChildProcessDoesNotListen) {
   std::optional<LoopbackSocket> socket(std::in_place, SOCK_STREAM, port.Port());
   socket->Listen(1);
   const pid_t child = ::fork();
+  ASSERT_GE(child, 0);  // -1 would end every process below
   if (child == 0) {
     ::alarm(60);
     ::pause();

@@ -16,7 +16,7 @@ namespace login {
 namespace {
 
 constexpr int kPollMilliseconds = 20;
-constexpr int kStopMilliseconds = 2000;
+constexpr int kStopMilliseconds = 10'000;
 
 /// Runs in the keeper: starts the server in its own process group, and ends the group when the
 /// lifeline ends: first with SIGTERM, so that the server can remove what it shares with others. A
@@ -31,6 +31,7 @@ constexpr int kStopMilliseconds = 2000;
   dup2(output, 2);
   close_range(3, ~0U, 0);
   const pid_t server = fork();
+  if (server < 0) _exit(127);
   if (server == 0) {
     setpgid(0, 0);
     const int nothing = open("/dev/null", O_RDONLY);

@@ -68,13 +68,11 @@ class Listener {
 class WatchedFile {
  public:
   WatchedFile() : m_watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-    char name[] = "/tmp/xmla-entity-XXXXXX";
-    const int file = mkstemp(name);
+    const int file = mkstemp(m_name.data());
     EXPECT_GE(file, 0);
     EXPECT_EQ(write(file, "inside", 6), 6);
     close(file);
-    m_name = name;
-    EXPECT_GE(inotify_add_watch(m_watch, name, IN_OPEN | IN_ACCESS), 0);
+    EXPECT_GE(inotify_add_watch(m_watch, m_name.c_str(), IN_OPEN | IN_ACCESS), 0);
   }
   ~WatchedFile() {
     close(m_watch);
@@ -90,7 +88,7 @@ class WatchedFile {
 
  private:
   int m_watch;
-  std::string m_name;
+  std::string m_name = std::filesystem::temp_directory_path() / "xmla-entity-XXXXXX";
 };
 
 int g_loaded = 0;  // what libxml2 tried to load

@@ -15,13 +15,13 @@ namespace support {
 bool IsLong();
 
 /// Number of repetitions: `quick`, or `whole` in the long form. A build with a sanitizer is several
-/// times slower: it does a quarter of `quick` (half, if that is 12 or less), or ten times `quick`
-/// in the long form.
+/// times slower: it does a quarter of `quick` (at least 6, and half of 12 or less), or ten times
+/// `quick` in the long form.
 template <typename Number>
 Number Effort(Number quick, Number whole) {
   if (IsLong()) return kIsSanitized ? std::min<Number>(whole, 10 * quick) : whole;
   if (!kIsSanitized) return quick;
-  return quick > 12 ? (quick + 3) / 4 : (quick + 1) / 2;
+  return quick > 12 ? std::max<Number>(6, (quick + 3) / 4) : (quick + 1) / 2;
 }
 
 /// The step for which about Effort(quick, total) of `total` items are tried.

@@ -69,7 +69,8 @@ TEST(Version, AgreesWithTheLibrariesThatAreLoaded) {
     if (feature != String(L"TLS")) {
       EXPECT_THAT(features, HasSubstr(' ' + support::Narrow(feature)));
     }
-  for (const wchar_t* const needed : {L"GSS-API", L"Kerberos", L"NTLM", L"SPNEGO", L"TLS", L"libz"})
+  for (const wchar_t* const needed :
+       {L"GSS-API", L"Kerberos", L"NTLM", L"SPNEGO", L"TLS", L"brotli", L"libz", L"zstd"})
     EXPECT_THAT(linked.features, Contains(String(needed)));
 }
 
