@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The names of the enumerators in the import records, for output.
+
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -8,12 +11,10 @@
 #include "Import/OTXMLAUnit.h"
 #include "Import/XmlACubeVariable.h"
 
-// Names of enumeration values, for output: EnumName(VXCharData) is "VXCharData". The name of the
-// first enumerator with this value, in declaration order. Empty if there is none, because servers
-// may send unknown codes.
-
+/// What EnumName is made of.
 namespace EnumNames {
 
+/// The name of the first pair with this value; empty if there is none.
 template <class Enum, std::size_t Count>
 constexpr std::string_view First(const std::pair<Enum, std::string_view> (&names)[Count],
                                  Enum value) {
@@ -24,6 +25,10 @@ constexpr std::string_view First(const std::pair<Enum, std::string_view> (&names
 
 }  // namespace EnumNames
 
+/// The name of an enumerator: EnumName(VXCharData) is "VXCharData". If several enumerators have
+/// this value, the name of the one that is declared first. Empty if there is none, because servers
+/// may send unknown codes. The result refers to a string literal. Call it from any thread.
+/// @{
 constexpr std::string_view EnumName(OTXMLAUnit::AggrType value) {
   constexpr std::pair<OTXMLAUnit::AggrType, std::string_view> kNames[] = {
       {OTXMLAUnit::kAggrUnknown, "kAggrUnknown"},
@@ -180,3 +185,4 @@ constexpr std::string_view EnumName(XmlACubeVariable::VariableEntryType value) {
   };
   return EnumNames::First(kNames, value);
 }
+/// @}

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Import records of data sources, catalogs and cubes.
+
 #include <utility>
 #include <vector>
 
@@ -21,6 +24,7 @@ class OTCube : public std::pair<String, String> {
   String m_dateFormat;                    ///< for the host; not set by the XMLA import
 };
 
+/// Cubes of one catalog (rows of MDSCHEMA_CUBES).
 using OTCubes = std::vector<OTCube>;
 
 /// A catalog of a data source (DBSCHEMA_CATALOGS).
@@ -37,6 +41,7 @@ class OTCatalog {
   VXStringVector m_variables;  ///< for the host; not set by the XMLA import
 };
 
+/// Catalogs of one data source (rows of DBSCHEMA_CATALOGS).
 using OTCatalogs = std::vector<OTCatalog>;
 
 /// A data source of a provider (DISCOVER_DATASOURCES).

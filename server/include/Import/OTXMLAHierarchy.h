@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Import records of hierarchies and levels.
+
 #include <cstdint>
 #include <vector>
 
@@ -22,6 +25,7 @@ class OTXMLALevel {
   std::int16_t m_levelNumber = 0;  ///< LEVEL_NUMBER; 0 is the top
 };
 
+/// Levels of one hierarchy (rows of MDSCHEMA_LEVELS), in ascending order of their numbers.
 using OTXMLALevels = std::vector<OTXMLALevel>;
 
 /// A hierarchy of a cube: a row of MDSCHEMA_HIERARCHIES with its levels.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The interface through which a host imports the structure of cubes.
+
 #include <set>
 #include <utility>
 #include <vector>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The functions of the import library that a host looks up with dlsym.
+
 #include "Import/OTXMLAImportAPI.h"
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/ServerInfo.h"
@@ -44,5 +47,9 @@ XMLAHOST_API bool OTXMLAIdentifyProvider(const String& url, const String& user,
                                          OTXMLAProviderIdentity& identity, String& errors);
 }
 
+/// Types of the two functions, for the result of dlsym. Pointers to them are valid until the
+/// library is unloaded.
+/// @{
 using OTXMLACreateImportFunction = decltype(OTXMLACreateImport);
 using OTXMLAIdentifyProviderFunction = decltype(OTXMLAIdentifyProvider);
+/// @}

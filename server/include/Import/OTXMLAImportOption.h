@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The record of the host's options for an import.
+
 #include "Utility/Generic/VXStringVector.h"
 
 /// Options of the host for an import. They are only stored: no XMLA operation reads them.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The import record of measures, columns of levels and member properties.
+
 #include <cstdint>
 #include <vector>
 
@@ -76,4 +79,6 @@ class OTXMLAUnit {
   DimPropType m_dimPropType = kDimPropNone;         ///< kind of a property
 };
 
+/// Measures of one cube (rows of MDSCHEMA_MEASURES), or member properties of one level (rows of
+/// MDSCHEMA_PROPERTIES).
 using OTXMLAUnits = std::vector<OTXMLAUnit>;

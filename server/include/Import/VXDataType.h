@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The data types of columns in the import records.
+
 /// The host's column data types. The host stores the values, so they must not change.
 enum VXDataType {
   VXBitData = 0,

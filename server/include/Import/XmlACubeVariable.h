@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The import record of the variables of SAP BW cubes.
+
 #include <tuple>
 #include <vector>
 
@@ -62,4 +65,6 @@ class XmlACubeVariable : public RefCountable {
   String m_overrideDefaultHigh;                                 ///< no column; for the host
 };
 
+/// Variables of one cube, or of all cubes of a catalog (rows of SAP_VARIABLES), as values. See
+/// OTXMLAImportAPI::GetSAPVariables.
 using XmlACubeVariableVector = std::vector<XmlACubeVariable>;

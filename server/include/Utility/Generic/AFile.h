@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Writing of files, such as import logs.
+
 #include <cstdint>
 
 #include "Utility/Generic/Heap.h"

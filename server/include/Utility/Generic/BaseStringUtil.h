@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Comparing, searching, escaping and converting texts.
+
 #include <cstdint>
 
 #include "Utility/Generic/HostExport.h"

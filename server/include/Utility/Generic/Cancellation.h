@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The check whether the running operation must end.
+
 #include "Utility/Generic/ImportOperation.h"
 #include "Utility/Generic/VXExecutionState.h"
 

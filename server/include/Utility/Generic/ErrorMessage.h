@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The exception type of the host, and the function that throws it.
+
 #include <utility>
 #include <vector>
 

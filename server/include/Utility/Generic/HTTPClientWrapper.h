@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The HTTP client, its options, and the observer of its exchanges.
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,9 @@
 #pragma once
 
+/// \file
+/// Read-ahead: an HTTP client sends requests that an import will need, before the import asks for
+/// them.
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -10,9 +14,6 @@
 
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
-
-// Read-ahead: an HTTP client sends requests that an import will need, before the import asks for
-// them.
 
 /// Predicts requests. The client calls it on its own threads, so it must not use data that change.
 class XMLAHOST_API HTTPPrediction {

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The pointer that owns an object.
+
 #include <memory>
 
 /// The host's owning pointer: movable, not copyable.

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Counting of what one import operation uses.
+
 #include <chrono>
 #include <cstdint>
 #include <functional>

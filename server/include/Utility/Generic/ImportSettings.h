@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The limits and other settings of imports.
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>

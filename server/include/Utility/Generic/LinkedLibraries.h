@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The names and versions of the libraries that are in use.
+
 #include <vector>
 
 #include "Utility/Generic/HostExport.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The memory allocator that all modules share.
+
 #include <cstddef>
 
 #include "Utility/Generic/HostExport.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Reference-counted objects and their handles.
+
 #include <atomic>
 #include <utility>
 

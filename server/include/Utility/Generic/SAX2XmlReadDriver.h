@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The reader of XML documents.
+
 #include <cstdint>
 
 #include "Utility/Generic/Heap.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The texts of the host's message catalogue.
+
 #include <vector>
 
 #include "Utility/Generic/HostExport.h"

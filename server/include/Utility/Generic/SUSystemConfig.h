@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The configuration of the host: where import logs are written.
+
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 

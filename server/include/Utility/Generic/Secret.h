@@ -1,10 +1,11 @@
 #pragma once
 
-#include <utility>
+/// \file
+/// Texts that are overwritten when they are no longer needed, so that no copy of a password stays
+/// in freed memory. Characters that are shared with another text are not overwritten; the last
+/// owner must do that.
 
-// Texts that are overwritten when they are no longer needed, so that no copy of a password stays in
-// freed memory. Characters that are shared with another text are not overwritten; the last owner
-// must do that.
+#include <utility>
 
 /// A String or NarrowString that its destructor overwrites.
 template <class Text>

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The kinds of servers and call interfaces.
+
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The text types of the host.
+
 #include <atomic>
 #include <compare>
 #include <cstddef>

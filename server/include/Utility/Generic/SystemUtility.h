@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Reading of environment variables.
+
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 

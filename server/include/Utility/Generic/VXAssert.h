@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The report of logic errors.
+
 #include "Utility/Generic/HostExport.h"
 #include "Utility/Generic/String.h"
 

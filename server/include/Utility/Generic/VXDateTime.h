@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Points in time as local date and time.
+
 #include <cstdint>
 
 #include "Utility/Generic/HostExport.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Cancelling of a running import.
+
 #include <atomic>
 
 #include "Utility/Generic/HostExport.h"

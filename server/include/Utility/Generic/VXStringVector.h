@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The list of texts.
+
 #include <vector>
 
 #include "Utility/Generic/String.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Threads and the jobs that they run.
+
 #include <utility>
 
 #include "Utility/Generic/Heap.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// The check whether a text is a whole number.
+
 #include <algorithm>
 
 #include "Utility/Generic/String.h"
