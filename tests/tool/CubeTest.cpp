@@ -156,6 +156,8 @@ struct WrongChoice {
   const char* says;
 };
 
+void PrintTo(const WrongChoice& choice, std::ostream* out) { *out << choice.name; }
+
 class WrongChoices : public testing::TestWithParam<WrongChoice> {};
 
 TEST_P(WrongChoices, ExitWithStatus2AndListExistingOnes) {

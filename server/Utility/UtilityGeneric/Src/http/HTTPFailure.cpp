@@ -69,7 +69,9 @@ Text TextOf(HTTPFailure failure) noexcept {
               HTTPSetting::kCAFile};
     case HTTPFailure::kCAFileUnreadable:
       return {L"the file of trusted certificates cannot be read",
-              L"check its name, its contents and the right to read it", HTTPSetting::kCAFile};
+              L"check its name, its contents and the right to read it; the system's own file is in "
+              L"the package ca-certificates",
+              HTTPSetting::kCAFile};
     case HTTPFailure::kClientCertificateRequired:
       return {L"the server requires a client certificate",
               L"give one, or ask the server's administrator for one", HTTPSetting::kCertificate};
