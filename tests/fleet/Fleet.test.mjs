@@ -21,9 +21,9 @@ const kServers = 50;
 let folder;
 let providers = [];
 
-/** Starts a sample provider and returns its URLs by kind. */
-function startProvider(options = []) {
-  const child = spawn(path.join(process.env.XMLA_PROGRAMS, 'xmla-sample-provider'), ['--port', '0', ...options]);
+/** Starts a sample provider, which ends with this process, even if that is killed. Returns its URLs by kind. */
+function startProvider() {
+  const child = spawn('setpriv', ['--pdeathsig', 'KILL', path.join(process.env.XMLA_PROGRAMS, 'xmla-sample-provider')]);
   providers.push(child);
   return new Promise((resolve, reject) => {
     let text = '';
