@@ -270,7 +270,7 @@ test('a drawing shows all its texts, in a readable size, also in a window of 420
 });
 
 test('the overview has the first error of each incomplete cube', async () => {
-  const provider = spawn(path.join(path.dirname(tool), 'xmla-sample-provider'), ['--mood', 'fault@MDSCHEMA_MEASURES/1']);
+  const provider = spawn('setpriv', ['--pdeathsig', 'KILL', path.join(path.dirname(tool), 'xmla-sample-provider'), '--mood', 'fault@MDSCHEMA_MEASURES/1']);
   try {
     const urls = await new Promise((resolve, reject) => {
       provider.stdout.on('data', block => resolve(String(block)));

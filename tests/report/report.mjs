@@ -36,8 +36,9 @@ export async function runTool(options, statuses = [0]) {
   }
 }
 
+/** Starts a browser, which ends with this process, even if that is killed: it ends when the pipe closes. */
 export async function launch() {
-  return puppeteer.launch({ executablePath: chromium, args: ['--no-sandbox', '--disable-gpu', '--disable-dev-shm-usage'] });
+  return puppeteer.launch({ executablePath: chromium, pipe: true, args: ['--no-sandbox', '--disable-gpu', '--disable-dev-shm-usage'] });
 }
 
 /**

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -226,6 +227,7 @@ class Program {
     EXPECT_EQ(::pipe(ends), 0);
     m_pid = ::fork();
     if (m_pid == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // ends with this test program, even if that is killed
       ::dup2(ends[1], 1);
       ::dup2(ends[1], 2);
       ::close(ends[0]);
