@@ -108,8 +108,8 @@ std::unique_ptr<ServerProcess> Realm::StartKDC(const std::string& clock,
   const std::string log = m_folder + "/" + name + ".log";
   Variables variables = Server(name);
   if (!clock.empty()) {
-    // Not by the program faketime, which fails if a killed one with its process number has left
-    // a semaphore.
+    // The program faketime is not used: it fails if a killed faketime with the same process number
+    // has left its semaphore.
     variables["LD_PRELOAD"] = "/usr/$LIB/faketime/libfaketime.so.1";
     variables["FAKETIME"] = clock;
   }

@@ -16,12 +16,12 @@ namespace login {
 namespace {
 
 constexpr int kPollMilliseconds = 20;
-constexpr int kStopMilliseconds = 10'000;
+constexpr int kStopMilliseconds = 5000;
 
 /// Runs in the keeper: starts the server in its own process group, and ends the group when the
-/// lifeline ends: first with SIGTERM, so that the server can remove what it shares with others. A
-/// parent-death signal would not do, because a server that changes its user loses
-/// it, and because its own children do not have it. Calls only async-signal-safe functions.
+/// lifeline ends. SIGTERM comes first, so that the server can remove its files. A parent-death
+/// signal would not do, because a server that changes its user loses it, and because its own
+/// children do not have it. Calls only async-signal-safe functions.
 [[noreturn]] void Keep(int lifeline, int output, char* const* command, char* const* environment) {
   setsid();
   prctl(PR_SET_CHILD_SUBREAPER, 1);

@@ -26,7 +26,7 @@ constexpr Needed kNeeded[] = {
     {"/usr/sbin/krb5kdc", "krb5-kdc"},
     {"/usr/sbin/kadmin.local", "krb5-admin-server"},
     {"/usr/bin/kinit", "krb5-user"},
-    {"/usr/bin/faketime", "faketime"},
+    {"/usr/bin/faketime", "faketime"},  // comes with the library that is used
     {"/usr/sbin/apache2", "apache2-bin"},
     {"/usr/lib/apache2/modules/mod_auth_gssapi.so", "libapache2-mod-auth-gssapi"},
     {"/usr/bin/python3", "python3"},

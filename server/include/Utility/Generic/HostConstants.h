@@ -10,5 +10,5 @@ inline constexpr const wchar_t* S_CATALOG_NAME = L"CATALOG_NAME";
 inline constexpr const wchar_t* _S_KELVORA = L"Kelvora";  // NOLINT: the host's name
 /// The end of the file names of import logs.
 inline constexpr const wchar_t* _S_LOG_EXT = L".log";  // NOLINT: the host's name
-/// The message of the logic error for two levels of a hierarchy with the same level number.
+/// A blank. It is the message of the logic error for two levels with the same level number.
 inline constexpr const wchar_t* s_ksBlank = L" ";
